@@ -1,0 +1,12 @@
+# The flags every target of ours is built with; third-party headers are included as system headers and stay outside.
+add_library(lumvex_options INTERFACE)
+target_compile_options(lumvex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
+                       -Woverloaded-virtual -Wimplicit-fallthrough)
+if(LUMVEX_WARNINGS_AS_ERRORS)
+  target_compile_options(lumvex_options INTERFACE -Werror)
+endif()
+if(LUMVEX_SANITIZE)
+  target_compile_options(lumvex_options INTERFACE -fsanitize=${LUMVEX_SANITIZE} -fno-omit-frame-pointer
+                         -fno-sanitize-recover=all)
+  target_link_options(lumvex_options INTERFACE -fsanitize=${LUMVEX_SANITIZE})
+endif()
