@@ -1,0 +1,47 @@
+// A measurement file as one table of numbers: frequency responses and microphone calibrations kept as text, impulse
+// responses kept as sound. Reading accepts what measurement programs really write; writing is strict and replaces the
+// old file only when the new one is complete.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/file_error.hpp"
+
+namespace lumvex::app {
+
+struct MeasurementFile {
+    enum class Kind {
+        Response,     // frequency, level and perhaps phase
+        Calibration,  // the same, of a microphone
+        Impulse       // one column per channel
+    };
+
+    std::string name;          // valid UTF-8: the file's name without its extension
+    std::time_t modified = 0;  // the file's own date; not used when writing
+    Kind kind = Kind::Response;
+    std::int32_t sampleRate = 0;  // samples per second of an impulse response; 0 for text
+    std::size_t rows = 0;         // at least 1 in a file
+    std::size_t columns = 0;      // 2 or 3 in text; the number of channels in sound
+    std::vector<float> values;    // rows * columns, column after column, all finite: frequency in Hz, level in dB and
+                                  // phase in degrees; or the channels, full scale -1..1
+    std::optional<std::string> serialNumber;  // of a calibrated microphone
+    std::optional<double> sensitivity;        // of a calibrated microphone, in dB: relative to what the file says (full
+                                              // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
+};
+
+// What the file is, is decided by its content, and by its extension where the content does not tell. Every failure is a
+// FileError: missing, unreadable, empty or damaged files and, with their line, data that cannot be understood.
+[[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path);
+
+// The extension decides the format: .frd and .txt (tabs), .csv (commas) for responses and calibrations, .wav (32-bit
+// float) for impulse responses. Reading the file back gives the same bits. Throws FileError, and leaves a file that was
+// there as it was, when the table does not fit the format or the file cannot be written.
+void WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file);
+
+}  // namespace lumvex::app

@@ -1,0 +1,47 @@
+#include "files/replaced_file.hpp"
+
+#include <random>
+#include <string>
+#include <system_error>
+
+#include "files/file_error.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+ReplacedFile::ReplacedFile(const fs::path& path) : path_(path), target_(path) {
+    std::error_code error;
+    if (fs::is_symlink(fs::symlink_status(path, error))) {
+        target_ = fs::weakly_canonical(path, error);
+        if (error) throw FileError(path, error);
+    }
+    old_ = fs::status(target_, error);
+    if (old_.type() == fs::file_type::none) throw FileError(path, error);
+    if (fs::is_directory(old_)) throw FileError(path, std::make_error_code(std::errc::is_a_directory));
+    if (fs::exists(old_) && !fs::is_regular_file(old_)) throw FileError(path, 0, "a file", "a device or pipe");
+    // Moving would replace a write-protected file without asking.
+    if (fs::exists(old_) && (old_.permissions() & fs::perms::owner_write) == fs::perms::none) {
+        throw FileError(path, std::make_error_code(std::errc::permission_denied));
+    }
+    // Not made from the file's name, which may leave no room for more characters.
+    std::random_device random;
+    do {
+        temporary_ = target_.parent_path() / ("lumvex-" + std::to_string(random()) + ".tmp");
+    } while (fs::exists(fs::symlink_status(temporary_, error)));
+}
+
+ReplacedFile::~ReplacedFile() {
+    std::error_code ignored;
+    if (!committed_) fs::remove(temporary_, ignored);
+}
+
+void ReplacedFile::Commit() {
+    std::error_code error;
+    if (fs::exists(old_)) fs::permissions(temporary_, old_.permissions(), error);
+    if (!error) fs::rename(temporary_, target_, error);
+    if (error) throw FileError(path_, error);
+    committed_ = true;
+}
+
+}  // namespace lumvex::app

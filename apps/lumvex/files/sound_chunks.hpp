@@ -1,0 +1,17 @@
+// Finds sound files that end too early: their decoders take the missing samples for a shorter file, or even run forever
+// (libsndfile 1.2 in a .caf file that ends within the header of a chunk).
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <string>
+
+namespace lumvex::app {
+
+// Compares the length that the header gives for the samples with the length of the file, for the formats that are made
+// of chunks (RIFF, RIFX, RF64, FORM, W64, CAF) and for AU. Answers what is wrong, and nothing when all samples are
+// there or when the file is of another format. Leaves the stream anywhere.
+[[nodiscard]] std::optional<std::string> MissingSamples(std::istream& in, std::uint64_t length);
+
+}  // namespace lumvex::app

@@ -1,0 +1,19 @@
+// Writing of frequency responses and microphone calibrations as text.
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+
+#include "files/measurement_file.hpp"
+
+namespace lumvex::app {
+
+// Throws FileError (naming the path) unless the table is a response or calibration that ReadText would read back the
+// same.
+void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& file);
+
+// A comment line that names the columns, then a line for each row, with the shortest digits that give the same floats
+// back. The table has been checked; the state of the stream tells whether it was written.
+void WriteText(std::ostream& out, const MeasurementFile& file, char separator);
+
+}  // namespace lumvex::app

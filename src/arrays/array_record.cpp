@@ -1,0 +1,128 @@
+#include "arrays/array_record.hpp"
+
+#include "core/failure.hpp"
+#include "storage/failures.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+constexpr std::uint16_t kNoArray = 0, kOlderFormat = 1, kFormat = 2;
+
+VARTYPE TypeOfElementSize(std::uint32_t size) {
+    switch (size) {
+        case 4:
+            return VT_R4;
+        case 8:
+            return VT_R8;
+        case 16:
+            return VT_VARIANT;
+        default:
+            throw Failure(Message::ElementType);
+    }
+}
+
+VARTYPE CheckedType(std::uint16_t type) {
+    switch (type) {
+        case 0:
+            return VT_R4;
+        case VT_R4:
+        case VT_R8:
+        case VT_BSTR:
+        case VT_VARIANT:
+        case VT_UI1:
+            return type;
+        default:
+            throw Failure(Message::ElementType);
+    }
+}
+
+// Bounds whose elements the rest of the stream cannot hold are refused before anything is made of them.
+std::vector<Dimension> ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
+    constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
+    if (count == 0 || count > reader.Left() / 8) throw Failure(kReadFault);
+    std::vector<Dimension> dimensions;
+    std::uint64_t elements = 1;
+    for (std::uint32_t at = 0; at < count; ++at) {
+        const std::int32_t lower = reader.I32();
+        const std::int64_t length = std::int64_t{reader.I32()} - lower + 1;
+        if (length < 0 || length > std::int64_t{0xFFFFFFFF}) throw Failure(kReadFault);
+        if (length != 0 && elements > kMostElements / static_cast<std::uint64_t>(length)) throw Failure(kReadFault);
+        elements *= static_cast<std::uint64_t>(length);
+        dimensions.push_back({lower, static_cast<ULONG>(length)});
+    }
+    if (elements * elementSize > reader.Left()) throw Failure(kReadFault);
+    return dimensions;
+}
+
+// Texts stand with the first dimension outermost; in memory it varies fastest.
+std::size_t MemoryIndex(const std::vector<Dimension>& dimensions, std::size_t inRecord) {
+    std::size_t index = 0, stride = 1, below = 1;
+    for (const Dimension& dimension : dimensions) below *= dimension.count;
+    for (const Dimension& dimension : dimensions) {
+        below /= dimension.count;
+        index += (inRecord / below) % dimension.count * stride;
+        stride *= dimension.count;
+    }
+    return index;
+}
+
+StoredArray::Text ReadText(RecordReader& reader) {
+    const std::uint32_t length = reader.U32();
+    if (length == 0) return std::nullopt;
+    if (length < 2 || length % 2 != 0 || length > reader.Left()) throw Failure(kReadFault);
+    std::u16string text(length / 2 - 1, u'\0');
+    reader.Read(std::as_writable_bytes(std::span(text)));
+    reader.Skip(2);
+    return text;
+}
+
+ArraySlot ReadTexts(RecordReader& reader, std::vector<Dimension> dimensions) {
+    std::size_t count = 1;
+    for (const Dimension& dimension : dimensions) count *= dimension.count;
+    if (count > reader.Left() / sizeof(std::uint32_t)) throw Failure(kReadFault);
+    std::vector<StoredArray::Text> texts(count);
+    for (std::size_t at = 0; at < count; ++at) texts[MemoryIndex(dimensions, at)] = ReadText(reader);
+    return std::make_shared<StoredArray>(std::move(dimensions), std::move(texts));
+}
+
+}  // namespace
+
+void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
+    if (!slot) return writer.U16(kNoArray);
+    writer.U16(kFormat);
+    writer.U32(static_cast<std::uint32_t>(slot->Dimensions().size()));
+    writer.U16(slot->Type());
+    for (const Dimension& dimension : slot->Dimensions()) {
+        writer.I32(dimension.lower);
+        writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lower} + dimension.count - 1));
+    }
+    if (slot->Type() != VT_BSTR) return writer.Block(slot->Elements());
+    for (std::size_t at = 0; at < slot->Texts().size(); ++at) {
+        const StoredArray::Text& text = slot->Texts()[MemoryIndex(slot->Dimensions(), at)];
+        writer.U32(text ? static_cast<std::uint32_t>((text->size() + 1) * sizeof(char16_t)) : 0);
+        if (!text) continue;
+        writer.Bytes(std::as_bytes(std::span(*text)));
+        writer.U16(0);
+    }
+}
+
+void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
+    slot.reset();
+    const std::uint16_t format = reader.U16();
+    if (format == kNoArray) return;
+    if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
+    const std::uint32_t count = reader.U32();
+    const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
+    const std::size_t elementSize = StoredArray::ElementSize(type);
+    std::vector<Dimension> dimensions = ReadDimensions(reader, count, elementSize);
+    if (type == VT_BSTR) {
+        slot = ReadTexts(reader, std::move(dimensions));
+        return;
+    }
+    auto array = std::make_shared<StoredArray>(type, std::move(dimensions), reader.Source(), reader.Position());
+    reader.Skip(array->ByteSize());
+    slot = std::move(array);
+}
+
+}  // namespace lumvex::inside

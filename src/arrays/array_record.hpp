@@ -1,0 +1,26 @@
+// The array inside an object's record:
+//
+//     format           u16     0 no array (nothing follows), 2 current, 1 older (read only)
+//     dimensions       u32     d
+//     element type     u16     format 2: 4, 5, 8, 12 or 17; 0 reads as 4
+//     element size     u32     format 1 instead: 4, 8 or 16
+//     bounds           d x (i32 lower, i32 upper)
+//     data             elements as they lie in memory; texts (type 8) one by one, first dimension outermost, each a u32
+//                      byte length with terminator and UTF-16, 0 for a null text
+#pragma once
+
+#include "arrays/stored_array.hpp"
+#include "storage/record_reader.hpp"
+#include "storage/record_writer.hpp"
+
+namespace lumvex::inside {
+
+// The elements are borrowed: the array lives until the record was written. An array that is still in the file has to be
+// brought into memory before.
+void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot);
+
+// The slot changes only when the whole record was understood. Types it does not know fail with 4007; bounds that the
+// rest of the stream cannot hold, with the read fault.
+void ReadArrayRecord(RecordReader& reader, ArraySlot& slot);
+
+}  // namespace lumvex::inside

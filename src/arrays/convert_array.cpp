@@ -1,0 +1,240 @@
+#include "arrays/convert_array.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/failure.hpp"
+#include "core/object.hpp"
+#include "lumvex/interfaces.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// A safe array whose elements are being read or written.
+class Access {
+public:
+    explicit Access(SAFEARRAY* array) : array_(array) { Check(SafeArrayAccessData(array_, &data_)); }
+    ~Access() { SafeArrayUnaccessData(array_); }
+    Access(const Access&) = delete;
+    Access& operator=(const Access&) = delete;
+
+    template <class T>
+    std::span<T> As(std::size_t count) const {
+        return {static_cast<T*>(data_), count};
+    }
+
+private:
+    SAFEARRAY* array_;
+    void* data_ = nullptr;
+};
+
+struct Destroy {
+    void operator()(SAFEARRAY* array) const { SafeArrayDestroy(array); }
+};
+using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
+
+OwnedArray MakeArray(VARTYPE type, const std::vector<Dimension>& dimensions, bool keepLowerBounds) {
+    std::vector<SAFEARRAYBOUND> bounds;
+    for (const Dimension& dimension : dimensions)
+        bounds.push_back({dimension.count, keepLowerBounds ? dimension.lower : 0});
+    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data()));
+    if (!array) throw Failure(E_OUTOFMEMORY);
+    return array;
+}
+
+// ---- in -------------------------------------------------------------------------------------------------------------
+
+std::vector<Dimension> DimensionsOf(SAFEARRAY* array) {
+    std::vector<Dimension> dimensions(SafeArrayGetDim(array));
+    for (UINT at = 0; at < dimensions.size(); ++at) {
+        LONG upper = 0;
+        Check(SafeArrayGetLBound(array, at + 1, &dimensions[at].lower));
+        Check(SafeArrayGetUBound(array, at + 1, &upper));
+        dimensions[at].count = static_cast<ULONG>(std::int64_t{upper} - dimensions[at].lower + 1);
+    }
+    return dimensions;
+}
+
+void CheckShape(const std::vector<Dimension>& dimensions, LONG channels) {
+    if (dimensions.empty()) throw Failure(Message::NotAnArray);
+    if (dimensions.size() > 2) throw Failure(Message::TooManyDimensions);
+    if (dimensions.size() == 2) {
+        if (channels >= 0 && dimensions[1].count != static_cast<ULONG>(channels)) throw Failure(Message::ChannelCount);
+        return;
+    }
+    if (dimensions[0].count == 1) throw Failure(DISP_E_BADINDEX);  // refused since ever; callers know
+    if (channels >= 0 && channels != 1) throw Failure(Message::ChannelCount);
+}
+
+float FloatOf(const VARIANT& element) {
+    switch (element.vt) {
+        case VT_I4:
+            return static_cast<float>(element.lVal);
+        case VT_R4:
+            return element.fltVal;
+        case VT_R8:
+            return static_cast<float>(element.dblVal);
+        default:
+            throw Failure(Message::ElementType);
+    }
+}
+
+template <class From, class Convert>
+void ConvertElements(SAFEARRAY* array, std::vector<std::byte>& elements, Convert convert) {
+    const std::size_t count = elements.size() / sizeof(float);
+    const Access access(array);
+    std::ranges::transform(access.As<const From>(count), reinterpret_cast<float*>(elements.data()), convert);
+}
+
+// ---- out ------------------------------------------------------------------------------------------------------------
+
+// One element of another stored type as a float, by its type.
+float FloatOfRawVariant(const std::byte* raw) {
+    VARIANT element{};
+    std::memcpy(&element.vt, raw, sizeof element.vt);
+    std::memcpy(&element.llVal, raw + 8, sizeof element.llVal);
+    switch (element.vt) {
+        case VT_I2:
+            return element.iVal;
+        case VT_BOOL:
+            return element.boolVal;
+        case VT_UI1:
+            return element.bVal;
+        case VT_I4:
+        case VT_R4:
+        case VT_R8:
+            return FloatOf(element);
+        default:
+            return 0.0f;  // a raw text or object of another process means nothing here
+    }
+}
+
+// The elements as 64-bit floats, which hold every type that arrays are stored in exactly.
+template <class Put>
+void EachNumber(const StoredArray& array, Put put) {
+    std::vector<std::byte> copied;
+    std::span<const std::byte> bytes = array.Elements();
+    if (array.InFile()) {
+        copied.resize(array.ByteSize());
+        array.CopyTo(copied);
+        bytes = copied;
+    }
+    const std::size_t size = StoredArray::ElementSize(array.Type());
+    for (std::size_t at = 0; at < array.Count(); ++at) {
+        const std::byte* element = bytes.data() + at * size;
+        if (array.Type() == VT_R4) {
+            float value;
+            std::memcpy(&value, element, sizeof value);
+            put(at, double{value});
+        } else if (array.Type() == VT_R8) {
+            double value;
+            std::memcpy(&value, element, sizeof value);
+            put(at, value);
+        } else {
+            put(at, double{FloatOfRawVariant(element)});
+        }
+    }
+}
+
+Variant Copied(const StoredArray& stored) {
+    OwnedArray array = MakeArray(stored.Type(), stored.Dimensions(), true);
+    {
+        const Access access(array.get());
+        stored.CopyTo(access.As<std::byte>(stored.ByteSize()));
+    }
+    return Variant::FromArray(stored.Type(), array.release());
+}
+
+Variant Texts(const StoredArray& stored) {
+    OwnedArray array = MakeArray(VT_BSTR, stored.Dimensions(), true);
+    {
+        const Access access(array.get());
+        const auto elements = access.As<BSTR>(stored.Count());
+        for (std::size_t at = 0; at < elements.size(); ++at)
+            if (const auto& text = stored.Texts()[at]) elements[at] = Bstr(*text).Detach();
+    }
+    return Variant::FromArray(VT_BSTR, array.release());
+}
+
+template <class T>
+Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds) {
+    OwnedArray array = MakeArray(type, stored.Dimensions(), keepLowerBounds);
+    {
+        const Access access(array.get());
+        const auto elements = access.As<T>(stored.Count());
+        EachNumber(stored, [&](std::size_t at, double value) {
+            if constexpr (std::is_same_v<T, VARIANT>) {
+                elements[at].vt = VT_R4;
+                elements[at].fltVal = static_cast<float>(value);
+            } else if constexpr (std::is_same_v<T, BYTE>) {
+                elements[at] = static_cast<BYTE>(std::clamp(value, 0.0, 255.0));
+            } else {
+                elements[at] = static_cast<T>(value);
+            }
+        });
+    }
+    return Variant::FromArray(type, array.release());
+}
+
+}  // namespace
+
+void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
+    if (value.vt == VT_EMPTY) {
+        slot.reset();
+        return;
+    }
+    if ((value.vt & VT_ARRAY) == 0) throw Failure(Message::NotAnArray);
+    if ((value.vt & VT_BYREF) != 0) throw Failure(Message::ElementType);
+    if (!value.parray) throw Failure(Message::NotAnArray);
+    std::vector<Dimension> dimensions = DimensionsOf(value.parray);
+    CheckShape(dimensions, channels);
+
+    const auto type = static_cast<VARTYPE>(value.vt & ~VT_ARRAY);
+    const bool bytes = type == VT_UI1;
+    std::size_t count = 1;
+    for (const Dimension& dimension : dimensions) count *= dimension.count;
+    if (type != VT_UI1 && type != VT_R4 && type != VT_R8 && type != VT_I4 && type != VT_VARIANT)
+        throw Failure(Message::ElementType);
+    std::vector<std::byte> elements(count * (bytes ? 1 : sizeof(float)));
+    switch (type) {
+        case VT_R4:
+        case VT_UI1: {
+            const Access access(value.parray);
+            if (!elements.empty())
+                std::memcpy(elements.data(), access.As<const std::byte>(elements.size()).data(), elements.size());
+            break;
+        }
+        case VT_R8:
+            ConvertElements<double>(value.parray, elements, [](double element) { return static_cast<float>(element); });
+            break;
+        case VT_I4:
+            ConvertElements<LONG>(value.parray, elements, [](LONG element) { return static_cast<float>(element); });
+            break;
+        default:
+            ConvertElements<VARIANT>(value.parray, elements, FloatOf);
+            break;
+    }
+    if (type != VT_R4 && type != VT_UI1)
+        for (Dimension& dimension : dimensions) dimension.lower = 0;
+    slot = std::make_shared<StoredArray>(bytes ? VARTYPE{VT_UI1} : VARTYPE{VT_R4}, std::move(dimensions),
+                                         std::move(elements));
+}
+
+Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
+    if (!slot || (type != LX_R4 && type != LX_R8 && type != LX_VT && type != LX_UI1)) return {};
+    if (slot->Type() == VT_BSTR) return Texts(*slot);
+    if (slot->Type() == VT_UI1) return Copied(*slot);
+    switch (type) {
+        case LX_R8:
+            return Converted<double>(*slot, VT_R8, false);
+        case LX_VT:
+            return Converted<VARIANT>(*slot, VT_VARIANT, false);
+        case LX_R4:
+            return slot->Type() == VT_R4 ? Copied(*slot) : Converted<float>(*slot, VT_R4, true);
+        default:
+            return Converted<BYTE>(*slot, VT_UI1, true);
+    }
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,13 @@
+#include <time.h>
+
+#include "automation/local_time.hpp"
+
+namespace lumvex::inside {
+
+std::optional<std::tm> LocalCalendar(std::time_t time) noexcept {
+    std::tm parts{};
+    if (!::localtime_r(&time, &parts)) return std::nullopt;
+    return parts;
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,12 @@
+// Randomness that nobody can predict and no two processes share.
+#pragma once
+
+#include <cstddef>
+
+namespace lumvex::inside {
+
+// Fills up to 256 bytes from the system's source; false when it has none. Nothing is kept between calls: a
+// generator's state would be the same on both sides of a fork.
+bool FillRandom(void* bytes, std::size_t count) noexcept;
+
+}  // namespace lumvex::inside

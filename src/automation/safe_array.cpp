@@ -1,0 +1,266 @@
+// Safe arrays. The type of the elements stands in a prefix before the descriptor that clients see; the data is a block
+// of its own.
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "automation/element.hpp"
+#include "lumvex/native_automation.hpp"
+
+using lumvex::inside::SizeOfElement;
+
+namespace {
+
+struct alignas(16) Prefix {
+    VARTYPE type;
+};
+
+Prefix& PrefixOf(SAFEARRAY* array) noexcept { return reinterpret_cast<Prefix*>(array)[-1]; }
+VARTYPE TypeOf(SAFEARRAY* array) noexcept { return PrefixOf(array).type; }
+
+USHORT FeaturesOf(VARTYPE type) noexcept {
+    switch (type) {
+        case VT_BSTR:
+            return FADF_BSTR;
+        case VT_UNKNOWN:
+            return FADF_UNKNOWN;
+        case VT_DISPATCH:
+            return FADF_DISPATCH;
+        case VT_VARIANT:
+            return FADF_VARIANT;
+        default:
+            return FADF_HAVEVARTYPE;
+    }
+}
+
+bool OwnsElements(SAFEARRAY* array) noexcept {
+    return (array->fFeatures & (FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH | FADF_VARIANT)) != 0;
+}
+
+std::size_t CountOf(SAFEARRAY* array) noexcept {
+    std::size_t count = 1;
+    for (UINT i = 0; i < array->cDims; ++i) count *= array->rgsabound[i].cElements;
+    return count;
+}
+
+const SAFEARRAYBOUND& BoundOf(SAFEARRAY* array, UINT dimension) noexcept {
+    return array->rgsabound[array->cDims - dimension];
+}
+
+// An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be.
+SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds) noexcept {
+    constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
+    std::uint64_t bytes = SizeOfElement(type);
+    if (bytes == 0) return nullptr;
+    bool none = false;
+    for (UINT i = 0; i < dimensions; ++i) {
+        const std::int64_t last = std::int64_t{bounds[i].lLbound} + bounds[i].cElements - 1;
+        if (last < std::numeric_limits<LONG>::min() || last > std::numeric_limits<LONG>::max()) return nullptr;
+        if (bounds[i].cElements == 0)
+            none = true;
+        else if ((bytes *= bounds[i].cElements) > kMaxBytes)
+            return nullptr;
+    }
+    if (none) bytes = 1;  // no elements, but an address all the same
+
+    const std::size_t descriptor = sizeof(Prefix) + sizeof(SAFEARRAY) + dimensions * sizeof(SAFEARRAYBOUND);
+    char* const block = static_cast<char*>(std::calloc(1, descriptor));
+    if (!block) return nullptr;
+    void* const data = std::calloc(1, static_cast<std::size_t>(bytes));
+    if (!data) {
+        std::free(block);
+        return nullptr;
+    }
+    new (block) Prefix{type};
+    SAFEARRAY* const array = new (block + sizeof(Prefix)) SAFEARRAY{};
+    array->cDims = dimensions;
+    array->fFeatures = FeaturesOf(type);
+    array->cbElements = SizeOfElement(type);
+    array->pvData = data;
+    std::memcpy(&array->rgsabound, bounds, dimensions * sizeof(SAFEARRAYBOUND));
+    return array;
+}
+
+// Makes *to, which holds nothing that is owned, a copy of the element.
+HRESULT CopyElement(SAFEARRAY* array, void* to, void* from) noexcept {
+    if (array->fFeatures & FADF_BSTR) {
+        BSTR const text = *static_cast<BSTR*>(from);
+        BSTR const copy =
+            text ? SysAllocStringByteLen(reinterpret_cast<LPCSTR>(text), SysStringByteLen(text)) : nullptr;
+        if (text && !copy) return E_OUTOFMEMORY;
+        *static_cast<BSTR*>(to) = copy;
+    } else if (array->fFeatures & FADF_VARIANT) {
+        // A reference would outlive what it refers to.
+        VariantInit(static_cast<VARIANT*>(to));
+        return VariantCopyInd(static_cast<VARIANT*>(to), static_cast<VARIANT*>(from));
+    } else {
+        std::memcpy(to, from, array->cbElements);
+        if (array->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH))
+            if (IUnknown* const object = *static_cast<IUnknown**>(to)) object->AddRef();
+    }
+    return S_OK;
+}
+
+void ClearElement(SAFEARRAY* array, void* element) noexcept {
+    if (array->fFeatures & FADF_BSTR) {
+        SysFreeString(*static_cast<BSTR*>(element));
+    } else if (array->fFeatures & FADF_VARIANT) {
+        VariantClear(static_cast<VARIANT*>(element));
+    } else if (array->fFeatures & (FADF_UNKNOWN | FADF_DISPATCH)) {
+        if (IUnknown* const object = *static_cast<IUnknown**>(element)) object->Release();
+    }
+}
+
+void Free(SAFEARRAY* array) noexcept {
+    if (OwnsElements(array)) {
+        char* const data = static_cast<char*>(array->pvData);
+        const std::size_t count = CountOf(array);
+        for (std::size_t i = 0; i < count; ++i) ClearElement(array, data + i * array->cbElements);
+    }
+    std::free(array->pvData);
+    std::free(&PrefixOf(array));
+}
+
+}  // namespace
+
+SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) noexcept {
+    if (!rgsabound || cDims == 0 || cDims > std::numeric_limits<USHORT>::max() || SizeOfElement(vt) == 0)
+        return nullptr;
+    SAFEARRAYBOUND* const reversed = new (std::nothrow) SAFEARRAYBOUND[cDims];
+    if (!reversed) return nullptr;
+    for (UINT i = 0; i < cDims; ++i) reversed[i] = rgsabound[cDims - 1 - i];
+    SAFEARRAY* const array = Allocate(vt, static_cast<USHORT>(cDims), reversed);
+    delete[] reversed;
+    return array;
+}
+
+SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) noexcept {
+    const SAFEARRAYBOUND bound{cElements, lLbound};
+    SAFEARRAY* const array = Allocate(vt, 1, &bound);
+    if (array) array->fFeatures |= FADF_CREATEVECTOR;
+    return array;
+}
+
+HRESULT SafeArrayDestroy(SAFEARRAY* psa) noexcept {
+    if (!psa) return S_OK;
+    if (psa->cLocks != 0) return DISP_E_ARRAYISLOCKED;
+    Free(psa);
+    return S_OK;
+}
+
+HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** ppsaOut) noexcept {
+    if (!ppsaOut) return E_INVALIDARG;
+    *ppsaOut = nullptr;
+    if (!psa) return S_OK;
+    SAFEARRAY* const copy = Allocate(TypeOf(psa), psa->cDims, psa->rgsabound);
+    if (!copy) return E_OUTOFMEMORY;
+    copy->fFeatures = psa->fFeatures;
+    const std::size_t count = CountOf(psa);
+    char* const from = static_cast<char*>(psa->pvData);
+    char* const to = static_cast<char*>(copy->pvData);
+    if (!OwnsElements(psa)) {
+        std::memcpy(to, from, count * psa->cbElements);
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t offset = i * psa->cbElements;
+            if (const HRESULT status = CopyElement(psa, to + offset, from + offset); FAILED(status)) {
+                Free(copy);
+                return status;
+            }
+        }
+    }
+    *ppsaOut = copy;
+    return S_OK;
+}
+
+UINT SafeArrayGetDim(SAFEARRAY* psa) noexcept { return psa ? psa->cDims : 0; }
+
+UINT SafeArrayGetElemsize(SAFEARRAY* psa) noexcept { return psa ? psa->cbElements : 0; }
+
+HRESULT SafeArrayGetLBound(SAFEARRAY* psa, UINT nDim, LONG* plLbound) noexcept {
+    if (!psa || !plLbound) return E_INVALIDARG;
+    if (nDim == 0 || nDim > psa->cDims) return DISP_E_BADINDEX;
+    *plLbound = BoundOf(psa, nDim).lLbound;
+    return S_OK;
+}
+
+HRESULT SafeArrayGetUBound(SAFEARRAY* psa, UINT nDim, LONG* plUbound) noexcept {
+    if (!psa || !plUbound) return E_INVALIDARG;
+    if (nDim == 0 || nDim > psa->cDims) return DISP_E_BADINDEX;
+    const SAFEARRAYBOUND& bound = BoundOf(psa, nDim);
+    *plUbound = static_cast<LONG>(std::int64_t{bound.lLbound} + bound.cElements - 1);
+    return S_OK;
+}
+
+HRESULT SafeArrayGetVartype(SAFEARRAY* psa, VARTYPE* pvt) noexcept {
+    if (!psa || !pvt) return E_INVALIDARG;
+    *pvt = TypeOf(psa);
+    return S_OK;
+}
+
+HRESULT SafeArrayPtrOfIndex(SAFEARRAY* psa, LONG* rgIndices, void** ppvData) noexcept {
+    if (!psa || !rgIndices || !ppvData) return E_INVALIDARG;
+    std::size_t cell = 0;
+    for (UINT dimension = psa->cDims; dimension > 0; --dimension) {  // Horner's rule, the slowest dimension first
+        const SAFEARRAYBOUND& bound = BoundOf(psa, dimension);
+        const std::int64_t offset = std::int64_t{rgIndices[dimension - 1]} - bound.lLbound;
+        if (offset < 0 || offset >= bound.cElements) return DISP_E_BADINDEX;
+        cell = cell * bound.cElements + static_cast<std::size_t>(offset);
+    }
+    *ppvData = static_cast<char*>(psa->pvData) + cell * psa->cbElements;
+    return S_OK;
+}
+
+HRESULT SafeArrayGetElement(SAFEARRAY* psa, LONG* rgIndices, void* pv) noexcept {
+    if (!pv) return E_INVALIDARG;
+    void* element = nullptr;
+    const HRESULT status = SafeArrayPtrOfIndex(psa, rgIndices, &element);
+    return FAILED(status) ? status : CopyElement(psa, pv, element);
+}
+
+HRESULT SafeArrayPutElement(SAFEARRAY* psa, LONG* rgIndices, void* pv) noexcept {
+    void* element = nullptr;
+    if (const HRESULT status = SafeArrayPtrOfIndex(psa, rgIndices, &element); FAILED(status)) return status;
+    const bool byPointer = (psa->fFeatures & (FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH)) != 0;
+    if (!pv && !byPointer) return E_INVALIDARG;
+
+    // The copy is made before the old element goes: the caller may pass an array its own element.
+    alignas(VARIANT) unsigned char copy[sizeof(VARIANT)];
+    if (const HRESULT status = CopyElement(psa, copy, byPointer ? static_cast<void*>(&pv) : pv); FAILED(status))
+        return status;
+    alignas(VARIANT) unsigned char old[sizeof(VARIANT)];
+    std::memcpy(old, element, psa->cbElements);
+    std::memcpy(element, copy, psa->cbElements);
+    ClearElement(psa, old);
+    return S_OK;
+}
+
+HRESULT SafeArrayLock(SAFEARRAY* psa) noexcept {
+    if (!psa) return E_INVALIDARG;
+    std::atomic_ref<ULONG> locks(psa->cLocks);
+    if (++locks > std::numeric_limits<USHORT>::max()) {
+        --locks;
+        return E_UNEXPECTED;
+    }
+    return S_OK;
+}
+
+HRESULT SafeArrayUnlock(SAFEARRAY* psa) noexcept {
+    if (!psa) return E_INVALIDARG;
+    std::atomic_ref<ULONG> locks(psa->cLocks);
+    for (ULONG count = locks; count != 0;)
+        if (locks.compare_exchange_weak(count, count - 1)) return S_OK;
+    return E_UNEXPECTED;
+}
+
+HRESULT SafeArrayAccessData(SAFEARRAY* psa, void** ppvData) noexcept {
+    if (!psa || !ppvData) return E_INVALIDARG;
+    *ppvData = nullptr;
+    const HRESULT status = SafeArrayLock(psa);
+    if (SUCCEEDED(status)) *ppvData = psa->pvData;
+    return status;
+}
+
+HRESULT SafeArrayUnaccessData(SAFEARRAY* psa) noexcept { return SafeArrayUnlock(psa); }

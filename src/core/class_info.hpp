@@ -1,0 +1,59 @@
+// What the model knows of one persistable class: the registry's row. One table per process, filled from classes.def.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "lumvex/automation.hpp"
+#include "lumvex/values.hpp"
+
+namespace lumvex::inside {
+
+class Object;
+class RecordReader;
+class RecordWriter;
+
+// How a class's record was written: bit 31 says that a minimum reader is named (bits 16-30), bits 0-15 are the writer's.
+class VersionWord {
+public:
+    constexpr VersionWord() = default;
+    constexpr explicit VersionWord(std::uint32_t word) : word_(word) {}
+    constexpr VersionWord(unsigned writer, unsigned minimumReader)
+        : word_(0x80000000u | (minimumReader << 16) | writer) {}
+
+    constexpr std::uint32_t Word() const { return word_; }
+    constexpr unsigned Writer() const { return word_ & 0xFFFFu; }
+    constexpr unsigned MinimumReader() const { return (word_ >> 16) & 0x7FFFu; }
+    constexpr bool NamesMinimumReader() const { return (word_ & 0x80000000u) != 0; }
+
+private:
+    std::uint32_t word_ = 0;
+};
+
+enum class ClassKind { Root, Collection, Item };
+
+struct ClassInfo {
+    std::u16string_view name;      // "CDatum"
+    ClassKind kind;
+    GUID classId;                  // key of the registry, of the object directory and of the version information
+    GUID interfaceId;              // of the class's own dual interface
+    VersionWord version;           // what this program writes
+    int title = 0;                 // collections: number of their fixed name
+    const ClassInfo* (*member)() = nullptr;  // collections: the class of their members
+    bool hasChildren = false;      // items: do they own collections
+    bool isLink = false;
+    Ref<Object> (*create)() = nullptr;
+    void (*save)(const Object&, RecordWriter&) = nullptr;            // the class's own fields
+    void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
+};
+
+// The registered class of an ID, or null; and all of them, ascending by class ID.
+const ClassInfo* FindClass(const GUID& classId) noexcept;
+const std::vector<const ClassInfo*>& AllClasses();
+
+// The row of a class known at compile time.
+template <class Class>
+const ClassInfo& ClassOf() noexcept;
+
+}  // namespace lumvex::inside

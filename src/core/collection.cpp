@@ -1,0 +1,142 @@
+#include "core/collection.hpp"
+
+#include <exception>
+
+#include "core/enumerator.hpp"
+#include "core/item.hpp"
+#include "core/strings.hpp"
+
+namespace lumvex::inside {
+
+std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Class().title)); }
+
+Ref<IUnknown> CollectionBase::_NewEnum() {
+    std::vector<GUID> ids(members.Count());
+    for (std::size_t index = 0; index < ids.size(); ++index) ids[index] = members.At(index).id;
+    return MakeEnumerator(*this, std::move(ids));
+}
+
+Ref<Object> CollectionBase::Member(std::size_t index) const {
+    return ResolveRoot().Get(members.At(index), *Class().member(), OwnEntry());
+}
+
+Ref<Object> CollectionBase::Item(LONG position) {
+    if (position < 1 || position > Count()) throw Failure(E_INVALIDARG);
+    return Member(static_cast<std::size_t>(position - 1));
+}
+
+Ref<Object> CollectionBase::FindName(std::u16string_view name) {
+    for (std::size_t index = 0; index < members.Count(); ++index) {
+        Ref<Object> member = Member(index);
+        if (CompareNoCase(member->OwnEntry().name, name) == 0) return member;
+    }
+    return nullptr;
+}
+
+Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {
+    Ref<Object> member = FindName(name);
+    if (!member) throw Failure(Message::NotLocated);
+    return member;
+}
+
+// A miss is an answer here, yet it leaves its error information behind.
+LONG CollectionBase::NameExists(std::u16string_view name) {
+    try {
+        return FindNameExact(name) ? 1 : 0;
+    } catch (const Failure& failure) {
+        if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
+        return 0;
+    }
+}
+
+Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescendants) {
+    const GUID id = ParseGuid(text).value_or(GUID_NULL);
+    if (const auto index = members.IndexOf(id)) return Member(*index);
+    return searchDescendants != 0 ? FindBelow(*this, id) : nullptr;
+}
+
+Ref<Object> CollectionBase::AddNamed(std::u16string_view name) {
+    Document& document = ResolveRoot();
+    const ClassInfo& memberClass = *Class().member();
+    Ref<Object> member = memberClass.create();
+    members.Materialise();
+    Entry& entry = document.Enter(*member, OwnEntry());
+    entry.name = name;
+    static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
+    members.Append({entry.id, entry.tag});
+    Raise(document, EventKind::Item, *member, LX_EV_CREATE);
+    Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
+    document.MarkChanged(*this);
+    return member;
+}
+
+void CollectionBase::Remove(LONG position) {
+    Document& document = ResolveRoot();
+    if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
+    const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
+    auto& item = static_cast<ItemBase&>(*member);
+    if (item.Locks() != 0) throw Failure(Message::Locked);
+    Raise(document, EventKind::Item, item, LX_EV_BEFORE_DELETE);
+    DeliverNow();
+    try {
+        item.RemoveChildren();
+    } catch (const std::exception&) {
+        Raise(document, EventKind::Item, item, LX_EV_FAIL_DELETE);
+        DeliverNow();
+        throw;
+    }
+    Detach(item);
+    Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
+    document.MarkChanged(*this);
+}
+
+void CollectionBase::RemoveAll() {
+    Document& document = ResolveRoot();
+    Raise(document, EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
+    document.MarkChanged(*this);
+    DeliverNow();
+    for (std::size_t position = members.Count(); position > 0; --position) {
+        try {
+            if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler was faster
+            const Ref<Object> member = Member(position - 1);
+            auto& item = static_cast<ItemBase&>(*member);
+            if (item.Locks() != 0) throw Failure(Message::Locked);
+            item.RemoveChildren();
+            Detach(item);
+        } catch (const Failure& failure) {
+            if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
+        } catch (const PassedOn&) {
+            // Its error information stands; the member stays.
+        }
+    }
+    if (members.Count() != 0) {
+        Raise(document, EventKind::Collection, *this, LX_EV_FAIL_REMOVEALL);
+        throw Failure(Message::NotAllRemoved);
+    }
+    Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEALL);
+}
+
+// A handler of the event before may have moved or removed the member: its place is looked up again.
+void CollectionBase::Detach(ItemBase& member) {
+    Document& document = ResolveRoot();
+    Entry& entry = member.OwnEntry();
+    const auto index = members.IndexOf(entry.id);
+    if (!index) throw Failure(Message::NotLocated);
+    members.Erase(*index);
+    member.SetModified(false);
+    document.Erase(entry);
+}
+
+Ref<Object> FindBelow(Object& top, const GUID& id) {
+    Document& document = top.ResolveRoot();
+    Entry* entry = document.Find(id);
+    if (!entry || entry == &top.OwnEntry()) return nullptr;
+    for (Entry* owner = entry; owner != &document.RootObject().OwnEntry();) {
+        if (!owner->parent) owner->parent = Ref<Entry>(&document.OwnerOf(*owner));
+        owner = owner->parent.get();
+        if (owner == &top.OwnEntry()) return document.Get(*entry);
+    }
+    return nullptr;
+}
+
+}  // namespace lumvex::inside

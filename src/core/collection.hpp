@@ -1,0 +1,63 @@
+// The collection base: an ordered list of items of one class, owned by one item or root. Members are held by reference
+// and loaded when they are reached; positions count from 1. A class derives from Collection<its own name, its
+// interface> and adds its Add.
+#pragma once
+
+#include "core/automation_object.hpp"
+#include "core/members.hpp"
+
+namespace lumvex::inside {
+
+class ItemBase;
+
+class CollectionBase : public Object {
+public:
+    Members members;
+
+    // The plain members behind _Collection.
+    std::u16string Name() const;  // fixed by the class
+    std::u16string DisplayName() const { return Name(); }
+    Ref<IUnknown> _NewEnum();     // over a snapshot of the list
+    LONG Count() const { return static_cast<LONG>(members.Count()); }
+    void Remove(LONG position);
+    Ref<Object> FindName(std::u16string_view name);
+    Ref<Object> FindNameExact(std::u16string_view name);
+    LONG NameExists(std::u16string_view name);
+    Ref<Object> FindID(std::u16string_view id, LONG searchDescendants);
+    void RemoveAll();
+
+    // What every typed collection adds.
+    Ref<Object> Item(LONG position);
+    Ref<Object> Parent() const { return ResolveParent(); }
+    Ref<Object> Root() const { return RootBase(); }
+
+    // The shared steps of every Add: a new member under a new ID at the end of the list, dated now.
+    Ref<Object> AddNamed(std::u16string_view name);
+
+    void Materialise() override { members.Materialise(); }
+
+    static constexpr std::u16string_view kErrorSource{};
+
+private:
+    Ref<Object> Member(std::size_t index) const;
+    void Detach(ItemBase& member);
+};
+
+template <class Class, class Interface>
+class Collection : public AutomationObject<Class, Interface, CollectionBase> {
+public:
+    // The published methods of these names hand over to the plain ones.
+    using AutomationObject<Class, Interface, CollectionBase>::IsSameID;
+    using Object::IsSame;
+    using CollectionBase::Remove;
+    using CollectionBase::FindName;
+    using CollectionBase::FindNameExact;
+    using CollectionBase::NameExists;
+    using CollectionBase::FindID;
+    using CollectionBase::RemoveAll;
+};
+
+// The object of an ID if it lies below `top`, else null.
+Ref<Object> FindBelow(Object& top, const GUID& id);
+
+}  // namespace lumvex::inside

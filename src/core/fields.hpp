@@ -1,0 +1,88 @@
+// The kinds of field that classes are made of. A field carries what a get and a put of its property mean; the owner's
+// commit resolves the root, marks what has changed and raises the event.
+#pragma once
+
+#include <string>
+
+#include "core/document.hpp"
+#include "core/record_of.hpp"
+
+namespace lumvex::inside {
+
+// A value that a put stores as it comes, before the owners are resolved: on an orphaned object the put fails and the
+// value stays.
+template <class T>
+class Scalar {
+public:
+    Scalar() = default;
+    explicit Scalar(T initial) : value(initial) {}
+
+    template <class Owner>
+    T Get(const Owner&) const {
+        return value;
+    }
+    template <class Owner>
+    void Put(T given, Owner& owner) {
+        value = given;
+        owner.Commit(LX_EV_DEFAULT);
+    }
+
+    T value{};
+};
+
+// A text, stored as it comes.
+class Text {
+public:
+    template <class Owner>
+    const std::u16string& Get(const Owner&) const {
+        return value;
+    }
+    template <class Owner>
+    void Put(std::u16string_view given, Owner& owner) {
+        value = given;
+        owner.Commit(LX_EV_DEFAULT);
+    }
+
+    std::u16string value;
+};
+
+// The reference to a collection whose class this program does not have: carried unchanged.
+struct KeptReference {
+    std::optional<Reference> reference;
+};
+
+// An owned collection of class Collection, made by the first get.
+template <class Collection>
+class Child : public ChildSlot {
+public:
+    static const ClassInfo& CollectionClass() { return ClassOf<Collection>(); }
+
+    template <class Owner>
+    Ref<Object> Get(Owner& owner) {
+        return owner.ResolveRoot().GetChild(*this, CollectionClass(), owner);
+    }
+};
+
+template <class Class, class Field>
+constexpr bool IsChildField(Field Class::*) {
+    return std::is_base_of_v<ChildSlot, Field>;
+}
+
+// Visits the child collections among a class's fields, in record order.
+template <class Class>
+void VisitChildFields(Class& object, const Object::ChildVisitor& visit) {
+    ForEachField(object, [&](auto& field, unsigned) {
+        using Field = std::remove_reference_t<decltype(field)>;
+        if constexpr (std::is_base_of_v<ChildSlot, Field>) visit(field, Field::CollectionClass());
+    });
+}
+
+// Lets every field read what it left in the file.
+template <class Class>
+void MaterialiseFields(Class& object) {
+    ForEachField(object, [](auto& field, unsigned) {
+        if constexpr (requires { field.Materialise(); }) field.Materialise();
+    });
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,92 @@
+#include "core/guard.hpp"
+
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <unordered_set>
+#include <vector>
+
+#include "core/document.hpp"
+#include "core/events.hpp"
+#include "core/guid_order.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+std::recursive_mutex& ModuleLock() {
+    static std::recursive_mutex lock;
+    return lock;
+}
+
+// What each thread that enters the model has of its own.
+struct ThreadContext {
+    unsigned depth = 0;
+    std::vector<PendingEvent> queue;
+};
+
+thread_local ThreadContext context;
+
+}  // namespace
+
+Call::Call() {
+    ModuleLock().lock();
+    ++context.depth;
+}
+
+Call::~Call() {
+    DeliverNow();
+    --context.depth;
+    ModuleLock().unlock();
+}
+
+unsigned CallDepth() noexcept { return context.depth; }
+
+void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
+    document.MarkModified();
+    if (context.depth == 0) return;
+    context.queue.push_back(
+        {Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type, object.OwnEntry().id});
+}
+
+// A handler may change the model: what it raises joins the queue behind what is already there.
+void DeliverNow() noexcept {
+    if (context.depth >= 2 || context.queue.empty()) return;
+    std::unordered_set<GUID, GuidHash> delivered;
+    for (std::size_t next = 0; next < context.queue.size(); ++next) {
+        const PendingEvent event = context.queue[next];
+        if (!delivered.insert(event.id).second) continue;
+        const Entry& entry = event.object->OwnEntry();
+        if (entry.document) entry.document->Fire(event);
+    }
+    context.queue.clear();
+}
+
+HRESULT TranslateException(std::u16string_view source) noexcept {
+    HRESULT status = E_UNEXPECTED;
+    try {
+        throw;
+    } catch (const PassedOn& inner) {
+        return inner.Status();
+    } catch (const Failure& failure) {
+        if (failure.MessageNumber() != 0) return Report(failure.MessageNumber(), source);
+        status = failure.Status();
+    } catch (const COstrelException& fault) {
+        try {
+            return Report(InternalErrorText(fault.Place().file_name(), fault.Place().line()),
+                          static_cast<HRESULT>(0x80040FB1u), source);
+        } catch (const std::bad_alloc&) {
+            status = static_cast<HRESULT>(0x80040FB1u);
+        }
+    } catch (const std::bad_alloc&) {
+        status = E_OUTOFMEMORY;
+    } catch (const std::length_error&) {
+        status = E_OUTOFMEMORY;
+    } catch (...) {
+        status = E_UNEXPECTED;
+    }
+    SetErrorInfo(0, nullptr);
+    return status;
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,90 @@
+// What every object of the model shares, be it root, collection or item: its reference count, its directory entry and
+// the way up to parent and root, which it does not keep alive.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/entry.hpp"
+#include "core/failure.hpp"
+#include "lumvex/interfaces.hpp"
+
+namespace lumvex::inside {
+
+// A child collection as its owner holds it: nothing, or the reference under which the document finds it. It exists from
+// the first time that somebody asks for it.
+struct ChildSlot {
+    std::optional<Reference> reference;
+};
+
+// The answer of a test: 1 and S_OK, or 0 and S_FALSE.
+enum class YesNo : LONG { No = 0, Yes = 1 };
+
+class Object {
+public:
+    using ChildVisitor = std::function<void(ChildSlot&, const ClassInfo&)>;
+
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+
+    ULONG AddRef() noexcept;
+    ULONG Release() noexcept;
+    // One reference is left: the directory's own.
+    bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
+
+    virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
+    virtual const ClassInfo& Class() const noexcept = 0;
+    // Visits the slots of the object's own child collections in record order.
+    virtual void ForEachChild(const ChildVisitor& visit);
+    // The object's stream is about to go away: what is still to be read from it is read now.
+    virtual void Materialise();
+
+    // A missing entry is a broken invariant.
+    Entry& OwnEntry() const;
+    void Bind(Entry& entry) { entry_ = Ref<Entry>(&entry); }
+
+    Document& ResolveRoot() const;        // 4009 when the object is orphaned
+    Ref<Object> ResolveParent() const;    // 4009 likewise; loads the parent when it is not in memory
+    bool IsModified() const { return modified_; }
+    void SetModified(bool modified) { modified_ = modified; }
+
+    // The shared members of the published interfaces.
+    std::u16string Name() const;
+    std::u16string DisplayName() const { return Name(); }
+    std::u16string ID() const;
+    std::u16string InterfaceID() const;
+    Ref<Object> RootBase() const;
+    YesNo IsSame(IUnknown* test) const;
+    Ref<IUnknown> NewDescendantsEnum();
+    Ref<IUnknown> NewDependentLinksEnum();
+
+    // IDs of everything below, depth first; each once.
+    void CollectDescendants(std::vector<GUID>& found);
+
+protected:
+    Object();
+    virtual ~Object();
+
+private:
+    std::atomic<ULONG> count_{0};
+    bool modified_ = false;
+    Ref<Entry> entry_;
+};
+
+// The object behind one of our own interface pointers, or null for anybody else's.
+Ref<Object> InsideOf(IUnknown* unknown);
+
+// The interface under which InsideOf asks; answered by every object of the model and by nothing else.
+inline constexpr GUID kInsideInterface = {
+    0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
+
+// Objects alive in the module.
+std::size_t LiveObjects() noexcept;
+
+// Passes on the failure of an inner call, its error information kept.
+void Check(HRESULT status);
+
+}  // namespace lumvex::inside

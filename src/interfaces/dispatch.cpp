@@ -1,0 +1,196 @@
+#include "interfaces/dispatch.hpp"
+
+#include <algorithm>
+
+namespace lumvex::inside {
+
+namespace {
+
+constexpr UINT kMostArguments = 16;
+
+bool IsLeftOut(const VARIANT& value) noexcept { return value.vt == VT_ERROR && value.scode == DISP_E_PARAMNOTFOUND; }
+
+// What a failing member left for its caller. Texts are read only from error information that the member itself set.
+void Describe(HRESULT status, EXCEPINFO* exception) {
+    if (!exception) return;
+    *exception = EXCEPINFO{};
+    exception->scode = status;
+    Ref<IErrorInfo> info;
+    if (GetErrorInfo(0, info.Out()) != S_OK || !info) return;
+    info->GetSource(&exception->bstrSource);
+    info->GetDescription(&exception->bstrDescription);
+    info->GetHelpFile(&exception->bstrHelpFile);
+    info->GetHelpContext(&exception->dwHelpContext);
+}
+
+}  // namespace
+
+const VARIANT& Dereferenced(const VARIANT& value) noexcept {
+    const VARIANT* inner = &value;
+    while (inner->vt == (VT_VARIANT | VT_BYREF) && inner->pvarVal) inner = inner->pvarVal;
+    return *inner;
+}
+
+HRESULT Argument<VARIANT>::Set(const VARIANT& given) {
+    value_ = Dereferenced(given);
+    if ((value_.vt & VT_BYREF) == 0) return S_OK;
+    if ((value_.vt & VT_ARRAY) == 0) {
+        const HRESULT status = VariantCopyInd(&copied_, &value_);
+        value_ = copied_;
+        return status;
+    }
+    if (!value_.pparray) return DISP_E_TYPEMISMATCH;
+    SAFEARRAY* array = *value_.pparray;  // not copied: it may be large, and it outlives the call
+    value_.vt = static_cast<VARTYPE>(value_.vt & ~VT_BYREF);
+    value_.parray = array;
+    return S_OK;
+}
+
+DispatchTable::DispatchTable(const DispatchTable* base, std::vector<DispatchRow> rows) : rows_(std::move(rows)) {
+    if (base) rows_.insert(rows_.begin(), base->rows_.begin(), base->rows_.end());
+    // A stable order: where a name is declared again, the more derived interface's row is found.
+    std::ranges::stable_sort(rows_, {}, [](const DispatchRow& row) { return std::pair(row.id, row.kind); });
+    for (std::size_t at = 0; at < rows_.size(); ++at) {
+        const DispatchRow& row = rows_[at];
+        names_.emplace(row.name, &row);
+        if (row.id < 0) continue;
+        const auto slot = static_cast<std::size_t>(row.id);
+        if (first_.size() <= slot) first_.resize(slot + 1, -1);
+        if (first_[slot] < 0) first_[slot] = static_cast<std::int16_t>(at);
+    }
+}
+
+const DispatchRow* DispatchTable::Find(DISPID id, WORD flags) const noexcept {
+    std::size_t at = 0;
+    if (id >= 0) {
+        if (static_cast<std::size_t>(id) >= first_.size() || first_[static_cast<std::size_t>(id)] < 0) return nullptr;
+        at = static_cast<std::size_t>(first_[static_cast<std::size_t>(id)]);
+    }
+    // Script hosts ask for a property as if it were a method, and put objects by reference.
+    WORD accepted = flags;
+    if ((flags & DISPATCH_METHOD) != 0) accepted |= DISPATCH_PROPERTYGET;
+    if ((flags & DISPATCH_PROPERTYPUTREF) != 0) accepted |= DISPATCH_PROPERTYPUT;
+    for (; at < rows_.size() && rows_[at].id <= id; ++at)
+        if (rows_[at].id == id && (rows_[at].kind & accepted) != 0) return &rows_[at];
+    return nullptr;
+}
+
+bool DispatchTable::HasMember(DISPID id) const noexcept {
+    return Find(id, DISPATCH_METHOD | DISPATCH_PROPERTYGET | DISPATCH_PROPERTYPUT) != nullptr;
+}
+
+HRESULT DispatchTable::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const {
+    if (!names || !ids) return E_POINTER;
+    if (count == 0) return S_OK;
+    std::fill_n(ids, count, DISPID_UNKNOWN);
+    const auto view = [](LPOLESTR text) {
+        return text ? std::u16string_view(reinterpret_cast<const char16_t*>(text),
+                                          std::char_traits<OLECHAR>::length(text))
+                    : std::u16string_view();
+    };
+    const auto member = names_.find(view(names[0]));
+    if (member == names_.end()) return DISP_E_UNKNOWNNAME;
+    ids[0] = member->second->id;
+    HRESULT status = S_OK;
+    const auto& parameters = member->second->parameters;
+    for (UINT at = 1; at < count; ++at) {
+        const auto found = std::ranges::find_if(parameters, [&](const DispatchParameter& parameter) {
+            return CompareNoCase(parameter.name, view(names[at])) == 0;
+        });
+        if (found == parameters.end())
+            status = DISP_E_UNKNOWNNAME;
+        else
+            ids[at] = static_cast<DISPID>(found - parameters.begin());
+    }
+    return status;
+}
+
+HRESULT DispatchTable::Invoke(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters,
+                              VARIANT* result, EXCEPINFO* exception, UINT* badArgument) const {
+    if (!IsEqualGUID(reserved, GUID_NULL)) return DISP_E_UNKNOWNINTERFACE;
+    if (!parameters) return E_POINTER;
+    const DispatchRow* row = Find(id, flags);
+    if (!row) return DISP_E_MEMBERNOTFOUND;
+
+    // Positional arguments stand in reverse order behind the named ones; the value of a put is the one that is named.
+    const auto expected = static_cast<UINT>(row->parameters.size());
+    if (parameters->cArgs > expected || parameters->cNamedArgs > parameters->cArgs) return DISP_E_BADPARAMCOUNT;
+    std::array<VARIANT*, kMostArguments> arguments{};
+    std::array<UINT, kMostArguments> places{};  // each argument's place in the caller's array
+    const auto place = [&](UINT position, UINT at) {
+        if (position >= expected || arguments[position]) return false;
+        arguments[position] = &parameters->rgvarg[at];
+        places[position] = at;
+        return true;
+    };
+    for (UINT at = 0; at < parameters->cNamedArgs; ++at) {
+        const DISPID named = parameters->rgdispidNamedArgs[at];
+        const UINT position = named == DISPID_PROPERTYPUT ? expected - 1 : static_cast<UINT>(named);
+        if (!place(position, at)) return DISP_E_PARAMNOTFOUND;
+    }
+    for (UINT at = parameters->cNamedArgs, position = 0; at < parameters->cArgs; ++at, ++position)
+        if (!place(position, parameters->cArgs - 1 - (at - parameters->cNamedArgs))) return DISP_E_BADPARAMCOUNT;
+    for (UINT position = 0; position < expected; ++position) {
+        if (arguments[position] && IsLeftOut(*arguments[position])) arguments[position] = nullptr;
+        if (arguments[position] || row->parameters[position].optional) continue;
+        return DISP_E_BADPARAMCOUNT;
+    }
+
+    SetErrorInfo(0, nullptr);
+    VARIANT answer;
+    VariantInit(&answer);
+    DispatchCall call{object, arguments.data(), row->parameters.data(), &answer, S_OK, 0};
+    const HRESULT status = row->call(call);
+    if (FAILED(status)) {
+        if (badArgument) *badArgument = places[call.badArgument];
+        return status;
+    }
+    if (FAILED(call.status)) {
+        Describe(call.status, exception);
+        return DISP_E_EXCEPTION;
+    }
+    if (result)
+        *result = answer;
+    else
+        VariantClear(&answer);
+    return call.status;
+}
+
+// ---- the tables ----
+
+#define LX_WIDE(text) u##text
+#define LX_PARAMETER_ROW(type, name, ...) \
+    DispatchParameter { LX_WIDE(#name), !std::string_view(#__VA_ARGS__).empty(), LONG{__VA_ARGS__} }
+
+#define LX_INTERFACE(name, base, iid, help)                                          \
+    static const DispatchTable* TableOf##name() {                                    \
+        using Interface = ::name;                                                    \
+        using BaseInterface = ::base;                                                \
+        const DispatchTable* baseTable = nullptr;                                    \
+        if constexpr (!std::is_same_v<BaseInterface, IDispatch>) baseTable = &DispatchTable::Of<BaseInterface>(); \
+        static const DispatchTable table(baseTable, {
+#define LX_GET(id, name, type, parameters, help)                       \
+    {id, LX_WIDE(#name), DISPATCH_PROPERTYGET, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
+     &Caller<&Interface::get_##name, true, std::string_view(#type) == "DATE">::Call},
+#define LX_PUT(id, name, type, parameters, help)                       \
+    {id, LX_WIDE(#name), DISPATCH_PROPERTYPUT, {LX_EACH_BEFORE(LX_PARAMETER_ROW, parameters) {u"newVal", false, 0}}, \
+     &Caller<&Interface::put_##name, false, false>::Call},
+#define LX_METHOD(id, name, type, parameters, help)                    \
+    {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
+     &Caller<&Interface::name, true, std::string_view(#type) == "DATE">::Call},
+#define LX_ACTION(id, name, parameters, help)                          \
+    {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
+     &Caller<&Interface::name, false, false>::Call},
+#define LX_TEST(id, name, parameters, help) LX_METHOD(id, name, LONG, parameters, help)
+#define LX_INTERFACE_END(name)                       \
+        });                                          \
+        return &table;                               \
+    }                                                \
+    template <>                                      \
+    const DispatchTable& DispatchTable::Of<::name>() { \
+        static const DispatchTable* const table = TableOf##name(); \
+        return *table;                               \
+    }
+#include "interfaces/interfaces.def"
+
+}  // namespace lumvex::inside

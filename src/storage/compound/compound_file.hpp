@@ -1,0 +1,88 @@
+// A compound file: named streams in the root storage of one file, read lazily and changed all or nothing. Calls are not
+// synchronised; the caller holds its lock. Every function throws Error unless it says otherwise.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "storage/compound/file.hpp"
+#include "storage/compound/status.hpp"
+
+namespace lumvex::compound {
+
+// A stream of the file as it was when opened. Valid until the next Commit or Revert, or Write or Remove of its name,
+// and never longer than its file.
+class Stream {
+public:
+    std::uint64_t Size() const;  // bytes
+
+    // Reads exactly bytes.size() bytes from offset or throws ReadFault (beyond the end) or Corrupt.
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const;
+
+    // The bytes without a copy where they are adjacent in the mapped file; nullptr otherwise. Valid until the next
+    // Commit.
+    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const;
+
+private:
+    friend class CompoundFile;
+    struct Body;
+    explicit Stream(std::shared_ptr<Body> body);
+    std::shared_ptr<Body> body_;
+};
+
+class CompoundFile {
+public:
+    // Reads the header only. NotACompoundFile, InvalidHeader.
+    [[nodiscard]] static std::unique_ptr<CompoundFile> Open(std::unique_ptr<File> file, Access access);
+
+    // An empty compound file in an empty file, version 3 (512-byte sectors) or 4 (4096); on disk after the first
+    // Commit.
+    [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
+
+    ~CompoundFile();  // forgets what is not committed
+    CompoundFile(const CompoundFile&) = delete;
+    CompoundFile& operator=(const CompoundFile&) = delete;
+
+    // Names compare without regard to case. Streams directly in the root storage, written ones before Commit too.
+    bool Contains(std::u16string_view name) const;
+    std::optional<Stream> Find(std::u16string_view name) const;
+    Stream Get(std::u16string_view name) const;  // NotFound
+
+    // Creates or replaces a stream. Content goes to free sectors at once and is not kept in memory, except small
+    // streams. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where
+    // a folder has the name; InvalidName; MediumFull.
+    void Write(std::u16string_view name, std::span<const Piece> content);
+    void Remove(std::u16string_view name);  // NotFound
+
+    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending.
+    void Commit();
+    void Revert() noexcept;  // forgets everything since the last commit
+    bool Changed() const;
+
+    // In the order of the directory's tree: by length, then by upper-cased code units.
+    void ForEachStream(const std::function<void(std::u16string_view name, std::uint64_t size)>& visit) const;
+
+    int Version() const;
+    std::uint64_t FileSize() const;  // bytes
+
+    struct Statistics {
+        std::uint64_t bytesRead = 0;     // touched through the mapping, in whole sectors
+        std::uint64_t sectorsRead = 0;   // the same in sectors
+        std::uint64_t bytesWritten = 0;  // handed to the file, header included
+        std::uint64_t flushes = 0;
+        std::uint64_t commits = 0;
+    };
+    const Statistics& Counters() const;
+
+private:
+    struct State;
+    explicit CompoundFile(std::unique_ptr<State> state);
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace lumvex::compound

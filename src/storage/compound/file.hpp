@@ -1,0 +1,76 @@
+// The file layer under the engine: bytes, barriers and sharing. Abstract, so that tests can put a failing disk under
+// it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "storage/compound/status.hpp"
+
+namespace lumvex::compound {
+
+using Piece = std::span<const std::byte>;
+
+// Every function throws Error; a failed Write may have written any part of its bytes.
+class File {
+public:
+    File() = default;
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    virtual ~File() = default;
+
+    virtual std::uint64_t Size() const = 0;
+
+    // The whole file as it is now. The view stays valid until the next Map() or destruction; bytes that are written
+    // meanwhile may or may not show in it, all others keep their values.
+    virtual std::span<const std::byte> Map() = 0;
+
+    // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
+    virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;
+
+    // Writes the pieces one after the other from offset on; the file grows where they reach beyond its end.
+    virtual void Write(std::uint64_t offset, std::span<const Piece> pieces) = 0;
+    void Write(std::uint64_t offset, std::span<const std::byte> bytes) {
+        const Piece piece = bytes;
+        Write(offset, std::span<const Piece>(&piece, 1));
+    }
+
+    // Barrier: all writes before are durable before any write after.
+    virtual void Flush() = 0;
+    virtual void Resize(std::uint64_t size) = 0;
+
+    // A file made for replacement has no name until Publish(); it takes it then, durably. Otherwise always published.
+    virtual bool Published() const { return true; }
+    virtual void Publish() {}
+
+    // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
+    // file is closed, or until it announces another one. The writer asks before it reuses what an older state may need:
+    // is there a reader of any of the 2^31 generations before this one (generations count in a circle)?
+    virtual void AnnounceReader(std::uint32_t generation) { static_cast<void>(generation); }
+    virtual bool ReaderOlderThan(std::uint32_t generation) const {
+        static_cast<void>(generation);
+        return false;
+    }
+};
+
+enum class Access {
+    ReadShared,          // beside other readers and one writer
+    ReadWriteDenyWrite,  // beside readers
+    Exclusive,           // read and write, alone
+};
+
+// An existing file. NotFound, AccessDenied (no permission, a directory), ShareViolation.
+[[nodiscard]] std::unique_ptr<File> OpenFile(const std::filesystem::path& path, Access access);
+
+// A new file that takes the path's place at Publish(); until then a file that exists there stays untouched, and a file
+// that is abandoned leaves nothing behind. ShareViolation where the existing file is open in a mode that forbids it.
+[[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, Access access);
+
+// A file in memory, for tests and tools.
+[[nodiscard]] std::unique_ptr<File> MemoryFile(std::vector<std::byte> content = {});
+
+}  // namespace lumvex::compound

@@ -1,0 +1,151 @@
+// The compound file on disk: constants, the header, a directory entry. Every number is little-endian.
+//
+//   version  sector  header occupies  FAT entries per sector  directory entries per sector
+//      3      512        512                  128                        4
+//      4     4096       4096                 1024                       32
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+namespace lumvex::compound {
+
+using SectorId = std::uint32_t;  // sector n stands at byte (n + 1) << sector shift
+using EntryId = std::uint32_t;   // position in the directory stream
+
+constexpr SectorId kMaxSector = 0xFFFFFFFA;  // above it only marks
+constexpr SectorId kDifatSector = 0xFFFFFFFC;
+constexpr SectorId kFatSector = 0xFFFFFFFD;
+constexpr SectorId kEndOfChain = 0xFFFFFFFE;
+constexpr SectorId kFreeSector = 0xFFFFFFFF;
+constexpr EntryId kNoEntry = 0xFFFFFFFF;
+
+constexpr std::size_t kHeaderSize = 512;
+constexpr std::size_t kEntrySize = 128;
+constexpr std::size_t kMiniSectorSize = 64;
+constexpr unsigned kMiniSectorShift = 6;
+constexpr std::uint32_t kMiniCutoff = 4096;  // streams from this size on have sectors of their own
+constexpr std::size_t kDifatInHeader = 109;
+constexpr std::size_t kMaxNameLength = 31;  // UTF-16 code units
+
+// Programs lock bytes of this range, so the sector over it never holds data.
+constexpr std::uint64_t kRangeLockOffset = 0x7FFFFF00;
+
+template <class Number>
+[[nodiscard]] inline Number Swapped(Number number) {
+    if constexpr (std::endian::native == std::endian::big) {
+        Number swapped = 0;
+        for (std::size_t i = 0; i < sizeof(Number); ++i)
+            swapped = static_cast<Number>((swapped << 8) | ((number >> (8 * i)) & 0xFF));
+        return swapped;
+    } else {
+        return number;
+    }
+}
+
+template <class Number>
+[[nodiscard]] inline Number Load(const std::byte* from) {
+    Number number;
+    std::memcpy(&number, from, sizeof number);
+    return Swapped(number);
+}
+
+template <class Number>
+inline void Store(std::byte* to, Number number) {
+    number = Swapped(number);
+    std::memcpy(to, &number, sizeof number);
+}
+
+[[nodiscard]] inline std::uint32_t Load32(const std::byte* from) { return Load<std::uint32_t>(from); }
+inline void Store32(std::byte* to, std::uint32_t number) { Store(to, number); }
+
+// The header keeps its bytes, so that fields that are not ours stay as another program left them.
+class Header {
+public:
+    using Bytes = std::array<std::byte, kHeaderSize>;
+
+    static Header Make(int version);
+    static Header Parse(const Bytes& bytes);  // NotACompoundFile, InvalidHeader
+
+    const Bytes& bytes() const { return bytes_; }
+
+    int Version() const { return Load<std::uint16_t>(&bytes_[26]); }
+    unsigned SectorShift() const { return Load<std::uint16_t>(&bytes_[30]); }
+
+    std::uint32_t DirectorySectors() const { return Load32(&bytes_[40]); }  // 0 in version 3
+    std::uint32_t FatSectors() const { return Load32(&bytes_[44]); }
+    SectorId FirstDirectory() const { return Load32(&bytes_[48]); }
+    std::uint32_t Generation() const { return Load32(&bytes_[52]); }  // transaction signature
+    std::uint32_t MiniCutoff() const { return Load32(&bytes_[56]); }
+    SectorId FirstMiniFat() const { return Load32(&bytes_[60]); }
+    std::uint32_t MiniFatSectors() const { return Load32(&bytes_[64]); }
+    SectorId FirstDifat() const { return Load32(&bytes_[68]); }
+    std::uint32_t DifatSectors() const { return Load32(&bytes_[72]); }
+    SectorId Difat(std::size_t index) const { return Load32(&bytes_[76 + 4 * index]); }
+
+    void SetDirectory(SectorId first, std::uint32_t count) { Set(48, first), Set(40, Version() == 4 ? count : 0); }
+    void SetFatSectors(std::uint32_t count) { Set(44, count); }
+    void SetGeneration(std::uint32_t generation) { Set(52, generation); }
+    void SetMiniFat(SectorId first, std::uint32_t count) { Set(60, first), Set(64, count); }
+    void SetDifatChain(SectorId first, std::uint32_t count) { Set(68, first), Set(72, count); }
+    void SetDifat(std::size_t index, SectorId sector) { Set(76 + 4 * index, sector); }
+
+private:
+    void Set(std::size_t offset, std::uint32_t number) { Store32(&bytes_[offset], number); }
+
+    Bytes bytes_{};
+};
+
+enum class EntryType : std::uint8_t { Unallocated = 0, Storage = 1, Stream = 2, Root = 5 };
+enum class Colour : std::uint8_t { Red = 0, Black = 1 };
+
+// A directory entry where it stands.
+class Entry {
+public:
+    explicit Entry(const std::byte* at) : at_(at) {}
+
+    // At most 31 code units, whatever the length field says.
+    std::u16string_view Name(std::array<char16_t, kMaxNameLength>& buffer) const;
+    std::uint16_t NameBytes() const { return Load<std::uint16_t>(at_ + 64); }  // the terminating zero included
+    EntryType Type() const { return static_cast<EntryType>(at_[66]); }
+    Colour ColourOf() const { return at_[67] == std::byte{0} ? Colour::Red : Colour::Black; }
+    EntryId Left() const { return Load32(at_ + 68); }
+    EntryId Right() const { return Load32(at_ + 72); }
+    EntryId Child() const { return Load32(at_ + 76); }
+    SectorId Start() const { return Load32(at_ + 116); }
+
+    // Programs leave rubbish in the upper half of a version 3 size.
+    std::uint64_t Size(int version) const { return version == 3 ? Load32(at_ + 120) : Load<std::uint64_t>(at_ + 120); }
+
+    const std::byte* bytes() const { return at_; }
+
+private:
+    const std::byte* at_;
+};
+
+class EntryWriter {
+public:
+    explicit EntryWriter(std::byte* at) : at_(at) {}
+
+    void Clear();  // unallocated
+    void CopyFrom(const std::byte* entry) { std::memcpy(at_, entry, kEntrySize); }
+    void MakeStream(std::u16string_view name);
+    void MakeRoot();
+    void SetColour(Colour colour) { at_[67] = static_cast<std::byte>(colour); }
+    void SetLeft(EntryId id) { Store32(at_ + 68, id); }
+    void SetRight(EntryId id) { Store32(at_ + 72, id); }
+    void SetChild(EntryId id) { Store32(at_ + 76, id); }
+    void SetContent(SectorId start, std::uint64_t size) { Store32(at_ + 116, start), Store(at_ + 120, size); }
+
+private:
+    void Make(std::u16string_view name, EntryType type);
+
+    std::byte* at_;
+};
+
+}  // namespace lumvex::compound

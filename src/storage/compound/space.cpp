@@ -1,0 +1,98 @@
+#include "storage/compound/space.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumvex::compound {
+
+namespace {
+
+constexpr std::uint32_t kBlock = 16;
+
+bool AnyFree(const std::byte* entries) {
+    std::uint32_t found = 0;
+    for (std::uint32_t i = 0; i < kBlock; ++i) found |= Load32(entries + 4 * std::size_t{i}) == kFreeSector ? 1u : 0u;
+    return found != 0;
+}
+
+}  // namespace
+
+FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved) {
+    const std::uint32_t perPage = static_cast<std::uint32_t>(table.PageSize() / 4);
+    const std::uint64_t covered = std::min<std::uint64_t>(std::uint64_t{pages} * perPage, kMaxSector);
+    const auto total = static_cast<std::uint32_t>(std::max<std::uint64_t>(count, covered));
+    FreeMap map(total, reserved);
+    const auto give = [&map, reserved](SectorId first, std::uint32_t length) {
+        if (first <= reserved && reserved - first < length) {
+            map.Give(first, reserved - first);
+            length -= reserved - first + 1;
+            first = reserved + 1;
+        }
+        map.Give(first, length);
+    };
+    SectorId gap = 0;
+    std::uint32_t length = 0;
+    for (SectorId sector = 0; sector < covered;) {
+        const std::byte* entries = table.Page(sector / perPage) + 4 * std::size_t{sector % perPage};
+        if (sector % kBlock == 0 && length == 0 && !AnyFree(entries)) {
+            sector += kBlock;
+            continue;
+        }
+        if (Load32(entries) == kFreeSector) {
+            if (length++ == 0) gap = sector;
+        } else if (length != 0) {
+            give(gap, std::exchange(length, 0));
+        }
+        ++sector;
+    }
+    if (length != 0) give(gap, length);
+    if (covered < total) give(static_cast<SectorId>(covered), total - static_cast<SectorId>(covered));
+    // A table may go on behind the end of what there is; entries in use there stay out of reach.
+    if (count < total) map.CutTo(std::max(count, map.UsedEnd()));
+    return map;
+}
+
+Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk()), alone_(alone) {
+    const Volume& volume = committed.OnDisk();
+    const std::uint32_t pages = volume.Head().FatSectors();
+    if (pages > volume.SectorCount()) throw Corrupt(pages, " FAT sectors in a file of ", volume.SectorCount());
+    if (committed.FatSectors().FindLocation(pages)) throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
+    const auto reserved = static_cast<SectorId>((kRangeLockOffset >> volume.SectorShift()) - 1);
+    sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved);
+    if (alone_ || sectors_.FreeCount() == 0 || !file_.ReaderOlderThan(volume.Head().Generation())) return;
+    Held all{volume.Head().Generation(), {}};
+    for (auto gap = sectors_.NextGap(0); gap; gap = sectors_.NextGap(gap->first + gap->count)) {
+        sectors_.TakeGap(*gap);
+        all.runs.push_back(*gap);
+    }
+    held_.push_back(std::move(all));
+}
+
+void Space::Discard(const std::vector<Run>& runs) {
+    if (uncertain_) {
+        resting_.insert(resting_.end(), runs.begin(), runs.end());
+    } else {
+        for (const Run& run : runs) sectors_.Give(run.first, run.count);
+    }
+}
+
+void Space::PrepareHold(std::uint32_t generation, const std::vector<Run>& runs) {
+    Held held{generation, runs};
+    held.runs.insert(held.runs.end(), resting_.begin(), resting_.end());
+    held_.push_back(std::move(held));
+}
+
+void Space::ConfirmHold() noexcept {
+    resting_.clear();
+    uncertain_ = false;
+}
+
+bool Space::ReleaseHeld() {
+    while (!held_.empty() && (alone_ || !file_.ReaderOlderThan(held_.front().generation))) {
+        for (const Run& run : held_.front().runs) sectors_.Give(run.first, run.count);
+        held_.pop_front();
+    }
+    return held_.empty();
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,50 @@
+// The sectors a writer may write: free in the committed state, and not needed by a reader of an older one.
+#pragma once
+
+#include <deque>
+#include <vector>
+
+#include "storage/compound/committed.hpp"
+#include "storage/compound/free_map.hpp"
+
+namespace lumvex::compound {
+
+// The free sectors of a table (FAT or mini FAT) that describes `count` of them; pages: how many the table has.
+[[nodiscard]] FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved);
+
+class Space {
+public:
+    // alone: nobody else can have the file open.
+    Space(Committed& committed, bool alone);
+
+    FreeMap& Sectors() { return sectors_; }
+
+    // Sectors that were written for a state that never came. After an uncertain commit the disk may hold that state, so
+    // they rest until the next one.
+    void Discard(const std::vector<Run>& runs);
+    void SetUncertain() { uncertain_ = true; }
+
+    // A commit frees these runs; readers of generations before its own may need them. Prepared before the commit point,
+    // so that nothing is left to fail behind it; then confirmed or cancelled.
+    void PrepareHold(std::uint32_t generation, const std::vector<Run>& runs);
+    void ConfirmHold() noexcept;
+    void CancelHold() noexcept { held_.pop_back(); }
+
+    // Brings in what no reader needs any more. True when nothing is held back then.
+    bool ReleaseHeld();
+
+private:
+    struct Held {
+        std::uint32_t generation = 0;
+        std::vector<Run> runs;
+    };
+
+    File& file_;
+    bool alone_;
+    bool uncertain_ = false;
+    FreeMap sectors_;
+    std::deque<Held> held_;   // oldest first
+    std::vector<Run> resting_;
+};
+
+}  // namespace lumvex::compound

@@ -1,0 +1,60 @@
+// Status codes of the compound-file engine and the one exception that carries them.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+
+namespace lumvex::compound {
+
+enum class Status : std::uint32_t {
+    NotFound = 0x80030002,
+    PathNotFound = 0x80030003,
+    TooManyOpenFiles = 0x80030004,
+    AccessDenied = 0x80030005,
+    NoMemory = 0x80030008,
+    WriteFault = 0x8003001D,
+    ReadFault = 0x8003001E,
+    ShareViolation = 0x80030020,
+    NotACompoundFile = 0x80030050,
+    MediumFull = 0x80030070,
+    InvalidHeader = 0x800300FB,
+    InvalidName = 0x800300FC,
+    InvalidFlag = 0x800300FF,
+    Corrupt = 0x80030109,
+};
+
+// what() gives the numbers ("sector 900 of 812"), for people; status() is for programs.
+class Error : public std::runtime_error {
+public:
+    Error(Status status, const std::string& what) : std::runtime_error(what), status_(status) {}
+    Status status() const noexcept { return status_; }
+
+private:
+    Status status_;
+};
+
+namespace detail {
+inline void Append(std::string& text, const char* part) { text += part; }
+inline void Append(std::string& text, const std::string& part) { text += part; }
+template <class Number>
+requires std::is_integral_v<Number>
+void Append(std::string& text, Number part) { text += std::to_string(part); }
+}  // namespace detail
+
+// An Error whose text is put together from texts and numbers: throw Failure(Status::NotFound, "stream ", index).
+template <class... Parts>
+[[nodiscard]] Error Failure(Status status, const Parts&... parts) {
+    std::string text;
+    (detail::Append(text, parts), ...);
+    return Error(status, text);
+}
+
+// The file contradicts itself or its own length.
+template <class... Parts>
+[[nodiscard]] Error Corrupt(const Parts&... parts) {
+    return Failure(Status::Corrupt, parts...);
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,62 @@
+#include "storage/compound/volume.hpp"
+
+#include <algorithm>
+
+namespace lumvex::compound {
+
+Volume::Volume(std::unique_ptr<File> file, const Header& header)
+    : file_(std::move(file)), header_(header), shift_(header.SectorShift()) {}
+
+void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
+    file_->Write(offset, pieces);
+    for (const Piece& piece : pieces) counters_.bytesWritten += piece.size();
+}
+
+void Volume::Flush() {
+    file_->Flush();
+    ++counters_.flushes;
+}
+
+void Volume::Map() {
+    view_ = file_->Map();
+    Measure();
+}
+
+void Volume::ForgetTail(std::uint64_t size) {
+    view_ = view_.first(static_cast<std::size_t>(std::min<std::uint64_t>(size, view_.size())));
+    Measure();
+}
+
+void Volume::Measure() {
+    const std::uint64_t sectors = SectorsFor(view_.size());
+    sectorCount_ =
+        sectors == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(sectors - 1, kMaxSector + 1ull));
+    lastSector_.clear();
+    const std::size_t rest = view_.size() & (SectorSize() - 1);
+    if (sectorCount_ == 0 || rest == 0) return;
+    lastSector_.assign(SectorSize(), std::byte{0});
+    std::copy(view_.end() - static_cast<std::ptrdiff_t>(rest), view_.end(), lastSector_.begin());
+}
+
+const std::byte* Volume::Sector(SectorId sector) {
+    if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
+    counters_.bytesRead += SectorSize();
+    ++counters_.sectorsRead;
+    if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
+    return view_.data() + OffsetOf(sector);
+}
+
+const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count) const {
+    if (offset > view_.size() || count > view_.size() - offset)
+        throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.size());
+    return view_.data() + offset;
+}
+
+void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
+    if (count == 0) return;
+    const std::uint64_t sectors = ((offset + count - 1) >> shift_) - (offset >> shift_) + 1;
+    counters_.sectorsRead += sectors;
+    counters_.bytesRead += sectors << shift_;
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,58 @@
+// The committed file as a set of sectors: everything that is read of it goes through here, is checked against the
+// file's length and counted.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "storage/compound/compound_file.hpp"
+#include "storage/compound/format.hpp"
+#include "storage/compound/pages.hpp"
+
+namespace lumvex::compound {
+
+class Volume {
+public:
+    // Of a file that holds no committed state yet.
+    Volume(std::unique_ptr<File> file, const Header& header);
+
+    File& OnDisk() const { return *file_; }
+    const Header& Head() const { return header_; }
+    CompoundFile::Statistics& Counters() const { return counters_; }
+
+    unsigned SectorShift() const { return shift_; }
+    std::size_t SectorSize() const { return std::size_t{1} << shift_; }
+    std::uint64_t OffsetOf(SectorId sector) const { return (std::uint64_t{sector} + 1) << shift_; }
+    std::uint64_t SectorsFor(std::uint64_t bytes) const { return (bytes + SectorSize() - 1) >> shift_; }
+
+    // Sectors of the file as last mapped; a last one that the file cuts short is one of them.
+    std::uint32_t SectorCount() const { return sectorCount_; }
+    std::uint64_t MappedSize() const { return view_.size(); }
+
+    // A whole sector of the file's own structures. What a cut-short last sector lacks is zero.
+    const std::byte* Sector(SectorId sector);
+
+    // count bytes of a stream from an offset of the file on.
+    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count) const;  // Corrupt
+    void CountRead(std::uint64_t offset, std::uint64_t count) const;
+
+    void Write(std::uint64_t offset, std::span<const Piece> pieces);
+    void Flush();
+
+    void Map();  // makes what the file has become visible; views move
+    void Adopt(const Header& header) { header_ = header; }
+    void ForgetTail(std::uint64_t size);  // the file ends here now
+
+private:
+    void Measure();
+
+    std::unique_ptr<File> file_;
+    Header header_;
+    unsigned shift_;
+    std::span<const std::byte> view_;
+    std::uint32_t sectorCount_ = 0;
+    std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
+    mutable CompoundFile::Statistics counters_;
+};
+
+}  // namespace lumvex::compound

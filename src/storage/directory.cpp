@@ -1,0 +1,286 @@
+#include "storage/directory.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace lumvex::inside {
+
+namespace {
+
+template <class T>
+void Append(SortedRecords::Record& record, const T& value) {
+    const auto bytes = std::as_bytes(std::span(&value, 1));
+    record.insert(record.end(), bytes.begin(), bytes.end());
+}
+
+template <class T>
+T ValueAt(const SortedRecords::Record& record, std::size_t offset) {
+    T value;
+    std::memcpy(&value, record.data() + offset, sizeof value);
+    return value;
+}
+
+bool IsEntered(const Ref<Entry>& entry) { return entry->document != nullptr; }
+
+constexpr std::size_t kSecondAt = 16, kClassAt = 32, kTagAt = 48;
+constexpr std::size_t kLocksAt = 16;
+
+SortedRecords::Record TableRecord(const Entry& entry) {
+    SortedRecords::Record record;
+    Append(record, entry.id);
+    Append(record, entry.second);
+    Append(record, entry.classId);
+    Append(record, entry.tag);
+    return record;
+}
+
+}  // namespace
+
+// ---- finding and entering -------------------------------------------------------------------------------------------
+
+Entry* Directory::FindKnown(const GUID& id) const {
+    const auto found = entries_.find(id);
+    return found != entries_.end() ? found->second.get() : nullptr;
+}
+
+Entry* Directory::Find(const GUID& id) {
+    if (Entry* known = FindKnown(id)) return known;
+    if (removedEntries_.contains(id)) return nullptr;
+    const auto record = table_.Find(id);
+    if (!record) return nullptr;
+    const GUID classId = ValueAt<GUID>(*record, kClassAt);
+    Entry& entry = Make(id, FindClass(classId));
+    entry.classId = classId;
+    entry.second = ValueAt<GUID>(*record, kSecondAt);
+    entry.tag = ValueAt<std::uint32_t>(*record, kTagAt);
+    entry.stored = entry.listed = true;
+    return &entry;
+}
+
+Entry& Directory::Known(const Reference& reference, const ClassInfo& classInfo) {
+    if (Entry* known = FindKnown(reference.id)) return *known;
+    Entry& entry = Make(reference.id, &classInfo);
+    entry.tag = reference.tag;
+    entry.stored = entry.listed = true;
+    return entry;
+}
+
+Entry& Directory::Make(const GUID& id, const ClassInfo* classInfo) {
+    Ref<Entry> entry(new Entry(id, classInfo));
+    entry->document = &owner_;
+    entry->order = nextOrder_++;
+    if (const auto locks = locks_.Find(id)) entry->locks = entry->storedLocks = ValueAt<LONG>(*locks, kLocksAt);
+    return *entries_.emplace(id, std::move(entry)).first->second;
+}
+
+Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
+    Entry& entry = Make(id, &classInfo);
+    entry.parent = Ref<Entry>(parent);
+    added_.push_back(Ref<Entry>(&entry));
+    return entry;
+}
+
+void Directory::Erase(Entry& entry) {
+    const Ref<Entry> kept(&entry);
+    const Ref<Object> object = std::exchange(entry.object, nullptr);  // released last
+    if (object) Unlink(entry);
+    if (entry.stored) removedStreams_.push_back(entry.id);
+    if (entry.listed) removedEntries_.insert(entry.id);
+    if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
+    entries_.erase(entry.id);
+    entry.document = nullptr;  // the lists of what is added and changed pass over it from now on
+    entry.parent = nullptr;
+}
+
+void Directory::List(Entry& entry) {
+    if (std::exchange(entry.listed, false)) added_.push_back(Ref<Entry>(&entry));
+}
+
+void Directory::Rekey(Entry& entry, const GUID& id) {
+    if (IsEqualGUID(entry.id, id)) return;
+    auto node = entries_.extract(entry.id);
+    entries_.erase(id);
+    entry.id = node.key() = id;
+    entries_.insert(std::move(node));
+}
+
+void Directory::Clear() {
+    std::vector<Ref<Object>> objects;  // released once nothing refers to the directory any more
+    objects.reserve(loadedCount_);
+    for (auto& [id, entry] : entries_) {
+        if (entry->object) objects.push_back(std::exchange(entry->object, nullptr));
+        entry->document = nullptr;
+        entry->parent = nullptr;
+        entry->newer = entry->older = nullptr;
+    }
+    entries_.clear();
+    changed_.clear();
+    added_.clear();
+    removedEntries_.clear();
+    removedStreams_.clear();
+    removedLocks_.clear();
+    table_.Close();
+    locks_.Close();
+    newest_ = oldest_ = nullptr;
+    loadedCount_ = 0;
+}
+
+void Directory::Readd(Entry& root) {
+    root.document = &owner_;
+    root.listed = false;
+    entries_.emplace(root.id, Ref<Entry>(&root));
+    added_.push_back(Ref<Entry>(&root));
+}
+
+// ---- the load cache -------------------------------------------------------------------------------------------------
+
+void Directory::Loaded(Entry& entry, Ref<Object> object) {
+    entry.object = std::move(object);
+    Link(entry);
+    Evict();
+}
+
+void Directory::Link(Entry& entry) noexcept {
+    entry.older = newest_;
+    entry.newer = nullptr;
+    (newest_ ? newest_->newer : oldest_) = &entry;
+    newest_ = &entry;
+    ++loadedCount_;
+}
+
+void Directory::Unlink(Entry& entry) noexcept {
+    (entry.older ? entry.older->newer : oldest_) = entry.newer;
+    (entry.newer ? entry.newer->older : newest_) = entry.older;
+    entry.newer = entry.older = nullptr;
+    --loadedCount_;
+}
+
+void Directory::Touch(Entry& entry) noexcept {
+    if (newest_ == &entry) return;
+    Unlink(entry);
+    Link(entry);
+}
+
+void Directory::Evict() noexcept {
+    const auto upper = static_cast<std::size_t>(upperBound);
+    if (loadedCount_ <= std::max(upper, evictAbove_)) return;
+    for (Entry* next = oldest_; next && loadedCount_ > static_cast<std::size_t>(lowerBound);) {
+        Entry& entry = *std::exchange(next, next->newer);
+        if (entry.changed || !entry.stored || !entry.object->HeldByDirectoryOnly()) continue;
+        Unlink(entry);
+        entry.object = nullptr;
+        if (entry.HeldOnce() && entry.listed && entry.locks == entry.storedLocks) entries_.erase(GUID(entry.id));
+    }
+    evictAbove_ = loadedCount_ > upper ? loadedCount_ + loadedCount_ / 4 : 0;
+}
+
+// ---- saving ---------------------------------------------------------------------------------------------------------
+
+void Directory::MarkChanged(Entry& entry) {
+    if (std::exchange(entry.changed, true)) return;
+    changed_.push_back(Ref<Entry>(&entry));
+}
+
+std::vector<Ref<Entry>> Directory::ChangedEntries() const {
+    std::vector<Ref<Entry>> changed;
+    std::ranges::copy_if(changed_, std::back_inserter(changed), IsEntered);
+    return changed;
+}
+
+bool Directory::TableChanged() const { return !removedEntries_.empty() || std::ranges::any_of(added_, IsEntered); }
+
+std::vector<Ref<Entry>> Directory::LoadedEntries() const {
+    std::vector<Ref<Entry>> loaded;
+    loaded.reserve(loadedCount_);
+    for (const auto& [id, entry] : entries_)
+        if (entry->object) loaded.push_back(entry);
+    std::ranges::sort(loaded, {}, [](const Ref<Entry>& entry) { return entry->order; });
+    return loaded;
+}
+
+std::vector<std::byte> Directory::Table() const {
+    SortedRecords::Changes changes;
+    for (const GUID& id : removedEntries_) changes[id] = std::nullopt;
+    for (const Ref<Entry>& entry : added_)
+        if (IsEntered(entry)) changes[entry->id] = TableRecord(*entry);
+    return table_.Merged(changes);
+}
+
+SortedRecords::Changes Directory::LockChanges() const {
+    SortedRecords::Changes changes;
+    for (const GUID& id : removedLocks_) changes[id] = std::nullopt;
+    for (const Ref<Entry>& entry : changed_) {
+        if (!IsEntered(entry) || entry->locks == entry->storedLocks) continue;
+        SortedRecords::Record record;
+        Append(record, entry->id);
+        Append(record, entry->locks);
+        changes[entry->id] = entry->locks != 0 ? std::optional(record) : std::nullopt;
+    }
+    return changes;
+}
+
+std::vector<std::byte> Directory::Locks() const {
+    auto table = locks_.Merged(LockChanges());
+    if (table.size() <= sizeof(std::uint32_t)) table.clear();
+    return table;
+}
+
+void Directory::Saved(const std::vector<Ref<Entry>>& written) {
+    for (const Ref<Entry>& entry : written) {
+        entry->stored = true;
+        entry->changed = false;
+        entry->storedLocks = entry->locks;
+        if (entry->object) entry->object->SetModified(false);
+    }
+    for (const Ref<Entry>& entry : added_) entry->listed = true;
+    std::erase_if(changed_, [](const Ref<Entry>& entry) { return !entry->changed || !IsEntered(entry); });
+    added_.clear();
+    removedEntries_.clear();
+    removedStreams_.clear();
+    removedLocks_.clear();
+}
+
+// ---- the tables in the file -----------------------------------------------------------------------------------------
+
+void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks) {
+    table_.Close();
+    locks_.Close();
+    if (table) table_.Open(std::move(table));
+    if (locks) locks_.Open(std::move(locks));
+    std::erase_if(added_, [&](const Ref<Entry>& entry) {
+        return entry->listed = table_.Find(entry->id).has_value();
+    });
+}
+
+void Directory::CloseFile() {
+    const ClassInfo& root = owner_.RootObject().Class();
+    for (const Ref<Entry>& entry : LoadedEntries()) {
+        if (!entry->listed) continue;
+        if (const auto record = table_.Find(entry->id)) entry->second = ValueAt<GUID>(*record, kSecondAt);
+    }
+    changed_.clear();
+    added_.clear();
+    for (auto at = entries_.begin(); at != entries_.end();) {
+        const Ref<Entry> entry = at->second;
+        if (!entry->object && entry->listed && entry->classInfo != &root) {
+            at = entries_.erase(at);
+            entry->document = nullptr;
+            continue;
+        }
+        entry->stored = entry->listed = false;
+        entry->storedLocks = 0;
+        entry->changed = entry->object != nullptr;
+        if (entry->changed) changed_.push_back(entry);
+        added_.push_back(entry);
+        ++at;
+    }
+    std::ranges::sort(changed_, {}, [](const Ref<Entry>& entry) { return entry->order; });
+    removedEntries_.clear();
+    removedStreams_.clear();
+    removedLocks_.clear();
+    table_.Close();
+    locks_.Close();
+}
+
+}  // namespace lumvex::inside

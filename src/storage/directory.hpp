@@ -1,0 +1,88 @@
+// The object directory of a document and its load cache: every known object's entry by ID, over the table that stands in
+// the file. Entries are made for what is reached; the table is looked up, never loaded.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "core/document.hpp"
+#include "core/guid_order.hpp"
+#include "storage/sorted_records.hpp"
+
+namespace lumvex::inside {
+
+class Directory {
+public:
+    explicit Directory(Document& owner) : owner_(owner) {}
+    ~Directory() { Clear(); }
+    Directory(const Directory&) = delete;
+    Directory& operator=(const Directory&) = delete;
+
+    // ---- finding and entering ----
+    Entry* FindKnown(const GUID& id) const;                  // without a look into the file
+    Entry* Find(const GUID& id);
+    // The entry of an object that a stored record refers to.
+    Entry& Known(const Reference& reference, const ClassInfo& classInfo);
+    Entry& Add(const GUID& id, const ClassInfo& classInfo, Entry* parent);
+    void List(Entry& entry);  // an object that the file has but its table does not
+    void Erase(Entry& entry);
+    void Rekey(Entry& entry, const GUID& id);
+    void Clear();  // orphans everything
+    void Readd(Entry& root);  // after Clear: a root outlives its tree
+
+    // ---- the load cache ----
+    void Loaded(Entry& entry, Ref<Object> object);  // takes the directory's own reference
+    void Touch(Entry& entry) noexcept;              // used now
+    void Evict() noexcept;                          // when more than the upper bound are loaded: the longest unused
+    std::size_t LoadedCount() const { return loadedCount_; }
+    LONG lowerBound = std::numeric_limits<LONG>::max();
+    LONG upperBound = std::numeric_limits<LONG>::max();
+
+    // ---- what the next save has to write ----
+    void MarkChanged(Entry& entry);
+    std::vector<Ref<Entry>> ChangedEntries() const;  // in the order in which they changed
+    std::vector<Ref<Entry>> LoadedEntries() const;   // in the order in which they were made
+    const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
+    bool TableChanged() const;
+    bool LocksChanged() const { return !LockChanges().empty(); }
+    std::vector<std::byte> Table() const;  // "ROOTDIR-V100" as it has to stand
+    std::vector<std::byte> Locks() const;  // "LOCKS-V100"; empty when every counter is 0
+    void Saved(const std::vector<Ref<Entry>>& written);
+
+    // ---- the tables in the file; null: the file has none ----
+    void Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks);
+    // The file goes away: entries without a loaded object go with it, the others wait for the next save.
+    void CloseFile();
+
+private:
+    static constexpr std::size_t kTableRecord = 52;  // ID, second ID, class ID, tag
+    static constexpr std::size_t kLocksRecord = 20;  // ID, counter
+
+    Entry& Make(const GUID& id, const ClassInfo* classInfo);
+    SortedRecords::Changes LockChanges() const;
+    void Link(Entry& entry) noexcept;  // as the most recently used
+    void Unlink(Entry& entry) noexcept;
+
+    Document& owner_;
+    std::unordered_map<GUID, Ref<Entry>, GuidHash> entries_;
+    SortedRecords table_{kTableRecord};
+    SortedRecords locks_{kLocksRecord};
+
+    std::vector<Ref<Entry>> changed_;
+    std::vector<Ref<Entry>> added_;      // not in the file's table yet
+    std::unordered_set<GUID, GuidHash> removedEntries_;  // still in the file's table
+    std::vector<GUID> removedStreams_;
+    std::vector<GUID> removedLocks_;
+
+    Entry* newest_ = nullptr;
+    Entry* oldest_ = nullptr;
+    std::size_t loadedCount_ = 0;
+    std::size_t evictAbove_ = 0;  // what an eviction could not release is not looked at again for every load
+    std::uint64_t nextOrder_ = 0;
+};
+
+}  // namespace lumvex::inside

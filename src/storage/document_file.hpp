@@ -1,0 +1,59 @@
+// The compound file under a root document. Objects hold on to this binding, not to the file in it: when the document
+// moves to another file, what was not loaded yet is read from there.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lumvex/automation.hpp"
+#include "storage/byte_source.hpp"
+#include "storage/compound/compound_file.hpp"
+
+namespace lumvex::inside {
+
+// Names of the streams that are not objects.
+inline constexpr std::u16string_view kVersionInfoStream = u"VERSIONINFO-V000";
+inline constexpr std::u16string_view kRootStream = u"ROOT-V200";
+inline constexpr std::u16string_view kOldRootStream = u"ROOT";
+inline constexpr std::u16string_view kDirectoryStream = u"ROOTDIR-V100";
+inline constexpr std::u16string_view kLocksStream = u"LOCKS-V100";
+inline constexpr std::u16string_view kSettingsStream = u"PROJECTSETTINGS-V100";
+
+// The entry name under which an object's stream stands, and back; no ID for any other name.
+std::u16string StreamNameOf(const GUID& id);
+std::optional<GUID> IdOfStream(std::u16string_view name);
+
+// Failures are the storage system's statuses.
+class DocumentFile : public std::enable_shared_from_this<DocumentFile> {
+public:
+    // Starts without a file; Replace gives it one.
+    DocumentFile() = default;
+
+    bool IsOpen() const { return file_ != nullptr; }
+    void Replace(std::unique_ptr<compound::CompoundFile> file);  // null: closes
+    compound::CompoundFile& File() { return *file_; }
+
+    // The stream, or null when the file does not have it. Read as committed at the time of each read.
+    std::shared_ptr<const ByteSource> Find(std::u16string_view name);
+    bool Contains(std::u16string_view name) const;
+
+    void Write(std::u16string_view name, std::span<const compound::Piece> pieces);
+    void Remove(std::u16string_view name);  // does nothing when there is no such stream
+    void Commit();
+    void Revert() noexcept;
+
+    // Rises with everything that makes streams be found anew.
+    std::uint64_t Generation() const { return generation_; }
+
+private:
+    std::unique_ptr<compound::CompoundFile> file_;
+    std::uint64_t generation_ = 0;
+};
+
+std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access);
+std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,
+                                                           int version);
+
+}  // namespace lumvex::inside

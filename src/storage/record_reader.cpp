@@ -1,0 +1,42 @@
+#include "storage/record_reader.hpp"
+
+#include <bit>
+
+#include "storage/failures.hpp"
+
+namespace lumvex::inside {
+
+static_assert(std::endian::native == std::endian::little, "records are little-endian and copied as they lie in memory");
+static_assert(sizeof(GUID) == 16);
+
+void RecordReader::Read(std::span<std::byte> bytes) {
+    source_->Read(position_, bytes);
+    position_ += bytes.size();
+}
+
+void RecordReader::Skip(std::uint64_t count) {
+    if (count > Left()) throw Failure(kReadFault);
+    position_ += count;
+}
+
+Reference RecordReader::ObjectReference() {
+    const GUID id = Guid();
+    return {id, U32()};
+}
+
+std::optional<Reference> RecordReader::OptionalReference() {
+    if (U16() == 0) return std::nullopt;
+    return ObjectReference();
+}
+
+// Empty texts are written with count 0; a count of 2, the bare terminator, reads as empty too.
+std::u16string RecordReader::Text() {
+    const std::uint32_t count = U32();
+    if (count > Left() || count % 2 != 0) throw Failure(kReadFault);
+    std::u16string text(count / 2, u'\0');
+    Read(std::as_writable_bytes(std::span(text)));
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,48 @@
+// Saves and loads the fields of a class by its record table; every kind of field has its overload of SaveField and
+// LoadField, found where the kind is declared.
+#pragma once
+
+#include <type_traits>
+
+#include "core/fields.hpp"
+#include "storage/record_reader.hpp"
+#include "storage/record_writer.hpp"
+
+namespace lumvex::inside {
+
+template <class T>
+void SaveField(RecordWriter& writer, const Scalar<T>& field) {
+    static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
+    writer.Bytes(std::as_bytes(std::span(&field.value, 1)));
+}
+
+template <class T>
+void LoadField(RecordReader& reader, Scalar<T>& field) {
+    reader.Read(std::as_writable_bytes(std::span(&field.value, 1)));
+}
+
+inline void SaveField(RecordWriter& writer, const Text& field) { writer.Text(field.value); }
+inline void LoadField(RecordReader& reader, Text& field) { field.value = reader.Text(); }
+
+inline void SaveField(RecordWriter& writer, const ChildSlot& field) { writer.OptionalReference(field.reference); }
+inline void LoadField(RecordReader& reader, ChildSlot& field) { field.reference = reader.OptionalReference(); }
+
+inline void SaveField(RecordWriter& writer, const KeptReference& field) { writer.OptionalReference(field.reference); }
+inline void LoadField(RecordReader& reader, KeptReference& field) { field.reference = reader.OptionalReference(); }
+
+template <class Class>
+void SaveFields(const Object& object, RecordWriter& writer) {
+    ForEachField(static_cast<const Class&>(object), [&](const auto& field, unsigned) { SaveField(writer, field); });
+}
+
+// Fields of later versions than the record keep what a new object has; the class may mend what old records mean.
+template <class Class>
+void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
+    auto& self = static_cast<Class&>(object);
+    ForEachField(self, [&](auto& field, unsigned first) {
+        if (version.Writer() >= first) LoadField(reader, field);
+    });
+    if constexpr (requires { self.Upgrade(version); }) self.Upgrade(version);
+}
+
+}  // namespace lumvex::inside

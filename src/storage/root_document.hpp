@@ -1,0 +1,141 @@
+// The root document: a tree of objects, bound to at most one compound file at a time. Both creatable classes derive from
+// Root<their own name, their interface>.
+#pragma once
+
+#include <filesystem>
+
+#include "core/automation_object.hpp"
+#include "core/document.hpp"
+#include "core/fields.hpp"
+#include "storage/directory.hpp"
+#include "storage/document_file.hpp"
+#include "storage/record_table.hpp"
+
+namespace lumvex::inside {
+
+class RootDocument : public Object, public Document {
+public:
+    // ---- the plain members behind _Root ----
+    void OpenFile(std::u16string_view path);
+    void SaveFile();
+    void SaveFileAs(std::u16string_view path);
+    void CloseFile();
+    LXAccessMode AccessMode() const;
+    void AccessMode(LXAccessMode mode);
+    LXArray SafeArrayType() const { return arrayType_; }
+    void SafeArrayType(LXArray type);
+    Variant Modified() const { return Variant::FromBool(documentModified_); }
+    void SetCacheBounds(LONG lower, LONG upper);
+    LONG CacheLowerBound() const { return directory_.lowerBound; }
+    LONG CacheUpperBound() const { return directory_.upperBound; }
+    Ref<Object> FindID(std::u16string_view id);  // of what is loaded
+    Ref<Object> Load(std::u16string_view id);
+    LXVersionSupport VersionSupport() const { return versionSupport_; }
+
+    // A put on the root itself.
+    void Commit(LXEventType type);
+
+    // ---- Document ----
+    Object& RootObject() noexcept override { return *this; }
+    Entry* Find(const GUID& id) override { return directory_.Find(id); }
+    Ref<Object> Get(Entry& entry) override;
+    Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
+    Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) override;
+    Entry& Enter(Object& object, Entry& owner) override;
+    void Erase(Entry& entry) override { directory_.Erase(entry); }
+    Entry& OwnerOf(Entry& entry) override;
+    void MarkModified() noexcept override { documentModified_ = true; }
+    void MarkChanged(Object& object) override;
+    LXArray ArrayType() const noexcept override { return arrayType_; }
+    void Fire(const PendingEvent& event) noexcept override;
+
+    // What a diagnosis shows.
+    std::size_t LoadedObjects() const { return directory_.LoadedCount(); }
+    std::uint64_t BytesRead() const;
+
+protected:
+    RootDocument() = default;
+    ~RootDocument() override = default;
+
+    // Gives the new root its entry; called once the class is complete.
+    void Construct(std::u16string_view name);
+
+    // Settings that stand in a stream of their own beside the root record.
+    virtual void SaveSettings(RecordWriter&) const {}
+    virtual void LoadSettings(RecordReader*) {}  // null: the file has none
+
+    // Does the record hold references that this program carries without knowing what they lead to?
+    virtual bool CarriesUnknown() const { return false; }
+
+private:
+    using Objects = std::vector<Ref<Entry>>;
+
+    bool IsReadOnly() const;
+    compound::Access Access() const;
+
+    // ---- root_document.cpp: opening and finding ----
+    LXVersionSupport CheckVersions() const;
+    std::shared_ptr<const ByteSource> OpenRootStream(VersionWord& version);
+    void LoadTree(const std::shared_ptr<const ByteSource>& root, VersionWord version);
+    void RebuildDirectory();
+    void OpenTables();
+    void Empty();  // no tree, as a new root
+    Entry& Checked(const Reference& reference, const ClassInfo& classInfo, Entry& owner);
+
+    // Visits every reference below the root with its class and owner until `visit` says false; what has to be opened
+    // on the way is loaded.
+    using ReferenceVisitor = std::function<bool(const Reference&, const ClassInfo&, Object& owner)>;
+    void Walk(const ReferenceVisitor& visit);
+
+    // ---- root_save.cpp ----
+    Objects ObjectsToWrite();
+    void CheckComplete();
+    int SectorVersionFor(const Objects& objects) const;
+    void WriteRoot(compound::CompoundFile& file) const;
+    void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
+    void WriteTables(compound::CompoundFile& file, bool all) const;
+    void CopyStreams(compound::CompoundFile& to, const Objects& rewritten);
+
+    std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();
+    std::filesystem::path path_;
+    std::uint32_t accessFlags_ = 0x12;
+    LXArray arrayType_ = LX_R4;
+    LXVersionSupport versionSupport_ = LX_VER_DEPRECATED;
+    bool documentModified_ = false;
+    bool mayLackObjects_ = false;           // a file was closed: what was not loaded went with it
+    std::vector<std::byte> blankRecord_;    // the root's own fields as a new root has them
+    Directory directory_{*this};
+};
+
+template <class Class, class Interface>
+class Root : public AutomationObject<Class, Interface, RootDocument> {
+public:
+    // The published methods of these names hand over to the plain ones.
+    using AutomationObject<Class, Interface, RootDocument>::IsSameID;
+    using Object::IsSame;
+    using RootDocument::OpenFile;
+    using RootDocument::SaveFile;
+    using RootDocument::SaveFileAs;
+    using RootDocument::CloseFile;
+    using RootDocument::SetCacheBounds;
+    using RootDocument::FindID;
+    using RootDocument::Load;
+    using RootDocument::Modified;
+
+    void ForEachChild(const Object::ChildVisitor& visit) override {
+        VisitChildFields(static_cast<Class&>(*this), visit);
+    }
+    void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
+
+private:
+    bool CarriesUnknown() const override {
+        bool carries = false;
+        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+            if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>, KeptReference>)
+                carries = carries || field.reference.has_value();
+        });
+        return carries;
+    }
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,230 @@
+// Saving a root document: one commit of the compound file per save, so that a save that fails or is killed leaves the
+// document that was there.
+#include <algorithm>
+#include <map>
+#include <unordered_set>
+
+#include "core/collection.hpp"
+#include "storage/failures.hpp"
+#include "storage/object_record.hpp"
+#include "storage/root_document.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+constexpr VersionWord kRootVersion{4096, 4096};
+// From this size on the larger sectors cost less than they waste.
+constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;
+
+void WriteStream(compound::CompoundFile& file, std::u16string_view name, const RecordWriter& record) {
+    file.Write(name, record.Pieces());
+}
+
+void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::span<const std::byte> bytes) {
+    const compound::Piece piece = bytes;
+    file.Write(name, std::span(&piece, 1));
+}
+
+void RemoveStream(compound::CompoundFile& file, std::u16string_view name) {
+    if (file.Contains(name)) file.Remove(name);
+}
+
+// Takes back what was written unless all of it was.
+class Transaction {
+public:
+    explicit Transaction(DocumentFile& file) : file_(file) {}
+    ~Transaction() {
+        if (!committed_) file_.Revert();
+    }
+    void Commit() {
+        file_.Commit();
+        committed_ = true;
+    }
+
+private:
+    DocumentFile& file_;
+    bool committed_ = false;
+};
+
+}  // namespace
+
+void RootDocument::SaveFile() {
+    if (!file_->IsOpen()) throw Failure(Message::NoFile);
+    if (IsReadOnly()) throw Failure(kAccessDenied);
+    const Objects objects = ObjectsToWrite();
+    Transaction transaction(*file_);
+    OnStorage([&] {
+        compound::CompoundFile& file = file_->File();
+        WriteRoot(file);
+        WriteObjects(file, objects);
+        for (const GUID& id : directory_.RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        WriteTables(file, false);
+    });
+    transaction.Commit();
+    directory_.Saved(objects);
+    OpenTables();
+}
+
+void RootDocument::SaveFileAs(std::u16string_view path) {
+    if (IsReadOnly()) throw Failure(kAccessDenied);
+    const std::filesystem::path given(path);
+    std::error_code error;
+    if (file_->IsOpen() && std::filesystem::equivalent(given, path_, error)) return SaveFile();
+    if (!file_->IsOpen() && mayLackObjects_) CheckComplete();
+    const Objects objects = ObjectsToWrite();
+    auto created = CreateCompoundFile(given, Access(), SectorVersionFor(objects));
+    OnStorage([&] {
+        WriteRoot(*created);
+        if (file_->IsOpen()) CopyStreams(*created, objects);
+        WriteObjects(*created, objects);
+        WriteTables(*created, true);
+        created->Commit();
+    });
+    path_ = std::filesystem::absolute(given, error);
+    file_->Replace(std::move(created));
+    mayLackObjects_ = false;
+    directory_.Saved(objects);
+    OpenTables();
+}
+
+// What is loaded stays usable without the file: lists and arrays that still stand in it are read now.
+void RootDocument::CloseFile() {
+    if (!file_->IsOpen()) return;
+    struct Release {
+        RootDocument& root;
+        ~Release() {
+            root.directory_.CloseFile();
+            root.file_->Replace(nullptr);
+            root.path_.clear();
+            root.mayLackObjects_ = true;
+        }
+    } release{*this};
+    Materialise();
+    for (const Ref<Entry>& entry : directory_.LoadedEntries()) entry->object->Materialise();
+    if (!IsReadOnly()) documentModified_ = false;
+}
+
+// Ordered by the top-level collection they stand under, as the root lists these, and then by age.
+RootDocument::Objects RootDocument::ObjectsToWrite() {
+    std::map<const Entry*, std::size_t> ranks;
+    ForEachChild([&](ChildSlot& slot, const ClassInfo&) {
+        const Entry* top = slot.reference ? directory_.FindKnown(slot.reference->id) : nullptr;
+        if (top) ranks.emplace(top, ranks.size());
+    });
+    const auto rankOf = [&](const Entry* entry) {
+        while (entry->parent && entry->parent.get() != &OwnEntry()) entry = entry->parent.get();
+        const auto found = ranks.find(entry);
+        return found != ranks.end() ? found->second : ranks.size();
+    };
+    std::vector<std::pair<std::size_t, Ref<Entry>>> ranked;
+    for (Ref<Entry>& entry : directory_.ChangedEntries()) {
+        entry->object->Materialise();
+        const std::size_t rank = rankOf(entry.get());
+        ranked.emplace_back(rank, std::move(entry));
+    }
+    std::ranges::sort(ranked, {}, [](const auto& each) { return std::pair(each.first, each.second->order); });
+    Objects objects;
+    objects.reserve(ranked.size());
+    for (auto& each : ranked) objects.push_back(std::move(each.second));
+    return objects;
+}
+
+// A tree that has lost members with the file they stood in must not be saved as if it were whole.
+void RootDocument::CheckComplete() {
+    const auto check = [&](const Reference& reference) {
+        const Entry* entry = directory_.FindKnown(reference.id);
+        if (!entry || !entry->object) throw Failure(Message::DoesNotExist);
+    };
+    const auto checkBelow = [&](Object& owner) {
+        if (owner.Class().kind == ClassKind::Collection) {
+            const Members& members = static_cast<CollectionBase&>(owner).members;
+            for (std::size_t index = 0; index < members.Count(); ++index) check(members.At(index));
+        } else {
+            owner.ForEachChild([&](ChildSlot& slot, const ClassInfo&) {
+                if (slot.reference) check(*slot.reference);
+            });
+        }
+    };
+    if (CarriesUnknown()) throw Failure(Message::DoesNotExist);
+    checkBelow(*this);
+    for (const Ref<Entry>& entry : directory_.LoadedEntries()) checkBelow(*entry->object);
+}
+
+int RootDocument::SectorVersionFor(const Objects& objects) const {
+    std::uint64_t size = file_->IsOpen() ? file_->File().FileSize() : 0;
+    RecordWriter record;
+    for (auto entry = objects.begin(); entry != objects.end() && size < kLargeDocument; ++entry) {
+        record.Clear();
+        WriteObject(*(*entry)->object, record);
+        size += record.Size();
+    }
+    return size < kLargeDocument ? 3 : 4;
+}
+
+void RootDocument::WriteRoot(compound::CompoundFile& file) const {
+    RecordWriter record;
+    const auto writeHeadAndFields = [&] {
+        record.ObjectReference({OwnEntry().id, OwnEntry().tag});
+        Class().save(*this, record);
+    };
+    writeHeadAndFields();
+    WriteStream(file, kOldRootStream, record);
+    record.Clear();
+    record.U32(kRootVersion.Word());
+    writeHeadAndFields();
+    WriteStream(file, kRootStream, record);
+    record.Clear();
+    SaveSettings(record);
+    if (record.Size() != 0) WriteStream(file, kSettingsStream, record);
+}
+
+void RootDocument::WriteObjects(compound::CompoundFile& file, const Objects& objects) const {
+    RecordWriter record;
+    for (const Ref<Entry>& entry : objects) {
+        record.Clear();
+        WriteObject(*entry->object, record);
+        WriteStream(file, StreamNameOf(entry->id), record);
+    }
+}
+
+void RootDocument::WriteTables(compound::CompoundFile& file, bool all) const {
+    if (all || directory_.TableChanged()) WriteStream(file, kDirectoryStream, directory_.Table());
+    if (all || directory_.LocksChanged()) {
+        const std::vector<std::byte> locks = directory_.Locks();
+        if (!locks.empty())
+            WriteStream(file, kLocksStream, locks);
+        else
+            RemoveStream(file, kLocksStream);
+    }
+    RecordWriter versions;
+    versions.U32(static_cast<std::uint32_t>(AllClasses().size()));
+    for (const ClassInfo* each : AllClasses()) {
+        versions.Guid(each->classId);
+        versions.U32(each->version.Word());
+    }
+    WriteStream(file, kVersionInfoStream, versions);
+}
+
+// Every stream that this save does not write itself goes along, those of classes this program does not know included.
+void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) {
+    std::unordered_set<std::u16string> skipped{
+        std::u16string(kVersionInfoStream), std::u16string(kRootStream),     std::u16string(kOldRootStream),
+        std::u16string(kDirectoryStream),   std::u16string(kLocksStream), std::u16string(kSettingsStream)};
+    for (const Ref<Entry>& entry : rewritten) skipped.insert(StreamNameOf(entry->id));
+    for (const GUID& id : directory_.RemovedStreams()) skipped.insert(StreamNameOf(id));
+    std::vector<std::byte> buffer;
+    file_->File().ForEachStream([&](std::u16string_view name, std::uint64_t size) {
+        if (skipped.contains(std::u16string(name))) return;
+        const compound::Stream stream = file_->File().Get(name);
+        const std::byte* bytes = stream.Contiguous(0, size);
+        if (!bytes) {
+            buffer.resize(size);
+            stream.Read(0, buffer);
+            bytes = buffer.data();
+        }
+        WriteStream(to, name, std::span(bytes, size));
+    });
+}
+
+}  // namespace lumvex::inside

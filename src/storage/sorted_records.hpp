@@ -1,0 +1,44 @@
+// A table of records of one size, each beginning with an object ID, ascending: how the object directory and the lock
+// counters are stored. A 32-bit count comes first. Looked up where it stands, so that its size does not matter.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "core/guid_order.hpp"
+#include "storage/byte_source.hpp"
+
+namespace lumvex::inside {
+
+class SortedRecords {
+public:
+    using Record = std::vector<std::byte>;
+    using Changes = std::map<GUID, std::optional<Record>, GuidLess>;  // no record: taken out
+
+    explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
+
+    // Reads the count; one that the stream cannot hold fails with the read fault.
+    void Open(std::shared_ptr<const ByteSource> source);
+    void Close();
+
+    std::size_t Count() const { return count_; }
+    Record At(std::size_t index) const;
+    GUID IdAt(std::size_t index) const;
+    std::optional<Record> Find(const GUID& id) const;
+
+    // The whole table with the changes applied, as it is stored.
+    std::vector<std::byte> Merged(const Changes& changes) const;
+
+private:
+    std::size_t LowerBound(const GUID& id) const;
+
+    std::size_t recordSize_;
+    std::shared_ptr<const ByteSource> source_;
+    std::size_t count_ = 0;
+};
+
+}  // namespace lumvex::inside

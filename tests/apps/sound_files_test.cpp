@@ -1,0 +1,168 @@
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "measurement_files.hpp"
+
+namespace lumvex::app {
+namespace {
+
+// Interleaved samples that differ in every channel and row, within -1..1 and exact in 16 bits.
+std::vector<float> Samples(std::size_t rows, int channels) {
+    std::vector<float> samples(rows * static_cast<std::size_t>(channels));
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(i * 2657 % 65535) / 32768.0f - 1.0f;
+    return samples;
+}
+
+void WriteWithLibrary(const std::filesystem::path& path, int format, int rate, int channels,
+                      const std::vector<float>& samples) {
+    SF_INFO info{};
+    info.format = format;
+    info.samplerate = rate;
+    info.channels = channels;
+    SNDFILE* sound = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(sound, nullptr) << sf_strerror(nullptr);
+    const auto rows = static_cast<sf_count_t>(samples.size() / static_cast<std::size_t>(channels));
+    const int encoding = format & SF_FORMAT_SUBMASK;
+    if (encoding == SF_FORMAT_FLOAT || encoding == SF_FORMAT_DOUBLE) {
+        EXPECT_EQ(sf_writef_float(sound, samples.data(), rows), rows);
+    } else {
+        // Written as floats, full scale would become 32767.
+        std::vector<int> whole(samples.size());
+        std::transform(samples.begin(), samples.end(), whole.begin(),
+                       [](float sample) { return static_cast<int>(static_cast<double>(sample) * 2147483648.0); });
+        EXPECT_EQ(sf_writef_int(sound, whole.data(), rows), rows);
+    }
+    sf_close(sound);
+}
+
+TEST(SoundFiles, ReadEverySampleFormatAndChannelCount) {
+    const struct {
+        const char* name;
+        int format;
+        int rate;
+        int channels;
+        std::size_t rows;
+        float tolerance;
+    } cases[] = {
+        {"u8.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 8000, 1, 300, 1 / 128.0f},
+        {"16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 2, 500, 0},
+        {"24.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 96000, 1, 70000, 0},
+        {"32.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_32, 192000, 3, 65537, 0},
+        {"float.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 64, 1025, 0},
+        {"double.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, 47999, 2, 1, 0},
+        {"extensible.wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 48000, 8, 100, 0},
+        {"adpcm.wav", SF_FORMAT_WAV | SF_FORMAT_MS_ADPCM, 48000, 1, 5000, 2},
+        {"wide.wav", SF_FORMAT_RF64 | SF_FORMAT_FLOAT, 48000, 2, 100, 0},
+        {"rifx.wav", SF_FORMAT_WAV | SF_ENDIAN_BIG | SF_FORMAT_PCM_16, 48000, 2, 101, 0},
+        {"file.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 44100, 2, 333, 0},
+        {"file.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_24, 44100, 2, 333, 0},
+        {"file.caf", SF_FORMAT_CAF | SF_FORMAT_FLOAT, 44100, 2, 333, 0},
+        {"file.au", SF_FORMAT_AU | SF_FORMAT_PCM_16, 44100, 2, 333, 0},
+        {"file.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 44100, 2, 9999, 0},
+        {"sound-by-content.txt", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 1, 10, 0},
+    };
+    const Folder folder;
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        const std::vector<float> samples = Samples(test.rows, test.channels);
+        WriteWithLibrary(folder / test.name, test.format, test.rate, test.channels, samples);
+        MeasurementFile file;
+        if (const auto error = ErrorOf([&] { file = ReadMeasurementFile(folder / test.name); })) {
+            ADD_FAILURE() << error->what();
+            continue;
+        }
+        EXPECT_EQ(file.kind, MeasurementFile::Kind::Impulse);
+        EXPECT_EQ(file.sampleRate, test.rate);
+        EXPECT_EQ(file.columns, static_cast<std::size_t>(test.channels));
+        // The block codec fills its last block.
+        if (test.tolerance < 1) {
+            EXPECT_EQ(file.rows, test.rows);
+        }
+        ASSERT_EQ(file.values.size(), file.rows * file.columns);
+        float worst = 0;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const float value = file.values[i % file.columns * file.rows + i / file.columns];
+            worst = std::max(worst, std::abs(value - samples[i]));
+        }
+        EXPECT_LE(worst, test.tolerance);
+    }
+}
+
+TEST(SoundFiles, KeepFloatsBeyondFullScale) {
+    const Folder folder;
+    WriteWithLibrary(folder / "loud.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 1, {1.5f, -3e10f, 1e-40f});
+    EXPECT_EQ(ReadMeasurementFile(folder / "loud.wav").values, (std::vector<float>{1.5f, -3e10f, 1e-40f}));
+}
+
+TEST(SoundFiles, AreRefusedWhereverTheyAreCutShort) {
+    const struct {
+        const char* name;
+        int format;
+    } cases[] = {{"cut.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24},
+                 {"cut-float.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT},
+                 {"cut-wide.wav", SF_FORMAT_RF64 | SF_FORMAT_PCM_16},
+                 {"cut-big.wav", SF_FORMAT_WAV | SF_ENDIAN_BIG | SF_FORMAT_PCM_16},
+                 {"cut.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16},
+                 {"cut.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_16},
+                 {"cut.caf", SF_FORMAT_CAF | SF_FORMAT_PCM_16},
+                 {"cut.au", SF_FORMAT_AU | SF_FORMAT_PCM_16},
+                 {"cut.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16}};
+    const Folder folder;
+    for (const auto& test : cases) {
+        const std::filesystem::path path = folder / test.name;
+        WriteWithLibrary(path, test.format, 48000, 2, Samples(64, 2));
+        const std::string whole = Bytes(path);
+        for (std::size_t length = 0; length < whole.size(); ++length) {
+            folder.Write(test.name, whole.substr(0, length));
+            const auto error = ReadError(path);
+            if (!error) {
+                ADD_FAILURE() << test.name << " cut to " << length << " of " << whole.size();
+                break;
+            }
+            ASSERT_TRUE(std::string(error->what()).starts_with(path.string() + ": ")) << error->what();
+        }
+    }
+}
+
+TEST(SoundFiles, SayWhatIsWrongWithThem) {
+    const Folder folder;
+    WriteWithLibrary(folder / "good.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 1, Samples(10, 1));
+    const std::string good = Bytes(folder / "good.wav");
+    const std::size_t data = good.find("data");
+    std::string streamed = good, unfinished = good;
+    streamed.replace(data + 4, 4, "\xFF\xFF\xFF\xFF");
+    unfinished.replace(data + 4, 4, std::string(4, '\0'));
+
+    folder.Write("short.wav", good.substr(0, good.size() - 4));
+    folder.Write("text.wav", "20 1\n21 2\n");
+    folder.Write("unfinished.wav", unfinished.substr(0, data + 8));
+    WriteWithLibrary(folder / "none.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 1, {});
+    WriteWithLibrary(folder / "nan.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 2,
+                     {0, 0, 0, std::numeric_limits<float>::quiet_NaN()});
+    const struct {
+        const char* name;
+        const char* message;
+    } cases[] = {
+        {"short.wav", "the samples should take 20 bytes and only 16 are there"},
+        {"text.wav", "not a sound file that can be read: "},
+        {"none.wav", "the sound file holds no samples"},
+        {"unfinished.wav", "the sound file holds no samples"},
+        {"nan.wav", "sample 2 of channel 2 is not a finite number"},
+    };
+    for (const auto& test : cases) {
+        const auto error = ReadError(folder / test.name);
+        ASSERT_TRUE(error) << test.name;
+        EXPECT_TRUE(std::string(error->what()).starts_with((folder / test.name).string() + ": " + test.message))
+            << error->what();
+    }
+    // A header written before the length was known promises nothing: the samples that are there count.
+    folder.Write("streamed.wav", streamed);
+    EXPECT_EQ(ReadMeasurementFile(folder / "streamed.wav").values, Samples(10, 1));
+}
+
+}  // namespace
+}  // namespace lumvex::app

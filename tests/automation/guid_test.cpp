@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <thread>
+
+#include "lumvex/values.hpp"
+
+namespace {
+
+constexpr GUID kGuid{0x09A5CDEB, 0x2933, 0x4F88, {0x91, 0x96, 0xE1, 0x3F, 0x80, 0x99, 0x3A, 0xBB}};
+constexpr char16_t kText[] = u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}";
+
+TEST(Guid, TextForms) {
+    EXPECT_EQ(lumvex::ToText(kGuid), kText);
+    EXPECT_EQ(lumvex::ParseGuid(kText), kGuid);
+    EXPECT_EQ(lumvex::ParseGuid(u"{09a5cdeb-2933-4f88-9196-e13f80993abb}"), kGuid);
+
+    LPOLESTR text = nullptr;
+    ASSERT_EQ(StringFromCLSID(kGuid, &text), S_OK);
+    GUID parsed{};
+    EXPECT_EQ(CLSIDFromString(text, &parsed), S_OK);
+    EXPECT_EQ(parsed, kGuid);
+    CoTaskMemFree(text);
+
+    OLECHAR buffer[39];
+    EXPECT_EQ(StringFromGUID2(kGuid, buffer, 38), 0);
+    EXPECT_EQ(StringFromGUID2(kGuid, buffer, 39), 39);
+    EXPECT_EQ(buffer[38], 0);
+}
+
+TEST(Guid, OtherTextIsRefusedAndGivesZero) {
+    for (const char16_t* text :
+         {u"", u"{}", u"Project", u"09A5CDEB-2933-4F88-9196-E13F80993ABB", u"{09A5CDEB-2933-4F88-9196-E13F80993ABB",
+          u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}x", u" {09A5CDEB-2933-4F88-9196-E13F80993ABB}",
+          u"{09A5CDEB-2933-4F88-9196-E13F80993ABG}", u"{09A5CDEB-29334-F88-9196-E13F80993ABB}",
+          u"{09A5CDEB 2933-4F88-9196-E13F80993ABB}", u"(09A5CDEB-2933-4F88-9196-E13F80993ABB)",
+          u"{+9A5CDEB-2933-4F88-9196-E13F80993ABB}"}) {
+        GUID guid = kGuid;
+        EXPECT_EQ(CLSIDFromString(text, &guid), CO_E_CLASSSTRING) << lumvex::ToUtf8(text);
+        EXPECT_EQ(guid, GUID_NULL);
+        EXPECT_FALSE(lumvex::ParseGuid(text));
+    }
+    GUID guid = kGuid;
+    EXPECT_EQ(CLSIDFromString(nullptr, &guid), S_OK);
+    EXPECT_EQ(guid, GUID_NULL);
+    EXPECT_EQ(CLSIDFromString(kText, nullptr), E_INVALIDARG);
+}
+
+TEST(Guid, NewOnesAreRandomVersionFourAndAllDifferent) {
+    std::set<std::u16string> seen[2];
+    const auto make = [](std::set<std::u16string>& texts) {
+        for (int i = 0; i < 2000; ++i) {
+            GUID guid{};
+            ASSERT_EQ(CoCreateGuid(&guid), S_OK);
+            ASSERT_EQ(guid.Data3 >> 12, 4);
+            ASSERT_EQ(guid.Data4[0] >> 6, 2);
+            texts.insert(lumvex::ToText(guid));
+        }
+    };
+    std::thread other(make, std::ref(seen[1]));
+    make(seen[0]);
+    other.join();
+    seen[0].merge(seen[1]);
+    EXPECT_EQ(seen[0].size(), 4000u);
+    // Every digit that is not fixed takes all sixteen values.
+    for (std::size_t at = 1; at < 37; ++at) {
+        std::set<char16_t> digits;
+        for (const auto& text : seen[0]) digits.insert(text[at]);
+        const std::size_t expected = at == 9 || at == 14 || at == 19 || at == 24 || at == 15 ? 1 : at == 20 ? 4 : 16;
+        EXPECT_EQ(digits.size(), expected) << at;
+    }
+    EXPECT_EQ(CoCreateGuid(nullptr), E_POINTER);
+}
+
+}  // namespace
