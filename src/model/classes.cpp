@@ -72,6 +72,7 @@ ClassInfo RootInfo(std::u16string_view name, const GUID& classId) {
             .interfaceId = kIidOf<Interface>,
             .version = RecordOf<Class>::version,
             .hasChildren = true,
+            .create = Class::Create,
             .save = SaveFields<Class>,
             .load = LoadFields<Class>};
 }

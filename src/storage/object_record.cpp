@@ -55,7 +55,7 @@ void WriteObject(const Object& object, RecordWriter& writer) {
     info.save(object, writer);
 }
 
-void ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source) {
+RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source) {
     const ClassInfo& info = object.Class();
     RecordReader reader(source);
     const VersionWord version = ReadVersion(reader, info.version);
@@ -63,11 +63,12 @@ void ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source)
         const std::uint32_t count = reader.U32();
         if (count > reader.Left() / kReferenceSize) throw Failure(kReadFault);
         static_cast<CollectionBase&>(object).members.Load(std::make_unique<StoredMemberList>(source, count));
-        return;
+        return {version, kMembersAt + count * kReferenceSize};
     }
     static_cast<ItemBase&>(object).timestamp = reader.F64();
     object.OwnEntry().name = reader.Text();
     info.load(object, reader, version);
+    return {version, reader.Position()};
 }
 
 }  // namespace lumvex::inside

@@ -19,7 +19,11 @@ inline constexpr VersionWord kCollectionVersion{1, 1};
 void WriteObject(const Object& object, RecordWriter& writer);
 
 // Arrays and member lists stay where they are until they are asked for. A record that names a newer minimum reader fails
-// with 4014.
-void ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source);
+// with 4014. Answers the version under which the record was written and how many of its bytes were understood.
+struct RecordExtent {
+    VersionWord version;
+    std::uint64_t bytes;
+};
+RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source);
 
 }  // namespace lumvex::inside

@@ -98,7 +98,8 @@ Ref<Object> RootDocument::Get(Entry& entry) {
         directory_.Touch(entry);
         return entry.object;
     }
-    if (!entry.classInfo || !entry.classInfo->create || !file_->IsOpen()) throw Failure(Message::DoesNotExist);
+    if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
+        throw Failure(Message::DoesNotExist);
     const auto source = file_->Find(StreamNameOf(entry.id));
     if (!source) throw Failure(Message::DoesNotExist);
     Ref<Object> object = entry.classInfo->create();

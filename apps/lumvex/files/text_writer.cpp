@@ -1,5 +1,6 @@
 #include "files/text_writer.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -63,7 +64,7 @@ void WriteText(std::ostream& out, const MeasurementFile& file, char separator) {
     std::string text;
     if (file.kind == MeasurementFile::Kind::Calibration) text += CalibrationLine(file);
     text += "* ";
-    for (std::size_t column = 0; column < file.columns; ++column) {
+    for (std::size_t column = 0; column < std::min(file.columns, kMostColumns); ++column) {
         if (column != 0) text += separator;
         text += kColumnNames[column];
     }

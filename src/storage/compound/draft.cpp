@@ -11,7 +11,8 @@ Draft::Draft(Committed& committed, Space& space)
       fat_(committed.FatSectors(), committed.OnDisk().Head().FatSectors(), memory_),
       oldFatCount_(fat_.Count()),
       keptFatCount_(oldFatCount_),
-      oldDifat_(committed.FatSectors().DifatSectors()) {}
+      oldDifat_(committed.FatSectors().DifatSectors()),
+      difatReleased_(oldDifat_.size()) {}
 
 Draft::~Draft() {
     if (!kept_) space_.Discard(taken_);
@@ -192,10 +193,17 @@ std::uint32_t Draft::DifatChanged() const {
     const std::uint32_t perSector = (1u << (fat_.Shift() - 2)) - 1;
     const std::uint32_t needed = DifatNeeded();
     if (needed == 0) return 0;
-    std::uint32_t changed = needed != oldDifat_.size() || fat_.Count() != oldFatCount_ ? needed : 0;
+    const bool isAnotherLength = difatCut_ || needed != oldDifat_.size() || fat_.Count() != oldFatCount_;
+    std::uint32_t changed = isAnotherLength ? needed : 0;
     for (const auto& [index, sector] : newFat_)
         if (index >= inHeader) changed = std::max(changed, (index - inHeader) / perSector + 1);
     return changed;
+}
+
+void Draft::ReleaseDifat(std::size_t index) {
+    if (index >= oldDifat_.size() || difatReleased_[index]) return;
+    difatReleased_[index] = true;
+    Release(oldDifat_[index], 1);
 }
 
 bool Draft::PlaceDifat() {
@@ -205,11 +213,11 @@ bool Draft::PlaceDifat() {
         const std::size_t index = newDifat_.size();
         newDifat_.push_back(sector);
         SetNext(sector, kDifatSector);
-        if (index < oldDifat_.size()) Release(oldDifat_[index], 1);
+        ReleaseDifat(index);
     }
     if (!difatCut_ && DifatNeeded() < oldDifat_.size()) {
         for (std::size_t i = std::max<std::size_t>(DifatNeeded(), newDifat_.size()); i < oldDifat_.size(); ++i)
-            Release(oldDifat_[i], 1);
+            ReleaseDifat(i);
         difatCut_ = placed = true;
     }
     return placed;

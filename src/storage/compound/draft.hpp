@@ -60,6 +60,7 @@ private:
     void PlaceFat(Header& header);
     bool PlaceDirtyFat();
     bool PlaceDifat();
+    void ReleaseDifat(std::size_t index);
     std::uint32_t DifatNeeded() const;
     std::uint32_t DifatChanged() const;
     void WriteDifat(Header& header);
@@ -76,6 +77,7 @@ private:
     std::uint32_t keptFatCount_;  // FAT sectors from here on were dropped, or are new
     std::unordered_map<std::uint32_t, SectorId> newFat_;
     std::vector<SectorId> oldDifat_, newDifat_;  // newDifat_: takes the place of as many first ones
+    std::vector<bool> difatReleased_;            // of the old ones
     bool difatCut_ = false;
 
     struct Write {

@@ -1,0 +1,55 @@
+// What engineers ask of a document beside its content: is it sound, what is in it, what did an answer cost.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "lumvex/export.hpp"
+#include "lumvex/interfaces.hpp"
+
+namespace lumvex {
+
+// Called with how far a long work has come; `total` does not change within one work.
+using Progress = std::function<void(std::size_t done, std::size_t total)>;
+
+struct DocumentProblem {
+    std::string where;  // "sector 12", "directory entry 7", "CDatum {....}"
+    std::string what;
+};
+
+// Checks the structure of the compound file, the root streams, the object directory and every record, reading all of it.
+// Empty: the document is sound. Throws lumvex::Error (client.hpp) with the storage system's status when the file cannot
+// be read at all.
+LUMVEX_API std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress = {});
+
+struct ClassCount {
+    std::string className;  // of unknown classes: their ID
+    std::size_t objects = 0;
+};
+
+struct DocumentFacts {
+    std::string rootClass;           // "CProject"; empty when the file is none of ours
+    std::string rootId;
+    std::uint64_t fileBytes = 0;
+    std::uint32_t sectorBytes = 0;   // 512 or 4096
+    std::size_t streams = 0;
+    std::uint64_t streamBytes = 0;   // content of all streams
+    std::size_t objects = 0;         // listed in the object directory, the root included
+    std::vector<ClassCount> classes; // by name
+};
+
+// What the file says of itself, without loading any object. Throws as CheckDocument.
+LUMVEX_API DocumentFacts InspectDocument(const std::filesystem::path& path);
+
+struct LoadStatistics {
+    std::size_t objectsLoaded = 0;   // in memory now, the root not counted
+    std::uint64_t bytesRead = 0;     // of the open file, in whole sectors, since it was opened
+};
+
+// Zeros for an object that is no root of this library.
+LUMVEX_API LoadStatistics StatisticsOf(::_Root* root);
+
+}  // namespace lumvex

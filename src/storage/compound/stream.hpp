@@ -1,0 +1,39 @@
+// Where a stream's bytes are: in the committed state's sectors or mini sectors, in sectors written since, or in memory.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "storage/compound/committed.hpp"
+#include "storage/compound/compound_file.hpp"
+#include "storage/compound/pending.hpp"
+
+namespace lumvex::compound {
+
+struct Stream::Body {
+    // A stream of the committed state. Corrupt where its size cannot be.
+    Body(std::shared_ptr<Committed> committed, EntryId id);
+    // A stream written since.
+    Body(std::shared_ptr<Committed> committed, std::shared_ptr<PendingChanges> pending, const Change& change);
+
+    // Adjacent bytes of the file, at most count, from an offset of the stream on.
+    struct Extent {
+        std::uint64_t offset;  // in the file
+        std::uint64_t count;
+    };
+    Extent ExtentAt(std::uint64_t offset, std::uint64_t count);
+
+    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;  // ReadFault
+    void Read(std::uint64_t offset, std::span<std::byte> bytes);
+
+    std::shared_ptr<Committed> committed;
+    std::shared_ptr<PendingChanges> pending;  // keeps small alive
+    std::uint64_t size = 0;
+    bool isMini = false;
+    bool isFresh = false;              // not all of it shows in the mapping
+    const std::byte* small = nullptr;  // the bytes themselves
+    Chain chain;
+    std::vector<Run> runs;  // in place of the chain
+};
+
+}  // namespace lumvex::compound
