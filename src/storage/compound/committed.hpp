@@ -60,6 +60,8 @@ public:
     Committed& operator=(const Committed&) = delete;
 
     Volume& OnDisk() { return volume_; }
+    void Retire() noexcept { retired_ = true; }  // a later commit took its place
+    bool IsRetired() const { return retired_; }
     FatPages& FatSectors() { return fatPages_; }
     SectorTable& Fat() { return fat_; }
     ChainPages& Directory() { return directory_; }
@@ -84,6 +86,7 @@ private:
     void ReadRoot();
 
     Volume& volume_;
+    bool retired_ = false;
     FatPages fatPages_;
     SectorTable fat_;
     ChainPages directory_;

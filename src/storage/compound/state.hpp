@@ -7,7 +7,9 @@
 #include "storage/compound/committed.hpp"
 #include "storage/compound/compound_file.hpp"
 #include "storage/compound/pending.hpp"
+#include "storage/compound/piece_cursor.hpp"
 #include "storage/compound/space.hpp"
+#include "storage/compound/stream.hpp"
 
 namespace lumvex::compound {
 
@@ -26,7 +28,7 @@ struct CompoundFile::State {
 
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
-    void Commit();
+    void CommitAll();
     void Revert() noexcept;
 
     Volume volume;
@@ -38,9 +40,14 @@ struct CompoundFile::State {
     std::uint32_t lastGeneration;       // that was written, be it in vain
 
 private:
+    struct Commit;  // one commit under way
+
     void DropContent(Change& change);
-    bool TryWriteDifferences(Change& change, const Stream::Body& old, std::span<const Piece> content);
+    void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, std::span<const Piece> content);
+    void WriteDifferences(Change& change, Stream::Body& old, std::span<const Piece> content,
+                          const std::vector<Run>& differing);
+    void WriteRun(const Run& run, PieceCursor& content);
 };
 
 }  // namespace lumvex::compound

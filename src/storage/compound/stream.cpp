@@ -68,6 +68,7 @@ Stream::Body::Extent Stream::Body::ExtentAt(std::uint64_t offset, std::uint64_t 
 }
 
 void Stream::Body::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
+    if (committed->IsRetired()) throw Failure(Status::ReadFault, "the stream was opened before the last commit");
     if (offset > size || count > size - offset)
         throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + count, " of a stream of ", size);
 }

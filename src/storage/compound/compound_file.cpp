@@ -1,0 +1,118 @@
+#include "storage/compound/compound_file.hpp"
+
+#include <algorithm>
+
+#include "storage/compound/state.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+Header::Bytes ReadHeader(const File& file) {
+    Header::Bytes bytes;
+    if (file.Size() < bytes.size()) throw Failure(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
+    file.Read(0, bytes);
+    return bytes;
+}
+
+// A reader has announced itself when the header is still the same afterwards: from then on no sector of this state is
+// reused.
+Header ReadHeaderAsReader(File& file) {
+    for (Header::Bytes bytes = ReadHeader(file);;) {
+        const Header header = Header::Parse(bytes);
+        file.AnnounceReader(header.Generation());
+        const Header::Bytes again = ReadHeader(file);
+        if (again == bytes) return header;
+        bytes = again;
+    }
+}
+
+}  // namespace
+
+CompoundFile::CompoundFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+CompoundFile::~CompoundFile() = default;
+
+std::unique_ptr<CompoundFile> CompoundFile::Open(std::unique_ptr<File> file, Access access) {
+    const Header header = access == Access::ReadShared ? ReadHeaderAsReader(*file) : Header::Parse(ReadHeader(*file));
+    auto state = std::make_unique<State>(std::move(file), header, access);
+    return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
+}
+
+std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version) {
+    if (version != 3 && version != 4) throw Failure(Status::InvalidFlag, "version ", version, ", not 3 or 4");
+    if (file->Size() != 0) throw Failure(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
+    auto state = std::make_unique<State>(std::move(file), Header::Make(version), Access::ReadWriteDenyWrite);
+    return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
+}
+
+std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
+    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
+    const FoldedName folded(name);
+    if (const Change* change = state_->pending->Find(folded)) {
+        if (change->kind == Change::Kind::Removed) return std::nullopt;
+        return Stream(std::make_shared<Stream::Body>(state_->committed, state_->pending, *change));
+    }
+    const auto found = state_->committed->Find(folded);
+    if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
+    return Stream(std::make_shared<Stream::Body>(state_->committed, *found));
+}
+
+bool CompoundFile::Contains(std::u16string_view name) const {
+    if (name.empty() || name.size() > kMaxNameLength) return false;
+    const FoldedName folded(name);
+    if (const Change* change = state_->pending->Find(folded)) return change->kind != Change::Kind::Removed;
+    const auto found = state_->committed->Find(folded);
+    return found && state_->committed->At(*found).Type() == EntryType::Stream;
+}
+
+Stream CompoundFile::Get(std::u16string_view name) const {
+    if (auto stream = Find(name)) return *std::move(stream);
+    throw Failure(Status::NotFound, "no stream has this name");
+}
+
+void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) { state_->Write(name, content); }
+
+void CompoundFile::Remove(std::u16string_view name) { state_->Remove(name); }
+
+void CompoundFile::Commit() { state_->CommitAll(); }
+
+void CompoundFile::Revert() noexcept { state_->Revert(); }
+
+bool CompoundFile::Changed() const { return !state_->pending->Empty() || state_->committed->Empty(); }
+
+void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, std::uint64_t)>& visit) const {
+    std::vector<const Change*> added;
+    state_->pending->ForEach([&added](const Change& change) { added.push_back(&change); });
+    std::sort(added.begin(), added.end(),
+              [](const Change* a, const Change* b) { return a->folded.Compare(b->folded) < 0; });
+    auto next = added.begin();
+    const auto visitPendingUpTo = [&](const Entry* entry) {  // true where the entry itself is one of them
+        for (; next != added.end(); ++next) {
+            const int order = entry == nullptr ? -1 : (*next)->folded.Compare(*entry);
+            if (order > 0) return false;
+            if ((*next)->kind != Change::Kind::Removed) visit((*next)->Name(), (*next)->size);
+            if (order == 0) {
+                ++next;
+                return true;
+            }
+        }
+        return false;
+    };
+    const int version = state_->volume.Head().Version();
+    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryLimit(),
+             [&](EntryId, const Entry& entry) {
+                 std::array<char16_t, kMaxNameLength> buffer;
+                 if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
+                     visit(entry.Name(buffer), entry.Size(version));
+             });
+    visitPendingUpTo(nullptr);
+}
+
+int CompoundFile::Version() const { return state_->volume.Head().Version(); }
+
+std::uint64_t CompoundFile::FileSize() const { return state_->volume.OnDisk().Size(); }
+
+const CompoundFile::Statistics& CompoundFile::Counters() const { return state_->volume.Counters(); }
+
+}  // namespace lumvex::compound

@@ -1,0 +1,221 @@
+// Writing and removing streams: everything up to the commit. A stream that is written again with mostly the same bytes
+// keeps the sectors that do not differ.
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "storage/compound/state.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
+constexpr std::array<std::byte, 4096> kZeros{};
+
+// The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
+// Both are large.
+std::optional<std::vector<Run>> DifferingSectors(Stream::Body& old, PieceCursor content, std::uint64_t size) {
+    const Volume& volume = old.committed->OnDisk();
+    const std::uint64_t sectorSize = volume.SectorSize();
+    const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
+    std::vector<Run> differing;
+    std::uint32_t count = 0;
+    std::uint64_t compared = 0, mappedEnd = 0;  // of the old stream's bytes
+    const std::byte* mapped = nullptr;
+    for (std::uint32_t i = 0; i < sectors; ++i) {
+        const std::uint64_t begin = i * sectorSize;
+        const std::uint64_t length = std::min(sectorSize, size - begin);
+        bool same = begin + length <= old.size;
+        if (same) {
+            if (begin == mappedEnd) {
+                const Stream::Body::Extent extent = old.ExtentAt(begin, old.size - begin);
+                mapped = volume.Bytes(extent.offset, extent.count);
+                mappedEnd = begin + extent.count;
+            } else {
+                mapped += sectorSize;
+            }
+            compared += length;
+            same = content.Equals(mapped, length);
+        }
+        if (same) continue;
+        if (begin + length > old.size) content.Skip(length);
+        if (4 * std::uint64_t{++count} > std::uint64_t{sectors} + 3) {
+            volume.CountRead(0, compared);
+            return std::nullopt;
+        }
+        if (!differing.empty() && differing.back().index + differing.back().count == i)
+            ++differing.back().count;
+        else
+            differing.push_back({i, 0, 1});
+    }
+    volume.CountRead(0, compared);
+    return differing;
+}
+
+}  // namespace
+
+Space& CompoundFile::State::FreeSpace() {
+    if (!space) space.emplace(*committed, access == Access::Exclusive);
+    if (pending->Empty()) space->ReleaseHeld();
+    return *space;
+}
+
+void CompoundFile::State::DropContent(Change& change) {
+    if (change.kind == Change::Kind::Large) space->Discard(change.fresh);
+    if (change.kind == Change::Kind::Small && change.small != nullptr) pending->GiveSmall(change.small, change.size);
+    change.kind = Change::Kind::Removed;
+    change.small = nullptr;
+    change.size = 0;
+    change.runs.clear();
+    change.fresh.clear();
+    change.keepsOldSectors = false;
+}
+
+void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
+    RequireWritable();
+    RequireValidName(name);
+    Change written;
+    for (const Piece& piece : content) written.size += piece.size();
+    if (volume.Head().Version() == 3 && written.size > kLargestVersion3Stream)
+        throw Failure(Status::MediumFull, "a stream of ", written.size, " bytes in a version 3 file");
+
+    const FoldedName folded(name);
+    Change* change = pending->Find(folded);
+    EntryId existing = kNoEntry;
+    if (change != nullptr)
+        existing = change->existing;
+    else if (const auto found = committed->Find(folded))
+        existing = *found;
+    const bool large = !committed->IsMini(written.size);
+    std::optional<Stream::Body> old;
+    std::optional<std::vector<Run>> differing;
+    if (existing != kNoEntry) {
+        if (committed->At(existing).Type() != EntryType::Stream)
+            throw Failure(Status::AccessDenied, "a folder has the name of a stream");
+        old.emplace(committed, existing);
+        bool unchanged = false;
+        if (large && !old->isMini) {
+            differing = DifferingSectors(*old, PieceCursor(content), written.size);
+            unchanged = differing && differing->empty() && old->size == written.size;
+        } else if (!large && old->isMini && old->size == written.size) {
+            std::vector<std::byte> bytes(static_cast<std::size_t>(old->size));
+            old->Read(0, bytes);
+            unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
+        }
+        if (unchanged) {
+            if (change != nullptr) DropContent(*change), pending->Erase(*change);
+            return;
+        }
+    }
+
+    FreeSpace();
+    try {
+        if (!large)
+            WriteSmall(written, content);
+        else if (differing && differing->size() <= 16 + volume.SectorsFor(written.size) / 32)
+            WriteDifferences(written, *old, content, *differing);
+        else
+            WriteWhole(written, content);
+        if (change == nullptr) change = &pending->Add(name, folded, existing);
+    } catch (...) {
+        DropContent(written);
+        throw;
+    }
+    DropContent(*change);
+    change->kind = written.kind;
+    change->keepsOldSectors = written.keepsOldSectors;
+    change->small = written.small;
+    change->size = written.size;
+    change->runs = std::move(written.runs);
+    change->fresh = std::move(written.fresh);
+}
+
+void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> content) {
+    change.small = pending->TakeSmall(change.size);
+    change.kind = Change::Kind::Small;
+    std::byte* to = change.small;
+    for (const Piece& piece : content) to = std::copy(piece.begin(), piece.end(), to);
+}
+
+void CompoundFile::State::WriteWhole(Change& change, std::span<const Piece> content) {
+    change.kind = Change::Kind::Large;
+    change.fresh = space->Sectors().TakeRuns(static_cast<std::uint32_t>(volume.SectorsFor(change.size)));
+    change.runs = change.fresh;
+    PieceCursor cursor(content);
+    for (const Run& run : change.fresh) WriteRun(run, cursor);
+}
+
+void CompoundFile::State::WriteDifferences(Change& change, Stream::Body& old, std::span<const Piece> content,
+                                           const std::vector<Run>& differing) {
+    change.kind = Change::Kind::Large;
+    change.keepsOldSectors = true;
+    const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
+    std::uint32_t done = 0;
+    const auto append = [&change](const Run& run) {
+        if (!change.runs.empty() && change.runs.back().first + change.runs.back().count == run.first)
+            change.runs.back().count += run.count;
+        else
+            change.runs.push_back(run);
+    };
+    const auto keepUntil = [&](std::uint32_t index) {
+        while (done < index) {
+            const auto place = old.chain.Find(committed->Fat(), done, index - done);
+            append({done, place->sector, place->adjacent});
+            done += place->adjacent;
+        }
+    };
+    PieceCursor cursor(content);
+    std::uint64_t at = 0;
+    for (const Run& run : differing) {
+        keepUntil(run.index);
+        change.fresh.reserve(change.fresh.size() + 1);
+        const Run fresh{run.index, space->Sectors().Take(run.count), run.count};
+        change.fresh.push_back(fresh);
+        append(fresh);
+        done += run.count;
+        const std::uint64_t begin = std::uint64_t{run.index} << volume.SectorShift();
+        cursor.Skip(begin - at);
+        WriteRun(fresh, cursor);
+        at = std::min(change.size, std::uint64_t{done} << volume.SectorShift());
+    }
+    keepUntil(sectors);
+}
+
+// The next bytes of the content fill the run; what the content lacks at its end is zero.
+void CompoundFile::State::WriteRun(const Run& run, PieceCursor& content) {
+    std::vector<Piece> pieces;
+    std::uint64_t rest = std::uint64_t{run.count} << volume.SectorShift();
+    while (rest != 0) {
+        Piece next = content.Next(rest);
+        if (next.empty()) next = Piece(kZeros.data(), static_cast<std::size_t>(std::min<std::uint64_t>(rest, kZeros.size())));
+        pieces.push_back(next);
+        rest -= next.size();
+    }
+    volume.Write(volume.OffsetOf(run.first), pieces);
+}
+
+void CompoundFile::State::Remove(std::u16string_view name) {
+    RequireWritable();
+    const FoldedName folded(name);
+    Change* change = name.size() > kMaxNameLength ? nullptr : pending->Find(folded);
+    if (change != nullptr && change->kind != Change::Kind::Removed) {
+        DropContent(*change);
+        if (change->existing == kNoEntry) pending->Erase(*change);
+        return;
+    }
+    const auto found = change != nullptr || name.size() > kMaxNameLength ? std::nullopt : committed->Find(folded);
+    if (!found || committed->At(*found).Type() != EntryType::Stream)
+        throw Failure(Status::NotFound, "no stream has this name");
+    FreeSpace();
+    pending->Add(name, folded, *found);
+}
+
+void CompoundFile::State::Revert() noexcept {
+    pending->ForEach([this](Change& change) {
+        if (change.kind == Change::Kind::Large) space->Discard(change.fresh);
+    });
+    pending = std::make_shared<PendingChanges>();
+}
+
+}  // namespace lumvex::compound
