@@ -29,6 +29,11 @@ public:
         owner.Commit(LX_EV_DATA_CHANGE);
     }
     void Materialise();
+    // An array that still stands in the file is read: its stream belongs to the other object.
+    void CopyFrom(const Array& other) {
+        slot = other.slot;
+        Materialise();
+    }
 
     ArraySlot slot;
 

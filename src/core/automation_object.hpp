@@ -21,7 +21,8 @@ public:
         } else if (IsEqualGUID(iid, kInsideInterface)) {
             *object = static_cast<Object*>(this);
         } else {
-            return E_NOINTERFACE;
+            *object = this->Facet(iid);
+            if (!*object) return E_NOINTERFACE;
         }
         Object::AddRef();
         return S_OK;

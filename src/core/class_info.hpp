@@ -46,6 +46,7 @@ struct ClassInfo {
     Ref<Object> (*create)() = nullptr;
     void (*save)(const Object&, RecordWriter&) = nullptr;            // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
+    void (*copy)(Object& to, const Object& from) = nullptr;          // the class's own fields, child collections not
 };
 
 // The registered class of an ID, or null; and all of them, ascending by class ID.

@@ -57,17 +57,32 @@ Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescenda
 
 Ref<Object> CollectionBase::AddNamed(std::u16string_view name) {
     Document& document = ResolveRoot();
-    const ClassInfo& memberClass = *Class().member();
-    Ref<Object> member = memberClass.create();
+    RefuseDuplicate(name);
+    Ref<Object> member = Class().member()->create();
     members.Materialise();
-    Entry& entry = document.Enter(*member, OwnEntry());
-    entry.name = name;
+    document.Enter(*member, OwnEntry()).name = name;
     static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
-    members.Append({entry.id, entry.tag});
-    Raise(document, EventKind::Item, *member, LX_EV_CREATE);
+    TakeIn(*member);
+    return member;
+}
+
+Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) {
+    Ref<Object> link = AddNamed(target->Name());
+    link->ForEachReference(
+        [&](ReferenceBase& reference) { static_cast<LinkTargetBase&>(reference).Start(*link, target); });
+    return link;
+}
+
+void CollectionBase::RefuseDuplicate(std::u16string_view name) {
+    if (RefusesDuplicateNames() && members.Count() != 0 && FindName(name)) throw Failure(Message::NameExists);
+}
+
+void CollectionBase::TakeIn(Object& member) {
+    Document& document = ResolveRoot();
+    members.Append({member.OwnEntry().id, member.OwnEntry().tag});
+    Raise(document, EventKind::Item, member, LX_EV_CREATE);
     Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
     document.MarkChanged(*this);
-    return member;
 }
 
 void CollectionBase::Remove(LONG position) {

@@ -15,7 +15,7 @@ public:
     Members members;
 
     // The plain members behind _Collection.
-    std::u16string Name() const;  // fixed by the class
+    std::u16string Name() const override;  // fixed by the class
     std::u16string DisplayName() const { return Name(); }
     Ref<IUnknown> _NewEnum();     // over a snapshot of the list
     LONG Count() const { return static_cast<LONG>(members.Count()); }
@@ -33,6 +33,13 @@ public:
 
     // The shared steps of every Add: a new member under a new ID at the end of the list, dated now.
     Ref<Object> AddNamed(std::u16string_view name);
+    // The same for a link, which gets its target's name.
+    Ref<Object> AddLink(const Ref<Object>& target);
+    // Two classes refuse a name that a member has already (4000).
+    virtual bool RefusesDuplicateNames() const { return false; }
+    void RefuseDuplicate(std::u16string_view name);
+    // An entered object becomes the last member, and clients are told.
+    void TakeIn(Object& member);
 
     void Materialise() override { members.Materialise(); }
 

@@ -27,11 +27,18 @@ public:
     // The owner of an object that was reached without one; throws 4009 when nothing in the document owns it.
     virtual Entry& OwnerOf(Entry& entry) = 0;
 
+    // The links of the document that point at an object, each once.
+    virtual std::vector<GUID> DependentLinks(const GUID& target) = 0;
+    // A link was made, re-pointed or emptied.
+    virtual void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) = 0;
+
     virtual void MarkModified() noexcept = 0;
     // The object has to be written by the next save.
     virtual void MarkChanged(Object& object) = 0;
 
     virtual LXArray ArrayType() const noexcept = 0;
+    // Is anybody connected who would be told of events?
+    virtual bool IsObserved() const noexcept = 0;
     virtual void Fire(const PendingEvent& event) noexcept = 0;
 
 protected:

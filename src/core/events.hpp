@@ -15,7 +15,8 @@ struct PendingEvent {
     GUID id;
 };
 
-// Marks the document modified and queues the event. A thread outside any call of the model queues nothing.
+// Marks the document modified and queues the event if anybody listens. A thread outside any call of the model queues
+// nothing.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type);
 
 // Delivers the calling thread's events in raising order, the first of each object, unless a call further out will.

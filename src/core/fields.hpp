@@ -6,6 +6,7 @@
 
 #include "core/document.hpp"
 #include "core/record_of.hpp"
+#include "core/references.hpp"
 
 namespace lumvex::inside {
 
@@ -27,6 +28,8 @@ public:
         owner.Commit(LX_EV_DEFAULT);
     }
 
+    void CopyFrom(const Scalar& other) { value = other.value; }
+
     T value{};
 };
 
@@ -43,6 +46,8 @@ public:
         owner.Commit(LX_EV_DEFAULT);
     }
 
+    void CopyFrom(const Text& other) { value = other.value; }
+
     std::u16string value;
 };
 
@@ -56,6 +61,8 @@ template <class Collection>
 class Child : public ChildSlot {
 public:
     static const ClassInfo& CollectionClass() { return ClassOf<Collection>(); }
+
+    void CopyFrom(const Child&) {}
 
     template <class Owner>
     Ref<Object> Get(Owner& owner) {
@@ -75,6 +82,25 @@ void VisitChildFields(Class& object, const Object::ChildVisitor& visit) {
         using Field = std::remove_reference_t<decltype(field)>;
         if constexpr (std::is_base_of_v<ChildSlot, Field>) visit(field, Field::CollectionClass());
     });
+}
+
+// Visits the references to other items among a class's fields, in record order.
+template <class Class>
+void VisitReferenceFields(Class& object, const Object::ReferenceVisitor& visit) {
+    ForEachField(object, [&](auto& field, unsigned) {
+        if constexpr (std::is_base_of_v<ReferenceBase, std::remove_reference_t<decltype(field)>>) visit(field);
+    });
+}
+
+// Gives one object of a class the values of another. Child collections stay the receiver's own; references point where
+// the other's point.
+template <class Class>
+void CopyFields(Object& to, const Object& from) {
+    std::apply(
+        [&](auto... field) {
+            ((static_cast<Class&>(to).*PointerOf(field)).CopyFrom(static_cast<const Class&>(from).*PointerOf(field)), ...);
+        },
+        RecordOf<Class>::fields);
 }
 
 // Lets every field read what it left in the file.

@@ -27,6 +27,17 @@ struct ThreadContext {
 
 thread_local ThreadContext context;
 
+class KeptErrorInfo {
+public:
+    KeptErrorInfo() { GetErrorInfo(0, info_.Out()); }
+    ~KeptErrorInfo() { SetErrorInfo(0, info_.get()); }
+    KeptErrorInfo(const KeptErrorInfo&) = delete;
+    KeptErrorInfo& operator=(const KeptErrorInfo&) = delete;
+
+private:
+    Ref<IErrorInfo> info_;
+};
+
 }  // namespace
 
 Call::Call() {
@@ -44,14 +55,16 @@ unsigned CallDepth() noexcept { return context.depth; }
 
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
     document.MarkModified();
-    if (context.depth == 0) return;
+    if (context.depth == 0 || !document.IsObserved()) return;
     context.queue.push_back(
         {Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type, object.OwnEntry().id});
 }
 
-// A handler may change the model: what it raises joins the queue behind what is already there.
+// A handler may change the model: what it raises joins the queue behind what is already there. The error information of
+// the call that is ending outlives what handlers leave.
 void DeliverNow() noexcept {
     if (context.depth >= 2 || context.queue.empty()) return;
+    const KeptErrorInfo kept;
     std::unordered_set<GUID, GuidHash> delivered;
     for (std::size_t next = 0; next < context.queue.size(); ++next) {
         const PendingEvent event = context.queue[next];

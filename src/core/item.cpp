@@ -1,8 +1,20 @@
 #include "core/item.hpp"
 
 #include "core/collection.hpp"
+#include "core/copy.hpp"
 
 namespace lumvex::inside {
+
+namespace {
+
+// Somebody else's object cannot take a copy.
+Ref<Object> OurOwn(IUnknown* object) {
+    Ref<Object> inside = InsideOf(object);
+    if (!inside) throw Failure(E_INVALIDARG);
+    return inside;
+}
+
+}  // namespace
 
 void ItemBase::Commit(LXEventType type) {
     Document& document = ResolveRoot();
@@ -52,11 +64,23 @@ Ref<Object> ItemBase::FindID(std::u16string_view id) {
     return FindBelow(*this, ParseGuid(id).value_or(GUID_NULL));
 }
 
-// Copying is not offered yet: nothing can be copied anywhere.
-LONG ItemBase::CanCopy(_Collection*) const { return 0; }
-Ref<Object> ItemBase::CopyNoChildren(_Collection*) const { throw Failure(E_NOTIMPL); }
-Ref<Object> ItemBase::CopyWithParents(_Root*) const { throw Failure(E_NOTIMPL); }
-Ref<Object> ItemBase::Copy(_Collection*) const { throw Failure(E_NOTIMPL); }
-void ItemBase::CopyContents(_Collectable*) const { throw Failure(E_NOTIMPL); }
+LONG ItemBase::CanCopy(_Collection* destination) const {
+    const Ref<Object> collection = InsideOf(destination);
+    return collection && collection->Class().member() == &Class() && collection->OwnEntry().document ? 1 : 0;
+}
+
+Ref<Object> ItemBase::CopyNoChildren(_Collection* destination) {
+    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), false);
+}
+
+Ref<Object> ItemBase::Copy(_Collection* destination) {
+    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), true);
+}
+
+Ref<Object> ItemBase::CopyWithParents(_Root* destination) { return CopyBelow(*this, *OurOwn(destination)); }
+
+void ItemBase::CopyContents(_Collectable* destination) {
+    ReplaceContents(*this, static_cast<ItemBase&>(*OurOwn(destination)));
+}
 
 }  // namespace lumvex::inside

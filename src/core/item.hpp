@@ -28,15 +28,15 @@ public:
     void Timestamp(DATE date);
     Ref<Object> ParentBase() const { return ResolveParent(); }
     LONG IsLink() const { return Class().isLink ? 1 : 0; }
-    virtual Ref<Object> LinkDispatch() const { return nullptr; }
+    virtual Ref<Object> LinkDispatch() const { return nullptr; }  // of link classes: the target
     LONG Locks() const { return OwnEntry().locks; }
     void Locks(LONG locks);
     Ref<Object> FindID(std::u16string_view id);
     LONG CanCopy(_Collection* destination) const;
-    Ref<Object> CopyNoChildren(_Collection* destination) const;
-    Ref<Object> CopyWithParents(_Root* destination) const;
-    Ref<Object> Copy(_Collection* destination) const;
-    void CopyContents(_Collectable* destination) const;
+    Ref<Object> CopyNoChildren(_Collection* destination);
+    Ref<Object> CopyWithParents(_Root* destination);
+    Ref<Object> Copy(_Collection* destination);
+    void CopyContents(_Collectable* destination);
 
     // The typed back-references of the classes' own interfaces.
     Ref<Object> Parent() const { return ResolveParent(); }
@@ -65,6 +65,17 @@ public:
 
     void ForEachChild(const Object::ChildVisitor& visit) override {
         VisitChildFields(static_cast<Class&>(*this), visit);
+    }
+    void ForEachReference(const Object::ReferenceVisitor& visit) override {
+        VisitReferenceFields(static_cast<Class&>(*this), visit);
+    }
+    Ref<Object> LinkDispatch() const override {
+        Ref<Object> target;
+        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+            using Field = std::remove_cvref_t<decltype(field)>;
+            if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this);
+        });
+        return target;
     }
     void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
 };

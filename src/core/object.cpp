@@ -45,6 +45,10 @@ ULONG Object::Release() noexcept {
 
 void Object::ForEachChild(const ChildVisitor&) {}
 
+void Object::ForEachReference(const ReferenceVisitor&) {}
+
+IUnknown* Object::Facet(REFIID) noexcept { return nullptr; }
+
 void Object::Materialise() {}
 
 Entry& Object::OwnEntry() const {
@@ -88,7 +92,9 @@ Ref<IUnknown> Object::NewDescendantsEnum() {
     return MakeEnumerator(*this, std::move(found));
 }
 
-Ref<IUnknown> Object::NewDependentLinksEnum() { return MakeEnumerator(*this, {}); }
+Ref<IUnknown> Object::NewDependentLinksEnum() {
+    return MakeEnumerator(*this, ResolveRoot().DependentLinks(OwnEntry().id));
+}
 
 // Items are loaded only where they own collections of their own. The walk keeps its own stack: a document may be deep.
 void Object::CollectDescendants(std::vector<GUID>& found) {

@@ -23,6 +23,8 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
+class ReferenceBase;
+
 class Object {
 public:
     using ChildVisitor = std::function<void(ChildSlot&, const ClassInfo&)>;
@@ -39,6 +41,11 @@ public:
     virtual const ClassInfo& Class() const noexcept = 0;
     // Visits the slots of the object's own child collections in record order.
     virtual void ForEachChild(const ChildVisitor& visit);
+    // Visits what the object refers to elsewhere in its document.
+    using ReferenceVisitor = std::function<void(ReferenceBase&)>;
+    virtual void ForEachReference(const ReferenceVisitor& visit);
+    // Another interface that the object offers beside its own; no reference added, null for none.
+    virtual IUnknown* Facet(REFIID iid) noexcept;
     // The object's stream is about to go away: what is still to be read from it is read now.
     virtual void Materialise();
 
@@ -52,7 +59,7 @@ public:
     void SetModified(bool modified) { modified_ = modified; }
 
     // The shared members of the published interfaces.
-    std::u16string Name() const;
+    virtual std::u16string Name() const;
     std::u16string DisplayName() const { return Name(); }
     std::u16string ID() const;
     std::u16string InterfaceID() const;

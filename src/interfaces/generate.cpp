@@ -40,6 +40,14 @@ std::string Join(const std::vector<std::string>& parts) {
     return joined;
 }
 
+std::vector<std::string> Texts(const std::vector<Parameter>& parameters) {
+    std::vector<std::string> texts;
+    for (const Parameter& each : parameters)
+        texts.push_back(std::string(each.type) + " " + std::string(each.name) +
+                        (each.defaultValue.empty() ? "" : " = " + std::string(each.defaultValue)));
+    return texts;
+}
+
 // "221E94A2-1416-4C12-9F2F-8C4A9C79799E" as the initialiser of a GUID.
 std::string GuidInitialiser(std::string_view text) {
     std::string digits;
@@ -93,7 +101,14 @@ void PrintInterfaces(std::ostream& out) {
         for (const Member& member : each.members) out << Declaration(member) << "\n";
         out << "};\n";
     }
+    const Events& events = OutgoingEvents();
+    out << "\n// " << events.help << ": how both roots tell of changes. A sink is called through IDispatch by these DISPIDs:\n";
+    for (const Member& member : events.members)
+        out << "//     " << member.id << " " << member.name << "(" << Join(Texts(member.parameters)) << ")\n";
+    out << "struct " << events.name << " : IDispatch {};\n";
     out << "\nnamespace lumvex {\n\n";
+    out << "template <>\nstruct IidOf<::" << events.name << "> {\n    static constexpr GUID value = "
+        << GuidInitialiser(events.iid) << ";\n};\n";
     for (const Interface& each : Interfaces())
         out << "template <>\nstruct IidOf<::" << each.name << "> {\n    static constexpr GUID value = "
             << GuidInitialiser(each.iid) << ";\n};\n";
@@ -125,6 +140,12 @@ std::string ClientParameter(std::string_view type, std::string_view name) {
     return std::string(type) + suffix;
 }
 
+// An object that may be left out is an empty handle.
+std::string DefaultOf(const Parameter& parameter) {
+    if (parameter.defaultValue.empty()) return "";
+    return IsPointer(parameter.type) ? "{}" : std::string(parameter.defaultValue);
+}
+
 std::string ClientArgument(std::string_view type, std::string_view name) {
     const std::string given(name);
     if (type == "BSTR") return "Bstr(" + given + ").get()";
@@ -133,52 +154,47 @@ std::string ClientArgument(std::string_view type, std::string_view name) {
     return given;
 }
 
-std::string ProjectedMember(const Interface& owner, const Member& member) {
-    std::vector<std::string> parameters, arguments;
-    for (const Parameter& each : member.parameters) {
-        parameters.push_back(ClientParameter(each.type, each.name) +
-                             (each.defaultValue.empty() ? "" : " = " + std::string(each.defaultValue)));
-        arguments.push_back(ClientArgument(each.type, each.name));
-    }
-    std::string slot(member.name);
-    if (member.kind == Kind::Put) {
-        slot = "put_" + slot;
-        parameters.push_back(ClientParameter(member.type, "newVal"));
-        arguments.push_back(ClientArgument(member.type, "newVal"));
-    } else if (member.kind == Kind::Get) {
-        slot = "get_" + slot;
-    }
-    const bool returns = member.kind != Kind::Put && member.kind != Kind::Action;
-    const std::string result = returns ? ClientResult(member) : "void";
-    std::string name(member.name);
-    if (name == "_NewEnum") name = "Enumerate";
-    const std::string head = "inline " + result + " " + std::string(ClientName(owner.name)) + "::" + name + "(";
-    std::ostringstream text;
-    std::vector<std::string> plain;
-    for (const std::string& each : parameters) plain.push_back(each.substr(0, each.find(" = ")));
-    text << head << Join(plain) << ")" << (returns ? " const" : "") << " {\n";
-    if (returns) {
-        text << "    return Received<" << result << ", " << member.type << ">([&](auto* pVal) { return Get()->" << slot << "(";
-        for (const std::string& each : arguments) text << each << ", ";
-        text << "pVal); });\n";
-    } else {
-        text << "    Check(Get()->" << slot << "(" << Join(arguments) << "));\n";
-    }
-    text << "}\n";
-    return text.str();
+// One member of a client class: how it is declared and what it calls.
+struct Projected {
+    std::string name, result, slot;
+    bool returns;
+    std::vector<std::string> declared, parameters, arguments;  // declared: with defaults
+};
+
+Projected Project(const Member& member) {
+    Projected made;
+    made.name = member.name == "_NewEnum" ? "Enumerate" : std::string(member.name);
+    made.returns = member.kind != Kind::Put && member.kind != Kind::Action;
+    made.result = made.returns ? ClientResult(member) : "void";
+    made.slot = (member.kind == Kind::Get ? "get_" : member.kind == Kind::Put ? "put_" : "") + std::string(member.name);
+    const auto add = [&](std::string_view type, std::string_view name, std::string_view defaultValue) {
+        made.parameters.push_back(ClientParameter(type, name));
+        made.declared.push_back(made.parameters.back() + (defaultValue.empty() ? "" : " = " + std::string(defaultValue)));
+        made.arguments.push_back(ClientArgument(type, name));
+    };
+    for (const Parameter& each : member.parameters) add(each.type, each.name, DefaultOf(each));
+    if (member.kind == Kind::Put) add(member.type, "newVal", "");
+    return made;
 }
 
-std::string ProjectedDeclaration(const Member& member) {
-    std::vector<std::string> parameters;
-    for (const Parameter& each : member.parameters)
-        parameters.push_back(ClientParameter(each.type, each.name) +
-                             (each.defaultValue.empty() ? "" : " = " + std::string(each.defaultValue)));
-    if (member.kind == Kind::Put) parameters.push_back(ClientParameter(member.type, "newVal"));
-    const bool returns = member.kind != Kind::Put && member.kind != Kind::Action;
-    std::string name(member.name);
-    if (name == "_NewEnum") name = "Enumerate";
-    return "    " + (returns ? ClientResult(member) : "void") + " " + name + "(" + Join(parameters) + ")" +
-           (returns ? " const" : "") + ";  // " + std::string(member.help);
+void PrintDeclaration(std::ostream& out, const Member& member) {
+    const Projected made = Project(member);
+    out << "    " << made.result << " " << made.name << "(" << Join(made.declared) << ")" << (made.returns ? " const" : "")
+        << ";  // " << member.help << "\n";
+}
+
+void PrintDefinition(std::ostream& out, std::string_view owner, const Member& member) {
+    const Projected made = Project(member);
+    out << "inline " << made.result << " " << owner << "::" << made.name << "(" << Join(made.parameters) << ")"
+        << (made.returns ? " const" : "") << " {\n";
+    if (made.returns) {
+        out << "    return Received<" << made.result << ", " << member.type << ">([&](auto* pVal) { return Get()->" << made.slot
+            << "(";
+        for (const std::string& each : made.arguments) out << each << ", ";
+        out << "pVal); });\n}\n";
+    } else {
+        out << "    Check(Get()->" << made.slot << "(" << Join(made.arguments) << "));\n}\n";
+    }
 }
 
 void PrintProjection(std::ostream& out) {
@@ -197,7 +213,7 @@ void PrintProjection(std::ostream& out) {
             << "    ::" << each.name << "* Get() const { return static_cast<::" << each.name << "*>(Pointer()); }\n";
         if (CoclassOf(each.name)) out << "    static " << name << " Create();  // a new, empty document\n";
         for (const Member& member : each.members) {
-            out << ProjectedDeclaration(member) << "\n";
+            PrintDeclaration(out, member);
             if (member.name == "Item")
                 out << "    auto begin() const { return ItemIterator<" << name << ">(*this, 1); }\n"
                     << "    auto end() const { return ItemIterator<" << name << ">(*this, Count() + 1); }\n";
@@ -209,7 +225,7 @@ void PrintProjection(std::ostream& out) {
         if (const Coclass* coclass = CoclassOf(each.name))
             out << "inline " << ClientName(each.name) << " " << ClientName(each.name) << "::Create() {\n    return "
                 << ClientName(each.name) << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name << "));\n}\n";
-        for (const Member& member : each.members) out << ProjectedMember(each, member);
+        for (const Member& member : each.members) PrintDefinition(out, ClientName(each.name), member);
     }
     out << "\n}  // namespace lumvex\n";
 }
@@ -224,15 +240,17 @@ void PrintManual(std::ostream& out) {
             << "| DISPID | kind | member | type | meaning |\n| --- | --- | --- | --- | --- |\n";
         for (const Member& member : each.members) {
             static constexpr const char* kKinds[] = {"get", "put", "method", "method", "method"};
-            std::vector<std::string> parameters;
-            for (const Parameter& parameter : member.parameters)
-                parameters.push_back(std::string(parameter.type) + " " + std::string(parameter.name) +
-                                     (parameter.defaultValue.empty() ? "" : " = " + std::string(parameter.defaultValue)));
             out << "| " << member.id << " | " << kKinds[static_cast<int>(member.kind)] << " | `" << member.name
-                << (parameters.empty() ? "" : "(" + Join(parameters) + ")") << "` | " << member.type << " | " << member.help
+                << (member.parameters.empty() ? "" : "(" + Join(Texts(member.parameters)) + ")") << "` | " << member.type << " | " << member.help
                 << " |\n";
         }
     }
+    const Events& events = OutgoingEvents();
+    out << "\n## " << events.name << "\n\n" << events.help << ", the outgoing interface of both roots, ID {" << events.iid
+        << "}\n\n| DISPID | member | meaning |\n| --- | --- | --- |\n";
+    for (const Member& member : events.members)
+        out << "| " << member.id << " | `" << member.name << "(" << Join(Texts(member.parameters)) << ")` | " << member.help
+            << " |\n";
     out << "\n# Enumerations\n";
     for (const Enumeration& each : Enumerations()) {
         out << "\n## " << each.name << "\n\n" << each.help << "\n\n| name | value |\n| --- | --- |\n";

@@ -41,6 +41,16 @@ const std::vector<Interface>& Interfaces() {
     return all;
 }
 
+const Events& OutgoingEvents() {
+    static const Events events
+#define LX_EVENTS(name, iid, help) {#name, iid, help, {
+#define LX_EVENT(id, name, parameters, help) \
+    {Kind::Action, id, #name, "void", {LX_EACH(LX_PARAMETER_TEXT, parameters)}, help},
+#define LX_EVENTS_END(name) }};
+#include "interfaces/events.def"
+    return events;
+}
+
 const std::vector<Coclass>& Coclasses() {
     static const std::vector<Coclass> all{
 #define LX_COCLASS(name, interface, clsid, progId, description) {#name, #interface, clsid, progId, description},

@@ -36,6 +36,12 @@ struct Interface {
     std::vector<Member> members;
 };
 
+// The outgoing interface: its members are actions.
+struct Events {
+    std::string_view name, iid, help;
+    std::vector<Member> members;
+};
+
 struct Coclass {
     std::string_view name, interface, clsid, progId, description;
 };
@@ -43,5 +49,6 @@ struct Coclass {
 const std::vector<Enumeration>& Enumerations();
 const std::vector<Interface>& Interfaces();  // base before derived, members in slot order
 const std::vector<Coclass>& Coclasses();
+const Events& OutgoingEvents();
 
 }  // namespace lumvex::tables

@@ -39,6 +39,13 @@ constexpr bool OwnsCollections() {
     return owns;
 }
 
+template <class Class>
+constexpr bool IsLinkClass() {
+    bool links = false;
+    std::apply([&](auto... field) { ((links = links || IsLinkField(PointerOf(field))), ...); }, RecordOf<Class>::fields);
+    return links;
+}
+
 template <class Class, class Interface>
 ClassInfo ItemInfo(std::u16string_view name, const GUID& classId) {
     return {.name = name,
@@ -47,9 +54,11 @@ ClassInfo ItemInfo(std::u16string_view name, const GUID& classId) {
             .interfaceId = kIidOf<Interface>,
             .version = RecordOf<Class>::version,
             .hasChildren = OwnsCollections<Class>(),
+            .isLink = IsLinkClass<Class>(),
             .create = Create<Class>,
             .save = SaveFields<Class>,
-            .load = LoadFields<Class>};
+            .load = LoadFields<Class>,
+            .copy = CopyFields<Class>};
 }
 
 template <class Class, class Interface, class MemberClass>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <utility>
 
 namespace lumvex::inside {
@@ -56,6 +57,19 @@ Entry* Directory::Find(const GUID& id) {
     entry.tag = ValueAt<std::uint32_t>(*record, kTagAt);
     entry.stored = entry.listed = true;
     return &entry;
+}
+
+std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
+    std::set<GUID, GuidLess> ids;
+    for (std::size_t at = 0; at < table_.Count(); ++at) {
+        const SortedRecords::Record record = table_.At(at);
+        const ClassInfo* info = FindClass(ValueAt<GUID>(record, kClassAt));
+        const GUID id = ValueAt<GUID>(record, 0);
+        if (info && accepts(*info) && !removedEntries_.contains(id)) ids.insert(id);
+    }
+    for (const auto& [id, entry] : entries_)
+        if (entry->classInfo && accepts(*entry->classInfo)) ids.insert(id);
+    return {ids.begin(), ids.end()};
 }
 
 Entry& Directory::Known(const Reference& reference, const ClassInfo& classInfo) {

@@ -34,6 +34,9 @@ public:
     void Clear();  // orphans everything
     void Readd(Entry& root);  // after Clear: a root outlives its tree
 
+    // Every object, known or stored, whose class the test accepts; ascending by ID.
+    std::vector<GUID> IdsOf(bool (*accepts)(const ClassInfo&)) const;
+
     // ---- the load cache ----
     void Loaded(Entry& entry, Ref<Object> object);  // takes the directory's own reference
     void Touch(Entry& entry) noexcept;              // used now

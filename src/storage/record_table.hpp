@@ -30,6 +30,17 @@ inline void LoadField(RecordReader& reader, ChildSlot& field) { field.reference 
 inline void SaveField(RecordWriter& writer, const KeptReference& field) { writer.OptionalReference(field.reference); }
 inline void LoadField(RecordReader& reader, KeptReference& field) { field.reference = reader.OptionalReference(); }
 
+// An item reference: 16-bit flag, then the target's ID as text.
+inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
+    const auto id = field.TargetId();
+    writer.U16(id ? 1 : 0);
+    if (id) writer.Text(ToText(*id));
+}
+inline void LoadField(RecordReader& reader, ReferenceBase& field) {
+    const bool present = reader.U16() != 0;
+    field.Point(present ? ParseGuid(reader.Text()) : std::nullopt);
+}
+
 template <class Class>
 void SaveFields(const Object& object, RecordWriter& writer) {
     ForEachField(static_cast<const Class&>(object), [&](const auto& field, unsigned) { SaveField(writer, field); });

@@ -72,8 +72,6 @@ void RootDocument::SetCacheBounds(LONG lower, LONG upper) {
 
 void RootDocument::Commit(LXEventType type) { Raise(*this, EventKind::Root, *this, type); }
 
-void RootDocument::Fire(const PendingEvent&) noexcept {}
-
 std::uint64_t RootDocument::BytesRead() const { return file_->IsOpen() ? file_->File().Counters().bytesRead : 0; }
 
 bool RootDocument::IsReadOnly() const { return accessFlags_ == kShareRead; }
@@ -155,6 +153,33 @@ Entry& RootDocument::Enter(Object& object, Entry& owner) {
 void RootDocument::MarkChanged(Object& object) {
     object.SetModified(true);
     directory_.MarkChanged(object.OwnEntry());
+}
+
+void RootDocument::Erase(Entry& entry) {
+    if (links_.IsMade() && entry.object && entry.object->Class().isLink)
+        entry.object->ForEachReference(
+            [&](ReferenceBase& reference) { links_.Move(entry.id, reference.TargetId(), std::nullopt); });
+    directory_.Erase(entry);
+}
+
+// The first question reads every link of the document once.
+std::vector<GUID> RootDocument::DependentLinks(const GUID& target) {
+    if (!links_.IsMade()) {
+        links_.Forget();
+        for (const GUID& id : directory_.IdsOf([](const ClassInfo& info) { return info.isLink; })) {
+            Entry* entry = directory_.Find(id);
+            if (!entry) continue;
+            const Ref<Object> link = Get(*entry);
+            link->ForEachReference(
+                [&](ReferenceBase& reference) { links_.Move(id, std::nullopt, reference.TargetId()); });
+        }
+        links_.Made();
+    }
+    return links_.LinksTo(target);
+}
+
+void RootDocument::LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) {
+    if (links_.IsMade()) links_.Move(link, from, to);
 }
 
 Entry& RootDocument::OwnerOf(Entry& entry) {
@@ -289,6 +314,7 @@ void RootDocument::Empty() {
     const Ref<Entry> kept(&own);
     directory_.Clear();
     directory_.Readd(own);
+    links_.Forget();
     RecordReader blank(std::make_shared<MemorySource>(blankRecord_));
     Class().load(*this, blank, Class().version);
     Materialise();

@@ -6,9 +6,11 @@
 
 #include "core/automation_object.hpp"
 #include "core/document.hpp"
+#include "core/event_source.hpp"
 #include "core/fields.hpp"
 #include "storage/directory.hpp"
 #include "storage/document_file.hpp"
+#include "storage/link_index.hpp"
 #include "storage/record_table.hpp"
 
 namespace lumvex::inside {
@@ -42,12 +44,19 @@ public:
     Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) override;
     Entry& Enter(Object& object, Entry& owner) override;
-    void Erase(Entry& entry) override { directory_.Erase(entry); }
+    void Erase(Entry& entry) override;
     Entry& OwnerOf(Entry& entry) override;
+    std::vector<GUID> DependentLinks(const GUID& target) override;
+    void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) override;
     void MarkModified() noexcept override { documentModified_ = true; }
     void MarkChanged(Object& object) override;
     LXArray ArrayType() const noexcept override { return arrayType_; }
-    void Fire(const PendingEvent& event) noexcept override;
+    bool IsObserved() const noexcept override { return events_.HasSinks(); }
+    void Fire(const PendingEvent& event) noexcept override { events_.Fire(event); }
+
+    IUnknown* Facet(REFIID iid) noexcept override {
+        return IsEqualGUID(iid, kIidOf<IConnectionPointContainer>) ? events_.Container() : nullptr;
+    }
 
     // What a diagnosis shows.
     std::size_t LoadedObjects() const { return directory_.LoadedCount(); }
@@ -103,6 +112,8 @@ private:
     LXVersionSupport versionSupport_ = LX_VER_DEPRECATED;
     bool documentModified_ = false;
     bool mayLackObjects_ = false;           // a file was closed: what was not loaded went with it
+    EventSource events_{*this};
+    LinkIndex links_;
     std::vector<std::byte> blankRecord_;    // the root's own fields as a new root has them
     Directory directory_{*this};
 };

@@ -1,0 +1,108 @@
+// Listening to a document's changes with a plain function.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <utility>
+
+#include "lumvex/lumvex.hpp"
+
+namespace lumvex {
+
+struct Change {
+    enum class Kind { Collection = 1, Item = 2, Root = 3 };
+    Kind kind;
+    Object root;
+    Object object;  // what changed; of a root's own change the root
+    LXEventType type = LX_EV_DEFAULT;
+};
+
+// Runs on the thread that made the change, before its call returns, and may call back into the model. What it throws is
+// lost.
+using ChangeHandler = std::function<void(const Change&)>;
+
+namespace events {
+
+class FunctionSink final : public ::_ILXDEvents {
+public:
+    explicit FunctionSink(ChangeHandler handler) : handler_(std::move(handler)) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (!object) return E_POINTER;
+        const bool offered = IsEqualGUID(iid, kIidOf<IUnknown>) || IsEqualGUID(iid, kIidOf<IDispatch>) ||
+                             IsEqualGUID(iid, kIidOf<::_ILXDEvents>);
+        *object = offered ? this : nullptr;
+        if (!offered) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++count_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --count_;
+        if (left == 0) delete this;
+        return left;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        if (!count) return E_POINTER;
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return DISP_E_UNKNOWNNAME;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        if (!arguments || !arguments->rgvarg) return E_POINTER;
+        const auto objectAt = [&](UINT position) {
+            return Object(Ref<IUnknown>(arguments->rgvarg[arguments->cArgs - 1 - position].punkVal).As<IDispatch>());
+        };
+        if (id == static_cast<DISPID>(Change::Kind::Root) && arguments->cArgs == 1)
+            handler_({Change::Kind::Root, objectAt(0), objectAt(0), LX_EV_DEFAULT});
+        else if ((id == 1 || id == 2) && arguments->cArgs == 3)
+            handler_({static_cast<Change::Kind>(id), objectAt(0), objectAt(1),
+                      static_cast<LXEventType>(arguments->rgvarg[0].lVal)});
+        else
+            return DISP_E_MEMBERNOTFOUND;
+        return S_OK;
+    }
+
+private:
+    ~FunctionSink() = default;
+    std::atomic<ULONG> count_{0};
+    ChangeHandler handler_;
+};
+
+}  // namespace events
+
+// A connection that ends with its owner. It keeps its document alive.
+class Subscription {
+public:
+    Subscription() = default;
+    Subscription(const Root& root, ChangeHandler handler) {
+        const auto container = Ref<IDispatch>(root.Pointer()).As<IConnectionPointContainer>();
+        if (!container) throw Error(CONNECT_E_CANNOTCONNECT, "the object has no events");
+        Check(container->FindConnectionPoint(kIidOf<::_ILXDEvents>, point_.Out()));
+        const Ref<IUnknown> sink(new events::FunctionSink(std::move(handler)));
+        Check(point_->Advise(sink.get(), &cookie_));
+    }
+    Subscription(Subscription&& other) noexcept
+        : point_(std::move(other.point_)), cookie_(std::exchange(other.cookie_, 0)) {}
+    Subscription& operator=(Subscription&& other) noexcept {
+        std::swap(point_, other.point_);
+        std::swap(cookie_, other.cookie_);
+        return *this;
+    }
+    ~Subscription() { End(); }
+
+    void End() {
+        if (point_ && cookie_ != 0) point_->Unadvise(std::exchange(cookie_, 0));
+        point_ = nullptr;
+    }
+
+private:
+    Ref<IConnectionPoint> point_;
+    DWORD cookie_ = 0;
+};
+
+}  // namespace lumvex
