@@ -10,9 +10,9 @@ namespace lumvex::inside {
 namespace {
 
 template <class T>
-void Append(SortedRecords::Record& record, const T& value) {
+void Append(std::vector<std::byte>& records, const T& value) {
     const auto bytes = std::as_bytes(std::span(&value, 1));
-    record.insert(record.end(), bytes.begin(), bytes.end());
+    records.insert(records.end(), bytes.begin(), bytes.end());
 }
 
 template <class T>
@@ -26,15 +26,6 @@ bool IsEntered(const Ref<Entry>& entry) { return entry->document != nullptr; }
 
 constexpr std::size_t kSecondAt = 16, kClassAt = 32, kTagAt = 48;
 constexpr std::size_t kLocksAt = 16;
-
-SortedRecords::Record TableRecord(const Entry& entry) {
-    SortedRecords::Record record;
-    Append(record, entry.id);
-    Append(record, entry.second);
-    Append(record, entry.classId);
-    Append(record, entry.tag);
-    return record;
-}
 
 }  // namespace
 
@@ -215,21 +206,29 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
 
 std::vector<std::byte> Directory::Table() const {
     SortedRecords::Changes changes;
-    for (const GUID& id : removedEntries_) changes[id] = std::nullopt;
-    for (const Ref<Entry>& entry : added_)
-        if (IsEntered(entry)) changes[entry->id] = TableRecord(*entry);
+    changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
+    changes.put.reserve(added_.size() * kTableRecord);
+    for (const Ref<Entry>& entry : added_) {
+        if (!IsEntered(entry)) continue;
+        Append(changes.put, entry->id);
+        Append(changes.put, entry->second);
+        Append(changes.put, entry->classId);
+        Append(changes.put, entry->tag);
+    }
     return table_.Merged(changes);
 }
 
 SortedRecords::Changes Directory::LockChanges() const {
     SortedRecords::Changes changes;
-    for (const GUID& id : removedLocks_) changes[id] = std::nullopt;
+    changes.removed = removedLocks_;
     for (const Ref<Entry>& entry : changed_) {
         if (!IsEntered(entry) || entry->locks == entry->storedLocks) continue;
-        SortedRecords::Record record;
-        Append(record, entry->id);
-        Append(record, entry->locks);
-        changes[entry->id] = entry->locks != 0 ? std::optional(record) : std::nullopt;
+        if (entry->locks == 0) {
+            changes.removed.push_back(entry->id);
+            continue;
+        }
+        Append(changes.put, entry->id);
+        Append(changes.put, entry->locks);
     }
     return changes;
 }

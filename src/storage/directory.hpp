@@ -51,7 +51,7 @@ public:
     std::vector<Ref<Entry>> LoadedEntries() const;   // in the order in which they were made
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
     bool TableChanged() const;
-    bool LocksChanged() const { return !LockChanges().empty(); }
+    bool LocksChanged() const { return !LockChanges().Empty(); }
     std::vector<std::byte> Table() const;  // "ROOTDIR-V100" as it has to stand
     std::vector<std::byte> Locks() const;  // "LOCKS-V100"; empty when every counter is 0
     void Saved(const std::vector<Ref<Entry>>& written);

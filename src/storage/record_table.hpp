@@ -46,13 +46,23 @@ void SaveFields(const Object& object, RecordWriter& writer) {
     ForEachField(static_cast<const Class&>(object), [&](const auto& field, unsigned) { SaveField(writer, field); });
 }
 
-// Fields of later versions than the record keep what a new object has; the class may mend what old records mean.
+// Fields of later versions than the record keep what a new object has.
+template <class Class>
+void LoadTable(Class& object, RecordReader& reader, VersionWord version) {
+    ForEachField(object, [&](auto& field, unsigned first) {
+        if (version.Writer() >= first) LoadField(reader, field);
+    });
+}
+
+// A class whose old records hold more than the table can tell reads them itself, and calls LoadTable for its fields; or
+// it mends afterwards what they mean.
 template <class Class>
 void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
     auto& self = static_cast<Class&>(object);
-    ForEachField(self, [&](auto& field, unsigned first) {
-        if (version.Writer() >= first) LoadField(reader, field);
-    });
+    if constexpr (requires { self.LoadRecord(reader, version); })
+        self.LoadRecord(reader, version);
+    else
+        LoadTable(self, reader, version);
     if constexpr (requires { self.Upgrade(version); }) self.Upgrade(version);
 }
 

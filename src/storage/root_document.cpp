@@ -91,6 +91,13 @@ Ref<Object> RootDocument::Load(std::u16string_view text) {
 }
 
 Ref<Object> RootDocument::Get(Entry& entry) {
+    Ref<Object> object = Reach(entry);
+    if (!object) throw Failure(Message::DoesNotExist);
+    return object;
+}
+
+// Null where the open file has no stream for the object.
+Ref<Object> RootDocument::Reach(Entry& entry) {
     if (&entry == &OwnEntry()) return Ref<Object>(this);
     if (entry.object) {
         directory_.Touch(entry);
@@ -99,7 +106,7 @@ Ref<Object> RootDocument::Get(Entry& entry) {
     if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
         throw Failure(Message::DoesNotExist);
     const auto source = file_->Find(StreamNameOf(entry.id));
-    if (!source) throw Failure(Message::DoesNotExist);
+    if (!source) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);
     ReadObject(*object, source);
@@ -124,7 +131,7 @@ Ref<Object> RootDocument::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
     Entry* entry = nullptr;
     if (slot.reference) {
         entry = &Checked(*slot.reference, classInfo, owner.OwnEntry());
-        if (entry->object || !file_->IsOpen() || file_->Contains(StreamNameOf(entry->id))) return Get(*entry);
+        if (Ref<Object> child = Reach(*entry)) return child;
         entry->stored = false;
     }
     Ref<Object> child = classInfo.create();
@@ -236,7 +243,7 @@ void RootDocument::OpenFile(std::u16string_view path) {
     versionSupport_ = CheckVersions();
     if (versionSupport_ < 0 || versionSupport_ == LX_VER_INCOMPATIBLE) throw Failure(Message::FileFormat);
     VersionWord version;
-    const auto root = OpenRootStream(version);
+    const RecordReader root = OpenRootRecord(version);
     release.treeTouched = true;
     LoadTree(root, version);
     std::error_code ignored;
@@ -266,27 +273,26 @@ LXVersionSupport RootDocument::CheckVersions() const {
     return static_cast<LXVersionSupport>(result);
 }
 
-// Positioned behind the version word once it was accepted; the older stream has none.
-std::shared_ptr<const ByteSource> RootDocument::OpenRootStream(VersionWord& version) {
+// Behind the version word once it was accepted; the older stream has none.
+RecordReader RootDocument::OpenRootRecord(VersionWord& version) {
     if (auto source = file_->Find(kRootStream)) {
-        const VersionWord word(RecordReader(source).U32());
+        RecordReader reader(std::move(source));
+        const VersionWord word(reader.U32());
         if (!IsReadable(word, versionSupport_)) {
             versionSupport_ = LX_VER_INCOMPATIBLE;
             throw Failure(Message::FileFormat);
         }
         version = VersionWord(std::min(word.Writer(), kRootVersion));
-        return source;
+        return reader;
     }
     version = kOldRootVersion;
     auto source = file_->Find(kOldRootStream);
     if (!source) throw Failure(static_cast<HRESULT>(compound::Status::NotFound));
-    return source;
+    return RecordReader(std::move(source));
 }
 
-void RootDocument::LoadTree(const std::shared_ptr<const ByteSource>& root, VersionWord version) {
+void RootDocument::LoadTree(RecordReader reader, VersionWord version) {
     Empty();
-    RecordReader reader(root);
-    if (version.Word() != kOldRootVersion.Word() || file_->Contains(kRootStream)) reader.Skip(sizeof(std::uint32_t));
     const Reference self = reader.ObjectReference();
     directory_.Rekey(OwnEntry(), self.id);
     OwnEntry().tag = self.tag;
@@ -295,11 +301,16 @@ void RootDocument::LoadTree(const std::shared_ptr<const ByteSource>& root, Versi
         RecordReader settingsReader(settings);
         LoadSettings(&settingsReader);
     }
-    OpenTables();
-    if (!file_->Contains(kDirectoryStream)) RebuildDirectory();
+    if (!OpenTables()) RebuildDirectory();
 }
 
-void RootDocument::OpenTables() { directory_.Open(file_->Find(kDirectoryStream), file_->Find(kLocksStream)); }
+// False where the file has no directory table.
+bool RootDocument::OpenTables() {
+    auto table = file_->Find(kDirectoryStream);
+    const bool hasTable = table != nullptr;
+    directory_.Open(std::move(table), file_->Find(kLocksStream));
+    return hasTable;
+}
 
 // Files written before there was a directory: afterwards it is as if it had been read.
 void RootDocument::RebuildDirectory() {

@@ -34,6 +34,9 @@ public:
     Ref<Object> Load(std::u16string_view id);
     LXVersionSupport VersionSupport() const { return versionSupport_; }
 
+    // Of the bound file, absolute; empty without one.
+    const std::filesystem::path& Path() const { return path_; }
+
     // A put on the root itself.
     void Commit(LXEventType type);
 
@@ -84,11 +87,12 @@ private:
 
     // ---- root_document.cpp: opening and finding ----
     LXVersionSupport CheckVersions() const;
-    std::shared_ptr<const ByteSource> OpenRootStream(VersionWord& version);
-    void LoadTree(const std::shared_ptr<const ByteSource>& root, VersionWord version);
+    RecordReader OpenRootRecord(VersionWord& version);
+    void LoadTree(RecordReader reader, VersionWord version);
     void RebuildDirectory();
-    void OpenTables();
+    bool OpenTables();
     void Empty();  // no tree, as a new root
+    Ref<Object> Reach(Entry& entry);
     Entry& Checked(const Reference& reference, const ClassInfo& classInfo, Entry& owner);
 
     // Visits every reference below the root with its class and owner until `visit` says false; what has to be opened

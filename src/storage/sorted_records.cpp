@@ -1,5 +1,6 @@
 #include "storage/sorted_records.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 #include "storage/failures.hpp"
@@ -54,28 +55,34 @@ std::optional<SortedRecords::Record> SortedRecords::Find(const GUID& id) const {
 }
 
 std::vector<std::byte> SortedRecords::Merged(const Changes& changes) const {
-    std::vector<std::byte> table(kCountSize + (count_ + changes.size()) * recordSize_);
+    std::vector<const std::byte*> put;
+    for (std::size_t at = 0; at < changes.put.size(); at += recordSize_) put.push_back(changes.put.data() + at);
+    const auto less = [](const std::byte* left, const std::byte* right) {
+        return std::memcmp(left, right, sizeof(GUID)) < 0;
+    };
+    std::ranges::sort(put, less);
+    std::vector<GUID> removed = changes.removed;
+    std::ranges::sort(removed, GuidLess());
+    std::vector<std::byte> stored(count_ * recordSize_);
+    if (count_ != 0) source_->Read(kCountSize, stored);
+
+    std::vector<std::byte> table(kCountSize + stored.size() + changes.put.size());
     std::byte* out = table.data() + kCountSize;
     const auto append = [&](const std::byte* record) {
         std::memcpy(out, record, recordSize_);
         out += recordSize_;
     };
-    std::vector<std::byte> stored(count_ * recordSize_);
-    if (count_ != 0) source_->Read(kCountSize, stored);
-    std::size_t next = 0;
-    const auto copyUpTo = [&](const GUID* id) {  // null: to the end
-        for (; next < count_; ++next) {
-            const std::byte* record = stored.data() + next * recordSize_;
-            const int order = id ? std::memcmp(record, id, sizeof *id) : -1;
-            if (order > 0) break;
-            if (order < 0) append(record);  // an equal one is replaced
-        }
-    };
-    for (const auto& [id, record] : changes) {
-        copyUpTo(&id);
-        if (record) append(record->data());
+    auto nextPut = put.begin();
+    auto nextRemoved = removed.begin();
+    for (std::size_t at = 0; at < count_; ++at) {
+        const std::byte* record = stored.data() + at * recordSize_;
+        while (nextPut != put.end() && less(*nextPut, record)) append(*nextPut++);
+        if (nextPut != put.end() && !less(record, *nextPut)) continue;  // replaced
+        while (nextRemoved != removed.end() && std::memcmp(&*nextRemoved, record, sizeof(GUID)) < 0) ++nextRemoved;
+        if (nextRemoved != removed.end() && std::memcmp(&*nextRemoved, record, sizeof(GUID)) == 0) continue;
+        append(record);
     }
-    copyUpTo(nullptr);
+    while (nextPut != put.end()) append(*nextPut++);
     table.resize(static_cast<std::size_t>(out - table.data()));
     const auto count = static_cast<std::uint32_t>((table.size() - kCountSize) / recordSize_);
     std::memcpy(table.data(), &count, sizeof count);

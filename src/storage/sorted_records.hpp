@@ -2,11 +2,8 @@
 // counters are stored. A 32-bit count comes first. Looked up where it stands, so that its size does not matter.
 #pragma once
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "core/guid_order.hpp"
@@ -17,7 +14,12 @@ namespace lumvex::inside {
 class SortedRecords {
 public:
     using Record = std::vector<std::byte>;
-    using Changes = std::map<GUID, std::optional<Record>, GuidLess>;  // no record: taken out
+    // What is to become of a table. A record that is put replaces the one of the same ID.
+    struct Changes {
+        std::vector<std::byte> put;  // whole records side by side, in any order
+        std::vector<GUID> removed;
+        bool Empty() const { return put.empty() && removed.empty(); }
+    };
 
     explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
 
