@@ -66,7 +66,8 @@ public:
     explicit Array(Variant value) : value_(std::move(value)) {
         if ((value_.vt & VT_ARRAY) == 0) value_ = Variant();
     }
-    // One column after the other, each of `rows` values; one column is an array of one dimension.
+    // One column after the other, each of `rows` values. One column is an array of one dimension, but for a single value,
+    // which the model takes only in two.
     static Array FromColumns(std::span<const float> values, std::size_t rows, std::size_t columns);
 
     bool Empty() const { return value_.vt == VT_EMPTY; }
@@ -104,7 +105,8 @@ private:
 inline Array Array::FromColumns(std::span<const float> values, std::size_t rows, std::size_t columns) {
     if (values.size() != rows * columns) throw std::invalid_argument("an array's values must fill its columns");
     SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(columns), 0}};
-    SAFEARRAY* array = SafeArrayCreate(VT_R4, columns == 1 ? 1 : 2, bounds);
+    const UINT dimensions = columns == 1 && rows != 1 ? 1 : 2;
+    SAFEARRAY* array = SafeArrayCreate(VT_R4, dimensions, bounds);
     if (!array) throw std::bad_alloc();
     Array made(Variant::FromArray(VT_R4, array));
     void* data = nullptr;

@@ -110,31 +110,32 @@ float FloatOfRawVariant(const std::byte* raw) {
     }
 }
 
-// The elements as 64-bit floats, which hold every type that arrays are stored in exactly.
+template <class Stored, class Put>
+void EachOf(const std::byte* element, std::size_t count, Put put) {
+    for (std::size_t at = 0; at < count; ++at, element += sizeof(Stored)) {
+        Stored value;
+        std::memcpy(&value, element, sizeof value);
+        put(at, double{value});
+    }
+}
+
+// The first elements as 64-bit floats, which hold every type that arrays are stored in exactly.
 template <class Put>
-void EachNumber(const StoredArray& array, Put put) {
-    std::vector<std::byte> copied;
-    std::span<const std::byte> bytes = array.Elements();
-    if (array.InFile()) {
-        copied.resize(array.ByteSize());
-        array.CopyTo(copied);
-        bytes = copied;
-    }
+void EachNumber(const StoredArray& array, std::size_t count, Put put) {
     const std::size_t size = StoredArray::ElementSize(array.Type());
-    for (std::size_t at = 0; at < array.Count(); ++at) {
-        const std::byte* element = bytes.data() + at * size;
-        if (array.Type() == VT_R4) {
-            float value;
-            std::memcpy(&value, element, sizeof value);
-            put(at, double{value});
-        } else if (array.Type() == VT_R8) {
-            double value;
-            std::memcpy(&value, element, sizeof value);
-            put(at, value);
-        } else {
-            put(at, double{FloatOfRawVariant(element)});
-        }
+    std::vector<std::byte> copied;
+    const std::byte* elements = array.Elements().data();
+    if (array.InFile()) {
+        copied.resize(count * size);
+        array.CopyTo(copied);
+        elements = copied.data();
     }
+    if (array.Type() == VT_R4)
+        EachOf<float>(elements, count, put);
+    else if (array.Type() == VT_R8)
+        EachOf<double>(elements, count, put);
+    else
+        for (std::size_t at = 0; at < count; ++at) put(at, double{FloatOfRawVariant(elements + at * size)});
 }
 
 Variant Copied(const StoredArray& stored) {
@@ -157,22 +158,46 @@ Variant Texts(const StoredArray& stored) {
     return Variant::FromArray(VT_BSTR, array.release());
 }
 
+// As many elements as there is room for.
+template <class T>
+void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
+    EachNumber(stored, elements.size(), [out = elements.data()](std::size_t at, double value) {
+        if constexpr (std::is_same_v<T, VARIANT>) {
+            out[at].vt = VT_R4;
+            out[at].fltVal = static_cast<float>(value);
+        } else if constexpr (std::is_same_v<T, BYTE>) {
+            out[at] = static_cast<BYTE>(std::clamp(value, 0.0, 255.0));
+        } else {
+            out[at] = static_cast<T>(value);
+        }
+    });
+}
+
 template <class T>
 Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds) {
     OwnedArray array = MakeArray(type, stored.Dimensions(), keepLowerBounds);
     {
         const Access access(array.get());
-        const auto elements = access.As<T>(stored.Count());
-        EachNumber(stored, [&](std::size_t at, double value) {
-            if constexpr (std::is_same_v<T, VARIANT>) {
-                elements[at].vt = VT_R4;
-                elements[at].fltVal = static_cast<float>(value);
-            } else if constexpr (std::is_same_v<T, BYTE>) {
-                elements[at] = static_cast<BYTE>(std::clamp(value, 0.0, 255.0));
-            } else {
-                elements[at] = static_cast<T>(value);
-            }
-        });
+        ConvertElementsOut(stored, access.As<T>(stored.Count()));
+    }
+    return Variant::FromArray(type, array.release());
+}
+
+template <class T>
+Variant SideBySide(std::span<const ArraySlot> columns, std::size_t rows, VARTYPE type) {
+    OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
+    {
+        const Access access(array.get());
+        const auto elements = access.As<T>(rows * columns.size());
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            const StoredArray& stored = *columns[column];
+            const std::size_t count = std::min<std::size_t>(stored.Dimensions()[0].count, stored.Count());
+            const auto into = elements.subspan(column * rows, count);
+            if (std::is_same_v<T, float> && stored.Type() == VT_R4)
+                stored.CopyTo(std::as_writable_bytes(into));
+            else
+                ConvertElementsOut(stored, into);
+        }
     }
     return Variant::FromArray(type, array.release());
 }
@@ -234,6 +259,25 @@ Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
             return slot->Type() == VT_R4 ? Copied(*slot) : Converted<float>(*slot, VT_R4, true);
         default:
             return Converted<BYTE>(*slot, VT_UI1, true);
+    }
+}
+
+Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
+    std::size_t rows = 0;
+    for (const ArraySlot& column : columns) {
+        if (!column) throw Failure(Message::NotAnArray);
+        if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
+        rows = std::max<std::size_t>(rows, column->Dimensions()[0].count);
+    }
+    switch (type) {
+        case LX_R4:
+            return SideBySide<float>(columns, rows, VT_R4);
+        case LX_R8:
+            return SideBySide<double>(columns, rows, VT_R8);
+        case LX_VT:
+            return SideBySide<VARIANT>(columns, rows, VT_VARIANT);
+        default:
+            throw Failure(E_INVALIDARG);
     }
 }
 

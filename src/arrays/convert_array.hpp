@@ -2,6 +2,7 @@
 #pragma once
 
 #include "arrays/stored_array.hpp"
+#include "lumvex/interfaces.hpp"
 #include "lumvex/values.hpp"
 
 namespace lumvex::inside {
@@ -18,5 +19,10 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
 // and have lower bounds 0. Empty when nothing is stored or the type is none of these. Stored elements that are no 32-bit
 // floats are converted by their own type (to bytes: within 0..255); bytes and texts are answered as what they are.
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type);
+
+// Arrays of numbers as the columns of one array of LX_R4, LX_R8 or LX_VT, with lower bounds 0 and as many rows as the
+// longest has elements in its first dimension. Of an array with channels the first one is taken; what a short one leaves
+// of its column is zero bytes. A column without numbers fails with 4004 (nothing) or 4007 (bytes, texts).
+Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type);
 
 }  // namespace lumvex::inside

@@ -40,7 +40,7 @@ public:
     std::size_t ByteSize() const;  // of the element block; 0 for texts
 
     bool InFile() const { return source_ != nullptr; }
-    void CopyTo(std::span<std::byte> elements) const;            // ByteSize() bytes
+    void CopyTo(std::span<std::byte> elements) const;            // from the first on, at most ByteSize() bytes
     std::span<const std::byte> Elements() const { return elements_; }  // of an array in memory
     const std::vector<Text>& Texts() const { return texts_; }
 

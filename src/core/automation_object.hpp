@@ -38,7 +38,7 @@ public:
     const ClassInfo& Class() const noexcept override { return ClassOf<Implementation>(); }
 
     // Two objects of the class with one ID are the same to this test; the other one says itself what its ID is.
-    YesNo IsSameID(IUnknown* test) const {
+    YesNo IsSameID(IUnknown* test) const override {
         const Ref<Interface> other = Ref<IUnknown>(test).template As<Interface>();
         if (!other) return YesNo::No;
         Bstr id;

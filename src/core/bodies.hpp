@@ -6,6 +6,7 @@
 #pragma once
 
 #include "core/boundary.hpp"
+#include "core/shared_calls.hpp"
 #include "interfaces/dispatch.hpp"
 #include "interfaces/for_each.hpp"
 
@@ -46,14 +47,46 @@ struct BodyFor;
 
 // Is Class::name a field? A member function of that name, overloaded or not, is none.
 #define LX_IS_FIELD(name) requires { requires std::is_member_object_pointer_v<decltype(&Class::name)>; }
-#define LX_INSIDE(type, name, ...) Inside(name)
-#define LX_MISSING(type, name, ...) || (std::string_view(#__VA_ARGS__).empty() && IsMissing(name))
-#define LX_SPREAD(macro, list) LX_SPREAD_OF(macro, LX_EXPAND2 list)
-#define LX_SPREAD_OF(macro, ...) LX_SPREAD_START(macro, __VA_ARGS__)
-#define LX_SPREAD_START(macro, ...) __VA_OPT__(LX_EXPAND(LX_SPREAD_STEP(macro, __VA_ARGS__)))
-#define LX_SPREAD_STEP(macro, first, ...) macro first __VA_OPT__(LX_SPREAD_AGAIN LX_PARENS(macro, __VA_ARGS__))
-#define LX_SPREAD_AGAIN() LX_SPREAD_STEP
 
+// The shared bases: one line each, into the calls that all classes have in common.
+#define LX_INTERFACE(name, base, iid, help)             \
+    template <class Class, class Most>                  \
+    class name##Body : public base##Body<Class, Most> { \
+        using Base = base##Body<Class, Most>;           \
+        using Calls = name##Calls;                      \
+                                                        \
+    protected:                                          \
+        static bool Offers(REFIID id) noexcept { return IsEqualGUID(id, kIidOf<::name>) || Base::Offers(id); } \
+                                                        \
+    public:
+#define LX_GET(id, name, type, parameters, help)                                                                  \
+    HRESULT STDMETHODCALLTYPE get_##name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type* pVal) override { \
+        return Calls::get_##name(this->Self(), LX_EACH_BEFORE(LX_PARAMETER_NAME, parameters) pVal);               \
+    }
+#define LX_PUT(id, name, type, parameters, help)                                                                     \
+    HRESULT STDMETHODCALLTYPE put_##name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type newVal) override { \
+        return Calls::put_##name(this->Self(), LX_EACH_BEFORE(LX_PARAMETER_NAME, parameters) newVal);              \
+    }
+#define LX_METHOD(id, name, type, parameters, help)                                                          \
+    HRESULT STDMETHODCALLTYPE name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type* pVal) override { \
+        return Calls::name(this->Self(), LX_EACH_BEFORE(LX_PARAMETER_NAME, parameters) pVal);               \
+    }
+#define LX_ACTION(id, name, parameters, help)                                              \
+    HRESULT STDMETHODCALLTYPE name(LX_EACH(LX_PARAMETER_DECLARED, parameters)) override { \
+        return Calls::name(this->Self() LX_EACH_AFTER(LX_PARAMETER_NAME, parameters));    \
+    }
+#define LX_TEST(id, name, parameters, help) LX_METHOD(id, name, LONG, parameters, help)
+#define LX_INTERFACE_END(name) };
+#include "interfaces/bases.def"
+#undef LX_INTERFACE
+#undef LX_GET
+#undef LX_PUT
+#undef LX_METHOD
+#undef LX_ACTION
+#undef LX_TEST
+#undef LX_INTERFACE_END
+
+// Every other interface: its own members are the class's.
 #define LX_INTERFACE(name, base, iid, help)            \
     template <class Class, class Most>                 \
     class name##Body : public base##Body<Class, Most> { \
@@ -63,9 +96,12 @@ struct BodyFor;
         static bool Offers(REFIID id) noexcept { return IsEqualGUID(id, kIidOf<::name>) || Base::Offers(id); } \
                                                        \
     public:
-#define LX_GET(id, name, type, parameters, help)                                                       \
+#define LX_GET(id, name, type, parameters, help) LX_GET_BODY(Pointer, name, type, parameters)
+#define LX_GET_INVALIDARG(id, name, type, parameters, help) LX_GET_BODY(Argument, name, type, parameters)
+#define LX_GET_OWNED(id, name, type, parameters, help) LX_GET_BODY(OwnersFirst, name, type, parameters)
+#define LX_GET_BODY(result, name, type, parameters)                                                    \
     HRESULT STDMETHODCALLTYPE get_##name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type* pVal) override { \
-        return Answered(Class::kErrorSource, pVal, [&]() -> decltype(auto) {                           \
+        return Got<ResultCheck::result>(this->Self(), pVal, [&]() -> decltype(auto) {                  \
             auto& self = this->Self();                                                                 \
             if constexpr (LX_IS_FIELD(name))                                                           \
                 return self.name.Get(LX_EACH_BEFORE(LX_INSIDE, parameters) self);                      \
@@ -85,18 +121,23 @@ struct BodyFor;
     }
 #define LX_METHOD(id, name, type, parameters, help)                                                    \
     HRESULT STDMETHODCALLTYPE name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type* pVal) override { \
-        if (!pVal LX_SPREAD(LX_MISSING, parameters)) return E_POINTER;                                 \
+        if (!pVal) return MissingPointer();                                                            \
+        Clear(pVal);                                                                                   \
+        if (false LX_SPREAD(LX_MISSING, parameters)) return MissingPointer();                          \
         return Answered(Class::kErrorSource, pVal,                                                     \
                         [&] { return this->Self().Class::name(LX_EACH(LX_INSIDE, parameters)); });     \
     }
+#define LX_OVERLOAD(id, name, type, parameters, help) \
+    using Base::name;                                 \
+    LX_METHOD(id, name, type, parameters, help)
 #define LX_ACTION(id, name, parameters, help)                                                          \
     HRESULT STDMETHODCALLTYPE name(LX_EACH(LX_PARAMETER_DECLARED, parameters)) override {              \
-        if (false LX_SPREAD(LX_MISSING, parameters)) return E_POINTER;                                 \
+        if (false LX_SPREAD(LX_MISSING, parameters)) return MissingPointer();                          \
         return Done(Class::kErrorSource, [&] { this->Self().Class::name(LX_EACH(LX_INSIDE, parameters)); }); \
     }
 #define LX_TEST(id, name, parameters, help)                                                            \
     HRESULT STDMETHODCALLTYPE name(LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) LONG* pVal) override { \
-        if (false LX_SPREAD(LX_MISSING, parameters)) return E_POINTER;                                 \
+        if (false LX_SPREAD(LX_MISSING, parameters)) return MissingPointer();                          \
         return Tested(Class::kErrorSource, pVal,                                                       \
                       [&] { return this->Self().Class::name(LX_EACH(LX_INSIDE, parameters)); });       \
     }
@@ -107,6 +148,9 @@ struct BodyFor;
         template <class Class>                   \
         using On = name##Body<Class, ::name>;    \
     };
+#define LX_WITHOUT_BASES
 #include "interfaces/interfaces.def"
+#undef LX_WITHOUT_BASES
+#undef LX_GET_BODY
 
 }  // namespace lumvex::inside

@@ -30,6 +30,10 @@ constexpr bool IsMissing(const T& argument) noexcept {
     return false;
 }
 
+// The same for the parameters of an interface's row: those that may be left out are never missing.
+#define LX_INSIDE(type, name, ...) Inside(name)
+#define LX_MISSING(type, name, ...) || (std::string_view(#__VA_ARGS__).empty() && IsMissing(name))
+
 // ---- out: what the caller's variable holds before the work starts, and what the answer makes of it ----
 
 inline void Clear(VARIANT* out) noexcept { VariantInit(out); }
@@ -73,6 +77,22 @@ HRESULT Assign(I** out, const Ref<Object>& object) {
     return object->Dispatch()->QueryInterface(kIidOf<I>, reinterpret_cast<void**>(out));
 }
 
+// Objects that stand outside the tree come by their own class.
+template <class T>
+    requires std::is_base_of_v<IDispatch, T>
+HRESULT Assign(VARIANT* out, const Ref<T>& found) {
+    if (!found) return S_FALSE;
+    Variant::FromDispatch(found.get()).Detach(out);
+    return S_OK;
+}
+
+template <class I, class T>
+    requires std::is_base_of_v<I, T>
+HRESULT Assign(I** out, Ref<T> object) {
+    *out = object.Detach();
+    return S_OK;
+}
+
 inline HRESULT Assign(IUnknown** out, Ref<IUnknown> object) {
     *out = object.Detach();
     return S_OK;
@@ -86,11 +106,39 @@ HRESULT Assign(Out* out, std::optional<Value>&& value) {
 
 // ---- the frame of every published method ----
 
+// A pointer that had to be there: the status says it alone, so no text of an earlier call may stand beside it.
+inline HRESULT MissingPointer() noexcept {
+    SetErrorInfo(0, nullptr);
+    return E_POINTER;
+}
+
 template <class Out, class Work>
 HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
-    if (!out) return E_POINTER;
+    if (!out) return MissingPointer();
     Clear(out);
     return Guarded(source, [&] { return Assign(out, work()); });
+}
+
+// What a property get does about a result pointer that is not there: E_POINTER, E_INVALIDARG, or E_POINTER after the
+// owners were found (4009 otherwise).
+enum class ResultCheck { Pointer, Argument, OwnersFirst };
+
+template <ResultCheck kCheck, class Class, class Out, class Work>
+HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
+    if constexpr (kCheck == ResultCheck::OwnersFirst) {
+        if (out) Clear(out);
+        return Guarded(Class::kErrorSource, [&] {
+            self.ResolveRoot();
+            if (!out) throw Failure(E_POINTER);
+            return Assign(out, work());
+        });
+    } else {
+        if (kCheck == ResultCheck::Argument && !out) {
+            SetErrorInfo(0, nullptr);
+            return E_INVALIDARG;
+        }
+        return Answered(Class::kErrorSource, out, work);
+    }
 }
 
 // The answer of a test, which a caller may leave to the status.

@@ -25,12 +25,24 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
+// What a search passes it has loaded; the index stands for that part of the list from then on.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
-    for (std::size_t index = 0; index < members.Count(); ++index) {
-        Ref<Object> member = Member(index);
-        if (CompareNoCase(member->OwnEntry().name, name) == 0) return member;
-    }
-    return nullptr;
+    if (members.Count() == 0) return nullptr;
+    Document& document = ResolveRoot();
+    NameIndex& names = members.names;
+    const bool indexing = names.Covered() != 0 || members.Count() >= NameIndex::kWorthIt;
+    Ref<Object> found;
+    const auto bearsName = [&](const Reference& reference, bool passing) {
+        Ref<Object> member = document.Get(reference, *Class().member(), OwnEntry());
+        const std::u16string& its = member->OwnEntry().name;
+        if (passing) names.Add(reference, its);
+        if (CompareNoCase(its, name) == 0) found = std::move(member);
+        return found != nullptr;
+    };
+    names.ForName(name, [&](const Reference& reference) { return bearsName(reference, false); });
+    for (std::size_t index = names.Covered(); !found && index < members.Count(); ++index)
+        bearsName(members.At(index), indexing);
+    return found;
 }
 
 Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {
@@ -76,6 +88,8 @@ Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) {
 void CollectionBase::RefuseDuplicate(std::u16string_view name) {
     if (RefusesDuplicateNames() && members.Count() != 0 && FindName(name)) throw Failure(Message::NameExists);
 }
+
+Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(other.Name()); }
 
 void CollectionBase::TakeIn(Object& member) {
     Document& document = ResolveRoot();

@@ -16,7 +16,6 @@ public:
 
     // The plain members behind _Collection.
     std::u16string Name() const override;  // fixed by the class
-    std::u16string DisplayName() const { return Name(); }
     Ref<IUnknown> _NewEnum();     // over a snapshot of the list
     LONG Count() const { return static_cast<LONG>(members.Count()); }
     void Remove(LONG position);
@@ -38,10 +37,22 @@ public:
     // Two classes refuse a name that a member has already (4000).
     virtual bool RefusesDuplicateNames() const { return false; }
     void RefuseDuplicate(std::u16string_view name);
+    // The member that stands for another collection's in a copy with parents: here the first of its name.
+    virtual Ref<Object> FindCounterpart(ItemBase& other);
+    // The first member of which the test holds, or null.
+    template <class Test>
+    Ref<Object> FindFirst(Test&& test) const {
+        for (std::size_t index = 0; index < members.Count(); ++index)
+            if (Ref<Object> member = Member(index); test(*member)) return member;
+        return nullptr;
+    }
     // An entered object becomes the last member, and clients are told.
     void TakeIn(Object& member);
 
-    void Materialise() override { members.Materialise(); }
+    void Materialise() override {
+        members.Materialise();
+        members.names.Clear();  // what it covers may not be there any more
+    }
 
     static constexpr std::u16string_view kErrorSource{};
 

@@ -140,7 +140,7 @@ Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot) {
         auto& ancestor = static_cast<ItemBase&>(**step);
         auto& collection = static_cast<CollectionBase&>(*at);
         Ref<Object> match = collection.FindID(ancestor.ID(), 0);
-        if (!match) match = collection.FindName(ancestor.Name());
+        if (!match) match = collection.FindCounterpart(ancestor);
         at = match ? match : CopyInto(ancestor, collection, false);
     }
     return CopyInto(item, static_cast<CollectionBase&>(*at), true);

@@ -44,8 +44,8 @@ HRESULT Report(std::u16string_view text, HRESULT status, std::u16string_view sou
 std::u16string InternalErrorText(std::string_view path, unsigned line) {
     const std::size_t separator = path.find_last_of("\\/:");
     std::u16string text(StringOf(kInternalError));
-    Replace(text, u"%hs", std::string(separator == std::string_view::npos ? path : path.substr(separator + 1)));
     Replace(text, u"%d", std::to_string(line));
+    Replace(text, u"%hs", std::string(separator == std::string_view::npos ? path : path.substr(separator + 1)));
     return text;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <exception>
+#include <memory>
 #include <source_location>
 #include <string>
 
@@ -39,15 +40,19 @@ constexpr HRESULT StatusOf(Message message) {
 class Failure : public std::exception {
 public:
     explicit Failure(HRESULT status) noexcept : status_(status) {}
+    // `detail` is for people who look for the cause; it does not cross the boundary.
+    Failure(HRESULT status, const std::string& detail)
+        : status_(status), detail_(std::make_shared<const std::string>(detail)) {}
     explicit Failure(Message message) noexcept : status_(StatusOf(message)), message_(static_cast<int>(message)) {}
 
     HRESULT Status() const noexcept { return status_; }
     int MessageNumber() const noexcept { return message_; }  // 0: none
-    const char* what() const noexcept override { return "lumvex: a call failed"; }
+    const char* what() const noexcept override { return detail_ ? detail_->c_str() : "lumvex: a call failed"; }
 
 private:
     HRESULT status_;
     int message_ = 0;
+    std::shared_ptr<const std::string> detail_;
 };
 
 // The failure of an inner call: its status travels unchanged, with the error information that the inner call left.

@@ -2,6 +2,7 @@
 // commit resolves the root, marks what has changed and raises the event.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "core/document.hpp"
@@ -31,6 +32,67 @@ public:
     void CopyFrom(const Scalar& other) { value = other.value; }
 
     T value{};
+};
+
+// A value whose put changes nothing, and tells nobody, when it brings the value that is there already.
+template <class T>
+class Compared : public Scalar<T> {
+public:
+    using Scalar<T>::Scalar;
+
+    template <class Owner>
+    void Put(T given, Owner& owner) {
+        if (given != this->value) Scalar<T>::Put(given, owner);
+    }
+};
+
+// One value per place: Indexed<Scalar<float>, 6> for six filter stages, Indexed<Compared<LONG>, 16, 6> for six channels
+// of each of sixteen banks, the last index varying fastest. Indices count from 1; one outside is refused with
+// E_INVALIDARG before anything else. Each value is got and put as a field of its kind.
+template <class Kind, std::size_t... kCounts>
+class Indexed {
+public:
+    using Value = decltype(Kind::value);
+    static constexpr std::size_t kPlaces = (kCounts * ...);
+
+    Indexed() = default;
+    explicit Indexed(const std::array<Value, kPlaces>& initial) {
+        for (std::size_t place = 0; place < kPlaces; ++place) places[place].value = initial[place];
+    }
+
+    template <class Owner>
+    Value Get(SHORT index, const Owner& owner) const {
+        return places[Place(index)].Get(owner);
+    }
+    template <class Owner>
+    Value Get(SHORT first, SHORT second, const Owner& owner) const {
+        return places[Place(first, second)].Get(owner);
+    }
+    template <class Owner>
+    void Put(SHORT index, Value given, Owner& owner) {
+        places[Place(index)].Put(given, owner);
+    }
+    template <class Owner>
+    void Put(SHORT first, SHORT second, Value given, Owner& owner) {
+        places[Place(first, second)].Put(given, owner);
+    }
+
+    void CopyFrom(const Indexed& other) { places = other.places; }
+
+    std::array<Kind, kPlaces> places{};
+
+private:
+    template <class... Indices>
+    static std::size_t Place(Indices... indices) {
+        static_assert(sizeof...(Indices) == sizeof...(kCounts));
+        std::size_t place = 0;
+        const auto step = [&place](SHORT index, std::size_t count) {
+            if (index < 1 || static_cast<std::size_t>(index) > count) throw Failure(E_INVALIDARG);
+            place = place * count + static_cast<std::size_t>(index - 1);
+        };
+        (step(indices, kCounts), ...);
+        return place;
+    }
 };
 
 // A text, stored as it comes.

@@ -2,6 +2,7 @@
 
 #include "core/collection.hpp"
 #include "core/copy.hpp"
+#include "core/strings.hpp"
 
 namespace lumvex::inside {
 
@@ -42,7 +43,8 @@ void ItemBase::Name(std::u16string_view name) {
 std::u16string ItemBase::FQName() const {
     std::u16string path = Name();
     for (Ref<Object> owner = ResolveParent(); owner;) {
-        path.insert(0, owner->Name() + kPathSeparator);
+        const int title = owner->Class().title;  // collections are named by their class
+        path.insert(0, (title != 0 ? std::u16string(StringOf(title)) : owner->Name()) + kPathSeparator);
         if (owner->Class().kind == ClassKind::Root) break;
         owner = owner->ResolveParent();
     }

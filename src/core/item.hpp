@@ -29,6 +29,7 @@ public:
     Ref<Object> ParentBase() const { return ResolveParent(); }
     LONG IsLink() const { return Class().isLink ? 1 : 0; }
     virtual Ref<Object> LinkDispatch() const { return nullptr; }  // of link classes: the target
+    virtual LONG DataSupport() const = 0;
     LONG Locks() const { return OwnEntry().locks; }
     void Locks(LONG locks);
     Ref<Object> FindID(std::u16string_view id);
@@ -58,7 +59,7 @@ public:
     using ItemBase::Copy;
     using ItemBase::CopyContents;
 
-    LONG DataSupport() const {
+    LONG DataSupport() const override {
         const DispatchTable& members = DispatchTable::Of<Interface>();
         return (members.HasMember(LX_DISPDATA2) ? LX_DATA2 : 0) | (members.HasMember(LX_DISPDATANAME) ? LX_DATANAME : 0);
     }

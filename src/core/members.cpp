@@ -16,11 +16,13 @@ void Members::Append(const Reference& reference) {
 
 void Members::Erase(std::size_t index) {
     Materialise();
+    names.Erase(list_[index].id, index);
     list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 void Members::Load(std::unique_ptr<StoredMembers> stored) {
     list_.clear();
+    names.Clear();
     stored_ = std::move(stored);
 }
 

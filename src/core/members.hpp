@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "core/entry.hpp"
+#include "core/name_index.hpp"
 
 namespace lumvex::inside {
 
@@ -29,6 +29,8 @@ public:
 
     void Load(std::unique_ptr<StoredMembers> stored);
     void Materialise();  // reads what is still only in the file
+
+    NameIndex names;  // of members that were searched; removals and loads keep it in step
 
 private:
     std::unique_ptr<StoredMembers> stored_;

@@ -27,19 +27,25 @@ void Entry::Release() noexcept {
     if (--count_ == 0) delete this;
 }
 
-Object::Object() { liveObjects.fetch_add(1, std::memory_order_relaxed); }
+LiveObject::LiveObject() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed); }
 
-Object::~Object() { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
+LiveObject::~LiveObject() { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
+
+Object::Object() = default;
+
+Object::~Object() = default;
 
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
-// The last release touches directory entries, which the module lock guards.
+// The last release touches directory entries, which the module lock guards. The lock comes before the count: a call on
+// another thread that reaches the root from below takes a new reference under the lock, and must not find it at 0.
 ULONG Object::Release() noexcept {
+    ULONG count = count_.load(std::memory_order_relaxed);
+    while (count > 1)
+        if (count_.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel)) return count - 1;
+    const Call call;
     const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) {
-        const Call call;
-        delete this;
-    }
+    if (left == 0) delete this;
     return left;
 }
 
@@ -50,6 +56,8 @@ void Object::ForEachReference(const ReferenceVisitor&) {}
 IUnknown* Object::Facet(REFIID) noexcept { return nullptr; }
 
 void Object::Materialise() {}
+
+void Object::Arrived(Arrival) {}
 
 Entry& Object::OwnEntry() const {
     if (!entry_) throw COstrelException(1);

@@ -23,6 +23,18 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
+// Objects alive in the module.
+std::size_t LiveObjects() noexcept;
+
+// Part of every object that a client can hold: counts it among those alive.
+class LiveObject {
+public:
+    LiveObject() noexcept;
+    ~LiveObject();
+    LiveObject(const LiveObject&) = delete;
+    LiveObject& operator=(const LiveObject&) = delete;
+};
+
 class ReferenceBase;
 
 class Object {
@@ -39,6 +51,8 @@ public:
 
     virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
     virtual const ClassInfo& Class() const noexcept = 0;
+    // The programmatic identifier under which the object reports errors; empty for all but roots.
+    virtual std::u16string_view ErrorSource() const noexcept { return {}; }
     // Visits the slots of the object's own child collections in record order.
     virtual void ForEachChild(const ChildVisitor& visit);
     // Visits what the object refers to elsewhere in its document.
@@ -48,6 +62,9 @@ public:
     virtual IUnknown* Facet(REFIID iid) noexcept;
     // The object's stream is about to go away: what is still to be read from it is read now.
     virtual void Materialise();
+    // The object has just taken its place in its document: loaded, or (a collection) made on first use.
+    enum class Arrival { Loaded, Made };
+    virtual void Arrived(Arrival how);
 
     // A missing entry is a broken invariant.
     Entry& OwnEntry() const;
@@ -60,11 +77,12 @@ public:
 
     // The shared members of the published interfaces.
     virtual std::u16string Name() const;
-    std::u16string DisplayName() const { return Name(); }
+    virtual std::u16string DisplayName() { return Name(); }
     std::u16string ID() const;
     std::u16string InterfaceID() const;
     Ref<Object> RootBase() const;
     YesNo IsSame(IUnknown* test) const;
+    virtual YesNo IsSameID(IUnknown* test) const = 0;
     Ref<IUnknown> NewDescendantsEnum();
     Ref<IUnknown> NewDependentLinksEnum();
 
@@ -76,6 +94,7 @@ protected:
     virtual ~Object();
 
 private:
+    LiveObject alive_;
     std::atomic<ULONG> count_{0};
     bool modified_ = false;
     Ref<Entry> entry_;
@@ -87,9 +106,6 @@ Ref<Object> InsideOf(IUnknown* unknown);
 // The interface under which InsideOf asks; answered by every object of the model and by nothing else.
 inline constexpr GUID kInsideInterface = {
     0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
-
-// Objects alive in the module.
-std::size_t LiveObjects() noexcept;
 
 // Passes on the failure of an inner call, its error information kept.
 void Check(HRESULT status);

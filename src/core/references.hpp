@@ -29,17 +29,24 @@ private:
     mutable Ref<Object> target_;
 };
 
-// May be empty; a put of nothing empties it.
+// May be empty; a put of nothing empties it. A file may give an ID to an object of any class: one that is not of the
+// target's is no target.
 template <class TargetClass>
 class ItemReference : public ReferenceBase {
 public:
+    // What a client gives for it: null for nothing.
+    static Ref<Object> Checked(IUnknown* given, const Object& owner) {
+        return given ? Accepted(given, ClassOf<TargetClass>(), owner) : Ref<Object>();
+    }
+
     template <class Owner>
     Ref<Object> Get(const Owner& owner) const {
-        return Target(owner);
+        Ref<Object> target = Target(owner);
+        return target && &target->Class() == &ClassOf<TargetClass>() ? target : nullptr;
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
-        Point(given ? Accepted(given, ClassOf<TargetClass>(), owner) : Ref<Object>());
+        Point(Checked(given, owner));
         owner.Commit(LX_EV_DEFAULT);
     }
 };
@@ -64,7 +71,7 @@ public:
     template <class Owner>
     std::optional<Ref<Object>> Get(const Owner& owner) const {
         Ref<Object> target = Target(owner);
-        return target ? std::optional(std::move(target)) : std::nullopt;
+        return target && &target->Class() == &ClassOf<TargetClass>() ? std::optional(std::move(target)) : std::nullopt;
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {

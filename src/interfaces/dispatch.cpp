@@ -126,7 +126,9 @@ HRESULT DispatchTable::Invoke(IDispatch* object, DISPID id, REFIID reserved, WOR
     for (UINT at = 0; at < parameters->cNamedArgs; ++at) {
         const DISPID named = parameters->rgdispidNamedArgs[at];
         const UINT position = named == DISPID_PROPERTYPUT ? expected - 1 : static_cast<UINT>(named);
-        if (!place(position, at)) return DISP_E_PARAMNOTFOUND;
+        if (place(position, at)) continue;
+        if (badArgument) *badArgument = at;
+        return DISP_E_PARAMNOTFOUND;
     }
     for (UINT at = parameters->cNamedArgs, position = 0; at < parameters->cArgs; ++at, ++position)
         if (!place(position, parameters->cArgs - 1 - (at - parameters->cNamedArgs))) return DISP_E_BADPARAMCOUNT;
@@ -178,6 +180,11 @@ HRESULT DispatchTable::Invoke(IDispatch* object, DISPID id, REFIID reserved, WOR
 #define LX_METHOD(id, name, type, parameters, help)                    \
     {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
      &Caller<&Interface::name, true, std::string_view(#type) == "DATE">::Call},
+#define LX_PARAMETER_TYPE(type, name, ...) type
+#define LX_OVERLOAD(id, name, type, parameters, help)                  \
+    {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
+     &Caller<static_cast<HRESULT (STDMETHODCALLTYPE Interface::*)(LX_EACH_BEFORE(LX_PARAMETER_TYPE, parameters) type*)>( \
+                 &Interface::name), true, false>::Call},
 #define LX_ACTION(id, name, parameters, help)                          \
     {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
      &Caller<&Interface::name, false, false>::Call},

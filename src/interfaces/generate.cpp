@@ -85,6 +85,14 @@ std::string Declaration(const Member& member) {
     return "    virtual HRESULT STDMETHODCALLTYPE " + name + "(" + Join(parameters) + ") = 0;";
 }
 
+// A method of a name that a base has too would hide the base's.
+bool Overloads(const Interface& owner, const Member& member) {
+    for (const Interface* base = FindInterface(owner.base); base; base = FindInterface(base->base))
+        for (const Member& each : base->members)
+            if (member.kind == Kind::Method && each.kind == Kind::Method && each.name == member.name) return true;
+    return false;
+}
+
 void PrintInterfaces(std::ostream& out) {
     out << "// The published interfaces as they cross the boundary: function tables in slot order, enumerations, identifiers.\n"
            "// Every method answers a status; a failing one leaves its text as the thread's error information. Texts, arrays and\n"
@@ -98,7 +106,10 @@ void PrintInterfaces(std::ostream& out) {
     for (const Interface& each : Interfaces()) out << "struct " << each.name << ";\n";
     for (const Interface& each : Interfaces()) {
         out << "\n// " << each.help << "\nstruct " << each.name << " : " << each.base << " {\n";
-        for (const Member& member : each.members) out << Declaration(member) << "\n";
+        for (const Member& member : each.members) {
+            if (Overloads(each, member)) out << "    using " << each.base << "::" << member.name << ";\n";
+            out << Declaration(member) << "\n";
+        }
         out << "};\n";
     }
     const Events& events = OutgoingEvents();

@@ -4,6 +4,7 @@
 #include "arrays/Data.hpp"
 #include "core/guid_order.hpp"
 #include "model/project/Project.hpp"
+#include "model/specifications/Specifications.hpp"
 #include "storage/object_record.hpp"
 
 namespace lumvex::inside {

@@ -2,8 +2,7 @@
 #include "lumvex/create.hpp"
 
 #include "core/guard.hpp"
-#include "lumvex/interfaces.hpp"
-#include "model/project/Project.hpp"
+#include "core/object.hpp"
 
 HRESULT LumvexCreateInstance(REFCLSID clsid, REFIID iid, void** object) {
     using namespace lumvex;
@@ -11,7 +10,8 @@ HRESULT LumvexCreateInstance(REFCLSID clsid, REFIID iid, void** object) {
     if (!object) return E_POINTER;
     *object = nullptr;
     return Guarded({}, [&]() -> HRESULT {
-        if (!IsEqualGUID(clsid, kClassOfProject)) return REGDB_E_CLASSNOTREG;
-        return CProject::Create()->Dispatch()->QueryInterface(iid, object);
+        const ClassInfo* known = FindClass(clsid);
+        if (!known || known->kind != ClassKind::Root) return REGDB_E_CLASSNOTREG;
+        return known->create()->Dispatch()->QueryInterface(iid, object);
     });
 }

@@ -23,7 +23,7 @@ constexpr std::size_t kTableRecord = 52, kClassAt = 32, kTagAt = 48;
 std::string TextOfFailure(const Failure& failure) {
     if (failure.MessageNumber() != 0) return ToUtf8(StringOf(failure.MessageNumber()));
     if (failure.Status() == kReadFault) return "the record is shorter than what it says it holds";
-    return "the storage system answers " + DescriptionOf(failure.Status());
+    return failure.what();
 }
 
 class Checker {
@@ -234,8 +234,13 @@ std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, co
         std::vector<DocumentProblem> problems;
         {
             const auto file = compound::OpenFile(path, compound::Access::ReadShared);
-            for (const compound::Problem& each : compound::CheckStructure(*file))
-                problems.push_back({each.where, each.what});
+            try {
+                for (const compound::Problem& each : compound::CheckStructure(*file))
+                    problems.push_back({each.where, each.what});
+            } catch (const compound::Error& error) {
+                if (error.status() != compound::Status::Corrupt) throw;
+                problems.push_back({"file", error.what()});
+            }
         }
         try {
             auto records = Checker(OpenForReading(path), progress).Run();

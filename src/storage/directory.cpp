@@ -256,6 +256,14 @@ void Directory::Saved(const std::vector<Ref<Entry>>& written) {
 
 // ---- the tables in the file -----------------------------------------------------------------------------------------
 
+const ClassInfo* Directory::ListedClass(const std::shared_ptr<const ByteSource>& table, const GUID& id) {
+    if (!table) return nullptr;
+    SortedRecords records(kTableRecord);
+    records.Open(table);
+    const auto record = records.Find(id);
+    return record ? FindClass(ValueAt<GUID>(*record, kClassAt)) : nullptr;
+}
+
 void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks) {
     table_.Close();
     locks_.Close();

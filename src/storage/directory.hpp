@@ -57,6 +57,8 @@ public:
     void Saved(const std::vector<Ref<Entry>>& written);
 
     // ---- the tables in the file; null: the file has none ----
+    // The class under which a table lists an object; null when it does not, or when this program does not know it.
+    static const ClassInfo* ListedClass(const std::shared_ptr<const ByteSource>& table, const GUID& id);
     void Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks);
     // The file goes away: entries without a loaded object go with it, the others wait for the next save.
     void CloseFile();

@@ -91,16 +91,6 @@ bool DocumentFile::Contains(std::u16string_view name) const {
     return OnStorage([&] { return file_->Contains(name); });
 }
 
-void DocumentFile::Write(std::u16string_view name, std::span<const compound::Piece> pieces) {
-    OnStorage([&] { file_->Write(name, pieces); });
-}
-
-void DocumentFile::Remove(std::u16string_view name) {
-    OnStorage([&] {
-        if (file_->Contains(name)) file_->Remove(name);
-    });
-}
-
 void DocumentFile::Commit() {
     OnStorage([&] { file_->Commit(); });
     ++generation_;
@@ -109,6 +99,14 @@ void DocumentFile::Commit() {
 void DocumentFile::Revert() noexcept {
     file_->Revert();
     ++generation_;
+}
+
+// A path that the system would cut short at an embedded zero names no file.
+std::filesystem::path PathOf(std::u16string_view text) {
+    if (text.find(u'\0') != std::u16string_view::npos)
+        throw Failure(static_cast<HRESULT>(compound::Status::InvalidName));
+    const std::string utf8 = ToUtf8(text);
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
 }
 
 std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access) {

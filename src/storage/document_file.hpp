@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "lumvex/automation.hpp"
+#include "lumvex/values.hpp"
 #include "storage/byte_source.hpp"
 #include "storage/compound/compound_file.hpp"
 
@@ -39,8 +39,6 @@ public:
     std::shared_ptr<const ByteSource> Find(std::u16string_view name);
     bool Contains(std::u16string_view name) const;
 
-    void Write(std::u16string_view name, std::span<const compound::Piece> pieces);
-    void Remove(std::u16string_view name);  // does nothing when there is no such stream
     void Commit();
     void Revert() noexcept;
 
@@ -51,6 +49,9 @@ private:
     std::unique_ptr<compound::CompoundFile> file_;
     std::uint64_t generation_ = 0;
 };
+
+// The file that a client's text names. Ill-formed UTF-16 becomes U+FFFD; embedded zeros are an invalid name.
+std::filesystem::path PathOf(std::u16string_view text);
 
 std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access);
 std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,

@@ -17,7 +17,7 @@ decltype(auto) OnStorage(Work&& work) {
     try {
         return std::forward<Work>(work)();
     } catch (const compound::Error& error) {
-        throw Failure(static_cast<HRESULT>(error.status()));
+        throw Failure(static_cast<HRESULT>(error.status()), error.what());
     }
 }
 

@@ -21,6 +21,27 @@ void LoadField(RecordReader& reader, Scalar<T>& field) {
     reader.Read(std::as_writable_bytes(std::span(&field.value, 1)));
 }
 
+// Each value in at least 32 bits, as the tables have always stood.
+template <class Kind, std::size_t... kCounts>
+void SaveField(RecordWriter& writer, const Indexed<Kind, kCounts...>& field) {
+    for (const Kind& place : field.places) {
+        if constexpr (sizeof place.value < sizeof(std::int32_t))
+            writer.I32(place.value);
+        else
+            SaveField(writer, place);
+    }
+}
+
+template <class Kind, std::size_t... kCounts>
+void LoadField(RecordReader& reader, Indexed<Kind, kCounts...>& field) {
+    for (Kind& place : field.places) {
+        if constexpr (sizeof place.value < sizeof(std::int32_t))
+            place.value = static_cast<decltype(place.value)>(reader.I32());
+        else
+            LoadField(reader, place);
+    }
+}
+
 inline void SaveField(RecordWriter& writer, const Text& field) { writer.Text(field.value); }
 inline void LoadField(RecordReader& reader, Text& field) { field.value = reader.Text(); }
 

@@ -111,6 +111,7 @@ Ref<Object> RootDocument::Reach(Entry& entry) {
     object->Bind(entry);
     ReadObject(*object, source);
     directory_.Loaded(entry, object);
+    object->Arrived(Arrival::Loaded);
     return object;
 }
 
@@ -139,11 +140,12 @@ Ref<Object> RootDocument::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
         entry = &Enter(*child, owner.OwnEntry());
         slot.reference = Reference{entry->id, entry->tag};
         if (&owner != this) MarkChanged(owner);
-        return child;
+    } else {
+        child->Bind(*entry);
+        directory_.Loaded(*entry, child);
+        MarkChanged(*child);
     }
-    child->Bind(*entry);
-    directory_.Loaded(*entry, child);
-    MarkChanged(*child);
+    child->Arrived(Arrival::Made);
     return child;
 }
 
@@ -158,8 +160,12 @@ Entry& RootDocument::Enter(Object& object, Entry& owner) {
 }
 
 void RootDocument::MarkChanged(Object& object) {
+    Entry& entry = object.OwnEntry();
     object.SetModified(true);
-    directory_.MarkChanged(object.OwnEntry());
+    directory_.MarkChanged(entry);
+    Object* owner = entry.parent ? entry.parent->object.get() : nullptr;
+    if (owner && owner->Class().kind == ClassKind::Collection)
+        static_cast<CollectionBase&>(*owner).members.names.Rename(entry.id, entry.name);
 }
 
 void RootDocument::Erase(Entry& entry) {
@@ -228,7 +234,7 @@ void RootDocument::Walk(const ReferenceVisitor& visit) {
 // Everything that says whether the file is one of ours is read before the tree in memory is given up for it.
 void RootDocument::OpenFile(std::u16string_view path) {
     if (documentModified_ || file_->IsOpen()) throw Failure(Message::ModifiedBeforeLoading);
-    const std::filesystem::path given(path);
+    const std::filesystem::path given = PathOf(path);
     file_->Replace(OpenCompoundFile(given, Access()));
     struct Release {
         RootDocument& root;
@@ -244,6 +250,9 @@ void RootDocument::OpenFile(std::u16string_view path) {
     if (versionSupport_ < 0 || versionSupport_ == LX_VER_INCOMPATIBLE) throw Failure(Message::FileFormat);
     VersionWord version;
     const RecordReader root = OpenRootRecord(version);
+    const GUID id = RecordReader(root).ObjectReference().id;
+    const ClassInfo* listed = Directory::ListedClass(file_->Find(kDirectoryStream), id);
+    if (listed && listed != &Class()) throw Failure(Message::FileFormat);  // a document of the other kind
     release.treeTouched = true;
     LoadTree(root, version);
     std::error_code ignored;

@@ -137,6 +137,7 @@ public:
     using RootDocument::Load;
     using RootDocument::Modified;
 
+    std::u16string_view ErrorSource() const noexcept override { return Class::kErrorSource; }
     void ForEachChild(const Object::ChildVisitor& visit) override {
         VisitChildFields(static_cast<Class&>(*this), visit);
     }

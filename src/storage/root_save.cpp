@@ -68,7 +68,7 @@ void RootDocument::SaveFile() {
 
 void RootDocument::SaveFileAs(std::u16string_view path) {
     if (IsReadOnly()) throw Failure(kAccessDenied);
-    const std::filesystem::path given(path);
+    const std::filesystem::path given = PathOf(path);
     std::error_code error;
     if (file_->IsOpen() && std::filesystem::equivalent(given, path_, error)) return SaveFile();
     if (!file_->IsOpen() && mayLackObjects_) CheckComplete();

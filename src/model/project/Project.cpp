@@ -6,24 +6,15 @@ namespace {
 constexpr VersionWord kSettingsVersion{1, 1};
 }
 
-void SaveField(RecordWriter& writer, const SpecificationsLink& field) {
-    writer.U16(field.target ? 1 : 0);
-    if (!field.target) return;
-    writer.Guid(field.target->id);
-    writer.Text(field.target->path);
-}
-
-void LoadField(RecordReader& reader, SpecificationsLink& field) {
-    field.target.reset();
-    if (reader.U16() == 0) return;
-    const GUID id = reader.Guid();
-    field.target = {id, reader.Text()};
-}
-
 Ref<Object> CProject::Create() {
     const Ref<CProject> project(new CProject);
     project->Construct(u"PROJECT");
     return Ref<Object>(project.get());
+}
+
+CProject* ProjectOf(const Object& object) {
+    Document* document = object.OwnEntry().document;
+    return document ? dynamic_cast<CProject*>(&document->RootObject()) : nullptr;
 }
 
 void CProject::SaveSettings(RecordWriter& writer) const {

@@ -2,28 +2,25 @@
 #pragma once
 
 #include "arrays/Data.hpp"
+#include "model/project/BoxCfgs.hpp"
+#include "model/project/CrossoverConfigs.hpp"
+#include "model/project/Experiments.hpp"
+#include "model/project/RoomEQs.hpp"
+#include "model/project/SpeakerEQs.hpp"
+#include "model/project/specifications_link.hpp"
 #include "storage/root_document.hpp"
 
 namespace lumvex::inside {
 
-// The Specifications library a project refers to: its ID and the path under which it was last seen.
-class SpecificationsLink {
-public:
-    struct Target {
-        GUID id{};
-        std::u16string path;
-    };
-    std::optional<Target> target;
-};
-
-void SaveField(RecordWriter& writer, const SpecificationsLink& field);
-void LoadField(RecordReader& reader, SpecificationsLink& field);
-
-class CProject final : public Root<CProject, IProject> {
+class CProject final : public Root<CProject, IProject>, public OwnsConfigs {
 public:
     static Ref<Object> Create();
 
-    KeptReference      SpeakerEQs, Experiments, CrossoverConfigs, Rooms, BoxCfgs;
+    Child<CSpeakerEQs> SpeakerEQs;
+    Child<CExperiments> Experiments;
+    Child<CCrossoverConfigs> CrossoverConfigs;
+    Child<CRoomEQs>    Rooms;
+    Child<CBoxCfgs>    BoxCfgs;
     SpecificationsLink Specifications;
     Child<CData>       Data;
     Array              WorkspaceData{LX_UI1};  // the client's own, never interpreted
@@ -43,5 +40,8 @@ struct RecordOf<CProject> : Record<Version{4096, 4096}> {
                    &CProject::Rooms,      &CProject::BoxCfgs,        &CProject::Specifications,
                    &CProject::Data,       &CProject::WorkspaceData};
 };
+
+// The project that an object belongs to; null when it is orphaned or stands in a document of another kind.
+CProject* ProjectOf(const Object& object);
 
 }  // namespace lumvex::inside

@@ -78,9 +78,16 @@ Committed::Committed(Volume& volume)
       miniFatPages_(volume, fat_, volume.Head().FirstMiniFat()),
       miniFat_(miniFatPages_, 0) {}
 
-std::uint32_t Committed::EntryLimit() const {
-    const std::uint64_t limit = std::uint64_t{volume_.SectorCount()} << (volume_.SectorShift() - 7);
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(limit, kMaxSector));
+void Committed::ViewsMoved() noexcept {
+    fatPages_.ForgetLast();
+    directory_.ForgetLast();
+    miniFatPages_.ForgetLast();
+    if (miniStream_) miniStream_->ForgetLast();
+}
+
+std::uint32_t Committed::EntryCount() {
+    const std::uint64_t count = std::uint64_t{directory_.Sectors().Length(fat_)} << (volume_.SectorShift() - 7);
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
 }
 
 void Committed::ReadRoot() {
@@ -133,12 +140,12 @@ std::optional<EntryId> Committed::Find(const FoldedName& name) {
 }
 
 std::optional<EntryId> Committed::Descend(const FoldedName& name) {
-    const std::uint32_t limit = EntryLimit();
-    std::uint32_t steps = 0;
+    constexpr std::uint32_t kUsualDepth = 64;  // deeper than any balanced tree
+    std::uint32_t steps = 0, limit = kUsualDepth;
     EntryId id = TreeTop();
     std::optional<EntryId> found;
     while (id != kNoEntry && !found) {
-        if (++steps > limit) throw Corrupt("the directory's tree is a cycle");
+        if (++steps > limit && steps > (limit = EntryCount())) throw Corrupt("the directory's tree is a cycle");
         const Entry entry = At(id);
         const int order = name.Compare(entry);
         if (order == 0 && IsMember(entry.Type())) found = id;
@@ -146,9 +153,12 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
     }
     steps_ += steps;
     constexpr std::uint64_t kStepsWorthAnIndex = 256;
-    if (steps_ > kStepsWorthAnIndex) {
-        const std::uint32_t entries = directory_.Sectors().Length(fat_) << (volume_.SectorShift() - 7);
-        if (steps_ > entries) BuildIndex();
+    if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
+        try {
+            if (steps_ > EntryCount()) BuildIndex();
+        } catch (const Error&) {  // damage elsewhere does not matter to this name
+            indexFailed_ = true;
+        }
     }
     return found;
 }
@@ -156,7 +166,7 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
 void Committed::BuildIndex() {
     std::uint32_t count = 0;
     std::vector<Slot> found;
-    WalkTree(directory_, TreeTop(), EntryLimit(), [&](EntryId id, const Entry& entry) {
+    WalkTree(directory_, TreeTop(), EntryCount(), [&](EntryId id, const Entry& entry) {
         std::array<char16_t, kMaxNameLength> buffer;
         found.push_back({static_cast<std::uint32_t>(FoldedName(entry.Name(buffer)).Hash()), id});
         ++count;

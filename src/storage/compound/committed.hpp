@@ -16,9 +16,9 @@ class FatPages final : public Pages {
 public:
     explicit FatPages(Volume& volume) : Pages(volume.SectorShift()), volume_(volume) {}
 
-    SectorId Location(std::uint32_t index);                       // Corrupt beyond the last
-    std::optional<SectorId> FindLocation(std::uint32_t index);    // none beyond the last
-    const std::vector<SectorId>& DifatSectors();  // all of them, in order
+    SectorId Location(std::uint32_t index);                     // Corrupt beyond the last
+    std::optional<SectorId> FindLocation(std::uint32_t index);  // none beyond the last
+    const std::vector<SectorId>& DifatSectors();                // all of them, in order
 
 private:
     const std::byte* Fetch(std::uint32_t index) override { return volume_.Sector(Location(index)); }
@@ -60,6 +60,7 @@ public:
     Committed& operator=(const Committed&) = delete;
 
     Volume& OnDisk() { return volume_; }
+    void ViewsMoved() noexcept;                  // the file was mapped again
     void Retire() noexcept { retired_ = true; }  // a later commit took its place
     bool IsRetired() const { return retired_; }
     FatPages& FatSectors() { return fatPages_; }
@@ -71,7 +72,7 @@ public:
     std::uint64_t MiniStreamSize();
 
     bool Empty() const { return volume_.Head().FirstDirectory() == kEndOfChain; }  // nothing was committed yet
-    std::uint32_t EntryLimit() const;  // entries that a file of this length can hold
+    std::uint32_t EntryCount();                                                    // unallocated ones included
     EntryId TreeTop();
     Entry At(EntryId id) { return EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
@@ -102,6 +103,7 @@ private:
     };
     std::vector<Slot> index_;
     std::uint64_t steps_ = 0;
+    bool indexFailed_ = false;
 };
 
 }  // namespace lumvex::compound

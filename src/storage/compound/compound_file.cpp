@@ -10,7 +10,8 @@ namespace {
 
 Header::Bytes ReadHeader(const File& file) {
     Header::Bytes bytes;
-    if (file.Size() < bytes.size()) throw Failure(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
+    if (file.Size() < bytes.size())
+        throw Failure(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
     file.Read(0, bytes);
     return bytes;
 }
@@ -41,7 +42,8 @@ std::unique_ptr<CompoundFile> CompoundFile::Open(std::unique_ptr<File> file, Acc
 
 std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version) {
     if (version != 3 && version != 4) throw Failure(Status::InvalidFlag, "version ", version, ", not 3 or 4");
-    if (file->Size() != 0) throw Failure(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
+    if (file->Size() != 0)
+        throw Failure(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
     auto state = std::make_unique<State>(std::move(file), Header::Make(version), Access::ReadWriteDenyWrite);
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
@@ -51,11 +53,11 @@ std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) {
         if (change->kind == Change::Kind::Removed) return std::nullopt;
-        return Stream(std::make_shared<Stream::Body>(state_->committed, state_->pending, *change));
+        return Stream(std::make_shared<StreamBody>(state_->committed, state_->pending, *change));
     }
     const auto found = state_->committed->Find(folded);
     if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
-    return Stream(std::make_shared<Stream::Body>(state_->committed, *found));
+    return Stream(std::make_shared<StreamBody>(state_->committed, *found));
 }
 
 bool CompoundFile::Contains(std::u16string_view name) const {
@@ -85,11 +87,11 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
     std::vector<const Change*> added;
     state_->pending->ForEach([&added](const Change& change) { added.push_back(&change); });
     std::sort(added.begin(), added.end(),
-              [](const Change* a, const Change* b) { return a->folded.Compare(b->folded) < 0; });
+              [](const Change* a, const Change* b) { return a->Folded().Compare(b->Folded()) < 0; });
     auto next = added.begin();
     const auto visitPendingUpTo = [&](const Entry* entry) {  // true where the entry itself is one of them
         for (; next != added.end(); ++next) {
-            const int order = entry == nullptr ? -1 : (*next)->folded.Compare(*entry);
+            const int order = entry == nullptr ? -1 : (*next)->Folded().Compare(*entry);
             if (order > 0) return false;
             if ((*next)->kind != Change::Kind::Removed) visit((*next)->Name(), (*next)->size);
             if (order == 0) {
@@ -100,7 +102,7 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         return false;
     };
     const int version = state_->volume.Head().Version();
-    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryLimit(),
+    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
              [&](EntryId, const Entry& entry) {
                  std::array<char16_t, kMaxNameLength> buffer;
                  if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))

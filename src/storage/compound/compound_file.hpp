@@ -15,6 +15,8 @@
 
 namespace lumvex::compound {
 
+struct StreamBody;
+
 // A stream of the file as it was when opened. Valid until the next Commit or Revert, or Write or Remove of its name,
 // and never longer than its file.
 class Stream {
@@ -30,9 +32,8 @@ public:
 
 private:
     friend class CompoundFile;
-    struct Body;
-    explicit Stream(std::shared_ptr<Body> body);
-    std::shared_ptr<Body> body_;
+    explicit Stream(std::shared_ptr<StreamBody> body);
+    std::shared_ptr<StreamBody> body_;
 };
 
 class CompoundFile {

@@ -67,7 +67,7 @@ std::optional<DirectoryEditor::Path> DirectoryEditor::PathTo(const FoldedName& n
 }
 
 std::optional<EntryId> DirectoryEditor::Insert(const Change& change) {
-    auto path = PathTo(change.folded, kNoEntry);
+    auto path = PathTo(change.Folded(), kNoEntry);
     if (!path) return std::nullopt;
     const EntryId id = TakeUnused();
     EntryWriter entry = Edit(id);
@@ -76,7 +76,7 @@ std::optional<EntryId> DirectoryEditor::Insert(const Change& change) {
     if (path->empty())
         Edit(0).SetChild(id);
     else
-        SetNext(path->back(), change.folded.Compare(At(path->back())) < 0 ? Side::Left : Side::Right, id);
+        SetNext(path->back(), change.Folded().Compare(At(path->back())) < 0 ? Side::Left : Side::Right, id);
     RestoreAfterInsert(*path, id);
     return id;
 }

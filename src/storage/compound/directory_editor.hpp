@@ -1,5 +1,5 @@
-// Changes the root storage's part of the directory: a few entries by inserting into and taking out of its red-black tree,
-// which touches a handful of pages; many by building the tree anew, perfectly balanced.
+// Changes the root storage's part of the directory: a few entries by inserting into and taking out of its red-black
+// tree, which touches a handful of pages; many by building the tree anew, perfectly balanced.
 #pragma once
 
 #include <optional>

@@ -20,22 +20,30 @@ struct Range {
 
 // An entry of the tree to be: kept, replaced or new.
 struct Member {
-    std::uint64_t key;  // length and the first three units, which decide most comparisons
+    std::uint64_t key;  // decides most comparisons
     const std::byte* entry = nullptr;
     const Change* change = nullptr;
     EntryId id = kNoEntry;
 
     FoldedName Name() const {
-        if (entry == nullptr) return change->folded;
+        if (entry == nullptr) return change->Folded();
         std::array<char16_t, kMaxNameLength> buffer;
         return FoldedName(Entry(entry).Name(buffer));
     }
 };
 
+// Length and the first eight units, cut at the first that does not fit into seven bits: orders as the names do, as far
+// as it goes.
 std::uint64_t KeyOf(const FoldedName& name) {
+    constexpr char16_t kBeyond = 0x7F;
     const std::u16string_view text = name.Text();
     std::uint64_t key = text.size();
-    for (std::size_t i = 0; i < 3; ++i) key = key << 16 | (i < text.size() ? text[i] : 0u);
+    bool fits = true;
+    for (std::size_t i = 0; i < 8; ++i) {
+        const char16_t unit = fits && i < text.size() ? std::min(text[i], kBeyond) : u'\0';
+        fits = fits && unit != kBeyond;
+        key = key << 7 | unit;
+    }
     return key;
 }
 
@@ -100,7 +108,7 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
         EntryWriter(root.data()).MakeRoot();
     } else {
         std::copy_n(committed.At(0).bytes(), kEntrySize, root.begin());
-        WalkTree(pages, committed.TreeTop(), committed.EntryLimit(), [&](EntryId id, const Entry& entry) {
+        WalkTree(pages, committed.TreeTop(), committed.EntryCount(), [&](EntryId id, const Entry& entry) {
             if (reached[id]) throw Corrupt("the directory's tree reaches entry ", id, " twice");
             reached[id] = true;
             const auto change = replaced.find(id);
@@ -118,9 +126,10 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     // Entries that the root's tree does not reach belong to folders; they keep their places, so all others do too.
     const bool renumber = onlyStreams && CountAllocated(pages) <= kept + removed.size() + 1;
     changes.ForEach([&](const Change& change) {
-        if (change.existing == kNoEntry) members.push_back({KeyOf(change.folded), nullptr, &change, kNoEntry});
+        if (change.existing == kNoEntry) members.push_back({KeyOf(change.Folded()), nullptr, &change, kNoEntry});
     });
-    if (!std::is_sorted(members.begin(), members.end(), Before)) std::stable_sort(members.begin(), members.end(), Before);
+    if (!std::is_sorted(members.begin(), members.end(), Before))
+        std::stable_sort(members.begin(), members.end(), Before);
 
     const auto count = static_cast<std::uint32_t>(members.size());
     const BalancedTree tree(count);
@@ -130,7 +139,8 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
         pages.CutTo(0);
         for (std::uint32_t i = 0; i < (count + 1 + perPage - 1) / perPage; ++i) {
             std::byte* bytes = pages.Append(std::byte{0});
-            for (std::uint32_t k = 0; k < perPage; ++k) EntryWriter(bytes + kEntrySize * k).Clear();
+            for (std::uint32_t k = 0; k < perPage; ++k)
+                if (i * perPage + k > count) EntryWriter(bytes + kEntrySize * k).Clear();
         }
         for (std::uint32_t i = 0; i < count; ++i) members[tree.order[i]].id = i + 1;
     } else {

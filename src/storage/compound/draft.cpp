@@ -9,6 +9,7 @@ Draft::Draft(Committed& committed, Space& space)
     : committed_(committed),
       space_(space),
       fat_(committed.FatSectors(), committed.OnDisk().Head().FatSectors(), memory_),
+      table_(fat_),
       oldFatCount_(fat_.Count()),
       keptFatCount_(oldFatCount_),
       oldDifat_(committed.FatSectors().DifatSectors()),
@@ -46,28 +47,8 @@ SectorId Draft::TakeOne() {
     return sector;
 }
 
-void Draft::SetNext(SectorId sector, SectorId next) {
-    const unsigned perPageShift = fat_.Shift() - 2;
-    const std::uint32_t page = sector >> perPageShift;
-    const std::size_t offset = 4 * std::size_t{sector & ((1u << perPageShift) - 1)};
-    while (fat_.Count() <= page) fat_.Append(std::byte{0xFF});
-    if (Load32(fat_.Page(page) + offset) != next) Store32(fat_.Edit(page) + offset, next);
-}
-
-void Draft::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
-    const unsigned perPageShift = fat_.Shift() - 2;
-    const SectorId last = first + count - 1;
-    SetNext(last, next);  // the FAT reaches as far now
-    for (SectorId sector = first; sector < last;) {
-        const std::uint32_t page = sector >> perPageShift;
-        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPageShift));
-        std::byte* entry = fat_.Edit(page) + 4 * std::size_t{sector & ((1u << perPageShift) - 1)};
-        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
-    }
-}
-
 void Draft::Release(SectorId first, std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count; ++i) SetNext(first + i, kFreeSector);
+    table_.FreeRun(first, count);
     if (!released_.empty() && released_.back().first + released_.back().count == first)
         released_.back().count += count;
     else if (count != 0)
@@ -97,24 +78,35 @@ SectorId Draft::Place(Shadow& shadow) {
         const std::uint32_t index = dirty[i].index;
         const bool followedByDirty = i + 1 < dirty.size() && dirty[i + 1].index == index + 1;
         const bool followsDirty = i > 0 && dirty[i - 1].index + 1 == index;
-        SetNext(sectors[i], followedByDirty ? sectors[i + 1] : index + 1 < count ? oldSector(index + 1) : kEndOfChain);
+        table_.SetNext(sectors[i], followedByDirty     ? sectors[i + 1]
+                                   : index + 1 < count ? oldSector(index + 1)
+                                                       : kEndOfChain);
         if (index == 0)
             first = sectors[i];
         else if (!followsDirty)
-            SetNext(oldSector(index - 1), sectors[i]);
+            table_.SetNext(oldSector(index - 1), sectors[i]);
         if (index < shadow.oldCount && index < count) Release(oldSector(index), 1);
         writes_.push_back({sectors[i], dirty[i].bytes});
     }
     if (count < shadow.oldCount) {
-        if (count != 0 && (dirty.empty() || dirty.back().index != count - 1)) SetNext(oldSector(count - 1), kEndOfChain);
+        if (count != 0 && (dirty.empty() || dirty.back().index != count - 1))
+            table_.SetNext(oldSector(count - 1), kEndOfChain);
         ReleaseChain(shadow.chain, count);
     }
     return first;
 }
 
-Draft::Root Draft::PlaceMiniStream() {
-    const SectorId start = Place(*miniStream_);
-    return {start, miniStream_->pages.Count()};
+void Draft::MoveToFront() {
+    constexpr std::uint32_t kSmall = 64;  // sectors, not worth it
+    const std::uint32_t end = space_.Sectors().End(), middle = end / 2;
+    if (end <= kSmall || space_.Sectors().FreeCount() <= middle) return;
+    Directory(), MiniFat(), MiniStream();
+    for (Shadow* shadow : {&*directory_, &*miniFat_, &*miniStream_})
+        for (const Run& run : shadow->chain.Runs(committed_.Fat()))
+            for (std::uint32_t i = 0; i < run.count; ++i)
+                if (run.first + i >= middle && run.index + i < shadow->pages.Count()) shadow->pages.Edit(run.index + i);
+    for (std::uint32_t i = 0; i < keptFatCount_; ++i)
+        if (committed_.FatSectors().Location(i) >= middle) fat_.Edit(i);
 }
 
 void Draft::PlaceStructures(Header& header) {
@@ -156,7 +148,7 @@ void Draft::DropUnusedFat() {
 void Draft::PlaceFat(Header& header) {
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> fat_.Shift()) - 1);
     do {
-        if (space_.Sectors().End() > reserved) SetNext(reserved, kEndOfChain);
+        if (space_.Sectors().End() > reserved) table_.SetNext(reserved, kEndOfChain);
     } while (PlaceDirtyFat() || PlaceDifat());
     for (const ShadowPages::Dirty& page : fat_.DirtyPages()) writes_.push_back({newFat_.at(page.index), page.bytes});
     for (std::uint32_t i = 0; i < kDifatInHeader; ++i)
@@ -174,7 +166,7 @@ bool Draft::PlaceDirtyFat() {
         if (newFat_.contains(page.index)) continue;
         const SectorId sector = TakeOne();
         newFat_.emplace(page.index, sector);
-        SetNext(sector, kFatSector);
+        table_.SetNext(sector, kFatSector);
         if (page.index < keptFatCount_) Release(committed_.FatSectors().Location(page.index), 1);
         placed = true;
     }
@@ -187,7 +179,8 @@ std::uint32_t Draft::DifatNeeded() const {
     return fat_.Count() <= inHeader ? 0 : (fat_.Count() - inHeader + perSector - 1) / perSector;
 }
 
-// How many DIFAT sectors from the first on get new content: those up to the last that changes, as each links to the next.
+// How many DIFAT sectors from the first on get new content: those up to the last that changes, as each links to the
+// next.
 std::uint32_t Draft::DifatChanged() const {
     const auto inHeader = static_cast<std::uint32_t>(kDifatInHeader);
     const std::uint32_t perSector = (1u << (fat_.Shift() - 2)) - 1;
@@ -212,7 +205,7 @@ bool Draft::PlaceDifat() {
         const SectorId sector = TakeOne();
         const std::size_t index = newDifat_.size();
         newDifat_.push_back(sector);
-        SetNext(sector, kDifatSector);
+        table_.SetNext(sector, kDifatSector);
         ReleaseDifat(index);
     }
     if (!difatCut_ && DifatNeeded() < oldDifat_.size()) {

@@ -9,6 +9,7 @@
 #include "storage/compound/committed.hpp"
 #include "storage/compound/shadow_pages.hpp"
 #include "storage/compound/space.hpp"
+#include "storage/compound/table_editor.hpp"
 
 namespace lumvex::compound {
 
@@ -24,19 +25,18 @@ public:
     ShadowPages& MiniFat();
     ShadowPages& MiniStream();
 
-    // FAT entries of the next state.
-    void SetNext(SectorId sector, SectorId next);
-    void LinkRun(SectorId first, std::uint32_t count, SectorId next);
+    TableEditor& Fat() { return table_; }  // to link sectors; those that are not needed any more are released
     // Sectors of the committed state that the next one does not use.
     void Release(SectorId first, std::uint32_t count);
     void ReleaseChain(Chain& chain, std::uint32_t fromIndex = 0);
 
-    // Gives sectors to the pages that changed and enters them all in the header. Once, when all pages are final.
-    struct Root {
-        SectorId start;
-        std::uint32_t pages;
-    };
-    Root PlaceMiniStream();
+    // Where the file is mostly gaps, structures in its second half are moved, so that its tail can be cut.
+    void MoveToFront();
+
+    // Gives sectors to the pages that changed and enters them in the header. Once, when all pages are final; the mini
+    // stream first, as the directory holds where it starts.
+    bool HasMiniStream() const { return miniStream_.has_value(); }
+    SectorId PlaceMiniStream() { return Place(*miniStream_); }
     void PlaceStructures(Header& header);
 
     // Writes what was placed, in file order.
@@ -71,6 +71,7 @@ private:
     Space& space_;
     PageMemory memory_;
     ShadowPages fat_;
+    TableEditor table_;
     std::optional<Shadow> directory_, miniFat_, miniStream_;
 
     std::uint32_t oldFatCount_;

@@ -30,8 +30,7 @@ constexpr CaseRange kCaseRanges[] = {
 
 }  // namespace
 
-char16_t UpperCase(char16_t unit) {
-    if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
+char16_t UpperCaseBeyondAscii(char16_t unit) {
     const auto* range = std::lower_bound(std::begin(kCaseRanges), std::end(kCaseRanges), unit,
                                          [](const CaseRange& at, char16_t value) { return at.last < value; });
     if (range == std::end(kCaseRanges) || unit < range->first || (unit - range->first) % range->step != 0) return unit;

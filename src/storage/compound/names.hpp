@@ -9,7 +9,12 @@
 
 namespace lumvex::compound {
 
-[[nodiscard]] char16_t UpperCase(char16_t unit);
+[[nodiscard]] char16_t UpperCaseBeyondAscii(char16_t unit);
+
+[[nodiscard]] inline char16_t UpperCase(char16_t unit) {
+    if (unit >= 0x80) return UpperCaseBeyondAscii(unit);
+    return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
+}
 
 // A name as it is compared: upper-cased, in place, so that tables of names need no memory of their own.
 class FoldedName {

@@ -26,9 +26,11 @@ public:
         return last_;
     }
 
+    // Where pages stand has changed.
+    void ForgetLast() noexcept { last_ = nullptr; }
+
 protected:
     virtual const std::byte* Fetch(std::uint32_t index) = 0;
-    void ForgetLast() { last_ = nullptr; }
 
 private:
     unsigned shift_;

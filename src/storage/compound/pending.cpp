@@ -7,7 +7,6 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kChangesPerBlock = 256;
 constexpr std::size_t kFirstSlab = std::size_t{1} << 14;
 constexpr std::size_t kLargestSlab = std::size_t{1} << 20;
 
@@ -20,35 +19,36 @@ std::size_t MiniSectors(std::uint64_t size) {
 Change* PendingChanges::Find(const FoldedName& name) {
     if (live_ == 0) return nullptr;
     const auto hash = static_cast<std::uint32_t>(name.Hash());
-    for (std::size_t at = hash & (slots_.size() - 1); slots_[at].change != nullptr;
-         at = (at + 1) & (slots_.size() - 1)) {
-        Change* change = slots_[at].change;
-        if (slots_[at].hash == hash && change->length != 0 && change->folded == name) return change;
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t at = hash & mask; slots_[at].number != 0; at = (at + 1) & mask) {
+        if (slots_[at].hash != hash) continue;
+        Change& change = At(slots_[at].number);
+        if (change.length != 0 && change.Folded() == name) return &change;
     }
     return nullptr;
 }
 
 Change& PendingChanges::Add(std::u16string_view name, const FoldedName& folded, EntryId existing) {
     if (2 * (used_ + 1) > slots_.size()) Grow();
-    if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
+    if (blocks_.empty() || blocks_.back().size() == kChangesPerBlock) {
         std::vector<Change> block;
-        block.reserve(blocks_.empty() ? 8 : kChangesPerBlock);
+        block.reserve(kChangesPerBlock);
         blocks_.push_back(std::move(block));
     }
     Change& change = blocks_.back().emplace_back();
-    change.folded = folded;
     std::copy(name.begin(), name.end(), change.units.begin());
     change.length = static_cast<std::uint8_t>(name.size());
     change.existing = existing;
-    Insert(static_cast<std::uint32_t>(folded.Hash()), change);
+    const std::size_t number = (blocks_.size() - 1) * kChangesPerBlock + blocks_.back().size();
+    Insert({static_cast<std::uint32_t>(folded.Hash()), static_cast<std::uint32_t>(number)});
     ++live_;
     return change;
 }
 
-void PendingChanges::Insert(std::uint32_t hash, Change& change) {
-    std::size_t at = hash & (slots_.size() - 1);
-    while (slots_[at].change != nullptr) at = (at + 1) & (slots_.size() - 1);
-    slots_[at] = {hash, &change};
+void PendingChanges::Insert(Slot slot) {
+    std::size_t at = slot.hash & (slots_.size() - 1);
+    while (slots_[at].number != 0) at = (at + 1) & (slots_.size() - 1);
+    slots_[at] = slot;
     ++used_;
 }
 
@@ -57,7 +57,7 @@ void PendingChanges::Grow() {
     old.swap(slots_);
     used_ = 0;
     for (const Slot& slot : old)
-        if (slot.change != nullptr && slot.change->length != 0) Insert(slot.hash, *slot.change);
+        if (slot.number != 0 && At(slot.number).length != 0) Insert(slot);
 }
 
 void PendingChanges::Erase(Change& change) {

@@ -14,22 +14,27 @@
 
 namespace lumvex::compound {
 
+// Content in sectors of its own.
+struct LargeContent {
+    std::vector<Run> runs;         // all of it
+    std::vector<Run> fresh;        // those that were written for this change
+    bool keepsOldSectors = false;  // the others are the committed stream's
+};
+
 struct Change {
     enum class Kind : std::uint8_t { Removed, Small, Large };
 
-    FoldedName folded;
     std::array<char16_t, kMaxNameLength> units{};
     std::uint8_t length = 0;
     Kind kind = Kind::Removed;
-    bool keepsOldSectors = false;  // Large: the sectors that are not in fresh are the committed stream's
     EntryId existing = kNoEntry;   // the committed stream that is replaced or removed
-    std::byte* small = nullptr;    // Small, not empty
-    std::uint64_t size = 0;        // bytes
     SectorId start = kEndOfChain;  // where the draft of the next state has it
-    std::vector<Run> runs;         // Large: all sectors
-    std::vector<Run> fresh;        // those of them that were written for this change
+    std::uint64_t size = 0;        // bytes
+    std::byte* small = nullptr;    // Small, not empty: whole mini sectors
+    std::unique_ptr<LargeContent> large;
 
     std::u16string_view Name() const { return {units.data(), length}; }
+    FoldedName Folded() const { return FoldedName(Name()); }
 };
 
 class PendingChanges {
@@ -49,20 +54,24 @@ public:
                 if (change.length != 0) visit(change);
     }
 
-    std::byte* TakeSmall(std::uint64_t size);
+    std::byte* TakeSmall(std::uint64_t size);  // room for whole mini sectors
     void GiveSmall(std::byte* bytes, std::uint64_t size);
 
 private:
     struct Slot {
         std::uint32_t hash = 0;
-        Change* change = nullptr;  // an erased one stays in the chain of slots, with length 0
+        std::uint32_t number = 0;  // of a change, from 1; 0: empty. Erased changes stay in the way, with length 0.
     };
+    Change& At(std::uint32_t number) {
+        return blocks_[(number - 1) / kChangesPerBlock][(number - 1) % kChangesPerBlock];
+    }
     void Grow();
-    void Insert(std::uint32_t hash, Change& change);
+    void Insert(Slot slot);
 
+    static constexpr std::uint32_t kChangesPerBlock = 256;
     std::vector<std::vector<Change>> blocks_;  // blocks never grow, so that changes keep their addresses
     std::vector<Slot> slots_;
-    std::size_t used_ = 0, live_ = 0;
+    std::size_t used_ = 0, live_ = 0;  // slots, changes
 
     std::vector<std::unique_ptr<std::byte[]>> slabs_;
     std::size_t slabSize_ = 0, slabUsed_ = 0;

@@ -1,4 +1,5 @@
-// The pages of a structure in the next state of the file: pages of the committed one, edited copies of some, and new ones.
+// The pages of a structure in the next state of the file: pages of the committed one, edited copies of some, and new
+// ones.
 #pragma once
 
 #include <cstring>
@@ -29,6 +30,7 @@ public:
 
     std::byte* Edit(std::uint32_t index);
     std::byte* Append(std::byte fill);
+    void AppendView(std::byte* page) { appended_.push_back(page); }  // of memory that outlives this
     void CutTo(std::uint32_t count);
 
     // Ascending: the pages that differ from the committed ones.

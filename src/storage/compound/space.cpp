@@ -56,7 +56,8 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
     const Volume& volume = committed.OnDisk();
     const std::uint32_t pages = volume.Head().FatSectors();
     if (pages > volume.SectorCount()) throw Corrupt(pages, " FAT sectors in a file of ", volume.SectorCount());
-    if (committed.FatSectors().FindLocation(pages)) throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
+    if (committed.FatSectors().FindLocation(pages))
+        throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> volume.SectorShift()) - 1);
     sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved);
     if (alone_ || sectors_.FreeCount() == 0 || !file_.ReaderOlderThan(volume.Head().Generation())) return;
@@ -87,12 +88,11 @@ void Space::ConfirmHold() noexcept {
     uncertain_ = false;
 }
 
-bool Space::ReleaseHeld() {
+void Space::ReleaseHeld() {
     while (!held_.empty() && (alone_ || !file_.ReaderOlderThan(held_.front().generation))) {
         for (const Run& run : held_.front().runs) sectors_.Give(run.first, run.count);
         held_.pop_front();
     }
-    return held_.empty();
 }
 
 }  // namespace lumvex::compound

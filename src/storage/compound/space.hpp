@@ -30,8 +30,7 @@ public:
     void ConfirmHold() noexcept;
     void CancelHold() noexcept { held_.pop_back(); }
 
-    // Brings in what no reader needs any more. True when nothing is held back then.
-    bool ReleaseHeld();
+    void ReleaseHeld();  // brings in what no reader needs any more
 
 private:
     struct Held {
@@ -43,7 +42,7 @@ private:
     bool alone_;
     bool uncertain_ = false;
     FreeMap sectors_;
-    std::deque<Held> held_;   // oldest first
+    std::deque<Held> held_;  // oldest first
     std::vector<Run> resting_;
 };
 

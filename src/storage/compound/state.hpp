@@ -35,17 +35,22 @@ struct CompoundFile::State {
     Access access;
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;
-    std::optional<Space> space;         // from the first write on
-    std::optional<FreeMap> freeMini;    // of the committed state, once it was needed
-    std::uint32_t lastGeneration;       // that was written, be it in vain
+    std::optional<Space> space;       // from the first write on
+    std::optional<FreeMap> freeMini;  // of the committed state, once it was needed
+    std::uint32_t lastGeneration;     // that was written, be it in vain
+
+    std::uint32_t gatheredEnd = 0;  // the file's end when last no stream was found to be moved to the front
 
 private:
     struct Commit;  // one commit under way
 
+    void MoveStreamsToFront();
+    bool MoveStream(EntryId id, std::uint32_t middle);
+    void CutFreeTail() noexcept;
     void DropContent(Change& change);
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, std::span<const Piece> content);
-    void WriteDifferences(Change& change, Stream::Body& old, std::span<const Piece> content,
+    void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                           const std::vector<Run>& differing);
     void WriteRun(const Run& run, PieceCursor& content);
 };

@@ -16,7 +16,7 @@ std::uint32_t Clamped(std::uint64_t count) {
 
 }  // namespace
 
-Stream::Body::Body(std::shared_ptr<Committed> from, EntryId id) : committed(std::move(from)) {
+StreamBody::StreamBody(std::shared_ptr<Committed> from, EntryId id) : committed(std::move(from)) {
     const Volume& volume = committed->OnDisk();
     const Entry entry = committed->At(id);
     size = entry.Size(volume.Head().Version());
@@ -27,16 +27,17 @@ Stream::Body::Body(std::shared_ptr<Committed> from, EntryId id) : committed(std:
     chain = Chain(size == 0 ? kEndOfChain : entry.Start());
 }
 
-Stream::Body::Body(std::shared_ptr<Committed> from, std::shared_ptr<PendingChanges> changes, const Change& change)
+StreamBody::StreamBody(std::shared_ptr<Committed> from, std::shared_ptr<PendingChanges> changes, const Change& change)
     : committed(std::move(from)),
       pending(std::move(changes)),
       size(change.size),
       isMini(change.kind == Change::Kind::Small),
       isFresh(true),
-      small(change.small),
-      runs(change.runs) {}
+      small(change.small) {
+    if (change.large) runs = change.large->runs;
+}
 
-Stream::Body::Extent Stream::Body::ExtentAt(std::uint64_t offset, std::uint64_t count) {
+StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t count) {
     const Volume& volume = committed->OnDisk();
     const unsigned shift = volume.SectorShift();
     const std::uint64_t sectorMask = volume.SectorSize() - 1;
@@ -67,13 +68,13 @@ Stream::Body::Extent Stream::Body::ExtentAt(std::uint64_t offset, std::uint64_t 
                    adjacent);
 }
 
-void Stream::Body::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
+void StreamBody::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
     if (committed->IsRetired()) throw Failure(Status::ReadFault, "the stream was opened before the last commit");
     if (offset > size || count > size - offset)
         throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + count, " of a stream of ", size);
 }
 
-void Stream::Body::Read(std::uint64_t offset, std::span<std::byte> bytes) {
+void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
     RequireWithin(offset, bytes.size());
     if (small != nullptr) {
         std::copy_n(small + offset, bytes.size(), bytes.begin());
@@ -98,7 +99,7 @@ void Stream::Body::Read(std::uint64_t offset, std::span<std::byte> bytes) {
     }
 }
 
-Stream::Stream(std::shared_ptr<Body> body) : body_(std::move(body)) {}
+Stream::Stream(std::shared_ptr<StreamBody> body) : body_(std::move(body)) {}
 
 std::uint64_t Stream::Size() const { return body_->size; }
 
@@ -111,7 +112,7 @@ const std::byte* Stream::Contiguous(std::uint64_t offset, std::uint64_t count) c
     if (count == 0) return &kNothing;
     if (body_->isFresh) return nullptr;
     const Volume& volume = body_->committed->OnDisk();
-    Body::Extent extent = body_->ExtentAt(offset, count);
+    StreamBody::Extent extent = body_->ExtentAt(offset, count);
     const std::uint64_t start = extent.offset;
     for (std::uint64_t known = extent.count; known < count; known += extent.count) {
         extent = body_->ExtentAt(offset + known, count - known);

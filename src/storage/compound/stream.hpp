@@ -10,11 +10,11 @@
 
 namespace lumvex::compound {
 
-struct Stream::Body {
+struct StreamBody {
     // A stream of the committed state. Corrupt where its size cannot be.
-    Body(std::shared_ptr<Committed> committed, EntryId id);
+    StreamBody(std::shared_ptr<Committed> committed, EntryId id);
     // A stream written since.
-    Body(std::shared_ptr<Committed> committed, std::shared_ptr<PendingChanges> pending, const Change& change);
+    StreamBody(std::shared_ptr<Committed> committed, std::shared_ptr<PendingChanges> pending, const Change& change);
 
     // Adjacent bytes of the file, at most count, from an offset of the stream on.
     struct Extent {

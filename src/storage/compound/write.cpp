@@ -15,7 +15,7 @@ constexpr std::array<std::byte, 4096> kZeros{};
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Both are large.
-std::optional<std::vector<Run>> DifferingSectors(Stream::Body& old, PieceCursor content, std::uint64_t size) {
+std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor content, std::uint64_t size) {
     const Volume& volume = old.committed->OnDisk();
     const std::uint64_t sectorSize = volume.SectorSize();
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
@@ -29,7 +29,7 @@ std::optional<std::vector<Run>> DifferingSectors(Stream::Body& old, PieceCursor 
         bool same = begin + length <= old.size;
         if (same) {
             if (begin == mappedEnd) {
-                const Stream::Body::Extent extent = old.ExtentAt(begin, old.size - begin);
+                const StreamBody::Extent extent = old.ExtentAt(begin, old.size - begin);
                 mapped = volume.Bytes(extent.offset, extent.count);
                 mappedEnd = begin + extent.count;
             } else {
@@ -62,14 +62,12 @@ Space& CompoundFile::State::FreeSpace() {
 }
 
 void CompoundFile::State::DropContent(Change& change) {
-    if (change.kind == Change::Kind::Large) space->Discard(change.fresh);
-    if (change.kind == Change::Kind::Small && change.small != nullptr) pending->GiveSmall(change.small, change.size);
+    if (change.large) space->Discard(change.large->fresh);
+    if (change.small != nullptr) pending->GiveSmall(change.small, change.size);
     change.kind = Change::Kind::Removed;
     change.small = nullptr;
+    change.large.reset();
     change.size = 0;
-    change.runs.clear();
-    change.fresh.clear();
-    change.keepsOldSectors = false;
 }
 
 void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
@@ -88,7 +86,7 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     else if (const auto found = committed->Find(folded))
         existing = *found;
     const bool large = !committed->IsMini(written.size);
-    std::optional<Stream::Body> old;
+    std::optional<StreamBody> old;
     std::optional<std::vector<Run>> differing;
     if (existing != kNoEntry) {
         if (committed->At(existing).Type() != EntryType::Stream)
@@ -124,11 +122,9 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     }
     DropContent(*change);
     change->kind = written.kind;
-    change->keepsOldSectors = written.keepsOldSectors;
     change->small = written.small;
+    change->large = std::move(written.large);
     change->size = written.size;
-    change->runs = std::move(written.runs);
-    change->fresh = std::move(written.fresh);
 }
 
 void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> content) {
@@ -136,27 +132,33 @@ void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> cont
     change.kind = Change::Kind::Small;
     std::byte* to = change.small;
     for (const Piece& piece : content) to = std::copy(piece.begin(), piece.end(), to);
+    if (change.size % kMiniSectorSize != 0)
+        std::fill_n(to, kMiniSectorSize - change.size % kMiniSectorSize, std::byte{0});
 }
 
 void CompoundFile::State::WriteWhole(Change& change, std::span<const Piece> content) {
     change.kind = Change::Kind::Large;
-    change.fresh = space->Sectors().TakeRuns(static_cast<std::uint32_t>(volume.SectorsFor(change.size)));
-    change.runs = change.fresh;
+    change.large = std::make_unique<LargeContent>();
+    LargeContent& large = *change.large;
+    large.fresh = space->Sectors().TakeRuns(static_cast<std::uint32_t>(volume.SectorsFor(change.size)));
+    large.runs = large.fresh;
     PieceCursor cursor(content);
-    for (const Run& run : change.fresh) WriteRun(run, cursor);
+    for (const Run& run : large.fresh) WriteRun(run, cursor);
 }
 
-void CompoundFile::State::WriteDifferences(Change& change, Stream::Body& old, std::span<const Piece> content,
+void CompoundFile::State::WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                                            const std::vector<Run>& differing) {
     change.kind = Change::Kind::Large;
-    change.keepsOldSectors = true;
+    change.large = std::make_unique<LargeContent>();
+    LargeContent& large = *change.large;
+    large.keepsOldSectors = true;
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     std::uint32_t done = 0;
-    const auto append = [&change](const Run& run) {
-        if (!change.runs.empty() && change.runs.back().first + change.runs.back().count == run.first)
-            change.runs.back().count += run.count;
+    const auto append = [&large](const Run& run) {
+        if (!large.runs.empty() && large.runs.back().first + large.runs.back().count == run.first)
+            large.runs.back().count += run.count;
         else
-            change.runs.push_back(run);
+            large.runs.push_back(run);
     };
     const auto keepUntil = [&](std::uint32_t index) {
         while (done < index) {
@@ -169,9 +171,9 @@ void CompoundFile::State::WriteDifferences(Change& change, Stream::Body& old, st
     std::uint64_t at = 0;
     for (const Run& run : differing) {
         keepUntil(run.index);
-        change.fresh.reserve(change.fresh.size() + 1);
+        large.fresh.reserve(differing.size());
         const Run fresh{run.index, space->Sectors().Take(run.count), run.count};
-        change.fresh.push_back(fresh);
+        large.fresh.push_back(fresh);
         append(fresh);
         done += run.count;
         const std::uint64_t begin = std::uint64_t{run.index} << volume.SectorShift();
@@ -188,7 +190,8 @@ void CompoundFile::State::WriteRun(const Run& run, PieceCursor& content) {
     std::uint64_t rest = std::uint64_t{run.count} << volume.SectorShift();
     while (rest != 0) {
         Piece next = content.Next(rest);
-        if (next.empty()) next = Piece(kZeros.data(), static_cast<std::size_t>(std::min<std::uint64_t>(rest, kZeros.size())));
+        if (next.empty())
+            next = Piece(kZeros.data(), static_cast<std::size_t>(std::min<std::uint64_t>(rest, kZeros.size())));
         pieces.push_back(next);
         rest -= next.size();
     }
@@ -213,7 +216,7 @@ void CompoundFile::State::Remove(std::u16string_view name) {
 
 void CompoundFile::State::Revert() noexcept {
     pending->ForEach([this](Change& change) {
-        if (change.kind == Change::Kind::Large) space->Discard(change.fresh);
+        if (change.large) space->Discard(change.large->fresh);
     });
     pending = std::make_shared<PendingChanges>();
 }

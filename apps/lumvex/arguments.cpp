@@ -1,0 +1,39 @@
+#include "arguments.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+namespace lumvex::app {
+
+std::vector<std::string> ParserArguments(int count, const char* const* values) {
+    std::vector<std::string> arguments(values + std::min(count, 1), values + count);
+    const bool listsFiles = !arguments.empty() && (arguments[0] == "import" || arguments[0] == "compare");
+    if (listsFiles) {
+        // In a list of files the parser would take "[a,b]" apart, and it stumbles over "--" behind the first of them.
+        const auto mark = std::find(arguments.begin(), arguments.end(), "--");
+        for (auto file = arguments.begin() + 1; file != arguments.end(); ++file) {
+            const bool isList = file->starts_with('[') && file->ends_with(']');
+            const bool isOption = file > mark && file->starts_with('-');
+            if (isList || isOption) file->insert(0, "./");
+        }
+        if (mark != arguments.end()) arguments.erase(mark);
+    }
+    std::reverse(arguments.begin(), arguments.end());
+    return arguments;
+}
+
+CLI::Option* AddDocument(CLI::App& command, std::filesystem::path& document, const std::string& help) {
+    return command.add_option("DOC", document, help)->type_name("")->required();
+}
+
+std::string ExitStatusHelp(const std::string& incomplete) {
+    return "Exit status:\n"
+           "  0  all done\n"
+           "  1  " +
+           incomplete +
+           "\n"
+           "  2  wrong usage; nothing was done\n"
+           "  3  DOC could not be opened, read or saved; it is as it was before";
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,45 @@
+#include <iostream>
+#include <memory>
+
+#include "arguments.hpp"
+#include "commands.hpp"
+#include "document.hpp"
+#include "files/text_encoding.hpp"
+#include "lumvex/diagnostics.hpp"
+#include "progress_line.hpp"
+
+namespace lumvex::app {
+
+namespace {
+
+ExitStatus Run(const std::filesystem::path& document) {
+    ProgressLine progress("checking");
+    const auto problems = OnDocument(document, "cannot be checked", [&] {
+        return CheckDocument(document, [&](std::size_t done, std::size_t total) { progress.Show(done, total); });
+    });
+    progress.Clear();
+    const std::string name = Utf8(document);
+    for (const DocumentProblem& problem : problems)
+        std::cout << name << ": " << problem.where << ": " << problem.what << '\n';
+    if (problems.empty()) {
+        std::cout << name << ": sound\n";
+    } else {
+        std::cout << name << ": " << problems.size() << (problems.size() == 1 ? " problem\n" : " problems\n");
+    }
+    return problems.empty() ? kDone : kIncomplete;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Command& chosen) {
+    const auto document = std::make_shared<std::filesystem::path>();
+    CLI::App* command = app.add_subcommand("check", "Check the structure of a document's file and every record in it");
+    AddDocument(*command, *document, "the document; read, never changed");
+    command->footer(
+        "All of the file is read: the compound file's tables and chains, the root's streams, the object directory and\n"
+        "every object's record. Each problem is printed on a line of its own with its place.\n\n" +
+        ExitStatusHelp("problems were found"));
+    command->callback([document, &chosen] { chosen = [document] { return Run(*document); }; });
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,118 @@
+#include "document.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <iomanip>
+#include <sstream>
+#include <system_error>
+
+#include "files/text_encoding.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The storage system gives statuses without texts. Null for any other status.
+const char* WordsOf(HRESULT status) {
+    switch (status) {
+        case STG_E_FILENOTFOUND:
+            return "there is no such file";
+        case STG_E_PATHNOTFOUND:
+            return "there is no such folder";
+        case STG_E_TOOMANYOPENFILES:
+            return "too many files are open";
+        case STG_E_ACCESSDENIED:
+            return "permission denied";
+        case STG_E_INSUFFICIENTMEMORY:
+        case E_OUTOFMEMORY:
+            return "out of memory";
+        case STG_E_WRITEFAULT:
+            return "the file cannot be written";
+        case STG_E_READFAULT:
+            return "the file cannot be read, or something is missing from it";
+        case STG_E_SHAREVIOLATION:
+            return "another program has the file open";
+        case STG_E_FILEALREADYEXISTS:
+            return "it is no compound file";
+        case STG_E_MEDIUMFULL:
+            return "the disk is full";
+        case STG_E_INVALIDHEADER:
+            return "the header of the file is damaged";
+        case STG_E_INVALIDNAME:
+            return "the name is too long or not allowed";
+        case STG_E_DOCFILECORRUPT:
+            return "the file is damaged";
+        default:
+            return nullptr;
+    }
+}
+
+std::string StatusText(HRESULT status) {
+    std::ostringstream text;
+    text << "status 0x" << std::uppercase << std::hex << std::setw(8) << std::setfill('0')
+         << static_cast<std::uint32_t>(status);
+    return text.str();
+}
+
+// What stands at the path says more than the status alone.
+std::string ReasonAt(const fs::path& document, const Error& error) {
+    std::error_code ignored;
+    const fs::file_status found = fs::status(document, ignored);
+    std::string reason;
+    if (error.Status() == STG_E_ACCESSDENIED && fs::is_directory(found)) {
+        reason = "it is a directory";
+    } else if (error.Status() == STG_E_ACCESSDENIED && fs::exists(found) && !fs::is_regular_file(found)) {
+        reason = "it is a device or pipe";
+    } else if (error.Status() == STG_E_FILENOTFOUND && fs::is_regular_file(found)) {
+        reason = "it is a compound file, but it holds no project";
+    } else {
+        return Describe(error);
+    }
+    return reason + " (" + StatusText(error.Status()) + ")";
+}
+
+}  // namespace
+
+DocumentError::DocumentError(const fs::path& document, const std::string& attempt, const std::string& reason)
+    : std::runtime_error(Utf8(document) + ": " + attempt + ": " + reason) {}
+
+DocumentError::DocumentError(const fs::path& document, const std::string& attempt, const Error& reason)
+    : DocumentError(document, attempt, ReasonAt(document, reason)) {}
+
+Project OpenProject(const fs::path& document, LXAccessMode mode) {
+    const std::u16string path = PathText(document);
+    return OnDocument(document, "cannot be opened", [&] {
+        Project project = Project::Create();
+        project.AccessMode(mode);
+        project.OpenFile(path);
+        return project;
+    });
+}
+
+std::u16string PathText(const fs::path& document) {
+    const std::u8string text = document.u8string();
+    const std::string_view bytes(reinterpret_cast<const char*>(text.data()), text.size());
+    if (ValidUtf8(bytes) != bytes) throw DocumentError(document, "cannot be opened", "its name is no valid UTF-8");
+    return FromUtf8(bytes);
+}
+
+std::string Describe(const Error& error) {
+    const char* words = WordsOf(error.Status());
+    std::string text = words ? words : error.what();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    const std::string status = StatusText(error.Status());
+    return text == status ? text : text + " (" + status + ")";
+}
+
+std::string Shown(std::u16string_view text) {
+    std::u16string shown(text);
+    for (char16_t& unit : shown) {
+        if (unit < 0x20) unit = static_cast<char16_t>(0x2400 + unit);
+        if (unit >= 0x7F && unit < 0xA0) unit = unit == 0x7F ? u'\u2421' : u'\uFFFD';
+    }
+    return ToUtf8(shown);
+}
+
+}  // namespace lumvex::app

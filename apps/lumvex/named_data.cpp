@@ -1,0 +1,52 @@
+#include "named_data.hpp"
+
+#include <cstring>
+#include <new>
+
+namespace lumvex::app {
+
+namespace {
+
+// One column is an array of one dimension; only where it has but one value, which is refused in that form, of two.
+Array ArrayOf(const MeasurementFile& file) {
+    if (file.values.size() != 1) return Array::FromColumns(file.values, file.rows, file.columns);
+    SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
+    SAFEARRAY* array = SafeArrayCreate(VT_R4, 2, bounds);
+    if (!array) throw std::bad_alloc();
+    Variant made = Variant::FromArray(VT_R4, array);
+    std::memcpy(array->pvData, file.values.data(), sizeof(float));
+    return Array(std::move(made));
+}
+
+}  // namespace
+
+Datum NamedData::Find(std::u16string_view name) {
+    const std::u16string wanted(name);
+    const auto found = positions_.find(wanted);
+    if (found != positions_.end()) return collection_.Item(found->second);
+    for (const LONG count = collection_.Count(); known_ < count;) {
+        Datum datum = collection_.Item(known_ + 1);
+        ++known_;
+        const auto added = positions_.emplace(datum.Name(), known_).first;
+        if (Equal()(added->first, wanted)) return datum;
+    }
+    return {};
+}
+
+void Store(const MeasurementFile& file, Datum datum) {
+    datum.Data(ArrayOf(file));
+    datum.SampleRate(file.sampleRate);
+    datum.Timestamp(ToDate(file.modified));
+}
+
+Array NumbersOf(const Datum& datum) {
+    Array array(datum.Data());
+    if (!array.Empty() && array.Type() != VT_R4) throw Error(DISP_E_TYPEMISMATCH, "the array holds no numbers");
+    return array;
+}
+
+std::string ShapeText(std::size_t rows, std::size_t columns) {
+    return std::to_string(rows) + " x " + std::to_string(columns);
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,46 @@
+// The named arrays of a project: found by name, made from a measurement file and turned back into one.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "files/measurement_file.hpp"
+#include "lumvex/lumvex.hpp"
+
+namespace lumvex::app {
+
+// Finds data by name, regardless of case; of several the first, as the collection itself does. Loads each datum at most
+// once, and none behind the last one found. Data may be added meanwhile, but not removed or renamed.
+class NamedData {
+public:
+    explicit NamedData(Data collection) : collection_(std::move(collection)) {}
+
+    Datum Find(std::u16string_view name);  // empty: there is none of this name
+
+private:
+    struct Hash {
+        std::size_t operator()(const std::u16string& name) const { return HashNoCase(name); }
+    };
+    struct Equal {
+        bool operator()(const std::u16string& left, const std::u16string& right) const {
+            return CompareNoCase(left, right) == 0;
+        }
+    };
+
+    Data collection_;
+    LONG known_ = 0;  // positions up to this one are in the map
+    std::unordered_map<std::u16string, LONG, Hash, Equal> positions_;
+};
+
+// Puts the file's array, sample rate and date into the datum; nothing of it when the array is refused.
+void Store(const MeasurementFile& file, Datum datum);
+
+// The datum's array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
+Array NumbersOf(const Datum& datum);
+
+std::string ShapeText(std::size_t rows, std::size_t columns);  // "480 x 3"
+
+}  // namespace lumvex::app

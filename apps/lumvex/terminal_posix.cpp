@@ -1,0 +1,21 @@
+#include <poll.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "terminal.hpp"
+
+namespace lumvex::app {
+
+void KeepRunningWithoutReader() { std::signal(SIGPIPE, SIG_IGN); }
+
+bool OutputHasReader() {
+    struct pollfd output {
+        STDOUT_FILENO, POLLOUT, 0
+    };
+    return ::poll(&output, 1, 0) <= 0 || (output.revents & POLLERR) == 0;
+}
+
+bool ErrorsGoToTerminal() { return ::isatty(STDERR_FILENO) != 0; }
+
+}  // namespace lumvex::app

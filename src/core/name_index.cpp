@@ -1,0 +1,40 @@
+#include "core/name_index.hpp"
+
+namespace lumvex::inside {
+
+void NameIndex::Add(const Reference& member, std::u16string_view name) {
+    const Place place{HashNoCase(name), nextRank_};
+    // A broken file may list a member twice: the first counts.
+    if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
+    ++nextRank_;
+    ++covered_;
+}
+
+void NameIndex::Rename(const GUID& member, std::u16string_view name) {
+    if (covered_ == 0) return;
+    const auto found = places_.find(member);
+    if (found == places_.end()) return;
+    const Place renamed{HashNoCase(name), found->second.second};
+    if (renamed == found->second) return;
+    auto node = byName_.extract(found->second);
+    node.key() = renamed;
+    byName_.insert(std::move(node));
+    found->second = renamed;
+}
+
+void NameIndex::Erase(const GUID& member, std::size_t index) {
+    if (index >= covered_) return;
+    --covered_;
+    const auto found = places_.find(member);
+    if (found == places_.end()) return;
+    byName_.erase(found->second);
+    places_.erase(found);
+}
+
+void NameIndex::Clear() {
+    byName_.clear();
+    places_.clear();
+    covered_ = 0;
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,14 @@
+// The output positions of a profile.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/BoxCfgSpkr.hpp"
+
+namespace lumvex::inside {
+
+class CBoxCfgSpkrs final : public Collection<CBoxCfgSpkrs, IBoxCfgSpkrs> {
+public:
+    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
+};
+
+}  // namespace lumvex::inside

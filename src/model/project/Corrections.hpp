@@ -1,0 +1,14 @@
+// The corrections designed for a speaker in one configuration.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/Correction.hpp"
+
+namespace lumvex::inside {
+
+class CCorrections final : public Collection<CCorrections, ICorrections> {
+public:
+    Ref<Object> Add(std::u16string_view name, IMeasurement* measurement);  // which may be null
+};
+
+}  // namespace lumvex::inside

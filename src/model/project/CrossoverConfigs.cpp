@@ -1,0 +1,28 @@
+#include "model/project/CrossoverConfigs.hpp"
+
+namespace lumvex::inside {
+
+// Making the entries is no change of the document, as making the collection is none.
+void CCrossoverConfigs::Arrived(Arrival how) {
+    if (how != Arrival::Made) return;
+    Document& document = ResolveRoot();
+    const Ref<CConfigs> configs = ConfigsOf(*this);
+    for (LONG position = 1; position <= configs->Count(); ++position) {
+        const Ref<CConfig> config = configs->Item(position);
+        const Ref<Object> made = Class().member()->create();
+        Entry& entry = document.Enter(*made, OwnEntry());
+        entry.name = config->Name();
+        auto& crossover = static_cast<CCrossoverConfig&>(*made);
+        crossover.timestamp = LocalTimeNow();
+        crossover.Config.Point(config->ConfigID());
+        members.Append({entry.id, entry.tag});
+    }
+}
+
+Ref<Object> CCrossoverConfigs::FindCounterpart(ItemBase& other) {
+    const LXConfig wanted = static_cast<const CCrossoverConfig&>(other).Config.Id();
+    return FindFirst(
+        [&](const Object& member) { return static_cast<const CCrossoverConfig&>(member).Config.Id() == wanted; });
+}
+
+}  // namespace lumvex::inside

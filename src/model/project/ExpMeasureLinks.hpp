@@ -1,0 +1,14 @@
+// The measurements taken with an experiment.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/ExpMeasureLink.hpp"
+
+namespace lumvex::inside {
+
+class CExpMeasureLinks final : public Collection<CExpMeasureLinks, IExpMeasureLinks> {
+public:
+    Ref<Object> Add(IMeasurement* target) { return AddLink(LinkTarget<CMeasurement>::Checked(target, *this)); }
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,44 @@
+#include "model/project/Measurement.hpp"
+
+#include <algorithm>
+
+#include "automation/user_date.hpp"
+#include "model/project/Experiment.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+constexpr LONG kUsualRate = 48000;  // goes without saying
+constexpr unsigned kLastSwapped = 0, kLastInSeconds = 6;
+}  // namespace
+
+LONG CMeasurement::SampleRate() const {
+    ResolveRoot();
+    return sampleRate.value;
+}
+
+std::u16string CMeasurement::DisplayName() {
+    std::u16string text = Name() + u" (";
+    if (sampleRate.value != kUsualRate) text += FromUtf8(std::to_string(sampleRate.value / 1000)) + u"kHz ";
+    if (const Ref<Object> experiment = Experiment.Get(*this))
+        text += experiment->DisplayName() + u" - ";
+    return text + UserDate(timestamp) + u" " + UserTime(timestamp) + u")";
+}
+
+// The oldest records have two channels the wrong way round; the start of the window, but not its end, was in seconds.
+void CMeasurement::Upgrade(VersionWord from) {
+    if (from.Writer() <= kLastSwapped) SwapFirstChannels();
+    if (from.Writer() <= kLastInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;
+}
+
+void CMeasurement::SwapFirstChannels() {
+    if (!Data.slot || Data.slot->Dimensions().size() != 2 || Data.slot->Dimensions()[1].count < 2) return;
+    std::vector<std::byte> elements(Data.slot->ByteSize());
+    Data.slot->CopyTo(elements);
+    const std::size_t column = Data.slot->Dimensions()[0].count * StoredArray::ElementSize(Data.slot->Type());
+    std::swap_ranges(elements.begin(), elements.begin() + static_cast<std::ptrdiff_t>(column),
+                     elements.begin() + static_cast<std::ptrdiff_t>(column));
+    Data.slot = std::make_shared<StoredArray>(Data.slot->Type(), Data.slot->Dimensions(), std::move(elements));
+}
+
+}  // namespace lumvex::inside

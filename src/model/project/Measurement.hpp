@@ -1,0 +1,41 @@
+// One captured response and how it was analysed.
+#pragma once
+
+#include "arrays/array_field.hpp"
+#include "core/item.hpp"
+#include "model/project/config_channels.hpp"
+
+namespace lumvex::inside {
+
+class CExperiment;
+
+class CMeasurement final : public Item<CMeasurement, IMeasurement> {
+public:
+    ItemReference<CExperiment> Experiment;  // the set-up it was taken with
+    Array Data{ChannelsOfConfig};
+    Scalar<float> MeasureEnd, MeasureStart;  // of the analysis window, milliseconds
+    Scalar<float> Volume, SPLScale{1.0f};
+    Scalar<LXIOConfig> IOConfig{LX_IOCFG_UNKNOWN};
+    Scalar<LONG> sampleRate{48000};  // Hz
+
+    LONG SampleRate() const;  // 4009 on an orphaned measurement, as for all others
+    void SampleRate(LONG rate) { sampleRate.Put(rate, *this); }
+
+    // "Woofer (44kHz On axis at 1.00m - 3/14/2024 9:26:53 AM)": date and time as the user writes them.
+    std::u16string DisplayName() override;
+    void Upgrade(VersionWord from);
+
+private:
+    void SwapFirstChannels();
+};
+
+template <>
+struct RecordOf<CMeasurement> : Record<Version{8}> {
+    static constexpr auto fields =
+        std::tuple{&CMeasurement::Experiment,           &CMeasurement::Data,
+                   Since<2>(&CMeasurement::MeasureEnd), Since<2>(&CMeasurement::MeasureStart),
+                   Since<4>(&CMeasurement::Volume),     Since<5>(&CMeasurement::SPLScale),
+                   Since<6>(&CMeasurement::IOConfig),   Since<8>(&CMeasurement::sampleRate)};
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,19 @@
+// One group of corrections.
+#pragma once
+
+#include "core/item.hpp"
+#include "model/project/SpkrCorrectionLinks.hpp"
+
+namespace lumvex::inside {
+
+class CSpkrCorrectionGroup final : public Item<CSpkrCorrectionGroup, ISpkrCorrectionGroup> {
+public:
+    Child<CSpkrCorrectionLinks> SpkrCorrectionLinks;
+};
+
+template <>
+struct RecordOf<CSpkrCorrectionGroup> : Record<Version{1}> {
+    static constexpr auto fields = std::tuple{&CSpkrCorrectionGroup::SpkrCorrectionLinks};
+};
+
+}  // namespace lumvex::inside

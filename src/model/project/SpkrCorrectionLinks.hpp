@@ -1,0 +1,14 @@
+// The corrections of a group.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/SpkrCorrectionLink.hpp"
+
+namespace lumvex::inside {
+
+class CSpkrCorrectionLinks final : public Collection<CSpkrCorrectionLinks, ISpkrCorrectionLinks> {
+public:
+    Ref<Object> Add(ICorrection* target) { return AddLink(LinkTarget<CCorrection>::Checked(target, *this)); }
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,20 @@
+#include "model/project/SpkrEQConfig.hpp"
+
+#include "model/specifications/ModelConfig.hpp"
+
+namespace lumvex::inside {
+
+LXConfig CSpkrEQConfig::ConfigIdOf(const Object& modelConfig) {
+    return static_cast<const CModelConfig&>(modelConfig).ConfigID();
+}
+
+void CSpkrEQConfig::ModelConfig(IModelConfig* given) {
+    if (!given) throw Failure(E_POINTER);
+    const Ref<Object> target = ModelConfigReference::Checked(given);
+    const LXConfig id = ConfigIdOf(*target);
+    modelConfig.Point(target);
+    Config.Point(id);
+    Commit(LX_EV_DEFAULT);
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,24 @@
+#include "model/project/SpkrEQConfigs.hpp"
+
+namespace lumvex::inside {
+
+// Whatever the library may fail at comes before the configuration is there.
+Ref<Object> CSpkrEQConfigs::Add(IModelConfig* modelConfig) {
+    const Ref<Object> given = CSpkrEQConfig::ModelConfigReference::Checked(modelConfig);
+    CSpkrEQConfig::ModelConfigReference reference;
+    reference.Point(given);
+    const LXConfig id = CSpkrEQConfig::ConfigIdOf(*given);
+    Ref<Object> added = AddNamed(given->Name());
+    auto& config = static_cast<CSpkrEQConfig&>(*added);
+    config.modelConfig = std::move(reference);
+    config.Config.Point(id);
+    return added;
+}
+
+Ref<Object> CSpkrEQConfigs::FindCounterpart(ItemBase& other) {
+    const LXConfig wanted = static_cast<const CSpkrEQConfig&>(other).Config.Id();
+    return FindFirst(
+        [&](const Object& member) { return static_cast<const CSpkrEQConfig&>(member).Config.Id() == wanted; });
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,16 @@
+// The configurations in which a speaker is measured and corrected.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/SpkrEQConfig.hpp"
+
+namespace lumvex::inside {
+
+class CSpkrEQConfigs final : public Collection<CSpkrEQConfigs, ISpkrEQConfigs> {
+public:
+    Ref<Object> Add(IModelConfig* modelConfig);  // named after it
+
+    Ref<Object> FindCounterpart(ItemBase& other) override;  // of the same number of configuration
+};
+
+}  // namespace lumvex::inside

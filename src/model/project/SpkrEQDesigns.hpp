@@ -1,0 +1,15 @@
+// The design templates for one speaker configuration; no two have the same name.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/SpkrEQDesign.hpp"
+
+namespace lumvex::inside {
+
+class CSpkrEQDesigns final : public Collection<CSpkrEQDesigns, ISpkrEQDesigns> {
+public:
+    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
+    bool RefusesDuplicateNames() const override { return true; }
+};
+
+}  // namespace lumvex::inside

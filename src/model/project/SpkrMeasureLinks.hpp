@@ -1,0 +1,14 @@
+// The measurements that a template draws on.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/project/SpkrMeasureLink.hpp"
+
+namespace lumvex::inside {
+
+class CSpkrMeasureLinks final : public Collection<CSpkrMeasureLinks, ISpkrMeasureLinks> {
+public:
+    Ref<Object> Add(IMeasurement* target) { return AddLink(LinkTarget<CMeasurement>::Checked(target, *this)); }
+};
+
+}  // namespace lumvex::inside

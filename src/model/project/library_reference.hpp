@@ -1,0 +1,64 @@
+// An item's reference into the Specifications library: kept and stored as the IDs on the way to its target
+// (manufacturer, model, configuration), so that it outlasts the library's absence. The target is looked up in the
+// project's library when somebody asks for it.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "core/fields.hpp"
+#include "storage/record_reader.hpp"
+#include "storage/record_writer.hpp"
+
+namespace lumvex::inside {
+
+class LibraryReferenceBase {
+protected:
+    // The object behind a client's pointer: E_INVALIDARG when it is not of the class, 4009 when it is orphaned.
+    static Ref<Object> Accepted(IUnknown* given, const ClassInfo& targetClass);
+    // The object in the library of the owner's project, else what was put, as long as its own library lives; else null.
+    Ref<Object> Find(const Object& owner, const ClassInfo& targetClass, std::u16string_view id) const;
+    void Hold(const Ref<Object>& target, std::span<std::u16string> path);
+
+private:
+    Ref<Object> held_;  // as a client put it: its library need not be the project's
+};
+
+// To an item of TargetClass, kDepth items below the library's root, itself included. May be empty.
+template <class TargetClass, std::size_t kDepth>
+class LibraryReference : public LibraryReferenceBase {
+public:
+    static Ref<Object> Checked(IUnknown* given) {
+        return given ? Accepted(given, ClassOf<TargetClass>()) : Ref<Object>();
+    }
+
+    template <class Owner>
+    Ref<Object> Get(const Owner& owner) const {
+        return Find(owner, ClassOf<TargetClass>(), Id());
+    }
+    template <class Owner>
+    void Put(IUnknown* given, Owner& owner) {
+        Point(Checked(given));
+        owner.Commit(LX_EV_DEFAULT);
+    }
+
+    void Point(const Ref<Object>& target) { Hold(target, path); }
+    bool IsEmpty() const { return Id().empty(); }
+    std::u16string_view Id() const { return path.back(); }  // the target's, as text
+    void CopyFrom(const LibraryReference& other) { *this = other; }
+
+    std::array<std::u16string, kDepth> path;  // IDs as text, from the top; all empty without a target
+};
+
+// In a record: the IDs one after the other, each a text.
+template <class TargetClass, std::size_t kDepth>
+void SaveField(RecordWriter& writer, const LibraryReference<TargetClass, kDepth>& field) {
+    for (const std::u16string& id : field.path) writer.Text(id);
+}
+template <class TargetClass, std::size_t kDepth>
+void LoadField(RecordReader& reader, LibraryReference<TargetClass, kDepth>& field) {
+    field.Point(Ref<Object>());
+    for (std::u16string& id : field.path) id = reader.Text();
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,42 @@
+// A whole number that its object and record keep as a float.
+#pragma once
+
+#include <limits>
+
+#include "core/fields.hpp"
+#include "storage/record_reader.hpp"
+#include "storage/record_writer.hpp"
+
+namespace lumvex::inside {
+
+// Truncated toward zero; beyond the range of a LONG its nearest end, and 0 for what is not a number.
+inline LONG Truncated(float value) {
+    constexpr float kBeyond = 2147483648.0f;
+    if (value >= kBeyond) return std::numeric_limits<LONG>::max();
+    if (value < -kBeyond) return std::numeric_limits<LONG>::min();
+    return value == value ? static_cast<LONG>(value) : 0;
+}
+
+class WholeAsFloat {
+public:
+    explicit WholeAsFloat(LONG initial) : value(static_cast<float>(initial)) {}
+
+    template <class Owner>
+    LONG Get(const Owner&) const {
+        return Truncated(value);
+    }
+    template <class Owner>
+    void Put(LONG given, Owner& owner) {
+        value = static_cast<float>(given);
+        owner.Commit(LX_EV_DEFAULT);
+    }
+
+    void CopyFrom(const WholeAsFloat& other) { value = other.value; }
+
+    float value;
+};
+
+inline void SaveField(RecordWriter& writer, const WholeAsFloat& field) { writer.F32(field.value); }
+inline void LoadField(RecordReader& reader, WholeAsFloat& field) { field.value = reader.F32(); }
+
+}  // namespace lumvex::inside

@@ -1,0 +1,49 @@
+#include "model/specifications/Configs.hpp"
+
+#include <algorithm>
+
+#include "core/document.hpp"
+#include "core/snapshot_enumerator.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+struct Row {
+    LXConfig id;
+    LONG outputs;
+};
+
+// In list order. A subwoofer has one output, whatever its number.
+constexpr Row kTable[] = {{LX_SINGLEAMP, 1}, {LX_BIAMP, 2}, {LX_TRIAMP, 3}, {LX_SUBWOOFER, 1}};
+
+void PutConfig(const Ref<CConfig>& config, VARIANT* value) { Variant::FromDispatch(config.get()).Detach(value); }
+
+}  // namespace
+
+CConfigs::CConfigs() {
+    for (const Row& row : kTable) list_.emplace_back(new CConfig(row.id, row.outputs));
+}
+
+Ref<CConfig> CConfigs::Item(LONG position) const {
+    if (position > Count()) throw Failure(E_FAIL);
+    return list_[static_cast<std::size_t>(std::max(position, LONG{1}) - 1)];
+}
+
+Ref<IUnknown> CConfigs::_NewEnum() const {
+    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, Ref<CConfig>, PutConfig>;
+    return Ref<IUnknown>::Attach(Enumerator::Make(std::make_shared<const std::vector<Ref<CConfig>>>(list_)));
+}
+
+Ref<CConfig> CConfigs::FindName(std::u16string_view name) const {
+    const auto found = std::ranges::find_if(list_, [&](const auto& config) { return config->Name() == name; });
+    return found != list_.end() ? *found : Ref<CConfig>();
+}
+
+Ref<CConfigs> ConfigsOf(const Object& object) {
+    const auto* owner = dynamic_cast<const OwnsConfigs*>(&object.ResolveRoot().RootObject());
+    if (!owner) throw Failure(Message::Orphaned);
+    return owner->Configs.Get(object);
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,44 @@
+// The fixed table of speaker configurations. Each root document has one of its own; it never changes and is not saved.
+#pragma once
+
+#include <vector>
+
+#include "model/specifications/Config.hpp"
+
+namespace lumvex::inside {
+
+class CConfigs final : public PlainObject<CConfigs, IConfigs> {
+public:
+    CConfigs();
+
+    using PlainObject::FindName;  // the published one, beside the plain one
+    // Positions count from 1, and any below answers the first; beyond the last fails with E_FAIL.
+    Ref<CConfig> Item(LONG position) const;
+    Ref<IUnknown> _NewEnum() const;
+    LONG Count() const { return static_cast<LONG>(list_.size()); }
+    Ref<CConfig> FindName(std::u16string_view name) const;  // the exact name, case included; null for none
+
+private:
+    std::vector<Ref<CConfig>> list_;
+};
+
+// What both roots have beside their bases.
+class OwnsConfigs {
+public:
+    class Table {
+    public:
+        template <class Owner>
+        Ref<CConfigs> Get(const Owner&) const {
+            return table_;
+        }
+
+    private:
+        Ref<CConfigs> table_{new CConfigs};
+    };
+    Table Configs;
+};
+
+// The table of the root that owns an object; 4009 when the object is orphaned.
+Ref<CConfigs> ConfigsOf(const Object& object);
+
+}  // namespace lumvex::inside

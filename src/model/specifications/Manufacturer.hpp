@@ -1,0 +1,19 @@
+// One manufacturer with its models.
+#pragma once
+
+#include "core/item.hpp"
+#include "model/specifications/Models.hpp"
+
+namespace lumvex::inside {
+
+class CManufacturer final : public Item<CManufacturer, IManufacturer> {
+public:
+    Child<CModels> Models;
+};
+
+template <>
+struct RecordOf<CManufacturer> : Record<Version{1}> {
+    static constexpr auto fields = std::tuple{&CManufacturer::Models};
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,14 @@
+// The manufacturers of a library.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/specifications/Manufacturer.hpp"
+
+namespace lumvex::inside {
+
+class CManufacturers final : public Collection<CManufacturers, IManufacturers> {
+public:
+    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,26 @@
+// One measurement microphone: its calibration curve and how that is applied.
+#pragma once
+
+#include "arrays/array_field.hpp"
+#include "core/item.hpp"
+
+namespace lumvex::inside {
+
+class CMicrophone final : public Item<CMicrophone, IMicrophone> {
+public:
+    Array Data{[](const Object&) { return LONG{1}; }};      // one channel
+    Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};  // the scalars: any value
+    Scalar<LONG> Delay;
+    Scalar<float> Scale{1.0f};
+    Scalar<LONG> SampleRate{48000};  // samples per second
+};
+
+// Version 2 put a field in the middle: older readers cannot make sense of it.
+template <>
+struct RecordOf<CMicrophone> : Record<Version{3, 2}> {
+    static constexpr auto fields =
+        std::tuple{Since<1>(&CMicrophone::CalibrationMethod), Since<1>(&CMicrophone::Delay),
+                   Since<2>(&CMicrophone::Scale), &CMicrophone::Data, Since<3>(&CMicrophone::SampleRate)};
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,14 @@
+// The models of a manufacturer.
+#pragma once
+
+#include "core/collection.hpp"
+#include "model/specifications/Model.hpp"
+
+namespace lumvex::inside {
+
+class CModels final : public Collection<CModels, IModels> {
+public:
+    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
+};
+
+}  // namespace lumvex::inside

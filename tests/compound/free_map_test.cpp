@@ -1,0 +1,70 @@
+// The map of free sectors against a plain list of them.
+#include "storage/compound/free_map.hpp"
+
+#include <random>
+
+#include "support.hpp"
+
+namespace lumvex::test {
+namespace {
+
+TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
+    constexpr SectorId kReserved = 300;
+    std::mt19937 random(1);
+    FreeMap map(70, kReserved);
+    std::vector<bool> used(70, true);
+    std::vector<Run> taken;
+    const auto take = [&](const Run& run) {
+        used.resize(std::max<std::size_t>(used.size(), map.End()), false);
+        ASSERT_LE(run.first + run.count, map.End());
+        for (SectorId sector = run.first; sector < run.first + run.count; ++sector) {
+            ASSERT_NE(sector, kReserved);
+            ASSERT_FALSE(used[sector]) << sector;
+            used[sector] = true;
+        }
+        taken.push_back(run);
+    };
+    for (int round = 0; round < 20000; ++round) {
+        const auto count = 1 + static_cast<std::uint32_t>(random() % (random() % 8 == 0 ? 150 : 7));
+        if (random() % 2 == 0 || taken.empty()) {
+            if (random() % 2 == 0) {
+                const std::uint32_t end = map.End();
+                const Run run{0, map.Take(count), count};
+                // At the end only where no gap would do.
+                if (run.first + count > end) {
+                    std::uint32_t gap = 0;
+                    for (SectorId sector = 0; sector < end; ++sector) {
+                        gap = used[sector] || sector == kReserved ? 0 : gap + 1;
+                        ASSERT_LT(gap, count);
+                    }
+                }
+                ASSERT_NO_FATAL_FAILURE(take(run));
+            } else {
+                std::uint32_t together = 0;
+                for (const Run& run : map.TakeRuns(count)) {
+                    ASSERT_EQ(run.index, together);
+                    together += run.count;
+                    ASSERT_NO_FATAL_FAILURE(take(run));
+                }
+                ASSERT_EQ(together, count);
+            }
+        } else {
+            std::swap(taken[random() % taken.size()], taken.back());
+            const Run run = taken.back();
+            taken.pop_back();
+            map.Give(run.first, run.count);
+            for (SectorId sector = run.first; sector < run.first + run.count; ++sector) used[sector] = false;
+        }
+        if (random() % 50 == 0) {
+            map.CutTo(map.UsedEnd());
+            used.resize(map.End());
+            ASSERT_TRUE(used.empty() || used.back() || used.size() == kReserved + 1);
+        }
+        ASSERT_EQ(map.FreeCount(), map.End() - static_cast<std::uint32_t>(std::count(used.begin(), used.end(), true)) -
+                                       (map.End() > kReserved ? 1 : 0));
+    }
+    EXPECT_GT(used.size(), kReserved);
+}
+
+}  // namespace
+}  // namespace lumvex::test

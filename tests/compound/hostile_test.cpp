@@ -1,0 +1,251 @@
+// Files that are damaged or made to do harm: whatever is done with them ends in a result or an Error, after an amount
+// of work that the file's length bounds.
+#include <random>
+
+#include "support.hpp"
+
+namespace lumvex::test {
+namespace {
+
+Content SampleContent() {
+    Content content{{u"large", Pattern(9000, 1)}, {u"larger", Pattern(20000, 2)}, {u"empty", {}}};
+    for (unsigned i = 0; i < 12; ++i) content[Name(i)] = Pattern(60 * i + 1, i);
+    return content;
+}
+
+// Everything a caller can do. Statistics of the reading are returned.
+std::uint64_t Exercise(const Bytes& image) {
+    static_cast<void>(CheckStructure(*MemoryFile(image)));
+    std::uint64_t sectorsRead = 0;
+    StatusOf([&] {
+        const auto file = OpenBytes(image);
+        std::vector<std::u16string> names{u"missing"};
+        StatusOf(
+            [&] { file->ForEachStream([&](std::u16string_view name, std::uint64_t) { names.emplace_back(name); }); });
+        for (const std::u16string& name : names)
+            StatusOf([&] {
+                const Stream stream = file->Get(name);
+                EXPECT_LE(stream.Size(), image.size() + 4096);
+                Bytes bytes(stream.Size());
+                stream.Read(0, bytes);
+                stream.Contiguous(0, bytes.size());
+            });
+        sectorsRead = file->Counters().sectorsRead;
+        for (int round = 0; round < 2; ++round) {
+            StatusOf([&] { Put(*file, u"small", Pattern(100, static_cast<unsigned>(round))); });
+            StatusOf([&] { Put(*file, u"large", Pattern(30000, static_cast<unsigned>(round))); });
+            StatusOf([&] { Put(*file, names.back(), Pattern(200, static_cast<unsigned>(round))); });
+            StatusOf([&] { file->Remove(names[names.size() / 2]); });
+            if (StatusOf([&] { file->Commit(); }) != Status{}) file->Revert();
+        }
+        StatusOf([&] { file->ForEachStream([](std::u16string_view, std::uint64_t) {}); });
+    });
+    return sectorsRead;
+}
+
+// A file to damage at named places.
+class Sample {
+public:
+    explicit Sample(int version) : image(ImageOf(SampleContent(), version)), sectorSize_(version == 3 ? 512 : 4096) {}
+
+    std::uint32_t Number(std::size_t offset) const { return Load32(&image[offset]); }
+    void Set(std::size_t offset, std::uint32_t number) { Store32(&image[offset], number); }
+    std::size_t Sector(SectorId sector) const { return (std::size_t{sector} + 1) * sectorSize_; }
+    std::size_t Fat(SectorId sector) const { return Sector(Number(76)) + 4 * std::size_t{sector}; }
+    std::size_t MiniFat(SectorId sector) const { return Sector(Number(60)) + 4 * std::size_t{sector}; }
+    std::size_t Entry(EntryId id) const {
+        SectorId sector = Number(48);
+        for (std::size_t i = 0; i < id * kEntrySize / sectorSize_; ++i) sector = Number(Fat(sector));
+        return Sector(sector) + id * kEntrySize % sectorSize_;
+    }
+    // The entry of a stream.
+    std::size_t Entry(std::u16string_view name) const {
+        for (EntryId id = 1;; ++id) {
+            std::array<char16_t, kMaxNameLength> buffer;
+            if (compound::Entry(&image[Entry(id)]).Name(buffer) == name) return Entry(id);
+        }
+    }
+
+    Bytes image;
+
+private:
+    std::size_t sectorSize_;
+};
+
+class Hostile : public testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(Versions, Hostile, testing::Values(3, 4));
+
+TEST_P(Hostile, ChainsCountsAndSizesAreRefusedOrBounded) {
+    struct Damage {
+        const char* what;
+        std::function<void(Sample&)> make;
+    };
+    const std::vector<Damage> damages{
+        {"the directory's chain is a cycle", [](Sample& s) { s.Set(s.Fat(s.Number(48)), s.Number(48)); }},
+        {"the directory begins behind the end", [](Sample& s) { s.Set(48, 5000); }},
+        {"the mini FAT's chain is a cycle", [](Sample& s) { s.Set(s.Fat(s.Number(60)), s.Number(60)); }},
+        {"the mini stream's chain is a cycle",
+         [](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(0) + 116)), s.Number(s.Entry(0) + 116)); }},
+        {"a large stream's chain is a cycle",
+         [](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"larger") + 116)), s.Number(s.Entry(u"larger") + 116)); }},
+        {"a large stream's chain goes into a free sector",
+         [](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"larger") + 116)), kFreeSector); }},
+        {"two streams share a chain",
+         [](Sample& s) { s.Set(s.Entry(u"larger") + 116, s.Number(s.Entry(u"large") + 116)); }},
+        {"a stream's chain is the directory's", [](Sample& s) { s.Set(s.Entry(u"large") + 116, s.Number(48)); }},
+        {"a small stream's chain is a cycle",
+         [](Sample& s) {
+             s.Set(s.MiniFat(s.Number(s.Entry(u"Stream11") + 116)), s.Number(s.Entry(u"Stream11") + 116));
+         }},
+        {"a small stream begins behind the end", [](Sample& s) { s.Set(s.Entry(u"Stream7") + 116, 77777); }},
+        {"two small streams share a chain",
+         [](Sample& s) { s.Set(s.Entry(u"Stream7") + 116, s.Number(s.Entry(u"Stream8") + 116)); }},
+        {"a stream is larger than the file", [](Sample& s) { s.Set(s.Entry(u"large") + 120, 0x7FFFFFFF); }},
+        {"the mini stream is larger than the file", [](Sample& s) { s.Set(s.Entry(0) + 120, 0x7FFFFFFF); }},
+        {"the mini stream is smaller than what is in it", [](Sample& s) { s.Set(s.Entry(0) + 120, 64); }},
+        {"the FAT lists itself out of range", [](Sample& s) { s.Set(76, 123456); }},
+        {"the FAT is missing", [](Sample& s) { s.Set(76, kFreeSector); }},
+        {"too many FAT sectors are counted", [](Sample& s) { s.Set(44, 0xFFFFFFF0); }},
+        {"too few FAT sectors are counted", [](Sample& s) { s.Set(44, 0); }},
+        {"the DIFAT is a cycle",
+         [](Sample& s) {
+             s.Set(44, 100000), s.Set(72, 100000), s.Set(68, 2);
+             const std::size_t last = s.Sector(3) - 4;
+             s.Set(last, 2);
+         }},
+        {"too many mini FAT sectors are counted", [](Sample& s) { s.Set(64, 0xFFFFFFFF); }},
+        {"the tree's top is behind the directory's end", [](Sample& s) { s.Set(s.Entry(0) + 76, 1000000); }},
+        {"the tree's top is the root", [](Sample& s) { s.Set(s.Entry(0) + 76, 0); }},
+        {"an entry is its own left neighbour", [](Sample& s) { s.Set(s.Entry(3) + 68, 3); }},
+        {"an entry is its own right neighbour", [](Sample& s) { s.Set(s.Entry(2) + 72, 2); }},
+        {"two entries are each other's neighbours",
+         [](Sample& s) { s.Set(s.Entry(5) + 72, 6), s.Set(s.Entry(6) + 68, 5); }},
+        {"entry 0 is no root", [](Sample& s) { s.image[s.Entry(0) + 66] = std::byte{2}; }},
+        {"an entry has a type that is none", [](Sample& s) { s.image[s.Entry(4) + 66] = std::byte{9}; }},
+        {"a name's length is too large", [](Sample& s) { s.image[s.Entry(4) + 65] = std::byte{9}; }},
+    };
+    for (const Damage& damage : damages) {
+        SCOPED_TRACE(damage.what);
+        Sample sample(GetParam());
+        const std::size_t sectors = sample.image.size() / (GetParam() == 3 ? 512 : 4096);
+        damage.make(sample);
+        EXPECT_NE(Problems(sample.image), "");
+        EXPECT_LT(Exercise(sample.image), 200 * sectors);
+        sample.Set(52, 0);  // the same as another program's file
+        EXPECT_LT(Exercise(sample.image), 200 * sectors);
+    }
+}
+
+TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
+    const auto read = [](const std::function<void(Sample&)>& damage, std::u16string_view name) {
+        Sample sample(GetParam());
+        damage(sample);
+        return StatusOf([&] { Get(*OpenBytes(sample.image), name); });
+    };
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(u"large") + 120, 0x7FFFFFFF); }, u"large"), Status::Corrupt);
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), kEndOfChain); }, u"large"),
+              Status::Corrupt);
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), kEndOfChain); }, u"larger"),
+              Status{});
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), 99999); }, u"large"),
+              Status::Corrupt);
+    EXPECT_EQ(read([](Sample& s) { s.Set(48, 99999); }, u"large"), Status::Corrupt);
+    EXPECT_EQ(read([](Sample& s) { s.Set(24, 0x00050000); }, u"large"), Status::InvalidHeader);
+    EXPECT_EQ(read([](Sample& s) { s.Set(28, 0x000AFFFE); }, u"large"), Status::InvalidHeader);
+    EXPECT_EQ(read([](Sample& s) { s.Set(32, 7); }, u"large"), Status::InvalidHeader);
+    EXPECT_EQ(read([](Sample& s) { s.Set(0, 7); }, u"large"), Status::NotACompoundFile);
+    // The upper half of a size counts in version 4 only.
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(u"large") + 124, 7); }, u"large"),
+              GetParam() == 3 ? Status{} : Status::Corrupt);
+}
+
+TEST_P(Hostile, FilesCutShortAnywhereGiveWhatIsThere) {
+    const Bytes image = ImageOf(SampleContent(), GetParam());
+    for (std::size_t length = 0; length < image.size(); length += length < 2048 ? 97 : 1021) {
+        const Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
+        const Status status = StatusOf([&] { OpenBytes(cut); });
+        EXPECT_EQ(status, length < 512 ? Status::NotACompoundFile : Status{}) << length;
+        Exercise(cut);
+    }
+    // What is behind the last sector does not matter, nor does what the last sector lacks behind a stream's end.
+    Bytes longer = image;
+    longer.resize(image.size() + 300, std::byte{0xEE});
+    EXPECT_EQ(ContentOf(longer), SampleContent());
+    Exercise(longer);
+}
+
+TEST_P(Hostile, AnyByteMayBeAnything) {
+    const Bytes image = ImageOf(SampleContent(), GetParam());
+    const std::size_t sectors = image.size() / (GetParam() == 3 ? 512 : 4096);
+    std::mt19937 random(11);
+    std::uint64_t most = 0;
+    for (std::size_t at = 0; at < image.size(); ++at) {
+        // Structures stand behind the streams; of these it is enough to touch a few bytes.
+        const bool structure = at < 512 || at > 30000;
+        if (!structure && at % 501 != 0) continue;
+        if (GetParam() == 4 && image[at] == std::byte{0} && at % 7 != 0) continue;
+        Bytes damaged = image;
+        damaged[at] ^= static_cast<std::byte>(1u << (random() % 8));
+        if (random() % 3 == 0) damaged[random() % 512] ^= static_cast<std::byte>(random());
+        if (random() % 3 == 0) damaged[30000 + random() % (image.size() - 30000)] ^= static_cast<std::byte>(random());
+        most = std::max(most, Exercise(damaged));
+    }
+    EXPECT_LT(most, 200 * sectors);
+}
+
+// Names that another program orders in its own way.
+TEST_P(Hostile, ATreeInAnotherOrderIsReadAndPutInOrder) {
+    Sample sample(GetParam());
+    sample.Set(52, 0);
+    for (EntryId id = 1; id <= SampleContent().size(); ++id) {
+        const std::uint32_t left = sample.Number(sample.Entry(id) + 68), right = sample.Number(sample.Entry(id) + 72);
+        sample.Set(sample.Entry(id) + 68, right), sample.Set(sample.Entry(id) + 72, left);
+    }
+    FaultyDisk disk(sample.image);
+    EXPECT_NE(Problems(disk.Content()), "");
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    EXPECT_EQ(GetAll(*file), SampleContent());
+    EXPECT_FALSE(file->Contains(u"missing"));
+    Put(*file, u"empty", {std::byte{1}});
+    file->Commit();
+    EXPECT_EQ(Problems(disk.Content()), "");
+    RequireRedBlackTree(disk.Content());
+}
+
+// Some programs write their directory as a list: every entry to the right of the one before.
+TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
+    Content content;
+    for (unsigned i = 0; i < 60000; ++i) content[Name(i)] = Pattern(i % 20, i);
+    FaultyDisk disk;
+    {
+        Bytes image = ImageOf(content, GetParam());
+        Header::Bytes header;
+        std::copy_n(image.begin(), header.size(), header.begin());
+        Volume volume(MemoryFile(image), Header::Parse(header));
+        volume.Map();
+        Committed committed(volume);
+        std::vector<EntryId> order;
+        WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(),
+                 [&](EntryId id, const Entry&) { order.push_back(id); });
+        const std::byte* start = volume.Bytes(0, 1);
+        const auto at = [&](EntryId id) { return &image[static_cast<std::size_t>(committed.At(id).bytes() - start)]; };
+        EntryWriter(at(0)).SetChild(order.front());
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            EntryWriter(at(order[i])).SetLeft(kNoEntry);
+            EntryWriter(at(order[i])).SetRight(i + 1 < order.size() ? order[i + 1] : kNoEntry);
+        }
+        Store32(&image[52], 0);
+        disk = FaultyDisk(std::move(image));
+    }
+    EXPECT_EQ(Problems(disk.Content()), "");
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    EXPECT_EQ(GetAll(*file), content);
+    EXPECT_FALSE(file->Contains(u"missing"));
+    Put(*file, u"one more", content[u"one more"] = Pattern(5, 5));
+    file->Commit();
+    EXPECT_EQ(RequireRedBlackTree(disk.Content()), 16u);
+    EXPECT_EQ(ContentOf(disk.Content()), content);
+}
+
+}  // namespace
+}  // namespace lumvex::test

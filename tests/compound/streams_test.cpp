@@ -1,0 +1,303 @@
+// Streams of every size on both sides of each boundary, in both versions: written, read back, changed, removed.
+#include <bit>
+#include <random>
+
+#include "support.hpp"
+
+namespace lumvex::test {
+namespace {
+
+const std::size_t kSizes[] = {0,    1,    63,   64,   65,   511,  512,   513,   4031,  4032,   4095,   4096,  4097,
+                              4607, 4608, 4609, 8191, 8192, 8193, 65535, 65536, 65537, 512000, 524288, 524289};
+
+class Streams : public testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(Versions, Streams, testing::Values(3, 4));
+
+TEST_P(Streams, OfEverySizeComeBackBeforeAndAfterCommitAndReopening) {
+    FaultyDisk disk;
+    Content content;
+    {
+        const auto file = CompoundFile::Create(disk.Open(), GetParam());
+        unsigned number = 0;
+        for (const std::size_t size : kSizes) content[Name(number)] = Pattern(size, number), ++number;
+        PutAll(*file, content);
+        EXPECT_EQ(GetAll(*file), content);
+        file->Commit();
+        EXPECT_EQ(GetAll(*file), content);
+        EXPECT_FALSE(file->Changed());
+    }
+    const auto file = CompoundFile::Open(disk.Open(), Access::ReadShared);
+    EXPECT_EQ(file->Version(), GetParam());
+    EXPECT_EQ(GetAll(*file), content);
+    EXPECT_EQ(Problems(disk.Content()), "");
+}
+
+TEST_P(Streams, ChangeFromEverySizeToEveryOther) {
+    for (const std::size_t from : kSizes)
+        for (const std::size_t to : {0, 1, 64, 65, 130, 4095, 4096, 4097, 9000, 70000}) {
+            Content content{{u"other", Pattern(5000, 1)}, {u"small", Pattern(70, 2)}, {u"x", Pattern(from, 3)}};
+            FaultyDisk disk(ImageOf(content, GetParam()));
+            const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+            // The same beginning, so that sectors can stay.
+            Bytes& changed = content[u"x"];
+            changed.resize(to, std::byte{7});
+            if (to > 5000) changed[to / 2] ^= std::byte{1};
+            Put(*file, u"x", changed);
+            EXPECT_EQ(GetAll(*file), content) << from << " to " << to;
+            file->Commit();
+            EXPECT_EQ(GetAll(*file), content) << from << " to " << to;
+            EXPECT_EQ(ContentOf(disk.Content()), content) << from << " to " << to;
+            EXPECT_EQ(Problems(disk.Content()), "") << from << " to " << to;
+        }
+}
+
+TEST_P(Streams, ArePutTogetherFromPiecesAndReadInParts) {
+    const Bytes whole = Pattern(100003, 9);
+    std::vector<Piece> pieces;
+    for (std::size_t at = 0, length = 0; at < whole.size(); at += length) {
+        length = std::min(whole.size() - at, at % 977);  // empty ones too
+        pieces.push_back(Piece(whole).subspan(at, length));
+        if (length == 0) pieces.push_back(Piece(whole).subspan(at, length = 1));
+    }
+    FaultyDisk disk;
+    const auto file = CompoundFile::Create(disk.Open(), GetParam());
+    file->Write(u"pieces", pieces);
+    for (int round = 0; round < 2; ++round) {
+        const Stream stream = file->Get(u"PIECES");
+        for (const std::size_t offset : {0, 1, 511, 512, 4095, 4096, 99999}) {
+            Bytes part(std::min<std::size_t>(5000, whole.size() - offset));
+            stream.Read(offset, part);
+            EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin() + static_cast<std::ptrdiff_t>(offset)));
+        }
+        Bytes beyond(2);
+        EXPECT_EQ(StatusOf([&] { stream.Read(whole.size() - 1, beyond); }), Status::ReadFault);
+        EXPECT_EQ(StatusOf([&] { stream.Read(~std::uint64_t{0}, beyond); }), Status::ReadFault);
+        file->Commit();
+    }
+    EXPECT_NE(file->Get(u"pieces").Contiguous(0, whole.size()), nullptr);
+}
+
+TEST_P(Streams, CanBeWrittenFromTheFilesOwnBytes) {
+    const Content content{{u"a", Pattern(60000, 1)}, {u"b", Pattern(300, 2)}};
+    FaultyDisk disk(ImageOf(content, GetParam()));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    const Piece a(file->Get(u"a").Contiguous(0, 60000), 60000), b(file->Get(u"b").Contiguous(0, 300), 300);
+    const Piece exchanged[] = {a.subspan(30000), b, a.first(30000)};
+    for (unsigned i = 0; i < 40; ++i) file->Write(Name(i), exchanged);  // the file grows by much
+    file->Write(u"a", exchanged);
+    file->Write(u"b", std::span(&a, 1));
+    file->Commit();
+    Bytes expected(content.at(u"a").begin() + 30000, content.at(u"a").end());
+    expected.insert(expected.end(), content.at(u"b").begin(), content.at(u"b").end());
+    expected.insert(expected.end(), content.at(u"a").begin(), content.at(u"a").begin() + 30000);
+    EXPECT_EQ(Get(*file, u"a"), expected);
+    EXPECT_EQ(Get(*file, u"b"), content.at(u"a"));
+    EXPECT_EQ(Get(*file, Name(39)), expected);
+}
+
+TEST_P(Streams, ThatGrowByWhatStandsBehindThemGetSectorsOfTheirOwn) {
+    Content content{{u"a", Pattern(65536, 1)}, {u"b", Pattern(8192, 2)}};
+    FaultyDisk disk(ImageOf(content, GetParam()));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    ASSERT_EQ(file->Get(u"a").Contiguous(0, 65536) + 65536, file->Get(u"b").Contiguous(0, 8192));
+    content[u"a"].insert(content[u"a"].end(), content[u"b"].begin(), content[u"b"].end());
+    Put(*file, u"a", content[u"a"]);
+    file->Commit();
+    file->Remove(u"b");
+    content.erase(u"b");
+    file->Commit();
+    EXPECT_EQ(ContentOf(disk.Content()), content);
+    EXPECT_EQ(Problems(disk.Content()), "");
+}
+
+TEST_P(Streams, PendingOnesAreRevertedReplacedAndRemoved) {
+    const Content old{{u"big", Pattern(20000, 1)}, {u"small", Pattern(100, 2)}, {u"gone", Pattern(10, 3)}};
+    FaultyDisk disk(ImageOf(old, GetParam()));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    Put(*file, u"BIG", Pattern(30000, 4));
+    Put(*file, u"new", Pattern(5, 5));
+    file->Remove(u"gone");
+    EXPECT_EQ(StatusOf([&] { file->Remove(u"Gone"); }), Status::NotFound);
+    EXPECT_FALSE(file->Contains(u"gone"));
+    EXPECT_TRUE(file->Changed());
+    file->Revert();
+    EXPECT_FALSE(file->Changed());
+    EXPECT_EQ(GetAll(*file), old);
+    Put(*file, u"new", Pattern(9000, 6));
+    file->Remove(u"new");
+    EXPECT_FALSE(file->Changed());
+    file->Remove(u"gone");
+    Put(*file, u"gone", Pattern(10, 3));  // what it was
+    EXPECT_FALSE(file->Changed());
+    file->Commit();
+    EXPECT_EQ(file->Counters().commits, 0u);
+    const Stream before = file->Get(u"big");
+    Put(*file, u"Small", Pattern(50, 7));
+    file->Commit();
+    Bytes bytes(10);
+    EXPECT_EQ(StatusOf([&] { before.Read(0, bytes); }), Status::ReadFault);  // its sectors may be another's now
+    EXPECT_EQ(ContentOf(disk.Content()),
+              (Content{{u"big", Pattern(20000, 1)}, {u"small", Pattern(50, 7)}, {u"gone", Pattern(10, 3)}}));
+}
+
+TEST_P(Streams, NamesAreComparedWithoutCaseAndCheckedWhenWritten) {
+    FaultyDisk disk;
+    const auto file = CompoundFile::Create(disk.Open(), GetParam());
+    const std::u16string longest(31, u'x');
+    Put(*file, longest, Pattern(3, 1));
+    Put(*file, u"\u00E4\u0436", Pattern(4, 2));
+    file->Commit();
+    EXPECT_TRUE(file->Contains(std::u16string(31, u'X')));
+    EXPECT_TRUE(file->Contains(u"\u00C4\u0416"));
+    EXPECT_FALSE(file->Contains(longest + u"x"));
+    EXPECT_FALSE(file->Contains(u""));
+    for (const std::u16string& name : {std::u16string(32, u'x'), std::u16string(), std::u16string(u"a/b"),
+                                       std::u16string(u"a\\b"), std::u16string(u"a:b"), std::u16string(u"a!b")})
+        EXPECT_EQ(StatusOf([&] { Put(*file, name, {}); }), Status::InvalidName);
+    EXPECT_EQ(StatusOf([&] { file->Get(u"missing"); }), Status::NotFound);
+    EXPECT_EQ(StatusOf([&] { file->Remove(longest + u"x"); }), Status::NotFound);
+    const auto reader = CompoundFile::Open(disk.Open(), Access::ReadShared);
+    EXPECT_EQ(StatusOf([&] { Put(*reader, u"a", {}); }), Status::AccessDenied);
+    EXPECT_EQ(StatusOf([&] { reader->Remove(longest); }), Status::AccessDenied);
+    EXPECT_EQ(StatusOf([&] { reader->Commit(); }), Status::AccessDenied);
+}
+
+// 109 FAT sectors are listed in the header: 109 * 128 * 512 bytes in version 3.
+TEST(LargeFiles, CrossTheFirstSectorsOfTheDifatUpAndDown) {
+    constexpr std::size_t kListedInHeader = 109 * 128 * 512;
+    FaultyDisk disk;
+    auto file = CompoundFile::Create(disk.Open(), 3);
+    Content content;
+    const auto commitAndCheck = [&] {
+        file->Commit();
+        EXPECT_EQ(Problems(disk.Content()), "");
+        EXPECT_EQ(ContentOf(disk.Content()), content);
+        file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    };
+    unsigned number = 0;
+    for (const std::size_t part : {kListedInHeader - 128 * 512 * 2, std::size_t{40000}, std::size_t{25600},
+                                   std::size_t{40000}, std::size_t{127 * 128 * 512}, std::size_t{70000}}) {
+        content[Name(number)] = Pattern(part, number);
+        Put(*file, Name(number), content[Name(number)]);
+        ++number;
+        commitAndCheck();
+    }
+    const std::uint64_t largest = file->FileSize();
+    Put(*file, Name(0), content[Name(0)] = Pattern(content[Name(0)].size(), 77));
+    commitAndCheck();
+    for (unsigned i = number; i-- > 0;) {
+        file->Remove(Name(i));
+        content.erase(Name(i));
+        commitAndCheck();
+    }
+    for (unsigned i = 0; i < 3; ++i) {
+        Put(*file, u"last", content[u"last"] = Pattern(100, i));
+        commitAndCheck();
+    }
+    EXPECT_LT(file->FileSize(), largest / 100);
+}
+
+// Structures that nothing else would move stand behind what was removed.
+TEST_P(Streams, RemovedFromTheEndLeaveAShortFile) {
+    Content content{{u"a", Pattern(5'000'000, 1)}, {u"b", Pattern(11'000'000, 2)}};
+    FaultyDisk disk(ImageOf(content, GetParam()));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    file->Remove(u"b");
+    file->Commit();
+    for (unsigned i = 0; i < 4; ++i) {
+        Put(*file, u"c", content[u"c"] = Pattern(10, i));
+        file->Commit();
+    }
+    content.erase(u"b");
+    EXPECT_LT(file->FileSize(), 5'500'000u);
+    EXPECT_EQ(ContentOf(disk.Content()), content);
+    EXPECT_EQ(Problems(disk.Content()), "");
+}
+
+// A table of fixed records, kept in order, that grows by one record at a time.
+TEST_P(Streams, RewrittenWithLittleChangedCostLittle) {
+    Bytes table = Pattern(3000000, 1);
+    FaultyDisk disk(ImageOf({{u"table", table}, {u"other", Pattern(50, 2)}}, GetParam()));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    for (unsigned round = 0; round < 30; ++round) {
+        const Bytes record = Pattern(36, round);
+        table.insert(table.end(), record.begin(), record.end());
+        table[round * 90001] ^= std::byte{1};
+        const std::uint64_t before = file->Counters().bytesWritten;
+        Put(*file, u"table", table);
+        file->Commit();
+        EXPECT_LT(file->Counters().bytesWritten - before, 60000u) << "round " << round;
+    }
+    EXPECT_EQ(Get(*file, u"table"), table);
+    EXPECT_EQ(ContentOf(disk.Content()).at(u"table"), table);
+    EXPECT_EQ(Problems(disk.Content()), "");
+    std::rotate(table.begin(), table.begin() + 1, table.end());  // everything moves: written anew, in one piece
+    Put(*file, u"table", table);
+    file->Commit();
+    EXPECT_NE(file->Get(u"table").Contiguous(0, table.size()), nullptr);
+}
+
+TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
+    Content content;
+    for (unsigned i = 0; i < 6000; ++i) content[Name(i)] = Pattern(40 + i % 100, i);
+    FaultyDisk disk(ImageOf(content, GetParam()));
+    const std::size_t minimal = std::bit_width(content.size());
+    EXPECT_EQ(RequireRedBlackTree(disk.Content()), minimal);
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    const std::size_t sectorSize = GetParam() == 3 ? 512 : 4096;
+    std::mt19937 random(5);
+    for (unsigned round = 0; round < 400; ++round) {
+        const unsigned number = static_cast<unsigned>(random() % 9000);
+        const std::uint64_t before = file->Counters().bytesWritten;
+        if (content.contains(Name(number)) && round % 2 == 0) {
+            content.erase(Name(number));
+            file->Remove(Name(number));
+        } else {
+            Put(*file, Name(number), content[Name(number)] = Pattern(random() % 200, round));
+        }
+        file->Commit();
+        EXPECT_LT(file->Counters().bytesWritten - before, 40 * sectorSize);
+        if (round % 50 == 49) {
+            ASSERT_EQ(Problems(disk.Content()), "");
+            EXPECT_LE(RequireRedBlackTree(disk.Content()), 2 * minimal);
+        }
+    }
+    EXPECT_EQ(ContentOf(disk.Content()), content);
+    for (unsigned number = 0; number < 9000; ++number)
+        EXPECT_EQ(file->Contains(Name(number)), content.contains(Name(number)));
+}
+
+TEST_P(Streams, ThatComeAndGoForLongLeaveTheFileBounded) {
+    FaultyDisk disk;
+    const auto file = CompoundFile::Create(disk.Open(), GetParam());
+    std::mt19937 random(3);
+    std::uint64_t largest = 0;
+    Content content;
+    for (unsigned round = 0; round < 3000; ++round) {
+        for (int i = 0; i < 3; ++i) {
+            const std::u16string name = Name(static_cast<unsigned>(random() % 60));
+            if (random() % 4 == 0 && file->Contains(name)) {
+                file->Remove(name);
+                content.erase(name);
+            } else {
+                const std::size_t size = random() % 3 == 0 ? random() % 40000 : random() % 3000;
+                Put(*file, name, content[name] = Pattern(size, round));
+            }
+        }
+        file->Commit();
+        largest = std::max(largest, file->FileSize());
+    }
+    EXPECT_EQ(ContentOf(disk.Content()), content);
+    EXPECT_EQ(Problems(disk.Content()), "");
+    EXPECT_LT(largest, 2'500'000u);  // some 400 kB are alive at a time, 1.2 MB at most
+    for (const auto& [name, bytes] : content) file->Remove(name);
+    file->Commit();
+    for (unsigned i = 0; i < 3; ++i) {
+        Put(*file, u"last", Pattern(1, i));
+        file->Commit();
+    }
+    EXPECT_LT(file->FileSize(), 64u * 1024);
+}
+
+}  // namespace
+}  // namespace lumvex::test

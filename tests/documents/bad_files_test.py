@@ -1,0 +1,95 @@
+"""Measurement files and outputs that fail: each is named with its reason, and nothing else suffers."""
+
+import os
+import pty
+import subprocess
+import unittest
+
+from tool import INCOMPLETE, SAMPLES, TOOL, ToolTest
+
+
+class BadFiles(ToolTest):
+    def test_the_others_are_imported(self):
+        bad = {
+            self.file("words.txt", "nothing but words\n"): "words.txt: ",
+            self.file("broken.txt", "20 80\n30 81\n40 x\n"): "broken.txt:3: expected 2 numbers",
+            self.file("empty.csv", ""): "empty.csv: the file is empty",
+            self.file("cut.wav", SAMPLES[0].read_bytes()[:200]): "cut.wav: ",
+            self.folder: f"{self.folder}: Is a directory",
+            self.folder / "missing.frd": "missing.frd: No such file or directory",
+        }
+        good = SAMPLES[:2]
+        done = self.tool("import", self.document, good[0], *bad, good[1], status=INCOMPLETE)
+        self.assertEqual(len(done.stderr.splitlines()), len(bad), done.stderr)
+        for reason in bad.values():
+            self.assertIn(reason, done.stderr)
+        self.assertIn(f"2 of {len(bad) + 2} files imported", done.stdout)
+        self.assertEqual([name for name, *_ in self.data()], [path.stem for path in good])
+        self.tool("compare", self.document, *good)
+
+    def test_nothing_readable_changes_nothing(self):
+        broken = self.file("broken.txt", "20 x\n")
+        refused = self.tool("import", self.document, broken, status=INCOMPLETE)
+        self.assertIn("nothing was imported; the document was not created", refused.stderr)
+        self.assertFalse(self.document.exists())
+        self.import_samples()
+        before = self.document.read_bytes()
+        self.tool("import", self.document, broken, status=INCOMPLETE)
+        self.assertEqual(self.document.read_bytes(), before)
+
+    def test_exports_that_cannot_be(self):
+        self.import_samples()
+        there = self.file("there.csv", "precious")
+        for name, output, words in [("woofer", "there.csv", "there.csv: the file exists already; --force"),
+                                    ("woofer", "woofer.wav", "expected a sample rate above 0"),
+                                    ("impulse-left", "impulse.csv", "found an impulse response"),
+                                    ("woofer", "woofer.xyz", "expected the extension .frd, .txt, .csv or .wav"),
+                                    ("woofer", "missing/woofer.csv", "No such file or directory"),
+                                    ("nobody", "nobody.csv", 'there is no datum named "nobody"'),
+                                    ("{00000000-0000-0000-0000-000000000000}", "nobody.csv", "there is no datum named"),
+                                    ("", "nobody.csv", 'there is no datum named ""')]:
+            with self.subTest(output=output, name=name):
+                self.assertIn(words, self.tool("export", self.document, name, "-o", output, status=INCOMPLETE).stderr)
+        self.assertEqual(sorted(self.folder.iterdir()), sorted([self.document, there]))
+        self.assertEqual(there.read_text(), "precious")
+
+    def test_comparing_goes_on(self):
+        self.tool("import", self.document, SAMPLES[0])
+        done = self.tool("compare", self.document, "missing.txt", SAMPLES[1], SAMPLES[0], status=INCOMPLETE)
+        self.assertIn("missing.txt: No such file or directory", done.stderr)
+        self.assertIn(f'{SAMPLES[1]}: the document has no datum named "{SAMPLES[1].stem}"', done.stderr)
+        self.assertIn("1 of 3 files are the same bit for bit", done.stdout)
+
+
+class Outputs(ToolTest):
+    def run_into(self, stdout, *arguments):
+        return subprocess.run([TOOL, *map(os.fspath, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=300)
+
+    def test_a_reader_that_leaves_stops_no_work(self):
+        read, write = os.pipe()
+        os.close(read)
+        done = self.run_into(write, "import", self.document, *SAMPLES)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(self.run_into(write, "tree", self.document).returncode, 0)
+        os.close(write)
+        self.tool("compare", self.document, *SAMPLES)
+
+    def test_output_that_gets_lost_is_reported(self):
+        with open("/dev/full", "wb") as full:
+            done = self.run_into(full, "import", self.document, *SAMPLES)
+        self.assertEqual((done.returncode, done.stderr), (1, b"lumvex: the output could not be written completely\n"))
+        self.tool("compare", self.document, *SAMPLES)
+
+    def test_progress_is_for_terminals(self):
+        self.assertEqual(self.tool("import", self.document, *SAMPLES).stderr, "")
+        ours, theirs = pty.openpty()
+        subprocess.run([TOOL, "compare", self.document, *SAMPLES], stdout=subprocess.DEVNULL, stderr=theirs, check=True)
+        os.close(theirs)
+        shown = os.read(ours, 100_000).decode()
+        os.close(ours)
+        self.assertIn(f"comparing file 1 of {len(SAMPLES)}", shown)
+        self.assertTrue(shown.endswith("\r\x1b[K"), repr(shown))
+
+
+if __name__ == "__main__":
+    unittest.main()

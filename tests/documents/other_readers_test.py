@@ -1,0 +1,106 @@
+"""Programs that are not ours open what we wrote, and find in it what our format promises."""
+
+import math
+import re
+import struct
+import subprocess
+import unittest
+import uuid
+
+import olefile
+
+from tool import SAMPLES, ToolTest, float_wav
+
+DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
+
+
+def stream_name(identifier):
+    """The name of an object's stream: its ID's bytes as shown, five bits a digit."""
+    bits = int.from_bytes(uuid.UUID(identifier).bytes, "big") << 2
+    return "".join(DIGITS[bits >> shift & 31] for shift in range(125, -1, -5))
+
+
+def read_datum(record):
+    """(name, sample rate, columns, bytes of the array) of a datum's record."""
+    version, _, name_length = struct.unpack_from("<IdI", record)
+    assert version == 0x80010002, hex(version)
+    name = record[16:16 + name_length].decode("utf-16-le").removesuffix("\0")
+    at = 16 + name_length
+    array_format, dimensions, element_type = struct.unpack_from("<HIH", record, at)
+    assert (array_format, element_type) == (2, 4), (array_format, element_type)
+    bounds = struct.unpack_from(f"<{2 * dimensions}i", record, at + 8)
+    lengths = [upper - lower + 1 for lower, upper in zip(bounds[::2], bounds[1::2])]
+    at += 8 + 8 * dimensions
+    end = at + 4 * math.prod(lengths)
+    rate, = struct.unpack_from("<i", record, end)
+    assert end + 4 == len(record)
+    return name, rate, lengths[1] if dimensions == 2 else 1, record[at:end]
+
+
+def program(*arguments):
+    return subprocess.run(arguments, capture_output=True, check=True, timeout=300).stdout
+
+
+class OtherReaders(ToolTest):
+    def documents(self):
+        """Documents as they come to be: written once, changed again and again, with small sectors and with large."""
+        self.import_samples()
+        yield "new"
+        small = self.file("small.txt", "20 80\n30 81\n")
+        for number in range(5):
+            self.file("small.txt", "20 80\n" + "".join(f"{row} {number}\n" for row in range(30, 30 + 100 * number)))
+            self.tool("import", "--replace", self.document, small, *SAMPLES[number:])
+        self.tool("import", self.document, self.file("ünï 日本.csv", "20,80,0\n30,81,1\n"))
+        yield "changed"
+        large = self.file("large.wav", float_wav(2, [math.sin(i) for i in range(400_000)]))
+        self.tool("import", self.document, large)
+        yield "grown"
+        self.document.unlink()
+        self.tool("import", self.document, large, *SAMPLES)
+        self.assertIn("in sectors of 4096", self.tool("info", self.document).stdout)
+        yield "large sectors"
+        self.tool("import", "--replace", self.document, small, *SAMPLES)
+        yield "large sectors, changed"
+
+    def streams_by_olefile(self):
+        with olefile.OleFileIO(str(self.document), raise_defects=olefile.DEFECT_INCORRECT) as file:
+            return {"/".join(path): file.openstream(path).read() for path in file.listdir()}
+
+    def check_streams(self):
+        streams = self.streams_by_olefile()
+        sizes = {name: len(data) for name, data in streams.items()}
+
+        listed = re.findall(r"^f +(\d+) (\S+)$", program("gsf", "list", self.document).decode(), re.MULTILINE)
+        self.assertEqual({name: int(size) for size, name in listed}, sizes)
+        for name, data in streams.items():
+            self.assertEqual(program("gsf", "cat", self.document, name), data, name)
+
+        archive = program("7z", "l", "-slt", self.document).decode().split("----------\n")[1]
+        archived = re.findall(r"^Path = (\S+)\n(?:(?!Path = |Size = ).*\n)*Size = (\d+)$", archive, re.MULTILINE)
+        self.assertEqual({name: int(size) for name, size in archived}, sizes)
+        program("7z", "x", f"-o{self.folder}/extracted", "-y", self.document)
+        for name, data in streams.items():
+            self.assertEqual((self.folder / "extracted" / name).read_bytes(), data, name)
+        return streams
+
+    def check_data(self, streams):
+        for name, rate, shape, identifier in self.data():
+            found = read_datum(streams[stream_name(identifier)])
+            columns = found[2]
+            self.assertEqual(found[:2], (name, rate))
+            self.assertEqual(f"{len(found[3]) // 4 // columns} x {columns}", shape)
+            if name == "impulse-left":  # one channel of 32-bit floats: the sound file's own bytes
+                wav = next(path for path in SAMPLES if path.stem == name).read_bytes()
+                self.assertEqual(found[3], wav[wav.index(b"data") + 8:][:len(found[3])])
+
+    def test_three_programs_read_every_stream(self):
+        for state in self.documents():
+            with self.subTest(document=state):
+                streams = self.check_streams()
+                self.check_data(streams)
+                self.assertEqual(len(streams), len(self.data()) + 6)
+                self.tool("check", self.document)
+
+
+if __name__ == "__main__":
+    unittest.main()

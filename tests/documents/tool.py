@@ -1,0 +1,60 @@
+"""Runs the lumvex tool in a folder of each test's own."""
+
+import os
+import pathlib
+import re
+import shutil
+import struct
+import subprocess
+import tempfile
+import unittest
+
+TOOL = os.environ["LUMVEX_TOOL"]
+SAMPLES = sorted(path for path in pathlib.Path(os.environ["LUMVEX_SAMPLES"]).iterdir()
+                 if path.suffix in (".frd", ".txt", ".csv", ".wav"))
+
+DONE, INCOMPLETE, WRONG_USAGE, DOCUMENT_FAILED = range(4)
+
+
+def float_wav(channels, samples):
+    """A sound file of 32-bit floats at 96 kHz; the samples channel by channel for each point in time."""
+    data = struct.pack(f"<{len(samples)}f", *samples)
+    return struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16, 3, channels, 96000,
+                       96000 * 4 * channels, 4 * channels, 32, b"data", len(data)) + data
+
+
+class ToolTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="lumvex-test-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.document = self.folder / "project.lvp"
+
+    def tool(self, *arguments, status=DONE, **options):
+        """The finished process, its outputs as text; fails unless it ends with the status and without a crash."""
+        done = subprocess.run([TOOL, *map(os.fspath, arguments)], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=300, **options)
+        done.stdout, done.stderr = done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+        self.assertEqual(done.returncode, status, f"{arguments}\n{done.stdout}{done.stderr}")
+        return done
+
+    def import_samples(self):
+        self.tool("import", self.document, *SAMPLES)
+
+    def file(self, name, content):
+        path = self.folder / name
+        path.write_bytes(content if isinstance(content, bytes) else content.encode("utf-8"))
+        return path
+
+    def data(self, document=None):
+        """(name, sample rate, shape, ID) of every datum, as the tree shows them."""
+        tree = self.tool("tree", "--ids", document or self.document).stdout
+        return [(name, int(rate), shape, identifier) for name, rate, shape, identifier in re.findall(
+            r"^    (.*)  (-?\d+) Hz  (\d+ x \d+)  (\{[-0-9A-F]{36}\})$", tree, re.MULTILINE)]
+
+    def every_command(self, document):
+        """The arguments of each command on a document, with a sample as its file."""
+        return [("import", document, SAMPLES[0]), ("tree", document), ("info", document),
+                ("export", document, "woofer", "-o", self.folder / "exported.csv"), ("compare", document, SAMPLES[0]),
+                ("check", document)]

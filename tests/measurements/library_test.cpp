@@ -1,0 +1,145 @@
+// What speakers, their configurations and experiments know of the catalogue, with it and without it.
+#include "support.hpp"
+
+namespace lumvex::tests {
+namespace {
+
+class LibraryReferences : public testing::Test {
+protected:
+    Folder folder;
+    FullProject full;
+    std::filesystem::path path = folder / "a.lvp", libraryPath = folder / "a.lvs";
+
+    // The project opened anew; its library stands in a file of its own beside it.
+    Project Reopened() {
+        full.catalogue.library.SaveFileAs(PathText(libraryPath));
+        full.project.SaveFileAs(PathText(path));
+        full.project.CloseFile();
+        full.catalogue.library.CloseFile();
+        return Opened(path);
+    }
+};
+
+TEST_F(LibraryReferences, AreFoundThroughTheProjectsLibrary) {
+    full.experiment.ModelConfig(full.catalogue.sub);
+    EXPECT_TRUE(IsSameObject(Variant::FromDispatch(full.speaker.Model().Pointer()), full.catalogue.alpha));
+    const Project opened = Reopened();
+    EXPECT_EQ(Again(opened, full.speaker).Model().ID(), full.catalogue.alpha.ID());
+    EXPECT_EQ(Again(opened, full.config).ModelConfig().ID(), full.catalogue.biAmp.ID());
+    EXPECT_EQ(Again(opened, full.experiment).ModelConfig().ID(), full.catalogue.sub.ID());
+    EXPECT_TRUE(IsSameObject(Variant::FromDispatch(Again(opened, full.config).ModelConfig().Root().Pointer()),
+                             opened.Specifications()));
+    Experiment experiment = Again(opened, full.experiment);
+    experiment.ModelConfig({});
+    EXPECT_FALSE(experiment.ModelConfig());
+    EXPECT_FALSE(opened.Experiments().Add(u"another").ModelConfig());
+}
+
+TEST_F(LibraryReferences, OutlastTheLibrary) {
+    full.experiment.ModelConfig(full.catalogue.sub);
+    Project opened = Reopened();
+    std::filesystem::rename(libraryPath, folder / "elsewhere.lvs");
+    opened.CloseFile();
+    opened = Opened(path);
+    EXPECT_FALSE(opened.Specifications());
+    SpeakerEQ speaker = Again(opened, full.speaker);
+    SpkrEQConfig config = Again(opened, full.config);
+    EXPECT_FALSE(speaker.Model());
+    EXPECT_FALSE(config.ModelConfig());
+    EXPECT_FALSE(Again(opened, full.experiment).ModelConfig());
+    EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+    EXPECT_EQ(config.ConfigID(), LX_BIAMP);
+    EXPECT_EQ(config.Config().OutputCount(), 2);
+    Measurement measurement = Again(opened, full.measurement);
+    EXPECT_EQ(StatusOf([&] { measurement.Data(Columns(3, 1)); }), Status(0x80040FA2));
+    measurement.Data(Columns(3, 2));
+    // What cannot be resolved is saved as it was.
+    speaker.Name(u"Renamed");
+    config.Timestamp(3);
+    Again(opened, full.experiment).MicAngle(1);
+    opened.SaveFile();
+    opened.CloseFile();
+    std::filesystem::rename(folder / "elsewhere.lvs", libraryPath);
+    opened = Opened(path);
+    EXPECT_EQ(Again(opened, full.speaker).Model().ID(), full.catalogue.alpha.ID());
+    EXPECT_EQ(Again(opened, full.config).ModelConfig().ID(), full.catalogue.biAmp.ID());
+    EXPECT_EQ(Again(opened, full.experiment).ModelConfig().ID(), full.catalogue.sub.ID());
+}
+
+TEST_F(LibraryReferences, NamesFollowTheCatalogue) {
+    full.catalogue.acme.Name(u"Apex");
+    full.catalogue.alpha.Name(u"Beta");
+    EXPECT_EQ(full.speaker.DisplayName(), u"Apex/Beta/Main");
+    full.project.Specifications({});
+    EXPECT_EQ(full.speaker.DisplayName(), u"Apex/Beta/Main") << "the model that was put still lives";
+    full.catalogue = Catalogue();
+    EXPECT_FALSE(full.speaker.Model());
+    EXPECT_EQ(full.speaker.DisplayName(), u"Apex/Beta/Main");
+    EXPECT_EQ(full.project.SpeakerEQs().Add(u"Main").DisplayName(), u"Unknown Spkr/Main");
+}
+
+TEST_F(LibraryReferences, ModelConfigurationsDecideTheChannels) {
+    struct Case {
+        ModelConfig config;
+        LXConfig id;
+        std::size_t outputs;
+    };
+    const Catalogue& all = full.catalogue;
+    full.measurement.Data(Columns(2, 2));
+    Listener listener(full.project);
+    for (const Case& each : {Case{all.single, LX_SINGLEAMP, 1}, Case{all.triAmp, LX_TRIAMP, 3},
+                             Case{all.sub, LX_SUBWOOFER, 1}, Case{all.biAmp, LX_BIAMP, 2}}) {
+        SCOPED_TRACE(each.id);
+        listener.Taken();
+        full.config.ModelConfig(each.config);
+        EXPECT_EQ(listener.Taken(), Strings{"item Bi amp 0"});
+        EXPECT_EQ(full.config.ConfigID(), each.id);
+        EXPECT_EQ(full.config.Config().ConfigID(), each.id);
+        EXPECT_EQ(ContentOf(full.measurement.Data()).count[0], 2u) << "what is there stays";
+        for (std::size_t columns = 1; columns <= 4; ++columns) {
+            const HRESULT expected = columns == each.outputs ? S_OK : Status(0x80040FA2);
+            EXPECT_EQ(StatusOf([&] { full.measurement.Data(Columns(2, columns)); }), expected) << columns;
+            EXPECT_EQ(StatusOf([&] { full.correction.VerifyMeas(Columns(2, columns)); }), expected) << columns;
+        }
+        full.measurement.Data(Columns(2, each.outputs));
+    }
+    EXPECT_TRUE(FailsBare(E_POINTER, full.config.Get()->put_ModelConfig(nullptr)));
+    EXPECT_EQ(full.config.ConfigID(), LX_BIAMP);
+    EXPECT_EQ(full.config.Name(), u"Bi amp");
+    Ref<::ISpkrEQConfig> made;
+    EXPECT_TRUE(FailsBare(E_POINTER, full.speaker.SpkrEQConfigs().Get()->Add(nullptr, made.Out())));
+}
+
+TEST_F(LibraryReferences, SpeakersAreFoundByNameAndModel) {
+    SpeakerEQs speakers = full.project.SpeakerEQs();
+    const Model beta = full.catalogue.acme.Models().Add(u"Beta"), gamma = full.catalogue.acme.Models().Add(u"Gamma");
+    const SpeakerEQ unknown = speakers.Add(u"Main"), second = speakers.Add(u"MAIN", beta);
+    const auto idOf = [](const Object& found) { return found ? found.As<SpeakerEQ>().ID() : std::u16string(); };
+    EXPECT_EQ(idOf(speakers.FindName(u"main")), full.speaker.ID()) << "the first of the name";
+    EXPECT_EQ(idOf(speakers.FindName(u"main", full.catalogue.alpha)), full.speaker.ID());
+    EXPECT_EQ(idOf(speakers.FindName(u"main", beta)), second.ID());
+    EXPECT_EQ(idOf(speakers.FindName(u"main", gamma)), u"");
+    EXPECT_EQ(idOf(speakers.FindName(u"Left", beta)), u"");
+
+    // By name alone: the shared member, which late-bound callers reach by its number.
+    Variant found;
+    EXPECT_EQ(static_cast<::_Collection*>(speakers.Get())->FindName(Bstr(u"MAIN").get(), found.Out()), S_OK);
+    EXPECT_TRUE(IsSameObject(found, full.speaker));
+    const std::vector<Variant> arguments{Variant::FromText(u"Main"), Variant::FromDispatch(beta.Pointer())};
+    EXPECT_EQ(Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, arguments, found), S_OK);
+    EXPECT_TRUE(IsSameObject(found, second));
+    EXPECT_EQ(Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, {Variant::FromText(u"Main")}, found), S_OK);
+    EXPECT_TRUE(IsSameObject(found, full.speaker));
+    EXPECT_EQ(Late(speakers.Pointer(), 0x20, DISPATCH_METHOD, {Variant::FromText(u"Nobody")}, found), S_FALSE);
+    EXPECT_EQ(found.vt, VT_EMPTY);
+    EXPECT_EQ(
+        Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, {Variant::FromText(u"x"), Variant::FromText(u"y")}, found),
+        DISP_E_TYPEMISMATCH);
+    EXPECT_TRUE(FailsBare(E_POINTER, speakers.Get()->FindName(nullptr, beta.Get(), found.Out())));
+
+    const Project opened = Reopened();
+    EXPECT_EQ(idOf(opened.SpeakerEQs().FindName(u"Main", Model(beta))), second.ID()) << "models are told apart by ID";
+}
+
+}  // namespace
+}  // namespace lumvex::tests

@@ -1,0 +1,264 @@
+// The records of a library, byte by byte: as they are written, and as older programs wrote them.
+#include "library.hpp"
+#include "storage/document_file.hpp"
+#include "storage/failures.hpp"
+#include "storage/hand_made.hpp"
+
+namespace lumvex::tests {
+namespace {
+
+std::string BytesOf(const GUID& id) {
+    Bytes bytes(sizeof id);
+    std::memcpy(bytes.data(), &id, sizeof id);
+    return AsHex(bytes) + " ";
+}
+std::string BytesOf(std::u16string_view id) { return BytesOf(ParseGuid(id).value()); }
+
+std::u16string StreamOf(std::u16string_view id) { return inside::StreamNameOf(ParseGuid(id).value()); }
+
+const std::string kDated = "00 00 00 00 00 00 F8 3F ";  // 1.5
+const std::string kNoTag = "00 00 00 00 ";
+
+// One whose file can be read while it is open.
+Specifications NewLibrary() {
+    Specifications library = Specifications::Create();
+    library.AccessMode(LX_SHARE_READWRITE);
+    return library;
+}
+
+// ---- as written ----
+
+TEST(LibraryRecords, AsWritten) {
+    const Folder folder;
+    Specifications library = NewLibrary();
+    Manufacturer manufacturer = library.Manufacturers().Add(u"A");
+    Manufacturer bare = library.Manufacturers().Add(u"");
+    Model model = manufacturer.Models().Add(u"M");
+    ModelConfig config = model.ModelConfigs().Add(library.Configs().Item(LX_TRIAMP));
+    Microphone microphone = library.Microphones().Add(u"7");
+    microphone.Delay(-2);
+    microphone.Scale(0.5f);
+    microphone.Data(Floats({1, 2}));
+    microphone.SampleRate(44100);
+    for (Collectable item : std::initializer_list<Collectable>{manufacturer, bare, model, config, microphone})
+        item.Timestamp(1.5);
+    library.SaveFileAs(PathText(folder / "a.lvs"));
+    const Streams streams = ReadDocument(folder / "a.lvs");
+
+    const std::string root = BytesOf(library.ID()) + kNoTag + "01 00" + BytesOf(library.Manufacturers().ID()) + kNoTag +
+                             "01 00" + BytesOf(library.Microphones().ID()) + kNoTag;
+    const struct {
+        std::u16string stream;
+        std::string expected;
+    } cases[] = {
+        {u"ROOT", root},
+        {u"ROOT-V200", "00 10 00 90" + root},
+        {StreamOf(library.Manufacturers().ID()),
+         "01 00 01 80  02 00 00 00" + BytesOf(manufacturer.ID()) + kNoTag + BytesOf(bare.ID()) + kNoTag},
+        {StreamOf(manufacturer.ID()),
+         "01 00 01 80" + kDated + "04 00 00 00  41 00  00 00  01 00" + BytesOf(manufacturer.Models().ID()) + kNoTag},
+        {StreamOf(bare.ID()), "01 00 01 80" + kDated + "00 00 00 00  00 00"},
+        {StreamOf(model.ID()),
+         "01 00 01 80" + kDated + "04 00 00 00  4D 00  00 00  01 00" + BytesOf(model.ModelConfigs().ID()) + kNoTag},
+        {StreamOf(config.ID()),
+         "02 00 02 80" + kDated + "10 00 00 00  54 00 72 00 69 00 20 00 61 00 6D 00 70 00  00 00  03 00 00 00"},
+        {StreamOf(microphone.ID()), "03 00 02 80" + kDated +
+                                        "04 00 00 00  37 00  00 00  01 00 00 00  FE FF FF FF  00 00 00 3F"
+                                        "02 00 01 00 00 00 04 00  00 00 00 00 01 00 00 00  00 00 80 3F 00 00 00 40"
+                                        "44 AC 00 00"},
+    };
+    for (const auto& each : cases) {
+        ASSERT_TRUE(streams.contains(each.stream)) << ToUtf8(each.stream);
+        EXPECT_EQ(AsHex(streams.at(each.stream)), AsHex(Hex(each.expected))) << ToUtf8(each.stream);
+    }
+    EXPECT_EQ(streams.size(), 2u + 2 + 9) << "root, tables, nine objects: nothing of the configuration table";
+}
+
+TEST(LibraryRecords, ARootWithoutCollections) {
+    const Folder folder;
+    Specifications library = NewLibrary();
+    library.SaveFileAs(PathText(folder / "a.lvs"));
+    EXPECT_EQ(AsHex(ReadDocument(folder / "a.lvs").at(u"ROOT")),
+              AsHex(Hex(BytesOf(library.ID()) + kNoTag + "00 00  00 00")));
+}
+
+TEST(LibraryRecords, RoundTripAndTheFixedTableOfAnOpenedLibrary) {
+    const Folder folder;
+    std::u16string id;
+    {
+        Specifications library = Specifications::Create();
+        const Model model = library.Manufacturers().Add(u"A").Models().Add(u"M");
+        for (const Config& config : library.Configs()) model.ModelConfigs().Add(config);
+        library.Microphones().Add(u"7").Data(Floats({1, 2, 3}));
+        library.SaveFileAs(PathText(folder / "a.lvs"));
+        id = library.ID();
+    }
+    Specifications library = Specifications::Create();
+    library.OpenFile(PathText(folder / "a.lvs"));
+    EXPECT_EQ(library.ID(), id);
+    EXPECT_EQ(library.Configs().Count(), 4);
+    const ModelConfigs configs = library.Manufacturers().Item(1).Models().Item(1).ModelConfigs();
+    ASSERT_EQ(configs.Count(), 4);
+    LONG position = 0;
+    for (const ModelConfig& each : configs) {
+        const Config config = library.Configs().Item(++position);
+        EXPECT_EQ(each.Config().Pointer(), config.Pointer());
+        EXPECT_EQ(each.Name(), config.Name());
+        EXPECT_EQ(configs.Add(config).Pointer(), each.Pointer()) << "found again in an opened library";
+    }
+    EXPECT_EQ(ContentOf(library.Microphones().Item(1).Data()), FloatContent({1, 2, 3}));
+    EXPECT_FALSE(IsModified(library));
+}
+
+// ---- as older programs wrote them ----
+
+// Bytes of the ID {n0, n1, ... nF}: the library is 0, Manufacturers 1, Microphones 2, and so on.
+std::string Id(unsigned n) {
+    Bytes bytes;
+    for (unsigned at = 0; at < 16; ++at) bytes.push_back(static_cast<std::byte>(n * 16 + at));
+    return AsHex(bytes) + " ";
+}
+std::u16string Stream(unsigned n) {
+    GUID id;
+    std::memcpy(&id, Hex(Id(n)).data(), sizeof id);
+    return inside::StreamNameOf(id);
+}
+
+// Name "X", undated.
+const std::string kHead = "00 00 00 00 00 00 00 00  04 00 00 00  58 00  00 00 ";
+
+// One manufacturer, one model, one model configuration, one microphone; without directory and version information.
+Streams OldLibrary(const std::string& modelConfig, const std::string& microphone) {
+    const std::string collection = "01 00 01 80  01 00 00 00", item = "01 00 01 80" + kHead + "01 00";
+    return {{u"ROOT", Hex(Id(0) + kNoTag + "01 00" + Id(1) + kNoTag + "01 00" + Id(2) + kNoTag)},
+            {Stream(1), Hex(collection + Id(3) + kNoTag)},
+            {Stream(2), Hex(collection + Id(4) + kNoTag)},
+            {Stream(3), Hex(item + Id(5) + kNoTag)},
+            {Stream(4), Hex(microphone)},
+            {Stream(5), Hex(collection + Id(6) + kNoTag)},
+            {Stream(6), Hex(item + Id(7) + kNoTag)},
+            {Stream(7), Hex(collection + Id(8) + kNoTag)},
+            {Stream(8), Hex(modelConfig)}};
+}
+
+const std::string kMicrophone = "03 00 02 80" + kHead + "01 00 00 00  00 00 00 00  00 00 80 3F  00 00  80 BB 00 00";
+const std::string kModelConfig = "02 00 02 80" + kHead + "01 00 00 00";
+
+Specifications Opened(const Folder& folder, const Streams& streams) {
+    WriteDocument(folder / "old.lvs", streams);
+    Specifications library = NewLibrary();
+    library.OpenFile(PathText(folder / "old.lvs"));
+    return library;
+}
+
+TEST(LibraryRecords, ModelConfigurationsOfEveryVersion) {
+    const std::string reference = "01 00" + Id(9) + "2A 00 00 00";
+    const struct {
+        std::string what, record;
+        HRESULT status;
+        int id;
+    } cases[] = {
+        {"0", "00 00 00 00" + kHead + "00 00", S_OK, 1},
+        {"0 with the older reference", "00 00 00 00" + kHead + reference, S_OK, 1},
+        {"0 with what looks like a number behind", "00 00 00 00" + kHead + "00 00  03 00 00 00", S_OK, 1},
+        {"1", "01 00 00 00" + kHead + "00 00  03 00 00 00", S_OK, 3},
+        {"1 with the older reference", "01 00 01 80" + kHead + reference + "02 00 00 00", S_OK, 2},
+        {"1, any flag but 0", "01 00 01 80" + kHead + "00 80" + Id(9) + kNoTag + "04 00 00 00", S_OK, 4},
+        {"2", "02 00 02 80" + kHead + "04 00 00 00", S_OK, 4},
+        {"2, number 0", "02 00 02 80" + kHead + "00 00 00 00", S_OK, 1},
+        {"2, a negative number", "02 00 02 80" + kHead + "F9 FF FF FF", S_OK, 1},
+        {"2, beyond the table", "02 00 02 80" + kHead + "05 00 00 00", E_FAIL, 0},
+        {"1, beyond the table", "01 00 01 80" + kHead + "00 00  FF FF FF 7F", E_FAIL, 0},
+        {"a later one with more fields", "05 00 02 80" + kHead + "02 00 00 00  11 22 33", S_OK, 2},
+        {"one that needs a newer reader", "05 00 03 80" + kHead + "02 00 00 00", Status(0x80040FAE), 0},
+        {"1, cut in the older reference", "01 00 01 80" + kHead + "01 00" + Id(9), inside::kReadFault, 0},
+        {"2, cut", "02 00 02 80" + kHead + "01 00 00", inside::kReadFault, 0},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE("version " + each.what);
+        const Folder folder;
+        const Specifications library = Opened(folder, OldLibrary(each.record, kMicrophone));
+        const ModelConfigs configs = library.Manufacturers().Item(1).Models().Item(1).ModelConfigs();
+        ASSERT_EQ(configs.Count(), 1);
+        Ref<IModelConfig> reached;
+        EXPECT_EQ(configs.Get()->get_Item(1, reached.Out()), each.status);
+        if (!reached) continue;
+        const ModelConfig config(reached);
+        EXPECT_EQ(static_cast<int>(config.ConfigID()), each.id);
+        EXPECT_EQ(config.Config().Pointer(), library.Configs().Item(each.id).Pointer());
+        EXPECT_EQ(config.Name(), u"X");
+    }
+    TakeErrorInfo();
+}
+
+TEST(LibraryRecords, MicrophonesOfEveryVersion) {
+    const std::string method = "00 00 00 00", delay = "05 00 00 00", scale = "00 00 00 3F", rate = "44 AC 00 00",
+                      data = "02 00 01 00 00 00 04 00  00 00 00 00 01 00 00 00  00 00 80 3F 00 00 00 40",
+                      oldData = "01 00 01 00 00 00 04 00 00 00  00 00 00 00 01 00 00 00  00 00 80 3F 00 00 00 40";
+    const struct {
+        std::string what, record;
+        LONG method, delay;
+        float scale;
+        LONG rate;
+    } cases[] = {
+        {"0", "00 00 00 00" + kHead + data, 1, 0, 1.0f, 48000},
+        {"0 with an older array", "00 00 00 00" + kHead + oldData, 1, 0, 1.0f, 48000},
+        {"1", "01 00 01 80" + kHead + method + delay + data, 0, 5, 1.0f, 48000},
+        {"2", "02 00 02 80" + kHead + method + delay + scale + data, 0, 5, 0.5f, 48000},
+        {"3", "03 00 02 80" + kHead + method + delay + scale + data + rate, 0, 5, 0.5f, 44100},
+        {"a later one with more fields", "04 00 02 80" + kHead + method + delay + scale + data + rate + "11", 0, 5,
+         0.5f, 44100},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE("version " + each.what);
+        const Folder folder;
+        const Specifications library = Opened(folder, OldLibrary(kModelConfig, each.record));
+        const Microphone microphone = library.Microphones().Item(1);
+        EXPECT_EQ(static_cast<LONG>(microphone.CalibrationMethod()), each.method);
+        EXPECT_EQ(microphone.Delay(), each.delay);
+        EXPECT_EQ(microphone.Scale(), each.scale);
+        EXPECT_EQ(microphone.SampleRate(), each.rate);
+        EXPECT_EQ(ContentOf(microphone.Data()), FloatContent({1, 2}));
+    }
+    const Folder folder;
+    const Specifications cut = Opened(folder, OldLibrary(kModelConfig, "01 00 01 80" + kHead + method + delay));
+    IMicrophone* none = nullptr;
+    EXPECT_TRUE(FailsBare(inside::kReadFault, cut.Microphones().Get()->get_Item(1, &none)));
+}
+
+TEST(LibraryRecords, OldRecordsAreWrittenAnewOnceTheyChange) {
+    const Folder folder;
+    const std::string oldMicrophone = "00 00 00 00" + kHead + "00 00", oldConfig = "00 00 00 00" + kHead + "00 00";
+    Specifications library = Opened(folder, OldLibrary(oldConfig, oldMicrophone));
+    Microphone microphone = library.Microphones().Item(1);
+    ModelConfig config = library.Manufacturers().Item(1).Models().Item(1).ModelConfigs().Item(1);
+    EXPECT_EQ(config.ManufacturerName(), u"X");
+    library.SaveFile();
+    EXPECT_EQ(AsHex(ReadDocument(folder / "old.lvs").at(Stream(8))), AsHex(Hex(oldConfig))) << "nobody touched it";
+    microphone.Timestamp(0);
+    config.Timestamp(0);
+    library.SaveFile();
+    const Streams saved = ReadDocument(folder / "old.lvs");
+    EXPECT_EQ(AsHex(saved.at(Stream(4))), AsHex(Hex(kMicrophone)));
+    EXPECT_EQ(AsHex(saved.at(Stream(8))), AsHex(Hex(kModelConfig)));
+}
+
+// The empty record of one kind of root would do for the other.
+TEST(LibraryRecords, ADocumentOfTheOtherKindIsRefused) {
+    const Folder folder;
+    Specifications library = Specifications::Create();
+    library.SaveFileAs(PathText(folder / "a.lvs"));
+    library.CloseFile();
+    Project project = Project::Create();
+    project.SaveFileAs(PathText(folder / "a.lvp"));
+    project.CloseFile();
+    const Bytes bytes = FileBytes(folder / "a.lvs");
+    EXPECT_TRUE(FailsWith(4014, library.Get()->OpenFile(Bstr(PathText(folder / "a.lvp")).get()),
+                          u"Lumvex-Dev.Specifications.1"));
+    EXPECT_TRUE(FailsWith(4014, project.Get()->OpenFile(Bstr(PathText(folder / "a.lvs")).get()), kProject));
+    EXPECT_EQ(FileBytes(folder / "a.lvs"), bytes);
+    library.OpenFile(PathText(folder / "a.lvs"));
+}
+
+}  // namespace
+}  // namespace lumvex::tests
