@@ -114,7 +114,7 @@ void CollectionBase::Remove(LONG position) {
         DeliverNow();
         throw;
     }
-    Detach(item);
+    Detach(item, static_cast<std::size_t>(position - 1));
     Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
     document.MarkChanged(*this);
 }
@@ -131,7 +131,7 @@ void CollectionBase::RemoveAll() {
             auto& item = static_cast<ItemBase&>(*member);
             if (item.Locks() != 0) throw Failure(Message::Locked);
             item.RemoveChildren();
-            Detach(item);
+            Detach(item, position - 1);
         } catch (const Failure& failure) {
             if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
         } catch (const PassedOn&) {
@@ -145,11 +145,12 @@ void CollectionBase::RemoveAll() {
     Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEALL);
 }
 
-// A handler of the event before may have moved or removed the member: its place is looked up again.
-void CollectionBase::Detach(ItemBase& member) {
+// A handler of the event before may have moved or removed the member: its place is looked up again then.
+void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     Document& document = ResolveRoot();
     Entry& entry = member.OwnEntry();
-    const auto index = members.IndexOf(entry.id);
+    const bool there = likely < members.Count() && IsEqualGUID(members.At(likely).id, entry.id);
+    const auto index = there ? std::optional(likely) : members.IndexOf(entry.id);
     if (!index) throw Failure(Message::NotLocated);
     members.Erase(*index);
     member.SetModified(false);

@@ -58,7 +58,7 @@ public:
 
 private:
     Ref<Object> Member(std::size_t index) const;
-    void Detach(ItemBase& member);
+    void Detach(ItemBase& member, std::size_t likely);
 };
 
 template <class Class, class Interface>

@@ -4,7 +4,6 @@
 
 #include <exception>
 #include <memory>
-#include <source_location>
 #include <string>
 
 #include "lumvex/automation.hpp"
@@ -69,16 +68,19 @@ private:
 // A broken invariant that no caller can mend: a fault of the program, never of a file or a caller.
 class COstrelException : public std::exception {
 public:
-    explicit COstrelException(int code, std::source_location place = std::source_location::current()) noexcept
-        : code_(code), place_(place) {}
+    // The place is the caller's.
+    explicit COstrelException(int code, const char* file = __builtin_FILE(), unsigned line = __builtin_LINE()) noexcept
+        : code_(code), file_(file), line_(line) {}
 
     int Code() const noexcept { return code_; }
-    const std::source_location& Place() const noexcept { return place_; }
+    const char* File() const noexcept { return file_; }
+    unsigned Line() const noexcept { return line_; }
     const char* what() const noexcept override { return "lumvex: broken invariant"; }
 
 private:
     int code_;
-    std::source_location place_;
+    const char* file_;
+    unsigned line_;
 };
 
 // Installs the message's text as the calling thread's error information and answers its status. `source` is the

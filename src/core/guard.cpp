@@ -86,7 +86,7 @@ HRESULT TranslateException(std::u16string_view source) noexcept {
         status = failure.Status();
     } catch (const COstrelException& fault) {
         try {
-            return Report(InternalErrorText(fault.Place().file_name(), fault.Place().line()),
+            return Report(InternalErrorText(fault.File(), fault.Line()),
                           static_cast<HRESULT>(0x80040FB1u), source);
         } catch (const std::bad_alloc&) {
             status = static_cast<HRESULT>(0x80040FB1u);

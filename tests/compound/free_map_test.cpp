@@ -13,8 +13,8 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
     std::mt19937 random(1);
     FreeMap map(70, kReserved);
     std::vector<bool> used(70, true);
-    std::vector<Run> taken;
-    const auto take = [&](const Run& run) {
+    std::vector<compound::Run> taken;
+    const auto take = [&](const compound::Run& run) {
         used.resize(std::max<std::size_t>(used.size(), map.End()), false);
         ASSERT_LE(run.first + run.count, map.End());
         for (SectorId sector = run.first; sector < run.first + run.count; ++sector) {
@@ -29,7 +29,7 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
         if (random() % 2 == 0 || taken.empty()) {
             if (random() % 2 == 0) {
                 const std::uint32_t end = map.End();
-                const Run run{0, map.Take(count), count};
+                const compound::Run run{0, map.Take(count), count};
                 // At the end only where no gap would do.
                 if (run.first + count > end) {
                     std::uint32_t gap = 0;
@@ -41,7 +41,7 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
                 ASSERT_NO_FATAL_FAILURE(take(run));
             } else {
                 std::uint32_t together = 0;
-                for (const Run& run : map.TakeRuns(count)) {
+                for (const compound::Run& run : map.TakeRuns(count)) {
                     ASSERT_EQ(run.index, together);
                     together += run.count;
                     ASSERT_NO_FATAL_FAILURE(take(run));
@@ -50,7 +50,7 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
             }
         } else {
             std::swap(taken[random() % taken.size()], taken.back());
-            const Run run = taken.back();
+            const compound::Run run = taken.back();
             taken.pop_back();
             map.Give(run.first, run.count);
             for (SectorId sector = run.first; sector < run.first + run.count; ++sector) used[sector] = false;

@@ -1,7 +1,8 @@
 // What holds for every member of every published class, by the class list and the interface tables: a missing result or
 // argument is E_POINTER, a failing call leaves nothing in its results, and no call keeps a reference.
-#include <array>
+#include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "core/published.hpp"
 #include "interfaces/for_each.hpp"
@@ -80,7 +81,8 @@ constexpr bool kIsNeeded = std::is_pointer_v<T>;  // texts and objects; numbers 
 
 // A property get or a method with a result.
 template <class I, class... Args>
-void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), const std::string& name, HRESULT withoutResult) {
+void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), const std::string& name, HRESULT withoutResult,
+                 const std::vector<bool>& needed) {
     constexpr std::size_t kInputs = sizeof...(Args) - 1;
     using All = std::tuple<Args...>;
     using Result = std::remove_pointer_t<std::tuple_element_t<kInputs, All>>;
@@ -104,6 +106,7 @@ void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), con
     [&]<std::size_t... At>(std::index_sequence<At...>) {
         [[maybe_unused]] const auto withoutOne = [&]<std::size_t Missing>(std::integral_constant<std::size_t, Missing>) {
             if constexpr (kIsNeeded<std::tuple_element_t<Missing, All>>) {
+                if (!needed[Missing]) return;  // the caller may leave it out
                 Result untouched = Dirty<Result>();
                 EXPECT_EQ(call(kAll, Missing, &untouched), E_POINTER) << name << " without argument " << Missing;
                 EXPECT_TRUE(IsCleared(untouched)) << name << " without argument " << Missing;
@@ -133,22 +136,28 @@ void CheckAction(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), con
 
 void CheckMembers(IDispatch*) {}
 
+#define LX_IS_NEEDED(type, name, ...) std::string_view(#__VA_ARGS__).empty()
+#define LX_ALL_NEEDED(parameters) \
+    std::vector<bool> { LX_EACH(LX_IS_NEEDED, parameters) }
+
 #define LX_INTERFACE(name, base, iid, help)             \
     void CheckMembers(::name* object) {                 \
         using Interface = ::name;                       \
         const std::string prefix = #name "::";          \
         CheckMembers(static_cast<::base*>(object));
 #define LX_GET(id, name, type, parameters, help) \
-    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, E_POINTER);
+    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, E_POINTER, LX_ALL_NEEDED(parameters));
 #define LX_GET_INVALIDARG(id, name, type, parameters, help) \
-    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, E_INVALIDARG);
+    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, E_INVALIDARG, LX_ALL_NEEDED(parameters));
 // These look for the owners first, which an object that was never anywhere cannot even ask for.
 #define LX_GET_OWNED(id, name, type, parameters, help) \
-    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, Status(0x80040FB1));
+    CheckResult(object, &Interface::get_##name, prefix + "get_" #name, Status(0x80040FB1), LX_ALL_NEEDED(parameters));
 #define LX_PUT(id, name, type, parameters, help)
-#define LX_METHOD(id, name, type, parameters, help) CheckResult(object, &Interface::name, prefix + #name, E_POINTER);
+#define LX_METHOD(id, name, type, parameters, help) \
+    CheckResult(object, &Interface::name, prefix + #name, E_POINTER, LX_ALL_NEEDED(parameters));
 #define LX_ACTION(id, name, parameters, help) CheckAction(object, &Interface::name, prefix + #name);
-#define LX_TEST(id, name, parameters, help) CheckResult(object, &Interface::name, prefix + #name, S_OK);
+#define LX_TEST(id, name, parameters, help) \
+    CheckResult(object, &Interface::name, prefix + #name, S_OK, LX_ALL_NEEDED(parameters));
 #define LX_INTERFACE_END(name) }
 #include "interfaces/interfaces.def"
 

@@ -72,7 +72,7 @@ public:
     std::uint64_t FileSize() const;  // bytes
 
     struct Statistics {
-        std::uint64_t bytesRead = 0;     // touched through the mapping, in whole sectors
+        std::uint64_t bytesRead = 0;     // sectors touched through the mapping, each once
         std::uint64_t sectorsRead = 0;   // the same in sectors
         std::uint64_t bytesWritten = 0;  // handed to the file, header included
         std::uint64_t flushes = 0;

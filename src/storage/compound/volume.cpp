@@ -40,8 +40,7 @@ void Volume::Measure() {
 
 const std::byte* Volume::Sector(SectorId sector) {
     if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
-    counters_.bytesRead += SectorSize();
-    ++counters_.sectorsRead;
+    CountRead(OffsetOf(sector), 1);
     if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
     return view_.data() + OffsetOf(sector);
 }
@@ -54,9 +53,20 @@ const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count) const 
 
 void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
     if (count == 0) return;
-    const std::uint64_t sectors = ((offset + count - 1) >> shift_) - (offset >> shift_) + 1;
-    counters_.sectorsRead += sectors;
-    counters_.bytesRead += sectors << shift_;
+    for (std::uint64_t sector = offset >> shift_; sector <= (offset + count - 1) >> shift_; ++sector) {
+        if (!touched_.Add(sector)) continue;
+        ++counters_.sectorsRead;
+        counters_.bytesRead += SectorSize();
+    }
+}
+
+bool Volume::Touched::Add(std::uint64_t sector) {
+    const auto block = static_cast<std::size_t>(sector / kBits);
+    if (block >= blocks_.size()) blocks_.resize(block + 1);
+    if (!blocks_[block]) blocks_[block] = std::make_unique<std::bitset<kBits>>();
+    if (blocks_[block]->test(sector % kBits)) return false;
+    blocks_[block]->set(sector % kBits);
+    return true;
 }
 
 }  // namespace lumvex::compound

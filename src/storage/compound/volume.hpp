@@ -2,6 +2,7 @@
 // file's length and counted.
 #pragma once
 
+#include <bitset>
 #include <memory>
 #include <vector>
 
@@ -34,7 +35,7 @@ public:
 
     // count bytes of a stream from an offset of the file on.
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count) const;  // Corrupt
-    void CountRead(std::uint64_t offset, std::uint64_t count) const;
+    void CountRead(std::uint64_t offset, std::uint64_t count) const;  // each sector counts once
 
     void Write(std::uint64_t offset, std::span<const Piece> pieces);
     void Flush();
@@ -44,6 +45,16 @@ public:
     void ForgetTail(std::uint64_t size);  // the file ends here now
 
 private:
+    // One bit per sector of the file, made as sectors are touched.
+    class Touched {
+    public:
+        bool Add(std::uint64_t sector);  // false when it was there
+
+    private:
+        static constexpr std::size_t kBits = 4096;
+        std::vector<std::unique_ptr<std::bitset<kBits>>> blocks_;
+    };
+
     void Measure();
 
     std::unique_ptr<File> file_;
@@ -53,6 +64,7 @@ private:
     std::uint32_t sectorCount_ = 0;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     mutable CompoundFile::Statistics counters_;
+    mutable Touched touched_;
 };
 
 }  // namespace lumvex::compound
