@@ -12,7 +12,9 @@ std::vector<std::string> ParserArguments(int count, const char* const* values) {
         // In a list of files the parser would take "[a,b]" apart, and it stumbles over "--" behind the first of them.
         const auto mark = std::find(arguments.begin(), arguments.end(), "--");
         for (auto file = arguments.begin() + 1; file != arguments.end(); ++file) {
-            const bool isList = file->starts_with('[') && file->ends_with(']');
+            const std::string& before = *(file - 1);
+            const bool isValue = file < mark && before.starts_with("--") && before != "--replace";
+            const bool isList = !isValue && file->starts_with('[') && file->ends_with(']');
             const bool isOption = file > mark && file->starts_with('-');
             if (isList || isOption) file->insert(0, "./");
         }

@@ -16,6 +16,7 @@ namespace lumvex::app {
 using Command = std::function<ExitStatus()>;
 
 void AddImport(CLI::App& app, Command& chosen);
+void AddCatalogue(CLI::App& app, Command& chosen);
 void AddTree(CLI::App& app, Command& chosen);
 void AddInfo(CLI::App& app, Command& chosen);
 void AddExport(CLI::App& app, Command& chosen);

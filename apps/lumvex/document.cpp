@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "files/text_encoding.hpp"
+#include "lumvex/diagnostics.hpp"
 
 namespace lumvex::app {
 
@@ -73,6 +74,53 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
     return reason + " (" + StatusText(error.Status()) + ")";
 }
 
+// What is loaded only for its name is released again.
+constexpr LONG kFewestLoaded = 1000, kMostLoaded = 4000;
+
+// A path that cannot be looked at is left to the library, which says why.
+bool Exists(const fs::path& document) {
+    std::error_code error;
+    return fs::exists(document, error) || error;
+}
+
+template <class Kind>
+Kind OpenedAs(const std::u16string& path, LXAccessMode mode) {
+    Kind document = Kind::Create();
+    document.AccessMode(mode);
+    document.OpenFile(path);
+    return document;
+}
+
+bool HoldsLibrary(const fs::path& document) {
+    try {
+        return InspectDocument(document).rootClass == "CSpecifications";
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+AnyDocument Made(const fs::path& path) {
+    AnyDocument made;
+    if (LowerExtension(path) == ".lvs") {
+        made = Specifications::Create();
+    } else {
+        made = Project::Create();
+    }
+    RootOf(made).AccessMode(LX_SHARE_READWRITE);
+    return made;
+}
+
+AnyDocument OpenedForChange(const fs::path& path) {
+    AnyDocument opened = OpenDocument(path, LX_SHARE_READWRITE);
+    OnDocument(path, "cannot be changed", [&] {
+        Root root = RootOf(opened);
+        if (root.VersionSupport() == LX_VER_R_COMPATIBLE)
+            throw Error(E_ACCESSDENIED, "a newer version of the program wrote it, and would lose what is new in it");
+        root.SetCacheBounds(kFewestLoaded, kMostLoaded);
+    });
+    return opened;
+}
+
 }  // namespace
 
 DocumentError::DocumentError(const fs::path& document, const std::string& attempt, const std::string& reason)
@@ -83,11 +131,33 @@ DocumentError::DocumentError(const fs::path& document, const std::string& attemp
 
 Project OpenProject(const fs::path& document, LXAccessMode mode) {
     const std::u16string path = PathText(document);
-    return OnDocument(document, "cannot be opened", [&] {
-        Project project = Project::Create();
-        project.AccessMode(mode);
-        project.OpenFile(path);
-        return project;
+    return OnDocument(document, "cannot be opened", [&] { return OpenedAs<Project>(path, mode); });
+}
+
+// What is no library is told as the project that it may have been meant to be.
+AnyDocument OpenDocument(const fs::path& document, LXAccessMode mode) {
+    const std::u16string path = PathText(document);
+    return OnDocument(document, "cannot be opened", [&]() -> AnyDocument {
+        try {
+            return OpenedAs<Project>(path, mode);
+        } catch (const Error&) {
+            if (!HoldsLibrary(document)) throw;
+        }
+        return OpenedAs<Specifications>(path, mode);
+    });
+}
+
+Root RootOf(const AnyDocument& document) {
+    return std::visit([](const auto& kind) { return static_cast<const Root&>(kind); }, document);
+}
+
+EditedDocument::EditedDocument(fs::path path)
+    : path_(std::move(path)), isNew_(!Exists(path_)), document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {}
+
+void EditedDocument::Save(const char* attempt) {
+    OnDocument(path_, attempt, [&] {
+        Root root = RootOf(document_);
+        isNew_ ? root.SaveFileAs(PathText(path_)) : root.SaveFile();
     });
 }
 

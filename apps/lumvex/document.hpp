@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 #include "lumvex/lumvex.hpp"
 
@@ -31,6 +32,33 @@ decltype(auto) OnDocument(const std::filesystem::path& document, const char* att
 
 // The project in an existing file.
 Project OpenProject(const std::filesystem::path& document, LXAccessMode mode);
+
+// A document of either kind: a project, or a library of manufacturers, models and microphones.
+using AnyDocument = std::variant<Project, Specifications>;
+
+// Whatever an existing file holds.
+AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mode);
+
+// What both kinds can do.
+Root RootOf(const AnyDocument& document);
+
+// A document that a command changes and saves once. One that is no file yet becomes one with Save: a library where
+// its extension is .lvs, else a project.
+class EditedDocument {
+public:
+    explicit EditedDocument(std::filesystem::path path);  // throws DocumentError, also for one that must not be changed
+
+    const std::filesystem::path& Path() const { return path_; }
+    bool IsNew() const { return isNew_; }
+    const Project* AsProject() const { return std::get_if<Project>(&document_); }
+    const Specifications* AsLibrary() const { return std::get_if<Specifications>(&document_); }
+    void Save(const char* attempt);  // throws DocumentError; `attempt`: "cannot be saved, nothing was imported"
+
+private:
+    std::filesystem::path path_;
+    bool isNew_;
+    AnyDocument document_;
+};
 
 // The path as the library takes it. Throws DocumentError for a name that is no valid UTF-8.
 std::u16string PathText(const std::filesystem::path& document);

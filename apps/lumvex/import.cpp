@@ -1,14 +1,11 @@
-#include <algorithm>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <sstream>
-#include <system_error>
-#include <unordered_set>
 #include <vector>
 
 #include "arguments.hpp"
 #include "commands.hpp"
+#include "destination.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
 #include "named_data.hpp"
@@ -23,11 +20,8 @@ namespace {
 struct Arguments {
     fs::path document;
     std::vector<fs::path> files;
-    bool replace = false;
+    Placement placement;
 };
-
-// What is loaded only for its name is released again.
-constexpr LONG kFewestLoaded = 1000, kMostLoaded = 4000;
 
 std::string Report(const MeasurementFile& file) {
     std::ostringstream report;
@@ -39,111 +33,141 @@ std::string Report(const MeasurementFile& file) {
     return report.str();
 }
 
-// One run of the command: files go into the project in memory one after the other, the document is saved once.
+// One run of the command: files go into the document in memory one after the other, the document is saved once.
 class Import {
 public:
     explicit Import(const Arguments& arguments)
-        : arguments_(arguments), isNew_(!Exists(arguments.document)), project_(Open()) {}
+        : arguments_(arguments),
+          document_(arguments.document),
+          destination_(OnDocument(arguments.document, "cannot be read",
+                                  [&] { return MakeDestination(document_, arguments.placement); })) {}
 
     ExitStatus Run() {
-        NamedData names(OnDocument(arguments_.document, "cannot be read", [&] { return project_.Data(); }));
-        ProgressLine progress("reading file");
-        for (const fs::path& path : arguments_.files) {
-            progress.Show(++started_, arguments_.files.size());
-            try {
-                const MeasurementFile file = ReadMeasurementFile(path);
-                OnDocument(arguments_.document, "cannot be read", [&] { Add(path, file, names); });
-                reports_.push_back(Report(file));
-            } catch (const FileError& error) {
-                progress.Clear();
-                std::cerr << error.what() << '\n';
+        const std::size_t together = destination_->FilesTogether();
+        if (together > 1 && together == arguments_.files.size()) {
+            AddTogether();
+        } else {
+            for (const fs::path& path : arguments_.files) {
+                Try([&] { Add(path, Read(path)); });
             }
         }
-        progress.Clear();
-        if (!reports_.empty()) Save();
+        progress_.Clear();
+        if (imported_ != 0) document_.Save("cannot be saved, nothing was imported");
         for (const std::string& report : reports_) std::cout << report << '\n';
         const std::string document = Utf8(arguments_.document);
-        if (reports_.empty()) {
+        if (imported_ == 0) {
             std::cerr << document << ": nothing was imported; the document was not "
-                      << (isNew_ ? "created\n" : "changed\n");
+                      << (document_.IsNew() ? "created\n" : "changed\n");
         } else {
-            std::cout << reports_.size() << " of " << arguments_.files.size() << " files imported into " << document
-                      << '\n';
+            std::cout << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
         }
-        return reports_.size() == arguments_.files.size() ? kDone : kIncomplete;
+        return imported_ == arguments_.files.size() ? kDone : kIncomplete;
     }
 
 private:
-    // A path that cannot be looked at is left to the library, which says why.
-    static bool Exists(const fs::path& document) {
-        std::error_code error;
-        return fs::exists(document, error) || error;
+    template <class Work>
+    decltype(auto) Inside(Work&& work) {
+        return OnDocument(arguments_.document, "cannot be read", std::forward<Work>(work));
     }
 
-    Project Open() const {
-        if (isNew_) {
-            Project project = Project::Create();
-            project.AccessMode(LX_SHARE_READWRITE);
-            return project;
-        }
-        Project project = OpenProject(arguments_.document, LX_SHARE_READWRITE);
-        OnDocument(arguments_.document, "cannot be changed", [&] {
-            if (project.VersionSupport() == LX_VER_R_COMPATIBLE)
-                throw Error(E_ACCESSDENIED,
-                            "a newer version of the program wrote it, and would lose what is new in it");
-            project.SetCacheBounds(kFewestLoaded, kMostLoaded);
-        });
-        return project;
-    }
-
-    void Add(const fs::path& path, const MeasurementFile& file, NamedData& names) {
-        const std::u16string name = FromUtf8(file.name);
-        const Datum existing = names.Find(name);
-        if (existing && written_.contains(existing.ID()))
-            throw FileError(path, "the name " + Quoted(file.name) + " is that of another file of this import already");
-        if (existing && !arguments_.replace)
-            throw FileError(path, "the document has a datum named " + Quoted(file.name) +
-                                      " already; --replace gives it the file's content");
-        const Datum datum = existing ? existing : project_.Data().Add(name);
+    // A file that fails is named, and the others go on.
+    template <class Work>
+    void Try(Work&& work) {
         try {
-            Store(file, datum);
-        } catch (const Error& error) {
-            if (!existing) project_.Data().Remove(project_.Data().Count());
-            throw FileError(path, "cannot be stored: " + Describe(error));
+            work();
+        } catch (const FileError& error) {
+            progress_.Clear();
+            std::cerr << error.what() << '\n';
         }
-        written_.insert(datum.ID());
     }
 
-    void Save() {
-        OnDocument(arguments_.document, "cannot be saved, nothing was imported",
-                   [&] { isNew_ ? project_.SaveFileAs(PathText(arguments_.document)) : project_.SaveFile(); });
+    MeasurementFile Read(const fs::path& path) {
+        progress_.Show(++started_, arguments_.files.size());
+        return ReadMeasurementFile(path);
+    }
+
+    void Add(const fs::path& path, const MeasurementFile& file, std::size_t files = 1) {
+        Inside([&] { reports_.push_back(Report(destination_->Add(path, file))); });
+        imported_ += files;
+    }
+
+    // Mono files become the channels of one measurement; it needs all of them.
+    void AddTogether() {
+        std::vector<InputFile> files;
+        bool areMono = true;
+        for (const fs::path& path : arguments_.files) {
+            Try([&] { files.push_back({path, Read(path)}); });
+        }
+        for (const InputFile& file : files) areMono = areMono && ChannelCount(file.content) == 1;
+        if (areMono && files.size() == arguments_.files.size()) {
+            Try([&] { Add(files[0].path, Joined(files), files.size()); });
+        } else {
+            for (const InputFile& file : files) Try([&] { Add(file.path, file.content); });
+        }
     }
 
     const Arguments& arguments_;
-    bool isNew_;
-    Project project_;
-    std::size_t started_ = 0;
-    std::unordered_set<std::u16string> written_;  // IDs of the data that this run has made or replaced
-    std::vector<std::string> reports_;            // one for each imported file
+    EditedDocument document_;
+    std::unique_ptr<Destination> destination_;
+    ProgressLine progress_{"reading file"};
+    std::size_t started_ = 0, imported_ = 0;
+    std::vector<std::string> reports_;  // one for each item that was made or replaced
 };
+
+void AddPlacement(CLI::App& command, Placement& placement) {
+    CLI::Option* speaker = command.add_option("--speaker", placement.speaker, "the speaker that was measured");
+    CLI::Option* model = command.add_option("--model", placement.model, "its model, \"Acme/Alpha\"");
+    CLI::Option* config = command.add_option("--config", placement.config, "its configuration, \"Bi amp\"");
+    CLI::Option* experiment = command.add_option("--experiment", placement.experiment, "the set-up of the measurement");
+    CLI::Option* library = command.add_option("--library", placement.library, "links the project to this library");
+    CLI::Option* room = command.add_option("--room", placement.room, "the room that was measured");
+    CLI::Option* position = command.add_option("--position", placement.position, "the microphone's place in the room");
+    CLI::Option* channel = command.add_option("--channel", placement.channel, "the processor channel that was heard");
+    for (CLI::Option* each : {speaker, model, config, experiment, room, position}) {
+        each->type_name("NAME")->check([](const std::string& name) { return name.empty() ? "a name is empty" : ""; });
+    }
+    library->type_name("LIB")->needs(speaker);
+    channel->type_name("N")->needs(room);
+    model->needs(speaker);
+    config->needs(speaker);
+    experiment->needs(speaker);
+    speaker->needs(config)->needs(experiment)->excludes(room);
+    position->needs(room);
+    room->needs(position)->needs(channel);
+}
 
 }  // namespace
 
 void AddImport(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = app.add_subcommand("import", "Import measurement files into a project as named data");
-    AddDocument(*command, arguments->document, "the project; created when there is no such file");
+    CLI::App* command = app.add_subcommand("import", "Import measurement files into a project or library");
+    AddDocument(*command, arguments->document,
+                "the project or library; created when there is no such file, as a library where it is called .lvs");
     command->add_option("FILE", arguments->files, "measurement files")->type_name("")->required();
-    command->add_flag(
-        "--replace", arguments->replace,
-        "give data that have a file's name already the file's content; without it such a file is refused");
+    command->add_flag("--replace", arguments->placement.replace,
+                      "give what has a file's name already the file's content; without it such a file is refused");
+    AddPlacement(*command, arguments->placement);
     command->footer(
         "A text file (.frd, .txt, .csv and others) holds a frequency response or a microphone calibration: frequency\n"
-        "in Hz, level in dB and perhaps phase in degrees, which become the columns of the datum; its sample rate is "
-        "0.\n"
-        "A sound file (.wav and others) holds an impulse response: one column per channel, full scale -1 to 1, and "
-        "the\n"
-        "sample rate in Hz. The datum is named after the file without its extension, and dated as the file.\n"
+        "in Hz, level in dB and perhaps phase in degrees. A sound file (.wav and others) holds an impulse response:\n"
+        "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
+        "\n"
+        "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's name\n"
+        "without its extension, and its date. Elsewhere columns are channels: of a text file the levels alone are "
+        "kept\n"
+        "there. Import it as named data too to keep its frequencies and phases.\n"
+        "\n"
+        "With --speaker files become measurements of that speaker in its configuration, taken with that experiment.\n"
+        "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which the\n"
+        "project's library has to know: --model and, the first time, --library. One that is there needs neither.\n"
+        "A measurement has one channel per output. Mono files, exactly as many as there are outputs, become the\n"
+        "channels of one measurement, in their order, named after what their names begin with together.\n"
+        "\n"
+        "With --room files become measurements at that position of that room; both are made when missing.\n"
+        "\n"
+        "In a library microphone calibrations become microphones, named after the serial number (else the file), with\n"
+        "the levels as curve and the sensitivity as scale. Other files are refused.\n"
+        "\n"
         "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with the\n"
         "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when nothing\n"
         "can be imported it is neither created nor changed.\n\n" +

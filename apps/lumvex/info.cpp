@@ -32,7 +32,24 @@ const char* WordsOf(LXVersionSupport support) {
     return "unknown";
 }
 
-// What the file says of itself is printed even when the project in it cannot be opened.
+void PrintSupport(const std::filesystem::path& document, Root root, const char* attempt) {
+    const auto print = [&] {
+        const LXVersionSupport support = root.VersionSupport();
+        Line("version support") << static_cast<LONG>(support) << ", " << WordsOf(support) << '\n';
+    };
+    OnDocument(document, attempt, [&] {
+        root.AccessMode(LX_SHARE_READ);
+        try {
+            root.OpenFile(PathText(document));
+        } catch (const Error&) {
+            print();
+            throw;
+        }
+        print();
+    });
+}
+
+// What the file says of itself is printed even when the document in it cannot be opened.
 ExitStatus Run(const std::filesystem::path& document) {
     const DocumentFacts facts = OnDocument(document, "cannot be read", [&] { return InspectDocument(document); });
     Line("document") << Utf8(document) << '\n';
@@ -43,21 +60,11 @@ ExitStatus Run(const std::filesystem::path& document) {
     Line("file") << facts.fileBytes << " bytes in sectors of " << facts.sectorBytes << '\n';
     Line("streams") << facts.streams << " with " << facts.streamBytes << " bytes\n";
 
-    Project project = Project::Create();
-    const auto printSupport = [&] {
-        const LXVersionSupport support = project.VersionSupport();
-        Line("version support") << static_cast<LONG>(support) << ", " << WordsOf(support) << '\n';
-    };
-    OnDocument(document, "cannot be opened as a project", [&] {
-        project.AccessMode(LX_SHARE_READ);
-        try {
-            project.OpenFile(PathText(document));
-        } catch (const Error&) {
-            printSupport();
-            throw;
-        }
-        printSupport();
-    });
+    if (facts.rootClass == "CSpecifications") {
+        PrintSupport(document, Specifications::Create(), "cannot be opened as a library");
+    } else {
+        PrintSupport(document, Project::Create(), "cannot be opened as a project");
+    }
     return kDone;
 }
 

@@ -47,6 +47,7 @@ int Main(int count, char** values) {
     app.footer("`lumvex COMMAND --help` says all about a command.");
     Command chosen;
     AddImport(app, chosen);
+    AddCatalogue(app, chosen);
     AddTree(app, chosen);
     AddInfo(app, chosen);
     AddExport(app, chosen);

@@ -5,9 +5,6 @@
 
 namespace lumvex::app {
 
-namespace {
-
-// One column is an array of one dimension; only where it has but one value, which is refused in that form, of two.
 Array ArrayOf(const MeasurementFile& file) {
     if (file.values.size() != 1) return Array::FromColumns(file.values, file.rows, file.columns);
     SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
@@ -17,8 +14,6 @@ Array ArrayOf(const MeasurementFile& file) {
     std::memcpy(array->pvData, file.values.data(), sizeof(float));
     return Array(std::move(made));
 }
-
-}  // namespace
 
 Datum NamedData::Find(std::u16string_view name) {
     const std::u16string wanted(name);
@@ -31,12 +26,6 @@ Datum NamedData::Find(std::u16string_view name) {
         if (Equal()(added->first, wanted)) return datum;
     }
     return {};
-}
-
-void Store(const MeasurementFile& file, Datum datum) {
-    datum.Data(ArrayOf(file));
-    datum.SampleRate(file.sampleRate);
-    datum.Timestamp(ToDate(file.modified));
 }
 
 Array NumbersOf(const Datum& datum) {

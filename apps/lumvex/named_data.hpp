@@ -35,8 +35,17 @@ private:
     std::unordered_map<std::u16string, LONG, Hash, Equal> positions_;
 };
 
-// Puts the file's array, sample rate and date into the datum; nothing of it when the array is refused.
-void Store(const MeasurementFile& file, Datum datum);
+// One column is an array of one dimension; only where it has but one value, which is refused in that form, of two.
+Array ArrayOf(const MeasurementFile& file);
+
+// Puts the file's array, sample rate and date into the datum, measurement or microphone; nothing of it when the array
+// is refused.
+template <class Item>
+void Store(const MeasurementFile& file, Item item) {
+    item.Data(ArrayOf(file));
+    item.SampleRate(file.sampleRate);
+    item.Timestamp(ToDate(file.modified));
+}
 
 // The datum's array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
 Array NumbersOf(const Datum& datum);

@@ -1,5 +1,7 @@
 #include <iostream>
 #include <memory>
+#include <sstream>
+#include <string>
 
 #include "arguments.hpp"
 #include "commands.hpp"
@@ -23,16 +25,23 @@ constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
 class Tree {
 public:
     explicit Tree(const Arguments& arguments)
-        : arguments_(arguments), project_(OpenProject(arguments.document, LX_SHARE_READ)) {}
+        : arguments_(arguments), document_(OpenDocument(arguments.document, LX_SHARE_READ)) {}
 
     ExitStatus Run() {
+        Root root = RootOf(document_);
         OnDocument(arguments_.document, "cannot be read", [&] {
-            project_.SetCacheBounds(kFewestLoaded, kMostLoaded);
-            std::cout << "Project " << Utf8(arguments_.document.filename());
-            PrintId(project_);
-            PrintData(project_.Data());
+            root.SetCacheBounds(kFewestLoaded, kMostLoaded);
+            const std::string file = Utf8(arguments_.document.filename());
+            if (const auto* project = std::get_if<Project>(&document_)) {
+                Line(0, "Project " + file, *project);
+                PrintProject(*project);
+            } else {
+                const auto& library = std::get<Specifications>(document_);
+                Line(0, "Specifications " + file, library);
+                PrintLibrary(library);
+            }
         });
-        const LoadStatistics statistics = StatisticsOf(project_.Get());
+        const LoadStatistics statistics = StatisticsOf(root.Get());
         std::cout << loaded_ << " objects loaded to answer, " << statistics.objectsLoaded << " still in memory, "
                   << statistics.bytesRead << " bytes read\n";
         return status_;
@@ -40,37 +49,155 @@ public:
 
 private:
     template <class Class>
-    void PrintId(const Class& object) {
+    void Line(int depth, const std::string& text, const Class& object) {
+        std::cout << std::string(2 * static_cast<std::size_t>(depth), ' ') << text;
         if (arguments_.ids) std::cout << "  " << ToUtf8(object.ID());
         std::cout << '\n';
     }
 
-    void PrintData(const Data& data) {
+    // The collection and, with print(depth, item), its members; nothing of one that has none. A member that cannot be
+    // read does not keep the others from being printed.
+    template <class Collection, class Print>
+    void Members(int depth, const Collection& collection, Print print) {
+        const LONG count = collection.Count();
+        if (count == 0) return;
         ++loaded_;
-        const LONG count = data.Count();
-        std::cout << "  " << Shown(data.DisplayName()) << " (" << count << ')';
-        PrintId(data);
+        Line(depth, Shown(collection.DisplayName()) + " (" + std::to_string(count) + ')', collection);
         for (LONG position = 1; position <= count && std::cout; ++position) {
             try {
-                PrintDatum(data.Item(position));
+                const auto item = collection.Item(position);
+                ++loaded_;
+                print(depth + 1, item);
             } catch (const Error& error) {
-                std::cerr << Utf8(arguments_.document) << ": item " << position << " of " << Shown(data.DisplayName())
-                          << " cannot be read: " << Describe(error) << '\n';
+                std::cerr << Utf8(arguments_.document) << ": item " << position << " of "
+                          << Shown(collection.DisplayName()) << " cannot be read: " << Describe(error) << '\n';
                 status_ = kDocumentFailed;
             }
         }
     }
 
-    void PrintDatum(const Datum& datum) {
-        ++loaded_;
-        const Array array(datum.Data());
-        std::cout << "    " << Shown(datum.DisplayName()) << "  " << datum.SampleRate() << " Hz  "
-                  << ShapeText(array.Rows(), array.Columns());
-        PrintId(datum);
+    template <class Item>
+    void Name(int depth, const Item& item) {
+        Line(depth, Shown(item.Name()), item);
+    }
+
+    // The name with the rate and the size of the array.
+    template <class Item>
+    void Measured(int depth, const Item& item, const std::string& more = {}) {
+        const Array array(item.Data());
+        Line(depth,
+             Shown(item.Name()) + "  " + std::to_string(item.SampleRate()) + " Hz  " +
+                 ShapeText(array.Rows(), array.Columns()) + more,
+             item);
+    }
+
+    template <class Link, class Target>
+    void PointedAt(int depth, const Link& link, const Target& target) {
+        Line(depth, target ? "-> " + Shown(target.Name()) : "-> nothing", link);
+    }
+
+    void PrintProject(const Project& project) {
+        Members(1, project.Data(), [&](int depth, const Datum& datum) { Measured(depth, datum); });
+        Members(1, project.Experiments(), [&](int depth, const Experiment& experiment) {
+            Line(depth, Shown(experiment.Name()) + "  " + Shown(experiment.DisplayName()), experiment);
+            Members(depth + 1, experiment.ExpMeasureLinks(),
+                    [&](int below, const ExpMeasureLink& link) { PointedAt(below, link, link.Measurement()); });
+        });
+        Members(1, project.SpeakerEQs(), [&](int depth, const SpeakerEQ& speaker) {
+            Line(depth, Shown(speaker.DisplayName()), speaker);
+            Members(depth + 1, speaker.SpkrEQConfigs(),
+                    [&](int below, const SpkrEQConfig& config) { PrintSpeakerConfig(below, config); });
+        });
+        PrintCrossovers(project.CrossoverConfigs());
+        Members(1, project.Rooms(), [&](int depth, const RoomEQ& room) { PrintRoom(depth, room); });
+        Members(1, project.BoxCfgs(), [&](int depth, const BoxCfg& box) {
+            Name(depth, box);
+            Members(depth + 1, box.Banks(), [&](int below, const BoxCfgBank& bank) { PrintProfile(below, bank); });
+        });
+    }
+
+    void PrintSpeakerConfig(int depth, const SpkrEQConfig& config) {
+        Name(depth, config);
+        Members(depth + 1, config.Measurements(), [&](int below, const Measurement& measurement) {
+            const Experiment experiment = measurement.Experiment();
+            Measured(below, measurement, experiment ? "  with " + Shown(experiment.Name()) : "");
+        });
+        Members(depth + 1, config.Corrections(), [&](int below, const Correction& correction) {
+            const Measurement source = correction.Measurement();
+            Measured(below, correction, source ? "  from " + Shown(source.Name()) : "");
+        });
+    }
+
+    // Every project has one entry for each configuration; only those with designs tell anything.
+    void PrintCrossovers(const CrossoverConfigs& crossovers) {
+        bool designed = false;
+        for (const CrossoverConfig& crossover : crossovers) designed |= crossover.SpkrEQDesigns().Count() != 0;
+        if (!designed) return;
+        Members(1, crossovers, [&](int depth, const CrossoverConfig& crossover) {
+            Name(depth, crossover);
+            Members(depth + 1, crossover.SpkrEQDesigns(),
+                    [&](int below, const SpkrEQDesign& design) { PrintDesign(below, design); });
+        });
+    }
+
+    void PrintDesign(int depth, const SpkrEQDesign& design) {
+        Name(depth, design);
+        Members(depth + 1, design.SpkrMeasureLinks(),
+                [&](int below, const SpkrMeasureLink& link) { PointedAt(below, link, link.Measurement()); });
+        Members(depth + 1, design.SpkrCorrectionGroups(), [&](int below, const SpkrCorrectionGroup& group) {
+            Name(below, group);
+            Members(below + 1, group.SpkrCorrectionLinks(),
+                    [&](int lowest, const SpkrCorrectionLink& link) { PointedAt(lowest, link, link.Correction()); });
+        });
+    }
+
+    void PrintRoom(int depth, const RoomEQ& room) {
+        Name(depth, room);
+        Members(depth + 1, room.Positions(), [&](int below, const RoomPosition& position) {
+            Name(below, position);
+            Members(below + 1, position.Measurements(), [&](int lowest, const RoomMeasurement& measurement) {
+                Measured(lowest, measurement, "  channel " + std::to_string(measurement.Channel()));
+            });
+        });
+        Members(depth + 1, room.CorrectionGroups(), [&](int below, const RoomCorrectionGroup& group) {
+            Name(below, group);
+            Members(below + 1, group.Corrections(), [&](int lowest, const RoomCorrection& correction) {
+                const Array array(correction.Data());
+                Line(lowest, Shown(correction.Name()) + "  " + ShapeText(array.Rows(), array.Columns()), correction);
+            });
+        });
+    }
+
+    void PrintProfile(int depth, const BoxCfgBank& bank) {
+        Name(depth, bank);
+        Members(depth + 1, bank.Spkrs(), [&](int below, const BoxCfgSpkr& output) {
+            const SpeakerEQ speaker = output.Speaker();
+            const Correction correction = output.Correction();
+            Line(below,
+                 Shown(output.Name()) + (speaker ? "  " + Shown(speaker.DisplayName()) : "") +
+                     (correction ? "  with " + Shown(correction.Name()) : ""),
+                 output);
+        });
+    }
+
+    void PrintLibrary(const Specifications& library) {
+        Members(1, library.Manufacturers(), [&](int depth, const Manufacturer& manufacturer) {
+            Name(depth, manufacturer);
+            Members(depth + 1, manufacturer.Models(), [&](int below, const Model& model) {
+                Name(below, model);
+                Members(below + 1, model.ModelConfigs(),
+                        [&](int lowest, const ModelConfig& config) { Name(lowest, config); });
+            });
+        });
+        Members(1, library.Microphones(), [&](int depth, const Microphone& microphone) {
+            std::ostringstream scale;
+            scale << "  scale " << microphone.Scale();
+            Measured(depth, microphone, scale.str());
+        });
     }
 
     const Arguments& arguments_;
-    Project project_;
+    AnyDocument document_;
     std::size_t loaded_ = 0;
     ExitStatus status_ = kDone;
 };
@@ -79,12 +206,13 @@ private:
 
 void AddTree(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = app.add_subcommand("tree", "Print the content of a project as an indented tree");
-    AddDocument(*command, arguments->document, "the project; opened for reading only");
+    CLI::App* command = app.add_subcommand("tree", "Print the content of a document as an indented tree");
+    AddDocument(*command, arguments->document, "the project or library; opened for reading only");
     command->add_flag("--ids", arguments->ids, "print every object's ID behind it");
     command->footer(
-        "Collections are printed with the number of their items; named data with their sample rate in Hz (0 for\n"
-        "frequency responses) and the size of their array, rows x columns. The last line says how many objects had to\n"
+        "Collections that have members are printed with their number; data, measurements and corrections with their\n"
+        "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with the\n"
+        "name of what they point at. The last line says how many objects had to\n"
         "be loaded for the answer and how many bytes of the file were read, in whole sectors.\n\n" +
         ExitStatusHelp("the tree could not be printed"));
     command->callback([arguments, &chosen] { chosen = [arguments] { return Tree(*arguments).Run(); }; });

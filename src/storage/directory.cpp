@@ -167,6 +167,14 @@ void Directory::Touch(Entry& entry) noexcept {
     Link(entry);
 }
 
+// New bounds look at everything again, whatever an earlier eviction could not release.
+void Directory::SetBounds(LONG lower, LONG upper) noexcept {
+    lowerBound = lower;
+    upperBound = upper;
+    evictAbove_ = 0;
+    Evict();
+}
+
 void Directory::Evict() noexcept {
     const auto upper = static_cast<std::size_t>(upperBound);
     if (loadedCount_ <= std::max(upper, evictAbove_)) return;

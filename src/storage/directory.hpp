@@ -40,6 +40,7 @@ public:
     // ---- the load cache ----
     void Loaded(Entry& entry, Ref<Object> object);  // takes the directory's own reference
     void Touch(Entry& entry) noexcept;              // used now
+    void SetBounds(LONG lower, LONG upper) noexcept;
     void Evict() noexcept;                          // when more than the upper bound are loaded: the longest unused
     std::size_t LoadedCount() const { return loadedCount_; }
     LONG lowerBound = std::numeric_limits<LONG>::max();

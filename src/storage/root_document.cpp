@@ -65,9 +65,7 @@ void RootDocument::SafeArrayType(LXArray type) {
 
 void RootDocument::SetCacheBounds(LONG lower, LONG upper) {
     if (lower < 1 || lower >= upper) throw Failure(Message::CacheBounds);
-    directory_.lowerBound = lower;
-    directory_.upperBound = upper;
-    directory_.Evict();
+    directory_.SetBounds(lower, upper);
 }
 
 void RootDocument::Commit(LXEventType type) { Raise(*this, EventKind::Root, *this, type); }
@@ -238,13 +236,19 @@ void RootDocument::OpenFile(std::u16string_view path) {
     file_->Replace(OpenCompoundFile(given, Access()));
     struct Release {
         RootDocument& root;
+        GUID id;
+        std::uint32_t tag;
         bool treeTouched = false, done = false;
         ~Release() {
             if (done) return;
-            if (treeTouched) root.Empty();
+            if (treeTouched) {
+                root.Empty();
+                root.directory_.Rekey(root.OwnEntry(), id);
+                root.OwnEntry().tag = tag;
+            }
             root.file_->Replace(nullptr);
         }
-    } release{*this};
+    } release{*this, OwnEntry().id, OwnEntry().tag};
 
     versionSupport_ = CheckVersions();
     if (versionSupport_ < 0 || versionSupport_ == LX_VER_INCOMPATIBLE) throw Failure(Message::FileFormat);

@@ -13,15 +13,15 @@ Content SampleContent() {
     return content;
 }
 
-// Everything a caller can do. Statistics of the reading are returned.
-std::uint64_t Exercise(const Bytes& image) {
+// Everything a caller can do.
+void Exercise(const Bytes& image) {
     static_cast<void>(CheckStructure(*MemoryFile(image)));
-    std::uint64_t sectorsRead = 0;
     StatusOf([&] {
         const auto file = OpenBytes(image);
         std::vector<std::u16string> names{u"missing"};
         StatusOf(
             [&] { file->ForEachStream([&](std::u16string_view name, std::uint64_t) { names.emplace_back(name); }); });
+        EXPECT_LE(names.size(), image.size() / kEntrySize + 1);
         for (const std::u16string& name : names)
             StatusOf([&] {
                 const Stream stream = file->Get(name);
@@ -30,7 +30,6 @@ std::uint64_t Exercise(const Bytes& image) {
                 stream.Read(0, bytes);
                 stream.Contiguous(0, bytes.size());
             });
-        sectorsRead = file->Counters().sectorsRead;
         for (int round = 0; round < 2; ++round) {
             StatusOf([&] { Put(*file, u"small", Pattern(100, static_cast<unsigned>(round))); });
             StatusOf([&] { Put(*file, u"large", Pattern(30000, static_cast<unsigned>(round))); });
@@ -40,7 +39,6 @@ std::uint64_t Exercise(const Bytes& image) {
         }
         StatusOf([&] { file->ForEachStream([](std::u16string_view, std::uint64_t) {}); });
     });
-    return sectorsRead;
 }
 
 // A file to damage at named places.
@@ -127,12 +125,11 @@ TEST_P(Hostile, ChainsCountsAndSizesAreRefusedOrBounded) {
     for (const Damage& damage : damages) {
         SCOPED_TRACE(damage.what);
         Sample sample(GetParam());
-        const std::size_t sectors = sample.image.size() / (GetParam() == 3 ? 512 : 4096);
         damage.make(sample);
         EXPECT_NE(Problems(sample.image), "");
-        EXPECT_LT(Exercise(sample.image), 200 * sectors);
+        Exercise(sample.image);
         sample.Set(52, 0);  // the same as another program's file
-        EXPECT_LT(Exercise(sample.image), 200 * sectors);
+        Exercise(sample.image);
     }
 }
 
@@ -176,9 +173,7 @@ TEST_P(Hostile, FilesCutShortAnywhereGiveWhatIsThere) {
 
 TEST_P(Hostile, AnyByteMayBeAnything) {
     const Bytes image = ImageOf(SampleContent(), GetParam());
-    const std::size_t sectors = image.size() / (GetParam() == 3 ? 512 : 4096);
     std::mt19937 random(11);
-    std::uint64_t most = 0;
     for (std::size_t at = 0; at < image.size(); ++at) {
         // Structures stand behind the streams; of these it is enough to touch a few bytes.
         const bool structure = at < 512 || at > 30000;
@@ -188,9 +183,8 @@ TEST_P(Hostile, AnyByteMayBeAnything) {
         damaged[at] ^= static_cast<std::byte>(1u << (random() % 8));
         if (random() % 3 == 0) damaged[random() % 512] ^= static_cast<std::byte>(random());
         if (random() % 3 == 0) damaged[30000 + random() % (image.size() - 30000)] ^= static_cast<std::byte>(random());
-        most = std::max(most, Exercise(damaged));
+        Exercise(damaged);
     }
-    EXPECT_LT(most, 200 * sectors);
 }
 
 // Names that another program orders in its own way.

@@ -25,7 +25,9 @@ void CProject::SaveSettings(RecordWriter& writer) const {
 void CProject::LoadSettings(RecordReader* reader) {
     Units.value = LX_UNITS_METRIC;
     if (!reader) return;
-    reader->U32();
+    const VersionWord stored(reader->U32());
+    if (stored.NamesMinimumReader() && stored.MinimumReader() > kSettingsVersion.Writer())
+        throw Failure(Message::FileFormat);
     Units.value = static_cast<LXUnits>(reader->I32());
 }
 

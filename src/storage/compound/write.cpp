@@ -21,35 +21,28 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
-    std::uint64_t compared = 0, mappedEnd = 0;  // of the old stream's bytes
-    const std::byte* mapped = nullptr;
+    StreamBody::Extent extent{0, 0};  // of the old stream's bytes from extentBegin on
+    std::uint64_t extentBegin = 0;
     for (std::uint32_t i = 0; i < sectors; ++i) {
         const std::uint64_t begin = i * sectorSize;
         const std::uint64_t length = std::min(sectorSize, size - begin);
-        bool same = begin + length <= old.size;
-        if (same) {
-            if (begin == mappedEnd) {
-                const StreamBody::Extent extent = old.ExtentAt(begin, old.size - begin);
-                mapped = volume.Bytes(extent.offset, extent.count);
-                mappedEnd = begin + extent.count;
-            } else {
-                mapped += sectorSize;
+        if (begin + length <= old.size) {
+            if (begin >= extentBegin + extent.count) {
+                extentBegin = begin;
+                extent = old.ExtentAt(begin, old.size - begin);
             }
-            compared += length;
-            same = content.Equals(mapped, length);
+            const std::uint64_t offset = extent.offset + (begin - extentBegin);
+            volume.CountRead(offset, length);
+            if (content.Equals(volume.Bytes(offset, length), length)) continue;
+        } else {
+            content.Skip(length);
         }
-        if (same) continue;
-        if (begin + length > old.size) content.Skip(length);
-        if (4 * std::uint64_t{++count} > std::uint64_t{sectors} + 3) {
-            volume.CountRead(0, compared);
-            return std::nullopt;
-        }
+        if (4 * std::uint64_t{++count} > std::uint64_t{sectors} + 3) return std::nullopt;
         if (!differing.empty() && differing.back().index + differing.back().count == i)
             ++differing.back().count;
         else
             differing.push_back({i, 0, 1});
     }
-    volume.CountRead(0, compared);
     return differing;
 }
 

@@ -1,0 +1,115 @@
+#include <iostream>
+#include <memory>
+
+#include "arguments.hpp"
+#include "catalogue_table.hpp"
+#include "commands.hpp"
+#include "document.hpp"
+#include "files/file_error.hpp"
+#include "files/text_encoding.hpp"
+#include "model_lookup.hpp"
+#include "progress_line.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Arguments {
+    fs::path library;
+    fs::path table;
+};
+
+// One run of the command: rows go into the library in memory, which is saved once.
+class Catalogue {
+public:
+    explicit Catalogue(const Arguments& arguments)
+        : arguments_(arguments), rows_(ReadCatalogue(arguments.table)), document_(arguments.library) {
+        if (!document_.AsLibrary())
+            throw FileError(arguments.library, document_.IsNew() ? "a new library has to be called .lvs"
+                                                                 : "it is a project, not a library");
+        library_ = *document_.AsLibrary();
+    }
+
+    ExitStatus Run() {
+        OnDocument(arguments_.library, "cannot be read", [&] {
+            manufacturers_ = library_.Manufacturers();
+            configs_ = library_.Configs();
+        });
+        std::size_t done = 0, good = 0;
+        for (const CatalogueRow& row : rows_) {
+            progress_.Show(++done, rows_.size());
+            const std::string problem = row.problem.empty() ? Add(row) : row.problem;
+            if (problem.empty()) {
+                ++good;
+                continue;
+            }
+            progress_.Clear();
+            std::cerr << Utf8(arguments_.table) << ':' << row.line << ": " << problem << '\n';
+        }
+        progress_.Clear();
+        if (addedManufacturers_ + addedModels_ + addedConfigs_ != 0)
+            document_.Save("cannot be saved, nothing was added");
+        std::cout << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
+                  << addedManufacturers_ << " manufacturers, " << addedModels_ << " models, " << addedConfigs_
+                  << " configurations\n";
+        return good == rows_.size() ? kDone : kIncomplete;
+    }
+
+private:
+    template <class Collection>
+    static auto Member(const Collection& collection, const std::string& name, std::size_t& added) {
+        const LONG before = collection.Count();
+        auto item = FindOrAdd(collection, FromUtf8(name));
+        added += static_cast<std::size_t>(collection.Count() - before);
+        return item;
+    }
+
+    // Why the row is refused; empty when it went in, or was there.
+    std::string Add(const CatalogueRow& row) {
+        const Config config = FindConfig(configs_, row.fields[2]);
+        if (!config) return "there is no configuration " + Quoted(row.fields[2]) + ", only " + ConfigNames(configs_);
+        try {
+            const auto manufacturer = Member(manufacturers_, row.fields[0], addedManufacturers_);
+            const auto model = Member(manufacturer.Models(), row.fields[1], addedModels_);
+            const ModelConfigs configs = model.ModelConfigs();
+            const LONG before = configs.Count();
+            configs.Add(config);
+            addedConfigs_ += static_cast<std::size_t>(configs.Count() - before);
+            return {};
+        } catch (const Error& error) {
+            return "cannot be added: " + Describe(error);
+        }
+    }
+
+    const Arguments& arguments_;
+    std::vector<CatalogueRow> rows_;
+    EditedDocument document_;
+    Specifications library_;
+    Manufacturers manufacturers_;
+    Configs configs_;
+    ProgressLine progress_{"adding row"};
+    std::size_t addedManufacturers_ = 0, addedModels_ = 0, addedConfigs_ = 0;
+};
+
+}  // namespace
+
+void AddCatalogue(CLI::App& app, Command& chosen) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = app.add_subcommand("catalogue", "Fill a library with manufacturers, models and configurations");
+    AddDocument(*command, arguments->library, "the library (.lvs); created when there is no such file");
+    command->add_option("FILE", arguments->table, "the table, as text")->type_name("")->required();
+    command->footer(
+        "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
+        "Subwoofer), between commas or semicolons; in quotation marks a name may hold either. A first line\n"
+        "\"manufacturer,model,configuration\" is a header. Names are compared regardless of case; what is there "
+        "already\n"
+        "is left as it is. A bad line is named on standard error with the reason, and the others go in. The library "
+        "is\n"
+        "saved once, at the end; when nothing is new it is neither created nor changed.\n\n" +
+        ExitStatusHelp("some lines, or all, were refused, or FILE could not be read"));
+    command->callback([arguments, &chosen] { chosen = [arguments] { return Catalogue(*arguments).Run(); }; });
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,175 @@
+#include "destination.hpp"
+
+#include <unordered_set>
+
+#include "files/text_encoding.hpp"
+#include "model_lookup.hpp"
+#include "named_data.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Kind = MeasurementFile::Kind;
+
+// What all destinations do with names: one that is taken is refused, or replaced where that is asked for.
+class NamedDestination : public Destination {
+protected:
+    explicit NamedDestination(bool replace) : replace_(replace) {}
+
+    // `put(item)` fills the item. `what`: "the document has a datum".
+    template <class Collection, class Item, class Put>
+    void Place(const fs::path& path, const std::string& name, const std::string& what, const Collection& collection,
+               const Item& existing, Put put) {
+        if (existing && written_.contains(existing.ID()))
+            throw FileError(path, "the name " + Quoted(name) + " is that of another file of this import already");
+        if (existing && !replace_)
+            throw FileError(path, what + " named " + Quoted(name) + " already; --replace gives it the file's content");
+        Item item = existing;
+        try {
+            if (!item) item = collection.Add(FromUtf8(name));
+            put(item);
+        } catch (const Error& error) {
+            if (item && !existing) Collection(collection).Remove(collection.Count());
+            throw FileError(path, "cannot be stored: " + Describe(error));
+        }
+        written_.insert(item.ID());
+    }
+
+private:
+    bool replace_;
+    std::unordered_set<std::u16string> written_;  // IDs of what this import has made or replaced
+};
+
+class DataDestination final : public NamedDestination {
+public:
+    DataDestination(const Project& project, bool replace)
+        : NamedDestination(replace), data_(project.Data()), names_(data_) {}
+
+    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+        Place(path, file.name, "the document has a datum", data_, names_.Find(FromUtf8(file.name)),
+              [&](const Datum& datum) { Store(file, datum); });
+        return file;
+    }
+
+private:
+    Data data_;
+    NamedData names_;
+};
+
+class MicrophoneDestination final : public NamedDestination {
+public:
+    MicrophoneDestination(const Specifications& library, bool replace)
+        : NamedDestination(replace), microphones_(library.Microphones()) {}
+
+    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+        if (file.kind != Kind::Calibration)
+            throw FileError(path, "it is no microphone calibration, and a library takes no other measurements");
+        MeasurementFile curve = AsChannels(file);
+        curve.name = file.serialNumber.value_or(file.name);
+        Place(path, curve.name, "the library has a microphone", microphones_,
+              microphones_.FindName(FromUtf8(curve.name)).As<Microphone>(), [&](Microphone microphone) {
+                  Store(curve, microphone);
+                  if (file.sensitivity) microphone.Scale(static_cast<float>(*file.sensitivity));
+              });
+        return curve;
+    }
+
+private:
+    Microphones microphones_;
+};
+
+void CheckIsMeasurement(const fs::path& path, const MeasurementFile& file) {
+    if (file.kind == Kind::Calibration)
+        throw FileError(path, "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
+}
+
+class SpeakerDestination final : public NamedDestination {
+public:
+    SpeakerDestination(const fs::path& document, Project project, const Placement& placement)
+        : NamedDestination(placement.replace),
+          config_(FindOrAddSpeakerConfig(document, project, placement)),
+          configName_(ToUtf8(config_.Name())),
+          outputs_(static_cast<std::size_t>(config_.Config().OutputCount())),
+          measurements_(config_.Measurements()),
+          experiment_(FindOrAdd(project.Experiments(), FromUtf8(placement.experiment))) {}
+
+    std::size_t FilesTogether() const override { return outputs_; }
+
+    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+        CheckIsMeasurement(path, file);
+        MeasurementFile channels = AsChannels(file);
+        if (channels.columns != outputs_)
+            throw FileError(path, "it has " + std::to_string(channels.columns) +
+                                      (channels.columns == 1 ? " channel" : " channels") + "; a measurement of " +
+                                      Quoted(configName_) + " has " + std::to_string(outputs_) +
+                                      (outputs_ == 1 ? "" : ", or as many mono files imported together"));
+        Place(path, channels.name, "the speaker's configuration has a measurement", measurements_,
+              measurements_.FindName(FromUtf8(channels.name)).As<Measurement>(), [&](Measurement measurement) {
+                  Store(channels, measurement);
+                  measurement.Experiment(experiment_);
+                  Link(measurement);
+              });
+        return channels;
+    }
+
+private:
+    void Link(const Measurement& measurement) {
+        const ExpMeasureLinks links = experiment_.ExpMeasureLinks();
+        for (const ExpMeasureLink& link : links) {
+            const Measurement target = link.Measurement();
+            if (target && target.ID() == measurement.ID()) return;
+        }
+        links.Add(measurement);
+    }
+
+    SpkrEQConfig config_;
+    std::string configName_;
+    std::size_t outputs_;
+    Measurements measurements_;
+    Experiment experiment_;
+};
+
+class RoomDestination final : public NamedDestination {
+public:
+    RoomDestination(const Project& project, const Placement& placement)
+        : NamedDestination(placement.replace),
+          measurements_(
+              FindOrAdd(FindOrAdd(project.Rooms(), FromUtf8(placement.room)).Positions(), FromUtf8(placement.position))
+                  .Measurements()),
+          channel_(*placement.channel) {}
+
+    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+        CheckIsMeasurement(path, file);
+        MeasurementFile channels = AsChannels(file);
+        Place(path, channels.name, "the position has a measurement", measurements_,
+              measurements_.FindName(FromUtf8(channels.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
+                  Store(channels, measurement);
+                  measurement.Channel(channel_);
+              });
+        return channels;
+    }
+
+private:
+    RoomMeasurements measurements_;
+    short channel_;
+};
+
+}  // namespace
+
+std::unique_ptr<Destination> MakeDestination(const EditedDocument& document, const Placement& placement) {
+    const bool isSpeaker = !placement.speaker.empty(), isRoom = !placement.room.empty();
+    if (const Specifications* library = document.AsLibrary()) {
+        if (isSpeaker || isRoom)
+            throw FileError(document.Path(), "it is a library; speakers and rooms are kept in projects");
+        return std::make_unique<MicrophoneDestination>(*library, placement.replace);
+    }
+    const Project& project = *document.AsProject();
+    if (isSpeaker) return std::make_unique<SpeakerDestination>(document.Path(), project, placement);
+    if (isRoom) return std::make_unique<RoomDestination>(project, placement);
+    return std::make_unique<DataDestination>(project, placement.replace);
+}
+
+}  // namespace lumvex::app

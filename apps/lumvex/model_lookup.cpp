@@ -1,0 +1,92 @@
+#include "model_lookup.hpp"
+
+#include "files/text_encoding.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void LinkLibrary(Project& project, const fs::path& path) {
+    const fs::path whole = fs::absolute(path);
+    project.Specifications(OnDocument(path, "cannot be opened", [&] {
+        Specifications library = Specifications::Create();
+        library.AccessMode(LX_SHARE_READ);
+        library.OpenFile(PathText(whole));
+        return library;
+    }));
+}
+
+// "Acme/Alpha"; either name may hold strokes itself.
+Model FindModel(const Manufacturers& manufacturers, std::string_view name) {
+    for (std::size_t stroke = name.find('/'); stroke != name.npos; stroke = name.find('/', stroke + 1)) {
+        const auto manufacturer = manufacturers.FindName(FromUtf8(name.substr(0, stroke))).As<Manufacturer>();
+        if (!manufacturer) continue;
+        if (const auto model = manufacturer.Models().FindName(FromUtf8(name.substr(stroke + 1))).As<Model>())
+            return model;
+    }
+    return {};
+}
+
+Model ModelOf(const fs::path& document, const Project& project, const std::string& name) {
+    const Specifications library = project.Specifications();
+    if (!library)
+        throw FileError(document, "the project has no library, or it cannot be opened, and so the model " +
+                                      Quoted(name) + " is not known; --library LIB.lvs gives it one");
+    const Model model = FindModel(library.Manufacturers(), name);
+    if (!model) throw FileError(document, "its library has no model " + Quoted(name) + " (MANUFACTURER/MODEL)");
+    return model;
+}
+
+SpkrEQConfig ConfigOf(const SpkrEQConfigs& configs, LXConfig id) {
+    for (const SpkrEQConfig& config : configs) {
+        if (config.ConfigID() == id) return config;
+    }
+    return {};
+}
+
+}  // namespace
+
+Config FindConfig(const Configs& configs, std::string_view name) {
+    const std::u16string wanted = FromUtf8(name);
+    for (const Config& config : configs) {
+        if (CompareNoCase(config.Name(), wanted) == 0) return config;
+    }
+    return {};
+}
+
+std::string ConfigNames(const Configs& configs) {
+    std::string names;
+    for (const Config& config : configs) names += (names.empty() ? "" : ", ") + ToUtf8(config.Name());
+    return names;
+}
+
+SpkrEQConfig FindOrAddSpeakerConfig(const fs::path& document, Project project, const Placement& placement) {
+    if (!placement.library.empty()) LinkLibrary(project, placement.library);
+    const Config config = FindConfig(project.Configs(), placement.config);
+    if (!config)
+        throw FileError(document, "there is no configuration " + Quoted(placement.config) + ", only " +
+                                      ConfigNames(project.Configs()));
+    const SpeakerEQs speakers = project.SpeakerEQs();
+    const std::u16string name = FromUtf8(placement.speaker);
+    Model model;
+    if (!placement.model.empty()) model = ModelOf(document, project, placement.model);
+    SpeakerEQ speaker = speakers.FindName(name, model).As<SpeakerEQ>();
+    if (!speaker) speaker = speakers.Add(name, model);
+    const SpkrEQConfigs configs = speaker.SpkrEQConfigs();
+    if (SpkrEQConfig found = ConfigOf(configs, config.ConfigID())) return found;
+
+    if (!model) model = speaker.Model();
+    if (!model)
+        throw FileError(document, "the speaker " + Quoted(placement.speaker) + " has no configuration " +
+                                      Quoted(placement.config) +
+                                      " yet; to make it, its model has to be known: --model and a library");
+    for (const ModelConfig& each : model.ModelConfigs()) {
+        if (each.ConfigID() == config.ConfigID()) return configs.Add(each);
+    }
+    throw FileError(document, "the library has no configuration " + Quoted(placement.config) + " of the model " +
+                                  Shown(model.Name()) + "; `lumvex catalogue` adds it");
+}
+
+}  // namespace lumvex::app

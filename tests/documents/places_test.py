@@ -1,0 +1,169 @@
+"""Files land where an import says: microphones and catalogues of a library, speakers and rooms of a project."""
+
+import unittest
+
+from tool import DOCUMENT_FAILED, INCOMPLETE, WRONG_USAGE, ToolTest, float_wav
+
+CALIBRATION = "Sens Factor =-1.5dB, SERNO: 42\n20 -1\n200 0\n2000 1\n"
+
+
+class Places(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.library = self.folder / "library.lvs"
+
+    def tree(self, document):
+        """The lines without the file's name above and the costs below, each without the blanks that indent it."""
+        lines = self.tool("tree", document).stdout.splitlines()
+        self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+        return [line.strip() for line in lines[1:-1]]
+
+    def fill_library(self):
+        table = self.file("table.csv", "Acme,Alpha,Bi amp\nAcme,Alpha,Subwoofer\nAcme/Sons,A/B,Single amp\n")
+        self.tool("catalogue", self.library, table)
+
+
+class Libraries(Places):
+    def test_calibrations_become_microphones(self):
+        named = self.file("lab.txt", CALIBRATION)
+        nameless = self.file("spare.txt", "* Microphone calibration: spare\n20 0 0\n200 1 0\n")
+        response = self.file("woofer.frd", "20 80 1\n200 81 2\n")
+        refused = self.tool("import", self.library, named, response, nameless, status=INCOMPLETE)
+        self.assertIn("woofer.frd: it is no microphone calibration", refused.stderr)
+        self.assertIn("42: 3 x 1, calibration, sensitivity -1.5 dB", refused.stdout)
+        expected = ["42  0 Hz  3 x 1  scale -1.5", "spare  0 Hz  2 x 1  scale 1"]
+        self.assertEqual(self.tree(self.library)[1:], expected)
+        self.assertIn("CMicrophone", self.tool("info", self.library).stdout)
+
+        before = self.library.read_bytes()
+        taken = self.tool("import", self.library, named, status=INCOMPLETE).stderr
+        self.assertIn('the library has a microphone named "42" already', taken)
+        self.assertEqual(self.library.read_bytes(), before)
+        self.file("lab.txt", CALIBRATION + "20000 2\n")
+        self.tool("import", "--replace", self.library, named)
+        self.assertIn("42  0 Hz  4 x 1  scale -1.5", self.tree(self.library))
+
+    def test_a_catalogue_goes_in_but_for_bad_rows(self):
+        table = self.file("table.csv", "\ufeffManufacturer; Model ;Configuration\r\n"
+                                       'Acme;"A; ""x""";Bi amp\r\n'
+                                       "\r\n"
+                                       "ACME;a; TRI AMP ;;\r\n"
+                                       'Acme;"open;Bi amp\r\n'
+                                       "Acme;;Bi amp\r\n"
+                                       "Acme;A\r\n"
+                                       "Acme;A;Quad amp\r\n"
+                                       'Acme;"A"B;Bi amp\r\n'
+                                       "acme;A;Tri amp")
+        done = self.tool("catalogue", self.library, table, status=INCOMPLETE)
+        problems = [line.partition("table.csv:")[2] for line in done.stderr.splitlines()]
+        for problem, words in zip(problems, ["5: a quotation mark is not closed", "6: the model is empty",
+                                             "7: expected 3 fields", '8: there is no configuration "Quad amp", only',
+                                             "9: text follows a closing quotation mark"], strict=True):
+            self.assertTrue(problem.startswith(words), problem)
+        self.assertIn("3 of 8 rows are in", done.stdout)
+        self.assertIn("added 1 manufacturers, 2 models, 2 configurations", done.stdout)
+        self.assertEqual([line for line in self.tree(self.library) if "(" not in line],
+                         ["Acme", 'A; "x"', "Bi amp", "a", "Tri amp"])
+
+        before = self.library.read_bytes()
+        self.file("table.csv", "Acme,a,tri amp\n")
+        self.tool("catalogue", self.library, table)
+        self.assertEqual(self.library.read_bytes(), before)
+
+    def test_refused_catalogues_leave_no_trace(self):
+        good, bad = self.file("good.csv", "A,B,Bi amp\n"), self.file("bad.csv", "A,B\n")
+        self.tool("import", self.document, self.file("one.txt", "20 80\n30 81\n"))
+        for document, table, words in [(self.library, bad, "bad.csv:1: expected 3 fields"),
+                                       (self.library, self.file("empty.csv", ""), "the file is empty"),
+                                       (self.library, self.folder / "none.csv", "No such file"),
+                                       (self.library, self.folder, "directory"),
+                                       (self.document, good, "it is a project, not a library"),
+                                       (self.folder / "new.lvp", good, "a new library has to be called .lvs")]:
+            with self.subTest(words=words):
+                self.assertIn(words.lower(), self.tool("catalogue", document, table, status=INCOMPLETE).stderr.lower())
+        self.assertFalse(self.library.exists() or (self.folder / "new.lvp").exists())
+
+
+class Projects(Places):
+    def speaker(self, *arguments, config="Bi amp", model="Acme/Alpha", **options):
+        return self.tool("import", self.document, "--speaker", "Left", "--experiment", "Near", "--config", config,
+                         *(["--model", model] if model else []), *arguments, **options)
+
+    def test_measurements_of_a_speaker(self):
+        self.fill_library()
+        stereo = self.file("both.wav", float_wav(2, [0.5, 0.25, 0, 1]))
+        low, high = (self.file(f"way-{name}.wav", float_wav(1, [1, value]))
+                     for name, value in [("low", 0), ("high", 1)])
+        self.speaker("--library", self.library, stereo)
+        self.speaker(low, high)
+        self.speaker(self.file("low.txt", "20 80\n30 81\n40 82\n"), config="Subwoofer")
+        self.tool("import", self.document, "--speaker", "Right", "--model", "acme/sons/a/b", "--config", "single AMP",
+                  "--experiment", "near", low)
+        tree = self.tree(self.document)
+        for line in ["Acme/Alpha/Left", "both  96000 Hz  2 x 2  with Near", "way  96000 Hz  2 x 2  with Near",
+                     "low  0 Hz  3 x 1  with Near", "Acme/Sons/A/B/Right", "way-low  96000 Hz  2 x 1  with Near",
+                     "-> both", "-> way", "-> low", "-> way-low"]:
+            self.assertEqual(tree.count(line), 1, f"{line} in {tree}")
+
+    def test_refused_measurements_of_a_speaker(self):
+        self.fill_library()
+        mono, longer = self.file("mono.wav", float_wav(1, [1, 2])), self.file("longer.wav", float_wav(1, [1, 2, 3]))
+        text, other = self.file("a.txt", "20 80\n30 81\n"), self.file("b.txt", "20 80\n31 81\n")
+        calibration = self.file("lab.txt", CALIBRATION)
+        self.speaker("--library", self.library, self.file("both.wav", float_wav(2, [0.5, 0.25])))
+        before = self.document.read_bytes()
+        for arguments, options, words in [
+                ([mono], {}, 'it has 1 channel; a measurement of "Bi amp" has 2'),
+                (["both.wav"], {}, 'has a measurement named "both" already'),
+                (["both.wav"], {"config": "Subwoofer"}, 'it has 2 channels; a measurement of "Subwoofer" has 1'),
+                ([mono, longer], {}, "it has 3 rows, not 2"), ([text, other], {}, "it has other frequencies"),
+                ([mono, text], {}, "it is of another kind"), ([calibration], {}, "it is the calibration"),
+                ([mono, self.folder / "none.wav"], {}, "it has 1 channel"),
+                ([mono], {"config": "Quad amp"}, 'no configuration "Quad amp", only Single amp'),
+                ([mono], {"config": "Tri amp"}, 'the library has no configuration "Tri amp" of the model Alpha'),
+                ([mono], {"model": "Acme/Omega"}, 'has no model "Acme/Omega"')]:
+            with self.subTest(words=words):
+                self.assertIn(words, self.speaker(*arguments, status=INCOMPLETE, **options).stderr)
+                self.assertEqual(self.document.read_bytes(), before)
+        self.assertIn("kept in projects", self.tool(
+            "import", self.library, "--room", "R", "--position", "P", "--channel", "0", mono, status=INCOMPLETE).stderr)
+
+    def test_a_speaker_needs_its_model_once(self):
+        mono = self.file("mono.wav", float_wav(1, [1, 2]))
+        for model, words in [(None, "its model has to be known"), ("Acme/Alpha", "--library LIB.lvs gives it one")]:
+            refused = self.speaker(mono, config="Subwoofer", model=model, status=INCOMPLETE)
+            self.assertIn(words, refused.stderr)
+            self.assertFalse(self.document.exists())
+        self.speaker("--library", self.library, mono, status=DOCUMENT_FAILED)
+        self.fill_library()
+        self.speaker("--library", self.library, mono, config="Subwoofer")
+        self.library.unlink()
+        again = self.file("again.wav", float_wav(1, [3, 4]))
+        self.speaker(again, config="Subwoofer", model=None)
+        self.assertIn("again  96000 Hz  2 x 1  with Near", self.tree(self.document))
+
+    def test_measurements_of_a_room(self):
+        left, right = (self.file(f"{name}.wav", float_wav(1, [1, 0])) for name in ["left", "right"])
+        text = self.file("sofa.csv", "20,80\n30,81\n40,82\n")
+        for position, channel, files in [("Listener", 0, [left]), ("listener", 1, [right]), ("Sofa", 1, [left, text])]:
+            self.tool("import", self.document, "--room", "Studio", "--position", position, "--channel", str(channel),
+                      *files)
+        self.assertEqual([line for line in self.tree(self.document) if "(" not in line],
+                         ["Studio", "Listener", "left  96000 Hz  2 x 1  channel 0", "right  96000 Hz  2 x 1  channel 1",
+                          "Sofa", "left  96000 Hz  2 x 1  channel 1", "sofa  0 Hz  3 x 1  channel 1"])
+
+    def test_incomplete_places_are_wrong_usage(self):
+        mono = self.file("mono.wav", float_wav(1, [1, 2]))
+        for arguments in [["--speaker", "S"], ["--speaker", "S", "--config", "Bi amp"], ["--config", "Bi amp"],
+                          ["--room", "R"], ["--room", "R", "--position", "P"], ["--position", "P"], ["--channel", "1"],
+                          ["--room", "R", "--position", "P", "--channel", "x"], ["--model", "A/B"], ["--library", "l"],
+                          ["--room", "", "--position", "P", "--channel", "1"],
+                          ["--room", "R", "--position", "P", "--channel", "1", "--speaker", "S", "--config", "Bi amp",
+                           "--experiment", "E"]]:
+            with self.subTest(arguments=arguments):
+                self.tool("import", self.document, *arguments, mono, status=WRONG_USAGE)
+        self.assertFalse(self.document.exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
