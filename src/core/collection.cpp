@@ -4,6 +4,7 @@
 
 #include "core/enumerator.hpp"
 #include "core/item.hpp"
+#include "core/rollback.hpp"
 #include "core/strings.hpp"
 
 namespace lumvex::inside {
@@ -72,9 +73,12 @@ Ref<Object> CollectionBase::AddNamed(std::u16string_view name) {
     RefuseDuplicate(name);
     Ref<Object> member = Class().member()->create();
     members.Materialise();
-    document.Enter(*member, OwnEntry()).name = name;
+    Entry& entry = document.Enter(*member, OwnEntry());
+    Rollback leave([&] { document.Erase(entry); });
+    entry.name = name;
     static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
     TakeIn(*member);
+    leave.Done();
     return member;
 }
 
@@ -93,10 +97,12 @@ Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(o
 
 void CollectionBase::TakeIn(Object& member) {
     Document& document = ResolveRoot();
+    document.MarkChanged(*this);
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
+    Rollback takeOut([&] { members.Erase(members.Count() - 1); });
     Raise(document, EventKind::Item, member, LX_EV_CREATE);
     Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
-    document.MarkChanged(*this);
+    takeOut.Done();
 }
 
 void CollectionBase::Remove(LONG position) {

@@ -5,6 +5,8 @@
 #include <set>
 #include <utility>
 
+#include "core/rollback.hpp"
+
 namespace lumvex::inside {
 
 namespace {
@@ -80,9 +82,12 @@ Entry& Directory::Make(const GUID& id, const ClassInfo* classInfo) {
 }
 
 Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
+    added_.emplace_back();
+    Rollback takeOut([&] { added_.pop_back(); });
     Entry& entry = Make(id, &classInfo);
     entry.parent = Ref<Entry>(parent);
-    added_.push_back(Ref<Entry>(&entry));
+    added_.back() = Ref<Entry>(&entry);
+    takeOut.Done();
     return entry;
 }
 
@@ -191,8 +196,9 @@ void Directory::Evict() noexcept {
 // ---- saving ---------------------------------------------------------------------------------------------------------
 
 void Directory::MarkChanged(Entry& entry) {
-    if (std::exchange(entry.changed, true)) return;
+    if (entry.changed) return;
     changed_.push_back(Ref<Entry>(&entry));
+    entry.changed = true;
 }
 
 std::vector<Ref<Entry>> Directory::ChangedEntries() const {

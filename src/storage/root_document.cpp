@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/collection.hpp"
+#include "core/rollback.hpp"
 #include "storage/failures.hpp"
 #include "storage/object_record.hpp"
 
@@ -151,9 +152,11 @@ Entry& RootDocument::Enter(Object& object, Entry& owner) {
     GUID id;
     Check(CoCreateGuid(&id));
     Entry& entry = directory_.Add(id, object.Class(), &owner);
+    Rollback leave([&] { directory_.Erase(entry); });
     object.Bind(entry);
     directory_.Loaded(entry, Ref<Object>(&object));
     MarkChanged(object);
+    leave.Done();
     return entry;
 }
 

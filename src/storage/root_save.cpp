@@ -72,6 +72,7 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
     std::error_code error;
     if (file_->IsOpen() && std::filesystem::equivalent(given, path_, error)) return SaveFile();
     if (!file_->IsOpen() && mayLackObjects_) CheckComplete();
+    std::filesystem::path bound = std::filesystem::absolute(given, error);
     const Objects objects = ObjectsToWrite();
     auto created = CreateCompoundFile(given, Access(), SectorVersionFor(objects));
     OnStorage([&] {
@@ -81,7 +82,7 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
         WriteTables(*created, true);
         created->Commit();
     });
-    path_ = std::filesystem::absolute(given, error);
+    path_ = std::move(bound);
     file_->Replace(std::move(created));
     mayLackObjects_ = false;
     directory_.Saved(objects);

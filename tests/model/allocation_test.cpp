@@ -126,41 +126,5 @@ TEST_F(Allocation, RemovalIsAllOrNothing) {
     EXPECT_EQ(data.Count(), 1);
 }
 
-TEST_F(Allocation, SavesAndOpens) {
-    const std::filesystem::path path = folder / "a.lvx", other = folder / "b.lvx";
-    const Bstr pathText(PathText(path)), otherText(PathText(other));
-    EXPECT_GT(FailEveryAllocation([&] { return project.Get()->SaveFileAs(pathText.get()); },
-                                  [&] {
-                                      ExpectUnchanged();
-                                      EXPECT_FALSE(std::filesystem::exists(path));
-                                  }),
-              0);
-    const Bytes saved = FileBytes(path);
-    project.Data().Item(2).SampleRate(1);
-    FailEveryAllocation([&] { return project.Get()->SaveFile(); },
-                        [&] {
-                            ExpectUnchanged();
-                            EXPECT_EQ(project.Data().Item(2).SampleRate(), 1);
-                        });
-    project.CloseFile();
-    EXPECT_TRUE(CheckDocument(path).empty());
-
-    project = Project::Create();
-    const std::u16string id = project.ID();
-    EXPECT_GT(FailEveryAllocation([&] { return project.Get()->OpenFile(pathText.get()); },
-                                  [&] {
-                                      EXPECT_EQ(project.ID(), id);
-                                      EXPECT_EQ(project.Get()->SaveFile(), Status(0x80040FA5));
-                                  }),
-              0);
-    const Data data = project.Data();
-    IDatum* item = nullptr;
-    EXPECT_GT(FailEveryAllocation([&] { return data.Get()->get_Item(1, &item); }, [&] { EXPECT_EQ(item, nullptr); }),
-              0);
-    ASSERT_NE(item, nullptr);
-    item->Release();
-    ExpectUnchanged();
-}
-
 }  // namespace
 }  // namespace lumvex::tests

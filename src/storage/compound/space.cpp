@@ -1,6 +1,7 @@
 #include "storage/compound/space.hpp"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace lumvex::compound {
@@ -69,11 +70,16 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
     held_.push_back(std::move(all));
 }
 
-void Space::Discard(const std::vector<Run>& runs) {
-    if (uncertain_) {
-        resting_.insert(resting_.end(), runs.begin(), runs.end());
-    } else {
-        for (const Run& run : runs) sectors_.Give(run.first, run.count);
+// Without memory to note them the sectors stay unused until the file is opened again.
+void Space::Discard(const std::vector<Run>& runs) noexcept {
+    try {
+        if (uncertain_) {
+            resting_.insert(resting_.end(), runs.begin(), runs.end());
+        } else {
+            for (const Run& run : runs) sectors_.Give(run.first, run.count);
+        }
+    } catch (const std::bad_alloc&) {
+        return;
     }
 }
 

@@ -21,7 +21,7 @@ public:
 
     // Sectors that were written for a state that never came. After an uncertain commit the disk may hold that state, so
     // they rest until the next one.
-    void Discard(const std::vector<Run>& runs);
+    void Discard(const std::vector<Run>& runs) noexcept;
     void SetUncertain() { uncertain_ = true; }
 
     // A commit frees these runs; readers of generations before its own may need them. Prepared before the commit point,
