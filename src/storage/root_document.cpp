@@ -137,14 +137,17 @@ Ref<Object> RootDocument::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
     Ref<Object> child = classInfo.create();
     if (!entry) {
         entry = &Enter(*child, owner.OwnEntry());
-        slot.reference = Reference{entry->id, entry->tag};
+        Rollback leave([&] { directory_.Erase(*entry); });
         if (&owner != this) MarkChanged(owner);
+        child->Arrived(Arrival::Made);
+        leave.Done();
+        slot.reference = Reference{entry->id, entry->tag};
     } else {
         child->Bind(*entry);
         directory_.Loaded(*entry, child);
         MarkChanged(*child);
+        child->Arrived(Arrival::Made);
     }
-    child->Arrived(Arrival::Made);
     return child;
 }
 
