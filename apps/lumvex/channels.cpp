@@ -34,40 +34,49 @@ void CheckGoesWith(const InputFile& first, const InputFile& other) {
     const auto refuse = [&](const std::string& what) {
         throw FileError(other.path, what + ", and cannot be a channel beside " + Quoted(one.name));
     };
-    if (one.kind != two.kind) refuse("it is of another kind");
-    if (one.rows != two.rows) refuse("it has " + std::to_string(two.rows) + " rows, not " + std::to_string(one.rows));
+    if (two.columns != 1) refuse("it has " + CountOf(two.columns, "channel"));
+    if (one.rows != two.rows) refuse("it has " + CountOf(two.rows, "row") + ", not " + std::to_string(one.rows));
     if (one.sampleRate != two.sampleRate)
         refuse("its sample rate is " + std::to_string(two.sampleRate) + " Hz, not " + std::to_string(one.sampleRate));
-    const bool sameFrequencies =
-        one.kind == Kind::Impulse ||
-        std::equal(one.values.begin(), one.values.begin() + static_cast<std::ptrdiff_t>(one.rows), two.values.begin());
-    if (!sameFrequencies) refuse("it has other frequencies");
 }
 
 }  // namespace
 
-std::size_t ChannelCount(const MeasurementFile& file) { return file.kind == Kind::Impulse ? file.columns : 1; }
+std::string CountOf(std::size_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
 
-MeasurementFile AsChannels(MeasurementFile file) {
-    if (file.kind == Kind::Impulse) return file;
-    const auto levels = file.values.begin() + static_cast<std::ptrdiff_t>(file.rows);
-    file.values.erase(levels + static_cast<std::ptrdiff_t>(file.rows), file.values.end());
-    file.values.erase(file.values.begin(), file.values.begin() + static_cast<std::ptrdiff_t>(file.rows));
-    file.columns = 1;
-    return file;
+void CheckIsImpulse(const InputFile& file) {
+    if (file.content.kind == Kind::Impulse) return;
+    if (file.content.kind == Kind::Calibration)
+        throw FileError(file.path,
+                        "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
+    throw FileError(file.path,
+                    "it is a frequency response, and impulse responses alone are kept here; imported without a place "
+                    "it becomes named data with all its columns");
 }
 
 MeasurementFile Joined(std::span<const InputFile> files) {
-    MeasurementFile joined = AsChannels(files[0].content);
+    MeasurementFile joined = files[0].content;
     joined.name = CommonName(files);
     for (const InputFile& file : files.subspan(1)) {
         CheckGoesWith(files[0], file);
-        const MeasurementFile channel = AsChannels(file.content);
+        const MeasurementFile& channel = file.content;
         joined.values.insert(joined.values.end(), channel.values.begin(), channel.values.end());
         joined.columns += channel.columns;
         joined.modified = std::max(joined.modified, channel.modified);
     }
     return joined;
+}
+
+MeasurementFile WithOutputs(std::span<const InputFile> files, std::size_t outputs, const std::string& what) {
+    for (const InputFile& file : files) CheckIsImpulse(file);
+    MeasurementFile joined = Joined(files);
+    if (joined.columns == outputs) return joined;
+    throw FileError(files[0].path, (files.size() == 1 ? "it has " : "with the others it has ") +
+                                       CountOf(joined.columns, "channel") + "; " + what + " has " +
+                                       std::to_string(outputs) +
+                                       (outputs == 1 ? "" : ", in one file or in as many mono files"));
 }
 
 }  // namespace lumvex::app

@@ -48,7 +48,8 @@ public:
     DataDestination(const Project& project, bool replace)
         : NamedDestination(replace), data_(project.Data()), names_(data_) {}
 
-    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+    MeasurementFile Add(const InputFile& input) override {
+        const auto& [path, file] = input;
         Place(path, file.name, "the document has a datum", data_, names_.Find(FromUtf8(file.name)),
               [&](const Datum& datum) { Store(file, datum); });
         return file;
@@ -59,15 +60,24 @@ private:
     NamedData names_;
 };
 
+// The curve that a microphone keeps: of frequency, level and phase the levels alone.
+MeasurementFile LevelsOf(MeasurementFile file) {
+    const auto levels = file.values.begin() + static_cast<std::ptrdiff_t>(file.rows);
+    file.values.assign(levels, levels + static_cast<std::ptrdiff_t>(file.rows));
+    file.columns = 1;
+    return file;
+}
+
 class MicrophoneDestination final : public NamedDestination {
 public:
     MicrophoneDestination(const Specifications& library, bool replace)
         : NamedDestination(replace), microphones_(library.Microphones()) {}
 
-    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
+    MeasurementFile Add(const InputFile& input) override {
+        const auto& [path, file] = input;
         if (file.kind != Kind::Calibration)
             throw FileError(path, "it is no microphone calibration, and a library takes no other measurements");
-        MeasurementFile curve = AsChannels(file);
+        MeasurementFile curve = LevelsOf(file);
         curve.name = file.serialNumber.value_or(file.name);
         Place(path, curve.name, "the library has a microphone", microphones_,
               microphones_.FindName(FromUtf8(curve.name)).As<Microphone>(), [&](Microphone microphone) {
@@ -81,11 +91,6 @@ private:
     Microphones microphones_;
 };
 
-void CheckIsMeasurement(const fs::path& path, const MeasurementFile& file) {
-    if (file.kind == Kind::Calibration)
-        throw FileError(path, "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
-}
-
 class SpeakerDestination final : public NamedDestination {
 public:
     SpeakerDestination(const fs::path& document, Project project, const Placement& placement)
@@ -98,15 +103,10 @@ public:
 
     std::size_t FilesTogether() const override { return outputs_; }
 
-    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
-        CheckIsMeasurement(path, file);
-        MeasurementFile channels = AsChannels(file);
-        if (channels.columns != outputs_)
-            throw FileError(path, "it has " + std::to_string(channels.columns) +
-                                      (channels.columns == 1 ? " channel" : " channels") + "; a measurement of " +
-                                      Quoted(configName_) + " has " + std::to_string(outputs_) +
-                                      (outputs_ == 1 ? "" : ", or as many mono files imported together"));
-        Place(path, channels.name, "the speaker's configuration has a measurement", measurements_,
+    MeasurementFile Add(const InputFile& input) override {
+        const MeasurementFile channels =
+            WithOutputs(std::span(&input, 1), outputs_, "a measurement of " + Quoted(configName_));
+        Place(input.path, channels.name, "the speaker's configuration has a measurement", measurements_,
               measurements_.FindName(FromUtf8(channels.name)).As<Measurement>(), [&](Measurement measurement) {
                   Store(channels, measurement);
                   measurement.Experiment(experiment_);
@@ -141,15 +141,15 @@ public:
                   .Measurements()),
           channel_(*placement.channel) {}
 
-    MeasurementFile Add(const fs::path& path, const MeasurementFile& file) override {
-        CheckIsMeasurement(path, file);
-        MeasurementFile channels = AsChannels(file);
-        Place(path, channels.name, "the position has a measurement", measurements_,
-              measurements_.FindName(FromUtf8(channels.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
-                  Store(channels, measurement);
+    MeasurementFile Add(const InputFile& input) override {
+        const auto& [path, file] = input;
+        CheckIsImpulse(input);
+        Place(path, file.name, "the position has a measurement", measurements_,
+              measurements_.FindName(FromUtf8(file.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
+                  Store(file, measurement);
                   measurement.Channel(channel_);
               });
-        return channels;
+        return file;
     }
 
 private:

@@ -28,7 +28,7 @@ public:
 
     // Throws FileError, with nothing added, when the file does not belong there, its name is taken or its array is
     // refused. Answers what was stored.
-    virtual MeasurementFile Add(const std::filesystem::path& path, const MeasurementFile& file) = 0;
+    virtual MeasurementFile Add(const InputFile& file) = 0;
 };
 
 // Makes the speakers, rooms and whatever else the placement names and the document lacks. Throws FileError when that is

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -48,7 +49,7 @@ public:
             AddTogether();
         } else {
             for (const fs::path& path : arguments_.files) {
-                Try([&] { Add(path, Read(path)); });
+                Try([&] { Add({path, Read(path)}); });
             }
         }
         progress_.Clear();
@@ -86,23 +87,24 @@ private:
         return ReadMeasurementFile(path);
     }
 
-    void Add(const fs::path& path, const MeasurementFile& file, std::size_t files = 1) {
-        Inside([&] { reports_.push_back(Report(destination_->Add(path, file))); });
+    void Add(const InputFile& file, std::size_t files = 1) {
+        Inside([&] { reports_.push_back(Report(destination_->Add(file))); });
         imported_ += files;
     }
 
     // Mono files become the channels of one measurement; it needs all of them.
     void AddTogether() {
         std::vector<InputFile> files;
-        bool areMono = true;
         for (const fs::path& path : arguments_.files) {
             Try([&] { files.push_back({path, Read(path)}); });
         }
-        for (const InputFile& file : files) areMono = areMono && ChannelCount(file.content) == 1;
+        const bool areMono = std::ranges::all_of(files, [](const InputFile& file) {
+            return file.content.kind == MeasurementFile::Kind::Impulse && file.content.columns == 1;
+        });
         if (areMono && files.size() == arguments_.files.size()) {
-            Try([&] { Add(files[0].path, Joined(files), files.size()); });
+            Try([&] { Add({files[0].path, Joined(files)}, files.size()); });
         } else {
-            for (const InputFile& file : files) Try([&] { Add(file.path, file.content); });
+            for (const InputFile& file : files) Try([&] { Add(file); });
         }
     }
 
@@ -153,9 +155,9 @@ void AddImport(CLI::App& app, Command& chosen) {
         "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
         "\n"
         "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's name\n"
-        "without its extension, and its date. Elsewhere columns are channels: of a text file the levels alone are "
-        "kept\n"
-        "there. Import it as named data too to keep its frequencies and phases.\n"
+        "without its extension, and its date. Speakers and rooms keep impulse responses alone, one column per "
+        "channel:\n"
+        "text files are refused there, because their frequencies and phases would be lost.\n"
         "\n"
         "With --speaker files become measurements of that speaker in its configuration, taken with that experiment.\n"
         "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which the\n"
