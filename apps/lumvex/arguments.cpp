@@ -7,7 +7,8 @@ namespace lumvex::app {
 
 std::vector<std::string> ParserArguments(int count, const char* const* values) {
     std::vector<std::string> arguments(values + std::min(count, 1), values + count);
-    const bool listsFiles = !arguments.empty() && (arguments[0] == "import" || arguments[0] == "compare");
+    const bool listsFiles =
+        !arguments.empty() && (arguments[0] == "import" || arguments[0] == "compare" || arguments[0] == "correct");
     if (listsFiles) {
         // In a list of files the parser would take "[a,b]" apart, and it stumbles over "--" behind the first of them.
         const auto mark = std::find(arguments.begin(), arguments.end(), "--");

@@ -1,14 +1,15 @@
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
 #include "arguments.hpp"
-#include "catalogue_table.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "model_lookup.hpp"
 #include "progress_line.hpp"
+#include "text_table.hpp"
 
 namespace lumvex::app {
 
@@ -20,6 +21,25 @@ struct Arguments {
     fs::path library;
     fs::path table;
 };
+
+const std::vector<std::string> kColumns = {"manufacturer", "model", "configuration"};
+
+// The rows without a header line. A row that is not as long as it should be has that as its problem.
+std::vector<TableRow> ReadCatalogue(const fs::path& path) {
+    std::vector<TableRow> rows = ReadTable(path);
+    DropHeader(rows, kColumns);
+    for (TableRow& row : rows) {
+        if (!row.problem.empty()) continue;
+        const auto empty = std::ranges::find(row.fields, "");
+        if (row.fields.size() != kColumns.size()) {
+            row.problem =
+                "expected 3 fields (manufacturer, model, configuration), found " + std::to_string(row.fields.size());
+        } else if (empty != row.fields.end()) {
+            row.problem = "the " + kColumns[static_cast<std::size_t>(empty - row.fields.begin())] + " is empty";
+        }
+    }
+    return rows;
+}
 
 // One run of the command: rows go into the library in memory, which is saved once.
 class Catalogue {
@@ -38,7 +58,7 @@ public:
             configs_ = library_.Configs();
         });
         std::size_t done = 0, good = 0;
-        for (const CatalogueRow& row : rows_) {
+        for (const TableRow& row : rows_) {
             progress_.Show(++done, rows_.size());
             const std::string problem = row.problem.empty() ? Add(row) : row.problem;
             if (problem.empty()) {
@@ -67,7 +87,7 @@ private:
     }
 
     // Why the row is refused; empty when it went in, or was there.
-    std::string Add(const CatalogueRow& row) {
+    std::string Add(const TableRow& row) {
         const Config config = FindConfig(configs_, row.fields[2]);
         if (!config) return "there is no configuration " + Quoted(row.fields[2]) + ", only " + ConfigNames(configs_);
         try {
@@ -84,7 +104,7 @@ private:
     }
 
     const Arguments& arguments_;
-    std::vector<CatalogueRow> rows_;
+    std::vector<TableRow> rows_;
     EditedDocument document_;
     Specifications library_;
     Manufacturers manufacturers_;

@@ -17,6 +17,9 @@ using Command = std::function<ExitStatus()>;
 
 void AddImport(CLI::App& app, Command& chosen);
 void AddCatalogue(CLI::App& app, Command& chosen);
+void AddCorrect(CLI::App& app, Command& chosen);
+void AddCrossover(CLI::App& app, Command& chosen);
+void AddProcessor(CLI::App& app, Command& chosen);
 void AddTree(CLI::App& app, Command& chosen);
 void AddInfo(CLI::App& app, Command& chosen);
 void AddExport(CLI::App& app, Command& chosen);

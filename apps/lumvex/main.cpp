@@ -1,4 +1,4 @@
-// lumvex: imports, inspects, exports, compares and checks the documents of a measurement application.
+// lumvex: imports, designs, inspects, exports, compares and checks the documents of a measurement application.
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
@@ -41,13 +41,16 @@ ExitStatus AfterOutput(ExitStatus status) {
 
 int Main(int count, char** values) {
     KeepRunningWithoutReader();
-    CLI::App app("Imports, inspects, exports, compares and checks Lumvex documents.", "lumvex");
+    CLI::App app("Imports, designs, inspects, exports, compares and checks Lumvex documents.", "lumvex");
     app.set_version_flag("--version", "lumvex " LUMVEX_TOOL_VERSION);
     app.require_subcommand(1);
     app.footer("`lumvex COMMAND --help` says all about a command.");
     Command chosen;
     AddImport(app, chosen);
     AddCatalogue(app, chosen);
+    AddCorrect(app, chosen);
+    AddCrossover(app, chosen);
+    AddProcessor(app, chosen);
     AddTree(app, chosen);
     AddInfo(app, chosen);
     AddExport(app, chosen);

@@ -62,12 +62,62 @@ std::string ConfigNames(const Configs& configs) {
     return names;
 }
 
+Project ProjectIn(const EditedDocument& document) {
+    if (const Project* project = document.AsProject()) return *project;
+    throw FileError(document.Path(), "it is a library; speakers and what is designed for them are kept in projects");
+}
+
+Config ExistingConfig(const fs::path& document, const Configs& configs, const std::string& name) {
+    const Config config = FindConfig(configs, name);
+    if (!config)
+        throw FileError(document, "there is no configuration " + Quoted(name) + ", only " + ConfigNames(configs));
+    return config;
+}
+
+SpeakerEQ ExistingSpeaker(const fs::path& document, const Project& project, const std::string& name) {
+    const std::u16string wanted = FromUtf8(name);
+    const SpeakerEQs speakers = project.SpeakerEQs();
+    std::vector<SpeakerEQ> found;
+    std::string foundNames;
+    for (const SpeakerEQ& speaker : speakers) {
+        const bool isWhole = CompareNoCase(speaker.DisplayName(), wanted) == 0;
+        if (!isWhole && CompareNoCase(speaker.Name(), wanted) != 0) continue;
+        if (isWhole) return speaker;
+        found.push_back(speaker);
+        foundNames += (foundNames.empty() ? "" : ", ") + Shown(speaker.DisplayName());
+    }
+    if (found.empty())
+        throw FileError(document, "the project has no speaker " + Quoted(name) + "; there is " + NamesIn(speakers));
+    if (found.size() > 1)
+        throw FileError(document, "several speakers are named " + Quoted(name) + "; say which: " + foundNames);
+    return found[0];
+}
+
+SpkrEQConfig ExistingSpeakerConfig(const fs::path& document, const SpeakerEQ& speaker, LXConfig id) {
+    const SpkrEQConfigs configs = speaker.SpkrEQConfigs();
+    if (SpkrEQConfig found = ConfigOf(configs, id)) return found;
+    throw FileError(document, "the speaker " + Shown(speaker.DisplayName()) + " has no configuration " +
+                                  Quoted(ToUtf8(speaker.Root().Configs().Item(id).Name())) + "; there is " +
+                                  NamesIn(configs));
+}
+
+std::vector<Measurement> MeasurementsWith(const fs::path& document, const Project& project, const SpkrEQConfig& config,
+                                          const std::string& experiment) {
+    const Experiment wanted = Existing(document, project.Experiments(), experiment, "the project has no experiment");
+    std::vector<Measurement> found;
+    for (const Measurement& measurement : config.Measurements()) {
+        const Experiment takenWith = measurement.Experiment();
+        if (takenWith && takenWith.ID() == wanted.ID()) found.push_back(measurement);
+    }
+    if (found.empty())
+        throw FileError(document, "no measurement of " + Shown(config.Parent().Parent().DisplayName()) + " in " +
+                                      Quoted(ToUtf8(config.Name())) + " was taken with " + Quoted(experiment));
+    return found;
+}
+
 SpkrEQConfig FindOrAddSpeakerConfig(const fs::path& document, Project project, const Placement& placement) {
     if (!placement.library.empty()) LinkLibrary(project, placement.library);
-    const Config config = FindConfig(project.Configs(), placement.config);
-    if (!config)
-        throw FileError(document, "there is no configuration " + Quoted(placement.config) + ", only " +
-                                      ConfigNames(project.Configs()));
+    const Config config = ExistingConfig(document, project.Configs(), placement.config);
     const SpeakerEQs speakers = project.SpeakerEQs();
     const std::u16string name = FromUtf8(placement.speaker);
     Model model;

@@ -1,9 +1,14 @@
 // Finds, or makes, the speakers and configurations that people name.
 #pragma once
 
+#include <algorithm>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "destination.hpp"
+#include "document.hpp"
+#include "files/file_error.hpp"
 
 namespace lumvex::app {
 
@@ -19,6 +24,45 @@ auto FindOrAdd(const Collection& collection, std::u16string_view name) {
 Config FindConfig(const Configs& configs, std::string_view name);
 
 std::string ConfigNames(const Configs& configs);  // "Single amp, Bi amp, ..."
+
+// "Left, Right": the members' names, of many the first; "none" for an empty collection.
+template <class Collection>
+std::string NamesIn(const Collection& collection) {
+    constexpr LONG kMostShown = 12;
+    std::string names;
+    const LONG count = collection.Count();
+    for (LONG position = 1; position <= std::min(count, kMostShown); ++position)
+        names += (names.empty() ? "" : ", ") + Shown(collection.Item(position).Name());
+    return names.empty() ? "none" : names + (count > kMostShown ? ", ..." : "");
+}
+
+// The member of this name, regardless of case. Throws FileError, naming the document and the members that are there,
+// when there is none. `what`: "the speaker has no correction".
+template <class Collection>
+auto Existing(const std::filesystem::path& document, const Collection& collection, const std::string& name,
+              const std::string& what) {
+    using Item = decltype(collection.Item(1));
+    const Item found = collection.FindName(FromUtf8(name)).template As<Item>();
+    if (!found) throw FileError(document, what + ' ' + Quoted(name) + "; there is " + NamesIn(collection));
+    return found;
+}
+
+// The project of a document that a command changes. Throws FileError for a library.
+Project ProjectIn(const EditedDocument& document);
+
+// The fixed configuration of this name. Throws FileError when there is none.
+Config ExistingConfig(const std::filesystem::path& document, const Configs& configs, const std::string& name);
+
+// The speaker of this name, or of this display name ("Acme/Alpha/Left"), which tells speakers of one name apart;
+// regardless of case. Throws FileError when there is none, or when there are several.
+SpeakerEQ ExistingSpeaker(const std::filesystem::path& document, const Project& project, const std::string& name);
+
+// The speaker in this configuration. Throws FileError when the speaker has none of it.
+SpkrEQConfig ExistingSpeakerConfig(const std::filesystem::path& document, const SpeakerEQ& speaker, LXConfig id);
+
+// The measurements that were taken with an experiment. Throws FileError when there is no such experiment, or none.
+std::vector<Measurement> MeasurementsWith(const std::filesystem::path& document, const Project& project,
+                                          const SpkrEQConfig& config, const std::string& experiment);
 
 // The configuration of the placement's speaker. What is missing is made as far as the model is known: by the placement,
 // or by the speaker that is there. Throws FileError, naming the document, when it is not.

@@ -5,14 +5,18 @@
 
 namespace lumvex::app {
 
-Array ArrayOf(const MeasurementFile& file) {
-    if (file.values.size() != 1) return Array::FromColumns(file.values, file.rows, file.columns);
-    SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
+Array InTwoDimensions(std::span<const float> values, std::size_t rows) {
+    SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(values.size() / rows), 0}};
     SAFEARRAY* array = SafeArrayCreate(VT_R4, 2, bounds);
     if (!array) throw std::bad_alloc();
     Variant made = Variant::FromArray(VT_R4, array);
-    std::memcpy(array->pvData, file.values.data(), sizeof(float));
+    std::memcpy(array->pvData, values.data(), values.size_bytes());
     return Array(std::move(made));
+}
+
+Array ArrayOf(const MeasurementFile& file) {
+    return file.values.size() == 1 ? InTwoDimensions(file.values, 1)
+                                   : Array::FromColumns(file.values, file.rows, file.columns);
 }
 
 Datum NamedData::Find(std::u16string_view name) {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -37,6 +38,9 @@ private:
 
 // One column is an array of one dimension; only where it has but one value, which is refused in that form, of two.
 Array ArrayOf(const MeasurementFile& file);
+
+// Column after column, each of `rows` values, always in two dimensions.
+Array InTwoDimensions(std::span<const float> values, std::size_t rows);
 
 // Puts the file's array, sample rate and date into the datum, measurement or microphone; nothing of it when the array
 // is refused.

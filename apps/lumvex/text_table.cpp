@@ -1,4 +1,4 @@
-#include "catalogue_table.hpp"
+#include "text_table.hpp"
 
 #include <algorithm>
 #include <fstream>
@@ -14,9 +14,6 @@ namespace lumvex::app {
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr std::size_t kColumns = 3;
-constexpr std::string_view kHeader[kColumns] = {"manufacturer", "model", "configuration"};
 
 char SeparatorOf(std::string_view line) {
     std::size_t commas = 0, semicolons = 0;
@@ -60,29 +57,13 @@ std::string TakeField(std::string_view& line, char separator, std::string& probl
     return field;
 }
 
-bool IsHeader(const CatalogueRow& row) {
-    const auto same = [](std::string_view name, const std::string& field) {
-        return std::ranges::equal(name, field, {}, {}, Lower);
-    };
-    return row.fields.size() == kColumns && std::equal(kHeader, kHeader + kColumns, row.fields.begin(), same);
-}
-
-CatalogueRow ReadRowOf(std::string_view line, char separator, std::size_t number) {
-    CatalogueRow row{number, {}, {}};
+TableRow ReadRowOf(std::string_view line, char separator, std::size_t number) {
+    TableRow row{number, {}, {}};
     if (ValidUtf8(line) != line) row.problem = "the text is no valid UTF-8";
     for (;;) {
         row.fields.push_back(TakeField(line, separator, row.problem));
         if (line.empty() || !row.problem.empty()) break;
         line.remove_prefix(1);
-    }
-    while (row.fields.size() > kColumns && row.fields.back().empty()) row.fields.pop_back();
-    const auto empty = std::ranges::find(row.fields, "");
-    if (!row.problem.empty()) return row;
-    if (row.fields.size() != kColumns) {
-        row.problem =
-            "expected 3 fields (manufacturer, model, configuration), found " + std::to_string(row.fields.size());
-    } else if (empty != row.fields.end()) {
-        row.problem = "the " + std::string(kHeader[empty - row.fields.begin()]) + " is empty";
     }
     return row;
 }
@@ -98,12 +79,11 @@ std::string TextOf(const fs::path& path) {
 
 }  // namespace
 
-std::vector<CatalogueRow> ReadCatalogue(const fs::path& path) {
+std::vector<TableRow> ReadTable(const fs::path& path) {
     const std::string text = TextOf(path);
-    std::vector<CatalogueRow> rows;
+    std::vector<TableRow> rows;
     std::string_view rest = text;
     char separator = 0;
-    bool first = true;
     for (std::size_t number = 1; !rest.empty(); ++number) {
         const std::size_t end = std::min(rest.find_first_of("\r\n"), rest.size());
         const std::string_view line = rest.substr(0, end);
@@ -111,12 +91,45 @@ std::vector<CatalogueRow> ReadCatalogue(const fs::path& path) {
         rest.remove_prefix(rest.starts_with("\r\n") ? 2 : rest.empty() ? 0 : 1);
         if (Trimmed(line).empty()) continue;
         if (!separator) separator = SeparatorOf(line);
-        CatalogueRow row = ReadRowOf(line, separator, number);
-        if (!(first && IsHeader(row))) rows.push_back(std::move(row));
-        first = false;
+        rows.push_back(ReadRowOf(line, separator, number));
     }
-    if (first) throw FileError(path, "the file is empty");
+    if (rows.empty()) throw FileError(path, "the file is empty");
     return rows;
+}
+
+void DropEmptyEnd(TableRow& row, std::size_t columns) {
+    while (row.fields.size() > columns && row.fields.back().empty()) row.fields.pop_back();
+}
+
+void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& names) {
+    for (TableRow& row : rows) DropEmptyEnd(row, names.size());
+    const auto same = [](const std::string& name, const std::string& field) {
+        return std::ranges::equal(name, field, {}, Lower, Lower);
+    };
+    if (std::ranges::equal(names, rows[0].fields, same)) rows.erase(rows.begin());
+}
+
+bool ReadNumber(const std::string& field, float& value) {
+    return ParseNumber(field, field.find(',') == field.npos ? '.' : ',', value) == NumberState::Good;
+}
+
+std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names) {
+    std::string expected = std::to_string(names.size()) + " numbers (";
+    for (const std::string& name : names) expected += (&name == &names[0] ? "" : ", ") + name;
+    expected += ')';
+    std::vector<TableRow> rows = ReadTable(path);
+    DropHeader(rows, names);
+    if (rows.empty()) throw FileError(path, "there are no numbers below the header");
+    std::vector<float> values;
+    for (const TableRow& row : rows) {
+        if (!row.problem.empty()) throw FileError(path, row.line, expected, row.problem);
+        if (row.fields.size() != names.size())
+            throw FileError(path, row.line, expected, std::to_string(row.fields.size()) + " fields");
+        for (const std::string& field : row.fields) {
+            if (!ReadNumber(field, values.emplace_back())) throw FileError(path, row.line, expected, Quoted(field));
+        }
+    }
+    return values;
 }
 
 }  // namespace lumvex::app

@@ -1,0 +1,168 @@
+#include <iostream>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "arguments.hpp"
+#include "channels.hpp"
+#include "commands.hpp"
+#include "design_options.hpp"
+#include "document.hpp"
+#include "files/text_encoding.hpp"
+#include "model_lookup.hpp"
+#include "named_data.hpp"
+#include "progress_line.hpp"
+#include "settings.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Arguments {
+    fs::path document;
+    std::string speaker, config, name, measurement, experiment;
+    std::vector<fs::path> filters, smoothed, verified;
+    DesignOptions design;
+    bool replace = false;
+};
+
+// One run of the command: the correction is made or changed in memory, and the document saved when all of it went in.
+class Correct {
+public:
+    explicit Correct(const Arguments& arguments) : arguments_(arguments), document_(arguments.document) {}
+
+    ExitStatus Run() {
+        std::string report;
+        OnDocument(arguments_.document, "cannot be read", [&] { report = Put(); });
+        progress_.Clear();
+        document_.Save("cannot be saved, nothing was changed");
+        std::cout << report << '\n';
+        return kDone;
+    }
+
+private:
+    std::string Put() {
+        const Project project = ProjectIn(document_);
+        const Config config = ExistingConfig(arguments_.document, project.Configs(), arguments_.config);
+        const SpeakerEQ speaker = ExistingSpeaker(arguments_.document, project, arguments_.speaker);
+        config_ = ExistingSpeakerConfig(arguments_.document, speaker, config.ConfigID());
+        const Corrections corrections = config_.Corrections();
+        Correction correction = corrections.FindName(FromUtf8(arguments_.name)).As<Correction>();
+        const bool isNew = !correction;
+        if (!isNew && !arguments_.replace)
+            throw FileError(arguments_.document, "the speaker's configuration has a correction " +
+                                                     Quoted(arguments_.name) + " already; --replace changes it");
+        const Measurement measurement = Source(project);
+        if (isNew && !measurement)
+            throw FileError(arguments_.document, "the correction " + Quoted(arguments_.name) +
+                                                     " is new and needs its --measurement or --experiment");
+        const std::optional<MeasurementFile> filter = Read(arguments_.filters), smoothed = Read(arguments_.smoothed),
+                                             verified = Read(arguments_.verified);
+        if (isNew) {
+            correction = corrections.Add(FromUtf8(arguments_.name), measurement);
+            correction.SampleRate(measurement.SampleRate());
+        } else if (measurement) {
+            correction.Measurement(measurement);
+        }
+        if (filter) {
+            CheckOtherArrays(correction, *filter);
+            Store(*filter, correction);
+        }
+        if (smoothed) correction.Data2(ArrayAt(correction.SampleRate(), *smoothed, arguments_.smoothed[0]));
+        if (verified) correction.VerifyMeas(ArrayAt(correction.SampleRate(), *verified, arguments_.verified[0]));
+        PutTables(arguments_.design, correction);
+        Assign(correction, arguments_.design.settings);
+
+        const Array data(correction.Data());
+        const Measurement source = correction.Measurement();
+        return Shown(correction.Name()) + ": " +
+               (data.Empty() ? std::string("no filter yet") : ShapeText(data.Rows(), data.Columns())) + ", " +
+               std::to_string(correction.SampleRate()) + " Hz" + (source ? ", from " + Shown(source.Name()) : "") +
+               "; a correction of " + Shown(speaker.DisplayName()) + " in " + Quoted(ToUtf8(config_.Name()));
+    }
+
+    // What the correction is designed from; empty where the arguments do not say.
+    Measurement Source(const Project& project) const {
+        const Measurements measurements = config_.Measurements();
+        if (!arguments_.measurement.empty())
+            return Existing(arguments_.document, measurements, arguments_.measurement,
+                            "the speaker's configuration has no measurement");
+        if (arguments_.experiment.empty()) return {};
+        const auto found = MeasurementsWith(arguments_.document, project, config_, arguments_.experiment);
+        if (found.size() == 1) return found[0];
+        std::string names;
+        for (const Measurement& each : found) names += (names.empty() ? "" : ", ") + Shown(each.Name());
+        throw FileError(arguments_.document, "several measurements were taken with " + Quoted(arguments_.experiment) +
+                                                 "; --measurement says which: " + names);
+    }
+
+    std::optional<MeasurementFile> Read(const std::vector<fs::path>& paths) {
+        if (paths.empty()) return std::nullopt;
+        const std::size_t total = arguments_.filters.size() + arguments_.smoothed.size() + arguments_.verified.size();
+        std::vector<InputFile> files;
+        for (const fs::path& path : paths) {
+            progress_.Show(++started_, total);
+            files.push_back({path, ReadMeasurementFile(path)});
+        }
+        return WithOutputs(files, static_cast<std::size_t>(config_.Config().OutputCount()),
+                           "a correction of " + Quoted(ToUtf8(config_.Name())));
+    }
+
+    // Arrays that stay are not left behind at another rate than the new filter's.
+    void CheckOtherArrays(const Correction& correction, const MeasurementFile& filter) const {
+        const bool smoothedStays = arguments_.smoothed.empty() && !Array(correction.Data2()).Empty();
+        const bool verifiedStays = arguments_.verified.empty() && !Array(correction.VerifyMeas()).Empty();
+        if (filter.sampleRate == correction.SampleRate() || !(smoothedStays || verifiedStays)) return;
+        throw FileError(arguments_.filters[0], "its sample rate is " + std::to_string(filter.sampleRate) +
+                                                   " Hz, and the correction's other arrays are at " +
+                                                   std::to_string(correction.SampleRate()));
+    }
+
+    // A correction has one sample rate for all its arrays.
+    static Array ArrayAt(LONG rate, const MeasurementFile& file, const fs::path& path) {
+        if (file.sampleRate != rate)
+            throw FileError(path, "its sample rate is " + std::to_string(file.sampleRate) +
+                                      " Hz, and that of the correction " + std::to_string(rate));
+        return ArrayOf(file);
+    }
+
+    const Arguments& arguments_;
+    EditedDocument document_;
+    SpkrEQConfig config_;
+    ProgressLine progress_{"reading file"};
+    std::size_t started_ = 0;
+};
+
+}  // namespace
+
+void AddCorrect(CLI::App& app, Command& chosen) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = app.add_subcommand("correct", "Put a correction of a speaker into a project");
+    AddDocument(*command, arguments->document, "the project that has the speaker's measurements");
+    AddName(*command, "--speaker", arguments->speaker, "the speaker, \"Left\" or \"Acme/Alpha/Left\"")->required();
+    AddName(*command, "--config", arguments->config, "its configuration, \"Bi amp\"")->required();
+    AddName(*command, "--name", arguments->name, "the name of the correction")->required();
+    CLI::Option* measurement =
+        AddName(*command, "--measurement", arguments->measurement, "the measurement it was designed from");
+    AddName(*command, "--experiment", arguments->experiment, "the set-up of that measurement, instead of its name")
+        ->excludes(measurement);
+    AddFiles(*command, "--smoothed", arguments->smoothed, "the smoothed measurement");
+    AddFiles(*command, "--verified", arguments->verified, "the measurement that verified the correction");
+    AddDesignOptions<Correction>(*command, arguments->design);
+    command->add_flag("--replace", arguments->replace,
+                      "change a correction that is there: what is not given stays as it is");
+    command->add_option("FILE", arguments->filters, "the correction filter")->type_name("");
+    command->footer(
+        "The filter, the smoothed and the verifying measurement are impulse responses with one channel per output of\n"
+        "the configuration: one sound file, or as many mono files in the outputs' order. The correction takes its\n"
+        "sample rate in Hz from the filter, else from the measurement, and the others must be at that rate. A filter\n"
+        "may follow later, with --replace.\n\n" +
+        DesignHelp() + "Settings of a correction:\n" + SettingsHelp<Correction>() +
+        "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
+        ExitStatusHelp("a name was not found or is taken, or a file was refused; nothing was changed"));
+    command->callback([arguments, &chosen] { chosen = [arguments] { return Correct(*arguments).Run(); }; });
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,278 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "arguments.hpp"
+#include "channels.hpp"
+#include "commands.hpp"
+#include "design_options.hpp"
+#include "document.hpp"
+#include "files/file_error.hpp"
+#include "files/text_encoding.hpp"
+#include "model_lookup.hpp"
+#include "settings.hpp"
+#include "text_table.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Arguments {
+    fs::path document, table;
+    std::string name, text;
+    bool hasText = false, replace = false;
+    std::vector<std::string> settings;
+};
+
+// A column that names something; the others are settings of the output position.
+enum Column { kProfile, kAmplification, kPosition, kSpeaker, kCorrection, kNamedColumns };
+constexpr std::string_view kColumnNames[kNamedColumns] = {"profile", "amplification", "position", "speaker",
+                                                          "correction"};
+
+bool SameName(std::string_view one, std::string_view two) { return CompareNoCase(FromUtf8(one), FromUtf8(two)) == 0; }
+
+// The table of the output positions: a header that names the columns, and a row for each position.
+class PositionTable {
+public:
+    explicit PositionTable(const fs::path& path) : path_(path), rows_(ReadTable(path)) {
+        TableRow& header = rows_[0];
+        DropEmptyEnd(header, 0);
+        Check(header, header.problem.empty(), header.problem);
+        settings_.resize(header.fields.size());
+        for (std::size_t index = 0; index < header.fields.size(); ++index) Take(header, index);
+        for (const Column column : {kProfile, kPosition})
+            Check(header, places_[column] != kAbsent,
+                  "the header names no column " + Quoted(std::string(kColumnNames[column])));
+        rows_.erase(rows_.begin());
+        if (rows_.empty()) throw FileError(path, "there are no rows below the header");
+        for (TableRow& row : rows_) {
+            DropEmptyEnd(row, settings_.size());
+            Check(row, row.problem.empty(), row.problem);
+            Check(row, row.fields.size() == settings_.size(),
+                  "expected " + CountOf(settings_.size(), "field") + ", found " + std::to_string(row.fields.size()));
+        }
+    }
+
+    const std::vector<TableRow>& Rows() const { return rows_; }
+
+    // Empty where the table has no such column.
+    std::string Field(const TableRow& row, Column column) const {
+        return places_[column] == kAbsent ? "" : row.fields[places_[column]];
+    }
+
+    // An empty field leaves the setting as it is.
+    void PutSettings(const TableRow& row, BoxCfgSpkr& output) const {
+        for (std::size_t index = 0; index < settings_.size(); ++index) {
+            if (!settings_[index] || row.fields[index].empty()) continue;
+            const auto value = settings_[index]->Read(row.fields[index]);
+            Check(row, value.has_value(),
+                  settings_[index]->name + " takes " + settings_[index]->Expected() + ", not " +
+                      Quoted(row.fields[index]));
+            settings_[index]->put(output, *value);
+        }
+    }
+
+    // Throws FileError with the row's line unless the condition holds.
+    void Check(const TableRow& row, bool condition, const std::string& problem) const {
+        if (!condition) throw FileError(fs::path(path_) += ':' + std::to_string(row.line), problem);
+    }
+
+private:
+    static constexpr std::size_t kAbsent = static_cast<std::size_t>(-1);
+
+    void Take(const TableRow& header, std::size_t index) {
+        const std::string& name = header.fields[index];
+        const auto named =
+            std::ranges::find_if(kColumnNames, [&](std::string_view each) { return SameName(each, name); });
+        bool isNew = true;
+        if (named != std::end(kColumnNames)) {
+            std::size_t& place = places_[named - std::begin(kColumnNames)];
+            isNew = place == kAbsent;
+            place = index;
+        } else {
+            const Setting<BoxCfgSpkr>* setting = FindSetting<BoxCfgSpkr>(name);
+            Check(header, setting, "there is no column " + Quoted(name) + "; --help lists all");
+            isNew = std::ranges::find(settings_, setting) == settings_.end();
+            settings_[index] = setting;
+        }
+        Check(header, isNew, "the header names the column " + Quoted(name) + " twice");
+    }
+
+    fs::path path_;
+    std::vector<TableRow> rows_;
+    std::size_t places_[kNamedColumns] = {kAbsent, kAbsent, kAbsent, kAbsent, kAbsent};
+    std::vector<const Setting<BoxCfgSpkr>*> settings_;  // by column; null for one that names something
+};
+
+// One run of the command: the configuration is made or changed in memory, and the document saved when all of it went
+// in.
+class Processor {
+public:
+    explicit Processor(const Arguments& arguments)
+        : arguments_(arguments),
+          table_(arguments.table.empty() ? std::nullopt : std::optional<PositionTable>(arguments.table)),
+          document_(arguments.document) {}
+
+    ExitStatus Run() {
+        OnDocument(arguments_.document, "cannot be read", [&] { Put(); });
+        document_.Save("cannot be saved, nothing was changed");
+        std::cout << report_ << '\n';
+        return kDone;
+    }
+
+private:
+    void Put() {
+        project_ = ProjectIn(document_);
+        const BoxCfgs boxes = project_.BoxCfgs();
+        box_ = boxes.FindName(FromUtf8(arguments_.name)).As<BoxCfg>();
+        if (box_ && !arguments_.replace)
+            throw FileError(arguments_.document, "there is a processor configuration " + Quoted(arguments_.name) +
+                                                     " already; --replace changes it");
+        if (!box_) box_ = boxes.Add(FromUtf8(arguments_.name));
+        if (arguments_.hasText) box_.XdA_CustomText(FromUtf8(arguments_.text));
+        Assign(box_, arguments_.settings);
+        const std::size_t positions = table_ ? table_->Rows().size() : 0;
+        if (table_) {
+            PutAmplifications();
+            for (const TableRow& row : table_->Rows()) PutPosition(row);
+            for (const TableRow& row : table_->Rows()) CheckPlayable(row);
+        }
+        report_ = Shown(box_.Name()) + ": a processor configuration with " +
+                  CountOf(static_cast<std::size_t>(box_.Banks().Count()), "profile") + "; " +
+                  CountOf(positions, "output position") + " filled";
+    }
+
+    BoxCfgBank ProfileOf(const TableRow& row) const {
+        const std::string name = table_->Field(row, kProfile);
+        const auto profile = box_.Banks().FindName(FromUtf8(name)).As<BoxCfgBank>();
+        table_->Check(row, bool(profile),
+                      "there is no profile " + Quoted(name) + "; there is " + NamesIn(box_.Banks()));
+        return profile;
+    }
+
+    // First of all, because it decides which configuration of a speaker a position plays.
+    void PutAmplifications() const {
+        std::vector<std::pair<std::u16string, std::string>> seen;  // profile and amplification
+        for (const TableRow& row : table_->Rows()) {
+            const std::string field = table_->Field(row, kAmplification);
+            BoxCfgBank profile = ProfileOf(row);
+            if (field.empty()) continue;
+            SettingForm form;
+            form.words = kBoxModeWords;
+            const auto mode = form.Read(field);
+            table_->Check(row, mode.has_value(), "the amplification is " + form.Expected() + ", not " + Quoted(field));
+            const auto before = std::ranges::find(seen, profile.ID(), [](const auto& each) { return each.first; });
+            table_->Check(row, before == seen.end() || SameName(before->second, field),
+                          "the profile has another amplification in a line above");
+            seen.emplace_back(profile.ID(), field);
+            profile.Config(static_cast<LXBoxMode>(*mode));
+        }
+    }
+
+    void PutPosition(const TableRow& row) {
+        const BoxCfgSpkrs positions = ProfileOf(row).Spkrs();
+        const std::string name = table_->Field(row, kPosition);
+        BoxCfgSpkr output = positions.FindName(FromUtf8(name)).As<BoxCfgSpkr>();
+        table_->Check(row, bool(output), "there is no position " + Quoted(name) + "; there is " + NamesIn(positions));
+        table_->Check(row, std::ranges::find(filled_, output.ID()) == filled_.end(),
+                      "a line above has the same position already");
+        filled_.push_back(output.ID());
+        table_->Check(
+            row, table_->Field(row, kCorrection).empty() || !table_->Field(row, kSpeaker).empty() || output.Speaker(),
+            "a correction needs its speaker");
+        try {
+            PutPlayed(row, output);
+        } catch (const FileError& error) {
+            table_->Check(row, false, error.what());
+        }
+        table_->PutSettings(row, output);
+    }
+
+    // The speaker and the correction that the position plays.
+    void PutPlayed(const TableRow& row, BoxCfgSpkr& output) const {
+        const std::string speakerName = table_->Field(row, kSpeaker), correctionName = table_->Field(row, kCorrection);
+        SpeakerEQ speaker = output.Speaker();
+        if (!speakerName.empty()) {
+            speaker = ExistingSpeaker(arguments_.document, project_, speakerName);
+            ExistingSpeakerConfig(arguments_.document, speaker, output.ConfigID());
+            const SpeakerEQ before = output.Speaker();
+            if (!before || before.ID() != speaker.ID()) {
+                output.Correction({});  // that of another speaker
+                output.CorrectionName(u"");
+            }
+            output.Speaker(speaker);
+            output.SpeakerName(speaker.Name());
+        }
+        if (correctionName.empty()) return;
+        const SpkrEQConfig config = ExistingSpeakerConfig(arguments_.document, speaker, output.ConfigID());
+        const Correction correction =
+            Existing(arguments_.document, config.Corrections(), correctionName,
+                     Shown(speaker.DisplayName()) + " has in " + Quoted(ToUtf8(config.Name())) + " no correction");
+        output.Correction(correction);
+        output.CorrectionName(correction.Name());
+        output.Mode(LX_FM_CORRECTION);
+    }
+
+    // Another amplification does not leave a position of the profile with a correction for the old one.
+    void CheckPlayable(const TableRow& row) const {
+        for (const BoxCfgSpkr& output : ProfileOf(row).Spkrs()) {
+            const Correction correction = output.Correction();
+            table_->Check(row, !correction || correction.Parent().Parent().ConfigID() == output.ConfigID(),
+                          "the position " + Shown(output.Name()) + " plays the correction " +
+                              Quoted(ToUtf8(output.CorrectionName())) +
+                              ", which is for another amplification; the table has to give it another");
+        }
+    }
+
+    const Arguments& arguments_;
+    std::optional<PositionTable> table_;
+    EditedDocument document_;
+    Project project_;
+    BoxCfg box_;
+    std::vector<std::u16string> filled_;  // IDs of positions
+    std::string report_;
+};
+
+}  // namespace
+
+void AddProcessor(CLI::App& app, Command& chosen) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* command = app.add_subcommand("processor", "Put a processor configuration into a project");
+    AddDocument(*command, arguments->document, "the project; created when there is no such file");
+    command->add_option("TABLE", arguments->table, "the output positions of its profiles")->type_name("");
+    AddName(*command, "--name", arguments->name, "the name of the configuration")->required();
+    CLI::Option* text =
+        command->add_option("--text", arguments->text, "the text that the processor keeps")->type_name("TEXT");
+    AddSettings(*command, arguments->settings, &ProblemOf<BoxCfg>);
+    command->add_flag("--replace", arguments->replace,
+                      "change a configuration that is there: what is not given stays as it is");
+    std::string modes;
+    for (const std::string_view mode : kBoxModeWords) modes += (modes.empty() ? "" : ", ") + std::string(mode);
+    command->footer(
+        "A new configuration has the profiles \"Bypass\" and \"Profile 1\" to \"Profile 3\", each with the output "
+        "positions\n"
+        "\"Left\", \"Left subwoofer\", \"Right subwoofer\" and \"Right\". TABLE fills them: text, with fields between "
+        "commas or\n"
+        "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
+        "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
+        "  amplification (" +
+        modes +
+        "), the same for all of a profile,\n"
+        "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in dB:\n" +
+        SettingsHelp<BoxCfgSpkr>() +
+        "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
+        "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
+        "other.\n\n"
+        "Settings of the configuration, by bank and channel:\n" +
+        SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
+        ExitStatusHelp("a name was not found or is taken, or TABLE was refused; nothing was changed"));
+    command->callback([arguments, &chosen, text] {
+        arguments->hasText = text->count() != 0;
+        chosen = [arguments] { return Processor(*arguments).Run(); };
+    });
+}
+
+}  // namespace lumvex::app
