@@ -1,14 +1,17 @@
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 
 #include "arguments.hpp"
+#include "channels.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "named_data.hpp"
+#include "settings.hpp"
 
 namespace lumvex::app {
 
@@ -91,9 +94,46 @@ private:
              item);
     }
 
+    // Where the target hangs is part of what a link says: `of` is the speaker or whatever the target belongs to.
     template <class Link, class Target>
-    void PointedAt(int depth, const Link& link, const Target& target) {
-        Line(depth, target ? "-> " + Shown(target.Name()) : "-> nothing", link);
+    void PointedAt(int depth, const Link& link, const Target& target, const std::string& of = {},
+                   const std::string& more = {}) {
+        Line(depth, target ? "-> " + Shown(target.Name()) + of + more : "-> nothing", link);
+    }
+
+    template <class Target>
+    static std::string OfSpeaker(const Target& target) {
+        return target ? "  of " + Shown(target.Parent().Parent().Parent().Parent().DisplayName()) : "";
+    }
+
+    // "Bi amp, 2 channels"
+    static std::string ConfigText(const Config& config) {
+        return Shown(config.Name()) + ", " + CountOf(static_cast<std::size_t>(config.OutputCount()), "channel");
+    }
+
+    // "  crossover 2200 Hz, 24 dB/oct  3 limits": the tables of a correction or a design.
+    template <class Item>
+    static std::string TablesText(const Item& item) {
+        std::ostringstream text;
+        const Array crossovers(item.CrossoverData()), limits(item.LimitData());
+        const bool areUsual = crossovers.Rows() == LX_XOVERSIZE && crossovers.Type() == VT_R4;
+        if (!crossovers.Empty() && !areUsual)
+            text << "  crossovers " << ShapeText(crossovers.Rows(), crossovers.Columns());
+        for (std::size_t entry = 0; areUsual && entry < crossovers.Columns(); ++entry) {
+            const std::span<const float> values = crossovers.Values<float>().subspan(entry * LX_XOVERSIZE);
+            text << "  crossover " << values[LX_XOVERFREQ] << " Hz, " << values[LX_XOVERSLOPE] << " dB/oct";
+        }
+        if (!limits.Empty())
+            text << "  "
+                 << (limits.Rows() == LX_LIMITSIZE ? CountOf(limits.Columns(), "limit")
+                                                   : "limits " + ShapeText(limits.Rows(), limits.Columns()));
+        return text.str();
+    }
+
+    // Made when the first item that is compared with them comes up.
+    const NewItems& New() {
+        if (!newItems_) newItems_.emplace();
+        return *newItems_;
     }
 
     void PrintProject(const Project& project) {
@@ -111,20 +151,29 @@ private:
         PrintCrossovers(project.CrossoverConfigs());
         Members(1, project.Rooms(), [&](int depth, const RoomEQ& room) { PrintRoom(depth, room); });
         Members(1, project.BoxCfgs(), [&](int depth, const BoxCfg& box) {
-            Name(depth, box);
+            const std::u16string text = box.XdA_CustomText();
+            Line(depth,
+                 Shown(box.Name()) + (text.empty() ? "" : "  \"" + Shown(text) + '"') + Differences(box, New().box),
+                 box);
             Members(depth + 1, box.Banks(), [&](int below, const BoxCfgBank& bank) { PrintProfile(below, bank); });
         });
     }
 
     void PrintSpeakerConfig(int depth, const SpkrEQConfig& config) {
-        Name(depth, config);
+        const Config kind = config.Config();
+        const bool isNamedSo = CompareNoCase(config.Name(), kind.Name()) == 0;
+        Line(depth, (isNamedSo ? "" : Shown(config.Name()) + "  ") + ConfigText(kind), config);
         Members(depth + 1, config.Measurements(), [&](int below, const Measurement& measurement) {
             const Experiment experiment = measurement.Experiment();
             Measured(below, measurement, experiment ? "  with " + Shown(experiment.Name()) : "");
         });
         Members(depth + 1, config.Corrections(), [&](int below, const Correction& correction) {
             const Measurement source = correction.Measurement();
-            Measured(below, correction, source ? "  from " + Shown(source.Name()) : "");
+            const Array smoothed(correction.Data2()), verified(correction.VerifyMeas());
+            std::string more = source ? "  from " + Shown(source.Name()) : "";
+            if (!smoothed.Empty()) more += "  smoothed " + ShapeText(smoothed.Rows(), smoothed.Columns());
+            if (!verified.Empty()) more += "  verified " + ShapeText(verified.Rows(), verified.Columns());
+            Measured(below, correction, more + TablesText(correction) + Differences(correction, New().correction));
         });
     }
 
@@ -134,20 +183,26 @@ private:
         for (const CrossoverConfig& crossover : crossovers) designed |= crossover.SpkrEQDesigns().Count() != 0;
         if (!designed) return;
         Members(1, crossovers, [&](int depth, const CrossoverConfig& crossover) {
-            Name(depth, crossover);
+            Line(depth, ConfigText(crossover.Config()), crossover);
             Members(depth + 1, crossover.SpkrEQDesigns(),
                     [&](int below, const SpkrEQDesign& design) { PrintDesign(below, design); });
         });
     }
 
     void PrintDesign(int depth, const SpkrEQDesign& design) {
-        Name(depth, design);
-        Members(depth + 1, design.SpkrMeasureLinks(),
-                [&](int below, const SpkrMeasureLink& link) { PointedAt(below, link, link.Measurement()); });
+        Line(depth, Shown(design.Name()) + TablesText(design) + Differences(design, New().design), design);
+        Members(depth + 1, design.SpkrMeasureLinks(), [&](int below, const SpkrMeasureLink& link) {
+            const Measurement target = link.Measurement();
+            std::ostringstream scale;
+            if (link.Scale() != 1.0f) scale << "  scale " << link.Scale();
+            PointedAt(below, link, target, OfSpeaker(target), scale.str());
+        });
         Members(depth + 1, design.SpkrCorrectionGroups(), [&](int below, const SpkrCorrectionGroup& group) {
             Name(below, group);
-            Members(below + 1, group.SpkrCorrectionLinks(),
-                    [&](int lowest, const SpkrCorrectionLink& link) { PointedAt(lowest, link, link.Correction()); });
+            Members(below + 1, group.SpkrCorrectionLinks(), [&](int lowest, const SpkrCorrectionLink& link) {
+                const Correction target = link.Correction();
+                PointedAt(lowest, link, target, OfSpeaker(target));
+            });
         });
     }
 
@@ -169,13 +224,18 @@ private:
     }
 
     void PrintProfile(int depth, const BoxCfgBank& bank) {
-        Name(depth, bank);
+        const auto mode = static_cast<std::size_t>(bank.Config());
+        Line(depth, Shown(bank.Name()) + (mode < kBoxModeWords.size() ? "  " + std::string(kBoxModeWords[mode]) : ""),
+             bank);
         Members(depth + 1, bank.Spkrs(), [&](int below, const BoxCfgSpkr& output) {
             const SpeakerEQ speaker = output.Speaker();
             const Correction correction = output.Correction();
+            const bool known = output.ConfigID() >= LX_SINGLEAMP && output.ConfigID() <= LX_SUBWOOFER;
             Line(below,
-                 Shown(output.Name()) + (speaker ? "  " + Shown(speaker.DisplayName()) : "") +
-                     (correction ? "  with " + Shown(correction.Name()) : ""),
+                 Shown(output.Name()) +
+                     (known ? "  " + ConfigText(output.Root().Configs().Item(output.ConfigID())) : "") +
+                     (speaker ? "  -> " + Shown(speaker.DisplayName()) : "") +
+                     (correction ? "  with " + Shown(correction.Name()) : "") + Differences(output, New().output),
                  output);
         });
     }
@@ -198,6 +258,7 @@ private:
 
     const Arguments& arguments_;
     AnyDocument document_;
+    std::optional<NewItems> newItems_;
     std::size_t loaded_ = 0;
     ExitStatus status_ = kDone;
 };
@@ -212,8 +273,11 @@ void AddTree(CLI::App& app, Command& chosen) {
     command->footer(
         "Collections that have members are printed with their number; data, measurements and corrections with their\n"
         "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with the\n"
-        "name of what they point at. The last line says how many objects had to\n"
-        "be loaded for the answer and how many bytes of the file were read, in whole sectors.\n\n" +
+        "name of what they point at, and the speaker it belongs to; configurations and output positions with the\n"
+        "channels that their measurements and corrections have. Of corrections, designs and processor\n"
+        "configurations the settings that are not as in a new one follow, NAME=VALUE as the commands that make them\n"
+        "take them. The last line says how many objects had to be loaded for the answer and how many bytes of the\n"
+        "file were read, in whole sectors.\n\n" +
         ExitStatusHelp("the tree could not be printed"));
     command->callback([arguments, &chosen] { chosen = [arguments] { return Tree(*arguments).Run(); }; });
 }
