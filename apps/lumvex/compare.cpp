@@ -35,7 +35,7 @@ std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum
         words << inDocument << " in the document, " << inFile << " in the file";
         return words.str();
     };
-    const Array array = NumbersOf(datum);
+    const Array array = NumbersOf(datum.Data());
     if (array.Rows() != file.rows || array.Columns() != file.columns)
         return differs(ShapeText(array.Rows(), array.Columns()), ShapeText(file.rows, file.columns));
     if (datum.SampleRate() != file.sampleRate)

@@ -19,15 +19,35 @@ namespace {
 
 struct Arguments {
     fs::path document;
-    std::string name;
+    std::string name, array = "Data";
     fs::path file;
     bool force = false;
 };
 
-// A datum is named by its ID only where that is unmistakable: a name comes first.
-Datum FindDatum(const Project& project, std::u16string_view wanted) {
+// Something is named by its ID only where that is unmistakable: a datum's name comes first.
+Object FindItem(const Project& project, std::u16string_view wanted) {
     if (Datum found = NamedData(project.Data()).Find(wanted)) return found;
-    return ParseGuid(wanted) ? project.Load(wanted).As<Datum>() : Datum();
+    return ParseGuid(wanted) ? project.Load(wanted) : Object();
+}
+
+// A property of whatever class the object is of; none where its class has no such property.
+std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name) {
+    const Bstr text(name);
+    BSTR names[] = {text.get()};
+    DISPID id = 0;
+    if (FAILED(object.Pointer()->GetIDsOfNames(GUID{}, names, 1, LOCALE_USER_DEFAULT, &id))) return std::nullopt;
+    DISPPARAMS none{};
+    Variant value;
+    Check(object.Pointer()->Invoke(id, GUID{}, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, value.Out(), nullptr,
+                                   nullptr));
+    return value;
+}
+
+// In Hz; 0 where there is none. A room's position has it as a float.
+std::int32_t SampleRateOf(const Object& object) {
+    const auto rate = PropertyOf(object, u"SampleRate");
+    if (!rate) return 0;
+    return rate->vt == VT_I4 ? rate->lVal : rate->vt == VT_R4 ? static_cast<std::int32_t>(rate->fltVal) : 0;
 }
 
 // Do the values rise from each to the next, as the frequencies of a response do?
@@ -36,14 +56,13 @@ bool Rise(std::span<const float> values) {
 }
 
 // Clients need not set a sample rate, and every new datum has one: a response is also told by its frequencies.
-MeasurementFile FileOf(const Datum& datum, const fs::path& path) {
-    const Array array = NumbersOf(datum);
+MeasurementFile FileOf(const Object& item, const Array& array, const fs::path& path) {
     MeasurementFile file;
     file.rows = array.Rows();
     file.columns = array.Columns();
     const std::span<const float> values = array.Values<float>();
     file.values.assign(values.begin(), values.end());
-    file.sampleRate = datum.SampleRate();
+    file.sampleRate = SampleRateOf(item);
     const bool isSound = LowerExtension(path) == ".wav";
     const bool isResponse = file.sampleRate == 0 || Rise(values.first(file.rows));
     file.kind = isSound || !isResponse ? MeasurementFile::Kind::Impulse : MeasurementFile::Kind::Response;
@@ -56,15 +75,17 @@ ExitStatus Run(const Arguments& arguments) {
     if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
         throw FileError(arguments.file, "the file exists already; --force replaces it");
     return OnDocument(arguments.document, "cannot be read", [&] {
-        const Datum datum = FindDatum(project, FromUtf8(arguments.name));
-        if (!datum) {
-            std::cerr << Utf8(arguments.document) << ": there is no datum named " << Quoted(arguments.name) << '\n';
-            return kIncomplete;
-        }
-        const MeasurementFile file = FileOf(datum, arguments.file);
+        const Object item = FindItem(project, FromUtf8(arguments.name));
+        if (!item)
+            throw FileError(arguments.document,
+                            "there is no datum named " + Quoted(arguments.name) + ", and no object of this ID");
+        const auto value = PropertyOf(item, FromUtf8(arguments.array));
+        if (!value)
+            throw FileError(arguments.document, Quoted(arguments.name) + " has no array " + Quoted(arguments.array));
+        const MeasurementFile file = FileOf(item, NumbersOf(*value), arguments.file);
         WriteMeasurementFile(arguments.file, file);
-        std::cout << Shown(datum.Name()) << ": " << ShapeText(file.rows, file.columns) << " written to "
-                  << Utf8(arguments.file) << '\n';
+        std::cout << Shown(item.As<Collectable>().Name()) << ": " << ShapeText(file.rows, file.columns)
+                  << " written to " << Utf8(arguments.file) << '\n';
         return kDone;
     });
 }
@@ -73,24 +94,33 @@ ExitStatus Run(const Arguments& arguments) {
 
 void AddExport(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = app.add_subcommand("export", "Write a named array of a project into a measurement file");
+    CLI::App* command = app.add_subcommand("export", "Write an array of a project into a measurement file");
     AddDocument(*command, arguments->document, "the project; opened for reading only");
     command
-        ->add_option("NAME", arguments->name,
-                     "name of the datum, regardless of case (of several the first), or its ID in braces")
+        ->add_option(
+            "NAME", arguments->name,
+            "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
+            "an array")
         ->type_name("")
         ->required();
     command->add_option("-o,--output", arguments->file, "the file to write; its extension says the format")
         ->type_name("FILE")
         ->required();
+    command
+        ->add_option(
+            "--array", arguments->array,
+            "which array: Data (without this option), Data2 (a correction's smoothed measurement) or VerifyMeas")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"Data", "Data2", "VerifyMeas"}));
     command->add_flag("--force", arguments->force, "replace FILE when it exists; without it that is refused");
     command->footer(
+        "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
         "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
         "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
-        "column, the datum's sample rate in Hz) for impulse responses. A datum with a sample rate is written as text\n"
+        "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as text\n"
         "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
         "FILE is written completely or not at all.\n\n" +
-        ExitStatusHelp("there is no such datum, or FILE could not be written"));
+        ExitStatusHelp("there is no such item or array, or FILE could not be written"));
     command->callback([arguments, &chosen] { chosen = [arguments] { return Run(*arguments); }; });
 }
 

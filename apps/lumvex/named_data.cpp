@@ -32,8 +32,8 @@ Datum NamedData::Find(std::u16string_view name) {
     return {};
 }
 
-Array NumbersOf(const Datum& datum) {
-    Array array(datum.Data());
+Array NumbersOf(Variant data) {
+    Array array(std::move(data));
     if (!array.Empty() && array.Type() != VT_R4) throw Error(DISP_E_TYPEMISMATCH, "the array holds no numbers");
     return array;
 }

@@ -51,8 +51,8 @@ void Store(const MeasurementFile& file, Item item) {
     item.Timestamp(ToDate(file.modified));
 }
 
-// The datum's array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
-Array NumbersOf(const Datum& datum);
+// An array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
+Array NumbersOf(Variant data);
 
 std::string ShapeText(std::size_t rows, std::size_t columns);  // "480 x 3"
 
