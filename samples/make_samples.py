@@ -140,6 +140,21 @@ def impulse_response(rate, length, paths, modes, rng):
     return samples
 
 
+def correction_filter(rate, length, response, target):
+    """Samples of a filter that brings the response to the target, half its length late; where the response is weak
+    (below -17 dB) it raises it less and less."""
+    size = 4096
+    spectrum = [0j] * size
+    for k in range(1, size // 2):
+        f = k * rate / size
+        actual = response(f)
+        inverse = actual.conjugate() / (abs(actual) ** 2 + 0.02)
+        spectrum[k] = inverse * target(f) * delay(f, length / 2 / rate) / size
+        spectrum[size - k] = spectrum[k].conjugate()
+    window = [0.5 - 0.5 * math.cos(2 * math.pi * i / length) for i in range(length)]
+    return [v.real * w for v, w in zip(inverse_fft(spectrum), window)]
+
+
 def wav(rate, bits, channels):
     """The bytes of a .wav file: 16 or 24 bits as integers, 32 as floats; channels are lists of samples within -1..1."""
     content = bytearray()
@@ -205,6 +220,12 @@ def main():
     (folder / "impulse-right.wav").write_bytes(wav(96000, 24, [impulse(96000, 16384, PATHS_RIGHT, MODES_RIGHT)]))
     (folder / "impulse-stereo.wav").write_bytes(wav(44100, 16, [impulse(44100, 8192, PATHS_LEFT, MODES_LEFT),
                                                                impulse(44100, 8192, PATHS_RIGHT, MODES_RIGHT)]))
+
+    ways = [(woofer, lambda f: low_pass(f, CROSSOVER, math.sqrt(0.5)) ** 2),
+            (tweeter, lambda f: high_pass(f, CROSSOVER, math.sqrt(0.5)) ** 2)]
+    (folder / "design").mkdir(exist_ok=True)
+    (folder / "design" / "correction.wav").write_bytes(
+        wav(44100, 32, [correction_filter(44100, 1024, response, target) for response, target in ways]))
 
 
 if __name__ == "__main__":

@@ -12,7 +12,7 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr int kLabelWidth = 18;
+constexpr int kLabelWidth = 25;  // fits "  CSpkrCorrectionGroups"
 
 std::ostream& Line(const std::string& label) { return std::cout << std::left << std::setw(kLabelWidth) << label; }
 

@@ -59,7 +59,7 @@ class BadDocuments(ToolTest):
         commands = [each for each in self.every_command(document) if each[0] not in ("info", "check")]
         self.assert_refused(document, "it is a compound file, but it holds no project .status 0x80030002", commands)
         told = self.tool("info", document, status=DOCUMENT_FAILED)
-        self.assertIn("root class        none is listed\n", told.stdout)
+        self.assertIn("root class               none is listed\n", told.stdout)
         self.assertIn("cannot be opened as a project: it is a compound file, but it holds no project", told.stderr)
         self.tool("check", document, status=INCOMPLETE)
 

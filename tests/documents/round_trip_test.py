@@ -101,7 +101,7 @@ class RoundTrip(ToolTest):
         self.assertEqual(facts["objects"], str(len(SAMPLES) + 2))
         self.assertEqual(facts["file"], f"{self.document.stat().st_size} bytes in sectors of 512")
         self.assertIn(facts["ID"], self.tool("tree", "--ids", self.document).stdout.splitlines()[0])
-        self.assertIn("version support   0, can be read and written", self.tool("info", self.document).stdout)
+        self.assertIn("version support          0, can be read and written", self.tool("info", self.document).stdout)
 
 
 class Usage(ToolTest):
