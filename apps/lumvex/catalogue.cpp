@@ -7,9 +7,9 @@
 #include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
+#include "files/text_table.hpp"
 #include "model_lookup.hpp"
 #include "progress_line.hpp"
-#include "text_table.hpp"
 
 namespace lumvex::app {
 

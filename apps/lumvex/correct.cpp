@@ -31,7 +31,8 @@ struct Arguments {
 // One run of the command: the correction is made or changed in memory, and the document saved when all of it went in.
 class Correct {
 public:
-    explicit Correct(const Arguments& arguments) : arguments_(arguments), document_(arguments.document) {}
+    explicit Correct(const Arguments& arguments)
+        : arguments_(arguments), document_(arguments.document, Missing::IsRefused) {}
 
     ExitStatus Run() {
         std::string report;

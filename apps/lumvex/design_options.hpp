@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "files/text_table.hpp"
 #include "named_data.hpp"
 #include "settings.hpp"
-#include "text_table.hpp"
 
 namespace lumvex::app {
 

@@ -151,8 +151,10 @@ Root RootOf(const AnyDocument& document) {
     return std::visit([](const auto& kind) { return static_cast<const Root&>(kind); }, document);
 }
 
-EditedDocument::EditedDocument(fs::path path)
-    : path_(std::move(path)), isNew_(!Exists(path_)), document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {}
+EditedDocument::EditedDocument(fs::path path, Missing missing)
+    : path_(std::move(path)),
+      isNew_(missing == Missing::IsMade && !Exists(path_)),
+      document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {}
 
 void EditedDocument::Save(const char* attempt) {
     OnDocument(path_, attempt, [&] {

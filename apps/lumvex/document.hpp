@@ -42,11 +42,14 @@ AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mod
 // What both kinds can do.
 Root RootOf(const AnyDocument& document);
 
-// A document that a command changes and saves once. One that is no file yet becomes one with Save: a library where
-// its extension is .lvs, else a project.
+enum class Missing { IsMade, IsRefused };
+
+// A document that a command changes and saves once. One that is no file yet becomes one with Save, where that is asked
+// for: a library where its extension is .lvs, else a project.
 class EditedDocument {
 public:
-    explicit EditedDocument(std::filesystem::path path);  // throws DocumentError, also for one that must not be changed
+    // Throws DocumentError, also for one that must not be changed.
+    explicit EditedDocument(std::filesystem::path path, Missing missing = Missing::IsMade);
 
     const std::filesystem::path& Path() const { return path_; }
     bool IsNew() const { return isNew_; }

@@ -10,9 +10,9 @@
 #include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
+#include "files/text_table.hpp"
 #include "model_lookup.hpp"
 #include "settings.hpp"
-#include "text_table.hpp"
 
 namespace lumvex::app {
 

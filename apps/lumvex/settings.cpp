@@ -5,7 +5,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "files/text_numbers.hpp"
+#include "files/text_table.hpp"
 
 namespace lumvex::app {
 
@@ -191,7 +191,7 @@ std::optional<double> SettingForm::Read(std::string_view text) const {
     if (!words.empty()) return std::nullopt;
     if (!isWhole) {
         float value = 0;
-        return ParseNumber(text, '.', value) == NumberState::Good ? std::optional<double>(value) : std::nullopt;
+        return ReadNumber(text, value) ? std::optional<double>(value) : std::nullopt;
     }
     long long whole = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), whole);

@@ -107,7 +107,8 @@ class RoundTrip(ToolTest):
 class Usage(ToolTest):
     def test_help_of_every_command_tells_the_exit_statuses(self):
         commands = self.tool("--help").stdout
-        for command in ["import", "catalogue", "correct", "crossover", "processor", "tree", "info", "export", "compare", "check"]:
+        for command in ["import", "catalogue", "correct", "crossover", "processor", "tree", "info", "export", "compare",
+                        "check"]:
             self.assertIn(f"\n  {command} ", commands)
             self.assertRegex(self.tool(command, "--help").stdout, r"(?s)Exit status:\n  0 .*\n  1 .*\n  2 .*\n  3 ")
 

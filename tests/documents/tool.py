@@ -55,6 +55,8 @@ class ToolTest(unittest.TestCase):
 
     def every_command(self, document):
         """The arguments of each command on a document, with a sample as its file."""
-        return [("import", document, SAMPLES[0]), ("tree", document), ("info", document),
+        return [("import", document, SAMPLES[0]), ("crossover", document, "--config", "Bi amp", "--name", "X"),
+                ("processor", document, "--name", "X"),
+                ("correct", document, "--config", "Bi amp", "--name", "X", "--speaker", "X"), ("tree", document), ("info", document),
                 ("export", document, "woofer", "-o", self.folder / "exported.csv"), ("compare", document, SAMPLES[0]),
                 ("check", document)]

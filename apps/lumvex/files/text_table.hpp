@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumvex::app {
@@ -25,8 +26,8 @@ void DropEmptyEnd(TableRow& row, std::size_t columns);
 // Takes the first row away when it holds these names, regardless of case, and then drops all rows' empty ends.
 void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& names);
 
-// A number of a table: between semicolons it may have a decimal comma.
-bool ReadNumber(const std::string& field, float& value);
+// A number that people write into a field: it may have a decimal comma.
+bool ReadNumber(std::string_view field, float& value);
 
 // A table of numbers alone, with as many columns as there are names; a first line of the names is a header. Row after
 // row. Throws FileError with the line that is anything else.

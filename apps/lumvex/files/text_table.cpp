@@ -1,4 +1,4 @@
-#include "text_table.hpp"
+#include "files/text_table.hpp"
 
 #include <algorithm>
 #include <fstream>
@@ -109,7 +109,7 @@ void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& nam
     if (std::ranges::equal(names, rows[0].fields, same)) rows.erase(rows.begin());
 }
 
-bool ReadNumber(const std::string& field, float& value) {
+bool ReadNumber(std::string_view field, float& value) {
     return ParseNumber(field, field.find(',') == field.npos ? '.' : ',', value) == NumberState::Good;
 }
 
