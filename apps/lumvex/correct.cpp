@@ -36,7 +36,7 @@ public:
 
     ExitStatus Run() {
         std::string report;
-        OnDocument(arguments_.document, "cannot be read", [&] { report = Put(); });
+        OnDocument(arguments_.document, "cannot be changed", [&] { report = Put(); });
         progress_.Clear();
         document_.Save("cannot be saved, nothing was changed");
         std::cout << report << '\n';

@@ -117,7 +117,7 @@ public:
           document_(arguments.document) {}
 
     ExitStatus Run() {
-        OnDocument(arguments_.document, "cannot be read", [&] { Put(); });
+        OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
         document_.Save("cannot be saved, nothing was changed");
         std::cout << report_ << '\n';
         return kDone;

@@ -23,7 +23,7 @@ std::vector<TableRow> ReadTable(const std::filesystem::path& path);
 // Takes empty fields off the row's end as long as it has more than `columns`: spreadsheets fill short rows with them.
 void DropEmptyEnd(TableRow& row, std::size_t columns);
 
-// Takes the first row away when it holds these names, regardless of case, and then drops all rows' empty ends.
+// Drops the empty ends of all rows, and the first row when it holds these names, regardless of case.
 void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& names);
 
 // A number that people write into a field: it may have a decimal comma.
