@@ -84,7 +84,7 @@ class Designs(ToolTest):
     def test_a_second_run_needs_replace_and_leaves_the_rest(self):
         self.correct("--measurement", "impulse-stereo", "--set", "MagTol=0.5", FILTER)
         identifier = self.identifier("Flat")
-        self.design("--speaker", "Right", "--correction", "Flat", "--set", "GDTol=2")
+        self.design("--speaker", "Right", "--experiment", "Near", "--correction", "Flat", "--set", "GDTol=2")
         self.processor("profile,position,speaker,correction,amplification\n"
                        "Profile 1,Right,Right,Flat,bi-amp-mono\n")
         self.assert_refused('has a correction "FLAT" already; --replace', self.correct, "--experiment", "Near",
@@ -143,9 +143,10 @@ class Designs(ToolTest):
                             "--replace")
 
     def test_refused(self):
-        self.correct("--experiment", "Near", FILTER)
+        self.correct("--experiment", "Near", "--smoothed", STEREO, FILTER)
         mono, text = self.folder / "mono.wav", self.file("response.frd", "20 80 1\n30 81 2\n")
-        slow = self.file("slow.wav", float_wav(2, [1, 2]))
+        fast = self.file("fast.wav", float_wav(2, [1, 2]))
+        other = self.file("other.wav", float_wav(1, [1, 2]).replace(struct.pack("<I", 96000), struct.pack("<I", 48000)))
         bad_limits = self.file("limits.csv", "frequency;alpha;maximum;minimum;type\n20;1;6,5;-6;0\n30;1;x;-6;0\n")
         near, right = ["--experiment", "Near"], ["--speaker", "Right"]
         for words, run, arguments, options in [
@@ -165,7 +166,9 @@ class Designs(ToolTest):
                 ("it is a frequency response", self.correct, [*near, text], {"name": "B"}),
                 ("none.wav: No such file", self.correct, [*near, self.folder / "none.wav"], {"name": "B"}),
                 ("its sample rate is 96000 Hz, and that of the correction 44100", self.correct,
-                 [*near, "--verified", slow], {"name": "B"}),
+                 [*near, "--verified", fast], {"name": "B"}),
+                ("Hz, and the correction's other arrays are at 44100", self.correct, ["--replace", fast], {}),
+                ("its sample rate is 48000 Hz, not 96000", self.correct, [*near, mono, other], {"name": "B"}),
                 ("limits.csv:3: expected 5 numbers", self.correct, [*near, "--limits", bad_limits], {"name": "B"}),
                 ('no correction "Bent"; there is Flat', self.design, [*right, "--correction", "Bent"], {}),
                 ('no measurement "x"', self.design, [*right, "--measurement", "x"], {}),
