@@ -10,6 +10,8 @@ namespace {
 
 using Kind = MeasurementFile::Kind;
 
+std::ptrdiff_t Rows(const MeasurementFile& file) { return static_cast<std::ptrdiff_t>(file.rows); }
+
 // "impulse" of "impulse-left" and "impulse-right".
 std::string CommonName(std::span<const InputFile> files) {
     std::string common = files[0].content.name;
@@ -34,10 +36,14 @@ void CheckGoesWith(const InputFile& first, const InputFile& other) {
     const auto refuse = [&](const std::string& what) {
         throw FileError(other.path, what + ", and cannot be a channel beside " + Quoted(one.name));
     };
-    if (two.columns != 1) refuse("it has " + CountOf(two.columns, "channel"));
+    if (one.kind != two.kind) refuse("it is of another kind");
+    if (ChannelCount(two) != 1) refuse("it has " + CountOf(two.columns, "channel"));
     if (one.rows != two.rows) refuse("it has " + CountOf(two.rows, "row") + ", not " + std::to_string(one.rows));
     if (one.sampleRate != two.sampleRate)
         refuse("its sample rate is " + std::to_string(two.sampleRate) + " Hz, not " + std::to_string(one.sampleRate));
+    const bool sameFrequencies = one.kind == Kind::Impulse ||
+                                 std::equal(one.values.begin(), one.values.begin() + Rows(one), two.values.begin());
+    if (!sameFrequencies) refuse("it has other frequencies");
 }
 
 }  // namespace
@@ -46,22 +52,36 @@ std::string CountOf(std::size_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-void CheckIsImpulse(const InputFile& file) {
-    if (file.content.kind == Kind::Impulse) return;
+std::size_t ChannelCount(const MeasurementFile& file) { return file.kind == Kind::Impulse ? file.columns : 1; }
+
+MeasurementFile LevelsOf(const MeasurementFile& file) {
+    MeasurementFile levels = file;
+    levels.values.assign(file.values.begin() + Rows(file), file.values.begin() + 2 * Rows(file));
+    levels.columns = 1;
+    return levels;
+}
+
+void CheckIsMeasurement(const InputFile& file) {
     if (file.content.kind == Kind::Calibration)
         throw FileError(file.path,
                         "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
-    throw FileError(file.path,
-                    "it is a frequency response, and impulse responses alone are kept here; imported without a place "
-                    "it becomes named data with all its columns");
+}
+
+void CheckIsImpulse(const InputFile& file) {
+    CheckIsMeasurement(file);
+    if (file.content.kind == Kind::Response)
+        throw FileError(file.path, "it is a frequency response, and a correction is made of impulse responses");
 }
 
 MeasurementFile Joined(std::span<const InputFile> files) {
-    MeasurementFile joined = files[0].content;
+    const auto channelsOf = [](const MeasurementFile& file) {
+        return file.kind == Kind::Impulse ? file : LevelsOf(file);
+    };
+    MeasurementFile joined = channelsOf(files[0].content);
     joined.name = CommonName(files);
     for (const InputFile& file : files.subspan(1)) {
         CheckGoesWith(files[0], file);
-        const MeasurementFile& channel = file.content;
+        const MeasurementFile channel = channelsOf(file.content);
         joined.values.insert(joined.values.end(), channel.values.begin(), channel.values.end());
         joined.columns += channel.columns;
         joined.modified = std::max(joined.modified, channel.modified);
@@ -70,7 +90,6 @@ MeasurementFile Joined(std::span<const InputFile> files) {
 }
 
 MeasurementFile WithOutputs(std::span<const InputFile> files, std::size_t outputs, const std::string& what) {
-    for (const InputFile& file : files) CheckIsImpulse(file);
     MeasurementFile joined = Joined(files);
     if (joined.columns == outputs) return joined;
     throw FileError(files[0].path, (files.size() == 1 ? "it has " : "with the others it has ") +

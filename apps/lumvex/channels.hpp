@@ -1,4 +1,4 @@
-// Impulse responses as the channels that measurements of speakers and rooms, and corrections, keep.
+// Responses as the channels that measurements of speakers and rooms, and corrections, keep.
 #pragma once
 
 #include <span>
@@ -15,13 +15,18 @@ struct InputFile {
     MeasurementFile content;
 };
 
-// Throws FileError for a text file: what keeps channels keeps samples in time, at a rate, and has no place for the
-// frequencies and phases of a response.
-void CheckIsImpulse(const InputFile& file);
+std::size_t ChannelCount(const MeasurementFile& file);  // a text file has one
 
-// Mono impulse responses as the channels of one, in their order, of the same length and sample rate. Named after what
-// their names begin with together, else after the first; dated as the newest. Throws FileError for the first file that
-// does not go with the ones before it.
+// Of a text file's frequency, level and phase the levels alone.
+MeasurementFile LevelsOf(const MeasurementFile& file);
+
+void CheckIsMeasurement(const InputFile& file);  // throws FileError for a calibration
+void CheckIsImpulse(const InputFile& file);      // throws FileError for any text file
+
+// One file, or mono files of one kind as the channels of one measurement, in their order: impulse responses of the same
+// length and sample rate, or the levels of responses at the same frequencies. Named after what their names begin with
+// together, else after the first; dated as the newest. Throws FileError for the first file that does not go with the
+// ones before it.
 MeasurementFile Joined(std::span<const InputFile> files);
 
 // One measurement with as many channels as there are outputs, from a file with all of them or from mono files. Throws

@@ -1,9 +1,5 @@
-#include <bit>
-#include <cstdint>
 #include <iostream>
 #include <memory>
-#include <optional>
-#include <sstream>
 #include <vector>
 
 #include "arguments.hpp"
@@ -24,30 +20,6 @@ struct Arguments {
     fs::path document;
     std::vector<fs::path> files;
 };
-
-std::uint32_t BitsOf(float value) { return std::bit_cast<std::uint32_t>(value); }
-
-// The first difference in words; none where every bit is the same.
-std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum& datum) {
-    std::ostringstream words;
-    words.precision(9);  // tells any two floats apart
-    const auto differs = [&](const auto& inDocument, const auto& inFile) {
-        words << inDocument << " in the document, " << inFile << " in the file";
-        return words.str();
-    };
-    const Array array = NumbersOf(datum.Data());
-    if (array.Rows() != file.rows || array.Columns() != file.columns)
-        return differs(ShapeText(array.Rows(), array.Columns()), ShapeText(file.rows, file.columns));
-    if (datum.SampleRate() != file.sampleRate)
-        return differs(std::to_string(datum.SampleRate()) + " Hz", std::to_string(file.sampleRate) + " Hz");
-    const std::span<const float> values = array.Values<float>();
-    for (std::size_t index = 0; index < values.size(); ++index) {
-        if (BitsOf(values[index]) == BitsOf(file.values[index])) continue;
-        words << "row " << index % file.rows + 1 << ", column " << index / file.rows + 1 << ": ";
-        return differs(values[index], file.values[index]);
-    }
-    return std::nullopt;
-}
 
 ExitStatus Run(const Arguments& arguments) {
     const Project project = OpenProject(arguments.document, LX_SHARE_READ);

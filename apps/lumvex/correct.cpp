@@ -106,6 +106,7 @@ private:
         for (const fs::path& path : paths) {
             progress_.Show(++started_, total);
             files.push_back({path, ReadMeasurementFile(path)});
+            CheckIsImpulse(files.back());
         }
         return WithOutputs(files, static_cast<std::size_t>(config_.Config().OutputCount()),
                            "a correction of " + Quoted(ToUtf8(config_.Name())));

@@ -1,5 +1,6 @@
 #include "destination.hpp"
 
+#include <span>
 #include <unordered_set>
 
 #include "files/text_encoding.hpp"
@@ -48,8 +49,8 @@ public:
     DataDestination(const Project& project, bool replace)
         : NamedDestination(replace), data_(project.Data()), names_(data_) {}
 
-    MeasurementFile Add(const InputFile& input) override {
-        const auto& [path, file] = input;
+    MeasurementFile Add(std::span<const InputFile> files) override {
+        const auto& [path, file] = files[0];
         Place(path, file.name, "the document has a datum", data_, names_.Find(FromUtf8(file.name)),
               [&](const Datum& datum) { Store(file, datum); });
         return file;
@@ -60,21 +61,13 @@ private:
     NamedData names_;
 };
 
-// The curve that a microphone keeps: of frequency, level and phase the levels alone.
-MeasurementFile LevelsOf(MeasurementFile file) {
-    const auto levels = file.values.begin() + static_cast<std::ptrdiff_t>(file.rows);
-    file.values.assign(levels, levels + static_cast<std::ptrdiff_t>(file.rows));
-    file.columns = 1;
-    return file;
-}
-
 class MicrophoneDestination final : public NamedDestination {
 public:
     MicrophoneDestination(const Specifications& library, bool replace)
         : NamedDestination(replace), microphones_(library.Microphones()) {}
 
-    MeasurementFile Add(const InputFile& input) override {
-        const auto& [path, file] = input;
+    MeasurementFile Add(std::span<const InputFile> files) override {
+        const auto& [path, file] = files[0];
         if (file.kind != Kind::Calibration)
             throw FileError(path, "it is no microphone calibration, and a library takes no other measurements");
         MeasurementFile curve = LevelsOf(file);
@@ -91,6 +84,38 @@ private:
     Microphones microphones_;
 };
 
+// A measurement has no place for the frequencies and phases of a response: the levels go into it, and the whole table
+// into the named data of the project.
+class ResponseTables {
+public:
+    ResponseTables(const Project& project, bool replace) : data_(project.Data()), names_(data_), replace_(replace) {}
+
+    // Throws FileError when a name belongs to other data that is not to be replaced.
+    void Check(std::span<const InputFile> files) {
+        for (const auto& [path, file] : files) {
+            if (file.kind != Kind::Response || replace_) continue;
+            const Datum existing = names_.Find(FromUtf8(file.name));
+            if (existing && DifferenceOf(file, existing))
+                throw FileError(path, "the document has other data named " + Quoted(file.name) +
+                                          "; --replace gives it the file's content");
+        }
+    }
+
+    void Keep(std::span<const InputFile> files) {
+        for (const auto& [path, file] : files) {
+            if (file.kind != Kind::Response) continue;
+            const std::u16string name = FromUtf8(file.name);
+            const Datum existing = names_.Find(name);
+            Store(file, existing ? existing : data_.Add(name));
+        }
+    }
+
+private:
+    Data data_;
+    NamedData names_;
+    bool replace_;
+};
+
 class SpeakerDestination final : public NamedDestination {
 public:
     SpeakerDestination(const fs::path& document, Project project, const Placement& placement)
@@ -99,17 +124,20 @@ public:
           configName_(ToUtf8(config_.Name())),
           outputs_(static_cast<std::size_t>(config_.Config().OutputCount())),
           measurements_(config_.Measurements()),
-          experiment_(FindOrAdd(project.Experiments(), FromUtf8(placement.experiment))) {}
+          experiment_(FindOrAdd(project.Experiments(), FromUtf8(placement.experiment))),
+          tables_(project, placement.replace) {}
 
     std::size_t FilesTogether() const override { return outputs_; }
 
-    MeasurementFile Add(const InputFile& input) override {
-        const MeasurementFile channels =
-            WithOutputs(std::span(&input, 1), outputs_, "a measurement of " + Quoted(configName_));
-        Place(input.path, channels.name, "the speaker's configuration has a measurement", measurements_,
+    MeasurementFile Add(std::span<const InputFile> files) override {
+        for (const InputFile& file : files) CheckIsMeasurement(file);
+        const MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
+        tables_.Check(files);
+        Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
               measurements_.FindName(FromUtf8(channels.name)).As<Measurement>(), [&](Measurement measurement) {
                   Store(channels, measurement);
                   measurement.Experiment(experiment_);
+                  tables_.Keep(files);
                   Link(measurement);
               });
         return channels;
@@ -130,6 +158,7 @@ private:
     std::size_t outputs_;
     Measurements measurements_;
     Experiment experiment_;
+    ResponseTables tables_;
 };
 
 class RoomDestination final : public NamedDestination {
@@ -139,22 +168,26 @@ public:
           measurements_(
               FindOrAdd(FindOrAdd(project.Rooms(), FromUtf8(placement.room)).Positions(), FromUtf8(placement.position))
                   .Measurements()),
-          channel_(*placement.channel) {}
+          channel_(*placement.channel),
+          tables_(project, placement.replace) {}
 
-    MeasurementFile Add(const InputFile& input) override {
-        const auto& [path, file] = input;
-        CheckIsImpulse(input);
-        Place(path, file.name, "the position has a measurement", measurements_,
-              measurements_.FindName(FromUtf8(file.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
-                  Store(file, measurement);
+    MeasurementFile Add(std::span<const InputFile> files) override {
+        CheckIsMeasurement(files[0]);
+        const MeasurementFile channels = Joined(files);
+        tables_.Check(files);
+        Place(files[0].path, channels.name, "the position has a measurement", measurements_,
+              measurements_.FindName(FromUtf8(channels.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
+                  Store(channels, measurement);
                   measurement.Channel(channel_);
+                  tables_.Keep(files);
               });
-        return file;
+        return channels;
     }
 
 private:
     RoomMeasurements measurements_;
     short channel_;
+    ResponseTables tables_;
 };
 
 }  // namespace

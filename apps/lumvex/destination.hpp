@@ -26,9 +26,9 @@ public:
     // How many mono files together become one measurement, when an import names just as many; 1: each is its own.
     virtual std::size_t FilesTogether() const { return 1; }
 
-    // Throws FileError, with nothing added, when the file does not belong there, its name is taken or its array is
-    // refused. Answers what was stored.
-    virtual MeasurementFile Add(const InputFile& file) = 0;
+    // One file, or just as many mono files. Throws FileError, with no item added, when they do not belong there, the
+    // name is taken or the array is refused. Answers what was stored.
+    virtual MeasurementFile Add(std::span<const InputFile> files) = 0;
 };
 
 // Makes the speakers, rooms and whatever else the placement names and the document lacks. Throws FileError when that is

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <span>
 #include <sstream>
 #include <vector>
 
@@ -28,6 +29,8 @@ std::string Report(const MeasurementFile& file) {
     std::ostringstream report;
     report << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns);
     if (file.kind == MeasurementFile::Kind::Impulse) report << ", " << file.sampleRate << " Hz";
+    if (file.kind == MeasurementFile::Kind::Response && file.columns == ChannelCount(file))
+        report << ", levels; the whole table is named data";
     if (file.kind == MeasurementFile::Kind::Calibration) report << ", calibration";
     if (file.sensitivity) report << ", sensitivity " << *file.sensitivity << " dB";
     if (file.serialNumber) report << ", serial number " << Shown(FromUtf8(*file.serialNumber));
@@ -49,7 +52,10 @@ public:
             AddTogether();
         } else {
             for (const fs::path& path : arguments_.files) {
-                Try([&] { Add({path, Read(path)}); });
+                Try([&] {
+                    const InputFile file{path, Read(path)};
+                    Add(std::span(&file, 1));
+                });
             }
         }
         progress_.Clear();
@@ -87,9 +93,9 @@ private:
         return ReadMeasurementFile(path);
     }
 
-    void Add(const InputFile& file, std::size_t files = 1) {
-        Inside([&] { reports_.push_back(Report(destination_->Add(file))); });
-        imported_ += files;
+    void Add(std::span<const InputFile> files) {
+        Inside([&] { reports_.push_back(Report(destination_->Add(files))); });
+        imported_ += files.size();
     }
 
     // Mono files become the channels of one measurement; it needs all of them.
@@ -99,12 +105,12 @@ private:
             Try([&] { files.push_back({path, Read(path)}); });
         }
         const bool areMono = std::ranges::all_of(files, [](const InputFile& file) {
-            return file.content.kind == MeasurementFile::Kind::Impulse && file.content.columns == 1;
+            return file.content.kind != MeasurementFile::Kind::Calibration && ChannelCount(file.content) == 1;
         });
         if (areMono && files.size() == arguments_.files.size()) {
-            Try([&] { Add({files[0].path, Joined(files)}, files.size()); });
+            Try([&] { Add(files); });
         } else {
-            for (const InputFile& file : files) Try([&] { Add(file); });
+            for (const InputFile& file : files) Try([&] { Add(std::span(&file, 1)); });
         }
     }
 
@@ -155,9 +161,8 @@ void AddImport(CLI::App& app, Command& chosen) {
         "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
         "\n"
         "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's name\n"
-        "without its extension, and its date. Speakers and rooms keep impulse responses alone, one column per "
-        "channel:\n"
-        "text files are refused there, because their frequencies and phases would be lost.\n"
+        "without its extension, and its date. Measurements of speakers and rooms have one column per channel:\n"
+        "of a frequency response the levels go there, and the whole file becomes named data besides.\n"
         "\n"
         "With --speaker files become measurements of that speaker in its configuration, taken with that experiment.\n"
         "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which the\n"

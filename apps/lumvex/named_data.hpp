@@ -51,6 +51,9 @@ void Store(const MeasurementFile& file, Item item) {
     item.Timestamp(ToDate(file.modified));
 }
 
+// The first difference in words; none where every bit is the same.
+std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum& datum);
+
 // An array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
 Array NumbersOf(Variant data);
 

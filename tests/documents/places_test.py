@@ -96,19 +96,22 @@ class Projects(Places):
                      for name, value in [("low", 0), ("high", 1)])
         self.speaker("--library", self.library, stereo)
         self.speaker(low, high)
-        self.speaker(self.file("low.wav", float_wav(1, [1, 2, 3])), config="Subwoofer")
+        self.speaker(self.file("low.txt", "20 80 -5\n30 81 -6\n40 82 -7\n"), config="Subwoofer")
         self.tool("import", self.document, "--speaker", "Right", "--model", "acme/sons/a/b", "--config", "single AMP",
                   "--experiment", "near", low)
         tree = self.tree(self.document)
         for line in ["Acme/Alpha/Left", "both  96000 Hz  2 x 2  with Near", "way  96000 Hz  2 x 2  with Near",
-                     "low  96000 Hz  3 x 1  with Near", "Acme/Sons/A/B/Right", "way-low  96000 Hz  2 x 1  with Near",
+                     "low  0 Hz  3 x 1  with Near", "Acme/Sons/A/B/Right", "way-low  96000 Hz  2 x 1  with Near",
                      "-> both", "-> way", "-> low", "-> way-low"]:
             self.assertEqual(tree.count(line), 1, f"{line} in {tree}")
+        self.tool("compare", self.document, "low.txt")  # the phases are not lost
 
     def test_refused_measurements_of_a_speaker(self):
         self.fill_library()
         mono, longer = self.file("mono.wav", float_wav(1, [1, 2])), self.file("longer.wav", float_wav(1, [1, 2, 3]))
-        text = self.file("a.txt", "20 80 -5\n30 81 -6\n")
+        text, other = self.file("a.txt", "20 80 -5\n30 81 -6\n"), self.file("b.txt", "20 80 -5\n31 81 -6\n")
+        self.tool("import", self.document, text)
+        taken = self.file("A.txt", "20 80 -5\n30 81 -7\n")
         calibration = self.file("lab.txt", CALIBRATION)
         self.speaker("--library", self.library, self.file("both.wav", float_wav(2, [0.5, 0.25])))
         before = self.document.read_bytes()
@@ -116,8 +119,9 @@ class Projects(Places):
                 ([mono], {}, 'it has 1 channel; a measurement of "Bi amp" has 2'),
                 (["both.wav"], {}, 'has a measurement named "both" already'),
                 (["both.wav"], {"config": "Subwoofer"}, 'it has 2 channels; a measurement of "Subwoofer" has 1'),
-                ([mono, longer], {}, "it has 3 rows, not 2"), ([mono, text], {}, "it is a frequency response, and"),
-                ([text], {"config": "Subwoofer"}, "it becomes named data with all its columns"),
+                ([mono, longer], {}, "it has 3 rows, not 2"), ([text, other], {}, "it has other frequencies"),
+                ([mono, text], {}, "it is of another kind"),
+                ([taken], {"config": "Subwoofer"}, 'the document has other data named "A"'),
                 ([calibration], {}, "it is the calibration"),
                 ([mono, self.folder / "none.wav"], {}, "it has 1 channel"),
                 ([mono], {"config": "Quad amp"}, 'no configuration "Quad amp", only Single amp'),
@@ -146,17 +150,14 @@ class Projects(Places):
     def test_measurements_of_a_room(self):
         left, right = (self.file(f"{name}.wav", float_wav(1, [1, 0])) for name in ["left", "right"])
         text = self.file("sofa.csv", "20,80\n30,81\n40,82\n")
-        for position, channel, files in [("Listener", 0, [left]), ("listener", 1, [right]), ("Sofa", 1, [left])]:
+        for position, channel, files in [("Listener", 0, [left]), ("listener", 1, [right]), ("Sofa", 1, [left, text])]:
             self.tool("import", self.document, "--room", "Studio", "--position", position, "--channel", str(channel),
                       *files)
-        before = self.document.read_bytes()
-        self.assertIn("sofa.csv: it is a frequency response", self.tool(
-            "import", self.document, "--room", "Studio", "--position", "Sofa", "--channel", "1", text,
-            status=INCOMPLETE).stderr)
-        self.assertEqual(self.document.read_bytes(), before)
+        self.tool("compare", self.document, text)
         self.assertEqual([line for line in self.tree(self.document) if "(" not in line],
-                         ["Studio", "Listener", "left  96000 Hz  2 x 1  channel 0", "right  96000 Hz  2 x 1  channel 1",
-                          "Sofa", "left  96000 Hz  2 x 1  channel 1"])
+                         ["sofa  0 Hz  3 x 2", "Studio",
+                          "Listener", "left  96000 Hz  2 x 1  channel 0", "right  96000 Hz  2 x 1  channel 1",
+                          "Sofa", "left  96000 Hz  2 x 1  channel 1", "sofa  0 Hz  3 x 1  channel 1"])
 
     def test_incomplete_places_are_wrong_usage(self):
         mono = self.file("mono.wav", float_wav(1, [1, 2]))
