@@ -1,0 +1,80 @@
+// Our engine alone: each object a stream, the directory one more.
+#include <algorithm>
+
+#include "peers/peer.hpp"
+#include "storage/compound/compound_file.hpp"
+
+namespace lumvex::bench {
+
+namespace {
+
+using namespace lumvex::compound;
+
+class Compound final : public Peer {
+public:
+    explicit Compound(std::string path) : path_(std::move(path)), buffer_(ReadBuffer()) {}
+
+    void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
+
+    void Save(const Workload& workload) override {
+        const int version = workload.Payload() < kLarge ? 3 : 4;
+        file_ = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
+        for (std::uint32_t object = 0; object < workload.Count(); ++object)
+            Write(Name(workload, object), workload.ContentOf(object));
+        Write(u"DIRECTORY", directory_);
+        file_->Commit();
+    }
+
+    Bytes ReadOne(const Workload& workload, std::uint32_t object) override {
+        Open(Access::ReadShared);
+        return Read(workload, object);
+    }
+
+    void ReadAll(const Workload& workload, Tally& tally) override {
+        Open(Access::ReadShared);
+        for (std::uint32_t object = 0; object < workload.Count(); ++object) tally.Add(Read(workload, object));
+    }
+
+    void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
+        Open(Access::Exclusive);
+        Write(Name(workload, object), content);
+        file_->Commit();
+    }
+
+    void Close() override {
+        if (file_) bytesRead_ = file_->Counters().bytesRead;
+        file_.reset();
+    }
+
+    std::uint64_t BytesRead() const override { return bytesRead_; }
+
+private:
+    static constexpr std::uint64_t kLarge = std::uint64_t{1} << 20;  // where documents take the larger sectors
+
+    static std::u16string Name(const Workload& workload, std::uint32_t object) {
+        const std::string name = NameOf(workload.IdOf(object));
+        return {name.begin(), name.end()};
+    }
+
+    void Open(Access access) { file_ = CompoundFile::Open(OpenFile(path_, access), access); }
+
+    void Write(std::u16string_view name, Bytes content) { file_->Write(name, std::span<const Piece>(&content, 1)); }
+
+    Bytes Read(const Workload& workload, std::uint32_t object) {
+        const Stream stream = file_->Get(Name(workload, object));
+        const auto into = std::span(buffer_).first(static_cast<std::size_t>(stream.Size()));
+        stream.Read(0, into);
+        return into;
+    }
+
+    std::string path_;
+    std::vector<std::byte> buffer_, directory_;
+    std::unique_ptr<CompoundFile> file_;
+    std::uint64_t bytesRead_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Peer> MakePeer(const std::string& path, const std::string&) { return std::make_unique<Compound>(path); }
+
+}  // namespace lumvex::bench
