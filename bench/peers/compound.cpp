@@ -12,7 +12,7 @@ using namespace lumvex::compound;
 
 class Compound final : public Peer {
 public:
-    explicit Compound(std::string path) : path_(std::move(path)), buffer_(ReadBuffer()) {}
+    explicit Compound(std::string path) : path_(std::move(path)) {}
 
     void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
 
@@ -21,7 +21,7 @@ public:
         file_ = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
         for (std::uint32_t object = 0; object < workload.Count(); ++object)
             Write(Name(workload, object), workload.ContentOf(object));
-        Write(u"DIRECTORY", directory_);
+        Write(kDirectory, directory_);
         file_->Commit();
     }
 
@@ -30,9 +30,16 @@ public:
         return Read(workload, object);
     }
 
-    void ReadAll(const Workload& workload, Tally& tally) override {
+    void ReadEach(const Workload& workload, Tally& tally) override {
         Open(Access::ReadShared);
         for (std::uint32_t object = 0; object < workload.Count(); ++object) tally.Add(Read(workload, object));
+    }
+
+    void ReadAll(const Workload&, Tally& tally) override {
+        Open(Access::ReadShared);
+        file_->ReadAll([&](std::u16string_view name, Bytes content) {
+            if (name != kDirectory) tally.Add(content);
+        });
     }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
@@ -51,6 +58,8 @@ public:
 private:
     static constexpr std::uint64_t kLarge = std::uint64_t{1} << 20;  // where documents take the larger sectors
 
+    static constexpr std::u16string_view kDirectory = u"DIRECTORY";
+
     static std::u16string Name(const Workload& workload, std::uint32_t object) {
         const std::string name = NameOf(workload.IdOf(object));
         return {name.begin(), name.end()};
@@ -62,13 +71,14 @@ private:
 
     Bytes Read(const Workload& workload, std::uint32_t object) {
         const Stream stream = file_->Get(Name(workload, object));
-        const auto into = std::span(buffer_).first(static_cast<std::size_t>(stream.Size()));
+        const auto into = buffer_.First(static_cast<std::size_t>(stream.Size()));
         stream.Read(0, into);
         return into;
     }
 
     std::string path_;
-    std::vector<std::byte> buffer_, directory_;
+    ReadBuffer buffer_;
+    std::vector<std::byte> directory_;
     std::unique_ptr<CompoundFile> file_;
     std::uint64_t bytesRead_ = 0;
 };

@@ -29,7 +29,7 @@ void Require(bool holds) {
 
 class Gsf final : public Peer {
 public:
-    explicit Gsf(std::string path) : path_(std::move(path)), buffer_(ReadBuffer()) { gsf_init(); }
+    explicit Gsf(std::string path) : path_(std::move(path)) { gsf_init(); }
 
     void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
 
@@ -51,6 +51,8 @@ public:
         for (std::uint32_t object = 0; object < workload.Count(); ++object)
             tally.Add(Read(*file, NameOf(workload.IdOf(object))));
     }
+
+    void ReadEach(const Workload& workload, Tally& tally) override { ReadAll(workload, tally); }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
         const std::string beside = path_ + ".new";
@@ -108,11 +110,12 @@ private:
         const Owned<GsfInput> child(Checked(gsf_infile_child_by_name(&file, name.c_str())));
         const auto size = static_cast<std::size_t>(gsf_input_size(child.get()));
         Checked(gsf_input_read(child.get(), size, reinterpret_cast<guint8*>(buffer_.data())));
-        return Bytes(buffer_).first(size);
+        return buffer_.First(size);
     }
 
     std::string path_;
-    std::vector<std::byte> buffer_, directory_;
+    ReadBuffer buffer_;
+    std::vector<std::byte> directory_;
 };
 
 }  // namespace

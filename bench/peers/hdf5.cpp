@@ -32,7 +32,7 @@ private:
 
 class Hdf5 final : public Peer {
 public:
-    explicit Hdf5(std::string path) : path_(std::move(path)), buffer_(ReadBuffer()) {}
+    explicit Hdf5(std::string path) : path_(std::move(path)) {}
     ~Hdf5() override { Close(); }
 
     void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
@@ -55,6 +55,8 @@ public:
         Open(H5F_ACC_RDONLY);
         for (std::uint32_t object = 0; object < workload.Count(); ++object) tally.Add(Read(workload, object));
     }
+
+    void ReadEach(const Workload& workload, Tally& tally) override { ReadAll(workload, tally); }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
         Open(H5F_ACC_RDWR);
@@ -98,7 +100,7 @@ private:
         const Handle space(H5Dget_space(dataset), H5Sclose);
         const auto size = static_cast<std::size_t>(H5Sget_simple_extent_npoints(space));
         Checked(H5Dread(dataset, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, buffer_.data()));
-        return Bytes(buffer_).first(size);
+        return buffer_.First(size);
     }
 
     // Its own flush leaves the bytes with the system.
@@ -112,7 +114,8 @@ private:
     }
 
     std::string path_;
-    std::vector<std::byte> buffer_, directory_;
+    ReadBuffer buffer_;
+    std::vector<std::byte> directory_;
     hid_t file_ = -1;
 };
 

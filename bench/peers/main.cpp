@@ -1,6 +1,6 @@
 // Measures one operation of one peer:
 //
-//     bench_PEER save|read-one|read-all|change FILE KIND [COUNT [OBJECT [VERSION [MODE]]]]
+//     bench_PEER save|read-one|read-all|read-each|change FILE KIND [COUNT [OBJECT [VERSION [MODE]]]]
 //
 // From before the file is opened until it is closed, in milliseconds; checks what was read or written afterwards, and
 // prints the result as one line of JSON.
@@ -68,10 +68,12 @@ int Measure(int argc, char** argv) {
         got = peer->ReadOne(workload, object);
     else if (operation == "read-all")
         peer->ReadAll(workload, found);
+    else if (operation == "read-each")
+        peer->ReadEach(workload, found);
     else if (operation == "change")
         peer->Change(workload, object, content);
     else
-        throw std::invalid_argument("operations: save, read-one, read-all, change");
+        throw std::invalid_argument("operations: save, read-one, read-all, read-each, change");
     peer->Close();
     const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
 
@@ -81,7 +83,7 @@ int Measure(int argc, char** argv) {
     if (operation == "read-one") Require(same(got, content), "another content was read than was written");
     if (operation == "change")
         Require(same(MakePeer(path, mode)->ReadOne(workload, object), content), "the change is not in the file");
-    if (operation == "read-all") {
+    if (operation == "read-all" || operation == "read-each") {
         Tally expected;
         for (std::uint32_t each = 0; each < workload.Count(); ++each) expected.Add(workload.ContentOf(each));
         Require(found == expected, "not everything was read as it was written");
@@ -97,7 +99,7 @@ int Measure(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     if (argc < 4) {
-        std::fprintf(stderr, "usage: %s save|read-one|read-all|change FILE A|B|C [COUNT [OBJECT [VERSION [MODE]]]]\n",
+        std::fprintf(stderr, "usage: %s save|read-one|read-all|read-each|change FILE A|B|C [COUNT [OBJECT [VERSION [MODE]]]]\n",
                      argv[0]);
         return 2;
     }

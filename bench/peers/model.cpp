@@ -44,6 +44,8 @@ public:
             tally.Add(Read(data.Item(position)));
     }
 
+    void ReadEach(const Workload& workload, Tally& tally) override { ReadAll(workload, tally); }
+
     void Change(const Workload&, std::uint32_t object, Bytes content) override {
         const Array array = ArrayOf(content);
         Open(LX_EXCLUSIVE_READWRITE);

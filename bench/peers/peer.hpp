@@ -15,7 +15,8 @@ public:
     virtual void Prepare(const Workload&) {}             // what is in memory before Save is measured
     virtual void Save(const Workload& workload) = 0;     // a new file, durable
     virtual Bytes ReadOne(const Workload& workload, std::uint32_t object) = 0;  // valid as long as the peer
-    virtual void ReadAll(const Workload& workload, Tally& tally) = 0;
+    virtual void ReadAll(const Workload& workload, Tally& tally) = 0;   // in the order that suits the peer
+    virtual void ReadEach(const Workload& workload, Tally& tally) = 0;  // one after the other by its ID
     virtual void Change(const Workload& workload, std::uint32_t object, Bytes content) = 0;  // durable
     virtual void Close() {}                              // part of what is measured
     virtual std::uint64_t BytesRead() const { return 0; }  // of the file, by those who know
@@ -24,7 +25,15 @@ public:
 // The mode is one of the peer's own words, or empty.
 std::unique_ptr<Peer> MakePeer(const std::string& path, const std::string& mode);
 
-// Memory to read into, its pages in place.
-inline std::vector<std::byte> ReadBuffer() { return std::vector<std::byte>(512 * 1024, std::byte{1}); }
+// Memory to read into, as a program gets it: nothing has touched it yet.
+class ReadBuffer {
+public:
+    std::span<std::byte> First(std::size_t count) const { return {bytes_.get(), count}; }
+    std::byte* data() const { return bytes_.get(); }
+    static constexpr std::size_t size() { return 512 * 1024; }
+
+private:
+    std::unique_ptr<std::byte[]> bytes_ = std::make_unique_for_overwrite<std::byte[]>(size());
+};
 
 }  // namespace lumvex::bench

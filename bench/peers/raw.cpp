@@ -17,7 +17,7 @@ void Require(bool holds) {
 
 class Raw final : public Peer {
 public:
-    explicit Raw(std::string path) : path_(std::move(path)), buffer_(ReadBuffer()) {}
+    explicit Raw(std::string path) : path_(std::move(path)) {}
     ~Raw() override { Close(); }
 
     // Small objects go through a buffer, as any program's would.
@@ -33,11 +33,11 @@ public:
                 write(content);
                 continue;
             }
-            if (held + content.size() > buffer_.size()) write(Bytes(buffer_).first(std::exchange(held, 0)));
+            if (held + content.size() > buffer_.size()) write(buffer_.First(std::exchange(held, 0)));
             std::memcpy(buffer_.data() + held, content.data(), content.size());
             held += content.size();
         }
-        if (held != 0) write(Bytes(buffer_).first(held));
+        if (held != 0) write(buffer_.First(held));
         Require(::fsync(fd_) == 0);
     }
 
@@ -45,7 +45,7 @@ public:
         Open(O_RDONLY);
         const std::size_t size = workload.SizeOf(object);
         Require(::pread(fd_, buffer_.data(), size, static_cast<off_t>(workload.OffsetOf(object))) == static_cast<ssize_t>(size));
-        return Bytes(buffer_).first(size);
+        return buffer_.First(size);
     }
 
     void ReadAll(const Workload& workload, Tally& tally) override {
@@ -56,15 +56,16 @@ public:
             if (held - used < size) {
                 std::memmove(buffer_.data(), buffer_.data() + used, held - used);
                 held -= std::exchange(used, 0);
-                const std::size_t wanted = size >= kBuffered ? size : buffer_.size() - held;
-                const ssize_t got = ::read(fd_, buffer_.data() + held, wanted);
+                const ssize_t got = ::read(fd_, buffer_.data() + held, buffer_.size() - held);
                 Require(got > 0);
                 held += static_cast<std::size_t>(got);
             }
-            tally.Add(Bytes(buffer_).subspan(used, size));
+            tally.Add(buffer_.First(used + size).subspan(used));
             used += size;
         }
     }
+
+    void ReadEach(const Workload& workload, Tally& tally) override { ReadAll(workload, tally); }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
         Open(O_RDWR);
@@ -86,7 +87,7 @@ private:
     }
 
     std::string path_;
-    std::vector<std::byte> buffer_;
+    ReadBuffer buffer_;
     int fd_ = -1;
 };
 

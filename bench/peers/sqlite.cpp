@@ -12,7 +12,7 @@ namespace {
 class Sqlite final : public Peer {
 public:
     Sqlite(std::string path, const std::string& mode)
-        : path_(std::move(path)), wal_(mode == "wal"), buffer_(ReadBuffer()) {}
+        : path_(std::move(path)), wal_(mode == "wal") {}
     ~Sqlite() override { Close(); }
 
     void Save(const Workload& workload) override {
@@ -44,6 +44,20 @@ public:
         Open(wal_ ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
         Statement select(*this, "SELECT data FROM objects");
         while (select.Step()) tally.Add(Received(select));
+    }
+
+    void ReadEach(const Workload& workload, Tally& tally) override {
+        Open(wal_ ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
+        Run("BEGIN");
+        Statement select(*this, "SELECT data FROM objects WHERE id=?");
+        for (std::uint32_t object = 0; object < workload.Count(); ++object) {
+            const Id id = workload.IdOf(object);
+            select.Bind(1, id);
+            if (!select.Step()) throw std::runtime_error("an object is not there");
+            tally.Add(Received(select));
+            select.Reset();
+        }
+        Run("COMMIT");
     }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
@@ -80,8 +94,9 @@ private:
         }
         void Finish() {
             Step();
-            owner_.Check(sqlite3_reset(statement_));
+            Reset();
         }
+        void Reset() { owner_.Check(sqlite3_reset(statement_)); }
         Bytes Blob() {
             const void* bytes = sqlite3_column_blob(statement_, 0);
             return {static_cast<const std::byte*>(bytes), static_cast<std::size_t>(sqlite3_column_bytes(statement_, 0))};
@@ -95,7 +110,7 @@ private:
     Bytes Received(Statement& select) {
         const Bytes blob = select.Blob();
         std::memcpy(buffer_.data(), blob.data(), blob.size());
-        return Bytes(buffer_).first(blob.size());
+        return buffer_.First(blob.size());
     }
 
     void Check(int code) {
@@ -108,7 +123,7 @@ private:
 
     std::string path_;
     bool wal_;
-    std::vector<std::byte> buffer_;
+    ReadBuffer buffer_;
     sqlite3* database_ = nullptr;
 };
 

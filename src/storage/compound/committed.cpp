@@ -54,19 +54,22 @@ const std::byte* ChainPages::Fetch(std::uint32_t index) {
 
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const Entry&)>& visit) {
-    std::vector<EntryId> above;
+    struct Step {
+        EntryId id;
+        Entry entry;
+    };
+    std::vector<Step> above;
     std::uint32_t reached = 0;
     for (EntryId id = top; id != kNoEntry || !above.empty();) {
-        for (; id != kNoEntry; id = EntryAt(directory, id).Left()) {
+        while (id != kNoEntry) {
             if (++reached > limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
-            above.push_back(id);
+            above.push_back({id, EntryAt(directory, id)});
+            id = above.back().entry.Left();
         }
-        id = above.back();
+        const Step step = above.back();
         above.pop_back();
-        const Entry entry = EntryAt(directory, id);
-        const EntryId right = entry.Right();
-        if (IsMember(entry.Type())) visit(id, entry);
-        id = right;
+        id = step.entry.Right();
+        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
     }
 }
 

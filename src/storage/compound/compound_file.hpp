@@ -68,6 +68,10 @@ public:
     // In the order of the directory's tree: by length, then by upper-cased code units.
     void ForEachStream(const std::function<void(std::u16string_view name, std::uint64_t size)>& visit) const;
 
+    // Every stream of the state last committed, in the order in which they stand in the file: the fastest way to read
+    // most of them. The bytes are valid during the visit, which must not write to this file.
+    void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
+
     int Version() const;
     std::uint64_t FileSize() const;  // bytes
 

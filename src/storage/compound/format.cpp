@@ -51,7 +51,10 @@ Header Header::Parse(const Bytes& bytes) {
 std::u16string_view Entry::Name(std::array<char16_t, kMaxNameLength>& buffer) const {
     const std::size_t units = NameBytes() / 2u;
     const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
-    for (std::size_t i = 0; i < length; ++i) buffer[i] = Load<char16_t>(at_ + 2 * i);
+    if constexpr (std::endian::native == std::endian::little)
+        std::memcpy(buffer.data(), at_, sizeof(char16_t) * length);
+    else
+        for (std::size_t i = 0; i < length; ++i) buffer[i] = Load<char16_t>(at_ + 2 * i);
     return {buffer.data(), length};
 }
 
