@@ -120,8 +120,17 @@ void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
         slot = ReadTexts(reader, std::move(dimensions));
         return;
     }
+    std::size_t size = elementSize;
+    for (const Dimension& dimension : dimensions) size *= dimension.count;
+    constexpr std::size_t kReadNow = 4096;  // bytes: to remember where so few stand takes as much room
+    if (size <= kReadNow) {
+        std::vector<std::byte> elements(size);
+        reader.Read(elements);
+        slot = std::make_shared<StoredArray>(type, std::move(dimensions), std::move(elements));
+        return;
+    }
     auto array = std::make_shared<StoredArray>(type, std::move(dimensions), reader.Source(), reader.Position());
-    reader.Skip(array->ByteSize());
+    reader.Skip(size);
     slot = std::move(array);
 }
 

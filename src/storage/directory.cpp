@@ -34,8 +34,7 @@ constexpr std::size_t kLocksAt = 16;
 // ---- finding and entering -------------------------------------------------------------------------------------------
 
 Entry* Directory::FindKnown(const GUID& id) const {
-    const auto found = entries_.find(id);
-    return found != entries_.end() ? found->second.get() : nullptr;
+    return entries_.Find(id);
 }
 
 Entry* Directory::Find(const GUID& id) {
@@ -60,8 +59,10 @@ std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
         const GUID id = ValueAt<GUID>(record, 0);
         if (info && accepts(*info) && !removedEntries_.contains(id)) ids.insert(id);
     }
-    for (const auto& [id, entry] : entries_)
-        if (entry->classInfo && accepts(*entry->classInfo)) ids.insert(id);
+    for (std::size_t at = 0; at < entries_.Count(); ++at) {
+        const Entry& entry = entries_.At(at);
+        if (entry.classInfo && accepts(*entry.classInfo)) ids.insert(entry.id);
+    }
     return {ids.begin(), ids.end()};
 }
 
@@ -78,7 +79,8 @@ Entry& Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     entry->document = &owner_;
     entry->order = nextOrder_++;
     if (const auto locks = locks_.Find(id)) entry->locks = entry->storedLocks = ValueAt<LONG>(*locks, kLocksAt);
-    return *entries_.emplace(id, std::move(entry)).first->second;
+    entries_.Add(entry);
+    return *entry;
 }
 
 Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
@@ -98,7 +100,7 @@ void Directory::Erase(Entry& entry) {
     if (entry.stored) removedStreams_.push_back(entry.id);
     if (entry.listed) removedEntries_.insert(entry.id);
     if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
-    entries_.erase(entry.id);
+    entries_.Take(entry.id);
     entry.document = nullptr;  // the lists of what is added and changed pass over it from now on
     entry.parent = nullptr;
 }
@@ -109,22 +111,24 @@ void Directory::List(Entry& entry) {
 
 void Directory::Rekey(Entry& entry, const GUID& id) {
     if (IsEqualGUID(entry.id, id)) return;
-    auto node = entries_.extract(entry.id);
-    entries_.erase(id);
-    entry.id = node.key() = id;
-    entries_.insert(std::move(node));
+    Ref<Entry> own = entries_.Take(entry.id);
+    entries_.Take(id);
+    entry.id = id;
+    entries_.Add(std::move(own));
 }
 
 void Directory::Clear() {
-    std::vector<Ref<Object>> objects;  // released once nothing refers to the directory any more
+    // Released once nothing refers to the directory any more, and in the order of use: mostly as they lie in memory.
+    std::vector<Ref<Object>> objects;
     objects.reserve(loadedCount_);
-    for (auto& [id, entry] : entries_) {
-        if (entry->object) objects.push_back(std::exchange(entry->object, nullptr));
-        entry->document = nullptr;
-        entry->parent = nullptr;
-        entry->newer = entry->older = nullptr;
+    for (Entry* entry = oldest_; entry; entry = entry->newer) objects.push_back(std::exchange(entry->object, nullptr));
+    for (std::size_t at = 0; at < entries_.Count(); ++at) {
+        Entry& entry = entries_.At(at);
+        entry.document = nullptr;
+        entry.parent = nullptr;
+        entry.newer = entry.older = nullptr;
     }
-    entries_.clear();
+    entries_.Clear();
     changed_.clear();
     added_.clear();
     removedEntries_.clear();
@@ -139,7 +143,7 @@ void Directory::Clear() {
 void Directory::Readd(Entry& root) {
     root.document = &owner_;
     root.listed = false;
-    entries_.emplace(root.id, Ref<Entry>(&root));
+    entries_.Add(Ref<Entry>(&root));
     added_.push_back(Ref<Entry>(&root));
 }
 
@@ -188,7 +192,7 @@ void Directory::Evict() noexcept {
         if (entry.changed || !entry.stored || !entry.object->HeldByDirectoryOnly()) continue;
         Unlink(entry);
         entry.object = nullptr;
-        if (entry.HeldOnce() && entry.listed && entry.locks == entry.storedLocks) entries_.erase(GUID(entry.id));
+        if (entry.HeldOnce() && entry.listed && entry.locks == entry.storedLocks) entries_.Take(GUID(entry.id));
     }
     evictAbove_ = loadedCount_ > upper ? loadedCount_ + loadedCount_ / 4 : 0;
 }
@@ -212,8 +216,8 @@ bool Directory::TableChanged() const { return !removedEntries_.empty() || std::r
 std::vector<Ref<Entry>> Directory::LoadedEntries() const {
     std::vector<Ref<Entry>> loaded;
     loaded.reserve(loadedCount_);
-    for (const auto& [id, entry] : entries_)
-        if (entry->object) loaded.push_back(entry);
+    for (std::size_t at = 0; at < entries_.Count(); ++at)
+        if (entries_.At(at).object) loaded.push_back(Ref<Entry>(&entries_.At(at)));
     std::ranges::sort(loaded, {}, [](const Ref<Entry>& entry) { return entry->order; });
     return loaded;
 }
@@ -296,10 +300,10 @@ void Directory::CloseFile() {
     }
     changed_.clear();
     added_.clear();
-    for (auto at = entries_.begin(); at != entries_.end();) {
-        const Ref<Entry> entry = at->second;
+    for (std::size_t at = 0; at < entries_.Count();) {
+        const Ref<Entry> entry(&entries_.At(at));
         if (!entry->object && entry->listed && entry->classInfo != &root) {
-            at = entries_.erase(at);
+            entries_.Take(entry->id);
             entry->document = nullptr;
             continue;
         }

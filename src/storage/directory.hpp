@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "core/document.hpp"
 #include "core/guid_order.hpp"
+#include "storage/entry_table.hpp"
 #include "storage/sorted_records.hpp"
 
 namespace lumvex::inside {
@@ -74,7 +74,7 @@ private:
     void Unlink(Entry& entry) noexcept;
 
     Document& owner_;
-    std::unordered_map<GUID, Ref<Entry>, GuidHash> entries_;
+    EntryTable entries_;
     SortedRecords table_{kTableRecord};
     SortedRecords locks_{kLocksRecord};
 

@@ -87,6 +87,17 @@ std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
     return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
 }
 
+std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view name) {
+    constexpr std::uint64_t kShort = 4096;  // bytes
+    auto stream = OnStorage([&] { return file_->Find(name); });
+    if (!stream) return nullptr;
+    if (stream->Size() > kShort)
+        return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
+    std::vector<std::byte> bytes(static_cast<std::size_t>(stream->Size()));
+    OnStorage([&] { stream->Read(0, bytes); });
+    return std::make_shared<MemorySource>(std::move(bytes));
+}
+
 bool DocumentFile::Contains(std::u16string_view name) const {
     return OnStorage([&] { return file_->Contains(name); });
 }

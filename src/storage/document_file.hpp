@@ -37,6 +37,8 @@ public:
 
     // The stream, or null when the file does not have it. Read as committed at the time of each read.
     std::shared_ptr<const ByteSource> Find(std::u16string_view name);
+    // The same for an object's record, which is read once and from its beginning: a short one is read now.
+    std::shared_ptr<const ByteSource> FindRecord(std::u16string_view name);
     bool Contains(std::u16string_view name) const;
 
     void Commit();

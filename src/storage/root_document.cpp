@@ -104,7 +104,7 @@ Ref<Object> RootDocument::Reach(Entry& entry) {
     }
     if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
         throw Failure(Message::DoesNotExist);
-    const auto source = file_->Find(StreamNameOf(entry.id));
+    const auto source = file_->FindRecord(StreamNameOf(entry.id));
     if (!source) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);

@@ -135,13 +135,6 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     const BalancedTree tree(count);
     DirectoryEditor editor(pages, seed);
     if (renumber) {
-        const std::uint32_t perPage = 1u << (pages.Shift() - 7);
-        pages.CutTo(0);
-        for (std::uint32_t i = 0; i < (count + 1 + perPage - 1) / perPage; ++i) {
-            std::byte* bytes = pages.Append(std::byte{0});
-            for (std::uint32_t k = 0; k < perPage; ++k)
-                if (i * perPage + k > count) EntryWriter(bytes + kEntrySize * k).Clear();
-        }
         for (std::uint32_t i = 0; i < count; ++i) members[tree.order[i]].id = i + 1;
     } else {
         for (const EntryId id : removed) editor.Edit(id).Clear();
@@ -152,9 +145,8 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
             }
     }
     const auto idOf = [&members](std::uint32_t number) { return number == kNoEntry ? kNoEntry : members[number].id; };
-    for (std::uint32_t number = 0; number < count; ++number) {
+    const auto write = [&](EntryWriter entry, std::uint32_t number) {
         const Member& member = members[number];
-        EntryWriter entry = editor.Edit(member.id);
         if (member.entry == nullptr)
             entry.MakeStream(member.change->Name());
         else if (renumber)
@@ -163,9 +155,35 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
         entry.SetRight(idOf(tree.nodes[number].right));
         entry.SetColour(tree.nodes[number].colour);
         if (member.change != nullptr) entry.SetContent(member.change->start, member.change->size);
+    };
+    if (!renumber) {
+        for (std::uint32_t number = 0; number < count; ++number) write(editor.Edit(members[number].id), number);
+        editor.Edit(0).SetChild(idOf(tree.top));
+        return;
+    }
+    // Page after page. The changes are all over the place, so they are asked for some time before they are needed.
+    const auto expect = [&](std::uint64_t id) {
+        if (id > count) return;
+        const auto* change = reinterpret_cast<const char*>(members[tree.order[static_cast<std::size_t>(id - 1)]].change);
+        __builtin_prefetch(change);
+        __builtin_prefetch(change + sizeof(Change) - 1);
+    };
+    const std::uint32_t perPage = 1u << (pages.Shift() - 7);
+    pages.CutTo(0);
+    for (std::uint32_t id = 0; id <= count; id += perPage) {
+        std::byte* bytes = pages.Append(std::byte{0});
+        for (std::uint32_t k = 0; k < perPage; ++k) {
+            constexpr std::uint64_t kAhead = 16;
+            expect(kAhead + id + k);
+            EntryWriter entry(bytes + kEntrySize * k);
+            if (id + k > count)
+                entry.Clear();
+            else if (id + k != 0)
+                write(entry, tree.order[id + k - 1]);
+        }
     }
     EntryWriter rootEntry = editor.Edit(0);
-    if (renumber) rootEntry.CopyFrom(root.data());
+    rootEntry.CopyFrom(root.data());
     rootEntry.SetChild(idOf(tree.top));
 }
 

@@ -80,12 +80,12 @@ void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
         std::copy_n(small + offset, bytes.size(), bytes.begin());
         return;
     }
-    const Volume& volume = committed->OnDisk();
+    Volume& volume = committed->OnDisk();
     while (!bytes.empty()) {
         const Extent extent = ExtentAt(offset, bytes.size());
         const std::span<std::byte> part = bytes.first(static_cast<std::size_t>(extent.count));
         if (isFresh) {
-            volume.OnDisk().Read(extent.offset, part);
+            volume.ReadBack(extent.offset, part);
         } else {
             const std::byte* mapped = volume.Bytes(extent.offset, extent.count);
             if (extent.count >= kReadDirectly)

@@ -40,6 +40,13 @@ public:
     void Write(std::uint64_t offset, std::span<const Piece> pieces);
     void Flush();
 
+    // Content of streams. Short pieces that follow each other in the file are gathered and written together, at the
+    // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
+    // through without them.
+    void WriteContent(std::uint64_t offset, std::span<const Piece> pieces);
+    void ForgetGathered() noexcept { gathered_.clear(); }  // nothing refers to it any more
+    void ReadBack(std::uint64_t offset, std::span<std::byte> bytes);  // as last written
+
     void Map();  // makes what the file has become visible; views move
     void Adopt(const Header& header) { header_ = header; }
     void ForgetTail(std::uint64_t size);  // the file ends here now
@@ -56,6 +63,7 @@ private:
     };
 
     void Measure();
+    void WriteGathered();
 
     std::unique_ptr<File> file_;
     Header header_;
@@ -63,6 +71,8 @@ private:
     std::span<const std::byte> view_;
     std::uint32_t sectorCount_ = 0;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
+    std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
+    std::uint64_t gatheredAt_ = 0;
     mutable CompoundFile::Statistics counters_;
     mutable Touched touched_;
 };

@@ -188,7 +188,7 @@ void CompoundFile::State::WriteRun(const Run& run, PieceCursor& content) {
         pieces.push_back(next);
         rest -= next.size();
     }
-    volume.Write(volume.OffsetOf(run.first), pieces);
+    volume.WriteContent(volume.OffsetOf(run.first), pieces);
 }
 
 void CompoundFile::State::Remove(std::u16string_view name) {
@@ -212,6 +212,7 @@ void CompoundFile::State::Revert() noexcept {
         if (change.large) space->Discard(change.large->fresh);
     });
     pending = std::make_shared<PendingChanges>();
+    volume.ForgetGathered();
 }
 
 }  // namespace lumvex::compound
