@@ -19,13 +19,15 @@ std::recursive_mutex& ModuleLock() {
     return lock;
 }
 
-// What each thread that enters the model has of its own.
+// What each thread that enters the model has of its own. The queue needs a destructor and with it a check whenever it is
+// reached, so every call looks at the rest only.
 struct ThreadContext {
     unsigned depth = 0;
-    std::vector<PendingEvent> queue;
+    bool hasQueued = false;
 };
 
-thread_local ThreadContext context;
+constinit thread_local ThreadContext context;
+thread_local std::vector<PendingEvent> queued;
 
 class KeptErrorInfo {
 public:
@@ -56,23 +58,24 @@ unsigned CallDepth() noexcept { return context.depth; }
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
     document.MarkModified();
     if (context.depth == 0 || !document.IsObserved()) return;
-    context.queue.push_back(
-        {Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type, object.OwnEntry().id});
+    queued.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type, object.OwnEntry().id});
+    context.hasQueued = true;
 }
 
 // A handler may change the model: what it raises joins the queue behind what is already there. The error information of
 // the call that is ending outlives what handlers leave.
 void DeliverNow() noexcept {
-    if (context.depth >= 2 || context.queue.empty()) return;
+    if (!context.hasQueued || context.depth >= 2) return;
     const KeptErrorInfo kept;
     std::unordered_set<GUID, GuidHash> delivered;
-    for (std::size_t next = 0; next < context.queue.size(); ++next) {
-        const PendingEvent event = context.queue[next];
+    for (std::size_t next = 0; next < queued.size(); ++next) {
+        const PendingEvent event = queued[next];
         if (!delivered.insert(event.id).second) continue;
         const Entry& entry = event.object->OwnEntry();
         if (entry.document) entry.document->Fire(event);
     }
-    context.queue.clear();
+    queued.clear();
+    context.hasQueued = false;
 }
 
 HRESULT TranslateException(std::u16string_view source) noexcept {

@@ -61,17 +61,17 @@ DispatchTable::DispatchTable(const DispatchTable* base, std::vector<DispatchRow>
 }
 
 const DispatchRow* DispatchTable::Find(DISPID id, WORD flags) const noexcept {
-    std::size_t at = 0;
+    const DispatchRow* row = rows_.data();
     if (id >= 0) {
         if (static_cast<std::size_t>(id) >= first_.size() || first_[static_cast<std::size_t>(id)] < 0) return nullptr;
-        at = static_cast<std::size_t>(first_[static_cast<std::size_t>(id)]);
+        row += first_[static_cast<std::size_t>(id)];
     }
     // Script hosts ask for a property as if it were a method, and put objects by reference.
     WORD accepted = flags;
     if ((flags & DISPATCH_METHOD) != 0) accepted |= DISPATCH_PROPERTYGET;
     if ((flags & DISPATCH_PROPERTYPUTREF) != 0) accepted |= DISPATCH_PROPERTYPUT;
-    for (; at < rows_.size() && rows_[at].id <= id; ++at)
-        if (rows_[at].id == id && (rows_[at].kind & accepted) != 0) return &rows_[at];
+    for (const DispatchRow* const end = rows_.data() + rows_.size(); row != end && row->id <= id; ++row)
+        if (row->id == id && (row->kind & accepted) != 0) return row;
     return nullptr;
 }
 
@@ -111,51 +111,57 @@ HRESULT DispatchTable::Invoke(IDispatch* object, DISPID id, REFIID reserved, WOR
     if (!parameters) return E_POINTER;
     const DispatchRow* row = Find(id, flags);
     if (!row) return DISP_E_MEMBERNOTFOUND;
+    DispatchCall call{object, nullptr, nullptr, result, S_OK, 0};
+    if (row->parameters.empty() && parameters->cArgs == 0 && parameters->cNamedArgs == 0 && result) {
+        SetErrorInfo(0, nullptr);
+        row->call(call);  // nothing to convert, so nothing to fail before the member
+    } else {
+        const HRESULT status = CallWithArguments(*row, *parameters, call, badArgument);
+        if (FAILED(status)) return status;
+    }
+    if (SUCCEEDED(call.status)) return call.status;
+    Describe(call.status, exception);
+    return DISP_E_EXCEPTION;
+}
 
+// DISP_E_... where the arguments do not fit the member, which is not called then.
+HRESULT DispatchTable::CallWithArguments(const DispatchRow& row, const DISPPARAMS& parameters, DispatchCall& call,
+                                         UINT* badArgument) {
     // Positional arguments stand in reverse order behind the named ones; the value of a put is the one that is named.
-    const auto expected = static_cast<UINT>(row->parameters.size());
-    if (parameters->cArgs > expected || parameters->cNamedArgs > parameters->cArgs) return DISP_E_BADPARAMCOUNT;
-    std::array<VARIANT*, kMostArguments> arguments{};
-    std::array<UINT, kMostArguments> places{};  // each argument's place in the caller's array
+    const auto expected = static_cast<UINT>(row.parameters.size());
+    if (parameters.cArgs > expected || parameters.cNamedArgs > parameters.cArgs) return DISP_E_BADPARAMCOUNT;
+    std::array<VARIANT*, kMostArguments> arguments;
+    std::array<UINT, kMostArguments> places;  // each argument's place in the caller's array
+    std::fill_n(arguments.begin(), expected, nullptr);
     const auto place = [&](UINT position, UINT at) {
         if (position >= expected || arguments[position]) return false;
-        arguments[position] = &parameters->rgvarg[at];
+        arguments[position] = &parameters.rgvarg[at];
         places[position] = at;
         return true;
     };
-    for (UINT at = 0; at < parameters->cNamedArgs; ++at) {
-        const DISPID named = parameters->rgdispidNamedArgs[at];
+    for (UINT at = 0; at < parameters.cNamedArgs; ++at) {
+        const DISPID named = parameters.rgdispidNamedArgs[at];
         const UINT position = named == DISPID_PROPERTYPUT ? expected - 1 : static_cast<UINT>(named);
         if (place(position, at)) continue;
         if (badArgument) *badArgument = at;
         return DISP_E_PARAMNOTFOUND;
     }
-    for (UINT at = parameters->cNamedArgs, position = 0; at < parameters->cArgs; ++at, ++position)
-        if (!place(position, parameters->cArgs - 1 - (at - parameters->cNamedArgs))) return DISP_E_BADPARAMCOUNT;
+    for (UINT at = parameters.cNamedArgs, position = 0; at < parameters.cArgs; ++at, ++position)
+        if (!place(position, parameters.cArgs - 1 - (at - parameters.cNamedArgs))) return DISP_E_BADPARAMCOUNT;
     for (UINT position = 0; position < expected; ++position) {
         if (arguments[position] && IsLeftOut(*arguments[position])) arguments[position] = nullptr;
-        if (arguments[position] || row->parameters[position].optional) continue;
+        if (arguments[position] || row.parameters[position].optional) continue;
         return DISP_E_BADPARAMCOUNT;
     }
 
     SetErrorInfo(0, nullptr);
-    VARIANT answer;
-    VariantInit(&answer);
-    DispatchCall call{object, arguments.data(), row->parameters.data(), &answer, S_OK, 0};
-    const HRESULT status = row->call(call);
-    if (FAILED(status)) {
-        if (badArgument) *badArgument = places[call.badArgument];
-        return status;
-    }
-    if (FAILED(call.status)) {
-        Describe(call.status, exception);
-        return DISP_E_EXCEPTION;
-    }
-    if (result)
-        *result = answer;
-    else
-        VariantClear(&answer);
-    return call.status;
+    Variant unwanted;
+    if (!call.result) call.result = unwanted.Out();
+    call.arguments = arguments.data();
+    call.parameters = row.parameters.data();
+    const HRESULT status = row.call(call);
+    if (FAILED(status) && badArgument) *badArgument = places[call.badArgument];
+    return status;
 }
 
 // ---- the tables ----

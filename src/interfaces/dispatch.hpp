@@ -30,7 +30,7 @@ struct DispatchCall {
     IDispatch* object;
     VARIANT* const* arguments;
     const DispatchParameter* parameters;
-    VARIANT* result;     // never null, empty
+    VARIANT* result;     // never null; written when the member succeeds, whatever it held before
     HRESULT status;      // of the member
     UINT badArgument;    // position of the argument that a DISP_E_... answer is about
 };
@@ -217,9 +217,12 @@ private:
         if constexpr (kHasResult) {
             std::remove_pointer_t<Nth<sizeof...(Args) - 1>> result{};
             call.status = (object->*Member)(std::get<At>(arguments).Value()..., &result);
-            if (SUCCEEDED(call.status)) Deliver(result, kIsDate, call.result);
+            if (FAILED(call.status)) return S_OK;
+            *call.result = VARIANT{};
+            Deliver(result, kIsDate, call.result);
         } else {
             call.status = (object->*Member)(std::get<At>(arguments).Value()...);
+            if (SUCCEEDED(call.status)) *call.result = VARIANT{};
         }
         return S_OK;
     }
@@ -243,6 +246,8 @@ public:
     DispatchTable(const DispatchTable* base, std::vector<DispatchRow> rows);
 
 private:
+    static HRESULT CallWithArguments(const DispatchRow& row, const DISPPARAMS& parameters, DispatchCall& call,
+                                     UINT* badArgument);
     const DispatchRow* Find(DISPID id, WORD flags) const noexcept;
 
     struct NameHash {
