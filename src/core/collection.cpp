@@ -68,7 +68,12 @@ Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescenda
     return searchDescendants != 0 ? FindBelow(*this, id) : nullptr;
 }
 
-Ref<Object> CollectionBase::AddNamed(std::u16string_view name) {
+Ref<Object> CollectionBase::AddNamed(std::u16string_view name) { return AddMember(name, nullptr); }
+
+Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) { return AddMember(target->Name(), target); }
+
+// All or nothing.
+Ref<Object> CollectionBase::AddMember(std::u16string_view name, const Ref<Object>& linkTarget) {
     Document& document = ResolveRoot();
     RefuseDuplicate(name);
     Ref<Object> member = Class().member()->create();
@@ -77,16 +82,12 @@ Ref<Object> CollectionBase::AddNamed(std::u16string_view name) {
     Rollback leave([&] { document.Erase(entry); });
     entry.name = name;
     static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
+    if (linkTarget)
+        member->ForEachReference(
+            [&](ReferenceBase& reference) { static_cast<LinkTargetBase&>(reference).Start(*member, linkTarget); });
     TakeIn(*member);
     leave.Done();
     return member;
-}
-
-Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) {
-    Ref<Object> link = AddNamed(target->Name());
-    link->ForEachReference(
-        [&](ReferenceBase& reference) { static_cast<LinkTargetBase&>(reference).Start(*link, target); });
-    return link;
 }
 
 void CollectionBase::RefuseDuplicate(std::u16string_view name) {
@@ -97,12 +98,11 @@ Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(o
 
 void CollectionBase::TakeIn(Object& member) {
     Document& document = ResolveRoot();
+    PrepareToRaise(2);
     document.MarkChanged(*this);
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
-    Rollback takeOut([&] { members.Erase(members.Count() - 1); });
     Raise(document, EventKind::Item, member, LX_EV_CREATE);
     Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
-    takeOut.Done();
 }
 
 void CollectionBase::Remove(LONG position) {
@@ -120,9 +120,10 @@ void CollectionBase::Remove(LONG position) {
         DeliverNow();
         throw;
     }
+    PrepareToRaise(1);
+    document.MarkChanged(*this);
     Detach(item, static_cast<std::size_t>(position - 1));
     Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
-    document.MarkChanged(*this);
 }
 
 void CollectionBase::RemoveAll() {
@@ -158,9 +159,10 @@ void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     const bool there = likely < members.Count() && IsEqualGUID(members.At(likely).id, entry.id);
     const auto index = there ? std::optional(likely) : members.IndexOf(entry.id);
     if (!index) throw Failure(Message::NotLocated);
+    members.Materialise();
+    document.Erase(entry);
     members.Erase(*index);
     member.SetModified(false);
-    document.Erase(entry);
 }
 
 Ref<Object> FindBelow(Object& top, const GUID& id) {

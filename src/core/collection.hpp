@@ -57,6 +57,7 @@ public:
     static constexpr std::u16string_view kErrorSource{};
 
 private:
+    Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
     Ref<Object> Member(std::size_t index) const;
     void Detach(ItemBase& member, std::size_t likely);
 };

@@ -22,7 +22,7 @@ public:
     virtual Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) = 0;
     // Takes a new object into the directory under a new ID.
     virtual Entry& Enter(Object& object, Entry& owner) = 0;
-    // Takes an object out; it is orphaned from now on.
+    // Takes an object out; it is orphaned from now on. All or nothing; of one entered since the last save, never fails.
     virtual void Erase(Entry& entry) = 0;
     // The owner of an object that was reached without one; throws 4009 when nothing in the document owns it.
     virtual Entry& OwnerOf(Entry& entry) = 0;

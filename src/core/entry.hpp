@@ -47,6 +47,7 @@ public:
     bool changed = false;         // waits for the next save
     LONG storedLocks = 0;         // the counter as the open file has it
     std::uint64_t order = 0;      // rises with every entry made
+    bool eventWaits = false;      // in the event queue of the call under way
     Entry* newer = nullptr;       // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
 

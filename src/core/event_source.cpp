@@ -54,16 +54,15 @@ EventSource::EventSource(Object& root) : root_(root) {}
 void EventSource::Fire(const PendingEvent& event) noexcept {
     if (sinks_.empty()) return;
     Guarded({}, [&] {
-        std::vector<DWORD> cookies;
-        for (const auto& [cookie, sink] : sinks_) cookies.push_back(cookie);
-        for (const DWORD cookie : cookies) {
-            const auto connected = sinks_.find(cookie);
-            if (connected == sinks_.end()) continue;
-            const Ref<IDispatch> sink = connected->second;
+        const DWORD last = sinks_.rbegin()->first;  // who connects meanwhile comes behind
+        for (auto next = sinks_.begin(); next != sinks_.end() && next->first <= last;) {
+            const DWORD cookie = next->first;
+            const Ref<IDispatch> sink = next->second;
             Guarded({}, [&] {
                 CallSink(*sink, event);
                 return S_OK;
             });
+            next = sinks_.upper_bound(cookie);
         }
         return S_OK;
     });

@@ -12,14 +12,16 @@ struct PendingEvent {
     Ref<Object> object;
     EventKind kind;
     LXEventType type;
-    GUID id;
 };
 
-// Marks the document modified and queues the event if anybody listens. A thread outside any call of the model queues
-// nothing.
+// Queues the event if anybody listens, and marks the document modified; a failure (no memory) does neither. Of each
+// object the first event of a call is queued, later ones are not. A thread outside any call of the model queues nothing.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type);
 
-// Delivers the calling thread's events in raising order, the first of each object, unless a call further out will.
+// The next `count` events cannot fail.
+void PrepareToRaise(std::size_t count);
+
+// Delivers the calling thread's events in raising order, unless a call further out will.
 void DeliverNow() noexcept;
 
 }  // namespace lumvex::inside

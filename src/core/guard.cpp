@@ -1,14 +1,13 @@
 #include "core/guard.hpp"
 
+#include <algorithm>
 #include <mutex>
 #include <new>
 #include <stdexcept>
-#include <unordered_set>
 #include <vector>
 
 #include "core/document.hpp"
 #include "core/events.hpp"
-#include "core/guid_order.hpp"
 
 namespace lumvex::inside {
 
@@ -55,11 +54,18 @@ Call::~Call() {
 
 unsigned CallDepth() noexcept { return context.depth; }
 
+// All entries of a queue are flagged, and one thread at a time has a queue: the lock's holder.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
+    Entry& entry = object.OwnEntry();
+    if (context.depth != 0 && document.IsObserved() && !entry.eventWaits) {
+        queued.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
+        entry.eventWaits = context.hasQueued = true;
+    }
     document.MarkModified();
-    if (context.depth == 0 || !document.IsObserved()) return;
-    queued.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type, object.OwnEntry().id});
-    context.hasQueued = true;
+}
+
+void PrepareToRaise(std::size_t count) {
+    if (queued.capacity() - queued.size() < count) queued.reserve(std::max(queued.size() + count, 2 * queued.capacity()));
 }
 
 // A handler may change the model: what it raises joins the queue behind what is already there. The error information of
@@ -67,13 +73,12 @@ void Raise(Document& document, EventKind kind, Object& object, LXEventType type)
 void DeliverNow() noexcept {
     if (!context.hasQueued || context.depth >= 2) return;
     const KeptErrorInfo kept;
-    std::unordered_set<GUID, GuidHash> delivered;
     for (std::size_t next = 0; next < queued.size(); ++next) {
         const PendingEvent event = queued[next];
-        if (!delivered.insert(event.id).second) continue;
         const Entry& entry = event.object->OwnEntry();
         if (entry.document) entry.document->Fire(event);
     }
+    for (const PendingEvent& event : queued) event.object->OwnEntry().eventWaits = false;
     queued.clear();
     context.hasQueued = false;
 }

@@ -24,6 +24,13 @@ T ValueAt(const SortedRecords::Record& record, std::size_t offset) {
     return value;
 }
 
+// Room for so many more elements, so that adding them cannot fail.
+template <class T>
+void MakeRoom(std::vector<T>& vector, std::size_t more) {
+    const std::size_t needed = vector.size() + more;
+    if (vector.capacity() < needed) vector.reserve(std::max(needed, 2 * vector.capacity()));
+}
+
 bool IsEntered(const Ref<Entry>& entry) { return entry->document != nullptr; }
 
 constexpr std::size_t kSecondAt = 16, kClassAt = 32, kTagAt = 48;
@@ -79,6 +86,9 @@ Entry& Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     entry->document = &owner_;
     entry->order = nextOrder_++;
     if (const auto locks = locks_.Find(id)) entry->locks = entry->storedLocks = ValueAt<LONG>(*locks, kLocksAt);
+    // Closing the file puts every entry into these lists.
+    MakeRoom(added_, entries_.Count() + 1);
+    MakeRoom(changed_, entries_.Count() + 1);
     entries_.Add(entry);
     return *entry;
 }
@@ -94,11 +104,13 @@ Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent)
 }
 
 void Directory::Erase(Entry& entry) {
+    if (entry.stored) MakeRoom(removedStreams_, 1);
+    if (entry.storedLocks != 0) MakeRoom(removedLocks_, 1);
+    if (entry.listed) removedEntries_.insert(entry.id);
     const Ref<Entry> kept(&entry);
     const Ref<Object> object = std::exchange(entry.object, nullptr);  // released last
     if (object) Unlink(entry);
     if (entry.stored) removedStreams_.push_back(entry.id);
-    if (entry.listed) removedEntries_.insert(entry.id);
     if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
     entries_.Take(entry.id);
     entry.document = nullptr;  // the lists of what is added and changed pass over it from now on
@@ -117,18 +129,13 @@ void Directory::Rekey(Entry& entry, const GUID& id) {
     entries_.Add(std::move(own));
 }
 
-void Directory::Clear() {
-    // Released once nothing refers to the directory any more, and in the order of use: mostly as they lie in memory.
-    std::vector<Ref<Object>> objects;
-    objects.reserve(loadedCount_);
-    for (Entry* entry = oldest_; entry; entry = entry->newer) objects.push_back(std::exchange(entry->object, nullptr));
+void Directory::Clear(Entry* keptRoot) noexcept {
+    Ref<Entry> root = keptRoot ? entries_.Take(keptRoot->id) : nullptr;
     for (std::size_t at = 0; at < entries_.Count(); ++at) {
-        Entry& entry = entries_.At(at);
-        entry.document = nullptr;
-        entry.parent = nullptr;
-        entry.newer = entry.older = nullptr;
+        entries_.At(at).document = nullptr;
+        entries_.At(at).parent = nullptr;
     }
-    entries_.Clear();
+    entries_.Clear();  // the loaded ones live on with their objects
     changed_.clear();
     added_.clear();
     removedEntries_.clear();
@@ -136,23 +143,34 @@ void Directory::Clear() {
     removedLocks_.clear();
     table_.Close();
     locks_.Close();
-    newest_ = oldest_ = nullptr;
+    if (root) {
+        keptRoot->listed = false;
+        entries_.Add(std::move(root));  // there is room for it where it was
+        added_.push_back(Ref<Entry>(keptRoot));
+    }
+    newest_ = nullptr;
     loadedCount_ = 0;
-}
-
-void Directory::Readd(Entry& root) {
-    root.document = &owner_;
-    root.listed = false;
-    entries_.Add(Ref<Entry>(&root));
-    added_.push_back(Ref<Entry>(&root));
+    // Nothing refers to the directory any more. In the order of use objects mostly go as they lie in memory.
+    for (Entry* next = std::exchange(oldest_, nullptr); next;) {
+        Entry& entry = *std::exchange(next, next->newer);
+        entry.newer = entry.older = nullptr;
+        const Ref<Object> object = std::exchange(entry.object, nullptr);
+    }
 }
 
 // ---- the load cache -------------------------------------------------------------------------------------------------
 
 void Directory::Loaded(Entry& entry, Ref<Object> object) {
+    MakeRoom(changed_, loadedCount_ + 1);
     entry.object = std::move(object);
     Link(entry);
     Evict();
+}
+
+void Directory::Unload(Entry& entry) noexcept {
+    Unlink(entry);
+    if (std::exchange(entry.changed, false)) std::erase(changed_, Ref<Entry>(&entry));
+    entry.object = nullptr;
 }
 
 void Directory::Link(Entry& entry) noexcept {
@@ -257,7 +275,17 @@ std::vector<std::byte> Directory::Locks() const {
     return table;
 }
 
-void Directory::Saved(const std::vector<Ref<Entry>>& written) {
+SortedRecords Directory::NextTable(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content) {
+    return SortedRecords(kTableRecord, std::move(source), content);
+}
+
+SortedRecords Directory::NextLocks(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content) {
+    return SortedRecords(kLocksRecord, std::move(source), content);
+}
+
+void Directory::Saved(const std::vector<Ref<Entry>>& written, NextTables&& tables) noexcept {
+    if (tables.table) table_ = *std::move(tables.table);
+    if (tables.locks) locks_ = *std::move(tables.locks);
     for (const Ref<Entry>& entry : written) {
         entry->stored = true;
         entry->changed = false;
@@ -292,12 +320,15 @@ void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<co
     });
 }
 
-void Directory::CloseFile() {
-    const ClassInfo& root = owner_.RootObject().Class();
-    for (const Ref<Entry>& entry : LoadedEntries()) {
+void Directory::ReadFromTable() {
+    for (Entry* entry = oldest_; entry; entry = entry->newer) {
         if (!entry->listed) continue;
         if (const auto record = table_.Find(entry->id)) entry->second = ValueAt<GUID>(*record, kSecondAt);
     }
+}
+
+void Directory::CloseFile() noexcept {
+    const ClassInfo& root = owner_.RootObject().Class();
     changed_.clear();
     added_.clear();
     for (std::size_t at = 0; at < entries_.Count();) {

@@ -31,14 +31,14 @@ public:
     void List(Entry& entry);  // an object that the file has but its table does not
     void Erase(Entry& entry);
     void Rekey(Entry& entry, const GUID& id);
-    void Clear();  // orphans everything
-    void Readd(Entry& root);  // after Clear: a root outlives its tree
+    void Clear(Entry* keptRoot = nullptr) noexcept;  // orphans everything but a root that outlives its tree
 
     // Every object, known or stored, whose class the test accepts; ascending by ID.
     std::vector<GUID> IdsOf(bool (*accepts)(const ClassInfo&)) const;
 
     // ---- the load cache ----
     void Loaded(Entry& entry, Ref<Object> object);  // takes the directory's own reference
+    void Unload(Entry& entry) noexcept;             // as if it had not been loaded
     void Touch(Entry& entry) noexcept;              // used now
     void SetBounds(LONG lower, LONG upper) noexcept;
     void Evict() noexcept;                          // when more than the upper bound are loaded: the longest unused
@@ -47,7 +47,7 @@ public:
     LONG upperBound = std::numeric_limits<LONG>::max();
 
     // ---- what the next save has to write ----
-    void MarkChanged(Entry& entry);
+    void MarkChanged(Entry& entry);  // of a loaded object: cannot fail
     std::vector<Ref<Entry>> ChangedEntries() const;  // in the order in which they changed
     std::vector<Ref<Entry>> LoadedEntries() const;   // in the order in which they were made
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
@@ -55,14 +55,23 @@ public:
     bool LocksChanged() const { return !LockChanges().Empty(); }
     std::vector<std::byte> Table() const;  // "ROOTDIR-V100" as it has to stand
     std::vector<std::byte> Locks() const;  // "LOCKS-V100"; empty when every counter is 0
-    void Saved(const std::vector<Ref<Entry>>& written);
+    // The tables as the file has them after a save; none where they stay as they are. Made before the commit, so that
+    // nothing can fail behind it.
+    struct NextTables {
+        std::optional<SortedRecords> table, locks;
+    };
+    static SortedRecords NextTable(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
+    static SortedRecords NextLocks(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
+    void Saved(const std::vector<Ref<Entry>>& written, NextTables&& tables) noexcept;
 
     // ---- the tables in the file; null: the file has none ----
     // The class under which a table lists an object; null when it does not, or when this program does not know it.
     static const ClassInfo* ListedClass(const std::shared_ptr<const ByteSource>& table, const GUID& id);
     void Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks);
-    // The file goes away: entries without a loaded object go with it, the others wait for the next save.
-    void CloseFile();
+    // The file goes away: entries without a loaded object go with it, the others wait for the next save. What the table
+    // alone knows of these has been read before.
+    void ReadFromTable();
+    void CloseFile() noexcept;
 
 private:
     static constexpr std::size_t kTableRecord = 52;  // ID, second ID, class ID, tag

@@ -20,9 +20,9 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
 
 class FileSource final : public ByteSource {
 public:
-    FileSource(std::shared_ptr<DocumentFile> file, std::u16string name, compound::Stream stream)
+    FileSource(std::shared_ptr<DocumentFile> file, std::u16string name, std::optional<compound::Stream> stream)
         : file_(std::move(file)), name_(std::move(name)), stream_(std::move(stream)),
-          generation_(file_->Generation()) {}
+          generation_(stream_ ? file_->Generation() : 0) {}
 
     std::uint64_t Size() const override { return Current().Size(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
@@ -39,12 +39,12 @@ private:
             stream_ = OnStorage([&] { return file_->File().Get(name_); });
             generation_ = file_->Generation();
         }
-        return stream_;
+        return *stream_;
     }
 
     std::shared_ptr<DocumentFile> file_;
     std::u16string name_;
-    mutable compound::Stream stream_;
+    mutable std::optional<compound::Stream> stream_;
     mutable std::uint64_t generation_;
 };
 
@@ -96,6 +96,10 @@ std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view n
     std::vector<std::byte> bytes(static_cast<std::size_t>(stream->Size()));
     OnStorage([&] { stream->Read(0, bytes); });
     return std::make_shared<MemorySource>(std::move(bytes));
+}
+
+std::shared_ptr<const ByteSource> DocumentFile::Later(std::u16string_view name) {
+    return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), std::nullopt);
 }
 
 bool DocumentFile::Contains(std::u16string_view name) const {

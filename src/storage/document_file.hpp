@@ -39,6 +39,8 @@ public:
     std::shared_ptr<const ByteSource> Find(std::u16string_view name);
     // The same for an object's record, which is read once and from its beginning: a short one is read now.
     std::shared_ptr<const ByteSource> FindRecord(std::u16string_view name);
+    // A stream that the next commit or file brings: found when it is first read.
+    std::shared_ptr<const ByteSource> Later(std::u16string_view name);
     bool Contains(std::u16string_view name) const;
 
     void Commit();
@@ -49,7 +51,7 @@ public:
 
 private:
     std::unique_ptr<compound::CompoundFile> file_;
-    std::uint64_t generation_ = 0;
+    std::uint64_t generation_ = 1;
 };
 
 // The file that a client's text names. Ill-formed UTF-16 becomes U+FFFD; embedded zeros are an invalid name.

@@ -43,8 +43,9 @@ public:
         return taken;
     }
 
-    void Clear() {
-        slots_.clear();
+    // Keeps the room: adding as many as there were cannot fail.
+    void Clear() noexcept {
+        std::ranges::fill(slots_, Slot());
         entries_.clear();
     }
 

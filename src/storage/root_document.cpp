@@ -40,7 +40,7 @@ void RootDocument::Construct(std::u16string_view name) {
     Bind(entry);
     RecordWriter blank;
     Class().save(*this, blank);
-    blankRecord_ = blank.Joined();
+    blankRecord_ = std::make_shared<MemorySource>(blank.Joined());
 }
 
 LXAccessMode RootDocument::AccessMode() const {
@@ -110,7 +110,9 @@ Ref<Object> RootDocument::Reach(Entry& entry) {
     object->Bind(entry);
     ReadObject(*object, source);
     directory_.Loaded(entry, object);
+    Rollback unload([&] { directory_.Unload(entry); });
     object->Arrived(Arrival::Loaded);
+    unload.Done();
     return object;
 }
 
@@ -145,8 +147,10 @@ Ref<Object> RootDocument::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
     } else {
         child->Bind(*entry);
         directory_.Loaded(*entry, child);
+        Rollback unload([&] { directory_.Unload(*entry); });
         MarkChanged(*child);
         child->Arrived(Arrival::Made);
+        unload.Done();
     }
     return child;
 }
@@ -323,7 +327,6 @@ void RootDocument::LoadTree(RecordReader reader, VersionWord version) {
     if (!OpenTables()) RebuildDirectory();
 }
 
-// False where the file has no directory table.
 bool RootDocument::OpenTables() {
     auto table = file_->Find(kDirectoryStream);
     const bool hasTable = table != nullptr;
@@ -339,13 +342,11 @@ void RootDocument::RebuildDirectory() {
     });
 }
 
-void RootDocument::Empty() {
-    Entry& own = OwnEntry();
-    const Ref<Entry> kept(&own);
-    directory_.Clear();
-    directory_.Readd(own);
+// Needs no memory: an open that fails ends here.
+void RootDocument::Empty() noexcept {
+    directory_.Clear(&OwnEntry());
     links_.Forget();
-    RecordReader blank(std::make_shared<MemorySource>(blankRecord_));
+    RecordReader blank(blankRecord_);
     Class().load(*this, blank, Class().version);
     Materialise();
     LoadSettings(nullptr);

@@ -90,8 +90,8 @@ private:
     RecordReader OpenRootRecord(VersionWord& version);
     void LoadTree(RecordReader reader, VersionWord version);
     void RebuildDirectory();
-    bool OpenTables();
-    void Empty();  // no tree, as a new root
+    bool OpenTables();  // false where the file has no directory table
+    void Empty() noexcept;  // no tree, as a new root
     Ref<Object> Reach(Entry& entry);
     Entry& Checked(const Reference& reference, const ClassInfo& classInfo, Entry& owner);
 
@@ -106,7 +106,7 @@ private:
     int SectorVersionFor(const Objects& objects) const;
     void WriteRoot(compound::CompoundFile& file) const;
     void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
-    void WriteTables(compound::CompoundFile& file, bool all) const;
+    Directory::NextTables WriteTables(compound::CompoundFile& file, bool all) const;
     void CopyStreams(compound::CompoundFile& to, const Objects& rewritten);
 
     std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();
@@ -118,7 +118,7 @@ private:
     bool mayLackObjects_ = false;           // a file was closed: what was not loaded went with it
     EventSource events_{*this};
     LinkIndex links_;
-    std::vector<std::byte> blankRecord_;    // the root's own fields as a new root has them
+    std::shared_ptr<const ByteSource> blankRecord_;  // the root's own fields as a new root has them
     Directory directory_{*this};
 };
 

@@ -53,17 +53,17 @@ void RootDocument::SaveFile() {
     if (!file_->IsOpen()) throw Failure(Message::NoFile);
     if (IsReadOnly()) throw Failure(kAccessDenied);
     const Objects objects = ObjectsToWrite();
+    Directory::NextTables tables;
     Transaction transaction(*file_);
     OnStorage([&] {
         compound::CompoundFile& file = file_->File();
         WriteRoot(file);
         WriteObjects(file, objects);
         for (const GUID& id : directory_.RemovedStreams()) RemoveStream(file, StreamNameOf(id));
-        WriteTables(file, false);
+        tables = WriteTables(file, false);
     });
     transaction.Commit();
-    directory_.Saved(objects);
-    OpenTables();
+    directory_.Saved(objects, std::move(tables));
 }
 
 void RootDocument::SaveFileAs(std::u16string_view path) {
@@ -75,21 +75,22 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
     std::filesystem::path bound = std::filesystem::absolute(given, error);
     const Objects objects = ObjectsToWrite();
     auto created = CreateCompoundFile(given, Access(), SectorVersionFor(objects));
+    Directory::NextTables tables;
     OnStorage([&] {
         WriteRoot(*created);
         if (file_->IsOpen()) CopyStreams(*created, objects);
         WriteObjects(*created, objects);
-        WriteTables(*created, true);
-        created->Commit();
+        tables = WriteTables(*created, true);
+        created->Commit();  // nothing can fail from here on
     });
     path_ = std::move(bound);
     file_->Replace(std::move(created));
     mayLackObjects_ = false;
-    directory_.Saved(objects);
-    OpenTables();
+    directory_.Saved(objects, std::move(tables));
 }
 
-// What is loaded stays usable without the file: lists and arrays that still stand in it are read now.
+// What is loaded stays usable without the file: lists and arrays that still stand in it are read now. The file goes also
+// where that fails.
 void RootDocument::CloseFile() {
     if (!file_->IsOpen()) return;
     struct Release {
@@ -103,6 +104,7 @@ void RootDocument::CloseFile() {
     } release{*this};
     Materialise();
     for (const Ref<Entry>& entry : directory_.LoadedEntries()) entry->object->Materialise();
+    directory_.ReadFromTable();
     if (!IsReadOnly()) documentModified_ = false;
 }
 
@@ -189,10 +191,16 @@ void RootDocument::WriteObjects(compound::CompoundFile& file, const Objects& obj
     }
 }
 
-void RootDocument::WriteTables(compound::CompoundFile& file, bool all) const {
-    if (all || directory_.TableChanged()) WriteStream(file, kDirectoryStream, directory_.Table());
+Directory::NextTables RootDocument::WriteTables(compound::CompoundFile& file, bool all) const {
+    Directory::NextTables next;
+    if (all || directory_.TableChanged()) {
+        const std::vector<std::byte> table = directory_.Table();
+        WriteStream(file, kDirectoryStream, table);
+        next.table = Directory::NextTable(file_->Later(kDirectoryStream), table);
+    }
     if (all || directory_.LocksChanged()) {
         const std::vector<std::byte> locks = directory_.Locks();
+        next.locks = Directory::NextLocks(file_->Later(kLocksStream), locks);
         if (!locks.empty())
             WriteStream(file, kLocksStream, locks);
         else
@@ -205,6 +213,7 @@ void RootDocument::WriteTables(compound::CompoundFile& file, bool all) const {
         versions.U32(each->version.Word());
     }
     WriteStream(file, kVersionInfoStream, versions);
+    return next;
 }
 
 // Every stream that this save does not write itself goes along, those of classes this program does not know included.

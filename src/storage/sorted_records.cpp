@@ -11,6 +11,14 @@ namespace {
 constexpr std::size_t kCountSize = 4;
 }
 
+SortedRecords::SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source,
+                             std::span<const std::byte> content)
+    : recordSize_(recordSize) {
+    if (content.empty()) return;
+    source_ = std::move(source);
+    count_ = (content.size() - kCountSize) / recordSize_;
+}
+
 void SortedRecords::Open(std::shared_ptr<const ByteSource> source) {
     std::uint32_t count = 0;
     source->Read(0, std::as_writable_bytes(std::span(&count, 1)));

@@ -22,6 +22,8 @@ public:
     };
 
     explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
+    // A table whose content is known and will stand in the source; none for an empty one.
+    SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
 
     // Reads the count; one that the stream cannot hold fails with the read fault.
     void Open(std::shared_ptr<const ByteSource> source);

@@ -1,20 +1,23 @@
 // Every allocation of a call fails in turn: the call answers by a status and leaves what was there.
-#include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <new>
 
-#include "core/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "storage/hand_made.hpp"
+#include "lumvex/events.hpp"
+#include "model/documents.hpp"
 
 namespace {
 
-// Counts down on the thread that is being tested; at 0 an allocation fails, and so do all that follow until it is off.
+// Counts down on the thread that is being tested; at 0 an allocation fails, and so do all that follow until it is off
+// (or, with onlyOne, none of them).
 thread_local long allocationsLeft = -1;
+thread_local bool onlyOne = false, failed = false;
 
 void* Allocate(std::size_t size) {
     if (allocationsLeft >= 0 && allocationsLeft-- == 0) {
-        allocationsLeft = 0;
+        failed = true;
+        if (!onlyOne) allocationsLeft = 0;
         return nullptr;
     }
     return std::malloc(size != 0 ? size : 1);
@@ -32,26 +35,51 @@ void* Allocate(std::size_t size) {
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
+// Nothing here cuts the power; waiting for the disk would be most of the time.
+extern "C" {
+int fdatasync(int) { return 0; }
+int fsync(int) { return 0; }
+}
+
 namespace lumvex::tests {
 namespace {
 
-// Runs `call` until it needs no allocation that fails, checking the state after every failure. Answers how often it
-// failed.
+// Runs `call` with its first allocation failing, then with its second, until there is no further one; after each one
+// `check(status)`. Where one failure does no harm, the call is carried out.
+template <class Call, class Check>
+void FailEachAllocation(Call call, Check check) {
+    for (const bool one : {false, true}) {
+        for (int at = 0;; ++at) {
+            SCOPED_TRACE("allocation " + std::to_string(at) + (one ? " alone" : " and all behind it"));
+            std::function<HRESULT()> prepared = call();
+            failed = false;
+            onlyOne = one;
+            allocationsLeft = at;
+            const HRESULT status = prepared();
+            allocationsLeft = -1;
+            TakeErrorInfo();
+            if (FAILED(status)) {
+                EXPECT_EQ(InHex(status), InHex(E_OUTOFMEMORY));
+                EXPECT_TRUE(failed);
+            }
+            check(status);
+            if (::testing::Test::HasFailure() || !failed) return;
+        }
+    }
+}
+
+// The same for a call that can be repeated until it comes through. Answers how often it failed.
 template <class Call, class Check>
 int FailEveryAllocation(Call call, Check check) {
-    for (int at = 0;; ++at) {
-        allocationsLeft = at;
-        const HRESULT status = call();
-        const bool reached = allocationsLeft == 0;
-        allocationsLeft = -1;
-        TakeErrorInfo();
-        if (SUCCEEDED(status)) return at;
-        SCOPED_TRACE("allocation " + std::to_string(at));
-        EXPECT_EQ(InHex(status), InHex(E_OUTOFMEMORY));
-        EXPECT_TRUE(reached);
-        check();
-        if (at > 100000 || ::testing::Test::HasFailure()) return at;
-    }
+    int failures = 0;
+    bool done = false;
+    const auto checkFailure = [&](HRESULT status) {
+        done = SUCCEEDED(status);
+        failures += done ? 0 : 1;
+        if (!done) check();
+    };
+    FailEachAllocation([&] { return [&] { return done ? S_OK : call(); }; }, checkFailure);
+    return failures;
 }
 
 class Allocation : public ::testing::Test {
@@ -121,9 +149,180 @@ TEST_F(Allocation, PutsAndAdds) {
 }
 
 TEST_F(Allocation, RemovalIsAllOrNothing) {
+    project.SaveFileAs(PathText(folder / "a.lvx"));
     const Data data = project.Data();
     FailEveryAllocation([&] { return data.Get()->Remove(2); }, [&] { ExpectUnchanged(); });
     EXPECT_EQ(data.Count(), 1);
+}
+
+TEST_F(Allocation, AnAddThatFailsIsNeitherToldNorAChange) {
+    const std::filesystem::path path = folder / "a.lvx";
+    MakeDocument(path, 40);
+    const Bstr name(u"added");
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            project = Opened(path);
+            return [&, data = project.Data(), told = std::make_shared<int>(0)] {
+                const long wanted = std::exchange(allocationsLeft, -1);
+                const Subscription subscription(project, [told](const lumvex::Change&) { ++*told; });
+                IDatum* added = nullptr;
+                allocationsLeft = wanted;
+                const HRESULT status = data.Get()->Add(name.get(), &added);
+                allocationsLeft = -1;
+                EXPECT_EQ(*told, SUCCEEDED(status) ? 2 : 0);
+                EXPECT_EQ(added != nullptr, SUCCEEDED(status));
+                if (added) added->Release();
+                return status;
+            };
+        },
+        [&](HRESULT status) {
+            EXPECT_EQ(project.Data().Count(), SUCCEEDED(status) ? 41 : 40);
+            EXPECT_EQ(static_cast<const VARIANT&>(project.Modified()).boolVal != 0, SUCCEEDED(status));
+        });
+}
+
+class AllocationOfFiles : public ::testing::Test {
+protected:
+    AllocationOfFiles() {
+        MakeDocument(original, 6);
+        MakeDocument(other, 3);
+    }
+    // The memory of a failed save takes part in the next one, which has to be as good as any.
+    void ExpectSavedNow(const std::string& content) {
+        project.SaveFile();
+        EXPECT_EQ(Seen(project), content);
+        project = Project();
+        EXPECT_EQ(Seen(path), content);
+        EXPECT_TRUE(CheckDocument(path).empty());
+    }
+    static void Copy(const std::filesystem::path& from, const std::filesystem::path& to) {
+        std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
+    }
+
+    const Folder folder;
+    const std::filesystem::path path = folder / "a.lvx", original = folder / "original.lvx", other = folder / "other.lvx";
+    const Bstr pathText{PathText(path)};
+    Project project = Project::Create();
+};
+
+TEST_F(AllocationOfFiles, ANewDocumentIsSavedOrNot) {
+    std::string content;
+    FailEachAllocation(
+        [&] {
+            std::filesystem::remove(path);
+            project = Project::Create();
+            for (int member = 0; member < 5; ++member) project.Data().Add(u"member");
+            content = Seen(project);
+            return [&] { return project.Get()->SaveFileAs(pathText.get()); };
+        },
+        [&](HRESULT status) {
+            EXPECT_EQ(Seen(project), content);
+            EXPECT_EQ(std::filesystem::exists(path), SUCCEEDED(status));
+            if (FAILED(status)) {
+                EXPECT_EQ(project.Get()->SaveFile(), inside::StatusOf(inside::Message::NoFile));
+                project.SaveFileAs(PathText(path));
+            }
+            ExpectSavedNow(content);
+        });
+}
+
+TEST_F(AllocationOfFiles, ADocumentIsReplacedOrNot) {
+    const std::string before = Seen(other);
+    std::string content;
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            Copy(other, path);
+            Copy(original, folder / "work.lvx");
+            project = Opened(folder / "work.lvx");
+            ChangeEverything(project, 1);
+            content = Seen(project);
+            return [&] { return project.Get()->SaveFileAs(pathText.get()); };
+        },
+        [&](HRESULT status) {
+            EXPECT_EQ(Seen(project), content);
+            if (FAILED(status)) {
+                EXPECT_EQ(Seen(path), before);
+                project.SaveFileAs(PathText(path));
+            }
+            ExpectSavedNow(content);
+        });
+}
+
+TEST_F(AllocationOfFiles, ChangesAreSavedOrNot) {
+    const std::string before = Seen(original);
+    std::string content;
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            Copy(original, path);
+            project = Opened(path, LX_SHARE_READWRITE);
+            ChangeEverything(project, 1);
+            project.SaveFile();
+            ChangeEverything(project, 2);
+            content = Seen(project);
+            return [&, saved = Seen(path)] {
+                const HRESULT status = project.Get()->SaveFile();
+                allocationsLeft = -1;
+                EXPECT_EQ(Seen(path), SUCCEEDED(status) ? content : saved);
+                return status;
+            };
+        },
+        [&](HRESULT) {
+            EXPECT_EQ(Seen(project), content);
+            ExpectSavedNow(content);
+        });
+}
+
+TEST_F(AllocationOfFiles, ADocumentIsOpenedReadAndClosedOrNot) {
+    const std::string content = Seen(original);
+    const Bstr from(PathText(original));
+    std::u16string id;
+    FailEachAllocation(
+        [&] {
+            project = Project::Create();
+            id = project.ID();
+            return [&] { return project.Get()->OpenFile(from.get()); };
+        },
+        [&](HRESULT status) {
+            if (FAILED(status)) {
+                EXPECT_EQ(project.ID(), id);
+                EXPECT_EQ(project.Get()->SaveFile(), inside::StatusOf(inside::Message::NoFile));
+                EXPECT_EQ(project.Data().Count(), 0);
+                project.OpenFile(PathText(original));
+            }
+            EXPECT_EQ(Seen(project), content);
+        });
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            project = Opened(original);
+            return [&]() -> HRESULT {
+                try {
+                    Seen(project);
+                    return S_OK;
+                } catch (const Error& error) {
+                    return error.Status();
+                } catch (const std::bad_alloc&) {
+                    return E_OUTOFMEMORY;
+                }
+            };
+        },
+        [&](HRESULT) { EXPECT_EQ(Seen(project), content); });
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            project = Opened(original);
+            EXPECT_EQ(project.Data().Item(6).SampleRate(), 48000);
+            return [&] { return project.Get()->CloseFile(); };
+        },
+        [&](HRESULT) {
+            EXPECT_EQ(project.Get()->SaveFile(), inside::StatusOf(inside::Message::NoFile));
+            EXPECT_EQ(Seen(original), content) << "closed, so that others can open it";
+        });
+    project = Project();
+    EXPECT_EQ(inside::LiveObjects(), 0u);
 }
 
 }  // namespace

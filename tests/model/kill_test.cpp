@@ -8,9 +8,8 @@
 
 #include <set>
 
-#include "core/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "storage/hand_made.hpp"
+#include "model/documents.hpp"
 
 namespace {
 
@@ -58,36 +57,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Everything a client sees of a document.
-std::string Seen(const fs::path& path) {
-    Project project = Project::Create();
-    project.AccessMode(LX_SHARE_READ);
-    project.OpenFile(PathText(path));
-    std::string seen = ToUtf8(project.ID()) + " " + std::to_string(project.Units());
-    for (const Datum& datum : project.Data()) {
-        seen += "\n" + ToUtf8(datum.Name()) + " " + std::to_string(datum.SampleRate()) + " " +
-                std::to_string(datum.Locks());
-        for (const double value : ContentOf(datum.Data()).values) seen += " " + std::to_string(value);
-    }
-    return seen;
-}
-
-Project Opened(const fs::path& path) {
-    Project project = Project::Create();
-    project.OpenFile(PathText(path));
-    return project;
-}
-
-void Change(Project& project, LONG round) {
-    Data data = project.Data();
-    data.Item(2).SampleRate(round);
-    data.Item(3).Data(Floats(std::vector<float>(2000, static_cast<float>(round))));
-    data.Item(4).Locks(round);
-    data.Remove(1);
-    for (int member = 0; member < 3; ++member) data.Add(u"new in round " + FromUtf8(std::to_string(round)));
-    project.Units(static_cast<LXUnits>(round));
-}
-
 // Runs `work` in a process of its own that dies at its nth write; answers whether it came to its end. `prepare` is not
 // counted.
 template <class Prepare, class Work>
@@ -111,13 +80,6 @@ bool RunToWrite(long nth, Prepare prepare, Work work) {
 
 class Killed : public ::testing::Test {
 protected:
-    // A document of `members` with an array of 40 numbers each.
-    void Make(const fs::path& file, int members) {
-        Project project = Project::Create();
-        for (int member = 0; member < members; ++member)
-            project.Data().Add(FromUtf8(std::to_string(member))).Data(Floats(std::vector<float>(40, 1.0f)));
-        project.SaveFileAs(PathText(file));
-    }
     void ExpectSound(const fs::path& file) {
         for (const DocumentProblem& problem : CheckDocument(file))
             ADD_FAILURE() << problem.where << ": " << problem.what;
@@ -129,15 +91,15 @@ protected:
 
 TEST_F(Killed, AtEveryWriteOfTwoSaves) {
     for (const int members : {5, 400}) {
-        Make(original, members);
+        MakeDocument(original, members);
         const auto prepare = [&] {
             Project project = Opened(path);
-            Change(project, 1);
+            ChangeEverything(project, 1);
             return project;
         };
         const auto work = [](Project& project) {
             project.SaveFile();
-            Change(project, 2);
+            ChangeEverything(project, 2);
             project.SaveFile();
         };
         std::set<std::string> seen;
@@ -158,9 +120,9 @@ TEST_F(Killed, AtEveryWriteOfTwoSaves) {
 }
 
 TEST_F(Killed, AtEveryWriteOfASaveOverAnotherDocument) {
-    Make(original, 30);
+    MakeDocument(original, 30);
     const fs::path other = folder / "other.lvx";
-    Make(other, 3);
+    MakeDocument(other, 3);
     const std::string before = Seen(other);
     std::set<std::string> seen;
     for (long writes = 0;; ++writes) {

@@ -177,7 +177,6 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     draft.WriteOut();
 
     // What the switch needs is made before the commit point.
-    auto nextPending = std::make_shared<PendingChanges>();
     disk.Map();
     committed.ViewsMoved();
     disk.Adopt(header);
@@ -214,7 +213,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     state.space->ConfirmHold();
     state.committed->Retire();
     state.committed = std::move(next);
-    state.pending = std::move(nextPending);
+    state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
     ++disk.Counters().commits;

@@ -239,17 +239,17 @@ private:
 std::span<const std::byte> PosixFile::Map() {
     const std::uint64_t size = Size();
     if (size > mapped_) {
-        Unmap();
         constexpr std::uint64_t kRoom = std::uint64_t{64} << 20;
         const std::uint64_t room = access_ == Access::ReadShared ? 0 : std::max(kRoom, size / 2);
         for (const std::uint64_t wanted : {size + room, size}) {
             void* base = ::mmap(nullptr, wanted, PROT_READ, MAP_SHARED | MAP_NORESERVE, fd_.get(), 0);
             if (base == MAP_FAILED) continue;
+            Unmap();  // kept until there is another
             base_ = base;
             mapped_ = wanted;
             break;
         }
-        if (base_ == nullptr) throw SystemError(errno, Status::ReadFault, "map");
+        if (size > mapped_) throw SystemError(errno, Status::ReadFault, "map");
     }
     return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
 }
@@ -303,6 +303,10 @@ fs::path HiddenNameBeside(const fs::path& path) {
 
 void PosixFile::Publish() {
     if (published_) return;
+    // Whatever may be missing (the folder, memory) is found out before the name is given.
+    const fs::path folderPath = FolderOf(finalPath_);
+    const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
     if (temporaryPath_.empty()) {
         const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
         // The plain name first: where nothing has it yet, that is all there is to do.
@@ -310,10 +314,10 @@ void PosixFile::Publish() {
             published_ = true;
         } else {
             if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-            const fs::path beside = HiddenNameBeside(finalPath_);
+            fs::path beside = HiddenNameBeside(finalPath_);
             if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, beside.c_str(), AT_SYMLINK_FOLLOW) != 0)
                 throw SystemError(errno, Status::WriteFault, finalPath_.string());
-            temporaryPath_ = beside;
+            temporaryPath_ = std::move(beside);
         }
     }
     if (!published_) {
@@ -322,9 +326,7 @@ void PosixFile::Publish() {
         published_ = true;
     }
     replaced_ = Descriptor();
-    const Descriptor folder(::open(FolderOf(finalPath_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder || ::fsync(folder.get()) != 0)
-        throw SystemError(errno, Status::WriteFault, FolderOf(finalPath_).string());
+    if (::fsync(folder.get()) != 0) throw SystemError(errno, Status::WriteFault, folderPath.string());
 }
 
 }  // namespace

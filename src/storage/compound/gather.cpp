@@ -90,7 +90,7 @@ void CompoundFile::State::CutFreeTail() noexcept {
         volume.OnDisk().Resize(volume.OffsetOf(end));
         sectors.CutTo(end);
         volume.ForgetTail(volume.OffsetOf(end));
-    } catch (const Error&) {
+    } catch (const std::exception&) {
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 namespace lumvex::compound {
 
@@ -90,11 +91,16 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
     return at;
 }
 
-void PendingChanges::GiveSmall(std::byte* bytes, std::uint64_t size) {
+// Without memory to note it, it is not used again.
+void PendingChanges::GiveSmall(std::byte* bytes, std::uint64_t size) noexcept {
     const std::size_t sectors = MiniSectors(size);
     if (sectors == 0) return;
-    if (returned_.size() <= sectors) returned_.resize(sectors + 1);
-    returned_[sectors].push_back(bytes);
+    try {
+        if (returned_.size() <= sectors) returned_.resize(sectors + 1);
+        returned_[sectors].push_back(bytes);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
 }
 
 }  // namespace lumvex::compound

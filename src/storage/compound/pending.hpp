@@ -55,7 +55,7 @@ public:
     }
 
     std::byte* TakeSmall(std::uint64_t size);  // room for whole mini sectors
-    void GiveSmall(std::byte* bytes, std::uint64_t size);
+    void GiveSmall(std::byte* bytes, std::uint64_t size) noexcept;
 
 private:
     struct Slot {

@@ -35,6 +35,7 @@ struct CompoundFile::State {
     Access access;
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;
+    std::shared_ptr<PendingChanges> nextPending;  // empty, made before something becomes pending: takes its place later
     std::optional<Space> space;       // from the first write on
     std::optional<FreeMap> freeMini;  // of the committed state, once it was needed
     std::uint32_t lastGeneration;     // that was written, be it in vain
@@ -47,7 +48,7 @@ private:
     void MoveStreamsToFront();
     bool MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
-    void DropContent(Change& change);
+    void DropContent(Change& change) noexcept;
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, std::span<const Piece> content);
     void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,

@@ -59,14 +59,14 @@ void Volume::ForgetTail(std::uint64_t size) {
 }
 
 void Volume::Measure() {
-    const std::uint64_t sectors = SectorsFor(view_.size());
-    sectorCount_ =
-        sectors == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(sectors - 1, kMaxSector + 1ull));
+    const std::uint64_t whole = view_.size() >> shift_;
+    sectorCount_ = whole == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(whole - 1, kMaxSector + 1ull));
     lastSector_.clear();
     const std::size_t rest = view_.size() & (SectorSize() - 1);
-    if (sectorCount_ == 0 || rest == 0) return;
+    if (whole == 0 || rest == 0 || sectorCount_ > kMaxSector) return;
     lastSector_.assign(SectorSize(), std::byte{0});
     std::copy(view_.end() - static_cast<std::ptrdiff_t>(rest), view_.end(), lastSector_.begin());
+    ++sectorCount_;  // only now that it can be read
 }
 
 const std::byte* Volume::Sector(SectorId sector) {

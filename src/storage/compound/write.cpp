@@ -49,12 +49,13 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
 }  // namespace
 
 Space& CompoundFile::State::FreeSpace() {
+    if (!nextPending) nextPending = std::make_shared<PendingChanges>();
     if (!space) space.emplace(*committed, access == Access::Exclusive);
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
 }
 
-void CompoundFile::State::DropContent(Change& change) {
+void CompoundFile::State::DropContent(Change& change) noexcept {
     if (change.large) space->Discard(change.large->fresh);
     if (change.small != nullptr) pending->GiveSmall(change.small, change.size);
     change.kind = Change::Kind::Removed;
@@ -211,7 +212,7 @@ void CompoundFile::State::Revert() noexcept {
     pending->ForEach([this](Change& change) {
         if (change.large) space->Discard(change.large->fresh);
     });
-    pending = std::make_shared<PendingChanges>();
+    if (nextPending) pending = std::move(nextPending);
     volume.ForgetGathered();
 }
 
