@@ -166,7 +166,7 @@ void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
             out[at].vt = VT_R4;
             out[at].fltVal = static_cast<float>(value);
         } else if constexpr (std::is_same_v<T, BYTE>) {
-            out[at] = static_cast<BYTE>(std::clamp(value, 0.0, 255.0));
+            out[at] = value > 0.0 ? static_cast<BYTE>(std::min(value, 255.0)) : BYTE{0};  // NaN is not above 0
         } else {
             out[at] = static_cast<T>(value);
         }

@@ -17,7 +17,8 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
 
 // The stored array as the caller wants it: LX_R4 and LX_UI1 are copies with their bounds, LX_R8 and LX_VT are converted
 // and have lower bounds 0. Empty when nothing is stored or the type is none of these. Stored elements that are no 32-bit
-// floats are converted by their own type (to bytes: within 0..255); bytes and texts are answered as what they are.
+// floats are converted by their own type (to bytes: within 0..255, what is no
+// number is 0); bytes and texts are answered as what they are.
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type);
 
 // Arrays of numbers as the columns of one array of LX_R4, LX_R8 or LX_VT, with lower bounds 0 and as many rows as the

@@ -12,12 +12,14 @@ namespace {
 // Large streams with a part behind the middle, until they are most bytes together.
 std::vector<EntryId> StreamsBehind(Committed& committed, std::uint32_t middle, std::uint64_t most) {
     std::vector<EntryId> found;
-    std::uint64_t size = 0;
+    std::uint64_t size = 0, walked = 0;
     const int version = committed.OnDisk().Head().Version();
     WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(), [&](EntryId id, const Entry& entry) {
-        if (size > most || entry.Type() != EntryType::Stream || committed.IsMini(entry.Size(version))) return;
+        if (size > most || walked > committed.OnDisk().SectorCount()) return;  // then streams share sectors
+        if (entry.Type() != EntryType::Stream || committed.IsMini(entry.Size(version))) return;
         Chain chain(entry.Start());
         const std::vector<Run>& runs = chain.Runs(committed.Fat());
+        walked += chain.Length(committed.Fat());
         if (std::none_of(runs.begin(), runs.end(), [middle](const Run& run) { return run.first >= middle; })) return;
         found.push_back(id);
         size += entry.Size(version);
