@@ -20,7 +20,7 @@ Bstr::Bstr(std::u16string_view text) {
 }
 
 Variant::Variant(const VARIANT& other) : Variant() {
-    switch (VariantCopy(this, &other)) {
+    switch (VariantCopy(this, const_cast<VARIANT*>(&other))) {
         case S_OK:
             return;
         case E_OUTOFMEMORY:

@@ -69,10 +69,10 @@ void RootDocument::SaveFile() {
 void RootDocument::SaveFileAs(std::u16string_view path) {
     if (IsReadOnly()) throw Failure(kAccessDenied);
     const std::filesystem::path given = PathOf(path);
-    std::error_code error;
-    if (file_->IsOpen() && std::filesystem::equivalent(given, path_, error)) return SaveFile();
+    if (file_->IsOpen() && compound::IsSameFile(given, path_)) return SaveFile();
     if (!file_->IsOpen() && mayLackObjects_) CheckComplete();
-    std::filesystem::path bound = std::filesystem::absolute(given, error);
+    std::error_code ignored;
+    std::filesystem::path bound = std::filesystem::absolute(given, ignored);
     const Objects objects = ObjectsToWrite();
     auto created = CreateCompoundFile(given, Access(), SectorVersionFor(objects));
     Directory::NextTables tables;

@@ -70,6 +70,9 @@ enum class Access {
 // that is abandoned leaves nothing behind. ShareViolation where the existing file is open in a mode that forbids it.
 [[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, Access access);
 
+// Do both paths name one existing file, however they spell it?
+[[nodiscard]] bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
+
 // A file in memory, for tests and tools.
 [[nodiscard]] std::unique_ptr<File> MemoryFile(std::vector<std::byte> content = {});
 

@@ -365,4 +365,9 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     return file;
 }
 
+bool IsSameFile(const fs::path& left, const fs::path& right) {
+    std::error_code unequal;
+    return fs::equivalent(left, right, unequal);
+}
+
 }  // namespace lumvex::compound

@@ -1,0 +1,496 @@
+// Files of Windows. Everybody opens with all sharing allowed; who may be there beside whom is kept with locks on bytes
+// far beyond any file's end, the same bytes as on other systems:
+//
+//   byte                     shared                            exclusive
+//   kWriterByte                                                whoever writes
+//   kPresenceByte            readers, and a writer beside them whoever is alone
+//   kGenerationBytes + n     readers of generation n           for a moment, a writer that looks for readers
+//
+// clang-format off
+#define NOMINMAX
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#include <aclapi.h>
+// clang-format on
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "storage/compound/file.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kWriterByte = std::uint64_t{1} << 62;
+constexpr std::uint64_t kPresenceByte = kWriterByte + 1;
+constexpr std::uint64_t kGenerationBytes = kWriterByte + 16;
+constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
+
+constexpr DWORD kDiskQuotaExceeded = 1295;
+
+// Of the rename that replaces a file which others have open; SDKs before Windows 10 lack the names.
+constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
+constexpr DWORD kReplaceIfExists = 1, kPosixSemantics = 2;
+
+// For messages, as UTF-8; what is no text becomes U+FFFD.
+std::string Shown(const fs::path& path) {
+    const std::wstring& text = path.native();
+    const auto length = static_cast<int>(text.size());
+    std::string shown(3 * text.size(), '\0');
+    const int used = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, shown.data(), static_cast<int>(shown.size()),
+                                           nullptr, nullptr);
+    shown.resize(static_cast<std::size_t>(used));
+    return shown;
+}
+
+Error SystemError(DWORD code, Status otherwise, const std::string& what) {
+    Status status = otherwise;
+    switch (code) {
+        case ERROR_FILE_NOT_FOUND:
+            status = Status::NotFound;
+            break;
+        case ERROR_PATH_NOT_FOUND:
+        case ERROR_INVALID_DRIVE:
+        case ERROR_NOT_READY:
+        case ERROR_BAD_NETPATH:
+        case ERROR_BAD_NET_NAME:
+        case ERROR_DIRECTORY:
+            status = Status::PathNotFound;
+            break;
+        case ERROR_TOO_MANY_OPEN_FILES:
+            status = Status::TooManyOpenFiles;
+            break;
+        case ERROR_ACCESS_DENIED:
+        case ERROR_WRITE_PROTECT:
+        case ERROR_NETWORK_ACCESS_DENIED:
+            status = Status::AccessDenied;
+            break;
+        case ERROR_SHARING_VIOLATION:
+        case ERROR_LOCK_VIOLATION:
+            status = Status::ShareViolation;
+            break;
+        case ERROR_NOT_ENOUGH_MEMORY:
+        case ERROR_OUTOFMEMORY:
+            status = Status::NoMemory;
+            break;
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+        case kDiskQuotaExceeded:
+        case ERROR_FILE_TOO_LARGE:
+            status = Status::MediumFull;
+            break;
+        case ERROR_INVALID_NAME:
+        case ERROR_BAD_PATHNAME:
+        case ERROR_FILENAME_EXCED_RANGE:
+            status = Status::InvalidName;
+            break;
+        default:
+            break;
+    }
+    return Failure(status, what, ": error ", code);
+}
+
+// The path as the system takes it whatever its length: longer ones need the form that bypasses the 260 characters of
+// the plain one, and which must then be absolute and in its canonical spelling.
+std::wstring SystemPath(const fs::path& path) {
+    constexpr std::size_t kLongestPlain = 240;  // leaves room for a name beside the path
+    const std::wstring& given = path.native();
+    if (given.empty() || given.starts_with(LR"(\\?\)") || given.starts_with(LR"(\\.\)")) return given;
+    std::wstring full(given.size() + MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = ::GetFullPathNameW(given.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+        if (length == 0) throw SystemError(::GetLastError(), Status::InvalidName, Shown(path));
+        const bool complete = length < full.size();
+        full.resize(length);
+        if (complete) break;
+    }
+    if (full.size() <= kLongestPlain) return full;
+    if (full.starts_with(LR"(\\)")) return LR"(\\?\UNC)" + full.substr(1);
+    return LR"(\\?\)" + full;
+}
+
+class Handle {
+public:
+    Handle() = default;
+    explicit Handle(HANDLE handle) : handle_(handle) {}
+    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
+    Handle& operator=(Handle&& other) noexcept {
+        std::swap(handle_, other.handle_);
+        return *this;
+    }
+    ~Handle() { Close(); }
+    void Close() noexcept {
+        if (*this) ::CloseHandle(std::exchange(handle_, INVALID_HANDLE_VALUE));
+    }
+    HANDLE get() const { return handle_; }
+    explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE && handle_ != nullptr; }
+
+private:
+    HANDLE handle_ = INVALID_HANDLE_VALUE;
+};
+
+Handle Create(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags = 0) {
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    return Handle(::CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL | flags,
+                                nullptr));
+}
+
+OVERLAPPED At(std::uint64_t offset) {
+    OVERLAPPED at{};
+    at.Offset = static_cast<DWORD>(offset);
+    at.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return at;
+}
+
+// False where another open file stands in the way.
+bool TryLock(HANDLE file, DWORD flags, std::uint64_t start, std::uint64_t length) {
+    OVERLAPPED at = At(start);
+    if (::LockFileEx(file, flags, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at)) return true;
+    const DWORD code = ::GetLastError();
+    if (code == ERROR_LOCK_VIOLATION || code == ERROR_IO_PENDING) return false;
+    throw SystemError(code, Status::ShareViolation, "the file cannot be locked");
+}
+
+void Unlock(HANDLE file, std::uint64_t start, std::uint64_t length) noexcept {
+    OVERLAPPED at = At(start);
+    ::UnlockFileEx(file, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at);
+}
+
+void LockFor(HANDLE file, Access access, const fs::path& path) {
+    constexpr DWORD kNow = LOCKFILE_FAIL_IMMEDIATELY, kAlone = kNow | LOCKFILE_EXCLUSIVE_LOCK;
+    const bool free = (access == Access::ReadShared || TryLock(file, kAlone, kWriterByte, 1)) &&
+                      TryLock(file, access == Access::Exclusive ? kAlone : kNow, kPresenceByte, 1);
+    if (!free) throw Failure(Status::ShareViolation, Shown(path), " is open elsewhere");
+}
+
+std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!file || !::GetFileInformationByHandle(file.get(), &information)) return std::nullopt;
+    return information;
+}
+
+bool IsSame(const std::optional<BY_HANDLE_FILE_INFORMATION>& left,
+            const std::optional<BY_HANDLE_FILE_INFORMATION>& right) {
+    return left && right && left->dwVolumeSerialNumber == right->dwVolumeSerialNumber &&
+           left->nFileIndexHigh == right->nFileIndexHigh && left->nFileIndexLow == right->nFileIndexLow;
+}
+
+Handle OpenToAsk(const std::wstring& path) {
+    return Create(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
+}
+
+// Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
+Handle OpenLocked(const fs::path& path, Access access) {
+    const std::wstring systemPath = SystemPath(path);
+    const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
+    for (;;) {
+        Handle file = Create(systemPath, rights, OPEN_EXISTING);
+        if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, Shown(path));
+        if (::GetFileType(file.get()) != FILE_TYPE_DISK)
+            throw Failure(Status::AccessDenied, Shown(path), " is no regular file");
+        LockFor(file.get(), access, path);
+        const auto opened = InformationOf(file);
+        if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, Shown(path));
+        const Handle named = OpenToAsk(systemPath);
+        if (!named) {
+            if (::GetLastError() == ERROR_FILE_NOT_FOUND) throw Failure(Status::NotFound, Shown(path), " is gone");
+        } else if (IsSame(opened, InformationOf(named))) {
+            return file;
+        }
+    }
+}
+
+// The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
+Handle LockReplaced(const fs::path& path, Access access) {
+    try {
+        return OpenLocked(path, access);
+    } catch (const Error& error) {
+        if (error.status() == Status::NotFound) return Handle();
+        throw;
+    }
+}
+
+fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
+
+// Another name beside the path that nobody has.
+std::wstring HiddenNameBeside(const fs::path& path) {
+    std::random_device random;
+    return SystemPath(FolderOf(path) / (L".~" + std::to_wstring(random()) + std::to_wstring(random())));
+}
+
+// Who may use the replaced file may use the new one. Where the file system keeps no such list there is nothing to do.
+void CopyPermissions(const std::wstring& from, HANDLE to) {
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (::GetNamedSecurityInfoW(const_cast<wchar_t*>(from.c_str()), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                                nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS)
+        return;
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    if (::GetSecurityDescriptorControl(descriptor, &control, &revision) && (control & SE_DACL_PROTECTED) != 0)
+        ::SetSecurityInfo(to, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
+                          nullptr, list, nullptr);
+    ::LocalFree(descriptor);
+}
+
+class WindowsFile final : public File {
+public:
+    // With a path, a file under another name beside it that takes the path at Publish(). `replaced` is what stands
+    // there now, locked.
+    WindowsFile(Handle file, Access access, fs::path finalPath = {}, Handle replaced = {})
+        : file_(std::move(file)),
+          access_(access),
+          published_(finalPath.empty()),
+          finalPath_(std::move(finalPath)),
+          replaced_(std::move(replaced)) {}
+
+    ~WindowsFile() override {
+        Unmap();
+        CutShort();
+        if (published_) return;
+        FILE_DISPOSITION_INFO disposition{};
+        disposition.DeleteFile = TRUE;
+        ::SetFileInformationByHandle(file_.get(), FileDispositionInfo, &disposition, sizeof disposition);
+    }
+
+    std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
+    std::span<const std::byte> Map() override;
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
+    void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
+
+    void Flush() override {
+        if (!::FlushFileBuffers(file_.get())) throw SystemError(::GetLastError(), Status::WriteFault, "flush");
+    }
+
+    void Resize(std::uint64_t size) override;
+
+    void LockAsNew() { LockFor(file_.get(), access_, finalPath_); }
+
+    bool Published() const override { return published_; }
+    void Publish() override;
+
+    void AnnounceReader(std::uint32_t generation) override {
+        if (announced_ && *announced_ == generation) return;
+        // Waits for a writer that is just looking for readers; nobody holds these bytes any longer than that.
+        if (!TryLock(file_.get(), 0, kGenerationBytes + generation, 1))
+            throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
+        if (announced_) Unlock(file_.get(), kGenerationBytes + *announced_, 1);
+        announced_ = generation;
+    }
+
+    bool ReaderOlderThan(std::uint32_t generation) const override {
+        constexpr std::int64_t kHalf = kGenerations / 2;
+        const std::int64_t first = std::int64_t{generation} - kHalf;
+        const std::int64_t begin = std::max<std::int64_t>(first, 0);
+        if (generation > begin && HasReaders(begin, generation - begin)) return true;
+        return first < 0 && HasReaders(kGenerations + first, -first);
+    }
+
+private:
+    std::uint64_t SizeOnDisk() const {
+        LARGE_INTEGER size;
+        if (!::GetFileSizeEx(file_.get(), &size))
+            throw SystemError(::GetLastError(), Status::ReadFault, "the file's size");
+        return static_cast<std::uint64_t>(size.QuadPart);
+    }
+
+    bool HasReaders(std::int64_t first, std::int64_t count) const {
+        const std::uint64_t start = kGenerationBytes + static_cast<std::uint64_t>(first);
+        const auto length = static_cast<std::uint64_t>(count);
+        if (!TryLock(file_.get(), LOCKFILE_FAIL_IMMEDIATELY | LOCKFILE_EXCLUSIVE_LOCK, start, length)) return true;
+        Unlock(file_.get(), start, length);
+        return false;
+    }
+
+    bool SetSize(std::uint64_t size) noexcept {
+        FILE_END_OF_FILE_INFO end{};
+        end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
+        return ::SetFileInformationByHandle(file_.get(), FileEndOfFileInfo, &end, sizeof end) != 0;
+    }
+
+    // A file cannot be cut while it is mapped, here or elsewhere; until it can it only counts as shorter.
+    void CutShort() noexcept {
+        if (cutTo_ && SetSize(*cutTo_)) cutTo_.reset();
+    }
+
+    void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
+
+    void Unmap() noexcept {
+        if (base_ != nullptr) ::UnmapViewOfFile(base_);
+        base_ = nullptr;
+        mapped_ = 0;
+    }
+
+    Handle file_;
+    Access access_;
+    bool published_;
+    fs::path finalPath_;
+    Handle replaced_;
+    std::optional<std::uint32_t> announced_;
+    std::optional<std::uint64_t> cutTo_;
+    const void* base_ = nullptr;
+    std::uint64_t mapped_ = 0;
+};
+
+std::span<const std::byte> WindowsFile::Map() {
+    if (cutTo_) {
+        Unmap();
+        CutShort();
+    }
+    const std::uint64_t size = Size();
+    if (size > mapped_) {
+        Unmap();
+        const Handle section(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size >> 32),
+                                                  static_cast<DWORD>(size), nullptr));
+        if (!section) throw SystemError(::GetLastError(), Status::ReadFault, "map");
+        base_ = ::MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, static_cast<SIZE_T>(size));
+        if (base_ == nullptr) throw SystemError(::GetLastError(), Status::ReadFault, "map");
+        mapped_ = size;
+    }
+    return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
+}
+
+void WindowsFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
+    constexpr std::size_t kMost = std::size_t{1} << 30;
+    while (!bytes.empty()) {
+        OVERLAPPED at = At(offset);
+        DWORD got = 0;
+        const bool read =
+            ::ReadFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &got, &at);
+        if (!read && ::GetLastError() != ERROR_HANDLE_EOF)
+            throw SystemError(::GetLastError(), Status::ReadFault, "read");
+        if (got == 0) throw Failure(Status::ReadFault, "the file ends before byte ", offset);
+        offset += got;
+        bytes = bytes.subspan(got);
+    }
+}
+
+void WindowsFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes) {
+    constexpr std::size_t kMost = std::size_t{1} << 30;
+    while (!bytes.empty()) {
+        OVERLAPPED at = At(offset);
+        DWORD put = 0;
+        if (!::WriteFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &put, &at))
+            throw SystemError(::GetLastError(), Status::WriteFault, "write");
+        if (put == 0) throw Failure(Status::MediumFull, "nothing could be written at byte ", offset);
+        offset += put;
+        bytes = bytes.subspan(put);
+    }
+}
+
+// The system takes one piece at a time; small ones are put together first.
+void WindowsFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
+    constexpr std::size_t kTogether = std::size_t{256} << 10;
+    std::vector<std::byte> together;
+    const auto writeTogether = [&] {
+        WriteAt(offset, together);
+        offset += together.size();
+        together.clear();
+    };
+    std::uint64_t end = offset;
+    for (const Piece& piece : pieces) {
+        end += piece.size();
+        if (together.size() + piece.size() > kTogether) writeTogether();
+        if (pieces.size() == 1 || piece.size() > kTogether) {
+            WriteAt(offset, piece);
+            offset += piece.size();
+        } else {
+            together.insert(together.end(), piece.begin(), piece.end());
+        }
+    }
+    writeTogether();
+    if (cutTo_ && end > *cutTo_) cutTo_ = end;
+}
+
+void WindowsFile::Resize(std::uint64_t size) {
+    cutTo_.reset();
+    if (SetSize(size)) return;
+    const DWORD code = ::GetLastError();
+    if (code != ERROR_USER_MAPPED_FILE || size > SizeOnDisk())
+        throw SystemError(code, Status::WriteFault, "resize");
+    cutTo_ = size;
+}
+
+bool Rename(HANDLE file, const std::wstring& to, FILE_INFO_BY_HANDLE_CLASS kind, DWORD flags) {
+    const std::size_t bytes = to.size() * sizeof(wchar_t);
+    std::vector<std::byte> buffer(sizeof(FILE_RENAME_INFO) + bytes);
+    auto* information = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+    std::memcpy(information, &flags, sizeof flags);  // the plain rename has one byte for "replace" in this place
+    information->FileNameLength = static_cast<DWORD>(bytes);
+    std::memcpy(information->FileName, to.data(), bytes);
+    return ::SetFileInformationByHandle(file, kind, information, static_cast<DWORD>(buffer.size())) != 0;
+}
+
+// In one step where the system can replace a file that is open, which since Windows 10 local disks can, or where nobody
+// has the replaced one open. Otherwise that one steps aside first, keeping its readers: a program that ends between the
+// two steps leaves it under its hidden name.
+void WindowsFile::Publish() {
+    if (published_) return;
+    const std::wstring target = SystemPath(finalPath_);
+    if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
+    published_ = Rename(file_.get(), target, kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
+    if (!published_) {
+        const bool isThere = static_cast<bool>(replaced_);
+        replaced_.Close();
+        published_ = Rename(file_.get(), target, FileRenameInfo, isThere ? 1 : 0);
+        if (!published_) {
+            const DWORD code = ::GetLastError();
+            const std::wstring aside = HiddenNameBeside(finalPath_);
+            if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
+                throw SystemError(code, Status::WriteFault, Shown(finalPath_));
+            published_ = Rename(file_.get(), target, FileRenameInfo, 0);
+            if (!published_) {
+                const DWORD second = ::GetLastError();
+                ::MoveFileExW(aside.c_str(), target.c_str(), 0);
+                throw SystemError(second, Status::WriteFault, Shown(finalPath_));
+            }
+            ::DeleteFileW(aside.c_str());  // goes when its last reader closes it
+        }
+    }
+    replaced_.Close();
+}
+
+}  // namespace
+
+std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
+    return std::make_unique<WindowsFile>(OpenLocked(path, access), access);
+}
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+    if (path.empty() || !path.has_filename())
+        throw Failure(Status::PathNotFound, "no file name in '", Shown(path), "'");
+    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
+    std::error_code ignored;
+    const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
+    const fs::path& target = ignored || resolved.empty() ? path : resolved;  // a link stays, its target is replaced
+    Handle replaced = LockReplaced(target, access);
+    // The rights to rename it and to hand on the replaced file's permissions beside those to use it.
+    Handle made = Create(HiddenNameBeside(target), GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
+    if (!made) {
+        const DWORD code = ::GetLastError();
+        throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
+                          Shown(target));
+    }
+    if (replaced) CopyPermissions(SystemPath(target), made.get());
+    auto file = std::make_unique<WindowsFile>(std::move(made), access, target, std::move(replaced));
+    file->LockAsNew();
+    return file;
+}
+
+bool IsSameFile(const fs::path& left, const fs::path& right) {
+    try {
+        const Handle leftFile = OpenToAsk(SystemPath(left)), rightFile = OpenToAsk(SystemPath(right));
+        return IsSame(InformationOf(leftFile), InformationOf(rightFile));
+    } catch (const Error&) {  // a path that the system cannot read names no file
+        return false;
+    }
+}
+
+}  // namespace lumvex::compound
