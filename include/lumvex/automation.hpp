@@ -13,6 +13,7 @@
 #include <objbase.h>
 #include <oleauto.h>
 #include <ocidl.h>
+#include <olectl.h>
 // clang-format on
 #else
 #include "lumvex/native_automation.hpp"

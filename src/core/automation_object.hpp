@@ -22,7 +22,7 @@ public:
             *object = static_cast<Object*>(this);
         } else {
             *object = this->Facet(iid);
-            if (!*object) return E_NOINTERFACE;
+            if (!*object) return PlatformInterface(*Dispatch(), kIidOf<Interface>, &Class(), iid, object);
         }
         Object::AddRef();
         return S_OK;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "core/boundary.hpp"
+#include "core/platform.hpp"
 #include "core/shared_calls.hpp"
 #include "interfaces/dispatch.hpp"
 #include "interfaces/for_each.hpp"
@@ -17,13 +18,13 @@ class IDispatchBody : public Most {
 public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
         if (!pctinfo) return E_POINTER;
-        *pctinfo = 0;
+        *pctinfo = TypeInfoCount();
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** ppTInfo) override {
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT iTInfo, LCID, ITypeInfo** ppTInfo) override {
         if (!ppTInfo) return E_POINTER;
         *ppTInfo = nullptr;
-        return DISP_E_BADINDEX;
+        return iTInfo < TypeInfoCount() ? TypeInfoOf(kIidOf<Most>, ppTInfo) : DISP_E_BADINDEX;
     }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* rgszNames, UINT cNames, LCID, DISPID* rgDispId) override {
         return DispatchTable::Of<Most>().GetIDsOfNames(rgszNames, cNames, rgDispId);

@@ -4,10 +4,10 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
-#include <vector>
 
 #include "core/document.hpp"
 #include "core/events.hpp"
+#include "core/thread_context.hpp"
 
 namespace lumvex::inside {
 
@@ -17,16 +17,6 @@ std::recursive_mutex& ModuleLock() {
     static std::recursive_mutex lock;
     return lock;
 }
-
-// What each thread that enters the model has of its own. The queue needs a destructor and with it a check whenever it is
-// reached, so every call looks at the rest only.
-struct ThreadContext {
-    unsigned depth = 0;
-    bool hasQueued = false;
-};
-
-constinit thread_local ThreadContext context;
-thread_local std::vector<PendingEvent> queued;
 
 class KeptErrorInfo {
 public:
@@ -39,49 +29,52 @@ private:
     Ref<IErrorInfo> info_;
 };
 
+// A handler may change the model: what it raises joins the queue behind what is already there. The error information of
+// the call that is ending outlives what handlers leave.
+void Deliver(ThreadContext& thread) noexcept {
+    if (thread.depth >= 2 || thread.queue.empty()) return;
+    const KeptErrorInfo kept;
+    for (std::size_t next = 0; next < thread.queue.size(); ++next) {
+        const PendingEvent event = thread.queue[next];
+        const Entry& entry = event.object->OwnEntry();
+        if (entry.document) entry.document->Fire(event);
+    }
+    for (const PendingEvent& event : thread.queue) event.object->OwnEntry().eventWaits = false;
+    thread.queue.clear();
+}
+
 }  // namespace
 
-Call::Call() {
+Call::Call() : thread_(CurrentThread()) {
     ModuleLock().lock();
-    ++context.depth;
+    ++thread_.depth;
 }
 
 Call::~Call() {
-    DeliverNow();
-    --context.depth;
+    Deliver(thread_);
+    --thread_.depth;
     ModuleLock().unlock();
 }
 
-unsigned CallDepth() noexcept { return context.depth; }
+unsigned CallDepth() noexcept { return CurrentThread().depth; }
 
 // All entries of a queue are flagged, and one thread at a time has a queue: the lock's holder.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
+    ThreadContext& thread = CurrentThread();
     Entry& entry = object.OwnEntry();
-    if (context.depth != 0 && document.IsObserved() && !entry.eventWaits) {
-        queued.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
-        entry.eventWaits = context.hasQueued = true;
+    if (thread.depth != 0 && document.IsObserved() && !entry.eventWaits) {
+        thread.queue.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
+        entry.eventWaits = true;
     }
     document.MarkModified();
 }
 
 void PrepareToRaise(std::size_t count) {
-    if (queued.capacity() - queued.size() < count) queued.reserve(std::max(queued.size() + count, 2 * queued.capacity()));
+    std::vector<PendingEvent>& queue = CurrentThread().queue;
+    if (queue.capacity() - queue.size() < count) queue.reserve(std::max(queue.size() + count, 2 * queue.capacity()));
 }
 
-// A handler may change the model: what it raises joins the queue behind what is already there. The error information of
-// the call that is ending outlives what handlers leave.
-void DeliverNow() noexcept {
-    if (!context.hasQueued || context.depth >= 2) return;
-    const KeptErrorInfo kept;
-    for (std::size_t next = 0; next < queued.size(); ++next) {
-        const PendingEvent event = queued[next];
-        const Entry& entry = event.object->OwnEntry();
-        if (entry.document) entry.document->Fire(event);
-    }
-    for (const PendingEvent& event : queued) event.object->OwnEntry().eventWaits = false;
-    queued.clear();
-    context.hasQueued = false;
-}
+void DeliverNow() noexcept { Deliver(CurrentThread()); }
 
 HRESULT TranslateException(std::u16string_view source) noexcept {
     HRESULT status = E_UNEXPECTED;

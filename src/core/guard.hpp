@@ -6,6 +6,8 @@
 
 namespace lumvex::inside {
 
+struct ThreadContext;
+
 // The module-wide lock, held for the life of the object; the thread's nesting is counted, the outermost delivers.
 class Call {
 public:
@@ -13,6 +15,9 @@ public:
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
+
+private:
+    ThreadContext& thread_;
 };
 
 // How deep the calling thread is inside the model; 0 outside.

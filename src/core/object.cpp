@@ -8,10 +8,14 @@
 namespace lumvex::inside {
 
 namespace {
-std::atomic<std::size_t> liveObjects{0};
+std::atomic<std::uint32_t> liveObjects{0};
 }
 
 std::size_t LiveObjects() noexcept { return liveObjects.load(std::memory_order_relaxed); }
+
+void LockModule() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed); }
+
+void UnlockModule() noexcept { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
 
 void Check(HRESULT status) {
     if (FAILED(status)) throw PassedOn(status);
@@ -27,9 +31,9 @@ void Entry::Release() noexcept {
     if (--count_ == 0) delete this;
 }
 
-LiveObject::LiveObject() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed); }
+LiveObject::LiveObject() noexcept { LockModule(); }
 
-LiveObject::~LiveObject() { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
+LiveObject::~LiveObject() { UnlockModule(); }
 
 Object::Object() = default;
 

@@ -23,8 +23,10 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
-// Objects alive in the module.
+// Objects alive in the module, and what else keeps it from being unloaded.
 std::size_t LiveObjects() noexcept;
+void LockModule() noexcept;
+void UnlockModule() noexcept;
 
 // Part of every object that a client can hold: counts it among those alive.
 class LiveObject {

@@ -24,7 +24,7 @@ public:
         else if (IsEqualGUID(iid, kIidOf<ISupportErrorInfo>))
             *object = static_cast<ISupportErrorInfo*>(this);
         else
-            return E_NOINTERFACE;
+            return PlatformInterface(*this, kIidOf<Interface>, nullptr, iid, object);
         AddRef();
         return S_OK;
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
+#include "core/object.hpp"
 
 namespace lumvex::inside {
 
@@ -70,6 +71,7 @@ private:
     SnapshotEnumerator(List list, std::size_t next) : list_(std::move(list)), next_(next) {}
     ~SnapshotEnumerator() = default;
 
+    LiveObject alive_;
     std::atomic<ULONG> count_{0};
     List list_;
     std::size_t next_;

@@ -1,6 +1,7 @@
-// Prints what is made from the interface tables as text: the client headers and the reference manual's member tables.
+// Prints what is made from the interface tables as text: the client headers, the reference manual's member tables and
+// the definition that becomes the type library.
 //
-//     lumvex_generate interfaces|projection|manual FILE
+//     lumvex_generate interfaces|projection|manual|definition FILE
 #include <cctype>
 #include <cstdio>
 #include <fstream>
@@ -25,7 +26,7 @@ const Interface* FindInterface(std::string_view name) {
 
 const Coclass* CoclassOf(std::string_view interfaceName) {
     for (const Coclass& each : Coclasses())
-        if (each.interface == interfaceName) return &each;
+        if (each.defaultInterface == interfaceName) return &each;
     return nullptr;
 }
 
@@ -269,6 +270,66 @@ void PrintManual(std::ostream& out) {
     }
 }
 
+// ---- the type library's definition ----------------------------------------------------------------------------------
+
+std::string DefinedType(std::string_view type) {
+    if (type == "LONG") return "long";
+    if (type == "SHORT") return "short";
+    return std::string(type);
+}
+
+// What may be left out has a default, which for an object is none.
+std::string DefinedParameter(const Parameter& parameter) {
+    const std::string attributes =
+        parameter.defaultValue.empty() ? "" : ", defaultvalue(" + std::string(parameter.defaultValue) + ")";
+    return "[in" + attributes + "] " + DefinedType(parameter.type) + " " + std::string(parameter.name);
+}
+
+std::string DefinedMember(const Member& member, std::string_view result) {
+    std::vector<std::string> parameters;
+    for (const Parameter& each : member.parameters) parameters.push_back(DefinedParameter(each));
+    if (member.kind == Kind::Put)
+        parameters.push_back("[in] " + DefinedType(member.type) + " newVal");
+    else if (member.kind != Kind::Action)
+        parameters.push_back("[out, retval] " + DefinedType(member.type) + "* pVal");
+    const char* kind = member.kind == Kind::Get ? "propget, " : member.kind == Kind::Put ? "propput, " : "";
+    std::ostringstream text;
+    text << "[" << kind << "id(" << member.id << "), helpstring(\"" << member.help << "\")] " << result << " "
+         << member.name << "(" << Join(parameters) << ");\n";
+    return text.str();
+}
+
+void PrintTypeLibrary(std::ostream& out) {
+    const Library& library = TypeLibrary();
+    out << "// The type library. Made from the interface tables at build time.\nimport \"oaidl.idl\";\n\n[uuid("
+        << library.id << "), version(" << library.majorVersion << "." << library.minorVersion << "), helpstring(\""
+        << library.help << "\")]\nlibrary " << library.name << " {\n    importlib(\"stdole2.tlb\");\n\n";
+    for (const Enumeration& each : Enumerations()) {
+        out << "    typedef [v1_enum, helpstring(\"" << each.help << "\")] enum " << each.name << " {\n";
+        for (const Constant& constant : each.constants)
+            out << "        " << constant.name << " = " << constant.value
+                << (&constant == &each.constants.back() ? "\n" : ",\n");
+        out << "    } " << each.name << ";\n";
+    }
+    for (const Interface& each : Interfaces()) out << "    interface " << each.name << ";\n";
+    for (const Interface& each : Interfaces()) {
+        out << "\n    [object, uuid(" << each.iid << "), dual, oleautomation, helpstring(\"" << each.help
+            << "\")]\n    interface " << each.name << " : " << each.base << " {\n";
+        for (const Member& member : each.members) out << "        " << DefinedMember(member, "HRESULT");
+        out << "    };\n";
+    }
+    const Events& events = OutgoingEvents();
+    out << "\n    [uuid(" << events.iid << "), helpstring(\"" << events.help << "\")]\n    dispinterface " << events.name
+        << " {\n    properties:\n    methods:\n";
+    for (const Member& member : events.members) out << "        " << DefinedMember(member, "HRESULT");
+    out << "    };\n";
+    for (const Coclass& each : Coclasses())
+        out << "\n    [uuid(" << each.clsid << "), helpstring(\"" << each.description << "\")]\n    coclass " << each.name
+            << " {\n        [default] interface " << each.defaultInterface << ";\n        [default, source] dispinterface "
+            << events.name << ";\n    };\n";
+    out << "}\n";
+}
+
 // A type that names no known interface would only show when a client is compiled; it is refused here.
 bool TablesHold() {
     for (const Interface& each : Interfaces()) {
@@ -286,7 +347,7 @@ bool TablesHold() {
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::cerr << "usage: lumvex_generate interfaces|projection|manual FILE\n";
+        std::cerr << "usage: lumvex_generate interfaces|projection|manual|definition FILE\n";
         return 2;
     }
     if (!TablesHold()) return 1;
@@ -298,6 +359,8 @@ int main(int argc, char** argv) {
         PrintProjection(text);
     } else if (what == "manual") {
         PrintManual(text);
+    } else if (what == "definition") {
+        PrintTypeLibrary(text);
     } else {
         std::cerr << "lumvex_generate: " << what << " is not something it makes\n";
         return 2;

@@ -12,6 +12,13 @@ namespace {
 
 }  // namespace
 
+const Library& TypeLibrary() {
+    static const Library library
+#define LX_LIBRARY(name, id, majorVersion, minorVersion, help) {#name, id, help, majorVersion, minorVersion};
+#include "interfaces/library.def"
+    return library;
+}
+
 const std::vector<Enumeration>& Enumerations() {
     static const std::vector<Enumeration> all{
 #define LX_ENUMERATION(name, help) {#name, help, {

@@ -43,9 +43,16 @@ struct Events {
 };
 
 struct Coclass {
-    std::string_view name, interface, clsid, progId, description;
+    std::string_view name, defaultInterface, clsid, progId, description;
 };
 
+// The type library that describes all of them.
+struct Library {
+    std::string_view name, id, help;
+    int majorVersion, minorVersion;
+};
+
+const Library& TypeLibrary();
 const std::vector<Enumeration>& Enumerations();
 const std::vector<Interface>& Interfaces();  // base before derived, members in slot order
 const std::vector<Coclass>& Coclasses();

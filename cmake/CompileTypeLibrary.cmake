@@ -1,0 +1,8 @@
+# Compiles DEFINITION into the type library OUTPUT for programs of BITS; whatever the compiler says is an error.
+execute_process(
+  COMMAND ${COMPILER} -m${BITS} -I${INCLUDES} -L${LIBRARIES} -t -o ${OUTPUT} ${DEFINITION}
+  RESULT_VARIABLE result OUTPUT_VARIABLE said ERROR_VARIABLE said)
+if(NOT result EQUAL 0 OR NOT said STREQUAL "")
+  file(REMOVE ${OUTPUT})
+  message(FATAL_ERROR "the type library was not compiled without complaint (${result}):\n${said}")
+endif()

@@ -1,0 +1,19 @@
+# Cross-building for Windows; included with LUMVEX_MINGW_TARGET set.
+set(CMAKE_SYSTEM_NAME Windows)
+string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${LUMVEX_MINGW_TARGET})
+
+# The variant with the standard library's threads.
+set(CMAKE_CXX_COMPILER ${LUMVEX_MINGW_TARGET}-g++-posix)
+set(CMAKE_RC_COMPILER ${LUMVEX_MINGW_TARGET}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${LUMVEX_MINGW_TARGET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# What is built depends on the system's own libraries alone: the compiler's are linked in, the one for threads included.
+foreach(kind EXE SHARED MODULE)
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT -static)
+endforeach()
+
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine)

@@ -1,0 +1,62 @@
+// The entry points of the automation server.
+#include <atomic>
+
+#include "core/platform.hpp"
+#include "core/thread_context_windows.hpp"
+#include "core/user_settings_windows.hpp"
+#include "server/class_factory.hpp"
+#include "server/registration.hpp"
+
+namespace {
+
+HMODULE ownModule = nullptr;
+
+// The registration's failures are statuses; all else that can go wrong is a lack of memory.
+template <class Work>
+HRESULT Answered(Work&& work) noexcept {
+    try {
+        return work(lumvex::inside::ModulePath(ownModule));
+    } catch (...) {
+        return E_OUTOFMEMORY;
+    }
+}
+
+}  // namespace
+
+// A thread's context is its own, so that no lock is needed to make and drop it. Taking the module's here could block the
+// whole process: the system holds its loader lock meanwhile, which a thread inside the model may be waiting for.
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void* processEnds) {
+    using namespace lumvex::inside;
+    switch (reason) {
+        case DLL_PROCESS_ATTACH:
+            ownModule = module;
+            [[fallthrough]];
+        case DLL_THREAD_ATTACH:
+            try {
+                CurrentThread();
+            } catch (...) {
+                return FALSE;
+            }
+            break;
+        case DLL_THREAD_DETACH:
+            DetachThread();
+            break;
+        case DLL_PROCESS_DETACH:
+            // When the process ends, its other threads are gone already, wherever they were.
+            if (!processEnds) DetachProcess();
+            break;
+        default:
+            break;
+    }
+    return TRUE;
+}
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
+    return lumvex::inside::GetClassFactory(clsid, iid, object);
+}
+
+STDAPI DllCanUnloadNow() { return lumvex::inside::LiveObjects() == 0 ? S_OK : S_FALSE; }
+
+STDAPI DllRegisterServer() { return Answered(lumvex::inside::RegisterServer); }
+
+STDAPI DllUnregisterServer() { return Answered(lumvex::inside::UnregisterServer); }

@@ -1,0 +1,130 @@
+#include "server/registration.hpp"
+
+#include "lumvex/values.hpp"
+#include "server/registry_key.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+struct Creatable {
+    std::wstring clsid, progId, versionedProgId, description;
+};
+
+#define LX_WIDE_TEXT(text) LX_WIDE_TEXT2(text)
+#define LX_WIDE_TEXT2(text) L##text
+#define LX_COCLASS(name, interface, id, progId, description) \
+    {L"{" LX_WIDE_TEXT(id) L"}", LX_WIDE_TEXT(progId), LX_WIDE_TEXT(progId) L".1", LX_WIDE_TEXT(description)},
+const Creatable kCreatable[] = {
+#include "interfaces/coclasses.def"
+};
+
+HRESULT WriteProgId(const RegistryKey& root, const std::wstring& progId, const Creatable& creatable) {
+    RegistryKey key(root, progId);
+    key.Put(L"", creatable.description);
+    return RegistryKey(key, L"CLSID").Put(L"", creatable.clsid).Status();
+}
+
+HRESULT WriteClass(const RegistryKey& root, const Creatable& creatable, const std::wstring& module) {
+    const std::wstring path = L"CLSID\\" + creatable.clsid;
+    HRESULT status = WriteProgId(root, creatable.versionedProgId, creatable);
+    if (SUCCEEDED(status)) status = WriteProgId(root, creatable.progId, creatable);
+    if (SUCCEEDED(status)) status = RegistryKey::Remove(root, path);  // nothing of an earlier version stays
+    if (FAILED(status)) return status;
+    RegistryKey key(root, path);
+    key.Put(L"", creatable.description);
+    status = RegistryKey(key, L"ProgID").Put(L"", creatable.versionedProgId).Status();
+    if (SUCCEEDED(status)) status = RegistryKey(key, L"VersionIndependentProgID").Put(L"", creatable.progId).Status();
+    if (FAILED(status)) return status;
+    return RegistryKey(key, L"InprocServer32").Put(L"", module).Put(L"ThreadingModel", L"both").Status();
+}
+
+HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
+    for (const Creatable& each : kCreatable)
+        if (const HRESULT status = WriteClass(root, each, module); FAILED(status)) return status;
+    return S_OK;
+}
+
+// Goes on after a failure, so that as little as possible is left; the first one is the answer.
+HRESULT RemoveClasses(const RegistryKey& root) {
+    HRESULT first = S_OK;
+    for (const Creatable& each : kCreatable)
+        for (const std::wstring& path : {L"CLSID\\" + each.clsid, each.progId, each.versionedProgId}) {
+            const HRESULT status = RegistryKey::Remove(root, path);
+            if (SUCCEEDED(first)) first = status;
+        }
+    return first;
+}
+
+HRESULT LoadLibraryOf(const std::wstring& module, std::wstring& path, ITypeLib** library) {
+    path = module;
+    const HRESULT status = ::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library);
+    if (SUCCEEDED(status)) return status;
+    const std::size_t folder = path.find_last_of(L"\\/");
+    const std::size_t extension = path.find_last_of(L'.');
+    if (extension != std::wstring::npos && (folder == std::wstring::npos || extension > folder)) path.resize(extension);
+    path += L".tlb";
+    return ::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library);
+}
+
+// Some functions are not in every version of the system's library, nor in every SDK's. Null where it is missing.
+template <class Function>
+Function* FindInAutomation(const char* name) {
+    const HMODULE automation = ::GetModuleHandleW(L"oleaut32.dll");
+    return automation ? reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(automation, name))) : nullptr;
+}
+
+using RegisterFunction = HRESULT WINAPI(ITypeLib*, OLECHAR*, OLECHAR*);
+using UnregisterFunction = HRESULT WINAPI(REFGUID, WORD, WORD, LCID, SYSKIND);
+
+HRESULT RegisterLibrary(const std::wstring& module, bool forUser) {
+    Ref<ITypeLib> library;
+    std::wstring path;
+    const HRESULT status = LoadLibraryOf(module, path, library.Out());
+    if (FAILED(status)) return status;
+    std::wstring folder = module.substr(0, module.find_last_of(L"\\/") + 1);
+    if (!forUser) return ::RegisterTypeLib(library.get(), path.data(), folder.data());
+    auto* const registerForUser = FindInAutomation<RegisterFunction>("RegisterTypeLibForUser");
+    return registerForUser ? registerForUser(library.get(), path.data(), folder.data()) : E_NOTIMPL;
+}
+
+// For all and for the user; each fails where it was not registered, which is no failure here.
+HRESULT UnregisterLibrary(const std::wstring& module) {
+    Ref<ITypeLib> library;
+    std::wstring path;
+    HRESULT status = LoadLibraryOf(module, path, library.Out());
+    if (FAILED(status)) return status;
+    TLIBATTR* attributes = nullptr;
+    status = library->GetLibAttr(&attributes);
+    if (FAILED(status)) return status;
+    for (const char* name : {"UnRegisterTypeLib", "UnRegisterTypeLibForUser"})
+        if (auto* const unregister = FindInAutomation<UnregisterFunction>(name))
+            unregister(attributes->guid, attributes->wMajorVerNum, attributes->wMinorVerNum, attributes->lcid,
+                       attributes->syskind);
+    library->ReleaseTLibAttr(attributes);
+    return S_OK;
+}
+
+const wchar_t kUserClasses[] = L"Software\\Classes";
+
+}  // namespace
+
+HRESULT RegisterServer(const std::wstring& module) {
+    const bool forAll = SUCCEEDED(WriteClasses(RegistryKey(HKEY_CLASSES_ROOT), module));
+    if (!forAll) {
+        const RegistryKey user(HKEY_CURRENT_USER);
+        const HRESULT status = WriteClasses(RegistryKey(user, kUserClasses), module);
+        if (FAILED(status)) return status;
+    }
+    return RegisterLibrary(module, !forAll);
+}
+
+HRESULT UnregisterServer(const std::wstring& module) {
+    const RegistryKey user(HKEY_CURRENT_USER);
+    const HRESULT ofUser = RemoveClasses(RegistryKey(user, kUserClasses));
+    const HRESULT ofAll = RemoveClasses(RegistryKey(HKEY_CLASSES_ROOT));
+    const HRESULT library = UnregisterLibrary(module);
+    return FAILED(ofAll) ? ofAll : FAILED(ofUser) ? ofUser : library;
+}
+
+}  // namespace lumvex::inside
