@@ -12,9 +12,9 @@ namespace lumvex::inside {
 std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Class().title)); }
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
-    std::vector<GUID> ids(members.Count());
-    for (std::size_t index = 0; index < ids.size(); ++index) ids[index] = members.At(index).id;
-    return MakeEnumerator(*this, std::move(ids));
+    std::vector<Descendant> all(members.Count());
+    for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
+    return MakeEnumerator(*this, std::move(all));
 }
 
 Ref<Object> CollectionBase::Member(std::size_t index) const {

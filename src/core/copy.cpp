@@ -2,6 +2,7 @@
 
 #include <unordered_map>
 
+#include "core/enumerator.hpp"
 #include "core/guid_order.hpp"
 
 namespace lumvex::inside {
@@ -90,10 +91,8 @@ private:
 
 void RefuseLocked(ItemBase& receiver) {
     Document& document = receiver.ResolveRoot();
-    std::vector<GUID> below;
-    receiver.CollectDescendants(below);
-    for (const GUID& id : below) {
-        const Entry* entry = document.Find(id);
+    for (const Descendant& each : receiver.Descendants()) {
+        const Entry* entry = document.Find(each.id);
         if (entry && entry->locks != 0) throw Failure(Message::Locked);
     }
 }

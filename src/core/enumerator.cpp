@@ -12,8 +12,10 @@ namespace {
 
 class Enumerator final : public IEnumVARIANT {
 public:
-    Enumerator(Ref<Object> owner, std::shared_ptr<const std::vector<GUID>> ids, std::size_t next)
-        : owner_(std::move(owner)), ids_(std::move(ids)), next_(next) {}
+    using Snapshot = std::shared_ptr<const std::vector<Descendant>>;
+
+    Enumerator(Ref<Object> source, Snapshot objects, std::size_t next)
+        : source_(std::move(source)), objects_(std::move(objects)), next_(next) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
@@ -34,10 +36,13 @@ public:
         if (!values || (!fetched && wanted != 1)) return E_POINTER;
         ULONG got = 0;
         const HRESULT status = Guarded({}, [&] {
-            Document& document = owner_->ResolveRoot();
-            while (got < wanted && next_ < ids_->size()) {
-                Entry* entry = document.Find((*ids_)[next_++]);
+            Document& document = source_->ResolveRoot();
+            while (got < wanted && next_ < objects_->size()) {
+                const Descendant& next = (*objects_)[next_++];
+                Entry* entry = document.Find(next.id);
                 if (!entry) continue;
+                if (!entry->parent && !IsEqualGUID(next.owner, GUID_NULL))
+                    entry->parent = Ref<Entry>(document.Find(next.owner));
                 Variant::FromDispatch(document.Get(*entry)->Dispatch()).Detach(&values[got]);
                 ++got;
             }
@@ -50,7 +55,7 @@ public:
     }
     HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
         return Guarded({}, [&] {
-            const std::size_t left = ids_->size() - next_;
+            const std::size_t left = objects_->size() - next_;
             next_ += std::min<std::size_t>(count, left);
             return count <= left ? S_OK : S_FALSE;
         });
@@ -65,7 +70,7 @@ public:
         if (!copy) return E_POINTER;
         *copy = nullptr;
         return Guarded({}, [&] {
-            *copy = Ref<IEnumVARIANT>(new Enumerator(owner_, ids_, next_)).Detach();
+            *copy = Ref<IEnumVARIANT>(new Enumerator(source_, objects_, next_)).Detach();
             return S_OK;
         });
     }
@@ -74,16 +79,16 @@ private:
     ~Enumerator() = default;
 
     std::atomic<ULONG> count_{0};
-    Ref<Object> owner_;
-    std::shared_ptr<const std::vector<GUID>> ids_;
+    Ref<Object> source_;
+    Snapshot objects_;
     std::size_t next_;
 };
 
 }  // namespace
 
-Ref<IUnknown> MakeEnumerator(Object& owner, std::vector<GUID> ids) {
-    auto shared = std::make_shared<const std::vector<GUID>>(std::move(ids));
-    return Ref<IUnknown>(new Enumerator(Ref<Object>(&owner), std::move(shared), 0));
+Ref<IUnknown> MakeEnumerator(Object& source, std::vector<Descendant> objects) {
+    auto snapshot = std::make_shared<const std::vector<Descendant>>(std::move(objects));
+    return Ref<IUnknown>(new Enumerator(Ref<Object>(&source), std::move(snapshot), 0));
 }
 
 }  // namespace lumvex::inside

@@ -8,7 +8,13 @@
 
 namespace lumvex::inside {
 
-// An IEnumVARIANT that keeps `owner` alive and resolves the document through it.
-Ref<IUnknown> MakeEnumerator(Object& owner, std::vector<GUID> ids);
+// An object to be enumerated and the one that owns it, so that its parent need not be searched for; the zero GUID where
+// that is not known.
+struct Descendant {
+    GUID id, owner;
+};
+
+// An IEnumVARIANT that keeps `source` alive and resolves the document through it.
+Ref<IUnknown> MakeEnumerator(Object& source, std::vector<Descendant> objects);
 
 }  // namespace lumvex::inside

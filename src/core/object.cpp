@@ -99,22 +99,23 @@ YesNo Object::IsSame(IUnknown* test) const {
 }
 
 Ref<IUnknown> Object::NewDescendantsEnum() {
-    std::vector<GUID> found;
-    CollectDescendants(found);
-    return MakeEnumerator(*this, std::move(found));
+    return MakeEnumerator(*this, Descendants());
 }
 
 Ref<IUnknown> Object::NewDependentLinksEnum() {
-    return MakeEnumerator(*this, ResolveRoot().DependentLinks(OwnEntry().id));
+    std::vector<Descendant> links;
+    for (const GUID& id : ResolveRoot().DependentLinks(OwnEntry().id)) links.push_back({id, GUID_NULL});
+    return MakeEnumerator(*this, std::move(links));
 }
 
 // Items are loaded only where they own collections of their own. The walk keeps its own stack: a document may be deep.
-void Object::CollectDescendants(std::vector<GUID>& found) {
+std::vector<Descendant> Object::Descendants() {
+    std::vector<Descendant> found;
     Document& document = ResolveRoot();
     const auto addMembers = [&](CollectionBase& collection, std::vector<Ref<Object>>& below) {
         for (std::size_t index = 0; index < collection.members.Count(); ++index) {
             const Reference reference = collection.members.At(index);
-            found.push_back(reference.id);
+            found.push_back({reference.id, collection.OwnEntry().id});
             const ClassInfo& memberClass = *collection.Class().member();
             if (memberClass.hasChildren)
                 below.push_back(document.Get(reference, memberClass, collection.OwnEntry()));
@@ -134,6 +135,7 @@ void Object::CollectDescendants(std::vector<GUID>& found) {
         }
         waiting.insert(waiting.end(), below.rbegin(), below.rend());
     }
+    return found;
 }
 
 Ref<Object> InsideOf(IUnknown* unknown) {

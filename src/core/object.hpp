@@ -38,6 +38,7 @@ public:
 };
 
 class ReferenceBase;
+struct Descendant;
 
 class Object {
 public:
@@ -88,8 +89,7 @@ public:
     Ref<IUnknown> NewDescendantsEnum();
     Ref<IUnknown> NewDependentLinksEnum();
 
-    // IDs of everything below, depth first; each once.
-    void CollectDescendants(std::vector<GUID>& found);
+    std::vector<Descendant> Descendants();  // everything below, depth first; each once
 
 protected:
     Object();

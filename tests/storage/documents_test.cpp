@@ -361,6 +361,19 @@ TEST_F(Documents, LoadReachesAnyObjectAndItsOwners) {
     EXPECT_EQ(Opened(path).Data().Item(2).SampleRate(), 32000);
 }
 
+// Searching for it would go through every collection that the root lists before it.
+TEST_F(Documents, EnumeratedObjectsKnowTheirOwner) {
+    Project project = Project::Create();
+    project.Rooms().Add(u"Room").Positions().Add(u"Position");
+    for (const char16_t* name : {u"A", u"B", u"C"}) project.Data().Add(name);
+    project.SaveFileAs(PathText(folder / "owners.lvx"));
+    project = Project();
+    project = Opened(folder / "owners.lvx");
+    const Data data = project.Data();
+    for (const Object& object : data.Enumerate()) EXPECT_EQ(object.As<Datum>().Parent().Pointer(), data.Pointer());
+    EXPECT_EQ(StatisticsOf(project.Get()).objectsLoaded, 4u);
+}
+
 // ---- texts ----------------------------------------------------------------------------------------------------------
 
 TEST_F(Documents, NamesOfAnyLengthAndAnyUnits) {
