@@ -223,17 +223,8 @@ void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewrit
         std::u16string(kDirectoryStream),   std::u16string(kLocksStream), std::u16string(kSettingsStream)};
     for (const Ref<Entry>& entry : rewritten) skipped.insert(StreamNameOf(entry->id));
     for (const GUID& id : directory_.RemovedStreams()) skipped.insert(StreamNameOf(id));
-    std::vector<std::byte> buffer;
-    file_->File().ForEachStream([&](std::u16string_view name, std::uint64_t size) {
-        if (skipped.contains(std::u16string(name))) return;
-        const compound::Stream stream = file_->File().Get(name);
-        const std::byte* bytes = stream.Contiguous(0, size);
-        if (!bytes) {
-            buffer.resize(size);
-            stream.Read(0, buffer);
-            bytes = buffer.data();
-        }
-        WriteStream(to, name, std::span(bytes, size));
+    file_->File().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+        if (!skipped.contains(std::u16string(name))) WriteStream(to, name, bytes);
     });
 }
 

@@ -60,6 +60,12 @@ inline Content GetAll(const CompoundFile& file) {
         EXPECT_EQ(bytes.size(), size);
         EXPECT_TRUE(content.emplace(name, std::move(bytes)).second);
     });
+    if (file.Changed()) return content;
+    Content together;
+    file.ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+        EXPECT_TRUE(together.emplace(name, Bytes(bytes.begin(), bytes.end())).second);
+    });
+    EXPECT_TRUE(together == content) << "what is read in one go is what is read one by one";
     return content;
 }
 
