@@ -25,5 +25,6 @@ void AddInfo(CLI::App& app, Command& chosen);
 void AddExport(CLI::App& app, Command& chosen);
 void AddCompare(CLI::App& app, Command& chosen);
 void AddCheck(CLI::App& app, Command& chosen);
+void AddCompact(CLI::App& app, Command& chosen);
 
 }  // namespace lumvex::app

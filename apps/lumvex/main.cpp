@@ -56,6 +56,7 @@ int Main(int count, char** values) {
     AddExport(app, chosen);
     AddCompare(app, chosen);
     AddCheck(app, chosen);
+    AddCompact(app, chosen);
     try {
         app.parse(ParserArguments(count, values));
     } catch (const CLI::ParseError& error) {

@@ -5,13 +5,10 @@
 
 #include "core/collection.hpp"
 #include "core/guid_order.hpp"
-#include "core/strings.hpp"
-#include "lumvex/client.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/compound/check.hpp"
-#include "storage/document_file.hpp"
-#include "storage/failures.hpp"
 #include "storage/object_record.hpp"
+#include "storage/published.hpp"
 #include "storage/sorted_records.hpp"
 
 namespace lumvex::inside {
@@ -19,12 +16,6 @@ namespace lumvex::inside {
 namespace {
 
 constexpr std::size_t kTableRecord = 52, kClassAt = 32, kTagAt = 48;
-
-std::string TextOfFailure(const Failure& failure) {
-    if (failure.MessageNumber() != 0) return ToUtf8(StringOf(failure.MessageNumber()));
-    if (failure.Status() == kReadFault) return "the record is shorter than what it says it holds";
-    return failure.what();
-}
 
 class Checker {
 public:
@@ -132,8 +123,8 @@ private:
         const VersionWord version(current ? reader.U32() : 1);
         const Reference self = reader.ObjectReference();
         reached_.insert(self.id);
-        const ClassInfo* info = RootClassOf(self.id);
-        if (!info) return Report("root record", "the object directory does not say which kind of document this is");
+        const ClassInfo* info = RootClassOf(self.id, reader, version);
+        if (!info) return Report("root record", "nothing says which kind of document this is");
         const Ref<Object> root = info->create();
         info->load(*root, reader, version);
         if (reader.Left() != 0)
@@ -141,12 +132,24 @@ private:
         Follow(*root, "the root");
     }
 
-    const ClassInfo* RootClassOf(const GUID& id) const {
+    // Older files have no table. Of these, the kind whose fields are as long as the record is.
+    const ClassInfo* RootClassOf(const GUID& id, const RecordReader& fields, VersionWord version) const {
         const auto listed = table_.find(id);
         if (listed != table_.end()) return FindClass(listed->second.classId);
+        if (hasTable_) return nullptr;
+        const auto fits = [&](const ClassInfo* info) {
+            if (info->kind != ClassKind::Root) return false;
+            try {
+                RecordReader reader = fields;
+                info->load(*info->create(), reader, version);
+                return reader.Left() == 0;
+            } catch (const Failure&) {
+                return false;
+            }
+        };
         const auto& all = AllClasses();
-        const auto any = std::ranges::find(all, ClassKind::Root, &ClassInfo::kind);
-        return hasTable_ || any == all.end() ? nullptr : *any;
+        const auto found = std::ranges::find_if(all, fits);
+        return found == all.end() ? nullptr : *found;
     }
 
     void Follow(Object& owner, const std::string& name) {
@@ -205,16 +208,6 @@ private:
     std::vector<Waiting> waiting_;
     std::size_t done_ = 0;
 };
-
-// The public functions speak of failures as every client call does.
-template <class Work>
-auto Published(Work&& work) {
-    try {
-        return OnStorage(work);
-    } catch (const Failure& failure) {
-        throw lumvex::Error(failure.Status(), TextOfFailure(failure));
-    }
-}
 
 std::shared_ptr<DocumentFile> OpenForReading(const std::filesystem::path& path) {
     auto file = std::make_shared<DocumentFile>();

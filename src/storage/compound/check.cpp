@@ -154,6 +154,9 @@ void Checker::ReadFat() {
         for (const SectorId sector : marked)
             if (sector >= fat_.size() || fat_[sector] != mark) Report(who, "sector ", sector, " is not marked as such");
     };
+    std::size_t end = fat_.size();
+    while (end > sectors_ && fat_[end - 1] == kFreeSector) --end;
+    if (end > sectors_) Report("file", "it was cut short: it ends after ", sectors_, " of ", end, " sectors");
     requireMark(fatSectors, kFatSector, "the FAT");
     requireMark(difatSectors, kDifatSector, "the DIFAT");
 }

@@ -111,6 +111,13 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
     visitPendingUpTo(nullptr);
 }
 
+bool CompoundFile::HasFolders() const {
+    bool found = false;
+    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
+             [&](EntryId, const Entry& entry) { found = found || entry.Type() == EntryType::Storage; });
+    return found;
+}
+
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }
 
 std::uint64_t CompoundFile::FileSize() const { return state_->volume.OnDisk().Size(); }

@@ -72,6 +72,9 @@ public:
     // most of them. The bytes are valid during the visit, which must not write to this file.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
+    // Does the root storage hold folders too, which this class carries along but does not show?
+    bool HasFolders() const;
+
     int Version() const;
     std::uint64_t FileSize() const;  // bytes
 

@@ -73,6 +73,9 @@ enum class Access {
 // Do both paths name one existing file, however they spell it?
 [[nodiscard]] bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
 
+// The same for a file that the caller has open exclusively at this path, and still has at Publish().
+[[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, const File& openThere);
+
 // A file in memory, for tests and tools.
 [[nodiscard]] std::unique_ptr<File> MemoryFile(std::vector<std::byte> content = {});
 

@@ -193,6 +193,13 @@ public:
             throw SystemError(errno, Status::WriteFault, "resize");
     }
 
+    // Its locks last as long as one of both descriptors.
+    Descriptor Duplicate() const {
+        Descriptor same(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
+        if (!same) throw SystemError(errno, Status::AccessDenied, "the file cannot be held");
+        return same;
+    }
+
     void LockAsNew() { LockFor(fd_.get(), access_, finalPath_); }
 
     bool Published() const override { return published_; }
@@ -335,14 +342,18 @@ std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
     return std::make_unique<PosixFile>(OpenLocked(path, access), access);
 }
 
-std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+namespace {
+
+// A link stays, its target is replaced.
+fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
         throw Failure(Status::PathNotFound, "no file name in '", path.string(), "'");
-    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
     std::error_code ignored;
     const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
-    const fs::path& target = ignored || resolved.empty() ? path : resolved;  // a link stays, its target is replaced
-    Descriptor replaced = LockReplaced(target, access);
+    return ignored || resolved.empty() ? path : resolved;
+}
+
+std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descriptor replaced) {
     const mode_t mode = replaced ? StatusOf(replaced.get(), target).st_mode & 0777 : 0666;
     fs::path temporary;
     // An unnamed file where the file system has such and a name can be given to it later.
@@ -363,6 +374,18 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     auto file = std::make_unique<PosixFile>(std::move(fd), access, target, temporary, std::move(replaced));
     file->LockAsNew();
     return file;
+}
+
+}  // namespace
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
+    const fs::path target = TargetOf(path);
+    return CreateBeside(target, access, LockReplaced(target, access));
+}
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
+    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const PosixFile&>(openThere).Duplicate());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {
