@@ -206,9 +206,14 @@ TEST_F(Sharing, ReadersThatOpenWhileAWriterCommitsSeeWholeStates) {
         return Content{{u"a", Pattern(5000 + 700 * (round % 7), round)}, {u"b", Pattern(100, round)}};
     };
     Make(Access::Exclusive);
-    const pid_t readers[] = {Start([&] {
+    const auto read = [&] {
+        std::unique_ptr<CompoundFile> kept;  // for a while, through some commits
+        Content keptContent;
         for (int i = 0; i < 3000; ++i) {
-            const Content found = GetAll(*Open(Access::ReadShared));
+            auto opened = Open(Access::ReadShared);
+            const Content found = GetAll(*opened);
+            if (kept && GetAll(*kept) != keptContent) return 2;
+            if (i % 7 == 0) kept = std::move(opened), keptContent = found;
             if (found == content_) continue;
             unsigned round = 0;
             while (round < 400 && found.at(u"b") != Pattern(100, round)) ++round;
@@ -216,7 +221,8 @@ TEST_F(Sharing, ReadersThatOpenWhileAWriterCommitsSeeWholeStates) {
             if (round == 399) break;
         }
         return 0;
-    })};
+    };
+    const pid_t readers[] = {Start(read), Start(read)};
     const auto file = Open(Access::ReadWriteDenyWrite);
     for (unsigned round = 0; round < 400; ++round) {
         PutAll(*file, stateOf(round));

@@ -1,17 +1,18 @@
 // Commit: from what is pending to a new committed state.
 //
 //   1. No sector that the committed state uses is written; changed structures go to free sectors as changed content
-//   did.
+//      did.
 //   2. A sector that a reader of an older state may need is not free.
 //   3. Everything the new header leads to is durable before the header is written.
 //   4. One write of the 512-byte header, made durable, is the commit. Until then a failure drops the draft and nothing
 //      else: the committed state is what it was, what is pending stays pending.
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
-//   and
-//      the generation is not used again, until another commit has come through.
+//      and the generation is not used again, until another commit has come through.
 //
 // A file that has no name yet takes it in place of 4: it is complete, header included, and durable before.
+//
+// The rules are asserted where they take effect, by their numbers; rule 1 in Draft::WriteOut.
 #include <algorithm>
 #include <cassert>
 
@@ -47,6 +48,7 @@ struct CompoundFile::State::Commit {
     void DraftDirectory();
     void PlaceAll();
     void WriteAndSwitch();
+    void Switch(std::shared_ptr<Committed> next) noexcept;
 
     struct Old {
         SectorId start = kEndOfChain;
@@ -189,6 +191,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
         held = true;
         if (hadName) {
             disk.Flush();
+            assert(!disk.HasUnflushed() && disk.Head().Generation() != oldHeader.Generation());  // 3
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
@@ -196,6 +199,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             const Piece pieces[] = {header.bytes(), rest};
             disk.Write(0, pieces);
             disk.Flush();
+            assert(!disk.HasUnflushed());  // 3
             file.Publish();
         }
     } catch (...) {
@@ -206,8 +210,16 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             state.lastGeneration = header.Generation();
             if (headerTouched) RestoreHeader();
         }
+        assert(disk.Head().bytes() == oldHeader.bytes() && state.committed.get() == &committed);  // 4
+        assert(!headerTouched || state.lastGeneration == header.Generation());                   // 6
         throw;
     }
+    assert(!disk.HasUnflushed() && file.Published());  // 4
+    Switch(std::move(next));
+}
+
+void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexcept {  // 5
+    assert(state.space->HoldsAll(draft.Released()));  // 2
 
     draft.Keep();
     state.space->ConfirmHold();
@@ -216,7 +228,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
-    ++disk.Counters().commits;
+    ++state.volume.Counters().commits;
 }
 
 void CompoundFile::State::Commit::WriteHeader(const Header::Bytes& bytes) {

@@ -271,6 +271,15 @@ public:
 
     void Resize(std::uint64_t size) override;
 
+    // For another who needs the file and its locks to stay.
+    Handle Duplicate() const {
+        HANDLE copy = nullptr;
+        const HANDLE process = ::GetCurrentProcess();
+        if (!::DuplicateHandle(process, file_.get(), process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
+            throw SystemError(::GetLastError(), Status::AccessDenied, "duplicate");
+        return Handle(copy);
+    }
+
     void LockAsNew() { LockFor(file_.get(), access_, finalPath_); }
 
     bool Published() const override { return published_; }
@@ -457,20 +466,16 @@ void WindowsFile::Publish() {
     replaced_.Close();
 }
 
-}  // namespace
-
-std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<WindowsFile>(OpenLocked(path, access), access);
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+// A link stays, its target is replaced.
+fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
         throw Failure(Status::PathNotFound, "no file name in '", Shown(path), "'");
-    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
     std::error_code ignored;
     const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
-    const fs::path& target = ignored || resolved.empty() ? path : resolved;  // a link stays, its target is replaced
-    Handle replaced = LockReplaced(target, access);
+    return ignored || resolved.empty() ? path : resolved;
+}
+
+std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle replaced) {
     // The rights to rename it and to hand on the replaced file's permissions beside those to use it.
     Handle made = Create(HiddenNameBeside(target), GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
     if (!made) {
@@ -482,6 +487,22 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     auto file = std::make_unique<WindowsFile>(std::move(made), access, target, std::move(replaced));
     file->LockAsNew();
     return file;
+}
+
+}  // namespace
+
+std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
+    return std::make_unique<WindowsFile>(OpenLocked(path, access), access);
+}
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
+    const fs::path target = TargetOf(path);
+    return CreateBeside(target, access, LockReplaced(target, access));
+}
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
+    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const WindowsFile&>(openThere).Duplicate());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {

@@ -94,6 +94,13 @@ void Space::ConfirmHold() noexcept {
     uncertain_ = false;
 }
 
+bool Space::HoldsAll(const std::vector<Run>& runs) const {
+    return std::all_of(runs.begin(), runs.end(), [this](const Run& run) {
+        const auto gap = sectors_.NextGap(run.first);
+        return !gap || gap->first >= run.first + run.count;
+    });
+}
+
 void Space::ReleaseHeld() {
     while (!held_.empty() && (alone_ || !file_.ReaderOlderThan(held_.front().generation))) {
         for (const Run& run : held_.front().runs) sectors_.Give(run.first, run.count);

@@ -30,6 +30,7 @@ public:
     void ConfirmHold() noexcept;
     void CancelHold() noexcept { held_.pop_back(); }
 
+    bool HoldsAll(const std::vector<Run>& runs) const;  // none of these can be written
     void ReleaseHeld();  // brings in what no reader needs any more
 
 private:

@@ -9,12 +9,14 @@ Volume::Volume(std::unique_ptr<File> file, const Header& header)
 
 void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
     WriteGathered();
+    unflushed_ = true;  // a part of it also where it fails
     file_->Write(offset, pieces);
     for (const Piece& piece : pieces) counters_.bytesWritten += piece.size();
 }
 
 // The system does better with a few large writes, and reads back faster what came to it that way.
 void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
+    unflushed_ = true;
     constexpr std::size_t kShort = 64 * 1024, kMostGathered = 256 * 1024;
     std::size_t size = 0;
     for (const Piece& piece : pieces) size += piece.size();
@@ -44,6 +46,7 @@ void Volume::Flush() {
     WriteGathered();
     std::vector<std::byte>().swap(gathered_);
     file_->Flush();
+    unflushed_ = false;
     ++counters_.flushes;
 }
 

@@ -39,6 +39,7 @@ public:
 
     void Write(std::uint64_t offset, std::span<const Piece> pieces);
     void Flush();
+    bool HasUnflushed() const { return unflushed_; }
 
     // Content of streams. Short pieces that follow each other in the file are gathered and written together, at the
     // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
@@ -70,6 +71,7 @@ private:
     unsigned shift_;
     std::span<const std::byte> view_;
     std::uint32_t sectorCount_ = 0;
+    bool unflushed_ = false;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
     std::uint64_t gatheredAt_ = 0;
