@@ -1,5 +1,6 @@
 // What this program does not know, or never looked at, goes along unchanged.
 #include "core/published.hpp"
+#include "lumvex/diagnostics.hpp"
 #include "storage/hand_made.hpp"
 
 namespace lumvex::tests {
@@ -92,6 +93,7 @@ TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {
     streams.erase(u"ROOTDIR-V100");
     streams.erase(u"VERSIONINFO-V000");
     WriteDocument(folder / "old.lvx", streams);
+    EXPECT_TRUE(CheckDocument(folder / "old.lvx").empty());
     project = Project::Create();
     project.OpenFile(PathText(folder / "old.lvx"));
     EXPECT_EQ(project.Load(kSecondId).As<Datum>().Name(), u"Second");
@@ -103,6 +105,24 @@ TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {
                         kDataIdBytes + kNoId + kDataClass + "00 00 00 00" +        //
                         kFirstIdBytes + kNoId + kDatumClass + "05 00 00 00" +      //
                         kSecondIdBytes + kNoId + kDatumClass + "00 00 00 00")));
+
+    // Which kind of document it is, its root record says: of a library, two references.
+    WriteDocument(folder / "library.lvx", {{u"ROOT", Hex(kProjectIdBytes + "00 00 00 00  00 00  00 00")}});
+    EXPECT_TRUE(CheckDocument(folder / "library.lvx").empty());
+    WriteDocument(folder / "neither.lvx", {{u"ROOT", Hex(kProjectIdBytes + "00 00 00 00  00 00  00 00  00")}});
+    const auto problems = CheckDocument(folder / "neither.lvx");
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_EQ(problems[0].what, "nothing says which kind of document this is");
+}
+
+TEST_F(Carried, TheCheckSaysThatAFileWasCutShort) {
+    WriteDocument(folder / "whole.lvx", SmallDocument());
+    Bytes bytes = FileBytes(folder / "whole.lvx");
+    bytes.resize(bytes.size() - 100);
+    WriteFileBytes(folder / "cut.lvx", bytes);
+    std::string told;
+    for (const DocumentProblem& problem : CheckDocument(folder / "cut.lvx")) told += problem.what + "\n";
+    EXPECT_NE(told.find("it was cut short"), std::string::npos) << told;
 }
 
 }  // namespace

@@ -132,7 +132,9 @@ void Checker::ReadFat() {
     const std::uint32_t fatOwner = NewOwner("the FAT"), difatOwner = NewOwner("the DIFAT");
     const std::uint32_t perSector = 1u << (header_.SectorShift() - 2);
     std::vector<SectorId> fatSectors, difatSectors;
+    std::uint64_t end = 0;  // one past the last sector that there should be
     const auto list = [&](SectorId sector) {
+        if (sector <= kMaxSector) end = std::max<std::uint64_t>(end, std::uint64_t{sector} + 1);
         if (sector != kFreeSector && Own(sector, fatOwner, "the FAT")) fatSectors.push_back(sector);
     };
     for (std::size_t i = 0; i < kDifatInHeader; ++i) list(header_.Difat(i));
@@ -154,8 +156,9 @@ void Checker::ReadFat() {
         for (const SectorId sector : marked)
             if (sector >= fat_.size() || fat_[sector] != mark) Report(who, "sector ", sector, " is not marked as such");
     };
-    std::size_t end = fat_.size();
-    while (end > sectors_ && fat_[end - 1] == kFreeSector) --end;
+    std::size_t described = fat_.size();
+    while (described > sectors_ && fat_[described - 1] == kFreeSector) --described;
+    end = std::max<std::uint64_t>(end, described);
     if (end > sectors_) Report("file", "it was cut short: it ends after ", sectors_, " of ", end, " sectors");
     requireMark(fatSectors, kFatSector, "the FAT");
     requireMark(difatSectors, kDifatSector, "the DIFAT");
