@@ -177,7 +177,7 @@ TEST_P(Hostile, AnyByteMayBeAnything) {
     for (std::size_t at = 0; at < image.size(); ++at) {
         // Structures stand behind the streams; of these it is enough to touch a few bytes.
         const bool structure = at < 512 || at > 30000;
-        if (!structure && at % 501 != 0) continue;
+        if (structure ? at % 4 != random() % 4 : at % 501 != 0) continue;  // the fuzzer goes further
         if (GetParam() == 4 && image[at] == std::byte{0} && at % 7 != 0) continue;
         Bytes damaged = image;
         damaged[at] ^= static_cast<std::byte>(1u << (random() % 8));

@@ -108,6 +108,17 @@ TEST_F(Readers, AndWritersOfOtherKindsGetOnWithUs) {
     EXPECT_EQ(GetAll(*file), content);
     for (const Problem& problem : CheckStructure(*OpenFile(path_, Access::ReadShared)))
         ADD_FAILURE() << problem.where << ": " << problem.what;
+    // A stream replaced in our file by a program that can do that where the length stays.
+    std::ofstream(folder_ / "put.py") << "import olefile, sys\n"
+                                         "ole = olefile.OleFileIO(sys.argv[1], write_mode=True)\n"
+                                         "ole.write_stream('Stream39', b'z' * 3901)\n"
+                                         "ole.write_stream('B2', b'y' * 50)\n"
+                                         "ole.close()\n";
+    const std::string put = "/usr/bin/python3 " + (folder_ / "put.py").string() + " " + path_;
+    OutputOf(put);
+    content[Name(39)] = Bytes(3901, std::byte{'z'});
+    content[u"B2"] = Bytes(50, std::byte{'y'});
+    EXPECT_EQ(GetAll(*CompoundFile::Open(OpenFile(path_, Access::ReadShared), Access::ReadShared)), content);
     const std::string expected(reinterpret_cast<const char*>(inside.data()), inside.size());
     EXPECT_EQ(OutputOf("gsf cat " + path_ + " Folder/inside"), expected);
     content[u"Folder/inside"] = inside;

@@ -267,37 +267,5 @@ TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
         EXPECT_EQ(file->Contains(Name(number)), content.contains(Name(number)));
 }
 
-TEST_P(Streams, ThatComeAndGoForLongLeaveTheFileBounded) {
-    FaultyDisk disk;
-    const auto file = CompoundFile::Create(disk.Open(), GetParam());
-    std::mt19937 random(3);
-    std::uint64_t largest = 0;
-    Content content;
-    for (unsigned round = 0; round < 3000; ++round) {
-        for (int i = 0; i < 3; ++i) {
-            const std::u16string name = Name(static_cast<unsigned>(random() % 60));
-            if (random() % 4 == 0 && file->Contains(name)) {
-                file->Remove(name);
-                content.erase(name);
-            } else {
-                const std::size_t size = random() % 3 == 0 ? random() % 40000 : random() % 3000;
-                Put(*file, name, content[name] = Pattern(size, round));
-            }
-        }
-        file->Commit();
-        largest = std::max(largest, file->FileSize());
-    }
-    EXPECT_EQ(ContentOf(disk.Content()), content);
-    EXPECT_EQ(Problems(disk.Content()), "");
-    EXPECT_LT(largest, 2'500'000u);  // some 400 kB are alive at a time, 1.2 MB at most
-    for (const auto& [name, bytes] : content) file->Remove(name);
-    file->Commit();
-    for (unsigned i = 0; i < 3; ++i) {
-        Put(*file, u"last", Pattern(1, i));
-        file->Commit();
-    }
-    EXPECT_LT(file->FileSize(), 64u * 1024);
-}
-
 }  // namespace
 }  // namespace lumvex::test

@@ -32,6 +32,17 @@ class RoundTrip(ToolTest):
                     self.tool("export", self.document, identifier, "-o", exported)
                     self.tool("compare", self.document, exported)
 
+    def test_a_compacted_document_holds_the_same(self):
+        self.import_samples()
+        before = self.document.stat().st_size
+        told = self.tool("compact", self.document).stdout
+        now = self.document.stat().st_size
+        self.assertEqual(told, f"{self.document}: {before} bytes before, {now} now\n")
+        self.assertLessEqual(now, before)
+        compared = self.tool("compare", self.document, *SAMPLES).stdout
+        self.assertEqual(compared.count(": the same, "), len(SAMPLES))
+        self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
+
     def test_comparing_loads_only_what_is_asked_for(self):
         self.import_samples()
         first = self.tool("compare", self.document, SAMPLES[0]).stdout
