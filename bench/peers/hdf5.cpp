@@ -1,4 +1,5 @@
-// HDF5 in its newest format: each object a dataset of bytes, inside its header where it fits, and one for the directory.
+// HDF5 in its newest format: each object a dataset of bytes, inside its header where it fits, and one for the
+// directory.
 #include <fcntl.h>
 #include <hdf5.h>
 #include <unistd.h>
@@ -90,8 +91,8 @@ private:
         const Handle how(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
         Checked(H5Pset_obj_track_times(how, false));
         Checked(H5Pset_layout(how, size <= kMostInHeader ? H5D_COMPACT : H5D_CONTIGUOUS));
-        const Handle dataset(
-            H5Dcreate2(file_, name.c_str(), H5T_NATIVE_UCHAR, space, H5P_DEFAULT, how, H5P_DEFAULT), H5Dclose);
+        const Handle dataset(H5Dcreate2(file_, name.c_str(), H5T_NATIVE_UCHAR, space, H5P_DEFAULT, how, H5P_DEFAULT),
+                             H5Dclose);
         Checked(H5Dwrite(dataset, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, content.data()));
     }
 

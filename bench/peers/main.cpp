@@ -4,12 +4,13 @@
 //
 // From before the file is opened until it is closed, in milliseconds; checks what was read or written afterwards, and
 // prints the result as one line of JSON.
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sys/resource.h>
 
 #include "peers/peer.hpp"
 
@@ -88,10 +89,11 @@ int Measure(int argc, char** argv) {
         for (std::uint32_t each = 0; each < workload.Count(); ++each) expected.Add(workload.ContentOf(each));
         Require(found == expected, "not everything was read as it was written");
     }
-    std::printf("{\"ms\": %.6f, \"written\": %llu, \"read\": %llu, \"memory\": %ld, \"size\": %llu, \"payload\": %llu}\n",
-                taken.count(), static_cast<unsigned long long>(written), static_cast<unsigned long long>(read),
-                memory, static_cast<unsigned long long>(std::filesystem::file_size(path)),
-                static_cast<unsigned long long>(workload.Payload()));
+    std::printf(
+        "{\"ms\": %.6f, \"written\": %llu, \"read\": %llu, \"memory\": %ld, \"size\": %llu, \"payload\": %llu}\n",
+        taken.count(), static_cast<unsigned long long>(written), static_cast<unsigned long long>(read), memory,
+        static_cast<unsigned long long>(std::filesystem::file_size(path)),
+        static_cast<unsigned long long>(workload.Payload()));
     return 0;
 }
 
@@ -99,7 +101,8 @@ int Measure(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     if (argc < 4) {
-        std::fprintf(stderr, "usage: %s save|read-one|read-all|read-each|change FILE A|B|C [COUNT [OBJECT [VERSION [MODE]]]]\n",
+        std::fprintf(stderr,
+                     "usage: %s save|read-one|read-all|read-each|change FILE A|B|C [COUNT [OBJECT [VERSION [MODE]]]]\n",
                      argv[0]);
         return 2;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "workload.hpp"
@@ -12,20 +13,21 @@ class Peer {
 public:
     virtual ~Peer() = default;
 
-    virtual void Prepare(const Workload&) {}             // what is in memory before Save is measured
-    virtual void Save(const Workload& workload) = 0;     // a new file, durable
+    virtual void Prepare(const Workload&) {}          // what is in memory before Save is measured
+    virtual void Save(const Workload& workload) = 0;  // a new file, durable
     virtual Bytes ReadOne(const Workload& workload, std::uint32_t object) = 0;  // valid as long as the peer
-    virtual void ReadAll(const Workload& workload, Tally& tally) = 0;   // in the order that suits the peer
-    virtual void ReadEach(const Workload& workload, Tally& tally) = 0;  // one after the other by its ID
+    virtual void ReadAll(const Workload& workload, Tally& tally) = 0;           // in the order that suits the peer
+    virtual void ReadEach(const Workload& workload, Tally& tally) = 0;          // one after the other by its ID
     virtual void Change(const Workload& workload, std::uint32_t object, Bytes content) = 0;  // durable
-    virtual void Close() {}                              // part of what is measured
+    virtual void Close() {}                                                                  // part of what is measured
     virtual std::uint64_t BytesRead() const { return 0; }  // of the file, by those who know
 };
 
 // The mode is one of the peer's own words, or empty.
 std::unique_ptr<Peer> MakePeer(const std::string& path, const std::string& mode);
 
-// Memory to read into, as a program gets it: nothing has touched it yet.
+// Memory to read into, as a program gets it: nothing has touched it yet. It begins with a page, as reading to just
+// behind a page's beginning, where large blocks of memory usually are, takes twice as long.
 class ReadBuffer {
 public:
     std::span<std::byte> First(std::size_t count) const { return {bytes_.get(), count}; }
@@ -33,7 +35,11 @@ public:
     static constexpr std::size_t size() { return 512 * 1024; }
 
 private:
-    std::unique_ptr<std::byte[]> bytes_ = std::make_unique_for_overwrite<std::byte[]>(size());
+    static constexpr std::align_val_t kPage{4096};
+    struct Free {
+        void operator()(std::byte* bytes) const { operator delete(bytes, kPage); }
+    };
+    std::unique_ptr<std::byte, Free> bytes_{static_cast<std::byte*>(operator new(size(), kPage))};
 };
 
 }  // namespace lumvex::bench

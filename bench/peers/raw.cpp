@@ -44,7 +44,8 @@ public:
     Bytes ReadOne(const Workload& workload, std::uint32_t object) override {
         Open(O_RDONLY);
         const std::size_t size = workload.SizeOf(object);
-        Require(::pread(fd_, buffer_.data(), size, static_cast<off_t>(workload.OffsetOf(object))) == static_cast<ssize_t>(size));
+        Require(::pread(fd_, buffer_.data(), size, static_cast<off_t>(workload.OffsetOf(object))) ==
+                static_cast<ssize_t>(size));
         return buffer_.First(size);
     }
 

@@ -11,8 +11,7 @@ namespace {
 
 class Sqlite final : public Peer {
 public:
-    Sqlite(std::string path, const std::string& mode)
-        : path_(std::move(path)), wal_(mode == "wal") {}
+    Sqlite(std::string path, const std::string& mode) : path_(std::move(path)), wal_(mode == "wal") {}
     ~Sqlite() override { Close(); }
 
     void Save(const Workload& workload) override {
@@ -99,7 +98,8 @@ private:
         void Reset() { owner_.Check(sqlite3_reset(statement_)); }
         Bytes Blob() {
             const void* bytes = sqlite3_column_blob(statement_, 0);
-            return {static_cast<const std::byte*>(bytes), static_cast<std::size_t>(sqlite3_column_bytes(statement_, 0))};
+            return {static_cast<const std::byte*>(bytes),
+                    static_cast<std::size_t>(sqlite3_column_bytes(statement_, 0))};
         }
 
     private:

@@ -41,7 +41,8 @@ public:
                 const Descendant& next = (*objects_)[next_++];
                 Entry* entry = document.Find(next.id);
                 if (!entry) continue;
-                if (!entry->parent && !IsEqualGUID(next.owner, GUID_NULL))
+                const bool isItem = entry->classInfo && entry->classInfo->kind == ClassKind::Item;
+                if (isItem && !entry->parent && !IsEqualGUID(next.owner, GUID_NULL))
                     entry->parent = Ref<Entry>(document.Find(next.owner));
                 Variant::FromDispatch(document.Get(*entry)->Dispatch()).Detach(&values[got]);
                 ++got;

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "storage/compound/directory_editor.hpp"
+#include "storage/compound/prefetch.hpp"
 
 namespace lumvex::compound {
 
@@ -164,9 +165,8 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     // Page after page. The changes are all over the place, so they are asked for some time before they are needed.
     const auto expect = [&](std::uint64_t id) {
         if (id > count) return;
-        const auto* change = reinterpret_cast<const char*>(members[tree.order[static_cast<std::size_t>(id - 1)]].change);
-        __builtin_prefetch(change);
-        __builtin_prefetch(change + sizeof(Change) - 1);
+        const Change* change = members[tree.order[static_cast<std::size_t>(id - 1)]].change;
+        if (change != nullptr) Prefetch(change, sizeof *change);
     };
     const std::uint32_t perPage = 1u << (pages.Shift() - 7);
     pages.CutTo(0);

@@ -63,7 +63,8 @@ int FoldedName::Compare(const Entry& entry) const {
     const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
     if (length_ != length) return length_ < length ? -1 : 1;
     std::size_t same = 0;  // units that are equal as they stand, four at a time
-    while (same + 4 <= length && std::memcmp(&units_[same], entry.bytes() + 2 * same, 4 * sizeof(char16_t)) == 0) same += 4;
+    constexpr std::size_t kFour = 4 * sizeof(char16_t);
+    while (same + 4 <= length && std::memcmp(&units_[same], entry.bytes() + 2 * same, kFour) == 0) same += 4;
     for (std::size_t i = same; i < length; ++i) {
         const char16_t unit = UpperCase(Load<char16_t>(entry.bytes() + 2 * i));
         if (units_[i] != unit) return units_[i] < unit ? -1 : 1;
