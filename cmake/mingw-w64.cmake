@@ -3,6 +3,7 @@ set(CMAKE_SYSTEM_NAME Windows)
 string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${LUMVEX_MINGW_TARGET})
 
 # The variant with the standard library's threads.
+set(CMAKE_C_COMPILER ${LUMVEX_MINGW_TARGET}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${LUMVEX_MINGW_TARGET}-g++-posix)
 set(CMAKE_RC_COMPILER ${LUMVEX_MINGW_TARGET}-windres)
 set(CMAKE_FIND_ROOT_PATH /usr/${LUMVEX_MINGW_TARGET})

@@ -39,11 +39,12 @@ ExitStatus AfterOutput(ExitStatus status) {
     return status == kDone ? kIncomplete : status;
 }
 
-int Main(int count, char** values) {
+int Main(int count, const char* const* values) {
     KeepRunningWithoutReader();
     CLI::App app("Imports, designs, inspects, exports, compares and checks Lumvex documents.", "lumvex");
     app.set_version_flag("--version", "lumvex " LUMVEX_TOOL_VERSION);
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // what begins with a slash is a path on every system
     app.footer("`lumvex COMMAND --help` says all about a command.");
     Command chosen;
     AddImport(app, chosen);
@@ -73,4 +74,9 @@ int Main(int count, char** values) {
 
 }  // namespace lumvex::app
 
-int main(int count, char** values) { return lumvex::app::Main(count, values); }
+int main(int count, char** values) {
+    const std::vector<std::string> line = lumvex::app::CommandLine(count, values);
+    std::vector<const char*> texts;
+    for (const std::string& each : line) texts.push_back(each.c_str());
+    return lumvex::app::Main(static_cast<int>(texts.size()), texts.data());
+}

@@ -7,6 +7,9 @@
 
 namespace lumvex::app {
 
+// Names of files are bytes here, and text what the user's terminal makes of them.
+std::vector<std::string> CommandLine(int count, char** values) { return {values, values + count}; }
+
 void KeepRunningWithoutReader() { std::signal(SIGPIPE, SIG_IGN); }
 
 bool OutputHasReader() {

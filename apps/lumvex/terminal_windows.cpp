@@ -1,10 +1,35 @@
+// clang-format off
+#define NOMINMAX
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
 #include <io.h>
 
+#include <codecvt>
 #include <cstdio>
+#include <locale>
 
+#include "lumvex/values.hpp"
 #include "terminal.hpp"
 
 namespace lumvex::app {
+
+// What main is given has been through the system's code page, which lacks most characters.
+std::vector<std::string> CommandLine(int, char**) {
+    std::locale::global(std::locale(std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>));
+    ::SetConsoleOutputCP(CP_UTF8);
+    int count = 0;
+    wchar_t** values = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    std::vector<std::string> line;
+    for (int at = 0; at < count; ++at) {
+        const std::wstring value = values[at];
+        line.push_back(ToUtf8(std::u16string(value.begin(), value.end())));
+    }
+    ::LocalFree(values);
+    return line;
+}
 
 void KeepRunningWithoutReader() {}  // a failed write is nothing but that here
 

@@ -1,9 +1,10 @@
 // Class information comes from the type library that the module carries among its resources; a program into which the
 // model is linked has none. Marshalling is the free-threaded marshaller's: the model locks itself, so that a pointer is
 // good on every thread of its process, whatever apartments these are in.
-#include "core/platform.hpp"
+#include "core/platform_windows.hpp"
 
 #include <atomic>
+#include <mutex>
 
 #include "core/object.hpp"
 #include "core/user_settings_windows.hpp"
@@ -24,9 +25,23 @@ Ref<ITypeLib> LoadOwnLibrary() {
     return library;
 }
 
-ITypeLib* OwnLibrary() {
-    static const Ref<ITypeLib> library = LoadOwnLibrary();
-    return library.get();
+struct OwnLibrary {
+    std::mutex lock;
+    bool isTried = false;
+    Ref<ITypeLib> library;  // none when the module carries none
+};
+
+OwnLibrary& TheLibrary() {
+    static OwnLibrary own;
+    return own;
+}
+
+Ref<ITypeLib> Library() {
+    OwnLibrary& own = TheLibrary();
+    const std::lock_guard guard(own.lock);
+    if (!own.isTried) own.library = LoadOwnLibrary();
+    own.isTried = true;
+    return own.library;
 }
 
 // What both facets share: an object of its own that keeps the one it belongs to, and whose other interfaces are that
@@ -100,11 +115,18 @@ private:
 
 }  // namespace
 
-UINT TypeInfoCount() noexcept { return OwnLibrary() ? 1 : 0; }
+void ReleaseTypeLibrary() noexcept {
+    OwnLibrary& own = TheLibrary();
+    const std::lock_guard guard(own.lock);
+    own.library = nullptr;
+    own.isTried = false;
+}
+
+UINT TypeInfoCount() noexcept { return Library() ? 1 : 0; }
 
 HRESULT TypeInfoOf(REFIID id, ITypeInfo** info) noexcept {
     *info = nullptr;
-    ITypeLib* library = OwnLibrary();
+    const Ref<ITypeLib> library = Library();
     return library ? library->GetTypeInfoOfGuid(id, info) : TYPE_E_CANTLOADLIBRARY;
 }
 

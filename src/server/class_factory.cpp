@@ -1,5 +1,8 @@
 #include "server/class_factory.hpp"
 
+#include <atomic>
+#include <new>
+
 #include "core/class_info.hpp"
 #include "lumvex/create.hpp"
 

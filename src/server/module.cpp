@@ -1,7 +1,5 @@
 // The entry points of the automation server.
-#include <atomic>
-
-#include "core/platform.hpp"
+#include "core/platform_windows.hpp"
 #include "core/thread_context_windows.hpp"
 #include "core/user_settings_windows.hpp"
 #include "server/class_factory.hpp"
@@ -55,7 +53,11 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** object) {
     return lumvex::inside::GetClassFactory(clsid, iid, object);
 }
 
-STDAPI DllCanUnloadNow() { return lumvex::inside::LiveObjects() == 0 ? S_OK : S_FALSE; }
+STDAPI DllCanUnloadNow() {
+    if (lumvex::inside::LiveObjects() != 0) return S_FALSE;
+    lumvex::inside::ReleaseTypeLibrary();
+    return S_OK;
+}
 
 STDAPI DllRegisterServer() { return Answered(lumvex::inside::RegisterServer); }
 

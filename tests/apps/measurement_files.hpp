@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -69,6 +72,46 @@ inline MeasurementFile Table(MeasurementFile::Kind kind, std::size_t columns, st
     file.rows = values.size() / columns;
     file.values = std::move(values);
     return file;
+}
+
+inline bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](float x, float y) {
+        return std::bit_cast<std::uint32_t>(x) == std::bit_cast<std::uint32_t>(y);
+    });
+}
+
+// Finite floats of every exponent, the extremes first.
+inline std::vector<float> Floats(std::size_t count) {
+    std::vector<float> floats{0.0f, -0.0f, 1e-45f, -1.17549421e-38f, 3.4028235e38f, 0.1f, 16777216.0f};
+    std::mt19937 bits(7);
+    while (floats.size() < count) {
+        const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(bits()));
+        if (std::isfinite(value)) floats.push_back(value);
+    }
+    floats.resize(count);
+    return floats;
+}
+
+struct Shape {
+    const char* name;
+    MeasurementFile::Kind kind;
+    std::size_t rows, columns;
+};
+
+// What is written to files of these names is read from them again.
+inline void ExpectSameBits(const std::vector<Shape>& shapes) {
+    const Folder folder;
+    for (const Shape& shape : shapes) {
+        SCOPED_TRACE(shape.name);
+        const MeasurementFile file = Table(shape.kind, shape.columns, Floats(shape.rows * shape.columns));
+        WriteMeasurementFile(folder / shape.name, file);
+        const MeasurementFile again = ReadMeasurementFile(folder / shape.name);
+        EXPECT_EQ(again.kind, file.kind);
+        EXPECT_EQ(again.rows, file.rows);
+        EXPECT_EQ(again.columns, file.columns);
+        EXPECT_EQ(again.sampleRate, file.sampleRate);
+        EXPECT_TRUE(SameBits(again.values, file.values));
+    }
 }
 
 }  // namespace lumvex::app

@@ -164,5 +164,33 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
     EXPECT_EQ(ReadMeasurementFile(folder / "streamed.wav").values, Samples(10, 1));
 }
 
+TEST(SoundFiles, GiveBackTheSameBits) {
+    constexpr auto kImpulse = MeasurementFile::Kind::Impulse;
+    ExpectSameBits({{"e.wav", kImpulse, 1, 1}, {"f.wav", kImpulse, 65537, 3}, {"g.WAV", kImpulse, 3, 1024}});
+}
+
+TEST(SoundFiles, OfTheSamplesHoldTheDistancesTheyAreMadeFrom) {
+    const struct {
+        const char* name;
+        std::int32_t rate;
+        std::vector<double> distances;  // of the channels' loudspeakers, in metres
+    } impulses[] = {{"impulse-left.wav", 48000, {2.40}},
+                    {"impulse-right.wav", 96000, {2.46}},
+                    {"impulse-stereo.wav", 44100, {2.40, 2.46}}};
+    for (const auto& test : impulses) {
+        const MeasurementFile file = ReadMeasurementFile(std::filesystem::path(LUMVEX_SAMPLES) / test.name);
+        EXPECT_EQ(file.sampleRate, test.rate);
+        ASSERT_EQ(file.columns, test.distances.size());
+        for (std::size_t channel = 0; channel < file.columns; ++channel) {
+            const float* samples0 = file.values.data() + channel * file.rows;
+            std::size_t peak = 0;
+            for (std::size_t i = 0; i < file.rows; ++i)
+                peak = std::abs(samples0[i]) > std::abs(samples0[peak]) ? i : peak;
+            EXPECT_NEAR(static_cast<double>(peak), test.distances[channel] / 343 * test.rate, 6) << test.name;
+            EXPECT_NEAR(std::abs(samples0[peak]), 0.7f, 0.01f);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace lumvex::app

@@ -45,7 +45,7 @@ TEST(Owners, BstrAndVariantHandOverAndTakeOver) {
     Bstr taken = Bstr::Attach(text.Detach());
     EXPECT_EQ(text.get(), nullptr);
     EXPECT_EQ(taken.view(), u"room");
-    *taken.Out() = SysAllocString(u"second");
+    *taken.Out() = SysAllocString(OLESTR("second"));
     EXPECT_EQ(taken.view(), u"second");
     EXPECT_NE(Bstr(std::u16string_view()).get(), nullptr) << "empty text is not null";
 

@@ -29,7 +29,7 @@ protected:
 TEST_F(Collections, PositionsCountFromOneInTheOrderOfAdding) {
     Fill({u"c", u"a", u"a", u"b"});
     EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"c", u"a", u"a", u"b"})) << "duplicates are welcome";
-    for (const LONG index : {0, 5, -1, 0x7FFFFFFF, static_cast<LONG>(0x80000000)}) {
+    for (const LONG index : std::initializer_list<LONG>{0, 5, -1, 0x7FFFFFFF, static_cast<LONG>(0x80000000)}) {
         Ref<IDatum> item;
         EXPECT_TRUE(FailsBare(E_INVALIDARG, data.Get()->get_Item(index, item.Out()))) << index;
         EXPECT_TRUE(FailsWith(4011, data.Get()->Remove(index))) << index;

@@ -38,8 +38,10 @@ Answer Invoke(IDispatch* object, DISPID id, WORD flags, const std::vector<Varian
     return answer;
 }
 
+LPOLESTR Raw(std::u16string& text) { return reinterpret_cast<LPOLESTR>(text.data()); }
+
 DISPID IdOf(IDispatch* object, std::u16string name) {
-    LPOLESTR text = name.data();
+    LPOLESTR text = Raw(name);
     DISPID id = 12345;
     const HRESULT status = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);
     EXPECT_EQ(status, id == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK);
@@ -76,7 +78,7 @@ TEST_F(LateBinding, NamesAreFoundInAnyCaseAlongTheWholeInterface) {
         EXPECT_EQ(IdOf(item, unknown), DISPID_UNKNOWN);
 
     std::u16string texts[] = {u"findid", u"BSEARCHDESCENDANTS", u"id", u"nothing"};
-    LPOLESTR names[] = {texts[0].data(), texts[1].data(), texts[2].data(), texts[3].data()};
+    LPOLESTR names[] = {Raw(texts[0]), Raw(texts[1]), Raw(texts[2]), Raw(texts[3])};
     DISPID ids[4] = {};
     EXPECT_EQ(collection->GetIDsOfNames(IID_NULL, names, 3, 0, ids), S_OK);
     EXPECT_EQ(ids[0], 33);

@@ -43,7 +43,7 @@ TEST(Items, PutsTakeAnyValueAndMarkTheDocument) {
     Project project = Project::Create();
     Datum datum = project.Data().Add(u"A");
     EXPECT_TRUE(IsModified(project));
-    for (const LONG locks : {1, -5, 0x7FFFFFFF, static_cast<LONG>(0x80000000), 0}) {
+    for (const LONG locks : std::initializer_list<LONG>{1, -5, 0x7FFFFFFF, static_cast<LONG>(0x80000000), 0}) {
         datum.Locks(locks);
         EXPECT_EQ(datum.Locks(), locks);
     }

@@ -23,7 +23,7 @@ TEST(Large, AHundredThousandItemsInOneCollection) {
     project.SetCacheBounds(1000, 2000);
     Data data = project.Data();
     ASSERT_EQ(data.Count(), kMembers);
-    for (const LONG position : {1, 2, 50000, 99999, kMembers}) {
+    for (const LONG position : std::initializer_list<LONG>{1, 2, 50000, 99999, kMembers}) {
         const Datum datum = data.Item(position);
         EXPECT_EQ(datum.Name(), FromUtf8(std::to_string(position)));
         EXPECT_EQ(datum.SampleRate(), position);

@@ -45,7 +45,7 @@ TEST(ConfigTable, OneTablePerRootForItsWholeLife) {
 
 TEST(ConfigTable, PositionsBelowTheFirstAnswerItAndBeyondTheLastFail) {
     const Configs table = Project::Create().Configs();
-    for (const LONG position : {0, -5, static_cast<LONG>(0x80000000), 1})
+    for (const LONG position : std::initializer_list<LONG>{0, -5, static_cast<LONG>(0x80000000), 1})
         EXPECT_EQ(table.Item(position).ConfigID(), LX_SINGLEAMP) << position;
     for (const LONG position : {5, 0x7FFFFFFF}) {
         IConfig* config = table.Item(1).Get();

@@ -15,7 +15,7 @@ struct LateAnswer {
 // One call by name, as a script makes it; arguments in the member's own order, a put's value last.
 inline LateAnswer Late(IDispatch* object, std::u16string name, WORD flags, const std::vector<Variant>& arguments = {}) {
     LateAnswer answer;
-    LPOLESTR text = name.data();
+    LPOLESTR text = reinterpret_cast<LPOLESTR>(name.data());
     DISPID id = DISPID_UNKNOWN;
     answer.status = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);
     if (FAILED(answer.status)) return answer;

@@ -126,7 +126,7 @@ TEST_F(LibraryLink, AnotherLibraryInItsPlaceIsNotTakenForIt) {
 TEST_F(LibraryLink, WhatIsNoLibraryIsNone) {
     const std::string stored = StoredLink();
     const Bytes library = FileBytes(libraryPath);
-    std::filesystem::copy_file(projectPath, libraryPath, std::filesystem::copy_options::overwrite_existing);
+    WriteFileBytes(libraryPath, FileBytes(projectPath));
     Project project = Opened();
     EXPECT_TRUE(IsOutOfReach(project));
     WriteFileBytes(libraryPath, Bytes(library.begin(), library.begin() + 700));

@@ -36,10 +36,12 @@ TEST_F(FailedOpen, WhatIsNoDocument) {
     WriteFileBytes(folder / "short", Hex("D0 CF 11 E0"));
     WriteFileBytes(folder / "text", Bytes(4000, std::byte{0x78}));
     WriteDocument(folder / "nothing of ours", {{u"Contents", Hex("01 02 03")}});
+    // Systems do not agree on what is missing where a file's folder is.
+    const HRESULT missingFolder = fs::path::preferred_separator == '/' ? STG_E_FILENOTFOUND : STG_E_PATHNOTFOUND;
     const struct {
         const char* name;
         HRESULT status;
-    } cases[] = {{"missing", STG_E_FILENOTFOUND},    {"missing/below", STG_E_FILENOTFOUND},
+    } cases[] = {{"missing", STG_E_FILENOTFOUND},    {"missing/below", missingFolder},
                  {"text/below", STG_E_PATHNOTFOUND}, {"directory", STG_E_ACCESSDENIED},
                  {"empty", Status(0x80030050)},      {"short", Status(0x80030050)},
                  {"text", Status(0x80030050)},       {"nothing of ours", STG_E_FILENOTFOUND}};

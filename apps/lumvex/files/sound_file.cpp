@@ -11,15 +11,12 @@
 #include <vector>
 
 #include "files/sound_chunks.hpp"
-#include "files/text_encoding.hpp"
 
 namespace lumvex::app {
 
 namespace {
 
-constexpr std::size_t kBlock = 1 << 16;           // samples at a time
-constexpr int kMostChannels = 1024;               // of libsndfile
-constexpr std::uint64_t kMostBytes = 0xFFFFFF00;  // a .wav file counts its bytes, header included, in 32 bits
+constexpr std::size_t kBlock = 1 << 16;  // samples at a time
 constexpr int kFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
 
 struct Close {
@@ -105,19 +102,6 @@ std::vector<float> ReadSamples(const std::filesystem::path& path, SNDFILE* sound
 
 }  // namespace
 
-bool IsSound(std::string_view beginning, const std::filesystem::path& path) {
-    for (std::string_view sign : {"RIFF", "RIFX", "RF64", "riff", "fLaC", "OggS", "caff", ".snd"}) {
-        if (beginning.starts_with(sign)) return true;
-    }
-    if (beginning.starts_with("FORM") &&
-        beginning.substr(std::min<std::size_t>(8, beginning.size())).starts_with("AIF")) {
-        return true;
-    }
-    constexpr std::string_view kExtensions[] = {".wav", ".wave", ".rf64", ".w64",  ".aif", ".aiff", ".aifc",
-                                                ".au",  ".snd",  ".caf",  ".flac", ".ogg", ".opus", ".mp3"};
-    return std::find(std::begin(kExtensions), std::end(kExtensions), LowerExtension(path)) != std::end(kExtensions);
-}
-
 MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in) {
     if (const auto missing = MissingSamples(in, static_cast<std::uint64_t>(Length(&in))))
         throw FileError(path, *missing);
@@ -141,23 +125,6 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in) {
                                   std::to_string(index / file.rows + 1) + " is not a finite number");
     }
     return file;
-}
-
-void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file) {
-    if (file.kind != MeasurementFile::Kind::Impulse) {
-        throw FileError(path, 0, "an impulse response for a .wav file",
-                        "a frequency response; .frd, .txt and .csv hold those");
-    }
-    if (file.sampleRate <= 0) {
-        throw FileError(path, 0, "a sample rate above 0 for a .wav file", std::to_string(file.sampleRate));
-    }
-    if (file.columns > kMostChannels) {
-        throw FileError(path, 0, "at most " + std::to_string(kMostChannels) + " channels for a .wav file",
-                        std::to_string(file.columns));
-    }
-    if (file.values.size() > kMostBytes / sizeof(float)) {
-        throw FileError(path, 0, "at most 4 GiB for a .wav file", std::to_string(file.values.size()) + " samples");
-    }
 }
 
 void WriteSound(const std::filesystem::path& path, std::fstream& out, const MeasurementFile& file) {

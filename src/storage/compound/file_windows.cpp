@@ -188,6 +188,7 @@ Handle OpenToAsk(const std::wstring& path) {
 
 // Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
 Handle OpenLocked(const fs::path& path, Access access) {
+    if (path.empty()) throw Failure(Status::NotFound, "no file has an empty name");
     const std::wstring systemPath = SystemPath(path);
     const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     for (;;) {
@@ -353,15 +354,20 @@ std::span<const std::byte> WindowsFile::Map() {
         Unmap();
         CutShort();
     }
-    const std::uint64_t size = Size();
-    if (size > mapped_) {
+    std::uint64_t size = Size();
+    while (size > mapped_) {
         Unmap();
         const Handle section(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size >> 32),
                                                   static_cast<DWORD>(size), nullptr));
-        if (!section) throw SystemError(::GetLastError(), Status::ReadFault, "map");
-        base_ = ::MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, static_cast<SIZE_T>(size));
-        if (base_ == nullptr) throw SystemError(::GetLastError(), Status::ReadFault, "map");
-        mapped_ = size;
+        if (section) {
+            base_ = ::MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, static_cast<SIZE_T>(size));
+            if (base_ == nullptr) throw SystemError(::GetLastError(), Status::ReadFault, "map");
+            mapped_ = size;
+            break;
+        }
+        const DWORD code = ::GetLastError();
+        const std::uint64_t measured = std::exchange(size, Size());
+        if (size >= measured) throw SystemError(code, Status::ReadFault, "map");  // else a writer cut it meanwhile
     }
     return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
 }

@@ -1,0 +1,153 @@
+// What registration leaves in the registry. The keys that it writes are redirected to one of the test's own.
+#include <map>
+
+#include "server.hpp"
+
+namespace lumvex::tests {
+namespace {
+
+const wchar_t kScratch[] = L"Software\\Lumvex registration test";
+const std::wstring kProject = L"{09A5CDEB-2933-4F88-9196-E13F80993ABB}";
+const std::wstring kSpecifications = L"{AE4045FE-5E8A-48C6-BD0A-62390B58EB09}";
+const std::wstring kLibrary = L"{690C798A-F77F-492B-8E4A-A91E88C96DFD}";
+
+// The registry does not tell the cases of names apart.
+struct NoCase {
+    bool operator()(const std::wstring& left, const std::wstring& right) const {
+        return ::CompareStringOrdinal(left.c_str(), -1, right.c_str(), -1, TRUE) == CSTR_LESS_THAN;
+    }
+};
+
+using Values = std::map<std::wstring, std::wstring, NoCase>;  // by key's path, a backslash and the value's name
+
+std::wstring TextOf(HKEY key, const std::wstring& value) {
+    wchar_t text[1024];
+    DWORD size = sizeof text;
+    return ::RegGetValueW(key, nullptr, value.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text : L"?";
+}
+
+void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Values& values) {
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(parent, name.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+    wchar_t text[256];
+    DWORD length = 256;
+    for (DWORD at = 0; ::RegEnumValueW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
+        values[path + L"\\" + text] = TextOf(key, text);
+    length = 256;
+    for (DWORD at = 0; ::RegEnumKeyExW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
+        Collect(key, text, path.empty() ? text : path + L"\\" + text, values);
+    ::RegCloseKey(key);
+}
+
+class Registration : public testing::Test {
+protected:
+    Registration() {
+        ::RegDeleteTreeW(HKEY_CURRENT_USER, kScratch);
+        classes_ = Make(L"classes");
+        user_ = Make(L"user");
+    }
+    ~Registration() override {
+        ::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
+        ::RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+        ::RegCloseKey(classes_);
+        ::RegCloseKey(user_);
+        ::RegDeleteTreeW(HKEY_CURRENT_USER, kScratch);
+    }
+
+    static HKEY Make(const std::wstring& name, DWORD options = REG_OPTION_NON_VOLATILE) {
+        HKEY key = nullptr;
+        const std::wstring path = std::wstring(kScratch) + L"\\" + name;
+        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+        return key;
+    }
+
+    void Redirect() {
+        ASSERT_EQ(::RegOverridePredefKey(HKEY_CLASSES_ROOT, classes_), 0);
+        ASSERT_EQ(::RegOverridePredefKey(HKEY_CURRENT_USER, user_), 0);
+    }
+
+    static Values All(HKEY key) {
+        Values values;
+        Collect(key, L"", L"", values);
+        return values;
+    }
+    // What stands there beside the type library's own entries.
+    static Values Classes(HKEY key) {
+        Values values = All(key);
+        std::erase_if(values, [](const auto& each) {
+            return ::_wcsnicmp(each.first.c_str(), L"TypeLib\\", 8) == 0 ||
+                   ::_wcsnicmp(each.first.c_str(), L"Interface\\", 10) == 0;
+        });
+        return values;
+    }
+
+    Values Expected() const {
+        const std::wstring module = Beside(L"Lumvex51.dll").wstring();
+        Values values;
+        for (const auto& [clsid, progId, description] :
+             {std::tuple(kProject, std::wstring(L"Lumvex-Dev.Project"), std::wstring(L"Project Class")),
+              std::tuple(kSpecifications, std::wstring(L"Lumvex-Dev.Specifications"), std::wstring(L"Specifications Class"))}) {
+            for (const std::wstring& each : {progId, progId + L".1"}) {
+                values[each + L"\\"] = description;
+                values[each + L"\\CLSID\\"] = clsid;
+            }
+            const std::wstring path = L"CLSID\\" + clsid;
+            values[path + L"\\"] = description;
+            values[path + L"\\ProgID\\"] = progId + L".1";
+            values[path + L"\\VersionIndependentProgID\\"] = progId;
+            values[path + L"\\InprocServer32\\"] = module;
+            values[path + L"\\InprocServer32\\ThreadingModel"] = L"both";
+        }
+        return values;
+    }
+
+    Module module_;
+    HKEY classes_ = nullptr, user_ = nullptr;
+};
+
+TEST_F(Registration, WritesWhatTheSystemLooksFor) {
+    Redirect();
+    for (const wchar_t* old : {L"Old", L"InprocServer32\\Old"}) {
+        HKEY key = nullptr;
+        const std::wstring path = L"CLSID\\" + kProject + L"\\" + old;
+        ASSERT_EQ(::RegCreateKeyExW(classes_, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+        ::RegSetValueExW(key, L"", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"x"), 4);
+        ::RegCloseKey(key);
+    }
+    ASSERT_EQ(module_.Register(), S_OK);
+    EXPECT_EQ(Classes(classes_), Expected());
+    const Values first = All(classes_);
+    ASSERT_EQ(module_.Register(), S_OK);
+    EXPECT_EQ(All(classes_), first) << "registered twice";
+    EXPECT_TRUE(All(user_).empty());
+
+    const std::wstring library = L"TypeLib\\" + kLibrary + L"\\5.1";
+    const wchar_t* platform = sizeof(void*) == 8 ? L"\\0\\win64\\" : L"\\0\\win32\\";
+    EXPECT_EQ(first.at(library + L"\\"), L"Lumvex 5.1 Type Library");
+    EXPECT_EQ(first.at(library + platform), Beside(L"Lumvex51.dll").wstring());
+    EXPECT_EQ(first.at(library + L"\\HELPDIR\\"), Beside(L"").wstring());
+
+    ASSERT_EQ(module_.Unregister(), S_OK);
+    EXPECT_EQ(All(classes_), Values());
+    HKEY kept = nullptr;
+    EXPECT_EQ(::RegOpenKeyExW(classes_, L"CLSID", 0, KEY_READ, &kept), ERROR_SUCCESS) << "belongs to all classes";
+    ::RegCloseKey(kept);
+    EXPECT_EQ(module_.Unregister(), S_OK) << "there is nothing left";
+}
+
+TEST_F(Registration, IsForTheUserWhereTheClassesRootCannotBeWritten) {
+    ::RegCloseKey(classes_);
+    classes_ = Make(L"volatile", REG_OPTION_VOLATILE);  // takes no keys that are to stay
+    Redirect();
+    // The status is not looked at: to write the type library for one user the system redirects the classes root itself,
+    // which it cannot do inside the test's redirection.
+    module_.Register();
+    EXPECT_EQ(All(classes_), Values());
+    HKEY classes = nullptr;
+    ASSERT_EQ(::RegOpenKeyExW(user_, L"Software\\Classes", 0, KEY_ALL_ACCESS, &classes), 0);
+    EXPECT_EQ(Classes(classes), Expected());
+    ::RegCloseKey(classes);
+}
+
+}  // namespace
+}  // namespace lumvex::tests
