@@ -1,11 +1,6 @@
 // Every operation of every kind of save fails once, in every way a disk can fail: what is found afterwards is the old
 // state or the new one, sound in both cases.
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
+#include "other_reader.hpp"
 #include "support.hpp"
 
 namespace lumvex::test {
@@ -78,15 +73,6 @@ const std::vector<Save>& Saves() {
          [](CompoundFile& file, Content& content) { Set(file, content, u"c", 150000, 3); }},
     };
     return saves;
-}
-
-// By libgsf. For one step of each kind of save and fault, as each costs a process.
-void ExpectReadableElsewhere(const Bytes& image) {
-    const std::string path = (std::filesystem::temp_directory_path() / ("fault-" + std::to_string(::getpid()))).string();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(image.size()));
-    EXPECT_EQ(std::system(("gsf list '" + path + "' > /dev/null 2>&1").c_str()), 0);
-    std::filesystem::remove(path);
 }
 
 class Faults : public testing::TestWithParam<int> {};
