@@ -41,7 +41,7 @@ public:
     Ref<Entry> parent;            // the collection or item that owns the object; empty until it is known
     Ref<Object> object;           // the live object while it is loaded; never the root's, which owns the directory
 
-    // Kept by the directory.
+    // Kept by the directory; eventWaits by the event queue.
     bool stored = false;          // the open file holds the object's stream
     bool listed = false;          // the open file's directory lists the object
     bool changed = false;         // waits for the next save
