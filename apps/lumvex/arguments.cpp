@@ -5,6 +5,14 @@
 
 namespace lumvex::app {
 
+namespace {
+
+std::filesystem::path PathOf(const std::string& text) {
+    return std::filesystem::path(std::u8string(text.begin(), text.end()));
+}
+
+}  // namespace
+
 std::vector<std::string> ParserArguments(int count, const char* const* values) {
     std::vector<std::string> arguments(values + std::min(count, 1), values + count);
     const bool listsFiles =
@@ -25,8 +33,21 @@ std::vector<std::string> ParserArguments(int count, const char* const* values) {
     return arguments;
 }
 
+CLI::Option* AddPath(CLI::App& command, const std::string& name, std::filesystem::path& path, const std::string& help) {
+    const auto take = [&path](const std::string& text) { path = PathOf(text); };
+    return command.add_option_function<std::string>(name, take, help);
+}
+
+CLI::Option* AddPaths(CLI::App& command, const std::string& name, std::vector<std::filesystem::path>& paths,
+                      const std::string& help) {
+    const auto take = [&paths](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) paths.push_back(PathOf(text));
+    };
+    return command.add_option_function<std::vector<std::string>>(name, take, help);
+}
+
 CLI::Option* AddDocument(CLI::App& command, std::filesystem::path& document, const std::string& help) {
-    return command.add_option("DOC", document, help)->type_name("")->required();
+    return AddPath(command, "DOC", document, help)->type_name("")->required();
 }
 
 std::string ExitStatusHelp(const std::string& incomplete) {

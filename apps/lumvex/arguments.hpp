@@ -12,6 +12,11 @@ namespace lumvex::app {
 // folder in front, so that the parser takes them for what they are.
 std::vector<std::string> ParserArguments(int count, const char* const* values);
 
+// Options that take paths. What the parser hands on is UTF-8 on every system, the system's own narrow text need not be.
+CLI::Option* AddPath(CLI::App& command, const std::string& name, std::filesystem::path& path, const std::string& help);
+CLI::Option* AddPaths(CLI::App& command, const std::string& name, std::vector<std::filesystem::path>& paths,
+                      const std::string& help);
+
 // Adds the positional argument DOC.
 CLI::Option* AddDocument(CLI::App& command, std::filesystem::path& document, const std::string& help);
 

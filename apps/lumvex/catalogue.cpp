@@ -119,7 +119,7 @@ void AddCatalogue(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* command = app.add_subcommand("catalogue", "Fill a library with manufacturers, models and configurations");
     AddDocument(*command, arguments->library, "the library (.lvs); created when there is no such file");
-    command->add_option("FILE", arguments->table, "the table, as text")->type_name("")->required();
+    AddPath(*command, "FILE", arguments->table, "the table, as text")->type_name("")->required();
     command->footer(
         "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
         "Subwoofer), between commas or semicolons; in quotation marks a name may hold either. A first line\n"

@@ -56,7 +56,7 @@ void AddCompare(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* command = app.add_subcommand("compare", "Compare measurement files with the data of a project");
     AddDocument(*command, arguments->document, "the project; opened for reading only");
-    command->add_option("FILE", arguments->files, "measurement files, as for import")->type_name("")->required();
+    AddPaths(*command, "FILE", arguments->files, "measurement files, as for import")->type_name("")->required();
     command->footer(
         "Each file is compared with the datum of its name (regardless of case): rows, columns, sample rate in Hz and\n"
         "every value, bit for bit. Data are loaded as they are looked for. The last line says how many files are the\n"

@@ -155,7 +155,7 @@ void AddCorrect(CLI::App& app, Command& chosen) {
     AddDesignOptions<Correction>(*command, arguments->design);
     command->add_flag("--replace", arguments->replace,
                       "change a correction that is there: what is not given stays as it is");
-    command->add_option("FILE", arguments->filters, "the correction filter")->type_name("");
+    AddPaths(*command, "FILE", arguments->filters, "the correction filter")->type_name("");
     command->footer(
         "The filter, the smoothed and the verifying measurement are impulse responses with one channel per output of\n"
         "the configuration: one sound file, or as many mono files in the outputs' order. The correction takes its\n"

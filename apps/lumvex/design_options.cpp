@@ -1,5 +1,6 @@
 #include "design_options.hpp"
 
+#include "arguments.hpp"
 #include "files/file_error.hpp"
 
 namespace lumvex::app {
@@ -43,7 +44,11 @@ CLI::Option* AddNames(CLI::App& command, const std::string& option, std::vector<
 
 CLI::Option* AddFiles(CLI::App& command, const std::string& option, std::vector<std::filesystem::path>& files,
                       const std::string& help) {
-    return AddRepeated(command, option, files, help + "; repeated for mono files")->type_name("FILE");
+    return AddPaths(command, option, files, help + "; repeated for mono files")
+        ->expected(1)
+        ->take_all()
+        ->allow_extra_args(false)
+        ->type_name("FILE");
 }
 
 CLI::Option* AddSettings(CLI::App& command, std::vector<std::string>& settings,
@@ -54,7 +59,7 @@ CLI::Option* AddSettings(CLI::App& command, std::vector<std::string>& settings,
 }
 
 void AddTables(CLI::App& command, DesignOptions& options) {
-    command.add_option("--limits", options.limits, "the table of limits")->type_name("TABLE");
+    AddPath(command, "--limits", options.limits, "the table of limits")->type_name("TABLE");
     AddRepeated(command, "--crossover", options.crossovers,
                 "a crossover: frequency in Hz and slope in dB/oct; repeatable")
         ->type_name("HZ:SLOPE")

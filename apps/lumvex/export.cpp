@@ -103,7 +103,7 @@ void AddExport(CLI::App& app, Command& chosen) {
             "an array")
         ->type_name("")
         ->required();
-    command->add_option("-o,--output", arguments->file, "the file to write; its extension says the format")
+    AddPath(*command, "-o,--output", arguments->file, "the file to write; its extension says the format")
         ->type_name("FILE")
         ->required();
     command

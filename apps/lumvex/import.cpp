@@ -127,7 +127,7 @@ void AddPlacement(CLI::App& command, Placement& placement) {
     CLI::Option* model = command.add_option("--model", placement.model, "its model, \"Acme/Alpha\"");
     CLI::Option* config = command.add_option("--config", placement.config, "its configuration, \"Bi amp\"");
     CLI::Option* experiment = command.add_option("--experiment", placement.experiment, "the set-up of the measurement");
-    CLI::Option* library = command.add_option("--library", placement.library, "links the project to this library");
+    CLI::Option* library = AddPath(command, "--library", placement.library, "links the project to this library");
     CLI::Option* room = command.add_option("--room", placement.room, "the room that was measured");
     CLI::Option* position = command.add_option("--position", placement.position, "the microphone's place in the room");
     CLI::Option* channel = command.add_option("--channel", placement.channel, "the processor channel that was heard");
@@ -151,7 +151,7 @@ void AddImport(CLI::App& app, Command& chosen) {
     CLI::App* command = app.add_subcommand("import", "Import measurement files into a project or library");
     AddDocument(*command, arguments->document,
                 "the project or library; created when there is no such file, as a library where it is called .lvs");
-    command->add_option("FILE", arguments->files, "measurement files")->type_name("")->required();
+    AddPaths(*command, "FILE", arguments->files, "measurement files")->type_name("")->required();
     command->add_flag("--replace", arguments->placement.replace,
                       "give what has a file's name already the file's content; without it such a file is refused");
     AddPlacement(*command, arguments->placement);

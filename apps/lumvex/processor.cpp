@@ -242,7 +242,7 @@ void AddProcessor(CLI::App& app, Command& chosen) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* command = app.add_subcommand("processor", "Put a processor configuration into a project");
     AddDocument(*command, arguments->document, "the project; created when there is no such file");
-    command->add_option("TABLE", arguments->table, "the output positions of its profiles")->type_name("");
+    AddPath(*command, "TABLE", arguments->table, "the output positions of its profiles")->type_name("");
     AddName(*command, "--name", arguments->name, "the name of the configuration")->required();
     CLI::Option* text =
         command->add_option("--text", arguments->text, "the text that the processor keeps")->type_name("TEXT");

@@ -7,9 +7,7 @@
 
 #include <io.h>
 
-#include <codecvt>
 #include <cstdio>
-#include <locale>
 
 #include "lumvex/values.hpp"
 #include "terminal.hpp"
@@ -18,7 +16,6 @@ namespace lumvex::app {
 
 // What main is given has been through the system's code page, which lacks most characters.
 std::vector<std::string> CommandLine(int, char**) {
-    std::locale::global(std::locale(std::locale::classic(), new std::codecvt_utf8_utf16<wchar_t>));
     ::SetConsoleOutputCP(CP_UTF8);
     int count = 0;
     wchar_t** values = ::CommandLineToArgvW(::GetCommandLineW(), &count);

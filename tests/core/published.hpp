@@ -111,6 +111,7 @@ inline Content ContentOf(const VARIANT& value) {
     }
     void* data = nullptr;
     EXPECT_EQ(SafeArrayAccessData(value.parray, &data), S_OK);
+    SafeArrayUnaccessData(value.parray);  // at once: a locked array outlives its owner when what follows throws
     for (std::size_t at = 0; at < total; ++at) {
         switch (content.type) {
             case VT_R4:
@@ -134,7 +135,6 @@ inline Content ContentOf(const VARIANT& value) {
                 return content;
         }
     }
-    SafeArrayUnaccessData(value.parray);
     return content;
 }
 
