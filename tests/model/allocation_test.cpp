@@ -197,7 +197,8 @@ protected:
         EXPECT_TRUE(CheckDocument(path).empty());
     }
     static void Copy(const std::filesystem::path& from, const std::filesystem::path& to) {
-        std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::remove(to);  // not every library's copy_file overwrites when told to
+        std::filesystem::copy_file(from, to);
     }
 
     const Folder folder;
