@@ -50,7 +50,8 @@ public:
         : NamedDestination(replace), data_(project.Data()), names_(data_) {}
 
     MeasurementFile Add(std::span<const InputFile> files) override {
-        const auto& [path, file] = files[0];
+        const std::filesystem::path& path = files[0].path;
+        const MeasurementFile& file = files[0].content;
         Place(path, file.name, "the document has a datum", data_, names_.Find(FromUtf8(file.name)),
               [&](const Datum& datum) { Store(file, datum); });
         return file;
@@ -67,7 +68,8 @@ public:
         : NamedDestination(replace), microphones_(library.Microphones()) {}
 
     MeasurementFile Add(std::span<const InputFile> files) override {
-        const auto& [path, file] = files[0];
+        const std::filesystem::path& path = files[0].path;
+        const MeasurementFile& file = files[0].content;
         if (file.kind != Kind::Calibration)
             throw FileError(path, "it is no microphone calibration, and a library takes no other measurements");
         MeasurementFile curve = LevelsOf(file);

@@ -155,6 +155,11 @@ void CheckMembers(IDispatch*) {}
 #define LX_PUT(id, name, type, parameters, help)
 #define LX_METHOD(id, name, type, parameters, help) \
     CheckResult(object, &Interface::name, prefix + #name, E_POINTER, LX_ALL_NEEDED(parameters));
+#define LX_OVERLOAD(id, name, type, parameters, help)                                                                  \
+    CheckResult<Interface>(object,                                                                                     \
+                           static_cast<HRESULT (STDMETHODCALLTYPE Interface::*)(                                       \
+                               LX_EACH_BEFORE(LX_PARAMETER_DECLARED, parameters) type*)>(&Interface::name),            \
+                           prefix + #name, E_POINTER, LX_ALL_NEEDED(parameters));
 #define LX_ACTION(id, name, parameters, help) CheckAction(object, &Interface::name, prefix + #name);
 #define LX_TEST(id, name, parameters, help) \
     CheckResult(object, &Interface::name, prefix + #name, S_OK, LX_ALL_NEEDED(parameters));

@@ -7,7 +7,7 @@
 
 // The C library loses the list of folders of every locale that it finds by LOCPATH.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
-const char* __lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+const char* __lsan_default_suppressions() { return "leak:argz_add_sep\n"; }
 
 namespace lumvex::tests {
 namespace {
