@@ -1,0 +1,109 @@
+"""Documents go from this system's tool to the server and the tool for Windows, and back."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import unittest
+
+sys.path.insert(0, os.fspath(pathlib.Path(__file__).resolve().parent.parent / "documents"))
+from tool import DONE, INCOMPLETE, SAMPLES, TOOL, ToolTest  # noqa: E402
+
+WINE = os.environ["LUMVEX_WINE"]
+WINDOWS_TOOL = os.environ["LUMVEX_WINDOWS_TOOL"]
+AGREED = 42  # what a script ends with when it came to its end; one that fails ends with 0
+
+SUMS = """
+Set project = CreateObject("Lumvex-Dev.Project")
+project.AccessMode = 1
+project.SafeArrayType = 12
+project.OpenFile WScript.Arguments.Item(0)
+For Each datum In project.Data
+  values = datum.Data
+  sum = 0
+  For Each value In values
+    sum = sum + value
+  Next
+  WScript.Echo datum.ID & " " & datum.SampleRate & " " & sum
+Next
+WScript.Quit 42
+"""
+
+ADD = """
+Set project = CreateObject("Lumvex-Dev.Project")
+project.OpenFile WScript.Arguments.Item(0)
+Set datum = project.Data.Add(WScript.Arguments.Item(1))
+datum.Data = Array(0.5, -1.25, 3.0)
+datum.SampleRate = 44100
+project.Data.Remove 1
+project.SaveFile
+WScript.Quit 42
+"""
+
+
+class Exchange(ToolTest):
+    def wine(self, status, *arguments):
+        done = subprocess.run([WINE, *map(windows_text, arguments)], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              capture_output=True, timeout=300)
+        self.assertEqual(done.returncode, status, done.stdout + done.stderr)
+        return done.stdout.decode("utf-8").replace("\r\n", "\n"), done.stderr.decode("utf-8")
+
+    def script(self, text, *arguments):
+        return self.wine(AGREED, "cscript", "//nologo", self.file("script.vbs", text), *arguments)[0]
+
+    def test_the_server_reads_what_the_tool_wrote_and_changes_it(self):
+        self.import_samples()
+        # Exactly representable, so that sums are the same in every order.
+        self.tool("import", self.document, self.file("\u00e9 exact.csv", "20,0.5\n30,-4.25\n40,8\n"))
+        before = self.data()
+        lines = [line.split(" ") for line in self.script(SUMS, self.document).splitlines()]
+        self.assertEqual([(line[0], int(line[1])) for line in lines], [(each[3], each[1]) for each in before])
+        self.assertEqual(float(lines[-1][2]), 20 + 30 + 40 + 0.5 - 4.25 + 8)
+
+        self.script(ADD, self.document, "\u0416\u65e5 added")
+        after = self.data()
+        self.assertEqual(after[:-1], before[1:])
+        self.assertEqual(after[-1][:3], ("\u0416\u65e5 added", 44100, "3 x 1"))
+        self.tool("check", self.document)
+        kept = [path for path in SAMPLES if path.stem in {name for name, *_ in after}]
+        self.assertGreater(len(kept), 3)
+        self.tool("compare", self.document, *kept)
+
+    def test_the_tool_reads_what_the_server_made(self):
+        made = self.folder / "\u0416\u65e5.lvp"
+        self.script('Set project = CreateObject("Lumvex-Dev.Project")\n'
+                    'Set datum = project.Data.Add("made there")\n'
+                    'datum.Data = Array(0.5, -1.25, 3.0)\n'
+                    'datum.SampleRate = 48000\n'
+                    'project.SaveFileAs WScript.Arguments.Item(0)\n'
+                    'WScript.Quit 42\n', made)
+        self.assertEqual([each[:3] for each in self.data(made)], [("made there", 48000, "3 x 1")])
+        self.tool("check", made)
+        self.tool("export", made, "made there", "-o", self.folder / "made there.wav")
+        self.tool("compare", made, self.folder / "made there.wav")
+
+    def test_both_tools_read_and_write_the_same(self):
+        document = self.folder / "\u0416\u65e5.lvp"
+        texts = [path for path in SAMPLES if path.suffix != ".wav"] + [self.file("\u65e5 \u00e9.csv", "20,1\n30,2\n")]
+        shown, _ = self.wine(DONE, WINDOWS_TOOL, "import", document, *texts)
+        self.assertIn(f"{len(texts)} of {len(texts)} files imported", shown)
+        self.tool("compare", document, *texts)
+        self.assertIn("\u65e5 \u00e9", [name for name, *_ in self.data(document)])
+        self.tool("import", document, *(path for path in SAMPLES if path.suffix == ".wav"))
+        shown, _ = self.wine(DONE, WINDOWS_TOOL, "tree", "--ids", document)
+        # The last line counts bytes that were read, and the first names the document as it was given.
+        self.assertEqual(shown.splitlines()[1:-1], self.tool("tree", "--ids", document).stdout.splitlines()[1:-1])
+        self.wine(DONE, WINDOWS_TOOL, "check", document)
+        sound = next(path for path in SAMPLES if path.suffix == ".wav")
+        _, said = self.wine(INCOMPLETE, WINDOWS_TOOL, "import", document, sound)
+        self.assertIn("this build reads no sound files", said)
+
+
+def windows_text(argument):
+    return "Z:" + os.fspath(argument).replace("/", "\\") if isinstance(argument, pathlib.Path) else argument
+
+
+if __name__ == "__main__":
+    if not os.access(TOOL, os.X_OK):
+        sys.exit(f"{TOOL}, this system's own tool, is not there: scripts/build release lumvex_tool makes it")
+    unittest.main()
