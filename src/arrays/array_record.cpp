@@ -8,6 +8,7 @@ namespace lumvex::inside {
 namespace {
 
 constexpr std::uint16_t kNoArray = 0, kOlderFormat = 1, kFormat = 2;
+constexpr std::size_t kShortestText = sizeof(std::uint32_t);  // bytes: a length of 0
 
 VARTYPE TypeOfElementSize(std::uint32_t size) {
     switch (size) {
@@ -37,7 +38,8 @@ VARTYPE CheckedType(std::uint16_t type) {
     }
 }
 
-// Bounds whose elements the rest of the stream cannot hold are refused before anything is made of them.
+// Bounds whose elements the rest of the stream cannot hold, at `elementSize` bytes or more each, are refused before
+// anything is made of them.
 std::vector<Dimension> ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
     if (count == 0 || count > reader.Left() / 8) throw Failure(kReadFault);
@@ -80,7 +82,6 @@ StoredArray::Text ReadText(RecordReader& reader) {
 ArraySlot ReadTexts(RecordReader& reader, std::vector<Dimension> dimensions) {
     std::size_t count = 1;
     for (const Dimension& dimension : dimensions) count *= dimension.count;
-    if (count > reader.Left() / sizeof(std::uint32_t)) throw Failure(kReadFault);
     std::vector<StoredArray::Text> texts(count);
     for (std::size_t at = 0; at < count; ++at) texts[MemoryIndex(dimensions, at)] = ReadText(reader);
     return std::make_shared<StoredArray>(std::move(dimensions), std::move(texts));
@@ -114,7 +115,7 @@ void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
     const std::uint32_t count = reader.U32();
     const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
-    const std::size_t elementSize = StoredArray::ElementSize(type);
+    const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
     std::vector<Dimension> dimensions = ReadDimensions(reader, count, elementSize);
     if (type == VT_BSTR) {
         slot = ReadTexts(reader, std::move(dimensions));

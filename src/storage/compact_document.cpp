@@ -53,13 +53,14 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
     std::vector<std::byte> buffer;
     for (std::size_t at = 0; at < streams.size(); ++at) {
         const compound::Stream stream = from->Get(streams[at].name);
-        const std::byte* bytes = stream.Contiguous(0, stream.Size());
+        const auto size = static_cast<std::size_t>(stream.Size());  // of a file that is mapped
+        const std::byte* bytes = stream.Contiguous(0, size);
         if (!bytes) {
-            buffer.resize(stream.Size());
+            buffer.resize(size);
             stream.Read(0, buffer);
             bytes = buffer.data();
         }
-        const compound::Piece piece(bytes, stream.Size());
+        const compound::Piece piece(bytes, size);
         to->Write(streams[at].name, std::span(&piece, 1));
         if (progress) progress(at + 1, streams.size());
     }

@@ -27,7 +27,7 @@ public:
         if (2 * (entries_.size() + 1) > slots_.size()) Grow();
         const GUID id = entry->id;
         entries_.push_back(std::move(entry));
-        Insert({HashOf(id), static_cast<std::uint32_t>(entries_.size())});
+        Insert({HighHashOf(id), static_cast<std::uint32_t>(entries_.size())});
     }
 
     // Nothing where it is not in the table. The last entry takes its place in the list.
@@ -55,12 +55,12 @@ private:
     };
     static constexpr std::size_t kNone = ~std::size_t{0};
 
-    static std::uint32_t HashOf(const GUID& id) { return static_cast<std::uint32_t>(GuidHash()(id) >> 32); }
+    static std::uint32_t HighHashOf(const GUID& id) { return static_cast<std::uint32_t>(HashOf(id) >> 32); }
     std::size_t Mask() const { return slots_.size() - 1; }
 
     std::size_t SlotOf(const GUID& id) const {
         if (slots_.empty()) return kNone;
-        const std::uint32_t hash = HashOf(id);
+        const std::uint32_t hash = HighHashOf(id);
         for (std::size_t at = hash & Mask(); slots_[at].place != 0; at = (at + 1) & Mask())
             if (slots_[at].hash == hash && IsEqualGUID(entries_[slots_[at].place - 1]->id, id)) return at;
         return kNone;

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <random>
 #include <string>
@@ -357,6 +358,8 @@ std::span<const std::byte> WindowsFile::Map() {
     std::uint64_t size = Size();
     while (size > mapped_) {
         Unmap();
+        if (size > std::numeric_limits<SIZE_T>::max())
+            throw Failure(Status::NoMemory, size, " bytes are more than a program of 32 bits can map");
         const Handle section(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size >> 32),
                                                   static_cast<DWORD>(size), nullptr));
         if (section) {

@@ -8,8 +8,13 @@
 
 namespace lumvex::compound {
 
-FreeMap::FreeMap(std::uint32_t end, SectorId reserved)
-    : words_((std::uint64_t{end} + 63) / 64), end_(end), reserved_(reserved) {}
+namespace {
+
+std::size_t WordsFor(std::uint64_t sectors) { return static_cast<std::size_t>((sectors + 63) / 64); }
+
+}  // namespace
+
+FreeMap::FreeMap(std::uint32_t end, SectorId reserved) : words_(WordsFor(end)), end_(end), reserved_(reserved) {}
 
 void FreeMap::Mark(SectorId first, std::uint32_t count, bool free) {
     for (std::uint32_t done = 0; done < count;) {
@@ -72,7 +77,7 @@ SectorId FreeMap::TakeAtEnd(std::uint32_t count) {
     }
     if (newEnd > kMaxSector) throw Failure(Status::MediumFull, "more than ", kMaxSector, " sectors");
     const std::uint32_t oldEnd = end_;
-    words_.resize((newEnd + 63) / 64);
+    words_.resize(WordsFor(newEnd));
     end_ = static_cast<std::uint32_t>(newEnd);
     if (reserve && oldEnd < reserved_) Mark(oldEnd, reserved_ - oldEnd, true);
     if (first < oldEnd) Mark(first, oldEnd - first, false);
@@ -107,7 +112,7 @@ void FreeMap::CutTo(std::uint32_t end) {
     assert(end <= end_ && end >= UsedEnd());
     Mark(end, end_ - end, false);
     end_ = end;
-    words_.resize((std::uint64_t{end} + 63) / 64);
+    words_.resize(WordsFor(end));
     lowest_ = std::min(lowest_, end_);
 }
 

@@ -35,10 +35,11 @@ public:
     void Flush() override {}
 
     // A view of the content stays what it was, also where the bytes have to move.
-    void Resize(std::uint64_t size) override {
+    void Resize(std::uint64_t newSize) override {
+        const auto size = static_cast<std::size_t>(newSize);
         if (size > content_.capacity()) {
             std::vector<std::byte> grown;
-            grown.reserve(std::max<std::size_t>(size, 2 * content_.capacity()));
+            grown.reserve(std::max(size, 2 * content_.capacity()));
             grown = content_;
             retired_.push_back(std::move(content_));
             content_ = std::move(grown);

@@ -30,7 +30,7 @@ void SortByPlace(std::vector<Found>& all) {
     std::vector<Found> sorted(all.size());
     for (unsigned shift = 32; shift < 64 && highest >> shift != 0; shift += kBits) {
         std::array<std::size_t, 1u << kBits> next{};
-        const auto digit = [shift](Found each) { return each >> shift & ((1u << kBits) - 1); };
+        const auto digit = [shift](Found each) { return static_cast<std::size_t>(each >> shift & ((1u << kBits) - 1)); };
         for (const Found each : all) ++next[digit(each)];
         std::size_t begin = 0;
         for (std::size_t& count : next) begin += std::exchange(count, begin);

@@ -1,0 +1,27 @@
+# Fails where MODULE exports other names than those that DEFINITION lists, as they stand there, or imports from a library
+# that is not the system's own. DUMP is the target's objdump.
+execute_process(COMMAND ${DUMP} -p ${MODULE} COMMAND sed -nE "s/\t(DLL Name:|\\[ *[0-9]+\\]) ([^ ]+)$/\\1\\2/p"
+                OUTPUT_VARIABLE said COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "\n" ";" said "${said}")
+set(imports ${said})
+list(FILTER imports INCLUDE REGEX "^DLL Name:")
+list(TRANSFORM imports REPLACE "^DLL Name:" "")
+list(TRANSFORM imports TOLOWER)
+set(exports ${said})
+list(FILTER exports INCLUDE REGEX "\\]")
+list(TRANSFORM exports REPLACE ".*\\]" "")
+list(SORT exports)
+
+file(STRINGS ${DEFINITION} promised REGEX "^ ")
+list(TRANSFORM promised REPLACE "^ +([A-Za-z]+).*" "\\1")
+list(SORT promised)
+if(NOT exports STREQUAL promised)
+  message(FATAL_ERROR "${MODULE} exports '${exports}', not '${promised}'")
+endif()
+if(NOT imports)
+  message(FATAL_ERROR "${MODULE}: nothing is known of its imports")
+endif()
+list(REMOVE_ITEM imports advapi32.dll kernel32.dll msvcrt.dll ole32.dll oleaut32.dll)
+if(imports)
+  message(FATAL_ERROR "${MODULE} needs ${imports}")
+endif()
