@@ -9,7 +9,8 @@ namespace {
 const wchar_t kScratch[] = L"Software\\Lumvex registration test";
 const std::wstring kProject = L"{09A5CDEB-2933-4F88-9196-E13F80993ABB}";
 const std::wstring kSpecifications = L"{AE4045FE-5E8A-48C6-BD0A-62390B58EB09}";
-const std::wstring kLibrary = L"{690C798A-F77F-492B-8E4A-A91E88C96DFD}";
+const std::wstring kVersion = L"TypeLib\\{690C798A-F77F-492B-8E4A-A91E88C96DFD}\\5.1";
+const wchar_t* const kPlatform = sizeof(void*) == 8 ? L"\\0\\win64\\" : L"\\0\\win32\\";
 
 // The registry does not tell the cases of names apart.
 struct NoCase {
@@ -54,6 +55,7 @@ protected:
         ::RegDeleteTreeW(HKEY_CURRENT_USER, kScratch);
     }
 
+    // Below the test's own key.
     static HKEY Make(const std::wstring& name, DWORD options = REG_OPTION_NON_VOLATILE) {
         HKEY key = nullptr;
         const std::wstring path = std::wstring(kScratch) + L"\\" + name;
@@ -121,11 +123,9 @@ TEST_F(Registration, WritesWhatTheSystemLooksFor) {
     EXPECT_EQ(All(classes_), first) << "registered twice";
     EXPECT_TRUE(All(user_).empty());
 
-    const std::wstring library = L"TypeLib\\" + kLibrary + L"\\5.1";
-    const wchar_t* platform = sizeof(void*) == 8 ? L"\\0\\win64\\" : L"\\0\\win32\\";
-    EXPECT_EQ(first.at(library + L"\\"), L"Lumvex 5.1 Type Library");
-    EXPECT_EQ(first.at(library + platform), Beside(L"Lumvex51.dll").wstring());
-    EXPECT_EQ(first.at(library + L"\\HELPDIR\\"), Beside(L"").wstring());
+    EXPECT_EQ(first.at(kVersion + L"\\"), L"Lumvex 5.1 Type Library");
+    EXPECT_EQ(first.at(kVersion + kPlatform), Beside(L"Lumvex51.dll").wstring());
+    EXPECT_EQ(first.at(kVersion + L"\\HELPDIR\\"), Beside(L"").wstring());
 
     ASSERT_EQ(module_.Unregister(), S_OK);
     EXPECT_EQ(All(classes_), Values());
@@ -135,17 +135,24 @@ TEST_F(Registration, WritesWhatTheSystemLooksFor) {
     EXPECT_EQ(module_.Unregister(), S_OK) << "there is nothing left";
 }
 
+// The first key that is made there takes no keys that are to stay. All others could be made: Wine writes a type library
+// to the classes root also when it is for one user.
 TEST_F(Registration, IsForTheUserWhereTheClassesRootCannotBeWritten) {
-    ::RegCloseKey(classes_);
-    classes_ = Make(L"volatile", REG_OPTION_VOLATILE);  // takes no keys that are to stay
+    ::RegCloseKey(Make(L"classes\\Lumvex-Dev.Project.1", REG_OPTION_VOLATILE));
     Redirect();
-    // The status is not looked at: to write the type library for one user the system redirects the classes root itself,
-    // which it cannot do inside the test's redirection.
-    module_.Register();
-    EXPECT_EQ(All(classes_), Values());
+    ASSERT_EQ(module_.Register(), S_OK);
     HKEY classes = nullptr;
     ASSERT_EQ(::RegOpenKeyExW(user_, L"Software\\Classes", 0, KEY_ALL_ACCESS, &classes), 0);
     EXPECT_EQ(Classes(classes), Expected());
+    EXPECT_EQ(Classes(classes_), (Values{{L"Lumvex-Dev.Project.1\\", L"Project Class"}})) << "no more than it could";
+    Values both = All(classes);
+    both.merge(All(classes_));
+    EXPECT_EQ(both[kVersion + L"\\"], L"Lumvex 5.1 Type Library");
+    EXPECT_EQ(both[kVersion + kPlatform], Beside(L"Lumvex51.dll").wstring());
+
+    ASSERT_EQ(module_.Unregister(), S_OK);
+    EXPECT_EQ(All(classes), Values());
+    EXPECT_EQ(All(classes_), Values());
     ::RegCloseKey(classes);
 }
 
