@@ -51,6 +51,12 @@ class Exchange(ToolTest):
     def script(self, text, *arguments):
         return self.wine(AGREED, "cscript", "//nologo", self.file("script.vbs", text), *arguments)[0]
 
+    def deep_folder(self):
+        """One whose path is longer than the 260 characters that plain functions of Windows take."""
+        folder = self.folder.joinpath(*["x" * 49 + "\u0416\u65e5\u00e9"] * 6)
+        folder.mkdir(parents=True)
+        return folder
+
     def test_the_server_reads_what_the_tool_wrote_and_changes_it(self):
         self.import_samples()
         # Exactly representable, so that sums are the same in every order.
@@ -70,7 +76,7 @@ class Exchange(ToolTest):
         self.tool("compare", self.document, *kept)
 
     def test_the_tool_reads_what_the_server_made(self):
-        made = self.folder / "\u0416\u65e5.lvp"
+        made = self.deep_folder() / "\u0416\u65e5.lvp"
         self.script('Set project = CreateObject("Lumvex-Dev.Project")\n'
                     'Set datum = project.Data.Add("made there")\n'
                     'datum.Data = Array(0.5, -1.25, 3.0)\n'
@@ -83,7 +89,7 @@ class Exchange(ToolTest):
         self.tool("compare", made, self.folder / "made there.wav")
 
     def test_both_tools_read_and_write_the_same(self):
-        document = self.folder / "\u0416\u65e5.lvp"
+        document = self.deep_folder() / "\u0416\u65e5.lvp"
         texts = [path for path in SAMPLES if path.suffix != ".wav"] + [self.file("\u65e5 \u00e9.csv", "20,1\n30,2\n")]
         shown, _ = self.wine(DONE, WINDOWS_TOOL, "import", document, *texts)
         self.assertIn(f"{len(texts)} of {len(texts)} files imported", shown)
