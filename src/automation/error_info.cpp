@@ -107,8 +107,9 @@ HRESULT CreateErrorInfo(ICreateErrorInfo** pperrinfo) noexcept {
     return *pperrinfo ? S_OK : E_OUTOFMEMORY;
 }
 
-HRESULT SetErrorInfo(ULONG dwReserved, IErrorInfo* perrinfo) noexcept {
-    if (dwReserved != 0) return E_INVALIDARG;
+namespace {
+
+void Replace(IErrorInfo* perrinfo) noexcept {
     if (ended) perrinfo = nullptr;
     if (perrinfo) {
         thread_local ReleaseAtThreadEnd release;
@@ -119,6 +120,13 @@ HRESULT SetErrorInfo(ULONG dwReserved, IErrorInfo* perrinfo) noexcept {
     IErrorInfo* const old = current;
     current = perrinfo;
     if (old) old->Release();
+}
+
+}  // namespace
+
+HRESULT SetErrorInfo(ULONG dwReserved, IErrorInfo* perrinfo) noexcept {
+    if (dwReserved != 0) return E_INVALIDARG;
+    if (perrinfo || current) Replace(perrinfo);  // mostly there is none before and none after
     return S_OK;
 }
 

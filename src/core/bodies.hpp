@@ -31,8 +31,9 @@ public:
     }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags, DISPPARAMS* pDispParams,
                                      VARIANT* pVarResult, EXCEPINFO* pExcepInfo, UINT* puArgErr) override {
-        return DispatchTable::Of<Most>().Invoke(static_cast<Most*>(this), dispIdMember, riid, wFlags, pDispParams,
-                                                pVarResult, pExcepInfo, puArgErr);
+        static const DispatchTable& table = DispatchTable::Of<Most>();
+        return table.Invoke(static_cast<Most*>(this), dispIdMember, riid, wFlags, pDispParams, pVarResult, pExcepInfo,
+                            puArgErr);
     }
 
 protected:

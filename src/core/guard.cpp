@@ -1,7 +1,6 @@
 #include "core/guard.hpp"
 
 #include <algorithm>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 
@@ -12,11 +11,6 @@
 namespace lumvex::inside {
 
 namespace {
-
-std::recursive_mutex& ModuleLock() {
-    static std::recursive_mutex lock;
-    return lock;
-}
 
 class KeptErrorInfo {
 public:
@@ -45,14 +39,9 @@ void Deliver(ThreadContext& thread) noexcept {
 
 }  // namespace
 
-Call::Call() : thread_(CurrentThread()) {
-    ModuleLock().lock();
-    ++thread_.depth;
-}
-
-Call::~Call() {
-    Deliver(thread_);
-    --thread_.depth;
+void Leave(ThreadContext& thread) noexcept {
+    Deliver(thread);
+    --thread.depth;
     ModuleLock().unlock();
 }
 

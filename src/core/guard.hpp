@@ -8,11 +8,15 @@ namespace lumvex::inside {
 
 struct ThreadContext;
 
-// The module-wide lock, held for the life of the object; the thread's nesting is counted, the outermost delivers.
+// Takes the module-wide lock and counts the thread's nesting; leaving, the outermost call delivers.
+ThreadContext& Enter();
+void Leave(ThreadContext& thread) noexcept;
+
+// Inside the model for the life of the object.
 class Call {
 public:
-    Call();
-    ~Call();
+    Call() : thread_(Enter()) {}
+    ~Call() { Leave(thread_); }
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 

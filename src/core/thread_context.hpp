@@ -1,6 +1,7 @@
 // What each thread that enters the model has of its own.
 #pragma once
 
+#include <mutex>
 #include <vector>
 
 #include "core/events.hpp"
@@ -14,5 +15,18 @@ struct ThreadContext {
 
 // The calling thread's, made on first use. Throws std::bad_alloc when it cannot be made.
 ThreadContext& CurrentThread();
+
+inline std::recursive_mutex& ModuleLock() {
+    static std::recursive_mutex lock;
+    return lock;
+}
+
+// What Enter() does once it has the context. Enter() itself stands beside CurrentThread(), so that both become one
+// function: a sixth of what the shortest published call costs.
+inline ThreadContext& EnteredBy(ThreadContext& thread) {
+    ModuleLock().lock();
+    ++thread.depth;
+    return thread;
+}
 
 }  // namespace lumvex::inside

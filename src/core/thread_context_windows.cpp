@@ -5,6 +5,8 @@
 
 #include <new>
 
+#include "core/guard.hpp"
+
 namespace lumvex::inside {
 
 namespace {
@@ -24,6 +26,8 @@ ThreadContext& CurrentThread() {
     if (!::FlsSetValue(Slot(), context.get())) throw std::bad_alloc();
     return *context.release();
 }
+
+ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
 
 void DetachThread() noexcept {
     void* context = ::FlsGetValue(Slot());

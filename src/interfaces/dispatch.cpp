@@ -56,7 +56,10 @@ DispatchTable::DispatchTable(const DispatchTable* base, std::vector<DispatchRow>
         if (row.id < 0) continue;
         const auto slot = static_cast<std::size_t>(row.id);
         if (first_.size() <= slot) first_.resize(slot + 1, -1);
-        if (first_[slot] < 0) first_[slot] = static_cast<std::int16_t>(at);
+        if (first_[slot] >= 0) continue;
+        first_[slot] = static_cast<std::int16_t>(at);
+        plainGets_.resize(slot + 1);
+        plainGets_[slot] = row.get;
     }
 }
 
@@ -105,22 +108,20 @@ HRESULT DispatchTable::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) c
     return status;
 }
 
-HRESULT DispatchTable::Invoke(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters,
-                              VARIANT* result, EXCEPINFO* exception, UINT* badArgument) const {
+HRESULT DispatchTable::InvokeAny(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters,
+                                 VARIANT* result, EXCEPINFO* exception, UINT* badArgument) const {
     if (!IsEqualGUID(reserved, GUID_NULL)) return DISP_E_UNKNOWNINTERFACE;
     if (!parameters) return E_POINTER;
     const DispatchRow* row = Find(id, flags);
     if (!row) return DISP_E_MEMBERNOTFOUND;
     DispatchCall call{object, nullptr, nullptr, result, S_OK, 0};
-    if (row->parameters.empty() && parameters->cArgs == 0 && parameters->cNamedArgs == 0 && result) {
-        SetErrorInfo(0, nullptr);
-        row->call(call);  // nothing to convert, so nothing to fail before the member
-    } else {
-        const HRESULT status = CallWithArguments(*row, *parameters, call, badArgument);
-        if (FAILED(status)) return status;
-    }
-    if (SUCCEEDED(call.status)) return call.status;
-    Describe(call.status, exception);
+    const HRESULT status = CallWithArguments(*row, *parameters, call, badArgument);
+    if (FAILED(status)) return status;
+    return SUCCEEDED(call.status) ? call.status : Failed(call.status, exception);
+}
+
+HRESULT DispatchTable::Failed(HRESULT status, EXCEPINFO* exception) {
+    Describe(status, exception);
     return DISP_E_EXCEPTION;
 }
 
@@ -179,7 +180,8 @@ HRESULT DispatchTable::CallWithArguments(const DispatchRow& row, const DISPPARAM
         static const DispatchTable table(baseTable, {
 #define LX_GET(id, name, type, parameters, help)                       \
     {id, LX_WIDE(#name), DISPATCH_PROPERTYGET, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
-     &Caller<&Interface::get_##name, true, std::string_view(#type) == "DATE">::Call},
+     &Caller<&Interface::get_##name, true, std::string_view(#type) == "DATE">::Call, \
+     Caller<&Interface::get_##name, true, std::string_view(#type) == "DATE">::PlainGetOf()},
 #define LX_PUT(id, name, type, parameters, help)                       \
     {id, LX_WIDE(#name), DISPATCH_PROPERTYPUT, {LX_EACH_BEFORE(LX_PARAMETER_ROW, parameters) {u"newVal", false, 0}}, \
      &Caller<&Interface::put_##name, false, false>::Call},

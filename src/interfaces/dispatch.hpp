@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
@@ -35,12 +36,16 @@ struct DispatchCall {
     UINT badArgument;    // position of the argument that a DISP_E_... answer is about
 };
 
+// Gets a property without parameters: its status; the result is written when it succeeds, whatever it held before.
+using PlainGet = HRESULT (*)(IDispatch* object, VARIANT* result);
+
 struct DispatchRow {
     DISPID id;
     const char16_t* name;
     WORD kind;  // DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT
     std::vector<DispatchParameter> parameters;  // of a put: the value last
     HRESULT (*call)(DispatchCall&);             // S_OK once the member was called, else DISP_E_...
+    PlainGet get = nullptr;                     // the same member where it is a get without parameters
 };
 
 // ---- conversion of arguments and results ----
@@ -201,6 +206,14 @@ struct Caller<Member, kHasResult, kIsDate> {
         constexpr std::size_t inputs = sizeof...(Args) - (kHasResult ? 1 : 0);
         return With(call, std::make_index_sequence<inputs>());
     }
+    static HRESULT Get(IDispatch* object, VARIANT* result) {
+        return Received([object](auto* value) { return (static_cast<I*>(object)->*Member)(value); }, result);
+    }
+    // Null where the member has parameters.
+    static constexpr PlainGet PlainGetOf() {
+        if constexpr (kHasResult && sizeof...(Args) == 1) return &Get;
+        return nullptr;
+    }
 
 private:
     template <std::size_t At>
@@ -215,16 +228,23 @@ private:
         if (FAILED(status)) return status;
         I* object = static_cast<I*>(call.object);
         if constexpr (kHasResult) {
-            std::remove_pointer_t<Nth<sizeof...(Args) - 1>> result{};
-            call.status = (object->*Member)(std::get<At>(arguments).Value()..., &result);
-            if (FAILED(call.status)) return S_OK;
-            *call.result = VARIANT{};
-            Deliver(result, kIsDate, call.result);
+            call.status = Received(
+                [&](auto* value) { return (object->*Member)(std::get<At>(arguments).Value()..., value); }, call.result);
         } else {
             call.status = (object->*Member)(std::get<At>(arguments).Value()...);
             if (SUCCEEDED(call.status)) *call.result = VARIANT{};
         }
         return S_OK;
+    }
+
+    template <class Ask>
+    static HRESULT Received(Ask&& ask, VARIANT* result) {
+        std::remove_pointer_t<Nth<sizeof...(Args) - 1>> value{};
+        const HRESULT status = ask(&value);
+        if (FAILED(status)) return status;
+        *result = VARIANT{};
+        Deliver(value, kIsDate, result);
+        return status;
     }
 };
 
@@ -238,7 +258,17 @@ public:
 
     HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const;
     HRESULT Invoke(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters, VARIANT* result,
-                   EXCEPINFO* exception, UINT* badArgument) const;
+                   EXCEPINFO* exception, UINT* badArgument) const {
+        // Most calls get a property without parameters: there is nothing to convert, and nothing to fail before the
+        // member.
+        const auto slot = static_cast<std::size_t>(id);
+        if (slot >= plainGets_.size() || !plainGets_[slot] || !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) ||
+            !parameters || parameters->cArgs != 0 || parameters->cNamedArgs != 0 || !result || !IsNull(reserved))
+            return InvokeAny(object, id, reserved, flags, parameters, result, exception, badArgument);
+        SetErrorInfo(0, nullptr);
+        const HRESULT status = plainGets_[slot](object, result);
+        return SUCCEEDED(status) ? status : Failed(status, exception);
+    }
 
     bool HasMember(DISPID id) const noexcept;
 
@@ -246,6 +276,15 @@ public:
     DispatchTable(const DispatchTable* base, std::vector<DispatchRow> rows);
 
 private:
+    static bool IsNull(REFIID iid) noexcept {
+        std::uint64_t halves[2];
+        static_assert(sizeof halves == sizeof iid);
+        std::memcpy(halves, &iid, sizeof iid);
+        return (halves[0] | halves[1]) == 0;
+    }
+    HRESULT InvokeAny(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters,
+                      VARIANT* result, EXCEPINFO* exception, UINT* badArgument) const;
+    static HRESULT Failed(HRESULT status, EXCEPINFO* exception);
     static HRESULT CallWithArguments(const DispatchRow& row, const DISPPARAMS& parameters, DispatchCall& call,
                                      UINT* badArgument);
     const DispatchRow* Find(DISPID id, WORD flags) const noexcept;
@@ -261,6 +300,7 @@ private:
 
     std::vector<DispatchRow> rows_;                          // by DISPID, then kind
     std::vector<std::int16_t> first_;                        // of each DISPID from 0 on: its first row, or -1
+    std::vector<PlainGet> plainGets_;                        // of each DISPID: its get without parameters, or null
     std::unordered_map<std::u16string_view, const DispatchRow*, NameHash, NameEqual> names_;
 };
 
