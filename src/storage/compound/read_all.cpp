@@ -1,8 +1,7 @@
-// Reading everything at the speed of the disk: streams in the order in which they stand in the file, one read for many
-// of them where they are neighbours.
+// Reading everything at the speed of the disk: streams in the order in which they stand in the file, where the file is
+// mapped. That takes less than copying them, even if every byte is looked at.
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <utility>
 
 #include "storage/compound/prefetch.hpp"
@@ -12,9 +11,7 @@ namespace lumvex::compound {
 
 namespace {
 
-// So much is read at a time: it stays in the processor's cache until it was visited. Longer streams are read one by
-// one; one that no cache holds is visited where the file is mapped.
-constexpr std::uint64_t kReadTogether = 256 * 1024, kReadAtAll = 1024 * 1024;
+constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
 
 // A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
 using Found = std::uint64_t;
@@ -39,30 +36,6 @@ void SortByPlace(std::vector<Found>& all) {
     }
 }
 
-// Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.
-std::optional<std::uint64_t> PlaceOf(Committed& committed, SectorId start, std::uint64_t size) {
-    const Volume& volume = committed.OnDisk();
-    const unsigned shift = volume.SectorShift();
-    std::uint64_t offset = 0;
-    Chain* chain = nullptr;
-    Chain own(start);
-    if (committed.IsMini(size)) {
-        const auto count = static_cast<std::uint32_t>((size + kMiniSectorSize - 1) >> kMiniSectorShift);
-        if (size > committed.MiniStreamSize() || committed.MiniFat().StretchFrom(start, count).count < count)
-            return std::nullopt;
-        offset = std::uint64_t{start} << kMiniSectorShift;
-        chain = &committed.MiniStream().Sectors();
-    } else {
-        if (size > std::uint64_t{volume.SectorCount()} << shift) return std::nullopt;
-        chain = &own;
-    }
-    const auto first = static_cast<std::uint32_t>(offset >> shift);
-    const auto count = static_cast<std::uint32_t>(((offset + size - 1) >> shift) - first + 1);
-    const auto place = chain->Find(committed.Fat(), first, count);
-    if (!place || place->adjacent < count) return std::nullopt;
-    return volume.OffsetOf(place->sector) + (offset & (volume.SectorSize() - 1));
-}
-
 class Reader {
 public:
     using Visit = std::function<void(std::u16string_view, std::span<const std::byte>)>;
@@ -71,49 +44,39 @@ public:
         : committed_(std::move(committed)),
           volume_(committed_->OnDisk()),
           visit_(visit),
+          version_(volume_.Head().Version()),
           perPageShift_(committed_->Directory().Shift() - 7) {}
 
     void ReadAll();
 
 private:
-    struct Member {
-        const std::byte* entry;
-        std::uint64_t offset, size;  // in the file
-    };
-
     void FindAll();
     void ReadSorted(std::vector<Found>& all);
-    void Add(EntryId id);
-    const std::byte* EntryBytes(EntryId id) const {
-        return pages_[id >> perPageShift_] + kEntrySize * (id & ((1u << perPageShift_) - 1));
-    }
-    void Call(const std::byte* entry, std::span<const std::byte> bytes) const {
-        std::array<char16_t, kMaxNameLength> name;
-        visit_(Entry(entry).Name(name), bytes);
-    }
-    // From a cache line on: a little behind a page's beginning, where large blocks of memory usually are, the system
-    // takes twice as long to copy a file's pages to.
-    std::span<std::byte> Buffer(std::uint64_t size) {
-        const auto wanted = static_cast<std::size_t>(size);
-        if (buffer_.size() < wanted + kCacheLine) buffer_.resize(wanted + kCacheLine);
-        void* at = buffer_.data();
-        std::size_t room = buffer_.size();
-        return {static_cast<std::byte*>(std::align(kCacheLine, wanted, at, room)), wanted};
-    }
-    void VisitGathered();
+    void Read(EntryId id);
+    std::optional<std::uint64_t> PlaceOf(SectorId start, std::uint64_t size);
+    std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
+    const std::byte* EntryBytes(EntryId id);
 
     std::shared_ptr<Committed> committed_;
     const Volume& volume_;
     const Visit& visit_;
+    int version_;
     unsigned perPageShift_;
-    std::vector<const std::byte*> pages_;  // of the directory
+    std::vector<const std::byte*> pages_;  // of the directory, as far as they were needed
     std::vector<Found> small_, large_;
+    Run miniRun_{0, 0, 0};  // of the mini stream's sectors, where the last small stream was
     std::vector<std::byte> buffer_;
-
-    // Neighbours that are to be read together, the ends of their last sectors included.
-    std::vector<Member> gathered_;
-    std::uint64_t begin_ = 0, end_ = 0, next_ = 0;  // next_: where another neighbour would begin
 };
+
+const std::byte* Reader::EntryBytes(EntryId id) {
+    const std::uint32_t page = id >> perPageShift_;
+    if (page >= pages_.size() || !pages_[page]) {
+        const std::byte* bytes = committed_->Directory().Page(page);  // Corrupt beyond the last
+        pages_.resize(std::max<std::size_t>(pages_.size(), page + std::size_t{1}));
+        pages_[page] = bytes;
+    }
+    return pages_[page] + kEntrySize * (id & ((1u << perPageShift_) - 1));
+}
 
 void Reader::ReadAll() {
     FindAll();
@@ -121,65 +84,80 @@ void Reader::ReadAll() {
     ReadSorted(large_);
 }
 
+// Level by level, as the tree's own order is of no use here and would have to wait for every entry.
 void Reader::FindAll() {
-    const int version = volume_.Head().Version();
-    const std::uint32_t count = committed_->EntryCount();
-    pages_.resize(count >> perPageShift_);
-    WalkTree(committed_->Directory(), committed_->TreeTop(), count, [&](EntryId id, const Entry& entry) {
-        if (entry.Type() != EntryType::Stream) return;
-        pages_[id >> perPageShift_] = entry.bytes() - kEntrySize * (id & ((1u << perPageShift_) - 1));
-        std::vector<Found>& kind = committed_->IsMini(entry.Size(version)) ? small_ : large_;
-        if (kind.empty()) kind.reserve(count);
-        kind.push_back(MakeFound(entry.Start(), id));
-    });
+    const std::uint32_t limit = committed_->EntryCount();
+    std::vector<EntryId> reached;
+    const auto reach = [&](EntryId id) {
+        if (id == kNoEntry) return;
+        if (reached.size() == limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
+        reached.push_back(id);
+    };
+    reach(committed_->TreeTop());
+    for (std::size_t i = 0; i < reached.size(); ++i) {
+        if (i + kAhead < reached.size()) Prefetch(EntryBytes(reached[i + kAhead]), kEntrySize);
+        const EntryId id = reached[i];
+        const Entry entry(EntryBytes(id));
+        reach(entry.Left());
+        reach(entry.Right());
+        if (entry.Type() != EntryType::Stream) continue;
+        (committed_->IsMini(entry.Size(version_)) ? small_ : large_).push_back(MakeFound(entry.Start(), id));
+    }
 }
 
 void Reader::ReadSorted(std::vector<Found>& all) {
     SortByPlace(all);
     for (std::size_t i = 0; i < all.size(); ++i) {
-        // The directory is large and in another order: without this, waiting for it takes most of the time.
-        constexpr std::size_t kAhead = 16;
         if (i + kAhead < all.size()) Prefetch(EntryBytes(IdOf(all[i + kAhead])), kEntrySize);
-        Add(IdOf(all[i]));
+        Read(IdOf(all[i]));
     }
-    VisitGathered();
 }
 
-void Reader::Add(EntryId id) {
-    const std::byte* at = EntryBytes(id);
-    const Entry entry(at);
-    const std::uint64_t size = entry.Size(volume_.Head().Version());
-    if (size == 0) return Call(at, {});
-    const auto offset = PlaceOf(*committed_, entry.Start(), size);
-    if (!offset) {
-        VisitGathered();
-        const std::span<std::byte> bytes = Buffer(size);
-        StreamBody(committed_, id).Read(0, bytes);
-        return Call(at, bytes);
+void Reader::Read(EntryId id) {
+    const Entry entry(EntryBytes(id));
+    const std::uint64_t size = entry.Size(version_);
+    std::span<const std::byte> bytes;
+    if (size != 0) {
+        if (const auto offset = PlaceOf(entry.Start(), size)) {
+            bytes = {volume_.Bytes(*offset, size), static_cast<std::size_t>(size)};
+            volume_.CountRead(*offset, size);
+        } else {
+            StreamBody stream(committed_, id);  // Corrupt where its size cannot be
+            buffer_.resize(std::max(buffer_.size(), static_cast<std::size_t>(size)));
+            const auto whole = std::span(buffer_).first(static_cast<std::size_t>(size));
+            stream.Read(0, whole);
+            bytes = whole;
+        }
     }
-    if (gathered_.empty() || *offset != next_ || *offset + size - begin_ > kReadTogether) {
-        VisitGathered();
-        begin_ = *offset;
-    }
-    const std::uint64_t sector = committed_->IsMini(size) ? kMiniSectorSize : volume_.SectorSize();
-    end_ = *offset + size;
-    next_ = (end_ + sector - 1) & ~(sector - 1);
-    gathered_.push_back({at, *offset, size});
+    std::array<char16_t, kMaxNameLength> name;
+    visit_(entry.Name(name), bytes);
 }
 
-void Reader::VisitGathered() {
-    if (gathered_.empty()) return;
-    const std::uint64_t size = end_ - begin_;
-    std::span<const std::byte> bytes(volume_.Bytes(begin_, size), static_cast<std::size_t>(size));
-    if (size <= kReadAtAll) {
-        volume_.OnDisk().Read(begin_, Buffer(size));
-        bytes = Buffer(size);
+// Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.
+std::optional<std::uint64_t> Reader::PlaceOf(SectorId start, std::uint64_t size) {
+    if (committed_->IsMini(size)) return PlaceInMiniStream(start, size);
+    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
+    const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
+    Chain chain(start);
+    const auto place = chain.Find(committed_->Fat(), 0, count);
+    if (!place || place->adjacent < count) return std::nullopt;
+    return volume_.OffsetOf(place->sector);
+}
+
+std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint64_t size) {
+    const unsigned shift = volume_.SectorShift();
+    const auto miniCount = static_cast<std::uint32_t>((size + kMiniSectorSize - 1) >> kMiniSectorShift);
+    if (size > committed_->MiniStreamSize() || committed_->MiniFat().StretchFrom(start, miniCount).count < miniCount)
+        return std::nullopt;
+    const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
+    const auto first = static_cast<std::uint32_t>(offset >> shift);
+    const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
+    if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
+        const auto place = committed_->MiniStream().Sectors().Find(committed_->Fat(), first, kMaxSector);
+        if (!place || place->adjacent < end - first) return std::nullopt;
+        miniRun_ = {first, place->sector, place->adjacent};
     }
-    volume_.CountRead(begin_, size);
-    for (const Member& member : gathered_)
-        Call(member.entry,
-             bytes.subspan(static_cast<std::size_t>(member.offset - begin_), static_cast<std::size_t>(member.size)));
-    gathered_.clear();
+    return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
 }
 
 }  // namespace
