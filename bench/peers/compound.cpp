@@ -3,6 +3,7 @@
 
 #include "peers/peer.hpp"
 #include "storage/compound/compound_file.hpp"
+#include "storage/compound/object_name.hpp"
 
 namespace lumvex::bench {
 
@@ -61,8 +62,7 @@ private:
     static constexpr std::u16string_view kDirectory = u"DIRECTORY";
 
     static std::u16string Name(const Workload& workload, std::uint32_t object) {
-        const std::string name = NameOf(workload.IdOf(object));
-        return {name.begin(), name.end()};
+        return NameOfId(workload.IdOf(object));
     }
 
     void Open(Access access) { file_ = CompoundFile::Open(OpenFile(path_, access), access); }

@@ -5,6 +5,7 @@
 
 #include "storage/compound/directory_editor.hpp"
 #include "storage/compound/prefetch.hpp"
+#include "storage/compound/sort_by_bits.hpp"
 
 namespace lumvex::compound {
 
@@ -21,7 +22,7 @@ struct Range {
 
 // An entry of the tree to be: kept, replaced or new.
 struct Member {
-    std::uint64_t key;  // decides most comparisons
+    std::uint64_t key = 0;  // decides most comparisons
     const std::byte* entry = nullptr;
     const Change* change = nullptr;
     EntryId id = kNoEntry;
@@ -48,9 +49,15 @@ std::uint64_t KeyOf(const FoldedName& name) {
     return key;
 }
 
-bool Before(const Member& a, const Member& b) {
-    if (a.key != b.key) return a.key < b.key;
-    return a.Name().Compare(b.Name()) < 0;
+void SortByName(std::vector<Member>& members) {
+    SortByBits(members, 0, [](const Member& member) { return member.key; });
+    const auto isBefore = [](const Member& a, const Member& b) { return a.Name().Compare(b.Name()) < 0; };
+    for (auto begin = members.begin(); begin != members.end();) {
+        const auto isOther = [&](const Member& member) { return member.key != begin->key; };
+        const auto end = std::find_if(begin, members.end(), isOther);
+        if (end - begin > 1) std::stable_sort(begin, end, isBefore);
+        begin = end;
+    }
 }
 
 std::uint32_t CountAllocated(ShadowPages& pages) {
@@ -129,8 +136,7 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     changes.ForEach([&](const Change& change) {
         if (change.existing == kNoEntry) members.push_back({KeyOf(change.Folded()), nullptr, &change, kNoEntry});
     });
-    if (!std::is_sorted(members.begin(), members.end(), Before))
-        std::stable_sort(members.begin(), members.end(), Before);
+    SortByName(members);
 
     const auto count = static_cast<std::uint32_t>(members.size());
     const BalancedTree tree(count);
@@ -162,8 +168,10 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
         editor.Edit(0).SetChild(idOf(tree.top));
         return;
     }
-    // Page after page. The changes are all over the place, so they are asked for some time before they are needed.
+    // Page after page. What they are made of is all over the place, so it is asked for some time before it is needed.
+    constexpr std::uint64_t kAhead = 16;
     const auto expect = [&](std::uint64_t id) {
+        if (id + kAhead <= count) Prefetch(&members[tree.order[static_cast<std::size_t>(id + kAhead - 1)]], sizeof(Member));
         if (id > count) return;
         const Change* change = members[tree.order[static_cast<std::size_t>(id - 1)]].change;
         if (change != nullptr) Prefetch(change, sizeof *change);
@@ -173,7 +181,6 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     for (std::uint32_t id = 0; id <= count; id += perPage) {
         std::byte* bytes = pages.Append(std::byte{0});
         for (std::uint32_t k = 0; k < perPage; ++k) {
-            constexpr std::uint64_t kAhead = 16;
             expect(kAhead + id + k);
             EntryWriter entry(bytes + kEntrySize * k);
             if (id + k > count)

@@ -31,7 +31,7 @@ public:
     int Compare(const Entry& entry) const;
 
 private:
-    std::array<char16_t, kMaxNameLength> units_{};
+    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; a multiple of four
     std::uint8_t length_ = 0;
 };
 

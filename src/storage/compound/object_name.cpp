@@ -19,11 +19,11 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 }  // namespace
 
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
-    std::u16string name;
-    name.reserve(kNameLength);
+    std::u16string name(kNameLength, u'0');
+    char16_t* at = name.data();
     std::uint32_t bits = 0;
     int count = 0;
-    const auto append = [&name](std::uint32_t digit) { name += u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[digit & 31]; };
+    const auto append = [&at](std::uint32_t digit) { *at++ = u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[digit & 31]; };
     for (const std::byte byte : idInTextOrder) {
         bits = (bits << 8) | std::to_integer<std::uint32_t>(byte);
         for (count += 8; count >= kBitsPerCharacter; count -= kBitsPerCharacter) append(bits >> (count - 5));

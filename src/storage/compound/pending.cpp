@@ -54,11 +54,12 @@ void PendingChanges::Insert(Slot slot) {
 }
 
 void PendingChanges::Grow() {
-    std::vector<Slot> old(std::bit_ceil(4 * (live_ + 4)));
+    std::vector<Slot> old(std::bit_ceil(4 * std::max<std::size_t>(live_, 4)));
     old.swap(slots_);
+    const bool anyErased = used_ != live_;
     used_ = 0;
     for (const Slot& slot : old)
-        if (slot.number != 0 && At(slot.number).length != 0) Insert(slot);
+        if (slot.number != 0 && (!anyErased || At(slot.number).length != 0)) Insert(slot);
 }
 
 void PendingChanges::Erase(Change& change) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "storage/compound/prefetch.hpp"
+#include "storage/compound/sort_by_bits.hpp"
 #include "storage/compound/state.hpp"
 
 namespace lumvex::compound {
@@ -18,23 +19,6 @@ using Found = std::uint64_t;
 
 Found MakeFound(SectorId start, EntryId id) { return std::uint64_t{start} << 32 | id; }
 EntryId IdOf(Found found) { return static_cast<EntryId>(found); }
-
-// Eleven bits at a time: the directory's order is as good as random here, and comparing would take twice as long.
-void SortByPlace(std::vector<Found>& all) {
-    constexpr unsigned kBits = 11;
-    Found highest = 0;
-    for (const Found each : all) highest = std::max(highest, each);
-    std::vector<Found> sorted(all.size());
-    for (unsigned shift = 32; shift < 64 && highest >> shift != 0; shift += kBits) {
-        std::array<std::size_t, 1u << kBits> next{};
-        const auto digit = [shift](Found each) { return static_cast<std::size_t>(each >> shift & ((1u << kBits) - 1)); };
-        for (const Found each : all) ++next[digit(each)];
-        std::size_t begin = 0;
-        for (std::size_t& count : next) begin += std::exchange(count, begin);
-        for (const Found each : all) sorted[next[digit(each)]++] = each;
-        all.swap(sorted);
-    }
-}
 
 class Reader {
 public:
@@ -106,7 +90,7 @@ void Reader::FindAll() {
 }
 
 void Reader::ReadSorted(std::vector<Found>& all) {
-    SortByPlace(all);
+    SortByBits(all, 32, [](Found each) { return each; });
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (i + kAhead < all.size()) Prefetch(EntryBytes(IdOf(all[i + kAhead])), kEntrySize);
         Read(IdOf(all[i]));
