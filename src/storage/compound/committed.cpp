@@ -46,6 +46,16 @@ const std::vector<SectorId>& FatPages::DifatSectors() {
     return difat_;
 }
 
+std::vector<std::uint32_t> FatPages::ChangedWith(std::vector<std::uint32_t> pages) {
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        const auto location = FindLocation(pages[i]);
+        if (!location) continue;
+        const std::uint32_t page = *location >> (Shift() - 2);
+        if (std::find(pages.begin(), pages.end(), page) == pages.end()) pages.push_back(page);
+    }
+    return pages;
+}
+
 const std::byte* ChainPages::Fetch(std::uint32_t index) {
     const auto place = chain_.Find(fat_, index);
     if (!place) throw Corrupt("the chain from sector ", chain_.First(), " has no sector ", index);

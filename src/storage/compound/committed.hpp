@@ -20,6 +20,9 @@ public:
     std::optional<SectorId> FindLocation(std::uint32_t index);  // none beyond the last
     const std::vector<SectorId>& DifatSectors();                // all of them, in order
 
+    // A few pages that change, and those that change with them, as they describe where these stand.
+    std::vector<std::uint32_t> ChangedWith(std::vector<std::uint32_t> pages);
+
 private:
     const std::byte* Fetch(std::uint32_t index) override { return volume_.Sector(Location(index)); }
     bool ReadOneMore();

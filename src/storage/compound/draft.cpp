@@ -34,18 +34,27 @@ ShadowPages& Draft::MiniStream() {
     return miniStream_->pages;
 }
 
-std::vector<Run> Draft::Take(std::uint32_t count) {
-    std::vector<Run> runs = space_.Sectors().TakeRuns(count);
-    taken_.insert(taken_.end(), runs.begin(), runs.end());
+// For what takes the place of the sector `old`, where there is one.
+std::vector<Run> Draft::Take(std::uint32_t count, SectorId old) {
+    constexpr std::size_t kFewPages = 8;
+    const unsigned perPageShift = fat_.Shift() - 2;
+    std::vector<std::uint32_t> changing;
+    if (fat_.DirtyCount() <= kFewPages) {
+        if (old != kFreeSector) changing.push_back(old >> perPageShift);
+        for (const ShadowPages::Dirty& page : fat_.DirtyPages()) changing.push_back(page.index);
+        changing = committed_.FatSectors().ChangedWith(std::move(changing));
+    }
+    std::vector<Run> runs = space_.Sectors().TakeNear(count, changing, perPageShift);
+    try {
+        taken_.insert(taken_.end(), runs.begin(), runs.end());
+    } catch (...) {
+        space_.Discard(runs);
+        throw;
+    }
     return runs;
 }
 
-SectorId Draft::TakeOne() {
-    taken_.reserve(taken_.size() + 1 > taken_.capacity() ? 2 * taken_.size() + 8 : 0);
-    const SectorId sector = space_.Sectors().Take(1);
-    taken_.push_back({0, sector, 1});
-    return sector;
-}
+SectorId Draft::TakeOne() { return Take(1).front().first; }
 
 void Draft::Release(SectorId first, std::uint32_t count) {
     table_.FreeRun(first, count);
@@ -70,8 +79,10 @@ SectorId Draft::Place(Shadow& shadow) {
     const auto oldSector = [&](std::uint32_t index) { return shadow.chain.Find(committed_.Fat(), index)->sector; };
     std::vector<SectorId> sectors;
     sectors.reserve(dirty.size());
+    const SectorId anOldSector =
+        !dirty.empty() && dirty.front().index < shadow.oldCount ? oldSector(dirty.front().index) : kFreeSector;
     if (!dirty.empty())
-        for (const Run& run : Take(static_cast<std::uint32_t>(dirty.size())))
+        for (const Run& run : Take(static_cast<std::uint32_t>(dirty.size()), anOldSector))
             for (std::uint32_t i = 0; i < run.count; ++i) sectors.push_back(run.first + i);
     SectorId first = count == 0 ? kEndOfChain : shadow.chain.First();
     for (std::size_t i = 0; i < dirty.size(); ++i) {

@@ -54,7 +54,7 @@ private:
         ShadowPages pages;
     };
     SectorId Place(Shadow& shadow);
-    std::vector<Run> Take(std::uint32_t count);
+    std::vector<Run> Take(std::uint32_t count, SectorId old = kFreeSector);
     SectorId TakeOne();
     void DropUnusedFat();
     void PlaceFat(Header& header);

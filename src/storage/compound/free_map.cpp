@@ -104,6 +104,25 @@ std::vector<Run> FreeMap::TakeRuns(std::uint32_t count) {
     return runs;
 }
 
+std::vector<Run> FreeMap::TakeNear(std::uint32_t count, const std::vector<std::uint32_t>& pages,
+                                   unsigned perPageShift) {
+    constexpr std::uint32_t kFew = 16;
+    if (count > kFew || free_ > end_ / 2) return TakeRuns(count);
+    for (const std::uint32_t page : pages) {
+        const std::uint64_t end = (std::uint64_t{page} + 1) << perPageShift;
+        for (SectorId from = page << perPageShift; const auto gap = NextGap(from, count);) {
+            if (std::uint64_t{gap->first} + count > end) break;
+            if (gap->count == count) {
+                Mark(gap->first, count, false);
+                return {{0, gap->first, count}};
+            }
+            from = gap->first + gap->count;
+        }
+    }
+    const bool grows = free_ <= end_ / 16 && std::ranges::find(pages, end_ >> perPageShift) != pages.end();
+    return {{0, grows ? TakeAtEnd(count) : Take(count), count}};
+}
+
 void FreeMap::Give(SectorId first, std::uint32_t count) {
     if (count != 0) Mark(first, count, true);
 }

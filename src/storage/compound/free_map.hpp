@@ -24,6 +24,11 @@ public:
     // The same, but in several runs where the file would otherwise be mostly gaps.
     std::vector<Run> TakeRuns(std::uint32_t count);
 
+    // The same for a few sectors, if possible where these pages of the table describe them, as they change anyway and
+    // to change another one costs as much as a sector of content does: in a gap there, or at the end of the file where
+    // few sectors are free elsewhere. A page describes 1 << perPageShift sectors.
+    std::vector<Run> TakeNear(std::uint32_t count, const std::vector<std::uint32_t>& pages, unsigned perPageShift);
+
     // The next gap from a sector on, cut at most.
     std::optional<Run> NextGap(SectorId from, std::uint32_t most = kFreeSector) const;
     void TakeGap(const Run& gap) { Mark(gap.first, gap.count, false); }

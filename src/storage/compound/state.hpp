@@ -50,7 +50,7 @@ private:
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
     void WriteSmall(Change& change, std::span<const Piece> content);
-    void WriteWhole(Change& change, std::span<const Piece> content);
+    void WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content);
     void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                           const std::vector<Run>& differing);
     void WriteRun(const Run& run, PieceCursor& content);

@@ -108,7 +108,7 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
         else if (differing && differing->size() <= 16 + volume.SectorsFor(written.size) / 32)
             WriteDifferences(written, *old, content, *differing);
         else
-            WriteWhole(written, content);
+            WriteWhole(written, old && !old->isMini ? &*old : nullptr, content);
         if (change == nullptr) change = &pending->Add(name, folded, existing);
     } catch (...) {
         DropContent(written);
@@ -130,11 +130,17 @@ void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> cont
         std::fill_n(to, kMiniSectorSize - change.size % kMiniSectorSize, std::byte{0});
 }
 
-void CompoundFile::State::WriteWhole(Change& change, std::span<const Piece> content) {
+void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
     change.kind = Change::Kind::Large;
     change.large = std::make_unique<LargeContent>();
     LargeContent& large = *change.large;
-    large.fresh = space->Sectors().TakeRuns(static_cast<std::uint32_t>(volume.SectorsFor(change.size)));
+    const auto count = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
+    const unsigned perFatPageShift = volume.SectorShift() - 2;
+    if (old != nullptr)
+        large.fresh = space->Sectors().TakeNear(
+            count, committed->FatSectors().ChangedWith({old->chain.First() >> perFatPageShift}), perFatPageShift);
+    else
+        large.fresh = space->Sectors().TakeRuns(count);
     large.runs = large.fresh;
     PieceCursor cursor(content);
     for (const Run& run : large.fresh) WriteRun(run, cursor);
