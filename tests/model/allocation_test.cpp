@@ -5,6 +5,7 @@
 
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
+#include "lumvex/maintenance.hpp"
 #include "model/documents.hpp"
 
 namespace {
@@ -273,6 +274,35 @@ TEST_F(AllocationOfFiles, ChangesAreSavedOrNot) {
         [&](HRESULT) {
             EXPECT_EQ(Seen(project), content);
             ExpectSavedNow(content);
+        });
+}
+
+TEST_F(AllocationOfFiles, AFileIsCompactedOrNot) {
+    project = Opened(original);
+    while (project.Data().Count() > 3) project.Data().Remove(1);
+    project.SaveFile();
+    project = Project();
+    const std::string content = Seen(original);
+    const std::uintmax_t before = std::filesystem::file_size(original);
+    FailEachAllocation(
+        [&] {
+            Copy(original, path);
+            return [&]() -> HRESULT {
+                try {
+                    CompactDocument(path);
+                    return S_OK;
+                } catch (const Error& error) {
+                    return error.Status();
+                } catch (const std::bad_alloc&) {
+                    return E_OUTOFMEMORY;
+                }
+            };
+        },
+        [&](HRESULT status) {
+            EXPECT_EQ(Seen(path), content);
+            EXPECT_EQ(std::filesystem::file_size(path) < before, SUCCEEDED(status));
+            EXPECT_TRUE(CheckDocument(path).empty());
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 3) << "nothing stays beside it";
         });
 }
 

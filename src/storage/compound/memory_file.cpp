@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "storage/compound/file.hpp"
@@ -37,6 +38,7 @@ public:
     // A view of the content stays what it was, also where the bytes have to move.
     void Resize(std::uint64_t newSize) override {
         const auto size = static_cast<std::size_t>(newSize);
+        if (size != newSize) throw std::bad_alloc();
         if (size > content_.capacity()) {
             std::vector<std::byte> grown;
             grown.reserve(std::max(size, 2 * content_.capacity()));
