@@ -11,17 +11,20 @@ struct Connection {
     Ref<IDispatch> sink;
 };
 
-void PutConnection(const Connection& connection, CONNECTDATA* value) {
-    value->pUnk = Ref<IDispatch>(connection.sink).Detach();
-    value->dwCookie = connection.cookie;
-}
+struct Connections : std::vector<Connection> {
+    bool Put(std::size_t at, CONNECTDATA* value) const {
+        value->pUnk = Ref<IDispatch>((*this)[at].sink).Detach();
+        value->dwCookie = (*this)[at].cookie;
+        return true;
+    }
+};
 
-void PutPoint(const Ref<IConnectionPoint>& point, IConnectionPoint** value) {
-    *value = Ref<IConnectionPoint>(point).Detach();
-}
-
-using Connections = SnapshotEnumerator<IEnumConnections, CONNECTDATA, Connection, PutConnection>;
-using Points = SnapshotEnumerator<IEnumConnectionPoints, IConnectionPoint*, Ref<IConnectionPoint>, PutPoint>;
+struct Points : std::vector<Ref<IConnectionPoint>> {
+    bool Put(std::size_t at, IConnectionPoint** value) const {
+        *value = Ref<IConnectionPoint>((*this)[at]).Detach();
+        return true;
+    }
+};
 
 // A borrowed object as an argument; the variant is not cleared.
 VARIANT Borrowed(IUnknown* object) {
@@ -118,9 +121,9 @@ HRESULT EventSource::Point::EnumConnections(IEnumConnections** connections) {
     if (!connections) return E_POINTER;
     *connections = nullptr;
     return Guarded({}, [&] {
-        std::vector<Connection> list;
-        for (const auto& [cookie, sink] : owner_.sinks_) list.push_back({cookie, sink});
-        *connections = Connections::Make(std::make_shared<const std::vector<Connection>>(std::move(list)));
+        auto list = std::make_shared<Connections>();
+        for (const auto& [cookie, sink] : owner_.sinks_) list->push_back({cookie, sink});
+        *connections = SnapshotEnumerator<IEnumConnections, CONNECTDATA, Connections>::Make(std::move(list));
         return S_OK;
     });
 }
@@ -129,8 +132,9 @@ HRESULT EventSource::PointContainer::EnumConnectionPoints(IEnumConnectionPoints*
     if (!points) return E_POINTER;
     *points = nullptr;
     return Guarded({}, [&] {
-        *points = Points::Make(std::make_shared<const std::vector<Ref<IConnectionPoint>>>(
-            1, Ref<IConnectionPoint>(&owner_.point_)));
+        auto list = std::make_shared<Points>();
+        list->emplace_back(&owner_.point_);
+        *points = SnapshotEnumerator<IEnumConnectionPoints, IConnectionPoint*, Points>::Make(std::move(list));
         return S_OK;
     });
 }

@@ -2,48 +2,39 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
-#include <vector>
 
+#include "core/counted.hpp"
 #include "core/guard.hpp"
-#include "core/object.hpp"
 
 namespace lumvex::inside {
 
-// Interface is the platform's enumerator (IEnumConnections, ...), Value what it hands out, Element what the list holds;
-// Put(element, value) fills the caller's value and adds the references it carries.
-template <class Interface, class Value, class Element, void (*Put)(const Element&, Value*)>
-class SnapshotEnumerator final : public Interface {
+// Interface is the platform's enumerator (IEnumConnections, ...), Value what it hands out. List has size() and
+// Put(at, value), which fills the caller's value, adding the references it carries, or answers false where what stood
+// there has gone. Put may throw only where Value is a variant.
+template <class Interface, class Value, class List>
+class SnapshotEnumerator final : public Counted<Interface> {
 public:
-    using List = std::shared_ptr<const std::vector<Element>>;
+    using SharedList = std::shared_ptr<const List>;
 
-    static Interface* Make(List list, std::size_t next = 0) {
+    static Interface* Make(SharedList list, std::size_t next = 0) {
         return Ref<Interface>(new SnapshotEnumerator(std::move(list), next)).Detach();
     }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        const bool offered = IsEqualGUID(iid, kIidOf<IUnknown>) || IsEqualGUID(iid, kIidOf<Interface>);
-        *object = offered ? static_cast<Interface*>(this) : nullptr;
-        if (!offered) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++count_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --count_;
-        if (left == 0) delete this;
-        return left;
-    }
     HRESULT STDMETHODCALLTYPE Next(ULONG wanted, Value* values, ULONG* fetched) override {
         if (!values || (!fetched && wanted != 1)) return E_POINTER;
-        return Guarded({}, [&] {
-            ULONG got = 0;
-            for (; got < wanted && next_ < list_->size(); ++got) Put((*list_)[next_++], &values[got]);
-            if (fetched) *fetched = got;
+        ULONG got = 0;
+        const HRESULT status = Guarded({}, [&] {
+            while (got < wanted && next_ < list_->size())
+                if (list_->Put(next_++, &values[got])) ++got;
             return got == wanted ? S_OK : S_FALSE;
         });
+        if constexpr (std::is_same_v<Value, VARIANT>) {
+            if (FAILED(status))
+                while (got > 0) VariantClear(&values[--got]);
+        }
+        if (fetched) *fetched = got;
+        return status;
     }
     HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
         return Guarded({}, [&] {
@@ -68,12 +59,9 @@ public:
     }
 
 private:
-    SnapshotEnumerator(List list, std::size_t next) : list_(std::move(list)), next_(next) {}
-    ~SnapshotEnumerator() = default;
+    SnapshotEnumerator(SharedList list, std::size_t next) : list_(std::move(list)), next_(next) {}
 
-    LiveObject alive_;
-    std::atomic<ULONG> count_{0};
-    List list_;
+    SharedList list_;
     std::size_t next_;
 };
 

@@ -1,9 +1,9 @@
 #include "server/class_factory.hpp"
 
-#include <atomic>
 #include <new>
 
 #include "core/class_info.hpp"
+#include "core/counted.hpp"
 #include "lumvex/create.hpp"
 
 namespace lumvex::inside {
@@ -11,24 +11,9 @@ namespace lumvex::inside {
 namespace {
 
 // Counts among the live objects while somebody holds it, so that the module stays where its code is needed.
-class ClassFactory final : public IClassFactory {
+class ClassFactory final : public Counted<IClassFactory> {
 public:
     explicit ClassFactory(REFCLSID clsid) : clsid_(clsid) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        const bool offered = IsEqualGUID(iid, IID_IUnknown) || IsEqualGUID(iid, IID_IClassFactory);
-        *object = offered ? static_cast<IClassFactory*>(this) : nullptr;
-        if (!offered) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++count_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --count_;
-        if (left == 0) delete this;
-        return left;
-    }
 
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
         if (!object) return E_POINTER;
@@ -44,10 +29,6 @@ public:
     }
 
 private:
-    ~ClassFactory() = default;
-
-    LiveObject alive_;
-    std::atomic<ULONG> count_{0};
     CLSID clsid_;
 };
 

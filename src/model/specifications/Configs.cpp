@@ -17,7 +17,12 @@ struct Row {
 // In list order. A subwoofer has one output, whatever its number.
 constexpr Row kTable[] = {{LX_SINGLEAMP, 1}, {LX_BIAMP, 2}, {LX_TRIAMP, 3}, {LX_SUBWOOFER, 1}};
 
-void PutConfig(const Ref<CConfig>& config, VARIANT* value) { Variant::FromDispatch(config.get()).Detach(value); }
+struct Listed : std::vector<Ref<CConfig>> {
+    bool Put(std::size_t at, VARIANT* value) const {
+        Variant::FromDispatch((*this)[at].get()).Detach(value);
+        return true;
+    }
+};
 
 }  // namespace
 
@@ -31,8 +36,8 @@ Ref<CConfig> CConfigs::Item(LONG position) const {
 }
 
 Ref<IUnknown> CConfigs::_NewEnum() const {
-    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, Ref<CConfig>, PutConfig>;
-    return Ref<IUnknown>::Attach(Enumerator::Make(std::make_shared<const std::vector<Ref<CConfig>>>(list_)));
+    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, Listed>;
+    return Ref<IUnknown>::Attach(Enumerator::Make(std::make_shared<const Listed>(Listed{list_})));
 }
 
 Ref<CConfig> CConfigs::FindName(std::u16string_view name) const {
