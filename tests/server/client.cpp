@@ -12,14 +12,6 @@ namespace {
 
 using namespace lumvex;
 
-Project CreateProject() {
-    CLSID clsid;
-    void* project = nullptr;
-    Check(CLSIDFromProgID(L"Lumvex-Dev.Project.1", &clsid));
-    Check(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, kIidOf<::IProject>, &project));
-    return Project(Ref<::IProject>::Attach(static_cast<::IProject*>(project)));
-}
-
 std::u16string TypeNameOf(const Object& object) {
     const auto information = Ref<IDispatch>(object.Pointer()).As<IProvideClassInfo>();
     Ref<ITypeInfo> info;
@@ -31,7 +23,7 @@ std::u16string TypeNameOf(const Object& object) {
 
 int Run(int count, wchar_t** arguments) {
     const std::wstring_view what = count > 1 ? arguments[1] : L"";
-    Project project = CreateProject();
+    Project project = Project::Create();
     if (what == L"open" && count == 4) {
         project.AccessMode(static_cast<LXAccessMode>(std::stoi(arguments[2])));
         const std::wstring path = arguments[3];
