@@ -15,7 +15,7 @@ endif()
 if(WIN32)
   # UTF-16 text is of two types there, wchar_t and char16_t, and is seen as either.
   target_compile_options(lumvex_options INTERFACE -fno-strict-aliasing)
-  target_compile_definitions(lumvex_options INTERFACE UNICODE _UNICODE)
+  target_compile_definitions(lumvex_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
 endif()
 if(LUMVEX_WARNINGS_AS_ERRORS)
   target_compile_options(lumvex_options INTERFACE -Werror)

@@ -7,6 +7,7 @@
 #include "core/guid_order.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/compound/check.hpp"
+#include "storage/directory.hpp"
 #include "storage/object_record.hpp"
 #include "storage/published.hpp"
 #include "storage/sorted_records.hpp"
@@ -14,8 +15,6 @@
 namespace lumvex::inside {
 
 namespace {
-
-constexpr std::size_t kTableRecord = 52, kClassAt = 32, kTagAt = 48;
 
 class Checker {
 public:

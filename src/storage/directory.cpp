@@ -33,7 +33,6 @@ void MakeRoom(std::vector<T>& vector, std::size_t more) {
 
 bool IsEntered(const Ref<Entry>& entry) { return entry->document != nullptr; }
 
-constexpr std::size_t kSecondAt = 16, kClassAt = 32, kTagAt = 48;
 constexpr std::size_t kLocksAt = 16;
 
 }  // namespace

@@ -15,6 +15,9 @@
 
 namespace lumvex::inside {
 
+// A record of the object directory: ID, second ID, class ID, tag.
+inline constexpr std::size_t kTableRecord = 52, kSecondAt = 16, kClassAt = 32, kTagAt = 48;
+
 class Directory {
 public:
     explicit Directory(Document& owner) : owner_(owner) {}
@@ -74,7 +77,6 @@ public:
     void CloseFile() noexcept;
 
 private:
-    static constexpr std::size_t kTableRecord = 52;  // ID, second ID, class ID, tag
     static constexpr std::size_t kLocksRecord = 20;  // ID, counter
 
     Entry& Make(const GUID& id, const ClassInfo* classInfo);

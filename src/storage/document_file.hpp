@@ -17,6 +17,7 @@ namespace lumvex::inside {
 inline constexpr std::u16string_view kVersionInfoStream = u"VERSIONINFO-V000";
 inline constexpr std::u16string_view kRootStream = u"ROOT-V200";
 inline constexpr std::u16string_view kOldRootStream = u"ROOT";
+inline constexpr unsigned kRootVersion = 4096;  // the highest root record this program reads, and the one it writes
 inline constexpr std::u16string_view kDirectoryStream = u"ROOTDIR-V100";
 inline constexpr std::u16string_view kLocksStream = u"LOCKS-V100";
 inline constexpr std::u16string_view kSettingsStream = u"PROJECTSETTINGS-V100";

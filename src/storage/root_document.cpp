@@ -12,7 +12,6 @@ namespace lumvex::inside {
 namespace {
 
 constexpr std::uint32_t kShareRead = 0x10040, kShareReadWrite = 0x10022, kExclusive = 0x12;
-constexpr unsigned kRootVersion = 4096;  // the highest root record this program reads, and the one it writes
 constexpr VersionWord kOldRootVersion(1);
 
 compound::Access AccessOf(std::uint32_t flags) {

@@ -13,7 +13,6 @@ namespace lumvex::inside {
 
 namespace {
 
-constexpr VersionWord kRootVersion{4096, 4096};
 // From this size on the larger sectors cost less than they waste.
 constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;
 
@@ -174,7 +173,7 @@ void RootDocument::WriteRoot(compound::CompoundFile& file) const {
     writeHeadAndFields();
     WriteStream(file, kOldRootStream, record);
     record.Clear();
-    record.U32(kRootVersion.Word());
+    record.U32(VersionWord(kRootVersion, kRootVersion).Word());
     writeHeadAndFields();
     WriteStream(file, kRootStream, record);
     record.Clear();

@@ -7,8 +7,6 @@
 //   kGenerationBytes + n     readers of generation n           for a moment, a writer that looks for readers
 //
 // clang-format off
-#define NOMINMAX
-#define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 #include <aclapi.h>
 // clang-format on
