@@ -6,7 +6,7 @@ void Array::Materialise() {
     if (!slot || !slot->InFile()) return;
     std::vector<std::byte> elements(slot->ByteSize());
     slot->CopyTo(elements);
-    slot = std::make_shared<StoredArray>(slot->Type(), slot->Dimensions(), std::move(elements));
+    slot = std::make_shared<StoredArray>(slot->Type(), slot->Shape(), std::move(elements));
 }
 
 }  // namespace lumvex::inside

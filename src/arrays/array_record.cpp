@@ -40,10 +40,10 @@ VARTYPE CheckedType(std::uint16_t type) {
 
 // Bounds whose elements the rest of the stream cannot hold, at `elementSize` bytes or more each, are refused before
 // anything is made of them.
-std::vector<Dimension> ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
+Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
     if (count == 0 || count > reader.Left() / 8) throw Failure(kReadFault);
-    std::vector<Dimension> dimensions;
+    Dimensions dimensions;
     std::uint64_t elements = 1;
     for (std::uint32_t at = 0; at < count; ++at) {
         const std::int32_t lower = reader.I32();
@@ -51,14 +51,14 @@ std::vector<Dimension> ReadDimensions(RecordReader& reader, std::uint32_t count,
         if (length < 0 || length > std::int64_t{0xFFFFFFFF}) throw Failure(kReadFault);
         if (length != 0 && elements > kMostElements / static_cast<std::uint64_t>(length)) throw Failure(kReadFault);
         elements *= static_cast<std::uint64_t>(length);
-        dimensions.push_back({lower, static_cast<ULONG>(length)});
+        dimensions.Add({lower, static_cast<ULONG>(length)});
     }
     if (elements * elementSize > reader.Left()) throw Failure(kReadFault);
     return dimensions;
 }
 
 // Texts stand with the first dimension outermost; in memory it varies fastest.
-std::size_t MemoryIndex(const std::vector<Dimension>& dimensions, std::size_t inRecord) {
+std::size_t MemoryIndex(const Dimensions& dimensions, std::size_t inRecord) {
     std::size_t index = 0, stride = 1, below = 1;
     for (const Dimension& dimension : dimensions) below *= dimension.count;
     for (const Dimension& dimension : dimensions) {
@@ -79,7 +79,7 @@ StoredArray::Text ReadText(RecordReader& reader) {
     return text;
 }
 
-ArraySlot ReadTexts(RecordReader& reader, std::vector<Dimension> dimensions) {
+ArraySlot ReadTexts(RecordReader& reader, Dimensions dimensions) {
     std::size_t count = 1;
     for (const Dimension& dimension : dimensions) count *= dimension.count;
     std::vector<StoredArray::Text> texts(count);
@@ -92,15 +92,15 @@ ArraySlot ReadTexts(RecordReader& reader, std::vector<Dimension> dimensions) {
 void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
     if (!slot) return writer.U16(kNoArray);
     writer.U16(kFormat);
-    writer.U32(static_cast<std::uint32_t>(slot->Dimensions().size()));
+    writer.U32(static_cast<std::uint32_t>(slot->Shape().size()));
     writer.U16(slot->Type());
-    for (const Dimension& dimension : slot->Dimensions()) {
+    for (const Dimension& dimension : slot->Shape()) {
         writer.I32(dimension.lower);
         writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lower} + dimension.count - 1));
     }
     if (slot->Type() != VT_BSTR) return writer.Block(slot->Elements());
     for (std::size_t at = 0; at < slot->Texts().size(); ++at) {
-        const StoredArray::Text& text = slot->Texts()[MemoryIndex(slot->Dimensions(), at)];
+        const StoredArray::Text& text = slot->Texts()[MemoryIndex(slot->Shape(), at)];
         writer.U32(text ? static_cast<std::uint32_t>((text->size() + 1) * sizeof(char16_t)) : 0);
         if (!text) continue;
         writer.Bytes(std::as_bytes(std::span(*text)));
@@ -116,7 +116,7 @@ void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     const std::uint32_t count = reader.U32();
     const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
     const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
-    std::vector<Dimension> dimensions = ReadDimensions(reader, count, elementSize);
+    Dimensions dimensions = ReadDimensions(reader, count, elementSize);
     if (type == VT_BSTR) {
         slot = ReadTexts(reader, std::move(dimensions));
         return;

@@ -34,7 +34,7 @@ struct Destroy {
 };
 using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
-OwnedArray MakeArray(VARTYPE type, const std::vector<Dimension>& dimensions, bool keepLowerBounds) {
+OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds) {
     std::vector<SAFEARRAYBOUND> bounds;
     for (const Dimension& dimension : dimensions)
         bounds.push_back({dimension.count, keepLowerBounds ? dimension.lower : 0});
@@ -45,18 +45,18 @@ OwnedArray MakeArray(VARTYPE type, const std::vector<Dimension>& dimensions, boo
 
 // ---- in -------------------------------------------------------------------------------------------------------------
 
-std::vector<Dimension> DimensionsOf(SAFEARRAY* array) {
-    std::vector<Dimension> dimensions(SafeArrayGetDim(array));
-    for (UINT at = 0; at < dimensions.size(); ++at) {
-        LONG upper = 0;
-        Check(SafeArrayGetLBound(array, at + 1, &dimensions[at].lower));
-        Check(SafeArrayGetUBound(array, at + 1, &upper));
-        dimensions[at].count = static_cast<ULONG>(std::int64_t{upper} - dimensions[at].lower + 1);
+Dimensions DimensionsOf(SAFEARRAY* array) {
+    Dimensions dimensions;
+    for (UINT at = 1; at <= SafeArrayGetDim(array); ++at) {
+        LONG lower = 0, upper = 0;
+        Check(SafeArrayGetLBound(array, at, &lower));
+        Check(SafeArrayGetUBound(array, at, &upper));
+        dimensions.Add({lower, static_cast<ULONG>(std::int64_t{upper} - lower + 1)});
     }
     return dimensions;
 }
 
-void CheckShape(const std::vector<Dimension>& dimensions, LONG channels) {
+void CheckShape(const Dimensions& dimensions, LONG channels) {
     if (dimensions.empty()) throw Failure(Message::NotAnArray);
     if (dimensions.size() > 2) throw Failure(Message::TooManyDimensions);
     if (dimensions.size() == 2) {
@@ -139,7 +139,7 @@ void EachNumber(const StoredArray& array, std::size_t count, Put put) {
 }
 
 Variant Copied(const StoredArray& stored) {
-    OwnedArray array = MakeArray(stored.Type(), stored.Dimensions(), true);
+    OwnedArray array = MakeArray(stored.Type(), stored.Shape(), true);
     {
         const Access access(array.get());
         stored.CopyTo(access.As<std::byte>(stored.ByteSize()));
@@ -148,7 +148,7 @@ Variant Copied(const StoredArray& stored) {
 }
 
 Variant Texts(const StoredArray& stored) {
-    OwnedArray array = MakeArray(VT_BSTR, stored.Dimensions(), true);
+    OwnedArray array = MakeArray(VT_BSTR, stored.Shape(), true);
     {
         const Access access(array.get());
         const auto elements = access.As<BSTR>(stored.Count());
@@ -175,7 +175,7 @@ void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
 
 template <class T>
 Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds) {
-    OwnedArray array = MakeArray(type, stored.Dimensions(), keepLowerBounds);
+    OwnedArray array = MakeArray(type, stored.Shape(), keepLowerBounds);
     {
         const Access access(array.get());
         ConvertElementsOut(stored, access.As<T>(stored.Count()));
@@ -191,7 +191,7 @@ Variant SideBySide(std::span<const ArraySlot> columns, std::size_t rows, VARTYPE
         const auto elements = access.As<T>(rows * columns.size());
         for (std::size_t column = 0; column < columns.size(); ++column) {
             const StoredArray& stored = *columns[column];
-            const std::size_t count = std::min<std::size_t>(stored.Dimensions()[0].count, stored.Count());
+            const std::size_t count = std::min<std::size_t>(stored.Shape()[0].count, stored.Count());
             const auto into = elements.subspan(column * rows, count);
             if (std::is_same_v<T, float> && stored.Type() == VT_R4)
                 stored.CopyTo(std::as_writable_bytes(into));
@@ -212,7 +212,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     if ((value.vt & VT_ARRAY) == 0) throw Failure(Message::NotAnArray);
     if ((value.vt & VT_BYREF) != 0) throw Failure(Message::ElementType);
     if (!value.parray) throw Failure(Message::NotAnArray);
-    std::vector<Dimension> dimensions = DimensionsOf(value.parray);
+    Dimensions dimensions = DimensionsOf(value.parray);
     CheckShape(dimensions, channels);
 
     const auto type = static_cast<VARTYPE>(value.vt & ~VT_ARRAY);
@@ -268,7 +268,7 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
         // An array of no channels can claim any number of rows in a few bytes.
-        if (column->Count() != 0) rows = std::max<std::size_t>(rows, column->Dimensions()[0].count);
+        if (column->Count() != 0) rows = std::max<std::size_t>(rows, column->Shape()[0].count);
     }
     switch (type) {
         case LX_R4:

@@ -4,14 +4,14 @@
 
 namespace lumvex::inside {
 
-StoredArray::StoredArray(VARTYPE type, std::vector<Dimension> dimensions, std::vector<std::byte> elements)
+StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements)
     : type_(type), dimensions_(std::move(dimensions)), elements_(std::move(elements)) {}
 
-StoredArray::StoredArray(VARTYPE type, std::vector<Dimension> dimensions, std::shared_ptr<const ByteSource> source,
+StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source,
                          std::uint64_t offset)
     : type_(type), dimensions_(std::move(dimensions)), source_(std::move(source)), offset_(offset) {}
 
-StoredArray::StoredArray(std::vector<Dimension> dimensions, std::vector<Text> texts)
+StoredArray::StoredArray(Dimensions dimensions, std::vector<Text> texts)
     : type_(VT_BSTR), dimensions_(std::move(dimensions)), texts_(std::move(texts)) {}
 
 std::size_t StoredArray::Count() const {

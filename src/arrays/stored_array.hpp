@@ -3,8 +3,11 @@
 // memory, or still in the file until somebody asks for them.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <span>
@@ -22,20 +25,53 @@ struct Dimension {
     bool operator==(const Dimension&) const = default;
 };
 
+// The dimensions of an array, the first one first. Up to two take no memory of their own: records with more are read,
+// but nothing makes such arrays.
+class Dimensions {
+public:
+    Dimensions() = default;
+    Dimensions(std::initializer_list<Dimension> all) {
+        for (const Dimension& each : all) Add(each);
+    }
+
+    void Add(const Dimension& dimension) {
+        if (count_ == kInPlace) more_.assign(inPlace_.begin(), inPlace_.end());
+        if (count_ < kInPlace)
+            inPlace_[count_] = dimension;
+        else
+            more_.push_back(dimension);
+        ++count_;
+    }
+
+    std::size_t size() const { return count_; }
+    bool empty() const { return count_ == 0; }
+    Dimension* begin() { return count_ <= kInPlace ? inPlace_.data() : more_.data(); }
+    const Dimension* begin() const { return count_ <= kInPlace ? inPlace_.data() : more_.data(); }
+    Dimension* end() { return begin() + count_; }
+    const Dimension* end() const { return begin() + count_; }
+    const Dimension& operator[](std::size_t at) const { return begin()[at]; }
+    bool operator==(const Dimensions& other) const { return std::equal(begin(), end(), other.begin(), other.end()); }
+
+private:
+    static constexpr std::size_t kInPlace = 2;
+    std::array<Dimension, kInPlace> inPlace_{};
+    std::vector<Dimension> more_;  // all, where they are more
+    std::size_t count_ = 0;
+};
+
 class StoredArray {
 public:
     using Text = std::optional<std::u16string>;  // none: a null string
 
     // Takes the elements; their number is the product of the counts.
-    StoredArray(VARTYPE type, std::vector<Dimension> dimensions, std::vector<std::byte> elements);
+    StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements);
     // The elements stand in `source` from `offset` on.
-    StoredArray(VARTYPE type, std::vector<Dimension> dimensions, std::shared_ptr<const ByteSource> source,
-                std::uint64_t offset);
+    StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source, std::uint64_t offset);
     // An array of texts.
-    StoredArray(std::vector<Dimension> dimensions, std::vector<Text> texts);
+    StoredArray(Dimensions dimensions, std::vector<Text> texts);
 
     VARTYPE Type() const { return type_; }
-    const std::vector<Dimension>& Dimensions() const { return dimensions_; }
+    const Dimensions& Shape() const { return dimensions_; }
     std::size_t Count() const;     // elements in all
     std::size_t ByteSize() const;  // of the element block; 0 for texts
 
@@ -49,7 +85,7 @@ public:
 
 private:
     VARTYPE type_;
-    std::vector<Dimension> dimensions_;
+    Dimensions dimensions_;
     std::vector<std::byte> elements_;
     std::vector<Text> texts_;
     std::shared_ptr<const ByteSource> source_;

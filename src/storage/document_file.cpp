@@ -88,14 +88,15 @@ std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
 }
 
 std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view name) {
-    constexpr std::uint64_t kShort = 4096;  // bytes
-    auto stream = OnStorage([&] { return file_->Find(name); });
-    if (!stream) return nullptr;
-    if (stream->Size() > kShort)
-        return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
-    std::vector<std::byte> bytes(static_cast<std::size_t>(stream->Size()));
-    OnStorage([&] { stream->Read(0, bytes); });
-    return std::make_shared<MemorySource>(std::move(bytes));
+    std::array<std::byte, 4096> buffer;  // not longer is short
+    auto found = OnStorage([&] { return file_->FindOrRead(name, buffer); });
+    if (found.stream)
+        return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream));
+    if (!found.read) return nullptr;
+    if (!lastRecord_ || lastRecord_.use_count() > 1)
+        lastRecord_ = std::make_shared<MemorySource>(std::vector<std::byte>());
+    lastRecord_->Replace(std::span(buffer).first(*found.read));
+    return lastRecord_;
 }
 
 std::shared_ptr<const ByteSource> DocumentFile::Later(std::u16string_view name) {

@@ -52,6 +52,7 @@ public:
 
 private:
     std::unique_ptr<compound::CompoundFile> file_;
+    std::shared_ptr<MemorySource> lastRecord_;  // used again where nobody else has kept it
     std::uint64_t generation_ = 1;
 };
 

@@ -15,7 +15,7 @@ std::shared_ptr<const ByteSource> SourceOf(const Bytes& bytes) { return std::mak
 // What a record holds, for comparison: type, dimensions, and the elements as they lie in memory.
 struct Described {
     VARTYPE type = VT_EMPTY;
-    std::vector<Dimension> dimensions;
+    Dimensions dimensions;
     std::string elements;
     std::vector<StoredArray::Text> texts;
     bool operator==(const Described&) const = default;
@@ -25,7 +25,7 @@ Described Describe(const ArraySlot& slot) {
     if (!slot) return {};
     Bytes elements(slot->ByteSize());
     slot->CopyTo(elements);
-    return {slot->Type(), slot->Dimensions(), AsHex(elements), slot->Texts()};
+    return {slot->Type(), slot->Shape(), AsHex(elements), slot->Texts()};
 }
 
 std::string Written(const ArraySlot& slot) {
@@ -40,7 +40,7 @@ ArraySlot InMemory(const ArraySlot& slot) {
     if (!slot || !slot->InFile()) return slot;
     Bytes elements(slot->ByteSize());
     slot->CopyTo(elements);
-    return std::make_shared<StoredArray>(slot->Type(), slot->Dimensions(), elements);
+    return std::make_shared<StoredArray>(slot->Type(), slot->Shape(), elements);
 }
 
 TEST(ArrayRecord, ReadsAndWritesEveryType) {

@@ -10,7 +10,7 @@ namespace {
 using namespace inside;
 
 template <class T>
-ArraySlot Stored(VARTYPE type, std::vector<Dimension> dimensions, const std::vector<T>& values) {
+ArraySlot Stored(VARTYPE type, Dimensions dimensions, const std::vector<T>& values) {
     const auto bytes = std::as_bytes(std::span(values));
     return std::make_shared<StoredArray>(type, std::move(dimensions),
                                          std::vector<std::byte>(bytes.begin(), bytes.end()));
@@ -20,7 +20,7 @@ ArraySlot Stored(VARTYPE type, std::vector<Dimension> dimensions, const std::vec
 Content StoredContent(const ArraySlot& slot) {
     if (!slot) return {};
     Content content{slot->Type(), {}, {}, {}};
-    for (const Dimension& dimension : slot->Dimensions()) {
+    for (const Dimension& dimension : slot->Shape()) {
         content.lower.push_back(dimension.lower);
         content.count.push_back(dimension.count);
     }
@@ -218,13 +218,13 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     put(2, VT_I4, LONG{77});
     put(3, VT_I2, SHORT{-3});
     put(4, VT_BSTR, std::uint64_t{0xDEADBEEFDEADBEEF});  // an address of another process
-    const auto variants = std::make_shared<StoredArray>(VARTYPE{VT_VARIANT}, std::vector<Dimension>{{1, 5}}, raw);
+    const auto variants = std::make_shared<StoredArray>(VARTYPE{VT_VARIANT}, Dimensions{{1, 5}}, raw);
     const std::vector<double> values{0.5, -8.25, 77, -3, 0};
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R4)), (Content{VT_R4, {1}, {5}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {5}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {5}, values}));
 
-    const auto texts = std::make_shared<StoredArray>(std::vector<Dimension>{{2, 3}},
+    const auto texts = std::make_shared<StoredArray>(Dimensions{{2, 3}},
                                                      std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
     for (const LONG type : {LX_R4, LX_R8, LX_VT, LX_UI1}) {
         const Variant answer = ConvertArrayOut(texts, type);

@@ -115,7 +115,7 @@ TEST_F(PositionData, AMeasurementThatCannotBeReadHasItToo) {
 // Arrays as only records have them.
 TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     using namespace inside;
-    const auto stored = [](VARTYPE type, std::vector<Dimension> dimensions, const auto& values) {
+    const auto stored = [](VARTYPE type, Dimensions dimensions, const auto& values) {
         std::vector<std::byte> bytes(std::size(values) * sizeof values[0]);
         if (!bytes.empty()) std::memcpy(bytes.data(), std::data(values), bytes.size());
         return std::make_shared<const StoredArray>(type, std::move(dimensions), std::move(bytes));
@@ -130,7 +130,7 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R8)),
               (Content{VT_R8, {0, 0}, {2, 3}, {1.5, -2, 0, 0, 41, 42}}));
     const ArraySlot texts[] = {
-        std::make_shared<const StoredArray>(std::vector<Dimension>{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
+        std::make_shared<const StoredArray>(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
 }
 

@@ -32,13 +32,13 @@ void CMeasurement::Upgrade(VersionWord from) {
 }
 
 void CMeasurement::SwapFirstChannels() {
-    if (!Data.slot || Data.slot->Dimensions().size() != 2 || Data.slot->Dimensions()[1].count < 2) return;
+    if (!Data.slot || Data.slot->Shape().size() != 2 || Data.slot->Shape()[1].count < 2) return;
     std::vector<std::byte> elements(Data.slot->ByteSize());
     Data.slot->CopyTo(elements);
-    const std::size_t column = Data.slot->Dimensions()[0].count * StoredArray::ElementSize(Data.slot->Type());
+    const std::size_t column = Data.slot->Shape()[0].count * StoredArray::ElementSize(Data.slot->Type());
     std::swap_ranges(elements.begin(), elements.begin() + static_cast<std::ptrdiff_t>(column),
                      elements.begin() + static_cast<std::ptrdiff_t>(column));
-    Data.slot = std::make_shared<StoredArray>(Data.slot->Type(), Data.slot->Dimensions(), std::move(elements));
+    Data.slot = std::make_shared<StoredArray>(Data.slot->Type(), Data.slot->Shape(), std::move(elements));
 }
 
 }  // namespace lumvex::inside

@@ -48,16 +48,31 @@ std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, i
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
 
-std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
+std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) {
         if (change->kind == Change::Kind::Removed) return std::nullopt;
-        return Stream(std::make_shared<StreamBody>(state_->committed, state_->pending, *change));
+        return StreamBody(state_->committed, state_->pending, *change);
     }
     const auto found = state_->committed->Find(folded);
     if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
-    return Stream(std::make_shared<StreamBody>(state_->committed, *found));
+    return StreamBody(state_->committed, *found);
+}
+
+std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
+    auto body = Locate(name);
+    if (!body) return std::nullopt;
+    return Stream(std::make_shared<StreamBody>(*std::move(body)));
+}
+
+CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const {
+    auto body = Locate(name);
+    if (!body) return {};
+    if (body->size > buffer.size()) return {Stream(std::make_shared<StreamBody>(*std::move(body))), std::nullopt};
+    const auto size = static_cast<std::size_t>(body->size);
+    body->Read(0, buffer.first(size));
+    return {std::nullopt, size};
 }
 
 bool CompoundFile::Contains(std::u16string_view name) const {

@@ -54,6 +54,13 @@ public:
     std::optional<Stream> Find(std::u16string_view name) const;
     Stream Get(std::u16string_view name) const;  // NotFound
 
+    // The stream, unless it is short: then its bytes are read into the buffer at once, and there is only their number.
+    struct Found {
+        std::optional<Stream> stream;
+        std::optional<std::size_t> read;
+    };
+    Found FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const;
+
     // Creates or replaces a stream. Content goes to free sectors at once and is not kept in memory, except small
     // streams. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where
     // a folder has the name; InvalidName; MediumFull.
@@ -90,6 +97,7 @@ public:
 private:
     struct State;
     explicit CompoundFile(std::unique_ptr<State> state);
+    std::optional<StreamBody> Locate(std::u16string_view name) const;
     std::unique_ptr<State> state_;
 };
 
