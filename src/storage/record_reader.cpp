@@ -1,5 +1,6 @@
 #include "storage/record_reader.hpp"
 
+#include <algorithm>
 #include <bit>
 
 #include "storage/failures.hpp"
@@ -10,8 +11,31 @@ static_assert(std::endian::native == std::endian::little, "records are little-en
 static_assert(sizeof(GUID) == 16);
 
 void RecordReader::Read(std::span<std::byte> bytes) {
-    source_->Read(position_, bytes);
+    const bool isAhead = position_ >= aheadAt_ && position_ + bytes.size() <= aheadAt_ + aheadCount_;
+    if (isAhead || LookAhead(bytes.size()))
+        std::copy_n(ahead_ + (position_ - aheadAt_), bytes.size(), bytes.begin());
+    else
+        source_->Read(position_, bytes);
     position_ += bytes.size();
+}
+
+// A record begins with many short fields: those that follow are found together. False where they cannot be, as what is
+// not needed yet may be damaged.
+bool RecordReader::LookAhead(std::size_t needed) {
+    constexpr std::uint64_t kAhead = 256;
+    aheadCount_ = 0;
+    if (needed > kAhead || position_ >= source_->Size()) return false;
+    const auto count = static_cast<std::size_t>(std::min(Left(), kAhead));
+    if (count < needed) return false;
+    try {
+        ahead_ = source_->Contiguous(position_, count);
+    } catch (const Failure&) {
+        return false;
+    }
+    if (!ahead_) return false;
+    aheadAt_ = position_;
+    aheadCount_ = count;
+    return true;
 }
 
 void RecordReader::Skip(std::uint64_t count) {

@@ -40,8 +40,13 @@ private:
         return value;
     }
 
+    bool LookAhead(std::size_t needed);
+
     std::shared_ptr<const ByteSource> source_;
     std::uint64_t position_ = 0;
+    const std::byte* ahead_ = nullptr;  // bytes from aheadAt_ on where the source has them: nobody writes meanwhile
+    std::uint64_t aheadAt_ = 0;
+    std::size_t aheadCount_ = 0;
 };
 
 }  // namespace lumvex::inside
