@@ -101,9 +101,14 @@ struct Tally {
 
     void Add(Bytes content) {
         std::uint64_t added = 0;
-        for (std::size_t at = 0; at < content.size(); at += 4) {  // sizes are multiples of 4
+        for (std::size_t at = 0; at + 8 <= content.size(); at += 8) {
+            std::uint64_t value = 0;
+            std::memcpy(&value, content.data() + at, 8);
+            added += value;
+        }
+        if (content.size() % 8 != 0) {  // sizes are multiples of 4
             std::uint32_t value = 0;
-            std::memcpy(&value, content.data() + at, 4);
+            std::memcpy(&value, content.data() + content.size() - 4, 4);
             added += value;
         }
         ++objects;
