@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct CatalogueArguments {
     fs::path library;
     fs::path table;
 };
@@ -44,7 +44,7 @@ std::vector<TableRow> ReadCatalogue(const fs::path& path) {
 // One run of the command: rows go into the library in memory, which is saved once.
 class Catalogue {
 public:
-    explicit Catalogue(const Arguments& arguments)
+    explicit Catalogue(const CatalogueArguments& arguments)
         : arguments_(arguments), rows_(ReadCatalogue(arguments.table)), document_(arguments.library) {
         if (!document_.AsLibrary())
             throw FileError(arguments.library, document_.IsNew() ? "a new library has to be called .lvs"
@@ -103,7 +103,7 @@ private:
         }
     }
 
-    const Arguments& arguments_;
+    const CatalogueArguments& arguments_;
     std::vector<TableRow> rows_;
     EditedDocument document_;
     Specifications library_;
@@ -116,7 +116,7 @@ private:
 }  // namespace
 
 void AddCatalogue(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CatalogueArguments>();
     CLI::App* command = app.add_subcommand("catalogue", "Fill a library with manufacturers, models and configurations");
     AddDocument(*command, arguments->library, "the library (.lvs); created when there is no such file");
     AddPath(*command, "FILE", arguments->table, "the table, as text")->type_name("")->required();

@@ -12,7 +12,7 @@ namespace lumvex::app {
 
 namespace {
 
-ExitStatus Run(const std::filesystem::path& document) {
+ExitStatus RunCheck(const std::filesystem::path& document) {
     ProgressLine progress("checking");
     const auto problems = OnDocument(document, "cannot be checked", [&] {
         return CheckDocument(document, [&](std::size_t done, std::size_t total) { progress.Show(done, total); });
@@ -39,7 +39,7 @@ void AddCheck(CLI::App& app, Command& chosen) {
         "All of the file is read: the compound file's tables and chains, the root's streams, the object directory and\n"
         "every object's record. Each problem is printed on a line of its own with its place.\n\n" +
         ExitStatusHelp("problems were found"));
-    command->callback([document, &chosen] { chosen = [document] { return Run(*document); }; });
+    command->callback([document, &chosen] { chosen = [document] { return RunCheck(*document); }; });
 }
 
 }  // namespace lumvex::app

@@ -12,7 +12,7 @@ namespace lumvex::app {
 
 namespace {
 
-ExitStatus Run(const std::filesystem::path& document) {
+ExitStatus RunCompact(const std::filesystem::path& document) {
     ProgressLine progress("compacting");
     const Compaction done = OnDocument(document, "cannot be compacted", [&] {
         return CompactDocument(document, [&](std::size_t at, std::size_t total) { progress.Show(at, total); });
@@ -33,7 +33,7 @@ void AddCompact(CLI::App& app, Command& chosen) {
         "old one and takes its name when it is complete, so that nothing is lost whatever happens; there has to be room\n"
         "for both. The content does not change.\n\n" +
         ExitStatusHelp("the answer could not be printed"));
-    command->callback([document, &chosen] { chosen = [document] { return Run(*document); }; });
+    command->callback([document, &chosen] { chosen = [document] { return RunCompact(*document); }; });
 }
 
 }  // namespace lumvex::app

@@ -16,12 +16,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct CompareArguments {
     fs::path document;
     std::vector<fs::path> files;
 };
 
-ExitStatus Run(const Arguments& arguments) {
+ExitStatus RunCompare(const CompareArguments& arguments) {
     const Project project = OpenProject(arguments.document, LX_SHARE_READ);
     ProgressLine progress("comparing file");
     std::size_t started = 0, same = 0;
@@ -53,7 +53,7 @@ ExitStatus Run(const Arguments& arguments) {
 }  // namespace
 
 void AddCompare(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CompareArguments>();
     CLI::App* command = app.add_subcommand("compare", "Compare measurement files with the data of a project");
     AddDocument(*command, arguments->document, "the project; opened for reading only");
     AddPaths(*command, "FILE", arguments->files, "measurement files, as for import")->type_name("")->required();
@@ -62,7 +62,7 @@ void AddCompare(CLI::App& app, Command& chosen) {
         "every value, bit for bit. Data are loaded as they are looked for. The last line says how many files are the\n"
         "same, how many objects were loaded and how many bytes of the document were read, in whole sectors.\n\n" +
         ExitStatusHelp("a file differs, could not be read, or the document has no datum of its name"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Run(*arguments); }; });
+    command->callback([arguments, &chosen] { chosen = [arguments] { return RunCompare(*arguments); }; });
 }
 
 }  // namespace lumvex::app

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct CorrectArguments {
     fs::path document;
     std::string speaker, config, name, measurement, experiment;
     std::vector<fs::path> filters, smoothed, verified;
@@ -31,7 +31,7 @@ struct Arguments {
 // One run of the command: the correction is made or changed in memory, and the document saved when all of it went in.
 class Correct {
 public:
-    explicit Correct(const Arguments& arguments)
+    explicit Correct(const CorrectArguments& arguments)
         : arguments_(arguments), document_(arguments.document, Missing::IsRefused) {}
 
     ExitStatus Run() {
@@ -130,7 +130,7 @@ private:
         return ArrayOf(file);
     }
 
-    const Arguments& arguments_;
+    const CorrectArguments& arguments_;
     EditedDocument document_;
     SpkrEQConfig config_;
     ProgressLine progress_{"reading file"};
@@ -140,7 +140,7 @@ private:
 }  // namespace
 
 void AddCorrect(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CorrectArguments>();
     CLI::App* command = app.add_subcommand("correct", "Put a correction of a speaker into a project");
     AddDocument(*command, arguments->document, "the project that has the speaker's measurements");
     AddName(*command, "--speaker", arguments->speaker, "the speaker, \"Left\" or \"Acme/Alpha/Left\"")->required();

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct CrossoverArguments {
     fs::path document;
     std::string config, name, experiment;
     std::vector<std::string> speakers, measurements, corrections;
@@ -30,7 +30,7 @@ struct Arguments {
 // One run of the command: the template is made or changed in memory, and the document saved when all of it went in.
 class Crossover {
 public:
-    explicit Crossover(const Arguments& arguments) : arguments_(arguments), document_(arguments.document) {}
+    explicit Crossover(const CrossoverArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
         OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
@@ -115,7 +115,7 @@ private:
                what;
     }
 
-    const Arguments& arguments_;
+    const CrossoverArguments& arguments_;
     EditedDocument document_;
     Project project_;
     std::string report_;
@@ -124,7 +124,7 @@ private:
 }  // namespace
 
 void AddCrossover(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CrossoverArguments>();
     CLI::App* command = app.add_subcommand("crossover", "Put a crossover design into a project");
     AddDocument(*command, arguments->document, "the project; created when there is no such file");
     AddName(*command, "--config", arguments->config, "the configuration that is designed for, \"Bi amp\"")->required();

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct ExportArguments {
     fs::path document;
     std::string name, array = "Data";
     fs::path file;
@@ -69,7 +69,7 @@ MeasurementFile FileOf(const Object& item, const Array& array, const fs::path& p
     return file;
 }
 
-ExitStatus Run(const Arguments& arguments) {
+ExitStatus RunExport(const ExportArguments& arguments) {
     const Project project = OpenProject(arguments.document, LX_SHARE_READ);
     std::error_code ignored;
     if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
@@ -93,7 +93,7 @@ ExitStatus Run(const Arguments& arguments) {
 }  // namespace
 
 void AddExport(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ExportArguments>();
     CLI::App* command = app.add_subcommand("export", "Write an array of a project into a measurement file");
     AddDocument(*command, arguments->document, "the project; opened for reading only");
     command
@@ -121,7 +121,7 @@ void AddExport(CLI::App& app, Command& chosen) {
         "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
         "FILE is written completely or not at all.\n\n" +
         ExitStatusHelp("there is no such item or array, or FILE could not be written"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Run(*arguments); }; });
+    command->callback([arguments, &chosen] { chosen = [arguments] { return RunExport(*arguments); }; });
 }
 
 }  // namespace lumvex::app

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct ImportArguments {
     fs::path document;
     std::vector<fs::path> files;
     Placement placement;
@@ -40,7 +40,7 @@ std::string Report(const MeasurementFile& file) {
 // One run of the command: files go into the document in memory one after the other, the document is saved once.
 class Import {
 public:
-    explicit Import(const Arguments& arguments)
+    explicit Import(const ImportArguments& arguments)
         : arguments_(arguments),
           document_(arguments.document),
           destination_(OnDocument(arguments.document, "cannot be read",
@@ -114,7 +114,7 @@ private:
         }
     }
 
-    const Arguments& arguments_;
+    const ImportArguments& arguments_;
     EditedDocument document_;
     std::unique_ptr<Destination> destination_;
     ProgressLine progress_{"reading file"};
@@ -147,7 +147,7 @@ void AddPlacement(CLI::App& command, Placement& placement) {
 }  // namespace
 
 void AddImport(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ImportArguments>();
     CLI::App* command = app.add_subcommand("import", "Import measurement files into a project or library");
     AddDocument(*command, arguments->document,
                 "the project or library; created when there is no such file, as a library where it is called .lvs");

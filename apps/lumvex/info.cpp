@@ -50,7 +50,7 @@ void PrintSupport(const std::filesystem::path& document, Root root, const char* 
 }
 
 // What the file says of itself is printed even when the document in it cannot be opened.
-ExitStatus Run(const std::filesystem::path& document) {
+ExitStatus RunInfo(const std::filesystem::path& document) {
     const DocumentFacts facts = OnDocument(document, "cannot be read", [&] { return InspectDocument(document); });
     Line("document") << Utf8(document) << '\n';
     Line("root class") << (facts.rootClass.empty() ? "none is listed" : facts.rootClass) << '\n';
@@ -81,7 +81,7 @@ void AddInfo(CLI::App& app, Command& chosen) {
         "Version support: 0 can be read and written, 1 written by a newer version and can be read, 3 needs a newer\n"
         "version, 7 of an old format without version information, -1 damaged version information.\n\n" +
         ExitStatusHelp("the answer could not be printed"));
-    command->callback([document, &chosen] { chosen = [document] { return Run(*document); }; });
+    command->callback([document, &chosen] { chosen = [document] { return RunInfo(*document); }; });
 }
 
 }  // namespace lumvex::app

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Arguments {
+struct ProcessorArguments {
     fs::path document, table;
     std::string name, text;
     bool hasText = false, replace = false;
@@ -111,7 +111,7 @@ private:
 // in.
 class Processor {
 public:
-    explicit Processor(const Arguments& arguments)
+    explicit Processor(const ProcessorArguments& arguments)
         : arguments_(arguments),
           table_(arguments.table.empty() ? std::nullopt : std::optional<PositionTable>(arguments.table)),
           document_(arguments.document) {}
@@ -227,7 +227,7 @@ private:
         }
     }
 
-    const Arguments& arguments_;
+    const ProcessorArguments& arguments_;
     std::optional<PositionTable> table_;
     EditedDocument document_;
     Project project_;
@@ -239,7 +239,7 @@ private:
 }  // namespace
 
 void AddProcessor(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ProcessorArguments>();
     CLI::App* command = app.add_subcommand("processor", "Put a processor configuration into a project");
     AddDocument(*command, arguments->document, "the project; created when there is no such file");
     AddPath(*command, "TABLE", arguments->table, "the output positions of its profiles")->type_name("");

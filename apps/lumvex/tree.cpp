@@ -17,7 +17,7 @@ namespace lumvex::app {
 
 namespace {
 
-struct Arguments {
+struct TreeArguments {
     std::filesystem::path document;
     bool ids = false;
 };
@@ -27,7 +27,7 @@ constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
 
 class Tree {
 public:
-    explicit Tree(const Arguments& arguments)
+    explicit Tree(const TreeArguments& arguments)
         : arguments_(arguments), document_(OpenDocument(arguments.document, LX_SHARE_READ)) {}
 
     ExitStatus Run() {
@@ -256,7 +256,7 @@ private:
         });
     }
 
-    const Arguments& arguments_;
+    const TreeArguments& arguments_;
     AnyDocument document_;
     std::optional<NewItems> newItems_;
     std::size_t loaded_ = 0;
@@ -266,7 +266,7 @@ private:
 }  // namespace
 
 void AddTree(CLI::App& app, Command& chosen) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<TreeArguments>();
     CLI::App* command = app.add_subcommand("tree", "Print the content of a document as an indented tree");
     AddDocument(*command, arguments->document, "the project or library; opened for reading only");
     command->add_flag("--ids", arguments->ids, "print every object's ID behind it");

@@ -254,7 +254,7 @@ public:
     ~WindowsFile() override {
         Unmap();
         CutShort();
-        if (published_) return;
+        if (published_ || !file_) return;
         FILE_DISPOSITION_INFO disposition{};
         disposition.DeleteFile = TRUE;
         ::SetFileInformationByHandle(file_.get(), FileDispositionInfo, &disposition, sizeof disposition);
@@ -280,7 +280,19 @@ public:
         return Handle(copy);
     }
 
-    void LockAsNew() { LockFor(file_.get(), access_, finalPath_); }
+    // Only now is there a file, which is this object's to remove.
+    void MakeAsNew(const std::wstring& hiddenName) {
+        const std::wstring target = SystemPath(finalPath_);
+        // The rights to rename it and to hand on the replaced file's permissions beside those to use it.
+        file_ = Create(hiddenName, GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
+        if (!file_) {
+            const DWORD code = ::GetLastError();
+            throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
+                              Shown(finalPath_));
+        }
+        if (replaced_) CopyPermissions(target, file_.get());
+        LockFor(file_.get(), access_, finalPath_);
+    }
 
     bool Published() const override { return published_; }
     void Publish() override;
@@ -434,15 +446,23 @@ void WindowsFile::Resize(std::uint64_t size) {
     cutTo_ = size;
 }
 
-bool Rename(HANDLE file, const std::wstring& to, FILE_INFO_BY_HANDLE_CLASS kind, DWORD flags) {
-    const std::size_t bytes = to.size() * sizeof(wchar_t);
-    std::vector<std::byte> buffer(sizeof(FILE_RENAME_INFO) + bytes);
-    auto* information = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
-    std::memcpy(information, &flags, sizeof flags);  // the plain rename has one byte for "replace" in this place
-    information->FileNameLength = static_cast<DWORD>(bytes);
-    std::memcpy(information->FileName, to.data(), bytes);
-    return ::SetFileInformationByHandle(file, kind, information, static_cast<DWORD>(buffer.size())) != 0;
-}
+// Made before the first step of replacing a file, none of which may then fail for want of memory.
+class NewName {
+public:
+    explicit NewName(const std::wstring& name) : buffer_(sizeof(FILE_RENAME_INFO) + name.size() * sizeof(wchar_t)) {
+        Information()->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+        std::memcpy(Information()->FileName, name.data(), name.size() * sizeof(wchar_t));
+    }
+    bool Give(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, DWORD flags) noexcept {
+        std::memcpy(Information(), &flags, sizeof flags);  // the plain rename has one byte for "replace" in this place
+        return ::SetFileInformationByHandle(file, kind, Information(), static_cast<DWORD>(buffer_.size())) != 0;
+    }
+
+private:
+    FILE_RENAME_INFO* Information() noexcept { return reinterpret_cast<FILE_RENAME_INFO*>(buffer_.data()); }
+
+    std::vector<std::byte> buffer_;
+};
 
 // In one step where the system can replace a file that is open, which since Windows 10 local disks can, or where nobody
 // has the replaced one open. Otherwise that one steps aside first, keeping its readers: a program that ends between the
@@ -450,18 +470,19 @@ bool Rename(HANDLE file, const std::wstring& to, FILE_INFO_BY_HANDLE_CLASS kind,
 void WindowsFile::Publish() {
     if (published_) return;
     const std::wstring target = SystemPath(finalPath_);
+    NewName name(target);
     if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-    published_ = Rename(file_.get(), target, kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
+    published_ = name.Give(file_.get(), kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
     if (!published_) {
         const bool isThere = static_cast<bool>(replaced_);
         replaced_.Close();
-        published_ = Rename(file_.get(), target, FileRenameInfo, isThere ? 1 : 0);
+        published_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
         if (!published_) {
             const DWORD code = ::GetLastError();
             const std::wstring aside = HiddenNameBeside(finalPath_);
             if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
                 throw SystemError(code, Status::WriteFault, Shown(finalPath_));
-            published_ = Rename(file_.get(), target, FileRenameInfo, 0);
+            published_ = name.Give(file_.get(), FileRenameInfo, 0);
             if (!published_) {
                 const DWORD second = ::GetLastError();
                 ::MoveFileExW(aside.c_str(), target.c_str(), 0);
@@ -483,16 +504,8 @@ fs::path TargetOf(const fs::path& path) {
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle replaced) {
-    // The rights to rename it and to hand on the replaced file's permissions beside those to use it.
-    Handle made = Create(HiddenNameBeside(target), GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
-    if (!made) {
-        const DWORD code = ::GetLastError();
-        throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
-                          Shown(target));
-    }
-    if (replaced) CopyPermissions(SystemPath(target), made.get());
-    auto file = std::make_unique<WindowsFile>(std::move(made), access, target, std::move(replaced));
-    file->LockAsNew();
+    auto file = std::make_unique<WindowsFile>(Handle(), access, target, std::move(replaced));
+    file->MakeAsNew(HiddenNameBeside(target));
     return file;
 }
 
