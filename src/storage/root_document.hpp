@@ -67,7 +67,7 @@ public:
 
 protected:
     RootDocument() = default;
-    ~RootDocument() override = default;
+    ~RootDocument() override;
 
     // Gives the new root its entry; called once the class is complete.
     void Construct(std::u16string_view name);

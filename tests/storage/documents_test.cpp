@@ -315,6 +315,27 @@ TEST_F(Documents, WhatWasLoadedOutlivesTheFile) {
     EXPECT_TRUE(CheckDocument(path).empty());
 }
 
+TEST_F(Documents, TheFileGoesWithTheRootWhoeverHoldsMembers) {
+    constexpr LONG kMembers = 400;  // more than a short record lists
+    std::u16string last;
+    {
+        Project project = Opened(path);
+        const Data data = project.Data();
+        while (data.Count() < kMembers) data.Add(u"member").Data(Floats(std::vector<float>(3000, 1.0f)));
+        last = data.Item(kMembers).ID();
+        project.SaveFile();
+    }
+    Project project = Opened(path);
+    const Datum datum = project.Load(last).As<Datum>();
+    const Data data = project.Data();
+    project = Project();
+    EXPECT_TRUE(CheckDocument(path).empty()) << "nobody has it open";
+    EXPECT_EQ(data.Count(), kMembers);
+    EXPECT_EQ(datum.Name(), u"member");
+    Variant array;
+    EXPECT_TRUE(FailsWith(4009, datum.Get()->get_Data(array.Out())));
+}
+
 TEST_F(Documents, WhatWasNeverLoadedWentWithTheFile) {
     Project project = Opened(path);
     const Data data = project.Data();
