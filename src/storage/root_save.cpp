@@ -107,18 +107,9 @@ void RootDocument::CloseFile() {
     if (!IsReadOnly()) documentModified_ = false;
 }
 
-// The file is closed although clients hold objects, which are orphans from now on: their arrays cannot be asked for any
-// more, but collections still know how many members they have.
-RootDocument::~RootDocument() {
-    if (!file_->IsOpen()) return;
-    try {
-        for (const Ref<Entry>& entry : directory_.LoadedEntries())
-            if (entry->classInfo->kind == ClassKind::Collection && !entry->object->HeldByDirectoryOnly())
-                entry->object->Materialise();
-    } catch (...) {  // what cannot be read is not known
-    }
-    file_->Replace(nullptr);
-}
+// The file is closed even if clients hold objects whose arrays and lists stand in it: they are orphans now, which are
+// not asked for either.
+RootDocument::~RootDocument() { file_->Replace(nullptr); }
 
 // Ordered by the top-level collection they stand under, as the root lists these, and then by age.
 RootDocument::Objects RootDocument::ObjectsToWrite() {
