@@ -267,8 +267,7 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
     for (const ArraySlot& column : columns) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
-        // An array of no channels can claim any number of rows in a few bytes.
-        if (column->Count() != 0) rows = std::max<std::size_t>(rows, column->Shape()[0].count);
+        rows = std::max<std::size_t>(rows, column->Shape()[0].count);  // those of an array of no channels too
     }
     switch (type) {
         case LX_R4:

@@ -126,9 +126,9 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     const ArraySlot columns[] = {stored(VT_R8, {{0, 2}}, doubles), stored(VT_R4, {{0, 3}, {0, 0}}, none),
                                  stored(VT_VARIANT, {{5, 2}}, variants)};
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R4)),
-              (Content{VT_R4, {0, 0}, {2, 3}, {1.5, -2, 0, 0, 41, 42}}));
+              (Content{VT_R4, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R8)),
-              (Content{VT_R8, {0, 0}, {2, 3}, {1.5, -2, 0, 0, 41, 42}}));
+              (Content{VT_R8, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
     const ArraySlot texts[] = {
         std::make_shared<const StoredArray>(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
