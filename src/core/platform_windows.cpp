@@ -3,10 +3,9 @@
 // good on every thread of its process, whatever apartments these are in.
 #include "core/platform_windows.hpp"
 
-#include <atomic>
 #include <mutex>
 
-#include "core/object.hpp"
+#include "core/counted.hpp"
 #include "core/user_settings_windows.hpp"
 
 namespace lumvex::inside {
@@ -47,26 +46,16 @@ Ref<ITypeLib> Library() {
 // What both facets share: an object of its own that keeps the one it belongs to, and whose other interfaces are that
 // one's.
 template <class Interface>
-class Facet : public Interface {
+class Facet : public Counted<Interface> {
 public:
-    Facet(const Facet&) = delete;
-    Facet& operator=(const Facet&) = delete;
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         return owner_->QueryInterface(iid, object);
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++count_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --count_;
-        if (left == 0) delete this;
-        return left;
     }
 
 protected:
     explicit Facet(IDispatch& owner) : owner_(&owner) {}
-    virtual ~Facet() = default;
 
 private:
-    std::atomic<ULONG> count_{1};
     Ref<IDispatch> owner_;
 };
 
@@ -136,11 +125,11 @@ HRESULT PlatformInterface(IDispatch& object, REFIID interfaceId, const ClassInfo
     try {
         if (IsEqualGUID(iid, kAgile)) return object.QueryInterface(IID_IUnknown, found);
         if (IsEqualGUID(iid, IID_IMarshal)) {
-            const auto marshaller = Ref<Marshaller>::Attach(new Marshaller(object));
+            const auto marshaller = Ref<Marshaller>(new Marshaller(object));
             return marshaller->Get(iid, found);
         }
         if (IsEqualGUID(iid, IID_IProvideClassInfo) || IsEqualGUID(iid, IID_IProvideClassInfo2)) {
-            *found = static_cast<IProvideClassInfo2*>(new ClassInformation(object, interfaceId, info));
+            *found = Ref<IProvideClassInfo2>(new ClassInformation(object, interfaceId, info)).Detach();
             return S_OK;
         }
     } catch (const std::bad_alloc&) {

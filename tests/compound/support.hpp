@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fault/faulty_disk.hpp"
+#include "pattern.hpp"
 #include "storage/compound/check.hpp"
 #include "storage/compound/committed.hpp"
 #include "storage/compound/compound_file.hpp"
@@ -19,15 +20,7 @@ using namespace lumvex::compound;
 using Bytes = std::vector<std::byte>;
 using Content = std::map<std::u16string, Bytes>;
 
-inline Bytes Pattern(std::size_t size, unsigned seed) {
-    Bytes bytes(size);
-    std::uint32_t state = seed * 2654435761u + 12345;
-    for (std::byte& byte : bytes) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<std::byte>(state >> 24);
-    }
-    return bytes;
-}
+using tests::Pattern;
 
 inline std::u16string Name(unsigned number) {
     const std::string digits = std::to_string(number);

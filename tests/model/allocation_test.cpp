@@ -202,6 +202,19 @@ protected:
         std::filesystem::copy_file(from, to);
     }
 
+    // Of what tells its failure by throwing.
+    template <class Work>
+    static HRESULT Answered(Work work) {
+        try {
+            work();
+            return S_OK;
+        } catch (const Error& error) {
+            return error.Status();
+        } catch (const std::bad_alloc&) {
+            return E_OUTOFMEMORY;
+        }
+    }
+
     const Folder folder;
     const std::filesystem::path path = folder / "a.lvx", original = folder / "original.lvx", other = folder / "other.lvx";
     const Bstr pathText{PathText(path)};
@@ -287,16 +300,7 @@ TEST_F(AllocationOfFiles, AFileIsCompactedOrNot) {
     FailEachAllocation(
         [&] {
             Copy(original, path);
-            return [&]() -> HRESULT {
-                try {
-                    CompactDocument(path);
-                    return S_OK;
-                } catch (const Error& error) {
-                    return error.Status();
-                } catch (const std::bad_alloc&) {
-                    return E_OUTOFMEMORY;
-                }
-            };
+            return [&] { return Answered([&] { CompactDocument(path); }); };
         },
         [&](HRESULT status) {
             EXPECT_EQ(Seen(path), content);
@@ -329,16 +333,7 @@ TEST_F(AllocationOfFiles, ADocumentIsOpenedReadAndClosedOrNot) {
         [&] {
             project = Project();
             project = Opened(original);
-            return [&]() -> HRESULT {
-                try {
-                    Seen(project);
-                    return S_OK;
-                } catch (const Error& error) {
-                    return error.Status();
-                } catch (const std::bad_alloc&) {
-                    return E_OUTOFMEMORY;
-                }
-            };
+            return [&] { return Answered([&] { Seen(project); }); };
         },
         [&](HRESULT) { EXPECT_EQ(Seen(project), content); });
     FailEachAllocation(

@@ -4,6 +4,7 @@
 
 #include "core/published.hpp"
 #include "lumvex/maintenance.hpp"
+#include "pattern.hpp"
 #include "storage/compound/check.hpp"
 #include "storage/hand_made.hpp"
 
@@ -18,17 +19,6 @@ constexpr DWORD kAlone = STGM_SHARE_EXCLUSIVE;
 using Tree = Streams;
 
 const wchar_t* Wide(const std::u16string& text) { return reinterpret_cast<const wchar_t*>(text.c_str()); }
-
-// Bytes that tell each place from every other.
-Bytes Pattern(std::size_t size, unsigned seed) {
-    Bytes bytes(size);
-    std::uint32_t state = seed * 2654435761u + 12345;
-    for (std::byte& byte : bytes) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<std::byte>(state >> 24);
-    }
-    return bytes;
-}
 
 // ---- the system's side ----
 
