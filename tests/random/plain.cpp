@@ -259,12 +259,17 @@ Value Base(const Node& node, IDispatch* object, DISPID id) {
 
 void CompareReference(Node& node, std::size_t at, IDispatch* object, const Reading& reading) {
     const ReferenceTable& row = node.table->references[at];
-    const Target& expected = node.references[at];
+    Target& expected = node.references[at];
     const Answer answer = GetLate(object, row.id);
     if (FAILED(answer.status)) throw Wrong(PathOf(node) + ": " + std::string(row.name) + " fails with " + StatusText(answer.status));
     const std::u16string found = answer.Object() ? IdOf(answer.Object()) : std::u16string();
     if (row.toLibrary) {
         if (found == expected.libraryId) return;
+        if (expected.unknown && !found.empty()) {
+            expected.libraryId = found;
+            expected.unknown = false;
+            return;
+        }
         if (found.empty() && !(reading.library && reading.library->contains(expected.libraryId))) return;
         Differ(node, row.name, ToUtf8(found), ToUtf8(expected.libraryId) + " of the library");
     }
@@ -352,6 +357,7 @@ void ReadInto(Tree& tree, Node& node, IDispatch* object, std::vector<std::pair<T
         if (FAILED(answer.status))
             throw Wrong(PathOf(node) + ": " + std::string(node.table->references[at].name) + " fails with " +
                         StatusText(answer.status));
+        node.references[at].unknown = node.table->references[at].toLibrary && !answer.Object();
         if (!answer.Object()) continue;
         std::u16string id = IdOf(answer.Object());
         if (node.table->references[at].toLibrary)

@@ -62,6 +62,7 @@ struct Node;
 struct Target {
     Node* item = nullptr;      // of the same document; it may have been removed since
     std::u16string libraryId;  // of the library
+    bool unknown = false;      // which of the library: it was read where the library was not to be had
 };
 
 struct Node {

@@ -37,7 +37,6 @@ struct Doc {
     LONG arrays = LX_R4;
     unsigned opened = 0;       // counts the trees that were put here
     unsigned linked = 0;       // the library's number of opening when it was put
-    Ref<IConnectionPoint> point;
 
     std::vector<Node*> items, collections;
     std::map<const ClassTable*, std::vector<Node*>> ofClass;
@@ -124,8 +123,12 @@ private:
     void Log(const std::string& text);
     void MakeDefaults();
     void Connect(Doc& doc);
-    void Adopt(Doc& doc);
     void Handle(Doc& doc, IDispatch* object, LONG type);
+    void Act(Doc& doc, IDispatch* object, LONG type);
+    void SaveInHandler(Doc& doc);
+    void AfterHandlers();
+    std::unique_ptr<Tree> Read(Doc& doc);
+    Ref<IDispatch> Found(Doc& doc, const Node* node);
 
     Options options_;
     Random random_;
@@ -139,7 +142,8 @@ private:
     std::set<std::u16string> libraryIds_;
     int handling_ = 0;          // handlers that still act during the call
     bool handled_ = false;      // one has
-    std::set<Doc*> touched_;    // by handlers
+    std::string wrong_;         // what it found
+    const char* operation_ = "";
 };
 
 }  // namespace lumvex::tests
