@@ -265,9 +265,8 @@ void CompareReference(Node& node, std::size_t at, IDispatch* object, const Readi
     const std::u16string found = answer.Object() ? IdOf(answer.Object()) : std::u16string();
     if (row.toLibrary) {
         if (found == expected.libraryId) return;
-        if (expected.unknown && !found.empty()) {
-            expected.libraryId = found;
-            expected.unknown = false;
+        if (expected.unknown) {
+            if (!found.empty()) expected = {nullptr, found, false};
             return;
         }
         if (found.empty() && !(reading.library && reading.library->contains(expected.libraryId))) return;

@@ -203,6 +203,8 @@ void World::Fresh(Doc& doc) {
     Replace(doc, std::move(tree));
     doc.path.clear();
     doc.mode = LX_EXCLUSIVE_READWRITE;
+    const std::size_t sizes[] = {options_.objects / 10, options_.objects, options_.objects, options_.objects * 5};
+    doc.objects = random_.Of(sizes);
     doc.complete = true;
     doc.bounded = doc.modified = false;
     doc.arrays = LX_R4;
@@ -250,12 +252,12 @@ Node* World::AnyOf(Doc& doc, const ClassTable& table) {
 }
 
 std::u16string World::AnyName() {
-    static constexpr std::size_t kLengths[] = {0, 1, 8, 15, 31, 255, 2000};
+    static constexpr std::size_t kLengths[] = {0, 1, 8, 15, 31, 255, 2040, 2060, 33000};
     if (random_.OneIn(2)) {
         const char16_t* const few[] = {u"a", u"A", u"name", u"NAME", u"Name 2", u"left", u"a name longer than short ones"};
         return random_.Of(few);
     }
-    const std::size_t length = random_.OneIn(4) ? random_.Of(kLengths) : 1 + random_.Below(12);
+    const std::size_t length = random_.OneIn(8) ? random_.Of(kLengths) : 1 + random_.Below(12);
     std::u16string name(length, u'x');
     for (char16_t& unit : name) unit = static_cast<char16_t>(u'a' + random_.Below(26));
     return name;
@@ -717,8 +719,7 @@ Node* World::AddTo(Doc& doc, Node& collection, bool mistaken) {
 void World::Add(Doc& doc) {
     Node* collection = AnyCollection(doc);
     if (!collection->table->canAdd) return;
-    Index(doc);
-    if (doc.items.size() > options_.objects) return Remove(doc);
+    if (IsFull(doc)) return Remove(doc);
     AddTo(doc, *collection, random_.OneIn(12));
 }
 
@@ -727,10 +728,10 @@ void World::Grow(Doc& doc) {
     Node* collection = AnyCollection(doc);
     if (!collection->table->canAdd || !collection->table->member->children.empty()) return;
     static constexpr std::size_t kNumbers[] = {31, 32, 33, 203, 204, 205, 206};
-    const std::size_t wanted = random_.Of(kNumbers);
+    const std::size_t wanted = random_.OneIn(30) ? 3280 : random_.Of(kNumbers);
     Index(doc);
     if (doc.items.size() > 4 * options_.objects) return;
-    for (int tries = 0; collection->below.size() < wanted && tries < 300; ++tries)
+    for (std::size_t tries = 0; collection->below.size() < wanted && tries < wanted + 40; ++tries)
         AddTo(doc, *collection, false);
 }
 
@@ -961,8 +962,7 @@ void World::Copy(Doc& doc) {
     if (!collection) return;
     const bool withChildren = random_.OneIn(2);
     if (&to != &doc && options_.without.contains("dead-references")) return;
-    Index(to);
-    if (to.items.size() > options_.objects) return Remove(to);
+    if (IsFull(to)) return Remove(to);
     Learn(doc, *item);  // an ID that was not asked for yet would be met as an object that is not there
     const Ref<IDispatch> object = Live(doc, *item), into = Live(to, *collection);
     const HRESULT refused = CopyRefused(doc, *item, to, *collection);
@@ -986,8 +986,7 @@ void World::CopyWithParents(Doc& doc) {
     if (!item) return;
     Doc& to = random_.OneIn(2) ? AnyDoc() : doc;
     if (&to != &doc && options_.without.contains("dead-references")) return;
-    Index(to);
-    if (to.items.size() > options_.objects) return;
+    if (IsFull(to)) return;
     if (item->table->isLink && options_.without.contains("link-with-parents")) return;
     CompareAll(doc);
     if (&to != &doc) CompareAll(to);
@@ -1037,8 +1036,7 @@ void World::CopyContents(Doc& doc) {
     Node* item = random_.OneIn(12) ? AnyItem(from) : AnyOf(from, *receiver->table);
     if (!item) return;
     if (&from != &doc && options_.without.contains("dead-references")) return;
-    Index(doc);
-    if (doc.items.size() > options_.objects) return Remove(doc);
+    if (IsFull(doc)) return Remove(doc);
     Learn(from, *item);
     Learn(doc, *receiver);
     const Ref<IDispatch> source = Live(from, *item), object = Live(doc, *receiver);
@@ -1108,9 +1106,17 @@ void World::UseHeld() {
     if (!held.id.empty() && id != held.id) throw Wrong("another ID");
     const bool isItem = !Ref<IDispatch>(held.object).As<_Collection>();
     if (orphan) {
-        const Bstr name(u"orphan");
-        const Answer answer = isItem ? Do(held.object.get(), member::kName, DISPATCH_PROPERTYPUT, {TextArgument(name.get())})
-                                     : Do(held.object.get(), member::kRemoveAll, DISPATCH_METHOD, {});
+        const Bstr name(u"orphan"), any(u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}");
+        const std::size_t which = random_.Below(3);
+        Answer answer;
+        if (isItem)
+            answer = which == 0   ? Do(held.object.get(), member::kName, DISPATCH_PROPERTYPUT, {TextArgument(name.get())})
+                     : which == 1 ? Do(held.object.get(), member::kLocks, DISPATCH_PROPERTYPUT, {LongArgument(0)})
+                                  : Do(held.object.get(), member::kParentBase, DISPATCH_PROPERTYGET, {});
+        else
+            answer = which == 0   ? Do(held.object.get(), member::kRemoveAll, DISPATCH_METHOD, {})
+                     : which == 1 ? Do(held.object.get(), member::kFindID, DISPATCH_METHOD, {TextArgument(any.get())})
+                                  : Do(held.object.get(), member::kRemove, DISPATCH_METHOD, {LongArgument(1)});
         if (OutOfMemory(answer, *held.doc)) return;
         return Expect(StatusOf(Message::Orphaned), answer, "a change of an orphan");
     }
@@ -1200,6 +1206,15 @@ bool World::OpenElsewhere(const Doc& doc, const std::string& name) const {
     return std::ranges::any_of(docs_, [&](const Doc& each) { return &each != &doc && each.path == name; });
 }
 
+// As the modes promise: readers beside one writer that excludes writers, or one alone.
+bool World::MayOpen(const Doc& doc, const std::string& name, LONG mode) const {
+    return std::ranges::all_of(docs_, [&](const Doc& each) {
+        if (&each == &doc || each.path != name) return true;
+        if (mode == LX_EXCLUSIVE_READWRITE || each.mode == LX_EXCLUSIVE_READWRITE) return false;
+        return mode == LX_SHARE_READ || each.mode == LX_SHARE_READ;
+    });
+}
+
 void World::SaveAs(Doc& doc) {
     const bool same = !doc.path.empty() && random_.OneIn(4);
     const std::string name = same ? doc.path : AnyPath();
@@ -1232,6 +1247,8 @@ void World::Close(Doc& doc) {
     doc.path.clear();
     doc.modified = false;
     CompareAll(doc);
+    if (random_.OneIn(3)) OpenFails(doc);
+    if (random_.OneIn(3)) Reopen(doc);
 }
 
 void World::Reopen(Doc& doc) {
@@ -1243,21 +1260,18 @@ void World::Reopen(Doc& doc) {
         return Fresh(doc);
     }
     const std::string name = ours[random_.Below(ours.size())];
-    if (OpenElsewhere(doc, name)) return;
     const bool sameRoot = doc.path.empty() && !doc.modified && random_.OneIn(2);
+    const LONG mode = sameRoot ? doc.mode : 1 + static_cast<LONG>(random_.Below(3));
+    const bool allowed = MayOpen(doc, name, mode);
+    if (!allowed && !random_.OneIn(4)) return;
     if (!sameRoot) {
-        Drop(doc);
-        doc.root = NewRoot(*doc.table);
-        Connect(doc);
-        doc.arrays = LX_R4;
-        doc.bounded = false;
-        doc.mode = 1 + static_cast<LONG>(random_.Below(3));
+        Fresh(doc);
+        doc.mode = mode;
         PutLate(doc.root.get(), member::kAccessMode, {LongArgument(doc.mode)});
-        doc.tree = std::make_unique<Tree>(*doc.table);
     }
     Log("open " + name + " mode " + std::to_string(doc.mode) + (sameRoot ? " in the same root" : ""));
     const Bstr path(FromUtf8(FullPath(name)));
-    for (int tries = 0;; ++tries) {
+    for (;;) {
         const Answer answer = Do(doc.root.get(), member::kOpenFile, DISPATCH_METHOD, {TextArgument(path.get())});
         if (failed_ && answer.status == E_OUTOFMEMORY) {
             Log("  out of memory");
@@ -1265,7 +1279,11 @@ void World::Reopen(Doc& doc) {
             continue;
         }
         if (&doc == &Library() && doc.mode == LX_EXCLUSIVE_READWRITE && answer.status == kSharingViolation)
-            return sameRoot ? CompareAll(doc) : Fresh(doc);  // a project that refers to it has opened it for itself
+            return CompareAll(doc);  // a project that refers to it has opened it for itself
+        if (!allowed) {
+            Expect(kSharingViolation, answer, "OpenFile");
+            return CompareAll(doc);
+        }
         Expect(S_OK, answer, "OpenFile");
         break;
     }
@@ -1287,6 +1305,92 @@ void World::OpenFails(Doc& doc) {
     const Answer answer = Do(doc.root.get(), member::kOpenFile, DISPATCH_METHOD, {TextArgument(path.get())});
     if (SUCCEEDED(answer.status)) throw Wrong("it opens");
     CompareAll(doc);
+}
+
+// Calls that have to be refused, and change nothing.
+void World::Mistake(Doc& doc) {
+    Node* collection = AnyCollection(doc);
+    Node* item = AnyItem(doc);
+    const Ref<IDispatch> object = Live(doc, *collection);
+    const Bstr nobody(u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}"), noId(u"no ID");
+    Log("mistake at " + PathOf(*collection));
+    HRESULT expected = E_INVALIDARG;
+    Answer answer;
+    switch (random_.Below(7)) {
+        case 0: {
+            const LONG outside = random_.OneIn(2) ? 0 : static_cast<LONG>(collection->below.size()) + 1;
+            answer = Do(object.get(), member::kItem, DISPATCH_PROPERTYGET, {LongArgument(outside)});
+            break;
+        }
+        case 1:
+            expected = S_FALSE;
+            answer = Do(object.get(), member::kFindID, DISPATCH_METHOD, {TextArgument(random_.OneIn(2) ? nobody.get() : noId.get())});
+            break;
+        case 2:
+            expected = S_FALSE;
+            answer = Do(doc.root.get(), random_.OneIn(2) ? member::kLoad : member::kFindID, DISPATCH_METHOD,
+                        {TextArgument(random_.OneIn(2) ? nobody.get() : noId.get())});
+            break;
+        case 3:
+            if (!item) return;
+            expected = E_POINTER;
+            answer = Do(Live(doc, *item).get(), member::kCopy, DISPATCH_METHOD, {ObjectArgument(nullptr)});
+            break;
+        case 4:
+            if (!item) return;
+            expected = E_POINTER;
+            answer = Do(Live(doc, *item).get(), member::kCopyContents, DISPATCH_METHOD, {ObjectArgument(nullptr)});
+            break;
+        case 5:
+            expected = S_OK;
+            if (item) answer = Do(Live(doc, *item).get(), member::kCanCopy, DISPATCH_METHOD, {ObjectArgument(object.get())});
+            break;
+        default:
+            if (!doc.modified && doc.path.empty()) return;
+            expected = StatusOf(Message::ModifiedBeforeLoading);
+            answer = Do(doc.root.get(), member::kOpenFile, DISPATCH_METHOD, {TextArgument(nobody.get())});
+            break;
+    }
+    if (OutOfMemory(answer, doc)) return;
+    Expect(expected, answer, "the call");
+}
+
+// What was never loaded goes with the file: it is told, and neither a crash nor a document with holes.
+void World::LeaveIncomplete(Doc& doc) {
+    if (doc.path.empty() || doc.complete) return;
+    Log("close " + doc.path + " with objects left in the file");
+    const Answer closed = Do(doc.root.get(), member::kCloseFile, DISPATCH_METHOD, {});
+    if (!failed_) Expect(S_OK, closed, "CloseFile");
+    const auto allowed = [](HRESULT status, const char* what) {
+        if (SUCCEEDED(status) || status == StatusOf(Message::DoesNotExist)) return;
+        throw Wrong(std::string(what) + " answers " + StatusText(status) + " after the file was closed");
+    };
+    for (int tries = 0; tries < 20; ++tries) {
+        Node* node = AnyItem(doc);
+        if (!node || node->id.empty()) continue;
+        const Bstr id(node->id);
+        const Answer found = DoLate(doc.root.get(), member::kLoad, {TextArgument(id.get())});
+        allowed(found.status, "Load");
+        if (!found.Object()) continue;
+        if (IdOf(found.Object()) != node->id) throw Wrong("Load answers another object");
+        for (const Property& property : node->table->properties)
+            if (property.dimensions == 0) allowed(GetLate(found.Object(), property.id).status, "a get");
+        for (const ReferenceTable& row : node->table->references) allowed(GetLate(found.Object(), row.id).status, "a reference");
+        for (const ChildTable& child : node->table->children) allowed(GetLate(found.Object(), child.id).status, "a child");
+        allowed(GetLate(found.Object(), member::kParentBase).status, "ParentBase");
+    }
+    const std::string name = AnyPath();
+    if (doc.mode != LX_SHARE_READ && !OpenElsewhere(doc, name)) {
+        const Bstr path(FromUtf8(FullPath(name)));
+        const Answer saved = DoLate(doc.root.get(), member::kSaveFileAs, {TextArgument(path.get())});
+        if (saved.status != kSharingViolation) allowed(saved.status, "SaveFileAs");
+        if (saved.status == S_OK) {
+            files_[name] = {doc.table, doc.tree->Saved()};
+            doc.path = name;
+            CheckFile(name, doc);
+        }
+    }
+    Fresh(doc);
 }
 
 void World::CompareLive(Doc& doc) {
@@ -1491,7 +1595,7 @@ std::unique_ptr<Tree> World::Read(Doc& doc) {
         if (same == before.end() || same->second->table != node.table) return;
         for (std::size_t at = 0; at < node.references.size(); ++at)
             if (node.table->references[at].toLibrary && node.references[at].libraryId.empty())
-                node.references[at] = same->second->references[at];
+                node.references[at] = {nullptr, same->second->references[at].libraryId, true};
     });
     return tree;
 }
@@ -1531,6 +1635,11 @@ void World::AfterHandlers() {
         }
         doc.tree = std::move(tree);
         doc.indexed = false;
+        doc.linked = 0;
+        if (doc.table == &ProjectTable()) {
+            const Answer linked = GetLate(doc.root.get(), member::kSpecifications);
+            if (linked.Object() && linked.Object() == Library().root.get()) doc.linked = Library().opened;
+        }
         const Answer modified = GetLate(doc.root.get(), member::kModified);
         doc.modified = modified.value.boolVal != 0;
         if (!doc.bounded) doc.complete = true;
@@ -1553,9 +1662,10 @@ void World::Run() {
         {"find", 80, &World::Find},           {"enumerate", 8, &World::Enumerate},
         {"copy", 30, &World::Copy},           {"copy-with-parents", 3, &World::CopyWithParents},
         {"copy-contents", 12, &World::CopyContents}, {"hold", 30, &World::Hold},
-        {"settings", 8, &World::Settings},    {"save", 5, &World::Save},
-        {"save-as", 2, &World::SaveAs},       {"close", 2, &World::Close},
+        {"settings", 8, &World::Settings},    {"save", 12, &World::Save},
+        {"save-as", 4, &World::SaveAs},       {"close", 3, &World::Close},
         {"reopen", 3, &World::Reopen},        {"open-fails", 2, &World::OpenFails},
+        {"mistake", 8, &World::Mistake},      {"leave-incomplete", 1, &World::LeaveIncomplete},
         {"compare", 3, &World::CompareLive}};
     std::vector<const Operation*> byWeight;
     for (const Operation& each : kOperations)
@@ -1577,6 +1687,10 @@ void World::Run() {
     }
     step_ = options_.steps;
     for (Doc& doc : docs_) CompareAll(doc);
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+        const std::string name = entry.path().filename().string();
+        if (!files_.contains(name) && name != kDamaged && name != "checked") throw Wrong(name + " is left behind");
+    }
 }
 
 }  // namespace lumvex::tests
