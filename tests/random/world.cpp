@@ -1287,7 +1287,14 @@ void World::Reopen(Doc& doc) {
         Expect(S_OK, answer, "OpenFile");
         break;
     }
+    const unsigned before = doc.opened;
     Replace(doc, files_.at(name).second->Saved());
+    if (&doc == &Library() && sameRoot)
+        for (Doc& project : docs_)
+            if (project.table == &ProjectTable() && project.linked == before) {  // it is linked to whatever is in there
+                project.tree->root->references[0].libraryId = doc.tree->root->id;
+                project.linked = doc.opened;
+            }
     doc.path = name;
     doc.complete = false;
     doc.modified = false;
