@@ -1,7 +1,7 @@
 // Late binding as script hosts and automation clients use it.
 #include <vector>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -8,7 +8,7 @@
 #include "kit/failing_allocation.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 
