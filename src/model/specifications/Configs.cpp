@@ -27,6 +27,7 @@ struct Listed : std::vector<Ref<CConfig>> {
 }  // namespace
 
 CConfigs::CConfigs() {
+    list_.reserve(std::size(kTable));  // a list that cannot grow would lose what it was given
     for (const Row& row : kTable) list_.emplace_back(new CConfig(row.id, row.outputs));
 }
 
