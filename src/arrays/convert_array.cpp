@@ -184,7 +184,16 @@ Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds)
 }
 
 template <class T>
-Variant SideBySide(std::span<const ArraySlot> columns, std::size_t rows, VARTYPE type) {
+Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
+    std::size_t rows = 0, emptyRows = 0;
+    for (const ArraySlot& column : columns) {
+        std::size_t& most = column->Count() != 0 ? rows : emptyRows;
+        most = std::max<std::size_t>(most, column->Shape()[0].count);
+    }
+    if (emptyRows > rows) {
+        if (emptyRows > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
+        rows = emptyRows;
+    }
     OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
     {
         const Access access(array.get());
@@ -263,19 +272,17 @@ Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
 }
 
 Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
-    std::size_t rows = 0;
     for (const ArraySlot& column : columns) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
-        rows = std::max<std::size_t>(rows, column->Shape()[0].count);  // those of an array of no channels too
     }
     switch (type) {
         case LX_R4:
-            return SideBySide<float>(columns, rows, VT_R4);
+            return SideBySide<float>(columns, VT_R4);
         case LX_R8:
-            return SideBySide<double>(columns, rows, VT_R8);
+            return SideBySide<double>(columns, VT_R8);
         case LX_VT:
-            return SideBySide<VARIANT>(columns, rows, VT_VARIANT);
+            return SideBySide<VARIANT>(columns, VT_VARIANT);
         default:
             throw Failure(E_INVALIDARG);
     }
