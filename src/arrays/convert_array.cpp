@@ -67,6 +67,32 @@ void CheckShape(const Dimensions& dimensions, LONG channels) {
     if (channels >= 0 && channels != 1) throw Failure(Message::ChannelCount);
 }
 
+std::size_t ClientsElementSize(VARTYPE type) {
+    switch (type) {
+        case VT_UI1:
+            return sizeof(BYTE);
+        case VT_I4:
+            return sizeof(LONG);
+        case VT_R4:
+            return sizeof(float);
+        case VT_R8:
+            return sizeof(double);
+        case VT_VARIANT:
+            return sizeof(VARIANT);
+        default:
+            throw Failure(Message::ElementType);
+    }
+}
+
+// The type that the variant says has to be its array's own. Some hosts make arrays that do not know their type: of these
+// the elements have to have the type's size.
+void CheckType(SAFEARRAY* array, VARTYPE type) {
+    const std::size_t size = ClientsElementSize(type);
+    VARTYPE own = VT_EMPTY;
+    const bool isTyped = SUCCEEDED(SafeArrayGetVartype(array, &own)) && own != VT_EMPTY;
+    if (isTyped ? own != type : SafeArrayGetElemsize(array) != size) throw Failure(Message::ElementType);
+}
+
 float FloatOf(const VARIANT& element) {
     switch (element.vt) {
         case VT_I4:
@@ -228,8 +254,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     const bool bytes = type == VT_UI1;
     std::size_t count = 1;
     for (const Dimension& dimension : dimensions) count *= dimension.count;
-    if (type != VT_UI1 && type != VT_R4 && type != VT_R8 && type != VT_I4 && type != VT_VARIANT)
-        throw Failure(Message::ElementType);
+    CheckType(value.parray, type);
     std::vector<std::byte> elements(count * (bytes ? 1 : sizeof(float)));
     switch (type) {
         case VT_R4:

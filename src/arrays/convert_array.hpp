@@ -11,8 +11,8 @@ inline constexpr LONG kAnyChannels = -1;
 
 // Checks and converts what a caller puts; the slot changes only when all of it was accepted. A channel count of 0 or
 // more is required of the second dimension; an array of one dimension is one channel. An empty variant empties the slot.
-// Fails with 4002 (channels), 4003 (dimensions), 4004 (no array), 4007 (element type), DISP_E_BADINDEX (one dimension of
-// one element).
+// Fails with 4002 (channels), 4003 (dimensions), 4004 (no array), 4007 (element type, or one that is not the array's own),
+// DISP_E_BADINDEX (one dimension of one element).
 void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
 
 // The stored array as the caller wants it: LX_R4 and LX_UI1 are copies with their bounds, LX_R8 and LX_VT are converted
