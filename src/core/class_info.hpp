@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "lumvex/automation.hpp"
 #include "lumvex/values.hpp"
@@ -51,7 +51,7 @@ struct ClassInfo {
 
 // The registered class of an ID, or null; and all of them, ascending by class ID.
 const ClassInfo* FindClass(const GUID& classId) noexcept;
-const std::vector<const ClassInfo*>& AllClasses();
+std::span<const ClassInfo* const> AllClasses() noexcept;
 
 // The row of a class known at compile time.
 template <class Class>
