@@ -1,5 +1,7 @@
-// The boundary of the model: every published call runs under the module lock inside a Guarded block, which makes it one
-// operation, turns exceptions into status and error information, and delivers the call's events on the way out.
+// The boundary of the model: every published call that reaches an object of it runs under the module lock inside a Guarded
+// block, which makes it one operation, turns exceptions into status and error information, and delivers the call's events
+// on the way out. Calls that only find out what to call (late binding, class objects, class information) are Translated:
+// no exception leaves them either.
 #pragma once
 
 #include "core/failure.hpp"
@@ -31,20 +33,28 @@ unsigned CallDepth() noexcept;
 // The status of the exception being handled; installs its text, or clears the error information when it has none.
 HRESULT TranslateException(std::u16string_view source) noexcept;
 
+// Answers the status of `work`, or of the exception that leaves it.
+template <class Work>
+HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
+    try {
+        return work();
+    } catch (...) {
+        return TranslateException(source);
+    }
+}
+
 // Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing,
 // but for what it kept by itself. `source` names the class that reports errors.
 template <class Work>
 HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
     try {
         const Call call;
-        try {
+        return Translated(source, [&] {
             Operation operation(call.Thread());
             const HRESULT status = work();
             if (SUCCEEDED(status)) operation.Keep();
             return status;
-        } catch (...) {
-            return TranslateException(source);
-        }
+        });
     } catch (...) {
         return TranslateException(source);  // the thread's context or the lock could not be had
     }

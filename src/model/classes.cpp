@@ -112,6 +112,7 @@ ClassInfo RootInfo(std::u16string_view name, const GUID& classId) {
     }
 #include "model/classes.def"
 
+// Takes no memory and has nothing to destroy: looking a class up neither fails nor ends before a client's static objects.
 std::span<const ClassInfo* const> AllClasses() noexcept {
     static const auto all = [] {
         std::array classes{
@@ -123,6 +124,7 @@ std::span<const ClassInfo* const> AllClasses() noexcept {
         std::ranges::sort(classes, GuidLess(), &ClassInfo::classId);
         return classes;
     }();
+    static_assert(std::is_trivially_destructible_v<decltype(all)> && std::is_trivially_destructible_v<ClassInfo>);
     return all;
 }
 
