@@ -292,7 +292,7 @@ Answer World::Do(IDispatch* object, DISPID id, WORD kind, std::initializer_list<
     if (!wrong_.empty()) throw Wrong("in a handler: " + std::exchange(wrong_, {}));
     if (handled_) {
         Log("  answers " + StatusText(answer.status));
-        if (answer.status == E_UNEXPECTED || answer.status == E_OUTOFMEMORY ||
+        if (answer.status == E_UNEXPECTED || (answer.status == E_OUTOFMEMORY && !failed_) ||
             answer.status == static_cast<HRESULT>(0x80040FB1))
             throw Wrong("the call answers " + StatusText(answer.status));
         throw Handled();
@@ -955,8 +955,9 @@ void World::CopyWithParents(Doc& doc) {
     std::reverse(path.begin(), path.end());
     Node* at = to.tree->root;
     std::vector<Node*> copied;
-    HRESULT refused = S_OK;
+    HRESULT refused = item->table->isLink && &doc != &to ? StatusOf(Message::OtherDocument) : S_OK;
     for (Node* step : path) {
+        if (refused != S_OK) break;
         if (step->IsCollection()) {
             at = at->below[step->Place()];
             continue;
@@ -1378,6 +1379,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return DISP_E_UNKNOWNNAME; }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*, EXCEPINFO*, UINT*) override {
+        const AllocationsSucceed inHandlers;
         const bool ofRoot = arguments->cArgs == 1;
         const auto object = Ref<IUnknown>(arguments->rgvarg[ofRoot ? 0 : 1].punkVal).As<IDispatch>();
         world_.Handle(doc_, object.get(), ofRoot ? -1 : arguments->rgvarg[0].lVal);
