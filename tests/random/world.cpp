@@ -149,6 +149,7 @@ void World::Fresh(Doc& doc) {
     doc.root = NewRoot(*doc.table);
     Connect(doc);
     auto tree = std::make_unique<Tree>(*doc.table);
+    tree->root->id = IdOf(doc.root.get());
     if (doc.table == &ProjectTable()) {  // its crossovers come with the collection
         Node* crossovers = tree->root->Child("CrossoverConfigs");
         const char16_t* const names[] = {u"Single amp", u"Bi amp", u"Tri amp", u"Subwoofer"};
