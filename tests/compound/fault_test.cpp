@@ -3,7 +3,7 @@
 #include "other_reader.hpp"
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using Fault = FaultyDisk::Fault;
@@ -198,4 +198,4 @@ TEST_P(Faults, ThatKeepComingBackLoseNoRoom) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -1,5 +1,5 @@
 // What speakers, their configurations and experiments know of the catalogue, with it and without it.
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -6,7 +6,7 @@
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
 #include "lumvex/maintenance.hpp"
-#include "model/documents.hpp"
+#include "kit/documents.hpp"
 
 namespace {
 

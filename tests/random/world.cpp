@@ -5,10 +5,11 @@
 
 #include "core/failure.hpp"
 #include "core/object.hpp"
+#include "kit/everything.hpp"
 #include "kit/failing_allocation.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 
@@ -90,63 +91,22 @@ World::~World() {
     std::filesystem::remove_all(folder_, ignored);
 }
 
-namespace {
-
-Ref<IDispatch> NewRoot(const ClassTable& table) {
-    void* made = nullptr;
-    if (FAILED(LumvexCreateInstance(table.classId, kIidOf<IDispatch>, &made))) throw Wrong("no new document");
-    return Ref<IDispatch>::Attach(static_cast<IDispatch*>(made));
-}
-
-}  // namespace
-
-// One object of every class, looked at before anything is done to it.
+// What new objects hold, from one of each class that nothing was done to.
 void World::MakeDefaults() {
-    const Ref<IDispatch> project = NewRoot(ProjectTable()), library = NewRoot(LibraryTable());
-    const Bstr name(u"default");
-    std::map<const ClassTable*, Ref<IDispatch>> made;
-    std::function<void(const ClassTable&, const Ref<IDispatch>&)> fill = [&](const ClassTable& table,
-                                                                             const Ref<IDispatch>& owner) {
-        made.emplace(&table, owner);
-        for (const ChildTable& child : table.children) {
-            const Ref<IDispatch> collection(GetLate(owner.get(), child.id).Object());
-            made.emplace(child.collection, collection);
-            std::vector<VARIANT> arguments;
-            Ref<IDispatch> config;
-            for (const AddParameter& each : child.collection->add) {
-                if (each.isConfig) {
-                    const Ref<IDispatch> table2(GetLate(library.get(), member::kLibraryConfigs).Object());
-                    config = Ref<IDispatch>(GetLate(table2.get(), member::kItem, {LongArgument(1)}).Object());
-                    arguments.push_back(ObjectArgument(config.get()));
-                } else if (each.item) {
-                    arguments.push_back(ObjectArgument(made.contains(each.item) ? made.at(each.item).get() : nullptr));
-                } else {
-                    arguments.push_back(TextArgument(name.get()));
-                }
-            }
-            const Answer answer = child.collection->canAdd
-                                      ? CallLate(collection.get(), member::kAdd, DISPATCH_METHOD, arguments)
-                                      : GetLate(collection.get(), member::kItem, {LongArgument(1)});
-            if (answer.Object()) fill(*child.collection->member, Ref<IDispatch>(answer.Object()));
-        }
-    };
-    fill(LibraryTable(), library);
-    fill(ProjectTable(), project);
-    fill(ProjectTable(), project);  // links need the items that the first time made
-    for (const auto& [table, object] : made) {
+    const Everything everything;
+    for (const auto& [table, object] : everything.objects) {
         Node sample;
         sample.table = table;
         sample.values.resize(table->places);
         for (const Property& property : table->properties)
             for (LONG place = 0; place < property.Places(); ++place)
                 sample.values[property.firstPlace + static_cast<std::size_t>(place)] =
-                    property.id == member::kConfigID && !property.put ? Value() : GetPlace(object.get(), property, place);
+                    property.put ? GetPlace(object.get(), property, place) : Value();
         SetDefaults(*table, sample);
     }
-    for (const ClassTable& table : ClassTables())
-        if (!made.contains(&table)) throw Wrong("no object of " + table.name);
 
     // A project whose root record is cut short.
+    const Ref<IDispatch> project = NewRoot(ProjectTable());
     const Bstr path(FromUtf8(FullPath(kDamaged)));
     DoLate(project.get(), member::kSaveFileAs, {TextArgument(path.get())});
     DoLate(project.get(), member::kCloseFile);

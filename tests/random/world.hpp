@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "kit/random.hpp"
-#include "random/plain.hpp"
+#include "kit/plain_tree.hpp"
 
 namespace lumvex::tests {
 

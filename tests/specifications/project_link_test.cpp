@@ -1,6 +1,6 @@
 // A project and the library it refers to.
-#include "library.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/library.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "storage/compound/file.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 class FaultyDisk {
 public:
@@ -145,4 +145,4 @@ private:
     bool tripped_ = false;
 };
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -2,11 +2,11 @@
 // records of its objects as bytes.
 #pragma once
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "rooms/support.hpp"
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 
