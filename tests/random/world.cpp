@@ -1516,7 +1516,7 @@ void World::Act(Doc& doc, IDispatch* object, LONG type) {
             break;
         }
         case 12:
-            if (!random_.OneIn(6)) break;
+            if (!random_.OneIn(6) || &doc == &Library()) break;  // which projects would keep, with its file
             Log(event + "release the document");
             doc.root = nullptr;
             break;
