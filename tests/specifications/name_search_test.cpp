@@ -64,24 +64,6 @@ protected:
     }
 };
 
-TEST_F(NameSearch, TheFirstOfTheNameThroughEveryChange) {
-    for (int round = 0; round < 4; ++round) {
-        for (int step = 0; step < 1500; ++step) {
-            Step();
-            ExpectFound(AnyName());
-        }
-        const std::u16string path = PathText(folder / std::to_string(round));
-        library.SaveFileAs(path);
-        ExpectFound(AnyName());
-        library.CloseFile();
-        if (library.CacheUpperBound() > 1000) ExpectFound(AnyName());  // small bounds left little in memory
-        if (round % 2 == 0) library = Specifications::Create();
-        library.OpenFile(path);
-        if (round == 1) library.SetCacheBounds(1, 10);
-    }
-    EXPECT_GT(list.size(), 50u);
-}
-
 // Forty microphones "0" to "39" of which one, or its stream, is damaged.
 TEST_F(NameSearch, AMemberThatCannotBeLoadedEndsTheSearchBeforeIt) {
     constexpr unsigned kCount = 40, kDamaged = 20;
