@@ -3,12 +3,6 @@
 namespace lumvex::tests {
 namespace {
 
-std::vector<std::u16string> NamesOf(const Data& data) {
-    std::vector<std::u16string> names;
-    for (const Datum& datum : data) names.push_back(datum.Name());
-    return names;
-}
-
 class Collections : public ::testing::Test {
 protected:
     void Fill(std::initializer_list<std::u16string_view> names) {
