@@ -78,6 +78,70 @@ TEST_F(LibraryReferences, NamesFollowTheCatalogue) {
     EXPECT_EQ(full.project.SpeakerEQs().Add(u"Main").DisplayName(), u"Unknown Spkr/Main");
 }
 
+// A display name looks for an absent library once; who asks for the library, or for something in it, looks again.
+TEST_F(LibraryReferences, NamesDoNotLookForAnAbsentLibraryAgain) {
+    const auto away = folder / "away.lvs";
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    full.catalogue.library.SaveFile();
+    full.project.CloseFile();
+    full.catalogue.library.CloseFile();
+    std::filesystem::rename(libraryPath, away);
+    const auto absentThenBack = [&](Project& project) {
+        SpeakerEQ speaker = Again(project, full.speaker);
+        EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+        std::filesystem::rename(away, libraryPath);
+        EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+        return speaker;
+    };
+    const auto refresh = [&](auto change) {
+        Project project = Opened(path);
+        const SpeakerEQ speaker = absentThenBack(project);
+        change(project);
+        EXPECT_EQ(speaker.DisplayName(), u"Apex/Alpha/Main");
+        project = Project();
+        std::filesystem::rename(libraryPath, away);
+    };
+    refresh([](Project& project) { EXPECT_TRUE(project.Specifications()); });
+    refresh([&](Project& project) { EXPECT_TRUE(Again(project, full.speaker).Model()); });
+    refresh([&](Project& project) {
+        std::filesystem::create_directory(folder / "moved");
+        project.SaveFileAs(PathText(folder / "moved" / "b.lvp"));
+    });
+}
+
+// A document from elsewhere may name a library on any machine: being shown, it does not reach out for it.
+TEST_F(LibraryReferences, NamesDoNotOpenLibrariesOnOtherMachines) {
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    std::filesystem::create_directory(folder / "far");
+    full.catalogue.library.SaveFileAs(PathText(folder / "far" / "b.lvs"));
+    full.catalogue.library.CloseFile();
+    full.project.CloseFile();
+    std::filesystem::remove(libraryPath);
+    Streams streams = ReadDocument(path);
+    const std::u16string local = PathText(folder / "far" / "b.lvs");
+    const std::u16string far = (local.starts_with(u'/') ? u"/" : u"\\\\?\\") + local;  // the same file, by a way that may lead far
+    for (const char16_t* name : {u"ROOT", u"ROOT-V200"}) {
+        std::string root = AsHex(streams.at(name));
+        const std::string stored = TextBytes(PathText(libraryPath));
+        const std::size_t at = root.find(stored);
+        ASSERT_NE(at, root.npos);
+        streams.at(name) = Hex(root.replace(at, stored.size(), TextBytes(far)));
+    }
+    WriteDocument(path, streams);
+    const Project project = Opened(path);
+    const SpeakerEQ speaker = Again(project, full.speaker);
+    EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+    EXPECT_FALSE(speaker.Model());
+    EXPECT_FALSE(Again(project, full.config).ModelConfig());
+    ASSERT_TRUE(project.Specifications()) << "asked for by its name";
+    EXPECT_EQ(speaker.DisplayName(), u"Apex/Alpha/Main");
+    EXPECT_TRUE(speaker.Model());
+}
+
 TEST_F(LibraryReferences, ModelConfigurationsDecideTheChannels) {
     struct Case {
         ModelConfig config;

@@ -5,7 +5,7 @@ namespace lumvex::inside {
 std::u16string CSpeakerEQ::DisplayName() {
     if (Model.IsEmpty()) return u"Unknown Spkr/" + Name();
     try {
-        if (const Ref<Object> model = Model.Get(*this)) Note(NamesOf(*model));
+        if (const Ref<Object> model = Model.GetShown(*this)) Note(NamesOf(*model));
     } catch (const Failure&) {
         // A library that cannot be read now does not keep the speaker from being shown by the names it had.
     }
