@@ -1,4 +1,5 @@
 // What speakers, their configurations and experiments know of the catalogue, with it and without it.
+#include "storage/failures.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
@@ -76,6 +77,44 @@ TEST_F(LibraryReferences, NamesFollowTheCatalogue) {
     EXPECT_FALSE(full.speaker.Model());
     EXPECT_EQ(full.speaker.DisplayName(), u"Apex/Beta/Main");
     EXPECT_EQ(full.project.SpeakerEQs().Add(u"Main").DisplayName(), u"Unknown Spkr/Main");
+}
+
+// Names that a display name found new are the speaker's own from then on, though nobody changed the document.
+TEST_F(LibraryReferences, NamesThatWereShownAreSaved) {
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    full.catalogue.library.SaveFile();
+    full.catalogue.library.CloseFile();
+    full.project.CloseFile();
+    const auto shown = [&](const Project& project) { return Again(project, full.speaker).DisplayName(); };
+    {
+        Project reader = Project::Create();
+        reader.AccessMode(LX_SHARE_READ);
+        reader.OpenFile(PathText(path));
+        reader.SetCacheBounds(1, 2);
+        EXPECT_EQ(shown(reader), u"Apex/Alpha/Main");
+        Again(reader, full.experiment);
+        Again(reader, full.correction);
+        EXPECT_FALSE(reader.FindID(full.speaker.ID())) << "what cannot be saved is not kept for it";
+        EXPECT_TRUE(FailsBare(inside::kAccessDenied, reader.Get()->SaveFile()));
+        EXPECT_EQ(shown(reader), u"Apex/Alpha/Main");
+    }
+    const Bytes before = ReadDocument(path).at(StreamOf(full.correction));
+    Project project = Opened(path);
+    project.SetCacheBounds(1, 2);
+    Listener listener(project);
+    EXPECT_EQ(shown(project), u"Apex/Alpha/Main");
+    EXPECT_EQ(listener.Taken(), Strings{});
+    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    Again(project, full.experiment);
+    Again(project, full.correction);
+    project.SaveFile();
+    project.CloseFile();
+    EXPECT_EQ(AsHex(ReadDocument(path).at(StreamOf(full.correction))), AsHex(before));
+    EXPECT_TRUE(CheckDocument(path).empty());
+    std::filesystem::remove(libraryPath);
+    EXPECT_EQ(shown(Opened(path)), u"Apex/Alpha/Main");
 }
 
 // A display name looks for an absent library once; who asks for the library, or for something in it, looks again.
