@@ -6,10 +6,20 @@
 #include <string>
 
 #include "core/document.hpp"
+#include "core/events.hpp"
 #include "core/record_of.hpp"
 #include "core/references.hpp"
 
 namespace lumvex::inside {
+
+// How every put of a field ends: `store` gives it its value, and nothing can fail behind that but for want of owners, with
+// which the value stays.
+template <class Owner, class Store>
+void StoreAndCommit(Owner& owner, LXEventType type, Store&& store) {
+    PrepareToRaise(1);
+    store();
+    owner.Commit(type);
+}
 
 // A value that a put stores as it comes, before the owners are resolved: on an orphaned object the put fails and the
 // value stays.
@@ -25,8 +35,7 @@ public:
     }
     template <class Owner>
     void Put(T given, Owner& owner) {
-        value = given;
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndCommit(owner, LX_EV_DEFAULT, [&] { value = given; });
     }
 
     void CopyFrom(const Scalar& other) { value = other.value; }
@@ -104,8 +113,7 @@ public:
     }
     template <class Owner>
     void Put(std::u16string_view given, Owner& owner) {
-        value = given;
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndCommit(owner, LX_EV_DEFAULT, [&] { value = given; });
     }
 
     void CopyFrom(const Text& other) { value = other.value; }

@@ -162,13 +162,14 @@ TEST_F(LibraryReferences, NamesDoNotOpenLibrariesOnOtherMachines) {
     std::filesystem::remove(libraryPath);
     Streams streams = ReadDocument(path);
     const std::u16string local = PathText(folder / "far" / "b.lvs");
-    const std::u16string far = (local.starts_with(u'/') ? u"/" : u"\\\\?\\") + local;  // the same file, by a way that may lead far
+    // The same file by a way that may lead far.
+    const std::u16string distant = (local.starts_with(u'/') ? u"/" : u"\\\\?\\") + local;
     for (const char16_t* name : {u"ROOT", u"ROOT-V200"}) {
         std::string root = AsHex(streams.at(name));
         const std::string stored = TextBytes(PathText(libraryPath));
         const std::size_t at = root.find(stored);
         ASSERT_NE(at, root.npos);
-        streams.at(name) = Hex(root.replace(at, stored.size(), TextBytes(far)));
+        streams.at(name) = Hex(root.replace(at, stored.size(), TextBytes(distant)));
     }
     WriteDocument(path, streams);
     const Project project = Opened(path);

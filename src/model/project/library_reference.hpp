@@ -43,8 +43,7 @@ public:
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
-        Point(Checked(given));
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndCommit(owner, LX_EV_DEFAULT, [&] { Point(Checked(given)); });
     }
 
     void Point(const Ref<Object>& target) { Hold(target, path); }

@@ -30,8 +30,7 @@ public:
     // Holds the library until another one, or none, is put. E_INVALIDARG for somebody else's object.
     template <class Owner>
     void Put(ISpecifications* library, Owner& owner) {
-        Point(library);
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndCommit(owner, LX_EV_DEFAULT, [&] { Point(library); });
     }
     // The project's file was closed: a library that the link opened is let go, and no display name opens it again.
     void Close();
