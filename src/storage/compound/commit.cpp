@@ -5,7 +5,8 @@
 //   2. A sector that a reader of an older state may need is not free.
 //   3. Everything the new header leads to is durable before the header is written.
 //   4. One write of the 512-byte header, made durable, is the commit. Until then a failure drops the draft and nothing
-//      else: the committed state is what it was, what is pending stays pending.
+//      else: the committed state is what it was, what is pending stays pending. Content that was written before a flush
+//      that failed counts as lost; no commit comes through with it.
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
 //      and the generation is not used again, until another commit has come through.
@@ -245,12 +246,20 @@ void CompoundFile::State::Commit::RestoreHeader() noexcept {
     }
 }
 
+void CompoundFile::State::RequireNothingLost() {
+    pending->ForEach([this](const Change& change) {
+        if (change.large && volume.IsLost(change.large->batch))
+            throw Failure(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
+    });
+}
+
 void CompoundFile::State::CommitAll() {
     RequireWritable();
     if (pending->Empty() && !committed->Empty()) return;
+    RequireNothingLost();
     FreeSpace();
-    MoveStreamsToFront();
-    {
+    try {
+        MoveStreamsToFront();
         Commit commit(*this);
         commit.DraftSmallStreams();
         commit.DraftLargeStreams();
@@ -258,7 +267,11 @@ void CompoundFile::State::CommitAll() {
         commit.draft.MoveToFront();
         commit.PlaceAll();
         commit.WriteAndSwitch();
+    } catch (...) {
+        ForgetMoved();
+        throw;
     }
+    moved.clear();
     CutFreeTail();
 }
 

@@ -67,7 +67,9 @@ public:
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
 
-    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending.
+    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending. Large streams
+    // that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they are written
+    // again, removed or reverted.
     void Commit();
     void Revert() noexcept;  // forgets everything since the last commit
     bool Changed() const;

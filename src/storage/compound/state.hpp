@@ -41,14 +41,18 @@ struct CompoundFile::State {
     std::uint32_t lastGeneration;     // that was written, be it in vain
 
     std::uint32_t gatheredEnd = 0;  // the file's end when last no stream was found to be moved to the front
+    std::vector<Change*> moved;     // to the front by the commit under way
 
 private:
     struct Commit;  // one commit under way
 
+    void RequireNothingLost();
     void MoveStreamsToFront();
-    bool MoveStream(EntryId id, std::uint32_t middle);
+    void ForgetMoved() noexcept;
+    void MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
+    LargeContent& MakeLarge(Change& change);
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content);
     void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,

@@ -45,10 +45,14 @@ void Volume::ReadBack(std::uint64_t offset, std::span<std::byte> bytes) {
 void Volume::Flush() {
     WriteGathered();
     std::vector<std::byte>().swap(gathered_);
+    lost_.push_back(batch_++);
     file_->Flush();
+    lost_.pop_back();  // it came through
     unflushed_ = false;
     ++counters_.flushes;
 }
+
+bool Volume::IsLost(std::uint32_t batch) const { return std::ranges::find(lost_, batch) != lost_.end(); }
 
 void Volume::Map() {
     WriteGathered();

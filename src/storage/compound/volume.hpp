@@ -41,6 +41,11 @@ public:
     void Flush();
     bool HasUnflushed() const { return unflushed_; }
 
+    // What is written between two flushes is one batch. A batch whose flush failed counts as lost: the system may have
+    // dropped it, and shows it all the same as long as it has it in memory.
+    std::uint32_t Batch() const { return batch_; }  // of what is written now
+    bool IsLost(std::uint32_t batch) const;
+
     // Content of streams. Short pieces that follow each other in the file are gathered and written together, at the
     // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
     // through without them.
@@ -72,6 +77,8 @@ private:
     std::span<const std::byte> view_;
     std::uint32_t sectorCount_ = 0;
     bool unflushed_ = false;
+    std::uint32_t batch_ = 0;
+    std::vector<std::uint32_t> lost_;  // batches
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
     std::uint64_t gatheredAt_ = 0;

@@ -130,10 +130,15 @@ void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> cont
         std::fill_n(to, kMiniSectorSize - change.size % kMiniSectorSize, std::byte{0});
 }
 
-void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+LargeContent& CompoundFile::State::MakeLarge(Change& change) {
     change.kind = Change::Kind::Large;
     change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    change.large->batch = volume.Batch();
+    return *change.large;
+}
+
+void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+    LargeContent& large = MakeLarge(change);
     const auto count = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     const unsigned perFatPageShift = volume.SectorShift() - 2;
     if (old != nullptr)
@@ -148,9 +153,7 @@ void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std:
 
 void CompoundFile::State::WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                                            const std::vector<Run>& differing) {
-    change.kind = Change::Kind::Large;
-    change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    LargeContent& large = MakeLarge(change);
     large.keepsOldSectors = true;
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     std::uint32_t done = 0;
