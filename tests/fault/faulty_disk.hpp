@@ -39,6 +39,8 @@ public:
         return std::make_unique<FileOnIt>(*this, std::make_shared<Medium>(Bytes{}), false);
     }
 
+    static constexpr int kAfterHeader = -1;  // the operation after the one that changed the header
+
     // Operations are writes, flushes, changes of size and of the name, counted from 1 from now on; so many fail one after
     // the other.
     void FailAt(int operation, Fault fault, int times = 1) {
@@ -125,6 +127,7 @@ private:
             const bool fails = disk_.Trips();
             if (fails && disk_.fault_ == Fault::Torn) bytes.resize(bytes.size() / 2 / kBlock * kBlock);
             if (!fails || disk_.fault_ == Fault::Torn) {
+                if (offset == 0 && disk_.failAt_ == kAfterHeader && Differs(bytes)) disk_.failAt_ = disk_.operations_ + 1;
                 medium_->now->Write(offset, std::span<const std::byte>(bytes));
                 medium_->operations.push_back({false, offset, std::move(bytes)});
             }
@@ -155,6 +158,11 @@ private:
         }
 
     private:
+        bool Differs(const Bytes& bytes) const {
+            const Bytes now = medium_->Content();
+            return bytes.size() > now.size() || !std::equal(bytes.begin(), bytes.end(), now.begin());
+        }
+
         FaultyDisk& disk_;
         std::shared_ptr<Medium> medium_;
         bool published_;

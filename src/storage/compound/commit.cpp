@@ -10,6 +10,8 @@
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
 //      and the generation is not used again, until another commit has come through.
+//   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
+//      the disk.
 //
 // A file that has no name yet takes it in place of 4: it is complete, header included, and durable before.
 //
@@ -177,6 +179,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
     File& file = disk.OnDisk();
     const Header oldHeader = disk.Head();
+    assert(committed.Empty() || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
     // What the switch needs is made before the commit point.

@@ -46,6 +46,7 @@ struct CompoundFile::State {
 private:
     struct Commit;  // one commit under way
 
+    void MakeHeaderDurable();
     void RequireNothingLost();
     void MoveStreamsToFront();
     void ForgetMoved() noexcept;

@@ -50,9 +50,21 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
 
 Space& CompoundFile::State::FreeSpace() {
     if (!nextPending) nextPending = std::make_shared<PendingChanges>();
-    if (!space) space.emplace(*committed, access == Access::Exclusive);
+    if (!space) {
+        Space found(*committed, access == Access::Exclusive);
+        if (!committed->Empty()) MakeHeaderDurable();
+        space.emplace(std::move(found));
+    }
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
+}
+
+// Whoever wrote the header that was read may have died before it was on the disk, or failed to get it there. Then the
+// disk still needs the sectors that count as free here. Written again, as a page whose flush failed counts as clean.
+void CompoundFile::State::MakeHeaderDurable() {
+    const Piece piece = volume.Head().bytes();
+    volume.Write(0, std::span(&piece, 1));
+    volume.Flush();
 }
 
 void CompoundFile::State::DropContent(Change& change) noexcept {
