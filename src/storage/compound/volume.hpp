@@ -29,6 +29,7 @@ public:
     // Sectors of the file as last mapped; a last one that the file cuts short is one of them.
     std::uint32_t SectorCount() const { return sectorCount_; }
     std::uint64_t MappedSize() const { return view_.size(); }
+    std::size_t LastSectorLacks() const { return lastSector_.empty() ? 0 : SectorSize() - (view_.size() & (SectorSize() - 1)); }
 
     // A whole sector of the file's own structures. What a cut-short last sector lacks is zero.
     const std::byte* Sector(SectorId sector);
