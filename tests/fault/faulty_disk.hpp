@@ -54,6 +54,13 @@ public:
     bool FlushFailed() const { return flushFailed_; }
     int Operations() const { return operations_; }
 
+    // Called once before an operation is done, counted as above.
+    void Before(int operation, std::function<void()> call) {
+        operations_ = 0;
+        beforeAt_ = operation;
+        before_ = std::move(call);
+    }
+
     // Called when a reader announces itself, with its generation.
     void OnAnnounce(std::function<void(std::uint32_t)> call) { onAnnounce_ = std::move(call); }
 
@@ -147,6 +154,10 @@ private:
             medium_->operations.push_back({true, size, {}});
         }
         bool Published() const override { return published_; }
+        void RequireName() const override {
+            if (published_ && disk_.named_ != medium_)
+                throw compound::Failure(compound::Status::NotCurrent, "another file has the name");
+        }
         void Publish() override {
             if (!medium_->IsFlushed()) throw std::logic_error("a file takes its name before it is flushed");
             if (disk_.Trips()) disk_.Throw();
@@ -170,7 +181,10 @@ private:
 
     // True where the operation has to fail.
     bool Trips() {
-        ++operations_;
+        if (++operations_ == beforeAt_) {
+            beforeAt_ = 0;
+            before_();
+        }
         const bool isTurn = failAt_ <= operations_ && operations_ < failAt_ + times_;
         const bool fails = isTurn || (tripped_ && fault_ == Fault::PowerCut);
         tripped_ = tripped_ || fails;
@@ -183,6 +197,8 @@ private:
 
     std::shared_ptr<Medium> named_;
     std::function<void(std::uint32_t)> onAnnounce_;
+    std::function<void()> before_;
+    int beforeAt_ = 0;
     int operations_ = 0, failAt_ = 0, times_ = 0;
     Fault fault_ = Fault::Fails;
     bool tripped_ = false, flushFailed_ = false;

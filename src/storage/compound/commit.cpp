@@ -12,6 +12,8 @@
 //      and the generation is not used again, until another commit has come through.
 //   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
 //      the disk.
+//   8. Before content is written and directly before the header is, the file is found to be the one that was opened:
+//      under its name, with the header that was read.
 //
 // A file that has no name yet takes it in place of 4: it is complete, header included, and durable before.
 //
@@ -179,7 +181,8 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
     File& file = disk.OnDisk();
     const Header oldHeader = disk.Head();
-    assert(committed.Empty() || disk.Counters().flushes != 0);  // 7
+    const bool isFirst = committed.Empty(), hadName = file.Published();
+    assert(isFirst || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
     // What the switch needs is made before the commit point.
@@ -187,7 +190,6 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     committed.ViewsMoved();
     disk.Adopt(header);
     std::shared_ptr<Committed> next;
-    const bool hadName = file.Published();
     bool held = false, headerTouched = false;
     try {
         next = std::make_shared<Committed>(disk);
@@ -196,6 +198,9 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
         if (hadName) {
             disk.Flush();
             assert(!disk.HasUnflushed() && disk.Head().Generation() != oldHeader.Generation());  // 3
+            file.RequireName();  // 8
+            if (!isFirst) disk.RequireCurrent(oldHeader);
+            disk.AboutToWrite(header);
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
@@ -232,6 +237,7 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
+    state.volume.HeaderIsWritten();
     ++state.volume.Counters().commits;
 }
 
@@ -260,6 +266,8 @@ void CompoundFile::State::CommitAll() {
     RequireWritable();
     if (pending->Empty() && !committed->Empty()) return;
     RequireNothingLost();
+    volume.OnDisk().RequireName();
+    RequireCurrent();
     FreeSpace();
     try {
         MoveStreamsToFront();

@@ -25,6 +25,22 @@ struct CompoundFile::State {
         if (access == Access::ReadShared) throw Failure(Status::AccessDenied, "the file is open for reading only");
     }
     Space& FreeSpace();
+    // NotCurrent where another program has changed the file of a writer. Beside a reader one of ours may.
+    void RequireCurrent() {
+        if (access != Access::ReadShared && !committed->Empty()) volume.RequireCurrent(volume.Head());
+    }
+
+    // Work that fails because of what another program has written says so.
+    template <class Work>
+    void InCurrentFile(Work&& work) {
+        if (pending->Empty()) RequireCurrent();
+        try {
+            work();
+        } catch (const Error&) {
+            RequireCurrent();
+            throw;
+        }
+    }
 
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);

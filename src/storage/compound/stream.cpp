@@ -70,6 +70,8 @@ StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t coun
 
 void StreamBody::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
     if (committed->IsRetired()) throw Failure(Status::ReadFault, "the stream was opened before the last commit");
+    if (committed->OnDisk().ChangedByOthers())
+        throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
     if (offset > size || count > size - offset)
         throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + count, " of a stream of ", size);
     if (isFresh && !isMini && committed->OnDisk().IsLost(batch))

@@ -23,7 +23,7 @@ struct StreamBody {
     };
     Extent ExtentAt(std::uint64_t offset, std::uint64_t count);
 
-    // ReadFault: beyond the end, of a state that is gone, or lost with a flush that failed.
+    // ReadFault: beyond the end, of a state that is gone, or lost with a flush that failed. NotCurrent.
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
 

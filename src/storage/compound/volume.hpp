@@ -54,6 +54,13 @@ public:
     void ForgetGathered() noexcept { gathered_.clear(); }  // nothing refers to it any more
     void ReadBack(std::uint64_t offset, std::span<std::byte> bytes);  // as last written
 
+    // Throws NotCurrent, from then on always, where the file is shorter than it was or begins with a header that is
+    // neither the committed one nor one that was tried in vain to be written: another program has changed it.
+    void RequireCurrent(const Header& committed);
+    bool ChangedByOthers() const { return changedByOthers_; }
+    void AboutToWrite(const Header& header) { tried_.push_back(header.bytes()); }
+    void HeaderIsWritten() noexcept { tried_.clear(); }
+
     void Map();  // makes what the file has become visible; views move
     void Adopt(const Header& header) { header_ = header; }
     void ForgetTail(std::uint64_t size);  // the file ends here now
@@ -80,6 +87,8 @@ private:
     bool unflushed_ = false;
     std::uint32_t batch_ = 0;
     std::vector<std::uint32_t> lost_;  // batches
+    std::vector<Header::Bytes> tried_;
+    bool changedByOthers_ = false;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
     std::uint64_t gatheredAt_ = 0;
