@@ -55,9 +55,11 @@ std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
         if (change->kind == Change::Kind::Removed) return std::nullopt;
         return StreamBody(state_->committed, state_->pending, *change);
     }
-    const auto found = state_->committed->Find(folded);
-    if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
-    return StreamBody(state_->committed, *found);
+    return state_->committed->Reading([&]() -> std::optional<StreamBody> {
+        const auto found = state_->committed->Find(folded);
+        if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
+        return StreamBody(state_->committed, *found);
+    });
 }
 
 std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
@@ -79,8 +81,10 @@ bool CompoundFile::Contains(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return false;
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) return change->kind != Change::Kind::Removed;
-    const auto found = state_->committed->Find(folded);
-    return found && state_->committed->At(*found).Type() == EntryType::Stream;
+    return state_->committed->Reading([&] {
+        const auto found = state_->committed->Find(folded);
+        return found && state_->committed->At(*found).Type() == EntryType::Stream;
+    });
 }
 
 Stream CompoundFile::Get(std::u16string_view name) const {
@@ -88,11 +92,17 @@ Stream CompoundFile::Get(std::u16string_view name) const {
     throw Failure(Status::NotFound, "no stream has this name");
 }
 
-void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) { state_->Write(name, content); }
+void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) {
+    state_->InCurrentFile([&] { state_->Write(name, content); });
+}
 
-void CompoundFile::Remove(std::u16string_view name) { state_->Remove(name); }
+void CompoundFile::Remove(std::u16string_view name) {
+    state_->InCurrentFile([&] { state_->Remove(name); });
+}
 
-void CompoundFile::Commit() { state_->CommitAll(); }
+void CompoundFile::Commit() {
+    state_->InCurrentFile([this] { state_->CommitAll(); });
+}
 
 void CompoundFile::Revert() noexcept { state_->Revert(); }
 
@@ -117,19 +127,17 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         return false;
     };
     const int version = state_->volume.Head().Version();
-    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
-             [&](EntryId, const Entry& entry) {
-                 std::array<char16_t, kMaxNameLength> buffer;
-                 if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
-                     visit(entry.Name(buffer), entry.Size(version));
-             });
+    state_->committed->Walk([&](EntryId, const Entry& entry) {
+        std::array<char16_t, kMaxNameLength> buffer;
+        if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
+            visit(entry.Name(buffer), entry.Size(version));
+    });
     visitPendingUpTo(nullptr);
 }
 
 bool CompoundFile::HasFolders() const {
     bool found = false;
-    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
-             [&](EntryId, const Entry& entry) { found = found || entry.Type() == EntryType::Storage; });
+    state_->committed->Walk([&](EntryId, const Entry& entry) { found = found || entry.Type() == EntryType::Storage; });
     return found;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -25,9 +26,15 @@ public:
 
     virtual std::uint64_t Size() const = 0;
 
-    // The whole file as it is now. The view stays valid until the next Map() or destruction; bytes that are written
-    // meanwhile may or may not show in it, all others keep their values.
-    virtual std::span<const std::byte> Map() = 0;
+    // The whole file as it is now; none where it cannot be mapped, or not behind a guard. The view stays valid until the
+    // next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their values.
+    virtual std::optional<std::span<const std::byte>> Map() = 0;
+
+    // Could mapped bytes not be read? They, and any others since, may have shown as zeros.
+    virtual bool MapFailed() const { return false; }
+    // True once where the file has become shorter than it was when it was mapped, other than by Resize(): what it lacks may
+    // have shown as zeros. Looks no more often than the system's clock ticks.
+    virtual bool Shrank() { return false; }
 
     // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;
@@ -46,6 +53,10 @@ public:
     // A file made for replacement has no name until Publish(); it takes it then, durably. Otherwise always published.
     virtual bool Published() const { return true; }
     virtual void Publish() {}
+
+    // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound or
+    // PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
+    virtual void RequireName() const {}
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
     // file is closed, or until it announces another one. The writer asks before it reuses what an older state may need:

@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +22,7 @@
 #include <utility>
 
 #include "storage/compound/file.hpp"
+#include "storage/compound/guard.hpp"
 
 namespace lumvex::compound {
 
@@ -61,6 +63,9 @@ Error SystemError(int code, Status otherwise, const std::string& what) {
         case EDQUOT:
         case EFBIG:
             status = Status::MediumFull;
+            break;
+        case EFAULT:  // what was to be written stands in another mapped file and cannot be read
+            status = Status::ReadFault;
             break;
         case ENAMETOOLONG:
             status = Status::InvalidName;
@@ -156,16 +161,23 @@ Descriptor LockReplaced(const fs::path& path, Access access) {
     }
 }
 
+// So that it names the same file whatever the program's folder is later.
+fs::path Absolute(const fs::path& path) {
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(path, ignored);
+    return ignored ? path : absolute;
+}
+
 class PosixFile final : public File {
 public:
-    // With a path, an unnamed file that takes this path's place at Publish(). `replaced` is what stands there now,
-    // locked.
-    PosixFile(Descriptor fd, Access access, fs::path finalPath = {}, fs::path temporaryPath = {},
+    // At its path, or a file without a name that takes the path's place at Publish(). `replaced` is what stands there
+    // now, locked.
+    PosixFile(Descriptor fd, Access access, const fs::path& path, bool published, fs::path temporaryPath = {},
               Descriptor replaced = {})
         : fd_(std::move(fd)),
           access_(access),
-          published_(finalPath.empty()),
-          finalPath_(std::move(finalPath)),
+          published_(published),
+          finalPath_(Absolute(path)),
           temporaryPath_(std::move(temporaryPath)),
           replaced_(std::move(replaced)) {}
 
@@ -180,7 +192,9 @@ public:
         return static_cast<std::uint64_t>(status.st_size);
     }
 
-    std::span<const std::byte> Map() override;
+    std::optional<std::span<const std::byte>> Map() override;
+    bool MapFailed() const override { return guard_.Failed(); }
+    bool Shrank() override;
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -191,6 +205,7 @@ public:
     void Resize(std::uint64_t size) override {
         if (::ftruncate(fd_.get(), static_cast<off_t>(size)) != 0)
             throw SystemError(errno, Status::WriteFault, "resize");
+        shown_ = std::min(shown_, size);
     }
 
     // Its locks last as long as one of both descriptors.
@@ -204,6 +219,7 @@ public:
 
     bool Published() const override { return published_; }
     void Publish() override;
+    void RequireName() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -226,6 +242,7 @@ public:
 
 private:
     void Unmap() noexcept {
+        guard_ = GuardedRange();
         if (base_ != nullptr) ::munmap(base_, mapped_);
         base_ = nullptr;
         mapped_ = 0;
@@ -239,11 +256,14 @@ private:
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
     std::size_t mapped_ = 0;
+    GuardedRange guard_;
+    std::uint64_t shown_ = 0;  // the file's size when it was mapped last
+    std::int64_t lookedAt_ = 0;
 };
 
 // A writer's mapping reaches beyond the file's end, where pages become readable as the file grows, so that growing
 // moves no view.
-std::span<const std::byte> PosixFile::Map() {
+std::optional<std::span<const std::byte>> PosixFile::Map() {
     const std::uint64_t size = Size();
     if (size > mapped_) {
         constexpr std::uint64_t kRoom = std::uint64_t{64} << 20;
@@ -251,14 +271,30 @@ std::span<const std::byte> PosixFile::Map() {
         for (const std::uint64_t wanted : {size + room, size}) {
             void* base = ::mmap(nullptr, wanted, PROT_READ, MAP_SHARED | MAP_NORESERVE, fd_.get(), 0);
             if (base == MAP_FAILED) continue;
+            GuardedRange guard(base, wanted);
+            if (!guard) {
+                ::munmap(base, wanted);
+                break;
+            }
             Unmap();  // kept until there is another
             base_ = base;
             mapped_ = wanted;
+            guard_ = std::move(guard);
             break;
         }
-        if (size > mapped_) throw SystemError(errno, Status::ReadFault, "map");
+        if (size > mapped_) return std::nullopt;
     }
-    return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
+    shown_ = size;
+    return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
+}
+
+bool PosixFile::Shrank() {
+    struct timespec now {};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    if (std::exchange(lookedAt_, tick) == tick) return false;
+    const std::uint64_t size = Size();
+    return size < std::exchange(shown_, std::min(shown_, size));
 }
 
 void PosixFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -296,6 +332,21 @@ void PosixFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
             pieces = pieces.subspan(1);
         }
         within += done;
+    }
+}
+
+// Where the path cannot be looked at, nothing says that it leads elsewhere.
+void PosixFile::RequireName() const {
+    if (!published_) return;
+    const struct stat opened = StatusOf(fd_.get(), finalPath_);
+    struct stat named {};
+    if (::stat(finalPath_.c_str(), &named) == 0) {
+        if (named.st_dev != opened.st_dev || named.st_ino != opened.st_ino)
+            throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
+    } else if (errno == ENOENT || errno == ENOTDIR) {
+        throw SystemError(errno, Status::NotFound, finalPath_.string() + " was removed or moved");
+    } else if (opened.st_nlink == 0) {
+        throw Failure(Status::NotFound, finalPath_.string(), " was removed");
     }
 }
 
@@ -339,7 +390,7 @@ void PosixFile::Publish() {
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<PosixFile>(OpenLocked(path, access), access);
+    return std::make_unique<PosixFile>(OpenLocked(path, access), access, path, true);
 }
 
 namespace {
@@ -371,7 +422,7 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descri
         throw SystemError(errno, Status::AccessDenied, target.string());
     }
     if (replaced) static_cast<void>(::fchmod(fd.get(), mode));  // the replaced file's permissions, whatever the mask is
-    auto file = std::make_unique<PosixFile>(std::move(fd), access, target, temporary, std::move(replaced));
+    auto file = std::make_unique<PosixFile>(std::move(fd), access, target, false, temporary, std::move(replaced));
     file->LockAsNew();
     return file;
 }

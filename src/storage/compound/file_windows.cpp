@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "storage/compound/file.hpp"
+#include "storage/compound/guard.hpp"
 
 namespace lumvex::compound {
 
@@ -240,15 +241,22 @@ void CopyPermissions(const std::wstring& from, HANDLE to) {
     ::LocalFree(descriptor);
 }
 
+// So that it names the same file whatever the program's folder is later.
+fs::path Absolute(const fs::path& path) {
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(path, ignored);
+    return ignored ? path : absolute;
+}
+
 class WindowsFile final : public File {
 public:
-    // With a path, a file under another name beside it that takes the path at Publish(). `replaced` is what stands
-    // there now, locked.
-    WindowsFile(Handle file, Access access, fs::path finalPath = {}, Handle replaced = {})
+    // At its path, or under another name beside it and takes the path at Publish(). `replaced` is what stands there now,
+    // locked.
+    WindowsFile(Handle file, Access access, const fs::path& path, bool published, Handle replaced = {})
         : file_(std::move(file)),
           access_(access),
-          published_(finalPath.empty()),
-          finalPath_(std::move(finalPath)),
+          published_(published),
+          finalPath_(Absolute(path)),
           replaced_(std::move(replaced)) {}
 
     ~WindowsFile() override {
@@ -261,7 +269,8 @@ public:
     }
 
     std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
-    std::span<const std::byte> Map() override;
+    std::optional<std::span<const std::byte>> Map() override;
+    bool MapFailed() const override { return guard_.Failed(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -296,6 +305,7 @@ public:
 
     bool Published() const override { return published_; }
     void Publish() override;
+    void RequireName() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -344,7 +354,10 @@ private:
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
 
     void Unmap() noexcept {
-        if (base_ != nullptr) ::UnmapViewOfFile(base_);
+        const bool isReplaced = guard_.Failed();  // by memory of zeros
+        guard_ = GuardedRange();
+        if (base_ != nullptr && isReplaced) ::VirtualFree(base_, 0, MEM_RELEASE);
+        if (base_ != nullptr && !isReplaced) ::UnmapViewOfFile(base_);
         base_ = nullptr;
         mapped_ = 0;
     }
@@ -356,11 +369,12 @@ private:
     Handle replaced_;
     std::optional<std::uint32_t> announced_;
     std::optional<std::uint64_t> cutTo_;
-    const void* base_ = nullptr;
+    void* base_ = nullptr;
+    GuardedRange guard_;
     std::uint64_t mapped_ = 0;
 };
 
-std::span<const std::byte> WindowsFile::Map() {
+std::optional<std::span<const std::byte>> WindowsFile::Map() {
     if (cutTo_) {
         Unmap();
         CutShort();
@@ -368,21 +382,22 @@ std::span<const std::byte> WindowsFile::Map() {
     std::uint64_t size = Size();
     while (size > mapped_) {
         Unmap();
-        if (size > std::numeric_limits<SIZE_T>::max())
-            throw Failure(Status::NoMemory, size, " bytes are more than a program of 32 bits can map");
+        if (size > std::numeric_limits<SIZE_T>::max()) return std::nullopt;
         const Handle section(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size >> 32),
                                                   static_cast<DWORD>(size), nullptr));
         if (section) {
             base_ = ::MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, static_cast<SIZE_T>(size));
-            if (base_ == nullptr) throw SystemError(::GetLastError(), Status::ReadFault, "map");
+            if (base_ == nullptr) return std::nullopt;
             mapped_ = size;
-            break;
+            guard_ = GuardedRange(base_, static_cast<std::size_t>(size));
+            if (guard_) break;
+            Unmap();
+            return std::nullopt;
         }
-        const DWORD code = ::GetLastError();
         const std::uint64_t measured = std::exchange(size, Size());
-        if (size >= measured) throw SystemError(code, Status::ReadFault, "map");  // else a writer cut it meanwhile
+        if (size >= measured) return std::nullopt;  // else a writer cut it meanwhile
     }
-    return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
+    return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 
 void WindowsFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -494,6 +509,25 @@ void WindowsFile::Publish() {
     replaced_.Close();
 }
 
+// Where the path cannot be looked at, nothing says that it leads elsewhere.
+void WindowsFile::RequireName() const {
+    if (!published_) return;
+    FILE_STANDARD_INFO standard{};
+    if (::GetFileInformationByHandleEx(file_.get(), FileStandardInfo, &standard, sizeof standard) &&
+        (standard.DeletePending || standard.NumberOfLinks == 0))
+        throw Failure(Status::NotFound, Shown(finalPath_), " was removed");
+    const Handle named = OpenToAsk(SystemPath(finalPath_));
+    if (!named) {
+        const DWORD code = ::GetLastError();
+        if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND)
+            throw SystemError(code, Status::NotFound, Shown(finalPath_) + " was removed or moved");
+        return;
+    }
+    const auto opened = InformationOf(file_), found = InformationOf(named);
+    if (opened && found && !IsSame(opened, found))
+        throw Failure(Status::NotCurrent, Shown(finalPath_), " is another file now");
+}
+
 // A link stays, its target is replaced.
 fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
@@ -504,7 +538,7 @@ fs::path TargetOf(const fs::path& path) {
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle replaced) {
-    auto file = std::make_unique<WindowsFile>(Handle(), access, target, std::move(replaced));
+    auto file = std::make_unique<WindowsFile>(Handle(), access, target, false, std::move(replaced));
     file->MakeAsNew(HiddenNameBeside(target));
     return file;
 }
@@ -512,7 +546,7 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<WindowsFile>(OpenLocked(path, access), access);
+    return std::make_unique<WindowsFile>(OpenLocked(path, access), access, path, true);
 }
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {

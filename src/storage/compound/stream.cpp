@@ -7,8 +7,8 @@ namespace lumvex::compound {
 
 namespace {
 
-// From here on reading into the caller's memory is faster than touching the mapping's pages.
-constexpr std::uint64_t kReadDirectly = 64 * 1024;
+// Reads it, whatever the compiler thinks of that.
+void Touch(const std::byte& byte) { static_cast<void>(*const_cast<const volatile std::byte*>(&byte)); }
 
 std::uint32_t Clamped(std::uint64_t count) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
@@ -34,7 +34,7 @@ StreamBody::StreamBody(std::shared_ptr<Committed> from, std::shared_ptr<PendingC
       isMini(change.kind == Change::Kind::Small),
       isFresh(true),
       small(change.small) {
-    if (change.large) runs = change.large->runs;
+    if (change.large) runs = change.large->runs, batch = change.large->batch;
 }
 
 StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t count) {
@@ -70,8 +70,12 @@ StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t coun
 
 void StreamBody::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
     if (committed->IsRetired()) throw Failure(Status::ReadFault, "the stream was opened before the last commit");
+    if (committed->OnDisk().ChangedByOthers())
+        throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
     if (offset > size || count > size - offset)
         throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + count, " of a stream of ", size);
+    if (isFresh && !isMini && committed->OnDisk().IsLost(batch))
+        throw Failure(Status::ReadFault, "the stream was lost when the disk failed");
 }
 
 void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
@@ -80,6 +84,26 @@ void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
         std::copy_n(small + offset, bytes.size(), bytes.begin());
         return;
     }
+    try {
+        ReadParts(offset, bytes);
+    } catch (const Error&) {
+        RequireReadable();
+        throw;
+    }
+    RequireReadable();
+}
+
+// A chain that was found where bytes could not be read may be none.
+void StreamBody::RequireReadable() {
+    try {
+        committed->RequireReadable();
+    } catch (const Error&) {
+        chain = Chain(chain.First());
+        throw;
+    }
+}
+
+void StreamBody::ReadParts(std::uint64_t offset, std::span<std::byte> bytes) {
     Volume& volume = committed->OnDisk();
     while (!bytes.empty()) {
         const Extent extent = ExtentAt(offset, bytes.size());
@@ -87,11 +111,7 @@ void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
         if (isFresh) {
             volume.ReadBack(extent.offset, part);
         } else {
-            const std::byte* mapped = volume.Bytes(extent.offset, extent.count);
-            if (extent.count >= kReadDirectly)
-                volume.OnDisk().Read(extent.offset, part);
-            else
-                std::memcpy(part.data(), mapped, part.size());
+            volume.Read(extent.offset, part);
             volume.CountRead(extent.offset, extent.count);
         }
         offset += extent.count;
@@ -106,20 +126,41 @@ std::uint64_t Stream::Size() const { return body_->size; }
 void Stream::Read(std::uint64_t offset, std::span<std::byte> bytes) const { body_->Read(offset, bytes); }
 
 const std::byte* Stream::Contiguous(std::uint64_t offset, std::uint64_t count) const {
-    body_->RequireWithin(offset, count);
-    if (body_->small != nullptr) return body_->small + offset;
+    return body_->Contiguous(offset, count);
+}
+
+const std::byte* StreamBody::Contiguous(std::uint64_t offset, std::uint64_t count) {
+    RequireWithin(offset, count);
+    if (small != nullptr) return small + offset;
     static constexpr std::byte kNothing{};
     if (count == 0) return &kNothing;
-    if (body_->isFresh) return nullptr;
-    const Volume& volume = body_->committed->OnDisk();
-    StreamBody::Extent extent = body_->ExtentAt(offset, count);
+    const Volume& volume = committed->OnDisk();
+    if (isFresh || !volume.IsMapped()) return nullptr;
+    const std::byte* bytes = nullptr;
+    try {
+        bytes = FindContiguous(offset, count);
+    } catch (const Error&) {
+        RequireReadable();
+        throw;
+    }
+    constexpr std::uint64_t kPage = 4096;
+    for (std::uint64_t at = 0; bytes != nullptr && at < count; at += kPage) Touch(bytes[at]);
+    if (bytes != nullptr) Touch(bytes[count - 1]);
+    RequireReadable();
+    return bytes;
+}
+
+const std::byte* StreamBody::FindContiguous(std::uint64_t offset, std::uint64_t count) {
+    const Volume& volume = committed->OnDisk();
+    Extent extent = ExtentAt(offset, count);
     const std::uint64_t start = extent.offset;
     for (std::uint64_t known = extent.count; known < count; known += extent.count) {
-        extent = body_->ExtentAt(offset + known, count - known);
+        extent = ExtentAt(offset + known, count - known);
         if (extent.offset != start + known) return nullptr;
     }
     volume.CountRead(start, count);
-    return volume.Bytes(start, count);
+    FileView::Window none;
+    return volume.Bytes(start, count, none);
 }
 
 }  // namespace lumvex::compound

@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
 constexpr std::array<std::byte, 4096> kZeros{};
+constexpr std::size_t kCompareAhead = 64 * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Both are large.
@@ -21,6 +22,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
+    FileView::Window window;
     StreamBody::Extent extent{0, 0};  // of the old stream's bytes from extentBegin on
     std::uint64_t extentBegin = 0;
     for (std::uint32_t i = 0; i < sectors; ++i) {
@@ -33,7 +35,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
             }
             const std::uint64_t offset = extent.offset + (begin - extentBegin);
             volume.CountRead(offset, length);
-            if (content.Equals(volume.Bytes(offset, length), length)) continue;
+            if (content.Equals(volume.Bytes(offset, length, window, kCompareAhead), length)) continue;
         } else {
             content.Skip(length);
         }
@@ -50,9 +52,22 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
 
 Space& CompoundFile::State::FreeSpace() {
     if (!nextPending) nextPending = std::make_shared<PendingChanges>();
-    if (!space) space.emplace(*committed, access == Access::Exclusive);
+    if (!space) {
+        Space found(*committed, access == Access::Exclusive);
+        committed->RequireReadable();
+        if (!committed->Empty()) MakeHeaderDurable();
+        space.emplace(std::move(found));
+    }
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
+}
+
+// Whoever wrote the header that was read may have died before it was on the disk, or failed to get it there. Then the
+// disk still needs the sectors that count as free here. Written again, as a page whose flush failed counts as clean.
+void CompoundFile::State::MakeHeaderDurable() {
+    const Piece piece = volume.Head().bytes();
+    volume.Write(0, std::span(&piece, 1));
+    volume.Flush();
 }
 
 void CompoundFile::State::DropContent(Change& change) noexcept {
@@ -95,6 +110,7 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
             old->Read(0, bytes);
             unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
         }
+        committed->RequireReadable();
         if (unchanged) {
             if (change != nullptr) DropContent(*change), pending->Erase(*change);
             return;
@@ -130,10 +146,15 @@ void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> cont
         std::fill_n(to, kMiniSectorSize - change.size % kMiniSectorSize, std::byte{0});
 }
 
-void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+LargeContent& CompoundFile::State::MakeLarge(Change& change) {
     change.kind = Change::Kind::Large;
     change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    change.large->batch = volume.Batch();
+    return *change.large;
+}
+
+void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+    LargeContent& large = MakeLarge(change);
     const auto count = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     const unsigned perFatPageShift = volume.SectorShift() - 2;
     if (old != nullptr)
@@ -148,9 +169,7 @@ void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std:
 
 void CompoundFile::State::WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                                            const std::vector<Run>& differing) {
-    change.kind = Change::Kind::Large;
-    change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    LargeContent& large = MakeLarge(change);
     large.keepsOldSectors = true;
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     std::uint32_t done = 0;
