@@ -3,8 +3,6 @@
 namespace lumvex::tests {
 namespace {
 
-bool IsModified(const Project& project) { return project.Modified().boolVal == VARIANT_TRUE; }
-
 TEST(Items, PutsTakeAnyValueAndMarkTheDocument) {
     Project project = Project::Create();
     Datum datum = project.Data().Add(u"A");

@@ -14,8 +14,6 @@
 namespace lumvex::tests {
 namespace {
 
-constexpr HRESULT kOrphaned = Status(0x80040FA9);
-
 std::string NameOf(const ClassTable& table, std::string_view property) {
     return table.interfaceName + "." + std::string(property);
 }

@@ -1,5 +1,5 @@
 // Manufacturers, their models and model configurations.
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -11,9 +11,8 @@ protected:
     Model model = manufacturer.Models().Add(u"Twelve");
     ModelConfig biAmp = model.ModelConfigs().Add(library.Configs().Item(LX_BIAMP));
 
-    std::vector<std::string> told;
-    Subscription subscription{library, [this](const Change& change) { told.push_back(Told(change)); }};
-    Strings Taken() { return std::exchange(told, {}); }
+    Listener listener{library};
+    Strings Taken() { return listener.Taken(); }
 };
 
 TEST_F(Catalogue, OwnersNamesAreReadAtEachCall) {

@@ -1,7 +1,7 @@
 // Searching long collections by name, against a plain list that does the same.
 #include <random>
 
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
 #include "kit/hand_made.hpp"

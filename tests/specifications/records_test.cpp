@@ -1,5 +1,5 @@
 // The records of a library as older programs wrote them.
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
 #include "kit/hand_made.hpp"

@@ -10,8 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool IsModified(const Project& project) { return project.Modified().boolVal == VARIANT_TRUE; }
-
 // The names of the members and the arrays' sums, in order: enough to tell documents apart.
 std::vector<std::pair<std::u16string, std::size_t>> ContentOf(const Project& project) {
     std::vector<std::pair<std::u16string, std::size_t>> content;
