@@ -1,7 +1,7 @@
 // Libraries and projects in places whose names are no UTF-8.
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "storage/document_file.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {
