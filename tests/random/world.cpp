@@ -1113,7 +1113,10 @@ void World::CheckFile(const std::string& name, const Doc& doc) {
     const bool exclusive = doc.path == name && doc.mode == LX_EXCLUSIVE_READWRITE;
     if (exclusive) {
         file = FullPath("checked");
-        std::filesystem::copy_file(FullPath(name), file, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::remove(file);  // not every library's copy_file overwrites when told to
+        std::error_code refused;        // systems may keep others from reading it, too
+        std::filesystem::copy_file(FullPath(name), file, refused);
+        if (refused) return;
     }
     std::string problems;
     for (const DocumentProblem& problem : CheckDocument(file)) problems += "\n  " + problem.where + ": " + problem.what;
