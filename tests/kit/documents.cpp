@@ -47,7 +47,8 @@ void ChangeEverything(Project& project, LONG round) {
     std::set<const ClassTable*> changed;
     ForEach(*tree->root, [&](const Node& node) {
         if (node.IsCollection() || !changed.insert(node.table).second) return;
-        const Object object = node.table->kind == Kind::Root ? Object(Ref<IDispatch>(project.Pointer())) : project.Load(node.id);
+        const Object object =
+            node.table->kind == Kind::Root ? Object(Ref<IDispatch>(project.Pointer())) : project.Load(node.id);
         Everything::Fill(*node.table, object.Pointer(), static_cast<int>(round) + 1);
     });
     Data data = project.Data();

@@ -27,8 +27,8 @@ inline Answer CallLate(IDispatch* object, DISPID member, WORD kind, std::span<co
     DISPPARAMS parameters{reversed, put ? &value : nullptr, static_cast<UINT>(arguments.size()), put ? 1u : 0u};
     EXCEPINFO exception{};
     Answer answer;
-    answer.status = object->Invoke(member, IID_NULL, 0, kind, &parameters, put ? nullptr : &answer.value, &exception,
-                                   nullptr);
+    answer.status =
+        object->Invoke(member, IID_NULL, 0, kind, &parameters, put ? nullptr : &answer.value, &exception, nullptr);
     if (answer.status == DISP_E_EXCEPTION) {
         answer.status = exception.scode;
         SysFreeString(exception.bstrSource);
@@ -39,7 +39,8 @@ inline Answer CallLate(IDispatch* object, DISPID member, WORD kind, std::span<co
 }
 
 // By name, as a script makes it.
-inline Answer CallByName(IDispatch* object, std::u16string name, WORD kind, const std::vector<Variant>& arguments = {}) {
+inline Answer CallByName(IDispatch* object, std::u16string name, WORD kind,
+                         const std::vector<Variant>& arguments = {}) {
     LPOLESTR text = reinterpret_cast<LPOLESTR>(name.data());
     DISPID id = DISPID_UNKNOWN;
     const HRESULT status = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);

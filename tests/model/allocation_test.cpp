@@ -41,7 +41,8 @@ void FailEachAllocation(Call call, Check check, int stride = 0) {
 
 // Of an object of every class, by late calls: what fails leaves both documents as they were and answers nothing.
 TEST(AllocationOfEveryClass, FailsWithoutATrace) {
-    const Bstr name(u"a name that is longer than what fits into a short text"), id(u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}");
+    const Bstr name(u"a name that is longer than what fits into a short text"),
+        id(u"{09A5CDEB-2933-4F88-9196-E13F80993ABB}");
     int failures = 0;
     for (const ClassTable& table : ClassTables()) {
         if (table.kind != Kind::Item) continue;
@@ -75,7 +76,8 @@ TEST(AllocationOfEveryClass, FailsWithoutATrace) {
                     done = done || SUCCEEDED(status);
                     if (done) return;
                     ++failures;
-                    EXPECT_TRUE(told == 0 || !std::string_view(what).starts_with("put")) << "told of what did not happen";
+                    EXPECT_TRUE(told == 0 || !std::string_view(what).starts_with("put"))
+                        << "told of what did not happen";
                     if (what == std::string("Remove")) return;  // what went before the item itself is gone
                     try {
                         Compare(*before->root, root, {});
@@ -98,12 +100,16 @@ TEST(AllocationOfEveryClass, FailsWithoutATrace) {
             if (property.put) call("put", [&] { return PutPlace(item, property, 0, value); });
         }
         for (const ReferenceTable& row : table.references)
-            if (row.put) call("put reference", [&] { return PutLate(item, row.id, {ObjectArgument(everything.Of(*row.target))}); });
+            if (row.put)
+                call("put reference",
+                     [&] { return PutLate(item, row.id, {ObjectArgument(everything.Of(*row.target))}); });
         made = nullptr;
         if (!table.isLink && table.name != "CCrossoverConfig")  // these stay in their document
             call("Copy", [&] { return DoLate(item, member::kCopyWithParents, {ObjectArgument(other.get())}); });
         const Ref<IDispatch> elsewhere = made;
-        if (elsewhere) call("CopyContents", [&] { return DoLate(elsewhere.get(), member::kCopyContents, {ObjectArgument(item)}); });
+        if (elsewhere)
+            call("CopyContents",
+                 [&] { return DoLate(elsewhere.get(), member::kCopyContents, {ObjectArgument(item)}); });
         if (table.name != "CSpkrEQDesign" && table.name != "CCrossoverConfig") {
             call("Copy", [&] { return DoLate(item, member::kCopy, {owned}); });
             const LONG last = GetLate(owner.get(), member::kCount).value.lVal;
@@ -207,7 +213,8 @@ protected:
     }
 
     const Folder folder;
-    const std::filesystem::path path = folder / "a.lvx", original = folder / "original.lvx", other = folder / "other.lvx";
+    const std::filesystem::path path = folder / "a.lvx", original = folder / "original.lvx",
+                                other = folder / "other.lvx";
     const Bstr pathText{PathText(path)};
     Project project = Project::Create();
 };
@@ -300,7 +307,8 @@ TEST_F(AllocationOfFiles, AFileIsCompactedOrNot) {
             EXPECT_EQ(Seen(path), content);
             EXPECT_EQ(std::filesystem::file_size(path) < before, SUCCEEDED(status));
             EXPECT_TRUE(CheckDocument(path).empty());
-            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 3) << "nothing stays beside it";
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 3)
+                << "nothing stays beside it";
         },
         1);
 }

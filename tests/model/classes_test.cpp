@@ -24,7 +24,9 @@ public:
     explicit Told(const Everything& everything) {
         for (IDispatch* root : {everything.project.get(), everything.library.get()})
             subscriptions_.emplace_back(Object(Ref<IDispatch>(root)).As<Root>(), [this](const Change& change) {
-                all_.push_back(change.kind == Change::Kind::Root ? "root" : ClassOf(change.object) + " " + std::to_string(change.type));
+                all_.push_back(change.kind == Change::Kind::Root
+                                   ? "root"
+                                   : ClassOf(change.object) + " " + std::to_string(change.type));
             });
     }
     std::vector<std::string> Taken() { return std::exchange(all_, {}); }
@@ -110,21 +112,36 @@ TEST(EveryClass, StartsWithItsInitialValues) {
     EXPECT_EQ(seen.size(), kInitial.size());
 }
 
-const std::map<std::string, std::u16string_view> kTitles{
-    {"IData", u"Data"}, {"IRoomEQs", u"ROOM MEASUREMENTS"}, {"IRoomCorrectionGroups", u"Room Correction Groups"},
-    {"IRoomCorrections", u"CORRECTIONS"}, {"IRoomPositions", u"MEASUREMENT POSITIONS"},
-    {"IRoomMeasurements", u"MEASUREMENTS"}, {"IBoxCfgs", u"QDU CONFIGURATIONS"}, {"IBoxCfgBanks", u"QDU PROFILES"},
-    {"IBoxCfgSpkrs", u"SPEAKER FILTERS"}, {"IManufacturers", u"MANUFACTURERS"}, {"IModels", u"MODELS"},
-    {"IModelConfigs", u"CONFIGS"}, {"IMicrophones", u"MICROPHONES"}, {"IExperiments", u"MEASUREMENTS"},
-    {"IExpMeasureLinks", u"MEASUREMENTS"}, {"IMeasurements", u"MEASUREMENTS"}, {"ISpeakerEQs", u"SPEAKERS"},
-    {"ISpkrEQConfigs", u"CONFIGS"}, {"ICorrections", u"CORRECTIONS"}, {"ISpkrCorrectionGroups", u"CORRECTION SETS"},
-    {"ISpkrCorrectionLinks", u"CORRECTIONS"}, {"ISpkrMeasureLinks", u"MEASUREMENTS"},
-    {"ICrossoverConfigs", u"CROSSOVERS"}, {"ISpkrEQDesigns", u"TEMPLATES"}};
+const std::map<std::string, std::u16string_view> kTitles{{"IData", u"Data"},
+                                                         {"IRoomEQs", u"ROOM MEASUREMENTS"},
+                                                         {"IRoomCorrectionGroups", u"Room Correction Groups"},
+                                                         {"IRoomCorrections", u"CORRECTIONS"},
+                                                         {"IRoomPositions", u"MEASUREMENT POSITIONS"},
+                                                         {"IRoomMeasurements", u"MEASUREMENTS"},
+                                                         {"IBoxCfgs", u"QDU CONFIGURATIONS"},
+                                                         {"IBoxCfgBanks", u"QDU PROFILES"},
+                                                         {"IBoxCfgSpkrs", u"SPEAKER FILTERS"},
+                                                         {"IManufacturers", u"MANUFACTURERS"},
+                                                         {"IModels", u"MODELS"},
+                                                         {"IModelConfigs", u"CONFIGS"},
+                                                         {"IMicrophones", u"MICROPHONES"},
+                                                         {"IExperiments", u"MEASUREMENTS"},
+                                                         {"IExpMeasureLinks", u"MEASUREMENTS"},
+                                                         {"IMeasurements", u"MEASUREMENTS"},
+                                                         {"ISpeakerEQs", u"SPEAKERS"},
+                                                         {"ISpkrEQConfigs", u"CONFIGS"},
+                                                         {"ICorrections", u"CORRECTIONS"},
+                                                         {"ISpkrCorrectionGroups", u"CORRECTION SETS"},
+                                                         {"ISpkrCorrectionLinks", u"CORRECTIONS"},
+                                                         {"ISpkrMeasureLinks", u"MEASUREMENTS"},
+                                                         {"ICrossoverConfigs", u"CROSSOVERS"},
+                                                         {"ISpkrEQDesigns", u"TEMPLATES"}};
 
 // Up, down, and by name; Parent and Root under the DISPIDs that the class's table gives them.
 TEST(EveryClass, KnowsItsPlace) {
     const Everything everything;
-    std::map<const ClassTable*, std::u16string> paths{{&ProjectTable(), u"PROJECT"}, {&LibraryTable(), u"SPECIFICATIONS"}};
+    std::map<const ClassTable*, std::u16string> paths{{&ProjectTable(), u"PROJECT"},
+                                                      {&LibraryTable(), u"SPECIFICATIONS"}};
     const std::function<void(const ClassTable&)> below = [&](const ClassTable& owner) {
         SCOPED_TRACE(owner.interfaceName);
         const bool isCollection = owner.kind == Kind::Collection;
@@ -162,8 +179,9 @@ TEST(EveryClass, KnowsItsPlace) {
 }
 
 // Those compare first: the same value again tells nobody.
-const std::set<std::string> kCompared{"IBoxCfgSpkr.FilterFrequencyHi", "IBoxCfgSpkr.FilterFrequencyLo", "IBoxCfgSpkr.FilterSlopeHi",
-                                      "IBoxCfgSpkr.FilterSlopeLo",     "IBoxCfgSpkr.LastCalcedDelay",   "IBoxCfgBank.Config"};
+const std::set<std::string> kCompared{"IBoxCfgSpkr.FilterFrequencyHi", "IBoxCfgSpkr.FilterFrequencyLo",
+                                      "IBoxCfgSpkr.FilterSlopeHi",     "IBoxCfgSpkr.FilterSlopeLo",
+                                      "IBoxCfgSpkr.LastCalcedDelay",   "IBoxCfgBank.Config"};
 
 bool Compares(const ClassTable& table, const Property& property) {
     return kCompared.contains(NameOf(table, property.name)) || (table.interfaceName == "IBoxCfg" && !property.IsText());
@@ -175,8 +193,10 @@ TEST(EveryClass, KeepsAndTellsWhatIsPut) {
     ForEachProperty(everything, [&](const ClassTable& table, const Property& property, IDispatch* object) {
         const std::string name = NameOf(table, property.name);
         const bool compared = Compares(table, property);
-        const std::string event = table.kind == Kind::Root ? "root"
-                                  : table.interfaceName + " " + std::to_string(property.IsArray() ? LX_EV_DATA_CHANGE : LX_EV_DEFAULT);
+        const std::string event =
+            table.kind == Kind::Root
+                ? "root"
+                : table.interfaceName + " " + std::to_string(property.IsArray() ? LX_EV_DATA_CHANGE : LX_EV_DEFAULT);
         for (LONG place = 0; property.put && place < property.Places(); ++place) {
             const Value value = ValueFor(table, property, place, 1);
             const AsArgument argument(property, value);
@@ -196,7 +216,8 @@ TEST(EveryClass, KeepsAndTellsWhatIsPut) {
                 indices[dimension] = LongArgument(index);
                 const auto count = static_cast<std::size_t>(property.dimensions);
                 EXPECT_EQ(CallLate(object, property.id, DISPATCH_PROPERTYGET, {indices, count}).status, E_INVALIDARG);
-                EXPECT_EQ(CallLate(object, property.id, DISPATCH_PROPERTYPUT, {indices, count + 1}).status, E_INVALIDARG);
+                EXPECT_EQ(CallLate(object, property.id, DISPATCH_PROPERTYPUT, {indices, count + 1}).status,
+                          E_INVALIDARG);
             }
     });
     for (const ClassTable& table : ClassTables())
@@ -261,7 +282,8 @@ protected:
         const Bstr path(PathText(folder / name));
         ASSERT_EQ(DoLate(root, member::kSaveFileAs, {TextArgument(path.get())}).status, S_OK);
         ASSERT_EQ(DoLate(root, member::kCloseFile).status, S_OK);
-        for (const DocumentProblem& problem : CheckDocument(folder / name)) ADD_FAILURE() << problem.where << ": " << problem.what;
+        for (const DocumentProblem& problem : CheckDocument(folder / name))
+            ADD_FAILURE() << problem.where << ": " << problem.what;
     }
     Ref<IDispatch> Open(const ClassTable& table, const char* name) {
         Ref<IDispatch> root = NewRoot(table);
@@ -300,8 +322,8 @@ std::string Wrapped(const std::string& record) {
 }
 
 // records.txt has the record of each class: when it is new, when it is filled, and without the collections below it; of
-// both roots the two streams. Bytes are in hexadecimal; in the place of an object's ID stands its class, in quotes where
-// the record has the ID as text. LUMVEX_WRITE_RECORDS names a file to write them to.
+// both roots the two streams. Bytes are in hexadecimal; in the place of an object's ID stands its class, in quotes
+// where the record has the ID as text. LUMVEX_WRITE_RECORDS names a file to write them to.
 TEST_F(EveryClassInAFile, HasTheRecordOfTheFormat) {
     std::string lines;
     for (const char* state : {"new", "filled", "without collections"}) {
@@ -314,7 +336,8 @@ TEST_F(EveryClassInAFile, HasTheRecordOfTheFormat) {
             PutLate(object.get(), member::kName, {TextArgument(name.get())});
             PutLate(object.get(), member::kTimestamp, {AsDate(1.5)});
             if (state != std::string("without collections") || table->children.empty()) continue;
-            const Answer copy = DoLate(object.get(), member::kCopyNoChildren, {GetLate(object.get(), member::kParentBase).value});
+            const Answer copy =
+                DoLate(object.get(), member::kCopyNoChildren, {GetLate(object.get(), member::kParentBase).value});
             if (copy.status == S_OK) objects[table] = Ref<IDispatch>(copy.Object());
         }
         std::vector<std::pair<std::string, std::string>> names;
@@ -330,7 +353,8 @@ TEST_F(EveryClassInAFile, HasTheRecordOfTheFormat) {
         const auto write = [&](const ClassTable& table, const std::string& what, const Bytes& bytes) {
             std::string record = AsHex(bytes);
             for (const auto& [hex, name] : names)
-                for (std::size_t at; (at = record.find(hex)) != std::string::npos;) record.replace(at, hex.size(), name);
+                for (std::size_t at; (at = record.find(hex)) != std::string::npos;)
+                    record.replace(at, hex.size(), name);
             lines += table.name + " " + what + "\n" + Wrapped(record);
         };
         for (const ClassTable* root : {&LibraryTable(), &ProjectTable()}) {
@@ -368,7 +392,8 @@ TEST_F(EveryClassInAFile, IsReadBackAsItWasSaved) {
             const Ref<IDispatch> same(DoLate(compared.get(), member::kLoad, {TextArgument(id.get())}).Object());
             const AsArgument value(property, ValueFor(table, property, 0, round));
             EXPECT_EQ(PutPlace(same.get(), property, 0, value).status, S_OK);
-            EXPECT_EQ(GetLate(compared.get(), member::kModified).value.boolVal, VARIANT_FALSE) << "what is there already";
+            EXPECT_EQ(GetLate(compared.get(), member::kModified).value.boolVal, VARIANT_FALSE)
+                << "what is there already";
         });
         DoLate(compared.get(), member::kCloseFile);
         // Without having looked at it.

@@ -46,14 +46,17 @@ TEST_F(Processor, ComesWithProfilesAndTheseWithPositions) {
 }
 
 TEST_F(Processor, TheModeDrivesThePositions) {
-    const Strings all{"item Left subwoofer 0", "item Right subwoofer 0", "item Left 0", "item Right 0", "item Profile 1 0"};
+    const Strings all{"item Left subwoofer 0", "item Right subwoofer 0", "item Left 0", "item Right 0",
+                      "item Profile 1 0"};
     const struct {
         LXBoxMode mode;
         Ids configurations;
         Strings told;
     } steps[] = {{LX_BM_BIAMPSTEREO, {LX_BIAMP, LX_SUBWOOFER, LX_SUBWOOFER, LX_BIAMP}, all},
                  // Three-way leaves the subwoofers alone.
-                 {LX_BM_TRIAMP, {LX_TRIAMP, LX_BIAMP, LX_SUBWOOFER, LX_TRIAMP}, {"item Left 0", "item Right 0", "item Profile 1 0"}},
+                 {LX_BM_TRIAMP,
+                  {LX_TRIAMP, LX_BIAMP, LX_SUBWOOFER, LX_TRIAMP},
+                  {"item Left 0", "item Right 0", "item Profile 1 0"}},
                  {LX_BM_FULLRANGEMONO, {LX_SINGLEAMP, LX_SUBWOOFER, LX_SUBWOOFER, LX_SINGLEAMP}, all},
                  {LX_BM_BIAMPMONO, {LX_BIAMP, LX_SUBWOOFER, LX_SUBWOOFER, LX_BIAMP}, all},
                  {LX_BM_FULLRANGESTEREO, {LX_SINGLEAMP, LX_SUBWOOFER, LX_SUBWOOFER, LX_SINGLEAMP}, all}};
@@ -166,8 +169,9 @@ TEST_F(Rooms, TheRateThatAPositionKeeps) {
     const struct {
         float put;
         const char* kept;
-    } cases[] = {{44100.9f, "44 AC 00 00"}, {-1.9f, "FF FF FF FF"},         {0.99f, "00 00 00 00"},
-                 {3e9f, "FF FF FF 7F"},     {-3e9f, "00 00 00 80"},         {2147483648.0f, "FF FF FF 7F"},
+    } cases[] = {{44100.9f, "44 AC 00 00"},       {-1.9f, "FF FF FF FF"},
+                 {0.99f, "00 00 00 00"},          {3e9f, "FF FF FF 7F"},
+                 {-3e9f, "00 00 00 80"},          {2147483648.0f, "FF FF FF 7F"},
                  {-2147483648.0f, "00 00 00 80"}, {std::numeric_limits<float>::quiet_NaN(), "00 00 00 00"}};
     const Folder folder;
     project.AccessMode(LX_SHARE_READWRITE);
