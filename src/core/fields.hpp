@@ -12,15 +12,6 @@
 
 namespace lumvex::inside {
 
-// How every put of a field ends: `store` gives it its value, and nothing can fail behind that but for want of owners, with
-// which the value stays.
-template <class Owner, class Store>
-void StoreAndCommit(Owner& owner, LXEventType type, Store&& store) {
-    PrepareToRaise(1);
-    store();
-    owner.Commit(type);
-}
-
 // A value that a put stores as it comes, before the owners are resolved: on an orphaned object the put fails and the
 // value stays.
 template <class T>
