@@ -21,7 +21,7 @@ void Raise(Document& document, EventKind kind, Object& object, LXEventType type)
 // The next `count` events cannot fail.
 void PrepareToRaise(std::size_t count);
 
-// How every put of a field ends: `store` gives it its value, and nothing can fail behind that but for want of owners, with
+// How a put of a field ends: `store` gives it its value, and nothing can fail behind that but for want of owners, with
 // which the value stays.
 template <class Owner, class Store>
 void StoreAndCommit(Owner& owner, LXEventType type, Store&& store) {
