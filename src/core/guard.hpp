@@ -45,12 +45,10 @@ HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
 // Runs `work` as one published call and answers its status. `source` names the class that reports errors.
 template <class Work>
 HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
-    try {
+    return Translated(source, [&] {  // entering may fail too
         const Call call;
         return Translated(source, work);
-    } catch (...) {
-        return E_UNEXPECTED;  // the lock itself failed
-    }
+    });
 }
 
 }  // namespace lumvex::inside
