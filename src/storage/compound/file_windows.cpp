@@ -507,6 +507,7 @@ void WindowsFile::Publish() {
         }
     }
     replaced_.Close();
+    ::FlushFileBuffers(file_.get());  // the new name too; where this fails, the next Flush() says so
 }
 
 // Where the path cannot be looked at, nothing says that it leads elsewhere.
