@@ -234,6 +234,10 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     assert(state.space->HoldsAll(draft.Released()));  // 2
 
     draft.Keep();
+    state.space->NoteWritten(header.Generation(), draft.Taken());
+    state.pending->ForEach([this](const Change& change) {
+        if (change.large) state.space->NoteWritten(header.Generation(), change.large->fresh);
+    });
     state.space->ConfirmHold();
     state.committed->Retire();
     state.committed = std::move(next);

@@ -57,6 +57,7 @@ Space& CompoundFile::State::FreeSpace() {
         committed->RequireReadable();
         if (!committed->Empty()) MakeHeaderDurable();
         space.emplace(std::move(found));
+        lastGeneration = space->LatestGeneration();
     }
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
@@ -239,6 +240,12 @@ void CompoundFile::State::Revert() noexcept {
     });
     if (nextPending) pending = std::move(nextPending);
     volume.ForgetGathered();
+    if (!space || committed->Empty()) return;
+    try {
+        RequireCurrent();
+        CutFreeTail();  // room that a save took in vain
+    } catch (const std::exception&) {
+    }
 }
 
 }  // namespace lumvex::compound
