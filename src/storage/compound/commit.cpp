@@ -61,6 +61,7 @@ struct CompoundFile::State::Commit {
         bool isMini = true;
     };
     Old OldOf(const Change& change);
+    bool IsWhole(Chain chain, bool isMini, std::uint64_t size);
     void LinkLarge(const LargeContent& content);
     bool ChangeDirectoryInPlace();
     void WriteHeader(const Header::Bytes& bytes);
@@ -77,7 +78,20 @@ CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change
     if (change.existing == kNoEntry) return {};
     const Entry entry = committed.At(change.existing);
     const std::uint64_t size = entry.Size(header.Version());
-    return {size == 0 ? kEndOfChain : entry.Start(), size, committed.IsMini(size)};
+    if (size == 0) return {};
+    const bool isMini = committed.IsMini(size);
+    if (!IsWhole(Chain(entry.Start()), isMini, size)) return {};
+    return {entry.Start(), size, isMini};
+}
+
+// Sectors of a damaged chain may be those of other streams: they stay marked until the file is written anew.
+bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_t size) {
+    try {
+        const std::uint32_t length = chain.Length(isMini ? committed.MiniFat() : committed.Fat());
+        return length >= (isMini ? MiniSectors(size) : state.volume.SectorsFor(size));
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
