@@ -6,7 +6,7 @@
 #include "other_reader.hpp"
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using Fault = FaultyDisk::Fault;
@@ -298,4 +298,4 @@ TEST_P(Faults, ThatKeepComingBackLoseNoRoom) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -4,7 +4,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 Content SampleContent() {
@@ -362,4 +362,4 @@ TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

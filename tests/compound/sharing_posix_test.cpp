@@ -5,7 +5,7 @@
 #include "elsewhere.hpp"
 #include "sharing.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 TEST_F(Sharing, AFileWithoutThePermissionIsNotOpened) {
@@ -30,4 +30,4 @@ TEST_F(Sharing, AReplacedFileKeepsItsPermissionsAndALinkItsTarget) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

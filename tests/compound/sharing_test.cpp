@@ -5,7 +5,7 @@
 
 #include "elsewhere.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 constexpr Access kModes[] = {Access::ReadShared, Access::ReadWriteDenyWrite, Access::Exclusive};
@@ -184,4 +184,4 @@ TEST_F(Sharing, KnowsReadersOfOlderGenerationsAcrossTheEndOfTheirNumbers) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

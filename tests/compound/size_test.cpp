@@ -6,7 +6,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 std::uint64_t Total(const Content& content) {
@@ -149,4 +149,4 @@ TEST(Size, FilesOfMoreThanFourGigabytesAreWrittenReadAndChanged) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -1,7 +1,7 @@
 // What this program does not know, or never looked at, goes along unchanged.
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

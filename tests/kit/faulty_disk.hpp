@@ -14,7 +14,7 @@
 
 #include "storage/compound/file.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 class FaultyDisk {
 public:
@@ -265,4 +265,4 @@ inline FaultyDisk::Bytes FaultyDisk::Medium::AfterRestart(unsigned seed, std::si
     return left;
 }
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests
