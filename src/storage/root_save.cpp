@@ -61,6 +61,7 @@ void RootDocument::SaveFile() {
         WriteRoot(file);
         WriteObjects(file, objects);
         for (const GUID& id : directory_.RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(file, false);
     });
     transaction.Commit();
@@ -82,6 +83,7 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
         WriteRoot(*created);
         if (file_->IsOpen()) CopyStreams(*created, objects);
         WriteObjects(*created, objects);
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(*created, true);
         created->Commit();  // nothing can fail from here on
     });

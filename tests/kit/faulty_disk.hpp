@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -29,17 +31,19 @@ public:
 
     // The file on this disk; the disk has to live longer.
     std::unique_ptr<compound::File> Open() {
-        FailAt(0, Fault::Fails);
+        FailAt(kNever, Fault::Fails);
         return std::make_unique<FileOnIt>(*this, named_, true);
     }
 
     // An empty file that takes the name when it is published.
     std::unique_ptr<compound::File> OpenNew() {
-        FailAt(0, Fault::Fails);
+        FailAt(kNever, Fault::Fails);
         return std::make_unique<FileOnIt>(*this, std::make_shared<Medium>(Bytes{}), false);
     }
 
     static constexpr int kAfterHeader = -1;  // the operation after the one that changed the header
+    static constexpr int kNow = 0;           // from what Before() calls: the operation that is about to be done
+    static constexpr int kNever = 1 << 30;
 
     // Operations are writes, flushes, changes of size and of the name, counted from 1 from now on; so many fail one after
     // the other.
@@ -74,7 +78,12 @@ public:
 
     // What is left when the power goes now: all that was flushed, and of what was not, or was lost when a flush failed,
     // nothing (seed 0), all (1) or any choice of its blocks. Disks write 512 bytes whole; a smaller block tears them.
-    Bytes AfterRestart(unsigned seed, std::size_t block = kBlock) const { return named_->AfterRestart(seed, block); }
+    // A name that was not flushed may be that of the file before.
+    Bytes AfterRestart(unsigned seed, std::size_t block = kBlock) const {
+        const bool isBefore = unflushedName_ && (seed == 0 || (seed > 1 && seed % 2 == 0));
+        return (isBefore ? unflushedName_ : named_)->AfterRestart(seed, block);
+    }
+    bool NameIsFlushed() const { return unflushedName_ == nullptr; }
 
 private:
     static constexpr std::size_t kBlock = 512;
@@ -130,7 +139,8 @@ private:
         std::uint64_t Size() const override { return medium_->now->Size(); }
         std::optional<std::span<const std::byte>> Map() override {
             if (!disk_.maps_) return std::nullopt;
-            return medium_->now->Map();
+            mapped_ = medium_->Content();
+            return mapped_;
         }
         void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { medium_->now->Read(offset, bytes); }
         void Write(std::uint64_t offset, std::span<const compound::Piece> pieces) override {
@@ -139,7 +149,9 @@ private:
             const bool fails = disk_.Trips();
             if (fails && disk_.fault_ == Fault::Torn) bytes.resize(bytes.size() / 2 / kBlock * kBlock);
             if (!fails || disk_.fault_ == Fault::Torn) {
-                if (offset == 0 && disk_.failAt_ == kAfterHeader && Differs(bytes)) disk_.failAt_ = disk_.operations_ + 1;
+                if (offset == 0 && Differs(bytes))
+                    for (int* at : {&disk_.failAt_, &disk_.beforeAt_})
+                        if (*at == kAfterHeader) *at = disk_.operations_ + 1;
                 medium_->now->Write(offset, std::span<const std::byte>(bytes));
                 medium_->operations.push_back({false, offset, std::move(bytes)});
             }
@@ -152,6 +164,7 @@ private:
                 disk_.Throw();
             }
             medium_->Flush();
+            if (disk_.named_ == medium_ && !disk_.FlushName()) disk_.Throw();
         }
         void Resize(std::uint64_t size) override {
             if (disk_.Trips()) disk_.Throw();
@@ -166,10 +179,19 @@ private:
         void Publish() override {
             if (!medium_->IsFlushed()) throw std::logic_error("a file takes its name before it is flushed");
             if (disk_.Trips()) disk_.Throw();
-            disk_.named_ = medium_;
+            disk_.unflushedName_ = std::exchange(disk_.named_, medium_);
             published_ = true;
+            static_cast<void>(disk_.FlushName());
+        }
+        ~FileOnIt() override {
+            if (announced_) disk_.readers_.erase(disk_.readers_.find(*announced_));
+        }
+        bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
+            return std::ranges::any_of(disk_.readers_, [&](std::uint32_t each) { return each - first < count; });
         }
         void AnnounceReader(std::uint32_t generation) override {
+            if (announced_) disk_.readers_.erase(disk_.readers_.find(*announced_));
+            announced_ = *disk_.readers_.insert(generation);
             if (disk_.onAnnounce_) disk_.onAnnounce_(generation);
         }
 
@@ -182,12 +204,21 @@ private:
         FaultyDisk& disk_;
         std::shared_ptr<Medium> medium_;
         bool published_;
+        std::optional<std::uint32_t> announced_;
+        Bytes mapped_;
     };
+
+    bool FlushName() {
+        if (unflushedName_ == nullptr) return true;
+        if (Trips()) return false;
+        unflushedName_ = nullptr;
+        return true;
+    }
 
     // True where the operation has to fail.
     bool Trips() {
         if (++operations_ == beforeAt_) {
-            beforeAt_ = 0;
+            beforeAt_ = kNever;
             before_();
         }
         const bool isTurn = failAt_ <= operations_ && operations_ < failAt_ + times_;
@@ -200,11 +231,11 @@ private:
             fault_ == Fault::Full ? compound::Status::MediumFull : compound::Status::WriteFault, "on purpose");
     }
 
-    std::shared_ptr<Medium> named_;
+    std::shared_ptr<Medium> named_, unflushedName_;  // unflushedName_: what had the name before, as long as it may again
+    std::multiset<std::uint32_t> readers_;
     std::function<void(std::uint32_t)> onAnnounce_;
     std::function<void()> before_;
-    int beforeAt_ = 0;
-    int operations_ = 0, failAt_ = 0, times_ = 0;
+    int operations_ = 0, beforeAt_ = kNever, failAt_ = kNever, times_ = 0;
     Fault fault_ = Fault::Fails;
     bool tripped_ = false, flushFailed_ = false, maps_ = true;
 };

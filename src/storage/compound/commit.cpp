@@ -61,6 +61,7 @@ struct CompoundFile::State::Commit {
         bool isMini = true;
     };
     Old OldOf(const Change& change);
+    bool IsWhole(Chain chain, bool isMini, std::uint64_t size);
     void LinkLarge(const LargeContent& content);
     bool ChangeDirectoryInPlace();
     void WriteHeader(const Header::Bytes& bytes);
@@ -77,7 +78,20 @@ CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change
     if (change.existing == kNoEntry) return {};
     const Entry entry = committed.At(change.existing);
     const std::uint64_t size = entry.Size(header.Version());
-    return {size == 0 ? kEndOfChain : entry.Start(), size, committed.IsMini(size)};
+    if (size == 0) return {};
+    const bool isMini = committed.IsMini(size);
+    if (!IsWhole(Chain(entry.Start()), isMini, size)) return {};
+    return {entry.Start(), size, isMini};
+}
+
+// Sectors of a damaged chain may be those of other streams: they stay marked until the file is written anew.
+bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_t size) {
+    try {
+        const std::uint32_t length = chain.Length(isMini ? committed.MiniFat() : committed.Fat());
+        return length >= (isMini ? MiniSectors(size) : state.volume.SectorsFor(size));
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
@@ -216,10 +230,11 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     } catch (...) {
         disk.Adopt(oldHeader);
         if (held) state.space->CancelHold();
-        if (headerTouched || hadName != file.Published()) {
+        assert(hadName == file.Published());  // 4
+        if (headerTouched) {
             state.space->SetUncertain();
             state.lastGeneration = header.Generation();
-            if (headerTouched) RestoreHeader();
+            RestoreHeader();
         }
         assert(disk.Head().bytes() == oldHeader.bytes() && state.committed.get() == &committed);  // 4
         assert(!headerTouched || state.lastGeneration == header.Generation());                   // 6
@@ -233,6 +248,10 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     assert(state.space->HoldsAll(draft.Released()));  // 2
 
     draft.Keep();
+    state.space->NoteWritten(header.Generation(), draft.Taken());
+    state.pending->ForEach([this](const Change& change) {
+        if (change.large) state.space->NoteWritten(header.Generation(), change.large->fresh);
+    });
     state.space->ConfirmHold();
     state.committed->Retire();
     state.committed = std::move(next);

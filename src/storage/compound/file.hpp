@@ -50,7 +50,9 @@ public:
     virtual void Flush() = 0;
     virtual void Resize(std::uint64_t size) = 0;
 
-    // A file made for replacement has no name until Publish(); it takes it then, durably. Otherwise always published.
+    // A file made for replacement has no name until Publish(), which throws and leaves the name as it was, or gives it. Where
+    // it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise always
+    // published.
     virtual bool Published() const { return true; }
     virtual void Publish() {}
 
@@ -59,13 +61,15 @@ public:
     virtual void RequireName() const {}
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
-    // file is closed, or until it announces another one. The writer asks before it reuses what an older state may need:
-    // is there a reader of any of the 2^31 generations before this one (generations count in a circle)?
+    // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there a
+    // reader of one of so many generations from the first on? Generations count in a circle; count is at most 2^31.
     virtual void AnnounceReader(std::uint32_t generation) { static_cast<void>(generation); }
-    virtual bool ReaderOlderThan(std::uint32_t generation) const {
-        static_cast<void>(generation);
+    virtual bool AnyReader(std::uint32_t first, std::uint32_t count) const {
+        static_cast<void>(first), static_cast<void>(count);
         return false;
     }
+    // Of one of the 2^31 generations before.
+    bool ReaderOlderThan(std::uint32_t generation) const { return AnyReader(generation - (1u << 31), 1u << 31); }
 };
 
 enum class Access {

@@ -200,6 +200,7 @@ public:
 
     void Flush() override {
         if (::fdatasync(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
+        if (!FlushName()) throw SystemError(errno, Status::WriteFault, "flush of the folder");
     }
 
     void Resize(std::uint64_t size) override {
@@ -232,15 +233,20 @@ public:
         announced_ = generation;
     }
 
-    bool ReaderOlderThan(std::uint32_t generation) const override {
-        constexpr std::int64_t kHalf = kGenerations / 2;
-        const std::int64_t first = std::int64_t{generation} - kHalf;
-        const std::int64_t begin = std::max<std::int64_t>(first, 0);
-        if (generation > begin && IsLocked(fd_.get(), kGenerationBytes + begin, generation - begin)) return true;
-        return first < 0 && IsLocked(fd_.get(), kGenerationBytes + kGenerations + first, -first);
+    bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
+        const std::int64_t before = std::min<std::int64_t>(count, kGenerations - first);  // the circle's end
+        if (before > 0 && IsLocked(fd_.get(), kGenerationBytes + off_t{first}, before)) return true;
+        return count > before && IsLocked(fd_.get(), kGenerationBytes, count - before);
     }
 
 private:
+    // Some file systems do not flush folders: there is nothing more to do then.
+    bool FlushName() noexcept {
+        if (unflushedFolder_ && ::fsync(unflushedFolder_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
+        unflushedFolder_ = Descriptor();
+        return true;
+    }
+
     void Unmap() noexcept {
         guard_ = GuardedRange();
         if (base_ != nullptr) ::munmap(base_, mapped_);
@@ -253,6 +259,7 @@ private:
     bool published_;
     fs::path finalPath_, temporaryPath_;
     Descriptor replaced_;
+    Descriptor unflushedFolder_;  // in which the name was given
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
     std::size_t mapped_ = 0;
@@ -363,7 +370,7 @@ void PosixFile::Publish() {
     if (published_) return;
     // Whatever may be missing (the folder, memory) is found out before the name is given.
     const fs::path folderPath = FolderOf(finalPath_);
-    const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
     if (temporaryPath_.empty()) {
         const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
@@ -384,7 +391,8 @@ void PosixFile::Publish() {
         published_ = true;
     }
     replaced_ = Descriptor();
-    if (::fsync(folder.get()) != 0) throw SystemError(errno, Status::WriteFault, folderPath.string());
+    unflushedFolder_ = std::move(folder);
+    static_cast<void>(FlushName());  // the save has happened, whatever becomes of this
 }
 
 }  // namespace
