@@ -95,7 +95,7 @@ TEST_F(Events, SinksMayLeaveThrowAndFail) {
     data.Add(u"A");
     EXPECT_EQ(calls, 1) << "a sink that left within its first call is not called again";
     EXPECT_EQ(Taken(), (Strings{"item A 1", "collection Data 1"})) << "the others hear everything";
-    subscription.End();
+    listener.End();
     data.Add(u"B");
     EXPECT_EQ(Taken(), Strings{});
 }

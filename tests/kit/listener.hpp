@@ -16,6 +16,7 @@ public:
         : subscription_(root, [this](const Change& change) { told_.push_back(TextOf(change)); }) {}
 
     Strings Taken() { return std::exchange(told_, {}); }
+    void End() { subscription_.End(); }
 
 private:
     static std::string TextOf(const Change& change) {
