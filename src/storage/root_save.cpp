@@ -219,13 +219,15 @@ Directory::NextTables RootDocument::WriteTables(compound::CompoundFile& file, bo
     return next;
 }
 
-// Every stream that this save does not write itself goes along, those of classes this program does not know included.
+// Every stream that this save does not write itself goes along, those of classes this program does not know included,
+// and so do other programs' folders.
 void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) {
     std::unordered_set<std::u16string> skipped{
         std::u16string(kVersionInfoStream), std::u16string(kRootStream),     std::u16string(kOldRootStream),
         std::u16string(kDirectoryStream),   std::u16string(kLocksStream), std::u16string(kSettingsStream)};
     for (const Ref<Entry>& entry : rewritten) skipped.insert(StreamNameOf(entry->id));
     for (const GUID& id : directory_.RemovedStreams()) skipped.insert(StreamNameOf(id));
+    to.CarryFrom(file_->File());
     file_->File().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         if (!skipped.contains(std::u16string(name))) WriteStream(to, name, bytes);
     });

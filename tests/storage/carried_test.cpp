@@ -1,6 +1,8 @@
 // What this program does not know, or never looked at, goes along unchanged.
 #include "core/published.hpp"
+#include "folders.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "lumvex/maintenance.hpp"
 #include "storage/hand_made.hpp"
 
 namespace lumvex::tests {
@@ -86,6 +88,40 @@ TEST_F(Carried, AndThenNothingIsLostWithTheSource) {
     EXPECT_EQ(ContentOf(held.Data()), FloatContent({1, 2, 3}));
     EXPECT_EQ(project.Data().Item(2).Name(), u"Second");
     EXPECT_EQ(project.Data().Item(2).Locks(), 1);
+}
+
+// Folders with what they hold, and what the root storage says of itself: class ID, state bits, times.
+TEST_F(Carried, FoldersOfOtherProgramsGoAlongToo) {
+    Streams streams = WithForeignParts();
+    const std::map<std::u16string, std::u16string> folderOf{
+        {u"short", u"Folder"}, {u"long", u"Below"}, {u"Below", u"Folder"}, {u"Somebody else's", u"Second folder"}};
+    streams[u"short"] = Bytes(100, std::byte{1});
+    streams[u"long"] = Bytes(100'000, std::byte{2});
+    streams[u"Folder"] = streams[u"Below"] = streams[u"Second folder"] = {};
+    WriteDocument(folder / "folders.lvx", streams);
+    Bytes image = FileBytes(folder / "folders.lvx");
+    PutIntoFolders(image, folderOf);
+    WriteFileBytes(folder / "folders.lvx", image);
+    auto expected = Everything(image);
+    ASSERT_EQ(expected.count(u"/Folder/Below/long"), 1u);
+
+    const auto expectAt = [&](const char* name) {
+        auto found = Everything(FileBytes(folder / name));
+        for (auto* each : {&expected, &found}) each->erase(u"/VERSIONINFO-V000");
+        EXPECT_TRUE(found == expected) << name;
+        for (const DocumentProblem& problem : CheckDocument(folder / name))
+            EXPECT_NE(problem.where, "header") << problem.what;
+    };
+    project = Project::Create();
+    project.AccessMode(LX_SHARE_READWRITE);
+    project.OpenFile(PathText(folder / "folders.lvx"));
+    project.SaveFileAs(PathText(folder / "to.lvx"));
+    expectAt("to.lvx");
+    project.SaveFile();
+    expectAt("to.lvx");
+    project = Project();
+    CompactDocument(folder / "to.lvx");
+    expectAt("to.lvx");
 }
 
 TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {

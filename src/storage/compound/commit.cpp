@@ -77,7 +77,7 @@ CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
-    state.pending->ForEach([&](Change& change) {
+    state.pending->ForEachContent([&](Change& change) {
         const Old old = OldOf(change);
         const std::uint32_t oldCount = old.isMini ? MiniSectors(old.size) : 0;
         const std::uint32_t newCount = change.kind == Change::Kind::Small ? MiniSectors(change.size) : 0;
@@ -108,7 +108,7 @@ void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
 }
 
 void CompoundFile::State::Commit::DraftLargeStreams() {
-    state.pending->ForEach([this](Change& change) {
+    state.pending->ForEachContent([this](Change& change) {
         const Old old = OldOf(change);
         if (!old.isMini) {
             Chain chain(old.start);

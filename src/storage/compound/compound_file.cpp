@@ -52,7 +52,7 @@ std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) {
-        if (change->kind == Change::Kind::Removed) return std::nullopt;
+        if (!change->IsStream()) return std::nullopt;
         return StreamBody(state_->committed, state_->pending, *change);
     }
     const auto found = state_->committed->Find(folded);
@@ -78,7 +78,7 @@ CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span
 bool CompoundFile::Contains(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return false;
     const FoldedName folded(name);
-    if (const Change* change = state_->pending->Find(folded)) return change->kind != Change::Kind::Removed;
+    if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
     const auto found = state_->committed->Find(folded);
     return found && state_->committed->At(*found).Type() == EntryType::Stream;
 }
@@ -108,7 +108,7 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         for (; next != added.end(); ++next) {
             const int order = entry == nullptr ? -1 : (*next)->Folded().Compare(*entry);
             if (order > 0) return false;
-            if ((*next)->kind != Change::Kind::Removed) visit((*next)->Name(), (*next)->size);
+            if ((*next)->IsStream()) visit((*next)->Name(), (*next)->size);
             if (order == 0) {
                 ++next;
                 return true;
@@ -124,13 +124,6 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
                      visit(entry.Name(buffer), entry.Size(version));
              });
     visitPendingUpTo(nullptr);
-}
-
-bool CompoundFile::HasFolders() const {
-    bool found = false;
-    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
-             [&](EntryId, const Entry& entry) { found = found || entry.Type() == EntryType::Storage; });
-    return found;
 }
 
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }

@@ -79,8 +79,13 @@ public:
     // most of them. The bytes are valid during the visit, which must not write to this file.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
-    // Does the root storage hold folders too, which this class carries along but does not show?
-    bool HasFolders() const;
+    // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them
+    // over from another one's last committed state, with all they hold, and the class ID, state bits and times of the
+    // root storage. Once, before the first commit; AccessDenied where a stream was written under a folder's name.
+    void CarryFrom(const CompoundFile& other);
+
+    // What CarryFrom would take over: the bytes of each stream inside of folders, 0 for each folder.
+    void ForEachInFolders(const std::function<void(std::uint64_t size)>& visit) const;
 
     int Version() const;
     std::uint64_t FileSize() const;  // bytes

@@ -136,6 +136,8 @@ public:
     void CopyFrom(const std::byte* entry) { std::memcpy(at_, entry, kEntrySize); }
     void MakeStream(std::u16string_view name);
     void MakeRoot();
+    void SetFactsOf(const std::byte* entry) { std::memcpy(at_ + 80, entry + 80, 36); }  // class ID, state bits, times
+    void SetType(EntryType type) { at_[66] = static_cast<std::byte>(type); }
     void SetColour(Colour colour) { at_[67] = static_cast<std::byte>(colour); }
     void SetLeft(EntryId id) { Store32(at_ + 68, id); }
     void SetRight(EntryId id) { Store32(at_ + 72, id); }

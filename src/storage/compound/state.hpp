@@ -21,6 +21,7 @@ struct CompoundFile::State {
         pending = std::make_shared<PendingChanges>();
     }
 
+    void RequireFits(std::uint64_t size) const;  // MediumFull for a longer stream than this version can have
     void RequireWritable() const {
         if (access == Access::ReadShared) throw Failure(Status::AccessDenied, "the file is open for reading only");
     }
@@ -28,6 +29,7 @@ struct CompoundFile::State {
 
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
+    void Carry(const std::shared_ptr<Committed>& from);
     void CommitAll();
     void Revert() noexcept;
 
@@ -49,6 +51,7 @@ private:
     bool MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
+    void WriteNew(Change& change, std::span<const Piece> content);
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content);
     void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
