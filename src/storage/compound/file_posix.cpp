@@ -1,9 +1,11 @@
-// Files of a POSIX system. Sharing is kept with locks of open file descriptions on bytes far beyond any file's end:
+// Files of a POSIX system. Sharing is kept with locks on bytes far beyond any file's end:
 //
 //   byte                     shared                            exclusive
 //   kWriterByte                                                whoever writes
 //   kPresenceByte            readers, and a writer beside them whoever is alone
 //   kGenerationBytes + n     readers of generation n
+//
+// Where the file system keeps no locks, readers go on without: a writer, who might change the file under them, refuses.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -15,12 +17,14 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 
 #include "storage/compound/file.hpp"
+#include "storage/compound/hidden_name.hpp"
+#include "storage/compound/posix_system.hpp"
 
 namespace lumvex::compound {
 
@@ -32,6 +36,8 @@ constexpr off_t kWriterByte = off_t{1} << 62;
 constexpr off_t kPresenceByte = kWriterByte + 1;
 constexpr off_t kGenerationBytes = kWriterByte + 16;
 constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
+
+constexpr int kMostAttempts = 100;  // at a path whose file others exchange at the same time
 
 Error SystemError(int code, Status otherwise, const std::string& what) {
     Status status = otherwise;
@@ -71,55 +77,47 @@ Error SystemError(int code, Status otherwise, const std::string& what) {
     return Failure(status, what, ": ", std::strerror(code));
 }
 
+// An open file; copies are the same one, and it is closed, and its locks go, with the last of them.
 class Descriptor {
 public:
     Descriptor() = default;
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
+    explicit Descriptor(int fd) : file_(fd >= 0 ? std::make_shared<posix::OpenedFile>(fd) : nullptr) {}
+    int get() const { return file_->Number(); }
+    posix::OpenedFile& Locks() const { return *file_; }
+    explicit operator bool() const { return file_ != nullptr; }
 
 private:
-    int fd_ = -1;
+    std::shared_ptr<posix::OpenedFile> file_;
 };
 
-struct flock Lock(short type, off_t start, off_t length) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = start;
-    lock.l_len = length;
-    return lock;
+using Answer = posix::OpenedFile::Answer;
+using LockKind = posix::OpenedFile::Kind;
+
+// Yes, No or NotKept.
+Answer TryLock(const Descriptor& file, LockKind kind, off_t byte) {
+    const Answer answer = file.Locks().Lock(kind, byte);
+    if (answer == Answer::Failed) throw SystemError(errno, Status::ShareViolation, "the file cannot be locked");
+    return answer;
 }
 
-// False where another open file stands in the way.
-bool TryLock(int fd, short type, off_t start) {
-    struct flock lock = Lock(type, start, 1);
-    while (::fcntl(fd, F_OFD_SETLK, &lock) != 0) {
-        if (errno == EACCES || errno == EAGAIN) return false;
-        if (errno != EINTR) throw SystemError(errno, Status::ShareViolation, "the file cannot be locked");
-    }
-    return true;
+bool IsLocked(const Descriptor& file, off_t start, off_t length) {
+    const Answer answer = file.Locks().IsLockedElsewhere(start, length);
+    if (answer == Answer::Failed) throw SystemError(errno, Status::ShareViolation, "the file's locks cannot be read");
+    return answer != Answer::No;
 }
 
-bool IsLocked(int fd, off_t start, off_t length) {
-    struct flock lock = Lock(F_WRLCK, start, length);
-    while (::fcntl(fd, F_OFD_GETLK, &lock) != 0)
-        if (errno != EINTR) throw SystemError(errno, Status::ShareViolation, "the file's locks cannot be read");
-    return lock.l_type != F_UNLCK;
+Answer LockFor(const Descriptor& file, Access access) {
+    if (access != Access::ReadShared)
+        if (const Answer answer = TryLock(file, LockKind::Exclusive, kWriterByte); answer != Answer::Yes) return answer;
+    return TryLock(file, access == Access::Exclusive ? LockKind::Exclusive : LockKind::Shared, kPresenceByte);
 }
 
-void LockFor(int fd, Access access, const fs::path& path) {
-    const bool free = (access == Access::ReadShared || TryLock(fd, F_WRLCK, kWriterByte)) &&
-                      TryLock(fd, access == Access::Exclusive ? F_WRLCK : F_RDLCK, kPresenceByte);
-    if (!free) throw Failure(Status::ShareViolation, path.string(), " is open elsewhere");
+void RequireLocksFor(const Descriptor& file, Access access, const fs::path& path) {
+    const Answer answer = LockFor(file, access);
+    if (answer == Answer::No) throw Failure(Status::ShareViolation, path.string(), " is open elsewhere");
+    if (answer == Answer::NotKept && access != Access::ReadShared)
+        throw Failure(Status::LockViolation, path.string(), " can only be read: its file system keeps no locks (",
+                      std::strerror(errno), ")");
 }
 
 struct stat StatusOf(int fd, const fs::path& path) {
@@ -128,22 +126,26 @@ struct stat StatusOf(int fd, const fs::path& path) {
     return status;
 }
 
+bool IsSame(const struct stat& left, const struct stat& right) {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
 // Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
 Descriptor OpenLocked(const fs::path& path, Access access) {
     const int flags = (access == Access::ReadShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    for (;;) {
-        Descriptor fd(::open(path.c_str(), flags));
-        if (!fd) throw SystemError(errno, Status::AccessDenied, path.string());
-        const struct stat opened = StatusOf(fd.get(), path);
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        Descriptor file(::open(path.c_str(), flags));
+        if (!file) throw SystemError(errno, Status::AccessDenied, path.string());
+        const struct stat opened = StatusOf(file.get(), path);
         if (!S_ISREG(opened.st_mode)) throw Failure(Status::AccessDenied, path.string(), " is no regular file");
-        LockFor(fd.get(), access, path);
+        RequireLocksFor(file, access, path);
         struct stat named {};
-        if (::stat(path.c_str(), &named) != 0) {
-            if (errno == ENOENT) throw SystemError(errno, Status::NotFound, path.string());
-        } else if (named.st_dev == opened.st_dev && named.st_ino == opened.st_ino) {
-            return fd;
-        }
+        if (::stat(path.c_str(), &named) != 0) throw SystemError(errno, Status::ReadFault, path.string());
+        if (IsSame(named, opened)) return file;
+        // Some file systems number a file anew each time they are asked.
+        if (!IsSame(StatusOf(file.get(), path), opened)) return file;
     }
+    throw Failure(Status::ShareViolation, path.string(), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
@@ -185,7 +187,7 @@ public:
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
     void Flush() override {
-        if (::fdatasync(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
+        if (posix::FlushContent(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
     }
 
     void Resize(std::uint64_t size) override {
@@ -193,26 +195,18 @@ public:
             throw SystemError(errno, Status::WriteFault, "resize");
     }
 
-    // Its locks last as long as one of both descriptors.
-    Descriptor Duplicate() const {
-        Descriptor same(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
-        if (!same) throw SystemError(errno, Status::AccessDenied, "the file cannot be held");
-        return same;
-    }
+    const Descriptor& Opened() const { return fd_; }
 
-    void LockAsNew() { LockFor(fd_.get(), access_, finalPath_); }
+    void LockAsNew() { RequireLocksFor(fd_, access_, finalPath_); }
 
     bool Published() const override { return published_; }
     void Publish() override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
-        if (!TryLock(fd_.get(), F_RDLCK, kGenerationBytes + off_t{generation}))
+        if (TryLock(fd_, LockKind::Shared, kGenerationBytes + off_t{generation}) == Answer::No)
             throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
-        if (announced_) {
-            struct flock unlock = Lock(F_UNLCK, kGenerationBytes + off_t{*announced_}, 1);
-            ::fcntl(fd_.get(), F_OFD_SETLK, &unlock);
-        }
+        if (announced_) fd_.Locks().Unlock(kGenerationBytes + off_t{*announced_});
         announced_ = generation;
     }
 
@@ -220,11 +214,14 @@ public:
         constexpr std::int64_t kHalf = kGenerations / 2;
         const std::int64_t first = std::int64_t{generation} - kHalf;
         const std::int64_t begin = std::max<std::int64_t>(first, 0);
-        if (generation > begin && IsLocked(fd_.get(), kGenerationBytes + begin, generation - begin)) return true;
-        return first < 0 && IsLocked(fd_.get(), kGenerationBytes + kGenerations + first, -first);
+        if (generation > begin && IsLocked(fd_, kGenerationBytes + begin, generation - begin)) return true;
+        return first < 0 && IsLocked(fd_, kGenerationBytes + kGenerations + first, -first);
     }
 
 private:
+    bool TakeFreeName();
+    void TakeNameOfReplaced();
+
     void Unmap() noexcept {
         if (base_ != nullptr) ::munmap(base_, mapped_);
         base_ = nullptr;
@@ -301,11 +298,50 @@ void PosixFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
 
 fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
 
-// Another name beside the path that nobody has.
-fs::path HiddenNameBeside(const fs::path& path) {
-    std::random_device random;
-    std::string name = ".~" + std::to_string(random()) + std::to_string(random());
-    return FolderOf(path) / name;
+// Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
+// is locked. Not being able to remove one is no failure.
+void RemoveLeftBehind(const fs::path& target) {
+    std::error_code ignored;
+    for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
+        const fs::path& path = each->path();
+        if (!IsHiddenNameFor(target, path.filename().native())) continue;
+        const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (!file) continue;
+        struct stat opened {}, named {};
+        const bool isIt = LockFor(file, Access::Exclusive) == Answer::Yes && ::fstat(file.get(), &opened) == 0 &&
+                          ::lstat(path.c_str(), &named) == 0 && S_ISREG(named.st_mode) && IsSame(named, opened);
+        if (isIt) ::unlink(path.c_str());
+    }
+}
+
+// Where nothing has the name. False where somebody made a file of this name meanwhile.
+bool PosixFile::TakeFreeName() {
+    const int done = temporaryPath_.empty() ? posix::NameUnnamed(fd_.get(), finalPath_.c_str())
+                                            : posix::MoveToFreeName(temporaryPath_.c_str(), finalPath_.c_str());
+    if (done == 0) return true;
+    if (errno == EEXIST) return false;
+    if (temporaryPath_.empty() || errno != EOPNOTSUPP)
+        throw SystemError(errno, Status::WriteFault, finalPath_.string());
+    // An empty file of our own takes the name first, which can then be replaced as any other.
+    Descriptor empty(::open(finalPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!empty) {
+        if (errno == EEXIST) return false;
+        throw SystemError(errno, Status::WriteFault, finalPath_.string());
+    }
+    RequireLocksFor(empty, Access::Exclusive, finalPath_);
+    replaced_ = std::move(empty);
+    return false;
+}
+
+void PosixFile::TakeNameOfReplaced() {
+    if (temporaryPath_.empty()) {
+        fs::path beside = FolderOf(finalPath_) / HiddenNameFor(finalPath_);
+        if (posix::NameUnnamed(fd_.get(), beside.c_str()) != 0)
+            throw SystemError(errno, Status::WriteFault, finalPath_.string());
+        temporaryPath_ = std::move(beside);
+    }
+    if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) != 0)
+        throw SystemError(errno, Status::WriteFault, finalPath_.string());
 }
 
 void PosixFile::Publish() {
@@ -314,25 +350,16 @@ void PosixFile::Publish() {
     const fs::path folderPath = FolderOf(finalPath_);
     const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
-    if (temporaryPath_.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
-        // The plain name first: where nothing has it yet, that is all there is to do.
-        if (!replaced_ && ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, finalPath_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-            published_ = true;
-        } else {
-            if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-            fs::path beside = HiddenNameBeside(finalPath_);
-            if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, beside.c_str(), AT_SYMLINK_FOLLOW) != 0)
-                throw SystemError(errno, Status::WriteFault, finalPath_.string());
-            temporaryPath_ = std::move(beside);
-        }
+    for (int attempt = 0; !replaced_ && !published_; ++attempt) {
+        if (attempt == kMostAttempts)
+            throw Failure(Status::ShareViolation, finalPath_.string(), " is replaced again and again");
+        published_ = TakeFreeName();
+        if (!published_ && !replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
     }
-    if (!published_) {
-        if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) != 0)
-            throw SystemError(errno, Status::WriteFault, finalPath_.string());
-        published_ = true;
-    }
+    if (!published_) TakeNameOfReplaced();
+    published_ = true;
     replaced_ = Descriptor();
+    RemoveLeftBehind(finalPath_);
     if (::fsync(folder.get()) != 0) throw SystemError(errno, Status::WriteFault, folderPath.string());
 }
 
@@ -344,33 +371,33 @@ std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
 
 namespace {
 
-// A link stays, its target is replaced.
-fs::path TargetOf(const fs::path& path) {
+// A link stays, and what it names is replaced or made.
+fs::path TargetOf(fs::path path) {
+    constexpr int kMostLinks = 40;
     if (path.empty() || !path.has_filename())
         throw Failure(Status::PathNotFound, "no file name in '", path.string(), "'");
-    std::error_code ignored;
-    const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
-    return ignored || resolved.empty() ? path : resolved;
+    for (int links = 0;; ++links) {
+        std::error_code none;
+        const fs::path named = fs::read_symlink(path, none);
+        if (none) return path;
+        if (links == kMostLinks) throw SystemError(ELOOP, Status::PathNotFound, path.string());
+        path = FolderOf(path) / named;
+    }
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descriptor replaced) {
-    const mode_t mode = replaced ? StatusOf(replaced.get(), target).st_mode & 0777 : 0666;
+    const mode_t mode = replaced ? 0600 : 0666;
     fs::path temporary;
-    // An unnamed file where the file system has such and a name can be given to it later.
-    Descriptor fd;
-    if (::access("/proc/self/fd", X_OK) == 0)
-        fd = Descriptor(::open(FolderOf(target).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
-    else
-        errno = EOPNOTSUPP;
-    if (!fd && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
-        temporary = HiddenNameBeside(target);
+    Descriptor fd(posix::OpenUnnamed(FolderOf(target).c_str(), mode));
+    if (!fd && errno == EOPNOTSUPP) {
+        temporary = FolderOf(target) / HiddenNameFor(target);
         fd = Descriptor(::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     }
     if (!fd) {
         if (errno == ENOENT) throw SystemError(ENOTDIR, Status::PathNotFound, FolderOf(target).string());
         throw SystemError(errno, Status::AccessDenied, target.string());
     }
-    if (replaced) static_cast<void>(::fchmod(fd.get(), mode));  // the replaced file's permissions, whatever the mask is
+    if (replaced) posix::CopyAttributes(replaced.get(), fd.get());
     auto file = std::make_unique<PosixFile>(std::move(fd), access, target, temporary, std::move(replaced));
     file->LockAsNew();
     return file;
@@ -385,7 +412,7 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
 }
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
-    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const PosixFile&>(openThere).Duplicate());
+    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const PosixFile&>(openThere).Opened());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {
