@@ -142,6 +142,14 @@ TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {
                         kFirstIdBytes + kNoId + kDatumClass + "05 00 00 00" +      //
                         kSecondIdBytes + kNoId + kDatumClass + "00 00 00 00")));
 
+    // A lock counter of an object that is nowhere: it would be saved with the new directory, which lacks the object.
+    streams[u"LOCKS-V100"] = Hex("02 00 00 00" + kSecondIdBytes + "01 00 00 00" + kForeignId + "02 00 00 00");
+    WriteDocument(folder / "locks.lvx", streams);
+    const auto locks = CheckDocument(folder / "locks.lvx");
+    ASSERT_EQ(locks.size(), 1u);
+    EXPECT_EQ(locks[0].where, "lock counters");
+    EXPECT_NE(locks[0].what.find("E3E2E1E0-E5E4-E7E6-E8E9-EAEBECEDEEEF"), std::string::npos) << locks[0].what;
+
     // Which kind of document it is, its root record says: of a library, two references.
     WriteDocument(folder / "library.lvx", {{u"ROOT", Hex(kProjectIdBytes + "00 00 00 00  00 00  00 00")}});
     EXPECT_TRUE(CheckDocument(folder / "library.lvx").empty());
