@@ -51,8 +51,9 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
         to->Write(name, std::span(&bytes, 1));
         if (progress) progress(++done, streams);
     });
+    const std::uint64_t before = from->FileSize();  // not all file systems say it of a file that was replaced
     to->Commit();
-    return {from->FileSize(), to->FileSize()};
+    return {before, to->FileSize()};
 }
 
 }  // namespace

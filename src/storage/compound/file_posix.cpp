@@ -233,6 +233,7 @@ private:
     bool published_;
     fs::path finalPath_, temporaryPath_;
     Descriptor replaced_;
+    bool replacesEmpty_ = false;  // made here, only to have the name
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
     std::size_t mapped_ = 0;
@@ -322,7 +323,8 @@ bool PosixFile::TakeFreeName() {
     if (errno == EEXIST) return false;
     if (temporaryPath_.empty() || errno != EOPNOTSUPP)
         throw SystemError(errno, Status::WriteFault, finalPath_.string());
-    // An empty file of our own takes the name first, which can then be replaced as any other.
+    // An empty file of our own takes the name first, which is then replaced as any other. A program that is killed
+    // between the two leaves it.
     Descriptor empty(::open(finalPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!empty) {
         if (errno == EEXIST) return false;
@@ -330,6 +332,7 @@ bool PosixFile::TakeFreeName() {
     }
     RequireLocksFor(empty, Access::Exclusive, finalPath_);
     replaced_ = std::move(empty);
+    replacesEmpty_ = true;
     return false;
 }
 
@@ -340,8 +343,13 @@ void PosixFile::TakeNameOfReplaced() {
             throw SystemError(errno, Status::WriteFault, finalPath_.string());
         temporaryPath_ = std::move(beside);
     }
-    if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) != 0)
-        throw SystemError(errno, Status::WriteFault, finalPath_.string());
+    if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) == 0) return;
+    const int reason = errno;
+    if (std::exchange(replacesEmpty_, false)) {
+        ::unlink(finalPath_.c_str());
+        replaced_ = Descriptor();
+    }
+    throw SystemError(reason, Status::WriteFault, finalPath_.string());
 }
 
 void PosixFile::Publish() {

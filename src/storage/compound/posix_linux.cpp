@@ -129,12 +129,7 @@ int NameUnnamed(int file, const char* path) {
 
 int MoveToFreeName(const char* from, const char* to) {
     if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
-    if (errno != EINVAL && errno != ENOSYS) return -1;
-    if (::link(from, to) == 0) {
-        ::unlink(from);
-        return 0;
-    }
-    if (errno != EEXIST) errno = EOPNOTSUPP;
+    if (errno == EINVAL || errno == ENOSYS) errno = EOPNOTSUPP;
     return -1;
 }
 

@@ -146,12 +146,8 @@ int NameUnnamed(int, const char*) {
     return -1;
 }
 
-int MoveToFreeName(const char* from, const char* to) {
-    if (::link(from, to) == 0) {
-        ::unlink(from);
-        return 0;
-    }
-    if (errno != EEXIST) errno = EOPNOTSUPP;
+int MoveToFreeName(const char*, const char*) {
+    errno = EOPNOTSUPP;
     return -1;
 }
 

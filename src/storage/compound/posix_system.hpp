@@ -46,7 +46,8 @@ private:
 int OpenUnnamed(const char* folder, mode_t mode);
 int NameUnnamed(int file, const char* path);  // EEXIST where something has the name
 
-// Gives a file another name that nothing has: EEXIST otherwise. EOPNOTSUPP where this cannot be had in one step.
+// Gives a file another name that nothing has: EEXIST otherwise. EOPNOTSUPP where this cannot be had in one step. A second
+// name in the first one's place would not do: some file systems take the two for two files, each with its own locks.
 int MoveToFreeName(const char* from, const char* to);
 
 // The new file becomes as the replaced one: its owner and group as far as this is allowed, its permissions, access
