@@ -44,12 +44,17 @@ void Exercise(const Bytes& image) {
 // A file to damage at named places.
 class Sample {
 public:
-    explicit Sample(int version) : image(ImageOf(SampleContent(), version)), sectorSize_(version == 3 ? 512 : 4096) {}
+    explicit Sample(int version) : Sample(version, ImageOf(SampleContent(), version)) {}
+    Sample(int version, Bytes bytes) : image(std::move(bytes)), sectorSize_(version == 3 ? 512 : 4096) {}
 
     std::uint32_t Number(std::size_t offset) const { return Load32(&image[offset]); }
     void Set(std::size_t offset, std::uint32_t number) { Store32(&image[offset], number); }
     std::size_t Sector(SectorId sector) const { return (std::size_t{sector} + 1) * sectorSize_; }
-    std::size_t Fat(SectorId sector) const { return Sector(Number(76)) + 4 * std::size_t{sector}; }
+    std::size_t Fat(SectorId sector) const {
+        const std::size_t perSector = sectorSize_ / 4, page = sector / perSector;
+        const std::size_t listed = page < kDifatInHeader ? 76 + 4 * page : Sector(Number(68)) + 4 * (page - kDifatInHeader);
+        return Sector(Number(listed)) + 4 * (sector % perSector);
+    }
     std::size_t MiniFat(SectorId sector) const { return Sector(Number(60)) + 4 * std::size_t{sector}; }
     std::size_t Entry(EntryId id) const {
         SectorId sector = Number(48);
@@ -169,6 +174,86 @@ TEST_P(Hostile, FilesCutShortAnywhereGiveWhatIsThere) {
     longer.resize(image.size() + 300, std::byte{0xEE});
     EXPECT_EQ(ContentOf(longer), SampleContent());
     Exercise(longer);
+}
+
+// A file that a save would turn into one that looks sound, with parts missing: what is there can be read, nothing is
+// written.
+void ExpectNotWritten(const Bytes& image, const std::string& what) {
+    SCOPED_TRACE(what);
+    FaultyDisk disk(image);
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    for (const std::size_t size : {100, 700000})
+        EXPECT_EQ(StatusOf([&] { Put(*file, u"new", Pattern(size, 1)), file->Commit(); }), Status::Corrupt) << size;
+    EXPECT_EQ(StatusOf([&] { file->Remove(u"early"), file->Commit(); }), Status::Corrupt);
+    EXPECT_TRUE(Get(*file, u"early") == Pattern(5000, 1));
+    EXPECT_TRUE(disk.Content() == image);
+}
+
+// Its structures stand before its last stream, which ends `into` bytes into the last sector.
+Bytes EndingWithAStream(int version, std::size_t sector, std::size_t into) {
+    FaultyDisk disk(ImageOf({{u"early", Pattern(5000, 1)}, {u"gap", Pattern(20 * sector, 1)}}, version));
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    Put(*file, u"late", Pattern(40 * sector + into, 2));
+    file->Commit();
+    file->Remove(u"gap");
+    file->Commit();
+    Put(*file, u"small", Pattern(100, 3));
+    file->Commit();
+    Sample sample(version, disk.Content());
+    sample.image.resize(sample.Sector(sample.Number(sample.Entry(u"late") + 116) + 41));  // free ones follow
+    return sample.image;
+}
+
+TEST_P(Hostile, AFileThatWasCutShortIsNotWritten) {
+    const std::size_t sector = GetParam() == 3 ? 512 : 4096, into = sector / 2;
+    Bytes image = EndingWithAStream(GetParam(), sector, into);
+    EXPECT_EQ(Problems(image), "");
+    // What the last sector lacks behind the stream's end is nothing.
+    for (const std::size_t lacking : {std::size_t{0}, sector / 4, sector - into}) {
+        FaultyDisk disk(Bytes(image.begin(), image.end() - static_cast<std::ptrdiff_t>(lacking)));
+        const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+        Put(*file, u"new", Pattern(700000, 1));
+        file->Commit();
+        EXPECT_EQ(Problems(disk.Content()), "");
+        EXPECT_TRUE(Get(*file, u"late") == Pattern(40 * sector + into, 2));
+    }
+    for (const std::size_t lacking : {sector - into + 1, sector - 1, sector, sector + 1, image.size() / 4, image.size() / 2}) {
+        const Bytes cut(image.begin(), image.end() - static_cast<std::ptrdiff_t>(lacking));
+        EXPECT_EQ(StatusOf([&] { Get(*OpenBytes(cut), u"late"); }), Status::Corrupt);
+        ExpectNotWritten(cut, std::to_string(lacking) + " bytes are missing");
+    }
+    // Within a structure: the same file with the mini stream, then the directory, moved to its end.
+    for (const bool directory : {false, true}) {
+        Sample moved(GetParam(), image);
+        const std::size_t link = directory ? 48 : moved.Entry(0) + 116;
+        const SectorId from = moved.Number(link), to = static_cast<SectorId>(image.size() / sector - 1);
+        moved.image.insert(moved.image.end(), moved.image.begin() + static_cast<std::ptrdiff_t>(moved.Sector(from)),
+                           moved.image.begin() + static_cast<std::ptrdiff_t>(moved.Sector(from) + sector));
+        moved.Set(moved.Fat(to), moved.Number(moved.Fat(from)));
+        moved.Set(moved.Fat(from), kFreeSector);
+        moved.Set(directory ? 48 : moved.Entry(0) + 116, to);
+        EXPECT_EQ(Problems(moved.image), "");
+        Bytes cut = moved.image;
+        cut.resize(cut.size() - sector + (directory ? sector - 64 : 90));
+        ExpectNotWritten(cut, directory ? "the directory" : "the mini stream");
+    }
+}
+
+TEST_P(Hostile, AFileWhoseStructuresCountAsFreeIsNotWritten) {
+    for (const char* what : {"FAT", "DIFAT", "directory", "mini FAT", "mini stream"}) {
+        const bool difat = std::string_view(what) == "DIFAT";
+        if (difat && GetParam() == 4) continue;  // begins at 450 MB
+        Content content{{u"early", Pattern(5000, 1)}, {u"small", Pattern(3000, 3)}};
+        if (difat) content[u"large"] = Pattern(7200000, 2);
+        Sample sample(GetParam(), ImageOf(content, GetParam()));
+        const SectorId sector = sample.Number(what == std::string_view("FAT")          ? 76
+                                              : difat                                  ? 68
+                                              : what == std::string_view("directory")  ? 48
+                                              : what == std::string_view("mini FAT") ? 60
+                                                                                       : sample.Entry(0) + 116);
+        sample.Set(sample.Fat(sector), kFreeSector);
+        ExpectNotWritten(sample.image, what);
+    }
 }
 
 TEST_P(Hostile, AnyByteMayBeAnything) {

@@ -5,10 +5,15 @@
 //   2. A sector that a reader of an older state may need is not free.
 //   3. Everything the new header leads to is durable before the header is written.
 //   4. One write of the 512-byte header, made durable, is the commit. Until then a failure drops the draft and nothing
-//      else: the committed state is what it was, what is pending stays pending.
+//      else: the committed state is what it was, what is pending stays pending. Content that was written before a flush
+//      that failed counts as lost; no commit comes through with it.
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
 //      and the generation is not used again, until another commit has come through.
+//   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
+//      the disk.
+//   8. Before content is written and directly before the header is, the file is found to be the one that was opened:
+//      under its name, with the header that was read.
 //
 // A file that has no name yet takes it in place of 4: it is complete, header included, and durable before.
 //
@@ -176,6 +181,8 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
     File& file = disk.OnDisk();
     const Header oldHeader = disk.Head();
+    const bool isFirst = committed.Empty(), hadName = file.Published();
+    assert(isFirst || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
     // What the switch needs is made before the commit point.
@@ -183,7 +190,6 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     committed.ViewsMoved();
     disk.Adopt(header);
     std::shared_ptr<Committed> next;
-    const bool hadName = file.Published();
     bool held = false, headerTouched = false;
     try {
         next = std::make_shared<Committed>(disk);
@@ -192,6 +198,9 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
         if (hadName) {
             disk.Flush();
             assert(!disk.HasUnflushed() && disk.Head().Generation() != oldHeader.Generation());  // 3
+            file.RequireName();  // 8
+            if (!isFirst) disk.RequireCurrent(oldHeader);
+            disk.AboutToWrite(header);
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
@@ -228,6 +237,7 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
+    state.volume.HeaderIsWritten();
     ++state.volume.Counters().commits;
 }
 
@@ -245,12 +255,22 @@ void CompoundFile::State::Commit::RestoreHeader() noexcept {
     }
 }
 
+void CompoundFile::State::RequireNothingLost() {
+    pending->ForEachContent([this](const Change& change) {
+        if (change.large && volume.IsLost(change.large->batch))
+            throw Failure(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
+    });
+}
+
 void CompoundFile::State::CommitAll() {
     RequireWritable();
     if (pending->Empty() && !committed->Empty()) return;
+    RequireNothingLost();
+    volume.OnDisk().RequireName();
+    RequireCurrent();
     FreeSpace();
-    MoveStreamsToFront();
-    {
+    try {
+        MoveStreamsToFront();
         Commit commit(*this);
         commit.DraftSmallStreams();
         commit.DraftLargeStreams();
@@ -258,7 +278,11 @@ void CompoundFile::State::CommitAll() {
         commit.draft.MoveToFront();
         commit.PlaceAll();
         commit.WriteAndSwitch();
+    } catch (...) {
+        ForgetMoved();
+        throw;
     }
+    moved.clear();
     CutFreeTail();
 }
 

@@ -88,11 +88,17 @@ Stream CompoundFile::Get(std::u16string_view name) const {
     throw Failure(Status::NotFound, "no stream has this name");
 }
 
-void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) { state_->Write(name, content); }
+void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) {
+    state_->InCurrentFile([&] { state_->Write(name, content); });
+}
 
-void CompoundFile::Remove(std::u16string_view name) { state_->Remove(name); }
+void CompoundFile::Remove(std::u16string_view name) {
+    state_->InCurrentFile([&] { state_->Remove(name); });
+}
 
-void CompoundFile::Commit() { state_->CommitAll(); }
+void CompoundFile::Commit() {
+    state_->InCurrentFile([this] { state_->CommitAll(); });
+}
 
 void CompoundFile::Revert() noexcept { state_->Revert(); }
 

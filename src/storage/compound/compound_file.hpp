@@ -67,7 +67,10 @@ public:
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
 
-    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending.
+    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending. Large streams
+    // that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they are written
+    // again, removed or reverted. NotFound or NotCurrent where other programs have removed, replaced or changed the
+    // file; only a changed one cannot be read any more.
     void Commit();
     void Revert() noexcept;  // forgets everything since the last commit
     bool Changed() const;
@@ -76,7 +79,8 @@ public:
     void ForEachStream(const std::function<void(std::u16string_view name, std::uint64_t size)>& visit) const;
 
     // Every stream of the state last committed, in the order in which they stand in the file: the fastest way to read
-    // most of them. The bytes are valid during the visit, which must not write to this file.
+    // most of them. The bytes are valid during the visit, which must not write to this file. NotCurrent where another
+    // program has changed the file, be it meanwhile.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
     // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them

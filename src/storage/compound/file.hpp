@@ -47,6 +47,10 @@ public:
     virtual bool Published() const { return true; }
     virtual void Publish() {}
 
+    // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound or
+    // PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
+    virtual void RequireName() const {}
+
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
     // file is closed, or until it announces another one. The writer asks before it reuses what an older state may need:
     // is there a reader of any of the 2^31 generations before this one (generations count in a circle)?

@@ -158,16 +158,23 @@ Descriptor LockReplaced(const fs::path& path, Access access) {
     }
 }
 
+// So that it names the same file whatever the program's folder is later.
+fs::path Absolute(const fs::path& path) {
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(path, ignored);
+    return ignored ? path : absolute;
+}
+
 class PosixFile final : public File {
 public:
-    // With a path, an unnamed file that takes this path's place at Publish(). `replaced` is what stands there now,
-    // locked.
-    PosixFile(Descriptor fd, Access access, fs::path finalPath = {}, fs::path temporaryPath = {},
+    // At its path, or a file without a name that takes the path's place at Publish(). `replaced` is what stands there
+    // now, locked.
+    PosixFile(Descriptor fd, Access access, const fs::path& path, bool published, fs::path temporaryPath = {},
               Descriptor replaced = {})
         : fd_(std::move(fd)),
           access_(access),
-          published_(finalPath.empty()),
-          finalPath_(std::move(finalPath)),
+          published_(published),
+          finalPath_(Absolute(path)),
           temporaryPath_(std::move(temporaryPath)),
           replaced_(std::move(replaced)) {}
 
@@ -201,6 +208,7 @@ public:
 
     bool Published() const override { return published_; }
     void Publish() override;
+    void RequireName() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -297,6 +305,21 @@ void PosixFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
     }
 }
 
+// Where the path cannot be looked at, nothing says that it leads elsewhere.
+void PosixFile::RequireName() const {
+    if (!published_) return;
+    const struct stat opened = StatusOf(fd_.get(), finalPath_);
+    struct stat named {};
+    if (::stat(finalPath_.c_str(), &named) == 0) {
+        if (!IsSame(named, opened) && IsSame(StatusOf(fd_.get(), finalPath_), opened))
+            throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
+    } else if (errno == ENOENT || errno == ENOTDIR) {
+        throw SystemError(errno, Status::NotFound, finalPath_.string() + " was removed or moved");
+    } else if (opened.st_nlink == 0) {
+        throw Failure(Status::NotFound, finalPath_.string(), " was removed");
+    }
+}
+
 fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
 
 // Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
@@ -374,7 +397,7 @@ void PosixFile::Publish() {
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<PosixFile>(OpenLocked(path, access), access);
+    return std::make_unique<PosixFile>(OpenLocked(path, access), access, path, true);
 }
 
 namespace {
@@ -406,7 +429,7 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descri
         throw SystemError(errno, Status::AccessDenied, target.string());
     }
     if (replaced) posix::CopyAttributes(replaced.get(), fd.get());
-    auto file = std::make_unique<PosixFile>(std::move(fd), access, target, temporary, std::move(replaced));
+    auto file = std::make_unique<PosixFile>(std::move(fd), access, target, false, temporary, std::move(replaced));
     file->LockAsNew();
     return file;
 }

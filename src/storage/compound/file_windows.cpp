@@ -277,15 +277,22 @@ void CopyPermissions(const std::wstring& from, HANDLE to) {
     ::LocalFree(descriptor);
 }
 
+// So that it names the same file whatever the program's folder is later.
+fs::path Absolute(const fs::path& path) {
+    std::error_code ignored;
+    fs::path absolute = fs::absolute(path, ignored);
+    return ignored ? path : absolute;
+}
+
 class WindowsFile final : public File {
 public:
-    // With a path, a file under another name beside it that takes the path at Publish(). `replaced` is what stands
-    // there now, locked.
-    WindowsFile(Handle file, Access access, fs::path finalPath = {}, Handle replaced = {})
+    // At its path, or under another name beside it and takes the path at Publish(). `replaced` is what stands there now,
+    // locked.
+    WindowsFile(Handle file, Access access, const fs::path& path, bool published, Handle replaced = {})
         : file_(std::move(file)),
           access_(access),
-          published_(finalPath.empty()),
-          finalPath_(std::move(finalPath)),
+          published_(published),
+          finalPath_(Absolute(path)),
           replaced_(std::move(replaced)) {}
 
     ~WindowsFile() override {
@@ -333,6 +340,7 @@ public:
 
     bool Published() const override { return published_; }
     void Publish() override;
+    void RequireName() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -535,6 +543,25 @@ void WindowsFile::Publish() {
     RemoveLeftBehind(finalPath_);
 }
 
+// Where the path cannot be looked at, nothing says that it leads elsewhere.
+void WindowsFile::RequireName() const {
+    if (!published_) return;
+    FILE_STANDARD_INFO standard{};
+    if (::GetFileInformationByHandleEx(file_.get(), FileStandardInfo, &standard, sizeof standard) &&
+        (standard.DeletePending || standard.NumberOfLinks == 0))
+        throw Failure(Status::NotFound, Shown(finalPath_), " was removed");
+    const Handle named = OpenToAsk(SystemPath(finalPath_));
+    if (!named) {
+        const DWORD code = ::GetLastError();
+        if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND)
+            throw SystemError(code, Status::NotFound, Shown(finalPath_) + " was removed or moved");
+        return;
+    }
+    const auto opened = InformationOf(file_), found = InformationOf(named);
+    if (opened && found && !IsSame(opened, found))
+        throw Failure(Status::NotCurrent, Shown(finalPath_), " is another file now");
+}
+
 // A link stays, its target is replaced.
 fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
@@ -545,7 +572,7 @@ fs::path TargetOf(const fs::path& path) {
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle replaced) {
-    auto file = std::make_unique<WindowsFile>(Handle(), access, target, std::move(replaced));
+    auto file = std::make_unique<WindowsFile>(Handle(), access, target, false, std::move(replaced));
     file->MakeAsNew(HiddenNameBeside(target));
     return file;
 }
@@ -553,7 +580,7 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<WindowsFile>(OpenLocked(path, access), access);
+    return std::make_unique<WindowsFile>(OpenLocked(path, access), access, path, true);
 }
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {

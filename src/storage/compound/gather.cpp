@@ -37,19 +37,18 @@ void CompoundFile::State::MoveStreamsToFront() {
     const FreeMap& sectors = space->Sectors();
     const std::uint32_t end = sectors.End(), middle = end / 2;
     if (committed->Empty() || end <= kSmall || sectors.FreeCount() <= middle || end == gatheredEnd) return;
-    bool moved = false;
     try {
-        for (const EntryId id : StreamsBehind(*committed, middle, kMostMoved)) moved = MoveStream(id, middle) || moved;
+        for (const EntryId id : StreamsBehind(*committed, middle, kMostMoved)) MoveStream(id, middle);
     } catch (const Error&) {  // it was not necessary
     }
-    if (!moved) gatheredEnd = end;
+    if (moved.empty()) gatheredEnd = end;
 }
 
-bool CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
+void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
     std::array<char16_t, kMaxNameLength> buffer;
     const std::u16string_view name = committed->At(id).Name(buffer);
     const FoldedName folded(name);
-    if (pending->Find(folded) != nullptr) return false;
+    if (pending->Find(folded) != nullptr) return;
     StreamBody stream(committed, id);
     std::vector<Piece> content;
     for (std::uint64_t at = 0; at < stream.size;) {
@@ -57,19 +56,19 @@ bool CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
         content.emplace_back(volume.Bytes(extent.offset, extent.count), static_cast<std::size_t>(extent.count));
         at += extent.count;
     }
+    moved.reserve(moved.size() + 1);
     Change& change = pending->Add(name, folded, id);
     try {
         change.size = stream.size;
-        change.large = std::make_unique<LargeContent>();
-        LargeContent& large = *change.large;
+        LargeContent& large = MakeLarge(change);
         large.fresh = space->Sectors().TakeRuns(static_cast<std::uint32_t>(volume.SectorsFor(stream.size)));
         large.runs = large.fresh;
-        change.kind = Change::Kind::Large;
         const auto inFront = [middle](const Run& run) { return run.first + run.count <= middle; };
         if (std::all_of(large.fresh.begin(), large.fresh.end(), inFront)) {
             PieceCursor cursor(content);
             for (const Run& run : large.fresh) WriteRun(run, cursor);
-            return true;
+            moved.push_back(&change);
+            return;
         }
     } catch (...) {
         DropContent(change);
@@ -78,7 +77,15 @@ bool CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
     }
     DropContent(change);
     pending->Erase(change);
-    return false;
+}
+
+// Where the commit fails they stay where they are: nobody else has them to write them again.
+void CompoundFile::State::ForgetMoved() noexcept {
+    for (Change* change : moved) {
+        DropContent(*change);
+        pending->Erase(*change);
+    }
+    moved.clear();
 }
 
 // A tail worth it, as a file whose end moves with every commit costs more to flush. Not being able to cut it is no

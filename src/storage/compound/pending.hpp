@@ -19,6 +19,7 @@ struct LargeContent {
     std::vector<Run> runs;         // all of it
     std::vector<Run> fresh;        // those that were written for this change
     bool keepsOldSectors = false;  // the others are the committed stream's
+    std::uint32_t batch = 0;       // in which it was written
 };
 
 struct Change {

@@ -147,7 +147,8 @@ std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint
 }  // namespace
 
 void CompoundFile::ReadAll(const std::function<void(std::u16string_view, std::span<const std::byte>)>& visit) const {
-    Reader(state_->committed, visit).ReadAll();
+    state_->InCurrentFile([&] { Reader(state_->committed, visit).ReadAll(); });
+    state_->RequireCurrent();
 }
 
 }  // namespace lumvex::compound

@@ -16,6 +16,52 @@ bool AnyFree(const std::byte* entries) {
     return found != 0;
 }
 
+// Where the file ends within a sector: does what ends there end before it?
+bool ALastStreamEndsBefore(Committed& committed, SectorId last, std::size_t bytes) {
+    const Volume& volume = committed.OnDisk();
+    std::uint64_t walked = 0;
+    for (EntryId id = 0; id < committed.EntryCount(); ++id) {  // those of folders too
+        const Entry entry = committed.At(id);
+        const std::uint64_t size = entry.Size(volume.Head().Version());
+        const bool hasSectors = entry.Type() == EntryType::Root ||
+                                (entry.Type() == EntryType::Stream && !committed.IsMini(size));
+        if (!hasSectors || size == 0) continue;
+        Chain chain(entry.Start());
+        walked += chain.Length(committed.Fat());
+        if (walked > volume.SectorCount()) throw Corrupt("streams share sectors");
+        const Run& end = chain.Runs(committed.Fat()).back();
+        if (end.first + end.count - 1 == last)
+            return volume.SectorsFor(size) == end.index + end.count && (size - 1) % volume.SectorSize() < bytes;
+    }
+    return false;
+}
+
+// A save would turn what is missing into zeros that nobody can tell from content.
+void RequireNothingMissing(Committed& committed, const FreeMap& sectors, SectorId reserved) {
+    const Volume& volume = committed.OnDisk();
+    const std::uint32_t count = volume.SectorCount();
+    for (SectorId sector = count; sector < sectors.End(); ++sector)
+        if (!sectors.IsFree(sector) && sector != reserved)
+            throw Corrupt("the file was cut short: it has ", count, " sectors, but sector ", sector, " is in use");
+    const std::size_t lacking = volume.LastSectorLacks();
+    if (lacking != 0 && !sectors.IsFree(count - 1) &&
+        !ALastStreamEndsBefore(committed, count - 1, volume.SectorSize() - lacking))
+        throw Corrupt("the file was cut short by ", lacking, " bytes of its last sector or more");
+}
+
+// A save would write over what is in use.
+void RequireStructuresInUse(Committed& committed, const FreeMap& sectors) {
+    const auto require = [&sectors](SectorId sector) {
+        if (sectors.IsFree(sector)) throw Corrupt("sector ", sector, " holds a part of the FAT, but is marked free");
+    };
+    FatPages& fat = committed.FatSectors();
+    for (std::uint32_t i = 0; i < committed.OnDisk().Head().FatSectors(); ++i) require(fat.Location(i));
+    for (const SectorId sector : fat.DifatSectors()) require(sector);
+    for (Chain* chain : {&committed.Directory().Sectors(), &committed.MiniFatSectors().Sectors(),
+                         &committed.MiniStream().Sectors()})
+        static_cast<void>(chain->Length(committed.Fat()));  // Corrupt where it reaches a free sector
+}
+
 }  // namespace
 
 FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved) {
@@ -48,7 +94,7 @@ FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorI
     }
     if (length != 0) give(gap, length);
     if (covered < total) give(static_cast<SectorId>(covered), total - static_cast<SectorId>(covered));
-    // A table may go on behind the end of what there is; entries in use there stay out of reach.
+    // A table may go on behind the end of what there is; entries in use there count.
     if (count < total) map.CutTo(std::max(count, map.UsedEnd()));
     return map;
 }
@@ -61,6 +107,8 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
         throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> volume.SectorShift()) - 1);
     sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved);
+    RequireNothingMissing(committed, sectors_, reserved);
+    RequireStructuresInUse(committed, sectors_);
     if (alone_ || sectors_.FreeCount() == 0 || !file_.ReaderOlderThan(volume.Head().Generation())) return;
     Held all{volume.Head().Generation(), {}};
     for (auto gap = sectors_.NextGap(0); gap; gap = sectors_.NextGap(gap->first + gap->count)) {

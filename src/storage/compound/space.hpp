@@ -14,7 +14,8 @@ namespace lumvex::compound {
 
 class Space {
 public:
-    // alone: nobody else can have the file open.
+    // alone: nobody else can have the file open. Corrupt where writing to the file would hide or do damage: it lacks
+    // sectors that are in use, or has its own structures in sectors that count as free.
     Space(Committed& committed, bool alone);
 
     FreeMap& Sectors() { return sectors_; }

@@ -26,6 +26,22 @@ struct CompoundFile::State {
         if (access == Access::ReadShared) throw Failure(Status::AccessDenied, "the file is open for reading only");
     }
     Space& FreeSpace();
+    // NotCurrent where another program has changed the file of a writer. Beside a reader one of ours may.
+    void RequireCurrent() {
+        if (access != Access::ReadShared && !committed->Empty()) volume.RequireCurrent(volume.Head());
+    }
+
+    // Work that fails because of what another program has written says so.
+    template <class Work>
+    void InCurrentFile(Work&& work) {
+        if (pending->Empty()) RequireCurrent();
+        try {
+            work();
+        } catch (const Error&) {
+            RequireCurrent();
+            throw;
+        }
+    }
 
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
@@ -43,15 +59,20 @@ struct CompoundFile::State {
     std::uint32_t lastGeneration;     // that was written, be it in vain
 
     std::uint32_t gatheredEnd = 0;  // the file's end when last no stream was found to be moved to the front
+    std::vector<Change*> moved;     // to the front by the commit under way
 
 private:
     struct Commit;  // one commit under way
 
+    void MakeHeaderDurable();
+    void RequireNothingLost();
     void MoveStreamsToFront();
-    bool MoveStream(EntryId id, std::uint32_t middle);
+    void ForgetMoved() noexcept;
+    void MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
     void WriteNew(Change& change, std::span<const Piece> content);
+    LargeContent& MakeLarge(Change& change);
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content);
     void WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,

@@ -23,6 +23,7 @@ enum class Status : std::uint32_t {
     InvalidHeader = 0x800300FB,
     InvalidName = 0x800300FC,
     InvalidFlag = 0x800300FF,
+    NotCurrent = 0x80030101,  // another program has changed or replaced the file
     Corrupt = 0x80030109,
 };
 

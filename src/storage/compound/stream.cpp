@@ -34,7 +34,7 @@ StreamBody::StreamBody(std::shared_ptr<Committed> from, std::shared_ptr<PendingC
       isMini(change.kind == Change::Kind::Small),
       isFresh(true),
       small(change.small) {
-    if (change.large) runs = change.large->runs;
+    if (change.large) runs = change.large->runs, batch = change.large->batch;
 }
 
 StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t count) {
@@ -70,8 +70,12 @@ StreamBody::Extent StreamBody::ExtentAt(std::uint64_t offset, std::uint64_t coun
 
 void StreamBody::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
     if (committed->IsRetired()) throw Failure(Status::ReadFault, "the stream was opened before the last commit");
+    if (committed->OnDisk().ChangedByOthers())
+        throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
     if (offset > size || count > size - offset)
         throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + count, " of a stream of ", size);
+    if (isFresh && !isMini && committed->OnDisk().IsLost(batch))
+        throw Failure(Status::ReadFault, "the stream was lost when the disk failed");
 }
 
 void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {

@@ -23,7 +23,8 @@ struct StreamBody {
     };
     Extent ExtentAt(std::uint64_t offset, std::uint64_t count);
 
-    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;  // ReadFault
+    // ReadFault: beyond the end, of a state that is gone, or lost with a flush that failed. NotCurrent.
+    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
 
     std::shared_ptr<Committed> committed;
@@ -31,6 +32,7 @@ struct StreamBody {
     std::uint64_t size = 0;
     bool isMini = false;
     bool isFresh = false;              // not all of it shows in the mapping
+    std::uint32_t batch = 0;           // then: in which it was written
     const std::byte* small = nullptr;  // the bytes themselves
     Chain chain;
     std::vector<Run> runs;  // in place of the chain

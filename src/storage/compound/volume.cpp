@@ -45,9 +45,24 @@ void Volume::ReadBack(std::uint64_t offset, std::span<std::byte> bytes) {
 void Volume::Flush() {
     WriteGathered();
     std::vector<std::byte>().swap(gathered_);
+    lost_.push_back(batch_++);
     file_->Flush();
+    lost_.pop_back();  // it came through
     unflushed_ = false;
     ++counters_.flushes;
+}
+
+bool Volume::IsLost(std::uint32_t batch) const { return std::ranges::find(lost_, batch) != lost_.end(); }
+
+void Volume::RequireCurrent(const Header& committed) {
+    if (!changedByOthers_) {
+        Header::Bytes found{};
+        const bool isShorter = file_->Size() < view_.size();
+        if (!isShorter) file_->Read(0, found);
+        changedByOthers_ =
+            isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
+    }
+    if (changedByOthers_) throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
 }
 
 void Volume::Map() {

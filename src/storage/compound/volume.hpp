@@ -29,6 +29,7 @@ public:
     // Sectors of the file as last mapped; a last one that the file cuts short is one of them.
     std::uint32_t SectorCount() const { return sectorCount_; }
     std::uint64_t MappedSize() const { return view_.size(); }
+    std::size_t LastSectorLacks() const { return lastSector_.empty() ? 0 : SectorSize() - (view_.size() & (SectorSize() - 1)); }
 
     // A whole sector of the file's own structures. What a cut-short last sector lacks is zero.
     const std::byte* Sector(SectorId sector);
@@ -41,12 +42,24 @@ public:
     void Flush();
     bool HasUnflushed() const { return unflushed_; }
 
+    // What is written between two flushes is one batch. A batch whose flush failed counts as lost: the system may have
+    // dropped it, and shows it all the same as long as it has it in memory.
+    std::uint32_t Batch() const { return batch_; }  // of what is written now
+    bool IsLost(std::uint32_t batch) const;
+
     // Content of streams. Short pieces that follow each other in the file are gathered and written together, at the
     // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
     // through without them.
     void WriteContent(std::uint64_t offset, std::span<const Piece> pieces);
     void ForgetGathered() noexcept { gathered_.clear(); }  // nothing refers to it any more
     void ReadBack(std::uint64_t offset, std::span<std::byte> bytes);  // as last written
+
+    // Throws NotCurrent, from then on always, where the file is shorter than it was or begins with a header that is
+    // neither the committed one nor one that was tried in vain to be written: another program has changed it.
+    void RequireCurrent(const Header& committed);
+    bool ChangedByOthers() const { return changedByOthers_; }
+    void AboutToWrite(const Header& header) { tried_.push_back(header.bytes()); }
+    void HeaderIsWritten() noexcept { tried_.clear(); }
 
     void Map();  // makes what the file has become visible; views move
     void Adopt(const Header& header) { header_ = header; }
@@ -72,6 +85,10 @@ private:
     std::span<const std::byte> view_;
     std::uint32_t sectorCount_ = 0;
     bool unflushed_ = false;
+    std::uint32_t batch_ = 0;
+    std::vector<std::uint32_t> lost_;  // batches
+    std::vector<Header::Bytes> tried_;
+    bool changedByOthers_ = false;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
     std::uint64_t gatheredAt_ = 0;

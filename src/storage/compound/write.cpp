@@ -50,9 +50,21 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
 
 Space& CompoundFile::State::FreeSpace() {
     if (!nextPending) nextPending = std::make_shared<PendingChanges>();
-    if (!space) space.emplace(*committed, access == Access::Exclusive);
+    if (!space) {
+        Space found(*committed, access == Access::Exclusive);
+        if (!committed->Empty()) MakeHeaderDurable();
+        space.emplace(std::move(found));
+    }
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
+}
+
+// Whoever wrote the header that was read may have died before it was on the disk, or failed to get it there. Then the
+// disk still needs the sectors that count as free here. Written again, as a page whose flush failed counts as clean.
+void CompoundFile::State::MakeHeaderDurable() {
+    const Piece piece = volume.Head().bytes();
+    volume.Write(0, std::span(&piece, 1));
+    volume.Flush();
 }
 
 void CompoundFile::State::DropContent(Change& change) noexcept {
@@ -147,10 +159,15 @@ void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> cont
         std::fill_n(to, kMiniSectorSize - change.size % kMiniSectorSize, std::byte{0});
 }
 
-void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+LargeContent& CompoundFile::State::MakeLarge(Change& change) {
     change.kind = Change::Kind::Large;
     change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    change.large->batch = volume.Batch();
+    return *change.large;
+}
+
+void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
+    LargeContent& large = MakeLarge(change);
     const auto count = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     const unsigned perFatPageShift = volume.SectorShift() - 2;
     if (old != nullptr)
@@ -165,9 +182,7 @@ void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std:
 
 void CompoundFile::State::WriteDifferences(Change& change, StreamBody& old, std::span<const Piece> content,
                                            const std::vector<Run>& differing) {
-    change.kind = Change::Kind::Large;
-    change.large = std::make_unique<LargeContent>();
-    LargeContent& large = *change.large;
+    LargeContent& large = MakeLarge(change);
     large.keepsOldSectors = true;
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
     std::uint32_t done = 0;
