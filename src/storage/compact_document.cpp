@@ -36,15 +36,14 @@ int ShortestVersion(const std::vector<std::uint64_t>& streams) {
 }
 
 Compaction Compact(const std::filesystem::path& path, const Progress& progress) {
-    auto opened = compound::OpenFile(path, compound::Access::Exclusive);
-    const compound::File& held = *opened;
-    const auto from = CompoundFile::Open(std::move(opened), compound::Access::Exclusive);
+    const auto from =
+        CompoundFile::Open(compound::OpenFile(path, compound::Access::Exclusive), compound::Access::Exclusive);
     std::vector<std::uint64_t> sizes;
     from->ForEachStream([&](std::u16string_view, std::uint64_t size) { sizes.push_back(size); });
     const std::size_t streams = sizes.size();
     from->ForEachInFolders([&](std::uint64_t size) { sizes.push_back(size); });
 
-    const auto to = CompoundFile::Create(compound::CreateReplacing(path, held), ShortestVersion(sizes));
+    const auto to = from->CreateSuccessor(ShortestVersion(sizes));
     to->CarryFrom(*from);
     std::size_t done = 0;
     from->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {

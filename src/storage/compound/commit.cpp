@@ -237,6 +237,7 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
+    state.hadTooLong = false;
     state.volume.HeaderIsWritten();
     ++state.volume.Counters().commits;
 }

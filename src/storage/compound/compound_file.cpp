@@ -48,6 +48,12 @@ std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, i
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
 
+std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version) const {
+    state_->RequireWritable();
+    state_->RequireCurrent();
+    return Create(state_->volume.OnDisk().CreateSuccessor(), version);
+}
+
 std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     const FoldedName folded(name);
@@ -130,6 +136,12 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
                      visit(entry.Name(buffer), entry.Size(version));
              });
     visitPendingUpTo(nullptr);
+}
+
+bool CompoundFile::IsOutgrown() const {
+    if (Version() != 3) return false;
+    return state_->hadTooLong || (state_->space && state_->space->Sectors().Refused()) ||
+           FileSize() > kLargestVersion3File;
 }
 
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }

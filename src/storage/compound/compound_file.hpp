@@ -45,6 +45,10 @@ public:
     // Commit.
     [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
 
+    // An empty one that takes this one's place at its first commit; until then this one stays open and as it is. What was
+    // not committed here does not go along.
+    [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version) const;
+
     ~CompoundFile();  // forgets what is not committed
     CompoundFile(const CompoundFile&) = delete;
     CompoundFile& operator=(const CompoundFile&) = delete;
@@ -92,6 +96,10 @@ public:
     void ForEachInFolders(const std::function<void(std::uint64_t size)>& visit) const;
 
     int Version() const;
+
+    // Other readers refuse files of version 3 from 2 GB on. Is this one as long, or did something fail since the last
+    // commit because it would have been (MediumFull)?
+    bool IsOutgrown() const;
     std::uint64_t FileSize() const;  // bytes
 
     struct Statistics {

@@ -202,13 +202,12 @@ public:
             throw SystemError(errno, Status::WriteFault, "resize");
     }
 
-    const Descriptor& Opened() const { return fd_; }
-
     void LockAsNew() { RequireLocksFor(fd_, access_, finalPath_); }
 
     bool Published() const override { return published_; }
     void Publish() override;
     void RequireName() const override;
+    std::unique_ptr<File> CreateSuccessor() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -360,6 +359,11 @@ bool PosixFile::TakeFreeName() {
 }
 
 void PosixFile::TakeNameOfReplaced() {
+    struct stat named {};
+    const struct stat locked = StatusOf(replaced_.get(), finalPath_);
+    if (::stat(finalPath_.c_str(), &named) == 0 && !IsSame(named, locked) &&
+        IsSame(StatusOf(replaced_.get(), finalPath_), locked))
+        throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
     if (temporaryPath_.empty()) {
         fs::path beside = FolderOf(finalPath_) / HiddenNameFor(finalPath_);
         if (posix::NameUnnamed(fd_.get(), beside.c_str()) != 0)
@@ -434,16 +438,17 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descri
     return file;
 }
 
+std::unique_ptr<File> PosixFile::CreateSuccessor() const {
+    RequireName();
+    return CreateBeside(TargetOf(finalPath_), access_, fd_);
+}
+
 }  // namespace
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
-    const fs::path target = TargetOf(path);
+    const fs::path target = TargetOf(Absolute(path));
     return CreateBeside(target, access, LockReplaced(target, access));
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
-    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const PosixFile&>(openThere).Opened());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {

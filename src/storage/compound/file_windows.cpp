@@ -341,6 +341,7 @@ public:
     bool Published() const override { return published_; }
     void Publish() override;
     void RequireName() const override;
+    std::unique_ptr<File> CreateSuccessor() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
@@ -577,6 +578,11 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle
     return file;
 }
 
+std::unique_ptr<File> WindowsFile::CreateSuccessor() const {
+    RequireName();
+    return CreateBeside(TargetOf(finalPath_), access_, Duplicate());
+}
+
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
@@ -587,10 +593,6 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
     const fs::path target = TargetOf(path);
     return CreateBeside(target, access, LockReplaced(target, access));
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
-    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const WindowsFile&>(openThere).Duplicate());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {

@@ -36,6 +36,9 @@ constexpr std::size_t kMaxNameLength = 31;  // UTF-16 code units
 // Programs lock bytes of this range, so the sector over it never holds data.
 constexpr std::uint64_t kRangeLockOffset = 0x7FFFFF00;
 
+// Files of version 3 end before it, at the last whole sector below 2 GB: other readers refuse longer ones.
+constexpr std::uint64_t kLargestVersion3File = kRangeLockOffset & ~std::uint64_t{511};
+
 template <class Number>
 [[nodiscard]] inline Number Swapped(Number number) {
     if constexpr (std::endian::native == std::endian::big) {

@@ -76,9 +76,10 @@ void CompoundFile::State::DropContent(Change& change) noexcept {
     change.size = 0;
 }
 
-void CompoundFile::State::RequireFits(std::uint64_t size) const {
-    if (volume.Head().Version() == 3 && size > kLargestVersion3Stream)
-        throw Failure(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
+void CompoundFile::State::RequireFits(std::uint64_t size) {
+    if (volume.Head().Version() != 3 || size <= kLargestVersion3Stream) return;
+    hadTooLong = true;
+    throw Failure(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
 }
 
 void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
