@@ -25,8 +25,7 @@ public:
     template <class Owner>
     void Put(const VARIANT& value, Owner& owner) {
         owner.ResolveRoot();
-        ConvertArrayIn(value, slot, channels_(owner));
-        owner.Commit(LX_EV_DATA_CHANGE);
+        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, channels_(owner)); });
     }
     void Materialise();
     // An array that still stands in the file is read: its stream belongs to the other object.

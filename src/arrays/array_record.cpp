@@ -39,10 +39,11 @@ VARTYPE CheckedType(std::uint16_t type) {
 }
 
 // Bounds whose elements the rest of the stream cannot hold, at `elementSize` bytes or more each, are refused before
-// anything is made of them.
+// anything is made of them; and so are more dimensions than a client could be given, whose arrays count them in 16 bits.
 Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
-    if (count == 0 || count > reader.Left() / 8) throw Failure(kReadFault);
+    constexpr std::uint32_t kMostDimensions = 0xFFFF;
+    if (count == 0 || count > kMostDimensions || count > reader.Left() / 8) throw Failure(kReadFault);
     Dimensions dimensions;
     std::uint64_t elements = 1;
     for (std::uint32_t at = 0; at < count; ++at) {
@@ -57,17 +58,35 @@ Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t
     return dimensions;
 }
 
-// Texts stand with the first dimension outermost; in memory it varies fastest.
-std::size_t MemoryIndex(const Dimensions& dimensions, std::size_t inRecord) {
-    std::size_t index = 0, stride = 1, below = 1;
-    for (const Dimension& dimension : dimensions) below *= dimension.count;
-    for (const Dimension& dimension : dimensions) {
-        below /= dimension.count;
-        index += (inRecord / below) % dimension.count * stride;
-        stride *= dimension.count;
+// Goes through texts in the order of a record, the last dimension fastest, and says where each lies in memory, where the
+// first one is. Dimensions of one element never move and are left out: of the others an array of n elements has log2(n)
+// at most, and few of them move in a step.
+class RecordOrder {
+public:
+    explicit RecordOrder(const Dimensions& dimensions) {
+        std::size_t stride = 1;
+        for (const Dimension& dimension : dimensions) {
+            if (dimension.count != 1) moving_.push_back({dimension.count, stride, 0});
+            stride *= dimension.count;
+        }
     }
-    return index;
-}
+    std::size_t Index() const { return index_; }
+    void Next() {
+        for (auto each = moving_.rbegin(); each != moving_.rend(); ++each) {
+            index_ += each->stride;
+            if (++each->at != each->count) return;
+            index_ -= each->stride * each->count;
+            each->at = 0;
+        }
+    }
+
+private:
+    struct Moving {
+        std::size_t count, stride, at;
+    };
+    std::vector<Moving> moving_;
+    std::size_t index_ = 0;
+};
 
 StoredArray::Text ReadText(RecordReader& reader) {
     const std::uint32_t length = reader.U32();
@@ -83,7 +102,8 @@ ArraySlot ReadTexts(RecordReader& reader, Dimensions dimensions) {
     std::size_t count = 1;
     for (const Dimension& dimension : dimensions) count *= dimension.count;
     std::vector<StoredArray::Text> texts(count);
-    for (std::size_t at = 0; at < count; ++at) texts[MemoryIndex(dimensions, at)] = ReadText(reader);
+    RecordOrder order(dimensions);
+    for (std::size_t at = 0; at < count; ++at, order.Next()) texts[order.Index()] = ReadText(reader);
     return std::make_shared<StoredArray>(std::move(dimensions), std::move(texts));
 }
 
@@ -99,8 +119,9 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
         writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lower} + dimension.count - 1));
     }
     if (slot->Type() != VT_BSTR) return writer.Block(slot->Elements());
-    for (std::size_t at = 0; at < slot->Texts().size(); ++at) {
-        const StoredArray::Text& text = slot->Texts()[MemoryIndex(slot->Shape(), at)];
+    RecordOrder order(slot->Shape());
+    for (std::size_t at = 0; at < slot->Texts().size(); ++at, order.Next()) {
+        const StoredArray::Text& text = slot->Texts()[order.Index()];
         writer.U32(text ? static_cast<std::uint32_t>((text->size() + 1) * sizeof(char16_t)) : 0);
         if (!text) continue;
         writer.Bytes(std::as_bytes(std::span(*text)));

@@ -1,7 +1,7 @@
 // The array inside an object's record:
 //
 //     format           u16     0 no array (nothing follows), 2 current, 1 older (read only)
-//     dimensions       u32     d
+//     dimensions       u32     d, at most 65,535
 //     element type     u16     format 2: 4, 5, 8, 12 or 17; 0 reads as 4
 //     element size     u32     format 1 instead: 4, 8 or 16
 //     bounds           d x (i32 lower, i32 upper)
@@ -19,8 +19,8 @@ namespace lumvex::inside {
 // brought into memory before.
 void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot);
 
-// The slot changes only when the whole record was understood. Types it does not know fail with 4007; bounds that the
-// rest of the stream cannot hold, with the read fault.
+// The slot changes only when the whole record was understood. Types it does not know fail with 4007; more dimensions than
+// 65,535, and bounds that the rest of the stream cannot hold, with the read fault.
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot);
 
 }  // namespace lumvex::inside

@@ -67,6 +67,32 @@ void CheckShape(const Dimensions& dimensions, LONG channels) {
     if (channels >= 0 && channels != 1) throw Failure(Message::ChannelCount);
 }
 
+std::size_t ClientsElementSize(VARTYPE type) {
+    switch (type) {
+        case VT_UI1:
+            return sizeof(BYTE);
+        case VT_I4:
+            return sizeof(LONG);
+        case VT_R4:
+            return sizeof(float);
+        case VT_R8:
+            return sizeof(double);
+        case VT_VARIANT:
+            return sizeof(VARIANT);
+        default:
+            throw Failure(Message::ElementType);
+    }
+}
+
+// The type that the variant says has to be its array's own. Some hosts make arrays that do not know their type: of these
+// the elements have to have the type's size.
+void CheckType(SAFEARRAY* array, VARTYPE type) {
+    const std::size_t size = ClientsElementSize(type);
+    VARTYPE own = VT_EMPTY;
+    const bool isTyped = SUCCEEDED(SafeArrayGetVartype(array, &own)) && own != VT_EMPTY;
+    if (isTyped ? own != type : SafeArrayGetElemsize(array) != size) throw Failure(Message::ElementType);
+}
+
 float FloatOf(const VARIANT& element) {
     switch (element.vt) {
         case VT_I4:
@@ -184,7 +210,16 @@ Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds)
 }
 
 template <class T>
-Variant SideBySide(std::span<const ArraySlot> columns, std::size_t rows, VARTYPE type) {
+Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
+    std::size_t rows = 0, emptyRows = 0;
+    for (const ArraySlot& column : columns) {
+        std::size_t& most = column->Count() != 0 ? rows : emptyRows;
+        most = std::max<std::size_t>(most, column->Shape()[0].count);
+    }
+    if (emptyRows > rows) {
+        if (emptyRows > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
+        rows = emptyRows;
+    }
     OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
     {
         const Access access(array.get());
@@ -219,8 +254,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     const bool bytes = type == VT_UI1;
     std::size_t count = 1;
     for (const Dimension& dimension : dimensions) count *= dimension.count;
-    if (type != VT_UI1 && type != VT_R4 && type != VT_R8 && type != VT_I4 && type != VT_VARIANT)
-        throw Failure(Message::ElementType);
+    CheckType(value.parray, type);
     std::vector<std::byte> elements(count * (bytes ? 1 : sizeof(float)));
     switch (type) {
         case VT_R4:
@@ -263,19 +297,17 @@ Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
 }
 
 Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
-    std::size_t rows = 0;
     for (const ArraySlot& column : columns) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
-        rows = std::max<std::size_t>(rows, column->Shape()[0].count);  // those of an array of no channels too
     }
     switch (type) {
         case LX_R4:
-            return SideBySide<float>(columns, rows, VT_R4);
+            return SideBySide<float>(columns, VT_R4);
         case LX_R8:
-            return SideBySide<double>(columns, rows, VT_R8);
+            return SideBySide<double>(columns, VT_R8);
         case LX_VT:
-            return SideBySide<VARIANT>(columns, rows, VT_VARIANT);
+            return SideBySide<VARIANT>(columns, VT_VARIANT);
         default:
             throw Failure(E_INVALIDARG);
     }

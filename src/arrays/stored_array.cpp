@@ -1,18 +1,23 @@
 #include "arrays/stored_array.hpp"
 
+#include <cassert>
 #include <cstring>
 
 namespace lumvex::inside {
 
 StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements)
-    : type_(type), dimensions_(std::move(dimensions)), elements_(std::move(elements)) {}
+    : type_(type), dimensions_(std::move(dimensions)), elements_(std::move(elements)) {
+    assert(type_ != VT_BSTR && elements_.size() == ByteSize());
+}
 
 StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source,
                          std::uint64_t offset)
     : type_(type), dimensions_(std::move(dimensions)), source_(std::move(source)), offset_(offset) {}
 
 StoredArray::StoredArray(Dimensions dimensions, std::vector<Text> texts)
-    : type_(VT_BSTR), dimensions_(std::move(dimensions)), texts_(std::move(texts)) {}
+    : type_(VT_BSTR), dimensions_(std::move(dimensions)), texts_(std::move(texts)) {
+    assert(texts_.size() == Count());
+}
 
 std::size_t StoredArray::Count() const {
     std::size_t count = dimensions_.empty() ? 0 : 1;

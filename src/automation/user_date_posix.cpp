@@ -15,11 +15,13 @@ namespace lumvex::inside {
 
 namespace {
 
-// Finding a locale means reading files: it is kept until the environment names another.
+// Finding a locale means reading files: it is kept until the environment names another. There is one, which is never
+// destroyed: static objects of a client may still ask for texts when the process ends.
 class UserLocale {
 public:
-    ~UserLocale() {
-        if (locale_) ::freelocale(locale_);
+    static UserLocale& Own() {
+        static UserLocale& own = *new UserLocale;
+        return own;
     }
     // Null when there is no such locale.
     locale_t Get() {
@@ -60,8 +62,7 @@ std::tm Calendar(const DateParts& parts) {
 
 // Wide, so that the locale's character set does not matter.
 std::u16string Written(DATE date, const wchar_t* format) {
-    static std::mutex mutex;
-    static UserLocale user;
+    static constinit std::mutex mutex;
     const auto parts = SplitDate(date);
     if (!parts) return {};
     const std::tm calendar = Calendar(*parts);
@@ -69,7 +70,7 @@ std::u16string Written(DATE date, const wchar_t* format) {
     std::size_t size = 0;
     {
         const std::lock_guard lock(mutex);
-        const locale_t locale = user.Get();
+        const locale_t locale = UserLocale::Own().Get();
         const locale_t before = locale ? ::uselocale(locale) : nullptr;
         size = ::wcsftime(text, std::size(text), format, &calendar);
         if (before) ::uselocale(before);

@@ -18,22 +18,30 @@ class IDispatchBody : public Most {
 public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
         if (!pctinfo) return E_POINTER;
-        *pctinfo = TypeInfoCount();
-        return S_OK;
+        *pctinfo = 0;
+        return Translated({}, [&] {
+            *pctinfo = TypeInfoCount();
+            return S_OK;
+        });
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT iTInfo, LCID, ITypeInfo** ppTInfo) override {
         if (!ppTInfo) return E_POINTER;
         *ppTInfo = nullptr;
-        return iTInfo < TypeInfoCount() ? TypeInfoOf(kIidOf<Most>, ppTInfo) : DISP_E_BADINDEX;
+        return Translated(
+            {}, [&] { return iTInfo < TypeInfoCount() ? TypeInfoOf(kIidOf<Most>, ppTInfo) : DISP_E_BADINDEX; });
     }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* rgszNames, UINT cNames, LCID, DISPID* rgDispId) override {
         return DispatchTable::Of<Most>().GetIDsOfNames(rgszNames, cNames, rgDispId);
     }
+    // The member that is called enters the guard itself, with its lock and its events; what is converted for it does not
+    // need them.
     HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags, DISPPARAMS* pDispParams,
                                      VARIANT* pVarResult, EXCEPINFO* pExcepInfo, UINT* puArgErr) override {
         static const DispatchTable& table = DispatchTable::Of<Most>();
-        return table.Invoke(static_cast<Most*>(this), dispIdMember, riid, wFlags, pDispParams, pVarResult, pExcepInfo,
-                            puArgErr);
+        return Translated({}, [&] {
+            return table.Invoke(static_cast<Most*>(this), dispIdMember, riid, wFlags, pDispParams, pVarResult,
+                                pExcepInfo, puArgErr);
+        });
     }
 
 protected:

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "lumvex/automation.hpp"
 #include "lumvex/values.hpp"
@@ -47,11 +47,12 @@ struct ClassInfo {
     void (*save)(const Object&, RecordWriter&) = nullptr;            // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
     void (*copy)(Object& to, const Object& from) = nullptr;          // the class's own fields, child collections not
+    void (*swap)(Object& one, Object& other) noexcept = nullptr;     // the same; of roots the references to these, too
 };
 
 // The registered class of an ID, or null; and all of them, ascending by class ID.
 const ClassInfo* FindClass(const GUID& classId) noexcept;
-const std::vector<const ClassInfo*>& AllClasses();
+std::span<const ClassInfo* const> AllClasses() noexcept;
 
 // The row of a class known at compile time.
 template <class Class>

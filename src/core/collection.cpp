@@ -4,7 +4,7 @@
 
 #include "core/enumerator.hpp"
 #include "core/item.hpp"
-#include "core/rollback.hpp"
+#include "core/operation.hpp"
 #include "core/strings.hpp"
 
 namespace lumvex::inside {
@@ -12,6 +12,7 @@ namespace lumvex::inside {
 std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Class().title)); }
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
+    ResolveRoot();
     std::vector<Descendant> all(members.Count());
     for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
     return MakeEnumerator(*this, std::move(all));
@@ -63,6 +64,7 @@ LONG CollectionBase::NameExists(std::u16string_view name) {
 }
 
 Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescendants) {
+    ResolveRoot();
     const GUID id = ParseGuid(text).value_or(GUID_NULL);
     if (const auto index = members.IndexOf(id)) return Member(*index);
     return searchDescendants != 0 ? FindBelow(*this, id) : nullptr;
@@ -72,21 +74,18 @@ Ref<Object> CollectionBase::AddNamed(std::u16string_view name) { return AddMembe
 
 Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) { return AddMember(target->Name(), target); }
 
-// All or nothing.
 Ref<Object> CollectionBase::AddMember(std::u16string_view name, const Ref<Object>& linkTarget) {
     Document& document = ResolveRoot();
     RefuseDuplicate(name);
     Ref<Object> member = Class().member()->create();
-    members.Materialise();
     Entry& entry = document.Enter(*member, OwnEntry());
-    Rollback leave([&] { document.Erase(entry); });
     entry.name = name;
     static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
     if (linkTarget)
-        member->ForEachReference(
-            [&](ReferenceBase& reference) { static_cast<LinkTargetBase&>(reference).Start(*member, linkTarget); });
+        member->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
+            static_cast<LinkTargetBase&>(reference).Move(*member, linkTarget);
+        });
     TakeIn(*member);
-    leave.Done();
     return member;
 }
 
@@ -98,81 +97,107 @@ Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(o
 
 void CollectionBase::TakeIn(Object& member) {
     Document& document = ResolveRoot();
-    PrepareToRaise(2);
-    document.MarkChanged(*this);
+    members.MakeRoom();
+    RecordStep(*this, nullptr, [](Object& collection, void*) noexcept {
+        static_cast<CollectionBase&>(collection).members.EraseLast();
+    });
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
+    document.MarkChanged(*this);
     Raise(document, EventKind::Item, member, LX_EV_CREATE);
     Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
 }
 
 void CollectionBase::Remove(LONG position) {
-    Document& document = ResolveRoot();
+    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
     if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
     const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
     auto& item = static_cast<ItemBase&>(*member);
     if (item.Locks() != 0) throw Failure(Message::Locked);
-    Raise(document, EventKind::Item, item, LX_EV_BEFORE_DELETE);
+    Raise(ResolveRoot(), EventKind::Item, item, LX_EV_BEFORE_DELETE);
     DeliverNow();
     try {
-        item.RemoveChildren();
+        RemoveMember(item, static_cast<std::size_t>(position - 1));
     } catch (const std::exception&) {
-        Raise(document, EventKind::Item, item, LX_EV_FAIL_DELETE);
+        Document* document = item.OwnEntry().document;
+        if (!document) throw;
+        Raise(*document, EventKind::Item, item, LX_EV_FAIL_DELETE);
         DeliverNow();
         throw;
     }
-    PrepareToRaise(1);
-    document.MarkChanged(*this);
-    Detach(item, static_cast<std::size_t>(position - 1));
-    Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
 }
 
+// From here on the member goes as a whole or stays as a whole, though what its collections held goes step by step.
+void CollectionBase::RemoveMember(ItemBase& member, std::size_t likely) {
+    member.EmptyChildren();
+    Operation removal;
+    PrepareToRaise(1);
+    Detach(member, likely);
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
+    removal.Keep();
+}
+
+// Each member's removal is kept by itself: what comes later does not bring it back.
 void CollectionBase::RemoveAll() {
-    Document& document = ResolveRoot();
-    Raise(document, EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
-    document.MarkChanged(*this);
+    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
+    ResolveRoot().MarkChanged(*this);
     DeliverNow();
+    std::exception_ptr broken;
     for (std::size_t position = members.Count(); position > 0; --position) {
         try {
             if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler was faster
             const Ref<Object> member = Member(position - 1);
             auto& item = static_cast<ItemBase&>(*member);
             if (item.Locks() != 0) throw Failure(Message::Locked);
-            item.RemoveChildren();
+            item.EmptyChildren();
+            Operation removal;
             Detach(item, position - 1);
+            removal.Keep();
         } catch (const Failure& failure) {
             if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
         } catch (const PassedOn&) {
             // Its error information stands; the member stays.
+        } catch (...) {
+            broken = std::current_exception();  // of memory, there is no sense in going on
+            break;
         }
     }
     if (members.Count() != 0) {
-        Raise(document, EventKind::Collection, *this, LX_EV_FAIL_REMOVEALL);
+        Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_FAIL_REMOVEALL);
+        KeepWhatIsDone();
+        if (broken) std::rethrow_exception(broken);
         throw Failure(Message::NotAllRemoved);
     }
-    Raise(document, EventKind::Collection, *this, LX_EV_AFTER_REMOVEALL);
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_AFTER_REMOVEALL);
+    KeepWhatIsDone();
 }
 
-// A handler of the event before may have moved or removed the member: its place is looked up again then.
+// Takes the member out with its collections, which are empty. Looks up where it is: a handler may have moved or removed
+// it. Nothing has changed when this fails.
 void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     Document& document = ResolveRoot();
     Entry& entry = member.OwnEntry();
-    const bool there = likely < members.Count() && IsEqualGUID(members.At(likely).id, entry.id);
-    const auto index = there ? std::optional(likely) : members.IndexOf(entry.id);
-    if (!index) throw Failure(Message::NotLocated);
+    const bool isThere = likely < members.Count() && IsEqualGUID(members.At(likely).id, entry.id);
+    const auto index = isThere ? std::optional(likely) : members.IndexOf(entry.id);
+    if (!index || entry.document != &document) throw Failure(Message::NotLocated);
+    if (member.Locks() != 0) throw Failure(Message::Locked);  // by a handler
     members.Materialise();
-    document.Erase(entry);
+    std::vector<Ref<Entry>> leaving = member.EmptyCollections();
+    leaving.emplace_back(&entry);
+    document.MarkModified();
+    document.Erase(leaving);
     members.Erase(*index);
+    document.MarkChanged(*this);
     member.SetModified(false);
 }
 
 Ref<Object> FindBelow(Object& top, const GUID& id) {
     Document& document = top.ResolveRoot();
-    Entry* entry = document.Find(id);
-    if (!entry || entry == &top.OwnEntry()) return nullptr;
-    for (Entry* owner = entry; owner != &document.RootObject().OwnEntry();) {
-        if (!owner->parent) owner->parent = Ref<Entry>(&document.OwnerOf(*owner));
-        owner = owner->parent.get();
-        if (owner == &top.OwnEntry()) return document.Get(*entry);
+    const Ref<Entry> entry = document.Find(id);
+    if (!entry || entry.get() == &top.OwnEntry()) return nullptr;
+    for (Ref<Entry> owner = entry; owner && owner.get() != &document.RootObject().OwnEntry();) {
+        owner = document.OwnerOf(*owner);
+        if (owner.get() == &top.OwnEntry()) return document.Get(*entry);
     }
     return nullptr;
 }

@@ -46,7 +46,7 @@ public:
             if (Ref<Object> member = Member(index); test(*member)) return member;
         return nullptr;
     }
-    // An entered object becomes the last member, and clients are told.
+    // An entered object becomes the last member, and clients are told: a step of the operation under way.
     void TakeIn(Object& member);
 
     void Materialise() override {
@@ -59,6 +59,8 @@ public:
 private:
     Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
     Ref<Object> Member(std::size_t index) const;
+    // `likely` is where the member was last seen in the list.
+    void RemoveMember(ItemBase& member, std::size_t likely);
     void Detach(ItemBase& member, std::size_t likely);
 };
 

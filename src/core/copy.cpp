@@ -4,6 +4,7 @@
 
 #include "core/enumerator.hpp"
 #include "core/guid_order.hpp"
+#include "core/tree_walk.hpp"
 
 namespace lumvex::inside {
 
@@ -15,25 +16,26 @@ std::vector<ChildSlot*> SlotsOf(Object& owner) {
     return slots;
 }
 
-// One copy in the making. What was entered into the document is taken out again unless the copy is finished.
+std::vector<ReferenceBase*> ReferencesOf(Object& object) {
+    std::vector<ReferenceBase*> references;
+    object.ForEachReference([&](ReferenceBase& reference, const ClassInfo&) { references.push_back(&reference); });
+    return references;
+}
+
+// One copy in the making: objects that are entered into the document, but not yet reachable from its root.
 class Copier {
 public:
     explicit Copier(Document& to) : to_(to) {}
-    ~Copier() {
-        for (auto entry = entered_.rbegin(); entry != entered_.rend(); ++entry)
-            if ((*entry)->document) to_.Erase(**entry);
-    }
     Copier(const Copier&) = delete;
     Copier& operator=(const Copier&) = delete;
 
     Ref<Object> Make(ItemBase& source, Entry& owner, bool withChildren) {
         Ref<Object> copy = source.Class().create();
-        entered_.reserve(entered_.size() + 1);
         Entry& entry = to_.Enter(*copy, owner);
-        entered_.push_back(Ref<Entry>(&entry));
         entry.name = source.OwnEntry().name;
         static_cast<ItemBase&>(*copy).timestamp = source.timestamp;
         source.Class().copy(*copy, source);
+        DropDeadReferences(source, *copy);
         made_.push_back(copy);
         copies_[source.OwnEntry().id] = entry.id;
         if (withChildren) MakeChildren(source, static_cast<ItemBase&>(*copy));
@@ -43,26 +45,30 @@ public:
     // References to what was copied point at the copies; others stay, or in another document find the item of that ID.
     void FollowReferences(const Document& from) {
         for (const Ref<Object>& copy : made_) {
-            copy->ForEachReference([&](ReferenceBase& reference) {
-                const auto target = reference.TargetId();
-                if (!target) return;
-                const auto follows = copies_.find(*target);
+            copy->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+                if (!reference.Id()) return;
+                const auto follows = copies_.find(*reference.Id());
                 if (follows != copies_.end())
                     reference.Point(std::optional(follows->second));
-                else if (&from != &to_ && !to_.Find(*target))
+                else if (&from != &to_ && !reference.IdIn(to_, targetClass))
                     reference.Point(std::optional<GUID>());
+                if (copy->Class().isLink) to_.LinkMoved(copy->OwnEntry().id, std::nullopt, reference.Id());
             });
-            if (copy->Class().isLink)
-                copy->ForEachReference([&](ReferenceBase& reference) {
-                    to_.LinkMoved(copy->OwnEntry().id, std::nullopt, reference.TargetId());
-                });
         }
     }
 
     void StandsFor(const GUID& source, const GUID& copy) { copies_[source] = copy; }
-    void Finish() { entered_.clear(); }
 
 private:
+    // A reference to what the source's document does not have any more must not find something in the other one.
+    static void DropDeadReferences(Object& source, Object& copy) {
+        const std::vector<ReferenceBase*> copied = ReferencesOf(copy);
+        std::size_t next = 0;
+        source.ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+            copied[next++]->Point(reference.IdIn(source.ResolveRoot(), targetClass));
+        });
+    }
+
     void MakeChildren(ItemBase& source, ItemBase& copy) {
         Document& from = source.ResolveRoot();
         const std::vector<ChildSlot*> slots = SlotsOf(copy);
@@ -71,9 +77,7 @@ private:
             ChildSlot& copySlot = *slots[next++];
             if (!slot.reference) return;
             const Ref<Object> children = from.GetChild(slot, classInfo, source);
-            entered_.reserve(entered_.size() + 1);
             const Ref<Object> copies = to_.GetChild(copySlot, classInfo, copy);
-            entered_.push_back(Ref<Entry>(&copies->OwnEntry()));
             auto& collection = static_cast<CollectionBase&>(*children);
             for (LONG position = 1; position <= collection.Count(); ++position) {
                 const Ref<Object> member = collection.Item(position);
@@ -84,7 +88,6 @@ private:
     }
 
     Document& to_;
-    std::vector<Ref<Entry>> entered_;
     std::vector<Ref<Object>> made_;
     std::unordered_map<GUID, GUID, GuidHash> copies_;
 };
@@ -92,7 +95,7 @@ private:
 void RefuseLocked(ItemBase& receiver) {
     Document& document = receiver.ResolveRoot();
     for (const Descendant& each : receiver.Descendants()) {
-        const Entry* entry = document.Find(each.id);
+        const Ref<Entry> entry = document.Find(each.id);
         if (entry && entry->locks != 0) throw Failure(Message::Locked);
     }
 }
@@ -120,12 +123,13 @@ Ref<Object> CopyInto(ItemBase& item, CollectionBase& destination, bool withChild
     Ref<Object> copy = copier.Make(item, destination.OwnEntry(), withChildren);
     copier.FollowReferences(from);
     destination.TakeIn(*copy);
-    copier.Finish();
     return copy;
 }
 
 Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot) {
     if (&item.ResolveRoot().RootObject().Class() != &destinationRoot.Class()) throw Failure(E_INVALIDARG);
+    if (item.Class().isLink && &item.ResolveRoot() != &destinationRoot.ResolveRoot())
+        throw Failure(Message::OtherDocument);
     std::vector<Ref<Object>> path;  // from the item's own collection up to the top-level one, items between
     for (Ref<Object> owner = item.ResolveParent(); owner->Class().kind != ClassKind::Root;
          owner = owner->ResolveParent())
@@ -145,39 +149,105 @@ Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot) {
     return CopyInto(item, static_cast<CollectionBase&>(*at), true);
 }
 
+namespace {
+
+// Everything that the receiver takes over, made and loaded before it changes anything.
+class Replacement {
+public:
+    Replacement(ItemBase& from, ItemBase& receiver)
+        : document_(receiver.ResolveRoot()), receiver_(receiver), timestamp_(from.timestamp) {
+        Copier copier(document_);
+        const Ref<Object> parent = receiver.ResolveParent();
+        copy_ = copier.Make(from, parent->OwnEntry(), true);
+        copier.StandsFor(from.OwnEntry().id, receiver.OwnEntry().id);
+        copier.FollowReferences(from.ResolveRoot());
+        // A value that the class does not let others replace stays the receiver's.
+        values_ = receiver.Class().create();
+        receiver.Class().copy(*values_, receiver);
+        receiver.Class().copy(*values_, *copy_);
+        PairCollections();
+        leaving_.emplace_back(&copy_->OwnEntry());
+    }
+
+    // All of it or, when it throws std::bad_alloc, nothing.
+    void Apply() {
+        PrepareToRaise(1 + pairs_.size());
+        if (receiver_.Class().isLink)
+            document_.LinkMoved(receiver_.OwnEntry().id, IdOf(receiver_), IdOf(*values_));
+        document_.Erase(leaving_);
+        // From here on nothing can fail.
+        receiver_.Class().swap(receiver_, *values_);
+        receiver_.timestamp = timestamp_;
+        receiver_.Commit(LX_EV_DATA_CHANGE);
+        for (const Pair& pair : pairs_) Exchange(pair);
+    }
+
+private:
+    // A collection of the receiver and the one of the copy whose members it takes over. Either may be missing: without
+    // the receiver's the copy's own becomes the receiver's, without the copy's there is nothing to take over.
+    struct Pair {
+        ChildSlot* slot;
+        Ref<Object> own, copied;
+    };
+
+    void PairCollections() {
+        const std::vector<ChildSlot*> copied = SlotsOf(*copy_);
+        std::size_t next = 0;
+        receiver_.ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
+            ChildSlot& copiedSlot = *copied[next++];
+            Pair pair{&slot, {}, {}};
+            if (slot.reference) pair.own = document_.GetChild(slot, classInfo, receiver_);
+            if (copiedSlot.reference) pair.copied = document_.GetChild(copiedSlot, classInfo, *copy_);
+            if (pair.own) {
+                MembersOf(*pair.own).Materialise();
+                for (Ref<Entry>& entry : EntriesBelow(*pair.own)) leaving_.push_back(std::move(entry));
+                if (pair.copied) leaving_.emplace_back(&pair.copied->OwnEntry());
+            }
+            if (pair.own || pair.copied) pairs_.push_back(std::move(pair));
+        });
+    }
+
+    void Exchange(const Pair& pair) noexcept {
+        Object& collection = pair.own ? *pair.own : *pair.copied;
+        if (!pair.own) {
+            pair.slot->reference = Reference{collection.OwnEntry().id, collection.OwnEntry().tag};
+            collection.OwnEntry().parent = Ref<Entry>(&receiver_.OwnEntry());
+        } else {
+            Members nothing;
+            MembersOf(collection).Swap(pair.copied ? MembersOf(*pair.copied) : nothing);
+            const Members& members = MembersOf(collection);
+            for (std::size_t index = 0; index < members.Count(); ++index)
+                document_.Find(members.At(index).id)->parent = Ref<Entry>(&collection.OwnEntry());
+        }
+        document_.MarkChanged(collection);
+        const bool isEmpty = MembersOf(collection).Count() == 0;
+        Raise(document_, EventKind::Collection, collection, isEmpty ? LX_EV_AFTER_REMOVEALL : LX_EV_CREATE);
+    }
+
+    static Members& MembersOf(Object& collection) { return static_cast<CollectionBase&>(collection).members; }
+    static std::optional<GUID> IdOf(Object& link) {
+        const std::vector<ReferenceBase*> references = ReferencesOf(link);
+        return references.empty() ? std::nullopt : references.front()->Id();
+    }
+
+    Document& document_;
+    ItemBase& receiver_;
+    DATE timestamp_;
+    Ref<Object> copy_;    // entered into the document until Apply() has what it needs of it
+    Ref<Object> values_;  // outside of the document
+    std::vector<Pair> pairs_;
+    std::vector<Ref<Entry>> leaving_;
+};
+
+}  // namespace
+
 void ReplaceContents(ItemBase& from, ItemBase& receiver) {
     if (&from.Class() != &receiver.Class()) throw Failure(E_INVALIDARG);
     if (&from == &receiver) return;
-    Document& source = from.ResolveRoot();
-    Document& document = receiver.ResolveRoot();
-    if (from.Class().isLink && &source != &document) throw Failure(Message::OtherDocument);
+    if (from.Class().isLink && &from.ResolveRoot() != &receiver.ResolveRoot()) throw Failure(Message::OtherDocument);
+    from.ResolveRoot();
     RefuseLocked(receiver);
-
-    // A complete copy first; then the receiver's children go, the copy's move in, and the copy itself is given up.
-    Copier copier(document);
-    const Ref<Object> parent = receiver.ResolveParent();
-    const Ref<Object> copy = copier.Make(from, parent->OwnEntry(), true);
-    copier.StandsFor(from.OwnEntry().id, receiver.OwnEntry().id);
-    copier.FollowReferences(source);
-    receiver.RemoveChildren();
-    std::optional<GUID> before, after;
-    receiver.ForEachReference([&](ReferenceBase& reference) { before = reference.TargetId(); });
-    receiver.Class().copy(receiver, *copy);
-    receiver.ForEachReference([&](ReferenceBase& reference) { after = reference.TargetId(); });
-    receiver.timestamp = from.timestamp;
-    const std::vector<ChildSlot*> slots = SlotsOf(receiver);
-    std::size_t next = 0;
-    copy->ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
-        ChildSlot& receiving = *slots[next++];
-        if (!slot.reference) return;
-        const Ref<Object> children = document.GetChild(slot, classInfo, *copy);
-        children->OwnEntry().parent = Ref<Entry>(&receiver.OwnEntry());
-        receiving.reference = std::exchange(slot.reference, std::nullopt);
-    });
-    document.Erase(copy->OwnEntry());
-    copier.Finish();
-    if (receiver.Class().isLink) document.LinkMoved(receiver.OwnEntry().id, before, after);
-    receiver.Commit(LX_EV_DATA_CHANGE);
+    Replacement(from, receiver).Apply();
 }
 
 }  // namespace lumvex::inside

@@ -1,4 +1,4 @@
-// Copying items and subtrees, within a document and between documents: all or nothing, new IDs for everything copied,
+// Copying items and subtrees, within a document and between documents: as one operation each, new IDs for everything copied,
 // names and values kept, lock counters 0. References inside the copied tree follow the copies.
 #pragma once
 
@@ -15,8 +15,10 @@ Ref<Object> CopyInto(ItemBase& item, CollectionBase& destination, bool withChild
 // copied without its children.
 Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot);
 
-// The receiver takes over values and children and keeps ID, name and lock counter. Same class only (E_INVALIDARG); a
-// locked item among the receiver's children refuses (4008).
+// The receiver takes over values and children and keeps ID, name and lock counter; its collections stay the same objects
+// with other members. Same class only (E_INVALIDARG); a locked item among the receiver's children refuses (4008). Told
+// are the receiver (LX_EV_DATA_CHANGE) and each of its collections: LX_EV_CREATE, or LX_EV_AFTER_REMOVEALL for one that
+// is empty now.
 void ReplaceContents(ItemBase& from, ItemBase& receiver);
 
 }  // namespace lumvex::inside

@@ -28,7 +28,7 @@ public:
 
     void AddRef() noexcept { ++count_; }
     void Release() noexcept;
-    bool HeldOnce() const noexcept { return count_ == 1; }
+    unsigned Holders() const noexcept { return count_; }
 
     GUID id;
     GUID second{};                // carried unchanged through save and load
@@ -44,6 +44,7 @@ public:
     // Kept by the directory; eventWaits by the event queue.
     bool stored = false;          // the open file holds the object's stream
     bool listed = false;          // the open file's directory lists the object
+    bool joins = false;           // the directory of the next save gains it
     bool changed = false;         // waits for the next save
     LONG storedLocks = 0;         // the counter as the open file has it
     std::uint64_t order = 0;      // rises with every entry made

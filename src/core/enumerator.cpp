@@ -16,11 +16,10 @@ public:
     bool Put(std::size_t at, VARIANT* value) const {
         Document& document = source_->ResolveRoot();
         const Descendant& object = objects_[at];
-        Entry* entry = document.Find(object.id);
+        const Ref<Entry> entry = document.Find(object.id);
         if (!entry) return false;
         const bool isItem = entry->classInfo && entry->classInfo->kind == ClassKind::Item;
-        if (isItem && !entry->parent && !IsEqualGUID(object.owner, GUID_NULL))
-            entry->parent = Ref<Entry>(document.Find(object.owner));
+        if (isItem && !entry->parent && !IsEqualGUID(object.owner, GUID_NULL)) entry->parent = document.Find(object.owner);
         Variant::FromDispatch(document.Get(*entry)->Dispatch()).Detach(value);
         return true;
     }

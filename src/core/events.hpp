@@ -14,14 +14,26 @@ struct PendingEvent {
     LXEventType type;
 };
 
-// Queues the event if anybody listens, and marks the document modified; a failure (no memory) does neither. Of each
-// object the first event of a call is queued, later ones are not. A thread outside any call of the model queues nothing.
+// Marks the document modified and queues the event if anybody listens; where the operation under way fails, both are
+// taken back. Of each object the first event of a call is queued, later ones are not. A thread outside any call of the
+// model queues nothing. Throws std::bad_alloc, unless PrepareToRaise() was called.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type);
 
 // The next `count` events cannot fail.
 void PrepareToRaise(std::size_t count);
 
-// Delivers the calling thread's events in raising order, unless a call further out will.
+// What every put does. `store` brings the new value, or throws and has done nothing; then the owner's root is found (4009
+// when there is none: the value stays), the event is raised, and document and owner are marked as changed.
+template <class Owner, class Store>
+void StoreAndTell(Owner& owner, LXEventType type, Store&& store) {
+    PrepareToRaise(1);
+    store();
+    owner.Commit(type);
+}
+
+// Delivers the calling thread's events in raising order, unless a call further out will. Everything that was done so far
+// is kept. Handlers may do anything, release the root included: after this the caller holds what it needs by counted
+// references and finds everything else anew.
 void DeliverNow() noexcept;
 
 }  // namespace lumvex::inside

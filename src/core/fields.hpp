@@ -25,8 +25,7 @@ public:
     }
     template <class Owner>
     void Put(T given, Owner& owner) {
-        value = given;
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { value = given; });
     }
 
     void CopyFrom(const Scalar& other) { value = other.value; }
@@ -104,8 +103,8 @@ public:
     }
     template <class Owner>
     void Put(std::u16string_view given, Owner& owner) {
-        value = given;
-        owner.Commit(LX_EV_DEFAULT);
+        std::u16string text(given);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { value.swap(text); });
     }
 
     void CopyFrom(const Text& other) { value = other.value; }
@@ -150,7 +149,8 @@ void VisitChildFields(Class& object, const Object::ChildVisitor& visit) {
 template <class Class>
 void VisitReferenceFields(Class& object, const Object::ReferenceVisitor& visit) {
     ForEachField(object, [&](auto& field, unsigned) {
-        if constexpr (std::is_base_of_v<ReferenceBase, std::remove_reference_t<decltype(field)>>) visit(field);
+        using Field = std::remove_reference_t<decltype(field)>;
+        if constexpr (std::is_base_of_v<ReferenceBase, Field>) visit(field, Field::TargetInfo());
     });
 }
 
@@ -161,6 +161,21 @@ void CopyFields(Object& to, const Object& from) {
     std::apply(
         [&](auto... field) {
             ((static_cast<Class&>(to).*PointerOf(field)).CopyFrom(static_cast<const Class&>(from).*PointerOf(field)), ...);
+        },
+        RecordOf<Class>::fields);
+}
+
+// Exchanges the values of two objects of a class; their child collections stay with them or change sides, too.
+enum class Children { Stay, Too };
+template <class Class, Children kChildren>
+void SwapFields(Object& one, Object& other) noexcept {
+    const auto swap = [](auto& left, auto& right) {
+        constexpr bool isChild = std::is_base_of_v<ChildSlot, std::remove_reference_t<decltype(left)>>;
+        if constexpr (!isChild || kChildren == Children::Too) std::swap(left, right);
+    };
+    std::apply(
+        [&](auto... field) {
+            (swap(static_cast<Class&>(one).*PointerOf(field), static_cast<Class&>(other).*PointerOf(field)), ...);
         },
         RecordOf<Class>::fields);
 }

@@ -1,12 +1,13 @@
 #include "core/guard.hpp"
 
-#include <algorithm>
+#include <cassert>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "core/document.hpp"
 #include "core/events.hpp"
-#include "core/thread_context.hpp"
+#include "core/make_room.hpp"
 
 namespace lumvex::inside {
 
@@ -25,16 +26,25 @@ private:
 
 // A handler may change the model: what it raises joins the queue behind what is already there. The error information of
 // the call that is ending outlives what handlers leave.
-void Deliver(ThreadContext& thread) noexcept {
-    if (thread.depth >= 2 || thread.queue.empty()) return;
+void DeliverQueue(ThreadContext& thread) noexcept {
     const KeptErrorInfo kept;
     for (std::size_t next = 0; next < thread.queue.size(); ++next) {
         const PendingEvent event = thread.queue[next];
         const Entry& entry = event.object->OwnEntry();
         if (entry.document) entry.document->Fire(event);
+        assert(thread.steps.empty() && "a handler's calls have ended, and nothing was open when they began");
     }
     for (const PendingEvent& event : thread.queue) event.object->OwnEntry().eventWaits = false;
-    thread.queue.clear();
+    // The events may hold the last references to their roots and objects, whose going may run clients' code that raises
+    // events in its turn: these form the next queue.
+    std::vector<PendingEvent> told = std::exchange(thread.queue, {});
+    thread.eventsGone += told.size();
+    told.clear();
+    if (thread.queue.empty()) thread.queue.swap(told);  // for its room
+}
+
+void Deliver(ThreadContext& thread) noexcept {
+    while (thread.depth < 2 && !thread.queue.empty()) DeliverQueue(thread);
 }
 
 }  // namespace
@@ -51,19 +61,22 @@ unsigned CallDepth() noexcept { return CurrentThread().depth; }
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
     ThreadContext& thread = CurrentThread();
     Entry& entry = object.OwnEntry();
+    document.MarkModified();
     if (thread.depth != 0 && document.IsObserved() && !entry.eventWaits) {
         thread.queue.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
         entry.eventWaits = true;
     }
-    document.MarkModified();
 }
 
 void PrepareToRaise(std::size_t count) {
-    std::vector<PendingEvent>& queue = CurrentThread().queue;
-    if (queue.capacity() - queue.size() < count) queue.reserve(std::max(queue.size() + count, 2 * queue.capacity()));
+    MakeRoom(CurrentThread().queue, count);
+    MakeRoomForSteps(1);  // the first event marks the document as modified
 }
 
-void DeliverNow() noexcept { Deliver(CurrentThread()); }
+void DeliverNow() noexcept {
+    KeepWhatIsDone();
+    Deliver(CurrentThread());
+}
 
 HRESULT TranslateException(std::u16string_view source) noexcept {
     HRESULT status = E_UNEXPECTED;

@@ -23,21 +23,30 @@ void ItemBase::Commit(LXEventType type) {
     document.MarkChanged(*this);
 }
 
-void ItemBase::RemoveChildren() {
+void ItemBase::EmptyChildren() {
+    ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
+        if (!slot.reference) return;
+        const Ref<Object> child = ResolveRoot().GetChild(slot, classInfo, *this);
+        static_cast<CollectionBase&>(*child).RemoveAll();
+    });
+}
+
+std::vector<Ref<Entry>> ItemBase::EmptyCollections() {
     Document& document = ResolveRoot();
+    std::vector<Ref<Entry>> collections;
     ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
         if (!slot.reference) return;
         const Ref<Object> child = document.GetChild(slot, classInfo, *this);
-        static_cast<CollectionBase&>(*child).RemoveAll();
-        document.Erase(child->OwnEntry());
-        slot.reference.reset();
+        if (static_cast<CollectionBase&>(*child).Count() != 0) throw Failure(Message::NotAllRemoved);
+        collections.emplace_back(&child->OwnEntry());
     });
+    return collections;
 }
 
 void ItemBase::Name(std::u16string_view name) {
     const Ref<Object> parent = ResolveParent();
-    OwnEntry().name = name;
-    Commit(LX_EV_NAME_CHANGE);
+    std::u16string text(name);
+    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] { OwnEntry().name.swap(text); });
 }
 
 std::u16string ItemBase::FQName() const {
@@ -53,13 +62,11 @@ std::u16string ItemBase::FQName() const {
 
 void ItemBase::Timestamp(DATE date) {
     const Ref<Object> parent = ResolveParent();
-    timestamp = date;
-    Commit(LX_EV_NAME_CHANGE);
+    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] { timestamp = date; });
 }
 
 void ItemBase::Locks(LONG locks) {
-    OwnEntry().locks = locks;
-    Commit(LX_EV_DEFAULT);
+    StoreAndTell(*this, LX_EV_DEFAULT, [&] { OwnEntry().locks = locks; });
 }
 
 Ref<Object> ItemBase::FindID(std::u16string_view id) {

@@ -16,9 +16,11 @@ public:
 
     // What every put ends in: finds the root (4009 when orphaned), raises the event, marks document and item modified.
     void Commit(LXEventType type);
-    // Empties the item's own collections before the item is removed and takes them out of the directory. Throws when
-    // one of them keeps members.
-    void RemoveChildren();
+    // Empties the item's own collections before the item is removed; they stay, as long as the item does. Throws when one
+    // of them keeps members. Events are delivered on the way.
+    void EmptyChildren();
+    // The entries of the item's own collections, which have to be empty: 4018 when a handler has filled one again.
+    std::vector<Ref<Entry>> EmptyCollections();
 
     // The plain members behind _Collectable; those that items share with collections are Object's.
     using Object::Name;
@@ -74,7 +76,7 @@ public:
         Ref<Object> target;
         ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
             using Field = std::remove_cvref_t<decltype(field)>;
-            if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this);
+            if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this, Field::TargetInfo());
         });
         return target;
     }

@@ -1,5 +1,7 @@
 #include "core/members.hpp"
 
+#include <cassert>
+
 namespace lumvex::inside {
 
 std::optional<std::size_t> Members::IndexOf(const GUID& id) const {
@@ -18,6 +20,18 @@ void Members::Erase(std::size_t index) {
     Materialise();
     names.Erase(list_[index].id, index);
     list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void Members::Swap(Members& other) noexcept {
+    assert(!stored_ && !other.stored_);
+    list_.swap(other.list_);
+    names.Clear();
+    other.names.Clear();
+}
+
+void Members::MakeRoom() {
+    Materialise();
+    inside::MakeRoom(list_, 1);
 }
 
 void Members::Load(std::unique_ptr<StoredMembers> stored) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "core/make_room.hpp"
 #include "core/name_index.hpp"
 
 namespace lumvex::inside {
@@ -24,11 +25,15 @@ public:
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
 
+    // After Materialise() and, for Append, MakeRoom() these cannot fail.
     void Append(const Reference& reference);
     void Erase(std::size_t index);
+    void EraseLast() { Erase(Count() - 1); }
+    void Swap(Members& other) noexcept;  // both in memory; the names are indexed anew
 
     void Load(std::unique_ptr<StoredMembers> stored);
     void Materialise();  // reads what is still only in the file
+    void MakeRoom();     // for one more
 
     NameIndex names;  // of members that were searched; removals and loads keep it in step
 

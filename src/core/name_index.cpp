@@ -1,11 +1,18 @@
 #include "core/name_index.hpp"
 
+#include <new>
+
 namespace lumvex::inside {
 
 void NameIndex::Add(const Reference& member, std::u16string_view name) {
     const Place place{HashNoCase(name), nextRank_};
     // A broken file may list a member twice: the first counts.
-    if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
+    try {
+        if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
+    } catch (const std::bad_alloc&) {
+        Clear();  // the two have to agree; the next search indexes anew
+        throw;
+    }
     ++nextRank_;
     ++covered_;
 }
@@ -31,7 +38,7 @@ void NameIndex::Erase(const GUID& member, std::size_t index) {
     places_.erase(found);
 }
 
-void NameIndex::Clear() {
+void NameIndex::Clear() noexcept {
     byName_.clear();
     places_.clear();
     covered_ = 0;

@@ -17,10 +17,11 @@ public:
     static constexpr std::size_t kWorthIt = 32;
 
     std::size_t Covered() const { return covered_; }              // members, from the first on
-    void Add(const Reference& member, std::u16string_view name);  // the first that is not covered
+    // The first that is not covered. Throws std::bad_alloc and covers nothing then.
+    void Add(const Reference& member, std::u16string_view name);
     void Rename(const GUID& member, std::u16string_view name);    // nothing for one that is not covered
     void Erase(const GUID& member, std::size_t index);            // its place in the list, from 0
-    void Clear();
+    void Clear() noexcept;
 
     // Calls visit(reference) for what may bear the name, in list order, until it says true; names whose hashes are
     // equal come too.

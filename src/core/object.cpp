@@ -1,14 +1,15 @@
 #include "core/object.hpp"
 
-#include "core/collection.hpp"
 #include "core/document.hpp"
 #include "core/enumerator.hpp"
 #include "core/guard.hpp"
+#include "core/tree_walk.hpp"
 
 namespace lumvex::inside {
 
 namespace {
 std::atomic<std::uint32_t> liveObjects{0};
+std::atomic<std::uint32_t> waitingCaches{0};
 }
 
 std::size_t LiveObjects() noexcept { return liveObjects.load(std::memory_order_relaxed); }
@@ -41,14 +42,25 @@ Object::~Object() = default;
 
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
+void Object::CacheWaits(bool waits) noexcept {
+    waits ? waitingCaches.fetch_add(1, std::memory_order_relaxed) : waitingCaches.fetch_sub(1, std::memory_order_relaxed);
+}
+
 // The last release touches directory entries, which the module lock guards. The lock comes before the count: a call on
-// another thread that reaches the root from below takes a new reference under the lock, and must not find it at 0.
+// another thread that reaches the root from below takes a new reference under the lock, and must not find it at 0. The
+// last but one is the directory's, if it has one.
 ULONG Object::Release() noexcept {
     ULONG count = count_.load(std::memory_order_relaxed);
-    while (count > 1)
+    while (count > 1) {
+        if (count == 2 && waitingCaches.load(std::memory_order_relaxed) != 0) break;
         if (count_.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel)) return count - 1;
+    }
     const Call call;
     const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 1 && entry_ && entry_->document && entry_->object.get() == this) {
+        const Ref<Entry> entry = entry_;  // the object may go
+        entry->document->LetGo(*entry);
+    }
     if (left == 0) delete this;
     return left;
 }
@@ -75,11 +87,10 @@ Document& Object::ResolveRoot() const {
 }
 
 Ref<Object> Object::ResolveParent() const {
-    Entry& entry = OwnEntry();
     Document& document = ResolveRoot();
-    if (!entry.parent) entry.parent = Ref<Entry>(&document.OwnerOf(entry));
-    if (entry.parent->document != &document) throw Failure(Message::Orphaned);
-    return document.Get(*entry.parent);
+    const Ref<Entry> parent = document.OwnerOf(OwnEntry());
+    if (!parent || parent->document != &document) throw Failure(Message::Orphaned);
+    return document.Get(*parent);
 }
 
 std::u16string Object::Name() const { return OwnEntry().name; }
@@ -108,33 +119,12 @@ Ref<IUnknown> Object::NewDependentLinksEnum() {
     return MakeEnumerator(*this, std::move(links));
 }
 
-// Items are loaded only where they own collections of their own. The walk keeps its own stack: a document may be deep.
 std::vector<Descendant> Object::Descendants() {
     std::vector<Descendant> found;
-    Document& document = ResolveRoot();
-    const auto addMembers = [&](CollectionBase& collection, std::vector<Ref<Object>>& below) {
-        for (std::size_t index = 0; index < collection.members.Count(); ++index) {
-            const Reference reference = collection.members.At(index);
-            found.push_back({reference.id, collection.OwnEntry().id});
-            const ClassInfo& memberClass = *collection.Class().member();
-            if (memberClass.hasChildren)
-                below.push_back(document.Get(reference, memberClass, collection.OwnEntry()));
-        }
-    };
-    std::vector<Ref<Object>> waiting{Ref<Object>(this)};
-    while (!waiting.empty()) {
-        const Ref<Object> next = waiting.back();
-        waiting.pop_back();
-        std::vector<Ref<Object>> below;
-        if (next->Class().kind == ClassKind::Collection) {
-            addMembers(static_cast<CollectionBase&>(*next), below);
-        } else {
-            next->ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
-                if (slot.reference) below.push_back(document.GetChild(slot, classInfo, *next));
-            });
-        }
-        waiting.insert(waiting.end(), below.rbegin(), below.rend());
-    }
+    WalkBelow(*this, [&](const Reference& reference, const ClassInfo& classInfo, Object& owner) {
+        if (classInfo.kind == ClassKind::Item) found.push_back({reference.id, owner.OwnEntry().id});
+        return true;
+    });
     return found;
 }
 

@@ -3,13 +3,13 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/entry.hpp"
 #include "core/failure.hpp"
+#include "core/function_ref.hpp"
 #include "lumvex/interfaces.hpp"
 
 namespace lumvex::inside {
@@ -42,7 +42,7 @@ struct Descendant;
 
 class Object {
 public:
-    using ChildVisitor = std::function<void(ChildSlot&, const ClassInfo&)>;
+    using ChildVisitor = FunctionRef<void(ChildSlot&, const ClassInfo&)>;
 
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
@@ -52,14 +52,18 @@ public:
     // One reference is left: the directory's own.
     bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
+    // Load caches that hold more than they should, as clients hold what they would release. While there are any, an
+    // object whose last outside reference goes tells its document.
+    static void CacheWaits(bool waits) noexcept;
+
     virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
     virtual const ClassInfo& Class() const noexcept = 0;
     // The programmatic identifier under which the object reports errors; empty for all but roots.
     virtual std::u16string_view ErrorSource() const noexcept { return {}; }
     // Visits the slots of the object's own child collections in record order.
     virtual void ForEachChild(const ChildVisitor& visit);
-    // Visits what the object refers to elsewhere in its document.
-    using ReferenceVisitor = std::function<void(ReferenceBase&)>;
+    // Visits what the object refers to elsewhere in its document, each with the class that its target has to be of.
+    using ReferenceVisitor = FunctionRef<void(ReferenceBase&, const ClassInfo& targetClass)>;
     virtual void ForEachReference(const ReferenceVisitor& visit);
     // Another interface that the object offers beside its own; no reference added, null for none.
     virtual IUnknown* Facet(REFIID iid) noexcept;
@@ -71,12 +75,13 @@ public:
 
     // A missing entry is a broken invariant.
     Entry& OwnEntry() const;
-    void Bind(Entry& entry) { entry_ = Ref<Entry>(&entry); }
+    void Bind(Entry& entry) noexcept { entry_ = Ref<Entry>(&entry); }
+    void SwapEntry(Object& other) noexcept { std::swap(entry_, other.entry_); }
 
     Document& ResolveRoot() const;        // 4009 when the object is orphaned
     Ref<Object> ResolveParent() const;    // 4009 likewise; loads the parent when it is not in memory
     bool IsModified() const { return modified_; }
-    void SetModified(bool modified) { modified_ = modified; }
+    void SetModified(bool modified) noexcept { modified_ = modified; }
 
     // The shared members of the published interfaces.
     virtual std::u16string Name() const;
@@ -89,7 +94,7 @@ public:
     Ref<IUnknown> NewDescendantsEnum();
     Ref<IUnknown> NewDependentLinksEnum();
 
-    std::vector<Descendant> Descendants();  // everything below, depth first; each once
+    std::vector<Descendant> Descendants();  // the items below, depth first; each once
 
 protected:
     Object();

@@ -7,10 +7,10 @@
 namespace lumvex::inside {
 
 // How many descriptions an object has: one, or none where the module carries no type library.
-UINT TypeInfoCount() noexcept;
+UINT TypeInfoCount();
 
 // The description of a published interface. The reference is the caller's; null on failure.
-HRESULT TypeInfoOf(REFIID interfaceId, ITypeInfo** info) noexcept;
+HRESULT TypeInfoOf(REFIID interfaceId, ITypeInfo** info);
 
 // An interface that the platform wants of an object, with a reference for the caller; E_NOINTERFACE and null for all that
 // it does not know. `info` is null for objects outside the tree.

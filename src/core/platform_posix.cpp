@@ -2,9 +2,9 @@
 
 namespace lumvex::inside {
 
-UINT TypeInfoCount() noexcept { return 0; }
+UINT TypeInfoCount() { return 0; }
 
-HRESULT TypeInfoOf(REFIID, ITypeInfo** info) noexcept {
+HRESULT TypeInfoOf(REFIID, ITypeInfo** info) {
     *info = nullptr;
     return TYPE_E_ELEMENTNOTFOUND;
 }

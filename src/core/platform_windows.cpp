@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "core/counted.hpp"
+#include "core/guard.hpp"
 #include "core/user_settings_windows.hpp"
 
 namespace lumvex::inside {
@@ -68,8 +69,10 @@ public:
     HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
         if (!info) return E_POINTER;
         *info = nullptr;
-        if (UseTypeLibNames()) return TypeInfoOf(interfaceId_, info);
-        return IsRoot() ? TypeInfoOf(class_->classId, info) : TYPE_E_ELEMENTNOTFOUND;
+        return Translated({}, [&] {
+            if (UseTypeLibNames()) return TypeInfoOf(interfaceId_, info);
+            return IsRoot() ? TypeInfoOf(class_->classId, info) : TYPE_E_ELEMENTNOTFOUND;
+        });
     }
 
     HRESULT STDMETHODCALLTYPE GetGUID(DWORD kind, GUID* id) override {
@@ -111,9 +114,9 @@ void ReleaseTypeLibrary() noexcept {
     own.isTried = false;
 }
 
-UINT TypeInfoCount() noexcept { return Library() ? 1 : 0; }
+UINT TypeInfoCount() { return Library() ? 1 : 0; }
 
-HRESULT TypeInfoOf(REFIID id, ITypeInfo** info) noexcept {
+HRESULT TypeInfoOf(REFIID id, ITypeInfo** info) {
     *info = nullptr;
     const Ref<ITypeLib> library = Library();
     return library ? library->GetTypeInfoOfGuid(id, info) : TYPE_E_CANTLOADLIBRARY;
@@ -122,7 +125,7 @@ HRESULT TypeInfoOf(REFIID id, ITypeInfo** info) noexcept {
 HRESULT PlatformInterface(IDispatch& object, REFIID interfaceId, const ClassInfo* info, REFIID iid,
                           void** found) noexcept {
     *found = nullptr;
-    try {
+    return Translated({}, [&]() -> HRESULT {
         if (IsEqualGUID(iid, kAgile)) return object.QueryInterface(IID_IUnknown, found);
         if (IsEqualGUID(iid, IID_IMarshal)) {
             const auto marshaller = Ref<Marshaller>(new Marshaller(object));
@@ -132,10 +135,8 @@ HRESULT PlatformInterface(IDispatch& object, REFIID interfaceId, const ClassInfo
             *found = Ref<IProvideClassInfo2>(new ClassInformation(object, interfaceId, info)).Detach();
             return S_OK;
         }
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-    return E_NOINTERFACE;
+        return E_NOINTERFACE;
+    });
 }
 
 }  // namespace lumvex::inside

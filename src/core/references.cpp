@@ -2,27 +2,30 @@
 
 namespace lumvex::inside {
 
-Ref<Object> ReferenceBase::Target(const Object& owner) const {
-    if (target_ && target_->OwnEntry().document) return target_;
-    target_ = nullptr;
-    if (!id_) return nullptr;
+Ref<Object> ReferenceBase::Target(const Object& owner, const ClassInfo& targetClass) const {
+    if (target_ || !id_) return target_;
     Document* document = owner.OwnEntry().document;
-    Entry* entry = document ? document->Find(*id_) : nullptr;
-    if (entry) target_ = document->Get(*entry);
+    const Ref<Entry> entry = document ? document->Find(*id_) : nullptr;
+    if (entry && entry->classInfo == &targetClass) target_ = document->Get(*entry);
     return target_;
 }
 
-std::optional<GUID> ReferenceBase::TargetId() const {
-    if (target_ && !target_->OwnEntry().document) return std::nullopt;
-    return id_;
+std::optional<GUID> ReferenceBase::IdIn(Document& document, const ClassInfo& targetClass) const {
+    if (target_) return target_->OwnEntry().document == &document ? id_ : std::nullopt;
+    const Ref<Entry> entry = id_ ? document.Find(*id_) : nullptr;
+    return entry && entry->classInfo == &targetClass ? id_ : std::nullopt;
 }
 
-void ReferenceBase::Point(const Ref<Object>& target) {
+void ReferenceBase::ForgetLostTarget(Document& document, const ClassInfo& targetClass) {
+    id_ = IdIn(document, targetClass);
+}
+
+void ReferenceBase::Point(const Ref<Object>& target) noexcept {
     target_ = target;
     id_ = target ? std::optional(target->OwnEntry().id) : std::nullopt;
 }
 
-void ReferenceBase::Point(const std::optional<GUID>& target) {
+void ReferenceBase::Point(const std::optional<GUID>& target) noexcept {
     target_ = nullptr;
     id_ = target;
 }
@@ -34,18 +37,15 @@ Ref<Object> ReferenceBase::Accepted(IUnknown* given, const ClassInfo& targetClas
     return target;
 }
 
-void LinkTargetBase::Start(Object& link, const Ref<Object>& target) {
-    const auto before = TargetId();
+void LinkTargetBase::Move(Object& link, const Ref<Object>& target) {
+    link.ResolveRoot().LinkMoved(link.OwnEntry().id, Id(), target->OwnEntry().id);
     Point(target);
-    link.ResolveRoot().LinkMoved(link.OwnEntry().id, before, TargetId());
 }
 
-// An old target that is orphaned is told of, but does not keep the link from moving on.
-void LinkTargetBase::Repoint(Object& link, const Ref<Object>& target) {
-    const Ref<Object> old = Target(link);
-    const bool hadTarget = TargetId().has_value();
-    if (hadTarget && !old) Report(static_cast<int>(Message::Orphaned), {});
-    Start(link, target);
+void LinkTargetBase::TellOfLostTarget(const Object& link, const ClassInfo& targetClass) const {
+    if (!Id()) return;
+    const Ref<Object> old = Target(link, targetClass);
+    if (!old || !old->OwnEntry().document) Report(static_cast<int>(Message::Orphaned), {});
 }
 
 }  // namespace lumvex::inside

@@ -7,17 +7,24 @@
 
 namespace lumvex::inside {
 
-// What both kinds share. Once found, the target is kept in memory as long as the reference.
+// What both kinds share. The class of the target is asked for wherever it matters: a file may give an ID to an object of
+// any class, and an object of another class is no target.
 class ReferenceBase {
 public:
-    // The target, loaded when it has to be; null when there is none, or none any more.
-    Ref<Object> Target(const Object& owner) const;
-    // The ID as the record has it: none when the reference is empty or its target is known to be gone.
-    std::optional<GUID> TargetId() const;
+    // The target, loaded when it has to be; null when there is none. Once found it is kept in memory as long as the
+    // reference, so that it goes on being answered after it was removed from the document.
+    Ref<Object> Target(const Object& owner, const ClassInfo& targetClass) const;
+    // The ID under which the document has the target, as records and indexes know it; none when the reference is empty,
+    // or when the document does not have the target, or not any more.
+    std::optional<GUID> IdIn(Document& document, const ClassInfo& targetClass) const;
+    // Forgets the ID of a target that the document does not have any more, so that it is not saved.
+    void ForgetLostTarget(Document& document, const ClassInfo& targetClass);
+    // The ID that was read or given, whatever it leads to.
+    const std::optional<GUID>& Id() const { return id_; }
 
-    void Point(const Ref<Object>& target);          // null empties it
-    void Point(const std::optional<GUID>& target);  // found on first use
-    void CopyFrom(const ReferenceBase& other) { Point(other.TargetId()); }
+    void Point(const Ref<Object>& target) noexcept;          // null empties it
+    void Point(const std::optional<GUID>& target) noexcept;  // found on first use
+    void CopyFrom(const ReferenceBase& other) { Point(other.id_); }
 
 protected:
     // The object behind a client's pointer, which has to be of the class and in the owner's document: E_INVALIDARG,
@@ -29,11 +36,12 @@ private:
     mutable Ref<Object> target_;
 };
 
-// May be empty; a put of nothing empties it. A file may give an ID to an object of any class: one that is not of the
-// target's is no target.
+// May be empty; a put of nothing empties it.
 template <class TargetClass>
 class ItemReference : public ReferenceBase {
 public:
+    static const ClassInfo& TargetInfo() { return ClassOf<TargetClass>(); }
+
     // What a client gives for it: null for nothing.
     static Ref<Object> Checked(IUnknown* given, const Object& owner) {
         return given ? Accepted(given, ClassOf<TargetClass>(), owner) : Ref<Object>();
@@ -41,43 +49,47 @@ public:
 
     template <class Owner>
     Ref<Object> Get(const Owner& owner) const {
-        Ref<Object> target = Target(owner);
-        return target && &target->Class() == &ClassOf<TargetClass>() ? target : nullptr;
+        return Target(owner, TargetInfo());
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
-        Point(Checked(given, owner));
-        owner.Commit(LX_EV_DEFAULT);
+        const Ref<Object> target = Checked(given, owner);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(target); });
     }
 };
 
 class LinkTargetBase : public ReferenceBase {
 public:
-    // Without an event: for a link that is being made.
-    void Start(Object& link, const Ref<Object>& target);
+    // Points the link elsewhere and lets the document know; throws std::bad_alloc and has then done nothing. Without an
+    // event.
+    void Move(Object& link, const Ref<Object>& target);
 
 protected:
-    void Repoint(Object& link, const Ref<Object>& target);
+    // An old target that is gone is told of, but does not keep the link from moving on.
+    void TellOfLostTarget(const Object& link, const ClassInfo& targetClass) const;
 };
 
 // The target of a link item. An empty one answers the false status; a put needs a target.
 template <class TargetClass>
 class LinkTarget : public LinkTargetBase {
 public:
+    static const ClassInfo& TargetInfo() { return ClassOf<TargetClass>(); }
+
     static Ref<Object> Checked(IUnknown* given, const Object& owner) {
         return Accepted(given, ClassOf<TargetClass>(), owner);
     }
 
     template <class Owner>
     std::optional<Ref<Object>> Get(const Owner& owner) const {
-        Ref<Object> target = Target(owner);
-        return target && &target->Class() == &ClassOf<TargetClass>() ? std::optional(std::move(target)) : std::nullopt;
+        Ref<Object> target = Target(owner, TargetInfo());
+        return target ? std::optional(std::move(target)) : std::nullopt;
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
         if (!given) throw Failure(E_POINTER);
-        Repoint(owner, Checked(given, owner));
-        owner.Commit(LX_EV_DEFAULT);
+        const Ref<Object> target = Checked(given, owner);
+        TellOfLostTarget(owner, TargetInfo());
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { Move(owner, target); });
     }
 };
 

@@ -1,3 +1,11 @@
+// A thread's context has to outlast the thread's own objects and, on the main thread, static ones: a client's may change
+// documents in their destructors. So it has no destructor that C++ would run; a key's does it, which the system calls
+// when the thread has no object any more, and for the main thread never. A context that is asked for even later, by the
+// destructor of another key, starts anew and is cleared again.
+#include <pthread.h>
+
+#include <new>
+
 #include "core/guard.hpp"
 #include "core/thread_context.hpp"
 
@@ -5,12 +13,39 @@ namespace lumvex::inside {
 
 namespace {
 
-// Every call asks for the context: through a pointer that needs no check of whether it was made or has to be destroyed.
+// Every call asks for the context: through a pointer that needs no check of whether it has to be destroyed.
 constinit thread_local ThreadContext* known = nullptr;
+alignas(ThreadContext) constinit thread_local std::byte room[sizeof(ThreadContext)]{};
 
-[[gnu::noinline]] ThreadContext& MakeKnown() {
-    thread_local ThreadContext context;
-    return *(known = &context);
+// Deleted when the library goes, as nothing of it can be called at the end of a thread from then on. Where the system
+// gives no key, or no memory for its value, a thread that ends keeps the memory of its queue.
+class Key {
+public:
+    Key() noexcept : made_(::pthread_key_create(&key_, Clear) == 0) {}
+    ~Key() {
+        if (made_) ::pthread_key_delete(key_);
+    }
+    Key(const Key&) = delete;
+    Key& operator=(const Key&) = delete;
+
+    void ClearAtThreadEnd(ThreadContext& context) const noexcept {
+        if (made_) ::pthread_setspecific(key_, &context);
+    }
+
+private:
+    static void Clear(void* context) {
+        known = nullptr;
+        static_cast<ThreadContext*>(context)->~ThreadContext();
+    }
+    pthread_key_t key_{};
+    bool made_;
+};
+
+[[gnu::noinline]] ThreadContext& MakeKnown() noexcept {
+    static const Key key;
+    known = new (room) ThreadContext;
+    key.ClearAtThreadEnd(*known);
+    return *known;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "interfaces/dispatch.hpp"
 
 #include <algorithm>
+#include <bit>
 
 namespace lumvex::inside {
 
@@ -46,35 +47,54 @@ HRESULT Argument<VARIANT>::Set(const VARIANT& given) {
     return S_OK;
 }
 
-DispatchTable::DispatchTable(const DispatchTable* base, std::vector<DispatchRow> rows) : rows_(std::move(rows)) {
-    if (base) rows_.insert(rows_.begin(), base->rows_.begin(), base->rows_.end());
+DispatchTable::DispatchTable(const DispatchTable* base, std::span<const DispatchRow> own, const Room& room) noexcept
+    : room_(room) {
+    auto end = room_.rows.begin();
     // A stable order: where a name is declared again, the more derived interface's row is found.
-    std::ranges::stable_sort(rows_, {}, [](const DispatchRow& row) { return std::pair(row.id, row.kind); });
-    for (std::size_t at = 0; at < rows_.size(); ++at) {
-        const DispatchRow& row = rows_[at];
-        names_.emplace(row.name, &row);
-        if (row.id < 0) continue;
+    const auto insert = [&](const DispatchRow& row) {
+        const auto order = [](const DispatchRow* each) { return std::pair(each->id, each->kind); };
+        const auto place = std::ranges::upper_bound(room_.rows.begin(), end, order(&row), {}, order);
+        std::move_backward(place, end, end + 1);
+        *place = &row;
+        ++end;
+    };
+    if (base)
+        for (const DispatchRow* row : base->room_.rows) insert(*row);
+    for (const DispatchRow& row : own) insert(row);
+    std::ranges::fill(room_.first, std::int16_t{-1});
+    for (std::size_t at = 0; at < room_.rows.size(); ++at) {
+        const DispatchRow& row = *room_.rows[at];
+        const DispatchRow*& named = PlaceOf(row.name);
+        if (!named) named = &row;
         const auto slot = static_cast<std::size_t>(row.id);
-        if (first_.size() <= slot) first_.resize(slot + 1, -1);
-        if (first_[slot] >= 0) continue;
-        first_[slot] = static_cast<std::int16_t>(at);
-        plainGets_.resize(slot + 1);
-        plainGets_[slot] = row.get;
+        if (row.id < 0 || room_.first[slot] >= 0) continue;
+        room_.first[slot] = static_cast<std::int16_t>(at);
+        room_.plainGets[slot] = row.get;
     }
 }
 
+const DispatchRow*& DispatchTable::PlaceOf(std::u16string_view name) const noexcept {
+    const std::size_t last = room_.names.size() - 1;
+    std::size_t place = HashNoCase(name) & last;
+    while (room_.names[place] && CompareNoCase(room_.names[place]->name, name) != 0) place = (place + 1) & last;
+    return room_.names[place];
+}
+
 const DispatchRow* DispatchTable::Find(DISPID id, WORD flags) const noexcept {
-    const DispatchRow* row = rows_.data();
+    std::size_t at = 0;
     if (id >= 0) {
-        if (static_cast<std::size_t>(id) >= first_.size() || first_[static_cast<std::size_t>(id)] < 0) return nullptr;
-        row += first_[static_cast<std::size_t>(id)];
+        const auto slot = static_cast<std::size_t>(id);
+        if (slot >= room_.first.size() || room_.first[slot] < 0) return nullptr;
+        at = static_cast<std::size_t>(room_.first[slot]);
     }
     // Script hosts ask for a property as if it were a method, and put objects by reference.
     WORD accepted = flags;
     if ((flags & DISPATCH_METHOD) != 0) accepted |= DISPATCH_PROPERTYGET;
     if ((flags & DISPATCH_PROPERTYPUTREF) != 0) accepted |= DISPATCH_PROPERTYPUT;
-    for (const DispatchRow* const end = rows_.data() + rows_.size(); row != end && row->id <= id; ++row)
+    for (; at < room_.rows.size() && room_.rows[at]->id <= id; ++at) {
+        const DispatchRow* row = room_.rows[at];
         if (row->id == id && (row->kind & accepted) != 0) return row;
+    }
     return nullptr;
 }
 
@@ -82,7 +102,7 @@ bool DispatchTable::HasMember(DISPID id) const noexcept {
     return Find(id, DISPATCH_METHOD | DISPATCH_PROPERTYGET | DISPATCH_PROPERTYPUT) != nullptr;
 }
 
-HRESULT DispatchTable::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const {
+HRESULT DispatchTable::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept {
     if (!names || !ids) return E_POINTER;
     if (count == 0) return S_OK;
     std::fill_n(ids, count, DISPID_UNKNOWN);
@@ -91,11 +111,11 @@ HRESULT DispatchTable::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) c
                                           std::char_traits<OLECHAR>::length(text))
                     : std::u16string_view();
     };
-    const auto member = names_.find(view(names[0]));
-    if (member == names_.end()) return DISP_E_UNKNOWNNAME;
-    ids[0] = member->second->id;
+    const DispatchRow* member = PlaceOf(view(names[0]));
+    if (!member) return DISP_E_UNKNOWNNAME;
+    ids[0] = member->id;
     HRESULT status = S_OK;
-    const auto& parameters = member->second->parameters;
+    const auto& parameters = member->parameters;
     for (UINT at = 1; at < count; ++at) {
         const auto found = std::ranges::find_if(parameters, [&](const DispatchParameter& parameter) {
             return CompareNoCase(parameter.name, view(names[at])) == 0;
@@ -159,7 +179,7 @@ HRESULT DispatchTable::CallWithArguments(const DispatchRow& row, const DISPPARAM
     Variant unwanted;
     if (!call.result) call.result = unwanted.Out();
     call.arguments = arguments.data();
-    call.parameters = row.parameters.data();
+    call.parameters = row.parameters.begin();
     const HRESULT status = row.call(call);
     if (FAILED(status) && badArgument) *badArgument = places[call.badArgument];
     return status;
@@ -167,17 +187,57 @@ HRESULT DispatchTable::CallWithArguments(const DispatchRow& row, const DISPPARAM
 
 // ---- the tables ----
 
+// The rows that an interface declares itself, and how much room the table takes that has its bases' as well.
+template <class Interface>
+struct DispatchMembers;
+
+template <>
+struct DispatchMembers<IDispatch> {
+    static constexpr std::size_t kRows = 0, kIds = 0;
+};
+
+constexpr std::size_t IdsOf(std::span<const DispatchRow> rows, std::size_t ofBase) {
+    for (const DispatchRow& row : rows)
+        if (row.id >= 0) ofBase = std::max(ofBase, static_cast<std::size_t>(row.id) + 1);
+    return ofBase;
+}
+
+template <class Interface>
+struct DispatchPlaces {
+    static constexpr std::size_t kRows = DispatchMembers<Interface>::kRows, kIds = DispatchMembers<Interface>::kIds;
+    std::array<const DispatchRow*, kRows> rows{};
+    std::array<std::int16_t, kIds> first{};
+    std::array<PlainGet, kIds> plainGets{};
+    std::array<const DispatchRow*, std::bit_ceil(2 * kRows)> names{};
+};
+
+template <class Interface, class Base>
+class DispatchTableOf : DispatchPlaces<Interface>, public DispatchTable {
+public:
+    DispatchTableOf() noexcept : DispatchTable(TableOfBase(), DispatchMembers<Interface>::kOwn, RoomOf(*this)) {}
+
+private:
+    static const DispatchTable* TableOfBase() noexcept {
+        if constexpr (std::is_same_v<Base, IDispatch>)
+            return nullptr;
+        else
+            return &DispatchTable::Of<Base>();
+    }
+    static Room RoomOf(DispatchPlaces<Interface>& places) noexcept {
+        return {places.rows, places.first, places.plainGets, places.names};
+    }
+};
+
 #define LX_WIDE(text) u##text
 #define LX_PARAMETER_ROW(type, name, ...) \
     DispatchParameter { LX_WIDE(#name), !std::string_view(#__VA_ARGS__).empty(), LONG{__VA_ARGS__} }
 
-#define LX_INTERFACE(name, base, iid, help)                                          \
-    static const DispatchTable* TableOf##name() {                                    \
-        using Interface = ::name;                                                    \
-        using BaseInterface = ::base;                                                \
-        const DispatchTable* baseTable = nullptr;                                    \
-        if constexpr (!std::is_same_v<BaseInterface, IDispatch>) baseTable = &DispatchTable::Of<BaseInterface>(); \
-        static const DispatchTable table(baseTable, {
+#define LX_INTERFACE(name, base, iid, help) \
+    template <>                             \
+    struct DispatchMembers<::name> {        \
+        using Interface = ::name;           \
+        using Base = ::base;                \
+        static constexpr DispatchRow kOwn[] = {
 #define LX_GET(id, name, type, parameters, help)                       \
     {id, LX_WIDE(#name), DISPATCH_PROPERTYGET, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
      &Caller<&Interface::get_##name, true, std::string_view(#type) == "DATE">::Call, \
@@ -197,14 +257,16 @@ HRESULT DispatchTable::CallWithArguments(const DispatchRow& row, const DISPPARAM
     {id, LX_WIDE(#name), DISPATCH_METHOD, {LX_EACH(LX_PARAMETER_ROW, parameters)}, \
      &Caller<&Interface::name, false, false>::Call},
 #define LX_TEST(id, name, parameters, help) LX_METHOD(id, name, LONG, parameters, help)
-#define LX_INTERFACE_END(name)                       \
-        });                                          \
-        return &table;                               \
-    }                                                \
-    template <>                                      \
-    const DispatchTable& DispatchTable::Of<::name>() { \
-        static const DispatchTable* const table = TableOf##name(); \
-        return *table;                               \
+#define LX_INTERFACE_END(name)                                                           \
+    };                                                                                   \
+    static constexpr std::size_t kRows = std::size(kOwn) + DispatchMembers<Base>::kRows; \
+    static constexpr std::size_t kIds = IdsOf(kOwn, DispatchMembers<Base>::kIds);        \
+    };                                                                                   \
+    template <>                                                                          \
+    const DispatchTable& DispatchTable::Of<::name>() noexcept {                          \
+        static const DispatchTableOf<::name, DispatchMembers<::name>::Base> table;       \
+        static_assert(std::is_trivially_destructible_v<decltype(table)>);                \
+        return table;                                                                    \
     }
 #include "interfaces/interfaces.def"
 

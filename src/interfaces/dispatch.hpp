@@ -2,15 +2,16 @@
 // the member takes. The conversions are chosen at compile time from the member's own type.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <span>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
-#include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "interfaces/for_each.hpp"
 #include "lumvex/interfaces.hpp"
@@ -21,9 +22,26 @@ namespace lumvex::inside {
 // ---- one member ----
 
 struct DispatchParameter {
-    const char16_t* name;
-    bool optional;
-    LONG defaultValue;
+    const char16_t* name = nullptr;
+    bool optional = false;
+    LONG defaultValue = 0;
+};
+
+// Of one member, in place.
+class DispatchParameters {
+public:
+    constexpr DispatchParameters(std::initializer_list<DispatchParameter> all) : count_(all.size()) {
+        std::ranges::copy(all, all_.begin());
+    }
+    constexpr std::size_t size() const noexcept { return count_; }
+    const DispatchParameter* begin() const noexcept { return all_.data(); }
+    const DispatchParameter* end() const noexcept { return all_.data() + count_; }
+    const DispatchParameter& operator[](std::size_t at) const noexcept { return all_[at]; }
+
+private:
+    static constexpr std::size_t kMost = 4;
+    std::array<DispatchParameter, kMost> all_{};
+    std::size_t count_;
 };
 
 // The arguments of one call in the member's own order; null where the caller left one out.
@@ -43,9 +61,9 @@ struct DispatchRow {
     DISPID id;
     const char16_t* name;
     WORD kind;  // DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT
-    std::vector<DispatchParameter> parameters;  // of a put: the value last
-    HRESULT (*call)(DispatchCall&);             // S_OK once the member was called, else DISP_E_...
-    PlainGet get = nullptr;                     // the same member where it is a get without parameters
+    DispatchParameters parameters;   // of a put: the value last
+    HRESULT (*call)(DispatchCall&);  // S_OK once the member was called, else DISP_E_...
+    PlainGet get = nullptr;          // the same member where it is a get without parameters
 };
 
 // ---- conversion of arguments and results ----
@@ -250,30 +268,40 @@ private:
 
 // ---- one interface ----
 
+// Made in static storage, without memory that could run out and without a destructor: a client's static objects may still
+// be calling when the process ends.
 class DispatchTable {
 public:
     // The table of a published interface, its bases' members included; made on first use.
     template <class I>
-    static const DispatchTable& Of();
+    static const DispatchTable& Of() noexcept;
 
-    HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const;
+    HRESULT GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const noexcept;
     HRESULT Invoke(IDispatch* object, DISPID id, REFIID reserved, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                    EXCEPINFO* exception, UINT* badArgument) const {
         // Most calls get a property without parameters: there is nothing to convert, and nothing to fail before the
         // member.
         const auto slot = static_cast<std::size_t>(id);
-        if (slot >= plainGets_.size() || !plainGets_[slot] || !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) ||
+        if (slot >= room_.plainGets.size() || !room_.plainGets[slot] || !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) ||
             !parameters || parameters->cArgs != 0 || parameters->cNamedArgs != 0 || !result || !IsNull(reserved))
             return InvokeAny(object, id, reserved, flags, parameters, result, exception, badArgument);
         SetErrorInfo(0, nullptr);
-        const HRESULT status = plainGets_[slot](object, result);
+        const HRESULT status = room_.plainGets[slot](object, result);
         return SUCCEEDED(status) ? status : Failed(status, exception);
     }
 
     bool HasMember(DISPID id) const noexcept;
 
-    // Rows of the bases come first.
-    DispatchTable(const DispatchTable* base, std::vector<DispatchRow> rows);
+protected:
+    // Where a table keeps its rows and what it finds them by; as large as its interface needs.
+    struct Room {
+        std::span<const DispatchRow*> rows;   // by DISPID, then kind
+        std::span<std::int16_t> first;        // of each DISPID from 0 on: its first row, or -1
+        std::span<PlainGet> plainGets;        // of each DISPID: its get without parameters, or null
+        std::span<const DispatchRow*> names;  // behind the hash of each name its row; a power of two, most of it empty
+    };
+    // The rows of the bases come first.
+    DispatchTable(const DispatchTable* base, std::span<const DispatchRow> own, const Room& room) noexcept;
 
 private:
     static bool IsNull(REFIID iid) noexcept {
@@ -289,19 +317,9 @@ private:
                                      UINT* badArgument);
     const DispatchRow* Find(DISPID id, WORD flags) const noexcept;
 
-    struct NameHash {
-        std::size_t operator()(std::u16string_view name) const noexcept { return HashNoCase(name); }
-    };
-    struct NameEqual {
-        bool operator()(std::u16string_view left, std::u16string_view right) const noexcept {
-            return CompareNoCase(left, right) == 0;
-        }
-    };
+    const DispatchRow*& PlaceOf(std::u16string_view name) const noexcept;  // the name's own, or an empty one
 
-    std::vector<DispatchRow> rows_;                          // by DISPID, then kind
-    std::vector<std::int16_t> first_;                        // of each DISPID from 0 on: its first row, or -1
-    std::vector<PlainGet> plainGets_;                        // of each DISPID: its get without parameters, or null
-    std::unordered_map<std::u16string_view, const DispatchRow*, NameHash, NameEqual> names_;
+    Room room_;
 };
 
 }  // namespace lumvex::inside

@@ -1,5 +1,6 @@
 // The class registry, filled from classes.def before anything can be created.
 #include <algorithm>
+#include <array>
 
 #include "arrays/Data.hpp"
 #include "core/guid_order.hpp"
@@ -59,7 +60,8 @@ ClassInfo ItemInfo(std::u16string_view name, const GUID& classId) {
             .create = Create<Class>,
             .save = SaveFields<Class>,
             .load = LoadFields<Class>,
-            .copy = CopyFields<Class>};
+            .copy = CopyFields<Class>,
+            .swap = SwapFields<Class, Children::Stay>};
 }
 
 template <class Class, class Interface, class MemberClass>
@@ -84,7 +86,8 @@ ClassInfo RootInfo(std::u16string_view name, const GUID& classId) {
             .hasChildren = true,
             .create = Class::Create,
             .save = SaveFields<Class>,
-            .load = LoadFields<Class>};
+            .load = LoadFields<Class>,
+            .swap = SwapFields<Class, Children::Too>};
 }
 
 }  // namespace
@@ -109,9 +112,10 @@ ClassInfo RootInfo(std::u16string_view name, const GUID& classId) {
     }
 #include "model/classes.def"
 
-const std::vector<const ClassInfo*>& AllClasses() {
-    static const std::vector<const ClassInfo*> all = [] {
-        std::vector<const ClassInfo*> classes{
+// Takes no memory and has nothing to destroy: looking a class up neither fails nor ends before a client's static objects.
+std::span<const ClassInfo* const> AllClasses() noexcept {
+    static const auto all = [] {
+        std::array classes{
 #define LX_ROOT_CLASS(name, interface, id) &ClassOf<name>(),
 #define LX_COLLECTION_CLASS(name, interface, member, title, id) &ClassOf<name>(),
 #define LX_ITEM_CLASS(name, interface, id) &ClassOf<name>(),
@@ -120,11 +124,12 @@ const std::vector<const ClassInfo*>& AllClasses() {
         std::ranges::sort(classes, GuidLess(), &ClassInfo::classId);
         return classes;
     }();
+    static_assert(std::is_trivially_destructible_v<decltype(all)> && std::is_trivially_destructible_v<ClassInfo>);
     return all;
 }
 
 const ClassInfo* FindClass(const GUID& classId) noexcept {
-    const auto& all = AllClasses();
+    const auto all = AllClasses();
     const auto found = std::ranges::lower_bound(all, classId, GuidLess(), &ClassInfo::classId);
     return found != all.end() && IsEqualGUID((*found)->classId, classId) ? *found : nullptr;
 }

@@ -1,9 +1,8 @@
 #include "server/class_factory.hpp"
 
-#include <new>
-
 #include "core/class_info.hpp"
 #include "core/counted.hpp"
+#include "core/guard.hpp"
 #include "lumvex/create.hpp"
 
 namespace lumvex::inside {
@@ -37,10 +36,11 @@ private:
 HRESULT GetClassFactory(REFCLSID clsid, REFIID iid, void** object) noexcept {
     if (!object) return E_POINTER;
     *object = nullptr;
-    const ClassInfo* known = FindClass(clsid);
-    if (!known || known->kind != ClassKind::Root) return CLASS_E_CLASSNOTAVAILABLE;
-    const Ref<ClassFactory> factory(new (std::nothrow) ClassFactory(clsid));
-    return factory ? factory->QueryInterface(iid, object) : E_OUTOFMEMORY;
+    return Translated({}, [&] {
+        const ClassInfo* known = FindClass(clsid);
+        if (!known || known->kind != ClassKind::Root) return CLASS_E_CLASSNOTAVAILABLE;
+        return Ref<ClassFactory>(new ClassFactory(clsid))->QueryInterface(iid, object);
+    });
 }
 
 }  // namespace lumvex::inside

@@ -1,4 +1,5 @@
 // The entry points of the automation server.
+#include "core/guard.hpp"
 #include "core/platform_windows.hpp"
 #include "core/thread_context_windows.hpp"
 #include "core/user_settings_windows.hpp"
@@ -9,14 +10,9 @@ namespace {
 
 HMODULE ownModule = nullptr;
 
-// The registration's failures are statuses; all else that can go wrong is a lack of memory.
 template <class Work>
 HRESULT Answered(Work&& work) noexcept {
-    try {
-        return work(lumvex::inside::ModulePath(ownModule));
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    return lumvex::inside::Translated({}, [&] { return work(lumvex::inside::ModulePath(ownModule)); });
 }
 
 }  // namespace

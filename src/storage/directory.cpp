@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "core/rollback.hpp"
+#include "core/make_room.hpp"
 
 namespace lumvex::inside {
 
@@ -24,13 +24,6 @@ T ValueAt(const SortedRecords::Record& record, std::size_t offset) {
     return value;
 }
 
-// Room for so many more elements, so that adding them cannot fail.
-template <class T>
-void MakeRoom(std::vector<T>& vector, std::size_t more) {
-    const std::size_t needed = vector.size() + more;
-    if (vector.capacity() < needed) vector.reserve(std::max(needed, 2 * vector.capacity()));
-}
-
 bool IsEntered(const Ref<Entry>& entry) { return entry->document != nullptr; }
 
 constexpr std::size_t kLocksAt = 16;
@@ -43,18 +36,18 @@ Entry* Directory::FindKnown(const GUID& id) const {
     return entries_.Find(id);
 }
 
-Entry* Directory::Find(const GUID& id) {
-    if (Entry* known = FindKnown(id)) return known;
+Ref<Entry> Directory::Find(const GUID& id) {
+    if (Entry* known = FindKnown(id)) return Ref<Entry>(known);
     if (removedEntries_.contains(id)) return nullptr;
     const auto record = table_.Find(id);
     if (!record) return nullptr;
     const GUID classId = ValueAt<GUID>(*record, kClassAt);
-    Entry& entry = Make(id, FindClass(classId));
-    entry.classId = classId;
-    entry.second = ValueAt<GUID>(*record, kSecondAt);
-    entry.tag = ValueAt<std::uint32_t>(*record, kTagAt);
-    entry.stored = entry.listed = true;
-    return &entry;
+    Ref<Entry> entry = Make(id, FindClass(classId));
+    entry->classId = classId;
+    entry->second = ValueAt<GUID>(*record, kSecondAt);
+    entry->tag = ValueAt<std::uint32_t>(*record, kTagAt);
+    entry->stored = entry->listed = true;
+    return entry;
 }
 
 std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
@@ -72,52 +65,67 @@ std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
     return {ids.begin(), ids.end()};
 }
 
-Entry& Directory::Known(const Reference& reference, const ClassInfo& classInfo) {
-    if (Entry* known = FindKnown(reference.id)) return *known;
-    Entry& entry = Make(reference.id, &classInfo);
-    entry.tag = reference.tag;
-    entry.stored = entry.listed = true;
+Ref<Entry> Directory::Known(const Reference& reference, const ClassInfo& classInfo) {
+    if (Entry* known = FindKnown(reference.id)) return Ref<Entry>(known);
+    const bool listed = table_.Find(reference.id).has_value();
+    Ref<Entry> entry = Make(reference.id, &classInfo);
+    entry->tag = reference.tag;
+    entry->stored = true;
+    entry->listed = listed;
     return entry;
 }
 
-Entry& Directory::Make(const GUID& id, const ClassInfo* classInfo) {
+void Directory::List(Entry& entry) noexcept {
+    if (entry.listed || std::exchange(entry.joins, true)) return;
+    added_.emplace_back(&entry);
+}
+
+// Makes room in the lists that every entry may have to join without fail.
+Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     Ref<Entry> entry(new Entry(id, classInfo));
     entry->document = &owner_;
     entry->order = nextOrder_++;
     if (const auto locks = locks_.Find(id)) entry->locks = entry->storedLocks = ValueAt<LONG>(*locks, kLocksAt);
-    // Closing the file puts every entry into these lists.
     MakeRoom(added_, entries_.Count() + 1);
     MakeRoom(changed_, entries_.Count() + 1);
     entries_.Add(entry);
-    return *entry;
-}
-
-Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
-    added_.emplace_back();
-    Rollback takeOut([&] { added_.pop_back(); });
-    Entry& entry = Make(id, &classInfo);
-    entry.parent = Ref<Entry>(parent);
-    added_.back() = Ref<Entry>(&entry);
-    takeOut.Done();
     return entry;
 }
 
-void Directory::Erase(Entry& entry) {
-    if (entry.stored) MakeRoom(removedStreams_, 1);
-    if (entry.storedLocks != 0) MakeRoom(removedLocks_, 1);
-    if (entry.listed) removedEntries_.insert(entry.id);
-    const Ref<Entry> kept(&entry);
-    const Ref<Object> object = std::exchange(entry.object, nullptr);  // released last
-    if (object) Unlink(entry);
-    if (entry.stored) removedStreams_.push_back(entry.id);
-    if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
-    entries_.Take(entry.id);
-    entry.document = nullptr;  // the lists of what is added and changed pass over it from now on
-    entry.parent = nullptr;
+Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
+    const Ref<Entry> entry = Make(id, &classInfo);
+    entry->parent = Ref<Entry>(parent);
+    List(*entry);
+    return *entry;
 }
 
-void Directory::List(Entry& entry) {
-    if (std::exchange(entry.listed, false)) added_.push_back(Ref<Entry>(&entry));
+void Directory::PrepareToErase(std::span<const Ref<Entry>> entries) {
+    const auto count = [&](auto test) { return static_cast<std::size_t>(std::ranges::count_if(entries, test)); };
+    MakeRoom(removedStreams_, count([](const Ref<Entry>& entry) { return entry->stored; }));
+    MakeRoom(removedLocks_, count([](const Ref<Entry>& entry) { return entry->storedLocks != 0; }));
+    // The set is the one thing here that needs memory for each element.
+    std::size_t inserted = 0;
+    try {
+        for (const Ref<Entry>& entry : entries) {
+            if (entry->listed) removedEntries_.insert(entry->id);
+            ++inserted;
+        }
+    } catch (const std::bad_alloc&) {
+        for (const Ref<Entry>& entry : entries.first(inserted)) removedEntries_.erase(entry->id);
+        throw;
+    }
+}
+
+void Directory::Erase(std::span<const Ref<Entry>> entries) noexcept {
+    for (const Ref<Entry>& entry : entries) {
+        const Ref<Object> object = std::exchange(entry->object, nullptr);  // released last
+        if (object) Unlink(*entry);
+        if (entry->stored) removedStreams_.push_back(entry->id);
+        if (entry->storedLocks != 0) removedLocks_.push_back(entry->id);
+        entries_.Take(entry->id);
+        entry->document = nullptr;  // the lists of what is added and changed pass over it from now on
+        entry->parent = nullptr;
+    }
 }
 
 void Directory::Rekey(Entry& entry, const GUID& id) {
@@ -128,8 +136,7 @@ void Directory::Rekey(Entry& entry, const GUID& id) {
     entries_.Add(std::move(own));
 }
 
-void Directory::Clear(Entry* keptRoot) noexcept {
-    Ref<Entry> root = keptRoot ? entries_.Take(keptRoot->id) : nullptr;
+void Directory::Clear() noexcept {
     for (std::size_t at = 0; at < entries_.Count(); ++at) {
         entries_.At(at).document = nullptr;
         entries_.At(at).parent = nullptr;
@@ -142,11 +149,7 @@ void Directory::Clear(Entry* keptRoot) noexcept {
     removedLocks_.clear();
     table_.Close();
     locks_.Close();
-    if (root) {
-        keptRoot->listed = false;
-        entries_.Add(std::move(root));  // there is room for it where it was
-        added_.push_back(Ref<Entry>(keptRoot));
-    }
+    Wait(false);
     newest_ = nullptr;
     loadedCount_ = 0;
     // Nothing refers to the directory any more. In the order of use objects mostly go as they lie in memory.
@@ -157,10 +160,32 @@ void Directory::Clear(Entry* keptRoot) noexcept {
     }
 }
 
+void Directory::Swap(Directory& other) noexcept {
+    std::swap(entries_, other.entries_);
+    std::swap(table_, other.table_);
+    std::swap(locks_, other.locks_);
+    changed_.swap(other.changed_);
+    added_.swap(other.added_);
+    removedEntries_.swap(other.removedEntries_);
+    removedStreams_.swap(other.removedStreams_);
+    removedLocks_.swap(other.removedLocks_);
+    std::swap(newest_, other.newest_);
+    std::swap(oldest_, other.oldest_);
+    std::swap(loadedCount_, other.loadedCount_);
+    std::swap(nextOrder_, other.nextOrder_);
+    for (Directory* directory : {this, &other}) {
+        for (std::size_t at = 0; at < directory->entries_.Count(); ++at)
+            directory->entries_.At(at).document = &directory->owner_;
+        directory->Wait(false);
+        directory->Evict();
+    }
+}
+
 // ---- the load cache -------------------------------------------------------------------------------------------------
 
-void Directory::Loaded(Entry& entry, Ref<Object> object) {
-    MakeRoom(changed_, loadedCount_ + 1);
+void Directory::PrepareToLoad() { MakeRoom(changed_, loadedCount_ + 1); }
+
+void Directory::Loaded(Entry& entry, Ref<Object> object) noexcept {
     entry.object = std::move(object);
     Link(entry);
     Evict();
@@ -193,30 +218,77 @@ void Directory::Touch(Entry& entry) noexcept {
     Link(entry);
 }
 
-// New bounds look at everything again, whatever an earlier eviction could not release.
 void Directory::SetBounds(LONG lower, LONG upper) noexcept {
     lowerBound = lower;
     upperBound = upper;
-    evictAbove_ = 0;
+    Wait(false);
     Evict();
 }
 
+bool Directory::MayGo(const Entry& entry) const noexcept {
+    return !entry.changed && entry.stored && entry.object->HeldByDirectoryOnly();
+}
+
+void Directory::Release(Entry& entry) noexcept {
+    const Ref<Entry> kept(&entry);
+    Unlink(entry);
+    entry.object = nullptr;
+    constexpr unsigned kOurs = 2;  // the table's reference and the one above
+    if (entry.Holders() == kOurs && entry.listed && entry.locks == entry.storedLocks) entries_.Take(GUID(entry.id));
+}
+
+// While it waits there is nothing that may go but what LetGo() or Saved() tell of: a load need not look for it.
 void Directory::Evict() noexcept {
-    const auto upper = static_cast<std::size_t>(upperBound);
-    if (loadedCount_ <= std::max(upper, evictAbove_)) return;
-    for (Entry* next = oldest_; next && loadedCount_ > static_cast<std::size_t>(lowerBound);) {
-        Entry& entry = *std::exchange(next, next->newer);
-        if (entry.changed || !entry.stored || !entry.object->HeldByDirectoryOnly()) continue;
-        Unlink(entry);
-        entry.object = nullptr;
-        if (entry.HeldOnce() && entry.listed && entry.locks == entry.storedLocks) entries_.Take(GUID(entry.id));
-    }
-    evictAbove_ = loadedCount_ > upper ? loadedCount_ + loadedCount_ / 4 : 0;
+    if (!waits_ && loadedCount_ > static_cast<std::size_t>(upperBound)) Drain(static_cast<std::size_t>(lowerBound));
+}
+
+// What may not go becomes the most recently used, so that the next time does not begin with it.
+void Directory::Drain(std::size_t lower) noexcept {
+    if (draining_) return;
+    draining_ = true;
+    Wait(true);
+    do {
+        again_ = false;
+        Entry* next = oldest_;
+        for (std::size_t left = loadedCount_; left > 0 && loadedCount_ > lower; --left) {
+            Entry& entry = *std::exchange(next, next->newer);
+            if (MayGo(entry))
+                Release(entry);
+            else
+                Touch(entry);
+        }
+    } while (again_ && loadedCount_ > lower);
+    draining_ = false;
+    Wait(loadedCount_ > lower);
+}
+
+void Directory::LetGo(Entry& entry) noexcept {
+    if (!waits_) return;
+    again_ = true;
+    if (draining_ || !MayGo(entry)) return;
+    draining_ = true;
+    again_ = false;
+    Release(entry);
+    draining_ = false;
+    const auto lower = static_cast<std::size_t>(lowerBound);
+    if (loadedCount_ <= lower)
+        Wait(false);
+    else if (again_)
+        Drain(lower);
+}
+
+void Directory::ReleaseUnheld() noexcept {
+    Drain(0);
+    Wait(false);
+}
+
+void Directory::Wait(bool waits) noexcept {
+    if (std::exchange(waits_, waits) != waits) Object::CacheWaits(waits);
 }
 
 // ---- saving ---------------------------------------------------------------------------------------------------------
 
-void Directory::MarkChanged(Entry& entry) {
+void Directory::MarkChanged(Entry& entry) noexcept {
     if (entry.changed) return;
     changed_.push_back(Ref<Entry>(&entry));
     entry.changed = true;
@@ -291,12 +363,19 @@ void Directory::Saved(const std::vector<Ref<Entry>>& written, NextTables&& table
         entry->storedLocks = entry->locks;
         if (entry->object) entry->object->SetModified(false);
     }
-    for (const Ref<Entry>& entry : added_) entry->listed = true;
+    for (const Ref<Entry>& entry : added_) {
+        entry->listed = true;
+        entry->joins = false;
+    }
     std::erase_if(changed_, [](const Ref<Entry>& entry) { return !entry->changed || !IsEntered(entry); });
     added_.clear();
     removedEntries_.clear();
     removedStreams_.clear();
     removedLocks_.clear();
+    if (waits_)
+        Drain(static_cast<std::size_t>(lowerBound));
+    else
+        Evict();
 }
 
 // ---- the tables in the file -----------------------------------------------------------------------------------------
@@ -315,7 +394,9 @@ void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<co
     if (table) table_.Open(std::move(table));
     if (locks) locks_.Open(std::move(locks));
     std::erase_if(added_, [&](const Ref<Entry>& entry) {
-        return entry->listed = table_.Find(entry->id).has_value();
+        entry->listed = table_.Find(entry->id).has_value();
+        entry->joins = !entry->listed;
+        return entry->listed;
     });
 }
 
@@ -332,12 +413,13 @@ void Directory::CloseFile() noexcept {
     added_.clear();
     for (std::size_t at = 0; at < entries_.Count();) {
         const Ref<Entry> entry(&entries_.At(at));
-        if (!entry->object && entry->listed && entry->classInfo != &root) {
+        if (!entry->object && entry->classInfo != &root) {
             entries_.Take(entry->id);
             entry->document = nullptr;
             continue;
         }
         entry->stored = entry->listed = false;
+        entry->joins = true;
         entry->storedLocks = 0;
         entry->changed = entry->object != nullptr;
         if (entry->changed) changed_.push_back(entry);

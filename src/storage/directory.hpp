@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <unordered_set>
 #include <vector>
 
@@ -26,31 +27,38 @@ public:
     Directory& operator=(const Directory&) = delete;
 
     // ---- finding and entering ----
-    Entry* FindKnown(const GUID& id) const;                  // without a look into the file
-    Entry* Find(const GUID& id);
+    Entry* FindKnown(const GUID& id) const;  // without a look into the file; valid until the next object is loaded
+    Ref<Entry> Find(const GUID& id);
     // The entry of an object that a stored record refers to.
-    Entry& Known(const Reference& reference, const ClassInfo& classInfo);
+    Ref<Entry> Known(const Reference& reference, const ClassInfo& classInfo);
     Entry& Add(const GUID& id, const ClassInfo& classInfo, Entry* parent);
-    void List(Entry& entry);  // an object that the file has but its table does not
-    void Erase(Entry& entry);
+    void List(Entry& entry) noexcept;  // in the table of the next save, if the file's table lacks it
+    // Takes objects out, with what has to be ready before. The first may throw std::bad_alloc and has then done nothing;
+    // for objects entered since the last save it cannot fail.
+    void PrepareToErase(std::span<const Ref<Entry>> entries);
+    void Erase(std::span<const Ref<Entry>> entries) noexcept;
     void Rekey(Entry& entry, const GUID& id);
-    void Clear(Entry* keptRoot = nullptr) noexcept;  // orphans everything but a root that outlives its tree
+    void Clear() noexcept;  // orphans everything
+    void Swap(Directory& other) noexcept;  // with all entries; the owners and their cache bounds stay
 
     // Every object, known or stored, whose class the test accepts; ascending by ID.
     std::vector<GUID> IdsOf(bool (*accepts)(const ClassInfo&)) const;
 
-    // ---- the load cache ----
-    void Loaded(Entry& entry, Ref<Object> object);  // takes the directory's own reference
-    void Unload(Entry& entry) noexcept;             // as if it had not been loaded
-    void Touch(Entry& entry) noexcept;              // used now
+    // ---- the load cache: above the upper bound, the least recently used objects that are unmodified and that no client
+    // holds are released, down to the lower bound; where too many are held or modified, as soon as they are not any more
+    void PrepareToLoad();                                    // the next Loaded() cannot fail
+    void Loaded(Entry& entry, Ref<Object> object) noexcept;  // takes the directory's own reference
+    void Unload(Entry& entry) noexcept;                      // as if it had not been loaded
+    void Touch(Entry& entry) noexcept;                       // used now
     void SetBounds(LONG lower, LONG upper) noexcept;
-    void Evict() noexcept;                          // when more than the upper bound are loaded: the longest unused
+    void LetGo(Entry& entry) noexcept;                       // nobody but the directory holds the object any more
+    void ReleaseUnheld() noexcept;                           // all that may go
     std::size_t LoadedCount() const { return loadedCount_; }
     LONG lowerBound = std::numeric_limits<LONG>::max();
     LONG upperBound = std::numeric_limits<LONG>::max();
 
     // ---- what the next save has to write ----
-    void MarkChanged(Entry& entry);  // of a loaded object: cannot fail
+    void MarkChanged(Entry& entry) noexcept;  // of a loaded object
     std::vector<Ref<Entry>> ChangedEntries() const;  // in the order in which they changed
     std::vector<Ref<Entry>> LoadedEntries() const;   // in the order in which they were made
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
@@ -75,11 +83,17 @@ public:
     // alone knows of these has been read before.
     void ReadFromTable();
     void CloseFile() noexcept;
+    std::size_t CountInFile() const { return table_.Count(); }
 
 private:
     static constexpr std::size_t kLocksRecord = 20;  // ID, counter
 
-    Entry& Make(const GUID& id, const ClassInfo* classInfo);
+    Ref<Entry> Make(const GUID& id, const ClassInfo* classInfo);
+    bool MayGo(const Entry& entry) const noexcept;
+    void Release(Entry& entry) noexcept;
+    void Evict() noexcept;
+    void Drain(std::size_t lower) noexcept;
+    void Wait(bool waits) noexcept;
     SortedRecords::Changes LockChanges() const;
     void Link(Entry& entry) noexcept;  // as the most recently used
     void Unlink(Entry& entry) noexcept;
@@ -98,7 +112,9 @@ private:
     Entry* newest_ = nullptr;
     Entry* oldest_ = nullptr;
     std::size_t loadedCount_ = 0;
-    std::size_t evictAbove_ = 0;  // what an eviction could not release is not looked at again for every load
+    bool waits_ = false;     // more are loaded than should be, and none of them may go now
+    bool draining_ = false;  // objects are being released
+    bool again_ = false;     // what was released has let go of others
     std::uint64_t nextOrder_ = 0;
 };
 

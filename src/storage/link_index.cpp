@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/make_room.hpp"
+
 namespace lumvex::inside {
 
 void LinkIndex::Forget() {
@@ -15,14 +17,13 @@ std::vector<GUID> LinkIndex::LinksTo(const GUID& target) const {
 }
 
 void LinkIndex::Move(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) {
-    if (from) {
-        const auto found = links_.find(*from);
-        if (found != links_.end()) {
-            std::erase_if(found->second, [&](const GUID& each) { return IsEqualGUID(each, link); });
-            if (found->second.empty()) links_.erase(found);
-        }
+    std::vector<GUID>* const joined = to ? &links_[*to] : nullptr;
+    if (joined) MakeRoom(*joined, 1);
+    if (const auto left = from ? links_.find(*from) : links_.end(); left != links_.end()) {
+        std::erase_if(left->second, [&](const GUID& each) { return IsEqualGUID(each, link); });
+        if (left->second.empty() && &left->second != joined) links_.erase(left);
     }
-    if (to) links_[*to].push_back(link);
+    if (joined) joined->push_back(link);
 }
 
 }  // namespace lumvex::inside

@@ -17,6 +17,7 @@ public:
 
     // In the order in which the links came to point there.
     std::vector<GUID> LinksTo(const GUID& target) const;
+    // Throws std::bad_alloc and has then done nothing; without a new target it cannot fail.
     void Move(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to);
 
 private:

@@ -53,7 +53,7 @@ inline void LoadField(RecordReader& reader, KeptReference& field) { field.refere
 
 // An item reference: 16-bit flag, then the target's ID as text.
 inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
-    const auto id = field.TargetId();
+    const auto& id = field.Id();
     writer.U16(id ? 1 : 0);
     if (id) writer.Text(ToText(*id));
 }

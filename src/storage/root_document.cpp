@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "core/collection.hpp"
-#include "core/rollback.hpp"
+#include "core/operation.hpp"
+#include "core/tree_walk.hpp"
 #include "storage/failures.hpp"
 #include "storage/object_record.hpp"
 
@@ -37,9 +38,6 @@ void RootDocument::Construct(std::u16string_view name) {
     Entry& entry = directory_.Add(id, Class(), nullptr);
     entry.name = name;
     Bind(entry);
-    RecordWriter blank;
-    Class().save(*this, blank);
-    blankRecord_ = std::make_shared<MemorySource>(blank.Joined());
 }
 
 LXAccessMode RootDocument::AccessMode() const {
@@ -84,7 +82,7 @@ Ref<Object> RootDocument::FindID(std::u16string_view text) {
 }
 
 Ref<Object> RootDocument::Load(std::u16string_view text) {
-    Entry* entry = directory_.Find(ParseGuid(text).value_or(GUID_NULL));
+    const Ref<Entry> entry = directory_.Find(ParseGuid(text).value_or(GUID_NULL));
     return entry ? Get(*entry) : nullptr;
 }
 
@@ -108,65 +106,77 @@ Ref<Object> RootDocument::Reach(Entry& entry) {
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);
     ReadObject(*object, source);
-    directory_.Loaded(entry, object);
-    Rollback unload([&] { directory_.Unload(entry); });
-    object->Arrived(Arrival::Loaded);
-    unload.Done();
+    TakePlace(entry, object, Arrival::Loaded);
     return object;
 }
 
-// A file that gives one ID to objects of two classes would make one of them be taken for the other.
-Entry& RootDocument::Checked(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
-    Entry& entry = directory_.Known(reference, classInfo);
-    if (entry.classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
-    if (!entry.parent) entry.parent = Ref<Entry>(&owner);
-    return entry;
+// The object takes its place in the directory, and does what its class does then. What that makes is no part of the
+// operation under way: the object stays loaded even if the operation fails.
+void RootDocument::TakePlace(Entry& entry, const Ref<Object>& object, Arrival how) {
+    directory_.PrepareToLoad();
+    Operation arrival;
+    RecordStep(*object, this, [](Object& loaded, void* root) noexcept {
+        static_cast<RootDocument*>(root)->directory_.Unload(loaded.OwnEntry());
+    });
+    directory_.Loaded(entry, object);
+    directory_.List(entry);
+    if (how == Arrival::Made) MarkChanged(*object);
+    object->Arrived(how);
+    arrival.Keep();
 }
 
-Ref<Object> RootDocument::Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
-    return Get(Checked(reference, classInfo, owner));
+// A file that gives one ID to objects of two classes would make one of them be taken for the other.
+Ref<Entry> RootDocument::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+    Ref<Entry> entry = directory_.Known(reference, classInfo);
+    if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
+    if (!entry->parent) entry->parent = Ref<Entry>(&owner);
+    return entry;
 }
 
 // Making a collection ready is no change of the document yet, though the next save writes it.
 Ref<Object> RootDocument::GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) {
-    Entry* entry = nullptr;
     if (slot.reference) {
-        entry = &Checked(*slot.reference, classInfo, owner.OwnEntry());
+        const Ref<Entry> entry = EntryOf(*slot.reference, classInfo, owner.OwnEntry());
         if (Ref<Object> child = Reach(*entry)) return child;
         entry->stored = false;
+        Ref<Object> child = classInfo.create();
+        child->Bind(*entry);
+        TakePlace(*entry, child, Arrival::Made);
+        return child;
     }
     Ref<Object> child = classInfo.create();
-    if (!entry) {
-        entry = &Enter(*child, owner.OwnEntry());
-        Rollback leave([&] { directory_.Erase(*entry); });
-        if (&owner != this) MarkChanged(owner);
-        child->Arrived(Arrival::Made);
-        leave.Done();
-        slot.reference = Reference{entry->id, entry->tag};
-    } else {
-        child->Bind(*entry);
-        directory_.Loaded(*entry, child);
-        Rollback unload([&] { directory_.Unload(*entry); });
-        MarkChanged(*child);
-        child->Arrived(Arrival::Made);
-        unload.Done();
-    }
+    const Entry& entry = Enter(*child, owner.OwnEntry());
+    RecordStep(owner, &slot, [](Object&, void* filled) noexcept { static_cast<ChildSlot*>(filled)->reference.reset(); });
+    slot.reference = Reference{entry.id, entry.tag};
+    if (&owner != this) MarkChanged(owner);
+    child->Arrived(Arrival::Made);
     return child;
 }
 
 Entry& RootDocument::Enter(Object& object, Entry& owner) {
     GUID id;
     Check(CoCreateGuid(&id));
+    MakeRoomForSteps(1);
+    directory_.PrepareToLoad();
     Entry& entry = directory_.Add(id, object.Class(), &owner);
-    Rollback leave([&] { directory_.Erase(entry); });
     object.Bind(entry);
     directory_.Loaded(entry, Ref<Object>(&object));
     MarkChanged(object);
-    leave.Done();
+    RecordStep(object, this, [](Object& entered, void* root) noexcept {
+        const Ref<Entry> own(&entered.OwnEntry());
+        if (own->document) static_cast<RootDocument*>(root)->Erase(std::span(&own, 1));
+    });
     return entry;
 }
 
-void RootDocument::MarkChanged(Object& object) {
+void RootDocument::MarkModified() {
+    if (documentModified_) return;
+    RecordStep(*this, nullptr,
+               [](Object& root, void*) noexcept { static_cast<RootDocument&>(root).documentModified_ = false; });
+    documentModified_ = true;
+}
+
+void RootDocument::MarkChanged(Object& object) noexcept {
     Entry& entry = object.OwnEntry();
     object.SetModified(true);
     directory_.MarkChanged(entry);
@@ -175,11 +185,14 @@ void RootDocument::MarkChanged(Object& object) {
         static_cast<CollectionBase&>(*owner).members.names.Rename(entry.id, entry.name);
 }
 
-void RootDocument::Erase(Entry& entry) {
-    if (links_.IsMade() && entry.object && entry.object->Class().isLink)
-        entry.object->ForEachReference(
-            [&](ReferenceBase& reference) { links_.Move(entry.id, reference.TargetId(), std::nullopt); });
-    directory_.Erase(entry);
+void RootDocument::Erase(std::span<const Ref<Entry>> entries) {
+    directory_.PrepareToErase(entries);
+    for (const Ref<Entry>& entry : entries) {
+        if (!links_.IsMade() || !entry->object || !entry->object->Class().isLink) continue;
+        entry->object->ForEachReference(
+            [&](ReferenceBase& reference, const ClassInfo&) { links_.Move(entry->id, reference.Id(), std::nullopt); });
+    }
+    directory_.Erase(entries);
 }
 
 // The first question reads every link of the document once.
@@ -187,78 +200,57 @@ std::vector<GUID> RootDocument::DependentLinks(const GUID& target) {
     if (!links_.IsMade()) {
         links_.Forget();
         for (const GUID& id : directory_.IdsOf([](const ClassInfo& info) { return info.isLink; })) {
-            Entry* entry = directory_.Find(id);
+            const Ref<Entry> entry = directory_.Find(id);
             if (!entry) continue;
             const Ref<Object> link = Get(*entry);
-            link->ForEachReference(
-                [&](ReferenceBase& reference) { links_.Move(id, std::nullopt, reference.TargetId()); });
+            link->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+                links_.Move(id, std::nullopt, reference.IdIn(*this, targetClass));
+            });
         }
         links_.Made();
     }
     return links_.LinksTo(target);
 }
 
+// An index that the operation under way may have to take back is made anew when it is next asked for.
 void RootDocument::LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) {
-    if (links_.IsMade()) links_.Move(link, from, to);
+    if (!links_.IsMade()) return;
+    RecordStep(*this, nullptr, [](Object& root, void*) noexcept { static_cast<RootDocument&>(root).links_.Forget(); });
+    links_.Move(link, from, to);
 }
 
-Entry& RootDocument::OwnerOf(Entry& entry) {
-    Entry* owner = nullptr;
-    Walk([&](const Reference& reference, const ClassInfo&, Object& candidate) {
-        if (IsEqualGUID(reference.id, entry.id)) owner = &candidate.OwnEntry();
-        return owner == nullptr;
+// The search notes the owners of all known objects that it passes, so that the next one need not begin again.
+Ref<Entry> RootDocument::OwnerOf(Entry& entry) {
+    if (entry.parent || &entry == &OwnEntry()) return entry.parent;
+    WalkBelow(*this, [&](const Reference& reference, const ClassInfo&, Object& owner) {
+        Entry* known = directory_.FindKnown(reference.id);
+        if (known && !known->parent) known->parent = Ref<Entry>(&owner.OwnEntry());
+        return !entry.parent;
     });
-    if (!owner) throw Failure(Message::Orphaned);
-    return *owner;
-}
-
-void RootDocument::Walk(const ReferenceVisitor& visit) {
-    std::vector<Ref<Object>> waiting{Ref<Object>(this)};
-    bool more = true;
-    while (more && !waiting.empty()) {
-        const Ref<Object> owner = waiting.back();
-        waiting.pop_back();
-        const auto reach = [&](const Reference& reference, const ClassInfo& classInfo) {
-            more = more && visit(reference, classInfo, *owner);
-            const bool opens = classInfo.kind == ClassKind::Collection || classInfo.hasChildren;
-            if (more && opens) waiting.push_back(Get(reference, classInfo, owner->OwnEntry()));
-        };
-        if (owner->Class().kind == ClassKind::Collection) {
-            const auto& collection = static_cast<const CollectionBase&>(*owner);
-            const ClassInfo& memberClass = *collection.Class().member();
-            for (std::size_t index = 0; more && index < collection.members.Count(); ++index)
-                reach(collection.members.At(index), memberClass);
-        } else {
-            owner->ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
-                if (slot.reference) reach(*slot.reference, classInfo);
-            });
-        }
-    }
+    return entry.parent;
 }
 
 // ---- opening --------------------------------------------------------------------------------------------------------
 
-// Everything that says whether the file is one of ours is read before the tree in memory is given up for it.
+// The file is read into a new root, whose tree this one takes over when nothing can fail any more: a file that cannot be
+// opened costs a client nothing of what it has in memory. The version support is answered either way.
 void RootDocument::OpenFile(std::u16string_view path) {
     if (documentModified_ || file_->IsOpen()) throw Failure(Message::ModifiedBeforeLoading);
-    const std::filesystem::path given = PathOf(path);
-    file_->Replace(OpenCompoundFile(given, Access()));
-    struct Release {
-        RootDocument& root;
-        GUID id;
-        std::uint32_t tag;
-        bool treeTouched = false, done = false;
-        ~Release() {
-            if (done) return;
-            if (treeTouched) {
-                root.Empty();
-                root.directory_.Rekey(root.OwnEntry(), id);
-                root.OwnEntry().tag = tag;
-            }
-            root.file_->Replace(nullptr);
-        }
-    } release{*this, OwnEntry().id, OwnEntry().tag};
+    const Ref<Object> opened = Class().create();
+    auto& root = static_cast<RootDocument&>(*opened);
+    root.accessFlags_ = accessFlags_;
+    root.directory_.SetBounds(directory_.lowerBound, directory_.upperBound);
+    try {
+        root.LoadFile(PathOf(path));
+    } catch (...) {
+        versionSupport_ = root.versionSupport_;
+        throw;
+    }
+    ExchangeTrees(root);
+}
 
+void RootDocument::LoadFile(const std::filesystem::path& path) {
+    file_->Replace(OpenCompoundFile(path, Access()));
     versionSupport_ = CheckVersions();
     if (versionSupport_ < 0 || versionSupport_ == LX_VER_INCOMPATIBLE) throw Failure(Message::FileFormat);
     VersionWord version;
@@ -266,12 +258,23 @@ void RootDocument::OpenFile(std::u16string_view path) {
     const GUID id = RecordReader(root).ObjectReference().id;
     const ClassInfo* listed = Directory::ListedClass(file_->Find(kDirectoryStream), id);
     if (listed && listed != &Class()) throw Failure(Message::FileFormat);  // a document of the other kind
-    release.treeTouched = true;
     LoadTree(root, version);
     std::error_code ignored;
-    path_ = std::filesystem::absolute(given, ignored);
-    mayLackObjects_ = false;
-    release.done = true;
+    path_ = std::filesystem::absolute(path, ignored);
+}
+
+void RootDocument::ExchangeTrees(RootDocument& other) noexcept {
+    directory_.Swap(other.directory_);
+    SwapEntry(other);
+    Class().swap(*this, other);
+    SwapSettings(other);
+    file_.swap(other.file_);
+    path_.swap(other.path_);
+    std::swap(versionSupport_, other.versionSupport_);
+    std::swap(documentModified_, other.documentModified_);
+    std::swap(mayLackObjects_, other.mayLackObjects_);
+    links_.Forget();
+    other.links_.Forget();
 }
 
 LXVersionSupport RootDocument::CheckVersions() const {
@@ -314,16 +317,15 @@ RecordReader RootDocument::OpenRootRecord(VersionWord& version) {
 }
 
 void RootDocument::LoadTree(RecordReader reader, VersionWord version) {
-    Empty();
     const Reference self = reader.ObjectReference();
     directory_.Rekey(OwnEntry(), self.id);
     OwnEntry().tag = self.tag;
     Class().load(*this, reader, version);
     if (const auto settings = file_->Find(kSettingsStream)) {
         RecordReader settingsReader(settings);
-        LoadSettings(&settingsReader);
+        LoadSettings(settingsReader);
     }
-    if (!OpenTables()) RebuildDirectory();
+    if (!OpenTables()) ListEverything();
 }
 
 bool RootDocument::OpenTables() {
@@ -333,22 +335,12 @@ bool RootDocument::OpenTables() {
     return hasTable;
 }
 
-// Files written before there was a directory: afterwards it is as if it had been read.
-void RootDocument::RebuildDirectory() {
-    Walk([&](const Reference& reference, const ClassInfo& classInfo, Object& owner) {
-        directory_.List(Checked(reference, classInfo, owner.OwnEntry()));
+// For files that were written before there was a directory, or whose directory is not complete.
+void RootDocument::ListEverything() {
+    WalkBelow(*this, [&](const Reference& reference, const ClassInfo& classInfo, Object& owner) {
+        directory_.List(*EntryOf(reference, classInfo, owner.OwnEntry()));
         return true;
     });
-}
-
-// Needs no memory: an open that fails ends here.
-void RootDocument::Empty() noexcept {
-    directory_.Clear(&OwnEntry());
-    links_.Forget();
-    RecordReader blank(blankRecord_);
-    Class().load(*this, blank, Class().version);
-    Materialise();
-    LoadSettings(nullptr);
 }
 
 }  // namespace lumvex::inside

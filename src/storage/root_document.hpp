@@ -42,20 +42,22 @@ public:
 
     // ---- Document ----
     Object& RootObject() noexcept override { return *this; }
-    Entry* Find(const GUID& id) override { return directory_.Find(id); }
+    Ref<Entry> Find(const GUID& id) override { return directory_.Find(id); }
+    using Document::Get;
     Ref<Object> Get(Entry& entry) override;
-    Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
+    Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) override;
     Entry& Enter(Object& object, Entry& owner) override;
-    void Erase(Entry& entry) override;
-    Entry& OwnerOf(Entry& entry) override;
+    void Erase(std::span<const Ref<Entry>> entries) override;
+    Ref<Entry> OwnerOf(Entry& entry) override;
     std::vector<GUID> DependentLinks(const GUID& target) override;
     void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) override;
-    void MarkModified() noexcept override { documentModified_ = true; }
-    void MarkChanged(Object& object) override;
+    void MarkModified() override;
+    void MarkChanged(Object& object) noexcept override;
     LXArray ArrayType() const noexcept override { return arrayType_; }
     bool IsObserved() const noexcept override { return events_.HasSinks(); }
     void Fire(const PendingEvent& event) noexcept override { events_.Fire(event); }
+    void LetGo(Entry& entry) noexcept override { directory_.LetGo(entry); }
 
     IUnknown* Facet(REFIID iid) noexcept override {
         return IsEqualGUID(iid, kIidOf<IConnectionPointContainer>) ? events_.Container() : nullptr;
@@ -72,9 +74,13 @@ protected:
     // Gives the new root its entry; called once the class is complete.
     void Construct(std::u16string_view name);
 
-    // Settings that stand in a stream of their own beside the root record.
+    // Settings that stand in a stream of their own beside the root record. A file need not have it.
     virtual void SaveSettings(RecordWriter&) const {}
-    virtual void LoadSettings(RecordReader*) {}  // null: the file has none
+    virtual void LoadSettings(RecordReader&) {}
+    virtual void SwapSettings(RootDocument&) noexcept {}  // with a root of the same class
+
+    // The bound file was closed.
+    virtual void FileClosed() noexcept {}
 
     // Does the record hold references that this program carries without knowing what they lead to?
     virtual bool CarriesUnknown() const { return false; }
@@ -86,23 +92,21 @@ private:
     compound::Access Access() const;
 
     // ---- root_document.cpp: opening and finding ----
+    void LoadFile(const std::filesystem::path& path);  // into a new root
+    void ExchangeTrees(RootDocument& other) noexcept;  // with everything that belongs to the file
     LXVersionSupport CheckVersions() const;
     RecordReader OpenRootRecord(VersionWord& version);
     void LoadTree(RecordReader reader, VersionWord version);
-    void RebuildDirectory();
+    void ListEverything();
     bool OpenTables();  // false where the file has no directory table
-    void Empty() noexcept;  // no tree, as a new root
     Ref<Object> Reach(Entry& entry);
-    Entry& Checked(const Reference& reference, const ClassInfo& classInfo, Entry& owner);
-
-    // Visits every reference below the root with its class and owner until `visit` says false; what has to be opened
-    // on the way is loaded.
-    using ReferenceVisitor = std::function<bool(const Reference&, const ClassInfo&, Object& owner)>;
-    void Walk(const ReferenceVisitor& visit);
+    void TakePlace(Entry& entry, const Ref<Object>& object, Arrival how);
 
     // ---- root_save.cpp ----
     Objects ObjectsToWrite();
     void CheckComplete();
+    std::vector<Ref<Object>> OwnersOfLoaded();
+    void ListWhatTheTableLacks();
     int SectorVersionFor(const Objects& objects) const;
     void WriteRoot(compound::CompoundFile& file) const;
     void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
@@ -121,7 +125,6 @@ private:
     bool mayLackObjects_ = false;           // a file was closed: what was not loaded went with it
     EventSource events_{*this};
     LinkIndex links_;
-    std::shared_ptr<const ByteSource> blankRecord_;  // the root's own fields as a new root has them
     Directory directory_{*this};
 };
 

@@ -5,6 +5,8 @@
 #include <unordered_set>
 
 #include "core/collection.hpp"
+#include "core/references.hpp"
+#include "storage/compound/names.hpp"
 #include "storage/failures.hpp"
 #include "storage/object_record.hpp"
 #include "storage/root_document.hpp"
@@ -80,6 +82,7 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
     if (IsReadOnly()) throw Failure(kAccessDenied);
     const std::filesystem::path given = PathOf(path);
     if (file_->IsOpen() && compound::IsSameFile(given, path_)) return SaveFile();
+    if (file_->IsOpen()) ListWhatTheTableLacks();
     if (!file_->IsOpen() && mayLackObjects_) CheckComplete();
     std::error_code ignored;
     std::filesystem::path bound = std::filesystem::absolute(given, ignored);
@@ -107,6 +110,7 @@ void RootDocument::SaveInto(std::unique_ptr<compound::CompoundFile> created, con
 // file in the old one's place, all or nothing as well. Where no file can be made beside it the document stays as it is,
 // and there is no room in it.
 void RootDocument::SaveWithLargerSectors(const Objects& objects) {
+    ListWhatTheTableLacks();
     try {
         SaveInto(OnStorage([this] { return file_->File().CreateSuccessor(4); }), objects);
     } catch (const Failure& failure) {
@@ -116,8 +120,9 @@ void RootDocument::SaveWithLargerSectors(const Objects& objects) {
     }
 }
 
-// What is loaded stays usable without the file: lists and arrays that still stand in it are read now. The file goes also
-// where that fails.
+// What is loaded stays usable without the file: the owners above it are loaded, too, and lists and arrays that are still
+// in the file are read. A document that was opened for reading and not modified keeps only what clients hold. The file is
+// released even where this fails.
 void RootDocument::CloseFile() {
     if (!file_->IsOpen()) return;
     struct Release {
@@ -127,12 +132,24 @@ void RootDocument::CloseFile() {
             root.file_->Replace(nullptr);
             root.path_.clear();
             root.mayLackObjects_ = true;
+            root.FileClosed();
         }
     } release{*this};
+    if (IsReadOnly() && !documentModified_) directory_.ReleaseUnheld();
+    const std::vector<Ref<Object>> owners = OwnersOfLoaded();
     Materialise();
     for (const Ref<Entry>& entry : directory_.LoadedEntries()) entry->object->Materialise();
     directory_.ReadFromTable();
     if (!IsReadOnly()) documentModified_ = false;
+}
+
+// Loads the owners, up to the root, of everything that is loaded; held by the answer, whatever the bounds of the cache.
+std::vector<Ref<Object>> RootDocument::OwnersOfLoaded() {
+    std::vector<Ref<Object>> owners;
+    for (const Ref<Entry>& entry : directory_.LoadedEntries())
+        for (Ref<Entry> owner = OwnerOf(*entry); owner && !owner->object && owner.get() != &OwnEntry(); owner = OwnerOf(*owner))
+            owners.push_back(Get(*owner));
+    return owners;
 }
 
 // The file is closed even if clients hold objects whose arrays and lists stand in it: they are orphans now, which are
@@ -152,8 +169,12 @@ RootDocument::Objects RootDocument::ObjectsToWrite() {
         return found != ranks.end() ? found->second : ranks.size();
     };
     std::vector<std::pair<std::size_t, Ref<Entry>>> ranked;
+    Materialise();
     for (Ref<Entry>& entry : directory_.ChangedEntries()) {
         entry->object->Materialise();
+        entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+            reference.ForgetLostTarget(*this, targetClass);
+        });
         const std::size_t rank = rankOf(entry.get());
         ranked.emplace_back(rank, std::move(entry));
     }
@@ -183,6 +204,16 @@ void RootDocument::CheckComplete() {
     if (CarriesUnknown()) throw Failure(Message::DoesNotExist);
     checkBelow(*this);
     for (const Ref<Entry>& entry : directory_.LoadedEntries()) checkBelow(*entry->object);
+}
+
+// A file may hold objects that its directory does not list. They are found where more streams have the names of objects
+// than the directory has objects, the root not counted, which has no stream of its own.
+void RootDocument::ListWhatTheTableLacks() {
+    std::size_t streams = 0;
+    OnStorage([&] {
+        file_->File().ForEachStream([&](std::u16string_view name, std::uint64_t) { streams += IdOfStream(name) ? 1 : 0; });
+    });
+    if (streams + 1 > directory_.CountInFile()) ListEverything();
 }
 
 int RootDocument::SectorVersionFor(const Objects& objects) const {
@@ -249,15 +280,20 @@ Directory::NextTables RootDocument::WriteTables(compound::CompoundFile& file, bo
 
 // Every stream that this save does not write itself goes along, those of classes this program does not know included,
 // and so do other programs' folders.
+// Names are the same whatever their case: another program may have written them in another one.
 void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) {
-    std::unordered_set<std::u16string> skipped{
-        std::u16string(kVersionInfoStream), std::u16string(kRootStream),     std::u16string(kOldRootStream),
-        std::u16string(kDirectoryStream),   std::u16string(kLocksStream), std::u16string(kSettingsStream)};
-    for (const Ref<Entry>& entry : rewritten) skipped.insert(StreamNameOf(entry->id));
-    for (const GUID& id : directory_.RemovedStreams()) skipped.insert(StreamNameOf(id));
+    struct HashName {
+        std::size_t operator()(const compound::FoldedName& name) const { return static_cast<std::size_t>(name.Hash()); }
+    };
+    std::unordered_set<compound::FoldedName, HashName> skipped;
+    for (const std::u16string_view name :
+         {kVersionInfoStream, kRootStream, kOldRootStream, kDirectoryStream, kLocksStream, kSettingsStream})
+        skipped.emplace(name);
+    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamNameOf(entry->id));
+    for (const GUID& id : directory_.RemovedStreams()) skipped.emplace(StreamNameOf(id));
     to.CarryFrom(file_->File());
     file_->File().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
-        if (!skipped.contains(std::u16string(name))) WriteStream(to, name, bytes);
+        if (!skipped.contains(compound::FoldedName(name))) WriteStream(to, name, bytes);
     });
 }
 

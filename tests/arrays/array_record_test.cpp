@@ -103,6 +103,21 @@ TEST(ArrayRecord, ReadsAndWritesEveryType) {
          "04 00 00 00 64 00 00 00  00 00 00 00  04 00 00 00 66 00 00 00",
          {VT_BSTR, {{1, 2}, {0, 3}}, "", {u"a", u"d", u"b", std::nullopt, u"c", u"f"}},
          ""},
+        // Two by three by two, and dimensions of one element in between.
+        {"texts in five dimensions",
+         "02 00  05 00 00 00  08 00  00 00 00 00 01 00 00 00  00 00 00 00 00 00 00 00  00 00 00 00 02 00 00 00"
+         "01 00 00 00 01 00 00 00  FF FF FF FF 00 00 00 00" +
+             [] {
+                 std::string texts;
+                 for (const BYTE letter : {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l'})
+                     texts += "04 00 00 00" + AsHex({std::byte{letter}}) + "00 00 00";
+                 return texts;
+             }(),
+         {VT_BSTR,
+          {{0, 2}, {0, 1}, {0, 3}, {1, 1}, {-1, 2}},
+          "",
+          {u"a", u"g", u"c", u"i", u"e", u"k", u"b", u"h", u"d", u"j", u"f", u"l"}},
+         ""},
         {"no texts", "02 00  01 00 00 00  08 00  00 00 00 00 FF FF FF FF", {VT_BSTR, {{0, 0}}, "", {}}, ""},
     };
     for (const auto& each : cases) {
@@ -172,6 +187,31 @@ TEST(ArrayRecord, HostileOnesAreRefusedBeforeAnythingIsMadeOfThem) {
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_EQ(InHex(Read(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)))), InHex(kRead))
             << length;
+}
+
+// A SAFEARRAY counts its dimensions in 16 bits. Those of one element cost nothing when texts are put in their places:
+// here there are so many texts as well that a walk through all dimensions for each of them would not come to an end.
+TEST(ArrayRecord, AsManyDimensionsAsAClientCanBeGiven) {
+    constexpr std::uint32_t kMost = 65'535, kTexts = 100'000;
+    const auto textsIn = [](std::uint32_t dimensions) {
+        RecordWriter record;
+        record.U16(2);
+        record.U32(dimensions);
+        record.U16(VT_BSTR);
+        for (std::uint32_t at = 0; at < dimensions; ++at) {
+            record.I32(0);
+            record.I32(at == 0 ? kTexts - 1 : 0);
+        }
+        for (std::uint32_t at = 0; at < kTexts; ++at) record.U32(0);
+        return record.Joined();
+    };
+    const Bytes record = textsIn(kMost);
+    RecordReader reader(SourceOf(record));
+    ArraySlot slot;
+    ReadArrayRecord(reader, slot);
+    EXPECT_EQ(slot->Shape().size(), kMost);
+    EXPECT_EQ(Written(slot), AsHex(record));
+    EXPECT_EQ(InHex(Read(textsIn(kMost + 1))), InHex(STG_E_READFAULT));
 }
 
 }  // namespace

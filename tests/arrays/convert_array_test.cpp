@@ -140,6 +140,27 @@ TEST(ArrayIn, RefusesEverythingElseAndKeepsWhatItHad) {
     EXPECT_EQ(InHex(Put(withText, kAnyChannels)), InHex(kType));
 }
 
+// A variant may say another type than its array has: what its elements are would be read by the wrong size.
+TEST(ArrayIn, TheVariantAndItsArrayMeanTheSameType) {
+    const VARIANT one = Element(VT_R4, 1);
+    Variant arrays[] = {ArrayOf<float>(VT_R4, {{2, 0}}, {1, 1}),
+                        ArrayOf<double>(VT_R8, {{2, 0}}, {1, 1}),
+                        ArrayOf<LONG>(VT_I4, {{2, 0}}, {1, 1}),
+                        ArrayOf<BYTE>(VT_UI1, {{2, 0}}, {1, 1}),
+                        ArrayOf<VARIANT>(VT_VARIANT, {{2, 0}}, {one, one}),
+                        ArrayOf<LONG>(VT_ERROR, {{2, 0}}, {1, 1}),
+                        ArrayOf<BSTR>(VT_BSTR, {{2, 0}}, {nullptr, nullptr})};
+    for (Variant& array : arrays) {
+        const VARTYPE own = array.vt;
+        for (const VARTYPE said : {VT_R4, VT_R8, VT_I4, VT_UI1, VT_VARIANT}) {
+            array.vt = static_cast<VARTYPE>(VT_ARRAY | said);
+            EXPECT_EQ(InHex(Put(array, kAnyChannels)), InHex(array.vt == own ? S_OK : kType))
+                << "an array of type " << (own & ~VT_ARRAY) << " given as " << said;
+        }
+        array.vt = own;
+    }
+}
+
 TEST(ArrayIn, ChannelsStandInTheSecondDimension) {
     const Variant one = Floats({1, 2}), none = Floats({}), single = Floats({1});
     const Variant two = ArrayOf<float>(VT_R4, {{3, 0}, {2, 0}}, {1, 2, 3, 4, 5, 6});

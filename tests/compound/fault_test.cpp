@@ -107,6 +107,7 @@ bool SurvivesFaultAt(const Save& save, int version, const Bytes& old, Fault faul
     const bool isNew = save.before.empty();
     const bool isLarge = !isNew && save.before.begin()->second.size() > 1000000;
     FaultyDisk disk(old);
+    if (step % 3 == 0) disk.DenyMapping();
     Content after = save.replaces ? Content{} : save.before;
     auto file = save.replaces ? CompoundFile::Create(disk.OpenNew(), version)
                 : isNew       ? CompoundFile::Create(disk.Open(), version)
@@ -257,6 +258,7 @@ TEST_P(Faults, OfProcessesOneAfterTheOtherAndThenOfThePowerLeaveOneOfTheirStates
     for (unsigned long cut = 0; cut < cuts; ++cut) {
         std::mt19937 random(static_cast<unsigned>(cut));
         FaultyDisk disk(image);
+        if (cut % 4 == 0) disk.DenyMapping();
         std::vector<Content> states{ContentOf(image)};
         std::size_t saved = 0;
         for (auto processes = 2 + random() % 2; processes != 0; --processes)

@@ -306,7 +306,8 @@ TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
         std::vector<EntryId> order;
         WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(),
                  [&](EntryId id, const Entry&) { order.push_back(id); });
-        const std::byte* start = volume.Bytes(0, 1);
+        FileView::Window window;
+        const std::byte* start = volume.Bytes(0, 1, window);
         const auto at = [&](EntryId id) { return &image[static_cast<std::size_t>(committed.At(id).bytes() - start)]; };
         EntryWriter(at(0)).SetChild(order.front());
         for (std::size_t i = 0; i < order.size(); ++i) {

@@ -95,14 +95,16 @@ TEST_F(Sharing, AFileThatIsGoneFromItsPathIsNotSaved) {
             const auto file = Open(access);
             Put(*file, u"a", Pattern(30000, 5));
             file->Commit();
+            std::error_code refused;  // by systems that do not do this to an open file
             if (what == std::string_view("removed")) {
-                fs::remove(path_);
+                fs::remove(path_, refused);
             } else if (what == std::string_view("moved away")) {
-                fs::rename(path_, folder_ / "elsewhere");
+                fs::rename(path_, folder_ / "elsewhere", refused);
             } else {
                 std::ofstream(folder_ / "newer") << "newer";
-                fs::rename(folder_ / "newer", path_);
+                fs::rename(folder_ / "newer", path_, refused);
             }
+            if (refused || (what != std::string_view("replaced") && fs::exists(path_))) continue;
             const Status expected = what == std::string_view("replaced") ? Status::NotCurrent : Status::NotFound;
             for (int round = 0; round < 2; ++round) {
                 Put(*file, u"b", Pattern(300, 6));

@@ -65,7 +65,7 @@ class SparseFile final : public File {
 public:
     SparseFile(std::unique_ptr<File> file, const std::vector<std::byte>& zeros) : file_(std::move(file)), zeros_(zeros) {}
     std::uint64_t Size() const override { return file_->Size(); }
-    std::span<const std::byte> Map() override { return file_->Map(); }
+    std::optional<std::span<const std::byte>> Map() override { return file_->Map(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { file_->Read(offset, bytes); }
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override {
         for (const Piece& piece : pieces) {

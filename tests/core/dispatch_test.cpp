@@ -1,6 +1,8 @@
 // Late binding as script hosts and automation clients use it.
+#include <stdexcept>
 #include <vector>
 
+#include "core/guard.hpp"
 #include "core/published.hpp"
 
 namespace lumvex::tests {
@@ -89,6 +91,23 @@ TEST_F(LateBinding, NamesAreFoundInAnyCaseAlongTheWholeInterface) {
     EXPECT_EQ(ids[3], DISPID_UNKNOWN);
     EXPECT_EQ(collection->GetIDsOfNames(IID_NULL, nullptr, 1, 0, ids), E_POINTER);
     EXPECT_EQ(collection->GetIDsOfNames(IID_NULL, names, 1, 0, nullptr), E_POINTER);
+}
+
+// What an argument's own code throws while it is converted stays within the call.
+TEST_F(LateBinding, ArgumentsThatThrow) {
+    class Thrower final : public IUnknown {
+    public:
+        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { throw std::runtime_error("foreign"); }
+        ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+        ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    } thrower;
+    Variant argument;
+    argument.vt = VT_UNKNOWN;
+    argument.punkVal = &thrower;
+    const DISPID canCopy = IdOf(item, u"CanCopy");
+    EXPECT_EQ(InHex(Invoke(item, canCopy, kMethod, {argument}).status), InHex(E_UNEXPECTED));
+    EXPECT_FALSE(TakeErrorInfo().present);
+    EXPECT_EQ(inside::CallDepth(), 0u);
 }
 
 TEST_F(LateBinding, GetsPutsAndMethods) {

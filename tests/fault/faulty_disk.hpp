@@ -54,6 +54,8 @@ public:
     bool FlushFailed() const { return flushFailed_; }
     int Operations() const { return operations_; }
 
+    void DenyMapping() { maps_ = false; }
+
     // Called once before an operation is done, counted as above.
     void Before(int operation, std::function<void()> call) {
         operations_ = 0;
@@ -126,7 +128,10 @@ private:
         FileOnIt(FaultyDisk& disk, std::shared_ptr<Medium> medium, bool published)
             : disk_(disk), medium_(std::move(medium)), published_(published) {}
         std::uint64_t Size() const override { return medium_->now->Size(); }
-        std::span<const std::byte> Map() override { return medium_->now->Map(); }
+        std::optional<std::span<const std::byte>> Map() override {
+            if (!disk_.maps_) return std::nullopt;
+            return medium_->now->Map();
+        }
         void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { medium_->now->Read(offset, bytes); }
         void Write(std::uint64_t offset, std::span<const compound::Piece> pieces) override {
             Bytes bytes;
@@ -201,7 +206,7 @@ private:
     int beforeAt_ = 0;
     int operations_ = 0, failAt_ = 0, times_ = 0;
     Fault fault_ = Fault::Fails;
-    bool tripped_ = false, flushFailed_ = false;
+    bool tripped_ = false, flushFailed_ = false, maps_ = true;
 };
 
 inline FaultyDisk::Bytes FaultyDisk::Medium::AfterRestart(unsigned seed, std::size_t block) const {

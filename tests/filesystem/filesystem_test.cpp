@@ -223,10 +223,47 @@ TEST_F(FileSystem, ThatCannotReadAnswersAReadFault) {
         for (const std::int64_t from : {std::int64_t{0}, std::int64_t{4096}, size / 8, size / 2, size - 4096, size}) {
             faults.unmapped = unmapped;
             faults.readFailsFrom = from;
-            ExpectEach("reads fail from " + std::to_string(from), [&](const Operation&, const std::string& outcome) {
-                return outcome.starts_with("0x8003001E") || (from != 0 && outcome == kDone);
+            ExpectEach("reads fail from " + std::to_string(from), [&](const Operation& operation, const std::string& outcome) {
+                const bool readsNothing = from != 0 || operation.what == std::string("save as a new file");
+                return outcome.starts_with("0x8003001E") || (readsNothing && outcome == kDone) ||
+                       (operation.what == std::string("check") && outcome == "problems");
             });
         }
+}
+
+// What was changed stays in memory while the disk is away, and is saved once it is back.
+TEST_F(FileSystem, ThatGoesAwayForAWhileLosesNothing) {
+    MOUNT_OR_SKIP("kept");
+    for (const bool unmapped : {false, true}) {
+        faults.Clear();
+        faults.unmapped = unmapped;
+        fs::copy_file(folder / "original.lvx", behind / "a.lvx", fs::copy_options::overwrite_existing);
+        EXPECT_EQ(Outcome([&] {
+                      Project project = Project::Create();
+                      project.OpenFile(PathText(mount / "a.lvx"));
+                      Datum changed = project.Data().Item(20);
+                      changed.Data(Floats(std::vector<float>(5000, 2.0f)));
+                      faults.readFailsFrom = faults.writeFailsFrom = 0;
+                      faults.writeError = EIO;
+                      for (int attempt = 0; attempt < 2; ++attempt) {
+                          try {
+                              project.SaveFile();
+                              throw std::runtime_error("it was saved");
+                          } catch (const Error& error) {
+                              const std::string status = InHex(error.Status());
+                              if (status != "0x8003001E" && status != "0x8003001D") throw;
+                          }
+                      }
+                      if (ContentOf(changed.Data()).values.size() != 5000) throw std::runtime_error("it was lost");
+                      faults.Clear();
+                      project.SaveFile();
+                  }),
+                  kDone);
+        ExpectSound();
+        Project again = Project::Create();
+        again.OpenFile(PathText(behind / "a.lvx"));
+        EXPECT_EQ(ContentOf(again.Data().Item(20).Data()).values, std::vector<double>(5000, 2.0));
+    }
 }
 
 TEST_F(FileSystem, ThatCannotWriteAnswersAWriteFaultOrThatItIsFull) {

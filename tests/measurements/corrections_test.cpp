@@ -99,12 +99,11 @@ TEST(Corrections, TheirMeasurementMayBeNoneAndGo) {
     EXPECT_TRUE(FailsWith(4008, full.config.Measurements().Get()->Remove(1)));
     full.measurement.Locks(0);
     full.config.Measurements().Remove(1);
-    EXPECT_FALSE(full.correction.Measurement());
-    EXPECT_FALSE(full.experimentLink.Measurement());
-    EXPECT_EQ(full.measureLink.Get()->get_Measurement(Ref<::IMeasurement>().Out()), S_FALSE);
-    Variant target;
-    EXPECT_EQ(full.measureLink.Get()->get_LinkDispatch(target.Out()), S_FALSE);
-    EXPECT_EQ(target.vt, VT_EMPTY);
+    // What refers to it goes on answering it, as an orphan, but does not save it.
+    EXPECT_EQ(full.correction.Measurement().Pointer(), full.measurement.Pointer());
+    EXPECT_EQ(full.experimentLink.Measurement().Pointer(), full.measurement.Pointer());
+    EXPECT_EQ(full.measureLink.LinkDispatch().Pointer(), full.measurement.Pointer());
+    EXPECT_TRUE(FailsWith(4009, full.measureLink.Measurement().Get()->put_Volume(1)));
 
     const Folder folder;
     full.project.SaveFileAs(PathText(folder / "a.lvp"));
@@ -113,13 +112,18 @@ TEST(Corrections, TheirMeasurementMayBeNoneAndGo) {
     const Project opened = Opened(folder / "a.lvp");
     EXPECT_FALSE(Again(opened, full.correction).Measurement());
     EXPECT_FALSE(Again(opened, full.experimentLink).Measurement());
+    const auto link = Again(opened, full.measureLink);
+    EXPECT_EQ(link.Get()->get_Measurement(Ref<::IMeasurement>().Out()), S_FALSE);
+    Variant target;
+    EXPECT_EQ(link.Get()->get_LinkDispatch(target.Out()), S_FALSE);
+    EXPECT_EQ(target.vt, VT_EMPTY);
 }
 
 // An experiment may go as well; its measurements stay, without a set-up.
 TEST(Corrections, MeasurementsOutliveTheirExperiment) {
     FullProject full;
     full.project.Experiments().Remove(1);
-    EXPECT_FALSE(full.measurement.Experiment());
+    EXPECT_EQ(full.measurement.Experiment().Pointer(), full.experiment.Pointer()) << "as long as it is in memory";
     EXPECT_EQ(full.measurement.DisplayName().substr(0, 8), u"Woofer (");
     Measurements measurements = full.config.Measurements();
     EXPECT_FALSE(measurements.Add(u"alone").Experiment());

@@ -79,13 +79,53 @@ TEST_F(Upgrades, MeasurementsByVersion) {
     }
 }
 
+// An element as records have it.
+template <class T>
+std::string ElementBytes(T value) {
+    Bytes bytes(sizeof value);
+    std::memcpy(bytes.data(), &value, sizeof value);
+    return AsHex(bytes) + " ";
+}
+
+// Numbers in memory order; texts are read as numbers.
+std::vector<double> NumbersOf(const Variant& value) {
+    if (value.vt != (VT_ARRAY | VT_BSTR)) return ContentOf(value).values;
+    std::vector<double> numbers;
+    const auto* texts = static_cast<const BSTR*>(value.parray->pvData);
+    for (LONG at = 0; at < 6; ++at) numbers.push_back(std::stod(ToUtf8(TextOf(texts[at]))));
+    return numbers;
+}
+
+// Two rows and three columns of 1 to 6, in every type that arrays are stored in.
 TEST_F(Upgrades, OldestMeasurementsSwapWholeColumns) {
+    std::string floats, doubles, variants, bytes, texts;
+    for (int value = 1; value <= 6; ++value) {
+        floats += kFloat[value];
+        doubles += ElementBytes(double(value));
+        variants += "04 00 00 00 00 00 00 00 " + kFloat[value] + "00 00 00 00 ";
+        bytes += ElementBytes(BYTE(value));
+    }
+    for (const int value : {1, 3, 5, 2, 4, 6})  // texts go along the rows
+        texts += "04 00 00 00 " + ElementBytes(char16_t(u'0' + value)) + "00 00 ";
     const std::string bounds = "00 00 00 00 01 00 00 00  00 00 00 00 02 00 00 00 ";
-    const std::string three = kFloat[1] + kFloat[2] + kFloat[3] + kFloat[4] + kFloat[5] + kFloat[6];
-    const Measurement found = Loaded(
-        full.measurement, "00 00 00 00" + kHead + "01 00  00 00 00 00  02 00  02 00 00 00  04 00" + bounds + three);
-    EXPECT_EQ(ContentOf(found.Data()).values, (std::vector<double>{3, 4, 1, 2, 5, 6})) << "a third one stays";
-    EXPECT_FALSE(found.Experiment()) << "an ID without length is none";
+    const std::pair<const char*, std::string> cases[] = {{"04 00 ", floats},
+                                                         {"05 00 ", doubles},
+                                                         {"0C 00 ", variants},
+                                                         {"11 00 ", bytes},
+                                                         {"08 00 ", texts}};
+    const std::vector<double> swapped{3, 4, 1, 2, 5, 6};  // the third one stays
+    for (const auto& [type, elements] : cases) {
+        SCOPED_TRACE(type);
+        Measurement found = Loaded(full.measurement, "00 00 00 00" + kHead + "01 00  00 00 00 00  02 00  02 00 00 00 " +
+                                                               type + bounds + elements);
+        EXPECT_EQ(NumbersOf(found.Data()), swapped);
+        EXPECT_FALSE(found.Experiment()) << "an ID without length is none";
+        found.Volume(1);
+        opened_.SaveFile();
+        opened_.CloseFile();
+        opened_ = Opened(path);
+        EXPECT_EQ(NumbersOf(Again(opened_, full.measurement).Data()), swapped) << "once is enough";
+    }
     const Measurement narrow = Loaded(
         full.measurement, "00 00 00 00" + kHead +
                               "00 00  02 00  02 00 00 00  04 00  00 00 00 00 01 00 00 00  00 00 00 00 00 00 00 00" +

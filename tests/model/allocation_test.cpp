@@ -149,6 +149,53 @@ TEST_F(Allocation, PutsAndAdds) {
     EXPECT_TRUE(CheckDocument(folder / "a.lvx").empty()) << "something half made was saved";
 }
 
+// The first late call of an interface looks for its members, of which every class has others.
+TEST_F(Allocation, TheFirstLateCallOfEveryInterface) {
+    std::vector<Ref<IDispatch>> objects{Ref<IDispatch>(project.Configs().Pointer()),
+                                        Ref<IDispatch>(project.Configs().Item(1).Pointer())};
+    for (const inside::ClassInfo* each : inside::AllClasses())
+        objects.emplace_back(Ref<inside::Object>(each->create())->Dispatch());
+    OLECHAR name[] = {'N', 'a', 'm', 'e', 0};
+    for (const Ref<IDispatch>& object : objects)
+        FailEachAllocation(
+            [&] {
+                return [&] {
+                    DISPID id = DISPID_UNKNOWN;
+                    LPOLESTR asked = name;
+                    const HRESULT status = object->GetIDsOfNames(IID_NULL, &asked, 1, 0, &id);
+                    return status == DISP_E_UNKNOWNNAME ? S_OK : status;
+                };
+            },
+            [](HRESULT) {});
+}
+
+// Arguments are converted to what the member takes.
+TEST_F(Allocation, LateCalls) {
+    const Data data = project.Data();
+    DISPID put = DISPID_PROPERTYPUT;
+    Variant number = Variant::FromDouble(1.0 / 3), text = Variant::FromText(u"2"), result;
+    const auto call = [&](IDispatch* object, DISPID id, WORD flags, VARIANT* argument) {
+        return [&, object, id, flags, argument] {
+            DISPPARAMS given{argument, flags == DISPATCH_PROPERTYPUT ? &put : nullptr, 1,
+                             flags == DISPATCH_PROPERTYPUT ? 1u : 0u};
+            EXCEPINFO exception{};
+            const HRESULT status =
+                object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &given, result.Out(), &exception, nullptr);
+            for (const BSTR left : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile})
+                SysFreeString(left);
+            return status == DISP_E_EXCEPTION ? exception.scode : status;
+        };
+    };
+    FailEveryAllocation(call(data.Pointer(), LX_DISPITEM, DISPATCH_PROPERTYGET, &text), [&] { ExpectUnchanged(); });
+    ASSERT_EQ(result.vt, VT_DISPATCH);
+    EXPECT_EQ(Object(Ref<IDispatch>(result.pdispVal)).As<Datum>().Name(), u"B");
+    const Datum datum = data.Item(2);
+    EXPECT_GT(FailEveryAllocation(call(datum.Pointer(), DISPID_VALUE, DISPATCH_PROPERTYPUT, &number),
+                                  [&] { ExpectUnchanged(); }),
+              0);
+    EXPECT_EQ(datum.Name(), u"0.333333333333333");
+}
+
 TEST_F(Allocation, RemovalIsAllOrNothing) {
     project.SaveFileAs(PathText(folder / "a.lvx"));
     const Data data = project.Data();

@@ -134,5 +134,32 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
 }
 
+// Arrays without channels claim any number of rows in a few bytes. They count, but not for gigabytes of zeros.
+TEST(SideBySide, RowsWithoutElementsHaveABound) {
+    using namespace inside;
+    const auto without = [](std::size_t rows) {
+        return std::make_shared<const StoredArray>(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}, {0, 0}},
+                                                   std::vector<std::byte>());
+    };
+    const auto with = [](std::size_t rows) {
+        return std::make_shared<const StoredArray>(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}},
+                                                   std::vector<std::byte>(rows * sizeof(float)));
+    };
+    const auto rowsOf = [](const std::vector<ArraySlot>& columns, LXArray type) {
+        const Variant made = ConvertSideBySide(columns, type);
+        LONG last = 0;
+        SafeArrayGetUBound(made.parray, 1, &last);
+        return static_cast<std::size_t>(last) + 1;
+    };
+    for (const auto& [type, size] : {std::pair{LX_R4, 4}, {LX_R8, 8}, {LX_VT, int{sizeof(VARIANT)}}}) {
+        SCOPED_TRACE(type);
+        const std::size_t most = kMostForEmptyRows / 2 / static_cast<std::size_t>(size);
+        EXPECT_EQ(rowsOf({without(most), without(1)}, type), most);
+        EXPECT_THROW(rowsOf({without(most + 1), without(1)}, type), Failure);
+        EXPECT_THROW(rowsOf({without(0xFFFFFFFF), with(5)}, type), Failure);
+        EXPECT_EQ(rowsOf({with(most + 2), without(most + 1)}, type), most + 2) << "elements count without a bound";
+    }
+}
+
 }  // namespace
 }  // namespace lumvex::tests

@@ -317,8 +317,8 @@ TEST_F(PlayedProfile, SpeakerAndCorrectionSurviveAndGoWithTheirTargets) {
     left.Speaker(SpeakerEQ());
     EXPECT_FALSE(left.Speaker()) << "emptied";
     reopened.SpeakerEQs().RemoveAll();
-    EXPECT_FALSE(left.Correction()) << "what held it was removed";
-    EXPECT_FALSE(right.Speaker());
+    EXPECT_EQ(left.Correction().ID(), correctionId) << "removed, but held";
+    EXPECT_EQ(right.Speaker().ID(), speakerId);
     reopened.SaveFile();
     reopened = Project::Create();
     reopened.OpenFile(PathText(folder / "played.lvx"));

@@ -57,13 +57,15 @@ TEST(ConfigTable, PositionsBelowTheFirstAnswerItAndBeyondTheLastFail) {
 
 TEST(ConfigTable, NamesAreComparedExactly) {
     const Configs table = Project::Create().Configs();
-    for (const char16_t* name : {u"bi amp", u"Biamp", u"Bi amp ", u"Bi", u"", u"SubWoofer"}) {
+    for (const char16_t* name : {u"bi amp", u"Biamp", u"Bi amp ", u"Bi", u"SubWoofer"}) {
         Variant found = Variant::FromLong(3);
         EXPECT_EQ(table.Get()->FindName(Bstr(name).get(), found.Out()), S_FALSE) << ToUtf8(name);
         EXPECT_EQ(found.vt, VT_EMPTY);
     }
     Variant found;
-    EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(nullptr, found.Out())));
+    const Bstr empty(u"");
+    for (const BSTR nothing : {BSTR{nullptr}, empty.get()})
+        EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(nothing, found.Out()))) << "null or empty, it is no name";
     EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(Bstr(u"Bi amp").get(), nullptr)));
 }
 
@@ -103,6 +105,11 @@ TEST(ConfigTable, LateBound) {
     answer = Late(table.Pointer(), u"FindName", DISPATCH_METHOD, {Variant::FromText(u"bi amp")});
     EXPECT_EQ(answer.status, S_FALSE);
     EXPECT_EQ(answer.result.vt, VT_EMPTY);
+    for (const Variant& nothing : {Variant::FromText(u""), Variant()}) {
+        answer = Late(table.Pointer(), u"FindName", DISPATCH_METHOD, {nothing});
+        EXPECT_EQ(answer.status, DISP_E_EXCEPTION);
+        EXPECT_EQ(answer.code, E_POINTER);
+    }
     EXPECT_EQ(Late(table.Pointer(), u"_NewEnum", DISPATCH_PROPERTYGET).result.vt, VT_UNKNOWN);
 }
 

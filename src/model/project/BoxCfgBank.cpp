@@ -22,27 +22,38 @@ constexpr LXConfig MainConfiguration(LXBoxMode mode) {
 
 }  // namespace
 
-// Each position changes by its own put and tells of it, the subwoofers first.
+// Each position changes by its own put and tells of it, the subwoofers first. All of them are loaded before anything
+// changes.
 void CBoxCfgBank::Config(LXBoxMode mode) {
     if (mode < LX_BM_TRIAMP || mode >= LX_BM_MAX) throw Failure(E_INVALIDARG);
     if (mode == config_.value) return;
+    Positions changing;
+    if (OwnEntry().document) changing = PositionsThatFollow(mode);  // orphaned, the mode alone is stored
+    PrepareToRaise(changing.size() + 1);
     config_.value = mode;
     DataValid.value = 0;
-    const Ref<Object> collection = Spkrs.Get(*this);
-    auto& positions = static_cast<CBoxCfgSpkrs&>(*collection);
-    const auto configure = [&](LXFilterPos position, LXConfig configuration) {
-        if (position >= positions.Count()) return;
-        const Ref<Object> item = positions.Item(position + 1);
-        auto& speaker = static_cast<CBoxCfgSpkr&>(*item);
+    for (const auto& [position, configuration] : changing) {
+        auto& speaker = static_cast<CBoxCfgSpkr&>(*position);
         speaker.ConfigID.Put(configuration, speaker);
+    }
+    Commit(LX_EV_DEFAULT);
+}
+
+// The positions that are there and whose speaker configuration the mode decides, in the order in which they change.
+CBoxCfgBank::Positions CBoxCfgBank::PositionsThatFollow(LXBoxMode mode) {
+    const Ref<Object> collection = Spkrs.Get(*this);
+    auto& speakers = static_cast<CBoxCfgSpkrs&>(*collection);
+    Positions positions;
+    const auto follows = [&](LXFilterPos position, LXConfig configuration) {
+        if (position < speakers.Count()) positions.emplace_back(speakers.Item(position + 1), configuration);
     };
     if (mode != LX_BM_TRIAMP) {
-        configure(LX_FP_LSUB, LX_SUBWOOFER);
-        configure(LX_FP_RSUB, LX_SUBWOOFER);
+        follows(LX_FP_LSUB, LX_SUBWOOFER);
+        follows(LX_FP_RSUB, LX_SUBWOOFER);
     }
-    configure(LX_FP_L, MainConfiguration(mode));
-    configure(LX_FP_R, MainConfiguration(mode));
-    Commit(LX_EV_DEFAULT);
+    follows(LX_FP_L, MainConfiguration(mode));
+    follows(LX_FP_R, MainConfiguration(mode));
+    return positions;
 }
 
 void CBoxCfgBank::AddPositions() {

@@ -24,6 +24,9 @@ public:
     void AddPositions();
 
 private:
+    using Positions = std::vector<std::pair<Ref<Object>, LXConfig>>;
+    Positions PositionsThatFollow(LXBoxMode mode);
+
     Scalar<LXBoxMode> config_{LX_BM_TRIAMP};
     friend struct RecordOf<CBoxCfgBank>;
 };

@@ -1,7 +1,5 @@
 #include "model/project/CrossoverConfigs.hpp"
 
-#include "core/rollback.hpp"
-
 namespace lumvex::inside {
 
 // Making the entries is no change of the document, as making the collection is none.
@@ -9,23 +7,17 @@ void CCrossoverConfigs::Arrived(Arrival how) {
     if (how != Arrival::Made) return;
     Document& document = ResolveRoot();
     const Ref<CConfigs> configs = ConfigsOf(*this);
-    std::vector<Ref<Object>> entries;
-    entries.reserve(static_cast<std::size_t>(configs->Count()));
-    Rollback leave([&] {
-        for (const Ref<Object>& each : entries) document.Erase(each->OwnEntry());
-    });
     for (LONG position = 1; position <= configs->Count(); ++position) {
         const Ref<CConfig> config = configs->Item(position);
         const Ref<Object> made = Class().member()->create();
+        members.MakeRoom();
         Entry& entry = document.Enter(*made, OwnEntry());
-        entries.push_back(made);
         entry.name = config->Name();
         auto& crossover = static_cast<CCrossoverConfig&>(*made);
         crossover.timestamp = LocalTimeNow();
         crossover.Config.Point(config->ConfigID());
         members.Append({entry.id, entry.tag});
     }
-    leave.Done();
 }
 
 Ref<Object> CCrossoverConfigs::FindCounterpart(ItemBase& other) {

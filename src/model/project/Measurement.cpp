@@ -10,6 +10,15 @@ namespace lumvex::inside {
 namespace {
 constexpr LONG kUsualRate = 48000;  // goes without saying
 constexpr unsigned kLastSwapped = 0, kLastInSeconds = 6;
+
+// The first two columns, of `length` places each, in each other's place.
+template <class T>
+std::vector<T> FirstTwoSwapped(std::vector<T> columns, std::size_t length) {
+    std::swap_ranges(columns.begin(), columns.begin() + static_cast<std::ptrdiff_t>(length),
+                     columns.begin() + static_cast<std::ptrdiff_t>(length));
+    return columns;
+}
+
 }  // namespace
 
 LONG CMeasurement::SampleRate() const {
@@ -33,12 +42,17 @@ void CMeasurement::Upgrade(VersionWord from) {
 
 void CMeasurement::SwapFirstChannels() {
     if (!Data.slot || Data.slot->Shape().size() != 2 || Data.slot->Shape()[1].count < 2) return;
-    std::vector<std::byte> elements(Data.slot->ByteSize());
-    Data.slot->CopyTo(elements);
-    const std::size_t column = Data.slot->Shape()[0].count * StoredArray::ElementSize(Data.slot->Type());
-    std::swap_ranges(elements.begin(), elements.begin() + static_cast<std::ptrdiff_t>(column),
-                     elements.begin() + static_cast<std::ptrdiff_t>(column));
-    Data.slot = std::make_shared<StoredArray>(Data.slot->Type(), Data.slot->Shape(), std::move(elements));
+    const StoredArray& stored = *Data.slot;
+    const std::size_t rows = stored.Shape()[0].count;
+    if (stored.Type() == VT_BSTR) {
+        Data.slot = std::make_shared<StoredArray>(stored.Shape(), FirstTwoSwapped(stored.Texts(), rows));
+        return;
+    }
+    std::vector<std::byte> elements(stored.ByteSize());
+    stored.CopyTo(elements);
+    Data.slot = std::make_shared<StoredArray>(
+        stored.Type(), stored.Shape(),
+        FirstTwoSwapped(std::move(elements), rows * StoredArray::ElementSize(stored.Type())));
 }
 
 }  // namespace lumvex::inside

@@ -22,13 +22,13 @@ void CProject::SaveSettings(RecordWriter& writer) const {
     writer.I32(Units.value);
 }
 
-void CProject::LoadSettings(RecordReader* reader) {
-    Units.value = LX_UNITS_METRIC;
-    if (!reader) return;
-    const VersionWord stored(reader->U32());
+void CProject::LoadSettings(RecordReader& reader) {
+    const VersionWord stored(reader.U32());
     if (stored.NamesMinimumReader() && stored.MinimumReader() > kSettingsVersion.Writer())
         throw Failure(Message::FileFormat);
-    Units.value = static_cast<LXUnits>(reader->I32());
+    Units.value = static_cast<LXUnits>(reader.I32());
 }
+
+void CProject::SwapSettings(RootDocument& other) noexcept { std::swap(Units, static_cast<CProject&>(other).Units); }
 
 }  // namespace lumvex::inside

@@ -30,7 +30,8 @@ public:
 
 private:
     void SaveSettings(RecordWriter& writer) const override;
-    void LoadSettings(RecordReader* reader) override;
+    void LoadSettings(RecordReader& reader) override;
+    void SwapSettings(RootDocument& other) noexcept override;
 };
 
 template <>

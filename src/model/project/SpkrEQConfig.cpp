@@ -12,9 +12,10 @@ void CSpkrEQConfig::ModelConfig(IModelConfig* given) {
     if (!given) throw Failure(E_POINTER);
     const Ref<Object> target = ModelConfigReference::Checked(given);
     const LXConfig id = ConfigIdOf(*target);
-    modelConfig.Point(target);
-    Config.Point(id);
-    Commit(LX_EV_DEFAULT);
+    StoreAndTell(*this, LX_EV_DEFAULT, [&] {
+        modelConfig.Point(target);
+        Config.Point(id);
+    });
 }
 
 }  // namespace lumvex::inside

@@ -1,7 +1,5 @@
 #include "model/project/SpkrEQDesign.hpp"
 
-#include "core/rollback.hpp"
-
 namespace lumvex::inside {
 
 namespace {
@@ -42,14 +40,9 @@ void CSpkrEQDesign::Arrived(Arrival) {
     ChildSlot& oldLinks = SpkrCorrectionGroups.oldLinks;
     if (!oldLinks.reference) return;
     const Ref<Object> groups = SpkrCorrectionGroups.Get(*this);
-    Rollback leave([&] {
-        ResolveRoot().Erase(groups->OwnEntry());
-        SpkrCorrectionGroups.reference.reset();
-    });
     const Ref<Object> group = static_cast<CSpkrCorrectionGroups&>(*groups).AddNamed(u"Old Corrections");
     static_cast<CSpkrCorrectionGroup&>(*group).SpkrCorrectionLinks.reference =
         std::exchange(oldLinks.reference, std::nullopt);
-    leave.Done();
 }
 
 }  // namespace lumvex::inside

@@ -18,7 +18,7 @@ Ref<Object> LibraryReferenceBase::Find(const Object& owner, const ClassInfo& tar
     if (CProject* project = ProjectOf(owner)) {
         if (const Ref<Object> library = project->Specifications.Get(*project)) {
             Document& document = library->ResolveRoot();
-            Entry* entry = document.Find(*wanted);
+            const Ref<Entry> entry = document.Find(*wanted);
             if (entry && entry->classInfo == &targetClass) return document.Get(*entry);
         }
     }

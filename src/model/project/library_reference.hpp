@@ -38,8 +38,8 @@ public:
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
-        Point(Checked(given));
-        owner.Commit(LX_EV_DEFAULT);
+        const Ref<Object> target = Checked(given);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(target); });
     }
 
     void Point(const Ref<Object>& target) { Hold(target, path); }

@@ -20,8 +20,7 @@ public:
     // Holds the library until another one, or none, is put. E_INVALIDARG for somebody else's object.
     template <class Owner>
     void Put(ISpecifications* library, Owner& owner) {
-        Point(library);
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(library); });
     }
 
     friend void SaveField(RecordWriter& writer, const SpecificationsLink& field);

@@ -27,8 +27,7 @@ public:
     }
     template <class Owner>
     void Put(LONG given, Owner& owner) {
-        value = static_cast<float>(given);
-        owner.Commit(LX_EV_DEFAULT);
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { value = static_cast<float>(given); });
     }
 
     void CopyFrom(const WholeAsFloat& other) { value = other.value; }

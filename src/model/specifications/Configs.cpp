@@ -27,6 +27,7 @@ struct Listed : std::vector<Ref<CConfig>> {
 }  // namespace
 
 CConfigs::CConfigs() {
+    list_.reserve(std::size(kTable));  // a list that cannot grow would lose what it was given
     for (const Row& row : kTable) list_.emplace_back(new CConfig(row.id, row.outputs));
 }
 
@@ -41,6 +42,7 @@ Ref<IUnknown> CConfigs::_NewEnum() const {
 }
 
 Ref<CConfig> CConfigs::FindName(std::u16string_view name) const {
+    if (name.empty()) throw Failure(E_POINTER);
     const auto found = std::ranges::find_if(list_, [&](const auto& config) { return config->Name() == name; });
     return found != list_.end() ? *found : Ref<CConfig>();
 }

@@ -16,7 +16,8 @@ public:
     Ref<CConfig> Item(LONG position) const;
     Ref<IUnknown> _NewEnum() const;
     LONG Count() const { return static_cast<LONG>(list_.size()); }
-    Ref<CConfig> FindName(std::u16string_view name) const;  // the exact name, case included; null for none
+    // The exact name, case included; null for none. E_POINTER for an empty one: hosts pass it as null or as it is.
+    Ref<CConfig> FindName(std::u16string_view name) const;
 
 private:
     std::vector<Ref<CConfig>> list_;

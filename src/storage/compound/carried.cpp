@@ -12,10 +12,16 @@ namespace {
 // Finds the folders of a committed state level by level, so that the depth of its trees costs no stack.
 class FolderReader {
 public:
-    explicit FolderReader(Committed& from) : from_(from), reached_(from.EntryCount()) {}
+    explicit FolderReader(Committed& from)
+        : from_(from), reached_(from.Reading([&from] { return from.EntryCount(); })) {}
 
     // ids: the entry of each member.
     CarriedTree Read(std::vector<EntryId>& ids) {
+        return from_.Reading([&] { return Found(ids); });
+    }
+
+private:
+    CarriedTree Found(std::vector<EntryId>& ids) {
         CarriedTree tree;
         Reach(0);
         std::copy_n(from_.At(0).bytes(), kEntrySize, tree.root.begin());
@@ -30,7 +36,6 @@ public:
         return tree;
     }
 
-private:
     void Reach(EntryId id) {
         if (id >= reached_.size()) throw Corrupt("the directory leads to entry ", id, " of ", reached_.size());
         if (reached_[id]) throw Corrupt("the directory reaches entry ", id, " twice");
@@ -117,25 +122,20 @@ void CompoundFile::State::Carry(const std::shared_ptr<Committed>& from) {
     FreeSpace();
     std::vector<Change*> added;
     try {
+        const Volume& disk = from->OnDisk();
+        const std::uint64_t most = std::uint64_t{disk.SectorCount()} << disk.SectorShift();
         std::uint64_t total = 0;  // streams that share their sectors would make more of them than there is
         std::vector<std::byte> bytes;
         for (std::size_t at = 0; at < tree->members.size(); ++at) {
             CarriedMember& member = tree->members[at];
             if (member.IsFolder()) continue;
-            auto body = std::make_shared<StreamBody>(from, ids[at]);
+            auto body = from->Reading([&] { return std::make_shared<StreamBody>(from, ids[at]); });
             const std::uint64_t size = body->size;
             total += size;
-            if (total > from->OnDisk().MappedSize())
-                throw Corrupt("the streams in folders have more than ", total, " bytes in a file of ",
-                              from->OnDisk().MappedSize());
-            const Stream stream(std::move(body));
-            const std::byte* content = stream.Contiguous(0, size);
-            if (content == nullptr) {
-                bytes.resize(static_cast<std::size_t>(size));
-                stream.Read(0, bytes);
-                content = bytes.data();
-            }
-            const Piece piece(content, static_cast<std::size_t>(size));
+            if (total > most) throw Corrupt("streams in folders have ", total, " bytes or more where there are ", most);
+            bytes.resize(static_cast<std::size_t>(size));
+            Stream(std::move(body)).Read(0, bytes);
+            const Piece piece(bytes);
             WriteNew(member.content, std::span(&piece, 1));
         }
         for (std::uint32_t at = 0; at < tree->rootFolders; ++at) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 
+#include "storage/compound/file_view.hpp"
 #include "storage/compound/format.hpp"
 #include "storage/compound/names.hpp"
 
@@ -22,16 +23,16 @@ std::string Ascii(std::u16string_view name) {
 
 class Checker {
 public:
-    explicit Checker(File& file) : view_(file.Map()) {}
+    explicit Checker(FileView& view) : view_(view) { view_.Refresh(); }
 
     std::vector<Problem> Run() {
         try {
-            if (view_.size() < kHeaderSize)
-                Report("file", "it has ", view_.size(), " bytes, less than a header");
+            if (view_.Size() < kHeaderSize)
+                Report("file", "it has ", view_.Size(), " bytes, less than a header");
             else
                 CheckAll();
         } catch (const Error& error) {
-            Report("header", error.what());
+            Report(error.status() == Status::ReadFault ? "file" : "header", error.what());
         }
         return std::move(problems_);
     }
@@ -62,7 +63,7 @@ private:
     std::vector<SectorId> Walk(const std::vector<std::uint32_t>& table, Owners& owners, SectorId first,
                                const std::string& who);
     const std::byte* Sector(SectorId sector) const {
-        return view_.data() + ((std::uint64_t{sector} + 1) << header_.SectorShift());
+        return view_.Page((std::uint64_t{sector} + 1) << header_.SectorShift());
     }
     Entry At(EntryId id) const {
         const unsigned perSectorShift = header_.SectorShift() - 7;
@@ -73,7 +74,7 @@ private:
         return "entry " + std::to_string(id) + " '" + Ascii(At(id).Name(buffer)) + "'";
     }
 
-    std::span<const std::byte> view_;
+    FileView& view_;
     Header header_;
     std::uint32_t sectors_ = 0;  // whole ones
     std::vector<std::uint32_t> fat_, miniFat_;
@@ -88,9 +89,9 @@ private:
 
 void Checker::CheckAll() {
     Header::Bytes bytes;
-    std::copy_n(view_.begin(), bytes.size(), bytes.begin());
+    view_.Read(0, bytes);
     header_ = Header::Parse(bytes);
-    const std::uint64_t whole = view_.size() >> header_.SectorShift();
+    const std::uint64_t whole = view_.Size() >> header_.SectorShift();
     sectors_ = whole == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(whole - 1, kMaxSector));
     if (header_.MiniCutoff() != kMiniCutoff) Report("header", "the mini stream's cutoff is ", header_.MiniCutoff());
     owners_.assign(sectors_, 0);
@@ -282,6 +283,12 @@ void Checker::CheckLost(const std::vector<std::uint32_t>& table, const Owners& o
 
 }  // namespace
 
-std::vector<Problem> CheckStructure(File& file) { return Checker(file).Run(); }
+std::vector<Problem> CheckStructure(File& file) {
+    FileView view(file);
+    std::vector<Problem> problems = Checker(view).Run();
+    if (!view.IsMapped() || !(file.MapFailed() || file.Shrank())) return problems;
+    view.ReadPageByPage();  // so that what cannot be read is named
+    return Checker(view).Run();
+}
 
 }  // namespace lumvex::compound

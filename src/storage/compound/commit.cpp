@@ -198,6 +198,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
         if (hadName) {
             disk.Flush();
             assert(!disk.HasUnflushed() && disk.Head().Generation() != oldHeader.Generation());  // 3
+            committed.RequireReadable();
             file.RequireName();  // 8
             if (!isFirst) disk.RequireCurrent(oldHeader);
             disk.AboutToWrite(header);
@@ -209,6 +210,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             disk.Write(0, pieces);
             disk.Flush();
             assert(!disk.HasUnflushed());  // 3
+            committed.RequireReadable();
             file.Publish();
         }
     } catch (...) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "storage/compound/space.hpp"
+
 namespace lumvex::compound {
 
 namespace {
@@ -96,6 +98,29 @@ void Committed::ViewsMoved() noexcept {
     directory_.ForgetLast();
     miniFatPages_.ForgetLast();
     if (miniStream_) miniStream_->ForgetLast();
+}
+
+// A writer of ours cuts what no reader needs; other programs do not ask. What they have cut off of the table itself reads
+// as zeros, which are no free sectors.
+bool Committed::IsWhole() {
+    const std::uint64_t size = volume_.OnDisk().Size();
+    try {
+        const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector, kMaxSector).End();
+        return !volume_.ReadsFailed() && (needed == 0 || volume_.OffsetOf(needed) <= size);
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+void Committed::FailToRead() {
+    volume_.ReadPageByPage();
+    fatPages_.Forget();
+    for (ChainPages* pages : {&directory_, &miniFatPages_}) pages->Forget();
+    miniStream_.reset();
+    miniStreamSize_ = 0;
+    miniFat_.SetLimit(0);
+    index_.clear();
+    throw Failure(Status::ReadFault, "a part of the file cannot be read");
 }
 
 std::uint32_t Committed::EntryCount() {

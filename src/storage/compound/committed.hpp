@@ -20,6 +20,8 @@ public:
     std::optional<SectorId> FindLocation(std::uint32_t index);  // none beyond the last
     const std::vector<SectorId>& DifatSectors();                // all of them, in order
 
+    void Forget() noexcept { difat_.clear(), ForgetLast(); }  // what was found so far
+
     // A few pages that change, and those that change with them, as they describe where these stand.
     std::vector<std::uint32_t> ChangedWith(std::vector<std::uint32_t> pages);
 
@@ -37,6 +39,7 @@ public:
         : Pages(volume.SectorShift()), volume_(volume), fat_(fat), chain_(first) {}
 
     Chain& Sectors() { return chain_; }
+    void Forget() noexcept { chain_ = Chain(chain_.First()), ForgetLast(); }  // what was found so far
 
 private:
     const std::byte* Fetch(std::uint32_t index) override;
@@ -64,6 +67,24 @@ public:
 
     Volume& OnDisk() { return volume_; }
     void ViewsMoved() noexcept;                  // the file was mapped again
+
+    // ReadFault where mapped bytes could not be read since it was asked last; what was found since is forgotten.
+    void RequireReadable() {
+        if (volume_.ReadsFailed() || (volume_.Shrank() && !IsWhole())) FailToRead();
+    }
+    // Reads, and answers only with what could be read.
+    template <class Work>
+    auto Reading(Work&& work) {
+        try {
+            auto result = work();
+            RequireReadable();
+            return result;
+        } catch (const Error&) {
+            RequireReadable();
+            throw;
+        }
+    }
+
     void Retire() noexcept { retired_ = true; }  // a later commit took its place
     bool IsRetired() const { return retired_; }
     FatPages& FatSectors() { return fatPages_; }
@@ -80,6 +101,11 @@ public:
     Entry At(EntryId id) { return EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
+    // Visits the root storage's tree in its order; what was visited counts only where this does not throw.
+    void Walk(const std::function<void(EntryId, const Entry&)>& visit) {
+        Reading([&] { return WalkTree(directory_, TreeTop(), EntryCount(), visit), true; });
+    }
+
     // A stream or a folder of the root storage.
     std::optional<EntryId> Find(const FoldedName& name);
 
@@ -88,6 +114,8 @@ private:
     std::optional<EntryId> LookUp(const FoldedName& name);
     void BuildIndex();
     void ReadRoot();
+    bool IsWhole();
+    [[noreturn]] void FailToRead();
 
     Volume& volume_;
     bool retired_ = false;

@@ -61,9 +61,11 @@ std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
         if (!change->IsStream()) return std::nullopt;
         return StreamBody(state_->committed, state_->pending, *change);
     }
-    const auto found = state_->committed->Find(folded);
-    if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
-    return StreamBody(state_->committed, *found);
+    return state_->committed->Reading([&]() -> std::optional<StreamBody> {
+        const auto found = state_->committed->Find(folded);
+        if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
+        return StreamBody(state_->committed, *found);
+    });
 }
 
 std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
@@ -85,8 +87,10 @@ bool CompoundFile::Contains(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return false;
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
-    const auto found = state_->committed->Find(folded);
-    return found && state_->committed->At(*found).Type() == EntryType::Stream;
+    return state_->committed->Reading([&] {
+        const auto found = state_->committed->Find(folded);
+        return found && state_->committed->At(*found).Type() == EntryType::Stream;
+    });
 }
 
 Stream CompoundFile::Get(std::u16string_view name) const {
@@ -129,12 +133,11 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         return false;
     };
     const int version = state_->volume.Head().Version();
-    WalkTree(state_->committed->Directory(), state_->committed->TreeTop(), state_->committed->EntryCount(),
-             [&](EntryId, const Entry& entry) {
-                 std::array<char16_t, kMaxNameLength> buffer;
-                 if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
-                     visit(entry.Name(buffer), entry.Size(version));
-             });
+    state_->committed->Walk([&](EntryId, const Entry& entry) {
+        std::array<char16_t, kMaxNameLength> buffer;
+        if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
+            visit(entry.Name(buffer), entry.Size(version));
+    });
     visitPendingUpTo(nullptr);
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -25,9 +26,15 @@ public:
 
     virtual std::uint64_t Size() const = 0;
 
-    // The whole file as it is now. The view stays valid until the next Map() or destruction; bytes that are written
-    // meanwhile may or may not show in it, all others keep their values.
-    virtual std::span<const std::byte> Map() = 0;
+    // The whole file as it is now; none where it cannot be mapped, or not behind a guard. The view stays valid until the
+    // next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their values.
+    virtual std::optional<std::span<const std::byte>> Map() = 0;
+
+    // Could mapped bytes not be read? They, and any others since, may have shown as zeros.
+    virtual bool MapFailed() const { return false; }
+    // True once where the file has become shorter than it was when it was mapped, other than by Resize(): what it lacks may
+    // have shown as zeros. Looks no more often than the system's clock ticks.
+    virtual bool Shrank() { return false; }
 
     // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;

@@ -10,6 +10,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +24,7 @@
 #include <utility>
 
 #include "storage/compound/file.hpp"
+#include "storage/compound/guard.hpp"
 #include "storage/compound/hidden_name.hpp"
 #include "storage/compound/posix_system.hpp"
 
@@ -67,6 +69,9 @@ Error SystemError(int code, Status otherwise, const std::string& what) {
         case EDQUOT:
         case EFBIG:
             status = Status::MediumFull;
+            break;
+        case EFAULT:  // what was to be written stands in another mapped file and cannot be read
+            status = Status::ReadFault;
             break;
         case ENAMETOOLONG:
             status = Status::InvalidName;
@@ -189,7 +194,9 @@ public:
         return static_cast<std::uint64_t>(status.st_size);
     }
 
-    std::span<const std::byte> Map() override;
+    std::optional<std::span<const std::byte>> Map() override;
+    bool MapFailed() const override { return guard_.Failed(); }
+    bool Shrank() override;
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -200,6 +207,7 @@ public:
     void Resize(std::uint64_t size) override {
         if (::ftruncate(fd_.get(), static_cast<off_t>(size)) != 0)
             throw SystemError(errno, Status::WriteFault, "resize");
+        shown_ = std::min(shown_, size);
     }
 
     void LockAsNew() { RequireLocksFor(fd_, access_, finalPath_); }
@@ -230,6 +238,7 @@ private:
     void TakeNameOfReplaced();
 
     void Unmap() noexcept {
+        guard_ = GuardedRange();
         if (base_ != nullptr) ::munmap(base_, mapped_);
         base_ = nullptr;
         mapped_ = 0;
@@ -244,11 +253,14 @@ private:
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
     std::size_t mapped_ = 0;
+    GuardedRange guard_;
+    std::uint64_t shown_ = 0;  // the file's size when it was mapped last
+    std::int64_t lookedAt_ = 0;
 };
 
 // A writer's mapping reaches beyond the file's end, where pages become readable as the file grows, so that growing
 // moves no view.
-std::span<const std::byte> PosixFile::Map() {
+std::optional<std::span<const std::byte>> PosixFile::Map() {
     const std::uint64_t size = Size();
     if (size > mapped_) {
         constexpr std::uint64_t kRoom = std::uint64_t{64} << 20;
@@ -256,14 +268,30 @@ std::span<const std::byte> PosixFile::Map() {
         for (const std::uint64_t wanted : {size + room, size}) {
             void* base = ::mmap(nullptr, wanted, PROT_READ, MAP_SHARED | MAP_NORESERVE, fd_.get(), 0);
             if (base == MAP_FAILED) continue;
+            GuardedRange guard(base, wanted);
+            if (!guard) {
+                ::munmap(base, wanted);
+                break;
+            }
             Unmap();  // kept until there is another
             base_ = base;
             mapped_ = wanted;
+            guard_ = std::move(guard);
             break;
         }
-        if (size > mapped_) throw SystemError(errno, Status::ReadFault, "map");
+        if (size > mapped_) return std::nullopt;
     }
-    return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
+    shown_ = size;
+    return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
+}
+
+bool PosixFile::Shrank() {
+    struct timespec now {};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    if (std::exchange(lookedAt_, tick) == tick) return false;
+    const std::uint64_t size = Size();
+    return size < std::exchange(shown_, std::min(shown_, size));
 }
 
 void PosixFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {

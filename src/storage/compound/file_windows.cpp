@@ -19,6 +19,7 @@
 #include <utility>
 
 #include "storage/compound/file.hpp"
+#include "storage/compound/guard.hpp"
 #include "storage/compound/hidden_name.hpp"
 
 namespace lumvex::compound {
@@ -305,7 +306,8 @@ public:
     }
 
     std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
-    std::span<const std::byte> Map() override;
+    std::optional<std::span<const std::byte>> Map() override;
+    bool MapFailed() const override { return guard_.Failed(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -391,7 +393,10 @@ private:
     void WriteAt(std::uint64_t offset, std::span<const std::byte> bytes);
 
     void Unmap() noexcept {
-        if (base_ != nullptr) ::UnmapViewOfFile(base_);
+        const bool isReplaced = guard_.Failed();  // by memory of zeros
+        guard_ = GuardedRange();
+        if (base_ != nullptr && isReplaced) ::VirtualFree(base_, 0, MEM_RELEASE);
+        if (base_ != nullptr && !isReplaced) ::UnmapViewOfFile(base_);
         base_ = nullptr;
         mapped_ = 0;
     }
@@ -403,11 +408,12 @@ private:
     Handle replaced_;
     std::optional<std::uint32_t> announced_;
     std::optional<std::uint64_t> cutTo_;
-    const void* base_ = nullptr;
+    void* base_ = nullptr;
+    GuardedRange guard_;
     std::uint64_t mapped_ = 0;
 };
 
-std::span<const std::byte> WindowsFile::Map() {
+std::optional<std::span<const std::byte>> WindowsFile::Map() {
     if (cutTo_) {
         Unmap();
         CutShort();
@@ -415,21 +421,22 @@ std::span<const std::byte> WindowsFile::Map() {
     std::uint64_t size = Size();
     while (size > mapped_) {
         Unmap();
-        if (size > std::numeric_limits<SIZE_T>::max())
-            throw Failure(Status::NoMemory, size, " bytes are more than a program of 32 bits can map");
+        if (size > std::numeric_limits<SIZE_T>::max()) return std::nullopt;
         const Handle section(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, static_cast<DWORD>(size >> 32),
                                                   static_cast<DWORD>(size), nullptr));
         if (section) {
             base_ = ::MapViewOfFile(section.get(), FILE_MAP_READ, 0, 0, static_cast<SIZE_T>(size));
-            if (base_ == nullptr) throw SystemError(::GetLastError(), Status::ReadFault, "map");
+            if (base_ == nullptr) return std::nullopt;
             mapped_ = size;
-            break;
+            guard_ = GuardedRange(base_, static_cast<std::size_t>(size));
+            if (guard_) break;
+            Unmap();
+            return std::nullopt;
         }
-        const DWORD code = ::GetLastError();
         const std::uint64_t measured = std::exchange(size, Size());
-        if (size >= measured) throw SystemError(code, Status::ReadFault, "map");  // else a writer cut it meanwhile
+        if (size >= measured) return std::nullopt;  // else a writer cut it meanwhile
     }
-    return {static_cast<const std::byte*>(base_), static_cast<std::size_t>(size)};
+    return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 
 void WindowsFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {

@@ -51,9 +51,11 @@ void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
     if (pending->Find(folded) != nullptr) return;
     StreamBody stream(committed, id);
     std::vector<Piece> content;
+    std::vector<FileView::Window> windows;  // where the file is not mapped
     for (std::uint64_t at = 0; at < stream.size;) {
         const StreamBody::Extent extent = stream.ExtentAt(at, stream.size - at);
-        content.emplace_back(volume.Bytes(extent.offset, extent.count), static_cast<std::size_t>(extent.count));
+        content.emplace_back(volume.Bytes(extent.offset, extent.count, windows.emplace_back()),
+                             static_cast<std::size_t>(extent.count));
         at += extent.count;
     }
     moved.reserve(moved.size() + 1);
@@ -67,6 +69,7 @@ void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
         if (std::all_of(large.fresh.begin(), large.fresh.end(), inFront)) {
             PieceCursor cursor(content);
             for (const Run& run : large.fresh) WriteRun(run, cursor);
+            committed->RequireReadable();
             moved.push_back(&change);
             return;
         }

@@ -14,7 +14,7 @@ public:
 
     std::uint64_t Size() const override { return content_.size(); }
 
-    std::span<const std::byte> Map() override {
+    std::optional<std::span<const std::byte>> Map() override {
         retired_.clear();
         return content_;
     }

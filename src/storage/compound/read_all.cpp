@@ -13,6 +13,7 @@ namespace lumvex::compound {
 namespace {
 
 constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
+constexpr std::size_t kReadAhead = 256 * 1024;  // where the file is not mapped
 
 // A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
 using Found = std::uint64_t;
@@ -49,6 +50,7 @@ private:
     std::vector<const std::byte*> pages_;  // of the directory, as far as they were needed
     std::vector<Found> small_, large_;
     Run miniRun_{0, 0, 0};  // of the mini stream's sectors, where the last small stream was
+    FileView::Window window_;
     std::vector<std::byte> buffer_;
 };
 
@@ -103,7 +105,7 @@ void Reader::Read(EntryId id) {
     std::span<const std::byte> bytes;
     if (size != 0) {
         if (const auto offset = PlaceOf(entry.Start(), size)) {
-            bytes = {volume_.Bytes(*offset, size), static_cast<std::size_t>(size)};
+            bytes = {volume_.Bytes(*offset, size, window_, kReadAhead), static_cast<std::size_t>(size)};
             volume_.CountRead(*offset, size);
         } else {
             StreamBody stream(committed_, id);  // Corrupt where its size cannot be
@@ -115,6 +117,7 @@ void Reader::Read(EntryId id) {
     }
     std::array<char16_t, kMaxNameLength> name;
     visit_(entry.Name(name), bytes);
+    committed_->RequireReadable();
 }
 
 // Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.

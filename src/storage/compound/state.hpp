@@ -37,8 +37,10 @@ struct CompoundFile::State {
         if (pending->Empty()) RequireCurrent();
         try {
             work();
+            committed->RequireReadable();
         } catch (const Error&) {
             RequireCurrent();
+            committed->RequireReadable();
             throw;
         }
     }

@@ -7,8 +7,8 @@ namespace lumvex::compound {
 
 namespace {
 
-// From here on reading into the caller's memory is faster than touching the mapping's pages.
-constexpr std::uint64_t kReadDirectly = 64 * 1024;
+// Reads it, whatever the compiler thinks of that.
+void Touch(const std::byte& byte) { static_cast<void>(*const_cast<const volatile std::byte*>(&byte)); }
 
 std::uint32_t Clamped(std::uint64_t count) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
@@ -84,6 +84,26 @@ void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
         std::copy_n(small + offset, bytes.size(), bytes.begin());
         return;
     }
+    try {
+        ReadParts(offset, bytes);
+    } catch (const Error&) {
+        RequireReadable();
+        throw;
+    }
+    RequireReadable();
+}
+
+// A chain that was found where bytes could not be read may be none.
+void StreamBody::RequireReadable() {
+    try {
+        committed->RequireReadable();
+    } catch (const Error&) {
+        chain = Chain(chain.First());
+        throw;
+    }
+}
+
+void StreamBody::ReadParts(std::uint64_t offset, std::span<std::byte> bytes) {
     Volume& volume = committed->OnDisk();
     while (!bytes.empty()) {
         const Extent extent = ExtentAt(offset, bytes.size());
@@ -91,11 +111,7 @@ void StreamBody::Read(std::uint64_t offset, std::span<std::byte> bytes) {
         if (isFresh) {
             volume.ReadBack(extent.offset, part);
         } else {
-            const std::byte* mapped = volume.Bytes(extent.offset, extent.count);
-            if (extent.count >= kReadDirectly)
-                volume.OnDisk().Read(extent.offset, part);
-            else
-                std::memcpy(part.data(), mapped, part.size());
+            volume.Read(extent.offset, part);
             volume.CountRead(extent.offset, extent.count);
         }
         offset += extent.count;
@@ -110,20 +126,41 @@ std::uint64_t Stream::Size() const { return body_->size; }
 void Stream::Read(std::uint64_t offset, std::span<std::byte> bytes) const { body_->Read(offset, bytes); }
 
 const std::byte* Stream::Contiguous(std::uint64_t offset, std::uint64_t count) const {
-    body_->RequireWithin(offset, count);
-    if (body_->small != nullptr) return body_->small + offset;
+    return body_->Contiguous(offset, count);
+}
+
+const std::byte* StreamBody::Contiguous(std::uint64_t offset, std::uint64_t count) {
+    RequireWithin(offset, count);
+    if (small != nullptr) return small + offset;
     static constexpr std::byte kNothing{};
     if (count == 0) return &kNothing;
-    if (body_->isFresh) return nullptr;
-    const Volume& volume = body_->committed->OnDisk();
-    StreamBody::Extent extent = body_->ExtentAt(offset, count);
+    const Volume& volume = committed->OnDisk();
+    if (isFresh || !volume.IsMapped()) return nullptr;
+    const std::byte* bytes = nullptr;
+    try {
+        bytes = FindContiguous(offset, count);
+    } catch (const Error&) {
+        RequireReadable();
+        throw;
+    }
+    constexpr std::uint64_t kPage = 4096;
+    for (std::uint64_t at = 0; bytes != nullptr && at < count; at += kPage) Touch(bytes[at]);
+    if (bytes != nullptr) Touch(bytes[count - 1]);
+    RequireReadable();
+    return bytes;
+}
+
+const std::byte* StreamBody::FindContiguous(std::uint64_t offset, std::uint64_t count) {
+    const Volume& volume = committed->OnDisk();
+    Extent extent = ExtentAt(offset, count);
     const std::uint64_t start = extent.offset;
     for (std::uint64_t known = extent.count; known < count; known += extent.count) {
-        extent = body_->ExtentAt(offset + known, count - known);
+        extent = ExtentAt(offset + known, count - known);
         if (extent.offset != start + known) return nullptr;
     }
     volume.CountRead(start, count);
-    return volume.Bytes(start, count);
+    FileView::Window none;
+    return volume.Bytes(start, count, none);
 }
 
 }  // namespace lumvex::compound

@@ -26,6 +26,7 @@ struct StreamBody {
     // ReadFault: beyond the end, of a state that is gone, or lost with a flush that failed. NotCurrent.
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
+    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count);
 
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;  // keeps small alive
@@ -36,6 +37,11 @@ struct StreamBody {
     const std::byte* small = nullptr;  // the bytes themselves
     Chain chain;
     std::vector<Run> runs;  // in place of the chain
+
+private:
+    const std::byte* FindContiguous(std::uint64_t offset, std::uint64_t count);
+    void ReadParts(std::uint64_t offset, std::span<std::byte> bytes);
+    void RequireReadable();
 };
 
 }  // namespace lumvex::compound

@@ -5,7 +5,7 @@
 namespace lumvex::compound {
 
 Volume::Volume(std::unique_ptr<File> file, const Header& header)
-    : file_(std::move(file)), header_(header), shift_(header.SectorShift()) {}
+    : file_(std::move(file)), header_(header), shift_(header.SectorShift()), view_(*file_) {}
 
 void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
     WriteGathered();
@@ -57,7 +57,7 @@ bool Volume::IsLost(std::uint32_t batch) const { return std::ranges::find(lost_,
 void Volume::RequireCurrent(const Header& committed) {
     if (!changedByOthers_) {
         Header::Bytes found{};
-        const bool isShorter = file_->Size() < view_.size();
+        const bool isShorter = file_->Size() < view_.Size();
         if (!isShorter) file_->Read(0, found);
         changedByOthers_ =
             isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
@@ -67,37 +67,52 @@ void Volume::RequireCurrent(const Header& committed) {
 
 void Volume::Map() {
     WriteGathered();
-    view_ = file_->Map();
+    view_.Refresh();
     Measure();
 }
 
 void Volume::ForgetTail(std::uint64_t size) {
-    view_ = view_.first(static_cast<std::size_t>(std::min<std::uint64_t>(size, view_.size())));
+    view_.CutTo(size);
     Measure();
 }
 
 void Volume::Measure() {
-    const std::uint64_t whole = view_.size() >> shift_;
+    const std::uint64_t size = view_.Size(), whole = size >> shift_;
     sectorCount_ = whole == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(whole - 1, kMaxSector + 1ull));
     lastSector_.clear();
-    const std::size_t rest = view_.size() & (SectorSize() - 1);
+    const std::size_t rest = size & (SectorSize() - 1);
     if (whole == 0 || rest == 0 || sectorCount_ > kMaxSector) return;
-    lastSector_.assign(SectorSize(), std::byte{0});
-    std::copy(view_.end() - static_cast<std::ptrdiff_t>(rest), view_.end(), lastSector_.begin());
+    std::vector<std::byte> last(SectorSize());
+    view_.Read(size - rest, std::span(last).first(rest));
+    lastSector_ = std::move(last);
     ++sectorCount_;  // only now that it can be read
+}
+
+std::size_t Volume::LastSectorLacks() const {
+    return lastSector_.empty() ? 0 : SectorSize() - (view_.Size() & (SectorSize() - 1));
 }
 
 const std::byte* Volume::Sector(SectorId sector) {
     if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
     CountRead(OffsetOf(sector), 1);
     if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
-    return view_.data() + OffsetOf(sector);
+    return view_.Page(OffsetOf(sector));
 }
 
-const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > view_.size() || count > view_.size() - offset)
-        throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.size());
-    return view_.data() + offset;
+void Volume::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
+    if (offset > view_.Size() || count > view_.Size() - offset)
+        throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.Size());
+}
+
+const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                               std::size_t ahead) const {
+    RequireWithin(offset, count);
+    return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+}
+
+void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {
+    RequireWithin(offset, bytes.size());
+    view_.Read(offset, bytes);
 }
 
 void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "storage/compound/compound_file.hpp"
+#include "storage/compound/file_view.hpp"
 #include "storage/compound/format.hpp"
 #include "storage/compound/pages.hpp"
 
@@ -28,14 +29,21 @@ public:
 
     // Sectors of the file as last mapped; a last one that the file cuts short is one of them.
     std::uint32_t SectorCount() const { return sectorCount_; }
-    std::uint64_t MappedSize() const { return view_.size(); }
-    std::size_t LastSectorLacks() const { return lastSector_.empty() ? 0 : SectorSize() - (view_.size() & (SectorSize() - 1)); }
+    std::size_t LastSectorLacks() const;  // bytes
 
     // A whole sector of the file's own structures. What a cut-short last sector lacks is zero.
     const std::byte* Sector(SectorId sector);
 
-    // count bytes of a stream from an offset of the file on.
-    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count) const;  // Corrupt
+    // count bytes of a stream from an offset of the file on, where they are or in the window. Corrupt beyond the end.
+    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window, std::size_t ahead = 0) const;
+    void Read(std::uint64_t offset, std::span<std::byte> bytes);
+    bool IsMapped() const { return view_.IsMapped(); }
+
+    // Could mapped bytes not be read, or may they be behind the file's end? What was read since may be zeros instead.
+    bool ReadsFailed() const { return view_.IsMapped() && file_->MapFailed(); }
+    bool Shrank() const { return view_.IsMapped() && file_->Shrank(); }
+    void ReadPageByPage() noexcept { view_.ReadPageByPage(); }  // from now on, without a mapping
+
     void CountRead(std::uint64_t offset, std::uint64_t count) const;  // each sector counts once
 
     void Write(std::uint64_t offset, std::span<const Piece> pieces);
@@ -77,12 +85,13 @@ private:
     };
 
     void Measure();
+    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void WriteGathered();
 
     std::unique_ptr<File> file_;
     Header header_;
     unsigned shift_;
-    std::span<const std::byte> view_;
+    FileView view_;
     std::uint32_t sectorCount_ = 0;
     bool unflushed_ = false;
     std::uint32_t batch_ = 0;

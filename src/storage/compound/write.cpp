@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
 constexpr std::array<std::byte, 4096> kZeros{};
+constexpr std::size_t kAhead = 64 * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Both are large.
@@ -21,6 +22,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
+    FileView::Window window;
     StreamBody::Extent extent{0, 0};  // of the old stream's bytes from extentBegin on
     std::uint64_t extentBegin = 0;
     for (std::uint32_t i = 0; i < sectors; ++i) {
@@ -33,7 +35,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
             }
             const std::uint64_t offset = extent.offset + (begin - extentBegin);
             volume.CountRead(offset, length);
-            if (content.Equals(volume.Bytes(offset, length), length)) continue;
+            if (content.Equals(volume.Bytes(offset, length, window, kAhead), length)) continue;
         } else {
             content.Skip(length);
         }
@@ -52,6 +54,7 @@ Space& CompoundFile::State::FreeSpace() {
     if (!nextPending) nextPending = std::make_shared<PendingChanges>();
     if (!space) {
         Space found(*committed, access == Access::Exclusive);
+        committed->RequireReadable();
         if (!committed->Empty()) MakeHeaderDurable();
         space.emplace(std::move(found));
     }
@@ -114,6 +117,7 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
             old->Read(0, bytes);
             unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
         }
+        committed->RequireReadable();
         if (unchanged) {
             if (change != nullptr) DropContent(*change), pending->Erase(*change);
             return;

@@ -11,7 +11,7 @@ class Elsewhere {
 public:
     template <class Work>
     explicit Elsewhere(Work&& work) : child_(::fork()) {
-        if (child_ == 0) ::_exit(static_cast<int>(work()) & 0xFF);
+        if (child_ == 0) ::_exit(Run(work) & 0xFF);
     }
     // The low byte of what the work answered.
     int Result() const {
@@ -21,6 +21,16 @@ public:
     }
 
 private:
+    template <class Work>
+    static int Run(Work& work) {
+        try {
+            return static_cast<int>(work());
+        } catch (const std::exception& error) {
+            ADD_FAILURE() << error.what();
+            return 255;
+        }
+    }
+
     pid_t child_;
 };
 

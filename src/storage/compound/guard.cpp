@@ -1,0 +1,23 @@
+#include "storage/compound/guard.hpp"
+
+#include "storage/compound/guard_slots.hpp"
+
+namespace lumvex::compound {
+
+GuardedRange::GuardedRange(void* base, std::size_t size) noexcept
+    : slot_(guardAllowed && GuardIsInPlace() ? TakeSlot(base, size) : nullptr) {}
+
+GuardedRange::GuardedRange(GuardedRange&& other) noexcept : slot_(std::exchange(other.slot_, nullptr)) {}
+
+GuardedRange& GuardedRange::operator=(GuardedRange&& other) noexcept {
+    std::swap(slot_, other.slot_);
+    return *this;
+}
+
+GuardedRange::~GuardedRange() { GiveSlot(slot_); }
+
+bool GuardedRange::Failed() const noexcept { return slot_ != nullptr && slot_->failed.load(std::memory_order_acquire); }
+
+void AllowGuard(bool allowed) noexcept { guardAllowed = allowed; }
+
+}  // namespace lumvex::compound

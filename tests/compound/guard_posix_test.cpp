@@ -1,0 +1,115 @@
+// Files that cannot be read any more where they are mapped: reads answer a read fault, and no signal ends the program.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "elsewhere.hpp"
+#include "sharing.hpp"
+#include "storage/compound/guard.hpp"
+
+namespace lumvex::test {
+namespace {
+
+// What the host of the library does with the signal, from before a file is mapped.
+constexpr int kHostsOwn = 42;
+void EndOfHost(int) { ::_exit(kHostsOwn); }
+const auto hostBefore = ::signal(SIGBUS, EndOfHost);
+
+// Another program does this; ours looks at the size again when the system's clock has ticked.
+void CutTo(const fs::path& path, std::uint64_t size) {
+    fs::resize_file(path, size);
+    timespec tick{};
+    ::clock_getres(CLOCK_MONOTONIC_COARSE, &tick);
+    ::nanosleep(&tick, nullptr);
+    ::nanosleep(&tick, nullptr);
+}
+
+TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
+    Content small, large{{u"large", Pattern(300000, 1)}, {u"larger", Pattern(900000, 2)}};
+    for (unsigned i = 0; i < 400; ++i) small[Name(i)] = Pattern(7 * i, i);
+    for (const Content& content : {content_, small, large})
+        for (const int version : {3, 4})
+            for (const Access access : {Access::ReadShared, Access::Exclusive})
+                for (const bool readBefore : {false, true})
+                    for (const std::uint64_t left : {0, 1024, 5000, 30000}) {
+                        SCOPED_TRACE(std::to_string(content.size()) + " streams, version " + std::to_string(version) +
+                                     ", cut to " + std::to_string(left));
+                        {
+                            const auto made = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
+                            PutAll(*made, content);
+                            made->Commit();
+                        }
+                        if (left >= fs::file_size(path_)) continue;
+                        const auto file = Open(access);
+                        if (readBefore) {
+                            EXPECT_TRUE(GetAll(*file) == content);
+                        }
+                        CutTo(path_, left);
+                        int faults = 0;
+                        for (int round = 0; round < 2; ++round)
+                            for (const auto& [name, bytes] : content) {
+                                Bytes found;
+                                const Status status = StatusOf([&] { found = Get(*file, name); });
+                                EXPECT_TRUE(status == Status{} ? found == bytes : status == Status::ReadFault)
+                                    << static_cast<std::uint32_t>(status);
+                                faults += status == Status::ReadFault ? 1 : 0;
+                            }
+                        EXPECT_GT(faults, 0);
+                        const Status all =
+                            StatusOf([&] { file->ReadAll([](std::u16string_view, std::span<const std::byte>) {}); });
+                        EXPECT_EQ(all, access == Access::ReadShared ? Status::ReadFault : Status::NotCurrent);
+                        if (access == Access::ReadShared) continue;
+                        EXPECT_EQ(StatusOf([&] { Put(*file, u"new", Pattern(70000, 1)), file->Commit(); }),
+                                  Status::NotCurrent);
+                        EXPECT_EQ(fs::file_size(path_), left);
+                    }
+}
+
+TEST(Guard, PassesOnWhatIsNotItsOwn) {
+    const fs::path path = fs::temp_directory_path() / ("guard-" + std::to_string(::getpid()));
+    const auto touchWhatIsGone = [&] {
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT, 0600);
+        if (::ftruncate(fd, 8192) != 0) return 1;
+        OpenFile(path, Access::ReadShared)->Map();  // the guard is in place from here on
+        const void* base = ::mmap(nullptr, 8192, PROT_READ, MAP_SHARED, fd, 0);
+        if (::ftruncate(fd, 0) != 0) return 2;
+        return static_cast<int>(*static_cast<const volatile char*>(base)) + 3;
+    };
+    EXPECT_EQ(Elsewhere(touchWhatIsGone).Result(), kHostsOwn);
+    const auto sendIt = [&] {
+        const auto file = OpenFile(path, Access::ReadShared);
+        file->Map();
+        ::kill(::getpid(), SIGBUS);
+        return 1;
+    };
+    EXPECT_EQ(Elsewhere(sendIt).Result(), kHostsOwn);
+    fs::remove(path);
+}
+
+// Then files are read without being mapped.
+TEST_F(Sharing, FilesAreReadWithoutAGuardToo) {
+    const auto readsUnmapped = [&] {
+        if (OpenFile(path_, Access::ReadShared)->Map()) return 1;
+        if (GetAll(*Open(Access::ReadShared)) != content_) return 2;
+        const auto file = Open(Access::ReadShared);
+        CutTo(path_, 2000);
+        return StatusOf([&] { Get(*file, u"a"); }) == Status::ReadFault ? 0 : 3;
+    };
+    EXPECT_TRUE(OpenFile(path_, Access::ReadShared)->Map());
+    const auto refused = [&] {
+        AllowGuard(false);
+        return readsUnmapped();
+    };
+    EXPECT_EQ(Elsewhere(refused).Result(), 0);
+    Make(Access::Exclusive);
+    const auto hostWantsTheSignal = [&] {
+        ::signal(SIGBUS, EndOfHost);
+        return readsUnmapped();
+    };
+    EXPECT_EQ(Elsewhere(hostWantsTheSignal).Result(), 0);
+}
+
+}  // namespace
+}  // namespace lumvex::test

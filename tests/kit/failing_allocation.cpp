@@ -1,0 +1,46 @@
+#include "kit/failing_allocation.hpp"
+
+#include <cstdlib>
+#include <new>
+
+namespace lumvex::tests {
+namespace {
+
+thread_local long allocationsLeft = -1;  // negative: none fails
+thread_local bool onlyOne = false, failed = false;
+
+void* Allocate(std::size_t size) {
+    if (allocationsLeft >= 0 && allocationsLeft-- == 0) {
+        failed = true;
+        if (!onlyOne) allocationsLeft = 0;
+        return nullptr;
+    }
+    return std::malloc(size != 0 ? size : 1);
+}
+
+}  // namespace
+
+void FailAllocation(long at, bool alone) noexcept {
+    failed = false;
+    onlyOne = alone;
+    allocationsLeft = at;
+}
+
+bool EndFailingAllocation() noexcept {
+    allocationsLeft = -1;
+    return failed;
+}
+
+}  // namespace lumvex::tests
+
+// Not inlined: g++ would see free() called on what new gave.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    void* memory = lumvex::tests::Allocate(size);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return lumvex::tests::Allocate(size);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }

@@ -1,0 +1,12 @@
+// Lets allocations of this program fail: linked in, it replaces the global operator new.
+#pragma once
+
+namespace lumvex::tests {
+
+// From here on the allocation number `at`, counted from 0, of the calling thread fails, and so do all behind it unless
+// it is to fail alone.
+void FailAllocation(long at, bool alone) noexcept;
+// Ends that; has one failed since?
+bool EndFailingAllocation() noexcept;
+
+}  // namespace lumvex::tests
