@@ -74,7 +74,12 @@ public:
 
     // What is left when the power goes now: all that was flushed, and of what was not, or was lost when a flush failed,
     // nothing (seed 0), all (1) or any choice of its blocks. Disks write 512 bytes whole; a smaller block tears them.
-    Bytes AfterRestart(unsigned seed, std::size_t block = kBlock) const { return named_->AfterRestart(seed, block); }
+    // A name that was not flushed may be that of the file before.
+    Bytes AfterRestart(unsigned seed, std::size_t block = kBlock) const {
+        const bool isBefore = unflushedName_ && (seed == 0 || (seed > 1 && seed % 2 == 0));
+        return (isBefore ? unflushedName_ : named_)->AfterRestart(seed, block);
+    }
+    bool NameIsFlushed() const { return unflushedName_ == nullptr; }
 
 private:
     static constexpr std::size_t kBlock = 512;
@@ -152,6 +157,7 @@ private:
                 disk_.Throw();
             }
             medium_->Flush();
+            if (disk_.named_ == medium_ && !disk_.FlushName()) disk_.Throw();
         }
         void Resize(std::uint64_t size) override {
             if (disk_.Trips()) disk_.Throw();
@@ -166,8 +172,9 @@ private:
         void Publish() override {
             if (!medium_->IsFlushed()) throw std::logic_error("a file takes its name before it is flushed");
             if (disk_.Trips()) disk_.Throw();
-            disk_.named_ = medium_;
+            disk_.unflushedName_ = std::exchange(disk_.named_, medium_);
             published_ = true;
+            static_cast<void>(disk_.FlushName());
         }
         void AnnounceReader(std::uint32_t generation) override {
             if (disk_.onAnnounce_) disk_.onAnnounce_(generation);
@@ -183,6 +190,13 @@ private:
         std::shared_ptr<Medium> medium_;
         bool published_;
     };
+
+    bool FlushName() {
+        if (unflushedName_ == nullptr) return true;
+        if (Trips()) return false;
+        unflushedName_ = nullptr;
+        return true;
+    }
 
     // True where the operation has to fail.
     bool Trips() {
@@ -200,7 +214,7 @@ private:
             fault_ == Fault::Full ? compound::Status::MediumFull : compound::Status::WriteFault, "on purpose");
     }
 
-    std::shared_ptr<Medium> named_;
+    std::shared_ptr<Medium> named_, unflushedName_;  // unflushedName_: what had the name before, as long as it may again
     std::function<void(std::uint32_t)> onAnnounce_;
     std::function<void()> before_;
     int beforeAt_ = 0;

@@ -216,10 +216,11 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
     } catch (...) {
         disk.Adopt(oldHeader);
         if (held) state.space->CancelHold();
-        if (headerTouched || hadName != file.Published()) {
+        assert(hadName == file.Published());  // 4
+        if (headerTouched) {
             state.space->SetUncertain();
             state.lastGeneration = header.Generation();
-            if (headerTouched) RestoreHeader();
+            RestoreHeader();
         }
         assert(disk.Head().bytes() == oldHeader.bytes() && state.committed.get() == &committed);  // 4
         assert(!headerTouched || state.lastGeneration == header.Generation());                   // 6

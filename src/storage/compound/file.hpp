@@ -50,7 +50,9 @@ public:
     virtual void Flush() = 0;
     virtual void Resize(std::uint64_t size) = 0;
 
-    // A file made for replacement has no name until Publish(); it takes it then, durably. Otherwise always published.
+    // A file made for replacement has no name until Publish(), which throws and leaves the name as it was, or gives it. Where
+    // it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise always
+    // published.
     virtual bool Published() const { return true; }
     virtual void Publish() {}
 

@@ -202,6 +202,7 @@ public:
 
     void Flush() override {
         if (posix::FlushContent(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
+        if (!FlushName()) throw SystemError(errno, Status::WriteFault, "flush of the folder");
     }
 
     void Resize(std::uint64_t size) override {
@@ -237,6 +238,13 @@ private:
     bool TakeFreeName();
     void TakeNameOfReplaced();
 
+    // Some file systems do not flush folders: there is nothing more to do then.
+    bool FlushName() noexcept {
+        if (unflushedFolder_ && ::fsync(unflushedFolder_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
+        unflushedFolder_ = Descriptor();
+        return true;
+    }
+
     void Unmap() noexcept {
         guard_ = GuardedRange();
         if (base_ != nullptr) ::munmap(base_, mapped_);
@@ -250,6 +258,7 @@ private:
     fs::path finalPath_, temporaryPath_;
     Descriptor replaced_;
     bool replacesEmpty_ = false;  // made here, only to have the name
+    Descriptor unflushedFolder_;  // in which the name was given
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
     std::size_t mapped_ = 0;
@@ -266,16 +275,18 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
         constexpr std::uint64_t kRoom = std::uint64_t{64} << 20;
         const std::uint64_t room = access_ == Access::ReadShared ? 0 : std::max(kRoom, size / 2);
         for (const std::uint64_t wanted : {size + room, size}) {
-            void* base = ::mmap(nullptr, wanted, PROT_READ, MAP_SHARED | MAP_NORESERVE, fd_.get(), 0);
+            const auto length = static_cast<std::size_t>(wanted);
+            if (length != wanted) continue;  // more than a program of 32 bits can map
+            void* base = ::mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_.get(), 0);
             if (base == MAP_FAILED) continue;
-            GuardedRange guard(base, wanted);
+            GuardedRange guard(base, length);
             if (!guard) {
-                ::munmap(base, wanted);
+                ::munmap(base, length);
                 break;
             }
             Unmap();  // kept until there is another
             base_ = base;
-            mapped_ = wanted;
+            mapped_ = length;
             guard_ = std::move(guard);
             break;
         }
@@ -286,9 +297,7 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
 }
 
 bool PosixFile::Shrank() {
-    struct timespec now {};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    const std::int64_t tick = posix::Tick();
     if (std::exchange(lookedAt_, tick) == tick) return false;
     const std::uint64_t size = Size();
     return size < std::exchange(shown_, std::min(shown_, size));
@@ -351,17 +360,20 @@ fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.p
 
 // Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
 // is locked. Not being able to remove one is no failure.
-void RemoveLeftBehind(const fs::path& target) {
-    std::error_code ignored;
-    for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
-        const fs::path& path = each->path();
-        if (!IsHiddenNameFor(target, path.filename().native())) continue;
-        const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (!file) continue;
-        struct stat opened {}, named {};
-        const bool isIt = LockFor(file, Access::Exclusive) == Answer::Yes && ::fstat(file.get(), &opened) == 0 &&
-                          ::lstat(path.c_str(), &named) == 0 && S_ISREG(named.st_mode) && IsSame(named, opened);
-        if (isIt) ::unlink(path.c_str());
+void RemoveLeftBehind(const fs::path& target) noexcept {
+    try {
+        std::error_code ignored;
+        for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
+            const fs::path& path = each->path();
+            if (!IsHiddenNameFor(target, path.filename().native())) continue;
+            const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+            if (!file) continue;
+            struct stat opened {}, named {};
+            const bool isIt = LockFor(file, Access::Exclusive) == Answer::Yes && ::fstat(file.get(), &opened) == 0 &&
+                              ::lstat(path.c_str(), &named) == 0 && S_ISREG(named.st_mode) && IsSame(named, opened);
+            if (isIt) ::unlink(path.c_str());
+        }
+    } catch (const std::exception&) {
     }
 }
 
@@ -411,7 +423,7 @@ void PosixFile::Publish() {
     if (published_) return;
     // Whatever may be missing (the folder, memory) is found out before the name is given.
     const fs::path folderPath = FolderOf(finalPath_);
-    const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
     for (int attempt = 0; !replaced_ && !published_; ++attempt) {
         if (attempt == kMostAttempts)
@@ -422,8 +434,9 @@ void PosixFile::Publish() {
     if (!published_) TakeNameOfReplaced();
     published_ = true;
     replaced_ = Descriptor();
+    unflushedFolder_ = std::move(folder);
+    static_cast<void>(FlushName());  // the save has happened, whatever becomes of this
     RemoveLeftBehind(finalPath_);
-    if (::fsync(folder.get()) != 0) throw SystemError(errno, Status::WriteFault, folderPath.string());
 }
 
 }  // namespace

@@ -249,17 +249,20 @@ std::wstring HiddenNameBeside(const fs::path& path) {
 
 // Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
 // is locked. Not being able to remove one is no failure.
-void RemoveLeftBehind(const fs::path& target) {
-    std::error_code ignored;
-    for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
-        const fs::path name = each->path().filename();
-        if (!IsHiddenNameFor(target, Shown(name))) continue;
-        const Handle file = Create(SystemPath(each->path()), GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING,
-                                   FILE_FLAG_OPEN_REPARSE_POINT);
-        if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
-        FILE_DISPOSITION_INFO disposition{};
-        disposition.DeleteFile = TRUE;
-        ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
+void RemoveLeftBehind(const fs::path& target) noexcept {
+    try {
+        std::error_code ignored;
+        for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
+            const fs::path name = each->path().filename();
+            if (!IsHiddenNameFor(target, Shown(name))) continue;
+            const Handle file = Create(SystemPath(each->path()), GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING,
+                                       FILE_FLAG_OPEN_REPARSE_POINT);
+            if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
+            FILE_DISPOSITION_INFO disposition{};
+            disposition.DeleteFile = TRUE;
+            ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
+        }
+    } catch (const std::exception&) {
     }
 }
 
@@ -548,6 +551,7 @@ void WindowsFile::Publish() {
         }
     }
     replaced_.Close();
+    ::FlushFileBuffers(file_.get());  // the new name too; where this fails, the next Flush() says so
     RemoveLeftBehind(finalPath_);
 }
 

@@ -9,7 +9,7 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::uintptr_t kPage = 4096;
+constexpr std::uintptr_t kPageSize = 4096;
 
 bool GiveZeros(GuardedRange::Slot& slot, std::uintptr_t address) noexcept {
     void* const begin = reinterpret_cast<void*>(slot.begin.load());
@@ -18,8 +18,8 @@ bool GiveZeros(GuardedRange::Slot& slot, std::uintptr_t address) noexcept {
         ::UnmapViewOfFile(begin);
         if (::VirtualAlloc(begin, size, MEM_RESERVE, PAGE_READONLY) != begin) return false;
     }
-    void* const page = reinterpret_cast<void*>(address & ~(kPage - 1));
-    return ::VirtualAlloc(page, kPage, MEM_COMMIT, PAGE_READONLY) != nullptr;
+    void* const page = reinterpret_cast<void*>(address & ~(kPageSize - 1));
+    return ::VirtualAlloc(page, kPageSize, MEM_COMMIT, PAGE_READONLY) != nullptr;
 }
 
 LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers) {

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kFirstSlab = std::size_t{1} << 14;
 constexpr std::size_t kLargestSlab = std::size_t{1} << 20;
 
-std::size_t MiniSectorsOf(std::uint64_t size) {
+std::size_t WholeMiniSectors(std::uint64_t size) {
     return static_cast<std::size_t>((size + kMiniSectorSize - 1) / kMiniSectorSize);
 }
 
@@ -72,7 +72,7 @@ void PendingChanges::Erase(Change& change) {
 }
 
 std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
-    const std::size_t sectors = MiniSectorsOf(size);
+    const std::size_t sectors = WholeMiniSectors(size);
     if (sectors == 0) return nullptr;
     if (sectors < returned_.size() && !returned_[sectors].empty()) {
         std::byte* bytes = returned_[sectors].back();
@@ -94,7 +94,7 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
 
 // Without memory to note it, it is not used again.
 void PendingChanges::GiveSmall(std::byte* bytes, std::uint64_t size) noexcept {
-    const std::size_t sectors = MiniSectorsOf(size);
+    const std::size_t sectors = WholeMiniSectors(size);
     if (sectors == 0) return;
     try {
         if (returned_.size() <= sectors) returned_.resize(sectors + 1);

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -159,5 +160,11 @@ void CopyAttributes(int replaced, int created) {
 }
 
 int FlushContent(int file) { return ::fdatasync(file); }
+
+std::int64_t Tick() {
+    struct timespec now {};
+    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
 
 }  // namespace lumvex::compound::posix

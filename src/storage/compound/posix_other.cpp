@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -169,6 +170,11 @@ int FlushContent(int file) {
     if (::fcntl(file, F_FULLFSYNC) == 0) return 0;
 #endif
     return ::fsync(file);
+}
+
+std::int64_t Tick() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace lumvex::compound::posix

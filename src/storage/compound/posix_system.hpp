@@ -57,4 +57,6 @@ void CopyAttributes(int replaced, int created);
 
 int FlushContent(int file);  // content and length are durable
 
+std::int64_t Tick();  // another number after some milliseconds at the most; cheap to ask for
+
 }  // namespace lumvex::compound::posix

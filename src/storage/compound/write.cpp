@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
 constexpr std::array<std::byte, 4096> kZeros{};
-constexpr std::size_t kAhead = 64 * 1024;
+constexpr std::size_t kCompareAhead = 64 * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Both are large.
@@ -35,7 +35,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
             }
             const std::uint64_t offset = extent.offset + (begin - extentBegin);
             volume.CountRead(offset, length);
-            if (content.Equals(volume.Bytes(offset, length, window, kAhead), length)) continue;
+            if (content.Equals(volume.Bytes(offset, length, window, kCompareAhead), length)) continue;
         } else {
             content.Skip(length);
         }
