@@ -96,7 +96,7 @@ bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
-    state.pending->ForEach([&](Change& change) {
+    state.pending->ForEachContent([&](Change& change) {
         const Old old = OldOf(change);
         const std::uint32_t oldCount = old.isMini ? MiniSectors(old.size) : 0;
         const std::uint32_t newCount = change.kind == Change::Kind::Small ? MiniSectors(change.size) : 0;
@@ -127,7 +127,7 @@ void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
 }
 
 void CompoundFile::State::Commit::DraftLargeStreams() {
-    state.pending->ForEach([this](Change& change) {
+    state.pending->ForEachContent([this](Change& change) {
         const Old old = OldOf(change);
         if (!old.isMini) {
             Chain chain(old.start);
@@ -258,6 +258,7 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
+    state.hadTooLong = false;
     state.volume.HeaderIsWritten();
     ++state.volume.Counters().commits;
 }
@@ -277,7 +278,7 @@ void CompoundFile::State::Commit::RestoreHeader() noexcept {
 }
 
 void CompoundFile::State::RequireNothingLost() {
-    pending->ForEach([this](const Change& change) {
+    pending->ForEachContent([this](const Change& change) {
         if (change.large && volume.IsLost(change.large->batch))
             throw Failure(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
     });
