@@ -3,7 +3,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using tests::Everything;
@@ -156,4 +156,4 @@ TEST(FoldersOfAFile, ThatContradictThemselvesAreRefused) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests
