@@ -4,6 +4,7 @@
 // destructor of another key, starts anew and is cleared again.
 #include <pthread.h>
 
+#include <atomic>
 #include <new>
 
 #include "core/guard.hpp"
@@ -17,19 +18,21 @@ namespace {
 constinit thread_local ThreadContext* known = nullptr;
 alignas(ThreadContext) constinit thread_local std::byte room[sizeof(ThreadContext)]{};
 
-// Deleted when the library goes, as nothing of it can be called at the end of a thread from then on. Where the system
-// gives no key, or no memory for its value, a thread that ends keeps the memory of its queue.
+constinit std::atomic<bool> keyIsMade{false};
+
+// Deleted when the library goes, as nothing of it can be called at the end of a thread from then on. Where there is no
+// key, or the system has no memory for its value, a thread that ends keeps the memory of its queue.
 class Key {
 public:
-    Key() noexcept : made_(::pthread_key_create(&key_, Clear) == 0) {}
+    Key() noexcept { keyIsMade = ::pthread_key_create(&key_, Clear) == 0; }
     ~Key() {
-        if (made_) ::pthread_key_delete(key_);
+        if (keyIsMade.exchange(false)) ::pthread_key_delete(key_);
     }
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
 
     void ClearAtThreadEnd(ThreadContext& context) const noexcept {
-        if (made_) ::pthread_setspecific(key_, &context);
+        if (keyIsMade) ::pthread_setspecific(key_, &context);
     }
 
 private:
@@ -38,7 +41,6 @@ private:
         static_cast<ThreadContext*>(context)->~ThreadContext();
     }
     pthread_key_t key_{};
-    bool made_;
 };
 
 [[gnu::noinline]] ThreadContext& MakeKnown() noexcept {

@@ -117,14 +117,6 @@ void DocumentFile::Revert() noexcept {
     ++generation_;
 }
 
-// A path that the system would cut short at an embedded zero names no file.
-std::filesystem::path PathOf(std::u16string_view text) {
-    if (text.find(u'\0') != std::u16string_view::npos)
-        throw Failure(static_cast<HRESULT>(compound::Status::InvalidName));
-    const std::string utf8 = ToUtf8(text);
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
 std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access) {
     return OnStorage([&] { return compound::CompoundFile::Open(compound::OpenFile(path, access), access); });
 }

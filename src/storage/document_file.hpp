@@ -56,8 +56,11 @@ private:
     std::uint64_t generation_ = 1;
 };
 
-// The file that a client's text names. Ill-formed UTF-16 becomes U+FFFD; embedded zeros are an invalid name.
+// The file that a client's text names. Ill-formed UTF-16 becomes U+FFFD, but for what TextOfPath makes of a path that no
+// text can spell; embedded zeros are an invalid name.
 std::filesystem::path PathOf(std::u16string_view text);
+// A text that leads back to the path, whatever its name.
+std::u16string TextOfPath(const std::filesystem::path& path);
 
 std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access);
 std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,

@@ -105,7 +105,7 @@ private:
     // ---- root_save.cpp ----
     Objects ObjectsToWrite();
     void CheckComplete();
-    std::vector<Ref<Object>> OwnersOfLoaded();
+    std::vector<Ref<Object>> LoadedWithOwners();
     void ListWhatTheTableLacks();
     int SectorVersionFor(const Objects& objects) const;
     void WriteRoot(compound::CompoundFile& file) const;

@@ -125,6 +125,7 @@ void RootDocument::SaveWithLargerSectors(const Objects& objects) {
 // released even where this fails.
 void RootDocument::CloseFile() {
     if (!file_->IsOpen()) return;
+    std::vector<Ref<Object>> staying;  // until the file has gone, whatever the bounds of the cache
     struct Release {
         RootDocument& root;
         ~Release() {
@@ -136,20 +137,22 @@ void RootDocument::CloseFile() {
         }
     } release{*this};
     if (IsReadOnly() && !documentModified_) directory_.ReleaseUnheld();
-    const std::vector<Ref<Object>> owners = OwnersOfLoaded();
+    staying = LoadedWithOwners();
     Materialise();
-    for (const Ref<Entry>& entry : directory_.LoadedEntries()) entry->object->Materialise();
+    for (const Ref<Object>& object : staying) object->Materialise();
     directory_.ReadFromTable();
     if (!IsReadOnly()) documentModified_ = false;
 }
 
-// Loads the owners, up to the root, of everything that is loaded; held by the answer, whatever the bounds of the cache.
-std::vector<Ref<Object>> RootDocument::OwnersOfLoaded() {
-    std::vector<Ref<Object>> owners;
-    for (const Ref<Entry>& entry : directory_.LoadedEntries())
-        for (Ref<Entry> owner = OwnerOf(*entry); owner && !owner->object && owner.get() != &OwnEntry(); owner = OwnerOf(*owner))
-            owners.push_back(Get(*owner));
-    return owners;
+// All that is loaded and, loaded now where it was not, all that owns something of it.
+std::vector<Ref<Object>> RootDocument::LoadedWithOwners() {
+    std::vector<Ref<Object>> objects;
+    for (const Ref<Entry>& entry : directory_.LoadedEntries()) objects.push_back(entry->object);
+    for (std::size_t next = 0; next < objects.size(); ++next) {
+        const Ref<Entry> owner = OwnerOf(objects[next]->OwnEntry());
+        if (owner && !owner->object && owner.get() != &OwnEntry()) objects.push_back(Get(*owner));
+    }
+    return objects;
 }
 
 // The file is closed even if clients hold objects whose arrays and lists stand in it: they are orphans now, which are

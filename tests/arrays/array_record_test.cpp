@@ -2,8 +2,8 @@
 #include "arrays/array_record.hpp"
 
 #include "core/failure.hpp"
-#include "core/published.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/published.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

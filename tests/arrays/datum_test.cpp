@@ -1,6 +1,6 @@
 // Array properties through the published interfaces.
-#include "core/published.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/published.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

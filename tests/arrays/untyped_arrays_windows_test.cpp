@@ -1,6 +1,6 @@
 // Arrays that do not know their type, as a host makes them that allocates the descriptor itself.
 #include "arrays/convert_array.hpp"
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

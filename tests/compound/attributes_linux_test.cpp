@@ -6,7 +6,7 @@
 #include "elsewhere.hpp"
 #include "sharing.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 // An access list as an attribute's value.
@@ -101,4 +101,4 @@ TEST_F(Attributes, AnotherGroupGetsWhatOthersHad) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

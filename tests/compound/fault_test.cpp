@@ -6,7 +6,7 @@
 #include "other_reader.hpp"
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using Fault = FaultyDisk::Fault;
@@ -199,7 +199,7 @@ TEST_P(Faults, AtTheCommitPointKeepBothStatesUntilTheNextCommit) {
         FaultyDisk disk(ImageOf(before, GetParam()));
         const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
         Content content = before;
-        disk.FailAt(0, Fault::Fails);
+        disk.FailAt(FaultyDisk::kNever, Fault::Fails);
         change(*file, content);
         file->Commit();
         operations = disk.Operations();  // the last two: header, flush
@@ -291,11 +291,11 @@ TEST_P(Faults, ThatKeepComingBackLoseNoRoom) {
         disk.FailAt(1 + round % 2, Fault::Full);
         EXPECT_EQ(StatusOf([&] { Put(*file, u"large", Pattern(50000, 1)), file->Commit(); }), Status::MediumFull);
     }
-    disk.FailAt(0, Fault::Full);
+    disk.FailAt(FaultyDisk::kNever, Fault::Full);
     file->Commit();
     EXPECT_LT(file->FileSize(), 400000u);
     EXPECT_EQ(Problems(disk.Content()), "");
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -5,7 +5,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
@@ -67,4 +67,4 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -9,7 +9,7 @@
 #include "sharing.hpp"
 #include "storage/compound/guard.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 // What the host of the library does with the signal, from before a file is mapped.
@@ -112,4 +112,4 @@ TEST_F(Sharing, FilesAreReadWithoutAGuardToo) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

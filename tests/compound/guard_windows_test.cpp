@@ -4,7 +4,7 @@
 #include "sharing.hpp"
 #include "storage/compound/guard.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 void RaiseInPageError(const void* address) {
@@ -45,4 +45,4 @@ TEST_F(Sharing, FilesAreReadWithoutAGuardToo) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -4,7 +4,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 Content SampleContent() {
@@ -159,6 +159,40 @@ TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
     // The upper half of a size counts in version 4 only.
     EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(u"large") + 124, 7); }, u"large"),
               GetParam() == 3 ? Status{} : Status::Corrupt);
+}
+
+TEST_P(Hostile, ADamagedStreamIsReplacedOrRemoved) {
+    const auto startOf = [](Sample& s, std::u16string_view name) { return s.Number(s.Entry(name) + 116); };
+    struct Damage {
+        std::u16string name;
+        std::function<void(Sample&)> make;
+    };
+    const std::vector<Damage> damages{
+        {u"large", [](Sample& s) { s.Set(s.Entry(u"large") + 120, 0x7FFFFFFF); }},
+        {u"large", [&](Sample& s) { s.Set(s.Fat(startOf(s, u"large")), startOf(s, u"large")); }},
+        {u"larger", [&](Sample& s) { s.Set(s.Fat(startOf(s, u"larger") + 1), 99999); }},
+        {u"larger", [&](Sample& s) { s.Set(s.Fat(startOf(s, u"larger")), kFreeSector); }},
+        {u"Stream7", [](Sample& s) { s.Set(s.Entry(u"Stream7") + 116, 77777); }},
+        {u"Stream11", [&](Sample& s) { s.Set(s.MiniFat(startOf(s, u"Stream11")), startOf(s, u"Stream11")); }},
+        {u"Stream11", [&](Sample& s) { s.Set(s.MiniFat(startOf(s, u"Stream11")), kEndOfChain); }},
+    };
+    for (std::size_t i = 0; i < damages.size(); ++i)
+        for (const int size : {-1, 100, 661, 9000, 20000}) {  // negative: removed
+            SCOPED_TRACE(std::to_string(i) + ", then " + std::to_string(size) + " bytes");
+            Sample sample(GetParam());
+            damages[i].make(sample);
+            FaultyDisk disk(sample.image);
+            const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+            Content content = SampleContent();
+            const Status read = StatusOf([&] { EXPECT_FALSE(Get(*file, damages[i].name) == content[damages[i].name]); });
+            EXPECT_TRUE(read == Status{} || read == Status::Corrupt);
+            if (size < 0)
+                file->Remove(damages[i].name), content.erase(damages[i].name);
+            else
+                Put(*file, damages[i].name, content[damages[i].name] = Pattern(static_cast<std::size_t>(size), 9));
+            file->Commit();
+            EXPECT_TRUE(ContentOf(disk.Content()) == content);
+        }
 }
 
 TEST_P(Hostile, FilesCutShortAnywhereGiveWhatIsThere) {
@@ -328,4 +362,4 @@ TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

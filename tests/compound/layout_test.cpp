@@ -2,7 +2,7 @@
 #include "storage/compound/object_name.hpp"
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 std::string Hex(const Bytes& image, std::size_t offset, std::size_t count) {
@@ -156,4 +156,4 @@ TEST(ObjectNames, AreBase32HexOfTheIdsBytes) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

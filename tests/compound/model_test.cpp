@@ -3,7 +3,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 struct Sequence {
@@ -86,4 +86,4 @@ TEST_P(Model, AndFileAgree) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

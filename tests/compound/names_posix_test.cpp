@@ -4,7 +4,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 TEST(Names, HaveTheSimpleUpperCaseOfEveryLetter) {
@@ -22,4 +22,4 @@ TEST(Names, HaveTheSimpleUpperCaseOfEveryLetter) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -4,7 +4,7 @@
 
 #include "sharing.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using Fault = FaultyDisk::Fault;
@@ -122,4 +122,4 @@ TEST_F(Sharing, AFileThatIsGoneFromItsPathIsNotSaved) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

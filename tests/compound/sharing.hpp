@@ -6,7 +6,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 namespace fs = std::filesystem;
 
@@ -39,4 +39,4 @@ protected:
     Content content_{{u"a", Pattern(20000, 1)}, {u"b", Pattern(100, 2)}};
 };
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

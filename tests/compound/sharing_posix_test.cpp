@@ -5,7 +5,7 @@
 #include "elsewhere.hpp"
 #include "sharing.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 TEST_F(Sharing, AFileWithoutThePermissionIsNotOpened) {
@@ -55,4 +55,4 @@ TEST_F(Sharing, AReplacedFileLivesOnUnderItsOtherNames) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -6,7 +6,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 std::uint64_t Total(const Content& content) {
@@ -163,4 +163,4 @@ TEST(Size, FilesOfGigabytesAreWrittenReadAndChanged) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

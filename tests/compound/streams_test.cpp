@@ -4,7 +4,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 const std::size_t kSizes[] = {0,    1,    63,   64,   65,   511,  512,   513,   4031,  4032,   4095,   4096,  4097,
@@ -268,4 +268,4 @@ TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -7,20 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "fault/faulty_disk.hpp"
-#include "pattern.hpp"
+#include "kit/faulty_disk.hpp"
+#include "kit/pattern.hpp"
 #include "storage/compound/check.hpp"
 #include "storage/compound/committed.hpp"
 #include "storage/compound/compound_file.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 using namespace lumvex::compound;
 
 using Bytes = std::vector<std::byte>;
 using Content = std::map<std::u16string, Bytes>;
 
-using tests::Pattern;
 
 inline std::u16string Name(unsigned number) {
     const std::string digits = std::to_string(number);
@@ -128,4 +127,4 @@ inline std::size_t RequireRedBlackTree(const Bytes& image) {
     return deepest;
 }
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

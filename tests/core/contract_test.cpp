@@ -4,7 +4,7 @@
 #include <tuple>
 #include <vector>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "interfaces/for_each.hpp"
 #include "model/project/Project.hpp"
 

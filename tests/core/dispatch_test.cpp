@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "core/guard.hpp"
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,4 +1,4 @@
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/events.hpp"
 
 namespace lumvex::tests {

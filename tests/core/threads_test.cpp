@@ -2,7 +2,7 @@
 #include <atomic>
 #include <thread>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

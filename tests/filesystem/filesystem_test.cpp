@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <functional>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "faults.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/maintenance.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

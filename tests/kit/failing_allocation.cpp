@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace lumvex::tests {
 namespace {
@@ -30,6 +31,9 @@ bool EndFailingAllocation() noexcept {
     allocationsLeft = -1;
     return failed;
 }
+
+AllocationsSucceed::AllocationsSucceed() noexcept : left_(std::exchange(allocationsLeft, -1)) {}
+AllocationsSucceed::~AllocationsSucceed() { allocationsLeft = left_; }
 
 }  // namespace lumvex::tests
 

@@ -9,4 +9,16 @@ void FailAllocation(long at, bool alone) noexcept;
 // Ends that; has one failed since?
 bool EndFailingAllocation() noexcept;
 
+// Meanwhile none fails or is counted.
+class AllocationsSucceed {
+public:
+    AllocationsSucceed() noexcept;
+    ~AllocationsSucceed();
+    AllocationsSucceed(const AllocationsSucceed&) = delete;
+    AllocationsSucceed& operator=(const AllocationsSucceed&) = delete;
+
+private:
+    long left_;
+};
+
 }  // namespace lumvex::tests

@@ -1,5 +1,5 @@
 // Copies of deep trees, within a project and into another one.
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,7 +1,7 @@
 // What is particular to corrections: six delays, names of arrays, a rate kept as a float, a position for the session.
 #include <limits>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

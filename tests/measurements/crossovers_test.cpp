@@ -1,5 +1,5 @@
 // Crossover designs: four entries from the start, and templates whose names differ.
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,7 +1,7 @@
 // Display names of experiments in both unit systems.
 #include <limits>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,7 +1,7 @@
 // A project of a gigabyte: what it costs to read one thing in it, and to change one.
 #include <fstream>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,5 +1,6 @@
 // What speakers, their configurations and experiments know of the catalogue, with it and without it.
-#include "support.hpp"
+#include "kit/full_project.hpp"
+#include "storage/failures.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -76,6 +77,109 @@ TEST_F(LibraryReferences, NamesFollowTheCatalogue) {
     EXPECT_FALSE(full.speaker.Model());
     EXPECT_EQ(full.speaker.DisplayName(), u"Apex/Beta/Main");
     EXPECT_EQ(full.project.SpeakerEQs().Add(u"Main").DisplayName(), u"Unknown Spkr/Main");
+}
+
+// Names that a display name found new are the speaker's own from then on, though nobody changed the document.
+TEST_F(LibraryReferences, NamesThatWereShownAreSaved) {
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    full.catalogue.library.SaveFile();
+    full.catalogue.library.CloseFile();
+    full.project.CloseFile();
+    const auto shown = [&](const Project& project) { return Again(project, full.speaker).DisplayName(); };
+    {
+        Project reader = Project::Create();
+        reader.AccessMode(LX_SHARE_READ);
+        reader.OpenFile(PathText(path));
+        reader.SetCacheBounds(1, 2);
+        EXPECT_EQ(shown(reader), u"Apex/Alpha/Main");
+        Again(reader, full.experiment);
+        Again(reader, full.correction);
+        EXPECT_FALSE(reader.FindID(full.speaker.ID())) << "what cannot be saved is not kept for it";
+        EXPECT_TRUE(FailsBare(inside::kAccessDenied, reader.Get()->SaveFile()));
+        EXPECT_EQ(shown(reader), u"Apex/Alpha/Main");
+    }
+    const Bytes before = ReadDocument(path).at(StreamOf(full.correction));
+    Project project = Opened(path);
+    project.SetCacheBounds(1, 2);
+    Listener listener(project);
+    EXPECT_EQ(shown(project), u"Apex/Alpha/Main");
+    EXPECT_EQ(listener.Taken(), Strings{});
+    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    Again(project, full.experiment);
+    Again(project, full.correction);
+    project.SaveFile();
+    project.CloseFile();
+    EXPECT_EQ(AsHex(ReadDocument(path).at(StreamOf(full.correction))), AsHex(before));
+    EXPECT_TRUE(CheckDocument(path).empty());
+    std::filesystem::remove(libraryPath);
+    EXPECT_EQ(shown(Opened(path)), u"Apex/Alpha/Main");
+}
+
+// A display name looks for an absent library once; who asks for the library, or for something in it, looks again.
+TEST_F(LibraryReferences, NamesDoNotLookForAnAbsentLibraryAgain) {
+    const auto away = folder / "away.lvs";
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    full.catalogue.library.SaveFile();
+    full.project.CloseFile();
+    full.catalogue.library.CloseFile();
+    std::filesystem::rename(libraryPath, away);
+    const auto absentThenBack = [&](Project& project) {
+        SpeakerEQ speaker = Again(project, full.speaker);
+        EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+        std::filesystem::rename(away, libraryPath);
+        EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+        return speaker;
+    };
+    const auto refresh = [&](auto change) {
+        Project project = Opened(path);
+        const SpeakerEQ speaker = absentThenBack(project);
+        change(project);
+        EXPECT_EQ(speaker.DisplayName(), u"Apex/Alpha/Main");
+        project = Project();
+        std::filesystem::rename(libraryPath, away);
+    };
+    refresh([](Project& project) { EXPECT_TRUE(project.Specifications()); });
+    refresh([&](Project& project) { EXPECT_TRUE(Again(project, full.speaker).Model()); });
+    refresh([&](Project& project) {
+        std::filesystem::create_directory(folder / "moved");
+        project.SaveFileAs(PathText(folder / "moved" / "b.lvp"));
+    });
+}
+
+// A document from elsewhere may name a library on any machine: being shown, it does not reach out for it.
+TEST_F(LibraryReferences, NamesDoNotOpenLibrariesOnOtherMachines) {
+    full.catalogue.library.SaveFileAs(PathText(libraryPath));
+    full.project.SaveFileAs(PathText(path));
+    full.catalogue.acme.Name(u"Apex");
+    std::filesystem::create_directory(folder / "far");
+    full.catalogue.library.SaveFileAs(PathText(folder / "far" / "b.lvs"));
+    full.catalogue.library.CloseFile();
+    full.project.CloseFile();
+    std::filesystem::remove(libraryPath);
+    Streams streams = ReadDocument(path);
+    const std::u16string local = PathText(folder / "far" / "b.lvs");
+    // The same file by a way that may lead far.
+    const std::u16string distant = (local.starts_with(u'/') ? u"/" : u"\\\\?\\") + local;
+    for (const char16_t* name : {u"ROOT", u"ROOT-V200"}) {
+        std::string root = AsHex(streams.at(name));
+        const std::string stored = TextBytes(PathText(libraryPath));
+        const std::size_t at = root.find(stored);
+        ASSERT_NE(at, root.npos);
+        streams.at(name) = Hex(root.replace(at, stored.size(), TextBytes(distant)));
+    }
+    WriteDocument(path, streams);
+    const Project project = Opened(path);
+    const SpeakerEQ speaker = Again(project, full.speaker);
+    EXPECT_EQ(speaker.DisplayName(), u"Acme/Alpha/Main");
+    EXPECT_FALSE(speaker.Model());
+    EXPECT_FALSE(Again(project, full.config).ModelConfig());
+    ASSERT_TRUE(project.Specifications()) << "asked for by its name";
+    EXPECT_EQ(speaker.DisplayName(), u"Apex/Alpha/Main");
+    EXPECT_TRUE(speaker.Model());
 }
 
 TEST_F(LibraryReferences, ModelConfigurationsDecideTheChannels) {

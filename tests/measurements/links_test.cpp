@@ -1,7 +1,7 @@
 // Links and their targets: re-pointing, other documents, and the links that an object knows of.
 #include <set>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

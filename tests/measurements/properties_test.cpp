@@ -3,7 +3,7 @@
 #include <map>
 
 #include "interfaces/tables.hpp"
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,5 +1,5 @@
 // The records of experiments, measurements, speakers, corrections and templates as they are written.
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

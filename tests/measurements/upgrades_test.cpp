@@ -1,7 +1,7 @@
 // Records of older programs: what each version carries, and what it meant.
 #include <functional>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 namespace lumvex::tests {
 namespace {

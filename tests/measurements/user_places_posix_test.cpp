@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "support.hpp"
+#include "kit/full_project.hpp"
 
 // The C library loses the list of folders of every locale that it finds by LOCPATH.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();

@@ -2,11 +2,13 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <thread>
+#include <utility>
 
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
 #include "lumvex/maintenance.hpp"
-#include "model/documents.hpp"
+#include "kit/documents.hpp"
 
 namespace {
 
@@ -228,6 +230,73 @@ TEST_F(Allocation, AnAddThatFailsIsNeitherToldNorAChange) {
             EXPECT_EQ(project.Data().Count(), SUCCEEDED(status) ? 41 : 40);
             EXPECT_EQ(static_cast<const VARIANT&>(project.Modified()).boolVal != 0, SUCCEEDED(status));
         });
+}
+
+// On a thread that has not called the model yet, so that what waits to be told needs memory too.
+template <class Call>
+HRESULT OnANewThread(Call call) {
+    const long left = std::exchange(allocationsLeft, -1);
+    const bool one = onlyOne;
+    bool hasFailed = false;
+    HRESULT status = E_FAIL;
+    std::thread([&] {
+        onlyOne = one;
+        allocationsLeft = left;
+        status = call();
+        allocationsLeft = -1;
+        hasFailed = failed;
+    }).join();
+    failed = hasFailed;
+    return status;
+}
+
+// Every kind of field: a put that fails stores nothing, changes nothing and tells nobody.
+TEST_F(Allocation, PutsAreWholeOrNotAtAll) {
+    const Specifications library = Specifications::Create();
+    const Model model = library.Manufacturers().Add(u"Acme").Models().Add(u"Alpha");
+    const ModelConfig one = model.ModelConfigs().Add(library.Configs().Item(LX_SINGLEAMP)),
+                      two = model.ModelConfigs().Add(library.Configs().Item(LX_BIAMP));
+    const SpkrEQConfig config = project.SpeakerEQs().Add(u"S", model).SpkrEQConfigs().Add(one);
+    const Experiment experiment = project.Experiments().Add(u"E");
+    const BoxCfg box = project.BoxCfgs().Add(u"B");
+    const Datum datum = project.Data().Item(1);
+    const Bstr text(std::u16string(100, u'x'));
+    const Variant array = Floats({4, 5, 6});
+    const struct {
+        const char* what;
+        std::function<HRESULT()> put;
+        std::function<bool()> isStored;
+    } cases[] = {
+        {"number", [&] { return datum.Get()->put_SampleRate(5); }, [&] { return datum.SampleRate() == 5; }},
+        {"text", [&] { return experiment.Get()->put_MicSerialNo(text.get()); },
+         [&] { return !experiment.MicSerialNo().empty(); }},
+        {"array", [&] { return datum.Get()->put_Data(array); },
+         [&] { return ContentOf(datum.Data()).values[0] == 4; }},
+        {"one of a table", [&] { return box.Get()->put_XdA_Mute(2, 3, 1); }, [&] { return box.XdA_Mute(2, 3) == 1; }},
+        {"reference into the library", [&] { return experiment.Get()->put_ModelConfig(two.Get()); },
+         [&] { return bool(experiment.ModelConfig()); }},
+        {"model configuration", [&] { return config.Get()->put_ModelConfig(two.Get()); },
+         [&] { return config.ConfigID() == LX_BIAMP || config.ModelConfig().ID() == two.ID(); }},
+        {"setting of the root", [&] { return project.Get()->put_Units(LX_UNITS_IMPERIAL); },
+         [&] { return project.Units() == LX_UNITS_IMPERIAL; }},
+        {"library", [&] { return project.Get()->put_Specifications(library.Get()); },
+         [&] { return bool(project.Specifications()); }},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        project.SaveFileAs(PathText(folder / "a.lvx"));
+        project.CloseFile();  // not modified any more
+        int told = 0;
+        const Subscription subscription(project, [&](const lumvex::Change&) { ++told; });
+        const int failures = FailEveryAllocation([&] { return OnANewThread(each.put); }, [&] {
+            EXPECT_FALSE(each.isStored());
+            EXPECT_EQ(told, 0);
+            EXPECT_EQ(static_cast<const VARIANT&>(project.Modified()).boolVal, VARIANT_FALSE);
+        });
+        EXPECT_GT(failures, 0);
+        EXPECT_TRUE(each.isStored());
+        EXPECT_EQ(told, 1);
+    }
 }
 
 class AllocationOfFiles : public ::testing::Test {

@@ -14,7 +14,7 @@
 #include <set>
 
 #include "lumvex/diagnostics.hpp"
-#include "model/documents.hpp"
+#include "kit/documents.hpp"
 
 namespace {
 

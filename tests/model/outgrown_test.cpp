@@ -10,7 +10,7 @@
 #include <numeric>
 
 #include "lumvex/diagnostics.hpp"
-#include "model/documents.hpp"
+#include "kit/documents.hpp"
 #include "storage/compound/check.hpp"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "kit/random.hpp"
-#include "random/plain.hpp"
+#include "kit/plain_tree.hpp"
 
 namespace lumvex::tests {
 
@@ -151,7 +151,6 @@ private:
     int handling_ = 0;          // handlers that still act during the call
     bool handled_ = false;      // one has
     std::string wrong_;         // what it found
-    const char* operation_ = "";
 };
 
 }  // namespace lumvex::tests

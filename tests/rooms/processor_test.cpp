@@ -2,8 +2,8 @@
 #include <functional>
 #include <limits>
 
-#include "rooms/support.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/listener.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

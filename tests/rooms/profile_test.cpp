@@ -1,8 +1,8 @@
 // Profiles and their output positions: what the mode drives, the filter stages, what a position plays.
 #include <functional>
 
-#include "rooms/support.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/listener.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

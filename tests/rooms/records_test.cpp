@@ -1,7 +1,7 @@
 // The records of rooms and processor configurations byte by byte, as written and as read back.
-#include "rooms/support.hpp"
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,5 +1,5 @@
 // Rooms with their positions, measurements and corrections: the tree, what is new, what a put tells.
-#include "rooms/support.hpp"
+#include "kit/listener.hpp"
 
 #include <functional>
 #include <limits>

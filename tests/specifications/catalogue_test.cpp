@@ -1,5 +1,5 @@
 // Manufacturers, their models and model configurations.
-#include "library.hpp"
+#include "kit/library.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,5 +1,5 @@
 // The fixed table of speaker configurations, as both roots offer it.
-#include "library.hpp"
+#include "kit/library.hpp"
 
 namespace lumvex::tests {
 namespace {

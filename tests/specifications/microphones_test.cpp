@@ -1,5 +1,5 @@
 // Measurement microphones.
-#include "library.hpp"
+#include "kit/library.hpp"
 
 namespace lumvex::tests {
 namespace {

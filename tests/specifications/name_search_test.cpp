@@ -1,10 +1,10 @@
 // Searching long collections by name, against a plain list that does the same.
 #include <random>
 
-#include "library.hpp"
+#include "kit/library.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,6 +1,7 @@
 // A project and the library it refers to.
-#include "library.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/library.hpp"
+#include "kit/hand_made.hpp"
+#include "model/project/specifications_link.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -215,12 +216,76 @@ TEST_F(LibraryLink, NoneUnlinks) {
     EXPECT_TRUE(IsOutOfReach(Opened()));
 }
 
-TEST_F(LibraryLink, ALibraryThatWasClosedSinceKeepsItsStoredPath) {
+TEST_F(LibraryLink, ALibraryThatWasClosedSinceIsLookedForAgain) {
     Project project = Opened();
     Specifications library = project.Specifications();
     library.CloseFile();
     project.SaveFile();
+    EXPECT_EQ(StoredLink(), LinkTo(libraryId, PathText(libraryPath))) << "where it was";
+    const Specifications again = project.Specifications();
+    ASSERT_TRUE(again);
+    EXPECT_NE(again.Pointer(), library.Pointer());
+    EXPECT_EQ(again.Manufacturers().Item(1).Name(), u"Fostering");
+    std::filesystem::rename(libraryPath, beside);
+    project.Specifications().CloseFile();
+    EXPECT_EQ(project.Specifications().ID(), libraryId);
+    project.Specifications().CloseFile();
+    project.SaveFile();
+    EXPECT_EQ(StoredLink(), LinkTo(libraryId, PathText(beside))) << "where it was seen last";
+    std::filesystem::remove(beside);
+    EXPECT_TRUE(IsOutOfReach(project));
+}
+
+TEST_F(LibraryLink, APutLibraryThatWasClosedSinceKeepsItsStoredPath) {
+    Project project = Opened();
+    Specifications mine = Specifications::Create();
+    project.Specifications(mine);
+    mine.SaveFileAs(PathText(folder / "mine.lvs"));
+    project.SaveFile();
+    mine.CloseFile();
+    project.SaveFile();
+    EXPECT_EQ(StoredLink(), LinkTo(mine.ID(), PathText(folder / "mine.lvs")));
+    EXPECT_EQ(project.Specifications().Pointer(), mine.Pointer()) << "it stays the client's";
+    mine.OpenFile(PathText(libraryPath));
+    project.SaveFile();
     EXPECT_EQ(StoredLink(), LinkTo(libraryId, PathText(libraryPath)));
+    mine.SaveFileAs(PathText(folder / "later.lvs"));
+    project.Specifications(mine);
+    mine.CloseFile();
+    project.SaveFile();
+    EXPECT_EQ(StoredLink(), LinkTo(libraryId, PathText(folder / "later.lvs"))) << "as it was put";
+}
+
+// What the project opened by itself goes with its file; what a client put stays.
+TEST_F(LibraryLink, AClosedProjectLetsItsOwnLibraryGo) {
+    Project project = Opened();
+    ASSERT_TRUE(project.Specifications());
+    project.CloseFile();
+    Specifications editor = Specifications::Create();
+    editor.OpenFile(PathText(libraryPath));  // exclusively: nobody has it open
+    EXPECT_TRUE(IsOutOfReach(project));
+    editor.CloseFile();
+    EXPECT_TRUE(project.Specifications()) << "asked for, it is opened again";
+    project.Specifications(project.Specifications());
+    project.SaveFileAs(PathText(projectPath));
+    project.CloseFile();
+    EXPECT_TRUE(project.Specifications()) << "put, it is the client's";
+    project.Specifications(editor);
+    project.SaveFileAs(PathText(projectPath));
+    project.CloseFile();
+    EXPECT_EQ(project.Specifications().Pointer(), editor.Pointer());
+    project.SaveFileAs(PathText(projectPath));
+    EXPECT_EQ(StoredLink(), LinkTo(libraryId, u""));
+}
+
+TEST(LibraryPath, LeadsElsewhereOrNot) {
+    for (const char16_t* path : {u"\\\\host\\share\\a.lvs", u"//host/share/a.lvs", u"\\/host/a.lvs", u"//", u"\\\\?\\C:\\a.lvs",
+                                 u"\\\\.\\pipe\\a", u"\\??\\UNC\\host\\a", u"file:///a.lvs", u"file:a.lvs", u"smb://host/a.lvs",
+                                 u"/dev/tape"})
+        EXPECT_TRUE(inside::LeadsElsewhere(path)) << ToUtf8(path);
+    for (const char16_t* path : {u"", u"/", u"a.lvs", u"/home/me/a.lvs", u"C:\\libraries\\a.lvs", u"c:a.lvs", u"../a.lvs", u"\\a.lvs",
+                                 u"/a//b.lvs", u"/device/a.lvs", u"/12:30/a.lvs", u"folder\\12:30.lvs"})
+        EXPECT_FALSE(inside::LeadsElsewhere(path)) << ToUtf8(path);
 }
 
 TEST_F(LibraryLink, PutsAreToldAndRefuseWhatIsNoLibraryOfOurs) {

@@ -1,8 +1,8 @@
 // The records of a library, byte by byte: as they are written, and as older programs wrote them.
-#include "library.hpp"
+#include "kit/library.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

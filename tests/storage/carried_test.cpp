@@ -1,9 +1,9 @@
 // What this program does not know, or never looked at, goes along unchanged.
-#include "core/published.hpp"
-#include "folders.hpp"
+#include "kit/folders.hpp"
+#include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/maintenance.hpp"
-#include "storage/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,6 +1,6 @@
 // Files that cannot be opened, and what such an attempt leaves of the root.
-#include "core/published.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/published.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

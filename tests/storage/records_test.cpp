@@ -1,8 +1,8 @@
 // The streams of a document byte for byte: what is written, and that it reads back.
 #include "core/guid_order.hpp"
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -2,11 +2,11 @@
 // and transacted.
 #include <tuple>
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/maintenance.hpp"
-#include "pattern.hpp"
+#include "kit/pattern.hpp"
 #include "storage/compound/check.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,6 +1,6 @@
 // Which files are ours to read: the version information and the word at the head of the root record.
-#include "core/published.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/published.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

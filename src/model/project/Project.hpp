@@ -32,6 +32,7 @@ private:
     void SaveSettings(RecordWriter& writer) const override;
     void LoadSettings(RecordReader& reader) override;
     void SwapSettings(RootDocument& other) noexcept override;
+    void FileClosed() noexcept override { Specifications.Close(); }
 };
 
 template <>

@@ -23,6 +23,9 @@ public:
     };
     static ModelNames NamesOf(const Object& model);
     void Note(ModelNames names);
+
+private:
+    void Refresh(ModelNames names);
 };
 
 template <>

@@ -12,11 +12,12 @@ Ref<Object> LibraryReferenceBase::Accepted(IUnknown* given, const ClassInfo& tar
 }
 
 Ref<Object> LibraryReferenceBase::Find(const Object& owner, const ClassInfo& targetClass,
-                                       std::u16string_view id) const {
+                                       std::u16string_view id, bool shown) const {
     const auto wanted = ParseGuid(id);
     if (!wanted) return nullptr;
     if (CProject* project = ProjectOf(owner)) {
-        if (const Ref<Object> library = project->Specifications.Get(*project)) {
+        const auto reach = shown ? SpecificationsLink::Reach::Shown : SpecificationsLink::Reach::Near;
+        if (const Ref<Object> library = project->Specifications.Get(*project, reach)) {
             Document& document = library->ResolveRoot();
             const Ref<Entry> entry = document.Find(*wanted);
             if (entry && entry->classInfo == &targetClass) return document.Get(*entry);

@@ -17,7 +17,8 @@ protected:
     // The object behind a client's pointer: E_INVALIDARG when it is not of the class, 4009 when it is orphaned.
     static Ref<Object> Accepted(IUnknown* given, const ClassInfo& targetClass);
     // The object in the library of the owner's project, else what was put, as long as its own library lives; else null.
-    Ref<Object> Find(const Object& owner, const ClassInfo& targetClass, std::u16string_view id) const;
+    // `shown`: for a display name, which looks for an absent library once.
+    Ref<Object> Find(const Object& owner, const ClassInfo& targetClass, std::u16string_view id, bool shown) const;
     void Hold(const Ref<Object>& target, std::span<std::u16string> path);
 
 private:
@@ -34,7 +35,11 @@ public:
 
     template <class Owner>
     Ref<Object> Get(const Owner& owner) const {
-        return Find(owner, ClassOf<TargetClass>(), Id());
+        return Find(owner, ClassOf<TargetClass>(), Id(), false);
+    }
+    template <class Owner>
+    Ref<Object> GetShown(const Owner& owner) const {
+        return Find(owner, ClassOf<TargetClass>(), Id(), true);
     }
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {

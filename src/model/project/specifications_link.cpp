@@ -12,7 +12,7 @@ Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string
         const Ref<Object> root = CSpecifications::Create();
         auto& library = static_cast<CSpecifications&>(*root);
         library.AccessMode(LX_SHARE_READ);
-        library.OpenFile((folder / path).u16string());  // a full path stays as it is
+        library.OpenFile(TextOfPath(folder / PathOf(path)));  // a full path stays as it is
         return Ref<CSpecifications>(&library);
     } catch (const Failure&) {
         return nullptr;
@@ -21,49 +21,85 @@ Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string
     }
 }
 
+bool IsSeparator(char16_t unit) noexcept { return unit == u'/' || unit == u'\\'; }
+
 // Paths come from other systems too.
 std::u16string_view FileName(std::u16string_view path) { return path.substr(path.find_last_of(u"/\\") + 1); }
 
 }  // namespace
 
-Ref<Object> SpecificationsLink::Library(const std::filesystem::path& projectFolder) {
-    if (!library_ && stored_ && !FileName(stored_->path).empty()) {
-        for (const std::u16string_view candidate : {std::u16string_view(stored_->path), FileName(stored_->path)}) {
-            const Ref<CSpecifications> found = TryOpen(projectFolder, candidate);
-            if (!found || !IsEqualGUID(found->OwnEntry().id, stored_->id)) continue;
-            library_ = found;
-            break;
-        }
+bool LeadsElsewhere(std::u16string_view path) noexcept {
+    if (path.size() >= 2 && IsSeparator(path[0]) && IsSeparator(path[1])) return true;  // \\host\share, \\.\device
+    if (path.starts_with(u"/dev/") || path.starts_with(u"\\??\\")) return true;
+    const std::size_t colon = path.find(u':');
+    return colon != path.npos && colon > 1 && path.find_first_of(u"/\\") > colon;  // file:, but not C:
+}
+
+Ref<Object> SpecificationsLink::Library(const std::filesystem::path& projectFolder, Reach reach) {
+    if (isOwn_ && library_->Path().empty()) {  // somebody closed its file
+        library_ = nullptr;
+        isOwn_ = false;
     }
+    const bool isKnownMissing = reach == Reach::Shown && missingFrom_ == projectFolder;
+    if (!library_ && !isKnownMissing) Find(projectFolder, reach);
     return Ref<Object>(library_.get());
+}
+
+void SpecificationsLink::Find(const std::filesystem::path& projectFolder, Reach reach) {
+    if (!stored_ || FileName(stored_->path).empty()) return;
+    for (const std::u16string_view candidate : {std::u16string_view(stored_->path), FileName(stored_->path)}) {
+        if (reach != Reach::Anywhere && LeadsElsewhere(candidate)) continue;
+        const Ref<CSpecifications> found = TryOpen(projectFolder, candidate);
+        if (!found || !IsEqualGUID(found->OwnEntry().id, stored_->id)) continue;
+        stored_->path = TextOfPath(found->Path());
+        library_ = found;
+        isOwn_ = true;
+        missingFrom_.reset();
+        return;
+    }
+    missingFrom_ = projectFolder;
 }
 
 void SpecificationsLink::Point(ISpecifications* library) {
     const Ref<Object> inside = InsideOf(library);
     if (library && (!inside || &inside->Class() != &ClassOf<CSpecifications>())) throw Failure(E_INVALIDARG);
-    stored_.reset();
-    library_ = Ref<CSpecifications>(static_cast<CSpecifications*>(inside.get()));
+    const Ref<CSpecifications> put(static_cast<CSpecifications*>(inside.get()));
+    std::optional<Target> seen;
+    if (put) seen = {put->OwnEntry().id, TextOfPath(put->Path())};
+    // Nothing fails from here on. What goes is released last.
+    const Ref<CSpecifications> before = std::exchange(library_, put);
+    stored_ = std::move(seen);
+    isOwn_ = false;
+    missingFrom_.reset();
 }
 
-// A library that was opened from the stored path keeps that path when it was closed since.
+void SpecificationsLink::Close() noexcept {
+    const Ref<CSpecifications> own = isOwn_ ? std::exchange(library_, nullptr) : nullptr;
+    isOwn_ = false;
+    missingFrom_.emplace();  // a closed project has no folder
+}
+
+// A library whose file was closed since keeps its stored path.
 std::optional<SpecificationsLink::Target> SpecificationsLink::Current() const {
     if (!library_) return stored_;
-    const std::filesystem::path& path = library_->Path();
-    if (path.empty() && stored_) return stored_;
-    return Target{library_->OwnEntry().id, path.u16string()};
+    const GUID& id = library_->OwnEntry().id;
+    if (!library_->Path().empty()) return Target{id, TextOfPath(library_->Path())};
+    return stored_ && IsEqualGUID(stored_->id, id) ? stored_ : Target{id, {}};
 }
 
 void SaveField(RecordWriter& writer, const SpecificationsLink& field) {
-    const auto target = field.Current();
-    writer.U16(target ? 1 : 0);
-    if (!target) return;
-    writer.Guid(target->id);
-    writer.Text(target->path);
+    field.stored_ = field.Current();
+    writer.U16(field.stored_ ? 1 : 0);
+    if (!field.stored_) return;
+    writer.Guid(field.stored_->id);
+    writer.Text(field.stored_->path);
 }
 
 void LoadField(RecordReader& reader, SpecificationsLink& field) {
     field.library_ = nullptr;
+    field.isOwn_ = false;
     field.stored_.reset();
+    field.missingFrom_.reset();
     if (reader.U16() == 0) return;
     const GUID id = reader.Guid();
     field.stored_ = {id, reader.Text()};

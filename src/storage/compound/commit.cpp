@@ -61,6 +61,7 @@ struct CompoundFile::State::Commit {
         bool isMini = true;
     };
     Old OldOf(const Change& change);
+    bool IsWhole(Chain chain, bool isMini, std::uint64_t size);
     void LinkLarge(const LargeContent& content);
     bool ChangeDirectoryInPlace();
     void WriteHeader(const Header::Bytes& bytes);
@@ -77,7 +78,20 @@ CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change
     if (change.existing == kNoEntry) return {};
     const Entry entry = committed.At(change.existing);
     const std::uint64_t size = entry.Size(header.Version());
-    return {size == 0 ? kEndOfChain : entry.Start(), size, committed.IsMini(size)};
+    if (size == 0) return {};
+    const bool isMini = committed.IsMini(size);
+    if (!IsWhole(Chain(entry.Start()), isMini, size)) return {};
+    return {entry.Start(), size, isMini};
+}
+
+// Sectors of a damaged chain may be those of other streams: they stay marked until the file is written anew.
+bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_t size) {
+    try {
+        const std::uint32_t length = chain.Length(isMini ? committed.MiniFat() : committed.Fat());
+        return length >= (isMini ? MiniSectors(size) : state.volume.SectorsFor(size));
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
@@ -153,13 +167,13 @@ bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
 }
 
 void CompoundFile::State::Commit::DraftDirectory() {
-    std::uint64_t moved = 0;  // entries that come or go
-    state.pending->ForEach([&moved](const Change& change) {
-        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++moved;
+    std::uint64_t changing = 0;  // entries that come or go
+    state.pending->ForEach([&changing](const Change& change) {
+        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
     });
     // Each touches some three pages. A tree of another program's making is made one of ours first.
     const bool rebuild = committed.Empty() || committed.OnDisk().Head().Generation() == 0 ||
-                         (moved >= 8 && 3 * moved >= draft.Directory().Count());
+                         (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
     RebuildDirectory(draft.Directory(), committed, *state.pending, header.Generation());
@@ -168,8 +182,8 @@ void CompoundFile::State::Commit::DraftDirectory() {
 void CompoundFile::State::Commit::PlaceAll() {
     if (draft.HasMiniStream()) {
         const SectorId start = draft.PlaceMiniStream();
-        const auto& moved = smallStreams.FreeMiniSectors();
-        const std::uint64_t size = moved ? std::uint64_t{moved->End()} << kMiniSectorShift : committed.MiniStreamSize();
+        const auto& free = smallStreams.FreeMiniSectors();
+        const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
     const std::uint32_t generation = state.lastGeneration + 1;
@@ -234,6 +248,10 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     assert(state.space->HoldsAll(draft.Released()));  // 2
 
     draft.Keep();
+    state.space->NoteWritten(header.Generation(), draft.Taken());
+    state.pending->ForEach([this](const Change& change) {
+        if (change.large) state.space->NoteWritten(header.Generation(), change.large->fresh);
+    });
     state.space->ConfirmHold();
     state.committed->Retire();
     state.committed = std::move(next);

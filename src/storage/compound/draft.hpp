@@ -43,6 +43,7 @@ public:
     void WriteOut();
 
     const std::vector<Run>& Released() const { return released_; }
+    const std::vector<Run>& Taken() const { return taken_; }
     void Keep() noexcept { kept_ = true; }  // it is the committed state now
 
 private:

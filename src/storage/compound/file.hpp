@@ -67,13 +67,15 @@ public:
     }
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
-    // file is closed, or until it announces another one. The writer asks before it reuses what an older state may need:
-    // is there a reader of any of the 2^31 generations before this one (generations count in a circle)?
+    // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there a
+    // reader of one of so many generations from the first on? Generations count in a circle; count is at most 2^31.
     virtual void AnnounceReader(std::uint32_t generation) { static_cast<void>(generation); }
-    virtual bool ReaderOlderThan(std::uint32_t generation) const {
-        static_cast<void>(generation);
+    virtual bool AnyReader(std::uint32_t first, std::uint32_t count) const {
+        static_cast<void>(first), static_cast<void>(count);
         return false;
     }
+    // Of one of the 2^31 generations before.
+    bool ReaderOlderThan(std::uint32_t generation) const { return AnyReader(generation - (1u << 31), 1u << 31); }
 };
 
 enum class Access {

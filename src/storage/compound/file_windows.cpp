@@ -357,12 +357,10 @@ public:
         announced_ = generation;
     }
 
-    bool ReaderOlderThan(std::uint32_t generation) const override {
-        constexpr std::int64_t kHalf = kGenerations / 2;
-        const std::int64_t first = std::int64_t{generation} - kHalf;
-        const std::int64_t begin = std::max<std::int64_t>(first, 0);
-        if (generation > begin && HasReaders(begin, generation - begin)) return true;
-        return first < 0 && HasReaders(kGenerations + first, -first);
+    bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
+        const std::int64_t before = std::min<std::int64_t>(count, kGenerations - first);  // the circle's end
+        if (before > 0 && HasReaders(first, before)) return true;
+        return count > before && HasReaders(0, count - before);
     }
 
 private:

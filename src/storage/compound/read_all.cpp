@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "storage/compound/prefetch.hpp"
+#include "storage/compound/small_streams.hpp"
 #include "storage/compound/sort_by_bits.hpp"
 #include "storage/compound/state.hpp"
 
@@ -73,6 +74,7 @@ void Reader::ReadAll() {
 // Level by level, as the tree's own order is of no use here and would have to wait for every entry.
 void Reader::FindAll() {
     const std::uint32_t limit = committed_->EntryCount();
+    std::uint64_t sectors = 0, miniSectors = 0;  // that the streams need
     std::vector<EntryId> reached;
     const auto reach = [&](EntryId id) {
         if (id == kNoEntry) return;
@@ -87,8 +89,17 @@ void Reader::FindAll() {
         reach(entry.Left());
         reach(entry.Right());
         if (entry.Type() != EntryType::Stream) continue;
-        (committed_->IsMini(entry.Size(version_)) ? small_ : large_).push_back(MakeFound(entry.Start(), id));
+        const std::uint64_t size = entry.Size(version_);
+        const bool isMini = committed_->IsMini(size);
+        (isMini ? small_ : large_).push_back(MakeFound(entry.Start(), id));
+        if (isMini)
+            miniSectors += MiniSectors(size);
+        else
+            sectors += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
+        if (sectors > volume_.SectorCount()) throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
     }
+    if (miniSectors > committed_->MiniFat().Limit())
+        throw Corrupt("streams that need ", miniSectors, " of ", committed_->MiniFat().Limit(), " mini sectors");
 }
 
 void Reader::ReadSorted(std::vector<Found>& all) {

@@ -1,6 +1,8 @@
 #include "storage/compound/space.hpp"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <new>
 #include <utility>
 
@@ -14,6 +16,20 @@ bool AnyFree(const std::byte* entries) {
     std::uint32_t found = 0;
     for (std::uint32_t i = 0; i < kBlock; ++i) found |= Load32(entries + 4 * std::size_t{i}) == kFreeSector ? 1u : 0u;
     return found != 0;
+}
+
+// The latest generation from this one on that a reader has announced; this one where there is none.
+std::uint32_t LatestAnnounced(const File& file, std::uint32_t generation) {
+    std::uint32_t latest = 0, none = (1u << 31) - 1;  // steps from the generation on: readers up to the one, none behind
+    if (!file.AnyReader(generation + 1, none)) return generation;
+    while (latest < none) {
+        const std::uint32_t middle = latest + (none - latest) / 2;
+        if (file.AnyReader(generation + middle + 1, (1u << 31) - 1 - middle))
+            latest = middle + 1;
+        else
+            none = middle;
+    }
+    return generation + latest;
 }
 
 // Where the file ends within a sector: does what ends there end before it?
@@ -99,7 +115,7 @@ FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorI
     return map;
 }
 
-Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk()), alone_(alone) {
+Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk()), alone_(alone), latest_(committed.OnDisk().Head().Generation()) {
     const Volume& volume = committed.OnDisk();
     const std::uint32_t pages = volume.Head().FatSectors();
     if (pages > volume.SectorCount()) throw Corrupt(pages, " FAT sectors in a file of ", volume.SectorCount());
@@ -111,8 +127,11 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
     sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved, limit);
     RequireNothingMissing(committed, sectors_, reserved);
     RequireStructuresInUse(committed, sectors_);
-    if (alone_ || sectors_.FreeCount() == 0 || !file_.ReaderOlderThan(volume.Head().Generation())) return;
-    Held all{volume.Head().Generation(), {}};
+    if (alone_) return;
+    latest_ = LatestAnnounced(file_, volume.Head().Generation());
+    const bool isCurrent = latest_ == volume.Head().Generation();
+    Held all{0, isCurrent ? latest_ : latest_ + 1, {}};
+    if (sectors_.FreeCount() == 0 || !IsNeeded(all)) return;
     for (auto gap = sectors_.NextGap(0); gap; gap = sectors_.NextGap(gap->first + gap->count)) {
         sectors_.TakeGap(*gap);
         all.runs.push_back(*gap);
@@ -134,15 +153,47 @@ void Space::Discard(const std::vector<Run>& runs) noexcept {
 }
 
 void Space::PrepareHold(std::uint32_t generation, const std::vector<Run>& runs) {
-    Held held{generation, runs};
-    held.runs.insert(held.runs.end(), resting_.begin(), resting_.end());
-    held_.push_back(std::move(held));
+    prepared_.clear();
+    std::map<std::uint32_t, std::vector<Run>> byWritten;
+    for (const Run& run : runs) {
+        for (SectorId at = run.first, end = run.first + run.count; at < end;) {
+            const std::uint32_t written = WrittenIn(at);
+            SectorId next = at + 1;
+            while (next < end && WrittenIn(next) == written) ++next;
+            byWritten[written].push_back({0, at, next - at});
+            at = next;
+        }
+    }
+    if (!resting_.empty()) {
+        std::vector<Run>& unknown = byWritten[0];
+        unknown.insert(unknown.end(), resting_.begin(), resting_.end());
+    }
+    for (auto& [written, each] : byWritten) prepared_.push_back({written, generation, std::move(each)});
+    // So many that asking for all of them costs more than keeping some longer than necessary.
+    constexpr std::size_t kMost = 64;
+    while (held_.size() > kMost) {
+        Held& last = held_[held_.size() - 2];
+        last.written = 0;
+        last.freed = held_.back().freed;
+        last.runs.insert(last.runs.end(), held_.back().runs.begin(), held_.back().runs.end());
+        held_.pop_back();
+    }
+    held_.reserve(held_.size() + prepared_.size());
+    if (!alone_) written_.resize(std::max<std::size_t>(written_.size(), sectors_.End()));
 }
 
 void Space::ConfirmHold() noexcept {
+    std::ranges::move(prepared_, std::back_inserter(held_));  // there is room for them
+    prepared_.clear();
     resting_.clear();
     uncertain_ = false;
     sectors_.ForgetRefusal();
+}
+
+void Space::NoteWritten(std::uint32_t generation, const std::vector<Run>& runs) noexcept {
+    if (alone_) return;
+    if (uncertain_) generation = 0;  // readers of the failed one may need them
+    for (const Run& run : runs) std::fill_n(written_.begin() + run.first, run.count, generation);
 }
 
 bool Space::HoldsAll(const std::vector<Run>& runs) const {
@@ -152,11 +203,18 @@ bool Space::HoldsAll(const std::vector<Run>& runs) const {
     });
 }
 
+bool Space::IsNeeded(const Held& held) const {
+    if (alone_) return false;
+    if (held.written == 0) return file_.ReaderOlderThan(held.freed);
+    return file_.AnyReader(held.written, held.freed - held.written);
+}
+
 void Space::ReleaseHeld() {
-    while (!held_.empty() && (alone_ || !file_.ReaderOlderThan(held_.front().generation))) {
-        for (const Run& run : held_.front().runs) sectors_.Give(run.first, run.count);
-        held_.pop_front();
-    }
+    std::erase_if(held_, [this](const Held& held) {
+        if (IsNeeded(held)) return false;
+        for (const Run& run : held.runs) sectors_.Give(run.first, run.count);
+        return true;
+    });
 }
 
 }  // namespace lumvex::compound

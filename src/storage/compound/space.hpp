@@ -1,7 +1,6 @@
 // The sectors a writer may write: free in the committed state, and not needed by a reader of an older one.
 #pragma once
 
-#include <deque>
 #include <vector>
 
 #include "storage/compound/committed.hpp"
@@ -27,27 +26,35 @@ public:
     void Discard(const std::vector<Run>& runs) noexcept;
     void SetUncertain() { uncertain_ = true; }
 
-    // A commit frees these runs; readers of generations before its own may need them. Prepared before the commit point,
-    // so that nothing is left to fail behind it; then confirmed or cancelled.
+    // A commit frees these runs; readers of generations before its own may need them, from that on in which they were
+    // written. Prepared before the commit point, so that nothing is left to fail behind it; then confirmed or cancelled.
     void PrepareHold(std::uint32_t generation, const std::vector<Run>& runs);
     void ConfirmHold() noexcept;
-    void CancelHold() noexcept { held_.pop_back(); }
+    void CancelHold() noexcept { prepared_.clear(); }
+    void NoteWritten(std::uint32_t generation, const std::vector<Run>& runs) noexcept;  // after PrepareHold
 
     bool HoldsAll(const std::vector<Run>& runs) const;  // none of these can be written
     void ReleaseHeld();  // brings in what no reader needs any more
 
+    // The latest generation that is known of: the committed one, or one of a save that failed, but that a reader met.
+    std::uint32_t LatestGeneration() const { return latest_; }
+
 private:
     struct Held {
-        std::uint32_t generation = 0;
+        std::uint32_t written = 0, freed = 0;  // generations; written 0: not known
         std::vector<Run> runs;
     };
+    bool IsNeeded(const Held& held) const;
+    std::uint32_t WrittenIn(SectorId sector) const { return sector < written_.size() ? written_[sector] : 0; }
 
     File& file_;
     bool alone_;
     bool uncertain_ = false;
     FreeMap sectors_;
-    std::deque<Held> held_;  // oldest first
+    std::vector<Held> held_, prepared_;
     std::vector<Run> resting_;
+    std::vector<std::uint32_t> written_;  // by sector: the generation, of those written since the file was opened
+    std::uint32_t latest_;
 };
 
 }  // namespace lumvex::compound

@@ -57,6 +57,7 @@ Space& CompoundFile::State::FreeSpace() {
         committed->RequireReadable();
         if (!committed->Empty()) MakeHeaderDurable();
         space.emplace(std::move(found));
+        lastGeneration = space->LatestGeneration();
     }
     if (pending->Empty()) space->ReleaseHeld();
     return *space;
@@ -107,15 +108,21 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     if (existing != kNoEntry) {
         if (committed->At(existing).Type() != EntryType::Stream)
             throw Failure(Status::AccessDenied, "a folder has the name of a stream");
-        old.emplace(committed, existing);
         bool unchanged = false;
-        if (large && !old->isMini) {
-            differing = DifferingSectors(*old, PieceCursor(content), written.size);
-            unchanged = differing && differing->empty() && old->size == written.size;
-        } else if (!large && old->isMini && old->size == written.size) {
-            std::vector<std::byte> bytes(static_cast<std::size_t>(old->size));
-            old->Read(0, bytes);
-            unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
+        try {
+            old.emplace(committed, existing);
+            if (large && !old->isMini) {
+                static_cast<void>(old->chain.Length(committed->Fat()));  // Corrupt where it is a cycle
+                differing = DifferingSectors(*old, PieceCursor(content), written.size);
+                unchanged = differing && differing->empty() && old->size == written.size;
+            } else if (!large && old->isMini && old->size == written.size) {
+                std::vector<std::byte> bytes(static_cast<std::size_t>(old->size));
+                old->Read(0, bytes);
+                unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
+            }
+        } catch (const Error&) {  // a damaged stream is replaced whole
+            old.reset();
+            differing.reset();
         }
         committed->RequireReadable();
         if (unchanged) {
@@ -257,6 +264,12 @@ void CompoundFile::State::Revert() noexcept {
     });
     if (nextPending) pending = std::move(nextPending);
     volume.ForgetGathered();
+    if (!space || committed->Empty()) return;
+    try {
+        RequireCurrent();
+        CutFreeTail();  // room that a save took in vain
+    } catch (const std::exception&) {
+    }
 }
 
 }  // namespace lumvex::compound

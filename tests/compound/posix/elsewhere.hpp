@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 class Elsewhere {
 public:
@@ -50,4 +50,4 @@ private:
     int ends_[2];
 };
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -10,7 +10,7 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 // By libgsf: costs a process.
 inline void ExpectReadableElsewhere(const Bytes& image) {
@@ -21,4 +21,4 @@ inline void ExpectReadableElsewhere(const Bytes& image) {
     std::filesystem::remove(path);
 }
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

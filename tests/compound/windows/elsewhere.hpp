@@ -3,7 +3,7 @@
 
 #include <future>
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 class Elsewhere {
 public:
@@ -27,4 +27,4 @@ private:
     mutable std::promise<void> given_;
 };
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -3,8 +3,8 @@
 
 #include "support.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 inline void ExpectReadableElsewhere(const Bytes&) {}
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

@@ -5,14 +5,16 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "storage/compound/file.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 
 class FaultyDisk {
 public:
@@ -29,17 +31,19 @@ public:
 
     // The file on this disk; the disk has to live longer.
     std::unique_ptr<compound::File> Open() {
-        FailAt(0, Fault::Fails);
+        FailAt(kNever, Fault::Fails);
         return std::make_unique<FileOnIt>(*this, named_, true);
     }
 
     // An empty file that takes the name when it is published.
     std::unique_ptr<compound::File> OpenNew() {
-        FailAt(0, Fault::Fails);
+        FailAt(kNever, Fault::Fails);
         return std::make_unique<FileOnIt>(*this, std::make_shared<Medium>(Bytes{}), false);
     }
 
     static constexpr int kAfterHeader = -1;  // the operation after the one that changed the header
+    static constexpr int kNow = 0;           // from what Before() calls: the operation that is about to be done
+    static constexpr int kNever = 1 << 30;
 
     // Operations are writes, flushes, changes of size and of the name, counted from 1 from now on; so many fail one after
     // the other.
@@ -135,7 +139,8 @@ private:
         std::uint64_t Size() const override { return medium_->now->Size(); }
         std::optional<std::span<const std::byte>> Map() override {
             if (!disk_.maps_) return std::nullopt;
-            return medium_->now->Map();
+            mapped_ = medium_->Content();
+            return mapped_;
         }
         void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { medium_->now->Read(offset, bytes); }
         void Write(std::uint64_t offset, std::span<const compound::Piece> pieces) override {
@@ -144,7 +149,9 @@ private:
             const bool fails = disk_.Trips();
             if (fails && disk_.fault_ == Fault::Torn) bytes.resize(bytes.size() / 2 / kBlock * kBlock);
             if (!fails || disk_.fault_ == Fault::Torn) {
-                if (offset == 0 && disk_.failAt_ == kAfterHeader && Differs(bytes)) disk_.failAt_ = disk_.operations_ + 1;
+                if (offset == 0 && Differs(bytes))
+                    for (int* at : {&disk_.failAt_, &disk_.beforeAt_})
+                        if (*at == kAfterHeader) *at = disk_.operations_ + 1;
                 medium_->now->Write(offset, std::span<const std::byte>(bytes));
                 medium_->operations.push_back({false, offset, std::move(bytes)});
             }
@@ -176,7 +183,15 @@ private:
             published_ = true;
             static_cast<void>(disk_.FlushName());
         }
+        ~FileOnIt() override {
+            if (announced_) disk_.readers_.erase(disk_.readers_.find(*announced_));
+        }
+        bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
+            return std::ranges::any_of(disk_.readers_, [&](std::uint32_t each) { return each - first < count; });
+        }
         void AnnounceReader(std::uint32_t generation) override {
+            if (announced_) disk_.readers_.erase(disk_.readers_.find(*announced_));
+            announced_ = *disk_.readers_.insert(generation);
             if (disk_.onAnnounce_) disk_.onAnnounce_(generation);
         }
 
@@ -189,6 +204,8 @@ private:
         FaultyDisk& disk_;
         std::shared_ptr<Medium> medium_;
         bool published_;
+        std::optional<std::uint32_t> announced_;
+        Bytes mapped_;
     };
 
     bool FlushName() {
@@ -201,7 +218,7 @@ private:
     // True where the operation has to fail.
     bool Trips() {
         if (++operations_ == beforeAt_) {
-            beforeAt_ = 0;
+            beforeAt_ = kNever;
             before_();
         }
         const bool isTurn = failAt_ <= operations_ && operations_ < failAt_ + times_;
@@ -215,10 +232,10 @@ private:
     }
 
     std::shared_ptr<Medium> named_, unflushedName_;  // unflushedName_: what had the name before, as long as it may again
+    std::multiset<std::uint32_t> readers_;
     std::function<void(std::uint32_t)> onAnnounce_;
     std::function<void()> before_;
-    int beforeAt_ = 0;
-    int operations_ = 0, failAt_ = 0, times_ = 0;
+    int operations_ = 0, beforeAt_ = kNever, failAt_ = kNever, times_ = 0;
     Fault fault_ = Fault::Fails;
     bool tripped_ = false, flushFailed_ = false, maps_ = true;
 };
@@ -248,4 +265,4 @@ inline FaultyDisk::Bytes FaultyDisk::Medium::AfterRestart(unsigned seed, std::si
     return left;
 }
 
-}  // namespace lumvex::test
+}  // namespace lumvex::tests

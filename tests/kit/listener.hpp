@@ -1,7 +1,7 @@
 // What the tests of rooms and processor configurations share: late-bound calls, and changes as texts.
 #pragma once
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/events.hpp"
 
 namespace lumvex::tests {

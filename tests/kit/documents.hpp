@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "core/published.hpp"
-#include "storage/hand_made.hpp"
+#include "kit/published.hpp"
+#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 

@@ -1,7 +1,7 @@
 // What the tests of the catalogue share: late-bound calls, and what a listener is told.
 #pragma once
 
-#include "core/published.hpp"
+#include "kit/published.hpp"
 #include "lumvex/events.hpp"
 
 namespace lumvex::tests {

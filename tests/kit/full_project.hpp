@@ -2,11 +2,10 @@
 // records of its objects as bytes.
 #pragma once
 
-#include "core/published.hpp"
+#include "kit/documents.hpp"
+#include "kit/listener.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "rooms/support.hpp"
 #include "storage/document_file.hpp"
-#include "storage/hand_made.hpp"
 
 namespace lumvex::tests {
 
@@ -55,12 +54,6 @@ inline Array Columns(std::size_t rows, std::size_t columns) {
 template <class Class>
 Class Again(const Project& opened, const Class& item) {
     return opened.Load(item.ID()).template As<Class>();
-}
-
-inline Project Opened(const std::filesystem::path& path) {
-    Project project = Project::Create();
-    project.OpenFile(PathText(path));
-    return project;
 }
 
 // ---- records ----

@@ -1,4 +1,4 @@
-#include "plain.hpp"
+#include "kit/plain_tree.hpp"
 
 #include <algorithm>
 #include <cstring>
