@@ -1,13 +1,11 @@
 // Folders that a new file takes over from another one: all they hold, however deep and in whichever version.
-#include "folders.hpp"
+#include "kit/folders.hpp"
 
 #include "support.hpp"
 
 namespace lumvex::tests {
 namespace {
 
-using tests::Everything;
-using tests::PutIntoFolders;
 
 struct Versions {
     int from, to;

@@ -1,8 +1,8 @@
 // What this program does not know, or never looked at, goes along unchanged.
+#include "kit/folders.hpp"
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
-#include "folders.hpp"
 #include "lumvex/maintenance.hpp"
 
 namespace lumvex::tests {

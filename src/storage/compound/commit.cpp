@@ -167,13 +167,13 @@ bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
 }
 
 void CompoundFile::State::Commit::DraftDirectory() {
-    std::uint64_t moved = 0;  // entries that come or go
-    state.pending->ForEach([&moved](const Change& change) {
-        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++moved;
+    std::uint64_t changing = 0;  // entries that come or go
+    state.pending->ForEach([&changing](const Change& change) {
+        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
     });
     // Each touches some three pages. A tree of another program's making is made one of ours first.
     const bool rebuild = committed.Empty() || committed.OnDisk().Head().Generation() == 0 ||
-                         (moved >= 8 && 3 * moved >= draft.Directory().Count());
+                         (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
     RebuildDirectory(draft.Directory(), committed, *state.pending, header.Generation());
@@ -182,8 +182,8 @@ void CompoundFile::State::Commit::DraftDirectory() {
 void CompoundFile::State::Commit::PlaceAll() {
     if (draft.HasMiniStream()) {
         const SectorId start = draft.PlaceMiniStream();
-        const auto& moved = smallStreams.FreeMiniSectors();
-        const std::uint64_t size = moved ? std::uint64_t{moved->End()} << kMiniSectorShift : committed.MiniStreamSize();
+        const auto& free = smallStreams.FreeMiniSectors();
+        const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
     const std::uint32_t generation = state.lastGeneration + 1;
