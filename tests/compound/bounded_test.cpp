@@ -1,7 +1,7 @@
 // Room: what readers, failed saves and files made for it may cost.
 #include "sharing.hpp"
 
-namespace lumvex::test {
+namespace lumvex::tests {
 namespace {
 
 using Fault = FaultyDisk::Fault;
@@ -112,4 +112,4 @@ TEST_P(Bounded, StreamsThatShareAChainAreNotReadOneByOne) {
 }
 
 }  // namespace
-}  // namespace lumvex::test
+}  // namespace lumvex::tests
