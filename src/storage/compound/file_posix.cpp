@@ -6,6 +6,7 @@
 //   kGenerationBytes + n     readers of generation n
 //
 // Where the file system keeps no locks, readers go on without: a writer, who might change the file under them, refuses.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -179,7 +180,7 @@ public:
         : fd_(std::move(fd)),
           access_(access),
           published_(published),
-          finalPath_(Absolute(path)),
+          finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
           temporaryPath_(std::move(temporaryPath)),
           replaced_(std::move(replaced)) {}
 
@@ -195,8 +196,7 @@ public:
     }
 
     std::optional<std::span<const std::byte>> Map() override;
-    bool MapFailed() const override { return guard_.Failed(); }
-    bool Shrank() override;
+    Shown LookAtMap() override;
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -294,11 +294,12 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
     return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 
-bool PosixFile::Shrank() {
+File::Shown PosixFile::LookAtMap() {
+    if (guard_.Failed()) return Shown::Failed;
     const std::int64_t tick = posix::Tick();
-    if (std::exchange(lookedAt_, tick) == tick) return false;
+    if (std::exchange(lookedAt_, tick) == tick) return Shown::Whole;
     const std::uint64_t size = Size();
-    return size < std::exchange(shown_, std::min(shown_, size));
+    return size < std::exchange(shown_, std::min(shown_, size)) ? Shown::Shorter : Shown::Whole;
 }
 
 void PosixFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -360,10 +361,12 @@ fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.p
 // is locked. Not being able to remove one is no failure.
 void RemoveLeftBehind(const fs::path& target) noexcept {
     try {
-        std::error_code ignored;
-        for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
-            const fs::path& path = each->path();
-            if (!IsHiddenNameFor(target, path.filename().native())) continue;
+        const fs::path folder = FolderOf(target);
+        // The library's iterator over a folder ends the program when it lacks memory.
+        const std::unique_ptr<DIR, int (*)(DIR*)> listed(::opendir(folder.c_str()), ::closedir);
+        for (const dirent* entry = nullptr; listed && (entry = ::readdir(listed.get()));) {
+            if (!IsHiddenNameFor(target, entry->d_name)) continue;
+            const fs::path path = folder / entry->d_name;
             const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
             if (!file) continue;
             struct stat opened {}, named {};
