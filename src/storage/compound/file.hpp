@@ -30,11 +30,11 @@ public:
     // next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their values.
     virtual std::optional<std::span<const std::byte>> Map() = 0;
 
-    // Could mapped bytes not be read? They, and any others since, may have shown as zeros.
-    virtual bool MapFailed() const { return false; }
-    // True once where the file has become shorter than it was when it was mapped, other than by Resize(): what it lacks may
-    // have shown as zeros. Looks no more often than the system's clock ticks.
-    virtual bool Shrank() { return false; }
+    // What has become of the bytes that Map() showed. Failed: some could not be read; they, and any others since, may have
+    // shown as zeros. Shorter, once: the file has become shorter, other than by Resize(), and what it lacks may have shown
+    // as zeros; it is looked at no more often than the system's clock ticks.
+    enum class Shown { Whole, Failed, Shorter };
+    virtual Shown LookAtMap() { return Shown::Whole; }
 
     // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;
@@ -59,6 +59,12 @@ public:
     // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound or
     // PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
     virtual void RequireName() const {}
+
+    // A new file that takes this one's place at Publish(), for whoever has this one open to write and keeps it until
+    // then. AccessDenied of a file without a path; else what RequireName() and CreateReplacing() throw.
+    [[nodiscard]] virtual std::unique_ptr<File> CreateSuccessor() const {
+        throw Failure(Status::AccessDenied, "a file without a path has no successor");
+    }
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
     // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there a
@@ -87,9 +93,6 @@ enum class Access {
 
 // Do both paths name one existing file, however they spell it?
 [[nodiscard]] bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
-
-// The same for a file that the caller has open exclusively at this path, and still has at Publish().
-[[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, const File& openThere);
 
 // A file in memory, for tests and tools.
 [[nodiscard]] std::unique_ptr<File> MemoryFile(std::vector<std::byte> content = {});
