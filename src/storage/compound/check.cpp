@@ -286,7 +286,7 @@ void Checker::CheckLost(const std::vector<std::uint32_t>& table, const Owners& o
 std::vector<Problem> CheckStructure(File& file) {
     FileView view(file);
     std::vector<Problem> problems = Checker(view).Run();
-    if (!view.IsMapped() || !(file.MapFailed() || file.Shrank())) return problems;
+    if (!view.IsMapped() || file.LookAtMap() == File::Shown::Whole) return problems;
     view.ReadPageByPage();  // so that what cannot be read is named
     return Checker(view).Run();
 }

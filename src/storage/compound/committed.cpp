@@ -106,7 +106,7 @@ bool Committed::IsWhole() {
     const std::uint64_t size = volume_.OnDisk().Size();
     try {
         const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector, kMaxSector).End();
-        return !volume_.ReadsFailed() && (needed == 0 || volume_.OffsetOf(needed) <= size);
+        return volume_.LookAtMap() != File::Shown::Failed && (needed == 0 || volume_.OffsetOf(needed) <= size);
     } catch (const Error&) {
         return false;
     }

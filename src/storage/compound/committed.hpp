@@ -70,7 +70,8 @@ public:
 
     // ReadFault where mapped bytes could not be read since it was asked last; what was found since is forgotten.
     void RequireReadable() {
-        if (volume_.ReadsFailed() || (volume_.Shrank() && !IsWhole())) FailToRead();
+        const File::Shown shown = volume_.LookAtMap();
+        if (shown != File::Shown::Whole && (shown == File::Shown::Failed || !IsWhole())) FailToRead();
     }
     // Reads, and answers only with what could be read.
     template <class Work>

@@ -61,10 +61,11 @@ std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
         if (!change->IsStream()) return std::nullopt;
         return StreamBody(state_->committed, state_->pending, *change);
     }
-    return state_->committed->Reading([&]() -> std::optional<StreamBody> {
+    return state_->committed->Reading([&] {
+        std::optional<StreamBody> body;
         const auto found = state_->committed->Find(folded);
-        if (!found || state_->committed->At(*found).Type() != EntryType::Stream) return std::nullopt;
-        return StreamBody(state_->committed, *found);
+        if (found && state_->committed->At(*found).Type() == EntryType::Stream) body.emplace(state_->committed, *found);
+        return body;
     });
 }
 

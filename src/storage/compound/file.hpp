@@ -30,11 +30,11 @@ public:
     // next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their values.
     virtual std::optional<std::span<const std::byte>> Map() = 0;
 
-    // Could mapped bytes not be read? They, and any others since, may have shown as zeros.
-    virtual bool MapFailed() const { return false; }
-    // True once where the file has become shorter than it was when it was mapped, other than by Resize(): what it lacks may
-    // have shown as zeros. Looks no more often than the system's clock ticks.
-    virtual bool Shrank() { return false; }
+    // What has become of the bytes that Map() showed. Failed: some could not be read; they, and any others since, may have
+    // shown as zeros. Shorter, once: the file has become shorter, other than by Resize(), and what it lacks may have shown
+    // as zeros; it is looked at no more often than the system's clock ticks.
+    enum class Shown { Whole, Failed, Shorter };
+    virtual Shown LookAtMap() { return Shown::Whole; }
 
     // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;

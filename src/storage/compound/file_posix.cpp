@@ -179,7 +179,7 @@ public:
         : fd_(std::move(fd)),
           access_(access),
           published_(published),
-          finalPath_(Absolute(path)),
+          finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
           temporaryPath_(std::move(temporaryPath)),
           replaced_(std::move(replaced)) {}
 
@@ -195,8 +195,7 @@ public:
     }
 
     std::optional<std::span<const std::byte>> Map() override;
-    bool MapFailed() const override { return guard_.Failed(); }
-    bool Shrank() override;
+    Shown LookAtMap() override;
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
@@ -294,11 +293,12 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
     return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 
-bool PosixFile::Shrank() {
+File::Shown PosixFile::LookAtMap() {
+    if (guard_.Failed()) return Shown::Failed;
     const std::int64_t tick = posix::Tick();
-    if (std::exchange(lookedAt_, tick) == tick) return false;
+    if (std::exchange(lookedAt_, tick) == tick) return Shown::Whole;
     const std::uint64_t size = Size();
-    return size < std::exchange(shown_, std::min(shown_, size));
+    return size < std::exchange(shown_, std::min(shown_, size)) ? Shown::Shorter : Shown::Whole;
 }
 
 void PosixFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {

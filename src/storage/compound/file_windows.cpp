@@ -296,7 +296,7 @@ public:
         : file_(std::move(file)),
           access_(access),
           published_(published),
-          finalPath_(Absolute(path)),
+          finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
           replaced_(std::move(replaced)) {}
 
     ~WindowsFile() override {
@@ -310,7 +310,7 @@ public:
 
     std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
     std::optional<std::span<const std::byte>> Map() override;
-    bool MapFailed() const override { return guard_.Failed(); }
+    Shown LookAtMap() override { return guard_.Failed() ? Shown::Failed : Shown::Whole; }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 

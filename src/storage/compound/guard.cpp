@@ -16,8 +16,6 @@ GuardedRange& GuardedRange::operator=(GuardedRange&& other) noexcept {
 
 GuardedRange::~GuardedRange() { GiveSlot(slot_); }
 
-bool GuardedRange::Failed() const noexcept { return slot_ != nullptr && slot_->failed.load(std::memory_order_acquire); }
-
 void AllowGuard(bool allowed) noexcept { guardAllowed = allowed; }
 
 }  // namespace lumvex::compound

@@ -3,7 +3,9 @@
 // whole program being ended. Who reads them asks for the mark before using what was read.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace lumvex::compound {
 
@@ -18,9 +20,13 @@ public:
     ~GuardedRange();
 
     explicit operator bool() const { return slot_ != nullptr; }
-    bool Failed() const noexcept;  // a read has met bytes that could not be read; others may read as zeros since
+    // A read has met bytes that could not be read; others may read as zeros since.
+    bool Failed() const noexcept { return slot_ != nullptr && slot_->failed.load(std::memory_order_acquire); }
 
-    struct Slot;
+    struct Slot {
+        std::atomic<bool> taken = false, failed = false;
+        std::atomic<std::uintptr_t> begin = 0, end = 0;  // begin is set last and cleared first
+    };
 
 private:
     Slot* slot_ = nullptr;

@@ -10,22 +10,14 @@
 
 namespace lumvex::compound {
 
-struct GuardedRange::Slot {
-    std::atomic<bool> taken = false, failed = false;
-    std::atomic<std::uintptr_t> begin = 0, end = 0;  // begin is set last and cleared first
-
-    bool Holds(std::uintptr_t address) const noexcept {
-        const std::uintptr_t from = begin.load(std::memory_order_acquire);
-        return from != 0 && from <= address && address < end.load(std::memory_order_acquire);
-    }
-};
-
 inline std::array<GuardedRange::Slot, 512> guardedSlots;
 inline std::atomic<bool> guardAllowed = true;
 
 [[nodiscard]] inline GuardedRange::Slot* SlotOf(std::uintptr_t address) noexcept {
-    for (GuardedRange::Slot& slot : guardedSlots)
-        if (slot.Holds(address)) return &slot;
+    for (GuardedRange::Slot& slot : guardedSlots) {
+        const std::uintptr_t begin = slot.begin.load(std::memory_order_acquire);
+        if (begin != 0 && begin <= address && address < slot.end.load(std::memory_order_acquire)) return &slot;
+    }
     return nullptr;
 }
 

@@ -39,9 +39,8 @@ public:
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
     bool IsMapped() const { return view_.IsMapped(); }
 
-    // Could mapped bytes not be read, or may they be behind the file's end? What was read since may be zeros instead.
-    bool ReadsFailed() const { return view_.IsMapped() && file_->MapFailed(); }
-    bool Shrank() const { return view_.IsMapped() && file_->Shrank(); }
+    // What was read where the file is mapped may be zeros instead, unless it is whole.
+    File::Shown LookAtMap() const { return view_.IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
     void ReadPageByPage() noexcept { view_.ReadPageByPage(); }  // from now on, without a mapping
 
     void CountRead(std::uint64_t offset, std::uint64_t count) const;  // each sector counts once
