@@ -78,6 +78,36 @@ TEST_F(Sharing, AFileThatIsOpenForWritingIsNotReplaced) {
     EXPECT_EQ(StatusOf([&] { return CreateReplacing(path_, Access::ReadWriteDenyWrite); }), Status{});
 }
 
+TEST_F(Sharing, ANewFileDoesNotReplaceOneThatWasMadeMeanwhileAndIsOpen) {
+    fs::remove(path_);
+    const auto late = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), 3);
+    Put(*late, u"late", Pattern(100, 1));
+    const auto early = Make(Access::Exclusive);
+    EXPECT_EQ(StatusOf([&] { late->Commit(); }), Status::ShareViolation);
+    EXPECT_TRUE(GetAll(*early) == content_);
+    Put(*early, u"a", Pattern(30000, 9));
+    EXPECT_EQ(StatusOf([&] { early->Commit(); }), Status{});
+}
+
+// Between opening a file and locking it another may take its place.
+TEST_F(Sharing, AFileThatIsReplacedWhileItIsOpenedIsNotTheOneThatIsOpen) {
+    const auto replace = [&] {
+        int replaced = 0;
+        for (int i = 0; i < 3000; ++i)
+            replaced += StatusOf([&] { Make(Access::Exclusive); }) == Status{} ? 1 : 0;
+        return replaced == 0 ? 1 : 0;
+    };
+    Elsewhere other(replace);
+    int stale = 0;
+    for (int i = 0; i < 20000; ++i)
+        StatusOf([&] {
+            const auto file = OpenFile(path_, Access::ReadWriteDenyWrite);
+            stale += StatusOf([&] { file->RequireName(); }) == Status{} ? 0 : 1;
+        });
+    EXPECT_EQ(stale, 0);
+    EXPECT_EQ(other.Result(), 0);
+}
+
 TEST_F(Sharing, AReaderKeepsItsStateWhileAWriterCommits) {
     for (const bool readsEarly : {true, false}) {
         Make(Access::Exclusive);
