@@ -1,19 +1,22 @@
-// A document whose streams are changed at will, in a sound compound file: opened, walked, read, checked, changed and
-// saved. The input is a list of edits of the document in base.lvp: stream (1 byte), what to do (1), place (2), length
-// (1), then as many bytes.
-#include <sys/mman.h>
-#include <unistd.h>
-
+// A document whose streams are changed at will, in a sound compound file: opened, walked, asked for all that its objects
+// have to get (a quarter of it at a time), changed, saved and checked, all in memory. The input is a list of edits: stream (1 byte), what to do (1),
+// place (2), length (1), then as many bytes. The highest two bits of its first byte say what is edited: base.lvp,
+// base.lvp, rooms.lvp, library.lvs.
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
+#include <numeric>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/lumvex.hpp"
+#include "memory_files.hpp"
 #include "storage/compound/compound_file.hpp"
 #include "storage/document_file.hpp"
 
@@ -23,29 +26,36 @@ namespace compound = lumvex::compound;
 using Bytes = std::vector<std::byte>;
 using Streams = std::map<std::u16string, Bytes>;
 
-const Streams& Base() {
-    static const Streams streams = [] {
-        const auto file = compound::CompoundFile::Open(compound::OpenFile(LUMVEX_BASE, compound::Access::ReadShared),
-                                                       compound::Access::ReadShared);
-        Streams read{{std::u16string(lumvex::inside::kOldRootStream), {}},
-                     {std::u16string(lumvex::inside::kLocksStream), {}}};
-        file->ForEachStream([&](std::u16string_view name, std::uint64_t size) {
-            Bytes bytes(size);
-            file->Get(name).Read(0, bytes);
-            read[std::u16string(name)] = std::move(bytes);
-        });
-        return read;
-    }();
-    return streams;
-}
+const std::filesystem::path kPath = "document.lvp";
 
-Streams Edited(const std::byte* data, std::size_t size) {
-    Streams streams = Base();
-    std::vector<std::u16string> names;
-    for (const auto& [name, bytes] : streams) names.push_back(name);
+struct Base {
+    explicit Base(const char* name) {
+        std::ifstream file(std::string(LUMVEX_BASES) + name, std::ios::binary);
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        image.resize(text.size());
+        std::memcpy(image.data(), text.data(), text.size());
+        for (const std::u16string_view absent : {lumvex::inside::kOldRootStream, lumvex::inside::kLocksStream})
+            streams[std::u16string(absent)];
+        compound::CompoundFile::Open(compound::MemoryFile(image), compound::Access::Exclusive)
+            ->ReadAll([this](std::u16string_view stream, std::span<const std::byte> bytes) {
+                streams[std::u16string(stream)].assign(bytes.begin(), bytes.end());
+            });
+        for (const auto& [stream, bytes] : streams) names.push_back(stream);
+    }
+
+    Bytes image;
+    Streams streams;
+    std::vector<std::u16string> names;  // of the streams
+};
+
+// The streams that differ from the base; none where one is removed.
+using Edits = std::map<std::u16string, std::optional<Bytes>>;
+
+Edits Edited(const Base& base, const std::byte* data, std::size_t size) {
+    Edits edits;
     constexpr std::size_t kHead = 5;
     while (size >= kHead) {
-        const std::u16string& name = names[std::to_integer<std::size_t>(data[0]) % names.size()];
+        const std::u16string& name = base.names[std::to_integer<std::size_t>(data[0]) % base.names.size()];
         const auto edit = std::to_integer<unsigned>(data[1]) % 5;
         std::uint16_t place = 0;
         std::memcpy(&place, data + 2, sizeof place);
@@ -53,7 +63,9 @@ Streams Edited(const std::byte* data, std::size_t size) {
         const Bytes content(data + kHead, data + kHead + length);
         data += kHead + length;
         size -= kHead + length;
-        Bytes& stream = streams[name];
+        auto& edited = edits.try_emplace(name, base.streams.at(name)).first->second;
+        if (!edited) edited.emplace();
+        Bytes& stream = *edited;
         const std::size_t at = std::min<std::size_t>(place, stream.size());
         const auto where = stream.begin() + static_cast<std::ptrdiff_t>(at);
         switch (edit) {
@@ -71,51 +83,71 @@ Streams Edited(const std::byte* data, std::size_t size) {
                 stream.resize(at);
                 break;
             default:
-                streams.erase(name);
+                edited.reset();
         }
     }
-    return streams;
+    return edits;
 }
 
-// A file in memory that has a path.
-class PlaceForIt {
-public:
-    PlaceForIt() : fd_(::memfd_create("document", MFD_CLOEXEC)), path_("/proc/self/fd/" + std::to_string(fd_)) {}
-    ~PlaceForIt() { ::close(fd_); }
-    const std::filesystem::path& Path() const { return path_; }
-
-    void Write(const Streams& streams) const {
-        auto memory = compound::MemoryFile();
-        compound::File& file = *memory;
-        const auto made = compound::CompoundFile::Create(std::move(memory), 3);
-        for (const auto& [name, bytes] : streams) {
-            const compound::Piece piece = bytes;
-            made->Write(name, std::span(&piece, 1));
-        }
-        made->Commit();
-        Bytes image(file.Size());
-        file.Read(0, image);
-        if (::pwrite(fd_, image.data(), image.size(), 0) != static_cast<ssize_t>(image.size())) std::abort();
+Bytes ImageOf(const Base& base, const Edits& edits) {
+    lumvex::fuzz::SetFile(kPath, base.image);
+    const auto file = compound::CompoundFile::Open(lumvex::fuzz::OpenedFile(), compound::Access::Exclusive);
+    for (const auto& [name, bytes] : edits) {
+        const compound::Piece piece = bytes ? compound::Piece(*bytes) : compound::Piece();
+        if (bytes)
+            file->Write(name, std::span(&piece, 1));
+        else if (file->Contains(name))
+            file->Remove(name);
     }
+    file->Commit();
+    const auto written = lumvex::fuzz::OpenedFile();
+    Bytes image(written->Size());
+    written->Read(0, image);
+    return image;
+}
 
-private:
-    int fd_;
-    std::filesystem::path path_;
+// Members as the dispatch tables of an object's class have them.
+struct Member {
+    DISPID id;
+    UINT arguments;
 };
 
-void Visit(const lumvex::Project& project) {
-    using namespace lumvex;
-    for (const Object& object : project.NewDescendantsEnum()) {
-        try {
-            if (const Collectable item = object.As<Collectable>()) {
-                static_cast<void>(item.DisplayName());
-                static_cast<void>(item.FQName());
+HRESULT Ask(IDispatch* object, const Member& member, LONG index) {
+    std::array<VARIANT, 4> arguments{};
+    for (VARIANT& argument : arguments) argument.vt = VT_I4, argument.lVal = index;
+    DISPPARAMS parameters{arguments.data(), nullptr, member.arguments, 0};
+    lumvex::Variant result;
+    return object->Invoke(member.id, GUID_NULL, 0, DISPATCH_PROPERTYGET, &parameters, result.Out(), nullptr, nullptr);
+}
+
+// What there is to get of objects of this class, found once by asking for everything.
+const std::vector<Member>& MembersOf(IDispatch* object) {
+    static std::map<const void*, std::vector<Member>> known;  // by the class's function table
+    const void* table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(object), sizeof table);
+    const auto [found, isNew] = known.try_emplace(table);
+    if (isNew)
+        for (DISPID id = -16; id < 256; ++id)
+            for (UINT arguments = 0; arguments <= 4; ++arguments) {
+                const HRESULT status = Ask(object, {id, arguments}, 1);
+                if (status == DISP_E_MEMBERNOTFOUND) break;
+                if (status != DISP_E_BADPARAMCOUNT) found->second.push_back({id, arguments});
             }
-            if (const Datum datum = object.As<Datum>()) static_cast<void>(datum.Data());
-            if (const Measurement measurement = object.As<Measurement>()) static_cast<void>(measurement.Data());
-        } catch (const Error&) {
-        }
-    }
+    return found->second;
+}
+
+// A part of it, another one for each input.
+void AskSome(IDispatch* object, LONG index, std::size_t part) {
+    constexpr std::size_t kParts = 4;
+    const std::vector<Member>& members = MembersOf(object);
+    for (std::size_t at = part % kParts; at < members.size(); at += kParts)
+        static_cast<void>(Ask(object, members[at], index));
+}
+
+void Visit(const lumvex::Root& root, std::size_t choice) {
+    const LONG index = std::array<LONG, 4>{1, 0, 2, -1}[choice / 4 % 4];
+    AskSome(root.Pointer(), index, choice);
+    for (const lumvex::Object& object : root.NewDescendantsEnum()) AskSome(object.Pointer(), index, choice);
 }
 
 template <class Work>
@@ -132,16 +164,26 @@ bool Succeeds(Work&& work) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace lumvex;
-    const PlaceForIt place;
-    place.Write(Edited(reinterpret_cast<const std::byte*>(data), size));
-    const bool sound = CheckDocument(place.Path()).empty();
-    const std::u16string path = place.Path().u16string();
-    Project project = Project::Create();
-    if (!Succeeds([&] { project.OpenFile(path); })) return 0;
-    Succeeds([&] { Visit(project); });
-    Succeeds([&] { project.Data().Add(u"one more"); });
-    const bool saved = Succeeds([&] { project.SaveFile(); });
-    const bool closed = Succeeds([&] { project.CloseFile(); });
-    if (sound && !(saved && closed && CheckDocument(place.Path()).empty())) std::abort();
+    static const Base bases[] = {Base("base.lvp"), Base("rooms.lvp"), Base("library.lvs")};
+    const unsigned which = size == 0 || data[0] < 0x80 ? 0 : data[0] < 0xC0 ? 1 : 2;
+    const Bytes image =
+        ImageOf(bases[which], Edited(bases[which], reinterpret_cast<const std::byte*>(data), size));
+    const auto isSound = [] { return CheckDocument(kPath).empty(); };
+    fuzz::SetFile(kPath, image);
+    static const std::u16string path = kPath.u16string();
+    Project project = which < 2 ? Project::Create() : Project();
+    Specifications library = which == 2 ? Specifications::Create() : Specifications();
+    Root root = which == 2 ? library.As<Root>() : project.As<Root>();
+    const std::size_t choice = std::accumulate(data, data + size, std::size_t{0});
+    if (!Succeeds([&] { root.OpenFile(path); })) return 0;  // sound ones of newer programs too
+    Succeeds([&] { Visit(root, choice); });
+    Succeeds([&] { which == 2 ? void(library.Microphones().Add(u"one more")) : void(project.Data().Add(u"one more")); });
+    const bool saved = Succeeds([&] { root.SaveFile(); });
+    const bool closed = Succeeds([&] { root.CloseFile(); });
+    // A sound document can be saved and closed, and is sound afterwards.
+    const bool isSoundAfterwards = isSound();
+    if (saved && closed && isSoundAfterwards) return 0;
+    fuzz::SetFile(kPath, image);
+    if (isSound()) std::abort();
     return 0;
 }

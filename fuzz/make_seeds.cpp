@@ -1,5 +1,5 @@
-// Makes what the fuzzers start from: base.lvp, a document with an item of most classes, and the first inputs of each
-// corpus. Run again when records or classes change.
+// Makes what the fuzzers start from: base.lvp, rooms.lvp and library.lvs, which have an item of every class together,
+// and the first inputs of each corpus. Run again when records or classes change.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -41,6 +41,24 @@ void MakeDocument(const fs::path& path) {
     design.SpkrCorrectionGroups().Add(u"G").SpkrCorrectionLinks().Add(correction);
     project.Units(LX_UNITS_IMPERIAL);
     project.SaveFileAs(path.u16string());
+}
+
+void MakeRooms(const fs::path& path) {
+    Project project = Project::Create();
+    RoomEQ room = project.Rooms().Add(u"Studio");
+    room.CorrectionGroups().Add(u"G").Corrections().Add(u"C");
+    room.Positions().Add(u"Listener").Measurements().Add(u"M").Data(
+        Array::FromColumns(std::vector<float>{1, 2, 3}, 3, 1));
+    project.BoxCfgs().Add(u"Box");
+    project.SaveFileAs(path.u16string());
+}
+
+void MakeLibrary(const fs::path& path) {
+    Specifications library = Specifications::Create();
+    Model model = library.Manufacturers().Add(u"Acme").Models().Add(u"Alpha");
+    model.ModelConfigs().Add(library.Configs().Item(LX_SINGLEAMP));
+    library.Microphones().Add(u"Microphone");
+    library.SaveFileAs(path.u16string());
 }
 
 // One record of each class that the document has, behind the number of its class.
@@ -93,6 +111,8 @@ int main(int count, char** arguments) {
     const fs::path folder = arguments[1], corpus = folder / "corpus";
     fs::create_directories(corpus / "engine");
     MakeDocument(folder / "base.lvp");
+    MakeRooms(folder / "rooms.lvp");
+    MakeLibrary(folder / "library.lvs");
     MakeFile(corpus / "engine" / "version3", 3);
     MakeFile(corpus / "engine" / "version4", 4);
     MakeRecords(folder / "base.lvp", corpus / "records");

@@ -27,7 +27,6 @@ public:
         });
         Try("object directory", [&] { ReadTable(); });
         Try("version information", [&] { ReadVersionInfo(); });
-        Try("lock counters", [&] { ReadLocks(); });
         Try("root record", [&] { ReadRoot(); });
         while (!waiting_.empty()) {
             const Waiting next = waiting_.back();
@@ -35,6 +34,7 @@ public:
             ReadOne(next);
             if (progress_) progress_(std::min(++done_, streams_.size()), streams_.size());
         }
+        Try("lock counters", [&] { ReadLocks(); });
         ReportUnreached();
         return std::move(problems_);
     }
@@ -89,6 +89,11 @@ private:
         return records;
     }
 
+    // Without a table the objects are those that have a stream, and the root.
+    bool IsInDocument(const GUID& id) const {
+        return hasTable_ ? table_.contains(id) : streams_.contains(id) || reached_.contains(id);
+    }
+
     void ReadLocks() {
         constexpr std::size_t kLocksRecord = 20;
         const auto source = file_->Find(kLocksStream);
@@ -96,7 +101,7 @@ private:
         for (const SortedRecords::Record& record : ReadSorted("lock counters", source, kLocksRecord)) {
             GUID id;
             std::memcpy(&id, record.data(), sizeof id);
-            if (hasTable_ && !table_.contains(id))
+            if (!IsInDocument(id))
                 Report("lock counters", "there is a counter for " + ToUtf8(ToText(id)) + ", which the document does not have");
         }
     }

@@ -36,22 +36,23 @@ int ShortestVersion(const std::vector<std::uint64_t>& streams) {
 }
 
 Compaction Compact(const std::filesystem::path& path, const Progress& progress) {
-    auto opened = compound::OpenFile(path, compound::Access::Exclusive);
-    const compound::File& held = *opened;
-    const auto from = CompoundFile::Open(std::move(opened), compound::Access::Exclusive);
-    if (from->HasFolders())
-        throw compound::Failure(compound::Status::AccessDenied, "it holds folders, which are not a document's");
+    const auto from =
+        CompoundFile::Open(compound::OpenFile(path, compound::Access::Exclusive), compound::Access::Exclusive);
     std::vector<std::uint64_t> sizes;
     from->ForEachStream([&](std::u16string_view, std::uint64_t size) { sizes.push_back(size); });
+    const std::size_t streams = sizes.size();
+    from->ForEachInFolders([&](std::uint64_t size) { sizes.push_back(size); });
 
-    const auto to = CompoundFile::Create(compound::CreateReplacing(path, held), ShortestVersion(sizes));
+    const auto to = from->CreateSuccessor(ShortestVersion(sizes));
+    to->CarryFrom(*from);
     std::size_t done = 0;
     from->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         to->Write(name, std::span(&bytes, 1));
-        if (progress) progress(++done, sizes.size());
+        if (progress) progress(++done, streams);
     });
+    const std::uint64_t before = from->FileSize();  // not all file systems say it of a file that was replaced
     to->Commit();
-    return {from->FileSize(), to->FileSize()};
+    return {before, to->FileSize()};
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 namespace lumvex::inside {
 
 inline constexpr HRESULT kAccessDenied = static_cast<HRESULT>(compound::Status::AccessDenied);
+inline constexpr HRESULT kMediumFull = static_cast<HRESULT>(compound::Status::MediumFull);
 inline constexpr HRESULT kReadFault = static_cast<HRESULT>(compound::Status::ReadFault);
 
 // Runs work on the engine; its errors become failures of the model.

@@ -112,6 +112,9 @@ private:
     void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
     Directory::NextTables WriteTables(compound::CompoundFile& file, bool all) const;
     void CopyStreams(compound::CompoundFile& to, const Objects& rewritten);
+    void SaveInPlace(const Objects& objects);
+    void SaveInto(std::unique_ptr<compound::CompoundFile> created, const Objects& objects);
+    void SaveWithLargerSectors(const Objects& objects);
 
     std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();
     std::filesystem::path path_;

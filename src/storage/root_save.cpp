@@ -54,6 +54,17 @@ void RootDocument::SaveFile() {
     if (!file_->IsOpen()) throw Failure(Message::NoFile);
     if (IsReadOnly()) throw Failure(kAccessDenied);
     const Objects objects = ObjectsToWrite();
+    const auto isOutgrown = [this] { return OnStorage([this] { return file_->File().IsOutgrown(); }); };
+    if (isOutgrown()) return SaveWithLargerSectors(objects);
+    try {
+        SaveInPlace(objects);
+    } catch (const Failure& failure) {
+        if (failure.Status() != kMediumFull || !isOutgrown()) throw;
+        SaveWithLargerSectors(objects);
+    }
+}
+
+void RootDocument::SaveInPlace(const Objects& objects) {
     Directory::NextTables tables;
     Transaction transaction(*file_);
     OnStorage([&] {
@@ -61,6 +72,7 @@ void RootDocument::SaveFile() {
         WriteRoot(file);
         WriteObjects(file, objects);
         for (const GUID& id : directory_.RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(file, false);
     });
     transaction.Commit();
@@ -76,19 +88,38 @@ void RootDocument::SaveFileAs(std::u16string_view path) {
     std::error_code ignored;
     std::filesystem::path bound = std::filesystem::absolute(given, ignored);
     const Objects objects = ObjectsToWrite();
-    auto created = CreateCompoundFile(given, Access(), SectorVersionFor(objects));
+    SaveInto(CreateCompoundFile(given, Access(), SectorVersionFor(objects)), objects);
+    path_ = std::move(bound);
+}
+
+// What the new file was made for: it takes its place, and the document is bound to it.
+void RootDocument::SaveInto(std::unique_ptr<compound::CompoundFile> created, const Objects& objects) {
     Directory::NextTables tables;
     OnStorage([&] {
         WriteRoot(*created);
         if (file_->IsOpen()) CopyStreams(*created, objects);
         WriteObjects(*created, objects);
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(*created, true);
         created->Commit();  // nothing can fail from here on
     });
-    path_ = std::move(bound);
     file_->Replace(std::move(created));
     mayLackObjects_ = false;
     directory_.Saved(objects, std::move(tables));
+}
+
+// Other readers refuse a file of version 3 from 2 GB on, so a longer one gets the larger sectors of version 4: a new
+// file in the old one's place, all or nothing as well. Where no file can be made beside it the document stays as it is,
+// and there is no room in it.
+void RootDocument::SaveWithLargerSectors(const Objects& objects) {
+    ListWhatTheTableLacks();
+    try {
+        SaveInto(OnStorage([this] { return file_->File().CreateSuccessor(4); }), objects);
+    } catch (const Failure& failure) {
+        if (failure.Status() != kAccessDenied) throw;
+        throw Failure(kMediumFull,
+                      std::string("the file would have more than 2 GB, and could not be written anew: ") + failure.what());
+    }
 }
 
 // What is loaded stays usable without the file: the owners above it are loaded, too, and lists and arrays that are still
@@ -252,7 +283,8 @@ Directory::NextTables RootDocument::WriteTables(compound::CompoundFile& file, bo
     return next;
 }
 
-// Every stream that this save does not write itself goes along, those of classes this program does not know included.
+// Every stream that this save does not write itself goes along, those of classes this program does not know included,
+// and so do other programs' folders.
 // Names are the same whatever their case: another program may have written them in another one.
 void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) {
     struct HashName {
@@ -264,6 +296,7 @@ void RootDocument::CopyStreams(compound::CompoundFile& to, const Objects& rewrit
         skipped.emplace(name);
     for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamNameOf(entry->id));
     for (const GUID& id : directory_.RemovedStreams()) skipped.emplace(StreamNameOf(id));
+    to.CarryFrom(file_->File());
     file_->File().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         if (!skipped.contains(compound::FoldedName(name))) WriteStream(to, name, bytes);
     });

@@ -50,10 +50,10 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                         CutTo(path_, left);
                         int faults = 0;
                         for (int round = 0; round < 2; ++round)
-                            for (const auto& [name, bytes] : content) {
+                            for (const auto& each : content) {
                                 Bytes found;
-                                const Status status = StatusOf([&] { found = Get(*file, name); });
-                                EXPECT_TRUE(status == Status{} ? found == bytes : status == Status::ReadFault)
+                                const Status status = StatusOf([&] { found = Get(*file, each.first); });
+                                EXPECT_TRUE(status == Status{} ? found == each.second : status == Status::ReadFault)
                                     << static_cast<std::uint32_t>(status);
                                 faults += status == Status::ReadFault ? 1 : 0;
                             }

@@ -20,13 +20,38 @@ TEST_F(Sharing, AFileWithoutThePermissionIsNotOpened) {
 }
 
 TEST_F(Sharing, AReplacedFileKeepsItsPermissionsAndALinkItsTarget) {
-    ::chmod(path_.c_str(), 0606);  // which no usual mask makes
     fs::create_symlink(path_, folder_ / "link");
-    const auto file = CompoundFile::Create(CreateReplacing(folder_ / "link", Access::Exclusive), 3);
-    file->Commit();
-    EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
-    EXPECT_EQ(static_cast<unsigned>(fs::status(path_).permissions()), 0606u);
-    EXPECT_EQ(FilesInFolder(), 2u);
+    for (const mode_t mode : {0660u, 0606u}) {  // which no usual umask leaves
+        ::chmod(path_.c_str(), mode);
+        CompoundFile::Create(CreateReplacing(folder_ / "link", Access::Exclusive), 3)->Commit();
+        EXPECT_TRUE(fs::is_symlink(folder_ / "link"));
+        EXPECT_EQ(static_cast<unsigned>(fs::status(path_).permissions()), mode);
+        EXPECT_EQ(FilesInFolder(), 2u);
+    }
+}
+
+TEST_F(Sharing, WhatALinkNamesIsMadeWhereItIsMissing) {
+    fs::create_directory(folder_ / "below");
+    fs::create_symlink("below/second", folder_ / "first");
+    fs::create_symlink("../missing", folder_ / "below" / "second");
+    fs::create_symlink("around", folder_ / "circle");
+    fs::create_symlink("circle", folder_ / "around");
+    for (const char* name : {"first", "missing"}) {  // made, then replaced
+        CompoundFile::Create(CreateReplacing(folder_ / name, Access::Exclusive), 3)->Commit();
+        EXPECT_TRUE(fs::is_symlink(folder_ / "first"));
+        EXPECT_TRUE(fs::is_symlink(folder_ / "below" / "second"));
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder_ / "missing")));
+    }
+    EXPECT_EQ(StatusOf([&] { return CreateReplacing(folder_ / "circle", Access::Exclusive); }), Status::PathNotFound);
+}
+
+// A hard link stays what it was: the new file takes one name.
+TEST_F(Sharing, AReplacedFileLivesOnUnderItsOtherNames) {
+    fs::create_hard_link(path_, folder_ / "other name");
+    CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), 3)->Commit();
+    EXPECT_TRUE(GetAll(*Open(Access::ReadShared)).empty());
+    EXPECT_EQ(GetAll(*CompoundFile::Open(OpenFile(folder_ / "other name", Access::ReadShared), Access::ReadShared)),
+              content_);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "elsewhere.hpp"
+#include "storage/compound/hidden_name.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -78,15 +79,48 @@ TEST_F(Sharing, AFileThatIsOpenForWritingIsNotReplaced) {
     EXPECT_EQ(StatusOf([&] { return CreateReplacing(path_, Access::ReadWriteDenyWrite); }), Status{});
 }
 
-TEST_F(Sharing, ANewFileDoesNotReplaceOneThatWasMadeMeanwhileAndIsOpen) {
+// Both began when nothing had the name; the second must not take the place of what the first has made and holds.
+TEST_F(Sharing, OfTwoNewFilesForOnePathTheSecondReplacesTheFirstOnlyOnceThatIsClosed) {
     fs::remove(path_);
-    const auto late = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), 3);
-    Put(*late, u"late", Pattern(100, 1));
-    const auto early = Make(Access::Exclusive);
-    EXPECT_EQ(StatusOf([&] { late->Commit(); }), Status::ShareViolation);
-    EXPECT_TRUE(GetAll(*early) == content_);
-    Put(*early, u"a", Pattern(30000, 9));
-    EXPECT_EQ(StatusOf([&] { early->Commit(); }), Status{});
+    for (const Access access : {Access::ReadWriteDenyWrite, Access::Exclusive}) {
+        auto first = CompoundFile::Create(CreateReplacing(path_, access), 3);
+        const auto second = CompoundFile::Create(CreateReplacing(path_, access), 3);
+        Put(*first, u"first", Pattern(100, 1));
+        Put(*second, u"second", Pattern(100, 2));
+        first->Commit();
+        EXPECT_EQ(StatusOf([&] { second->Commit(); return 0; }), Status::ShareViolation);
+        Put(*first, u"first", Pattern(200, 1));
+        first->Commit();
+        first = nullptr;
+        EXPECT_EQ(GetAll(*Open(Access::ReadShared)), (Content{{u"first", Pattern(200, 1)}}));
+        second->Commit();
+        EXPECT_EQ(GetAll(*second), (Content{{u"second", Pattern(100, 2)}}));
+        EXPECT_EQ(FilesInFolder(), 1u);
+        fs::remove(path_);
+    }
+}
+
+// Of files that stand beside the document only those go that a save of this document left and that nobody has open.
+TEST_F(Sharing, WhatAKilledSaveLeftBehindGoesWithTheNextOne) {
+    const fs::path left = folder_ / HiddenNameFor(path_), empty = folder_ / HiddenNameFor(path_),
+                   inUse = folder_ / HiddenNameFor(path_), others = folder_ / HiddenNameFor(folder_ / "file2"),
+                   alike = left.string() + "x", folder = folder_ / HiddenNameFor(path_);
+    for (const fs::path& each : {left, inUse, others, alike}) fs::copy_file(path_, each);
+    std::ofstream(empty).put('x');
+    fs::create_directory(folder);
+    const auto user = OpenFile(inUse, Access::ReadShared);
+    const auto expectThere = [&](bool there) {
+        for (const fs::path& each : {left, empty}) EXPECT_EQ(fs::exists(each), there);
+        for (const fs::path& each : {path_, inUse, others, alike, folder}) EXPECT_TRUE(fs::exists(each)) << each;
+    };
+    auto file = Open(Access::ReadWriteDenyWrite);
+    Put(*file, u"a", Pattern(10, 1));
+    file->Commit();
+    file = CompoundFile::Create(CreateReplacing(folder_ / "file2", Access::Exclusive), 3);
+    file = nullptr;
+    expectThere(true);
+    CompoundFile::Create(CreateReplacing(path_, Access::ReadWriteDenyWrite), 3)->Commit();
+    expectThere(false);
 }
 
 // Between opening a file and locking it another may take its place.

@@ -87,9 +87,9 @@ private:
     const std::vector<std::byte>& zeros_;
 };
 
-// Offsets of more than 32 bits, sectors of which programs lock bytes, FAT sectors listed in chains; and what version 3
-// cannot hold.
-TEST(Size, FilesOfMoreThanFourGigabytesAreWrittenReadAndChanged) {
+// Offsets of more than 32 bits, sectors of which programs lock bytes, FAT sectors listed in chains; and the end of
+// version 3 before 2 GB.
+TEST(Size, FilesOfGigabytesAreWrittenReadAndChanged) {
     namespace fs = std::filesystem;
     constexpr std::uint64_t kGigabyte = std::uint64_t{1} << 30;
     const fs::path path = fs::temp_directory_path() / ("size-" + std::to_string(::getpid()));
@@ -119,8 +119,11 @@ TEST(Size, FilesOfMoreThanFourGigabytesAreWrittenReadAndChanged) {
             auto sparse = std::make_unique<SparseFile>(CreateReplacing(path, Access::Exclusive), zeros);
             const auto file = CompoundFile::Create(std::move(sparse), version);
             if (version == 3) {
+                put(*file, u"a", kGigabyte);
+                EXPECT_FALSE(file->IsOutgrown());
                 EXPECT_EQ(StatusOf([&] { put(*file, u"too large", 2 * kGigabyte); }), Status::MediumFull);
-                for (const char16_t* name : {u"a", u"b", u"c"}) put(*file, name, kGigabyte * 3 / 2);
+                EXPECT_TRUE(file->IsOutgrown());
+                EXPECT_EQ(StatusOf([&] { put(*file, u"b", kGigabyte); }), Status::MediumFull);
             } else {
                 put(*file, u"a", 5 * kGigabyte);
             }
@@ -129,20 +132,31 @@ TEST(Size, FilesOfMoreThanFourGigabytesAreWrittenReadAndChanged) {
             put(*file, u"late", kGigabyte / 2);
             Put(*file, u"small", Pattern(200, 4));
             file->Commit();
-            EXPECT_GT(file->FileSize(), 4 * kGigabyte);
+            EXPECT_FALSE(file->IsOutgrown());
+            if (version == 3) {  // as much as there is room for, and no more
+                constexpr std::uint64_t kStep = 256 * 1024;
+                std::uint64_t room = kLargestVersion3File - file->FileSize();
+                while (StatusOf([&] { put(*file, u"b", room); file->Commit(); }) == Status::MediumFull) {
+                    EXPECT_TRUE(file->IsOutgrown());
+                    file->Revert();
+                    room -= kStep;
+                }
+                EXPECT_GT(file->FileSize(), kLargestVersion3File - 2 * kStep);
+                EXPECT_LE(file->FileSize(), kLargestVersion3File);
+                EXPECT_LT(file->FileSize(), 2 * kGigabyte);
+            } else {
+                EXPECT_GT(file->FileSize(), 5 * kGigabyte);
+            }
         }
         const auto file = CompoundFile::Open(OpenFile(path, Access::ReadShared), Access::ReadShared);
-        if (version == 3)
-            for (const char16_t* name : {u"a", u"b", u"c"}) expect(*file, name, kGigabyte * 3 / 2);
-        else
-            expect(*file, u"a", 5 * kGigabyte);
+        expect(*file, u"a", version == 3 ? kGigabyte : 5 * kGigabyte);
         expect(*file, u"late", kGigabyte / 2);
         EXPECT_EQ(Get(*file, u"small"), Pattern(200, 4));
         for (const Problem& problem : CheckStructure(*OpenFile(path, Access::ReadShared)))
             ADD_FAILURE() << problem.where << ": " << problem.what;
         // The sector over the bytes that are locked is nobody's.
         Bytes locked(256);
-        OpenFile(path, Access::ReadShared)->Read(kRangeLockOffset, locked);
+        if (version == 4) OpenFile(path, Access::ReadShared)->Read(kRangeLockOffset, locked);
         EXPECT_EQ(locked, Bytes(256));
     }
     fs::remove(path);

@@ -101,6 +101,27 @@ class OtherReaders(ToolTest):
                 self.assertEqual(len(streams), len(self.data()) + 6)
                 self.tool("check", self.document)
 
+    def test_folders_of_another_program_survive_saving_and_compacting(self):
+        self.import_samples()
+        streams = self.streams_by_olefile()
+        source = self.folder / "source"
+        contents = {f"Folder/{number}/inner{size}": bytes([number]) * size
+                    for number in range(3) for size in (0, 64, 4095, 4096, 100_000)}
+        for name, data in (streams | contents).items():
+            path = source / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_bytes(data)
+        program("gsf", "createole", self.document, *sorted(source.iterdir()))
+        self.assertEqual(self.streams_by_olefile(), streams | contents)
+        for change in (["import", "--replace", self.document, SAMPLES[0]], ["compact", self.document]):
+            self.tool(*change)
+            found = self.streams_by_olefile()
+            self.assertEqual({name: found[name] for name in contents}, contents)
+            self.assertEqual(found.keys(), (streams | contents).keys())
+            for name, data in contents.items():
+                self.assertEqual(program("gsf", "cat", self.document, name), data, name)
+            self.tool("check", self.document)
+
 
 if __name__ == "__main__":
     unittest.main()

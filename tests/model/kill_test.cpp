@@ -257,6 +257,17 @@ TEST_F(Saves, ThatFailAtAnyOperationLeaveTheOldDocumentOrTheNewOne) {
                     if (operations == 3) ExpectReadableElsewhere(path);
                     ExpectSound(path);
                 }
+                if (!saved && each == Fault::Killed) {  // the next save takes away what was left behind
+                    Project next = Opened(other, LX_SHARE_READWRITE);
+                    next.SaveFileAs(PathText(path));
+                    next = Project();
+                    std::size_t files = 0;
+                    for (const auto& entry : fs::directory_iterator(folder.Path())) {
+                        EXPECT_NE(entry.path().filename().native().substr(0, 2), ".~");
+                        ++files;
+                    }
+                    EXPECT_EQ(files, 3u);
+                }
                 if (!saved && project) {  // the program lives on and saves after all
                     kind.save(project);
                     project = Project();

@@ -1,7 +1,9 @@
 // What this program does not know, or never looked at, goes along unchanged.
+#include "kit/folders.hpp"
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
+#include "lumvex/maintenance.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -88,6 +90,40 @@ TEST_F(Carried, AndThenNothingIsLostWithTheSource) {
     EXPECT_EQ(project.Data().Item(2).Locks(), 1);
 }
 
+// Folders with what they hold, and what the root storage says of itself: class ID, state bits, times.
+TEST_F(Carried, FoldersOfOtherProgramsGoAlongToo) {
+    Streams streams = WithForeignParts();
+    const std::map<std::u16string, std::u16string> folderOf{
+        {u"short", u"Folder"}, {u"long", u"Below"}, {u"Below", u"Folder"}, {u"Somebody else's", u"Second folder"}};
+    streams[u"short"] = Bytes(100, std::byte{1});
+    streams[u"long"] = Bytes(100'000, std::byte{2});
+    streams[u"Folder"] = streams[u"Below"] = streams[u"Second folder"] = {};
+    WriteDocument(folder / "folders.lvx", streams);
+    Bytes image = FileBytes(folder / "folders.lvx");
+    PutIntoFolders(image, folderOf);
+    WriteFileBytes(folder / "folders.lvx", image);
+    auto expected = Everything(image);
+    ASSERT_EQ(expected.count(u"/Folder/Below/long"), 1u);
+
+    const auto expectAt = [&](const char* name) {
+        auto found = Everything(FileBytes(folder / name));
+        for (auto* each : {&expected, &found}) each->erase(u"/VERSIONINFO-V000");
+        EXPECT_TRUE(found == expected) << name;
+        for (const DocumentProblem& problem : CheckDocument(folder / name))
+            EXPECT_NE(problem.where, "header") << problem.what;
+    };
+    project = Project::Create();
+    project.AccessMode(LX_SHARE_READWRITE);
+    project.OpenFile(PathText(folder / "folders.lvx"));
+    project.SaveFileAs(PathText(folder / "to.lvx"));
+    expectAt("to.lvx");
+    project.SaveFile();
+    expectAt("to.lvx");
+    project = Project();
+    CompactDocument(folder / "to.lvx");
+    expectAt("to.lvx");
+}
+
 TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {
     Streams streams = SmallDocument();
     streams.erase(u"ROOTDIR-V100");
@@ -105,6 +141,14 @@ TEST_F(Carried, AnOldFilesDirectoryIsRebuiltFromWhatTheRootReaches) {
                         kDataIdBytes + kNoId + kDataClass + "00 00 00 00" +        //
                         kFirstIdBytes + kNoId + kDatumClass + "05 00 00 00" +      //
                         kSecondIdBytes + kNoId + kDatumClass + "00 00 00 00")));
+
+    // A lock counter of an object that is nowhere: it would be saved with the new directory, which lacks the object.
+    streams[u"LOCKS-V100"] = Hex("02 00 00 00" + kSecondIdBytes + "01 00 00 00" + kForeignId + "02 00 00 00");
+    WriteDocument(folder / "locks.lvx", streams);
+    const auto locks = CheckDocument(folder / "locks.lvx");
+    ASSERT_EQ(locks.size(), 1u);
+    EXPECT_EQ(locks[0].where, "lock counters");
+    EXPECT_NE(locks[0].what.find("E3E2E1E0-E5E4-E7E6-E8E9-EAEBECEDEEEF"), std::string::npos) << locks[0].what;
 
     // Which kind of document it is, its root record says: of a library, two references.
     WriteDocument(folder / "library.lvx", {{u"ROOT", Hex(kProjectIdBytes + "00 00 00 00  00 00  00 00")}});

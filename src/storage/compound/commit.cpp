@@ -96,7 +96,7 @@ bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
-    state.pending->ForEach([&](Change& change) {
+    state.pending->ForEachContent([&](Change& change) {
         const Old old = OldOf(change);
         const std::uint32_t oldCount = old.isMini ? MiniSectors(old.size) : 0;
         const std::uint32_t newCount = change.kind == Change::Kind::Small ? MiniSectors(change.size) : 0;
@@ -127,7 +127,7 @@ void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
 }
 
 void CompoundFile::State::Commit::DraftLargeStreams() {
-    state.pending->ForEach([this](Change& change) {
+    state.pending->ForEachContent([this](Change& change) {
         const Old old = OldOf(change);
         if (!old.isMini) {
             Chain chain(old.start);
@@ -167,13 +167,13 @@ bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
 }
 
 void CompoundFile::State::Commit::DraftDirectory() {
-    std::uint64_t moved = 0;  // entries that come or go
-    state.pending->ForEach([&moved](const Change& change) {
-        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++moved;
+    std::uint64_t changing = 0;  // entries that come or go
+    state.pending->ForEach([&changing](const Change& change) {
+        if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
     });
     // Each touches some three pages. A tree of another program's making is made one of ours first.
     const bool rebuild = committed.Empty() || committed.OnDisk().Head().Generation() == 0 ||
-                         (moved >= 8 && 3 * moved >= draft.Directory().Count());
+                         (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
     RebuildDirectory(draft.Directory(), committed, *state.pending, header.Generation());
@@ -182,8 +182,8 @@ void CompoundFile::State::Commit::DraftDirectory() {
 void CompoundFile::State::Commit::PlaceAll() {
     if (draft.HasMiniStream()) {
         const SectorId start = draft.PlaceMiniStream();
-        const auto& moved = smallStreams.FreeMiniSectors();
-        const std::uint64_t size = moved ? std::uint64_t{moved->End()} << kMiniSectorShift : committed.MiniStreamSize();
+        const auto& free = smallStreams.FreeMiniSectors();
+        const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
     const std::uint32_t generation = state.lastGeneration + 1;
@@ -258,6 +258,7 @@ void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexce
     state.pending = std::move(state.nextPending);
     if (auto& free = smallStreams.FreeMiniSectors()) state.freeMini = std::move(free);
     state.lastGeneration = header.Generation();
+    state.hadTooLong = false;
     state.volume.HeaderIsWritten();
     ++state.volume.Counters().commits;
 }
@@ -277,7 +278,7 @@ void CompoundFile::State::Commit::RestoreHeader() noexcept {
 }
 
 void CompoundFile::State::RequireNothingLost() {
-    pending->ForEach([this](const Change& change) {
+    pending->ForEachContent([this](const Change& change) {
         if (change.large && volume.IsLost(change.large->batch))
             throw Failure(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
     });

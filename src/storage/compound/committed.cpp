@@ -105,7 +105,7 @@ void Committed::ViewsMoved() noexcept {
 bool Committed::IsWhole() {
     const std::uint64_t size = volume_.OnDisk().Size();
     try {
-        const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector).End();
+        const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector, kMaxSector).End();
         return volume_.LookAtMap() != File::Shown::Failed && (needed == 0 || volume_.OffsetOf(needed) <= size);
     } catch (const Error&) {
         return false;

@@ -48,11 +48,17 @@ std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, i
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
 
+std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version) const {
+    state_->RequireWritable();
+    state_->RequireCurrent();
+    return Create(state_->volume.OnDisk().CreateSuccessor(), version);
+}
+
 std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) {
-        if (change->kind == Change::Kind::Removed) return std::nullopt;
+        if (!change->IsStream()) return std::nullopt;
         return StreamBody(state_->committed, state_->pending, *change);
     }
     return state_->committed->Reading([&] {
@@ -81,7 +87,7 @@ CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span
 bool CompoundFile::Contains(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return false;
     const FoldedName folded(name);
-    if (const Change* change = state_->pending->Find(folded)) return change->kind != Change::Kind::Removed;
+    if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
     return state_->committed->Reading([&] {
         const auto found = state_->committed->Find(folded);
         return found && state_->committed->At(*found).Type() == EntryType::Stream;
@@ -119,7 +125,7 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         for (; next != added.end(); ++next) {
             const int order = entry == nullptr ? -1 : (*next)->Folded().Compare(*entry);
             if (order > 0) return false;
-            if ((*next)->kind != Change::Kind::Removed) visit((*next)->Name(), (*next)->size);
+            if ((*next)->IsStream()) visit((*next)->Name(), (*next)->size);
             if (order == 0) {
                 ++next;
                 return true;
@@ -136,10 +142,10 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
     visitPendingUpTo(nullptr);
 }
 
-bool CompoundFile::HasFolders() const {
-    bool found = false;
-    state_->committed->Walk([&](EntryId, const Entry& entry) { found = found || entry.Type() == EntryType::Storage; });
-    return found;
+bool CompoundFile::IsOutgrown() const {
+    if (Version() != 3) return false;
+    return state_->hadTooLong || (state_->space && state_->space->Sectors().Refused()) ||
+           FileSize() > kLargestVersion3File;
 }
 
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }

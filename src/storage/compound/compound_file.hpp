@@ -45,6 +45,10 @@ public:
     // Commit.
     [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
 
+    // An empty one that takes this one's place at its first commit; until then this one stays open and as it is. What was
+    // not committed here does not go along.
+    [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version) const;
+
     ~CompoundFile();  // forgets what is not committed
     CompoundFile(const CompoundFile&) = delete;
     CompoundFile& operator=(const CompoundFile&) = delete;
@@ -84,10 +88,19 @@ public:
     // where a part of it could not be read, be it meanwhile.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
-    // Does the root storage hold folders too, which this class carries along but does not show?
-    bool HasFolders() const;
+    // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them
+    // over from another one's last committed state, with all they hold, and the class ID, state bits and times of the
+    // root storage. Once, before the first commit; AccessDenied where a stream was written under a folder's name.
+    void CarryFrom(const CompoundFile& other);
+
+    // What CarryFrom would take over: the bytes of each stream inside of folders, 0 for each folder.
+    void ForEachInFolders(const std::function<void(std::uint64_t size)>& visit) const;
 
     int Version() const;
+
+    // Other readers refuse files of version 3 from 2 GB on. Is this one as long, or did something fail since the last
+    // commit because it would have been (MediumFull)?
+    bool IsOutgrown() const;
     std::uint64_t FileSize() const;  // bytes
 
     struct Statistics {

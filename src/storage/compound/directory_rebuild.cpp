@@ -3,6 +3,7 @@
 #include <bit>
 #include <unordered_map>
 
+#include "storage/compound/carried.hpp"
 #include "storage/compound/directory_editor.hpp"
 #include "storage/compound/prefetch.hpp"
 #include "storage/compound/sort_by_bits.hpp"
@@ -114,6 +115,7 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     std::array<std::byte, kEntrySize> root;
     if (committed.Empty()) {
         EntryWriter(root.data()).MakeRoot();
+        if (changes.Carried() != nullptr) EntryWriter(root.data()).SetFactsOf(changes.Carried()->root.data());
     } else {
         std::copy_n(committed.At(0).bytes(), kEntrySize, root.begin());
         WalkTree(pages, committed.TreeTop(), committed.EntryCount(), [&](EntryId id, const Entry& entry) {
@@ -154,14 +156,20 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     const auto idOf = [&members](std::uint32_t number) { return number == kNoEntry ? kNoEntry : members[number].id; };
     const auto write = [&](EntryWriter entry, std::uint32_t number) {
         const Member& member = members[number];
-        if (member.entry == nullptr)
+        const bool isFolder = member.change != nullptr && member.change->kind == Change::Kind::Folder;
+        if (isFolder)
+            entry.CopyFrom(changes.Carried()->members[static_cast<std::size_t>(member.change->size)].entry.data());
+        else if (member.entry == nullptr)
             entry.MakeStream(member.change->Name());
         else if (renumber)
             entry.CopyFrom(member.entry);
         entry.SetLeft(idOf(tree.nodes[number].left));
         entry.SetRight(idOf(tree.nodes[number].right));
         entry.SetColour(tree.nodes[number].colour);
-        if (member.change != nullptr) entry.SetContent(member.change->start, member.change->size);
+        if (isFolder)
+            entry.SetContent(0, 0);
+        else if (member.change != nullptr)
+            entry.SetContent(member.change->start, member.change->size);
     };
     if (!renumber) {
         for (std::uint32_t number = 0; number < count; ++number) write(editor.Edit(members[number].id), number);
@@ -192,6 +200,12 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     EntryWriter rootEntry = editor.Edit(0);
     rootEntry.CopyFrom(root.data());
     rootEntry.SetChild(idOf(tree.top));
+    if (changes.Carried() == nullptr) return;
+    std::vector<EntryId> folders(changes.Carried()->rootFolders);
+    for (const Member& member : members)
+        if (member.change != nullptr && member.change->kind == Change::Kind::Folder)
+            folders[static_cast<std::size_t>(member.change->size)] = member.id;
+    PlaceCarried(editor, *changes.Carried(), std::move(folders));
 }
 
 }  // namespace lumvex::compound

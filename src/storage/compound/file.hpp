@@ -60,6 +60,12 @@ public:
     // PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
     virtual void RequireName() const {}
 
+    // A new file that takes this one's place at Publish(), for whoever has this one open to write and keeps it until
+    // then. AccessDenied of a file without a path; else what RequireName() and CreateReplacing() throw.
+    [[nodiscard]] virtual std::unique_ptr<File> CreateSuccessor() const {
+        throw Failure(Status::AccessDenied, "a file without a path has no successor");
+    }
+
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
     // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there a
     // reader of one of so many generations from the first on? Generations count in a circle; count is at most 2^31.
@@ -87,9 +93,6 @@ enum class Access {
 
 // Do both paths name one existing file, however they spell it?
 [[nodiscard]] bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
-
-// The same for a file that the caller has open exclusively at this path, and still has at Publish().
-[[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, const File& openThere);
 
 // A file in memory, for tests and tools.
 [[nodiscard]] std::unique_ptr<File> MemoryFile(std::vector<std::byte> content = {});

@@ -1,9 +1,12 @@
-// Files of a POSIX system. Sharing is kept with locks of open file descriptions on bytes far beyond any file's end:
+// Files of a POSIX system. Sharing is kept with locks on bytes far beyond any file's end:
 //
 //   byte                     shared                            exclusive
 //   kWriterByte                                                whoever writes
 //   kPresenceByte            readers, and a writer beside them whoever is alone
 //   kGenerationBytes + n     readers of generation n
+//
+// Where the file system keeps no locks, readers go on without: a writer, who might change the file under them, refuses.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -16,13 +19,15 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 
 #include "storage/compound/file.hpp"
 #include "storage/compound/guard.hpp"
+#include "storage/compound/hidden_name.hpp"
+#include "storage/compound/posix_system.hpp"
 
 namespace lumvex::compound {
 
@@ -34,6 +39,8 @@ constexpr off_t kWriterByte = off_t{1} << 62;
 constexpr off_t kPresenceByte = kWriterByte + 1;
 constexpr off_t kGenerationBytes = kWriterByte + 16;
 constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
+
+constexpr int kMostAttempts = 100;  // at a path whose file others exchange at the same time
 
 Error SystemError(int code, Status otherwise, const std::string& what) {
     Status status = otherwise;
@@ -76,55 +83,47 @@ Error SystemError(int code, Status otherwise, const std::string& what) {
     return Failure(status, what, ": ", std::strerror(code));
 }
 
+// An open file; copies are the same one, and it is closed, and its locks go, with the last of them.
 class Descriptor {
 public:
     Descriptor() = default;
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    ~Descriptor() {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
+    explicit Descriptor(int fd) : file_(fd >= 0 ? std::make_shared<posix::OpenedFile>(fd) : nullptr) {}
+    int get() const { return file_->Number(); }
+    posix::OpenedFile& Locks() const { return *file_; }
+    explicit operator bool() const { return file_ != nullptr; }
 
 private:
-    int fd_ = -1;
+    std::shared_ptr<posix::OpenedFile> file_;
 };
 
-struct flock Lock(short type, off_t start, off_t length) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = start;
-    lock.l_len = length;
-    return lock;
+using Answer = posix::OpenedFile::Answer;
+using LockKind = posix::OpenedFile::Kind;
+
+// Yes, No or NotKept.
+Answer TryLock(const Descriptor& file, LockKind kind, off_t byte) {
+    const Answer answer = file.Locks().Lock(kind, byte);
+    if (answer == Answer::Failed) throw SystemError(errno, Status::ShareViolation, "the file cannot be locked");
+    return answer;
 }
 
-// False where another open file stands in the way.
-bool TryLock(int fd, short type, off_t start) {
-    struct flock lock = Lock(type, start, 1);
-    while (::fcntl(fd, F_OFD_SETLK, &lock) != 0) {
-        if (errno == EACCES || errno == EAGAIN) return false;
-        if (errno != EINTR) throw SystemError(errno, Status::ShareViolation, "the file cannot be locked");
-    }
-    return true;
+bool IsLocked(const Descriptor& file, off_t start, off_t length) {
+    const Answer answer = file.Locks().IsLockedElsewhere(start, length);
+    if (answer == Answer::Failed) throw SystemError(errno, Status::ShareViolation, "the file's locks cannot be read");
+    return answer != Answer::No;
 }
 
-bool IsLocked(int fd, off_t start, off_t length) {
-    struct flock lock = Lock(F_WRLCK, start, length);
-    while (::fcntl(fd, F_OFD_GETLK, &lock) != 0)
-        if (errno != EINTR) throw SystemError(errno, Status::ShareViolation, "the file's locks cannot be read");
-    return lock.l_type != F_UNLCK;
+Answer LockFor(const Descriptor& file, Access access) {
+    if (access != Access::ReadShared)
+        if (const Answer answer = TryLock(file, LockKind::Exclusive, kWriterByte); answer != Answer::Yes) return answer;
+    return TryLock(file, access == Access::Exclusive ? LockKind::Exclusive : LockKind::Shared, kPresenceByte);
 }
 
-void LockFor(int fd, Access access, const fs::path& path) {
-    const bool free = (access == Access::ReadShared || TryLock(fd, F_WRLCK, kWriterByte)) &&
-                      TryLock(fd, access == Access::Exclusive ? F_WRLCK : F_RDLCK, kPresenceByte);
-    if (!free) throw Failure(Status::ShareViolation, path.string(), " is open elsewhere");
+void RequireLocksFor(const Descriptor& file, Access access, const fs::path& path) {
+    const Answer answer = LockFor(file, access);
+    if (answer == Answer::No) throw Failure(Status::ShareViolation, path.string(), " is open elsewhere");
+    if (answer == Answer::NotKept && access != Access::ReadShared)
+        throw Failure(Status::LockViolation, path.string(), " can only be read: its file system keeps no locks (",
+                      std::strerror(errno), ")");
 }
 
 struct stat StatusOf(int fd, const fs::path& path) {
@@ -133,22 +132,26 @@ struct stat StatusOf(int fd, const fs::path& path) {
     return status;
 }
 
+bool IsSame(const struct stat& left, const struct stat& right) {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
 // Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
 Descriptor OpenLocked(const fs::path& path, Access access) {
     const int flags = (access == Access::ReadShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    for (;;) {
-        Descriptor fd(::open(path.c_str(), flags));
-        if (!fd) throw SystemError(errno, Status::AccessDenied, path.string());
-        const struct stat opened = StatusOf(fd.get(), path);
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        Descriptor file(::open(path.c_str(), flags));
+        if (!file) throw SystemError(errno, Status::AccessDenied, path.string());
+        const struct stat opened = StatusOf(file.get(), path);
         if (!S_ISREG(opened.st_mode)) throw Failure(Status::AccessDenied, path.string(), " is no regular file");
-        LockFor(fd.get(), access, path);
+        RequireLocksFor(file, access, path);
         struct stat named {};
-        if (::stat(path.c_str(), &named) != 0) {
-            if (errno == ENOENT) throw SystemError(errno, Status::NotFound, path.string());
-        } else if (named.st_dev == opened.st_dev && named.st_ino == opened.st_ino) {
-            return fd;
-        }
+        if (::stat(path.c_str(), &named) != 0) throw SystemError(errno, Status::ReadFault, path.string());
+        if (IsSame(named, opened)) return file;
+        // Some file systems number a file anew each time they are asked.
+        if (!IsSame(StatusOf(file.get(), path), opened)) return file;
     }
+    throw Failure(Status::ShareViolation, path.string(), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
@@ -198,7 +201,7 @@ public:
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 
     void Flush() override {
-        if (::fdatasync(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
+        if (posix::FlushContent(fd_.get()) != 0) throw SystemError(errno, Status::WriteFault, "flush");
         if (!FlushName()) throw SystemError(errno, Status::WriteFault, "flush of the folder");
     }
 
@@ -208,37 +211,31 @@ public:
         shown_ = std::min(shown_, size);
     }
 
-    // Its locks last as long as one of both descriptors.
-    Descriptor Duplicate() const {
-        Descriptor same(::fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0));
-        if (!same) throw SystemError(errno, Status::AccessDenied, "the file cannot be held");
-        return same;
-    }
-
-    void LockAsNew() { LockFor(fd_.get(), access_, finalPath_); }
+    void LockAsNew() { RequireLocksFor(fd_, access_, finalPath_); }
 
     bool Published() const override { return published_; }
     void Publish() override;
     void RequireName() const override;
+    std::unique_ptr<File> CreateSuccessor() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
-        if (!TryLock(fd_.get(), F_RDLCK, kGenerationBytes + off_t{generation}))
+        if (TryLock(fd_, LockKind::Shared, kGenerationBytes + off_t{generation}) == Answer::No)
             throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
-        if (announced_) {
-            struct flock unlock = Lock(F_UNLCK, kGenerationBytes + off_t{*announced_}, 1);
-            ::fcntl(fd_.get(), F_OFD_SETLK, &unlock);
-        }
+        if (announced_) fd_.Locks().Unlock(kGenerationBytes + off_t{*announced_});
         announced_ = generation;
     }
 
     bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
         const std::int64_t before = std::min<std::int64_t>(count, kGenerations - first);  // the circle's end
-        if (before > 0 && IsLocked(fd_.get(), kGenerationBytes + off_t{first}, before)) return true;
-        return count > before && IsLocked(fd_.get(), kGenerationBytes, count - before);
+        if (before > 0 && IsLocked(fd_, kGenerationBytes + off_t{first}, before)) return true;
+        return count > before && IsLocked(fd_, kGenerationBytes, count - before);
     }
 
 private:
+    bool TakeFreeName();
+    void TakeNameOfReplaced();
+
     // Some file systems do not flush folders: there is nothing more to do then.
     bool FlushName() noexcept {
         if (unflushedFolder_ && ::fsync(unflushedFolder_.get()) != 0 && errno != EINVAL && errno != ENOTSUP) return false;
@@ -258,6 +255,7 @@ private:
     bool published_;
     fs::path finalPath_, temporaryPath_;
     Descriptor replaced_;
+    bool replacesEmpty_ = false;  // made here, only to have the name
     Descriptor unflushedFolder_;  // in which the name was given
     std::optional<std::uint32_t> announced_;
     void* base_ = nullptr;
@@ -275,16 +273,18 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
         constexpr std::uint64_t kRoom = std::uint64_t{64} << 20;
         const std::uint64_t room = access_ == Access::ReadShared ? 0 : std::max(kRoom, size / 2);
         for (const std::uint64_t wanted : {size + room, size}) {
-            void* base = ::mmap(nullptr, wanted, PROT_READ, MAP_SHARED | MAP_NORESERVE, fd_.get(), 0);
+            const auto length = static_cast<std::size_t>(wanted);
+            if (length != wanted) continue;  // more than a program of 32 bits can map
+            void* base = ::mmap(nullptr, length, PROT_READ, MAP_SHARED, fd_.get(), 0);
             if (base == MAP_FAILED) continue;
-            GuardedRange guard(base, wanted);
+            GuardedRange guard(base, length);
             if (!guard) {
-                ::munmap(base, wanted);
+                ::munmap(base, length);
                 break;
             }
             Unmap();  // kept until there is another
             base_ = base;
-            mapped_ = wanted;
+            mapped_ = length;
             guard_ = std::move(guard);
             break;
         }
@@ -296,9 +296,7 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
 
 File::Shown PosixFile::LookAtMap() {
     if (guard_.Failed()) return Shown::Failed;
-    struct timespec now {};
-    ::clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    const std::int64_t tick = posix::Tick();
     if (std::exchange(lookedAt_, tick) == tick) return Shown::Whole;
     const std::uint64_t size = Size();
     return size < std::exchange(shown_, std::min(shown_, size)) ? Shown::Shorter : Shown::Whole;
@@ -348,7 +346,7 @@ void PosixFile::RequireName() const {
     const struct stat opened = StatusOf(fd_.get(), finalPath_);
     struct stat named {};
     if (::stat(finalPath_.c_str(), &named) == 0) {
-        if (named.st_dev != opened.st_dev || named.st_ino != opened.st_ino)
+        if (!IsSame(named, opened) && IsSame(StatusOf(fd_.get(), finalPath_), opened))
             throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
     } else if (errno == ENOENT || errno == ENOTDIR) {
         throw SystemError(errno, Status::NotFound, finalPath_.string() + " was removed or moved");
@@ -359,11 +357,67 @@ void PosixFile::RequireName() const {
 
 fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
 
-// Another name beside the path that nobody has.
-fs::path HiddenNameBeside(const fs::path& path) {
-    std::random_device random;
-    std::string name = ".~" + std::to_string(random()) + std::to_string(random());
-    return FolderOf(path) / name;
+// Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
+// is locked. Not being able to remove one is no failure.
+void RemoveLeftBehind(const fs::path& target) noexcept {
+    try {
+        const fs::path folder = FolderOf(target);
+        // The library's iterator over a folder ends the program when it lacks memory.
+        const std::unique_ptr<DIR, int (*)(DIR*)> listed(::opendir(folder.c_str()), ::closedir);
+        for (const dirent* entry = nullptr; listed && (entry = ::readdir(listed.get()));) {
+            if (!IsHiddenNameFor(target, entry->d_name)) continue;
+            const fs::path path = folder / entry->d_name;
+            const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+            if (!file) continue;
+            struct stat opened {}, named {};
+            const bool isIt = LockFor(file, Access::Exclusive) == Answer::Yes && ::fstat(file.get(), &opened) == 0 &&
+                              ::lstat(path.c_str(), &named) == 0 && S_ISREG(named.st_mode) && IsSame(named, opened);
+            if (isIt) ::unlink(path.c_str());
+        }
+    } catch (const std::exception&) {
+    }
+}
+
+// Where nothing has the name. False where somebody made a file of this name meanwhile.
+bool PosixFile::TakeFreeName() {
+    const int done = temporaryPath_.empty() ? posix::NameUnnamed(fd_.get(), finalPath_.c_str())
+                                            : posix::MoveToFreeName(temporaryPath_.c_str(), finalPath_.c_str());
+    if (done == 0) return true;
+    if (errno == EEXIST) return false;
+    if (temporaryPath_.empty() || errno != EOPNOTSUPP)
+        throw SystemError(errno, Status::WriteFault, finalPath_.string());
+    // An empty file of our own takes the name first, which is then replaced as any other. A program that is killed
+    // between the two leaves it.
+    Descriptor empty(::open(finalPath_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!empty) {
+        if (errno == EEXIST) return false;
+        throw SystemError(errno, Status::WriteFault, finalPath_.string());
+    }
+    RequireLocksFor(empty, Access::Exclusive, finalPath_);
+    replaced_ = std::move(empty);
+    replacesEmpty_ = true;
+    return false;
+}
+
+void PosixFile::TakeNameOfReplaced() {
+    struct stat named {};
+    const struct stat locked = StatusOf(replaced_.get(), finalPath_);
+    if (::stat(finalPath_.c_str(), &named) == 0 && !IsSame(named, locked) &&
+        IsSame(StatusOf(replaced_.get(), finalPath_), locked))
+        throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
+    if (temporaryPath_.empty()) {
+        fs::path beside = FolderOf(finalPath_) / HiddenNameFor(finalPath_);
+        if (posix::NameUnnamed(fd_.get(), beside.c_str()) != 0)
+            throw SystemError(errno, Status::WriteFault, finalPath_.string());
+        temporaryPath_ = std::move(beside);
+    }
+    if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) == 0) return;
+    const int reason = errno;
+    if (std::exchange(replacesEmpty_, false)) {
+        ::unlink(finalPath_.c_str());
+        replaced_ = Descriptor();
+    }
+    throw SystemError(reason, Status::WriteFault, finalPath_.string());
 }
 
 void PosixFile::Publish() {
@@ -372,27 +426,18 @@ void PosixFile::Publish() {
     const fs::path folderPath = FolderOf(finalPath_);
     Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
-    if (temporaryPath_.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
-        // The plain name first: where nothing has it yet, that is all there is to do.
-        if (!replaced_ && ::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, finalPath_.c_str(), AT_SYMLINK_FOLLOW) == 0) {
-            published_ = true;
-        } else {
-            if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-            fs::path beside = HiddenNameBeside(finalPath_);
-            if (::linkat(AT_FDCWD, self.c_str(), AT_FDCWD, beside.c_str(), AT_SYMLINK_FOLLOW) != 0)
-                throw SystemError(errno, Status::WriteFault, finalPath_.string());
-            temporaryPath_ = std::move(beside);
-        }
+    for (int attempt = 0; !replaced_ && !published_; ++attempt) {
+        if (attempt == kMostAttempts)
+            throw Failure(Status::ShareViolation, finalPath_.string(), " is replaced again and again");
+        published_ = TakeFreeName();
+        if (!published_ && !replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
     }
-    if (!published_) {
-        if (::rename(temporaryPath_.c_str(), finalPath_.c_str()) != 0)
-            throw SystemError(errno, Status::WriteFault, finalPath_.string());
-        published_ = true;
-    }
+    if (!published_) TakeNameOfReplaced();
+    published_ = true;
     replaced_ = Descriptor();
     unflushedFolder_ = std::move(folder);
     static_cast<void>(FlushName());  // the save has happened, whatever becomes of this
+    RemoveLeftBehind(finalPath_);
 }
 
 }  // namespace
@@ -403,48 +448,49 @@ std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
 
 namespace {
 
-// A link stays, its target is replaced.
-fs::path TargetOf(const fs::path& path) {
+// A link stays, and what it names is replaced or made.
+fs::path TargetOf(fs::path path) {
+    constexpr int kMostLinks = 40;
     if (path.empty() || !path.has_filename())
         throw Failure(Status::PathNotFound, "no file name in '", path.string(), "'");
-    std::error_code ignored;
-    const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
-    return ignored || resolved.empty() ? path : resolved;
+    for (int links = 0;; ++links) {
+        std::error_code none;
+        const fs::path named = fs::read_symlink(path, none);
+        if (none) return path;
+        if (links == kMostLinks) throw SystemError(ELOOP, Status::PathNotFound, path.string());
+        path = FolderOf(path) / named;
+    }
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Descriptor replaced) {
-    const mode_t mode = replaced ? StatusOf(replaced.get(), target).st_mode & 0777 : 0666;
+    const mode_t mode = replaced ? 0600 : 0666;
     fs::path temporary;
-    // An unnamed file where the file system has such and a name can be given to it later.
-    Descriptor fd;
-    if (::access("/proc/self/fd", X_OK) == 0)
-        fd = Descriptor(::open(FolderOf(target).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
-    else
-        errno = EOPNOTSUPP;
-    if (!fd && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
-        temporary = HiddenNameBeside(target);
+    Descriptor fd(posix::OpenUnnamed(FolderOf(target).c_str(), mode));
+    if (!fd && errno == EOPNOTSUPP) {
+        temporary = FolderOf(target) / HiddenNameFor(target);
         fd = Descriptor(::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     }
     if (!fd) {
         if (errno == ENOENT) throw SystemError(ENOTDIR, Status::PathNotFound, FolderOf(target).string());
         throw SystemError(errno, Status::AccessDenied, target.string());
     }
-    if (replaced) static_cast<void>(::fchmod(fd.get(), mode));  // the replaced file's permissions, whatever the mask is
+    if (replaced) posix::CopyAttributes(replaced.get(), fd.get());
     auto file = std::make_unique<PosixFile>(std::move(fd), access, target, false, temporary, std::move(replaced));
     file->LockAsNew();
     return file;
+}
+
+std::unique_ptr<File> PosixFile::CreateSuccessor() const {
+    RequireName();
+    return CreateBeside(TargetOf(finalPath_), access_, fd_);
 }
 
 }  // namespace
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
-    const fs::path target = TargetOf(path);
+    const fs::path target = TargetOf(Absolute(path));
     return CreateBeside(target, access, LockReplaced(target, access));
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
-    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const PosixFile&>(openThere).Duplicate());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {

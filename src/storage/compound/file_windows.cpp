@@ -14,13 +14,14 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <utility>
 
 #include "storage/compound/file.hpp"
 #include "storage/compound/guard.hpp"
+#include "storage/compound/hidden_name.hpp"
 
 namespace lumvex::compound {
 
@@ -32,6 +33,8 @@ constexpr std::uint64_t kWriterByte = std::uint64_t{1} << 62;
 constexpr std::uint64_t kPresenceByte = kWriterByte + 1;
 constexpr std::uint64_t kGenerationBytes = kWriterByte + 16;
 constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
+
+constexpr int kMostAttempts = 100;  // at a path whose file others exchange at the same time
 
 constexpr DWORD kDiskQuotaExceeded = 1295;
 
@@ -149,12 +152,19 @@ OVERLAPPED At(std::uint64_t offset) {
     return at;
 }
 
-// False where another open file stands in the way.
-bool TryLock(HANDLE file, DWORD flags, std::uint64_t start, std::uint64_t length) {
+enum class Answer {
+    Yes,
+    No,       // another open file stands in the way
+    NotKept,  // this file system keeps no locks
+};
+
+Answer TryLock(HANDLE file, DWORD flags, std::uint64_t start, std::uint64_t length) {
     OVERLAPPED at = At(start);
-    if (::LockFileEx(file, flags, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at)) return true;
+    if (::LockFileEx(file, flags, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at))
+        return Answer::Yes;
     const DWORD code = ::GetLastError();
-    if (code == ERROR_LOCK_VIOLATION || code == ERROR_IO_PENDING) return false;
+    if (code == ERROR_LOCK_VIOLATION || code == ERROR_IO_PENDING) return Answer::No;
+    if (code == ERROR_NOT_SUPPORTED || code == ERROR_INVALID_FUNCTION) return Answer::NotKept;
     throw SystemError(code, Status::ShareViolation, "the file cannot be locked");
 }
 
@@ -163,11 +173,18 @@ void Unlock(HANDLE file, std::uint64_t start, std::uint64_t length) noexcept {
     ::UnlockFileEx(file, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at);
 }
 
-void LockFor(HANDLE file, Access access, const fs::path& path) {
+Answer LockFor(HANDLE file, Access access) {
     constexpr DWORD kNow = LOCKFILE_FAIL_IMMEDIATELY, kAlone = kNow | LOCKFILE_EXCLUSIVE_LOCK;
-    const bool free = (access == Access::ReadShared || TryLock(file, kAlone, kWriterByte, 1)) &&
-                      TryLock(file, access == Access::Exclusive ? kAlone : kNow, kPresenceByte, 1);
-    if (!free) throw Failure(Status::ShareViolation, Shown(path), " is open elsewhere");
+    if (access != Access::ReadShared)
+        if (const Answer answer = TryLock(file, kAlone, kWriterByte, 1); answer != Answer::Yes) return answer;
+    return TryLock(file, access == Access::Exclusive ? kAlone : kNow, kPresenceByte, 1);
+}
+
+void RequireLocksFor(HANDLE file, Access access, const fs::path& path) {
+    const Answer answer = LockFor(file, access);
+    if (answer == Answer::No) throw Failure(Status::ShareViolation, Shown(path), " is open elsewhere");
+    if (answer == Answer::NotKept && access != Access::ReadShared)
+        throw Failure(Status::LockViolation, Shown(path), " can only be read: its file system keeps no locks");
 }
 
 std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
@@ -191,21 +208,27 @@ Handle OpenLocked(const fs::path& path, Access access) {
     if (path.empty()) throw Failure(Status::NotFound, "no file has an empty name");
     const std::wstring systemPath = SystemPath(path);
     const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
-    for (;;) {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         Handle file = Create(systemPath, rights, OPEN_EXISTING);
         if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, Shown(path));
         if (::GetFileType(file.get()) != FILE_TYPE_DISK)
             throw Failure(Status::AccessDenied, Shown(path), " is no regular file");
-        LockFor(file.get(), access, path);
+        RequireLocksFor(file.get(), access, path);
         const auto opened = InformationOf(file);
         if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, Shown(path));
         const Handle named = OpenToAsk(systemPath);
-        if (!named) {
-            if (::GetLastError() == ERROR_FILE_NOT_FOUND) throw Failure(Status::NotFound, Shown(path), " is gone");
-        } else if (IsSame(opened, InformationOf(named))) {
-            return file;
+        if (!named) {  // gone, or for a moment on its way there
+            const DWORD code = ::GetLastError();
+            if (code == ERROR_FILE_NOT_FOUND || attempt + 1 == kMostAttempts)
+                throw SystemError(code, Status::ReadFault, Shown(path));
+            ::Sleep(1);
+            continue;
         }
+        if (IsSame(opened, InformationOf(named))) return file;
+        // Some file systems number a file anew each time they are asked.
+        if (!IsSame(opened, InformationOf(file))) return file;
     }
+    throw Failure(Status::ShareViolation, Shown(path), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
@@ -222,8 +245,30 @@ fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.p
 
 // Another name beside the path that nobody has.
 std::wstring HiddenNameBeside(const fs::path& path) {
-    std::random_device random;
-    return SystemPath(FolderOf(path) / (L".~" + std::to_wstring(random()) + std::to_wstring(random())));
+    return SystemPath(FolderOf(path) / fs::path(HiddenNameFor(path)));
+}
+
+// Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
+// is locked. Not being able to remove one is no failure.
+void RemoveLeftBehind(const fs::path& target) noexcept {
+    try {
+        // The library's iterator over a folder ends the program when it lacks memory.
+        WIN32_FIND_DATAW found;
+        const HANDLE search = ::FindFirstFileW(SystemPath(FolderOf(target) / L"*").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return;
+        const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> listed(search, ::FindClose);
+        do {
+            const fs::path name(found.cFileName);
+            if (!IsHiddenNameFor(target, Shown(name))) continue;
+            const Handle file = Create(SystemPath(FolderOf(target) / name), GENERIC_READ | GENERIC_WRITE | DELETE,
+                                       OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+            if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
+            FILE_DISPOSITION_INFO disposition{};
+            disposition.DeleteFile = TRUE;
+            ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
+        } while (::FindNextFileW(search, &found));
+    } catch (const std::exception&) {
+    }
 }
 
 // Who may use the replaced file may use the new one. Where the file system keeps no such list there is nothing to do.
@@ -300,17 +345,18 @@ public:
                               Shown(finalPath_));
         }
         if (replaced_) CopyPermissions(target, file_.get());
-        LockFor(file_.get(), access_, finalPath_);
+        RequireLocksFor(file_.get(), access_, finalPath_);
     }
 
     bool Published() const override { return published_; }
     void Publish() override;
     void RequireName() const override;
+    std::unique_ptr<File> CreateSuccessor() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
         // Waits for a writer that is just looking for readers; nobody holds these bytes any longer than that.
-        if (!TryLock(file_.get(), 0, kGenerationBytes + generation, 1))
+        if (TryLock(file_.get(), 0, kGenerationBytes + generation, 1) == Answer::No)
             throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
         if (announced_) Unlock(file_.get(), kGenerationBytes + *announced_, 1);
         announced_ = generation;
@@ -333,7 +379,8 @@ private:
     bool HasReaders(std::int64_t first, std::int64_t count) const {
         const std::uint64_t start = kGenerationBytes + static_cast<std::uint64_t>(first);
         const auto length = static_cast<std::uint64_t>(count);
-        if (!TryLock(file_.get(), LOCKFILE_FAIL_IMMEDIATELY | LOCKFILE_EXCLUSIVE_LOCK, start, length)) return true;
+        if (TryLock(file_.get(), LOCKFILE_FAIL_IMMEDIATELY | LOCKFILE_EXCLUSIVE_LOCK, start, length) != Answer::Yes)
+            return true;
         Unlock(file_.get(), start, length);
         return false;
     }
@@ -492,7 +539,9 @@ void WindowsFile::Publish() {
         published_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
         if (!published_) {
             const DWORD code = ::GetLastError();
-            const std::wstring aside = HiddenNameBeside(finalPath_);
+            // Not a name that the next save would take for what a killed one left behind: until the new file has its
+            // name this is the document.
+            const std::wstring aside = HiddenNameBeside(finalPath_) + L"-old";
             if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
                 throw SystemError(code, Status::WriteFault, Shown(finalPath_));
             published_ = name.Give(file_.get(), FileRenameInfo, 0);
@@ -506,6 +555,7 @@ void WindowsFile::Publish() {
     }
     replaced_.Close();
     ::FlushFileBuffers(file_.get());  // the new name too; where this fails, the next Flush() says so
+    RemoveLeftBehind(finalPath_);
 }
 
 // Where the path cannot be looked at, nothing says that it leads elsewhere.
@@ -542,6 +592,11 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle
     return file;
 }
 
+std::unique_ptr<File> WindowsFile::CreateSuccessor() const {
+    RequireName();
+    return CreateBeside(TargetOf(finalPath_), access_, Duplicate());
+}
+
 }  // namespace
 
 std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
@@ -552,10 +607,6 @@ std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
     if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
     const fs::path target = TargetOf(path);
     return CreateBeside(target, access, LockReplaced(target, access));
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, const File& openThere) {
-    return CreateBeside(TargetOf(path), Access::Exclusive, dynamic_cast<const WindowsFile&>(openThere).Duplicate());
 }
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {

@@ -36,6 +36,9 @@ constexpr std::size_t kMaxNameLength = 31;  // UTF-16 code units
 // Programs lock bytes of this range, so the sector over it never holds data.
 constexpr std::uint64_t kRangeLockOffset = 0x7FFFFF00;
 
+// Files of version 3 end before it, at the last whole sector below 2 GB: other readers refuse longer ones.
+constexpr std::uint64_t kLargestVersion3File = kRangeLockOffset & ~std::uint64_t{511};
+
 template <class Number>
 [[nodiscard]] inline Number Swapped(Number number) {
     if constexpr (std::endian::native == std::endian::big) {
@@ -136,6 +139,8 @@ public:
     void CopyFrom(const std::byte* entry) { std::memcpy(at_, entry, kEntrySize); }
     void MakeStream(std::u16string_view name);
     void MakeRoot();
+    void SetFactsOf(const std::byte* entry) { std::memcpy(at_ + 80, entry + 80, 36); }  // class ID, state bits, times
+    void SetType(EntryType type) { at_[66] = static_cast<std::byte>(type); }
     void SetColour(Colour colour) { at_[67] = static_cast<std::byte>(colour); }
     void SetLeft(EntryId id) { Store32(at_ + 68, id); }
     void SetRight(EntryId id) { Store32(at_ + 72, id); }

@@ -14,7 +14,8 @@ std::size_t WordsFor(std::uint64_t sectors) { return static_cast<std::size_t>((s
 
 }  // namespace
 
-FreeMap::FreeMap(std::uint32_t end, SectorId reserved) : words_(WordsFor(end)), end_(end), reserved_(reserved) {}
+FreeMap::FreeMap(std::uint32_t end, SectorId reserved, std::uint32_t limit)
+    : words_(WordsFor(end)), end_(end), reserved_(reserved), limit_(limit) {}
 
 void FreeMap::Mark(SectorId first, std::uint32_t count, bool free) {
     for (std::uint32_t done = 0; done < count;) {
@@ -75,7 +76,10 @@ SectorId FreeMap::TakeAtEnd(std::uint32_t count) {
         first = reserved_ + 1;
         newEnd = std::uint64_t{first} + count;
     }
-    if (newEnd > kMaxSector) throw Failure(Status::MediumFull, "more than ", kMaxSector, " sectors");
+    if (newEnd > std::max(limit_, end_)) {
+        refused_ = true;
+        throw Failure(Status::MediumFull, "more than ", limit_, " sectors");
+    }
     const std::uint32_t oldEnd = end_;
     words_.resize(WordsFor(newEnd));
     end_ = static_cast<std::uint32_t>(newEnd);

@@ -11,11 +11,13 @@ namespace lumvex::compound {
 
 class FreeMap {
 public:
-    // end: sectors there are, all in use. Never hands out `reserved`.
-    explicit FreeMap(std::uint32_t end = 0, SectorId reserved = kFreeSector);
+    // end: sectors there are, all in use. Never hands out `reserved`, and none from `limit` on.
+    explicit FreeMap(std::uint32_t end = 0, SectorId reserved = kFreeSector, std::uint32_t limit = kMaxSector);
 
     std::uint32_t End() const { return end_; }
     std::uint32_t FreeCount() const { return free_; }
+    bool Refused() const { return refused_; }  // has anybody asked for sectors beyond the limit?
+    void ForgetRefusal() noexcept { refused_ = false; }
     bool IsFree(SectorId sector) const { return (words_[sector / 64] >> (sector % 64) & 1) != 0; }
 
     // Adjacent sectors: the first gap that is long enough, else at the end, which grows. Throws MediumFull.
@@ -50,6 +52,8 @@ private:
     std::uint32_t free_ = 0;
     SectorId lowest_ = 0;  // no sector below is free
     SectorId reserved_;
+    std::uint32_t limit_;
+    bool refused_ = false;
 };
 
 }  // namespace lumvex::compound

@@ -8,9 +8,9 @@
 namespace lumvex::compound {
 
 std::byte* PageMemory::Take(std::size_t size) {
-    constexpr std::size_t kLargestSlab = std::size_t{1} << 20;
+    constexpr std::size_t kLargest = std::size_t{1} << 20;
     if (slabSize_ - used_ < size) {
-        const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargestSlab));
+        const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
         slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
         slabSize_ = slabSize;
         used_ = 0;

@@ -10,7 +10,7 @@ FreeMap& SmallStreams::Free() {
     if (!free_ && known_) free_ = known_;
     if (!free_) {
         const std::uint32_t pages = committed_.MiniFatSectors().Sectors().Length(committed_.Fat());
-        free_ = ScanFree(committed_.MiniFatSectors(), pages, committed_.MiniFat().Limit(), kFreeSector);
+        free_ = ScanFree(committed_.MiniFatSectors(), pages, committed_.MiniFat().Limit(), kFreeSector, kMaxSector);
     }
     return *free_;
 }

@@ -80,11 +80,11 @@ void RequireStructuresInUse(Committed& committed, const FreeMap& sectors) {
 
 }  // namespace
 
-FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved) {
+FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved, std::uint32_t limit) {
     const std::uint32_t perPage = static_cast<std::uint32_t>(table.PageSize() / 4);
     const std::uint64_t covered = std::min<std::uint64_t>(std::uint64_t{pages} * perPage, kMaxSector);
     const auto total = static_cast<std::uint32_t>(std::max<std::uint64_t>(count, covered));
-    FreeMap map(total, reserved);
+    FreeMap map(total, reserved, limit);
     const auto give = [&map, reserved](SectorId first, std::uint32_t length) {
         if (first <= reserved && reserved - first < length) {
             map.Give(first, reserved - first);
@@ -122,7 +122,9 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
     if (committed.FatSectors().FindLocation(pages))
         throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> volume.SectorShift()) - 1);
-    sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved);
+    const std::uint32_t limit =
+        volume.Head().Version() == 3 ? static_cast<std::uint32_t>(volume.SectorsFor(kLargestVersion3File)) - 1 : kMaxSector;
+    sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved, limit);
     RequireNothingMissing(committed, sectors_, reserved);
     RequireStructuresInUse(committed, sectors_);
     if (alone_) return;
@@ -185,6 +187,7 @@ void Space::ConfirmHold() noexcept {
     prepared_.clear();
     resting_.clear();
     uncertain_ = false;
+    sectors_.ForgetRefusal();
 }
 
 void Space::NoteWritten(std::uint32_t generation, const std::vector<Run>& runs) noexcept {

@@ -8,8 +8,10 @@
 
 namespace lumvex::compound {
 
-// The free sectors of a table (FAT or mini FAT) that describes `count` of them; pages: how many the table has.
-[[nodiscard]] FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved);
+// The free sectors of a table (FAT or mini FAT) that describes `count` of them; pages: how many the table has. reserved
+// and limit as in FreeMap.
+[[nodiscard]] FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved,
+                               std::uint32_t limit);
 
 class Space {
 public:

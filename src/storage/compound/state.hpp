@@ -21,6 +21,7 @@ struct CompoundFile::State {
         pending = std::make_shared<PendingChanges>();
     }
 
+    void RequireFits(std::uint64_t size);  // MediumFull for a longer stream than this version can have
     void RequireWritable() const {
         if (access == Access::ReadShared) throw Failure(Status::AccessDenied, "the file is open for reading only");
     }
@@ -46,6 +47,7 @@ struct CompoundFile::State {
 
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
+    void Carry(const std::shared_ptr<Committed>& from);
     void CommitAll();
     void Revert() noexcept;
 
@@ -57,6 +59,8 @@ struct CompoundFile::State {
     std::optional<Space> space;       // from the first write on
     std::optional<FreeMap> freeMini;  // of the committed state, once it was needed
     std::uint32_t lastGeneration;     // that was written, be it in vain
+
+    bool hadTooLong = false;  // a stream for this version, since the last commit
 
     std::uint32_t gatheredEnd = 0;  // the file's end when last no stream was found to be moved to the front
     std::vector<Change*> moved;     // to the front by the commit under way
@@ -71,6 +75,7 @@ private:
     void MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
+    void WriteNew(Change& change, std::span<const Piece> content);
     LargeContent& MakeLarge(Change& change);
     void WriteSmall(Change& change, std::span<const Piece> content);
     void WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content);

@@ -17,6 +17,7 @@ enum class Status : std::uint32_t {
     WriteFault = 0x8003001D,
     ReadFault = 0x8003001E,
     ShareViolation = 0x80030020,
+    LockViolation = 0x80030021,  // to be written, but its file system keeps no locks
     NotACompoundFile = 0x80030050,
     MediumFull = 0x80030070,
     InvalidHeader = 0x800300FB,

@@ -80,7 +80,7 @@ void Volume::Measure() {
     const std::uint64_t size = view_.Size(), whole = size >> shift_;
     sectorCount_ = whole == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(whole - 1, kMaxSector + 1ull));
     lastSector_.clear();
-    const std::size_t rest = size & (SectorSize() - 1);
+    const auto rest = static_cast<std::size_t>(size & (SectorSize() - 1));
     if (whole == 0 || rest == 0 || sectorCount_ > kMaxSector) return;
     std::vector<std::byte> last(SectorSize());
     view_.Read(size - rest, std::span(last).first(rest));
@@ -89,7 +89,7 @@ void Volume::Measure() {
 }
 
 std::size_t Volume::LastSectorLacks() const {
-    return lastSector_.empty() ? 0 : SectorSize() - (view_.Size() & (SectorSize() - 1));
+    return lastSector_.empty() ? 0 : SectorSize() - static_cast<std::size_t>(view_.Size() & (SectorSize() - 1));
 }
 
 const std::byte* Volume::Sector(SectorId sector) {

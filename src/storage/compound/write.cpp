@@ -80,13 +80,18 @@ void CompoundFile::State::DropContent(Change& change) noexcept {
     change.size = 0;
 }
 
+void CompoundFile::State::RequireFits(std::uint64_t size) {
+    if (volume.Head().Version() != 3 || size <= kLargestVersion3Stream) return;
+    hadTooLong = true;
+    throw Failure(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
+}
+
 void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
     RequireWritable();
     RequireValidName(name);
     Change written;
     for (const Piece& piece : content) written.size += piece.size();
-    if (volume.Head().Version() == 3 && written.size > kLargestVersion3Stream)
-        throw Failure(Status::MediumFull, "a stream of ", written.size, " bytes in a version 3 file");
+    RequireFits(written.size);
 
     const FoldedName folded(name);
     Change* change = pending->Find(folded);
@@ -95,6 +100,8 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
         existing = change->existing;
     else if (const auto found = committed->Find(folded))
         existing = *found;
+    if (change != nullptr && change->kind == Change::Kind::Folder)
+        throw Failure(Status::AccessDenied, "a folder has the name of a stream");
     const bool large = !committed->IsMini(written.size);
     std::optional<StreamBody> old;
     std::optional<std::vector<Run>> differing;
@@ -142,6 +149,17 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     change->small = written.small;
     change->large = std::move(written.large);
     change->size = written.size;
+}
+
+// Content that takes no other's place.
+void CompoundFile::State::WriteNew(Change& change, std::span<const Piece> content) {
+    change.size = 0;
+    for (const Piece& piece : content) change.size += piece.size();
+    RequireFits(change.size);
+    if (committed->IsMini(change.size))
+        WriteSmall(change, content);
+    else
+        WriteWhole(change, nullptr, content);
 }
 
 void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> content) {
@@ -228,7 +246,7 @@ void CompoundFile::State::Remove(std::u16string_view name) {
     RequireWritable();
     const FoldedName folded(name);
     Change* change = name.size() > kMaxNameLength ? nullptr : pending->Find(folded);
-    if (change != nullptr && change->kind != Change::Kind::Removed) {
+    if (change != nullptr && change->IsStream()) {
         DropContent(*change);
         if (change->existing == kNoEntry) pending->Erase(*change);
         return;
@@ -241,7 +259,7 @@ void CompoundFile::State::Remove(std::u16string_view name) {
 }
 
 void CompoundFile::State::Revert() noexcept {
-    pending->ForEach([this](Change& change) {
+    pending->ForEachContent([this](Change& change) {
         if (change.large) space->Discard(change.large->fresh);
     });
     if (nextPending) pending = std::move(nextPending);
