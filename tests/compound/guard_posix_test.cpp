@@ -5,6 +5,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "elsewhere.hpp"
 #include "sharing.hpp"
 #include "storage/compound/guard.hpp"
@@ -81,6 +83,38 @@ TEST_F(Sharing, AMappedPageThatCouldNotBeReadIsReportedWhateverTheFilesSize) {
     fs::resize_file(path_, size);
     EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
     EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
+}
+
+// After a fault the file is read page by page, and nothing of what was found by the fault is kept.
+TEST_F(Sharing, WhatCanBeReadAgainIsReadAfterAFault) {
+    for (const int version : {3, 4})
+        for (const char* fault : {"read", "find", "list"}) {
+            SCOPED_TRACE(std::to_string(version) + fault);
+            {
+                const auto made = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
+                PutAll(*made, content_);
+                made->Commit();
+            }
+            const auto file = Open(Access::ReadShared);
+            const Stream stream = file->Get(u"a");
+            Bytes bytes(fs::file_size(path_)), found(stream.Size());
+            OpenFile(path_, Access::ReadShared)->Read(0, bytes);
+            CutTo(path_, 0);
+            EXPECT_EQ(StatusOf([&] {
+                          if (fault == std::string_view("read"))
+                              stream.Read(0, found);
+                          else if (fault == std::string_view("find"))
+                              file->Contains(u"missing");
+                          else
+                              file->ForEachStream([](std::u16string_view, std::uint64_t) {});
+                      }),
+                      Status::ReadFault);
+            std::fstream(path_, std::ios::in | std::ios::out | std::ios::binary)
+                .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+            stream.Read(0, found);
+            EXPECT_TRUE(found == content_[u"a"]);
+            EXPECT_TRUE(GetAll(*file) == content_);
+        }
 }
 
 TEST(Guard, PassesOnWhatIsNotItsOwn) {
