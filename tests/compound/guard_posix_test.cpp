@@ -5,6 +5,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <fstream>
+
 #include "elsewhere.hpp"
 #include "sharing.hpp"
 #include "storage/compound/guard.hpp"
@@ -29,7 +31,8 @@ void CutTo(const fs::path& path, std::uint64_t size) {
 TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
     Content small, large{{u"large", Pattern(300000, 1)}, {u"larger", Pattern(900000, 2)}};
     for (unsigned i = 0; i < 400; ++i) small[Name(i)] = Pattern(7 * i, i);
-    for (const Content& content : {content_, small, large})
+    const Content tiny{{u"tiny", Pattern(300, 1)}};  // all of the file in one page
+    for (const Content& content : {content_, small, large, tiny})
         for (const int version : {3, 4})
             for (const Access access : {Access::ReadShared, Access::Exclusive})
                 for (const bool readBefore : {false, true})
@@ -65,6 +68,53 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                                   Status::NotCurrent);
                         EXPECT_EQ(fs::file_size(path_), left);
                     }
+}
+
+// As on a bad disk: the file has its size, but a page could not be read.
+TEST_F(Sharing, AMappedPageThatCouldNotBeReadIsReportedWhateverTheFilesSize) {
+    const std::uint64_t size = fs::file_size(path_);
+    const auto file = OpenFile(path_, Access::ReadShared);
+    const auto mapped = file->Map();
+    ASSERT_TRUE(mapped);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Whole);
+    fs::resize_file(path_, 0);
+    const std::byte gone = static_cast<const volatile std::byte*>(mapped->data())[size - 1];
+    EXPECT_EQ(gone, std::byte{0});
+    fs::resize_file(path_, size);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
+}
+
+// After a fault the file is read page by page, and nothing of what was found by the fault is kept.
+TEST_F(Sharing, WhatCanBeReadAgainIsReadAfterAFault) {
+    for (const int version : {3, 4})
+        for (const char* fault : {"read", "find", "list"}) {
+            SCOPED_TRACE(std::to_string(version) + fault);
+            {
+                const auto made = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
+                PutAll(*made, content_);
+                made->Commit();
+            }
+            const auto file = Open(Access::ReadShared);
+            const Stream stream = file->Get(u"a");
+            Bytes bytes(fs::file_size(path_)), found(stream.Size());
+            OpenFile(path_, Access::ReadShared)->Read(0, bytes);
+            CutTo(path_, 0);
+            EXPECT_EQ(StatusOf([&] {
+                          if (fault == std::string_view("read"))
+                              stream.Read(0, found);
+                          else if (fault == std::string_view("find"))
+                              file->Contains(u"missing");
+                          else
+                              file->ForEachStream([](std::u16string_view, std::uint64_t) {});
+                      }),
+                      Status::ReadFault);
+            std::fstream(path_, std::ios::in | std::ios::out | std::ios::binary)
+                .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+            stream.Read(0, found);
+            EXPECT_TRUE(found == content_[u"a"]);
+            EXPECT_TRUE(GetAll(*file) == content_);
+        }
 }
 
 TEST(Guard, PassesOnWhatIsNotItsOwn) {

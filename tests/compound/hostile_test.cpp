@@ -161,6 +161,18 @@ TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
               GetParam() == 3 ? Status{} : Status::Corrupt);
 }
 
+// Where the file is read page by page nothing stands behind its end that could be taken for a sector.
+TEST_P(Hostile, SectorsBehindTheEndAreNone) {
+    Sample sample(GetParam());
+    const auto count = static_cast<SectorId>(sample.image.size() / (sample.Sector(1) - sample.Sector(0)) - 1);
+    for (const SectorId sector : {count, count + 1}) {
+        sample.Set(76, sector);
+        FaultyDisk disk(sample.image);
+        disk.DenyMapping();
+        EXPECT_EQ(StatusOf([&] { Get(*CompoundFile::Open(disk.Open(), Access::ReadShared), u"larger"); }), Status::Corrupt);
+    }
+}
+
 TEST_P(Hostile, ADamagedStreamIsReplacedOrRemoved) {
     const auto startOf = [](Sample& s, std::u16string_view name) { return s.Number(s.Entry(name) + 116); };
     struct Damage {

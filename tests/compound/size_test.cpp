@@ -156,7 +156,15 @@ TEST(Size, FilesOfGigabytesAreWrittenReadAndChanged) {
             ADD_FAILURE() << problem.where << ": " << problem.what;
         // The sector over the bytes that are locked is nobody's.
         Bytes locked(256);
-        if (version == 4) OpenFile(path, Access::ReadShared)->Read(kRangeLockOffset, locked);
+        if (version == 4) {
+            auto opened = OpenFile(path, Access::ReadShared);
+            opened->Read(kRangeLockOffset, locked);
+            Header::Bytes header;
+            opened->Read(0, header);
+            Volume volume(std::move(opened), Header::Parse(header));
+            volume.Map();
+            EXPECT_EQ(Committed(volume).Fat().Next((kRangeLockOffset >> 12) - 1), kEndOfChain);
+        }
         EXPECT_EQ(locked, Bytes(256));
     }
     fs::remove(path);
