@@ -44,6 +44,7 @@ public:
     // Kept by the directory; eventWaits by the event queue.
     bool stored = false;          // the open file holds the object's stream
     bool listed = false;          // the open file's directory lists the object
+    bool assumed = false;         // it is taken for listed, as a stored record refers to it; the next save looks
     bool joins = false;           // the directory of the next save gains it
     bool changed = false;         // waits for the next save
     LONG storedLocks = 0;         // the counter as the open file has it

@@ -47,7 +47,7 @@ HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
 // but for what it kept by itself. `source` names the class that reports errors.
 template <class Work>
 HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
-    try {
+    return Translated(source, [&] {  // entering may fail too
         const Call call;
         return Translated(source, [&] {
             Operation operation(call.Thread());
@@ -55,9 +55,7 @@ HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
             if (SUCCEEDED(status)) operation.Keep();
             return status;
         });
-    } catch (...) {
-        return TranslateException(source);  // the thread's context or the lock could not be had
-    }
+    });
 }
 
 }  // namespace lumvex::inside

@@ -67,17 +67,23 @@ std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
 
 Ref<Entry> Directory::Known(const Reference& reference, const ClassInfo& classInfo) {
     if (Entry* known = FindKnown(reference.id)) return Ref<Entry>(known);
-    const bool listed = table_.Find(reference.id).has_value();
     Ref<Entry> entry = Make(reference.id, &classInfo);
     entry->tag = reference.tag;
-    entry->stored = true;
-    entry->listed = listed;
+    entry->stored = entry->listed = entry->assumed = true;
     return entry;
 }
 
-void Directory::List(Entry& entry) noexcept {
-    if (entry.listed || std::exchange(entry.joins, true)) return;
-    added_.emplace_back(&entry);
+void Directory::List(Entry& entry) {
+    if (entry.assumed) {
+        entry.listed = table_.Find(entry.id).has_value();
+        entry.assumed = false;
+        if (entry.object) --assumedCount_;
+    }
+    if (!entry.listed) Join(entry);
+}
+
+void Directory::Join(Entry& entry) noexcept {
+    if (!std::exchange(entry.joins, true)) added_.emplace_back(&entry);
 }
 
 // Makes room in the lists that every entry may have to join without fail.
@@ -95,7 +101,7 @@ Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
 Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
     const Ref<Entry> entry = Make(id, &classInfo);
     entry->parent = Ref<Entry>(parent);
-    List(*entry);
+    Join(*entry);
     return *entry;
 }
 
@@ -151,7 +157,7 @@ void Directory::Clear() noexcept {
     locks_.Close();
     Wait(false);
     newest_ = nullptr;
-    loadedCount_ = 0;
+    loadedCount_ = assumedCount_ = 0;
     // Nothing refers to the directory any more. In the order of use objects mostly go as they lie in memory.
     for (Entry* next = std::exchange(oldest_, nullptr); next;) {
         Entry& entry = *std::exchange(next, next->newer);
@@ -172,6 +178,7 @@ void Directory::Swap(Directory& other) noexcept {
     std::swap(newest_, other.newest_);
     std::swap(oldest_, other.oldest_);
     std::swap(loadedCount_, other.loadedCount_);
+    std::swap(assumedCount_, other.assumedCount_);
     std::swap(nextOrder_, other.nextOrder_);
     for (Directory* directory : {this, &other}) {
         for (std::size_t at = 0; at < directory->entries_.Count(); ++at)
@@ -203,6 +210,7 @@ void Directory::Link(Entry& entry) noexcept {
     (newest_ ? newest_->newer : oldest_) = &entry;
     newest_ = &entry;
     ++loadedCount_;
+    if (entry.assumed) ++assumedCount_;
 }
 
 void Directory::Unlink(Entry& entry) noexcept {
@@ -210,6 +218,7 @@ void Directory::Unlink(Entry& entry) noexcept {
     (entry.newer ? entry.newer->older : newest_) = entry.older;
     entry.newer = entry.older = nullptr;
     --loadedCount_;
+    if (entry.assumed) --assumedCount_;
 }
 
 void Directory::Touch(Entry& entry) noexcept {
@@ -298,6 +307,23 @@ std::vector<Ref<Entry>> Directory::ChangedEntries() const {
     std::vector<Ref<Entry>> changed;
     std::ranges::copy_if(changed_, std::back_inserter(changed), IsEntered);
     return changed;
+}
+
+// What was loaded last is looked at first: behind it is what an earlier save has looked at.
+void Directory::ListWhatWasAssumed() {
+    std::vector<GUID> ids;
+    ids.reserve(assumedCount_);
+    for (Entry* entry = newest_; entry && ids.size() < assumedCount_; entry = entry->older)
+        if (entry->assumed) ids.push_back(entry->id);
+    std::ranges::sort(ids, GuidLess());
+    const std::vector<bool> listed = table_.Contains(ids);
+    for (std::size_t at = 0; at < ids.size(); ++at) {
+        Entry& entry = *FindKnown(ids[at]);
+        entry.assumed = false;
+        entry.listed = listed[at];
+        if (!entry.listed) Join(entry);
+    }
+    assumedCount_ = 0;
 }
 
 bool Directory::TableChanged() const { return !removedEntries_.empty() || std::ranges::any_of(added_, IsEntered); }
@@ -418,7 +444,7 @@ void Directory::CloseFile() noexcept {
             entry->document = nullptr;
             continue;
         }
-        entry->stored = entry->listed = false;
+        entry->stored = entry->listed = entry->assumed = false;
         entry->joins = true;
         entry->storedLocks = 0;
         entry->changed = entry->object != nullptr;
@@ -426,6 +452,7 @@ void Directory::CloseFile() noexcept {
         added_.push_back(entry);
         ++at;
     }
+    assumedCount_ = 0;
     std::ranges::sort(changed_, {}, [](const Ref<Entry>& entry) { return entry->order; });
     removedEntries_.clear();
     removedStreams_.clear();

@@ -29,10 +29,11 @@ public:
     // ---- finding and entering ----
     Entry* FindKnown(const GUID& id) const;  // without a look into the file; valid until the next object is loaded
     Ref<Entry> Find(const GUID& id);
-    // The entry of an object that a stored record refers to.
+    // The entry of an object that a stored record refers to. That the file's table lists it is assumed for now: to look
+    // it up for each object that is loaded would make loading half as fast.
     Ref<Entry> Known(const Reference& reference, const ClassInfo& classInfo);
     Entry& Add(const GUID& id, const ClassInfo& classInfo, Entry* parent);
-    void List(Entry& entry) noexcept;  // in the table of the next save, if the file's table lacks it
+    void List(Entry& entry);  // in the table of the next save, if the file's table lacks it
     // Takes objects out, with what has to be ready before. The first may throw std::bad_alloc and has then done nothing;
     // for objects entered since the last save it cannot fail.
     void PrepareToErase(std::span<const Ref<Entry>> entries);
@@ -58,6 +59,8 @@ public:
     LONG upperBound = std::numeric_limits<LONG>::max();
 
     // ---- what the next save has to write ----
+    // Lists the loaded objects that the file has but its table does not. Before everything below.
+    void ListWhatWasAssumed();
     void MarkChanged(Entry& entry) noexcept;  // of a loaded object
     std::vector<Ref<Entry>> ChangedEntries() const;  // in the order in which they changed
     std::vector<Ref<Entry>> LoadedEntries() const;   // in the order in which they were made
@@ -95,6 +98,7 @@ private:
     void Drain(std::size_t lower) noexcept;
     void Wait(bool waits) noexcept;
     SortedRecords::Changes LockChanges() const;
+    void Join(Entry& entry) noexcept;  // the table of the next save
     void Link(Entry& entry) noexcept;  // as the most recently used
     void Unlink(Entry& entry) noexcept;
 
@@ -111,7 +115,7 @@ private:
 
     Entry* newest_ = nullptr;
     Entry* oldest_ = nullptr;
-    std::size_t loadedCount_ = 0;
+    std::size_t loadedCount_ = 0, assumedCount_ = 0;  // of the loaded objects
     bool waits_ = false;     // more are loaded than should be, and none of them may go now
     bool draining_ = false;  // objects are being released
     bool again_ = false;     // what was released has let go of others

@@ -119,7 +119,6 @@ void RootDocument::TakePlace(Entry& entry, const Ref<Object>& object, Arrival ho
         static_cast<RootDocument*>(root)->directory_.Unload(loaded.OwnEntry());
     });
     directory_.Loaded(entry, object);
-    directory_.List(entry);
     if (how == Arrival::Made) MarkChanged(*object);
     object->Arrived(how);
     arrival.Keep();

@@ -72,6 +72,7 @@ void RootDocument::SaveInPlace(const Objects& objects) {
         WriteRoot(file);
         WriteObjects(file, objects);
         for (const GUID& id : directory_.RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(file, false);
     });
     transaction.Commit();
@@ -98,6 +99,7 @@ void RootDocument::SaveInto(std::unique_ptr<compound::CompoundFile> created, con
         WriteRoot(*created);
         if (file_->IsOpen()) CopyStreams(*created, objects);
         WriteObjects(*created, objects);
+        directory_.ListWhatWasAssumed();
         tables = WriteTables(*created, true);
         created->Commit();  // nothing can fail from here on
     });

@@ -62,6 +62,25 @@ std::optional<SortedRecords::Record> SortedRecords::Find(const GUID& id) const {
     return At(index);
 }
 
+std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
+    std::vector<bool> found(ids.size());
+    constexpr std::size_t kLooks = 16;  // that one search takes; as many records are read in the time of one look
+    if (ids.size() * kLooks * kLooks < count_) {
+        for (std::size_t at = 0; at < ids.size(); ++at) found[at] = Find(ids[at]).has_value();
+        return found;
+    }
+    std::vector<std::byte> stored(count_ * recordSize_);
+    if (count_ != 0 && !ids.empty()) source_->Read(kCountSize, stored);
+    std::size_t record = 0;
+    for (std::size_t at = 0; at < ids.size(); ++at) {
+        int order = -1;
+        for (; record < count_; ++record)
+            if ((order = std::memcmp(stored.data() + record * recordSize_, &ids[at], sizeof(GUID))) >= 0) break;
+        found[at] = record < count_ && order == 0;
+    }
+    return found;
+}
+
 std::vector<std::byte> SortedRecords::Merged(const Changes& changes) const {
     std::vector<const std::byte*> put;
     for (std::size_t at = 0; at < changes.put.size(); at += recordSize_) put.push_back(changes.put.data() + at);

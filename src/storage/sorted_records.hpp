@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "core/guid_order.hpp"
@@ -33,6 +34,8 @@ public:
     Record At(std::size_t index) const;
     GUID IdAt(std::size_t index) const;
     std::optional<Record> Find(const GUID& id) const;
+    // Of each ID whether there is a record of it. The IDs ascend; for many of them the table is read as a whole.
+    std::vector<bool> Contains(std::span<const GUID> ids) const;
 
     // The whole table with the changes applied, as it is stored.
     std::vector<std::byte> Merged(const Changes& changes) const;

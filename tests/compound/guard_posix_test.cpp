@@ -29,7 +29,8 @@ void CutTo(const fs::path& path, std::uint64_t size) {
 TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
     Content small, large{{u"large", Pattern(300000, 1)}, {u"larger", Pattern(900000, 2)}};
     for (unsigned i = 0; i < 400; ++i) small[Name(i)] = Pattern(7 * i, i);
-    for (const Content& content : {content_, small, large})
+    const Content tiny{{u"tiny", Pattern(300, 1)}};  // all of the file in one page
+    for (const Content& content : {content_, small, large, tiny})
         for (const int version : {3, 4})
             for (const Access access : {Access::ReadShared, Access::Exclusive})
                 for (const bool readBefore : {false, true})
@@ -49,10 +50,10 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                         CutTo(path_, left);
                         int faults = 0;
                         for (int round = 0; round < 2; ++round)
-                            for (const auto& [name, bytes] : content) {
+                            for (const auto& each : content) {
                                 Bytes found;
-                                const Status status = StatusOf([&] { found = Get(*file, name); });
-                                EXPECT_TRUE(status == Status{} ? found == bytes : status == Status::ReadFault)
+                                const Status status = StatusOf([&] { found = Get(*file, each.first); });
+                                EXPECT_TRUE(status == Status{} ? found == each.second : status == Status::ReadFault)
                                     << static_cast<std::uint32_t>(status);
                                 faults += status == Status::ReadFault ? 1 : 0;
                             }
@@ -65,6 +66,21 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                                   Status::NotCurrent);
                         EXPECT_EQ(fs::file_size(path_), left);
                     }
+}
+
+// As on a bad disk: the file has its size, but a page could not be read.
+TEST_F(Sharing, AMappedPageThatCouldNotBeReadIsReportedWhateverTheFilesSize) {
+    const std::uint64_t size = fs::file_size(path_);
+    const auto file = OpenFile(path_, Access::ReadShared);
+    const auto mapped = file->Map();
+    ASSERT_TRUE(mapped);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Whole);
+    fs::resize_file(path_, 0);
+    const std::byte gone = static_cast<const volatile std::byte*>(mapped->data())[size - 1];
+    EXPECT_EQ(gone, std::byte{0});
+    fs::resize_file(path_, size);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
+    EXPECT_EQ(file->LookAtMap(), File::Shown::Failed);
 }
 
 TEST(Guard, PassesOnWhatIsNotItsOwn) {

@@ -57,6 +57,7 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
             const auto file = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
             Put(*file, Name(0), Pattern(100, 1)), file->Commit();
             const Bytes newer = Later(disk.Content(), commits);
+            const Stream found = file->Get(Name(9));
             if (step == 0)
                 Overwrite(disk, newer);
             else
@@ -68,6 +69,8 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
             // Nothing is read out of the mixture, and nothing further written.
             EXPECT_EQ(StatusOf([&] { file->ReadAll([](std::u16string_view, std::span<const std::byte>) {}); }),
                       Status::NotCurrent);
+            Bytes bytes(found.Size());
+            EXPECT_EQ(StatusOf([&] { found.Read(0, bytes); }), Status::NotCurrent);
             file->Revert();
             EXPECT_EQ(StatusOf([&] { save(*file); }), Status::NotCurrent);
             EXPECT_TRUE(disk.Content() == left);
@@ -109,7 +112,9 @@ TEST_F(Sharing, AFileThatIsGoneFromItsPathIsNotSaved) {
             for (int round = 0; round < 2; ++round) {
                 Put(*file, u"b", Pattern(300, 6));
                 Put(*file, u"c", Pattern(80000, 7));
+                const std::uint64_t written = file->Counters().bytesWritten;
                 EXPECT_EQ(StatusOf([&] { file->Commit(); }), expected);
+                EXPECT_EQ(file->Counters().bytesWritten, written);
             }
             // All of it can be saved elsewhere.
             const Content content{{u"a", Pattern(30000, 5)}, {u"b", Pattern(300, 6)}, {u"c", Pattern(80000, 7)}};

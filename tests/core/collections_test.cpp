@@ -3,12 +3,6 @@
 namespace lumvex::tests {
 namespace {
 
-std::vector<std::u16string> NamesOf(const Data& data) {
-    std::vector<std::u16string> names;
-    for (const Datum& datum : data) names.push_back(datum.Name());
-    return names;
-}
-
 class Collections : public ::testing::Test {
 protected:
     void Fill(std::initializer_list<std::u16string_view> names) {
@@ -25,22 +19,6 @@ protected:
     Project project = Project::Create();
     Data data = project.Data();
 };
-
-TEST_F(Collections, PositionsCountFromOneInTheOrderOfAdding) {
-    Fill({u"c", u"a", u"a", u"b"});
-    EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"c", u"a", u"a", u"b"})) << "duplicates are welcome";
-    for (const LONG index : std::initializer_list<LONG>{0, 5, -1, 0x7FFFFFFF, static_cast<LONG>(0x80000000)}) {
-        Ref<IDatum> item;
-        EXPECT_TRUE(FailsBare(E_INVALIDARG, data.Get()->get_Item(index, item.Out()))) << index;
-        EXPECT_TRUE(FailsWith(4011, data.Get()->Remove(index))) << index;
-    }
-    EXPECT_EQ(data.Item(2).Pointer(), data.Item(2).Pointer()) << "one object, however often it is asked for";
-    data.Remove(2);
-    EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"c", u"a", u"b"}));
-    data.Remove(3);
-    data.Remove(1);
-    EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"a"}));
-}
 
 TEST_F(Collections, NamesAreFoundWholeAndInAnyCase) {
     IDispatch* found = nullptr;
@@ -102,38 +80,6 @@ TEST_F(Collections, IDsAreFoundHereAndBelow) {
     EXPECT_FALSE(data.FindID(data.ID())) << "a collection is not below itself";
     EXPECT_FALSE(data.FindID(project.ID()));
     EXPECT_FALSE(data.Item(1).FindID(id)) << "a neighbour is not below";
-}
-
-TEST_F(Collections, AReferencedMemberStays) {
-    Fill({u"A", u"B", u"C"});
-    for (const LONG locks : {1, 2, -1}) {
-        data.Item(2).Locks(locks);
-        EXPECT_TRUE(FailsWith(4008, data.Get()->Remove(2)));
-    }
-    data.Item(2).Locks(2);
-    const Datum first = data.Item(1), last = data.Item(3);
-    EXPECT_TRUE(FailsWith(4018, data.Get()->RemoveAll()));
-    EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"B"})) << "now at position 1";
-    EXPECT_EQ(first.Name(), u"A");
-    Ref<IData> parent;
-    EXPECT_TRUE(FailsWith(4009, first.Get()->get_Parent(parent.Out())));
-    EXPECT_TRUE(FailsWith(4009, last.Get()->get_Parent(parent.Out())));
-    EXPECT_EQ(data.Item(1).Parent().Pointer(), data.Pointer());
-    Fill({u"D", u"E"});
-    EXPECT_TRUE(FailsWith(4018, data.Get()->RemoveAll()));
-    EXPECT_EQ(NamesOf(data), (std::vector<std::u16string>{u"B"}));
-
-    data.Item(1).Locks(0);
-    data.RemoveAll();
-    EXPECT_EQ(data.Count(), 0);
-    EXPECT_EQ(data.Get()->RemoveAll(), S_OK) << "of an empty collection";
-}
-
-TEST_F(Collections, TheSameCollectionEveryTime) {
-    EXPECT_EQ(project.Data().Pointer(), data.Pointer());
-    const std::u16string id = data.ID();
-    data = Data();
-    EXPECT_EQ(project.Data().ID(), id);
 }
 
 }  // namespace

@@ -70,30 +70,6 @@ TEST_F(Enumerators, ShowTheListAsItWasWithoutWhatIsGone) {
     EXPECT_EQ(Next(all.get(), 1, S_FALSE), u"");
 }
 
-TEST_F(Enumerators, RemovingWhileEnumeratingReachesEveryMember) {
-    int seen = 0;
-    for (const Object& object : data.Enumerate()) {
-        EXPECT_EQ(object.As<Datum>().Parent().Pointer(), data.Pointer());
-        data.Remove(1);
-        ++seen;
-    }
-    EXPECT_EQ(seen, 5);
-    EXPECT_EQ(data.Count(), 0);
-}
-
-TEST_F(Enumerators, DescendantsAreEverythingBelowOnce) {
-    std::vector<IDispatch*> below;
-    for (const Object& object : project.NewDescendantsEnum()) below.push_back(object.Pointer());
-    for (LONG at = 1; at <= 5; ++at) EXPECT_EQ(std::count(below.begin(), below.end(), data.Item(at).Pointer()), 1);
-    std::size_t members = 0;
-    for (const Object& object : data.NewDescendantsEnum()) members += object.As<Datum>() ? 1 : 0;
-    EXPECT_EQ(members, 5u);
-    for ([[maybe_unused]] const Object& object : data.Item(1).NewDescendantsEnum())
-        FAIL() << "a datum has nothing below";
-    for ([[maybe_unused]] const Object& object : data.Item(1).NewDependentLinksEnum()) FAIL() << "nothing links to it";
-    for ([[maybe_unused]] const Object& object : Project::Create().NewDescendantsEnum()) FAIL() << "a new one is empty";
-}
-
 TEST_F(Enumerators, KeepTheirCollectionAlive) {
     const std::size_t before = inside::LiveObjects();
     Ref<IEnumVARIANT> all;

@@ -1,36 +1,19 @@
 // Change events as a client sees them: what is told, in which order, and what a sink may do.
-#include <gtest/gtest.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "lumvex/events.hpp"
+#include "kit/listener.hpp"
 
+namespace lumvex::tests {
 namespace {
-
-using namespace lumvex;
-
-// "item Woofer 1" for ItemChanged of an item of that name with type 1; collections by their title.
-std::string Told(const Change& change) {
-    if (change.kind == Change::Kind::Root) return "root";
-    const bool isItem = change.kind == Change::Kind::Item;
-    const std::u16string name =
-        isItem ? change.object.As<Collectable>().Name() : change.object.As<Collection>().Name();
-    return (isItem ? "item " : "collection ") + ToUtf8(name) + " " + std::to_string(change.type);
-}
 
 class Events : public testing::Test {
 protected:
     Project project = Project::Create();
     Data data = project.Data();
-    std::vector<std::string> told;
-    Subscription subscription{project, [this](const Change& change) { told.push_back(Told(change)); }};
+    Listener listener{project};
 
-    std::vector<std::string> Taken() { return std::exchange(told, {}); }
+    Strings Taken() { return listener.Taken(); }
 };
-
-using Strings = std::vector<std::string>;
 
 TEST_F(Events, EachKindOfChangeIsToldOncePerObject) {
     Datum datum = data.Add(u"A");
@@ -112,7 +95,7 @@ TEST_F(Events, SinksMayLeaveThrowAndFail) {
     data.Add(u"A");
     EXPECT_EQ(calls, 1) << "a sink that left within its first call is not called again";
     EXPECT_EQ(Taken(), (Strings{"item A 1", "collection Data 1"})) << "the others hear everything";
-    subscription.End();
+    listener.End();
     data.Add(u"B");
     EXPECT_EQ(Taken(), Strings{});
 }
@@ -188,3 +171,4 @@ TEST(EventThreads, ChangesAreToldOnTheThreadThatMadeThem) {
 }
 
 }  // namespace
+}  // namespace lumvex::tests

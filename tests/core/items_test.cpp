@@ -3,42 +3,6 @@
 namespace lumvex::tests {
 namespace {
 
-bool IsModified(const Project& project) { return project.Modified().boolVal == VARIANT_TRUE; }
-
-TEST(Items, ANewOneIsDatedNamedAndKnowsItsWayUp) {
-    Project project = Project::Create();
-    const Data data = project.Data();
-    const DATE before = LocalTimeNow();
-    const Datum datum = data.Add(u"Woofer near");
-    EXPECT_GE(datum.Timestamp(), before);
-    EXPECT_LE(datum.Timestamp(), LocalTimeNow());
-    EXPECT_EQ(datum.Name(), u"Woofer near");
-    EXPECT_EQ(datum.DisplayName(), u"Woofer near");
-    EXPECT_EQ(datum.FQName(), u"PROJECT/Data/Woofer near");
-    EXPECT_EQ(data.Name(), u"Data");
-    EXPECT_EQ(data.DisplayName(), u"Data");
-
-    EXPECT_EQ(datum.Parent().Pointer(), data.Pointer());
-    EXPECT_EQ(datum.ParentBase().As<Data>().Pointer(), data.Pointer());
-    EXPECT_EQ(datum.Root().Pointer(), project.Pointer());
-    EXPECT_EQ(datum.RootBase().As<Project>().Pointer(), project.Pointer());
-    EXPECT_EQ(data.Parent().Pointer(), project.Pointer());
-    EXPECT_EQ(data.RootBase().As<Project>().Pointer(), project.Pointer());
-
-    const std::u16string id = datum.ID();
-    EXPECT_EQ(id.size(), 38u);
-    EXPECT_EQ(ToText(ParseGuid(id).value()), id) << "upper case, with braces";
-    EXPECT_NE(id, data.ID());
-    EXPECT_EQ(datum.InterfaceID(), u"{5281BFCB-CB56-4B5D-A88E-D0B028D7B626}");
-    EXPECT_EQ(data.InterfaceID(), u"{ECEBD314-9392-4912-89C3-9C3E37B835E8}");
-    EXPECT_EQ(project.InterfaceID(), u"{436EEFBE-A93F-411A-AE2B-5F41D14E2804}");
-    EXPECT_EQ(datum.IsLink(), 0);
-    EXPECT_EQ(datum.DataSupport(), 0);
-    Variant target = Variant::FromLong(3);
-    EXPECT_EQ(datum.Get()->get_LinkDispatch(target.Out()), S_FALSE);
-    EXPECT_EQ(target.vt, VT_EMPTY);
-}
-
 TEST(Items, PutsTakeAnyValueAndMarkTheDocument) {
     Project project = Project::Create();
     Datum datum = project.Data().Add(u"A");
@@ -139,16 +103,6 @@ Datum AddOrphanToBe(const Project& project) {
     datum.SampleRate(96000);
     datum.Data(Floats({1, 2, 3}));
     return datum;
-}
-
-TEST(Orphans, ARemovedItemKeepsWhatItIsAndTakesNothingNew) {
-    Project project = Project::Create();
-    Datum removed = AddOrphanToBe(project);
-    const std::u16string id = removed.ID();
-    project.Data().Remove(1);
-    ExpectOrphan(removed, id);
-    EXPECT_FALSE(project.FindID(id));
-    EXPECT_EQ(project.Data().Count(), 0);
 }
 
 TEST(Orphans, ReleasingTheRootOrphansWhatIsHeldBelow) {

@@ -103,7 +103,8 @@ std::vector<ClassTable> Make() {
             if (row.name != "Add") continue;
             table.canAdd = true;
             for (const tables::Parameter& each : row.parameters)
-                table.add.push_back({each.type, pointedAt(each.type), each.type == "IConfig*", !each.defaultValue.empty()});
+                table.add.push_back(
+                    {each.type, pointedAt(each.type), each.type == "IConfig*", !each.defaultValue.empty()});
         }
         if (table.kind == Kind::Root) table.root = &table;
         table.ofLibrary = table.root && table.root->name == "CSpecifications";
@@ -115,7 +116,8 @@ std::vector<ClassTable> Make() {
     for (ClassTable& table : all) {
         const auto& rows = interfaces.at(table.interfaceName)->members;
         for (const tables::Member& row : rows) {
-            if (row.kind != tables::Kind::Get || row.name == "Item" || row.name == "Root" || row.name == "Parent") continue;
+            if (row.kind != tables::Kind::Get || row.name == "Item" || row.name == "Root" || row.name == "Parent")
+                continue;
             const bool put = std::ranges::any_of(rows, [&](const tables::Member& other) {
                 return other.kind == tables::Kind::Put && other.name == row.name;
             });
@@ -129,8 +131,7 @@ std::vector<ClassTable> Make() {
                 table.children.push_back({id, row.name, target});
             } else if (target && row.parameters.empty() && (put || givenWhenAdded)) {
                 const bool isLink = id == LX_DISPLINK;
-                table.references.push_back({id, row.name, target, put, isLink,
-                                            target->ofLibrary && !table.ofLibrary,
+                table.references.push_back({id, row.name, target, put, isLink, target->ofLibrary && !table.ofLibrary,
                                             !isLink && !(table.interfaceName == "ISpkrEQConfig")});
                 table.isLink = table.isLink || isLink;
             } else if ((put || id == member::kConfigID) && !target && !row.type.ends_with('*') &&

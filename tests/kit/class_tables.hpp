@@ -18,9 +18,9 @@ enum class Kind { Root, Collection, Item };
 struct Property {
     DISPID id;
     std::string_view name, type;
-    bool put;          // otherwise it is set by other means
-    bool transient;    // for the session, not in the file
-    int dimensions;    // of its indices: 0, 1, 2
+    bool put;        // otherwise it is set by other means
+    bool transient;  // for the session, not in the file
+    int dimensions;  // of its indices: 0, 1, 2
     LONG counts[2] = {1, 1};
     std::size_t firstPlace = 0;
 
@@ -52,11 +52,11 @@ struct AddParameter {
 };
 
 struct ClassTable {
-    std::string name;         // "CDatum"
+    std::string name;  // "CDatum"
     std::string interfaceName;
     Kind kind;
     GUID interfaceId, classId;
-    bool ofLibrary = false;   // else of a project
+    bool ofLibrary = false;  // else of a project
     bool isLink = false;
     const ClassTable* member = nullptr;  // collections
     const ClassTable* root = nullptr;
@@ -84,13 +84,13 @@ inline const ClassTable& LibraryTable() { return TableOf("CSpecifications"); }
 namespace member {
 inline constexpr DISPID kName = 0x00, kTimestamp = 0x25, kID = 0x2a, kLocks = 0x45, kFindID = 0x21, kCanCopy = 0x52,
                         kCopyNoChildren = 0x53, kCopyWithParents = 0x54, kCopy = 0x55, kCopyContents = 0x63,
-                        kParentBase = 0x37, kRootBase = 0x2e, kDisplayName = 0x38, kFQName = 0x40,
-                        kLinkDispatch = 0x3f, kDescendants = 0x2b, kDependents = 0x46, kNewEnum = -4, kCount = 0x1e,
-                        kRemove = 0x1f, kFindName = 0x20, kFindNameExact = 0x3e, kNameExists = 0x50, kRemoveAll = 0x22,
-                        kItem = 0x23, kAdd = 0x24, kParent = 0x28, kRoot = 0x29, kOpenFile = 0x2f, kSaveFile = 0x30,
+                        kParentBase = 0x37, kRootBase = 0x2e, kDisplayName = 0x38, kFQName = 0x40, kLinkDispatch = 0x3f,
+                        kDescendants = 0x2b, kDependents = 0x46, kNewEnum = -4, kCount = 0x1e, kRemove = 0x1f,
+                        kFindName = 0x20, kFindNameExact = 0x3e, kNameExists = 0x50, kRemoveAll = 0x22, kItem = 0x23,
+                        kAdd = 0x24, kParent = 0x28, kRoot = 0x29, kOpenFile = 0x2f, kSaveFile = 0x30,
                         kCloseFile = 0x3d, kSaveFileAs = 0x31, kAccessMode = 0x3c, kSafeArrayType = 0x32,
-                        kModified = 0x2c, kSetCacheBounds = 0x33, kLoad = 0x51, kSpecifications = 0x04,
-                        kConfigs = 0x07, kLibraryConfigs = 0x02, kConfigID = 0x56;
+                        kModified = 0x2c, kSetCacheBounds = 0x33, kLoad = 0x51, kSpecifications = 0x04, kConfigs = 0x07,
+                        kLibraryConfigs = 0x02, kConfigID = 0x56;
 }  // namespace member
 
 }  // namespace lumvex::tests

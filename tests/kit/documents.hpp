@@ -1,23 +1,11 @@
-// A document's content as text, and a change of every kind that a save writes.
+// A document with one of everything: made, changed in every way that a save writes, and its content as text.
 #pragma once
 
-#include <string>
-
-#include "kit/published.hpp"
+#include "kit/everything.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
-
-// Everything a client sees of a project.
-inline std::string Seen(const Project& project) {
-    std::string seen = ToUtf8(project.ID()) + " " + std::to_string(project.Units());
-    for (const Datum& datum : project.Data()) {
-        seen += "\n" + ToUtf8(datum.Name()) + " " + std::to_string(datum.SampleRate()) + " " +
-                std::to_string(datum.Locks());
-        for (const double value : ContentOf(datum.Data()).values) seen += " " + std::to_string(value);
-    }
-    return seen;
-}
 
 inline Project Opened(const std::filesystem::path& path, LXAccessMode mode = LX_EXCLUSIVE_READWRITE) {
     Project project = Project::Create();
@@ -26,25 +14,14 @@ inline Project Opened(const std::filesystem::path& path, LXAccessMode mode = LX_
     return project;
 }
 
+// Everything a client sees of a project but IDs and dates, which are new with each new object.
+std::string Seen(const Project& project);
 inline std::string Seen(const std::filesystem::path& path) { return Seen(Opened(path, LX_SHARE_READ)); }
 
-// A document of `members` with an array of 40 numbers each.
-inline void MakeDocument(const std::filesystem::path& path, int members) {
-    Project project = Project::Create();
-    for (int member = 0; member < members; ++member)
-        project.Data().Add(FromUtf8(std::to_string(member))).Data(Floats(std::vector<float>(40, 1.0f)));
-    project.SaveFileAs(PathText(path));
-}
+// One of everything, of data so many, each with an array of 40 numbers.
+void MakeDocument(const std::filesystem::path& path, int members);
 
-// Small and large content, a counter, an object that goes and three that come, a setting.
-inline void ChangeEverything(Project& project, LONG round) {
-    Data data = project.Data();
-    data.Item(2).SampleRate(round);
-    data.Item(3).Data(Floats(std::vector<float>(2000, static_cast<float>(round))));
-    data.Item(4).Locks(round);
-    data.Remove(1);
-    for (int member = 0; member < 3; ++member) data.Add(u"new in round " + FromUtf8(std::to_string(round)));
-    project.Units(static_cast<LXUnits>(round));
-}
+// New values in an object of each class; small and large content, a counter, objects that go and that come, a setting.
+void ChangeEverything(Project& project, LONG round);
 
 }  // namespace lumvex::tests

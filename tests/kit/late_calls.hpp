@@ -3,6 +3,8 @@
 
 #include <initializer_list>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "lumvex/interfaces.hpp"
 #include "lumvex/values.hpp"
@@ -21,12 +23,12 @@ inline Answer CallLate(IDispatch* object, DISPID member, WORD kind, std::span<co
     VARIANT reversed[8];
     for (std::size_t at = 0; at < arguments.size(); ++at) reversed[arguments.size() - 1 - at] = arguments[at];
     DISPID value = DISPID_PROPERTYPUT;
-    const bool put = kind == DISPATCH_PROPERTYPUT;
+    const bool put = (kind & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
     DISPPARAMS parameters{reversed, put ? &value : nullptr, static_cast<UINT>(arguments.size()), put ? 1u : 0u};
     EXCEPINFO exception{};
     Answer answer;
-    answer.status = object->Invoke(member, IID_NULL, 0, kind, &parameters, put ? nullptr : &answer.value, &exception,
-                                   nullptr);
+    answer.status =
+        object->Invoke(member, IID_NULL, 0, kind, &parameters, put ? nullptr : &answer.value, &exception, nullptr);
     if (answer.status == DISP_E_EXCEPTION) {
         answer.status = exception.scode;
         SysFreeString(exception.bstrSource);
@@ -34,6 +36,16 @@ inline Answer CallLate(IDispatch* object, DISPID member, WORD kind, std::span<co
         SysFreeString(exception.bstrHelpFile);
     }
     return answer;
+}
+
+// By name, as a script makes it.
+inline Answer CallByName(IDispatch* object, std::u16string name, WORD kind,
+                         const std::vector<Variant>& arguments = {}) {
+    LPOLESTR text = reinterpret_cast<LPOLESTR>(name.data());
+    DISPID id = DISPID_UNKNOWN;
+    const HRESULT status = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);
+    if (FAILED(status)) return {status, {}};
+    return CallLate(object, id, kind, std::vector<VARIANT>(arguments.begin(), arguments.end()));
 }
 
 inline VARIANT LongArgument(LONG value) {

@@ -17,7 +17,9 @@ std::string StatusText(HRESULT status) {
 
 namespace {
 
-std::size_t ElementSize(VARTYPE type) { return type == VT_UI1 ? 1 : type == VT_R8 ? 8 : type == VT_VARIANT ? sizeof(VARIANT) : 4; }
+std::size_t ElementSize(VARTYPE type) {
+    return type == VT_UI1 ? 1 : type == VT_R8 ? 8 : type == VT_VARIANT ? sizeof(VARIANT) : 4;
+}
 
 }  // namespace
 
@@ -61,9 +63,12 @@ Value ValueOf(const VARIANT& variant) {
     } else {
         for (std::size_t at = 0; at < count; ++at) {
             float element = 0;
-            if (type == VT_R8) element = static_cast<float>(static_cast<const double*>(data)[at]);
-            else if (type == VT_VARIANT) element = static_cast<const VARIANT*>(data)[at].fltVal;
-            else throw Wrong("an array of type " + std::to_string(type));
+            if (type == VT_R8)
+                element = static_cast<float>(static_cast<const double*>(data)[at]);
+            else if (type == VT_VARIANT)
+                element = static_cast<const VARIANT*>(data)[at].fltVal;
+            else
+                throw Wrong("an array of type " + std::to_string(type));
             std::memcpy(content->bytes.data() + at * 4, &element, 4);
         }
     }
@@ -133,6 +138,10 @@ void SetDefaults(const ClassTable& table, const Node& sample) { Defaults()[&tabl
 
 std::size_t Node::Place() const {
     return static_cast<std::size_t>(std::ranges::find(owner->below, this) - owner->below.begin());
+}
+
+bool LockedBelow(const Node& node) {
+    return std::ranges::any_of(node.below, [](const Node* each) { return each->locks != 0 || LockedBelow(*each); });
 }
 
 Node* Node::Child(std::string_view wanted) const {
@@ -253,7 +262,8 @@ Value WithoutBounds(const Value& value) {
 // Whole reading of a base member.
 Value Base(const Node& node, IDispatch* object, DISPID id) {
     const Answer answer = GetLate(object, id);
-    if (answer.status != S_OK) throw Wrong(PathOf(node) + ": base member " + std::to_string(id) + " answers " + StatusText(answer.status));
+    if (answer.status != S_OK)
+        throw Wrong(PathOf(node) + ": base member " + std::to_string(id) + " answers " + StatusText(answer.status));
     return ValueOf(answer.value);
 }
 
@@ -261,7 +271,8 @@ void CompareReference(Node& node, std::size_t at, IDispatch* object, const Readi
     const ReferenceTable& row = node.table->references[at];
     Target& expected = node.references[at];
     const Answer answer = GetLate(object, row.id);
-    if (FAILED(answer.status)) throw Wrong(PathOf(node) + ": " + std::string(row.name) + " fails with " + StatusText(answer.status));
+    if (FAILED(answer.status))
+        throw Wrong(PathOf(node) + ": " + std::string(row.name) + " fails with " + StatusText(answer.status));
     const std::u16string found = answer.Object() ? IdOf(answer.Object()) : std::u16string();
     if (row.toLibrary) {
         if (found == expected.libraryId) return;

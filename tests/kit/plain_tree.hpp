@@ -74,9 +74,9 @@ struct Node {
     double timestamp = 0;
     bool timestampKnown = true;
     LONG locks = 0;
-    std::vector<Value> values;      // by place
-    std::vector<Target> references; // by the class's references
-    std::vector<Node*> below;       // members, or the child collections in the order of the class's table
+    std::vector<Value> values;       // by place
+    std::vector<Target> references;  // by the class's references
+    std::vector<Node*> below;        // members, or the child collections in the order of the class's table
 
     bool IsItem() const { return table->kind == Kind::Item; }
     bool IsCollection() const { return table->kind == Kind::Collection; }
@@ -85,7 +85,9 @@ struct Node {
     Value& At(std::string_view property, LONG place = 0) {
         return values[table->Find(property)->firstPlace + static_cast<std::size_t>(place)];
     }
-    const Value& At(std::string_view property, LONG place = 0) const { return const_cast<Node*>(this)->At(property, place); }
+    const Value& At(std::string_view property, LONG place = 0) const {
+        return const_cast<Node*>(this)->At(property, place);
+    }
 };
 
 // Owns its nodes, removed ones too.
@@ -133,15 +135,19 @@ void ForEach(Node& node, Visit visit) {
 
 // How an object is compared with its plain copy.
 struct Reading {
-    bool live = true;              // the document that is being changed: IDs not known yet are learned
+    bool live = true;  // the document that is being changed: IDs not known yet are learned
     const std::set<std::u16string>* library = nullptr;  // the IDs that references into it find, when that is known
-    bool bounds = true;            // are arrays answered with their bounds
+    bool bounds = true;                                 // are arrays answered with their bounds
 };
 
 void Compare(Node& node, IDispatch* object, const Reading& reading);
 // The document as it is, without knowing what it should be.
 std::unique_ptr<Tree> ReadTree(const ClassTable& rootClass, IDispatch* root);
 
+// Is anything below it locked against removal?
+bool LockedBelow(const Node& node);
+
+std::string StatusText(HRESULT status);
 std::u16string IdOf(IDispatch* object);
 std::string PathOf(const Node& node);
 Value GetPlace(IDispatch* object, const Property& property, LONG place);

@@ -52,6 +52,10 @@ inline ::testing::AssertionResult FailsWith(int message, HRESULT status, std::u1
     return ::testing::AssertionSuccess();
 }
 
+inline constexpr HRESULT kOrphaned = Status(0x80040FA9);
+
+inline bool IsModified(const Root& root) { return root.Modified().boolVal == VARIANT_TRUE; }
+
 inline constexpr std::u16string_view kProject = u"Lumvex-Dev.Project.1";
 
 // The call failed with a bare status.

@@ -23,13 +23,12 @@ protected:
 
 TEST_F(LibraryReferences, AreFoundThroughTheProjectsLibrary) {
     full.experiment.ModelConfig(full.catalogue.sub);
-    EXPECT_TRUE(IsSameObject(Variant::FromDispatch(full.speaker.Model().Pointer()), full.catalogue.alpha));
+    EXPECT_EQ(full.speaker.Model().Pointer(), full.catalogue.alpha.Pointer());
     const Project opened = Reopened();
     EXPECT_EQ(Again(opened, full.speaker).Model().ID(), full.catalogue.alpha.ID());
     EXPECT_EQ(Again(opened, full.config).ModelConfig().ID(), full.catalogue.biAmp.ID());
     EXPECT_EQ(Again(opened, full.experiment).ModelConfig().ID(), full.catalogue.sub.ID());
-    EXPECT_TRUE(IsSameObject(Variant::FromDispatch(Again(opened, full.config).ModelConfig().Root().Pointer()),
-                             opened.Specifications()));
+    EXPECT_EQ(Again(opened, full.config).ModelConfig().Root().Pointer(), opened.Specifications().Pointer());
     Experiment experiment = Again(opened, full.experiment);
     experiment.ModelConfig({});
     EXPECT_FALSE(experiment.ModelConfig());
@@ -228,17 +227,13 @@ TEST_F(LibraryReferences, SpeakersAreFoundByNameAndModel) {
     // By name alone: the shared member, which late-bound callers reach by its number.
     Variant found;
     EXPECT_EQ(static_cast<::_Collection*>(speakers.Get())->FindName(Bstr(u"MAIN").get(), found.Out()), S_OK);
-    EXPECT_TRUE(IsSameObject(found, full.speaker));
-    const std::vector<Variant> arguments{Variant::FromText(u"Main"), Variant::FromDispatch(beta.Pointer())};
-    EXPECT_EQ(Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, arguments, found), S_OK);
-    EXPECT_TRUE(IsSameObject(found, second));
-    EXPECT_EQ(Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, {Variant::FromText(u"Main")}, found), S_OK);
-    EXPECT_TRUE(IsSameObject(found, full.speaker));
-    EXPECT_EQ(Late(speakers.Pointer(), 0x20, DISPATCH_METHOD, {Variant::FromText(u"Nobody")}, found), S_FALSE);
-    EXPECT_EQ(found.vt, VT_EMPTY);
-    EXPECT_EQ(
-        Late(speakers.Pointer(), 0x01, DISPATCH_METHOD, {Variant::FromText(u"x"), Variant::FromText(u"y")}, found),
-        DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(found.pdispVal, full.speaker.Pointer());
+    const Bstr main(u"Main"), nobody(u"Nobody");
+    const auto find = [&](DISPID id, std::initializer_list<VARIANT> arguments) { return DoLate(speakers.Pointer(), id, arguments); };
+    EXPECT_EQ(find(0x01, {TextArgument(main.get()), ObjectArgument(beta.Pointer())}).Object(), second.Pointer());
+    EXPECT_EQ(find(0x01, {TextArgument(main.get())}).Object(), full.speaker.Pointer());
+    EXPECT_EQ(find(0x20, {TextArgument(nobody.get())}).status, S_FALSE);
+    EXPECT_EQ(find(0x01, {TextArgument(main.get()), TextArgument(main.get())}).status, DISP_E_TYPEMISMATCH);
     EXPECT_TRUE(FailsBare(E_POINTER, speakers.Get()->FindName(nullptr, beta.Get(), found.Out())));
 
     const Project opened = Reopened();

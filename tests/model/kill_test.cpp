@@ -245,6 +245,14 @@ TEST_F(Saves, ThatFailAtAnyOperationLeaveTheOldDocumentOrTheNewOne) {
                     EXPECT_EQ(saved, found == after);
                 }
                 if (each != Fault::Killed && !struck) ExpectFlushesInTheirPlaces(kind);
+                if (saved && struck && kind.givesName && !calls.ends_with('d') && each != Fault::Short) {
+                    project.Units(LX_UNITS_IMPERIAL);
+                    calls.clear();
+                    project.SaveFile();  // flushes the folder, which could not be before
+                    EXPECT_NE(calls.find('d'), std::string::npos) << calls;
+                    project.Units(LX_UNITS_METRIC);
+                    project.SaveFile();
+                }
                 if (!found.empty()) {
                     if (operations == 3) ExpectReadableElsewhere(path);
                     ExpectSound(path);

@@ -69,16 +69,26 @@ int main(int count, char** arguments) {
     for (int at = 1; at < count; ++at) {
         const std::string option = arguments[at];
         const auto number = [&] { return at + 1 < count ? std::strtoull(arguments[++at], nullptr, 10) : 0; };
-        if (option == "--seed") options.seed = number();
-        else if (option == "--seeds") seeds = number();
-        else if (option == "--steps") options.steps = number();
-        else if (option == "--objects") options.objects = number();
-        else if (option == "--handlers") options.handlers = true;
-        else if (option == "--failing-allocations") options.failingAllocations = true;
-        else if (option == "--no-cache-bounds") options.cacheBounds = false;
-        else if (option == "--compare-every") options.compareEvery = number();
-        else if (option == "--trace") options.trace = true;
-        else if (option == "--without" && at + 1 < count) options.without.insert(arguments[++at]);
+        if (option == "--seed")
+            options.seed = number();
+        else if (option == "--seeds")
+            seeds = number();
+        else if (option == "--steps")
+            options.steps = number();
+        else if (option == "--objects")
+            options.objects = number();
+        else if (option == "--handlers")
+            options.handlers = true;
+        else if (option == "--failing-allocations")
+            options.failingAllocations = true;
+        else if (option == "--no-cache-bounds")
+            options.cacheBounds = false;
+        else if (option == "--compare-every")
+            options.compareEvery = number();
+        else if (option == "--trace")
+            options.trace = true;
+        else if (option == "--without" && at + 1 < count)
+            options.without.insert(arguments[++at]);
         else {
             std::fprintf(stderr, "unknown option %s\n", option.c_str());
             return 2;

@@ -5,22 +5,25 @@
 #include <functional>
 #include <optional>
 
-#include "kit/random.hpp"
 #include "kit/plain_tree.hpp"
+#include "kit/random.hpp"
 
 namespace lumvex::tests {
 
 struct Options {
     std::uint64_t seed = 1;
     std::uint64_t steps = 20000;
-    bool handlers = false;            // that call back into the model
+    bool handlers = false;  // that call back into the model
     bool failingAllocations = false;
     bool cacheBounds = true;
-    std::uint64_t compareEvery = 0;   // steps; 0: when it comes up
-    std::size_t objects = 250;        // about as many items in one document; some have a tenth, some five times as many
-    std::set<std::string> without;    // operations left out
+    std::uint64_t compareEvery = 0;  // steps; 0: when it comes up
+    std::size_t objects = 250;       // about as many items in one document; some have a tenth, some five times as many
+    std::set<std::string> without;   // operations left out
     bool trace = false;
 };
+
+inline constexpr auto kSharingViolation = static_cast<HRESULT>(0x80030020), kDenied = static_cast<HRESULT>(0x80030005);
+inline constexpr const char* kDamaged = "damaged.lvx";
 
 class Sink;
 
@@ -29,15 +32,15 @@ struct Doc {
     const ClassTable* table = nullptr;
     Ref<IDispatch> root;
     std::unique_ptr<Tree> tree;
-    std::string path;          // empty: no file is open
+    std::string path;  // empty: no file is open
     LONG mode = LX_EXCLUSIVE_READWRITE;
-    bool complete = true;      // all of it is in memory
-    bool bounded = false;      // the load cache has bounds
+    bool complete = true;  // all of it is in memory
+    bool bounded = false;  // the load cache has bounds
     bool modified = false;
     LONG arrays = LX_R4;
-    std::size_t objects = 0;   // about as many items at the most
-    unsigned opened = 0;       // counts the trees that were put here
-    unsigned linked = 0;       // the library's number of opening when it was put
+    std::size_t objects = 0;  // about as many items at the most
+    unsigned opened = 0;      // counts the trees that were put here
+    unsigned linked = 0;      // the library's number of opening when it was put
 
     std::vector<Node*> items, collections;
     std::map<const ClassTable*, std::vector<Node*>> ofClass;
@@ -145,12 +148,12 @@ private:
     std::map<std::string, std::pair<const ClassTable*, std::unique_ptr<Tree>>> files_;
     std::vector<Held> held_;
     std::uint64_t step_ = 0;
-    bool failed_ = false;       // an allocation did, in the last call
+    bool failed_ = false;  // an allocation did, in the last call
     bool compareSoon_ = false;
     std::set<std::u16string> libraryIds_;
-    int handling_ = 0;          // handlers that still act during the call
-    bool handled_ = false;      // one has
-    std::string wrong_;         // what it found
+    int handling_ = 0;      // handlers that still act during the call
+    bool handled_ = false;  // one has
+    std::string wrong_;     // what it found
 };
 
 }  // namespace lumvex::tests

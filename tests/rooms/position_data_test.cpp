@@ -52,7 +52,7 @@ TEST_F(PositionData, ShortColumnsEndInZerosInEveryType) {
         }
     };
     expect("in memory");
-    EXPECT_EQ(Numbers(LateGet(position.Pointer(), 0x27)), Numbers(position.Data()));
+    EXPECT_EQ(Numbers(GetLate(position.Pointer(), 0x27).value), Numbers(position.Data()));
     project.SaveFileAs(PathText(folder / "rooms.lvx"));
     project = Project::Create();
     project.OpenFile(PathText(folder / "rooms.lvx"));

@@ -1,5 +1,5 @@
 // The fixed table of speaker configurations, as both roots offer it.
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -88,29 +88,27 @@ TEST(ConfigTable, PlainObjectsHaveOneIdentityAndNoPlaceInTheTree) {
 
 TEST(ConfigTable, LateBound) {
     const Configs table = Specifications::Create().Configs();
-    LateAnswer answer = Late(table.Pointer(), u"Item", DISPATCH_PROPERTYGET, {Variant::FromText(u"4")});
-    ASSERT_EQ(answer.result.vt, VT_DISPATCH);
-    const Ref<IDispatch> subwoofer(answer.result.pdispVal);
-    EXPECT_EQ(Late(subwoofer.get(), u"configid", DISPATCH_PROPERTYGET).result.lVal, 4);
-    EXPECT_EQ(Late(subwoofer.get(), u"OutputCount", DISPATCH_METHOD).result.lVal, 1);
+    Answer answer = CallByName(table.Pointer(), u"Item", DISPATCH_PROPERTYGET, {Variant::FromText(u"4")});
+    ASSERT_EQ(answer.value.vt, VT_DISPATCH);
+    const Ref<IDispatch> subwoofer(answer.value.pdispVal);
+    EXPECT_EQ(CallByName(subwoofer.get(), u"configid", DISPATCH_PROPERTYGET).value.lVal, 4);
+    EXPECT_EQ(CallByName(subwoofer.get(), u"OutputCount", DISPATCH_METHOD).value.lVal, 1);
     DISPPARAMS none{};
     Variant name;
     EXPECT_EQ(subwoofer->Invoke(DISPID_VALUE, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, name.Out(), nullptr, nullptr),
               S_OK);
     ASSERT_EQ(name.vt, VT_BSTR);
     EXPECT_EQ(TextOf(name.bstrVal), u"Subwoofer") << "the default member";
-    answer = Late(table.Pointer(), u"Item", DISPATCH_PROPERTYGET, {Variant::FromLong(5)});
-    EXPECT_EQ(answer.status, DISP_E_EXCEPTION);
-    EXPECT_EQ(answer.code, E_FAIL);
-    answer = Late(table.Pointer(), u"FindName", DISPATCH_METHOD, {Variant::FromText(u"bi amp")});
+    answer = CallByName(table.Pointer(), u"Item", DISPATCH_PROPERTYGET, {Variant::FromLong(5)});
+    EXPECT_EQ(answer.status, E_FAIL);
+    answer = CallByName(table.Pointer(), u"FindName", DISPATCH_METHOD, {Variant::FromText(u"bi amp")});
     EXPECT_EQ(answer.status, S_FALSE);
-    EXPECT_EQ(answer.result.vt, VT_EMPTY);
+    EXPECT_EQ(answer.value.vt, VT_EMPTY);
     for (const Variant& nothing : {Variant::FromText(u""), Variant()}) {
-        answer = Late(table.Pointer(), u"FindName", DISPATCH_METHOD, {nothing});
-        EXPECT_EQ(answer.status, DISP_E_EXCEPTION);
-        EXPECT_EQ(answer.code, E_POINTER);
+        answer = CallByName(table.Pointer(), u"FindName", DISPATCH_METHOD, {nothing});
+        EXPECT_EQ(answer.status, E_POINTER);
     }
-    EXPECT_EQ(Late(table.Pointer(), u"_NewEnum", DISPATCH_PROPERTYGET).result.vt, VT_UNKNOWN);
+    EXPECT_EQ(CallByName(table.Pointer(), u"_NewEnum", DISPATCH_PROPERTYGET).value.vt, VT_UNKNOWN);
 }
 
 }  // namespace

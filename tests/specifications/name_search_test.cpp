@@ -1,7 +1,7 @@
 // Searching long collections by name, against a plain list that does the same.
 #include <random>
 
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
 #include "kit/hand_made.hpp"
@@ -63,24 +63,6 @@ protected:
         }
     }
 };
-
-TEST_F(NameSearch, TheFirstOfTheNameThroughEveryChange) {
-    for (int round = 0; round < 4; ++round) {
-        for (int step = 0; step < 1500; ++step) {
-            Step();
-            ExpectFound(AnyName());
-        }
-        const std::u16string path = PathText(folder / std::to_string(round));
-        library.SaveFileAs(path);
-        ExpectFound(AnyName());
-        library.CloseFile();
-        if (library.CacheUpperBound() > 1000) ExpectFound(AnyName());  // small bounds left little in memory
-        if (round % 2 == 0) library = Specifications::Create();
-        library.OpenFile(path);
-        if (round == 1) library.SetCacheBounds(1, 10);
-    }
-    EXPECT_GT(list.size(), 50u);
-}
 
 // Forty microphones "0" to "39" of which one, or its stream, is damaged.
 TEST_F(NameSearch, AMemberThatCannotBeLoadedEndsTheSearchBeforeIt) {

@@ -1,5 +1,5 @@
 // A project and the library it refers to.
-#include "kit/library.hpp"
+#include "kit/listener.hpp"
 #include "kit/hand_made.hpp"
 #include "model/project/specifications_link.hpp"
 
@@ -290,21 +290,20 @@ TEST(LibraryPath, LeadsElsewhereOrNot) {
 
 TEST_F(LibraryLink, PutsAreToldAndRefuseWhatIsNoLibraryOfOurs) {
     Project project = Opened();
-    std::vector<std::string> told;
-    const Subscription subscription(project, [&](const Change& change) { told.push_back(Told(change)); });
+    Listener listener(project);
     project.Specifications(Specifications::Create());
-    EXPECT_EQ(std::exchange(told, {}), Strings{"root"});
+    EXPECT_EQ(listener.Taken(), Strings{"root"});
     EXPECT_TRUE(IsModified(project));
     const Specifications kept = project.Specifications();
     IDispatch* const late = project.Pointer();
-    EXPECT_EQ(Late(late, u"Specifications", DISPATCH_PROPERTYPUT, {Variant::FromDispatch(late)}).status,
+    EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYPUT, {Variant::FromDispatch(late)}).status,
               DISP_E_TYPEMISMATCH);
     EXPECT_EQ(project.Specifications().Pointer(), kept.Pointer());
-    EXPECT_EQ(told, Strings{});
-    EXPECT_EQ(Late(late, u"Specifications", DISPATCH_PROPERTYPUTREF, {Variant::FromDispatch(kept.Pointer())}).status,
+    EXPECT_EQ(listener.Taken(), Strings{});
+    EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYPUTREF, {Variant::FromDispatch(kept.Pointer())}).status,
               S_OK);
-    EXPECT_EQ(Late(late, u"Specifications", DISPATCH_PROPERTYGET).result.pdispVal, kept.Pointer());
-    EXPECT_EQ(Late(late, u"Specifications", DISPATCH_PROPERTYPUT, {Variant()}).status, S_OK);
+    EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYGET).value.pdispVal, kept.Pointer());
+    EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYPUT, {Variant()}).status, S_OK);
     EXPECT_TRUE(IsOutOfReach(project));
 }
 

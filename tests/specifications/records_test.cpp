@@ -1,5 +1,5 @@
-// The records of a library, byte by byte: as they are written, and as older programs wrote them.
-#include "kit/library.hpp"
+// The records of a library as older programs wrote them.
+#include "kit/listener.hpp"
 #include "storage/document_file.hpp"
 #include "storage/failures.hpp"
 #include "kit/hand_made.hpp"
@@ -7,16 +7,6 @@
 namespace lumvex::tests {
 namespace {
 
-std::string BytesOf(const GUID& id) {
-    Bytes bytes(sizeof id);
-    std::memcpy(bytes.data(), &id, sizeof id);
-    return AsHex(bytes) + " ";
-}
-std::string BytesOf(std::u16string_view id) { return BytesOf(ParseGuid(id).value()); }
-
-std::u16string StreamOf(std::u16string_view id) { return inside::StreamNameOf(ParseGuid(id).value()); }
-
-const std::string kDated = "00 00 00 00 00 00 F8 3F ";  // 1.5
 const std::string kNoTag = "00 00 00 00 ";
 
 // One whose file can be read while it is open.
@@ -25,92 +15,6 @@ Specifications NewLibrary() {
     library.AccessMode(LX_SHARE_READWRITE);
     return library;
 }
-
-// ---- as written ----
-
-TEST(LibraryRecords, AsWritten) {
-    const Folder folder;
-    Specifications library = NewLibrary();
-    Manufacturer manufacturer = library.Manufacturers().Add(u"A");
-    Manufacturer bare = library.Manufacturers().Add(u"");
-    Model model = manufacturer.Models().Add(u"M");
-    ModelConfig config = model.ModelConfigs().Add(library.Configs().Item(LX_TRIAMP));
-    Microphone microphone = library.Microphones().Add(u"7");
-    microphone.Delay(-2);
-    microphone.Scale(0.5f);
-    microphone.Data(Floats({1, 2}));
-    microphone.SampleRate(44100);
-    for (Collectable item : std::initializer_list<Collectable>{manufacturer, bare, model, config, microphone})
-        item.Timestamp(1.5);
-    library.SaveFileAs(PathText(folder / "a.lvs"));
-    const Streams streams = ReadDocument(folder / "a.lvs");
-
-    const std::string root = BytesOf(library.ID()) + kNoTag + "01 00" + BytesOf(library.Manufacturers().ID()) + kNoTag +
-                             "01 00" + BytesOf(library.Microphones().ID()) + kNoTag;
-    const struct {
-        std::u16string stream;
-        std::string expected;
-    } cases[] = {
-        {u"ROOT", root},
-        {u"ROOT-V200", "00 10 00 90" + root},
-        {StreamOf(library.Manufacturers().ID()),
-         "01 00 01 80  02 00 00 00" + BytesOf(manufacturer.ID()) + kNoTag + BytesOf(bare.ID()) + kNoTag},
-        {StreamOf(manufacturer.ID()),
-         "01 00 01 80" + kDated + "04 00 00 00  41 00  00 00  01 00" + BytesOf(manufacturer.Models().ID()) + kNoTag},
-        {StreamOf(bare.ID()), "01 00 01 80" + kDated + "00 00 00 00  00 00"},
-        {StreamOf(model.ID()),
-         "01 00 01 80" + kDated + "04 00 00 00  4D 00  00 00  01 00" + BytesOf(model.ModelConfigs().ID()) + kNoTag},
-        {StreamOf(config.ID()),
-         "02 00 02 80" + kDated + "10 00 00 00  54 00 72 00 69 00 20 00 61 00 6D 00 70 00  00 00  03 00 00 00"},
-        {StreamOf(microphone.ID()), "03 00 02 80" + kDated +
-                                        "04 00 00 00  37 00  00 00  01 00 00 00  FE FF FF FF  00 00 00 3F"
-                                        "02 00 01 00 00 00 04 00  00 00 00 00 01 00 00 00  00 00 80 3F 00 00 00 40"
-                                        "44 AC 00 00"},
-    };
-    for (const auto& each : cases) {
-        ASSERT_TRUE(streams.contains(each.stream)) << ToUtf8(each.stream);
-        EXPECT_EQ(AsHex(streams.at(each.stream)), AsHex(Hex(each.expected))) << ToUtf8(each.stream);
-    }
-    EXPECT_EQ(streams.size(), 2u + 2 + 9) << "root, tables, nine objects: nothing of the configuration table";
-}
-
-TEST(LibraryRecords, ARootWithoutCollections) {
-    const Folder folder;
-    Specifications library = NewLibrary();
-    library.SaveFileAs(PathText(folder / "a.lvs"));
-    EXPECT_EQ(AsHex(ReadDocument(folder / "a.lvs").at(u"ROOT")),
-              AsHex(Hex(BytesOf(library.ID()) + kNoTag + "00 00  00 00")));
-}
-
-TEST(LibraryRecords, RoundTripAndTheFixedTableOfAnOpenedLibrary) {
-    const Folder folder;
-    std::u16string id;
-    {
-        Specifications library = Specifications::Create();
-        const Model model = library.Manufacturers().Add(u"A").Models().Add(u"M");
-        for (const Config& config : library.Configs()) model.ModelConfigs().Add(config);
-        library.Microphones().Add(u"7").Data(Floats({1, 2, 3}));
-        library.SaveFileAs(PathText(folder / "a.lvs"));
-        id = library.ID();
-    }
-    Specifications library = Specifications::Create();
-    library.OpenFile(PathText(folder / "a.lvs"));
-    EXPECT_EQ(library.ID(), id);
-    EXPECT_EQ(library.Configs().Count(), 4);
-    const ModelConfigs configs = library.Manufacturers().Item(1).Models().Item(1).ModelConfigs();
-    ASSERT_EQ(configs.Count(), 4);
-    LONG position = 0;
-    for (const ModelConfig& each : configs) {
-        const Config config = library.Configs().Item(++position);
-        EXPECT_EQ(each.Config().Pointer(), config.Pointer());
-        EXPECT_EQ(each.Name(), config.Name());
-        EXPECT_EQ(configs.Add(config).Pointer(), each.Pointer()) << "found again in an opened library";
-    }
-    EXPECT_EQ(ContentOf(library.Microphones().Item(1).Data()), FloatContent({1, 2, 3}));
-    EXPECT_FALSE(IsModified(library));
-}
-
-// ---- as older programs wrote them ----
 
 // Bytes of the ID {n0, n1, ... nF}: the library is 0, Manufacturers 1, Microphones 2, and so on.
 std::string Id(unsigned n) {

@@ -10,8 +10,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool IsModified(const Project& project) { return project.Modified().boolVal == VARIANT_TRUE; }
-
 // The names of the members and the arrays' sums, in order: enough to tell documents apart.
 std::vector<std::pair<std::u16string, std::size_t>> ContentOf(const Project& project) {
     std::vector<std::pair<std::u16string, std::size_t>> content;
@@ -166,41 +164,6 @@ TEST_F(Documents, SharingIsWhatTheModesSay) {
     EXPECT_TRUE(FailsBare(STG_E_SHAREVIOLATION, SaveAs(project, path)));
     ExpectUnbound(project);
     EXPECT_EQ(ContentOf(holder), kSmall);
-}
-
-TEST_F(Documents, SaveAsBindsToTheNewFileAndLeavesTheOld) {
-    Project project = Opened(path);
-    const Bytes before = FileBytes(path);
-    project.Data().Item(1).SampleRate(8000);
-    const Datum held = project.Data().Item(1);
-    EXPECT_EQ(SaveAs(project, folder / "copy.lvx"), S_OK);
-    EXPECT_EQ(FileBytes(path), before);
-    EXPECT_EQ(ContentOf(Opened(path)), kSmall) << "the old file is free";
-    EXPECT_EQ(project.Data().Item(1).Pointer(), held.Pointer());
-    EXPECT_EQ(tests::ContentOf(held.Data()), FloatContent({1, 2, 3})) << "read from the new file from now on";
-    project.Data().Item(2).Name(u"later");
-    project.SaveFile();
-    EXPECT_EQ(project.ID(), kProjectId);
-    project = Project();
-    const Project copy = Opened(folder / "copy.lvx");
-    EXPECT_EQ(copy.ID(), kProjectId);
-    EXPECT_EQ(copy.Data().Item(1).SampleRate(), 8000);
-    EXPECT_EQ(copy.Data().Item(2).Name(), u"later");
-    EXPECT_TRUE(CheckDocument(path).empty());
-}
-
-TEST_F(Documents, SaveAsOverAnotherDocumentReplacesIt) {
-    Project other = Project::Create();
-    for (int member = 0; member < 200; ++member) other.Data().Add(u"other").Data(Floats(std::vector<float>(500)));
-    other.SaveFileAs(PathText(folder / "other.lvx"));
-    other.CloseFile();
-    Project project = Opened(path);
-    EXPECT_EQ(SaveAs(project, folder / "other.lvx"), S_OK);
-    EXPECT_EQ(ContentOf(project), kSmall);
-    project = Project();
-    EXPECT_EQ(ContentOf(Opened(folder / "other.lvx")), kSmall);
-    EXPECT_LT(fs::file_size(folder / "other.lvx"), 10000u) << "of the other one nothing is left";
-    EXPECT_TRUE(CheckDocument(folder / "other.lvx").empty());
 }
 
 TEST_F(Documents, AnotherSpellingOfThePathIsASave) {

@@ -97,21 +97,6 @@ TEST_P(Eviction, WhatAClientLetsGoMayGo) {
     EXPECT_LE(Loaded(), 2u);
 }
 
-TEST_P(Eviction, RemovalAndClosingWithHalfOfItLoaded) {
-    for (LONG position = kMembers; position > 1; position -= 2) project.Data().Remove(position);
-    for (LONG position = 1; position <= kMembers / 2; ++position)
-        EXPECT_EQ(project.Data().Item(position).Name(), NameOf(2 * position - 1));
-    project.SaveFile();
-    project.CloseFile();
-    project = Project::Create();
-    project.OpenFile(PathText(path));
-    EXPECT_EQ(project.Data().Count(), kMembers / 2);
-    for (LONG position = 1; position <= kMembers / 2; ++position)
-        EXPECT_EQ(project.Data().Item(position).Name(), NameOf(2 * position - 1));
-    project = Project();
-    EXPECT_TRUE(CheckDocument(path).empty());
-}
-
 INSTANTIATE_TEST_SUITE_P(Bounds, Eviction,
                          ::testing::Values(std::pair<LONG, LONG>{1, 2}, std::pair<LONG, LONG>{10, 20}));
 

@@ -6,13 +6,23 @@ namespace lumvex::inside {
 
 namespace {
 
+bool IsSeparator(char16_t unit) noexcept { return unit == u'/' || unit == u'\\'; }
+
+// Paths come from other systems too.
+std::u16string_view FileName(std::u16string_view path) { return path.substr(path.find_last_of(u"/\\") + 1); }
+
+// A full path stays as it is. One that leads elsewhere is full as well, though not every library's idea of a path says so.
+std::u16string Within(const std::filesystem::path& folder, std::u16string_view path) {
+    return LeadsElsewhere(path) ? std::u16string(path) : TextOfPath(folder / PathOf(path));
+}
+
 // What cannot be opened, for whatever reason, is not there.
 Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string_view path) {
     try {
         const Ref<Object> root = CSpecifications::Create();
         auto& library = static_cast<CSpecifications&>(*root);
         library.AccessMode(LX_SHARE_READ);
-        library.OpenFile(TextOfPath(folder / PathOf(path)));  // a full path stays as it is
+        library.OpenFile(Within(folder, path));
         return Ref<CSpecifications>(&library);
     } catch (const Failure&) {
         return nullptr;
@@ -20,11 +30,6 @@ Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string
         return nullptr;  // a path that this system cannot express
     }
 }
-
-bool IsSeparator(char16_t unit) noexcept { return unit == u'/' || unit == u'\\'; }
-
-// Paths come from other systems too.
-std::u16string_view FileName(std::u16string_view path) { return path.substr(path.find_last_of(u"/\\") + 1); }
 
 }  // namespace
 

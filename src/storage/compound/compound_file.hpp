@@ -83,8 +83,9 @@ public:
     void ForEachStream(const std::function<void(std::u16string_view name, std::uint64_t size)>& visit) const;
 
     // Every stream of the state last committed, in the order in which they stand in the file: the fastest way to read
-    // most of them. The bytes are valid during the visit, which must not write to this file. NotCurrent where another
-    // program has changed the file, be it meanwhile.
+    // most of them. The bytes are valid during the visit, which must not write to this file. What
+    // was visited counts only where this does not throw: NotCurrent where another program has changed the file, ReadFault
+    // where a part of it could not be read, be it meanwhile.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
     // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them

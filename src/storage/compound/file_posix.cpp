@@ -6,6 +6,7 @@
 //   kGenerationBytes + n     readers of generation n
 //
 // Where the file system keeps no locks, readers go on without: a writer, who might change the file under them, refuses.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -360,10 +361,12 @@ fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.p
 // is locked. Not being able to remove one is no failure.
 void RemoveLeftBehind(const fs::path& target) noexcept {
     try {
-        std::error_code ignored;
-        for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
-            const fs::path& path = each->path();
-            if (!IsHiddenNameFor(target, path.filename().native())) continue;
+        const fs::path folder = FolderOf(target);
+        // The library's iterator over a folder ends the program when it lacks memory.
+        const std::unique_ptr<DIR, int (*)(DIR*)> listed(::opendir(folder.c_str()), ::closedir);
+        for (const dirent* entry = nullptr; listed && (entry = ::readdir(listed.get()));) {
+            if (!IsHiddenNameFor(target, entry->d_name)) continue;
+            const fs::path path = folder / entry->d_name;
             const Descriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
             if (!file) continue;
             struct stat opened {}, named {};

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -251,17 +252,21 @@ std::wstring HiddenNameBeside(const fs::path& path) {
 // is locked. Not being able to remove one is no failure.
 void RemoveLeftBehind(const fs::path& target) noexcept {
     try {
-        std::error_code ignored;
-        for (fs::directory_iterator each(FolderOf(target), ignored), end; !ignored && each != end; each.increment(ignored)) {
-            const fs::path name = each->path().filename();
+        // The library's iterator over a folder ends the program when it lacks memory.
+        WIN32_FIND_DATAW found;
+        const HANDLE search = ::FindFirstFileW(SystemPath(FolderOf(target) / L"*").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return;
+        const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> listed(search, ::FindClose);
+        do {
+            const fs::path name(found.cFileName);
             if (!IsHiddenNameFor(target, TextOf(name))) continue;
-            const Handle file = Create(SystemPath(each->path()), GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING,
-                                       FILE_FLAG_OPEN_REPARSE_POINT);
+            const Handle file = Create(SystemPath(FolderOf(target) / name), GENERIC_READ | GENERIC_WRITE | DELETE,
+                                       OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
             if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
             FILE_DISPOSITION_INFO disposition{};
             disposition.DeleteFile = TRUE;
             ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
-        }
+        } while (::FindNextFileW(search, &found));
     } catch (const std::exception&) {
     }
 }

@@ -128,7 +128,6 @@ void Reader::Read(EntryId id) {
     }
     std::array<char16_t, kMaxNameLength> name;
     visit_(entry.Name(name), bytes);
-    committed_->RequireReadable();
 }
 
 // Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.
