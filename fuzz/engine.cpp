@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/check.hpp"
+#include "storage/compound/check/check.hpp"
 #include "storage/compound/compound_file.hpp"
 
 namespace {

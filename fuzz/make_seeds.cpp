@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "lumvex/lumvex.hpp"
-#include "storage/object_record.hpp"
-#include "storage/document_file.hpp"
-#include "storage/sorted_records.hpp"
+#include "storage/records/object_record.hpp"
+#include "storage/document/document_file.hpp"
+#include "storage/records/sorted_records.hpp"
 
 namespace {
 

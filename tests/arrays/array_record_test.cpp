@@ -1,7 +1,7 @@
 // The array record byte for byte.
 #include "arrays/array_record.hpp"
 
-#include "core/failure.hpp"
+#include "core/base/failure.hpp"
 #include "kit/published.hpp"
 #include "kit/hand_made.hpp"
 
