@@ -302,6 +302,12 @@ TEST_P(Hostile, AFileWhoseStructuresCountAsFreeIsNotWritten) {
     }
 }
 
+TEST_P(Hostile, AFileWhoseStructuresAreBehindItsEndIsNotWritten) {
+    Sample sample(GetParam(), ImageOf({{u"early", Pattern(5000, 1)}}, GetParam()));
+    sample.Set(68, 0x00FFFFFF), sample.Set(72, 1);
+    ExpectNotWritten(sample.image, "the DIFAT");
+}
+
 TEST_P(Hostile, AnyByteMayBeAnything) {
     const Bytes image = ImageOf(SampleContent(), GetParam());
     std::mt19937 random(11);
