@@ -146,13 +146,18 @@ void RootDocument::CloseFile() {
     if (!IsReadOnly()) documentModified_ = false;
 }
 
-// All that is loaded and, loaded now where it was not, all that owns something of it.
+// All that is loaded and, loaded now where it was not, all that owns something of it. All of it is held by the answer: the
+// search for an owner loads others, which may push each other out of the cache.
 std::vector<Ref<Object>> RootDocument::LoadedWithOwners() {
     std::vector<Ref<Object>> objects;
-    for (const Ref<Entry>& entry : directory_.LoadedEntries()) objects.push_back(entry->object);
+    std::unordered_set<const Entry*> held{&OwnEntry()};
+    for (const Ref<Entry>& entry : directory_.LoadedEntries()) {
+        objects.push_back(entry->object);
+        held.insert(entry.get());
+    }
     for (std::size_t next = 0; next < objects.size(); ++next) {
         const Ref<Entry> owner = OwnerOf(objects[next]->OwnEntry());
-        if (owner && !owner->object && owner.get() != &OwnEntry()) objects.push_back(Get(*owner));
+        if (owner && held.insert(owner.get()).second) objects.push_back(Get(*owner));
     }
     return objects;
 }

@@ -123,26 +123,6 @@ TEST_F(Sharing, WhatAKilledSaveLeftBehindGoesWithTheNextOne) {
     expectThere(false);
 }
 
-// Between opening a file and locking it another may take its place.
-TEST_F(Sharing, AFileThatIsReplacedWhileItIsOpenedIsNotTheOneThatIsOpen) {
-    const auto replace = [&] {
-        int replaced = 0;
-        for (int i = 0; replaced < 500 && i < 1000000; ++i)
-            replaced += StatusOf([&] { Make(Access::Exclusive); }) == Status{} ? 1 : 0;
-        fs::create_directory(folder_ / "done");
-        return replaced < 500 ? 1 : 0;
-    };
-    Elsewhere other(replace);
-    int stale = 0;
-    for (int i = 0; i % 100 != 0 || !fs::exists(folder_ / "done"); ++i)
-        StatusOf([&] {
-            const auto file = OpenFile(path_, Access::ReadWriteDenyWrite);
-            stale += StatusOf([&] { file->RequireName(); }) == Status{} ? 0 : 1;
-        });
-    EXPECT_EQ(stale, 0);
-    EXPECT_EQ(other.Result(), 0);
-}
-
 TEST_F(Sharing, AReaderKeepsItsStateWhileAWriterCommits) {
     for (const bool readsEarly : {true, false}) {
         Make(Access::Exclusive);

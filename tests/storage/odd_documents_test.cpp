@@ -19,9 +19,9 @@ protected:
         Streams streams = ReadDocument(path);
         Bytes& record = streams.at(inside::StreamNameOf(ParseGuid(id).value()));
         auto bytes = std::as_bytes(std::span(from));
-        auto found = std::ranges::search(record, bytes);
-        ASSERT_FALSE(found.empty());
-        std::ranges::copy(std::as_bytes(std::span(to)), found.begin());
+        auto found = std::search(record.begin(), record.end(), bytes.begin(), bytes.end());
+        ASSERT_NE(found, record.end());
+        std::ranges::copy(std::as_bytes(std::span(to)), found);
         WriteDocument(path, streams);
     }
     void ExpectSound(const fs::path& document) const {

@@ -43,7 +43,7 @@ constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
 constexpr DWORD kReplaceIfExists = 1, kPosixSemantics = 2;
 
 // For messages, as UTF-8; what is no text becomes U+FFFD.
-std::string Shown(const fs::path& path) {
+std::string TextOf(const fs::path& path) {
     const std::wstring& text = path.native();
     const auto length = static_cast<int>(text.size());
     std::string shown(3 * text.size(), '\0');
@@ -109,7 +109,7 @@ std::wstring SystemPath(const fs::path& path) {
     std::wstring full(given.size() + MAX_PATH, L'\0');
     for (;;) {
         const DWORD length = ::GetFullPathNameW(given.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
-        if (length == 0) throw SystemError(::GetLastError(), Status::InvalidName, Shown(path));
+        if (length == 0) throw SystemError(::GetLastError(), Status::InvalidName, TextOf(path));
         const bool complete = length < full.size();
         full.resize(length);
         if (complete) break;
@@ -182,9 +182,9 @@ Answer LockFor(HANDLE file, Access access) {
 
 void RequireLocksFor(HANDLE file, Access access, const fs::path& path) {
     const Answer answer = LockFor(file, access);
-    if (answer == Answer::No) throw Failure(Status::ShareViolation, Shown(path), " is open elsewhere");
+    if (answer == Answer::No) throw Failure(Status::ShareViolation, TextOf(path), " is open elsewhere");
     if (answer == Answer::NotKept && access != Access::ReadShared)
-        throw Failure(Status::LockViolation, Shown(path), " can only be read: its file system keeps no locks");
+        throw Failure(Status::LockViolation, TextOf(path), " can only be read: its file system keeps no locks");
 }
 
 std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
@@ -210,17 +210,17 @@ Handle OpenLocked(const fs::path& path, Access access) {
     const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         Handle file = Create(systemPath, rights, OPEN_EXISTING);
-        if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, Shown(path));
+        if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, TextOf(path));
         if (::GetFileType(file.get()) != FILE_TYPE_DISK)
-            throw Failure(Status::AccessDenied, Shown(path), " is no regular file");
+            throw Failure(Status::AccessDenied, TextOf(path), " is no regular file");
         RequireLocksFor(file.get(), access, path);
         const auto opened = InformationOf(file);
-        if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, Shown(path));
+        if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, TextOf(path));
         const Handle named = OpenToAsk(systemPath);
         if (!named) {  // gone, or for a moment on its way there
             const DWORD code = ::GetLastError();
             if (code == ERROR_FILE_NOT_FOUND || attempt + 1 == kMostAttempts)
-                throw SystemError(code, Status::ReadFault, Shown(path));
+                throw SystemError(code, Status::ReadFault, TextOf(path));
             ::Sleep(1);
             continue;
         }
@@ -228,7 +228,7 @@ Handle OpenLocked(const fs::path& path, Access access) {
         // Some file systems number a file anew each time they are asked.
         if (!IsSame(opened, InformationOf(file))) return file;
     }
-    throw Failure(Status::ShareViolation, Shown(path), " is replaced again and again");
+    throw Failure(Status::ShareViolation, TextOf(path), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
@@ -259,7 +259,7 @@ void RemoveLeftBehind(const fs::path& target) noexcept {
         const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> listed(search, ::FindClose);
         do {
             const fs::path name(found.cFileName);
-            if (!IsHiddenNameFor(target, Shown(name))) continue;
+            if (!IsHiddenNameFor(target, TextOf(name))) continue;
             const Handle file = Create(SystemPath(FolderOf(target) / name), GENERIC_READ | GENERIC_WRITE | DELETE,
                                        OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
             if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
@@ -342,7 +342,7 @@ public:
         if (!file_) {
             const DWORD code = ::GetLastError();
             throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
-                              Shown(finalPath_));
+                              TextOf(finalPath_));
         }
         if (replaced_) CopyPermissions(target, file_.get());
         RequireLocksFor(file_.get(), access_, finalPath_);
@@ -543,12 +543,12 @@ void WindowsFile::Publish() {
             // name this is the document.
             const std::wstring aside = HiddenNameBeside(finalPath_) + L"-old";
             if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
-                throw SystemError(code, Status::WriteFault, Shown(finalPath_));
+                throw SystemError(code, Status::WriteFault, TextOf(finalPath_));
             published_ = name.Give(file_.get(), FileRenameInfo, 0);
             if (!published_) {
                 const DWORD second = ::GetLastError();
                 ::MoveFileExW(aside.c_str(), target.c_str(), 0);
-                throw SystemError(second, Status::WriteFault, Shown(finalPath_));
+                throw SystemError(second, Status::WriteFault, TextOf(finalPath_));
             }
             ::DeleteFileW(aside.c_str());  // goes when its last reader closes it
         }
@@ -564,23 +564,23 @@ void WindowsFile::RequireName() const {
     FILE_STANDARD_INFO standard{};
     if (::GetFileInformationByHandleEx(file_.get(), FileStandardInfo, &standard, sizeof standard) &&
         (standard.DeletePending || standard.NumberOfLinks == 0))
-        throw Failure(Status::NotFound, Shown(finalPath_), " was removed");
+        throw Failure(Status::NotFound, TextOf(finalPath_), " was removed");
     const Handle named = OpenToAsk(SystemPath(finalPath_));
     if (!named) {
         const DWORD code = ::GetLastError();
         if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND)
-            throw SystemError(code, Status::NotFound, Shown(finalPath_) + " was removed or moved");
+            throw SystemError(code, Status::NotFound, TextOf(finalPath_) + " was removed or moved");
         return;
     }
     const auto opened = InformationOf(file_), found = InformationOf(named);
     if (opened && found && !IsSame(opened, found))
-        throw Failure(Status::NotCurrent, Shown(finalPath_), " is another file now");
+        throw Failure(Status::NotCurrent, TextOf(finalPath_), " is another file now");
 }
 
 // A link stays, its target is replaced.
 fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
-        throw Failure(Status::PathNotFound, "no file name in '", Shown(path), "'");
+        throw Failure(Status::PathNotFound, "no file name in '", TextOf(path), "'");
     std::error_code ignored;
     const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
     return ignored || resolved.empty() ? path : resolved;
