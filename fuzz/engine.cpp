@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "storage/compound/check/check.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "kit/faulty_disk.hpp"
 #include "kit/pattern.hpp"
 #include "storage/compound/check/check.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/read/committed.hpp"
-#include "storage/compound/compound_file.hpp"
 
 namespace lumvex::tests {
 
@@ -19,7 +19,6 @@ using namespace lumvex::compound;
 
 using Bytes = std::vector<std::byte>;
 using Content = std::map<std::u16string, Bytes>;
-
 
 inline std::u16string Name(unsigned number) {
     const std::string digits = std::to_string(number);

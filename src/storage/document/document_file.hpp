@@ -9,7 +9,7 @@
 
 #include "lumvex/values.hpp"
 #include "storage/records/byte_source.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 namespace lumvex::inside {
 

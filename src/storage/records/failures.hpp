@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "core/base/failure.hpp"
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::inside {
 

@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
@@ -26,13 +26,14 @@ public:
 
     virtual std::uint64_t Size() const = 0;
 
-    // The whole file as it is now; none where it cannot be mapped, or not behind a guard. The view stays valid until the
-    // next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their values.
+    // The whole file as it is now; none where it cannot be mapped, or not behind a guard. The view stays valid until
+    // the next Map() or destruction; bytes that are written meanwhile may or may not show in it, all others keep their
+    // values.
     virtual std::optional<std::span<const std::byte>> Map() = 0;
 
-    // What has become of the bytes that Map() showed. Failed: some could not be read; they, and any others since, may have
-    // shown as zeros. Shorter, once: the file has become shorter, other than by Resize(), and what it lacks may have shown
-    // as zeros; it is looked at no more often than the system's clock ticks.
+    // What has become of the bytes that Map() showed. Failed: some could not be read; they, and any others since, may
+    // have shown as zeros. Shorter, once: the file has become shorter, other than by Resize(), and what it lacks may
+    // have shown as zeros; it is looked at no more often than the system's clock ticks.
     enum class Shown { Whole, Failed, Shorter };
     virtual Shown LookAtMap() { return Shown::Whole; }
 
@@ -50,14 +51,14 @@ public:
     virtual void Flush() = 0;
     virtual void Resize(std::uint64_t size) = 0;
 
-    // A file made for replacement has no name until Publish(), which throws and leaves the name as it was, or gives it. Where
-    // it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise always
-    // published.
+    // A file made for replacement has no name until Publish(), which throws and leaves the name as it was, or gives it.
+    // Where it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise
+    // always published.
     virtual bool Published() const { return true; }
     virtual void Publish() {}
 
-    // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound or
-    // PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
+    // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound
+    // or PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
     virtual void RequireName() const {}
 
     // A new file that takes this one's place at Publish(), for whoever has this one open to write and keeps it until
@@ -67,8 +68,8 @@ public:
     }
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
-    // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there a
-    // reader of one of so many generations from the first on? Generations count in a circle; count is at most 2^31.
+    // file is closed, or until it announces another one. The writer asks before it reuses what they may need: is there
+    // a reader of one of so many generations from the first on? Generations count in a circle; count is at most 2^31.
     virtual void AnnounceReader(std::uint32_t generation) { static_cast<void>(generation); }
     virtual bool AnyReader(std::uint32_t first, std::uint32_t count) const {
         static_cast<void>(first), static_cast<void>(count);

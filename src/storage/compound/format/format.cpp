@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 

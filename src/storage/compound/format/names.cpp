@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 #include "unicode/upper_case.hpp"
 
 namespace lumvex::compound {

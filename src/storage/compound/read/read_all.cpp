@@ -4,16 +4,16 @@
 #include <array>
 #include <utility>
 
-#include "storage/compound/format/prefetch.hpp"
+#include "storage/compound/base/prefetch.hpp"
+#include "storage/compound/base/sort_by_bits.hpp"
+#include "storage/compound/engine/state.hpp"
 #include "storage/compound/write/small_streams.hpp"
-#include "storage/compound/format/sort_by_bits.hpp"
-#include "storage/compound/write/state.hpp"
 
 namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
+constexpr std::size_t kAhead = 16;              // entries that are asked for before they are needed
 constexpr std::size_t kReadAhead = 256 * 1024;  // where the file is not mapped
 
 // A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
@@ -96,7 +96,8 @@ void Reader::FindAll() {
             miniSectors += MiniSectors(size);
         else
             sectors += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
-        if (sectors > volume_.SectorCount()) throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
+        if (sectors > volume_.SectorCount())
+            throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
     }
     if (miniSectors > committed_->MiniFat().Limit())
         throw Corrupt("streams that need ", miniSectors, " of ", committed_->MiniFat().Limit(), " mini sectors");

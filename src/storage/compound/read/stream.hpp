@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/read/committed.hpp"
-#include "storage/compound/compound_file.hpp"
 #include "storage/compound/write/pending.hpp"
 
 namespace lumvex::compound {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/file/file_view.hpp"
 #include "storage/compound/format/format.hpp"
 #include "storage/compound/format/pages.hpp"
@@ -35,7 +35,8 @@ public:
     const std::byte* Sector(SectorId sector);
 
     // count bytes of a stream from an offset of the file on, where they are or in the window. Corrupt beyond the end.
-    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window, std::size_t ahead = 0) const;
+    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                           std::size_t ahead = 0) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
     bool IsMapped() const { return view_.IsMapped(); }
 
@@ -58,7 +59,7 @@ public:
     // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
     // through without them.
     void WriteContent(std::uint64_t offset, std::span<const Piece> pieces);
-    void ForgetGathered() noexcept { gathered_.clear(); }  // nothing refers to it any more
+    void ForgetGathered() noexcept { gathered_.clear(); }             // nothing refers to it any more
     void ReadBack(std::uint64_t offset, std::span<std::byte> bytes);  // as last written
 
     // Throws NotCurrent, from then on always, where the file is shorter than it was or begins with a header that is
@@ -98,7 +99,7 @@ private:
     std::vector<Header::Bytes> tried_;
     bool changedByOthers_ = false;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
-    std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
+    std::vector<std::byte> gathered_;    // to be written from gatheredAt_ on
     std::uint64_t gatheredAt_ = 0;
     mutable CompoundFile::Statistics counters_;
     mutable Touched touched_;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 

@@ -3,10 +3,10 @@
 #include <bit>
 #include <unordered_map>
 
+#include "storage/compound/base/prefetch.hpp"
+#include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/compound/write/carried.hpp"
 #include "storage/compound/write/directory_editor.hpp"
-#include "storage/compound/format/prefetch.hpp"
-#include "storage/compound/format/sort_by_bits.hpp"
 
 namespace lumvex::compound {
 
@@ -179,7 +179,8 @@ void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& 
     // Page after page. What they are made of is all over the place, so it is asked for some time before it is needed.
     constexpr std::uint64_t kAhead = 16;
     const auto expect = [&](std::uint64_t id) {
-        if (id + kAhead <= count) Prefetch(&members[tree.order[static_cast<std::size_t>(id + kAhead - 1)]], sizeof(Member));
+        if (id + kAhead <= count)
+            Prefetch(&members[tree.order[static_cast<std::size_t>(id + kAhead - 1)]], sizeof(Member));
         if (id > count) return;
         const Change* change = members[tree.order[static_cast<std::size_t>(id - 1)]].change;
         if (change != nullptr) Prefetch(change, sizeof *change);

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cassert>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 

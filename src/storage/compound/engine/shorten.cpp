@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 

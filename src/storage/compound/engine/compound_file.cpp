@@ -1,8 +1,8 @@
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 #include <algorithm>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 

@@ -10,8 +10,8 @@
 #include <span>
 #include <string_view>
 
+#include "storage/compound/base/error.hpp"
 #include "storage/compound/file/file.hpp"
-#include "storage/compound/file/status.hpp"
 
 namespace lumvex::compound {
 
@@ -45,8 +45,8 @@ public:
     // Commit.
     [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
 
-    // An empty one that takes this one's place at its first commit; until then this one stays open and as it is. What was
-    // not committed here does not go along.
+    // An empty one that takes this one's place at its first commit; until then this one stays open and as it is. What
+    // was not committed here does not go along.
     [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version) const;
 
     ~CompoundFile();  // forgets what is not committed
@@ -71,10 +71,10 @@ public:
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
 
-    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending. Large streams
-    // that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they are written
-    // again, removed or reverted. NotFound or NotCurrent where other programs have removed, replaced or changed the
-    // file; only a changed one cannot be read any more.
+    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending. Large
+    // streams that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they
+    // are written again, removed or reverted. NotFound or NotCurrent where other programs have removed, replaced or
+    // changed the file; only a changed one cannot be read any more.
     void Commit();
     void Revert() noexcept;  // forgets everything since the last commit
     bool Changed() const;
@@ -84,8 +84,8 @@ public:
 
     // Every stream of the state last committed, in the order in which they stand in the file: the fastest way to read
     // most of them. The bytes are valid during the visit, which must not write to this file. What
-    // was visited counts only where this does not throw: NotCurrent where another program has changed the file, ReadFault
-    // where a part of it could not be read, be it meanwhile.
+    // was visited counts only where this does not throw: NotCurrent where another program has changed the file,
+    // ReadFault where a part of it could not be read, be it meanwhile.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
     // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them

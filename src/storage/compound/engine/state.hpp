@@ -4,12 +4,12 @@
 #include <memory>
 #include <optional>
 
-#include "storage/compound/read/committed.hpp"
-#include "storage/compound/compound_file.hpp"
-#include "storage/compound/write/pending.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/file/piece_cursor.hpp"
-#include "storage/compound/write/space.hpp"
+#include "storage/compound/read/committed.hpp"
 #include "storage/compound/read/stream.hpp"
+#include "storage/compound/write/pending.hpp"
+#include "storage/compound/write/space.hpp"
 
 namespace lumvex::compound {
 
@@ -56,9 +56,9 @@ struct CompoundFile::State {
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;
     std::shared_ptr<PendingChanges> nextPending;  // empty, made before something becomes pending: takes its place later
-    std::optional<Space> space;       // from the first write on
-    std::optional<FreeMap> freeMini;  // of the committed state, once it was needed
-    std::uint32_t lastGeneration;     // that was written, be it in vain
+    std::optional<Space> space;                   // from the first write on
+    std::optional<FreeMap> freeMini;              // of the committed state, once it was needed
+    std::uint32_t lastGeneration;                 // that was written, be it in vain
 
     bool hadTooLong = false;  // a stream for this version, since the last commit
 

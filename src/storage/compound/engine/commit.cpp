@@ -21,10 +21,10 @@
 #include <algorithm>
 #include <cassert>
 
+#include "storage/compound/engine/state.hpp"
 #include "storage/compound/write/directory_editor.hpp"
 #include "storage/compound/write/draft.hpp"
 #include "storage/compound/write/small_streams.hpp"
-#include "storage/compound/write/state.hpp"
 
 namespace lumvex::compound {
 
@@ -237,7 +237,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             RestoreHeader();
         }
         assert(disk.Head().bytes() == oldHeader.bytes() && state.committed.get() == &committed);  // 4
-        assert(!headerTouched || state.lastGeneration == header.Generation());                   // 6
+        assert(!headerTouched || state.lastGeneration == header.Generation());                    // 6
         throw;
     }
     assert(!disk.HasUnflushed() && file.Published());  // 4
@@ -245,7 +245,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
 }
 
 void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexcept {  // 5
-    assert(state.space->HoldsAll(draft.Released()));  // 2
+    assert(state.space->HoldsAll(draft.Released()));                                  // 2
 
     draft.Keep();
     state.space->NoteWritten(header.Generation(), draft.Taken());

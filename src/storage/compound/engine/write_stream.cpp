@@ -4,7 +4,7 @@
 #include <array>
 #include <optional>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 
