@@ -1,4 +1,4 @@
-// Files that are damaged or made to do harm: whatever is done with them ends in a result or an Error, after an amount
+// Files that are damaged or made to do harm: whatever is done with them ends in a result or a StorageError, after an amount
 // of work that the file's length bounds.
 #include <random>
 
@@ -65,7 +65,7 @@ public:
     std::size_t Entry(std::u16string_view name) const {
         for (EntryId id = 1;; ++id) {
             std::array<char16_t, kMaxNameLength> buffer;
-            if (compound::Entry(&image[Entry(id)]).Name(buffer) == name) return Entry(id);
+            if (compound::DirectoryEntry(&image[Entry(id)]).Name(buffer) == name) return Entry(id);
         }
     }
 
@@ -378,14 +378,14 @@ TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
         Committed committed(volume);
         std::vector<EntryId> order;
         WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(),
-                 [&](EntryId id, const Entry&) { order.push_back(id); });
+                 [&](EntryId id, const DirectoryEntry&) { order.push_back(id); });
         FileView::Window window;
         const std::byte* start = volume.Bytes(0, 1, window);
         const auto at = [&](EntryId id) { return &image[static_cast<std::size_t>(committed.At(id).bytes() - start)]; };
-        EntryWriter(at(0)).SetChild(order.front());
+        DirectoryEntryWriter(at(0)).SetChild(order.front());
         for (std::size_t i = 0; i < order.size(); ++i) {
-            EntryWriter(at(order[i])).SetLeft(kNoEntry);
-            EntryWriter(at(order[i])).SetRight(i + 1 < order.size() ? order[i + 1] : kNoEntry);
+            DirectoryEntryWriter(at(order[i])).SetLeft(kNoEntry);
+            DirectoryEntryWriter(at(order[i])).SetRight(i + 1 < order.size() ? order[i + 1] : kNoEntry);
         }
         Store32(&image[52], 0);
         disk = FaultyDisk(std::move(image));

@@ -30,7 +30,7 @@ TEST_P(Model, AndFileAgree) {
         return number % 5 == 0 ? u"N" + Name(number * 7919) : Name(number);
     };
     const auto check = [&] {
-        ASSERT_EQ(GetAll(*file), pending);
+        ASSERT_EQ(GetUncommitted(*file), pending);
         for (int i = 0; i < 20; ++i) {
             const std::u16string name = anyName();
             ASSERT_EQ(file->Contains(name), pending.contains(name));

@@ -79,8 +79,8 @@ public:
     }
     void Flush() override { file_->Flush(); }
     void Resize(std::uint64_t size) override { file_->Resize(size); }
-    bool Published() const override { return file_->Published(); }
-    void Publish() override { file_->Publish(); }
+    bool HasName() const override { return file_->HasName(); }
+    void TakeName() override { file_->TakeName(); }
 
 private:
     std::unique_ptr<File> file_;

@@ -44,15 +44,20 @@ inline Bytes Get(const CompoundFile& file, std::u16string_view name) {
     return bytes;
 }
 
-inline Content GetAll(const CompoundFile& file) {
+// Pending streams too.
+inline Content GetUncommitted(const CompoundFile& file) {
     Content content;
     file.ForEachStream([&](std::u16string_view name, std::uint64_t size) {
         Bytes bytes = Get(file, name);
         EXPECT_EQ(bytes.size(), size);
         EXPECT_TRUE(content.emplace(name, std::move(bytes)).second);
     });
-    if (file.Changed()) return content;
-    Content together;
+    return content;
+}
+
+// Of a file with nothing pending.
+inline Content GetAll(const CompoundFile& file) {
+    Content content = GetUncommitted(file), together;
     file.ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         EXPECT_TRUE(together.emplace(name, Bytes(bytes.begin(), bytes.end())).second);
     });
@@ -81,12 +86,12 @@ inline Bytes ImageOf(const Content& content, int version) {
     return disk.Content();
 }
 
-// The status of the Error that the work ends with; 0 where it ends without.
+// The status of the StorageError that the work ends with; 0 where it ends without.
 template <class Work>
 Status StatusOf(Work&& work) {
     try {
         static_cast<void>(work());
-    } catch (const Error& error) {
+    } catch (const StorageError& error) {
         return error.status();
     }
     return Status{};
@@ -117,7 +122,7 @@ inline std::size_t RequireRedBlackTree(const Bytes& image) {
             deepest = std::max(deepest, at.depth);
             continue;
         }
-        const Entry entry = committed.At(at.id);
+        const DirectoryEntry entry = committed.At(at.id);
         const bool red = entry.ColourOf() == Colour::Red;
         EXPECT_FALSE(red && at.parentIsRed) << "entry " << at.id;
         for (const EntryId child : {entry.Left(), entry.Right()})

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/read/stream.hpp"
+#include "storage/compound/read/stream_body.hpp"
 
 namespace lumvex::tests {
 
@@ -20,7 +20,7 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
     Header::Bytes head;
     std::copy_n(image.begin(), head.size(), head.begin());
     const Header header = Header::Parse(head);
-    std::vector<EntryWriter> writers;
+    std::vector<DirectoryEntryWriter> writers;
     std::map<std::u16string, EntryId> ids;
     {
         Volume volume(MemoryFile(image), header);
@@ -54,7 +54,7 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
         }
         writers[folder].SetChild(ids.at(names.front()));
         for (std::size_t i = 0; i < names.size(); ++i) {
-            EntryWriter entry = writers[ids.at(names[i])];
+            DirectoryEntryWriter entry = writers[ids.at(names[i])];
             entry.SetLeft(kNoEntry);
             entry.SetRight(i + 1 < names.size() ? ids.at(names[i + 1]) : kNoEntry);
             entry.SetColour(Colour::Black);
@@ -72,7 +72,7 @@ inline std::map<std::u16string, std::vector<std::byte>> Everything(const std::ve
     const auto committed = std::make_shared<Committed>(volume);
     std::map<std::u16string, std::vector<std::byte>> found;
     std::vector<std::pair<EntryId, std::u16string>> folders{{0, u""}};
-    const auto factsOf = [](const Entry& entry) {
+    const auto factsOf = [](const DirectoryEntry& entry) {
         return std::vector<std::byte>(entry.bytes() + 80, entry.bytes() + 116);
     };
     while (!folders.empty()) {
@@ -80,7 +80,7 @@ inline std::map<std::u16string, std::vector<std::byte>> Everything(const std::ve
         folders.pop_back();
         found[path] = factsOf(committed->At(folder));
         WalkTree(committed->Directory(), committed->At(folder).Child(), committed->EntryCount(),
-                 [&, path = path](EntryId id, const Entry& entry) {
+                 [&, path = path](EntryId id, const DirectoryEntry& entry) {
                      std::array<char16_t, kMaxNameLength> buffer;
                      const std::u16string below = path + u"/" + std::u16string(entry.Name(buffer));
                      if (entry.Type() == EntryType::Storage) return folders.emplace_back(id, below), void();

@@ -17,7 +17,7 @@ template <class Work>
 decltype(auto) OnStorage(Work&& work) {
     try {
         return std::forward<Work>(work)();
-    } catch (const compound::Error& error) {
+    } catch (const compound::StorageError& error) {
         throw Failure(static_cast<HRESULT>(error.status()), error.what());
     }
 }

@@ -17,46 +17,45 @@ enum class Status : std::uint32_t {
     WriteFault = 0x8003001D,
     ReadFault = 0x8003001E,
     ShareViolation = 0x80030020,
-    LockViolation = 0x80030021,  // to be written, but its file system keeps no locks
+    LockViolation = 0x80030021,  // the file is to be written, but its file system keeps no locks
     NotACompoundFile = 0x80030050,
     MediumFull = 0x80030070,
     InvalidHeader = 0x800300FB,
     InvalidName = 0x800300FC,
     InvalidFlag = 0x800300FF,
     NotCurrent = 0x80030101,  // another program has changed or replaced the file
-    Corrupt = 0x80030109,
+    Corrupt = 0x80030109,     // the file contradicts itself or its own length
 };
 
-// what() gives the numbers ("sector 900 of 812"), for people; status() is for programs.
-class Error : public std::runtime_error {
+// Its text is put together from texts and numbers: throw StorageError(Status::NotFound, "stream ", index). what() is
+// for people and gives the numbers ("sector 900 of 812"); status() is for programs.
+class StorageError : public std::runtime_error {
 public:
-    Error(Status status, const std::string& what) : std::runtime_error(what), status_(status) {}
+    template <class... Parts>
+    explicit StorageError(Status status, const Parts&... parts)
+        : std::runtime_error(Joined(parts...)), status_(status) {}
+
     Status status() const noexcept { return status_; }
 
 private:
+    template <class... Parts>
+    static std::string Joined(const Parts&... parts) {
+        std::string text;
+        (Append(text, parts), ...);
+        return text;
+    }
+    static void Append(std::string& text, const char* part) { text += part; }
+    static void Append(std::string& text, const std::string& part) { text += part; }
+    template <class Number>
+    requires std::is_integral_v<Number>
+    static void Append(std::string& text, Number part) { text += std::to_string(part); }
+
     Status status_;
 };
 
-namespace detail {
-inline void Append(std::string& text, const char* part) { text += part; }
-inline void Append(std::string& text, const std::string& part) { text += part; }
-template <class Number>
-requires std::is_integral_v<Number>
-void Append(std::string& text, Number part) { text += std::to_string(part); }
-}  // namespace detail
-
-// An Error whose text is put together from texts and numbers: throw Failure(Status::NotFound, "stream ", index).
 template <class... Parts>
-[[nodiscard]] Error Failure(Status status, const Parts&... parts) {
-    std::string text;
-    (detail::Append(text, parts), ...);
-    return Error(status, text);
-}
-
-// The file contradicts itself or its own length.
-template <class... Parts>
-[[nodiscard]] Error Corrupt(const Parts&... parts) {
-    return Failure(Status::Corrupt, parts...);
+[[nodiscard]] StorageError Corrupt(const Parts&... parts) {
+    return StorageError(Status::Corrupt, parts...);
 }
 
 }  // namespace lumvex::compound

@@ -31,7 +31,7 @@ public:
                 Report("file", "it has ", view_.Size(), " bytes, less than a header");
             else
                 CheckAll();
-        } catch (const Error& error) {
+        } catch (const StorageError& error) {
             Report(error.status() == Status::ReadFault ? "file" : "header", error.what());
         }
         return std::move(problems_);
@@ -42,7 +42,8 @@ private:
 
     template <class... Parts>
     void Report(const std::string& where, const Parts&... parts) {
-        if (problems_.size() < kMostProblems) problems_.push_back({where, Failure(Status::Corrupt, parts...).what()});
+        if (problems_.size() < kMostProblems)
+            problems_.push_back({where, StorageError(Status::Corrupt, parts...).what()});
     }
 
     void CheckAll();
@@ -65,9 +66,10 @@ private:
     const std::byte* Sector(SectorId sector) const {
         return view_.Page((std::uint64_t{sector} + 1) << header_.SectorShift());
     }
-    Entry At(EntryId id) const {
+    DirectoryEntry At(EntryId id) const {
         const unsigned perSectorShift = header_.SectorShift() - 7;
-        return Entry(Sector(directory_[id >> perSectorShift]) + kEntrySize * (id & ((1u << perSectorShift) - 1)));
+        return DirectoryEntry(Sector(directory_[id >> perSectorShift]) +
+                              kEntrySize * (id & ((1u << perSectorShift) - 1)));
     }
     std::string NameOf(EntryId id) const {
         std::array<char16_t, kMaxNameLength> buffer;
@@ -210,7 +212,7 @@ void Checker::ReadMiniFat() {
 }
 
 void Checker::CheckEntry(EntryId id) {
-    const Entry entry = At(id);
+    const DirectoryEntry entry = At(id);
     const EntryType type = entry.Type();
     if (type != EntryType::Storage && type != EntryType::Stream)
         Report(NameOf(id), "its type is ", static_cast<unsigned>(type));
@@ -258,7 +260,7 @@ void Checker::CheckTree(EntryId storage) {
 }
 
 void Checker::CheckContent(EntryId id) {
-    const Entry entry = At(id);
+    const DirectoryEntry entry = At(id);
     const std::uint64_t size = entry.Size(header_.Version());
     if (size == 0) return;
     const bool mini = id != 0 && size < header_.MiniCutoff();

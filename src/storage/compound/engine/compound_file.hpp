@@ -1,5 +1,5 @@
 // A compound file: named streams in the root storage of one file, read lazily and changed all or nothing. Calls are not
-// synchronised; the caller holds its lock. Every function throws Error unless it says otherwise.
+// synchronised; the caller holds its lock. Every function throws StorageError unless it says otherwise.
 #pragma once
 
 #include <cstddef>
@@ -12,29 +12,10 @@
 
 #include "storage/compound/base/error.hpp"
 #include "storage/compound/file/file.hpp"
+#include "storage/compound/read/statistics.hpp"
+#include "storage/compound/read/stream.hpp"
 
 namespace lumvex::compound {
-
-struct StreamBody;
-
-// A stream of the file as it was when opened. Valid until the next Commit or Revert, or Write or Remove of its name,
-// and never longer than its file.
-class Stream {
-public:
-    std::uint64_t Size() const;  // bytes
-
-    // Reads exactly bytes.size() bytes from offset or throws ReadFault (beyond the end) or Corrupt.
-    void Read(std::uint64_t offset, std::span<std::byte> bytes) const;
-
-    // The bytes without a copy where they are adjacent in the mapped file; nullptr otherwise. Valid until the next
-    // Commit.
-    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const;
-
-private:
-    friend class CompoundFile;
-    explicit Stream(std::shared_ptr<StreamBody> body);
-    std::shared_ptr<StreamBody> body_;
-};
 
 class CompoundFile {
 public:
@@ -45,8 +26,8 @@ public:
     // Commit.
     [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
 
-    // An empty one that takes this one's place at its first commit; until then this one stays open and as it is. What
-    // was not committed here does not go along.
+    // An empty compound file that takes this one's place at its first commit; until then this one stays open and as it
+    // is.
     [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version) const;
 
     ~CompoundFile();  // forgets what is not committed
@@ -65,27 +46,25 @@ public:
     };
     Found FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const;
 
-    // Creates or replaces a stream. Content goes to free sectors at once and is not kept in memory, except small
-    // streams. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where
-    // a folder has the name; InvalidName; MediumFull.
+    // Creates or replaces a stream. Content of 4096 bytes or more is written to free sectors at once and not kept in
+    // memory. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where a
+    // folder has the name; InvalidName; MediumFull.
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
 
-    // All or nothing: after an Error the committed state is what it was, and what is pending stays pending. Large
+    // All or nothing: after a StorageError the committed state is what it was, and what is pending stays pending. Large
     // streams that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they
     // are written again, removed or reverted. NotFound or NotCurrent where other programs have removed, replaced or
     // changed the file; only a changed one cannot be read any more.
     void Commit();
     void Revert() noexcept;  // forgets everything since the last commit
-    bool Changed() const;
 
     // In the order of the directory's tree: by length, then by upper-cased code units.
     void ForEachStream(const std::function<void(std::u16string_view name, std::uint64_t size)>& visit) const;
 
-    // Every stream of the state last committed, in the order in which they stand in the file: the fastest way to read
-    // most of them. The bytes are valid during the visit, which must not write to this file. What
-    // was visited counts only where this does not throw: NotCurrent where another program has changed the file,
-    // ReadFault where a part of it could not be read, be it meanwhile.
+    // Every stream of the state last committed, in file order: the fastest way to read most of them. The bytes are
+    // valid during the visit, which must not write to this file. Where this throws, what was visited may be wrong:
+    // NotCurrent where another program has changed the file, ReadFault where a part of it could not be read.
     void ReadAll(const std::function<void(std::u16string_view name, std::span<const std::byte> bytes)>& visit) const;
 
     // Other programs put folders into the root storage, which this class keeps but does not show. A new file takes them
@@ -103,19 +82,11 @@ public:
     bool IsOutgrown() const;
     std::uint64_t FileSize() const;  // bytes
 
-    struct Statistics {
-        std::uint64_t bytesRead = 0;     // sectors touched through the mapping, each once
-        std::uint64_t sectorsRead = 0;   // the same in sectors
-        std::uint64_t bytesWritten = 0;  // handed to the file, header included
-        std::uint64_t flushes = 0;
-        std::uint64_t commits = 0;
-    };
     const Statistics& Counters() const;
 
 private:
     struct State;
     explicit CompoundFile(std::unique_ptr<State> state);
-    std::optional<StreamBody> Locate(std::u16string_view name) const;
     std::unique_ptr<State> state_;
 };
 

@@ -1,13 +1,15 @@
-// What an open compound file consists of; the parts of CompoundFile share it.
+// An open compound file: what is committed, what is pending, and which sectors may be written. The functions of
+// CompoundFile work on it; its own are in compound_file.cpp, write_stream.cpp, carry.cpp, shorten.cpp and commit.cpp.
 #pragma once
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/file/piece_cursor.hpp"
 #include "storage/compound/read/committed.hpp"
-#include "storage/compound/read/stream.hpp"
+#include "storage/compound/read/stream_body.hpp"
 #include "storage/compound/write/pending.hpp"
 #include "storage/compound/write/space.hpp"
 
@@ -21,24 +23,27 @@ struct CompoundFile::State {
         pending = std::make_shared<PendingChanges>();
     }
 
+    std::optional<StreamBody> Locate(std::u16string_view name) const;  // a stream that a reader of this file sees
+
     void RequireFits(std::uint64_t size);  // MediumFull for a longer stream than this version can have
     void RequireWritable() const {
-        if (access == Access::ReadShared) throw Failure(Status::AccessDenied, "the file is open for reading only");
+        if (access == Access::ReadShared) throw StorageError(Status::AccessDenied, "the file is open for reading only");
     }
-    Space& FreeSpace();
-    // NotCurrent where another program has changed the file of a writer. Beside a reader one of ours may.
+    // NotCurrent where another program has changed a file that is open to write. One that is open to read may be
+    // changed, by a writer that keeps to our locks.
     void RequireCurrent() {
         if (access != Access::ReadShared && !committed->Empty()) volume.RequireCurrent(volume.Head());
     }
 
-    // Work that fails because of what another program has written says so.
+    // Does work. Where it fails because another program has changed the file, or because a part of the file cannot be
+    // read, the error says so instead of what the work made of it.
     template <class Work>
     void InCurrentFile(Work&& work) {
         if (pending->Empty()) RequireCurrent();
         try {
             work();
             committed->RequireReadable();
-        } catch (const Error&) {
+        } catch (const StorageError&) {
             RequireCurrent();
             committed->RequireReadable();
             throw;
@@ -55,19 +60,29 @@ struct CompoundFile::State {
     Access access;
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;
-    std::shared_ptr<PendingChanges> nextPending;  // empty, made before something becomes pending: takes its place later
-    std::optional<Space> space;                   // from the first write on
-    std::optional<FreeMap> freeMini;              // of the committed state, once it was needed
-    std::uint32_t lastGeneration;                 // that was written, be it in vain
+    std::shared_ptr<PendingChanges>
+        nextPending;                  // empty; takes the place of `pending` when that is committed or dropped
+    std::optional<Space> space;       // from the first write on
+    std::optional<FreeMap> freeMini;  // the committed state's mini sectors, once they were needed
+    std::uint32_t lastGeneration;     // that a commit has tried to write, also where it failed
 
-    bool hadTooLong = false;  // a stream for this version, since the last commit
+    bool hadTooLong = false;  // since the last commit, a stream was too long for this version
 
-    std::uint32_t gatheredEnd = 0;  // the file's end when last no stream was found to be moved to the front
-    std::vector<Change*> moved;     // to the front by the commit under way
+    std::uint32_t endWithoutMoves = 0;  // the file's end when no stream was found that MoveStreamsToFront could move
+    std::vector<Change*> moved;         // by the commit that is under way
 
 private:
-    struct Commit;  // one commit under way
+    struct Commit;  // one commit that is under way
 
+    // The committed stream that a new content replaces, as far as it can be read: `differing` are the sectors to be
+    // written where few of them differ.
+    struct Comparison {
+        std::optional<StreamBody> old;
+        std::optional<std::vector<Run>> differing;
+        bool isSame = false;
+    };
+
+    void PrepareToWrite();
     void MakeHeaderDurable();
     void RequireNothingLost();
     void MoveStreamsToFront();
@@ -75,6 +90,9 @@ private:
     void MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
+    EntryId ExistingStream(const FoldedName& name, const Change* change);
+    Comparison Compare(EntryId existing, std::span<const Piece> content, std::uint64_t size);
+    void WriteContent(Change& change, Comparison& comparison, std::span<const Piece> content);
     void WriteNew(Change& change, std::span<const Piece> content);
     LargeContent& MakeLarge(Change& change);
     void WriteSmall(Change& change, std::span<const Piece> content);

@@ -16,7 +16,7 @@ namespace lumvex::compound {
 
 using Piece = std::span<const std::byte>;
 
-// Every function throws Error; a failed Write may have written any part of its bytes.
+// Every function throws StorageError; a failed Write may have written any part of its bytes.
 class File {
 public:
     File() = default;
@@ -51,20 +51,20 @@ public:
     virtual void Flush() = 0;
     virtual void Resize(std::uint64_t size) = 0;
 
-    // A file made for replacement has no name until Publish(), which throws and leaves the name as it was, or gives it.
-    // Where it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise
+    // A file made for replacement has no name until TakeName(), which throws and leaves the name as it was, or gives
+    // it. Where it cannot make the name durable (it is given all the same), the next Flush() does, or throws. Otherwise
     // always published.
-    virtual bool Published() const { return true; }
-    virtual void Publish() {}
+    virtual bool HasName() const { return true; }
+    virtual void TakeName() {}
 
     // Throws where the path under which the file was opened, or which it took, does not lead to it any more: NotFound
     // or PathNotFound where it leads nowhere, NotCurrent where it leads to another file.
     virtual void RequireName() const {}
 
-    // A new file that takes this one's place at Publish(), for whoever has this one open to write and keeps it until
+    // A new file that takes this one's place at TakeName(), for whoever has this one open to write and keeps it until
     // then. AccessDenied of a file without a path; else what RequireName() and CreateReplacing() throw.
     [[nodiscard]] virtual std::unique_ptr<File> CreateSuccessor() const {
-        throw Failure(Status::AccessDenied, "a file without a path has no successor");
+        throw StorageError(Status::AccessDenied, "a file without a path has no successor");
     }
 
     // Readers beside a writer: a reader announces the generation of the state it reads and is known by it until the
@@ -88,7 +88,7 @@ enum class Access {
 // An existing file. NotFound, AccessDenied (no permission, a directory), ShareViolation.
 [[nodiscard]] std::unique_ptr<File> OpenFile(const std::filesystem::path& path, Access access);
 
-// A new file that takes the path's place at Publish(); until then a file that exists there stays untouched, and a file
+// A new file that takes the path's place at TakeName(); until then a file that exists there stays untouched, and a file
 // that is abandoned leaves nothing behind. ShareViolation where the existing file is open in a mode that forbids it.
 [[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, Access access);
 

@@ -42,7 +42,7 @@ constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
 
 constexpr int kMostAttempts = 100;  // at a path whose file others exchange at the same time
 
-Error SystemError(int code, Status otherwise, const std::string& what) {
+StorageError SystemError(int code, Status otherwise, const std::string& what) {
     Status status = otherwise;
     switch (code) {
         case ENOENT:
@@ -80,7 +80,7 @@ Error SystemError(int code, Status otherwise, const std::string& what) {
         default:
             break;
     }
-    return Failure(status, what, ": ", std::strerror(code));
+    return StorageError(status, what, ": ", std::strerror(code));
 }
 
 // An open file; copies are the same one, and it is closed, and its locks go, with the last of them.
@@ -120,9 +120,9 @@ Answer LockFor(const Descriptor& file, Access access) {
 
 void RequireLocksFor(const Descriptor& file, Access access, const fs::path& path) {
     const Answer answer = LockFor(file, access);
-    if (answer == Answer::No) throw Failure(Status::ShareViolation, path.string(), " is open elsewhere");
+    if (answer == Answer::No) throw StorageError(Status::ShareViolation, path.string(), " is open elsewhere");
     if (answer == Answer::NotKept && access != Access::ReadShared)
-        throw Failure(Status::LockViolation, path.string(), " can only be read: its file system keeps no locks (",
+        throw StorageError(Status::LockViolation, path.string(), " can only be read: its file system keeps no locks (",
                       std::strerror(errno), ")");
 }
 
@@ -143,7 +143,7 @@ Descriptor OpenLocked(const fs::path& path, Access access) {
         Descriptor file(::open(path.c_str(), flags));
         if (!file) throw SystemError(errno, Status::AccessDenied, path.string());
         const struct stat opened = StatusOf(file.get(), path);
-        if (!S_ISREG(opened.st_mode)) throw Failure(Status::AccessDenied, path.string(), " is no regular file");
+        if (!S_ISREG(opened.st_mode)) throw StorageError(Status::AccessDenied, path.string(), " is no regular file");
         RequireLocksFor(file, access, path);
         struct stat named {};
         if (::stat(path.c_str(), &named) != 0) throw SystemError(errno, Status::ReadFault, path.string());
@@ -151,14 +151,14 @@ Descriptor OpenLocked(const fs::path& path, Access access) {
         // Some file systems number a file anew each time they are asked.
         if (!IsSame(StatusOf(file.get(), path), opened)) return file;
     }
-    throw Failure(Status::ShareViolation, path.string(), " is replaced again and again");
+    throw StorageError(Status::ShareViolation, path.string(), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
 Descriptor LockReplaced(const fs::path& path, Access access) {
     try {
         return OpenLocked(path, access);
-    } catch (const Error& error) {
+    } catch (const StorageError& error) {
         if (error.status() == Status::NotFound) return Descriptor();
         throw;
     }
@@ -173,20 +173,20 @@ fs::path Absolute(const fs::path& path) {
 
 class PosixFile final : public File {
 public:
-    // At its path, or a file without a name that takes the path's place at Publish(). `replaced` is what stands there
+    // At its path, or a file without a name that takes the path's place at TakeName(). `replaced` is what stands there
     // now, locked.
     PosixFile(Descriptor fd, Access access, const fs::path& path, bool published, fs::path temporaryPath = {},
               Descriptor replaced = {})
         : fd_(std::move(fd)),
           access_(access),
-          published_(published),
+          hasName_(published),
           finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
           temporaryPath_(std::move(temporaryPath)),
           replaced_(std::move(replaced)) {}
 
     ~PosixFile() override {
         Unmap();
-        if (!published_ && !temporaryPath_.empty()) ::unlink(temporaryPath_.c_str());
+        if (!hasName_ && !temporaryPath_.empty()) ::unlink(temporaryPath_.c_str());
     }
 
     std::uint64_t Size() const override {
@@ -213,15 +213,15 @@ public:
 
     void LockAsNew() { RequireLocksFor(fd_, access_, finalPath_); }
 
-    bool Published() const override { return published_; }
-    void Publish() override;
+    bool HasName() const override { return hasName_; }
+    void TakeName() override;
     void RequireName() const override;
     std::unique_ptr<File> CreateSuccessor() const override;
 
     void AnnounceReader(std::uint32_t generation) override {
         if (announced_ && *announced_ == generation) return;
         if (TryLock(fd_, LockKind::Shared, kGenerationBytes + off_t{generation}) == Answer::No)
-            throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
+            throw StorageError(Status::ShareViolation, "generation ", generation, " is locked");
         if (announced_) fd_.Locks().Unlock(kGenerationBytes + off_t{*announced_});
         announced_ = generation;
     }
@@ -252,7 +252,7 @@ private:
 
     Descriptor fd_;
     Access access_;
-    bool published_;
+    bool hasName_;
     fs::path finalPath_, temporaryPath_;
     Descriptor replaced_;
     bool replacesEmpty_ = false;  // made here, only to have the name
@@ -307,7 +307,7 @@ void PosixFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
         const ssize_t got = ::pread(fd_.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) throw SystemError(errno, Status::ReadFault, "read");
-        if (got == 0) throw Failure(Status::ReadFault, "the file ends before byte ", offset);
+        if (got == 0) throw StorageError(Status::ReadFault, "the file ends before byte ", offset);
         offset += static_cast<std::uint64_t>(got);
         bytes = bytes.subspan(static_cast<std::size_t>(got));
     }
@@ -330,7 +330,7 @@ void PosixFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
         offset += static_cast<std::uint64_t>(put);
         auto done = static_cast<std::size_t>(put);
         if (done == 0 && std::any_of(vectors.begin(), vectors.begin() + count, [](auto& v) { return v.iov_len != 0; }))
-            throw Failure(Status::MediumFull, "nothing could be written at byte ", offset);
+            throw StorageError(Status::MediumFull, "nothing could be written at byte ", offset);
         while (!pieces.empty() && done >= pieces.front().size() - within) {
             done -= pieces.front().size() - within;
             within = 0;
@@ -342,16 +342,16 @@ void PosixFile::Write(std::uint64_t offset, std::span<const Piece> pieces) {
 
 // Where the path cannot be looked at, nothing says that it leads elsewhere.
 void PosixFile::RequireName() const {
-    if (!published_) return;
+    if (!hasName_) return;
     const struct stat opened = StatusOf(fd_.get(), finalPath_);
     struct stat named {};
     if (::stat(finalPath_.c_str(), &named) == 0) {
         if (!IsSame(named, opened) && IsSame(StatusOf(fd_.get(), finalPath_), opened))
-            throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
+            throw StorageError(Status::NotCurrent, finalPath_.string(), " is another file now");
     } else if (errno == ENOENT || errno == ENOTDIR) {
         throw SystemError(errno, Status::NotFound, finalPath_.string() + " was removed or moved");
     } else if (opened.st_nlink == 0) {
-        throw Failure(Status::NotFound, finalPath_.string(), " was removed");
+        throw StorageError(Status::NotFound, finalPath_.string(), " was removed");
     }
 }
 
@@ -404,7 +404,7 @@ void PosixFile::TakeNameOfReplaced() {
     const struct stat locked = StatusOf(replaced_.get(), finalPath_);
     if (::stat(finalPath_.c_str(), &named) == 0 && !IsSame(named, locked) &&
         IsSame(StatusOf(replaced_.get(), finalPath_), locked))
-        throw Failure(Status::NotCurrent, finalPath_.string(), " is another file now");
+        throw StorageError(Status::NotCurrent, finalPath_.string(), " is another file now");
     if (temporaryPath_.empty()) {
         fs::path beside = FolderOf(finalPath_) / HiddenNameFor(finalPath_);
         if (posix::NameUnnamed(fd_.get(), beside.c_str()) != 0)
@@ -420,20 +420,20 @@ void PosixFile::TakeNameOfReplaced() {
     throw SystemError(reason, Status::WriteFault, finalPath_.string());
 }
 
-void PosixFile::Publish() {
-    if (published_) return;
+void PosixFile::TakeName() {
+    if (hasName_) return;
     // Whatever may be missing (the folder, memory) is found out before the name is given.
     const fs::path folderPath = FolderOf(finalPath_);
     Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) throw SystemError(errno, Status::WriteFault, folderPath.string());
-    for (int attempt = 0; !replaced_ && !published_; ++attempt) {
+    for (int attempt = 0; !replaced_ && !hasName_; ++attempt) {
         if (attempt == kMostAttempts)
-            throw Failure(Status::ShareViolation, finalPath_.string(), " is replaced again and again");
-        published_ = TakeFreeName();
-        if (!published_ && !replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
+            throw StorageError(Status::ShareViolation, finalPath_.string(), " is replaced again and again");
+        hasName_ = TakeFreeName();
+        if (!hasName_ && !replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
     }
-    if (!published_) TakeNameOfReplaced();
-    published_ = true;
+    if (!hasName_) TakeNameOfReplaced();
+    hasName_ = true;
     replaced_ = Descriptor();
     unflushedFolder_ = std::move(folder);
     static_cast<void>(FlushName());  // the save has happened, whatever becomes of this
@@ -452,7 +452,7 @@ namespace {
 fs::path TargetOf(fs::path path) {
     constexpr int kMostLinks = 40;
     if (path.empty() || !path.has_filename())
-        throw Failure(Status::PathNotFound, "no file name in '", path.string(), "'");
+        throw StorageError(Status::PathNotFound, "no file name in '", path.string(), "'");
     for (int links = 0;; ++links) {
         std::error_code none;
         const fs::path named = fs::read_symlink(path, none);
@@ -488,7 +488,7 @@ std::unique_ptr<File> PosixFile::CreateSuccessor() const {
 }  // namespace
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
-    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
+    if (access == Access::ReadShared) throw StorageError(Status::InvalidFlag, "a new file opened for reading only");
     const fs::path target = TargetOf(Absolute(path));
     return CreateBeside(target, access, LockReplaced(target, access));
 }

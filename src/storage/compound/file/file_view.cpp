@@ -43,7 +43,7 @@ const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window
         std::vector<std::byte> bytes(length);
         try {
             file_.Read(offset, bytes);
-        } catch (const Error&) {  // what is behind them may be what cannot be read
+        } catch (const StorageError&) {  // what is behind them may be what cannot be read
             bytes.resize(count);
             file_.Read(offset, bytes);
         }

@@ -53,7 +53,7 @@ std::string TextOf(const fs::path& path) {
     return shown;
 }
 
-Error SystemError(DWORD code, Status otherwise, const std::string& what) {
+StorageError SystemError(DWORD code, Status otherwise, const std::string& what) {
     Status status = otherwise;
     switch (code) {
         case ERROR_FILE_NOT_FOUND:
@@ -97,7 +97,7 @@ Error SystemError(DWORD code, Status otherwise, const std::string& what) {
         default:
             break;
     }
-    return Failure(status, what, ": error ", code);
+    return StorageError(status, what, ": error ", code);
 }
 
 // The path as the system takes it whatever its length: longer ones need the form that bypasses the 260 characters of
@@ -182,9 +182,9 @@ Answer LockFor(HANDLE file, Access access) {
 
 void RequireLocksFor(HANDLE file, Access access, const fs::path& path) {
     const Answer answer = LockFor(file, access);
-    if (answer == Answer::No) throw Failure(Status::ShareViolation, TextOf(path), " is open elsewhere");
+    if (answer == Answer::No) throw StorageError(Status::ShareViolation, TextOf(path), " is open elsewhere");
     if (answer == Answer::NotKept && access != Access::ReadShared)
-        throw Failure(Status::LockViolation, TextOf(path), " can only be read: its file system keeps no locks");
+        throw StorageError(Status::LockViolation, TextOf(path), " can only be read: its file system keeps no locks");
 }
 
 std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
@@ -205,14 +205,14 @@ Handle OpenToAsk(const std::wstring& path) {
 
 // Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
 Handle OpenLocked(const fs::path& path, Access access) {
-    if (path.empty()) throw Failure(Status::NotFound, "no file has an empty name");
+    if (path.empty()) throw StorageError(Status::NotFound, "no file has an empty name");
     const std::wstring systemPath = SystemPath(path);
     const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         Handle file = Create(systemPath, rights, OPEN_EXISTING);
         if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, TextOf(path));
         if (::GetFileType(file.get()) != FILE_TYPE_DISK)
-            throw Failure(Status::AccessDenied, TextOf(path), " is no regular file");
+            throw StorageError(Status::AccessDenied, TextOf(path), " is no regular file");
         RequireLocksFor(file.get(), access, path);
         const auto opened = InformationOf(file);
         if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, TextOf(path));
@@ -228,14 +228,14 @@ Handle OpenLocked(const fs::path& path, Access access) {
         // Some file systems number a file anew each time they are asked.
         if (!IsSame(opened, InformationOf(file))) return file;
     }
-    throw Failure(Status::ShareViolation, TextOf(path), " is replaced again and again");
+    throw StorageError(Status::ShareViolation, TextOf(path), " is replaced again and again");
 }
 
 // The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
 Handle LockReplaced(const fs::path& path, Access access) {
     try {
         return OpenLocked(path, access);
-    } catch (const Error& error) {
+    } catch (const StorageError& error) {
         if (error.status() == Status::NotFound) return Handle();
         throw;
     }
@@ -295,19 +295,19 @@ fs::path Absolute(const fs::path& path) {
 
 class WindowsFile final : public File {
 public:
-    // At its path, or under another name beside it and takes the path at Publish(). `replaced` is what stands there now,
+    // At its path, or under another name beside it and takes the path at TakeName(). `replaced` is what stands there now,
     // locked.
     WindowsFile(Handle file, Access access, const fs::path& path, bool published, Handle replaced = {})
         : file_(std::move(file)),
           access_(access),
-          published_(published),
+          hasName_(published),
           finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
           replaced_(std::move(replaced)) {}
 
     ~WindowsFile() override {
         Unmap();
         CutShort();
-        if (published_ || !file_) return;
+        if (hasName_ || !file_) return;
         FILE_DISPOSITION_INFO disposition{};
         disposition.DeleteFile = TRUE;
         ::SetFileInformationByHandle(file_.get(), FileDispositionInfo, &disposition, sizeof disposition);
@@ -348,8 +348,8 @@ public:
         RequireLocksFor(file_.get(), access_, finalPath_);
     }
 
-    bool Published() const override { return published_; }
-    void Publish() override;
+    bool HasName() const override { return hasName_; }
+    void TakeName() override;
     void RequireName() const override;
     std::unique_ptr<File> CreateSuccessor() const override;
 
@@ -357,7 +357,7 @@ public:
         if (announced_ && *announced_ == generation) return;
         // Waits for a writer that is just looking for readers; nobody holds these bytes any longer than that.
         if (TryLock(file_.get(), 0, kGenerationBytes + generation, 1) == Answer::No)
-            throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
+            throw StorageError(Status::ShareViolation, "generation ", generation, " is locked");
         if (announced_) Unlock(file_.get(), kGenerationBytes + *announced_, 1);
         announced_ = generation;
     }
@@ -409,7 +409,7 @@ private:
 
     Handle file_;
     Access access_;
-    bool published_;
+    bool hasName_;
     fs::path finalPath_;
     Handle replaced_;
     std::optional<std::uint32_t> announced_;
@@ -454,7 +454,7 @@ void WindowsFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
             ::ReadFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &got, &at);
         if (!read && ::GetLastError() != ERROR_HANDLE_EOF)
             throw SystemError(::GetLastError(), Status::ReadFault, "read");
-        if (got == 0) throw Failure(Status::ReadFault, "the file ends before byte ", offset);
+        if (got == 0) throw StorageError(Status::ReadFault, "the file ends before byte ", offset);
         offset += got;
         bytes = bytes.subspan(got);
     }
@@ -467,7 +467,7 @@ void WindowsFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes
         DWORD put = 0;
         if (!::WriteFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &put, &at))
             throw SystemError(::GetLastError(), Status::WriteFault, "write");
-        if (put == 0) throw Failure(Status::MediumFull, "nothing could be written at byte ", offset);
+        if (put == 0) throw StorageError(Status::MediumFull, "nothing could be written at byte ", offset);
         offset += put;
         bytes = bytes.subspan(put);
     }
@@ -527,25 +527,25 @@ private:
 // In one step where the system can replace a file that is open, which since Windows 10 local disks can, or where nobody
 // has the replaced one open. Otherwise that one steps aside first, keeping its readers: a program that ends between the
 // two steps leaves it under its hidden name.
-void WindowsFile::Publish() {
-    if (published_) return;
+void WindowsFile::TakeName() {
+    if (hasName_) return;
     const std::wstring target = SystemPath(finalPath_);
     NewName name(target);
     if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-    published_ = name.Give(file_.get(), kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
-    if (!published_) {
+    hasName_ = name.Give(file_.get(), kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
+    if (!hasName_) {
         const bool isThere = static_cast<bool>(replaced_);
         replaced_.Close();
-        published_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
-        if (!published_) {
+        hasName_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
+        if (!hasName_) {
             const DWORD code = ::GetLastError();
             // Not a name that the next save would take for what a killed one left behind: until the new file has its
             // name this is the document.
             const std::wstring aside = HiddenNameBeside(finalPath_) + L"-old";
             if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
                 throw SystemError(code, Status::WriteFault, TextOf(finalPath_));
-            published_ = name.Give(file_.get(), FileRenameInfo, 0);
-            if (!published_) {
+            hasName_ = name.Give(file_.get(), FileRenameInfo, 0);
+            if (!hasName_) {
                 const DWORD second = ::GetLastError();
                 ::MoveFileExW(aside.c_str(), target.c_str(), 0);
                 throw SystemError(second, Status::WriteFault, TextOf(finalPath_));
@@ -560,11 +560,11 @@ void WindowsFile::Publish() {
 
 // Where the path cannot be looked at, nothing says that it leads elsewhere.
 void WindowsFile::RequireName() const {
-    if (!published_) return;
+    if (!hasName_) return;
     FILE_STANDARD_INFO standard{};
     if (::GetFileInformationByHandleEx(file_.get(), FileStandardInfo, &standard, sizeof standard) &&
         (standard.DeletePending || standard.NumberOfLinks == 0))
-        throw Failure(Status::NotFound, TextOf(finalPath_), " was removed");
+        throw StorageError(Status::NotFound, TextOf(finalPath_), " was removed");
     const Handle named = OpenToAsk(SystemPath(finalPath_));
     if (!named) {
         const DWORD code = ::GetLastError();
@@ -574,13 +574,13 @@ void WindowsFile::RequireName() const {
     }
     const auto opened = InformationOf(file_), found = InformationOf(named);
     if (opened && found && !IsSame(opened, found))
-        throw Failure(Status::NotCurrent, TextOf(finalPath_), " is another file now");
+        throw StorageError(Status::NotCurrent, TextOf(finalPath_), " is another file now");
 }
 
 // A link stays, its target is replaced.
 fs::path TargetOf(const fs::path& path) {
     if (path.empty() || !path.has_filename())
-        throw Failure(Status::PathNotFound, "no file name in '", TextOf(path), "'");
+        throw StorageError(Status::PathNotFound, "no file name in '", TextOf(path), "'");
     std::error_code ignored;
     const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
     return ignored || resolved.empty() ? path : resolved;
@@ -604,7 +604,7 @@ std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
 }
 
 std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
-    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
+    if (access == Access::ReadShared) throw StorageError(Status::InvalidFlag, "a new file opened for reading only");
     const fs::path target = TargetOf(path);
     return CreateBeside(target, access, LockReplaced(target, access));
 }
@@ -613,7 +613,7 @@ bool IsSameFile(const fs::path& left, const fs::path& right) {
     try {
         const Handle leftFile = OpenToAsk(SystemPath(left)), rightFile = OpenToAsk(SystemPath(right));
         return IsSame(InformationOf(leftFile), InformationOf(rightFile));
-    } catch (const Error&) {  // a path that the system cannot read names no file
+    } catch (const StorageError&) {  // a path that the system cannot read names no file
         return false;
     }
 }

@@ -21,7 +21,8 @@ public:
 
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
         if (offset > content_.size() || bytes.size() > content_.size() - offset)
-            throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + bytes.size(), " of ", content_.size());
+            throw StorageError(Status::ReadFault, "bytes ", offset, " to ", offset + bytes.size(), " of ",
+                               content_.size());
         std::copy_n(content_.begin() + static_cast<std::ptrdiff_t>(offset), bytes.size(), bytes.begin());
     }
 

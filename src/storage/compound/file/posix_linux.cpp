@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "storage/compound/format/format.hpp"
+#include "storage/compound/base/little_endian.hpp"
 #include "storage/compound/file/posix_lock_calls.hpp"
 
 namespace lumvex::compound::posix {
@@ -135,7 +135,8 @@ int MoveToFreeName(const char* from, const char* to) {
 }
 
 void CopyAttributes(int replaced, int created) {
-    struct stat status {}, own {};
+    struct stat status {
+    }, own{};
     if (::fstat(replaced, &status) != 0) return;
     if (::fchown(created, status.st_uid, status.st_gid) != 0)
         static_cast<void>(::fchown(created, static_cast<uid_t>(-1), status.st_gid));
