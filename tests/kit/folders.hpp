@@ -26,7 +26,7 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
         Volume volume(MemoryFile(image), header);
         volume.Map();
         Committed committed(volume);
-        const unsigned perPage = 1u << (volume.SectorShift() - 7);
+        const std::uint32_t perPage = DirectoryEntriesPerPage(volume.SectorShift()).Count();
         for (EntryId id = 0; id < committed.EntryCount(); ++id) {
             const auto place = committed.Directory().Sectors().Find(committed.Fat(), id / perPage);
             writers.emplace_back(&image[volume.OffsetOf(place.value().sector) + id % perPage * kEntrySize]);

@@ -36,7 +36,7 @@ public:
 
     void Flush() override {}
 
-    // A view of the content stays what it was, also where the bytes have to move.
+    // What Map() returned stays valid: where the content has to move in memory, the old copy is kept.
     void Resize(std::uint64_t newSize) override {
         const auto size = static_cast<std::size_t>(newSize);
         if (size != newSize) throw std::bad_alloc();
