@@ -23,7 +23,7 @@ Header ReadHeaderAsReader(File& file) {
         const Header header = Header::Parse(bytes);
         file.AnnounceReader(header.Generation());
         const Header::Bytes again = ReadHeader(file);
-        if (again == bytes) return header;
+        if (IsSame(again, bytes)) return header;
         bytes = again;
     }
 }

@@ -104,6 +104,11 @@ private:
     Bytes bytes_{};
 };
 
+// The array's own comparison takes the bytes one by one.
+[[nodiscard]] inline bool IsSame(const Header::Bytes& left, const Header::Bytes& right) {
+    return std::memcmp(left.data(), right.data(), left.size()) == 0;
+}
+
 enum class EntryType : std::uint8_t { Unallocated = 0, Storage = 1, Stream = 2, Root = 5 };
 enum class Colour : std::uint8_t { Red = 0, Black = 1 };
 

@@ -59,8 +59,8 @@ void Volume::RequireCurrent(const Header& committed) {
         Header::Bytes found{};
         const bool isShorter = file_->Size() < view_.Size();
         if (!isShorter) file_->Read(0, found);
-        changedByOthers_ =
-            isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
+        const auto isFound = [&found](const Header::Bytes& each) { return IsSame(found, each); };
+        changedByOthers_ = isShorter || (!isFound(committed.bytes()) && std::ranges::none_of(tried_, isFound));
     }
     if (changedByOthers_) throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
 }
