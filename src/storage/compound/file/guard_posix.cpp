@@ -1,0 +1,88 @@
+// The guard on systems with signals: a read that cannot be served raises SIGBUS at its address. A handler maps zeros over
+// that page, so that the read comes through. Signals of other addresses, and those that somebody sends, are passed on to
+// the handler that was there before.
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <mutex>
+
+#include "storage/compound/file/guard_slots.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+// Begins with something that is not zero, so that it is among the data that a program touches as it starts: another page
+// for it alone would be a tenth of the time of opening a file.
+struct Handling {
+    bool isToBeInstalled = true;
+    std::mutex whileInstalled;
+    struct sigaction previous {};
+};
+constinit Handling handling;
+
+void OnBusError(int signal, siginfo_t* information, void* context);
+
+bool IsOurs(const struct sigaction& action) {
+    return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == OnBusError;
+}
+
+void PassOn(int signal, siginfo_t* information, void* context) noexcept {
+    const struct sigaction& previous = handling.previous;
+    if ((previous.sa_flags & SA_SIGINFO) != 0) return previous.sa_sigaction(signal, information, context);
+    const bool isSent = information->si_code <= 0;
+    if (previous.sa_handler == SIG_IGN && isSent) return;
+    if (previous.sa_handler != SIG_DFL && previous.sa_handler != SIG_IGN) return previous.sa_handler(signal);
+    // What the system does: at the same instruction once more, or as soon as this handler has returned.
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    ::sigaction(signal, &standard, nullptr);
+    if (isSent) ::raise(signal);
+}
+
+void OnBusError(int signal, siginfo_t* information, void* context) {
+    const int error = errno;
+    const auto address = reinterpret_cast<std::uintptr_t>(information->si_addr);
+    GuardedRange::Slot* slot = information->si_code > 0 ? SlotOf(address) : nullptr;
+    if (slot != nullptr) {
+        const auto size = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));  // a handler may ask for it
+        const std::uintptr_t page = address & ~(size - 1);
+        void* zeros = ::mmap(reinterpret_cast<void*>(page), size, PROT_READ,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+        if (zeros == MAP_FAILED) slot = nullptr;
+    }
+    if (slot != nullptr)
+        slot->failed.store(true, std::memory_order_release);
+    else
+        PassOn(signal, information, context);
+    errno = error;
+}
+
+// A handler that somebody has put in ours' place since stays.
+struct RemovedAtTheEnd {
+    ~RemovedAtTheEnd() {
+        struct sigaction current {};
+        if (::sigaction(SIGBUS, nullptr, &current) == 0 && IsOurs(current))
+            ::sigaction(SIGBUS, &handling.previous, nullptr);
+    }
+} removedAtTheEnd;
+
+}  // namespace
+
+bool GuardIsInPlace() noexcept {
+    const std::lock_guard lock(handling.whileInstalled);
+    struct sigaction current {};
+    if (::sigaction(SIGBUS, nullptr, &current) != 0) return false;
+    if (!handling.isToBeInstalled) return IsOurs(current);
+    struct sigaction action {};
+    action.sa_sigaction = OnBusError;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    ::sigemptyset(&action.sa_mask);
+    handling.previous = current;
+    handling.isToBeInstalled = false;
+    return ::sigaction(SIGBUS, &action, nullptr) == 0;
+}
+
+}  // namespace lumvex::compound
