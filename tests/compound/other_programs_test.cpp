@@ -1,5 +1,5 @@
-// Files that other programs change, replace or remove while they are open here: no save reports success into what is not
-// the document any more, and none makes a mixture of two.
+// Files that other programs change, replace or remove while they are open here: no save reports success into what is
+// not the document any more, and none makes a mixture of two.
 #include <fstream>
 
 #include "sharing.hpp"
@@ -80,7 +80,7 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
 TEST_P(OtherPrograms, ThatReplaceAFileWhileItIsSavedMakeTheSaveFail) {
     FaultyDisk disk(ImageOf(Streams(3000, 1), GetParam()));
     const auto file = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
-    disk.Before(5, [&] {
+    disk.Before(3, [&] {
         const auto other = CompoundFile::Create(disk.OpenNew(), 3);
         Put(*other, u"other", Pattern(9000, 1));
         other->Commit();

@@ -192,7 +192,7 @@ TEST(LargeFiles, CrossTheFirstSectorsOfTheDifatUpAndDown) {
     EXPECT_LT(file->FileSize(), largest / 100);
 }
 
-// Structures that nothing else would move stand behind what was removed.
+// Behind what was removed there are structures, which only shortening moves.
 TEST_P(Streams, RemovedFromTheEndLeaveAShortFile) {
     Content content{{u"a", Pattern(5'000'000, 1)}, {u"b", Pattern(11'000'000, 2)}};
     FaultyDisk disk(ImageOf(content, GetParam()));

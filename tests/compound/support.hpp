@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "kit/committed_image.hpp"
 #include "kit/faulty_disk.hpp"
 #include "kit/pattern.hpp"
 #include "storage/compound/check/check.hpp"
 #include "storage/compound/engine/compound_file.hpp"
-#include "storage/compound/read/committed.hpp"
 
 namespace lumvex::tests {
 
@@ -100,17 +100,13 @@ Status StatusOf(Work&& work) {
 // The sibling tree of the root: in order, no red below a red, equally many blacks on every way, so at most twice as
 // deep as it has to be. The depth of its deepest entry.
 inline std::size_t RequireRedBlackTree(const Bytes& image) {
-    Header::Bytes header;
-    std::copy_n(image.begin(), header.size(), header.begin());
-    Volume volume(MemoryFile(image), Header::Parse(header));
-    volume.Map();
-    Committed committed(volume);
+    const CommittedImage committed(image);
     struct Place {
         EntryId id;
         bool parentIsRed;
         std::size_t blacks, depth;
     };
-    std::vector<Place> open{{committed.TreeTop(), true, 0, 0}};
+    std::vector<Place> open{{committed->TreeTop(), true, 0, 0}};
     std::size_t blacks = 0, deepest = 0;
     while (!open.empty()) {
         const Place at = open.back();
@@ -122,7 +118,7 @@ inline std::size_t RequireRedBlackTree(const Bytes& image) {
             deepest = std::max(deepest, at.depth);
             continue;
         }
-        const DirectoryEntry entry = committed.At(at.id);
+        const DirectoryEntry entry = committed->At(at.id);
         const bool red = entry.ColourOf() == Colour::Red;
         EXPECT_FALSE(red && at.parentIsRed) << "entry " << at.id;
         for (const EntryId child : {entry.Left(), entry.Right()})

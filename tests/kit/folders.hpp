@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/read/stream_body.hpp"
+#include "kit/committed_image.hpp"
 
 namespace lumvex::tests {
 
@@ -17,21 +17,14 @@ namespace lumvex::tests {
 // and the root get class IDs, state bits and times, each its own. The file must be as the engine first wrote it.
 inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u16string, std::u16string>& folderOf) {
     using namespace compound;
-    Header::Bytes head;
-    std::copy_n(image.begin(), head.size(), head.begin());
-    const Header header = Header::Parse(head);
     std::vector<DirectoryEntryWriter> writers;
     std::map<std::u16string, EntryId> ids;
     {
-        Volume volume(MemoryFile(image), header);
-        volume.Map();
-        Committed committed(volume);
-        const std::uint32_t perPage = DirectoryEntriesPerPage(volume.SectorShift()).Count();
-        for (EntryId id = 0; id < committed.EntryCount(); ++id) {
-            const auto place = committed.Directory().Sectors().Find(committed.Fat(), id / perPage);
-            writers.emplace_back(&image[volume.OffsetOf(place.value().sector) + id % perPage * kEntrySize]);
+        const CommittedImage sound(image);
+        for (EntryId id = 0; id < sound->EntryCount(); ++id) {
+            writers.emplace_back(&image[sound.OffsetOf(id)]);
             std::array<char16_t, kMaxNameLength> buffer;
-            if (committed.At(id).Type() == EntryType::Stream) ids[std::u16string(committed.At(id).Name(buffer))] = id;
+            if (sound->At(id).Type() == EntryType::Stream) ids[std::u16string(sound->At(id).Name(buffer))] = id;
         }
     }
     const auto setFacts = [&](EntryId id) {
@@ -65,11 +58,8 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
 // By path: what each stream holds, and what is said of each folder and of the root, whose path is empty.
 inline std::map<std::u16string, std::vector<std::byte>> Everything(const std::vector<std::byte>& image) {
     using namespace compound;
-    Header::Bytes head;
-    std::copy_n(image.begin(), head.size(), head.begin());
-    Volume volume(MemoryFile(image), Header::Parse(head));
-    volume.Map();
-    const auto committed = std::make_shared<Committed>(volume);
+    const CommittedImage sound(image);
+    const std::shared_ptr<Committed>& committed = sound.State();
     std::map<std::u16string, std::vector<std::byte>> found;
     std::vector<std::pair<EntryId, std::u16string>> folders{{0, u""}};
     const auto factsOf = [](const DirectoryEntry& entry) {

@@ -25,8 +25,8 @@ void CompoundFile::State::Carry(const std::shared_ptr<Committed>& from) {
     try {
         const Volume& disk = from->GetVolume();
         const std::uint64_t most = std::uint64_t{disk.SectorCount()} << disk.SectorShift();
-        std::uint64_t total =
-            0;  // more than the file has where streams share sectors: then copying all of them might never end
+        // More than the file has where streams share sectors: copying all of them might take very long.
+        std::uint64_t total = 0;
         std::vector<std::byte> bytes;
         for (std::size_t at = 0; at < tree->members.size(); ++at) {
             CarriedMember& member = tree->members[at];

@@ -6,12 +6,12 @@
 //   3. Everything the new header leads to is durable before the header is written.
 //   4. One write of the 512-byte header, made durable, is the commit. Until then a failure drops the draft and nothing
 //      else: the committed state is what it was, what is pending stays pending. Content that was written before a flush
-//      that failed counts as lost; no commit comes through with it.
+//      that failed counts as lost; no commit succeeds with it.
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
-//      and the generation is not used again, until another commit has come through.
+//      and the generation is not used again, until another commit has succeeded.
 //   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
-//      the disk.
+//      the disk. This is left out where the header has the mark of being there, which is written after the flush of 4.
 //   8. Before content is written and directly before the header is, the file is found to be the one that was opened:
 //      under its name, with the header that was read.
 //
@@ -172,7 +172,7 @@ void CompoundFile::State::Commit::DraftDirectory() {
     });
     // Changing one entry touches some three pages, so that many are cheaper with a new tree. A tree that another
     // program has made may be in another order and is always built anew.
-    const bool rebuild = committed.Empty() || committed.GetVolume().Head().Generation() == 0 ||
+    const bool rebuild = committed.Empty() || !committed.GetVolume().Head().IsWrittenByUs() ||
                          (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
@@ -186,17 +186,17 @@ void CompoundFile::State::Commit::PlaceAll() {
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
-    const std::uint32_t generation = state.lastGeneration + 1;
-    header.SetGeneration(generation == 0 ? 1 : generation);  // other programs leave 0
+    const std::uint32_t generation = state.lastGeneration + 2;  // the lowest bit marks a header that is on the disk
+    header.SetGeneration(generation < 2 ? 2 : generation);      // other programs leave 0
     draft.PlaceStructures(header);
 }
 
 void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
     File& file = disk.GetFile();
-    const Header oldHeader = disk.Head();
+    Header oldHeader = disk.Head();
     const bool isFirst = committed.Empty(), hadName = file.HasName();
-    assert(isFirst || disk.Counters().flushes != 0);  // 7
+    assert(isFirst || oldHeader.IsKnownDurable() || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
     // Everything that the switch needs is made before the commit point (5).
@@ -219,6 +219,8 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
+            header.SetKnownDurable(true);  // it will be when the file has its name, and nobody opens it before
+            disk.Adopt(header);
             const std::vector<std::byte> rest(disk.SectorSize() - kHeaderSize);
             const Piece pieces[] = {header.bytes(), rest};
             disk.Write(0, pieces);
@@ -228,6 +230,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             file.TakeName();
         }
     } catch (...) {
+        if (headerTouched) oldHeader.SetKnownDurable(false);
         disk.Adopt(oldHeader);
         if (held) state.space->CancelHold();
         assert(hadName == file.HasName());  // 4

@@ -21,12 +21,11 @@ Header::Bytes ReadHeader(const File& file) {
 // Between reading the header and announcing its generation a reader may be overtaken by commits. Where the header is
 // still the same after announcing, no writer reuses a sector of this state any more.
 Header ReadHeaderAsReader(File& file) {
-    for (Header::Bytes bytes = ReadHeader(file);;) {
-        const Header header = Header::Parse(bytes);
+    for (Header header = Header::Parse(ReadHeader(file));;) {
         file.AnnounceReader(header.Generation());
-        const Header::Bytes again = ReadHeader(file);
-        if (again == bytes) return header;
-        bytes = again;
+        const Header again(ReadHeader(file));
+        if (again.IsSameState(header)) return header;
+        header = Header::Parse(again.bytes());
     }
 }
 

@@ -34,12 +34,13 @@ public:
     CompoundFile(const CompoundFile&) = delete;
     CompoundFile& operator=(const CompoundFile&) = delete;
 
-    // Names compare without regard to case. Streams directly in the root storage, written ones before Commit too.
+    // Streams of the root storage, those included that were written after the last Commit. Names compare without regard
+    // to case.
     bool Contains(std::u16string_view name) const;
     std::optional<Stream> Find(std::u16string_view name) const;
     Stream Get(std::u16string_view name) const;  // NotFound
 
-    // The stream, unless it is short: then its bytes are read into the buffer at once, and there is only their number.
+    // A stream that fits into the buffer is read into it at once, and only its size is returned; a longer one is found.
     struct Found {
         std::optional<Stream> stream;
         std::optional<std::size_t> read;
@@ -77,8 +78,8 @@ public:
 
     int Version() const;
 
-    // Other readers refuse files of version 3 from 2 GB on. Is this one as long, or did something fail since the last
-    // commit because it would have been (MediumFull)?
+    // Other readers refuse files of version 3 from 2 GB on. Is this file as long, or has something failed since the
+    // last commit because it would have become so (MediumFull)?
     bool IsOutgrown() const;
     std::uint64_t FileSize() const;  // bytes
 

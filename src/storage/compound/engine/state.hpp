@@ -60,11 +60,10 @@ struct CompoundFile::State {
     Access access;
     std::shared_ptr<Committed> committed;
     std::shared_ptr<PendingChanges> pending;
-    std::shared_ptr<PendingChanges>
-        nextPending;                  // empty; takes the place of `pending` when that is committed or dropped
-    std::optional<Space> space;       // from the first write on
-    std::optional<FreeMap> freeMini;  // the committed state's mini sectors, once they were needed
-    std::uint32_t lastGeneration;     // that a commit has tried to write, also where it failed
+    std::shared_ptr<PendingChanges> nextPending;  // empty; takes the place of `pending` after a commit or a Revert
+    std::optional<Space> space;                   // from the first write on
+    std::optional<FreeMap> freeMini;              // the committed state's mini sectors, once they were needed
+    std::uint32_t lastGeneration;                 // that a commit has tried to write, also where it failed
 
     bool hadTooLong = false;  // since the last commit, a stream was too long for this version
 

@@ -64,7 +64,7 @@ void CompoundFile::State::PrepareToWrite() {
     if (!space) {
         Space found(*committed, access == Access::Exclusive);
         committed->RequireReadable();
-        if (!committed->Empty()) MakeHeaderDurable();
+        if (!committed->Empty() && !volume.Head().IsKnownDurable()) MakeHeaderDurable();
         space.emplace(std::move(found));
         lastGeneration = space->LatestGeneration();
     }

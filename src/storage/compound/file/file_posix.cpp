@@ -222,6 +222,7 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
         if (size > mapped_) return std::nullopt;
     }
     shown_ = size;
+    lookedAt_ = posix::Tick();
     return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 

@@ -174,9 +174,9 @@ std::optional<EntryId> Committed::Find(const FoldedName& name) {
     if (Empty()) return std::nullopt;
     if (!index_) {
         const auto found = Descend(name);
-        // Other programs leave the generation 0 and may order names in another way, so that the name may be in the tree
-        // although the way down missed it.
-        if (found || volume_.Head().Generation() != 0) return found;
+        // Other programs may order names in another way, so that the name may be in the tree although the way down
+        // missed it.
+        if (found || volume_.Head().IsWrittenByUs()) return found;
         BuildIndex();
     }
     return LookUp(name);

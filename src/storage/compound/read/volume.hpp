@@ -66,8 +66,8 @@ public:
     // does.
     void RequireCurrent(const Header& committed);
     bool ChangedByOthers() const { return changedByOthers_; }
-    void AboutToWrite(const Header& header) { tried_.push_back(header.bytes()); }
-    void HeaderIsWritten() noexcept { tried_.clear(); }
+    void AboutToWrite(const Header& header) { tried_.push_back(header); }
+    void HeaderIsWritten() noexcept;  // to be called when it was flushed too; marks it as such in the file
 
     void Map();  // looks at the file again; what was read before may have moved in memory
     void Adopt(const Header& header) { header_ = header; }
@@ -95,8 +95,8 @@ private:
     std::uint32_t sectorCount_ = 0;
     bool unflushed_ = false;
     std::uint32_t batch_ = 0;
-    std::vector<std::uint32_t> lost_;   // batches
-    std::vector<Header::Bytes> tried_;  // headers that may be in the file, since writing them failed
+    std::vector<std::uint32_t> lost_;  // batches
+    std::vector<Header> tried_;        // headers that may be in the file, since writing them failed
     bool changedByOthers_ = false;
     std::vector<std::byte> lastSector_;  // with zeros for what it lacks; empty where the file has all of it
     std::vector<std::byte> buffer_;      // stream content, to be written from bufferAt_ on
