@@ -23,7 +23,9 @@ Header::Bytes ReadHeader(const File& file) {
 Header ReadHeaderAsReader(File& file) {
     for (Header header = Header::Parse(ReadHeader(file));;) {
         file.AnnounceReader(header.Generation());
-        const Header again(ReadHeader(file));
+        Header::Bytes bytes;
+        file.Read(0, bytes);
+        const Header again(bytes);
         if (again.IsSameState(header)) return header;
         header = Header::Parse(again.bytes());
     }
