@@ -27,7 +27,7 @@ Header ReadHeaderAsReader(File& file) {
         file.Read(0, bytes);
         const Header again(bytes);
         if (again.IsSameState(header)) return header;
-        header = Header::Parse(again.bytes());
+        header = Header::Parse(bytes);
     }
 }
 
