@@ -89,9 +89,8 @@ public:
         using Kind = posix::OpenedFile::Kind;
         return AnswerOf(file_.Lock(kind == Lock::Exclusive ? Kind::Exclusive : Kind::Shared, static_cast<off_t>(byte)));
     }
-    Answer LockShared(std::uint64_t byte) override {
-        return TryLock(Lock::Shared, byte);
-    }  // nobody locks it exclusively
+    // Nobody locks such a byte exclusively here, so there is nothing to wait for.
+    Answer LockShared(std::uint64_t byte) override { return TryLock(Lock::Shared, byte); }
     void Unlock(std::uint64_t byte) noexcept override { file_.Unlock(static_cast<off_t>(byte)); }
     bool MayBeLocked(std::uint64_t first, std::uint64_t count) override {
         return AnswerOf(file_.IsLockedElsewhere(static_cast<off_t>(first), static_cast<off_t>(count))) != Answer::No;
