@@ -7,7 +7,7 @@
 
 #include "core/objects/document.hpp"
 #include "core/objects/events.hpp"
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 

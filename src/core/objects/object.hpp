@@ -9,7 +9,7 @@
 
 #include "core/objects/entry.hpp"
 #include "core/base/failure.hpp"
-#include "core/base/function_ref.hpp"
+#include "generic/function_ref.hpp"
 #include "lumvex/interfaces.hpp"
 
 namespace lumvex::inside {

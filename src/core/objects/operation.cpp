@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 #include "core/tree/name_index.hpp"
 
 namespace lumvex::inside {

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace lumvex::inside {
+namespace lumvex {
 
 template <class Signature>
 class FunctionRef;
@@ -29,4 +29,4 @@ private:
     Result (*call_)(void*, Arguments...);
 };
 
-}  // namespace lumvex::inside
+}  // namespace lumvex
