@@ -25,6 +25,7 @@ enum class Message : int {
     ModifiedBeforeLoading = 4013,
     FileFormat = 4014,
     OtherDocument = 4015,
+    InternalError = 4017,
     NotAllRemoved = 4018,
     CacheBounds = 4019,
     FileMustBeClosed = 4020,

@@ -31,6 +31,10 @@ void StoreAndTell(Owner& owner, LXEventType type, Store&& store) {
     owner.Commit(type);
 }
 
+// Delivers a thread's events in the order in which they were raised, unless a call further out will.
+struct ThreadContext;
+void DeliverEvents(ThreadContext& thread) noexcept;
+
 // Delivers the calling thread's events in raising order, unless a call further out will. Everything that was done so far
 // is kept. Handlers may do anything, release the root included: after this the caller holds what it needs by counted
 // references and finds everything else anew.

@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "core/objects/entry.hpp"
 #include "core/base/failure.hpp"
+#include "core/base/module.hpp"
+#include "core/objects/entry.hpp"
 #include "generic/function_ref.hpp"
 #include "lumvex/interfaces.hpp"
 
@@ -23,22 +24,9 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
-// Objects alive in the module, and what else keeps it from being unloaded.
-std::size_t LiveObjects() noexcept;
-void LockModule() noexcept;
-void UnlockModule() noexcept;
-
-// Part of every object that a client can hold: counts it among those alive.
-class LiveObject {
-public:
-    LiveObject() noexcept;
-    ~LiveObject();
-    LiveObject(const LiveObject&) = delete;
-    LiveObject& operator=(const LiveObject&) = delete;
-};
-
+class CollectionBase;
+class ItemBase;
 class ReferenceBase;
-struct Descendant;
 
 class Object {
 public:
@@ -58,6 +46,11 @@ public:
 
     virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
     virtual const ClassInfo& Class() const noexcept = 0;
+    // The object as the item or the collection that it is; null where it is something else.
+    virtual ItemBase* AsItem() noexcept { return nullptr; }
+    virtual CollectionBase* AsCollection() noexcept { return nullptr; }
+    const ItemBase* AsItem() const noexcept { return const_cast<Object*>(this)->AsItem(); }
+    const CollectionBase* AsCollection() const noexcept { return const_cast<Object*>(this)->AsCollection(); }
     // The programmatic identifier under which the object reports errors; empty for all but roots.
     virtual std::u16string_view ErrorSource() const noexcept { return {}; }
     // Visits the slots of the object's own child collections in record order.
@@ -80,8 +73,6 @@ public:
 
     Document& ResolveRoot() const;        // 4009 when the object is orphaned
     Ref<Object> ResolveParent() const;    // 4009 likewise; loads the parent when it is not in memory
-    bool IsModified() const { return modified_; }
-    void SetModified(bool modified) noexcept { modified_ = modified; }
 
     // The shared members of the published interfaces.
     virtual std::u16string Name() const;
@@ -91,10 +82,6 @@ public:
     Ref<Object> RootBase() const;
     YesNo IsSame(IUnknown* test) const;
     virtual YesNo IsSameID(IUnknown* test) const = 0;
-    Ref<IUnknown> NewDescendantsEnum();
-    Ref<IUnknown> NewDependentLinksEnum();
-
-    std::vector<Descendant> Descendants();  // the items below, depth first; each once
 
 protected:
     Object();
@@ -102,8 +89,7 @@ protected:
 
 private:
     LiveObject alive_;
-    std::atomic<ULONG> count_{0};
-    bool modified_ = false;
+    std::atomic<ULONG> count_{0};  // Release() counts in a way of its own
     Ref<Entry> entry_;
 };
 

@@ -1,9 +1,9 @@
 // What each thread that enters the model has of its own.
 #pragma once
 
-#include <mutex>
 #include <vector>
 
+#include "core/base/module.hpp"
 #include "core/objects/events.hpp"
 
 namespace lumvex::inside {
@@ -32,11 +32,6 @@ struct ThreadContext {
 
 // The calling thread's, made on first use. Throws std::bad_alloc when it cannot be made.
 ThreadContext& CurrentThread();
-
-inline std::recursive_mutex& ModuleLock() {
-    static std::recursive_mutex lock;
-    return lock;
-}
 
 // What Enter() does once it has the context. Enter() itself stands beside CurrentThread(), so that both become one
 // function: a sixth of what the shortest published call costs.

@@ -10,11 +10,11 @@ namespace lumvex::inside {
 
 // An object to be enumerated and the one that owns it, so that its parent need not be searched for; the zero GUID where
 // that is not known.
-struct Descendant {
+struct EnumeratedObject {
     GUID id, owner;
 };
 
 // An IEnumVARIANT that keeps `source` alive and resolves the document through it.
-Ref<IUnknown> MakeEnumerator(Object& source, std::vector<Descendant> objects);
+Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objects);
 
 }  // namespace lumvex::inside

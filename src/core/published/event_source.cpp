@@ -1,5 +1,6 @@
 #include "core/published/event_source.hpp"
 
+#include "automation/counted.hpp"
 #include "core/published/snapshot_enumerator.hpp"
 
 namespace lumvex::inside {
@@ -73,11 +74,7 @@ void EventSource::Fire(const PendingEvent& event) noexcept {
 
 HRESULT EventSource::Point::QueryInterface(REFIID iid, void** object) {
     if (!object) return E_POINTER;
-    const bool offered = IsEqualGUID(iid, kIidOf<IUnknown>) || IsEqualGUID(iid, kIidOf<IConnectionPoint>);
-    *object = offered ? static_cast<IConnectionPoint*>(this) : nullptr;
-    if (!offered) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
+    return AnswerInterface(*this, FindInterface<IConnectionPoint>(*this, iid), object);
 }
 
 HRESULT EventSource::Point::GetConnectionInterface(IID* iid) {

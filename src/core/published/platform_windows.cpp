@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-#include "core/objects/counted.hpp"
+#include "core/base/module_object.hpp"
 #include "core/objects/guard.hpp"
 #include "core/published/user_settings_windows.hpp"
 
@@ -47,7 +47,7 @@ Ref<ITypeLib> Library() {
 // What both facets share: an object of its own that keeps the one it belongs to, and whose other interfaces are that
 // one's.
 template <class Interface>
-class Facet : public Counted<Interface> {
+class Facet : public ModuleObject<Interface> {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         return owner_->QueryInterface(iid, object);

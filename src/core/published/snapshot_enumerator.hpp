@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/objects/counted.hpp"
+#include "core/base/module_object.hpp"
 #include "core/objects/guard.hpp"
 
 namespace lumvex::inside {
@@ -13,7 +13,7 @@ namespace lumvex::inside {
 // Put(at, value), which fills the caller's value, adding the references it carries, or answers false where what stood
 // there has gone. Put may throw only where Value is a variant.
 template <class Interface, class Value, class List>
-class SnapshotEnumerator final : public Counted<Interface> {
+class SnapshotEnumerator final : public ModuleObject<Interface> {
 public:
     using SharedList = std::shared_ptr<const List>;
 

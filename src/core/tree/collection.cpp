@@ -13,7 +13,7 @@ std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Cla
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
     ResolveRoot();
-    std::vector<Descendant> all(members.Count());
+    std::vector<EnumeratedObject> all(members.Count());
     for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
     return MakeEnumerator(*this, std::move(all));
 }
@@ -80,7 +80,7 @@ Ref<Object> CollectionBase::AddMember(std::u16string_view name, const Ref<Object
     Ref<Object> member = Class().member()->create();
     Entry& entry = document.Enter(*member, OwnEntry());
     entry.name = name;
-    static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
+    member->AsItem()->timestamp = LocalTimeNow();
     if (linkTarget)
         member->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
             static_cast<LinkTargetBase&>(reference).Move(*member, linkTarget);
@@ -99,7 +99,7 @@ void CollectionBase::TakeIn(Object& member) {
     Document& document = ResolveRoot();
     members.MakeRoom();
     RecordStep(*this, nullptr, [](Object& collection, void*) noexcept {
-        static_cast<CollectionBase&>(collection).members.EraseLast();
+        collection.AsCollection()->members.EraseLast();
     });
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
     document.MarkChanged(*this);
@@ -111,7 +111,7 @@ void CollectionBase::Remove(LONG position) {
     const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
     if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
     const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
-    auto& item = static_cast<ItemBase&>(*member);
+    ItemBase& item = *member->AsItem();
     if (item.Locks() != 0) throw Failure(Message::Locked);
     Raise(ResolveRoot(), EventKind::Item, item, LX_EV_BEFORE_DELETE);
     DeliverNow();
@@ -147,7 +147,7 @@ void CollectionBase::RemoveAll() {
         try {
             if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler was faster
             const Ref<Object> member = Member(position - 1);
-            auto& item = static_cast<ItemBase&>(*member);
+            ItemBase& item = *member->AsItem();
             if (item.Locks() != 0) throw Failure(Message::Locked);
             item.EmptyChildren();
             Operation removal;
@@ -188,7 +188,6 @@ void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     document.Erase(leaving);
     members.Erase(*index);
     document.MarkChanged(*this);
-    member.SetModified(false);
 }
 
 Ref<Object> FindBelow(Object& top, const GUID& id) {

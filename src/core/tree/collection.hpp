@@ -5,13 +5,17 @@
 
 #include "core/published/automation_object.hpp"
 #include "core/tree/members.hpp"
+#include "core/tree/tree_object.hpp"
 
 namespace lumvex::inside {
 
 class ItemBase;
 
-class CollectionBase : public Object {
+class CollectionBase : public TreeObject {
 public:
+    CollectionBase* AsCollection() noexcept override { return this; }
+    using Object::AsCollection;
+
     Members members;
 
     // The plain members behind _Collection.

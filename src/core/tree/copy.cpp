@@ -33,12 +33,12 @@ public:
         Ref<Object> copy = source.Class().create();
         Entry& entry = to_.Enter(*copy, owner);
         entry.name = source.OwnEntry().name;
-        static_cast<ItemBase&>(*copy).timestamp = source.timestamp;
+        copy->AsItem()->timestamp = source.timestamp;
         source.Class().copy(*copy, source);
         DropDeadReferences(source, *copy);
         made_.push_back(copy);
         copies_[source.OwnEntry().id] = entry.id;
-        if (withChildren) MakeChildren(source, static_cast<ItemBase&>(*copy));
+        if (withChildren) MakeChildren(source, *copy->AsItem());
         return copy;
     }
 
@@ -78,11 +78,11 @@ private:
             if (!slot.reference) return;
             const Ref<Object> children = from.GetChild(slot, classInfo, source);
             const Ref<Object> copies = to_.GetChild(copySlot, classInfo, copy);
-            auto& collection = static_cast<CollectionBase&>(*children);
+            CollectionBase& collection = *children->AsCollection();
             for (LONG position = 1; position <= collection.Count(); ++position) {
                 const Ref<Object> member = collection.Item(position);
-                const Ref<Object> made = Make(static_cast<ItemBase&>(*member), copies->OwnEntry(), true);
-                static_cast<CollectionBase&>(*copies).members.Append({made->OwnEntry().id, made->OwnEntry().tag});
+                const Ref<Object> made = Make(*member->AsItem(), copies->OwnEntry(), true);
+                copies->AsCollection()->members.Append({made->OwnEntry().id, made->OwnEntry().tag});
             }
         });
     }
@@ -94,7 +94,7 @@ private:
 
 void RefuseLocked(ItemBase& receiver) {
     Document& document = receiver.ResolveRoot();
-    for (const Descendant& each : receiver.Descendants()) {
+    for (const EnumeratedObject& each : receiver.ItemsBelow()) {
         const Ref<Entry> entry = document.Find(each.id);
         if (entry && entry->locks != 0) throw Failure(Message::Locked);
     }
@@ -136,17 +136,17 @@ Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot) {
         path.push_back(owner);
     Ref<Object> at(&destinationRoot);
     for (auto step = path.rbegin(); step != path.rend(); ++step) {
-        if ((*step)->Class().kind == ClassKind::Collection) {
+        ItemBase* ancestor = (*step)->AsItem();
+        if (!ancestor) {
             at = ChildOfClass(*at, (*step)->Class());
             continue;
         }
-        auto& ancestor = static_cast<ItemBase&>(**step);
-        auto& collection = static_cast<CollectionBase&>(*at);
-        Ref<Object> match = collection.FindID(ancestor.ID(), 0);
-        if (!match) match = collection.FindCounterpart(ancestor);
-        at = match ? match : CopyInto(ancestor, collection, false);
+        CollectionBase& collection = *at->AsCollection();
+        Ref<Object> match = collection.FindID(ancestor->ID(), 0);
+        if (!match) match = collection.FindCounterpart(*ancestor);
+        at = match ? match : CopyInto(*ancestor, collection, false);
     }
-    return CopyInto(item, static_cast<CollectionBase&>(*at), true);
+    return CopyInto(item, *at->AsCollection(), true);
 }
 
 namespace {
@@ -224,7 +224,7 @@ private:
         Raise(document_, EventKind::Collection, collection, isEmpty ? LX_EV_AFTER_REMOVEALL : LX_EV_CREATE);
     }
 
-    static Members& MembersOf(Object& collection) { return static_cast<CollectionBase&>(collection).members; }
+    static Members& MembersOf(Object& collection) { return collection.AsCollection()->members; }
     static std::optional<GUID> IdOf(Object& link) {
         const std::vector<ReferenceBase*> references = ReferencesOf(link);
         return references.empty() ? std::nullopt : references.front()->Id();

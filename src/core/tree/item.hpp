@@ -4,14 +4,18 @@
 
 #include "core/published/automation_object.hpp"
 #include "core/tree/fields.hpp"
+#include "core/tree/tree_object.hpp"
 
 namespace lumvex::inside {
 
 // What separates the names of a fully qualified name.
 inline constexpr char16_t kPathSeparator = u'/';
 
-class ItemBase : public Object {
+class ItemBase : public TreeObject {
 public:
+    ItemBase* AsItem() noexcept override { return this; }
+    using Object::AsItem;
+
     DATE timestamp = 0;  // days since 30 December 1899, as the client put it
 
     // What every put ends in: finds the root (4009 when orphaned), raises the event, marks document and item modified.

@@ -387,7 +387,6 @@ void Directory::Saved(const std::vector<Ref<Entry>>& written, NextTables&& table
         entry->stored = true;
         entry->changed = false;
         entry->storedLocks = entry->locks;
-        if (entry->object) entry->object->SetModified(false);
     }
     for (const Ref<Entry>& entry : added_) {
         entry->listed = true;

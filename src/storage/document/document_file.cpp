@@ -50,17 +50,6 @@ private:
 
 }  // namespace
 
-void MemorySource::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
-    const std::byte* from = Contiguous(offset, bytes.size());
-    if (!from) throw Failure(kReadFault);
-    if (!bytes.empty()) std::memcpy(bytes.data(), from, bytes.size());
-}
-
-const std::byte* MemorySource::Contiguous(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > bytes_.size() || count > bytes_.size() - offset) return nullptr;
-    return bytes_.data() + offset;
-}
-
 std::u16string StreamNameOf(const GUID& id) {
     std::array<std::byte, 16> bytes;
     std::memcpy(bytes.data(), &id, bytes.size());

@@ -177,11 +177,10 @@ void RootDocument::MarkModified() {
 
 void RootDocument::MarkChanged(Object& object) noexcept {
     Entry& entry = object.OwnEntry();
-    object.SetModified(true);
     directory_.MarkChanged(entry);
     Object* owner = entry.parent ? entry.parent->object.get() : nullptr;
-    if (owner && owner->Class().kind == ClassKind::Collection)
-        static_cast<CollectionBase&>(*owner).members.names.Rename(entry.id, entry.name);
+    if (CollectionBase* collection = owner ? owner->AsCollection() : nullptr)
+        collection->members.names.Rename(entry.id, entry.name);
 }
 
 void RootDocument::Erase(std::span<const Ref<Entry>> entries) {

@@ -8,6 +8,7 @@
 #include "core/objects/document.hpp"
 #include "core/published/event_source.hpp"
 #include "core/tree/fields.hpp"
+#include "core/tree/tree_object.hpp"
 #include "storage/document/directory.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/link_index.hpp"
@@ -15,7 +16,7 @@
 
 namespace lumvex::inside {
 
-class RootDocument : public Object, public Document {
+class RootDocument : public TreeObject, public Document {
 public:
     // ---- the plain members behind _Root ----
     void OpenFile(std::u16string_view path);

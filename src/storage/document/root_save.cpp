@@ -202,8 +202,8 @@ void RootDocument::CheckComplete() {
         if (!entry || !entry->object) throw Failure(Message::DoesNotExist);
     };
     const auto checkBelow = [&](Object& owner) {
-        if (owner.Class().kind == ClassKind::Collection) {
-            const Members& members = static_cast<CollectionBase&>(owner).members;
+        if (const CollectionBase* collection = owner.AsCollection()) {
+            const Members& members = collection->members;
             for (std::size_t index = 0; index < members.Count(); ++index) check(members.At(index));
         } else {
             owner.ForEachChild([&](ChildSlot& slot, const ClassInfo&) {

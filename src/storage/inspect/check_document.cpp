@@ -157,8 +157,8 @@ private:
     }
 
     void Follow(Object& owner, const std::string& name) {
-        if (owner.Class().kind == ClassKind::Collection) {
-            const Members& members = static_cast<CollectionBase&>(owner).members;
+        if (const CollectionBase* collection = owner.AsCollection()) {
+            const Members& members = collection->members;
             for (std::size_t index = members.Count(); index-- > 0;)
                 waiting_.push_back({members.At(index), owner.Class().member(), name});
             return;
