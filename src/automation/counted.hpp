@@ -1,5 +1,4 @@
-// How objects of the platform's kind are counted and asked for their interfaces: written once, for the model's objects and
-// for the small ones around them.
+// Reference counting and QueryInterface, for the model's objects and for small ones like enumerators.
 #pragma once
 
 #include <atomic>
@@ -12,7 +11,7 @@ namespace lumvex::inside {
 class ReferenceCount {
 public:
     ULONG Add() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
-    // How many are left. Whoever gets 0 destroys the object, and sees all that other threads have done to it.
+    // How many are left. The caller that gets 0 destroys the object; it sees everything that other threads did to it before.
     ULONG Remove() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
 private:

@@ -1,4 +1,4 @@
-// Room in a list before something begins that must not fail.
+// Makes room in a list before the start of something that must not fail.
 #pragma once
 
 #include <algorithm>

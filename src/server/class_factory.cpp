@@ -9,7 +9,7 @@ namespace lumvex::inside {
 
 namespace {
 
-// Counts among the live objects while somebody holds it, so that the module stays where its code is needed.
+// The module stays loaded while a client holds the class object.
 class ClassFactory final : public ModuleObject<IClassFactory> {
 public:
     explicit ClassFactory(REFCLSID clsid) : clsid_(clsid) {}

@@ -22,8 +22,8 @@ private:
     Ref<IErrorInfo> info_;
 };
 
-// A handler may change the model: what it raises joins the queue behind what is already there. The error information of
-// the call that is ending outlives what handlers leave.
+// A handler may change the model: the events that it raises are added at the end of the queue. Error information that
+// handlers leave is dropped: the client is to see that of its own call.
 void DeliverQueue(ThreadContext& thread) noexcept {
     const KeptErrorInfo kept;
     for (std::size_t next = 0; next < thread.queue.size(); ++next) {
@@ -33,17 +33,17 @@ void DeliverQueue(ThreadContext& thread) noexcept {
         assert(thread.steps.empty() && "a handler's calls have ended, and nothing was open when they began");
     }
     for (const PendingEvent& event : thread.queue) event.object->OwnEntry().eventWaits = false;
-    // The events may hold the last references to their roots and objects, whose going may run clients' code that raises
-    // events in its turn: these form the next queue.
+    // The events may hold the last references to roots and objects. Destroying these may run code of clients that raises
+    // further events, which form the next queue.
     std::vector<PendingEvent> told = std::exchange(thread.queue, {});
     thread.eventsGone += told.size();
     told.clear();
-    if (thread.queue.empty()) thread.queue.swap(told);  // for its room
+    if (thread.queue.empty()) thread.queue.swap(told);  // its memory is used again
 }
 
 }  // namespace
 
-// All entries of a queue are flagged, and one thread at a time has a queue: the lock's holder.
+// Only the thread that holds the module lock has a queue, so that a flag in the entry says whether an object is in it.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
     ThreadContext& thread = CurrentThread();
     Entry& entry = object.OwnEntry();

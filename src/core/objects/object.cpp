@@ -23,9 +23,9 @@ void Object::CacheWaits(bool waits) noexcept {
     waits ? waitingCaches.fetch_add(1, std::memory_order_relaxed) : waitingCaches.fetch_sub(1, std::memory_order_relaxed);
 }
 
-// The last release touches directory entries, which the module lock guards. The lock comes before the count: a call on
-// another thread that reaches the root from below takes a new reference under the lock, and must not find it at 0. The
-// last but one is the directory's, if it has one.
+// The last release touches directory entries, which the module lock guards. The lock is taken before the count goes to 0:
+// a call on another thread that reaches the root from an object below takes a new reference under the lock, and must not
+// find the count at 0. A count of 1 is that of the directory's own reference, where the object is in a directory.
 ULONG Object::Release() noexcept {
     ULONG count = count_.load(std::memory_order_relaxed);
     while (count > 1) {
@@ -35,7 +35,7 @@ ULONG Object::Release() noexcept {
     const Call call;
     const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 1 && entry_ && entry_->document && entry_->object.get() == this) {
-        const Ref<Entry> entry = entry_;  // the object may go
+        const Ref<Entry> entry = entry_;  // LetGo may destroy this object
         entry->document->LetGo(*entry);
     }
     if (left == 0) delete this;

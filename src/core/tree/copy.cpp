@@ -22,7 +22,7 @@ std::vector<ReferenceBase*> ReferencesOf(Object& object) {
     return references;
 }
 
-// One copy in the making: objects that are entered into the document, but not yet reachable from its root.
+// Makes one copy of a subtree: objects that the document has entered, but that its root does not lead to yet.
 class Copier {
 public:
     explicit Copier(Document& to) : to_(to) {}
@@ -42,30 +42,32 @@ public:
         return copy;
     }
 
-    // References to what was copied point at the copies; others stay, or in another document find the item of that ID.
+    // References to copied objects are pointed at the copies. Others stay as they are; in a copy in another document they
+    // lead to the item of the same ID there, or are emptied.
     void FollowReferences(const Document& from) {
         for (const Ref<Object>& copy : made_) {
             copy->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
                 if (!reference.Id()) return;
                 const auto follows = copies_.find(*reference.Id());
                 if (follows != copies_.end())
-                    reference.Point(std::optional(follows->second));
+                    reference.PointTo(std::optional(follows->second));
                 else if (&from != &to_ && !reference.IdIn(to_, targetClass))
-                    reference.Point(std::optional<GUID>());
+                    reference.PointTo(std::optional<GUID>());
                 if (copy->Class().isLink) to_.LinkMoved(copy->OwnEntry().id, std::nullopt, reference.Id());
             });
         }
     }
 
-    void StandsFor(const GUID& source, const GUID& copy) { copies_[source] = copy; }
+    // References to `source` follow to `copy` as well.
+    void NoteCopy(const GUID& source, const GUID& copy) { copies_[source] = copy; }
 
 private:
-    // A reference to what the source's document does not have any more must not find something in the other one.
+    // A reference to an object that the source's document does not have any more must not find one in the other document.
     static void DropDeadReferences(Object& source, Object& copy) {
         const std::vector<ReferenceBase*> copied = ReferencesOf(copy);
         std::size_t next = 0;
         source.ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
-            copied[next++]->Point(reference.IdIn(source.ResolveRoot(), targetClass));
+            copied[next++]->PointTo(reference.IdIn(source.ResolveRoot(), targetClass));
         });
     }
 
@@ -122,7 +124,7 @@ Ref<Object> CopyInto(ItemBase& item, CollectionBase& destination, bool withChild
     Copier copier(to);
     Ref<Object> copy = copier.Make(item, destination.OwnEntry(), withChildren);
     copier.FollowReferences(from);
-    destination.TakeIn(*copy);
+    destination.AppendMember(*copy);
     return copy;
 }
 
@@ -159,9 +161,9 @@ public:
         Copier copier(document_);
         const Ref<Object> parent = receiver.ResolveParent();
         copy_ = copier.Make(from, parent->OwnEntry(), true);
-        copier.StandsFor(from.OwnEntry().id, receiver.OwnEntry().id);
+        copier.NoteCopy(from.OwnEntry().id, receiver.OwnEntry().id);
         copier.FollowReferences(from.ResolveRoot());
-        // A value that the class does not let others replace stays the receiver's.
+        // Values that the class does not let others replace stay those of the receiver.
         values_ = receiver.Class().create();
         receiver.Class().copy(*values_, receiver);
         receiver.Class().copy(*values_, *copy_);

@@ -1,4 +1,4 @@
-#include "storage/document/link_index.hpp"
+#include "storage/directory/link_index.hpp"
 
 #include <algorithm>
 
