@@ -1,6 +1,5 @@
-// A hash table of numbers: it says where in somebody else's list an element is, and the list's owner says whether an
-// element is the one that is looked for. Open addressing: elements of one hash lie one behind the other in one block of
-// memory, 8 bytes each.
+// A hash table over a list that belongs to the user of the table. It keeps hashes and places in the list (8 bytes for each
+// element, in one block of memory, by open addressing); the user compares the elements.
 #pragma once
 
 #include <algorithm>

@@ -12,11 +12,14 @@ public:
     explicit TableEditor(ShadowPages& pages) : pages_(pages), perPage_(TableEntriesPerPage(pages.Shift())) {}
 
     void SetNext(SectorId sector, SectorId next);
-    void LinkRun(SectorId first, std::uint32_t count,
-                 SectorId next);                        // each sector to the one after it, the last to next
+    // For a sector that stays in its chain. Corrupt where it is free: then another chain had it too and has released it.
+    void Relink(SectorId sector, SectorId next);
+    // Links each sector to the one after it, and the last one to next.
+    void LinkRun(SectorId first, std::uint32_t count, SectorId next);
     void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one of them is free already
 
 private:
+    void RequireInUse(SectorId sector) const;
     std::size_t OffsetOf(SectorId sector) const { return 4 * std::size_t{perPage_.IndexOf(sector)}; }
 
     ShadowPages& pages_;
