@@ -32,7 +32,7 @@ private:
 };
 
 template <>
-struct RecordOf<CBoxCfgBank> : Record<Version{1}> {
+struct RecordOf<CBoxCfgBank> : Record<CBoxCfgBank> {
     static constexpr auto fields = std::tuple{
         &CBoxCfgBank::Spkrs,     &CBoxCfgBank::config_,       &CBoxCfgBank::Data,     &CBoxCfgBank::Data2,
         &CBoxCfgBank::DataValid, &CBoxCfgBank::EqualiserData, &CBoxCfgBank::FWTarget, &CBoxCfgBank::SampleRate};

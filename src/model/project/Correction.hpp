@@ -33,7 +33,7 @@ public:
 };
 
 template <>
-struct RecordOf<CCorrection> : Record<Version{14}> {
+struct RecordOf<CCorrection> : Record<CCorrection> {
     static constexpr auto fields = std::tuple{&CCorrection::Measurement,
                                               Since<1>(&CCorrection::SampleRate),
                                               &CCorrection::Data,

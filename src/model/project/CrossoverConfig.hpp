@@ -37,7 +37,7 @@ public:
 };
 
 template <>
-struct RecordOf<CCrossoverConfig> : Record<Version{1}> {
+struct RecordOf<CCrossoverConfig> : Record<CCrossoverConfig> {
     static constexpr auto fields = std::tuple{&CCrossoverConfig::SpkrEQDesigns, &CCrossoverConfig::Config};
 };
 

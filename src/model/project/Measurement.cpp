@@ -23,12 +23,12 @@ std::vector<T> FirstTwoSwapped(std::vector<T> columns, std::size_t length) {
 
 LONG CMeasurement::SampleRate() const {
     ResolveRoot();
-    return sampleRate.value;
+    return sampleRate_.value;
 }
 
 std::u16string CMeasurement::DisplayName() {
     std::u16string text = Name() + u" (";
-    if (sampleRate.value != kUsualRate) text += FromUtf8(std::to_string(sampleRate.value / 1000)) + u"kHz ";
+    if (sampleRate_.value != kUsualRate) text += FromUtf8(std::to_string(sampleRate_.value / 1000)) + u"kHz ";
     if (const Ref<Object> experiment = Experiment.Get(*this))
         text += experiment->DisplayName() + u" - ";
     return text + UserDate(timestamp) + u" " + UserTime(timestamp) + u")";

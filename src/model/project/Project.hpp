@@ -36,7 +36,7 @@ private:
 };
 
 template <>
-struct RecordOf<CProject> : Record<Version{4096, 4096}> {
+struct RecordOf<CProject> : RootRecord {
     static constexpr auto fields =
         std::tuple{&CProject::SpeakerEQs, &CProject::Experiments,    &CProject::CrossoverConfigs,
                    &CProject::Rooms,      &CProject::BoxCfgs,        &CProject::Specifications,

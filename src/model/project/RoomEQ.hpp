@@ -17,7 +17,7 @@ public:
 };
 
 template <>
-struct RecordOf<CRoomEQ> : Record<Version{1}> {
+struct RecordOf<CRoomEQ> : Record<CRoomEQ> {
     static constexpr auto fields =
         std::tuple{&CRoomEQ::CorrectionGroups, &CRoomEQ::Positions,        &CRoomEQ::MeasureStart, &CRoomEQ::MeasureEnd,
                    &CRoomEQ::MeasSmooth,       &CRoomEQ::MeasSmoothMethod, &CRoomEQ::EqualiserData};

@@ -16,7 +16,7 @@ public:
 };
 
 template <>
-struct RecordOf<CRoomMeasurement> : Record<Version{1}> {
+struct RecordOf<CRoomMeasurement> : Record<CRoomMeasurement> {
     static constexpr auto fields =
         std::tuple{&CRoomMeasurement::Data, &CRoomMeasurement::ConfigData, &CRoomMeasurement::Channel,
                    &CRoomMeasurement::SampleRate, &CRoomMeasurement::IOConfig};

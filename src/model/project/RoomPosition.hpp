@@ -24,9 +24,10 @@ private:
 };
 
 template <>
-struct RecordOf<CRoomPosition> : Record<Version{1}> {
+struct RecordOf<CRoomPosition> : Record<CRoomPosition> {
     static constexpr auto fields =
-        std::tuple{&CRoomPosition::Measurements, &CRoomPosition::sampleRate_, &CRoomPosition::Scale};
+        std::tuple{&CRoomPosition::Measurements, 
+                   Private("the sample rate that was put here; nothing reads it but the record", &CRoomPosition::sampleRate_), &CRoomPosition::Scale};
 };
 
 }  // namespace lumvex::inside

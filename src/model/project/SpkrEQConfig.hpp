@@ -17,20 +17,25 @@ public:
 
     Child<CCorrections> Corrections;
     Child<CMeasurements> Measurements;
-    ModelConfigReference modelConfig;
     ConfigReference Config;  // of the model configuration; known without the library
 
-    Ref<Object> ModelConfig() const { return modelConfig.Get(*this); }
+    Ref<Object> ModelConfig() const { return modelConfig_.Get(*this); }
     void ModelConfig(IModelConfig* given);  // E_POINTER for none: the configuration follows it
     LXConfig ConfigID() const { return Config.Id(); }
 
     static LXConfig ConfigIdOf(const Object& modelConfig);
+    // Without an event.
+    void Point(ModelConfigReference modelConfig, LXConfig id);
+
+private:
+    ModelConfigReference modelConfig_;
+    friend struct RecordOf<CSpkrEQConfig>;
 };
 
 template <>
-struct RecordOf<CSpkrEQConfig> : Record<Version{1}> {
+struct RecordOf<CSpkrEQConfig> : Record<CSpkrEQConfig> {
     static constexpr auto fields = std::tuple{&CSpkrEQConfig::Corrections, &CSpkrEQConfig::Measurements,
-                                              &CSpkrEQConfig::modelConfig, &CSpkrEQConfig::Config};
+                                              &CSpkrEQConfig::modelConfig_, &CSpkrEQConfig::Config};
 };
 
 }  // namespace lumvex::inside

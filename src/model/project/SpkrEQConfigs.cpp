@@ -9,9 +9,7 @@ Ref<Object> CSpkrEQConfigs::Add(IModelConfig* modelConfig) {
     reference.Point(given);
     const LXConfig id = CSpkrEQConfig::ConfigIdOf(*given);
     Ref<Object> added = AddNamed(given->Name());
-    auto& config = static_cast<CSpkrEQConfig&>(*added);
-    config.modelConfig = std::move(reference);
-    config.Config.Point(id);
+    static_cast<CSpkrEQConfig&>(*added).Point(std::move(reference), id);
     return added;
 }
 

@@ -38,8 +38,8 @@ public:
 };
 
 template <>
-struct RecordOf<CSpkrEQDesign> : Record<Version{2, 2}> {
-    static constexpr auto fields = std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, &CSpkrEQDesign::SpkrCorrectionGroups,
+struct RecordOf<CSpkrEQDesign> : Record<CSpkrEQDesign> {
+    static constexpr auto fields = std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, Changed<2>(&CSpkrEQDesign::SpkrCorrectionGroups),
                                               &CSpkrEQDesign::LimitData,        &CSpkrEQDesign::CrossoverData,
                                               &CSpkrEQDesign::MaxDelay,         &CSpkrEQDesign::GDTol,
                                               &CSpkrEQDesign::MagTol,           &CSpkrEQDesign::CrossoverMethod,

@@ -17,7 +17,7 @@ public:
 
 // Version 2 put a field in the middle: older readers cannot make sense of it.
 template <>
-struct RecordOf<CMicrophone> : Record<Version{3, 2}> {
+struct RecordOf<CMicrophone> : Record<CMicrophone> {
     static constexpr auto fields =
         std::tuple{Since<1>(&CMicrophone::CalibrationMethod), Since<1>(&CMicrophone::Delay),
                    Since<2>(&CMicrophone::Scale), &CMicrophone::Data, Since<3>(&CMicrophone::SampleRate)};
