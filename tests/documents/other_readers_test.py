@@ -5,19 +5,10 @@ import re
 import struct
 import subprocess
 import unittest
-import uuid
 
 import olefile
 
-from tool import SAMPLES, ToolTest, float_wav
-
-DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
-
-
-def stream_name(identifier):
-    """The name of an object's stream: its ID's bytes as shown, five bits a digit."""
-    bits = int.from_bytes(uuid.UUID(identifier).bytes, "big") << 2
-    return "".join(DIGITS[bits >> shift & 31] for shift in range(125, -1, -5))
+from tool import SAMPLES, ToolTest, float_wav, stream_name
 
 
 def read_datum(record):

@@ -1,5 +1,6 @@
-// How a class states its record: one table of its persistent fields in the order in which they stand on disk. Save, load,
-// the walk over child collections, copying, the version that is written and docs/file-format.md all follow from it.
+// How a class states its record: one table of its persistent fields in the order in which they stand on disk. Save,
+// load, the walk over child collections, copying, the version that is written and docs/file-format.md all follow from
+// it.
 //
 //     template <> struct RecordOf<CDatum> : Record<CDatum> {
 //         static constexpr auto fields = std::tuple{&CDatum::Data, Since<2>(&CDatum::SampleRate)};
@@ -103,8 +104,8 @@ constexpr VersionWord VersionOf(const std::tuple<Fields...>& table) {
     return {std::max(minimumReader, newest), minimumReader};
 }
 
-// What a record table inherits: the version under which this program writes, and the oldest reader that can make sense of
-// that. A table whose rows do not tell states its version itself.
+// What a record table inherits: the version under which this program writes, and the oldest reader that can make sense
+// of that. A table whose rows do not tell states its version itself.
 template <class Class>
 struct Record {
     static constexpr VersionWord version = VersionOf(RecordOf<Class>::fields);

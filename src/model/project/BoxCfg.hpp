@@ -40,10 +40,17 @@ private:
 
 template <>
 struct RecordOf<CBoxCfg> : Record<CBoxCfg> {
-    static constexpr auto fields =
-        std::tuple{&CBoxCfg::Banks,       &CBoxCfg::XdA_UserParametric, &CBoxCfg::XdA_CustomText, &CBoxCfg::XdA_Mute,
-                   &CBoxCfg::XdA_Invert,  &CBoxCfg::XdA_LevelTweak,     Keeps("XdA_DelayTweak", &CBoxCfg::delayTweak_),    &CBoxCfg::XdA_FIR,
-                   &CBoxCfg::XdA_IIRLeft, &CBoxCfg::XdA_IIRRight,       &CBoxCfg::XdA_LockEQ};
+    static constexpr auto fields = std::tuple{&CBoxCfg::Banks,
+                                              &CBoxCfg::XdA_UserParametric,
+                                              &CBoxCfg::XdA_CustomText,
+                                              &CBoxCfg::XdA_Mute,
+                                              &CBoxCfg::XdA_Invert,
+                                              &CBoxCfg::XdA_LevelTweak,
+                                              Keeps("XdA_DelayTweak", &CBoxCfg::delayTweak_),
+                                              &CBoxCfg::XdA_FIR,
+                                              &CBoxCfg::XdA_IIRLeft,
+                                              &CBoxCfg::XdA_IIRRight,
+                                              &CBoxCfg::XdA_LockEQ};
 };
 
 }  // namespace lumvex::inside

@@ -25,9 +25,11 @@ private:
 
 template <>
 struct RecordOf<CRoomPosition> : Record<CRoomPosition> {
-    static constexpr auto fields =
-        std::tuple{&CRoomPosition::Measurements, 
-                   Private("the sample rate that was put here; nothing reads it but the record", &CRoomPosition::sampleRate_), &CRoomPosition::Scale};
+    static constexpr auto fields = std::tuple{
+        &CRoomPosition::Measurements,
+        Private("The sample rate that was put, samples per second; the property answers the first measurement's.",
+                &CRoomPosition::sampleRate_),
+        &CRoomPosition::Scale};
 };
 
 }  // namespace lumvex::inside

@@ -32,10 +32,10 @@ private:
 
 template <>
 struct RecordOf<CSpeakerEQ> : Record<CSpeakerEQ> {
-    static constexpr auto fields = std::tuple{&CSpeakerEQ::SpkrEQConfigs, &CSpeakerEQ::Model,
-                                              Private("the manufacturer's name, as last seen in the library",
-                                                      &CSpeakerEQ::manufacturerName_),
-                                              Private("the model's name, likewise", &CSpeakerEQ::modelName_)};
+    static constexpr auto fields =
+        std::tuple{&CSpeakerEQ::SpkrEQConfigs, &CSpeakerEQ::Model,
+                   Private("Name of the manufacturer as last seen in the library.", &CSpeakerEQ::manufacturerName_),
+                   Private("Name of the model as last seen in the library.", &CSpeakerEQ::modelName_)};
 };
 
 }  // namespace lumvex::inside

@@ -39,17 +39,18 @@ public:
 
 template <>
 struct RecordOf<CSpkrEQDesign> : Record<CSpkrEQDesign> {
-    static constexpr auto fields = std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, Changed<2>(&CSpkrEQDesign::SpkrCorrectionGroups),
-                                              &CSpkrEQDesign::LimitData,        &CSpkrEQDesign::CrossoverData,
-                                              &CSpkrEQDesign::MaxDelay,         &CSpkrEQDesign::GDTol,
-                                              &CSpkrEQDesign::MagTol,           &CSpkrEQDesign::CrossoverMethod,
-                                              &CSpkrEQDesign::MeasSmoothMethod, &CSpkrEQDesign::MeasSmooth,
-                                              &CSpkrEQDesign::LmtSmooth,        &CSpkrEQDesign::MaxOffset,
-                                              &CSpkrEQDesign::MeasureEnd,       &CSpkrEQDesign::MeasureStart,
-                                              &CSpkrEQDesign::AutoScale,        &CSpkrEQDesign::OptMethod,
-                                              &CSpkrEQDesign::MinphaseSmooth,   &CSpkrEQDesign::StepResponseCorr,
-                                              &CSpkrEQDesign::SampleRate,       &CSpkrEQDesign::GDRangeMin,
-                                              &CSpkrEQDesign::FWTarget};
+    static constexpr auto fields =
+        std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, Changed<2>(&CSpkrEQDesign::SpkrCorrectionGroups),
+                   &CSpkrEQDesign::LimitData,        &CSpkrEQDesign::CrossoverData,
+                   &CSpkrEQDesign::MaxDelay,         &CSpkrEQDesign::GDTol,
+                   &CSpkrEQDesign::MagTol,           &CSpkrEQDesign::CrossoverMethod,
+                   &CSpkrEQDesign::MeasSmoothMethod, &CSpkrEQDesign::MeasSmooth,
+                   &CSpkrEQDesign::LmtSmooth,        &CSpkrEQDesign::MaxOffset,
+                   &CSpkrEQDesign::MeasureEnd,       &CSpkrEQDesign::MeasureStart,
+                   &CSpkrEQDesign::AutoScale,        &CSpkrEQDesign::OptMethod,
+                   &CSpkrEQDesign::MinphaseSmooth,   &CSpkrEQDesign::StepResponseCorr,
+                   &CSpkrEQDesign::SampleRate,       &CSpkrEQDesign::GDRangeMin,
+                   &CSpkrEQDesign::FWTarget};
 };
 
 }  // namespace lumvex::inside

@@ -28,9 +28,10 @@ private:
 
 template <>
 struct RecordOf<CModelConfig> : Record<CModelConfig> {
-    static constexpr auto fields = std::tuple{
-        Until<2>(Private("an older way of referring to the configuration", &CModelConfig::formerReference_)),
-        Since<1>(&CModelConfig::Config)};
+    static constexpr auto fields =
+        std::tuple{Until<2>(Private("An older way of referring to the configuration; it is read past.",
+                                    &CModelConfig::formerReference_)),
+                   Since<1>(&CModelConfig::Config)};
 };
 
 }  // namespace lumvex::inside
