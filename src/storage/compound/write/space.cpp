@@ -68,6 +68,7 @@ void RequireNothingMissing(Committed& committed, const FreeMap& sectors, SectorI
 // A save would write over what is in use.
 void RequireStructuresInUse(Committed& committed, const FreeMap& sectors) {
     const auto require = [&sectors](SectorId sector) {
+        if (sector >= sectors.End()) throw Corrupt("sector ", sector, " of ", sectors.End(), " holds a part of the FAT");
         if (sectors.IsFree(sector)) throw Corrupt("sector ", sector, " holds a part of the FAT, but is marked free");
     };
     FatPages& fat = committed.FatSectors();
