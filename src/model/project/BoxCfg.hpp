@@ -23,14 +23,14 @@ public:
     PerBank XdA_IIRRight{{0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}};
     Compared<LONG> XdA_LockEQ;
 
-    // Whole numbers for a caller, kept as real ones.
+    // The interface passes whole numbers, the record keeps floats: large numbers lose their last digits.
     LONG XdA_DelayTweak(SHORT bank, SHORT channel) const;
     void XdA_DelayTweak(SHORT bank, SHORT channel, LONG delay);
 
-    // A profile by its number, counted from 0.
+    // A profile by its number, counted from 0. E_INVALIDARG for a number that no profile has.
     Ref<Object> Bank(int number);
 
-    // Fills a new configuration: the bypass and three profiles for the user.
+    // Gives a new configuration its four profiles: the bypass and three for the user.
     void AddProfiles();
 
 private:

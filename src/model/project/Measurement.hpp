@@ -17,7 +17,7 @@ public:
     Scalar<float> Volume, SPLScale{1.0f};
     Scalar<LXIOConfig> IOConfig{LX_IOCFG_UNKNOWN};
 
-    LONG SampleRate() const;  // 4009 on an orphaned measurement, as for all others
+    LONG SampleRate() const;  // samples per second; fails with 4009 on an orphaned measurement
     void SampleRate(LONG rate) { sampleRate_.Put(rate, *this); }
 
     // "Woofer (44kHz On axis at 1.00m - 3/14/2024 9:26:53 AM)": date and time as the user writes them.

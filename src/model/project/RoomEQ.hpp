@@ -10,7 +10,7 @@ class CRoomEQ final : public Item<CRoomEQ, IRoomEQ> {
 public:
     Child<CRoomCorrectionGroups> CorrectionGroups;
     Child<CRoomPositions> Positions;
-    Scalar<float> MeasureStart, MeasureEnd;  // the analysis span
+    Scalar<float> MeasureStart, MeasureEnd;  // of the analysis window, milliseconds
     Scalar<float> MeasSmooth;
     Scalar<LXMSmooth> MeasSmoothMethod{LX_MSMTH_CHEBY};
     Array EqualiserData;  // any shape

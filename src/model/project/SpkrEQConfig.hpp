@@ -17,14 +17,15 @@ public:
 
     Child<CCorrections> Corrections;
     Child<CMeasurements> Measurements;
-    ConfigReference Config;  // of the model configuration; known without the library
+    ConfigReference Config;  // that of the model configuration, kept so that it is known without the library
 
     Ref<Object> ModelConfig() const { return modelConfig_.Get(*this); }
-    void ModelConfig(IModelConfig* given);  // E_POINTER for none: the configuration follows it
+    // Config follows the model configuration, so that none is refused with E_POINTER.
+    void ModelConfig(IModelConfig* given);
     LXConfig ConfigID() const { return Config.Id(); }
 
     static LXConfig ConfigIdOf(const Object& modelConfig);
-    // Without an event.
+    // Refers to a model configuration whose speaker configuration is `id`; raises no event.
     void Point(ModelConfigReference modelConfig, LXConfig id);
 
 private:

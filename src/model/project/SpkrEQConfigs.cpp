@@ -2,7 +2,7 @@
 
 namespace lumvex::inside {
 
-// Whatever the library may fail at comes before the configuration is there.
+// The library is asked first, because that may fail: then no configuration was added.
 Ref<Object> CSpkrEQConfigs::Add(IModelConfig* modelConfig) {
     const Ref<Object> given = CSpkrEQConfig::ModelConfigReference::Checked(modelConfig);
     CSpkrEQConfig::ModelConfigReference reference;
