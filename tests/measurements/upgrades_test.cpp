@@ -34,6 +34,38 @@ TEST_F(Upgrades, AStartOfOneIsNoSecondAnyMore) {
     EXPECT_EQ(Loaded(full.measurement, "02 00 01 80" + kHead + fields).MeasureStart(), 1);
 }
 
+// Flags, IDs and texts as other programs may write them.
+TEST_F(Upgrades, OddReferencesAndTexts) {
+    const std::u16string id = full.experiment.ID(), bare = id.substr(1, id.size() - 2);
+    std::u16string small = id;
+    for (char16_t& unit : small)
+        if (unit >= u'A' && unit <= u'F') unit = static_cast<char16_t>(unit - u'A' + u'a');
+    const struct {
+        const char* what;
+        std::string reference;
+        bool found;
+    } cases[] = {{"as it is written", "01 00" + TextBytes(id), true},
+                 {"another flag, small letters", "02 00" + TextBytes(small), true},
+                 {"no braces", "01 00" + TextBytes(bare), false},
+                 {"no ID", "01 00 00 00 00 00", false}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        const Measurement found = Loaded(full.measurement, "01 00 01 80" + kHead + each.reference + "00 00");
+        ASSERT_EQ(static_cast<bool>(found.Experiment()), each.found);
+        if (each.found) {
+            EXPECT_EQ(found.Experiment().ID(), id);
+        }
+    }
+    const std::string unended = "00 00 00 00 00 00 F8 3F  04 00 00 00 41 00 42 00 ";
+    EXPECT_EQ(Loaded(full.measurement, "01 00 01 80" + unended + "00 00 00 00").Name(), u"A") << "the last unit is lost";
+    opened_.CloseFile();
+    ReplaceRecord(path, full.design, "02 00 02 80" + kHead + "00 00  03 00" + std::string(200, '0'));
+    opened_ = Opened(path);
+    Ref<ISpkrEQDesign> design;
+    const SpkrEQDesigns designs = Again(opened_, full.crossover).SpkrEQDesigns();
+    EXPECT_TRUE(FailsWith(4014, designs.Get()->get_Item(1, design.Out())));
+}
+
 // An element as records have it.
 template <class T>
 std::string ElementBytes(T value) {
