@@ -21,7 +21,7 @@ void LoadField(RecordReader& reader, Scalar<T>& field) {
     reader.Read(std::as_writable_bytes(std::span(&field.value, 1)));
 }
 
-// Each value in at least 32 bits, as the tables have always stood.
+// Each value takes at least 32 bits, as in all files so far.
 template <class Kind, std::size_t... kCounts>
 void SaveField(RecordWriter& writer, const Indexed<Kind, kCounts...>& field) {
     for (const Kind& place : field.places) {
@@ -62,7 +62,7 @@ inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
 }
 inline void LoadField(RecordReader& reader, ReferenceBase& field) {
     const bool present = reader.U16() != 0;
-    field.Point(present ? ParseGuid(reader.Text()) : std::nullopt);
+    field.PointTo(present ? ParseGuid(reader.Text()) : std::nullopt);
 }
 
 template <class Class>
