@@ -9,7 +9,7 @@ namespace lumvex::inside {
 
 namespace {
 constexpr LONG kUsualRate = 48000;  // goes without saying
-constexpr unsigned kLastSwapped = 0, kLastInSeconds = 6;
+constexpr unsigned kLastSwapped = 0, kLastStartInSeconds = 6;
 
 // The first two columns, of `length` places each, in each other's place.
 template <class T>
@@ -37,7 +37,7 @@ std::u16string CMeasurement::DisplayName() {
 // The oldest records have two channels the wrong way round; the start of the window, but not its end, was in seconds.
 void CMeasurement::Upgrade(VersionWord from) {
     if (from.Writer() <= kLastSwapped) SwapFirstChannels();
-    if (from.Writer() <= kLastInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;
+    if (from.Writer() <= kLastStartInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;
 }
 
 void CMeasurement::SwapFirstChannels() {
