@@ -4,7 +4,6 @@
 #include <memory>
 #include <system_error>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -92,36 +91,39 @@ ExitStatus RunExport(const ExportArguments& arguments) {
 
 }  // namespace
 
-void AddExport(CLI::App& app, Command& chosen) {
+Command commands::Export() {
     const auto arguments = std::make_shared<ExportArguments>();
-    CLI::App* command = app.add_subcommand("export", "Write an array of a project into a measurement file");
-    AddDocument(*command, arguments->document, "the project; opened for reading only");
-    command
-        ->add_option(
-            "NAME", arguments->name,
-            "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
-            "an array")
-        ->type_name("")
-        ->required();
-    AddPath(*command, "-o,--output", arguments->file, "the file to write; its extension says the format")
-        ->type_name("FILE")
-        ->required();
-    command
-        ->add_option(
-            "--array", arguments->array,
-            "which array: Data (without this option), Data2 (a correction's smoothed measurement) or VerifyMeas")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"Data", "Data2", "VerifyMeas"}));
-    command->add_flag("--force", arguments->force, "replace FILE when it exists; without it that is refused");
-    command->footer(
-        "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
-        "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
-        "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
-        "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as text\n"
-        "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
-        "FILE is written completely or not at all.\n\n" +
-        ExitStatusHelp("there is no such item or array, or FILE could not be written"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return RunExport(*arguments); }; });
+    const Value array{.shown = "NAME", .choices = {"Data", "Data2", "VerifyMeas"}};
+    return {
+        .name = "export",
+        .summary = "Write an array of a project into a measurement file",
+        .options =
+            {DocumentOption(arguments->document, "the project; opened for reading only"),
+             {"NAME",
+              &arguments->name,
+              kShown,
+              "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
+              "an array",
+              {.required = true}},
+             {"-o,--output",
+              &arguments->file,
+              kFile,
+              "the file to write; its extension says the format",
+              {.required = true}},
+             {"--array", &arguments->array, array,
+              "which array: Data (without this option), Data2 (a correction's smoothed measurement) or "
+              "VerifyMeas"},
+             {"--force", &arguments->force, {}, "replace FILE when it exists; without it that is refused"}},
+        .details =
+            "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
+            "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
+            "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
+            "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as "
+            "text\n"
+            "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
+            "FILE is written completely or not at all.",
+        .incomplete = "there is no such item or array, or FILE could not be written",
+        .run = [arguments] { return RunExport(*arguments); }};
 }
 
 }  // namespace lumvex::app

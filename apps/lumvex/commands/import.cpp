@@ -5,7 +5,6 @@
 #include <sstream>
 #include <vector>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "destination.hpp"
 #include "document.hpp"
@@ -38,9 +37,9 @@ std::string Report(const MeasurementFile& file) {
 }
 
 // One run of the command: files go into the document in memory one after the other, the document is saved once.
-class Import {
+class ImportRun {
 public:
-    explicit Import(const ImportArguments& arguments)
+    explicit ImportRun(const ImportArguments& arguments)
         : arguments_(arguments),
           document_(arguments.document),
           destination_(OnDocument(arguments.document, "cannot be read",
@@ -122,64 +121,68 @@ private:
     std::vector<std::string> reports_;  // one for each item that was made or replaced
 };
 
-void AddPlacement(CLI::App& command, Placement& placement) {
-    CLI::Option* speaker = command.add_option("--speaker", placement.speaker, "the speaker that was measured");
-    CLI::Option* model = command.add_option("--model", placement.model, "its model, \"Acme/Alpha\"");
-    CLI::Option* config = command.add_option("--config", placement.config, "its configuration, \"Bi amp\"");
-    CLI::Option* experiment = command.add_option("--experiment", placement.experiment, "the set-up of the measurement");
-    CLI::Option* library = AddPath(command, "--library", placement.library, "links the project to this library");
-    CLI::Option* room = command.add_option("--room", placement.room, "the room that was measured");
-    CLI::Option* position = command.add_option("--position", placement.position, "the microphone's place in the room");
-    CLI::Option* channel = command.add_option("--channel", placement.channel, "the processor channel that was heard");
-    for (CLI::Option* each : {speaker, model, config, experiment, room, position}) {
-        each->type_name("NAME")->check([](const std::string& name) { return name.empty() ? "a name is empty" : ""; });
-    }
-    library->type_name("LIB")->needs(speaker);
-    channel->type_name("N")->needs(room);
-    model->needs(speaker);
-    config->needs(speaker);
-    experiment->needs(speaker);
-    speaker->needs(config)->needs(experiment)->excludes(room);
-    position->needs(room);
-    room->needs(position)->needs(channel);
-}
-
 }  // namespace
 
-void AddImport(CLI::App& app, Command& chosen) {
+Command commands::Import() {
     const auto arguments = std::make_shared<ImportArguments>();
-    CLI::App* command = app.add_subcommand("import", "Import measurement files into a project or library");
-    AddDocument(*command, arguments->document,
-                "the project or library; created when there is no such file, as a library where it is called .lvs");
-    AddPaths(*command, "FILE", arguments->files, "measurement files")->type_name("")->required();
-    command->add_flag("--replace", arguments->placement.replace,
-                      "give what has a file's name already the file's content; without it such a file is refused");
-    AddPlacement(*command, arguments->placement);
-    command->footer(
-        "A text file (.frd, .txt, .csv and others) holds a frequency response or a microphone calibration: frequency\n"
-        "in Hz, level in dB and perhaps phase in degrees. A sound file (.wav and others) holds an impulse response:\n"
-        "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
-        "\n"
-        "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's name\n"
-        "without its extension, and its date. Measurements of speakers and rooms have one column per channel:\n"
-        "of a frequency response the levels go there, and the whole file becomes named data besides.\n"
-        "\n"
-        "With --speaker files become measurements of that speaker in its configuration, taken with that experiment.\n"
-        "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which the\n"
-        "project's library has to know: --model and, the first time, --library. One that is there needs neither.\n"
-        "A measurement has one channel per output. Mono files, exactly as many as there are outputs, become the\n"
-        "channels of one measurement, in their order, named after what their names begin with together.\n"
-        "\n"
-        "With --room files become measurements at that position of that room; both are made when missing.\n"
-        "\n"
-        "In a library microphone calibrations become microphones, named after the serial number (else the file), with\n"
-        "the levels as curve and the sensitivity as scale. Other files are refused.\n"
-        "\n"
-        "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with the\n"
-        "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when nothing\n"
-        "can be imported it is neither created nor changed.\n\n" +
-        ExitStatusHelp("some files, or all, were not imported"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Import(*arguments).Run(); }; });
+    Placement& placement = arguments->placement;
+    return {
+        .name = "import",
+        .summary = "Import measurement files into a project or library",
+        .options =
+            {DocumentOption(arguments->document,
+                            "the project or library; created when there is no such file, as a library where "
+                            "it is called .lvs"),
+             {"FILE", &arguments->files, kShown, "measurement files", {.required = true}},
+             {"--replace",
+              &placement.replace,
+              {},
+              "give what has a file's name already the file's content; without it such a file is refused"},
+             {"--speaker",
+              &placement.speaker,
+              kName,
+              "the speaker that was measured",
+              {.needs = {"--config", "--experiment"}, .excludes = {"--room"}}},
+             {"--model", &placement.model, kName, "its model, \"Acme/Alpha\"", {.needs = {"--speaker"}}},
+             {"--config", &placement.config, kName, "its configuration, \"Bi amp\"", {.needs = {"--speaker"}}},
+             {"--experiment", &placement.experiment, kName, "the set-up of the measurement", {.needs = {"--speaker"}}},
+             {"--library", &placement.library, {"LIB"}, "links the project to this library", {.needs = {"--speaker"}}},
+             {"--room", &placement.room, kName, "the room that was measured", {.needs = {"--position", "--channel"}}},
+             {"--position", &placement.position, kName, "the microphone's place in the room", {.needs = {"--room"}}},
+             {"--channel", &placement.channel, {"N"}, "the processor channel that was heard", {.needs = {"--room"}}}},
+        .details =
+            "A text file (.frd, .txt, .csv and others) holds a frequency response or a microphone calibration: "
+            "frequency\n"
+            "in Hz, level in dB and perhaps phase in degrees. A sound file (.wav and others) holds an impulse "
+            "response:\n"
+            "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
+            "\n"
+            "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's "
+            "name\n"
+            "without its extension, and its date. Measurements of speakers and rooms have one column per channel:\n"
+            "of a frequency response the levels go there, and the whole file becomes named data besides.\n"
+            "\n"
+            "With --speaker files become measurements of that speaker in its configuration, taken with that "
+            "experiment.\n"
+            "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which "
+            "the\n"
+            "project's library has to know: --model and, the first time, --library. One that is there needs neither.\n"
+            "A measurement has one channel per output. Mono files, exactly as many as there are outputs, become the\n"
+            "channels of one measurement, in their order, named after what their names begin with together.\n"
+            "\n"
+            "With --room files become measurements at that position of that room; both are made when missing.\n"
+            "\n"
+            "In a library microphone calibrations become microphones, named after the serial number (else the file), "
+            "with\n"
+            "the levels as curve and the sensitivity as scale. Other files are refused.\n"
+            "\n"
+            "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with "
+            "the\n"
+            "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when "
+            "nothing\n"
+            "can be imported it is neither created nor changed.",
+        .incomplete = "some files, or all, were not imported",
+        .run = [arguments] { return ImportRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "design_options.hpp"
@@ -22,8 +22,9 @@ namespace {
 
 struct ProcessorArguments {
     fs::path document, table;
-    std::string name, text;
-    bool hasText = false, replace = false;
+    std::string name;
+    std::optional<std::string> text;
+    bool replace = false;
     std::vector<std::string> settings;
 };
 
@@ -109,9 +110,9 @@ private:
 
 // One run of the command: the configuration is made or changed in memory, and the document saved when all of it went
 // in.
-class Processor {
+class ProcessorRun {
 public:
-    explicit Processor(const ProcessorArguments& arguments)
+    explicit ProcessorRun(const ProcessorArguments& arguments)
         : arguments_(arguments),
           table_(arguments.table.empty() ? std::nullopt : std::optional<PositionTable>(arguments.table)),
           document_(arguments.document) {}
@@ -132,7 +133,7 @@ private:
             throw FileError(arguments_.document, "there is a processor configuration " + Quoted(arguments_.name) +
                                                      " already; --replace changes it");
         if (!box_) box_ = boxes.Add(FromUtf8(arguments_.name));
-        if (arguments_.hasText) box_.XdA_CustomText(FromUtf8(arguments_.text));
+        if (arguments_.text) box_.XdA_CustomText(FromUtf8(*arguments_.text));
         Assign(box_, arguments_.settings);
         const std::size_t positions = table_ ? table_->Rows().size() : 0;
         if (table_) {
@@ -238,41 +239,42 @@ private:
 
 }  // namespace
 
-void AddProcessor(CLI::App& app, Command& chosen) {
+Command commands::Processor() {
     const auto arguments = std::make_shared<ProcessorArguments>();
-    CLI::App* command = app.add_subcommand("processor", "Put a processor configuration into a project");
-    AddDocument(*command, arguments->document, "the project; created when there is no such file");
-    AddPath(*command, "TABLE", arguments->table, "the output positions of its profiles")->type_name("");
-    AddName(*command, "--name", arguments->name, "the name of the configuration")->required();
-    CLI::Option* text =
-        command->add_option("--text", arguments->text, "the text that the processor keeps")->type_name("TEXT");
-    AddSettings(*command, arguments->settings, &ProblemOf<BoxCfg>);
-    command->add_flag("--replace", arguments->replace,
-                      "change a configuration that is there: what is not given stays as it is");
     std::string modes;
     for (const std::string_view mode : kBoxModeWords) modes += (modes.empty() ? "" : ", ") + std::string(mode);
-    command->footer(
-        "A new configuration has the profiles \"Bypass\" and \"Profile 1\" to \"Profile 3\", each with the output "
-        "positions\n"
-        "\"Left\", \"Left subwoofer\", \"Right subwoofer\" and \"Right\". TABLE fills them: text, with fields between "
-        "commas or\n"
-        "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
-        "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
-        "  amplification (" +
-        modes +
-        "), the same for all of a profile,\n"
-        "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in dB:\n" +
-        SettingsHelp<BoxCfgSpkr>() +
-        "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
-        "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
-        "other.\n\n"
-        "Settings of the configuration, by bank and channel:\n" +
-        SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
-        ExitStatusHelp("a name was not found or is taken, or TABLE was refused; nothing was changed"));
-    command->callback([arguments, &chosen, text] {
-        arguments->hasText = text->count() != 0;
-        chosen = [arguments] { return Processor(*arguments).Run(); };
-    });
+    return {
+        .name = "processor",
+        .summary = "Put a processor configuration into a project",
+        .options = {DocumentOption(arguments->document, "the project; created when there is no such file"),
+                    {"TABLE", &arguments->table, kShown, "the output positions of its profiles"},
+                    {"--name", &arguments->name, kName, "the name of the configuration", {.required = true}},
+                    {"--text", &arguments->text, {"TEXT"}, "the text that the processor keeps"},
+                    SetOption<BoxCfg>(arguments->settings),
+                    {"--replace",
+                     &arguments->replace,
+                     {},
+                     "change a configuration that is there: what is not given stays as it is"}},
+        .details =
+            "A new configuration has the profiles \"Bypass\" and \"Profile 1\" to \"Profile 3\", each with the output "
+            "positions\n"
+            "\"Left\", \"Left subwoofer\", \"Right subwoofer\" and \"Right\". TABLE fills them: text, with fields "
+            "between commas or\n"
+            "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
+            "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
+            "  amplification (" +
+            modes +
+            "), the same for all of a profile,\n"
+            "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in "
+            "dB:\n" +
+            SettingsHelp<BoxCfgSpkr>() +
+            "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
+            "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
+            "other.\n\n"
+            "Settings of the configuration, by bank and channel:\n" +
+            SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.",
+        .incomplete = "a name was not found or is taken, or TABLE was refused; nothing was changed",
+        .run = [arguments] { return ProcessorRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

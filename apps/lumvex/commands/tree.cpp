@@ -4,7 +4,6 @@
 #include <sstream>
 #include <string>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "document.hpp"
@@ -25,9 +24,9 @@ struct TreeArguments {
 // Documents are larger than memory; what was printed is not needed again.
 constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
 
-class Tree {
+class TreePrinter {
 public:
-    explicit Tree(const TreeArguments& arguments)
+    explicit TreePrinter(const TreeArguments& arguments)
         : arguments_(arguments), document_(OpenDocument(arguments.document, LX_SHARE_READ)) {}
 
     ExitStatus Run() {
@@ -265,21 +264,26 @@ private:
 
 }  // namespace
 
-void AddTree(CLI::App& app, Command& chosen) {
+Command commands::Tree() {
     const auto arguments = std::make_shared<TreeArguments>();
-    CLI::App* command = app.add_subcommand("tree", "Print the content of a document as an indented tree");
-    AddDocument(*command, arguments->document, "the project or library; opened for reading only");
-    command->add_flag("--ids", arguments->ids, "print every object's ID behind it");
-    command->footer(
-        "Collections that have members are printed with their number; data, measurements and corrections with their\n"
-        "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with the\n"
-        "name of what they point at, and the speaker it belongs to; configurations and output positions with the\n"
-        "channels that their measurements and corrections have. Of corrections, designs and processor\n"
-        "configurations the settings that are not as in a new one follow, NAME=VALUE as the commands that make them\n"
-        "take them. The last line says how many objects had to be loaded for the answer and how many bytes of the\n"
-        "file were read, in whole sectors.\n\n" +
-        ExitStatusHelp("the tree could not be printed"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Tree(*arguments).Run(); }; });
+    return {
+        .name = "tree",
+        .summary = "Print the content of a document as an indented tree",
+        .options = {DocumentOption(arguments->document, "the project or library; opened for reading only"),
+                    {"--ids", &arguments->ids, {}, "print every object's ID behind it"}},
+        .details =
+            "Collections that have members are printed with their number; data, measurements and corrections with "
+            "their\n"
+            "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with "
+            "the\n"
+            "name of what they point at, and the speaker it belongs to; configurations and output positions with the\n"
+            "channels that their measurements and corrections have. Of corrections, designs and processor\n"
+            "configurations the settings that are not as in a new one follow, NAME=VALUE as the commands that make "
+            "them\n"
+            "take them. The last line says how many objects had to be loaded for the answer and how many bytes of the\n"
+            "file were read, in whole sectors.",
+        .incomplete = "the tree could not be printed",
+        .run = [arguments] { return TreePrinter(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app
