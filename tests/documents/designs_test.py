@@ -212,8 +212,8 @@ class Designs(ToolTest):
                 ("there is no setting XdA_Mute(17,1)", self.processor, ["", "--set", "XdA_Mute(17,1)=1"]),
                 ("such as 2200:24", self.design, ["--crossover", "2200"]),
                 ("--speaker", self.design, ["--experiment", "Near"]),
-                ("--speaker needs", self.design, ["--speaker", "Right"]),
-                ("--scale needs", self.design, ["--speaker", "Right", "--correction", "Flat", "--scale", "2"]),
+                ("--speaker requires", self.design, ["--speaker", "Right"]),
+                ("--scale requires", self.design, ["--speaker", "Right", "--correction", "Flat", "--scale", "2"]),
                 ("a name is empty", self.design, ["--speaker", ""]),
                 ("excludes", self.correct, ["--experiment", "Near", "--measurement", "impulse-stereo"])]:
             self.assert_refused(words, run, *arguments, status=WRONG_USAGE)
