@@ -6,7 +6,7 @@
 
 #include "arrays/array_record.hpp"
 #include "arrays/convert_array.hpp"
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 #include "lumvex/interfaces.hpp"
 
 namespace {

@@ -18,7 +18,7 @@
 #include "lumvex/lumvex.hpp"
 #include "memory_files.hpp"
 #include "storage/compound/compound_file.hpp"
-#include "storage/document_file.hpp"
+#include "storage/document/document_file.hpp"
 
 namespace {
 

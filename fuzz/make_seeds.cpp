@@ -1,5 +1,6 @@
 // Makes what the fuzzers start from: base.lvp, rooms.lvp and library.lvs, which have an item of every class together,
 // and the first inputs of each corpus. Run again when records or classes change.
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -8,9 +9,9 @@
 #include <vector>
 
 #include "lumvex/lumvex.hpp"
-#include "storage/object_record.hpp"
-#include "storage/document_file.hpp"
-#include "storage/sorted_records.hpp"
+#include "storage/records/object_record.hpp"
+#include "storage/document/document_file.hpp"
+#include "storage/records/sorted_records.hpp"
 
 namespace {
 
@@ -86,7 +87,7 @@ void MakeRecords(const fs::path& document, const fs::path& folder) {
     }
 }
 
-void MakeFile(const fs::path& path, int version) {
+void MakeFile(const fs::path& path, int version, std::size_t largeSize = 4100) {
     const auto file = compound::CompoundFile::Create(compound::CreateReplacing(path, compound::Access::Exclusive), version);
     const auto put = [&](std::u16string_view name, std::size_t size) {
         const Bytes bytes(size, std::byte{0x33});
@@ -94,11 +95,30 @@ void MakeFile(const fs::path& path, int version) {
         file->Write(name, std::span(&piece, 1));
     };
     for (const char16_t* name : {u"a", u"bb", u"ccc", u"dddd"}) put(name, 70);
-    put(u"large", 4100);
+    put(u"large", largeSize);
     file->Commit();
     file->Remove(u"bb");
     put(u"small", 200);
     file->Commit();
+}
+
+// A version 3 file whose stream "large" has a chain that leads out of the file after its first sector.
+void MakeFileWithDamagedStream(const fs::path& path) {
+    MakeFile(path, 3, 20000);
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    const auto numberAt = [&file](std::uint64_t offset) {
+        std::uint32_t number = 0;
+        file.seekg(static_cast<std::streamoff>(offset)).read(reinterpret_cast<char*>(&number), sizeof number);
+        return number;
+    };
+    const std::u16string_view name = u"large";
+    std::array<char16_t, 5> found{};
+    std::uint64_t entry = 0;  // of the directory, where the name stands
+    while (name != std::u16string_view(found.data(), found.size()))
+        file.seekg(static_cast<std::streamoff>(entry += 128)).read(reinterpret_cast<char*>(found.data()), sizeof found);
+    const std::uint32_t beyond = 0xEEEE;
+    file.seekp(static_cast<std::streamoff>((std::uint64_t{numberAt(76)} + 1) * 512 + 4 * std::uint64_t{numberAt(entry + 116)}))
+        .write(reinterpret_cast<const char*>(&beyond), sizeof beyond);
 }
 
 }  // namespace
@@ -115,6 +135,7 @@ int main(int count, char** arguments) {
     MakeLibrary(folder / "library.lvs");
     MakeFile(corpus / "engine" / "version3", 3);
     MakeFile(corpus / "engine" / "version4", 4);
+    MakeFileWithDamagedStream(corpus / "engine" / "damaged");
     MakeRecords(folder / "base.lvp", corpus / "records");
     const auto bytesOf = [](std::initializer_list<int> values) {
         Bytes bytes;

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "storage/compound/file.hpp"
+#include "storage/compound/file/file.hpp"
 
 namespace lumvex::fuzz {
 

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "core/collection.hpp"
-#include "storage/failures.hpp"
-#include "storage/object_record.hpp"
+#include "core/tree/collection.hpp"
+#include "storage/records/failures.hpp"
+#include "storage/records/object_record.hpp"
 
 namespace {
 

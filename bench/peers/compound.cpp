@@ -3,7 +3,7 @@
 
 #include "peers/peer.hpp"
 #include "storage/compound/compound_file.hpp"
-#include "storage/compound/object_name.hpp"
+#include "storage/compound/format/object_name.hpp"
 
 namespace lumvex::bench {
 

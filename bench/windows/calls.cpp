@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "core/user_settings_windows.hpp"
+#include "core/published/user_settings_windows.hpp"
 #include "lumvex/lumvex.hpp"
 
 namespace {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "arrays/Datum.hpp"
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 
 namespace lumvex::inside {
 

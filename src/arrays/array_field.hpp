@@ -3,7 +3,7 @@
 
 #include "arrays/array_record.hpp"
 #include "arrays/convert_array.hpp"
-#include "core/fields.hpp"
+#include "core/tree/fields.hpp"
 
 namespace lumvex::inside {
 

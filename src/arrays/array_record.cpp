@@ -1,7 +1,7 @@
 #include "arrays/array_record.hpp"
 
-#include "core/failure.hpp"
-#include "storage/failures.hpp"
+#include "core/base/failure.hpp"
+#include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
 

@@ -10,8 +10,8 @@
 #pragma once
 
 #include "arrays/stored_array.hpp"
-#include "storage/record_reader.hpp"
-#include "storage/record_writer.hpp"
+#include "storage/records/record_reader.hpp"
+#include "storage/records/record_writer.hpp"
 
 namespace lumvex::inside {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/failure.hpp"
-#include "core/object.hpp"
+#include "core/base/failure.hpp"
+#include "core/objects/object.hpp"
 #include "lumvex/interfaces.hpp"
 
 namespace lumvex::inside {

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "lumvex/automation.hpp"
-#include "storage/byte_source.hpp"
+#include "storage/records/byte_source.hpp"
 
 namespace lumvex::inside {
 

@@ -15,7 +15,7 @@ namespace {
 const Library& TypeLibrary() {
     static const Library library
 #define LX_LIBRARY(name, id, majorVersion, minorVersion, help) {#name, id, help, majorVersion, minorVersion};
-#include "interfaces/library.def"
+#include "interfaces/tables/library.def"
     return library;
 }
 
@@ -24,7 +24,7 @@ const std::vector<Enumeration>& Enumerations() {
 #define LX_ENUMERATION(name, help) {#name, help, {
 #define LX_CONSTANT(name, value) {#name, value},
 #define LX_ENUMERATION_END(name) }},
-#include "interfaces/enumerations.def"
+#include "interfaces/tables/enumerations.def"
     };
     return all;
 }
@@ -43,7 +43,7 @@ const std::vector<Interface>& Interfaces() {
 #define LX_TEST(id, name, parameters, help) \
     {Kind::Test, id, #name, "LONG", {LX_EACH(LX_PARAMETER_TEXT, parameters)}, help},
 #define LX_INTERFACE_END(name) }},
-#include "interfaces/interfaces.def"
+#include "interfaces/tables/interfaces.def"
     };
     return all;
 }
@@ -54,14 +54,14 @@ const Events& OutgoingEvents() {
 #define LX_EVENT(id, name, parameters, help) \
     {Kind::Action, id, #name, "void", {LX_EACH(LX_PARAMETER_TEXT, parameters)}, help},
 #define LX_EVENTS_END(name) }};
-#include "interfaces/events.def"
+#include "interfaces/tables/events.def"
     return events;
 }
 
 const std::vector<Coclass>& Coclasses() {
     static const std::vector<Coclass> all{
 #define LX_COCLASS(name, interface, clsid, progId, description) {#name, #interface, clsid, progId, description},
-#include "interfaces/coclasses.def"
+#include "interfaces/tables/coclasses.def"
     };
     return all;
 }

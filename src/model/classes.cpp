@@ -3,10 +3,10 @@
 #include <array>
 
 #include "arrays/Data.hpp"
-#include "core/guid_order.hpp"
+#include "core/base/guid_order.hpp"
 #include "model/project/Project.hpp"
 #include "model/specifications/Specifications.hpp"
-#include "storage/object_record.hpp"
+#include "storage/records/object_record.hpp"
 
 namespace lumvex::inside {
 

@@ -1,8 +1,8 @@
 // The native way to the creatable classes.
 #include "lumvex/create.hpp"
 
-#include "core/guard.hpp"
-#include "core/object.hpp"
+#include "core/objects/guard.hpp"
+#include "core/objects/object.hpp"
 
 HRESULT LumvexCreateInstance(REFCLSID clsid, REFIID iid, void** object) {
     using namespace lumvex;

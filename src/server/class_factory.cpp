@@ -1,8 +1,8 @@
 #include "server/class_factory.hpp"
 
-#include "core/class_info.hpp"
-#include "core/counted.hpp"
-#include "core/guard.hpp"
+#include "core/objects/class_info.hpp"
+#include "core/objects/counted.hpp"
+#include "core/objects/guard.hpp"
 #include "lumvex/create.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The class objects of the creatable classes.
 #pragma once
 
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 
 namespace lumvex::inside {
 

@@ -1,8 +1,8 @@
 // The entry points of the automation server.
-#include "core/guard.hpp"
-#include "core/platform_windows.hpp"
-#include "core/thread_context_windows.hpp"
-#include "core/user_settings_windows.hpp"
+#include "core/objects/guard.hpp"
+#include "core/published/platform_windows.hpp"
+#include "core/objects/thread_context_windows.hpp"
+#include "core/published/user_settings_windows.hpp"
 #include "server/class_factory.hpp"
 #include "server/registration.hpp"
 

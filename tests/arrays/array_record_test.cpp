@@ -1,7 +1,7 @@
 // The array record byte for byte.
 #include "arrays/array_record.hpp"
 
-#include "core/failure.hpp"
+#include "core/base/failure.hpp"
 #include "kit/published.hpp"
 #include "kit/hand_made.hpp"
 
@@ -163,6 +163,13 @@ TEST(ArrayRecord, HostileOnesAreRefusedBeforeAnythingIsMadeOfThem) {
         {"older: size 2", "01 00 01 00 00 00 02 00 00 00  00 00 00 00 00 00 00 00 00 00", kType},
         {"older: size 0", "01 00 01 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00", kType},
         {"no dimensions", "02 00 00 00 00 00 04 00", kRead},
+        {"no dimensions, but an element", "02 00 00 00 00 00 04 00  00 00 80 3F", kRead},
+        {"nothing, then less than nothing",
+         "02 00 02 00 00 00 04 00  00 00 00 00 FF FF FF FF  05 00 00 00 00 00 00 00", kRead},
+        {"a product of 2 to the power of 64",
+         "02 00 04 00 00 00 04 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 00 "
+         "FF FF 00 00",
+         kRead},
         {"more dimensions than bytes", "02 00 FF FF FF FF 04 00  00 00 00 00 00 00 00 00", kRead},
         {"every index there is", "02 00 01 00 00 00 11 00  00 00 00 80 FF FF FF 7F  00", kRead},
         {"four thousand million floats", "02 00 01 00 00 00 04 00  00 00 00 80 FE FF FF 7F  00 00 00 00", kRead},

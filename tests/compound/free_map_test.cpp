@@ -1,5 +1,5 @@
 // The map of free sectors against a plain list of them.
-#include "storage/compound/free_map.hpp"
+#include "storage/compound/write/free_map.hpp"
 
 #include <random>
 

@@ -9,7 +9,7 @@
 
 #include "elsewhere.hpp"
 #include "sharing.hpp"
-#include "storage/compound/guard.hpp"
+#include "storage/compound/file/guard.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -2,7 +2,7 @@
 #include <windows.h>
 
 #include "sharing.hpp"
-#include "storage/compound/guard.hpp"
+#include "storage/compound/file/guard.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -152,6 +152,7 @@ TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
     EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), 99999); }, u"large"),
               Status::Corrupt);
     EXPECT_EQ(read([](Sample& s) { s.Set(48, 99999); }, u"large"), Status::Corrupt);
+    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(0) + 120, 0x7FFFFFFF); }, u"Stream7"), Status::Corrupt);
     EXPECT_EQ(read([](Sample& s) { s.Set(24, 0x00050000); }, u"large"), Status::InvalidHeader);
     EXPECT_EQ(read([](Sample& s) { s.Set(28, 0x000AFFFE); }, u"large"), Status::InvalidHeader);
     EXPECT_EQ(read([](Sample& s) { s.Set(32, 7); }, u"large"), Status::InvalidHeader);
@@ -300,6 +301,32 @@ TEST_P(Hostile, AFileWhoseStructuresCountAsFreeIsNotWritten) {
         sample.Set(sample.Fat(sector), kFreeSector);
         ExpectNotWritten(sample.image, what);
     }
+}
+
+TEST_P(Hostile, AFileWhoseStructuresAreBehindItsEndIsNotWritten) {
+    Sample sample(GetParam(), ImageOf({{u"early", Pattern(5000, 1)}}, GetParam()));
+    sample.Set(68, 0x00FFFFFF), sample.Set(72, 1);
+    ExpectNotWritten(sample.image, "the DIFAT");
+    // A DIFAT of one sector that leads to itself, and of which there should be as many as there are numbers.
+    const SectorId content = sample.Number(sample.Entry(u"early") + 116);
+    sample.Set(68, content), sample.Set(72, 0xFFFFFFFF);
+    sample.Set(sample.Sector(content + 1) - 4, content);
+    FaultyDisk disk(sample.image);
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    EXPECT_EQ(StatusOf([&] { Put(*file, u"new", Pattern(100, 1)); }), Status::Corrupt);
+}
+
+TEST_P(Hostile, TwoStreamsOfOneChainAreNotRemovedTogether) {
+    Sample sample(GetParam());
+    for (const std::size_t field : {116, 120})
+        sample.Set(sample.Entry(u"larger") + field, sample.Number(sample.Entry(u"large") + field));
+    FaultyDisk disk(sample.image);
+    const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    file->Remove(u"large"), file->Remove(u"larger");
+    EXPECT_EQ(StatusOf([&] { file->Commit(); }), Status::Corrupt);
+    file->Revert();
+    EXPECT_TRUE(Get(*file, u"large") == SampleContent()[u"large"]);
+    EXPECT_TRUE(Get(*CompoundFile::Open(disk.Open(), Access::Exclusive), u"large") == SampleContent()[u"large"]);
 }
 
 TEST_P(Hostile, AnyByteMayBeAnything) {

@@ -1,5 +1,5 @@
 // What stands in the file, byte for byte, and how object IDs become names.
-#include "storage/compound/object_name.hpp"
+#include "storage/compound/format/object_name.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {

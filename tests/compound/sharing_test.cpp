@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "elsewhere.hpp"
-#include "storage/compound/hidden_name.hpp"
+#include "storage/compound/file/hidden_name.hpp"
 
 namespace lumvex::tests {
 namespace {

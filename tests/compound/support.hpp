@@ -9,8 +9,8 @@
 
 #include "kit/faulty_disk.hpp"
 #include "kit/pattern.hpp"
-#include "storage/compound/check.hpp"
-#include "storage/compound/committed.hpp"
+#include "storage/compound/check/check.hpp"
+#include "storage/compound/read/committed.hpp"
 #include "storage/compound/compound_file.hpp"
 
 namespace lumvex::tests {

@@ -2,7 +2,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "core/guard.hpp"
+#include "core/objects/guard.hpp"
 #include "kit/published.hpp"
 
 namespace lumvex::tests {

@@ -1,8 +1,8 @@
-#include "core/failure.hpp"
+#include "core/base/failure.hpp"
 
 #include <stdexcept>
 
-#include "core/guard.hpp"
+#include "core/objects/guard.hpp"
 #include "kit/published.hpp"
 
 namespace lumvex::tests {
@@ -42,7 +42,7 @@ TEST(Failures, ReportInstallsTextAndSourceAndAnswersTheStatus) {
 TEST(Failures, InternalErrorNamesTheBareFileAndTheLine) {
     for (const char* path : {"Project", "/home/me/src/Project", "C:\\src\\Project", "C:Project", "a/b\\Project"})
         EXPECT_EQ(InternalErrorText(path, 85), u"Internal exception error in file Project at line 85 ") << path;
-    EXPECT_EQ(InternalErrorText("src/core/item.cpp", 7), u"Internal exception error in file item.cpp at line 7 ");
+    EXPECT_EQ(InternalErrorText("src/core/tree/item.cpp", 7), u"Internal exception error in file item.cpp at line 7 ");
     EXPECT_EQ(InternalErrorText("", 0), u"Internal exception error in file  at line 0 ");
     EXPECT_EQ(InternalErrorText("odd %d.cpp", 3), u"Internal exception error in file odd %d.cpp at line 3 ");
 }

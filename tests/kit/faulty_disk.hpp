@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "storage/compound/file.hpp"
+#include "storage/compound/file/file.hpp"
 
 namespace lumvex::tests {
 

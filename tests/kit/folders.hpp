@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/stream.hpp"
+#include "storage/compound/read/stream.hpp"
 
 namespace lumvex::tests {
 

@@ -5,7 +5,7 @@
 #include "kit/documents.hpp"
 #include "kit/listener.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "storage/document_file.hpp"
+#include "storage/document/document_file.hpp"
 
 namespace lumvex::tests {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 
 namespace lumvex::tests {
 

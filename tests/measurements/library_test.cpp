@@ -1,6 +1,6 @@
 // What speakers, their configurations and experiments know of the catalogue, with it and without it.
 #include "kit/full_project.hpp"
-#include "storage/failures.hpp"
+#include "storage/records/failures.hpp"
 
 namespace lumvex::tests {
 namespace {

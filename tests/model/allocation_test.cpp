@@ -2,7 +2,7 @@
 #include <functional>
 #include <thread>
 
-#include "core/class_info.hpp"
+#include "core/objects/class_info.hpp"
 #include "kit/documents.hpp"
 #include "kit/failing_allocation.hpp"
 #include "lumvex/diagnostics.hpp"

@@ -9,7 +9,7 @@
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
-#include "storage/document_file.hpp"
+#include "storage/document/document_file.hpp"
 
 namespace lumvex::tests {
 namespace {

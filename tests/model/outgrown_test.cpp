@@ -11,7 +11,7 @@
 
 #include "lumvex/diagnostics.hpp"
 #include "kit/documents.hpp"
-#include "storage/compound/check.hpp"
+#include "storage/compound/check/check.hpp"
 
 namespace {
 

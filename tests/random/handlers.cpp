@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "core/failure.hpp"
+#include "core/base/failure.hpp"
 #include "kit/everything.hpp"
 #include "kit/failing_allocation.hpp"
 #include "lumvex/events.hpp"

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 #include "random/world.hpp"
 
 extern "C" void __sanitizer_set_death_callback(void (*)()) __attribute__((weak));

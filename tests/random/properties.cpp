@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "core/failure.hpp"
+#include "core/base/failure.hpp"
 
 namespace lumvex::tests {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "core/failure.hpp"
-#include "core/object.hpp"
+#include "core/base/failure.hpp"
+#include "core/objects/object.hpp"
 #include "kit/everything.hpp"
 #include "kit/failing_allocation.hpp"
 #include "kit/hand_made.hpp"

@@ -3,7 +3,7 @@
 
 #include "kit/hand_made.hpp"
 #include "kit/listener.hpp"
-#include "storage/document_file.hpp"
+#include "storage/document/document_file.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "core/user_settings_windows.hpp"
+#include "core/published/user_settings_windows.hpp"
 
 namespace lumvex::tests {
 

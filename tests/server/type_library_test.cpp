@@ -317,7 +317,7 @@ TEST_P(TypeLibrary, BindsNamesAsTheObjectsDo) {
 #define LX_ACTION(id, name, parameters, help)
 #define LX_TEST(id, name, parameters, help)
 #define LX_INTERFACE_END(name)
-#include "interfaces/interfaces.def"
+#include "interfaces/tables/interfaces.def"
 }
 
 // A pointer to a virtual member holds where in the function table it leads, and 1 more.
@@ -352,7 +352,7 @@ TEST(Slots, OfTheCppInterfacesAreThoseOfTheTables) {
         };                        \
         check(published, offsets); \
     }
-#include "interfaces/interfaces.def"
+#include "interfaces/tables/interfaces.def"
 }
 
 INSTANTIATE_TEST_SUITE_P(Embedded, TypeLibrary, testing::Values(L"Lumvex51.dll"));

@@ -2,8 +2,8 @@
 #include <random>
 
 #include "kit/listener.hpp"
-#include "storage/document_file.hpp"
-#include "storage/failures.hpp"
+#include "storage/document/document_file.hpp"
+#include "storage/records/failures.hpp"
 #include "kit/hand_made.hpp"
 
 namespace lumvex::tests {

@@ -1,6 +1,6 @@
 // Libraries and projects in places whose names are no UTF-8.
 #include "kit/published.hpp"
-#include "storage/document_file.hpp"
+#include "storage/document/document_file.hpp"
 #include "kit/hand_made.hpp"
 
 namespace lumvex::tests {

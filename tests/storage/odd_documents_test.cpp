@@ -1,5 +1,5 @@
 // Documents that nobody means to make, yet that are met: damaged, put together by other programs, or half moved away.
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 #include "kit/documents.hpp"
 #include "kit/full_project.hpp"
 #include "lumvex/diagnostics.hpp"

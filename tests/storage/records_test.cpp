@@ -1,5 +1,5 @@
 // The streams of a document byte for byte: what is written, and that it reads back.
-#include "core/guid_order.hpp"
+#include "core/base/guid_order.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "kit/hand_made.hpp"

@@ -5,7 +5,7 @@
 #include "kit/published.hpp"
 #include "lumvex/maintenance.hpp"
 #include "kit/pattern.hpp"
-#include "storage/compound/check.hpp"
+#include "storage/compound/check/check.hpp"
 #include "kit/hand_made.hpp"
 
 namespace lumvex::tests {

@@ -1,7 +1,7 @@
 // The output positions of a profile.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/BoxCfgSpkr.hpp"
 
 namespace lumvex::inside {

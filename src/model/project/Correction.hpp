@@ -2,7 +2,7 @@
 #pragma once
 
 #include "arrays/array_field.hpp"
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/config_channels.hpp"
 #include "model/project/whole_as_float.hpp"
 

@@ -1,7 +1,7 @@
 // The corrections designed for a speaker in one configuration.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/Correction.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The crossover designs for one speaker configuration.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/SpkrEQDesigns.hpp"
 #include "model/specifications/config_reference.hpp"
 

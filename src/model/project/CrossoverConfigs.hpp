@@ -1,7 +1,7 @@
 // The crossover designs of a project: one entry per speaker configuration, made with the collection.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/CrossoverConfig.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // A link from an experiment to one of its measurements.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 
 namespace lumvex::inside {
 

@@ -1,7 +1,7 @@
 // The measurements taken with an experiment.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/ExpMeasureLink.hpp"
 
 namespace lumvex::inside {

@@ -1,6 +1,6 @@
 #include "model/project/Experiment.hpp"
 
-#include "core/strings.hpp"
+#include "core/base/strings.hpp"
 #include "model/project/Project.hpp"
 #include "model/project/display_text.hpp"
 

@@ -1,7 +1,7 @@
 // How a measurement was taken: microphone, processor, cable, signal, and what was measured.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/ExpMeasureLinks.hpp"
 #include "model/project/library_reference.hpp"
 

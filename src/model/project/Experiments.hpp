@@ -1,7 +1,7 @@
 // The measurement set-ups of a project.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/Experiment.hpp"
 
 namespace lumvex::inside {

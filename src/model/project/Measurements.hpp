@@ -1,7 +1,7 @@
 // The measurements taken of a speaker in one configuration.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/Measurement.hpp"
 
 namespace lumvex::inside {

@@ -8,7 +8,7 @@
 #include "model/project/RoomEQs.hpp"
 #include "model/project/SpeakerEQs.hpp"
 #include "model/project/specifications_link.hpp"
-#include "storage/root_document.hpp"
+#include "storage/document/root_document.hpp"
 
 namespace lumvex::inside {
 

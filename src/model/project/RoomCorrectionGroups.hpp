@@ -1,7 +1,7 @@
 // The groups of corrections of a room.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/RoomCorrectionGroup.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The corrections of a group.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/RoomCorrection.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The rooms of a project.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/RoomEQ.hpp"
 
 namespace lumvex::inside {

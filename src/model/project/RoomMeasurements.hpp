@@ -1,7 +1,7 @@
 // The measurements of a position.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/RoomMeasurement.hpp"
 
 namespace lumvex::inside {

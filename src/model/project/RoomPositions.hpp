@@ -1,7 +1,7 @@
 // The positions measured in a room.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/RoomPosition.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // One loudspeaker of a project: the configurations in which it is measured and corrected.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/SpkrEQConfigs.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The speakers of a project.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/SpeakerEQ.hpp"
 
 namespace lumvex::inside {

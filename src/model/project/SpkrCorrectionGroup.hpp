@@ -1,7 +1,7 @@
 // One group of corrections.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/SpkrCorrectionLinks.hpp"
 
 namespace lumvex::inside {

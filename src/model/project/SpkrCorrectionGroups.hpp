@@ -1,7 +1,7 @@
 // The correction groups of a template.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/SpkrCorrectionGroup.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // A link from a group to a correction.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 
 namespace lumvex::inside {
 

@@ -1,7 +1,7 @@
 // One configuration of a speaker: the measurements taken in it and the corrections designed from them.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/project/Corrections.hpp"
 #include "model/project/Measurements.hpp"
 #include "model/project/library_reference.hpp"

@@ -1,7 +1,7 @@
 // The configurations in which a speaker is measured and corrected.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/SpkrEQConfig.hpp"
 
 namespace lumvex::inside {

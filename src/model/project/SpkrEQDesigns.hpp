@@ -1,7 +1,7 @@
 // The design templates for one speaker configuration; no two have the same name.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/SpkrEQDesign.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // A link from a template to a measurement, with a scale of its own.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 
 namespace lumvex::inside {
 

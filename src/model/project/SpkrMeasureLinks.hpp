@@ -1,7 +1,7 @@
 // The measurements that a template draws on.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/project/SpkrMeasureLink.hpp"
 
 namespace lumvex::inside {

@@ -2,7 +2,7 @@
 // configuration above.
 #pragma once
 
-#include "core/object.hpp"
+#include "core/objects/object.hpp"
 
 namespace lumvex::inside {
 

@@ -3,9 +3,9 @@
 
 #include <limits>
 
-#include "core/fields.hpp"
-#include "storage/record_reader.hpp"
-#include "storage/record_writer.hpp"
+#include "core/tree/fields.hpp"
+#include "storage/records/record_reader.hpp"
+#include "storage/records/record_writer.hpp"
 
 namespace lumvex::inside {
 

@@ -1,6 +1,6 @@
 #include "model/specifications/Config.hpp"
 
-#include "core/strings.hpp"
+#include "core/base/strings.hpp"
 
 namespace lumvex::inside {
 

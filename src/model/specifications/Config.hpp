@@ -1,7 +1,7 @@
 // One speaker configuration: how many amplifier outputs a speaker uses.
 #pragma once
 
-#include "core/plain_object.hpp"
+#include "core/published/plain_object.hpp"
 
 namespace lumvex::inside {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/document.hpp"
-#include "core/snapshot_enumerator.hpp"
+#include "core/objects/document.hpp"
+#include "core/published/snapshot_enumerator.hpp"
 
 namespace lumvex::inside {
 

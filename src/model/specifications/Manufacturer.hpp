@@ -1,7 +1,7 @@
 // One manufacturer with its models.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/specifications/Models.hpp"
 
 namespace lumvex::inside {

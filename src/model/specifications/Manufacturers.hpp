@@ -1,7 +1,7 @@
 // The manufacturers of a library.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/specifications/Manufacturer.hpp"
 
 namespace lumvex::inside {

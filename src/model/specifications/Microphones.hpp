@@ -1,7 +1,7 @@
 // The measurement microphones of a library, each under its serial number.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/specifications/Microphone.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // One speaker model with the configurations in which it can be driven.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/specifications/ModelConfigs.hpp"
 
 namespace lumvex::inside {

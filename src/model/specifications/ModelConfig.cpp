@@ -1,6 +1,6 @@
 #include "model/specifications/ModelConfig.hpp"
 
-#include "storage/record_table.hpp"
+#include "storage/records/record_table.hpp"
 
 namespace lumvex::inside {
 

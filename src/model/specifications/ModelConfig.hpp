@@ -1,7 +1,7 @@
 // One configuration in which a model can be driven.
 #pragma once
 
-#include "core/item.hpp"
+#include "core/tree/item.hpp"
 #include "model/specifications/config_reference.hpp"
 
 namespace lumvex::inside {

@@ -1,7 +1,7 @@
 // The configurations of a model, each once.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/specifications/ModelConfig.hpp"
 
 namespace lumvex::inside {

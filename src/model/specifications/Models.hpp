@@ -1,7 +1,7 @@
 // The models of a manufacturer.
 #pragma once
 
-#include "core/collection.hpp"
+#include "core/tree/collection.hpp"
 #include "model/specifications/Model.hpp"
 
 namespace lumvex::inside {

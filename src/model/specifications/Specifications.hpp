@@ -4,7 +4,7 @@
 #include "model/specifications/Configs.hpp"
 #include "model/specifications/Manufacturers.hpp"
 #include "model/specifications/Microphones.hpp"
-#include "storage/root_document.hpp"
+#include "storage/document/root_document.hpp"
 
 namespace lumvex::inside {
 

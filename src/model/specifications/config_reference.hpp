@@ -3,8 +3,8 @@
 #pragma once
 
 #include "model/specifications/Configs.hpp"
-#include "storage/record_reader.hpp"
-#include "storage/record_writer.hpp"
+#include "storage/records/record_reader.hpp"
+#include "storage/records/record_writer.hpp"
 
 namespace lumvex::inside {
 

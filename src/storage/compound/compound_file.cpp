@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "storage/compound/state.hpp"
+#include "storage/compound/write/state.hpp"
 
 namespace lumvex::compound {
 

@@ -10,8 +10,8 @@
 #include <span>
 #include <string_view>
 
-#include "storage/compound/file.hpp"
-#include "storage/compound/status.hpp"
+#include "storage/compound/file/file.hpp"
+#include "storage/compound/file/status.hpp"
 
 namespace lumvex::compound {
 

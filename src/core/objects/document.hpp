@@ -1,0 +1,64 @@
+// The document as its objects see it: the directory that finds and loads them, and the settings they answer by.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "core/objects/entry.hpp"
+#include "core/objects/events.hpp"
+#include "core/objects/object.hpp"
+
+namespace lumvex::inside {
+
+class Document {
+public:
+    virtual Object& RootObject() noexcept = 0;
+
+    // Entries come as counted references: what is loaded while an entry is in use may push it out of the load cache.
+
+    // The entry of an ID, or null when the document does not have the object.
+    virtual Ref<Entry> Find(const GUID& id) = 0;
+    // The entry's object, loaded from its stream when it is not in memory. Throws 4010 when there is nothing to load it
+    // from, else what the reading failed with; the object then stays unloaded.
+    virtual Ref<Object> Get(Entry& entry) = 0;
+    // A collection's member or an owner's child, whose class and owner are known from where its reference stands: its
+    // entry, and the object itself.
+    virtual Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;
+    Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+        return Get(*EntryOf(reference, classInfo, owner));
+    }
+    // The child collection of a slot, created on first use.
+    virtual Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) = 0;
+    // Takes a new object into the directory under a new ID, as a step of the operation under way.
+    virtual Entry& Enter(Object& object, Entry& owner) = 0;
+    // Takes objects out; they are orphaned from now on. All of them or, when it throws std::bad_alloc, none. It is not
+    // taken back when the operation fails, so nothing may fail after it.
+    virtual void Erase(std::span<const Ref<Entry>> entries) = 0;
+    // The owner of an object, searched for where the object was reached without one; null when nothing owns it.
+    virtual Ref<Entry> OwnerOf(Entry& entry) = 0;
+
+    // The links of the document that point at an object, each once.
+    virtual std::vector<GUID> DependentLinks(const GUID& target) = 0;
+    // A link was made, or is about to be re-pointed or emptied. Throws std::bad_alloc and has then done nothing.
+    virtual void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) = 0;
+
+    // A step of the operation under way.
+    virtual void MarkModified() = 0;
+    // The object, which is in memory, has to be written by the next save. Stays so where the operation fails: the save
+    // then writes what is there already.
+    virtual void MarkChanged(Object& object) noexcept = 0;
+
+    virtual LXArray ArrayType() const noexcept = 0;
+    // Is anybody connected who would be told of events?
+    virtual bool IsObserved() const noexcept = 0;
+    virtual void Fire(const PendingEvent& event) noexcept = 0;
+
+    // A client let go of an object while the load cache holds more than it should.
+    virtual void LetGo(Entry& entry) noexcept = 0;
+
+protected:
+    ~Document() = default;
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,61 @@
+// One object's entry in the object directory: what stays the same object while the object itself comes and goes.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/objects/class_info.hpp"
+#include "lumvex/values.hpp"
+
+namespace lumvex::inside {
+
+class Document;
+class Object;
+
+// How one object names another in a stored record: its ID and the tag that travels with it.
+struct Reference {
+    GUID id{};
+    std::uint32_t tag = 0;
+};
+
+// Owned by the directory and by the object it describes (counted; under the module lock). An entry that has left its
+// directory has no document any more: its object is orphaned but keeps ID and name.
+class Entry {
+public:
+    Entry(const GUID& objectId, const ClassInfo* objectClass);
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+
+    void AddRef() noexcept { ++count_; }
+    void Release() noexcept;
+    unsigned Holders() const noexcept { return count_; }
+
+    GUID id;
+    GUID second{};                // carried unchanged through save and load
+    const ClassInfo* classInfo;   // null: a class this program does not know
+    GUID classId{};               // as stored, for classes this program does not know
+    std::uint32_t tag = 0;
+    LONG locks = 0;
+    std::u16string name;          // known once the object was loaded
+    Document* document = nullptr;
+    Ref<Entry> parent;            // the collection or item that owns the object; empty until it is known
+    Ref<Object> object;           // the live object while it is loaded; never the root's, which owns the directory
+
+    // Kept by the directory; eventWaits by the event queue.
+    bool stored = false;          // the open file holds the object's stream
+    bool listed = false;          // the open file's directory lists the object
+    bool assumed = false;         // it is taken for listed, as a stored record refers to it; the next save looks
+    bool joins = false;           // the directory of the next save gains it
+    bool changed = false;         // waits for the next save
+    LONG storedLocks = 0;         // the counter as the open file has it
+    std::uint64_t order = 0;      // rises with every entry made
+    bool eventWaits = false;      // in the event queue of the call under way
+    Entry* newer = nullptr;       // neighbours among the loaded objects, by last use
+    Entry* older = nullptr;
+
+private:
+    ~Entry();
+    unsigned count_ = 0;
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,61 @@
+// The boundary of the model: every published call that reaches an object of it runs under the module lock inside a Guarded
+// block, which makes it one operation, turns exceptions into status and error information, and delivers the call's events
+// on the way out. Calls that only find out what to call (late binding, class objects, class information) are Translated:
+// no exception leaves them either.
+#pragma once
+
+#include "core/base/failure.hpp"
+#include "core/objects/operation.hpp"
+
+namespace lumvex::inside {
+
+// Takes the module-wide lock and counts the thread's nesting; leaving, the outermost call delivers.
+ThreadContext& Enter();
+void Leave(ThreadContext& thread) noexcept;
+
+// Inside the model for the life of the object.
+class Call {
+public:
+    Call() : thread_(Enter()) {}
+    ~Call() { Leave(thread_); }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    ThreadContext& Thread() const noexcept { return thread_; }
+
+private:
+    ThreadContext& thread_;
+};
+
+// How deep the calling thread is inside the model; 0 outside.
+unsigned CallDepth() noexcept;
+
+// The status of the exception being handled; installs its text, or clears the error information when it has none.
+HRESULT TranslateException(std::u16string_view source) noexcept;
+
+// Answers the status of `work`, or of the exception that leaves it.
+template <class Work>
+HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
+    try {
+        return work();
+    } catch (...) {
+        return TranslateException(source);
+    }
+}
+
+// Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing,
+// but for what it kept by itself. `source` names the class that reports errors.
+template <class Work>
+HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
+    return Translated(source, [&] {  // entering may fail too
+        const Call call;
+        return Translated(source, [&] {
+            Operation operation(call.Thread());
+            const HRESULT status = work();
+            if (SUCCEEDED(status)) operation.Keep();
+            return status;
+        });
+    });
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,40 @@
+// The contexts live in one slot of the process, which every thread has its own value in. A module that comes and goes
+// within the life of a process has to be rid of the contexts of all threads when it goes; of the system's two kinds of
+// slots the one for fibers does that, and cleans up after each thread in programs that have no module entry point.
+#include "core/objects/thread_context_windows.hpp"
+
+#include <new>
+
+#include "core/objects/guard.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+void WINAPI Destroy(void* context) { delete static_cast<ThreadContext*>(context); }
+
+DWORD Slot() {
+    static const DWORD slot = ::FlsAlloc(Destroy);
+    return slot;
+}
+
+}  // namespace
+
+ThreadContext& CurrentThread() {
+    if (void* context = ::FlsGetValue(Slot())) return *static_cast<ThreadContext*>(context);
+    auto context = std::make_unique<ThreadContext>();
+    if (!::FlsSetValue(Slot(), context.get())) throw std::bad_alloc();
+    return *context.release();
+}
+
+ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
+
+void DetachThread() noexcept {
+    void* context = ::FlsGetValue(Slot());
+    ::FlsSetValue(Slot(), nullptr);
+    Destroy(context);
+}
+
+void DetachProcess() noexcept { ::FlsFree(Slot()); }
+
+}  // namespace lumvex::inside

@@ -1,0 +1,159 @@
+// How values cross between published methods and the plain members behind them: arguments in, answers out.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "core/objects/guard.hpp"
+#include "core/objects/object.hpp"
+#include "lumvex/values.hpp"
+
+namespace lumvex::inside {
+
+// ---- in ----
+
+inline std::u16string_view Inside(BSTR text) noexcept { return TextOf(text); }
+inline const VARIANT& Inside(const VARIANT& value) noexcept { return value; }
+template <class I>
+    requires std::is_base_of_v<IUnknown, I>
+I* Inside(I* pointer) noexcept { return pointer; }
+template <class T>
+    requires std::is_arithmetic_v<T> || std::is_enum_v<T>
+T Inside(T value) noexcept { return value; }
+
+// A text or object that a method needs.
+template <class T>
+constexpr bool IsMissing(const T& argument) noexcept {
+    if constexpr (std::is_pointer_v<T>) return argument == nullptr;
+    return false;
+}
+
+// The same for the parameters of an interface's row: those that may be left out are never missing.
+#define LX_INSIDE(type, name, ...) Inside(name)
+#define LX_MISSING(type, name, ...) || (std::string_view(#__VA_ARGS__).empty() && IsMissing(name))
+
+// ---- out: what the caller's variable holds before the work starts, and what the answer makes of it ----
+
+inline void Clear(VARIANT* out) noexcept { VariantInit(out); }
+template <class T>
+void Clear(T* out) noexcept {
+    if constexpr (std::is_pointer_v<T>) *out = nullptr;  // texts are pointers too; numbers stay untouched
+}
+
+inline HRESULT Assign(BSTR* out, std::u16string_view text) {
+    *out = Bstr(text).Detach();
+    return S_OK;
+}
+
+inline HRESULT Assign(VARIANT* out, Variant&& value) {
+    value.Detach(out);
+    return S_OK;
+}
+
+// What a search found, or nothing.
+inline HRESULT Assign(VARIANT* out, Ref<Object> found) {
+    if (!found) return S_FALSE;
+    Variant::FromDispatch(found->Dispatch()).Detach(out);
+    return S_OK;
+}
+
+inline HRESULT Assign(LONG* out, YesNo answer) {
+    *out = static_cast<LONG>(answer);
+    return answer == YesNo::Yes ? S_OK : S_FALSE;
+}
+
+template <class T, class Value>
+    requires(std::is_arithmetic_v<T> || std::is_enum_v<T>) && std::is_convertible_v<Value, T>
+HRESULT Assign(T* out, Value value) {
+    *out = static_cast<T>(value);
+    return S_OK;
+}
+
+template <class I>
+HRESULT Assign(I** out, const Ref<Object>& object) {
+    if (!object) return S_OK;
+    return object->Dispatch()->QueryInterface(kIidOf<I>, reinterpret_cast<void**>(out));
+}
+
+// Objects that stand outside the tree come by their own class.
+template <class T>
+    requires std::is_base_of_v<IDispatch, T>
+HRESULT Assign(VARIANT* out, const Ref<T>& found) {
+    if (!found) return S_FALSE;
+    Variant::FromDispatch(found.get()).Detach(out);
+    return S_OK;
+}
+
+template <class I, class T>
+    requires std::is_base_of_v<I, T>
+HRESULT Assign(I** out, Ref<T> object) {
+    *out = object.Detach();
+    return S_OK;
+}
+
+inline HRESULT Assign(IUnknown** out, Ref<IUnknown> object) {
+    *out = object.Detach();
+    return S_OK;
+}
+
+// An answer that may be missing: the method then succeeds with the false status.
+template <class Out, class Value>
+HRESULT Assign(Out* out, std::optional<Value>&& value) {
+    return value ? Assign(out, *std::move(value)) : S_FALSE;
+}
+
+// ---- the frame of every published method ----
+
+// A pointer that had to be there: the status says it alone, so no text of an earlier call may stand beside it.
+inline HRESULT MissingPointer() noexcept {
+    SetErrorInfo(0, nullptr);
+    return E_POINTER;
+}
+
+template <class Out, class Work>
+HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
+    if (!out) return MissingPointer();
+    Clear(out);
+    return Guarded(source, [&] { return Assign(out, work()); });
+}
+
+// What a property get does about a result pointer that is not there: E_POINTER, E_INVALIDARG, or E_POINTER after the
+// owners were found (4009 otherwise).
+enum class ResultCheck { Pointer, Argument, OwnersFirst };
+
+template <ResultCheck kCheck, class Class, class Out, class Work>
+HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
+    if constexpr (kCheck == ResultCheck::OwnersFirst) {
+        if (out) Clear(out);
+        return Guarded(Class::kErrorSource, [&] {
+            self.ResolveRoot();
+            if (!out) throw Failure(E_POINTER);
+            return Assign(out, work());
+        });
+    } else {
+        if (kCheck == ResultCheck::Argument && !out) {
+            SetErrorInfo(0, nullptr);
+            return E_INVALIDARG;
+        }
+        return Answered(Class::kErrorSource, out, work);
+    }
+}
+
+// The answer of a test, which a caller may leave to the status.
+template <class Work>
+HRESULT Tested(std::u16string_view source, LONG* out, Work&& work) noexcept {
+    LONG unused = 0;
+    return Answered(source, out ? out : &unused, work);
+}
+
+template <class Work>
+HRESULT Done(std::u16string_view source, Work&& work) noexcept {
+    return Guarded(source, [&] {
+        work();
+        return S_OK;
+    });
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,12 @@
+// For the module that carries the type library.
+#pragma once
+
+#include "core/published/platform.hpp"
+
+namespace lumvex::inside {
+
+// Gives up the type library until it is asked for again. As long as it is open the system may count the module's own
+// file as loaded, so that the module would never go.
+void ReleaseTypeLibrary() noexcept;
+
+}  // namespace lumvex::inside

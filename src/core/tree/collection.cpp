@@ -1,0 +1,205 @@
+#include "core/tree/collection.hpp"
+
+#include <exception>
+
+#include "core/published/enumerator.hpp"
+#include "core/tree/item.hpp"
+#include "core/objects/operation.hpp"
+#include "core/base/strings.hpp"
+
+namespace lumvex::inside {
+
+std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Class().title)); }
+
+Ref<IUnknown> CollectionBase::_NewEnum() {
+    ResolveRoot();
+    std::vector<Descendant> all(members.Count());
+    for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
+    return MakeEnumerator(*this, std::move(all));
+}
+
+Ref<Object> CollectionBase::Member(std::size_t index) const {
+    return ResolveRoot().Get(members.At(index), *Class().member(), OwnEntry());
+}
+
+Ref<Object> CollectionBase::Item(LONG position) {
+    if (position < 1 || position > Count()) throw Failure(E_INVALIDARG);
+    return Member(static_cast<std::size_t>(position - 1));
+}
+
+// What a search passes it has loaded; the index stands for that part of the list from then on.
+Ref<Object> CollectionBase::FindName(std::u16string_view name) {
+    if (members.Count() == 0) return nullptr;
+    Document& document = ResolveRoot();
+    NameIndex& names = members.names;
+    const bool indexing = names.Covered() != 0 || members.Count() >= NameIndex::kWorthIt;
+    Ref<Object> found;
+    const auto bearsName = [&](const Reference& reference, bool passing) {
+        Ref<Object> member = document.Get(reference, *Class().member(), OwnEntry());
+        const std::u16string& its = member->OwnEntry().name;
+        if (passing) names.Add(reference, its);
+        if (CompareNoCase(its, name) == 0) found = std::move(member);
+        return found != nullptr;
+    };
+    names.ForName(name, [&](const Reference& reference) { return bearsName(reference, false); });
+    for (std::size_t index = names.Covered(); !found && index < members.Count(); ++index)
+        bearsName(members.At(index), indexing);
+    return found;
+}
+
+Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {
+    Ref<Object> member = FindName(name);
+    if (!member) throw Failure(Message::NotLocated);
+    return member;
+}
+
+// A miss is an answer here, yet it leaves its error information behind.
+LONG CollectionBase::NameExists(std::u16string_view name) {
+    try {
+        return FindNameExact(name) ? 1 : 0;
+    } catch (const Failure& failure) {
+        if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
+        return 0;
+    }
+}
+
+Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescendants) {
+    ResolveRoot();
+    const GUID id = ParseGuid(text).value_or(GUID_NULL);
+    if (const auto index = members.IndexOf(id)) return Member(*index);
+    return searchDescendants != 0 ? FindBelow(*this, id) : nullptr;
+}
+
+Ref<Object> CollectionBase::AddNamed(std::u16string_view name) { return AddMember(name, nullptr); }
+
+Ref<Object> CollectionBase::AddLink(const Ref<Object>& target) { return AddMember(target->Name(), target); }
+
+Ref<Object> CollectionBase::AddMember(std::u16string_view name, const Ref<Object>& linkTarget) {
+    Document& document = ResolveRoot();
+    RefuseDuplicate(name);
+    Ref<Object> member = Class().member()->create();
+    Entry& entry = document.Enter(*member, OwnEntry());
+    entry.name = name;
+    static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
+    if (linkTarget)
+        member->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
+            static_cast<LinkTargetBase&>(reference).Move(*member, linkTarget);
+        });
+    TakeIn(*member);
+    return member;
+}
+
+void CollectionBase::RefuseDuplicate(std::u16string_view name) {
+    if (RefusesDuplicateNames() && members.Count() != 0 && FindName(name)) throw Failure(Message::NameExists);
+}
+
+Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(other.Name()); }
+
+void CollectionBase::TakeIn(Object& member) {
+    Document& document = ResolveRoot();
+    members.MakeRoom();
+    RecordStep(*this, nullptr, [](Object& collection, void*) noexcept {
+        static_cast<CollectionBase&>(collection).members.EraseLast();
+    });
+    members.Append({member.OwnEntry().id, member.OwnEntry().tag});
+    document.MarkChanged(*this);
+    Raise(document, EventKind::Item, member, LX_EV_CREATE);
+    Raise(document, EventKind::Collection, *this, LX_EV_CREATE);
+}
+
+void CollectionBase::Remove(LONG position) {
+    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
+    if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
+    const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
+    auto& item = static_cast<ItemBase&>(*member);
+    if (item.Locks() != 0) throw Failure(Message::Locked);
+    Raise(ResolveRoot(), EventKind::Item, item, LX_EV_BEFORE_DELETE);
+    DeliverNow();
+    try {
+        RemoveMember(item, static_cast<std::size_t>(position - 1));
+    } catch (const std::exception&) {
+        Document* document = item.OwnEntry().document;
+        if (!document) throw;
+        Raise(*document, EventKind::Item, item, LX_EV_FAIL_DELETE);
+        DeliverNow();
+        throw;
+    }
+}
+
+// From here on the member goes as a whole or stays as a whole, though what its collections held goes step by step.
+void CollectionBase::RemoveMember(ItemBase& member, std::size_t likely) {
+    member.EmptyChildren();
+    Operation removal;
+    PrepareToRaise(1);
+    Detach(member, likely);
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_AFTER_REMOVEITEM);
+    removal.Keep();
+}
+
+// Each member's removal is kept by itself: what comes later does not bring it back.
+void CollectionBase::RemoveAll() {
+    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
+    ResolveRoot().MarkChanged(*this);
+    DeliverNow();
+    std::exception_ptr broken;
+    for (std::size_t position = members.Count(); position > 0; --position) {
+        try {
+            if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler was faster
+            const Ref<Object> member = Member(position - 1);
+            auto& item = static_cast<ItemBase&>(*member);
+            if (item.Locks() != 0) throw Failure(Message::Locked);
+            item.EmptyChildren();
+            Operation removal;
+            Detach(item, position - 1);
+            removal.Keep();
+        } catch (const Failure& failure) {
+            if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
+        } catch (const PassedOn&) {
+            // Its error information stands; the member stays.
+        } catch (...) {
+            broken = std::current_exception();  // of memory, there is no sense in going on
+            break;
+        }
+    }
+    if (members.Count() != 0) {
+        Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_FAIL_REMOVEALL);
+        KeepWhatIsDone();
+        if (broken) std::rethrow_exception(broken);
+        throw Failure(Message::NotAllRemoved);
+    }
+    Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_AFTER_REMOVEALL);
+    KeepWhatIsDone();
+}
+
+// Takes the member out with its collections, which are empty. Looks up where it is: a handler may have moved or removed
+// it. Nothing has changed when this fails.
+void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
+    Document& document = ResolveRoot();
+    Entry& entry = member.OwnEntry();
+    const bool isThere = likely < members.Count() && IsEqualGUID(members.At(likely).id, entry.id);
+    const auto index = isThere ? std::optional(likely) : members.IndexOf(entry.id);
+    if (!index || entry.document != &document) throw Failure(Message::NotLocated);
+    if (member.Locks() != 0) throw Failure(Message::Locked);  // by a handler
+    members.Materialise();
+    std::vector<Ref<Entry>> leaving = member.EmptyCollections();
+    leaving.emplace_back(&entry);
+    document.MarkModified();
+    document.Erase(leaving);
+    members.Erase(*index);
+    document.MarkChanged(*this);
+    member.SetModified(false);
+}
+
+Ref<Object> FindBelow(Object& top, const GUID& id) {
+    Document& document = top.ResolveRoot();
+    const Ref<Entry> entry = document.Find(id);
+    if (!entry || entry.get() == &top.OwnEntry()) return nullptr;
+    for (Ref<Entry> owner = entry; owner && owner.get() != &document.RootObject().OwnEntry();) {
+        owner = document.OwnerOf(*owner);
+        if (owner.get() == &top.OwnEntry()) return document.Get(*entry);
+    }
+    return nullptr;
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,84 @@
+// The collection base: an ordered list of items of one class, owned by one item or root. Members are held by reference
+// and loaded when they are reached; positions count from 1. A class derives from Collection<its own name, its
+// interface> and adds its Add.
+#pragma once
+
+#include "core/published/automation_object.hpp"
+#include "core/tree/members.hpp"
+
+namespace lumvex::inside {
+
+class ItemBase;
+
+class CollectionBase : public Object {
+public:
+    Members members;
+
+    // The plain members behind _Collection.
+    std::u16string Name() const override;  // fixed by the class
+    Ref<IUnknown> _NewEnum();     // over a snapshot of the list
+    LONG Count() const { return static_cast<LONG>(members.Count()); }
+    void Remove(LONG position);
+    Ref<Object> FindName(std::u16string_view name);
+    Ref<Object> FindNameExact(std::u16string_view name);
+    LONG NameExists(std::u16string_view name);
+    Ref<Object> FindID(std::u16string_view id, LONG searchDescendants);
+    void RemoveAll();
+
+    // What every typed collection adds.
+    Ref<Object> Item(LONG position);
+    Ref<Object> Parent() const { return ResolveParent(); }
+    Ref<Object> Root() const { return RootBase(); }
+
+    // The shared steps of every Add: a new member under a new ID at the end of the list, dated now.
+    Ref<Object> AddNamed(std::u16string_view name);
+    // The same for a link, which gets its target's name.
+    Ref<Object> AddLink(const Ref<Object>& target);
+    // Two classes refuse a name that a member has already (4000).
+    virtual bool RefusesDuplicateNames() const { return false; }
+    void RefuseDuplicate(std::u16string_view name);
+    // The member that stands for another collection's in a copy with parents: here the first of its name.
+    virtual Ref<Object> FindCounterpart(ItemBase& other);
+    // The first member of which the test holds, or null.
+    template <class Test>
+    Ref<Object> FindFirst(Test&& test) const {
+        for (std::size_t index = 0; index < members.Count(); ++index)
+            if (Ref<Object> member = Member(index); test(*member)) return member;
+        return nullptr;
+    }
+    // An entered object becomes the last member, and clients are told: a step of the operation under way.
+    void TakeIn(Object& member);
+
+    void Materialise() override {
+        members.Materialise();
+        members.names.Clear();  // what it covers may not be there any more
+    }
+
+    static constexpr std::u16string_view kErrorSource{};
+
+private:
+    Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
+    Ref<Object> Member(std::size_t index) const;
+    // `likely` is where the member was last seen in the list.
+    void RemoveMember(ItemBase& member, std::size_t likely);
+    void Detach(ItemBase& member, std::size_t likely);
+};
+
+template <class Class, class Interface>
+class Collection : public AutomationObject<Class, Interface, CollectionBase> {
+public:
+    // The published methods of these names hand over to the plain ones.
+    using AutomationObject<Class, Interface, CollectionBase>::IsSameID;
+    using Object::IsSame;
+    using CollectionBase::Remove;
+    using CollectionBase::FindName;
+    using CollectionBase::FindNameExact;
+    using CollectionBase::NameExists;
+    using CollectionBase::FindID;
+    using CollectionBase::RemoveAll;
+};
+
+// The object of an ID if it lies below `top`, else null.
+Ref<Object> FindBelow(Object& top, const GUID& id);
+
+}  // namespace lumvex::inside

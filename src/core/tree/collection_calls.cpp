@@ -1,0 +1,10 @@
+#include "core/tree/collection.hpp"
+
+#include "core/published/call_rows.hpp"
+
+namespace lumvex::inside {
+
+using Calls = _CollectionCalls;
+#include "interfaces/tables/_Collection.def"
+
+}  // namespace lumvex::inside

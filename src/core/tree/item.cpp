@@ -1,0 +1,95 @@
+#include "core/tree/item.hpp"
+
+#include "core/tree/collection.hpp"
+#include "core/tree/copy.hpp"
+#include "core/base/strings.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// Somebody else's object cannot take a copy.
+Ref<Object> OurOwn(IUnknown* object) {
+    Ref<Object> inside = InsideOf(object);
+    if (!inside) throw Failure(E_INVALIDARG);
+    return inside;
+}
+
+}  // namespace
+
+void ItemBase::Commit(LXEventType type) {
+    Document& document = ResolveRoot();
+    Raise(document, EventKind::Item, *this, type);
+    document.MarkChanged(*this);
+}
+
+void ItemBase::EmptyChildren() {
+    ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
+        if (!slot.reference) return;
+        const Ref<Object> child = ResolveRoot().GetChild(slot, classInfo, *this);
+        static_cast<CollectionBase&>(*child).RemoveAll();
+    });
+}
+
+std::vector<Ref<Entry>> ItemBase::EmptyCollections() {
+    Document& document = ResolveRoot();
+    std::vector<Ref<Entry>> collections;
+    ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
+        if (!slot.reference) return;
+        const Ref<Object> child = document.GetChild(slot, classInfo, *this);
+        if (static_cast<CollectionBase&>(*child).Count() != 0) throw Failure(Message::NotAllRemoved);
+        collections.emplace_back(&child->OwnEntry());
+    });
+    return collections;
+}
+
+void ItemBase::Name(std::u16string_view name) {
+    const Ref<Object> parent = ResolveParent();
+    std::u16string text(name);
+    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] { OwnEntry().name.swap(text); });
+}
+
+std::u16string ItemBase::FQName() const {
+    std::u16string path = Name();
+    for (Ref<Object> owner = ResolveParent(); owner;) {
+        const int title = owner->Class().title;  // collections are named by their class
+        path.insert(0, (title != 0 ? std::u16string(StringOf(title)) : owner->Name()) + kPathSeparator);
+        if (owner->Class().kind == ClassKind::Root) break;
+        owner = owner->ResolveParent();
+    }
+    return path;
+}
+
+void ItemBase::Timestamp(DATE date) {
+    const Ref<Object> parent = ResolveParent();
+    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] { timestamp = date; });
+}
+
+void ItemBase::Locks(LONG locks) {
+    StoreAndTell(*this, LX_EV_DEFAULT, [&] { OwnEntry().locks = locks; });
+}
+
+Ref<Object> ItemBase::FindID(std::u16string_view id) {
+    return FindBelow(*this, ParseGuid(id).value_or(GUID_NULL));
+}
+
+LONG ItemBase::CanCopy(_Collection* destination) const {
+    const Ref<Object> collection = InsideOf(destination);
+    return collection && collection->Class().member() == &Class() && collection->OwnEntry().document ? 1 : 0;
+}
+
+Ref<Object> ItemBase::CopyNoChildren(_Collection* destination) {
+    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), false);
+}
+
+Ref<Object> ItemBase::Copy(_Collection* destination) {
+    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), true);
+}
+
+Ref<Object> ItemBase::CopyWithParents(_Root* destination) { return CopyBelow(*this, *OurOwn(destination)); }
+
+void ItemBase::CopyContents(_Collectable* destination) {
+    ReplaceContents(*this, static_cast<ItemBase&>(*OurOwn(destination)));
+}
+
+}  // namespace lumvex::inside

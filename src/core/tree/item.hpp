@@ -1,0 +1,86 @@
+// The item base: what a measurement, a correction, a named array and every other item have in common. A class derives
+// from Item<its own name, its interface> and adds its fields, its record and what is particular to it.
+#pragma once
+
+#include "core/published/automation_object.hpp"
+#include "core/tree/fields.hpp"
+
+namespace lumvex::inside {
+
+// What separates the names of a fully qualified name.
+inline constexpr char16_t kPathSeparator = u'/';
+
+class ItemBase : public Object {
+public:
+    DATE timestamp = 0;  // days since 30 December 1899, as the client put it
+
+    // What every put ends in: finds the root (4009 when orphaned), raises the event, marks document and item modified.
+    void Commit(LXEventType type);
+    // Empties the item's own collections before the item is removed; they stay, as long as the item does. Throws when one
+    // of them keeps members. Events are delivered on the way.
+    void EmptyChildren();
+    // The entries of the item's own collections, which have to be empty: 4018 when a handler has filled one again.
+    std::vector<Ref<Entry>> EmptyCollections();
+
+    // The plain members behind _Collectable; those that items share with collections are Object's.
+    using Object::Name;
+    void Name(std::u16string_view name);
+    std::u16string FQName() const;
+    DATE Timestamp() const { return timestamp; }
+    void Timestamp(DATE date);
+    Ref<Object> ParentBase() const { return ResolveParent(); }
+    LONG IsLink() const { return Class().isLink ? 1 : 0; }
+    virtual Ref<Object> LinkDispatch() const { return nullptr; }  // of link classes: the target
+    virtual LONG DataSupport() const = 0;
+    LONG Locks() const { return OwnEntry().locks; }
+    void Locks(LONG locks);
+    Ref<Object> FindID(std::u16string_view id);
+    LONG CanCopy(_Collection* destination) const;
+    Ref<Object> CopyNoChildren(_Collection* destination);
+    Ref<Object> CopyWithParents(_Root* destination);
+    Ref<Object> Copy(_Collection* destination);
+    void CopyContents(_Collectable* destination);
+
+    // The typed back-references of the classes' own interfaces.
+    Ref<Object> Parent() const { return ResolveParent(); }
+    Ref<Object> Root() const { return RootBase(); }
+
+    static constexpr std::u16string_view kErrorSource{};
+};
+
+template <class Class, class Interface>
+class Item : public AutomationObject<Class, Interface, ItemBase> {
+public:
+    // The published methods of these names hand over to the plain ones.
+    using AutomationObject<Class, Interface, ItemBase>::IsSameID;
+    using Object::IsSame;
+    using ItemBase::FindID;
+    using ItemBase::CanCopy;
+    using ItemBase::CopyNoChildren;
+    using ItemBase::CopyWithParents;
+    using ItemBase::Copy;
+    using ItemBase::CopyContents;
+
+    LONG DataSupport() const override {
+        const DispatchTable& members = DispatchTable::Of<Interface>();
+        return (members.HasMember(LX_DISPDATA2) ? LX_DATA2 : 0) | (members.HasMember(LX_DISPDATANAME) ? LX_DATANAME : 0);
+    }
+
+    void ForEachChild(const Object::ChildVisitor& visit) override {
+        VisitChildFields(static_cast<Class&>(*this), visit);
+    }
+    void ForEachReference(const Object::ReferenceVisitor& visit) override {
+        VisitReferenceFields(static_cast<Class&>(*this), visit);
+    }
+    Ref<Object> LinkDispatch() const override {
+        Ref<Object> target;
+        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+            using Field = std::remove_cvref_t<decltype(field)>;
+            if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this, Field::TargetInfo());
+        });
+        return target;
+    }
+    void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
+};
+
+}  // namespace lumvex::inside

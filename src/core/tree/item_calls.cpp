@@ -1,0 +1,10 @@
+#include "core/tree/item.hpp"
+
+#include "core/published/call_rows.hpp"
+
+namespace lumvex::inside {
+
+using Calls = _CollectableCalls;
+#include "interfaces/tables/_Collectable.def"
+
+}  // namespace lumvex::inside

@@ -1,0 +1,66 @@
+// How a class states its record: one table of its persistent fields in the order in which they stand on disk. Save,
+// load, the walk over child collections and copying all go by it.
+//
+//     template <> struct RecordOf<CDatum> : Record<Version{2}> {
+//         static constexpr auto fields = std::tuple{&CDatum::Data, Since<2>(&CDatum::SampleRate)};
+//     };
+#pragma once
+
+#include <tuple>
+#include <type_traits>
+
+#include "core/objects/class_info.hpp"
+
+namespace lumvex::inside {
+
+template <class Class>
+struct RecordOf;
+
+// What this program writes, and the oldest reader that can make sense of it.
+struct Version {
+    unsigned writer;
+    unsigned minimumReader = 1;
+};
+
+template <Version kVersion>
+struct Record {
+    static constexpr VersionWord version{kVersion.writer, kVersion.minimumReader};
+};
+
+// A field that records have from a version on. Order is the order on disk; fields are only ever appended.
+template <unsigned kFirst, class Pointer>
+struct SinceField {
+    Pointer pointer;
+};
+
+template <unsigned kFirst, class Pointer>
+constexpr SinceField<kFirst, Pointer> Since(Pointer pointer) {
+    return {pointer};
+}
+
+template <class Pointer>
+constexpr Pointer PointerOf(Pointer pointer) {
+    return pointer;
+}
+template <unsigned kFirst, class Pointer>
+constexpr Pointer PointerOf(SinceField<kFirst, Pointer> field) {
+    return field.pointer;
+}
+
+template <class Pointer>
+constexpr unsigned FirstVersionOf(Pointer) {
+    return 0;
+}
+template <unsigned kFirst, class Pointer>
+constexpr unsigned FirstVersionOf(SinceField<kFirst, Pointer>) {
+    return kFirst;
+}
+
+// Calls visit(field, firstVersion) for every field of the record, in order.
+template <class Class, class Visit>
+void ForEachField(Class& object, Visit&& visit) {
+    std::apply([&](auto... field) { (visit(object.*PointerOf(field), FirstVersionOf(field)), ...); },
+               RecordOf<std::remove_const_t<Class>>::fields);
+}
+
+}  // namespace lumvex::inside

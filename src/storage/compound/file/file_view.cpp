@@ -1,0 +1,62 @@
+#include "storage/compound/file/file_view.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+namespace lumvex::compound {
+
+namespace {
+
+constexpr std::size_t kPage = 4096;
+
+// From here on reading into the caller's memory is faster than touching the mapping's pages.
+constexpr std::size_t kReadDirectly = 64 * 1024;
+
+}  // namespace
+
+void FileView::Refresh() {
+    pages_.clear();
+    window_.bytes.clear();
+    mapped_ = nullptr;
+    const auto mapped = mayMap_ ? file_.Map() : std::nullopt;
+    if (mapped) mapped_ = mapped->data();
+    size_ = mapped ? mapped->size() : file_.Size();
+}
+
+const std::byte* FileView::Page(std::uint64_t offset) {
+    if (mapped_ != nullptr) return mapped_ + offset;
+    const std::uint64_t begin = offset & ~std::uint64_t{kPage - 1};
+    auto& page = pages_[begin];
+    if (!page) {
+        auto bytes = std::make_unique<std::byte[]>(kPage);
+        file_.Read(begin, {bytes.get(), static_cast<std::size_t>(std::min<std::uint64_t>(kPage, size_ - begin))});
+        page = std::move(bytes);
+    }
+    return page.get() + (offset - begin);
+}
+
+const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
+    if (mapped_ != nullptr) return mapped_ + offset;
+    if (offset < window.offset || offset + count > window.offset + window.bytes.size()) {
+        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, ahead), size_ - offset));
+        window.bytes.clear();
+        std::vector<std::byte> bytes(length);
+        try {
+            file_.Read(offset, bytes);
+        } catch (const Error&) {  // what is behind them may be what cannot be read
+            bytes.resize(count);
+            file_.Read(offset, bytes);
+        }
+        window = {offset, std::move(bytes)};
+    }
+    return window.bytes.data() + (offset - window.offset);
+}
+
+void FileView::Read(std::uint64_t offset, std::span<std::byte> bytes) {
+    if (bytes.size() >= kReadDirectly)
+        file_.Read(offset, bytes);
+    else if (!bytes.empty())
+        std::memcpy(bytes.data(), Bytes(offset, bytes.size(), window_, kPage), bytes.size());
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,45 @@
+// The ranges that are guarded, where a handler finds them without locks and without memory.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+#include "storage/compound/file/guard.hpp"
+
+namespace lumvex::compound {
+
+inline std::array<GuardedRange::Slot, 512> guardedSlots;
+inline std::atomic<bool> guardAllowed = true;
+
+[[nodiscard]] inline GuardedRange::Slot* SlotOf(std::uintptr_t address) noexcept {
+    for (GuardedRange::Slot& slot : guardedSlots) {
+        const std::uintptr_t begin = slot.begin.load(std::memory_order_acquire);
+        if (begin != 0 && begin <= address && address < slot.end.load(std::memory_order_acquire)) return &slot;
+    }
+    return nullptr;
+}
+
+// Null where all are taken.
+[[nodiscard]] inline GuardedRange::Slot* TakeSlot(const void* base, std::size_t size) noexcept {
+    for (GuardedRange::Slot& slot : guardedSlots) {
+        if (slot.taken.exchange(true)) continue;
+        slot.failed = false;
+        slot.end = reinterpret_cast<std::uintptr_t>(base) + size;
+        slot.begin = reinterpret_cast<std::uintptr_t>(base);
+        return &slot;
+    }
+    return nullptr;
+}
+
+// Installs the handler where that was not done yet. False where another one has taken its place since.
+[[nodiscard]] bool GuardIsInPlace() noexcept;
+
+inline void GiveSlot(GuardedRange::Slot* slot) noexcept {
+    if (slot == nullptr) return;
+    slot->begin = 0;
+    slot->taken = false;
+}
+
+}  // namespace lumvex::compound

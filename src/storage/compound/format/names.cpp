@@ -1,0 +1,69 @@
+#include "storage/compound/format/names.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "storage/compound/file/status.hpp"
+#include "unicode/upper_case.hpp"
+
+namespace lumvex::compound {
+
+// The format orders names by their simple upper case, with no folding beyond it: the Kelvin sign is no K.
+char16_t UpperCaseBeyondAscii(char16_t unit) { return unicode::UpperCase(unit); }
+
+FoldedName::FoldedName(std::u16string_view name)
+    : length_(static_cast<std::uint8_t>(std::min(name.size(), kMaxNameLength))) {
+    std::copy_n(name.begin(), length_, units_.begin());
+    char16_t all = 0;
+    for (char16_t& unit : units_) {  // without a branch inside, so that it becomes vector code
+        all |= unit;
+        unit = static_cast<char16_t>(static_cast<char16_t>(unit - u'a') < 26 ? unit - 32 : unit);
+    }
+    if (all >= 0x80) std::transform(units_.begin(), units_.begin() + length_, units_.begin(), UpperCase);
+}
+
+std::uint64_t FoldedName::Hash() const {
+    std::uint64_t hash = 0x9E3779B97F4A7C15u + length_;
+    for (std::size_t i = 0; i < length_; i += 4) {
+        std::uint64_t four = 0;
+        std::memcpy(&four, &units_[i], sizeof four);
+        hash = (hash ^ four) * 0xFF51AFD7ED558CCDu;
+        hash ^= hash >> 32;
+    }
+    return hash;
+}
+
+int FoldedName::Compare(const FoldedName& other) const {
+    if (length_ != other.length_) return length_ < other.length_ ? -1 : 1;
+    return Text().compare(other.Text());
+}
+
+int FoldedName::Compare(const Entry& entry) const {
+    const std::size_t units = entry.NameBytes() / 2u;
+    const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
+    if (length_ != length) return length_ < length ? -1 : 1;
+    std::size_t same = 0;  // units that are equal as they stand, four at a time
+    constexpr std::size_t kFour = 4 * sizeof(char16_t);
+    while (same + 4 <= length && std::memcmp(&units_[same], entry.bytes() + 2 * same, kFour) == 0) same += 4;
+    for (std::size_t i = same; i < length; ++i) {
+        const char16_t unit = UpperCase(Load<char16_t>(entry.bytes() + 2 * i));
+        if (units_[i] != unit) return units_[i] < unit ? -1 : 1;
+    }
+    return 0;
+}
+
+void RequireValidName(std::u16string_view name) {
+    if (name.empty() || name.size() > kMaxNameLength)
+        throw Failure(Status::InvalidName, "a name of ", name.size(), " characters, not 1 to ", kMaxNameLength);
+    const auto isForbidden = [](char16_t unit) {
+        return (unit == 0) | (unit == u'/') | (unit == u'\\') | (unit == u':') | (unit == u'!');
+    };
+    unsigned forbidden = 0;
+    for (const char16_t unit : name) forbidden |= static_cast<unsigned>(isForbidden(unit));
+    if (forbidden == 0) return;
+    for (const char16_t unit : name)
+        if (isForbidden(unit))
+            throw Failure(Status::InvalidName, "a name holds the character with code ", static_cast<unsigned>(unit));
+}
+
+}  // namespace lumvex::compound

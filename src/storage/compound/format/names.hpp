@@ -1,0 +1,40 @@
+// Entry names: which are allowed, and the order of the directory's trees.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "storage/compound/format/format.hpp"
+
+namespace lumvex::compound {
+
+[[nodiscard]] char16_t UpperCaseBeyondAscii(char16_t unit);
+
+[[nodiscard]] inline char16_t UpperCase(char16_t unit) {
+    if (unit >= 0x80) return UpperCaseBeyondAscii(unit);
+    return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
+}
+
+// A name as it is compared: upper-cased, in place, so that tables of names need no memory of their own.
+class FoldedName {
+public:
+    FoldedName() = default;
+    explicit FoldedName(std::u16string_view name);  // at most 31 code units are looked at
+
+    std::u16string_view Text() const { return {units_.data(), length_}; }
+    std::uint64_t Hash() const;
+    bool operator==(const FoldedName& other) const { return Text() == other.Text(); }
+
+    // By length, then by upper-cased code units: < 0, 0, > 0.
+    int Compare(const FoldedName& other) const;
+    int Compare(const Entry& entry) const;
+
+private:
+    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; a multiple of four
+    std::uint8_t length_ = 0;
+};
+
+void RequireValidName(std::u16string_view name);  // throws InvalidName
+
+}  // namespace lumvex::compound

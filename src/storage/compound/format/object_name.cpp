@@ -1,0 +1,55 @@
+#include "storage/compound/format/object_name.hpp"
+
+#include <cstdint>
+
+namespace lumvex::compound {
+
+namespace {
+
+constexpr std::size_t kNameLength = 26;  // 128 bits in groups of five, the last group padded with two zero bits
+constexpr int kBitsPerCharacter = 5;
+
+std::optional<std::uint32_t> DigitOf(char16_t character) {
+    if (character >= u'0' && character <= u'9') return static_cast<std::uint32_t>(character - u'0');
+    if (character >= u'A' && character <= u'V') return static_cast<std::uint32_t>(character - u'A' + 10);
+    if (character >= u'a' && character <= u'v') return static_cast<std::uint32_t>(character - u'a' + 10);
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
+    std::u16string name(kNameLength, u'0');
+    char16_t* at = name.data();
+    std::uint32_t bits = 0;
+    int count = 0;
+    const auto append = [&at](std::uint32_t digit) { *at++ = u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[digit & 31]; };
+    for (const std::byte byte : idInTextOrder) {
+        bits = (bits << 8) | std::to_integer<std::uint32_t>(byte);
+        for (count += 8; count >= kBitsPerCharacter; count -= kBitsPerCharacter) append(bits >> (count - 5));
+    }
+    append(bits << (kBitsPerCharacter - count));
+    return name;
+}
+
+std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
+    if (name.size() != kNameLength) return std::nullopt;
+    std::array<std::byte, 16> id{};
+    std::size_t filled = 0;
+    std::uint32_t bits = 0;
+    int count = 0;
+    for (const char16_t character : name) {
+        const auto digit = DigitOf(character);
+        if (!digit) return std::nullopt;
+        bits = (bits << kBitsPerCharacter) | *digit;
+        count += kBitsPerCharacter;
+        if (count >= 8) {
+            count -= 8;
+            id[filled++] = static_cast<std::byte>(bits >> count);
+        }
+    }
+    if ((bits & ((1u << count) - 1)) != 0) return std::nullopt;  // padding bits of another text
+    return id;
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,92 @@
+#include "storage/compound/format/sector_table.hpp"
+
+#include <algorithm>
+#include <limits>
+
+#include "storage/compound/file/status.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+// How many of the entries from `entries` on hold value, value + 1, value + 2, ...
+std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, std::uint32_t value) {
+    constexpr std::uint32_t kBlock = 16;
+    std::uint32_t done = 0;
+    for (; done + kBlock <= count; done += kBlock) {  // without a branch inside, so that it becomes vector code
+        std::uint32_t difference = 0;
+        for (std::uint32_t i = 0; i < kBlock; ++i)
+            difference |= Load32(entries + 4 * std::size_t{done + i}) ^ (value + done + i);
+        if (difference != 0) break;
+    }
+    while (done < count && Load32(entries + 4 * std::size_t{done}) == value + done) ++done;
+    return done;
+}
+
+}  // namespace
+
+SectorId SectorTable::Next(SectorId sector) {
+    if (sector >= limit_) throw Corrupt("a chain reaches sector ", sector, " of ", limit_);
+    const unsigned perPageShift = pages_->Shift() - 2;
+    const std::byte* page = pages_->Page(sector >> perPageShift);
+    return Load32(page + 4 * std::size_t{sector & ((1u << perPageShift) - 1)});
+}
+
+SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
+    if (first >= limit_) throw Corrupt("a chain reaches sector ", first, " of ", limit_);
+    const std::uint32_t perPage = 1u << (pages_->Shift() - 2);
+    most = std::min(most, limit_ - first);
+    std::uint32_t links = 0;  // entries that hold the sector after their own
+    while (links + 1 < most) {
+        const SectorId at = first + links;
+        const std::uint32_t inPage = at & (perPage - 1);
+        const std::uint32_t available = std::min(perPage - inPage, most - 1 - links);
+        const std::byte* entries = pages_->Page(at / perPage) + 4 * std::size_t{inPage};
+        const std::uint32_t found = CountConsecutive(entries, available, at + 1);
+        links += found;
+        if (found < available) break;
+    }
+    return {links + 1, Next(first + links)};
+}
+
+std::optional<Chain::Place> Chain::Find(SectorTable& table, std::uint32_t index, std::uint32_t wanted) {
+    const std::uint64_t until = std::uint64_t{index} + std::max(wanted, 1u);
+    while (known_ < until)
+        if (!Explore(table, static_cast<std::uint32_t>(std::min<std::uint64_t>(until - known_, table.Limit())))) break;
+    if (index >= known_) return std::nullopt;
+    auto run = runs_.end() - 1;
+    if (index < run->index)
+        run = std::upper_bound(runs_.begin(), runs_.end(), index,
+                               [](std::uint32_t value, const Run& at) { return value < at.index; }) -
+              1;
+    const std::uint32_t into = index - run->index;
+    return Place{run->first + into, std::min(run->count - into, std::max(wanted, 1u))};
+}
+
+bool Chain::Explore(SectorTable& table, std::uint32_t wanted) {
+    if (next_ == kEndOfChain) return false;
+    if (next_ > kMaxSector) throw Corrupt("a chain from sector ", first_, " leads to a sector marked ", next_);
+    const SectorTable::Stretch found = table.StretchFrom(next_, wanted);
+    if (found.count > table.Limit() - known_)
+        throw Corrupt("a chain from sector ", first_, " is longer than the ", table.Limit(), " sectors there are");
+    if (!runs_.empty() && runs_.back().first + runs_.back().count == next_)
+        runs_.back().count += found.count;
+    else
+        runs_.push_back({known_, next_, found.count});
+    known_ += found.count;
+    next_ = found.next;
+    return true;
+}
+
+const std::vector<Run>& Chain::Runs(SectorTable& table) {
+    while (Explore(table, std::numeric_limits<std::uint32_t>::max())) {
+    }
+    return runs_;
+}
+
+std::uint32_t Chain::Length(SectorTable& table) {
+    Runs(table);
+    return known_;
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,229 @@
+#include "storage/compound/read/committed.hpp"
+
+#include <algorithm>
+
+#include "storage/compound/write/space.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+bool IsMember(EntryType type) { return type == EntryType::Stream || type == EntryType::Storage; }
+
+}  // namespace
+
+SectorId FatPages::Location(std::uint32_t index) {
+    const auto location = FindLocation(index);
+    if (!location) throw Corrupt("FAT sector ", index, " is not listed");
+    return *location;
+}
+
+std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
+    SectorId location = kFreeSector;
+    if (index < kDifatInHeader) {
+        location = volume_.Head().Difat(index);
+    } else {
+        const std::uint32_t perSector = (1u << (Shift() - 2)) - 1;  // the last entry is the link
+        const std::uint32_t beyondHeader = index - static_cast<std::uint32_t>(kDifatInHeader);
+        while (difat_.size() <= beyondHeader / perSector)
+            if (!ReadOneMore()) return std::nullopt;
+        location = Load32(volume_.Sector(difat_[beyondHeader / perSector]) + 4 * std::size_t{beyondHeader % perSector});
+    }
+    if (location > kMaxSector) return std::nullopt;
+    return location;
+}
+
+bool FatPages::ReadOneMore() {
+    const SectorId next = difat_.empty() ? volume_.Head().FirstDifat()
+                                         : Load32(volume_.Sector(difat_.back()) + PageSize() - sizeof(SectorId));
+    if (next > kMaxSector) return false;  // some programs end the chain with a free mark
+    if (difat_.size() >= volume_.SectorCount()) throw Corrupt("the chain of DIFAT sectors is a cycle");
+    difat_.push_back(next);
+    return true;
+}
+
+const std::vector<SectorId>& FatPages::DifatSectors() {
+    while (difat_.size() < volume_.Head().DifatSectors() && ReadOneMore()) {
+    }
+    return difat_;
+}
+
+std::vector<std::uint32_t> FatPages::ChangedWith(std::vector<std::uint32_t> pages) {
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        const auto location = FindLocation(pages[i]);
+        if (!location) continue;
+        const std::uint32_t page = *location >> (Shift() - 2);
+        if (std::find(pages.begin(), pages.end(), page) == pages.end()) pages.push_back(page);
+    }
+    return pages;
+}
+
+const std::byte* ChainPages::Fetch(std::uint32_t index) {
+    const auto place = chain_.Find(fat_, index);
+    if (!place) throw Corrupt("the chain from sector ", chain_.First(), " has no sector ", index);
+    return volume_.Sector(place->sector);
+}
+
+void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
+              const std::function<void(EntryId, const Entry&)>& visit) {
+    struct Step {
+        EntryId id;
+        Entry entry;
+    };
+    std::vector<Step> above;
+    std::uint32_t reached = 0;
+    for (EntryId id = top; id != kNoEntry || !above.empty();) {
+        while (id != kNoEntry) {
+            if (++reached > limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
+            above.push_back({id, EntryAt(directory, id)});
+            id = above.back().entry.Left();
+        }
+        const Step step = above.back();
+        above.pop_back();
+        id = step.entry.Right();
+        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
+    }
+}
+
+Committed::Committed(Volume& volume)
+    : volume_(volume),
+      fatPages_(volume),
+      fat_(fatPages_, volume.SectorCount()),
+      directory_(volume, fat_, volume.Head().FirstDirectory()),
+      miniFatPages_(volume, fat_, volume.Head().FirstMiniFat()),
+      miniFat_(miniFatPages_, 0) {}
+
+void Committed::ViewsMoved() noexcept {
+    fatPages_.ForgetLast();
+    directory_.ForgetLast();
+    miniFatPages_.ForgetLast();
+    if (miniStream_) miniStream_->ForgetLast();
+}
+
+// A writer of ours cuts what no reader needs; other programs do not ask. What they have cut off of the table itself reads
+// as zeros, which are no free sectors.
+bool Committed::IsWhole() {
+    const std::uint64_t size = volume_.OnDisk().Size();
+    try {
+        const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector, kMaxSector).End();
+        return volume_.LookAtMap() != File::Shown::Failed && (needed == 0 || volume_.OffsetOf(needed) <= size);
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+void Committed::FailToRead() {
+    volume_.ReadPageByPage();
+    fatPages_.Forget();
+    for (ChainPages* pages : {&directory_, &miniFatPages_}) pages->Forget();
+    miniStream_.reset();
+    miniStreamSize_ = 0;
+    miniFat_.SetLimit(0);
+    index_.clear();
+    throw Failure(Status::ReadFault, "a part of the file cannot be read");
+}
+
+std::uint32_t Committed::EntryCount() {
+    const std::uint64_t count = std::uint64_t{directory_.Sectors().Length(fat_)} << (volume_.SectorShift() - 7);
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
+}
+
+void Committed::ReadRoot() {
+    if (miniStream_) return;
+    SectorId start = kEndOfChain;
+    if (!Empty()) {
+        const Entry root = At(0);
+        if (root.Type() != EntryType::Root) throw Corrupt("entry 0 is not the root");
+        miniStreamSize_ = root.Size(volume_.Head().Version());
+        if (miniStreamSize_ > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift())
+            throw Corrupt("a mini stream of ", miniStreamSize_, " bytes in ", volume_.SectorCount(), " sectors");
+        if (miniStreamSize_ != 0) start = root.Start();
+    }
+    miniStream_.emplace(volume_, fat_, start);
+    const std::uint64_t miniSectors = (miniStreamSize_ + kMiniSectorSize - 1) >> kMiniSectorShift;
+    miniFat_.SetLimit(static_cast<std::uint32_t>(std::min<std::uint64_t>(miniSectors, kMaxSector)));
+}
+
+SectorTable& Committed::MiniFat() {
+    ReadRoot();
+    return miniFat_;
+}
+
+ChainPages& Committed::MiniStream() {
+    ReadRoot();
+    return *miniStream_;
+}
+
+std::uint64_t Committed::MiniStreamSize() {
+    ReadRoot();
+    return miniStreamSize_;
+}
+
+EntryId Committed::TreeTop() {
+    if (Empty()) return kNoEntry;
+    const Entry root = At(0);
+    if (root.Type() != EntryType::Root) throw Corrupt("entry 0 is not the root");
+    return root.Child();
+}
+
+std::optional<EntryId> Committed::Find(const FoldedName& name) {
+    if (Empty()) return std::nullopt;
+    if (index_.empty()) {
+        const auto found = Descend(name);
+        // Files that never went through a commit of ours carry no generation and may be ordered in another way.
+        if (found || volume_.Head().Generation() != 0) return found;
+        BuildIndex();
+    }
+    return LookUp(name);
+}
+
+std::optional<EntryId> Committed::Descend(const FoldedName& name) {
+    constexpr std::uint32_t kUsualDepth = 64;  // deeper than any balanced tree
+    std::uint32_t steps = 0, limit = kUsualDepth;
+    EntryId id = TreeTop();
+    std::optional<EntryId> found;
+    while (id != kNoEntry && !found) {
+        if (++steps > limit && steps > (limit = EntryCount())) throw Corrupt("the directory's tree is a cycle");
+        const Entry entry = At(id);
+        const int order = name.Compare(entry);
+        if (order == 0 && IsMember(entry.Type())) found = id;
+        id = order < 0 ? entry.Left() : entry.Right();
+    }
+    steps_ += steps;
+    constexpr std::uint64_t kStepsWorthAnIndex = 256;
+    if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
+        try {
+            if (steps_ > EntryCount()) BuildIndex();
+        } catch (const Error&) {  // damage elsewhere does not matter to this name
+            indexFailed_ = true;
+        }
+    }
+    return found;
+}
+
+void Committed::BuildIndex() {
+    std::uint32_t count = 0;
+    std::vector<Slot> found;
+    WalkTree(directory_, TreeTop(), EntryCount(), [&](EntryId id, const Entry& entry) {
+        std::array<char16_t, kMaxNameLength> buffer;
+        found.push_back({static_cast<std::uint32_t>(FoldedName(entry.Name(buffer)).Hash()), id});
+        ++count;
+    });
+    const std::size_t size = std::bit_ceil(2 * std::size_t{count} + 2);
+    std::vector<Slot> index(size);
+    for (const Slot& slot : found) {
+        std::size_t at = slot.hash & (size - 1);
+        while (index[at].id != kNoEntry) at = (at + 1) & (size - 1);
+        index[at] = slot;
+    }
+    index_ = std::move(index);
+}
+
+std::optional<EntryId> Committed::LookUp(const FoldedName& name) {
+    const auto hash = static_cast<std::uint32_t>(name.Hash());
+    for (std::size_t at = hash & (index_.size() - 1); index_[at].id != kNoEntry; at = (at + 1) & (index_.size() - 1))
+        if (index_[at].hash == hash && name.Compare(At(index_[at].id)) == 0) return index_[at].id;
+    return std::nullopt;
+}
+
+}  // namespace lumvex::compound

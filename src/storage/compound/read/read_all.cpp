@@ -1,0 +1,167 @@
+// Reading everything at the speed of the disk: streams in the order in which they stand in the file, where the file is
+// mapped. That takes less than copying them, even if every byte is looked at.
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "storage/compound/format/prefetch.hpp"
+#include "storage/compound/write/small_streams.hpp"
+#include "storage/compound/format/sort_by_bits.hpp"
+#include "storage/compound/write/state.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
+constexpr std::size_t kReadAhead = 256 * 1024;  // where the file is not mapped
+
+// A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
+using Found = std::uint64_t;
+
+Found MakeFound(SectorId start, EntryId id) { return std::uint64_t{start} << 32 | id; }
+EntryId IdOf(Found found) { return static_cast<EntryId>(found); }
+
+class Reader {
+public:
+    using Visit = std::function<void(std::u16string_view, std::span<const std::byte>)>;
+
+    Reader(std::shared_ptr<Committed> committed, const Visit& visit)
+        : committed_(std::move(committed)),
+          volume_(committed_->OnDisk()),
+          visit_(visit),
+          version_(volume_.Head().Version()),
+          perPageShift_(committed_->Directory().Shift() - 7) {}
+
+    void ReadAll();
+
+private:
+    void FindAll();
+    void ReadSorted(std::vector<Found>& all);
+    void Read(EntryId id);
+    std::optional<std::uint64_t> PlaceOf(SectorId start, std::uint64_t size);
+    std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
+    const std::byte* EntryBytes(EntryId id);
+
+    std::shared_ptr<Committed> committed_;
+    const Volume& volume_;
+    const Visit& visit_;
+    int version_;
+    unsigned perPageShift_;
+    std::vector<const std::byte*> pages_;  // of the directory, as far as they were needed
+    std::vector<Found> small_, large_;
+    Run miniRun_{0, 0, 0};  // of the mini stream's sectors, where the last small stream was
+    FileView::Window window_;
+    std::vector<std::byte> buffer_;
+};
+
+const std::byte* Reader::EntryBytes(EntryId id) {
+    const std::uint32_t page = id >> perPageShift_;
+    if (page >= pages_.size() || !pages_[page]) {
+        const std::byte* bytes = committed_->Directory().Page(page);  // Corrupt beyond the last
+        pages_.resize(std::max<std::size_t>(pages_.size(), page + std::size_t{1}));
+        pages_[page] = bytes;
+    }
+    return pages_[page] + kEntrySize * (id & ((1u << perPageShift_) - 1));
+}
+
+void Reader::ReadAll() {
+    FindAll();
+    ReadSorted(small_);
+    ReadSorted(large_);
+}
+
+// Level by level, as the tree's own order is of no use here and would have to wait for every entry.
+void Reader::FindAll() {
+    const std::uint32_t limit = committed_->EntryCount();
+    std::uint64_t sectors = 0, miniSectors = 0;  // that the streams need
+    std::vector<EntryId> reached;
+    const auto reach = [&](EntryId id) {
+        if (id == kNoEntry) return;
+        if (reached.size() == limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
+        reached.push_back(id);
+    };
+    reach(committed_->TreeTop());
+    for (std::size_t i = 0; i < reached.size(); ++i) {
+        if (i + kAhead < reached.size()) Prefetch(EntryBytes(reached[i + kAhead]), kEntrySize);
+        const EntryId id = reached[i];
+        const Entry entry(EntryBytes(id));
+        reach(entry.Left());
+        reach(entry.Right());
+        if (entry.Type() != EntryType::Stream) continue;
+        const std::uint64_t size = entry.Size(version_);
+        const bool isMini = committed_->IsMini(size);
+        (isMini ? small_ : large_).push_back(MakeFound(entry.Start(), id));
+        if (isMini)
+            miniSectors += MiniSectors(size);
+        else
+            sectors += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
+        if (sectors > volume_.SectorCount()) throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
+    }
+    if (miniSectors > committed_->MiniFat().Limit())
+        throw Corrupt("streams that need ", miniSectors, " of ", committed_->MiniFat().Limit(), " mini sectors");
+}
+
+void Reader::ReadSorted(std::vector<Found>& all) {
+    SortByBits(all, 32, [](Found each) { return each; });
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (i + kAhead < all.size()) Prefetch(EntryBytes(IdOf(all[i + kAhead])), kEntrySize);
+        Read(IdOf(all[i]));
+    }
+}
+
+void Reader::Read(EntryId id) {
+    const Entry entry(EntryBytes(id));
+    const std::uint64_t size = entry.Size(version_);
+    std::span<const std::byte> bytes;
+    if (size != 0) {
+        if (const auto offset = PlaceOf(entry.Start(), size)) {
+            bytes = {volume_.Bytes(*offset, size, window_, kReadAhead), static_cast<std::size_t>(size)};
+            volume_.CountRead(*offset, size);
+        } else {
+            StreamBody stream(committed_, id);  // Corrupt where its size cannot be
+            buffer_.resize(std::max(buffer_.size(), static_cast<std::size_t>(size)));
+            const auto whole = std::span(buffer_).first(static_cast<std::size_t>(size));
+            stream.Read(0, whole);
+            bytes = whole;
+        }
+    }
+    std::array<char16_t, kMaxNameLength> name;
+    visit_(entry.Name(name), bytes);
+}
+
+// Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.
+std::optional<std::uint64_t> Reader::PlaceOf(SectorId start, std::uint64_t size) {
+    if (committed_->IsMini(size)) return PlaceInMiniStream(start, size);
+    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
+    const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
+    Chain chain(start);
+    const auto place = chain.Find(committed_->Fat(), 0, count);
+    if (!place || place->adjacent < count) return std::nullopt;
+    return volume_.OffsetOf(place->sector);
+}
+
+std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint64_t size) {
+    const unsigned shift = volume_.SectorShift();
+    const auto miniCount = static_cast<std::uint32_t>((size + kMiniSectorSize - 1) >> kMiniSectorShift);
+    if (size > committed_->MiniStreamSize() || committed_->MiniFat().StretchFrom(start, miniCount).count < miniCount)
+        return std::nullopt;
+    const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
+    const auto first = static_cast<std::uint32_t>(offset >> shift);
+    const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
+    if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
+        const auto place = committed_->MiniStream().Sectors().Find(committed_->Fat(), first, kMaxSector);
+        if (!place || place->adjacent < end - first) return std::nullopt;
+        miniRun_ = {first, place->sector, place->adjacent};
+    }
+    return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
+}
+
+}  // namespace
+
+void CompoundFile::ReadAll(const std::function<void(std::u16string_view, std::span<const std::byte>)>& visit) const {
+    state_->InCurrentFile([&] { Reader(state_->committed, visit).ReadAll(); });
+    state_->RequireCurrent();
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,136 @@
+#include "storage/compound/read/volume.hpp"
+
+#include <algorithm>
+
+namespace lumvex::compound {
+
+Volume::Volume(std::unique_ptr<File> file, const Header& header)
+    : file_(std::move(file)), header_(header), shift_(header.SectorShift()), view_(*file_) {}
+
+void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
+    WriteGathered();
+    unflushed_ = true;  // a part of it also where it fails
+    file_->Write(offset, pieces);
+    for (const Piece& piece : pieces) counters_.bytesWritten += piece.size();
+}
+
+// The system does better with a few large writes, and reads back faster what came to it that way.
+void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
+    unflushed_ = true;
+    constexpr std::size_t kShort = 64 * 1024, kMostGathered = 256 * 1024;
+    std::size_t size = 0;
+    for (const Piece& piece : pieces) size += piece.size();
+    if (size > kShort) return Write(offset, pieces);
+    if (offset != gatheredAt_ + gathered_.size() || gathered_.size() + size > kMostGathered) WriteGathered();
+    if (gathered_.empty()) {
+        gathered_.reserve(kMostGathered);
+        gatheredAt_ = offset;
+    }
+    for (const Piece& piece : pieces) gathered_.insert(gathered_.end(), piece.begin(), piece.end());
+}
+
+void Volume::WriteGathered() {
+    if (gathered_.empty()) return;
+    const Piece piece = gathered_;
+    file_->Write(gatheredAt_, std::span(&piece, 1));
+    counters_.bytesWritten += gathered_.size();
+    gathered_.clear();
+}
+
+void Volume::ReadBack(std::uint64_t offset, std::span<std::byte> bytes) {
+    WriteGathered();
+    file_->Read(offset, bytes);
+}
+
+void Volume::Flush() {
+    WriteGathered();
+    std::vector<std::byte>().swap(gathered_);
+    lost_.push_back(batch_++);
+    file_->Flush();
+    lost_.pop_back();  // it came through
+    unflushed_ = false;
+    ++counters_.flushes;
+}
+
+bool Volume::IsLost(std::uint32_t batch) const { return std::ranges::find(lost_, batch) != lost_.end(); }
+
+void Volume::RequireCurrent(const Header& committed) {
+    if (!changedByOthers_) {
+        Header::Bytes found{};
+        const bool isShorter = file_->Size() < view_.Size();
+        if (!isShorter) file_->Read(0, found);
+        changedByOthers_ =
+            isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
+    }
+    if (changedByOthers_) throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
+}
+
+void Volume::Map() {
+    WriteGathered();
+    view_.Refresh();
+    Measure();
+}
+
+void Volume::ForgetTail(std::uint64_t size) {
+    view_.CutTo(size);
+    Measure();
+}
+
+void Volume::Measure() {
+    const std::uint64_t size = view_.Size(), whole = size >> shift_;
+    sectorCount_ = whole == 0 ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(whole - 1, kMaxSector + 1ull));
+    lastSector_.clear();
+    const auto rest = static_cast<std::size_t>(size & (SectorSize() - 1));
+    if (whole == 0 || rest == 0 || sectorCount_ > kMaxSector) return;
+    std::vector<std::byte> last(SectorSize());
+    view_.Read(size - rest, std::span(last).first(rest));
+    lastSector_ = std::move(last);
+    ++sectorCount_;  // only now that it can be read
+}
+
+std::size_t Volume::LastSectorLacks() const {
+    return lastSector_.empty() ? 0 : SectorSize() - static_cast<std::size_t>(view_.Size() & (SectorSize() - 1));
+}
+
+const std::byte* Volume::Sector(SectorId sector) {
+    if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
+    CountRead(OffsetOf(sector), 1);
+    if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
+    return view_.Page(OffsetOf(sector));
+}
+
+void Volume::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
+    if (offset > view_.Size() || count > view_.Size() - offset)
+        throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.Size());
+}
+
+const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                               std::size_t ahead) const {
+    RequireWithin(offset, count);
+    return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+}
+
+void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {
+    RequireWithin(offset, bytes.size());
+    view_.Read(offset, bytes);
+}
+
+void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
+    if (count == 0) return;
+    for (std::uint64_t sector = offset >> shift_; sector <= (offset + count - 1) >> shift_; ++sector) {
+        if (!touched_.Add(sector)) continue;
+        ++counters_.sectorsRead;
+        counters_.bytesRead += SectorSize();
+    }
+}
+
+bool Volume::Touched::Add(std::uint64_t sector) {
+    const auto block = static_cast<std::size_t>(sector / kBits);
+    if (block >= blocks_.size()) blocks_.resize(block + 1);
+    if (!blocks_[block]) blocks_[block] = std::make_unique<std::bitset<kBits>>();
+    if (blocks_[block]->test(sector % kBits)) return false;
+    blocks_[block]->set(sector % kBits);
+    return true;
+}
+
+}  // namespace lumvex::compound

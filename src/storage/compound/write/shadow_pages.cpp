@@ -1,0 +1,74 @@
+#include "storage/compound/write/shadow_pages.hpp"
+
+#include <algorithm>
+#include <cassert>
+
+#include "storage/compound/file/status.hpp"
+
+namespace lumvex::compound {
+
+std::byte* PageMemory::Take(std::size_t size) {
+    constexpr std::size_t kLargest = std::size_t{1} << 20;
+    if (slabSize_ - used_ < size) {
+        const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
+        slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
+        slabSize_ = slabSize;
+        used_ = 0;
+    }
+    std::byte* page = slabs_.back().get() + used_;
+    used_ += size;
+    return page;
+}
+
+const std::byte* ShadowPages::Fetch(std::uint32_t index) {
+    if (index >= kept_) {
+        if (index >= Count()) throw Corrupt("page ", index, " of ", Count());
+        return appended_[index - kept_];
+    }
+    if (const auto edited = edited_.find(index); edited != edited_.end()) return edited->second;
+    return committed_.Page(index);
+}
+
+std::byte* ShadowPages::Edit(std::uint32_t index) {
+    if (index >= kept_) {
+        if (index >= Count()) throw Corrupt("page ", index, " of ", Count());
+        return appended_[index - kept_];
+    }
+    if (const auto edited = edited_.find(index); edited != edited_.end()) return edited->second;
+    const std::byte* from = committed_.Page(index);
+    std::byte* copy = memory_.Take(PageSize());
+    std::memcpy(copy, from, PageSize());
+    edited_.emplace(index, copy);
+    ForgetLast();
+    return copy;
+}
+
+std::byte* ShadowPages::Append(std::byte fill) {
+    std::byte* page = memory_.Take(PageSize());
+    std::fill_n(page, PageSize(), fill);
+    appended_.push_back(page);
+    return page;
+}
+
+void ShadowPages::CutTo(std::uint32_t count) {
+    assert(count <= Count());
+    ForgetLast();
+    if (count >= kept_) {
+        appended_.resize(count - kept_);
+        return;
+    }
+    appended_.clear();
+    kept_ = count;
+    std::erase_if(edited_, [count](const auto& page) { return page.first >= count; });
+}
+
+std::vector<ShadowPages::Dirty> ShadowPages::DirtyPages() const {
+    std::vector<Dirty> pages;
+    pages.reserve(DirtyCount());
+    for (const auto& [index, bytes] : edited_) pages.push_back({index, bytes});
+    std::sort(pages.begin(), pages.end(), [](const Dirty& a, const Dirty& b) { return a.index < b.index; });
+    for (std::uint32_t i = 0; i < appended_.size(); ++i) pages.push_back({kept_ + i, appended_[i]});
+    return pages;
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,54 @@
+// The pages of a structure in the next state of the file: pages of the committed one, edited copies of some, and new
+// ones.
+#pragma once
+
+#include <cstring>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "storage/compound/format/pages.hpp"
+
+namespace lumvex::compound {
+
+// Memory for many pages at a time; they live as long as it does.
+class PageMemory {
+public:
+    std::byte* Take(std::size_t size);
+
+private:
+    std::vector<std::unique_ptr<std::byte[]>> slabs_;
+    std::size_t slabSize_ = 0, used_ = 0;
+};
+
+class ShadowPages final : public Pages {
+public:
+    ShadowPages(Pages& committed, std::uint32_t count, PageMemory& memory)
+        : Pages(committed.Shift()), committed_(committed), memory_(memory), kept_(count) {}
+
+    std::uint32_t Count() const { return kept_ + static_cast<std::uint32_t>(appended_.size()); }
+
+    std::byte* Edit(std::uint32_t index);
+    std::byte* Append(std::byte fill);
+    void AppendView(std::byte* page) { appended_.push_back(page); }  // of memory that outlives this
+    void CutTo(std::uint32_t count);
+
+    // Ascending: the pages that differ from the committed ones.
+    struct Dirty {
+        std::uint32_t index;
+        std::byte* bytes;
+    };
+    std::vector<Dirty> DirtyPages() const;
+    std::size_t DirtyCount() const { return edited_.size() + appended_.size(); }
+
+private:
+    const std::byte* Fetch(std::uint32_t index) override;
+
+    Pages& committed_;
+    PageMemory& memory_;
+    std::uint32_t kept_;  // pages that have a committed one
+    std::unordered_map<std::uint32_t, std::byte*> edited_;
+    std::vector<std::byte*> appended_;
+};
+
+}  // namespace lumvex::compound

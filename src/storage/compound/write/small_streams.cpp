@@ -1,0 +1,93 @@
+#include "storage/compound/write/small_streams.hpp"
+
+#include <algorithm>
+
+#include "storage/compound/write/table_editor.hpp"
+
+namespace lumvex::compound {
+
+FreeMap& SmallStreams::Free() {
+    if (!free_ && known_) free_ = known_;
+    if (!free_) {
+        const std::uint32_t pages = committed_.MiniFatSectors().Sectors().Length(committed_.Fat());
+        free_ = ScanFree(committed_.MiniFatSectors(), pages, committed_.MiniFat().Limit(), kFreeSector, kMaxSector);
+    }
+    return *free_;
+}
+
+// Whole mini sectors.
+void SmallStreams::Write(std::uint32_t first, std::byte* bytes, std::uint32_t count) {
+    ShadowPages& pages = draft_.MiniStream();
+    const unsigned perPageShift = pages.Shift() - kMiniSectorShift;
+    const std::uint32_t perPage = 1u << perPageShift;
+    while (count != 0) {
+        const std::uint32_t page = first >> perPageShift;
+        const std::uint32_t inPage = first & (perPage - 1);
+        const std::uint32_t now = std::min(count, perPage - inPage);
+        if (now == perPage && page == pages.Count()) {
+            pages.AppendView(bytes);
+        } else {
+            while (pages.Count() <= page) pages.Append(std::byte{0});
+            std::copy_n(bytes, kMiniSectorSize * now, pages.Edit(page) + kMiniSectorSize * inPage);
+        }
+        first += now;
+        bytes += kMiniSectorSize * now;
+        count -= now;
+    }
+}
+
+void SmallStreams::Replace(const Change& change, SectorId oldStart) {
+    Chain chain(oldStart);
+    const std::uint32_t count = MiniSectors(change.size);
+    for (std::uint32_t done = 0; done < count;) {
+        const auto place = chain.Find(committed_.MiniFat(), done, count - done);
+        if (!place) throw Corrupt("a chain from mini sector ", oldStart, " ends after ", done, " of ", count);
+        Write(place->sector, change.small + kMiniSectorSize * done, place->adjacent);
+        done += place->adjacent;
+    }
+}
+
+void SmallStreams::Release(SectorId oldStart) {
+    FreeMap& free = Free();
+    TableEditor table(draft_.MiniFat());
+    Chain chain(oldStart);
+    for (const Run& run : chain.Runs(committed_.MiniFat())) {
+        table.FreeRun(run.first, run.count);
+        free.Give(run.first, run.count);
+    }
+}
+
+SectorId SmallStreams::Place(const Change& change) {
+    const std::uint32_t count = MiniSectors(change.size);
+    const SectorId first = Free().Take(count);
+    TableEditor(draft_.MiniFat()).LinkRun(first, count, kEndOfChain);
+    const bool adjacent =
+        first == gatheredFirst_ + gatheredCount_ && change.small == gathered_ + kMiniSectorSize * gatheredCount_;
+    if (!adjacent) {
+        WriteGathered();
+        gatheredFirst_ = first;
+        gathered_ = change.small;
+    }
+    gatheredCount_ += count;
+    return first;
+}
+
+void SmallStreams::WriteGathered() {
+    if (gatheredCount_ != 0) Write(gatheredFirst_, gathered_, gatheredCount_);
+    gatheredCount_ = 0;
+}
+
+void SmallStreams::Finish() {
+    WriteGathered();
+    if (!free_) return;
+    const std::uint32_t end = free_->UsedEnd();
+    free_->CutTo(end);
+    const Volume& volume = committed_.OnDisk();
+    const auto cut = [&volume](ShadowPages& pages, std::uint64_t bytes) {
+        pages.CutTo(std::min(pages.Count(), static_cast<std::uint32_t>(volume.SectorsFor(bytes))));
+    };
+    cut(draft_.MiniFat(), 4 * std::uint64_t{end});
+    cut(draft_.MiniStream(), std::uint64_t{end} << kMiniSectorShift);
+}
+
+}  // namespace lumvex::compound

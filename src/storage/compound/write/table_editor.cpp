@@ -1,0 +1,35 @@
+#include "storage/compound/write/table_editor.hpp"
+
+#include <algorithm>
+
+#include "storage/compound/file/status.hpp"
+
+namespace lumvex::compound {
+
+void TableEditor::SetNext(SectorId sector, SectorId next) {
+    const std::uint32_t page = sector >> perPageShift_;
+    while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
+    if (Load32(pages_.Page(page) + OffsetOf(sector)) != next) Store32(pages_.Edit(page) + OffsetOf(sector), next);
+}
+
+void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
+    const SectorId last = first + count - 1;
+    SetNext(last, next);  // the table reaches as far now
+    for (SectorId sector = first; sector < last;) {
+        const std::uint32_t page = sector >> perPageShift_;
+        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPageShift_));
+        std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
+        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
+    }
+}
+
+void TableEditor::FreeRun(SectorId first, std::uint32_t count) {
+    for (SectorId sector = first; sector < first + count; ++sector) {
+        const std::uint32_t page = sector >> perPageShift_;
+        if (Load32(pages_.Page(page) + OffsetOf(sector)) == kFreeSector)
+            throw Corrupt("sector ", sector, " is in two chains");
+        Store32(pages_.Edit(page) + OffsetOf(sector), kFreeSector);
+    }
+}
+
+}  // namespace lumvex::compound

@@ -1,0 +1,130 @@
+#include "storage/document/document_file.hpp"
+
+#include <array>
+#include <cstring>
+
+#include "storage/compound/format/object_name.hpp"
+#include "storage/records/failures.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// An ID's bytes in the order in which its text shows them: the first three groups are numbers, most significant first.
+std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
+    static constexpr std::size_t kOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+    std::array<std::byte, 16> swapped;
+    for (std::size_t at = 0; at < 16; ++at) swapped[at] = id[kOrder[at]];
+    return swapped;
+}
+
+class FileSource final : public ByteSource {
+public:
+    FileSource(std::shared_ptr<DocumentFile> file, std::u16string name, std::optional<compound::Stream> stream)
+        : file_(std::move(file)), name_(std::move(name)), stream_(std::move(stream)),
+          generation_(stream_ ? file_->Generation() : 0) {}
+
+    std::uint64_t Size() const override { return Current().Size(); }
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
+        OnStorage([&] { Current().Read(offset, bytes); });
+    }
+    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const override {
+        return OnStorage([&] { return Current().Contiguous(offset, count); });
+    }
+
+private:
+    const compound::Stream& Current() const {
+        if (!file_->IsOpen()) throw Failure(Message::DoesNotExist);
+        if (generation_ != file_->Generation()) {
+            stream_ = OnStorage([&] { return file_->File().Get(name_); });
+            generation_ = file_->Generation();
+        }
+        return *stream_;
+    }
+
+    std::shared_ptr<DocumentFile> file_;
+    std::u16string name_;
+    mutable std::optional<compound::Stream> stream_;
+    mutable std::uint64_t generation_;
+};
+
+}  // namespace
+
+void MemorySource::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
+    const std::byte* from = Contiguous(offset, bytes.size());
+    if (!from) throw Failure(kReadFault);
+    if (!bytes.empty()) std::memcpy(bytes.data(), from, bytes.size());
+}
+
+const std::byte* MemorySource::Contiguous(std::uint64_t offset, std::uint64_t count) const {
+    if (offset > bytes_.size() || count > bytes_.size() - offset) return nullptr;
+    return bytes_.data() + offset;
+}
+
+std::u16string StreamNameOf(const GUID& id) {
+    std::array<std::byte, 16> bytes;
+    std::memcpy(bytes.data(), &id, bytes.size());
+    return compound::NameOfId(Swapped(bytes));
+}
+
+std::optional<GUID> IdOfStream(std::u16string_view name) {
+    const auto bytes = compound::IdOfName(name);
+    if (!bytes) return std::nullopt;
+    const auto inMemory = Swapped(*bytes);
+    GUID id;
+    std::memcpy(&id, inMemory.data(), sizeof id);
+    return id;
+}
+
+void DocumentFile::Replace(std::unique_ptr<compound::CompoundFile> file) {
+    file_ = std::move(file);
+    ++generation_;
+}
+
+std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
+    auto stream = OnStorage([&] { return file_->Find(name); });
+    if (!stream) return nullptr;
+    return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
+}
+
+std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view name) {
+    std::array<std::byte, 4096> buffer;  // not longer is short
+    auto found = OnStorage([&] { return file_->FindOrRead(name, buffer); });
+    if (found.stream)
+        return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream));
+    if (!found.read) return nullptr;
+    if (!lastRecord_ || lastRecord_.use_count() > 1)
+        lastRecord_ = std::make_shared<MemorySource>(std::vector<std::byte>());
+    lastRecord_->Replace(std::span(buffer).first(*found.read));
+    return lastRecord_;
+}
+
+std::shared_ptr<const ByteSource> DocumentFile::Later(std::u16string_view name) {
+    return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), std::nullopt);
+}
+
+bool DocumentFile::Contains(std::u16string_view name) const {
+    return OnStorage([&] { return file_->Contains(name); });
+}
+
+void DocumentFile::Commit() {
+    OnStorage([&] { file_->Commit(); });
+    ++generation_;
+}
+
+void DocumentFile::Revert() noexcept {
+    file_->Revert();
+    ++generation_;
+}
+
+std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access) {
+    return OnStorage([&] { return compound::CompoundFile::Open(compound::OpenFile(path, access), access); });
+}
+
+std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,
+                                                           int version) {
+    return OnStorage(
+        [&] { return compound::CompoundFile::Create(compound::CreateReplacing(path, access), version); });
+}
+
+}  // namespace lumvex::inside

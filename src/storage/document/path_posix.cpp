@@ -1,0 +1,60 @@
+// Names of files are bytes here, and mostly UTF-8. A byte that is part of no UTF-8 stands in a text as half a surrogate pair
+// of its own, U+DC80 to U+DCFF: so every path has a text that leads back to it.
+#include "storage/document/document_file.hpp"
+#include "storage/records/failures.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+constexpr char16_t kEscape = 0xDC00;
+
+bool IsHigh(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
+bool IsLow(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+bool IsEscaped(char16_t unit) { return unit >= kEscape + 0x80 && unit <= kEscape + 0xFF; }
+
+bool IsUtf8(std::string_view bytes) { return ToUtf8(FromUtf8(bytes)) == bytes; }
+
+// How many bytes the character at the front has; 0 when there is none.
+std::size_t CharacterLength(std::string_view bytes) {
+    for (std::size_t length = 1; length <= std::min<std::size_t>(bytes.size(), 4); ++length)
+        if (IsUtf8(bytes.substr(0, length))) return length;
+    return 0;
+}
+
+}  // namespace
+
+// A path that the system would cut short at an embedded zero names no file.
+std::filesystem::path PathOf(std::u16string_view text) {
+    if (text.find(u'\0') != std::u16string_view::npos)
+        throw Failure(static_cast<HRESULT>(compound::Status::InvalidName));
+    std::string bytes;
+    while (!text.empty()) {
+        if (IsEscaped(text[0])) {
+            bytes += static_cast<char>(text[0] & 0xFF);
+            text.remove_prefix(1);
+            continue;
+        }
+        const bool isPair = text.size() > 1 && IsHigh(text[0]) && IsLow(text[1]);
+        bytes += ToUtf8(text.substr(0, isPair ? 2 : 1));
+        text.remove_prefix(isPair ? 2 : 1);
+    }
+    return bytes;
+}
+
+std::u16string TextOfPath(const std::filesystem::path& path) {
+    std::string_view bytes = path.native();
+    if (IsUtf8(bytes)) return FromUtf8(bytes);
+    std::u16string text;
+    while (!bytes.empty()) {
+        const std::size_t length = CharacterLength(bytes);
+        if (length != 0)
+            text += FromUtf8(bytes.substr(0, length));
+        else
+            text += static_cast<char16_t>(kEscape + static_cast<unsigned char>(bytes[0]));
+        bytes.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return text;
+}
+
+}  // namespace lumvex::inside

@@ -1,9 +1,0 @@
-#include "lumvex/host.hpp"
-
-#include "storage/compound/guard.hpp"
-
-namespace lumvex {
-
-void GuardReads(bool guard) noexcept { compound::AllowGuard(guard); }
-
-}  // namespace lumvex

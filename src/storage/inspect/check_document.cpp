@@ -1,0 +1,284 @@
+// The check of a whole document: every stream that the format knows is read, every reference followed.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "core/tree/collection.hpp"
+#include "core/base/guid_order.hpp"
+#include "lumvex/diagnostics.hpp"
+#include "storage/compound/check/check.hpp"
+#include "storage/document/directory.hpp"
+#include "storage/records/object_record.hpp"
+#include "storage/document/published.hpp"
+#include "storage/records/sorted_records.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+class Checker {
+public:
+    Checker(std::shared_ptr<DocumentFile> file, const Progress& progress)
+        : file_(std::move(file)), progress_(progress) {}
+
+    std::vector<DocumentProblem> Run() {
+        file_->File().ForEachStream([&](std::u16string_view name, std::uint64_t) {
+            if (const auto id = IdOfStream(name)) streams_.insert(*id);
+        });
+        Try("object directory", [&] { ReadTable(); });
+        Try("version information", [&] { ReadVersionInfo(); });
+        Try("root record", [&] { ReadRoot(); });
+        while (!waiting_.empty()) {
+            const Waiting next = waiting_.back();
+            waiting_.pop_back();
+            ReadOne(next);
+            if (progress_) progress_(std::min(++done_, streams_.size()), streams_.size());
+        }
+        Try("lock counters", [&] { ReadLocks(); });
+        ReportUnreached();
+        return std::move(problems_);
+    }
+
+private:
+    struct Listed {
+        GUID classId;
+        std::uint32_t tag;
+    };
+    struct Waiting {
+        Reference reference;
+        const ClassInfo* classInfo;
+        std::string owner;
+    };
+
+    void Report(const std::string& where, const std::string& what) { problems_.push_back({where, what}); }
+
+    template <class Work>
+    void Try(const std::string& where, Work&& work) {
+        try {
+            OnStorage(work);
+        } catch (const Failure& failure) {
+            Report(where, TextOfFailure(failure));
+        }
+    }
+
+    void ReadTable() {
+        const auto source = file_->Find(kDirectoryStream);
+        if (!source) return;  // older files have none
+        hasTable_ = true;
+        const auto listed = ReadSorted("object directory", source, kTableRecord);
+        for (const SortedRecords::Record& record : listed) {
+            GUID id;
+            Listed entry;
+            std::memcpy(&id, record.data(), sizeof id);
+            std::memcpy(&entry.classId, record.data() + kClassAt, sizeof entry.classId);
+            std::memcpy(&entry.tag, record.data() + kTagAt, sizeof entry.tag);
+            table_.emplace(id, entry);
+        }
+    }
+
+    std::vector<SortedRecords::Record> ReadSorted(const std::string& where,
+                                                  const std::shared_ptr<const ByteSource>& source, std::size_t size) {
+        SortedRecords table(size);
+        table.Open(source);
+        std::vector<SortedRecords::Record> records;
+        for (std::size_t at = 0; at < table.Count(); ++at) {
+            records.push_back(table.At(at));
+            if (at > 0 && std::memcmp(records[at - 1].data(), records[at].data(), sizeof(GUID)) >= 0)
+                Report(where, "entry " + std::to_string(at) + " is not in ascending order of its ID");
+        }
+        return records;
+    }
+
+    // Without a table the objects are those that have a stream, and the root.
+    bool IsInDocument(const GUID& id) const {
+        return hasTable_ ? table_.contains(id) : streams_.contains(id) || reached_.contains(id);
+    }
+
+    void ReadLocks() {
+        constexpr std::size_t kLocksRecord = 20;
+        const auto source = file_->Find(kLocksStream);
+        if (!source) return;
+        for (const SortedRecords::Record& record : ReadSorted("lock counters", source, kLocksRecord)) {
+            GUID id;
+            std::memcpy(&id, record.data(), sizeof id);
+            if (!IsInDocument(id))
+                Report("lock counters", "there is a counter for " + ToUtf8(ToText(id)) + ", which the document does not have");
+        }
+    }
+
+    void ReadVersionInfo() {
+        const auto source = file_->Find(kVersionInfoStream);
+        if (!source) return;
+        RecordReader reader(source);
+        const std::uint32_t count = reader.U32();
+        for (std::uint32_t at = 0; at < count; ++at) {
+            reader.Guid();
+            const VersionWord word(reader.U32());
+            if (word.MinimumReader() > word.Writer())
+                Report("version information", "entry " + std::to_string(at) + " needs a reader newer than its writer");
+        }
+    }
+
+    void ReadRoot() {
+        const bool current = file_->Contains(kRootStream);
+        const auto source = file_->Find(current ? kRootStream : kOldRootStream);
+        if (!source) return Report("root record", "the file has neither of the streams ROOT-V200 and ROOT");
+        RecordReader reader(source);
+        const VersionWord version(current ? reader.U32() : 1);
+        const Reference self = reader.ObjectReference();
+        reached_.insert(self.id);
+        const ClassInfo* info = RootClassOf(self.id, reader, version);
+        if (!info) return Report("root record", "nothing says which kind of document this is");
+        const Ref<Object> root = info->create();
+        info->load(*root, reader, version);
+        if (reader.Left() != 0)
+            Report("root record", std::to_string(reader.Left()) + " bytes follow that its class does not know");
+        Follow(*root, "the root");
+    }
+
+    // Older files have no table. Of these, the kind whose fields are as long as the record is.
+    const ClassInfo* RootClassOf(const GUID& id, const RecordReader& fields, VersionWord version) const {
+        const auto listed = table_.find(id);
+        if (listed != table_.end()) return FindClass(listed->second.classId);
+        if (hasTable_) return nullptr;
+        const auto fits = [&](const ClassInfo* info) {
+            if (info->kind != ClassKind::Root) return false;
+            try {
+                RecordReader reader = fields;
+                info->load(*info->create(), reader, version);
+                return reader.Left() == 0;
+            } catch (const Failure&) {
+                return false;
+            }
+        };
+        const auto& all = AllClasses();
+        const auto found = std::ranges::find_if(all, fits);
+        return found == all.end() ? nullptr : *found;
+    }
+
+    void Follow(Object& owner, const std::string& name) {
+        if (owner.Class().kind == ClassKind::Collection) {
+            const Members& members = static_cast<CollectionBase&>(owner).members;
+            for (std::size_t index = members.Count(); index-- > 0;)
+                waiting_.push_back({members.At(index), owner.Class().member(), name});
+            return;
+        }
+        owner.ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
+            if (slot.reference) waiting_.push_back({*slot.reference, &classInfo, name});
+        });
+    }
+
+    void ReadOne(const Waiting& next) {
+        const std::string name = ToUtf8(next.classInfo->name) + " " + ToUtf8(ToText(next.reference.id));
+        if (!reached_.insert(next.reference.id).second) return Report(name, "it is referred to a second time, by " + next.owner);
+        const auto listed = table_.find(next.reference.id);
+        if (hasTable_ && listed == table_.end())
+            Report(name, "the object directory does not list it");
+        else if (hasTable_ && !IsEqualGUID(listed->second.classId, next.classInfo->classId))
+            Report(name, "the object directory lists it under another class");
+        else if (hasTable_ && listed->second.tag != next.reference.tag)
+            Report(name, "its tag differs between the object directory and " + next.owner);
+        if (!streams_.contains(next.reference.id)) return Report(name, "it has no stream; " + next.owner + " refers to it");
+        Try(name, [&] {
+            const Ref<Object> object = next.classInfo->create();
+            object->Bind(*Ref<Entry>(new Entry(next.reference.id, next.classInfo)));
+            const auto source = file_->Find(StreamNameOf(next.reference.id));
+            const RecordExtent extent = ReadObject(*object, source);
+            object->Materialise();
+            if (extent.bytes < source->Size() && extent.version.Writer() <= next.classInfo->version.Writer())
+                Report(name, std::to_string(source->Size() - extent.bytes) + " bytes follow its record");
+            Follow(*object, name);
+        });
+    }
+
+    // What belongs to classes of a newer program is carried along and cannot be followed.
+    void ReportUnreached() {
+        for (const auto& [id, listed] : table_) {
+            const ClassInfo* info = FindClass(listed.classId);
+            if (info && !reached_.contains(id))
+                Report(ToUtf8(info->name) + " " + ToUtf8(ToText(id)), "the object directory lists it, but nothing refers to it");
+        }
+        for (const GUID& id : streams_)
+            if (!reached_.contains(id) && !table_.contains(id))
+                Report("stream " + ToUtf8(ToText(id)), "nothing in the document refers to it");
+    }
+
+    std::shared_ptr<DocumentFile> file_;
+    const Progress& progress_;
+    std::vector<DocumentProblem> problems_;
+    std::set<GUID, GuidLess> streams_, reached_;
+    std::map<GUID, Listed, GuidLess> table_;
+    bool hasTable_ = false;
+    std::vector<Waiting> waiting_;
+    std::size_t done_ = 0;
+};
+
+std::shared_ptr<DocumentFile> OpenForReading(const std::filesystem::path& path) {
+    auto file = std::make_shared<DocumentFile>();
+    file->Replace(OpenCompoundFile(path, compound::Access::ReadShared));
+    return file;
+}
+
+}  // namespace
+
+}  // namespace lumvex::inside
+
+namespace lumvex {
+
+std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress) {
+    using namespace inside;
+    return Published([&] {
+        std::vector<DocumentProblem> problems;
+        {
+            const auto file = compound::OpenFile(path, compound::Access::ReadShared);
+            try {
+                for (const compound::Problem& each : compound::CheckStructure(*file))
+                    problems.push_back({each.where, each.what});
+            } catch (const compound::Error& error) {
+                if (error.status() != compound::Status::Corrupt) throw;
+                problems.push_back({"file", error.what()});
+            }
+        }
+        try {
+            auto records = Checker(OpenForReading(path), progress).Run();
+            problems.insert(problems.end(), records.begin(), records.end());
+        } catch (const Failure&) {
+            if (problems.empty()) throw;  // the structure's problems say it better
+        }
+        return problems;
+    });
+}
+
+DocumentFacts InspectDocument(const std::filesystem::path& path) {
+    using namespace inside;
+    return Published([&] {
+        const auto file = OpenForReading(path);
+        DocumentFacts facts;
+        facts.fileBytes = file->File().FileSize();
+        facts.sectorBytes = file->File().Version() == 3 ? 512 : 4096;
+        file->File().ForEachStream([&](std::u16string_view, std::uint64_t size) {
+            ++facts.streams;
+            facts.streamBytes += size;
+        });
+        std::map<std::string, std::size_t> classes;
+        if (const auto source = file->Find(kDirectoryStream)) {
+            SortedRecords table(kTableRecord);
+            table.Open(source);
+            facts.objects = table.Count();
+            for (std::size_t at = 0; at < table.Count(); ++at) {
+                GUID classId;
+                std::memcpy(&classId, table.At(at).data() + kClassAt, sizeof classId);
+                const ClassInfo* info = FindClass(classId);
+                if (info && info->kind == ClassKind::Root) {
+                    facts.rootClass = ToUtf8(info->name);
+                    facts.rootId = ToUtf8(ToText(table.IdAt(at)));
+                }
+                ++classes[info ? ToUtf8(info->name) : ToUtf8(ToText(classId))];
+            }
+        }
+        for (const auto& [name, count] : classes) facts.classes.push_back({name, count});
+        return facts;
+    });
+}
+
+}  // namespace lumvex

@@ -1,0 +1,64 @@
+// The file of a document written anew.
+#include <span>
+#include <vector>
+
+#include "lumvex/maintenance.hpp"
+#include "storage/compound/format/format.hpp"
+#include "storage/document/published.hpp"
+
+namespace lumvex {
+
+namespace {
+
+using compound::CompoundFile;
+
+std::uint64_t RoundedUp(std::uint64_t bytes, std::uint64_t unit) { return (bytes + unit - 1) / unit * unit; }
+
+// Bytes of a file of these streams; what lists the sectors of a FAT beyond the header is left out.
+std::uint64_t FileSize(const std::vector<std::uint64_t>& streams, std::uint64_t sector) {
+    using namespace compound;
+    std::uint64_t miniStream = 0, bytes = RoundedUp((streams.size() + 1) * kEntrySize, sector);
+    for (const std::uint64_t size : streams) {
+        if (size < kMiniCutoff)
+            miniStream += RoundedUp(size, kMiniSectorSize);
+        else
+            bytes += RoundedUp(size, sector);
+    }
+    bytes += RoundedUp(miniStream, sector) + RoundedUp(miniStream / kMiniSectorSize * sizeof(std::uint32_t), sector);
+    return sector + bytes + RoundedUp(bytes / sector * sizeof(std::uint32_t), sector);
+}
+
+// Both formats hold any document; version 3 up to its limits, with room to spare.
+int ShortestVersion(const std::vector<std::uint64_t>& streams) {
+    constexpr std::uint64_t kLargestVersion3 = std::uint64_t{1} << 30;
+    const std::uint64_t version3 = FileSize(streams, 512);
+    return version3 <= FileSize(streams, 4096) && version3 <= kLargestVersion3 ? 3 : 4;
+}
+
+Compaction Compact(const std::filesystem::path& path, const Progress& progress) {
+    const auto from =
+        CompoundFile::Open(compound::OpenFile(path, compound::Access::Exclusive), compound::Access::Exclusive);
+    std::vector<std::uint64_t> sizes;
+    from->ForEachStream([&](std::u16string_view, std::uint64_t size) { sizes.push_back(size); });
+    const std::size_t streams = sizes.size();
+    from->ForEachInFolders([&](std::uint64_t size) { sizes.push_back(size); });
+
+    const auto to = from->CreateSuccessor(ShortestVersion(sizes));
+    to->CarryFrom(*from);
+    std::size_t done = 0;
+    from->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+        to->Write(name, std::span(&bytes, 1));
+        if (progress) progress(++done, streams);
+    });
+    const std::uint64_t before = from->FileSize();  // not all file systems say it of a file that was replaced
+    to->Commit();
+    return {before, to->FileSize()};
+}
+
+}  // namespace
+
+Compaction CompactDocument(const std::filesystem::path& path, const Progress& progress) {
+    return inside::Published([&] { return Compact(path, progress); });
+}
+
+}  // namespace lumvex

@@ -1,0 +1,25 @@
+// The storage system's failures inside the model: a bare status, passed on as it is.
+#pragma once
+
+#include <utility>
+
+#include "core/base/failure.hpp"
+#include "storage/compound/file/status.hpp"
+
+namespace lumvex::inside {
+
+inline constexpr HRESULT kAccessDenied = static_cast<HRESULT>(compound::Status::AccessDenied);
+inline constexpr HRESULT kMediumFull = static_cast<HRESULT>(compound::Status::MediumFull);
+inline constexpr HRESULT kReadFault = static_cast<HRESULT>(compound::Status::ReadFault);
+
+// Runs work on the engine; its errors become failures of the model.
+template <class Work>
+decltype(auto) OnStorage(Work&& work) {
+    try {
+        return std::forward<Work>(work)();
+    } catch (const compound::Error& error) {
+        throw Failure(static_cast<HRESULT>(error.status()), error.what());
+    }
+}
+
+}  // namespace lumvex::inside

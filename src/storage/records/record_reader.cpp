@@ -1,0 +1,66 @@
+#include "storage/records/record_reader.hpp"
+
+#include <algorithm>
+#include <bit>
+
+#include "storage/records/failures.hpp"
+
+namespace lumvex::inside {
+
+static_assert(std::endian::native == std::endian::little, "records are little-endian and copied as they lie in memory");
+static_assert(sizeof(GUID) == 16);
+
+void RecordReader::Read(std::span<std::byte> bytes) {
+    const bool isAhead = position_ >= aheadAt_ && position_ + bytes.size() <= aheadAt_ + aheadCount_;
+    if (isAhead || LookAhead(bytes.size()))
+        std::copy_n(ahead_ + (position_ - aheadAt_), bytes.size(), bytes.begin());
+    else
+        source_->Read(position_, bytes);
+    position_ += bytes.size();
+}
+
+// A record begins with many short fields: those that follow are found together. False where they cannot be, as what is
+// not needed yet may be damaged.
+bool RecordReader::LookAhead(std::size_t needed) {
+    constexpr std::uint64_t kAhead = 256;
+    aheadCount_ = 0;
+    if (needed > kAhead || position_ >= source_->Size()) return false;
+    const auto count = static_cast<std::size_t>(std::min(Left(), kAhead));
+    if (count < needed) return false;
+    try {
+        ahead_ = source_->Contiguous(position_, count);
+    } catch (const Failure&) {
+        return false;
+    }
+    if (!ahead_) return false;
+    aheadAt_ = position_;
+    aheadCount_ = count;
+    return true;
+}
+
+void RecordReader::Skip(std::uint64_t count) {
+    if (count > Left()) throw Failure(kReadFault);
+    position_ += count;
+}
+
+Reference RecordReader::ObjectReference() {
+    const GUID id = Guid();
+    return {id, U32()};
+}
+
+std::optional<Reference> RecordReader::OptionalReference() {
+    if (U16() == 0) return std::nullopt;
+    return ObjectReference();
+}
+
+// Empty texts are written with count 0; a count of 2, the bare terminator, reads as empty too.
+std::u16string RecordReader::Text() {
+    const std::uint32_t count = U32();
+    if (count > Left() || count % 2 != 0) throw Failure(kReadFault);
+    std::u16string text(count / 2, u'\0');
+    Read(std::as_writable_bytes(std::span(text)));
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+}  // namespace lumvex::inside

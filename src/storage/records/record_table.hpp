@@ -1,0 +1,90 @@
+// Saves and loads the fields of a class by its record table; every kind of field has its overload of SaveField and
+// LoadField, found where the kind is declared.
+#pragma once
+
+#include <type_traits>
+
+#include "core/tree/fields.hpp"
+#include "storage/records/record_reader.hpp"
+#include "storage/records/record_writer.hpp"
+
+namespace lumvex::inside {
+
+template <class T>
+void SaveField(RecordWriter& writer, const Scalar<T>& field) {
+    static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
+    writer.Bytes(std::as_bytes(std::span(&field.value, 1)));
+}
+
+template <class T>
+void LoadField(RecordReader& reader, Scalar<T>& field) {
+    reader.Read(std::as_writable_bytes(std::span(&field.value, 1)));
+}
+
+// Each value in at least 32 bits, as the tables have always stood.
+template <class Kind, std::size_t... kCounts>
+void SaveField(RecordWriter& writer, const Indexed<Kind, kCounts...>& field) {
+    for (const Kind& place : field.places) {
+        if constexpr (sizeof place.value < sizeof(std::int32_t))
+            writer.I32(place.value);
+        else
+            SaveField(writer, place);
+    }
+}
+
+template <class Kind, std::size_t... kCounts>
+void LoadField(RecordReader& reader, Indexed<Kind, kCounts...>& field) {
+    for (Kind& place : field.places) {
+        if constexpr (sizeof place.value < sizeof(std::int32_t))
+            place.value = static_cast<decltype(place.value)>(reader.I32());
+        else
+            LoadField(reader, place);
+    }
+}
+
+inline void SaveField(RecordWriter& writer, const Text& field) { writer.Text(field.value); }
+inline void LoadField(RecordReader& reader, Text& field) { field.value = reader.Text(); }
+
+inline void SaveField(RecordWriter& writer, const ChildSlot& field) { writer.OptionalReference(field.reference); }
+inline void LoadField(RecordReader& reader, ChildSlot& field) { field.reference = reader.OptionalReference(); }
+
+inline void SaveField(RecordWriter& writer, const KeptReference& field) { writer.OptionalReference(field.reference); }
+inline void LoadField(RecordReader& reader, KeptReference& field) { field.reference = reader.OptionalReference(); }
+
+// An item reference: 16-bit flag, then the target's ID as text.
+inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
+    const auto& id = field.Id();
+    writer.U16(id ? 1 : 0);
+    if (id) writer.Text(ToText(*id));
+}
+inline void LoadField(RecordReader& reader, ReferenceBase& field) {
+    const bool present = reader.U16() != 0;
+    field.Point(present ? ParseGuid(reader.Text()) : std::nullopt);
+}
+
+template <class Class>
+void SaveFields(const Object& object, RecordWriter& writer) {
+    ForEachField(static_cast<const Class&>(object), [&](const auto& field, unsigned) { SaveField(writer, field); });
+}
+
+// Fields of later versions than the record keep what a new object has.
+template <class Class>
+void LoadTable(Class& object, RecordReader& reader, VersionWord version) {
+    ForEachField(object, [&](auto& field, unsigned first) {
+        if (version.Writer() >= first) LoadField(reader, field);
+    });
+}
+
+// A class whose old records hold more than the table can tell reads them itself, and calls LoadTable for its fields; or
+// it mends afterwards what they mean.
+template <class Class>
+void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
+    auto& self = static_cast<Class&>(object);
+    if constexpr (requires { self.LoadRecord(reader, version); })
+        self.LoadRecord(reader, version);
+    else
+        LoadTable(self, reader, version);
+    if constexpr (requires { self.Upgrade(version); }) self.Upgrade(version);
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,56 @@
+#include "storage/records/record_writer.hpp"
+
+namespace lumvex::inside {
+
+void RecordWriter::ObjectReference(const Reference& reference) {
+    Guid(reference.id);
+    U32(reference.tag);
+}
+
+void RecordWriter::OptionalReference(const std::optional<Reference>& reference) {
+    U16(reference ? 1 : 0);
+    if (reference) ObjectReference(*reference);
+}
+
+void RecordWriter::Text(std::u16string_view text) {
+    if (text.empty()) return U32(0);
+    U32(static_cast<std::uint32_t>((text.size() + 1) * sizeof(char16_t)));
+    Bytes(std::as_bytes(std::span(text)));
+    U16(0);
+}
+
+void RecordWriter::Block(std::span<const std::byte> bytes) {
+    if (!bytes.empty()) blocks_.push_back({small_.size(), bytes});
+}
+
+std::uint64_t RecordWriter::Size() const {
+    std::uint64_t size = small_.size();
+    for (const Borrowed& block : blocks_) size += block.bytes.size();
+    return size;
+}
+
+std::vector<compound::Piece> RecordWriter::Pieces() const {
+    std::vector<compound::Piece> pieces;
+    const std::span<const std::byte> small(small_);
+    std::size_t done = 0;
+    for (const Borrowed& block : blocks_) {
+        if (block.at > done) pieces.push_back(small.subspan(done, block.at - done));
+        pieces.push_back(block.bytes);
+        done = block.at;
+    }
+    if (done < small.size()) pieces.push_back(small.subspan(done));
+    return pieces;
+}
+
+std::vector<std::byte> RecordWriter::Joined() const {
+    std::vector<std::byte> joined;
+    for (const compound::Piece& piece : Pieces()) joined.insert(joined.end(), piece.begin(), piece.end());
+    return joined;
+}
+
+void RecordWriter::Clear() {
+    small_.clear();
+    blocks_.clear();
+}
+
+}  // namespace lumvex::inside

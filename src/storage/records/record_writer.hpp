@@ -1,0 +1,45 @@
+// Puts one object's record together: small fields are collected, large blocks are borrowed from where they lie, and the
+// whole goes to the file in one call.
+#pragma once
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "core/objects/entry.hpp"
+#include "storage/compound/file/file.hpp"
+
+namespace lumvex::inside {
+
+class RecordWriter {
+public:
+    void U16(std::uint16_t value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void U32(std::uint32_t value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void I32(std::int32_t value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void F32(float value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void F64(double value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void Guid(const GUID& value) { Bytes(std::as_bytes(std::span(&value, 1))); }
+    void ObjectReference(const Reference& reference);
+    void OptionalReference(const std::optional<Reference>& reference);
+    void Text(std::u16string_view text);  // empty: count 0 alone
+
+    void Bytes(std::span<const std::byte> bytes) { small_.insert(small_.end(), bytes.begin(), bytes.end()); }
+    // Not copied: the bytes stay where they are until the record was written.
+    void Block(std::span<const std::byte> bytes);
+
+    std::uint64_t Size() const;
+    // In order; valid until the next call.
+    std::vector<compound::Piece> Pieces() const;
+    std::vector<std::byte> Joined() const;
+    void Clear();
+
+private:
+    struct Borrowed {
+        std::size_t at;  // how many of the small bytes come before
+        std::span<const std::byte> bytes;
+    };
+    std::vector<std::byte> small_;
+    std::vector<Borrowed> blocks_;
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,51 @@
+// A table of records of one size, each beginning with an object ID, ascending: how the object directory and the lock
+// counters are stored. A 32-bit count comes first. Looked up where it stands, so that its size does not matter.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "core/base/guid_order.hpp"
+#include "storage/records/byte_source.hpp"
+
+namespace lumvex::inside {
+
+class SortedRecords {
+public:
+    using Record = std::vector<std::byte>;
+    // What is to become of a table. A record that is put replaces the one of the same ID.
+    struct Changes {
+        std::vector<std::byte> put;  // whole records side by side, in any order
+        std::vector<GUID> removed;
+        bool Empty() const { return put.empty() && removed.empty(); }
+    };
+
+    explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
+    // A table whose content is known and will stand in the source; none for an empty one.
+    SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
+
+    // Reads the count; one that the stream cannot hold fails with the read fault.
+    void Open(std::shared_ptr<const ByteSource> source);
+    void Close();
+
+    std::size_t Count() const { return count_; }
+    Record At(std::size_t index) const;
+    GUID IdAt(std::size_t index) const;
+    std::optional<Record> Find(const GUID& id) const;
+    // Of each ID whether there is a record of it. The IDs ascend; for many of them the table is read as a whole.
+    std::vector<bool> Contains(std::span<const GUID> ids) const;
+
+    // The whole table with the changes applied, as it is stored.
+    std::vector<std::byte> Merged(const Changes& changes) const;
+
+private:
+    std::size_t LowerBound(const GUID& id) const;
+
+    std::size_t recordSize_;
+    std::shared_ptr<const ByteSource> source_;
+    std::size_t count_ = 0;
+};
+
+}  // namespace lumvex::inside
