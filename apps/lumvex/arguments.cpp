@@ -31,7 +31,7 @@ bool IsList(const Option& option) {
                       option.target);
 }
 
-// The text of the command line is UTF-8 on every system; the system's own narrow text need not be.
+// Our command line is UTF-8 on every system, but a path made from char would be read in the system's code page.
 fs::path PathOf(const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); }
 
 // Has the parser put the value of an option into the target.
@@ -47,7 +47,7 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, std::vector<std::stri
     return parser.add_option(option.name, *target, option.help);
 }
 
-// The parser itself would take an empty text for 0.
+// Refuses an empty text, which the parser would read as 0.
 template <class Number>
 CLI::Option* AddNumber(CLI::App& parser, const Option& option, const std::function<void(const Number&)>& take) {
     return parser.add_option_function<Number>(option.name, take, option.help)->check([](const std::string& text) {

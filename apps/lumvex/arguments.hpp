@@ -9,9 +9,9 @@
 
 namespace lumvex::app {
 
-// The command that the command line names (one of `commands`), with the targets of its options filled. When there is
-// nothing to run, the exit status instead: the help or the version has been printed, or standard error says what is
-// wrong with the usage. `arguments` comes without the program's name.
+// Finds the command that the command line names (one of `commands`) and fills the targets of its options. Returns the
+// exit status instead when there is nothing to run: the help or the version has been printed, or standard error says
+// what is wrong with the usage. `arguments` are without the program's name.
 std::variant<const Command*, ExitStatus> ParseArguments(const std::vector<Command>& commands,
                                                         std::vector<std::string> arguments);
 

@@ -11,7 +11,7 @@ const std::vector<std::string> kLimitColumns = {"frequency", "alpha", "maximum",
 static_assert(LX_LIMITFREQ == 0 && LX_LIMITALPHA == 1 && LX_LIMITMAX == 2 && LX_LIMITMIN == 3 && LX_LIMITTYPE == 4);
 static_assert(LX_XOVERFREQ == 0 && LX_XOVERSLOPE == 1);
 
-// "2200:24" appended as frequency and slope; false: it is something else.
+// Appends the frequency and the slope of "2200:24" to the values. Returns false for any other text.
 bool ReadCrossover(const std::string& text, std::vector<float>& values) {
     const std::size_t colon = text.find(':');
     return colon != text.npos && ReadNumber(text.substr(0, colon), values.emplace_back()) &&

@@ -1,4 +1,4 @@
-// What a correction and a crossover design share of their options: the tables and settings that constrain the design.
+// The options that a correction and a crossover design share: tables and settings that constrain the design.
 #pragma once
 
 #include <filesystem>
@@ -32,8 +32,8 @@ Option SetOption(std::vector<std::string>& assignments) {
 
 std::string DesignHelp();
 
-// The tables as arrays: the values of one entry side by side, an entry in each column. Empty where none is given. Throw
-// FileError.
+// The tables as arrays of two dimensions: each column is an entry and holds its values. Empty where the option is not
+// given. Both throw FileError for a table that cannot be read.
 Array LimitTable(const DesignOptions& options);
 Array CrossoverTable(const DesignOptions& options);
 

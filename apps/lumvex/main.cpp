@@ -31,7 +31,7 @@ ExitStatus Run(const Command& command) {
     }
 }
 
-// Somebody who waits for the whole answer has to know when it did not arrive.
+// Reports output that could not be written, as on a full disk; a caller would take what arrived for the whole answer.
 ExitStatus AfterOutput(ExitStatus status) {
     if (std::cout.flush() || !OutputHasReader()) return status;
     std::cerr << "lumvex: the output could not be written completely\n";

@@ -138,7 +138,7 @@ class FullDisk(ToolTest):
     """A limit on the length of files stands in for the full disk; where we may mount one, a small disk does so too."""
 
     def full_disks(self):
-        """(folder, options of the tool under which the samples do not fit there)"""
+        """Yields folders, each with the options of a process for which the samples do not fit into it."""
         def limit():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (40_000, 40_000))

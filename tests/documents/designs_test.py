@@ -36,7 +36,7 @@ class Designs(ToolTest):
                          **options)
 
     def lines(self, first):
-        """The tree from the line that begins so to the end of what is indented below it, as far as it is indented."""
+        """The part of the tree that begins with this line: the line and all that is indented below it."""
         self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
         tree = self.tool("tree", self.document).stdout.splitlines()
         start = next(number for number, line in enumerate(tree) if line.lstrip().startswith(first))
@@ -77,7 +77,7 @@ class Designs(ToolTest):
         self.assert_kept(FILTER)
         self.assert_kept(STEREO, "--array", "Data2")
         self.assert_kept(STEREO, item="impulse-stereo  44100 Hz  8192 x 2  with")
-        # The values of one limit stand side by side.
+        # The values of one limit are neighbours in the array.
         rows = [[float(field) for field in line.split(",")] for line in LIMITS.read_text().splitlines()[1:]]
         self.assertIn(struct.pack("<20f", *sum(rows, [])), self.document.read_bytes())
 

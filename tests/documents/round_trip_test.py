@@ -65,7 +65,7 @@ class RoundTrip(ToolTest):
         names = ["Lautsprecher äöü", "динамик", "スピーカー", "مكبر", "e\u0301 é", "🔊", "[a,b]", "[x]", "{}", "-o", "--help",
                  "import", "a\nb", "x" * 251]
         files = [self.file(name + ".txt", f"20 {number}\n30 81\n") for number, name in enumerate(names)]
-        # Bare names are what a shell's pattern gives; behind "--" none of them is an option.
+        # A shell's pattern gives names without a folder; after "--" none of them is taken for an option.
         self.tool("import", self.document, "--", *(path.name for path in files))
         self.assertEqual([name for name, *_ in self.data()], [name.replace("\n", "␊") for name in names])
         self.tool("compare", self.document, "--", *(path.name for path in files))

@@ -24,7 +24,7 @@ struct CatalogueArguments {
 
 const std::vector<std::string> kColumns = {"manufacturer", "model", "configuration"};
 
-// The rows without a header line. A row that is not as long as it should be has that as its problem.
+// The rows of the table without its header line. A row with too few or too many fields has that as its problem.
 std::vector<TableRow> ReadCatalogue(const fs::path& path) {
     std::vector<TableRow> rows = ReadTable(path);
     DropHeader(rows, kColumns);
@@ -41,7 +41,7 @@ std::vector<TableRow> ReadCatalogue(const fs::path& path) {
     return rows;
 }
 
-// One run of the command: rows go into the library in memory, which is saved once.
+// One run of the command. Adds the rows to the library in memory, and saves it once.
 class CatalogueRun {
 public:
     explicit CatalogueRun(const CatalogueArguments& arguments)
@@ -86,7 +86,7 @@ private:
         return item;
     }
 
-    // Why the row is refused; empty when it went in, or was there.
+    // Adds a row. Returns why it is refused; empty when it has been added or was there before.
     std::string Add(const TableRow& row) {
         const Config config = FindConfig(configs_, row.fields[2]);
         if (!config) return "there is no configuration " + Quoted(row.fields[2]) + ", only " + ConfigNames(configs_);

@@ -27,7 +27,8 @@ struct CorrectArguments {
     bool replace = false;
 };
 
-// One run of the command: the correction is made or changed in memory, and the document saved when all of it went in.
+// One run of the command. Makes or changes the correction in memory, and saves the document when all of it was
+// accepted.
 class CorrectRun {
 public:
     explicit CorrectRun(const CorrectArguments& arguments)
@@ -83,7 +84,7 @@ private:
                "; a correction of " + Shown(speaker.DisplayName()) + " in " + Quoted(ToUtf8(config_.Name()));
     }
 
-    // What the correction is designed from; empty where the arguments do not say.
+    // The measurement that the correction is designed from; empty where the arguments name none.
     Measurement Source(const Project& project) const {
         const Measurements measurements = config_.Measurements();
         if (!arguments_.measurement.empty())
@@ -111,7 +112,7 @@ private:
                            "a correction of " + Quoted(ToUtf8(config_.Name())));
     }
 
-    // Arrays that stay are not left behind at another rate than the new filter's.
+    // A new filter sets the correction's sample rate, so arrays that stay must have that rate already.
     void CheckOtherArrays(const Correction& correction, const MeasurementFile& filter) const {
         const bool smoothedStays = arguments_.smoothed.empty() && !Array(correction.Data2()).Empty();
         const bool verifiedStays = arguments_.verified.empty() && !Array(correction.VerifyMeas()).Empty();
@@ -121,7 +122,7 @@ private:
                                                    std::to_string(correction.SampleRate()));
     }
 
-    // A correction has one sample rate for all its arrays.
+    // The file's values, which must be at the sample rate (Hz) that the correction has for all its arrays.
     static Array ArrayAt(LONG rate, const MeasurementFile& file, const fs::path& path) {
         if (file.sampleRate != rate)
             throw FileError(path, "its sample rate is " + std::to_string(file.sampleRate) +

@@ -26,7 +26,7 @@ struct CrossoverArguments {
     bool replace = false;
 };
 
-// One run of the command: the template is made or changed in memory, and the document saved when all of it went in.
+// One run of the command. Makes or changes the design in memory, and saves the document when all of it was accepted.
 class CrossoverRun {
 public:
     explicit CrossoverRun(const CrossoverArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
@@ -93,7 +93,7 @@ private:
         }
     }
 
-    // The corrections of one name belong together: one for each speaker.
+    // Each name makes a group, with the correction of that name of each speaker.
     void GroupCorrections(const SpkrEQDesign& design, const std::vector<SpkrEQConfig>& speakers) const {
         SpkrCorrectionGroups groups = design.SpkrCorrectionGroups();
         groups.RemoveAll();

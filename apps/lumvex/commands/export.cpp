@@ -23,13 +23,13 @@ struct ExportArguments {
     bool force = false;
 };
 
-// Something is named by its ID only where that is unmistakable: a datum's name comes first.
+// The text is tried as the name of a datum first, and then as an ID: a name may look like an ID.
 Object FindItem(const Project& project, std::u16string_view wanted) {
     if (Datum found = NamedData(project.Data()).Find(wanted)) return found;
     return ParseGuid(wanted) ? project.Load(wanted) : Object();
 }
 
-// A property of whatever class the object is of; none where its class has no such property.
+// Reads a property by its name, whatever the object's class; nothing where the class has no such property.
 std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name) {
     const Bstr text(name);
     BSTR names[] = {text.get()};
@@ -42,19 +42,20 @@ std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name
     return value;
 }
 
-// In Hz; 0 where there is none. A room's position has it as a float.
+// In Hz; 0 for an object without one. A room's position has a float, all others an integer.
 std::int32_t SampleRateOf(const Object& object) {
     const auto rate = PropertyOf(object, u"SampleRate");
     if (!rate) return 0;
     return rate->vt == VT_I4 ? rate->lVal : rate->vt == VT_R4 ? static_cast<std::int32_t>(rate->fltVal) : 0;
 }
 
-// Do the values rise from each to the next, as the frequencies of a response do?
+// Tells whether each value is above the one before, as the frequencies of a response are.
 bool Rise(std::span<const float> values) {
     return std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
 }
 
-// Clients need not set a sample rate, and every new datum has one: a response is also told by its frequencies.
+// The sample rate alone does not tell a response (0) from an impulse: a new datum has a rate, and a client that stores
+// a response may leave it. A first column that rises is taken for frequencies too.
 MeasurementFile FileOf(const Object& item, const Array& array, const fs::path& path) {
     MeasurementFile file;
     file.rows = array.Rows();

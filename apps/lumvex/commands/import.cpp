@@ -36,7 +36,7 @@ std::string Report(const MeasurementFile& file) {
     return report.str();
 }
 
-// One run of the command: files go into the document in memory one after the other, the document is saved once.
+// One run of the command. Adds the files to the document in memory, one after the other, and saves it once.
 class ImportRun {
 public:
     explicit ImportRun(const ImportArguments& arguments)
@@ -76,7 +76,7 @@ private:
         return OnDocument(arguments_.document, "cannot be read", std::forward<Work>(work));
     }
 
-    // A file that fails is named, and the others go on.
+    // Reports a file that fails, so that the others can follow.
     template <class Work>
     void Try(Work&& work) {
         try {
@@ -97,7 +97,8 @@ private:
         imported_ += files.size();
     }
 
-    // Mono files become the channels of one measurement; it needs all of them.
+    // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
+    // are added as measurements of their own.
     void AddTogether() {
         std::vector<InputFile> files;
         for (const fs::path& path : arguments_.files) {

@@ -48,7 +48,7 @@ void PrintSupport(const std::filesystem::path& document, Root root, const char* 
     });
 }
 
-// What the file says of itself is printed even when the document in it cannot be opened.
+// Prints the facts about the file before it opens the document, so that they are seen also when that fails.
 ExitStatus RunInfo(const std::filesystem::path& document) {
     const DocumentFacts facts = OnDocument(document, "cannot be read", [&] { return InspectDocument(document); });
     Line("document") << Utf8(document) << '\n';

@@ -28,7 +28,7 @@ struct ProcessorArguments {
     std::vector<std::string> settings;
 };
 
-// A column that names something; the others are settings of the output position.
+// The columns that name something. All other columns are settings of the output position.
 enum Column { kProfile, kAmplification, kPosition, kSpeaker, kCorrection, kNamedColumns };
 constexpr std::string_view kColumnNames[kNamedColumns] = {"profile", "amplification", "position", "speaker",
                                                           "correction"};
@@ -108,8 +108,8 @@ private:
     std::vector<const Setting<BoxCfgSpkr>*> settings_;  // by column; null for one that names something
 };
 
-// One run of the command: the configuration is made or changed in memory, and the document saved when all of it went
-// in.
+// One run of the command. Makes or changes the configuration in memory, and saves the document when all of it was
+// accepted.
 class ProcessorRun {
 public:
     explicit ProcessorRun(const ProcessorArguments& arguments)
@@ -148,13 +148,14 @@ private:
 
     BoxCfgBank ProfileOf(const TableRow& row) const {
         const std::string name = table_->Field(row, kProfile);
-        const auto profile = box_.Banks().FindName(FromUtf8(name)).As<BoxCfgBank>();
+        auto profile = box_.Banks().FindName(FromUtf8(name)).As<BoxCfgBank>();
         table_->Check(row, bool(profile),
                       "there is no profile " + Quoted(name) + "; there is " + NamesIn(box_.Banks()));
         return profile;
     }
 
-    // First of all, because it decides which configuration of a speaker a position plays.
+    // Runs before the positions are filled, because the amplification decides which configuration of a speaker they
+    // play.
     void PutAmplifications() const {
         std::vector<std::pair<std::u16string, std::string>> seen;  // profile and amplification
         for (const TableRow& row : table_->Rows()) {
@@ -192,7 +193,7 @@ private:
         table_->PutSettings(row, output);
     }
 
-    // The speaker and the correction that the position plays.
+    // Sets the speaker and the correction that the position plays.
     void PutPlayed(const TableRow& row, BoxCfgSpkr& output) const {
         const std::string speakerName = table_->Field(row, kSpeaker), correctionName = table_->Field(row, kCorrection);
         SpeakerEQ speaker = output.Speaker();
@@ -201,7 +202,7 @@ private:
             ExistingSpeakerConfig(arguments_.document, speaker, output.ConfigID());
             const SpeakerEQ before = output.Speaker();
             if (!before || before.ID() != speaker.ID()) {
-                output.Correction({});  // that of another speaker
+                output.Correction({});  // it belongs to the speaker before
                 output.CorrectionName(u"");
             }
             output.Speaker(speaker);
@@ -217,7 +218,7 @@ private:
         output.Mode(LX_FM_CORRECTION);
     }
 
-    // Another amplification does not leave a position of the profile with a correction for the old one.
+    // Refuses a change of the amplification that leaves a position of the profile with a correction for the old one.
     void CheckPlayable(const TableRow& row) const {
         for (const BoxCfgSpkr& output : ProfileOf(row).Spkrs()) {
             const Correction correction = output.Correction();

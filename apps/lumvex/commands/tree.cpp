@@ -21,7 +21,7 @@ struct TreeArguments {
     bool ids = false;
 };
 
-// Documents are larger than memory; what was printed is not needed again.
+// Documents may be larger than memory, and what has been printed is not needed again: few items are kept.
 constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
 
 class TreePrinter {
@@ -57,8 +57,8 @@ private:
         std::cout << '\n';
     }
 
-    // The collection and, with print(depth, item), its members; nothing of one that has none. A member that cannot be
-    // read does not keep the others from being printed.
+    // Prints the collection and calls print(depth, item) for each member; prints nothing for an empty collection. A
+    // member that cannot be read is reported, and the others are printed.
     template <class Collection, class Print>
     void Members(int depth, const Collection& collection, Print print) {
         const LONG count = collection.Count();
@@ -83,7 +83,7 @@ private:
         Line(depth, Shown(item.Name()), item);
     }
 
-    // The name with the rate and the size of the array.
+    // Prints an item's name, its sample rate and the size of its array.
     template <class Item>
     void Measured(int depth, const Item& item, const std::string& more = {}) {
         const Array array(item.Data());
@@ -93,7 +93,7 @@ private:
              item);
     }
 
-    // Where the target hangs is part of what a link says: `of` is the speaker or whatever the target belongs to.
+    // Prints a link by its target. `of` says what the target belongs to, such as a speaker.
     template <class Link, class Target>
     void PointedAt(int depth, const Link& link, const Target& target, const std::string& of = {},
                    const std::string& more = {}) {
@@ -129,7 +129,7 @@ private:
         return text.str();
     }
 
-    // Made when the first item that is compared with them comes up.
+    // Made only when an item is to be compared with them, because it takes a document of its own.
     const NewItems& New() {
         if (!newItems_) newItems_.emplace();
         return *newItems_;
@@ -176,7 +176,7 @@ private:
         });
     }
 
-    // Every project has one entry for each configuration; only those with designs tell anything.
+    // Every project has one entry for each configuration. Nothing is printed unless one of them has designs.
     void PrintCrossovers(const CrossoverConfigs& crossovers) {
         bool designed = false;
         for (const CrossoverConfig& crossover : crossovers) designed |= crossover.SpkrEQDesigns().Count() != 0;

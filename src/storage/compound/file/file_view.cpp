@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kPage = 4096;
 
 // From here on reading into the caller's memory is faster than touching the mapping's pages.
-constexpr std::size_t kReadDirectly = 64 * 1024;
+constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 
 }  // namespace
 

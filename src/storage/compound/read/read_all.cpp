@@ -14,7 +14,7 @@ namespace lumvex::compound {
 namespace {
 
 constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
-constexpr std::size_t kReadAhead = 256 * 1024;  // where the file is not mapped
+constexpr std::size_t kReadAhead = std::size_t{256} * 1024;  // where the file is not mapped
 
 // A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
 using Found = std::uint64_t;

@@ -17,7 +17,7 @@ void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
 // The system does better with a few large writes, and reads back faster what came to it that way.
 void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
     unflushed_ = true;
-    constexpr std::size_t kShort = 64 * 1024, kMostGathered = 256 * 1024;
+    constexpr std::size_t kShort = std::size_t{64} * 1024, kMostGathered = std::size_t{256} * 1024;
     std::size_t size = 0;
     for (const Piece& piece : pieces) size += piece.size();
     if (size > kShort) return Write(offset, pieces);
