@@ -90,7 +90,8 @@ class Designs(ToolTest):
         self.assert_refused('has a correction "FLAT" already; --replace', self.correct, "--experiment", "Near",
                             name="FLAT")
         self.assert_refused('a design "lr" for "Bi amp" already; --replace', self.design, name="lr")
-        self.assert_refused('a processor configuration "Rack" already; --replace', self.processor, "profile,position\nBypass,Left\n")
+        self.assert_refused('a processor configuration "Rack" already; --replace', self.processor,
+                            "profile,position\nBypass,Left\n")
 
         low, high = (self.file(f"{name}.wav", float_wav(1, [value, 0, 1])) for name, value in [("low", 1), ("high", 2)])
         self.correct("--replace", "--set", "GDTol=7", low, high)

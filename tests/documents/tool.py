@@ -29,7 +29,8 @@ def float_wav(channels, samples):
 @functools.cache
 def help_of(*command):
     """What the tool says of itself, or of a command."""
-    return subprocess.run([TOOL, *command, "--help"], capture_output=True, check=True, timeout=300).stdout.decode("utf-8")
+    done = subprocess.run([TOOL, *command, "--help"], capture_output=True, check=True, timeout=300)
+    return done.stdout.decode("utf-8")
 
 
 def command_names():
