@@ -10,9 +10,9 @@
 
 namespace lumvex::app {
 
-namespace {
-
 namespace fs = std::filesystem;
+
+namespace {
 
 bool IsPositional(const Option& option) { return !option.name.starts_with('-'); }
 

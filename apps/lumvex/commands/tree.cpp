@@ -22,7 +22,7 @@ struct TreeArguments {
 };
 
 // Documents may be larger than memory, and what has been printed is not needed again: few items are kept.
-constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
+constexpr LONG kFewestKept = 16, kMostKept = 64;
 
 class TreePrinter {
 public:
@@ -32,7 +32,7 @@ public:
     ExitStatus Run() {
         Root root = RootOf(document_);
         OnDocument(arguments_.document, "cannot be read", [&] {
-            root.SetCacheBounds(kFewestLoaded, kMostLoaded);
+            root.SetCacheBounds(kFewestKept, kMostKept);
             const std::string file = Utf8(arguments_.document.filename());
             if (const auto* project = std::get_if<Project>(&document_)) {
                 Line(0, "Project " + file, *project);
