@@ -9,6 +9,7 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import uuid
 
 TOOL = os.environ["LUMVEX_TOOL"]
 SAMPLES_FOLDER = pathlib.Path(os.environ["LUMVEX_SAMPLES"])
@@ -40,6 +41,15 @@ def command_names():
 
 def makes_documents(command):
     return "created when there is no such file" in help_of(command)
+
+
+DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
+
+
+def stream_name(identifier):
+    """The name of an object's stream: its ID's bytes as shown, five bits a digit."""
+    bits = int.from_bytes(uuid.UUID(identifier).bytes, "big") << 2
+    return "".join(DIGITS[bits >> shift & 31] for shift in range(125, -1, -5))
 
 
 class ToolTest(unittest.TestCase):
