@@ -5,10 +5,6 @@ target_compile_options(lumvex_options INTERFACE -Wall -Wextra -Wpedantic -Wshado
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(lumvex_options INTERFACE -Wno-restrict)  # g++ 12 reports it for its own std::string
 endif()
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # A class's plain members bear the names of the published methods, which take other parameters.
-  target_compile_options(lumvex_options INTERFACE -Wno-overloaded-virtual)
-endif()
 if(LUMVEX_BUILD_FUZZERS)
   target_compile_options(lumvex_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()

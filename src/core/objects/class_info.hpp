@@ -1,4 +1,4 @@
-// What the model knows of one persistable class: the registry's row. One table per process, filled from classes.def.
+// What the model knows of one persistable class: the registry's row. One table per process, printed from the class list.
 #pragma once
 
 #include <cstdint>
@@ -39,7 +39,7 @@ struct ClassInfo {
     GUID classId;                  // key of the registry, of the object directory and of the version information
     GUID interfaceId;              // of the class's own dual interface
     VersionWord version;           // what this program writes
-    int title = 0;                 // collections: number of their fixed name
+    std::u16string_view title{};   // collections: their fixed name
     const ClassInfo* (*member)() = nullptr;  // collections: the class of their members
     bool hasChildren = false;      // items: do they own collections
     bool isLink = false;

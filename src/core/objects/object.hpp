@@ -37,6 +37,9 @@ public:
     LiveObject& operator=(const LiveObject&) = delete;
 };
 
+// Passes on the failure of an inner call, its error information kept.
+void Check(HRESULT status);
+
 class ReferenceBase;
 struct Descendant;
 
@@ -90,7 +93,6 @@ public:
     std::u16string InterfaceID() const;
     Ref<Object> RootBase() const;
     YesNo IsSame(IUnknown* test) const;
-    virtual YesNo IsSameID(IUnknown* test) const = 0;
     Ref<IUnknown> NewDescendantsEnum();
     Ref<IUnknown> NewDependentLinksEnum();
 
@@ -99,6 +101,18 @@ public:
 protected:
     Object();
     virtual ~Object();
+
+    // Two objects of one class with one ID are the same to this test. The other one, which may be a proxy, says itself
+    // what its ID is: its own interface begins with Base, which has get_ID.
+    template <class Base>
+    YesNo HasSameID(IUnknown* test) const {
+        Ref<Base> other;
+        if (!test || FAILED(test->QueryInterface(Class().interfaceId, reinterpret_cast<void**>(other.Out()))))
+            return YesNo::No;
+        Bstr id;
+        Check(other->get_ID(id.Out()));
+        return id.view() == ID() ? YesNo::Yes : YesNo::No;
+    }
 
 private:
     LiveObject alive_;
@@ -113,8 +127,5 @@ Ref<Object> InsideOf(IUnknown* unknown);
 // The interface under which InsideOf asks; answered by every object of the model and by nothing else.
 inline constexpr GUID kInsideInterface = {
     0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
-
-// Passes on the failure of an inner call, its error information kept.
-void Check(HRESULT status);
 
 }  // namespace lumvex::inside

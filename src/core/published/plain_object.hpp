@@ -1,49 +1,32 @@
-// The outermost layer of a class whose objects stand outside the tree: counted, guarded and late bound like all others,
-// but without ID, parent or record. Such an object outlives its document for as long as a client holds it.
+// The base of classes whose objects have no place in a tree: counted, guarded and late bound like all others, but without
+// ID, parent or record. Such an object outlives its document for as long as a client holds it.
 #pragma once
 
 #include <atomic>
 
-#include "core/published/bodies.hpp"
+#include "core/objects/object.hpp"
 
 namespace lumvex::inside {
 
-template <class Implementation, class Interface>
-class PlainObject : public BodyFor<Interface>::template On<Implementation>, public ISupportErrorInfo {
-    using Body = typename BodyFor<Interface>::template On<Implementation>;
-
+class PlainObject {
 public:
     PlainObject(const PlainObject&) = delete;
     PlainObject& operator=(const PlainObject&) = delete;
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        *object = nullptr;
-        if (Body::Offers(iid))
-            *object = static_cast<Interface*>(this);
-        else if (IsEqualGUID(iid, kIidOf<ISupportErrorInfo>))
-            *object = static_cast<ISupportErrorInfo*>(this);
-        else
-            return PlatformInterface(*this, kIidOf<Interface>, nullptr, iid, object);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
-    ULONG STDMETHODCALLTYPE Release() override {
+    ULONG AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
+    ULONG Release() noexcept {
         const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0) delete static_cast<Implementation*>(this);
+        if (left == 0) delete this;
         return left;
     }
 
-    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
-        return Body::Offers(iid) && !IsEqualGUID(iid, kIidOf<IUnknown>) ? S_OK : S_FALSE;
-    }
+    virtual IDispatch* Dispatch() noexcept = 0;  // the object's identity outside; no reference added
 
     static constexpr std::u16string_view kErrorSource{};
 
 protected:
     PlainObject() = default;
-    ~PlainObject() = default;
+    virtual ~PlainObject() = default;
 
 private:
     LiveObject alive_;

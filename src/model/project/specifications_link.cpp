@@ -19,7 +19,7 @@ std::u16string Within(const std::filesystem::path& folder, std::u16string_view p
 // What cannot be opened, for whatever reason, is not there.
 Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string_view path) {
     try {
-        const Ref<Object> root = CSpecifications::Create();
+        const Ref<Object> root = ClassOf<CSpecifications>().create();
         auto& library = static_cast<CSpecifications&>(*root);
         library.AccessMode(LX_SHARE_READ);
         library.OpenFile(Within(folder, path));

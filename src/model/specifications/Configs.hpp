@@ -7,17 +7,19 @@
 
 namespace lumvex::inside {
 
-class CConfigs final : public PlainObject<CConfigs, IConfigs> {
+class CConfigs : public PlainObject {
 public:
-    CConfigs();
+    static Ref<CConfigs> Make();
 
-    using PlainObject::FindName;  // the published one, beside the plain one
     // Positions count from 1, and any below answers the first; beyond the last fails with E_FAIL.
     Ref<CConfig> Item(LONG position) const;
     Ref<IUnknown> _NewEnum() const;
     LONG Count() const { return static_cast<LONG>(list_.size()); }
     // The exact name, case included; null for none. E_POINTER for an empty one: hosts pass it as null or as it is.
     Ref<CConfig> FindName(std::u16string_view name) const;
+
+protected:
+    CConfigs();
 
 private:
     std::vector<Ref<CConfig>> list_;
@@ -34,7 +36,7 @@ public:
         }
 
     private:
-        Ref<CConfigs> table_{new CConfigs};
+        Ref<CConfigs> table_ = CConfigs::Make();
     };
     Table Configs;
 };

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CModelConfigs final : public Collection<CModelConfigs, IModelConfigs> {
+class CModelConfigs : public Collection<CModelConfigs, IModelConfigs> {
 public:
     // A configuration whose name is there already is answered as it is. E_INVALIDARG for one that no table has.
     Ref<Object> Add(IConfig* config);

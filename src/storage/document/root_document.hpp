@@ -4,7 +4,6 @@
 
 #include <filesystem>
 
-#include "core/published/automation_object.hpp"
 #include "core/objects/document.hpp"
 #include "core/published/event_source.hpp"
 #include "core/tree/fields.hpp"
@@ -18,6 +17,7 @@ namespace lumvex::inside {
 class RootDocument : public Object, public Document {
 public:
     // ---- the plain members behind _Root ----
+    YesNo IsSameID(IUnknown* test) const { return HasSameID<_Root>(test); }
     void OpenFile(std::u16string_view path);
     void SaveFile();
     void SaveFileAs(std::u16string_view path);
@@ -67,12 +67,12 @@ public:
     std::size_t LoadedObjects() const { return directory_.LoadedCount(); }
     std::uint64_t BytesRead() const;
 
+    // Gives a new root its entry and its name.
+    void Construct(std::u16string_view name);
+
 protected:
     RootDocument() = default;
     ~RootDocument() override;
-
-    // Gives the new root its entry; called once the class is complete.
-    void Construct(std::u16string_view name);
 
     // Settings that stand in a stream of their own beside the root record. A file need not have it.
     virtual void SaveSettings(RecordWriter&) const {}
@@ -128,31 +128,20 @@ private:
     Directory directory_{*this};
 };
 
-template <class Class, class Interface>
-class Root : public AutomationObject<Class, Interface, RootDocument> {
+template <class Derived, class Interface>
+class Root : public RootDocument {
 public:
-    // The published methods of these names hand over to the plain ones.
-    using AutomationObject<Class, Interface, RootDocument>::IsSameID;
-    using Object::IsSame;
-    using RootDocument::OpenFile;
-    using RootDocument::SaveFile;
-    using RootDocument::SaveFileAs;
-    using RootDocument::CloseFile;
-    using RootDocument::SetCacheBounds;
-    using RootDocument::FindID;
-    using RootDocument::Load;
-    using RootDocument::Modified;
-
-    std::u16string_view ErrorSource() const noexcept override { return Class::kErrorSource; }
+    const ClassInfo& Class() const noexcept override { return ClassOf<Derived>(); }
+    std::u16string_view ErrorSource() const noexcept override { return Derived::kErrorSource; }
     void ForEachChild(const Object::ChildVisitor& visit) override {
-        VisitChildFields(static_cast<Class&>(*this), visit);
+        VisitChildFields(static_cast<Derived&>(*this), visit);
     }
-    void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
+    void Materialise() override { MaterialiseFields(static_cast<Derived&>(*this)); }
 
 private:
     bool CarriesUnknown() const override {
         bool carries = false;
-        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+        ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, unsigned) {
             if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>, KeptReference>)
                 carries = carries || field.reference.has_value();
         });
