@@ -6,6 +6,7 @@
 // A class knows nothing of its interface: it has plain members, and the bodies call them.
 #pragma once
 
+#include "automation/counted.hpp"
 #include "core/published/boundary.hpp"
 #include "core/published/platform.hpp"
 #include "interfaces/dispatch.hpp"
@@ -64,20 +65,19 @@ class Published final : public BodyFor<Interface>::template On<Class> {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
-        *object = nullptr;
+        void* found = nullptr;
         if (Body::Offers(iid)) {
-            *object = static_cast<Interface*>(this);
+            found = static_cast<Interface*>(this);
         } else if (IsEqualGUID(iid, kIidOf<ISupportErrorInfo>)) {
-            *object = static_cast<ISupportErrorInfo*>(this);
+            found = static_cast<ISupportErrorInfo*>(this);
         } else if constexpr (kIsInTree) {
             if (IsEqualGUID(iid, kInsideInterface))
-                *object = static_cast<Object*>(this);
+                found = static_cast<Object*>(this);
             else
-                *object = this->Facet(iid);
+                found = this->Facet(iid);
         }
-        if (!*object) return PlatformInterface(*Dispatch(), kIidOf<Interface>, Info(), iid, object);
-        AddRef();
-        return S_OK;
+        if (!found) return PlatformInterface(*Dispatch(), kIidOf<Interface>, Info(), iid, object);
+        return AnswerInterface(*this, found, object);
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return Class::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return Class::Release(); }

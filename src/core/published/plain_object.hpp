@@ -2,8 +2,9 @@
 // ID, parent or record. Such an object outlives its document for as long as a client holds it.
 #pragma once
 
-#include <atomic>
+#include <string_view>
 
+#include "automation/counted.hpp"
 #include "core/objects/object.hpp"
 
 namespace lumvex::inside {
@@ -13,9 +14,9 @@ public:
     PlainObject(const PlainObject&) = delete;
     PlainObject& operator=(const PlainObject&) = delete;
 
-    ULONG AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
+    ULONG AddRef() noexcept { return references_.Add(); }
     ULONG Release() noexcept {
-        const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        const ULONG left = references_.Remove();
         if (left == 0) delete this;
         return left;
     }
@@ -30,7 +31,7 @@ protected:
 
 private:
     LiveObject alive_;
-    std::atomic<ULONG> count_{0};
+    ReferenceCount references_;
 };
 
 }  // namespace lumvex::inside
