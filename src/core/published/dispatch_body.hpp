@@ -35,8 +35,8 @@ public:
         return DispatchTable::Of<Most>().GetIDsOfNames(rgszNames, cNames, rgDispId);
     }
     // The member that is called enters the guard itself, with its lock and its events; converting its arguments needs
-    // neither.
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags, DISPPARAMS* pDispParams,
+    // neither. Flat, because the call that the table would take otherwise is a tenth of the time of getting a number.
+    [[gnu::flatten]] HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags, DISPPARAMS* pDispParams,
                                      VARIANT* pVarResult, EXCEPINFO* pExcepInfo, UINT* puArgErr) override {
         static const DispatchTable& table = DispatchTable::Of<Most>();
         return Translated({}, [&] {
