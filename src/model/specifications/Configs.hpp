@@ -11,11 +11,12 @@ class CConfigs : public PlainObject {
 public:
     static Ref<CConfigs> Make();
 
-    // Positions count from 1, and any below answers the first; beyond the last fails with E_FAIL.
+    // Positions count from 1. One below 1 answers the first configuration, one beyond the last fails with E_FAIL.
     Ref<CConfig> Item(LONG position) const;
     Ref<IUnknown> _NewEnum() const;
     LONG Count() const { return static_cast<LONG>(list_.size()); }
-    // The exact name, case included; null for none. E_POINTER for an empty one: hosts pass it as null or as it is.
+    // The configuration of exactly this name; null where there is none. Fails with E_POINTER for an empty name, because
+    // some hosts pass an empty text as a null pointer.
     Ref<CConfig> FindName(std::u16string_view name) const;
 
 protected:
@@ -25,7 +26,7 @@ private:
     std::vector<Ref<CConfig>> list_;
 };
 
-// What both roots have beside their bases.
+// Part of both root classes.
 class OwnsConfigs {
 public:
     class Table {
