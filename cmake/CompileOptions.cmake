@@ -8,10 +8,6 @@ target_compile_options(lumvex_options INTERFACE -Wno-sign-conversion)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(lumvex_options INTERFACE -Wno-restrict)  # g++ 12 reports it for its own std::string
 endif()
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # A class's members have the names of the published methods and other parameters: they do not mean to override them.
-  target_compile_options(lumvex_options INTERFACE -Wno-overloaded-virtual)
-endif()
 if(LUMVEX_BUILD_FUZZERS)
   target_compile_options(lumvex_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()

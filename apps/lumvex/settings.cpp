@@ -3,7 +3,8 @@
 #include <array>
 #include <charconv>
 #include <limits>
-#include <type_traits>
+#include <map>
+#include <stdexcept>
 
 #include "files/text_table.hpp"
 
@@ -11,166 +12,72 @@ namespace lumvex::app {
 
 namespace {
 
-using namespace std::literals;
+// A rate comes with a file, the configuration of an output with the amplification of its profile, and where a client
+// shows a correction is not kept.
+constexpr std::string_view kGivenOtherwise[] = {"ICorrection.SampleRate", "ICorrection.DisplayPosition",
+                                                "IBoxCfgSpkr.ConfigID"};
 
-constexpr auto kBoxModes =
-    std::to_array({"tri-amp"sv, "bi-amp-stereo"sv, "bi-amp-mono"sv, "full-range-stereo"sv, "full-range-mono"sv});
-constexpr auto kOptMethods = std::to_array({"min-delay"sv, "min-error"sv});
-constexpr auto kXovers = std::to_array({"linear-phase"sv, "linkwitz-riley"sv, "butterworth"sv, "none"sv});
-constexpr auto kSmoothings = std::to_array({"cheby"sv, "sinc"sv});
-constexpr auto kFilterModes = std::to_array({"disable"sv, "bypass"sv, "correction"sv, "crossover"sv});
-constexpr auto kSimpleFilters = std::to_array({"high-pass"sv, "low-pass"sv, "band-pass"sv});
-constexpr auto kTweaks = std::to_array({"on"sv, "bypass"sv, "off"sv});
-
-template <class Value>
-constexpr Words WordsFor() {
-    if constexpr (std::is_same_v<Value, LXOptMethod>) return kOptMethods;
-    if constexpr (std::is_same_v<Value, LXXover>) return kXovers;
-    if constexpr (std::is_same_v<Value, LXMSmooth>) return kSmoothings;
-    if constexpr (std::is_same_v<Value, LXFilterMode>) return kFilterModes;
-    if constexpr (std::is_same_v<Value, LXSimpleFilterMode>) return kSimpleFilters;
-    if constexpr (std::is_same_v<Value, LXTweak>) return kTweaks;
-    return {};
+Words WordsOf(const EnumerationDescription& enumeration) {
+    static std::map<std::string_view, std::vector<std::string_view>> known;
+    std::vector<std::string_view>& words = known[enumeration.name];
+    if (words.empty())
+        for (long value = 0; const ValueDescription* each = enumeration.OfValue(value); ++value)
+            if (!each->word.empty()) words.push_back(each->word);
+    return words;
 }
 
-template <class Item>
-class Table {
-public:
-    template <class Value>
-    void Add(const std::string& name, Value (Item::*get)() const, void (Item::*put)(Value)) {
-        Row<Value>(
-            name, name, [=](const Item& item) { return (item.*get)(); },
-            [=](Item& item, Value value) { (item.*put)(value); });
-    }
+// "(1,2)"; empty without indexes.
+std::string InParentheses(const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) text += (text.empty() ? "(" : ",") + part;
+    return text.empty() ? text : text + ')';
+}
 
-    template <class Value>
-    void Add(const std::string& name, SHORT last, Value (Item::*get)(SHORT) const, void (Item::*put)(SHORT, Value)) {
-        const std::string family = name + "(1.." + std::to_string(last) + ')';
-        for (SHORT index = 1; index <= last; ++index)
-            Row<Value>(
-                name + '(' + std::to_string(index) + ')', family, [=](const Item& item) { return (item.*get)(index); },
-                [=](Item& item, Value value) { (item.*put)(index, value); });
-    }
-
-    template <class Value>
-    void Add(const std::string& name, SHORT last, SHORT lastOfEach, Value (Item::*get)(SHORT, SHORT) const,
-             void (Item::*put)(SHORT, SHORT, Value)) {
-        const std::string family = name + "(1.." + std::to_string(last) + ",1.." + std::to_string(lastOfEach) + ')';
-        for (SHORT one = 1; one <= last; ++one) {
-            for (SHORT two = 1; two <= lastOfEach; ++two)
-                Row<Value>(
-                    name + '(' + std::to_string(one) + ',' + std::to_string(two) + ')', family,
-                    [=](const Item& item) { return (item.*get)(one, two); },
-                    [=](Item& item, Value value) { (item.*put)(one, two, value); });
+void AddPlaces(Settings& settings, const SettingForm& form, std::span<const ParameterDescription> open) {
+    if (!open.empty()) {
+        for (long index = open.front().range.lowest; index <= open.front().range.highest; ++index) {
+            SettingForm place = form;
+            place.indexes.push_back(static_cast<SHORT>(index));
+            AddPlaces(settings, place, open.subspan(1));
         }
+        return;
     }
+    std::vector<std::string> indexes;
+    for (const SHORT index : form.indexes) indexes.push_back(std::to_string(index));
+    settings.push_back(form);
+    settings.back().name += InParentheses(indexes);
+}
 
-    std::vector<Setting<Item>> rows;
+template <class Number>
+void TakeWhole(SettingForm& form) {
+    form.isWhole = true;
+    form.lowest = std::numeric_limits<Number>::min();
+    form.highest = std::numeric_limits<Number>::max();
+}
 
-private:
-    template <class Value, class Get, class Put>
-    void Row(std::string name, std::string family, Get get, Put put) {
-        Setting<Item> row;
-        row.name = std::move(name);
-        row.family = std::move(family);
-        row.words = WordsFor<Value>();
-        row.isWhole = std::is_integral_v<Value>;
-        if constexpr (std::is_integral_v<Value>) {
-            row.lowest = std::numeric_limits<Value>::min();
-            row.highest = std::numeric_limits<Value>::max();
-        }
-        row.get = [get](const Item& item) { return static_cast<double>(get(item)); };
-        row.put = [put](Item& item, double value) { put(item, static_cast<Value>(value)); };
-        rows.push_back(std::move(row));
+bool IsSetting(const InterfaceDescription& interface, const MemberDescription& member) {
+    const std::string name = std::string(interface.name) + '.' + std::string(member.name);
+    return member.use == MemberUse::ReadWrite && std::ranges::find(kGivenOtherwise, name) == std::end(kGivenOtherwise) &&
+           (member.enumeration || member.type == "LONG" || member.type == "SHORT" || member.type == "float");
+}
+
+Variant Invoke(IDispatch& object, const SettingForm& setting, WORD kind, const VARIANT* value) {
+    // The last argument comes first.
+    std::vector<VARIANT> arguments;
+    if (value) arguments.push_back(*value);
+    for (auto index = setting.indexes.rbegin(); index != setting.indexes.rend(); ++index) {
+        VARIANT argument{};
+        argument.vt = VT_I2;
+        argument.iVal = *index;
+        arguments.push_back(argument);
     }
-};
-
-// The getter and the putter share the published name.
-#define LUMVEX_BOTH(name) &Item::name, &Item::name
-
-// What a correction records of its design, and a design template prescribes.
-template <class Item>
-Table<Item> DesignTable() {
-    Table<Item> table;
-    table.Add("MeasureStart", LUMVEX_BOTH(MeasureStart));
-    table.Add("MeasureEnd", LUMVEX_BOTH(MeasureEnd));
-    table.Add("MeasSmooth", LUMVEX_BOTH(MeasSmooth));
-    table.Add("MeasSmoothMethod", LUMVEX_BOTH(MeasSmoothMethod));
-    table.Add("MinphaseSmooth", LUMVEX_BOTH(MinphaseSmooth));
-    table.Add("LmtSmooth", LUMVEX_BOTH(LmtSmooth));
-    table.Add("CrossoverMethod", LUMVEX_BOTH(CrossoverMethod));
-    table.Add("OptMethod", LUMVEX_BOTH(OptMethod));
-    table.Add("MagTol", LUMVEX_BOTH(MagTol));
-    table.Add("GDTol", LUMVEX_BOTH(GDTol));
-    table.Add("MaxDelay", LUMVEX_BOTH(MaxDelay));
-    table.Add("MaxOffset", LUMVEX_BOTH(MaxOffset));
-    table.Add("FWTarget", LUMVEX_BOTH(FWTarget));
-    return table;
+    DISPID named = DISPID_PROPERTYPUT;
+    DISPPARAMS parameters{arguments.data(), value ? &named : nullptr, static_cast<UINT>(arguments.size()),
+                          value ? 1u : 0u};
+    Variant result;
+    Check(object.Invoke(static_cast<DISPID>(setting.id), IID_NULL, 0, kind, &parameters, result.Out(), nullptr, nullptr));
+    return result;
 }
-
-std::vector<Setting<Correction>> CorrectionTable() {
-    using Item = Correction;
-    Table<Item> table = DesignTable<Item>();
-    table.Add("MeasureScale", LUMVEX_BOTH(MeasureScale));
-    table.Add("MeasureTweak", LUMVEX_BOTH(MeasureTweak));
-    table.Add("CorrectionScale", LUMVEX_BOTH(CorrectionScale));
-    table.Add("ActMagError", LUMVEX_BOTH(ActMagError));
-    table.Add("ActGDError", LUMVEX_BOTH(ActGDError));
-    table.Add("ActDelay", LUMVEX_BOTH(ActDelay));
-    table.Add("FiltChanDelayMs", 6, LUMVEX_BOTH(FiltChanDelayMs));
-    return table.rows;
-}
-
-std::vector<Setting<SpkrEQDesign>> TemplateTable() {
-    using Item = SpkrEQDesign;
-    Table<Item> table = DesignTable<Item>();
-    table.Add("AutoScale", LUMVEX_BOTH(AutoScale));
-    table.Add("StepResponseCorr", LUMVEX_BOTH(StepResponseCorr));
-    table.Add("SampleRate", LUMVEX_BOTH(SampleRate));
-    table.Add("GDRangeMin", LUMVEX_BOTH(GDRangeMin));
-    return table.rows;
-}
-
-std::vector<Setting<BoxCfg>> BoxTable() {
-    using Item = BoxCfg;
-    constexpr SHORT kBanks = 16, kChannels = 6;
-    Table<Item> table;
-    table.Add("XdA_UserParametric", LUMVEX_BOTH(XdA_UserParametric));
-    table.Add("XdA_LockEQ", LUMVEX_BOTH(XdA_LockEQ));
-    table.Add("XdA_DelayTweak", kBanks, kChannels, LUMVEX_BOTH(XdA_DelayTweak));
-    table.Add("XdA_LevelTweak", kBanks, kChannels, LUMVEX_BOTH(XdA_LevelTweak));
-    table.Add("XdA_Invert", kBanks, kChannels, LUMVEX_BOTH(XdA_Invert));
-    table.Add("XdA_Mute", kBanks, kChannels, LUMVEX_BOTH(XdA_Mute));
-    table.Add("XdA_FIR", kBanks, LUMVEX_BOTH(XdA_FIR));
-    table.Add("XdA_IIRLeft", kBanks, LUMVEX_BOTH(XdA_IIRLeft));
-    table.Add("XdA_IIRRight", kBanks, LUMVEX_BOTH(XdA_IIRRight));
-    return table.rows;
-}
-
-std::vector<Setting<BoxCfgSpkr>> OutputTable() {
-    using Item = BoxCfgSpkr;
-    constexpr SHORT kStages = 6;
-    Table<Item> table;
-    table.Add("Mode", LUMVEX_BOTH(Mode));
-    table.Add("DelayMs", LUMVEX_BOTH(DelayMs));
-    table.Add("GaindB", LUMVEX_BOTH(GaindB));
-    table.Add("LastCalcedDelay", LUMVEX_BOTH(LastCalcedDelay));
-    table.Add("FilterEnable", kStages, LUMVEX_BOTH(FilterEnable));
-    table.Add("FilterMode", kStages, LUMVEX_BOTH(FilterMode));
-    table.Add("FilterFrequencyHi", kStages, LUMVEX_BOTH(FilterFrequencyHi));
-    table.Add("FilterSlopeHi", kStages, LUMVEX_BOTH(FilterSlopeHi));
-    table.Add("FilterMethodHi", kStages, LUMVEX_BOTH(FilterMethodHi));
-    table.Add("FilterQHi", kStages, LUMVEX_BOTH(FilterQHi));
-    table.Add("FilterFrequencyLo", kStages, LUMVEX_BOTH(FilterFrequencyLo));
-    table.Add("FilterSlopeLo", kStages, LUMVEX_BOTH(FilterSlopeLo));
-    table.Add("FilterMethodLo", kStages, LUMVEX_BOTH(FilterMethodLo));
-    table.Add("FilterQLo", kStages, LUMVEX_BOTH(FilterQLo));
-    table.Add("FilterInvert", kStages, LUMVEX_BOTH(FilterInvert));
-    table.Add("FilterTweak", kStages, LUMVEX_BOTH(FilterTweak));
-    return table.rows;
-}
-
-#undef LUMVEX_BOTH
 
 std::string Joined(Words words) {
     std::string text;
@@ -182,7 +89,7 @@ constexpr std::size_t kHelpWidth = 110;
 
 }  // namespace
 
-const Words kBoxModeWords = kBoxModes;
+const Words kBoxModeWords = WordsOf(*FindEnumerationDescription("LXBoxMode"));
 
 std::optional<double> SettingForm::Read(std::string_view text) const {
     for (std::size_t value = 0; value < words.size(); ++value) {
@@ -217,13 +124,82 @@ std::string SettingForm::Expected() const {
     return highest > std::numeric_limits<SHORT>::max() ? "a whole number" : "a whole number of 16 bits";
 }
 
-std::string SettingsHelp(std::span<const SettingForm* const> settings) {
+const InterfaceDescription& DescriptionOf(const GUID& interfaceId) {
+    const std::string id = ToUtf8(ToText(interfaceId));
+    for (const InterfaceDescription& each : kInterfaces)
+        if (id == '{' + std::string(each.id) + '}') return each;
+    throw std::logic_error("an interface without description");
+}
+
+Settings SettingsIn(const InterfaceDescription& interface) {
+    Settings settings;
+    for (const MemberDescription& member : interface.members) {
+        if (!IsSetting(interface, member)) continue;
+        SettingForm form;
+        form.id = member.id;
+        form.name = std::string(member.name);
+        std::vector<std::string> ranges;
+        for (const ParameterDescription& each : member.parameters)
+            ranges.push_back(std::to_string(each.range.lowest) + ".." + std::to_string(each.range.highest));
+        form.family = form.name + InParentheses(ranges);
+        if (member.enumeration) form.words = WordsOf(*member.enumeration);
+        if (member.type == "LONG") TakeWhole<LONG>(form);
+        if (member.type == "SHORT") TakeWhole<SHORT>(form);
+        AddPlaces(settings, form, member.parameters);
+    }
+    return settings;
+}
+
+double ValueOf(IDispatch& object, const SettingForm& setting) {
+    const Variant value = Invoke(object, setting, DISPATCH_PROPERTYGET, nullptr);
+    if (value.vt == VT_R4) return value.fltVal;
+    return value.vt == VT_I2 ? value.iVal : value.lVal;
+}
+
+void Assign(IDispatch& object, const SettingForm& setting, double value) {
+    VARIANT argument{};
+    argument.vt = VT_R8;
+    argument.dblVal = value;
+    Invoke(object, setting, DISPATCH_PROPERTYPUT, &argument);
+}
+
+const SettingForm* FindSetting(const Settings& settings, std::string_view name) {
+    for (const SettingForm& setting : settings)
+        if (CompareNoCase(FromUtf8(setting.name), FromUtf8(name)) == 0) return &setting;
+    return nullptr;
+}
+
+std::string ProblemOf(const Settings& settings, std::string_view text) {
+    const auto [name, value] = AssignmentIn(text);
+    const SettingForm* setting = FindSetting(settings, name);
+    if (!setting) return "there is no setting " + std::string(name);
+    return setting->Read(value) ? "" : std::string(name) + " takes " + setting->Expected();
+}
+
+void Assign(IDispatch& object, const Settings& settings, const std::vector<std::string>& assignments) {
+    for (const std::string& text : assignments) {
+        const auto [name, value] = AssignmentIn(text);
+        const SettingForm* setting = FindSetting(settings, name);
+        Assign(object, *setting, *setting->Read(value));
+    }
+}
+
+std::string Differences(IDispatch& object, IDispatch& other, const Settings& settings) {
+    std::string text;
+    for (const SettingForm& setting : settings) {
+        const double value = ValueOf(object, setting);
+        if (value != ValueOf(other, setting)) text += "  " + setting.name + '=' + setting.Text(value);
+    }
+    return text;
+}
+
+std::string SettingsHelp(const Settings& settings) {
     std::string text, line;
     const std::string* last = nullptr;
-    for (const SettingForm* setting : settings) {
-        if (last && *last == setting->family) continue;
-        last = &setting->family;
-        const std::string entry = setting->family + (setting->words.empty() ? "" : " (" + Joined(setting->words) + ')');
+    for (const SettingForm& setting : settings) {
+        if (last && *last == setting.family) continue;
+        last = &setting.family;
+        const std::string entry = setting.family + (setting.words.empty() ? "" : " (" + Joined(setting.words) + ')');
         if (!line.empty() && line.size() + entry.size() > kHelpWidth) {
             text += line + ",\n";
             line.clear();
@@ -231,30 +207,6 @@ std::string SettingsHelp(std::span<const SettingForm* const> settings) {
         line += (line.empty() ? "  " : ", ") + entry;
     }
     return text + line + ".\n";
-}
-
-template <>
-const std::vector<Setting<Correction>>& SettingsOf<Correction>() {
-    static const auto rows = CorrectionTable();
-    return rows;
-}
-
-template <>
-const std::vector<Setting<SpkrEQDesign>>& SettingsOf<SpkrEQDesign>() {
-    static const auto rows = TemplateTable();
-    return rows;
-}
-
-template <>
-const std::vector<Setting<BoxCfg>>& SettingsOf<BoxCfg>() {
-    static const auto rows = BoxTable();
-    return rows;
-}
-
-template <>
-const std::vector<Setting<BoxCfgSpkr>>& SettingsOf<BoxCfgSpkr>() {
-    static const auto rows = OutputTable();
-    return rows;
 }
 
 Assignment AssignmentIn(std::string_view text) {

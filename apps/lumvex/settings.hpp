@@ -1,8 +1,7 @@
 // The numbers and choices of items that people set by their published names, and see in a tree where they are not as in
-// a new item.
+// a new item. Which there are, and what they take, is read from the description of the published members.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "lumvex/lumvex.hpp"
+#include "lumvex/members.hpp"
 
 namespace lumvex::app {
 
@@ -19,6 +19,8 @@ extern const Words kBoxModeWords;  // LXBoxMode
 
 // What a setting takes: one of the words, a whole number between two bounds, or any number a 32-bit float can hold.
 struct SettingForm {
+    long id = 0;                 // of the property
+    std::vector<SHORT> indexes;
     std::string name;    // as published, with its indexes: "MagTol", "FilterQHi(2)"
     std::string family;  // "FilterQHi(1..6)"
     Words words;         // empty for a number
@@ -30,23 +32,28 @@ struct SettingForm {
     std::string Expected() const;  // "one of min-delay, min-error"; "a whole number"
 };
 
-template <class Item>
-struct Setting : SettingForm {
-    std::function<double(const Item&)> get;
-    std::function<void(Item&, double)> put;
-};
+using Settings = std::vector<SettingForm>;
 
-// Of Correction, SpkrEQDesign, BoxCfg and BoxCfgSpkr.
+// The settings of an interface: its own properties of numbers and choices that can be put, in its order, each place of an
+// indexed one by itself. Not those that the commands give in another way.
+const InterfaceDescription& DescriptionOf(const GUID& interfaceId);
+Settings SettingsIn(const InterfaceDescription& interface);
+
+// Of a client's class.
 template <class Item>
-const std::vector<Setting<Item>>& SettingsOf();
+const Settings& SettingsOf() {
+    static const Settings settings = SettingsIn(DescriptionOf(kIidOf<typename Item::Interface>));
+    return settings;
+}
+
+double ValueOf(IDispatch& object, const SettingForm& setting);
+void Assign(IDispatch& object, const SettingForm& setting, double value);
 
 // The setting of this name, regardless of case; null: there is none.
+const SettingForm* FindSetting(const Settings& settings, std::string_view name);
 template <class Item>
-const Setting<Item>* FindSetting(std::string_view name) {
-    for (const Setting<Item>& setting : SettingsOf<Item>()) {
-        if (CompareNoCase(FromUtf8(setting.name), FromUtf8(name)) == 0) return &setting;
-    }
-    return nullptr;
+const SettingForm* FindSetting(std::string_view name) {
+    return FindSetting(SettingsOf<Item>(), name);
 }
 
 // "NAME=VALUE" taken apart.
@@ -56,43 +63,31 @@ struct Assignment {
 Assignment AssignmentIn(std::string_view text);
 
 // What is wrong with "NAME=VALUE"; empty: nothing.
+std::string ProblemOf(const Settings& settings, std::string_view text);
 template <class Item>
 std::string ProblemOf(std::string_view text) {
-    const auto [name, value] = AssignmentIn(text);
-    const Setting<Item>* setting = FindSetting<Item>(name);
-    if (!setting) return "there is no setting " + std::string(name);
-    return setting->Read(value) ? "" : std::string(name) + " takes " + setting->Expected();
+    return ProblemOf(SettingsOf<Item>(), text);
 }
 
 // Puts what is without problem.
+void Assign(IDispatch& object, const Settings& settings, const std::vector<std::string>& assignments);
 template <class Item>
 void Assign(Item& item, const std::vector<std::string>& assignments) {
-    for (const std::string& text : assignments) {
-        const auto [name, value] = AssignmentIn(text);
-        const Setting<Item>* setting = FindSetting<Item>(name);
-        setting->put(item, *setting->Read(value));
-    }
+    Assign(*item.Get(), SettingsOf<Item>(), assignments);
 }
 
 // "  MagTol=0.5  OptMethod=min-error": what is not as in the other item, a new one.
+std::string Differences(IDispatch& object, IDispatch& other, const Settings& settings);
 template <class Item>
 std::string Differences(const Item& item, const Item& other) {
-    std::string text;
-    for (const Setting<Item>& setting : SettingsOf<Item>()) {
-        const double value = setting.get(item);
-        if (value != setting.get(other)) text += "  " + setting.name + '=' + setting.Text(value);
-    }
-    return text;
+    return Differences(*item.Get(), *other.Get(), SettingsOf<Item>());
 }
 
 // A paragraph for a help text that names every setting with what it takes.
-std::string SettingsHelp(std::span<const SettingForm* const> settings);
-
+std::string SettingsHelp(const Settings& settings);
 template <class Item>
 std::string SettingsHelp() {
-    std::vector<const SettingForm*> forms;
-    for (const Setting<Item>& setting : SettingsOf<Item>()) forms.push_back(&setting);
-    return SettingsHelp(forms);
+    return SettingsHelp(SettingsOf<Item>());
 }
 
 // New items of a document of its own, to compare others with.

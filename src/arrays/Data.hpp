@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CData final : public Collection<CData, IData> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CData : public NamedCollection<CData, IData> {};
 
 }  // namespace lumvex::inside

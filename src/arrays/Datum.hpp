@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CDatum final : public Item<CDatum, IDatum> {
+class CDatum : public Item<CDatum, IDatum> {
 public:
     Array        Data;               // any number of channels
     Scalar<LONG> SampleRate{48000};  // samples per second, any value

@@ -223,14 +223,16 @@ std::map<std::string, std::string> Made() {
             throw std::runtime_error(name + ": " + error.what());
         }
     };
-#define LX_ROOT_CLASS(name, interface, id) \
+#define LX_FOLDER(path)
+#define LX_BASE(name, interface, header)
+#define LX_ROOT_CLASS(name, interface) \
     classes += ClassRow(ClassOf<name>());  \
     record(#interface, std::type_identity<name>());
 #define LX_COLLECTION_CLASS(name, interface, member, title, id) classes += ClassRow(ClassOf<name>());
 #define LX_ITEM_CLASS(name, interface, id) \
     classes += ClassRow(ClassOf<name>());  \
     record(#interface, std::type_identity<name>());
-#include "model/classes.def"
+#include "interfaces/tables/classes.def"
     made["enumerations"] = EnumerationTables();
     return made;
 }

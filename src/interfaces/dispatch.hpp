@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -13,7 +14,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "interfaces/for_each.hpp"
 #include "lumvex/interfaces.hpp"
 #include "lumvex/values.hpp"
 
@@ -320,6 +320,23 @@ private:
     const DispatchRow*& PlaceOf(std::u16string_view name) const noexcept;  // the name's own, or an empty one
 
     Room room_;
+};
+
+// The places come before the table that is filled into them.
+template <std::size_t kMembers, std::size_t kIds>
+struct DispatchPlaces {
+    std::array<const DispatchRow*, kMembers> rows{};
+    std::array<std::int16_t, kIds> first{};
+    std::array<PlainGet, kIds> plainGets{};
+    std::array<const DispatchRow*, std::bit_ceil(2 * kMembers)> names{};
+};
+
+// A table with room for kMembers of the interface and its bases, and for kIds DISPIDs from 0 on.
+template <std::size_t kMembers, std::size_t kIds>
+class DispatchTableOf : DispatchPlaces<kMembers, kIds>, public DispatchTable {
+public:
+    DispatchTableOf(const DispatchTable* base, std::span<const DispatchRow> own) noexcept
+        : DispatchTable(base, own, Room{this->rows, this->first, this->plainGets, this->names}) {}
 };
 
 }  // namespace lumvex::inside

@@ -133,6 +133,41 @@ const std::vector<Coclass>& Coclasses() {
     return all;
 }
 
+const std::vector<Class>& Classes() {
+    static const std::vector<Class> all = [] {
+        std::vector<Class> classes;
+        std::string_view folder;
+#define LX_FOLDER(path) folder = path;
+#define LX_BASE(name, interface, header)
+#define LX_ROOT_CLASS(name, interface) \
+    classes.push_back({Class::Root, #name, #interface, CoclassOf(#interface)->clsid, folder, "", ""});
+#define LX_COLLECTION_CLASS(name, interface, member, title, id) \
+    classes.push_back({Class::Collection, #name, #interface, id, folder, #member, title});
+#define LX_ITEM_CLASS(name, interface, id) classes.push_back({Class::Item, #name, #interface, id, folder, "", ""});
+#include "interfaces/tables/classes.def"
+        return classes;
+    }();
+    return all;
+}
+
+#undef LX_FOLDER
+#undef LX_BASE
+#undef LX_ROOT_CLASS
+#undef LX_COLLECTION_CLASS
+#undef LX_ITEM_CLASS
+
+const std::vector<BaseClass>& BaseClasses() {
+    static const std::vector<BaseClass> all{
+#define LX_FOLDER(path)
+#define LX_BASE(name, interface, header) {#name, #interface, header},
+#define LX_ROOT_CLASS(name, interface)
+#define LX_COLLECTION_CLASS(name, interface, member, title, id)
+#define LX_ITEM_CLASS(name, interface, id)
+#include "interfaces/tables/classes.def"
+    };
+    return all;
+}
+
 const Interface* FindInterface(std::string_view name) {
     for (const Interface& each : Interfaces())
         if (each.name == name) return &each;
@@ -142,6 +177,18 @@ const Interface* FindInterface(std::string_view name) {
 const Enumeration* FindEnumeration(std::string_view name) {
     for (const Enumeration& each : Enumerations())
         if (each.name == name) return &each;
+    return nullptr;
+}
+
+const Coclass* CoclassOf(std::string_view interface) {
+    for (const Coclass& each : Coclasses())
+        if (each.defaultInterface == interface) return &each;
+    return nullptr;
+}
+
+const Class* ClassOf(std::string_view interface) {
+    for (const Class& each : Classes())
+        if (each.interface == interface) return &each;
     return nullptr;
 }
 

@@ -96,6 +96,18 @@ struct Coclass {
     std::string_view name, defaultInterface, clsid, progId, description;
 };
 
+// A class of the model. The header is the one that declares it.
+struct Class {
+    enum Kind { Root, Collection, Item };
+    Kind kind;
+    std::string_view name, interface, id, folder, member, title;  // of a collection: the class of its members
+};
+
+// The class behind a shared base interface.
+struct BaseClass {
+    std::string_view name, interface, header;
+};
+
 // The type library that describes all of them.
 struct Library {
     std::string_view name, id, help;
@@ -107,10 +119,14 @@ const std::vector<Enumeration>& Enumerations();
 const std::vector<Interface>& Interfaces();  // base before derived
 const std::vector<Coclass>& Coclasses();
 const Events& OutgoingEvents();
+const std::vector<Class>& Classes();
+const std::vector<BaseClass>& BaseClasses();
 
 // Null where no table declares the name.
 const Interface* FindInterface(std::string_view name);
 const Enumeration* FindEnumeration(std::string_view name);
+const Coclass* CoclassOf(std::string_view interface);
+const Class* ClassOf(std::string_view interface);
 
 // The slots that an interface adds to its base, in order.
 std::vector<Slot> SlotsOf(const Interface& interface);

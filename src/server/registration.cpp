@@ -1,5 +1,10 @@
 #include "server/registration.hpp"
 
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lumvex/members.hpp"
 #include "lumvex/values.hpp"
 #include "server/registry_key.hpp"
 
@@ -11,13 +16,16 @@ struct Creatable {
     std::wstring clsid, progId, versionedProgId, description;
 };
 
-#define LX_WIDE_TEXT(text) LX_WIDE_TEXT2(text)
-#define LX_WIDE_TEXT2(text) L##text
-#define LX_COCLASS(name, interface, id, progId, description) \
-    {L"{" LX_WIDE_TEXT(id) L"}", LX_WIDE_TEXT(progId), LX_WIDE_TEXT(progId) L".1", LX_WIDE_TEXT(description)},
-const Creatable kCreatable[] = {
-#include "interfaces/rows/coclasses.def"
-};
+std::wstring Wide(std::string_view text) { return {text.begin(), text.end()}; }
+
+// The classes that have a ProgID.
+std::vector<Creatable> CreatableClasses() {
+    std::vector<Creatable> creatable;
+    for (const ClassDescription& each : kClasses)
+        if (!each.progId.empty())
+            creatable.push_back({L"{" + Wide(each.id) + L"}", Wide(each.progId), Wide(each.progId) + L".1", Wide(each.description)});
+    return creatable;
+}
 
 HRESULT WriteProgId(const RegistryKey& root, const std::wstring& progId, const Creatable& creatable) {
     RegistryKey key(root, progId);
@@ -40,7 +48,7 @@ HRESULT WriteClass(const RegistryKey& root, const Creatable& creatable, const st
 }
 
 HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
-    for (const Creatable& each : kCreatable)
+    for (const Creatable& each : CreatableClasses())
         if (const HRESULT status = WriteClass(root, each, module); FAILED(status)) return status;
     return S_OK;
 }
@@ -48,7 +56,7 @@ HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
 // Goes on after a failure, so that as little as possible is left behind, and answers the first failure.
 HRESULT RemoveClasses(const RegistryKey& root) {
     HRESULT first = S_OK;
-    for (const Creatable& each : kCreatable)
+    for (const Creatable& each : CreatableClasses())
         for (const std::wstring& path : {L"CLSID\\" + each.clsid, each.progId, each.versionedProgId}) {
             const HRESULT status = RegistryKey::Remove(root, path);
             if (SUCCEEDED(first)) first = status;

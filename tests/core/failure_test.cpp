@@ -18,7 +18,7 @@ TEST(Failures, TextsKeepTheirOddities) {
               u"The object is located in a different project file.\x0AUse copy/paste to transfer data between "
               u"projects.");
     EXPECT_EQ(StringOf(4017), u"Internal exception error in file %hs at line %d ");
-    EXPECT_EQ(StringOf(4289), u"Data");
+    EXPECT_EQ(StringOf(4288), u"Datum Class");
     for (int number = 4000; number <= 4020; ++number) EXPECT_FALSE(StringOf(number).empty()) << number;
 }
 

@@ -11,19 +11,6 @@
 namespace lumvex::tests {
 namespace {
 
-struct Row {
-    std::string_view name, interfaceName, member, classId;
-    Kind kind;
-};
-
-constexpr Row kRows[] = {
-#define LX_ROOT_CLASS(name, interface, id) {#name, #interface, "", "{" id "}", Kind::Root},
-#define LX_COLLECTION_CLASS(name, interface, member, title, id) \
-    {#name, #interface, #member, "{" id "}", Kind::Collection},
-#define LX_ITEM_CLASS(name, interface, id) {#name, #interface, "", "{" id "}", Kind::Item},
-#include "model/classes.def"
-};
-
 // What cannot be seen in the tables: a get that does not answer what was put, a value that is not saved.
 constexpr std::string_view kAnswersOthers[] = {"IRoomPosition.SampleRate"};
 constexpr std::string_view kOfTheSession[] = {"ICorrection.DisplayPosition"};
@@ -38,57 +25,20 @@ GUID IdOf(std::string_view text) {
     return *id;
 }
 
-// The counts of indexed properties are looked up where they are enforced.
-class Indices {
-public:
-    Indices() {
-        void* object = nullptr;
-        if (FAILED(LumvexCreateInstance(IdOf("{09A5CDEB-2933-4F88-9196-E13F80993ABB}"), kIidOf<IDispatch>, &object)))
-            throw std::runtime_error("no project");
-        project_ = Ref<IDispatch>::Attach(static_cast<IDispatch*>(object));
-    }
-    LONG CountOf(IDispatch* object, const Property& property, int dimension) const {
-        for (LONG index = 1;; ++index) {
-            VARIANT arguments[2] = {LongArgument(1), LongArgument(1)};
-            arguments[dimension] = LongArgument(index);
-            const Answer answer = CallLate(object, property.id, DISPATCH_PROPERTYGET,
-                                           {arguments, static_cast<std::size_t>(property.dimensions)});
-            if (FAILED(answer.status)) return index - 1;
-        }
-    }
-    // Objects of the classes with indexed properties: each path of DISPIDs leads from the project to one.
-    Ref<IDispatch> Sample(std::string_view interfaceName) const {
-        const Bstr name(u"sample");
-        const auto added = [&](const Ref<IDispatch>& collection) {
-            return Ref<IDispatch>(DoLate(collection.get(), member::kAdd, {TextArgument(name.get())}).Object());
-        };
-        const auto child = [](const Ref<IDispatch>& owner, DISPID id) {
-            return Ref<IDispatch>(GetLate(owner.get(), id).Object());
-        };
-        const Ref<IDispatch> box = added(child(project_, 0x08));
-        if (interfaceName == "IBoxCfg") return box;
-        const Ref<IDispatch> bank = added(child(box, 0x01));
-        if (interfaceName == "IBoxCfgSpkr") return added(child(bank, 0x09));
-        return nullptr;
-    }
-
-private:
-    Ref<IDispatch> project_;
-};
-
 std::vector<ClassTable> Make() {
     std::map<std::string_view, const tables::Interface*> interfaces;
     for (const tables::Interface& each : tables::Interfaces()) interfaces[each.name] = &each;
-    std::vector<ClassTable> all(std::size(kRows));
+    const std::vector<tables::Class>& rows = tables::Classes();
+    std::vector<ClassTable> all(rows.size());
     std::map<std::string_view, ClassTable*> byInterface, byName;
     for (std::size_t at = 0; at < all.size(); ++at) {
-        all[at].name = kRows[at].name;
-        all[at].interfaceName = kRows[at].interfaceName;
-        all[at].kind = kRows[at].kind;
-        all[at].classId = IdOf(kRows[at].classId);
-        all[at].interfaceId = IdOf("{" + std::string(interfaces.at(kRows[at].interfaceName)->iid) + "}");
-        byInterface[kRows[at].interfaceName] = &all[at];
-        byName[kRows[at].name] = &all[at];
+        all[at].name = rows[at].name;
+        all[at].interfaceName = rows[at].interface;
+        all[at].kind = static_cast<Kind>(rows[at].kind);
+        all[at].classId = IdOf("{" + std::string(rows[at].id) + "}");
+        all[at].interfaceId = IdOf("{" + std::string(interfaces.at(rows[at].interface)->iid) + "}");
+        byInterface[rows[at].interface] = &all[at];
+        byName[rows[at].name] = &all[at];
     }
     const auto pointedAt = [&](std::string_view type) -> ClassTable* {
         if (!type.ends_with('*')) return nullptr;
@@ -97,7 +47,7 @@ std::vector<ClassTable> Make() {
     };
     for (std::size_t at = 0; at < all.size(); ++at) {
         ClassTable& table = all[at];
-        if (!kRows[at].member.empty()) table.member = byName.at(kRows[at].member);
+        if (!rows[at].member.empty()) table.member = byName.at(rows[at].member);
         for (const tables::Member& row : interfaces.at(table.interfaceName)->members) {
             if (row.name == "Root") table.root = pointedAt(row.type);
             if (row.name != "Add") continue;
@@ -114,8 +64,7 @@ std::vector<ClassTable> Make() {
     };
     std::vector<Property> indexed;
     for (ClassTable& table : all) {
-        const auto& rows = interfaces.at(table.interfaceName)->members;
-        for (const tables::Member& row : rows) {
+        for (const tables::Member& row : interfaces.at(table.interfaceName)->members) {
             if (row.kind != tables::Kind::Property || row.name == "Item" || row.name == "Root" || row.name == "Parent")
                 continue;
             const bool put = (row.access & tables::Put) != 0;
@@ -137,20 +86,15 @@ std::vector<ClassTable> Make() {
                 table.properties.push_back({id, row.name, row.type, put,
                                             Lists(kOfTheSession, table.interfaceName, row.name),
                                             static_cast<int>(row.parameters.size())});
+                for (std::size_t at = 0; at < row.parameters.size(); ++at)
+                    table.properties.back().counts[at] = static_cast<LONG>(row.parameters[at].range->highest.value());
             } else {
                 table.derived.push_back(&row);
             }
         }
     }
-    const Indices indices;
     for (ClassTable& table : all) {
         for (Property& property : table.properties) {
-            if (property.dimensions != 0) {
-                const Ref<IDispatch> sample = indices.Sample(table.interfaceName);
-                for (int dimension = 0; dimension < property.dimensions; ++dimension)
-                    property.counts[dimension] = sample ? indices.CountOf(sample.get(), property, dimension) : 6;
-                if (property.Places() == 0) throw std::logic_error("no places: " + std::string(property.name));
-            }
             property.firstPlace = table.places;
             table.places += static_cast<std::size_t>(property.Places());
         }

@@ -9,8 +9,9 @@
 #include <sstream>
 
 #include "beside.hpp"
-#include "interfaces/dispatch.hpp"
+#include "core/objects/object.hpp"
 #include "interfaces/tables.hpp"
+#include "published/slots.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -287,11 +288,10 @@ TEST_P(TypeLibrary, HasTheEventsAndTheCreatableClasses) {
 
 // Names of members and of their parameters lead to the same numbers through the library and through the objects' tables.
 TEST_P(TypeLibrary, BindsNamesAsTheObjectsDo) {
-    const auto check = [&](const char* name, const inside::DispatchTable& dispatch) {
-        ITypeInfo* info = types_.find(std::string_view(name))->second.get();
-        for (std::string_view owner = name; owner != "IDispatch";) {
-            const auto declared = std::ranges::find(tables::Interfaces(), owner, &tables::Interface::name);
-            for (const tables::Member& member : declared->members) {
+    const auto check = [&](std::string_view name, IDispatch* object) {
+        ITypeInfo* info = types_.find(name)->second.get();
+        for (const tables::Interface* owner = tables::FindInterface(name); owner; owner = tables::FindInterface(owner->base)) {
+            for (const tables::Member& member : owner->members) {
                 std::vector<std::wstring> texts{std::wstring(member.name.begin(), member.name.end())};
                 for (const tables::Parameter& each : member.parameters)
                     texts.emplace_back(each.name.begin(), each.name.end());
@@ -300,56 +300,32 @@ TEST_P(TypeLibrary, BindsNamesAsTheObjectsDo) {
                 std::vector<DISPID> bound(names.size(), -9), answered(names.size(), -9);
                 const auto count = static_cast<UINT>(names.size());
                 const HRESULT byLibrary = info->GetIDsOfNames(names.data(), count, bound.data());
-                const HRESULT byObject = dispatch.GetIDsOfNames(names.data(), count, answered.data());
+                const HRESULT byObject = object->GetIDsOfNames(IID_NULL, names.data(), count, 0, answered.data());
                 EXPECT_EQ(byLibrary, byObject) << name << "." << member.name;
                 EXPECT_EQ(bound, answered) << name << "." << member.name;
             }
-            owner = declared->base;
         }
     };
-#define LX_INTERFACE(name, base, iid, help) check(#name, inside::DispatchTable::Of<::name>());
-#define LX_GET(id, name, type, parameters, help)
-#define LX_PUT(id, name, type, parameters, help)
-#define LX_METHOD(id, name, type, parameters, help)
-#define LX_ACTION(id, name, parameters, help)
-#define LX_TEST(id, name, parameters, help)
-#define LX_INTERFACE_END(name)
-#include "interfaces/rows/interfaces.def"
+    for (const tables::Class& each : tables::Classes()) {
+        const inside::ClassInfo* info = inside::FindClass(*ParseGuid(FromUtf8("{" + std::string(each.id) + "}")));
+        check(each.interface, info->create()->Dispatch());
+    }
 }
 
 // A pointer to a virtual member holds where in the function table it leads, and 1 more.
-template <class Member>
-std::size_t OffsetOf(Member member) {
-    std::size_t raw = 0;
-    std::memcpy(&raw, &member, sizeof raw);
-    return raw - 1;
-}
+struct CheckOffset {
+    template <class I, class Member, class HasResult>
+    void operator()(I*, Member member, std::string_view interface, std::size_t place, HasResult) const {
+        std::size_t raw = 0;
+        std::memcpy(&raw, &member, sizeof raw);
+        EXPECT_EQ(raw - 1, (SlotCount(tables::FindInterface(interface)->base) + place) * sizeof(void*)) << interface;
+    }
+};
 
 TEST(Slots, OfTheCppInterfacesAreThoseOfTheTables) {
-    const auto check = [](std::string_view name, const std::vector<std::size_t>& offsets) {
-        const auto declared = std::ranges::find(tables::Interfaces(), name, &tables::Interface::name);
-        ASSERT_EQ(offsets.size(), tables::SlotsOf(*declared).size());
-        std::size_t slot = SlotCount(declared->base);
-        for (const std::size_t offset : offsets) EXPECT_EQ(offset, slot++ * sizeof(void*)) << name;
-    };
-#define LX_INTERFACE(name, base, iid, help) \
-    {                                       \
-        using I = ::name;                   \
-        const char* const published = #name; \
-        const std::vector<std::size_t> offsets{
-#define LX_GET(id, name, type, parameters, help) OffsetOf(&I::get_##name),
-#define LX_PUT(id, name, type, parameters, help) OffsetOf(&I::put_##name),
-#define LX_METHOD(id, name, type, parameters, help) OffsetOf(&I::name),
-#define LX_PARAMETER_TYPE(type, name, ...) type
-#define LX_OVERLOAD(id, name, type, parameters, help) \
-    OffsetOf(static_cast<HRESULT (STDMETHODCALLTYPE I::*)(LX_EACH_BEFORE(LX_PARAMETER_TYPE, parameters) type*)>(&I::name)),
-#define LX_ACTION(id, name, parameters, help) OffsetOf(&I::name),
-#define LX_TEST(id, name, parameters, help) OffsetOf(&I::name),
-#define LX_INTERFACE_END(name)    \
-        };                        \
-        check(published, offsets); \
-    }
-#include "interfaces/rows/interfaces.def"
+    CheckOffset check;
+    for (const tables::Interface& each : tables::Interfaces())
+        VisitSlots(each.name, static_cast<IDispatch*>(nullptr), check);
 }
 
 INSTANTIATE_TEST_SUITE_P(Embedded, TypeLibrary, testing::Values(L"Lumvex51.dll"));

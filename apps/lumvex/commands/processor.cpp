@@ -72,7 +72,7 @@ public:
             Check(row, value.has_value(),
                   settings_[index]->name + " takes " + settings_[index]->Expected() + ", not " +
                       Quoted(row.fields[index]));
-            settings_[index]->put(output, *value);
+            Assign(*output.Get(), *settings_[index], *value);
         }
     }
 
@@ -94,7 +94,7 @@ private:
             isNew = place == kAbsent;
             place = index;
         } else {
-            const Setting<BoxCfgSpkr>* setting = FindSetting<BoxCfgSpkr>(name);
+            const SettingForm* setting = FindSetting<BoxCfgSpkr>(name);
             Check(header, setting, "there is no column " + Quoted(name) + "; --help lists all");
             isNew = std::ranges::find(settings_, setting) == settings_.end();
             settings_[index] = setting;
@@ -105,7 +105,7 @@ private:
     fs::path path_;
     std::vector<TableRow> rows_;
     std::size_t places_[kNamedColumns] = {kAbsent, kAbsent, kAbsent, kAbsent, kAbsent};
-    std::vector<const Setting<BoxCfgSpkr>*> settings_;  // by column; null for one that names something
+    std::vector<const SettingForm*> settings_;  // by column; null for one that names something
 };
 
 // One run of the command. Makes or changes the configuration in memory, and saves the document when all of it was

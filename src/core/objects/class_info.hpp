@@ -39,7 +39,7 @@ struct ClassInfo {
     GUID classId;                  // key of the registry, of the object directory and of the version information
     GUID interfaceId;              // of the class's own dual interface
     VersionWord version;           // what this program writes
-    int title = 0;                 // collections: number of their fixed name
+    std::u16string_view title{};   // collections: their fixed name
     const ClassInfo* (*member)() = nullptr;  // collections: the class of their members
     bool hasChildren = false;      // items: do they own collections
     bool isLink = false;

@@ -24,6 +24,9 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
+// Throws PassedOn for the failure status of another call, whose error information stays.
+void Check(HRESULT status);
+
 class CollectionBase;
 class ItemBase;
 class ReferenceBase;
@@ -81,11 +84,22 @@ public:
     std::u16string InterfaceID() const;
     Ref<Object> RootBase() const;
     YesNo IsSame(IUnknown* test) const;
-    virtual YesNo IsSameID(IUnknown* test) const = 0;
 
 protected:
     Object();
     virtual ~Object();
+
+    // Two objects of one class with one ID are the same to this test. The other one, which may be a proxy, says itself
+    // what its ID is: its own interface begins with Base, which has get_ID.
+    template <class Base>
+    YesNo HasSameID(IUnknown* test) const {
+        Ref<Base> other;
+        if (!test || FAILED(test->QueryInterface(Class().interfaceId, reinterpret_cast<void**>(other.Out()))))
+            return YesNo::No;
+        Bstr id;
+        Check(other->get_ID(id.Out()));
+        return id.view() == ID() ? YesNo::Yes : YesNo::No;
+    }
 
 private:
     LiveObject alive_;
@@ -99,8 +113,5 @@ Ref<Object> InsideOf(IUnknown* unknown);
 // The interface that InsideOf asks for. Every object of the model answers it with a pointer to its Object.
 inline constexpr GUID kInsideInterface = {
     0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
-
-// Throws PassedOn for the failure status of another call, whose error information stays.
-void Check(HRESULT status);
 
 }  // namespace lumvex::inside

@@ -1,4 +1,4 @@
-// How values cross between published methods and the plain members behind them: arguments in, answers out.
+// The frame of every published method, and how the answer of the plain member behind it reaches the caller.
 #pragma once
 
 #include <optional>
@@ -12,29 +12,7 @@
 
 namespace lumvex::inside {
 
-// ---- in ----
-
-inline std::u16string_view Inside(BSTR text) noexcept { return TextOf(text); }
-inline const VARIANT& Inside(const VARIANT& value) noexcept { return value; }
-template <class I>
-    requires std::is_base_of_v<IUnknown, I>
-I* Inside(I* pointer) noexcept { return pointer; }
-template <class T>
-    requires std::is_arithmetic_v<T> || std::is_enum_v<T>
-T Inside(T value) noexcept { return value; }
-
-// A text or object that a method needs.
-template <class T>
-constexpr bool IsMissing(const T& argument) noexcept {
-    if constexpr (std::is_pointer_v<T>) return argument == nullptr;
-    return false;
-}
-
-// The same for the parameters of an interface's row: those that may be left out are never missing.
-#define LX_INSIDE(type, name, ...) Inside(name)
-#define LX_MISSING(type, name, ...) || (std::string_view(#__VA_ARGS__).empty() && IsMissing(name))
-
-// ---- out: what the caller's variable holds before the work starts, and what the answer makes of it ----
+// ---- what the caller's variable holds before the work starts, and what the answer makes of it ----
 
 inline void Clear(VARIANT* out) noexcept { VariantInit(out); }
 template <class T>
@@ -52,8 +30,13 @@ inline HRESULT Assign(VARIANT* out, Variant&& value) {
     return S_OK;
 }
 
+// Object and PlainObject.
+template <class T>
+concept HasIdentity = requires(T& object) { object.Dispatch(); };
+
 // What a search found, or nothing.
-inline HRESULT Assign(VARIANT* out, const Ref<Object>& found) {
+template <HasIdentity T>
+HRESULT Assign(VARIANT* out, const Ref<T>& found) {
     if (!found) return S_FALSE;
     Variant::FromDispatch(found->Dispatch()).Detach(out);
     return S_OK;
@@ -71,19 +54,10 @@ HRESULT Assign(T* out, Value value) {
     return S_OK;
 }
 
-template <class I>
-HRESULT Assign(I** out, const Ref<Object>& object) {
+template <class I, HasIdentity T>
+HRESULT Assign(I** out, const Ref<T>& object) {
     if (!object) return S_OK;
     return object->Dispatch()->QueryInterface(kIidOf<I>, reinterpret_cast<void**>(out));
-}
-
-// Objects that stand outside the tree come by their own class.
-template <class T>
-    requires std::is_base_of_v<IDispatch, T>
-HRESULT Assign(VARIANT* out, const Ref<T>& found) {
-    if (!found) return S_FALSE;
-    Variant::FromDispatch(found.get()).Detach(out);
-    return S_OK;
 }
 
 template <class I, class T>

@@ -1,36 +1,33 @@
-// The outermost layer of a class whose objects are not part of the tree: counted, guarded and late bound like all others,
-// but without ID, parent or record. Such an object outlives its document for as long as a client holds it.
+// The base of classes whose objects have no place in a tree: counted, guarded and late bound like all others, but without
+// ID, parent or record. Such an object outlives its document for as long as a client holds it.
 #pragma once
 
+#include <string_view>
+
 #include "automation/counted.hpp"
-#include "core/published/published_object.hpp"
+#include "core/objects/object.hpp"
 
 namespace lumvex::inside {
 
-template <class Implementation, class Interface>
-class PlainObject : public PublishedObject<Implementation, Interface> {
+class PlainObject {
 public:
     PlainObject(const PlainObject&) = delete;
     PlainObject& operator=(const PlainObject&) = delete;
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (!object) return E_POINTER;
-        void* const found = this->FindOwnInterface(iid);
-        if (!found) return PlatformInterface(*this, kIidOf<Interface>, nullptr, iid, object);
-        return AnswerInterface(*this, found, object);
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return references_.Add(); }
-    ULONG STDMETHODCALLTYPE Release() override {
+    ULONG AddRef() noexcept { return references_.Add(); }
+    ULONG Release() noexcept {
         const ULONG left = references_.Remove();
-        if (left == 0) delete static_cast<Implementation*>(this);
+        if (left == 0) delete this;
         return left;
     }
+
+    virtual IDispatch* Dispatch() noexcept = 0;  // the object's identity outside; no reference added
 
     static constexpr std::u16string_view kErrorSource{};
 
 protected:
     PlainObject() = default;
-    ~PlainObject() = default;
+    virtual ~PlainObject() = default;
 
 private:
     LiveObject alive_;

@@ -5,11 +5,10 @@
 #include "core/published/enumerator.hpp"
 #include "core/tree/item.hpp"
 #include "core/objects/operation.hpp"
-#include "core/base/strings.hpp"
 
 namespace lumvex::inside {
 
-std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Class().title)); }
+std::u16string CollectionBase::Name() const { return std::u16string(Class().title); }
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
     ResolveRoot();

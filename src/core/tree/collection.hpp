@@ -3,7 +3,7 @@
 // interface> and adds its Add.
 #pragma once
 
-#include "core/published/automation_object.hpp"
+#include "core/objects/object.hpp"
 #include "core/tree/members.hpp"
 #include "core/tree/tree_object.hpp"
 
@@ -20,6 +20,7 @@ public:
 
     // The plain members behind _Collection.
     std::u16string Name() const override;  // fixed by the class
+    YesNo IsSameID(IUnknown* test) const { return HasSameID<_Collection>(test); }
     Ref<IUnknown> _NewEnum();     // over a snapshot of the list
     LONG Count() const { return static_cast<LONG>(members.Count()); }
     void Remove(LONG position);
@@ -70,18 +71,17 @@ private:
     void Detach(ItemBase& member, std::size_t likely);
 };
 
-template <class Class, class Interface>
-class Collection : public AutomationObject<Class, Interface, CollectionBase> {
+template <class Derived, class Interface>
+class Collection : public CollectionBase {
 public:
-    // The published methods of these names hand over to the plain ones.
-    using AutomationObject<Class, Interface, CollectionBase>::IsSameID;
-    using Object::IsSame;
-    using CollectionBase::Remove;
-    using CollectionBase::FindName;
-    using CollectionBase::FindNameExact;
-    using CollectionBase::NameExists;
-    using CollectionBase::FindID;
-    using CollectionBase::RemoveAll;
+    const ClassInfo& Class() const noexcept override { return ClassOf<Derived>(); }
+};
+
+// A collection to which members are added by name, and nothing else.
+template <class Derived, class Interface>
+class NamedCollection : public Collection<Derived, Interface> {
+public:
+    Ref<Object> Add(std::u16string_view name) { return this->AddNamed(name); }
 };
 
 // The object of an ID if it is below `top` in the tree, else null.

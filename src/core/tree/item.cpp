@@ -2,7 +2,6 @@
 
 #include "core/tree/collection.hpp"
 #include "core/tree/copy.hpp"
-#include "core/base/strings.hpp"
 
 namespace lumvex::inside {
 
@@ -59,8 +58,7 @@ void ItemBase::Name(std::u16string_view name) {
 std::u16string ItemBase::FQName() const {
     std::u16string path = Name();
     for (Ref<Object> owner = ResolveParent(); owner;) {
-        const int title = owner->Class().title;  // collections are named by their class
-        path.insert(0, (title != 0 ? std::u16string(StringOf(title)) : owner->Name()) + kPathSeparator);
+        path.insert(0, owner->Name() + kPathSeparator);
         if (owner->Class().kind == ClassKind::Root) break;
         owner = owner->ResolveParent();
     }

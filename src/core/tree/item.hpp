@@ -2,9 +2,9 @@
 // from Item<its own name, its interface> and adds its fields, its record and what is particular to it.
 #pragma once
 
-#include "core/published/automation_object.hpp"
 #include "core/tree/fields.hpp"
 #include "core/tree/tree_object.hpp"
+#include "interfaces/dispatch.hpp"
 
 namespace lumvex::inside {
 
@@ -33,6 +33,7 @@ public:
     std::u16string FQName() const;
     DATE Timestamp() const { return timestamp; }
     void Timestamp(DATE date);
+    YesNo IsSameID(IUnknown* test) const { return HasSameID<_Collectable>(test); }
     Ref<Object> ParentBase() const { return ResolveParent(); }
     LONG IsLink() const { return Class().isLink ? 1 : 0; }
     virtual Ref<Object> LinkDispatch() const { return nullptr; }  // of link classes: the target
@@ -53,18 +54,10 @@ public:
     static constexpr std::u16string_view kErrorSource{};
 };
 
-template <class Class, class Interface>
-class Item : public AutomationObject<Class, Interface, ItemBase> {
+template <class Derived, class Interface>
+class Item : public ItemBase {
 public:
-    // The published methods of these names hand over to the plain ones.
-    using AutomationObject<Class, Interface, ItemBase>::IsSameID;
-    using Object::IsSame;
-    using ItemBase::FindID;
-    using ItemBase::CanCopy;
-    using ItemBase::CopyNoChildren;
-    using ItemBase::CopyWithParents;
-    using ItemBase::Copy;
-    using ItemBase::CopyContents;
+    const ClassInfo& Class() const noexcept override { return ClassOf<Derived>(); }
 
     LONG DataSupport() const override {
         const DispatchTable& members = DispatchTable::Of<Interface>();
@@ -72,20 +65,20 @@ public:
     }
 
     void ForEachChild(const Object::ChildVisitor& visit) override {
-        VisitChildFields(static_cast<Class&>(*this), visit);
+        VisitChildFields(static_cast<Derived&>(*this), visit);
     }
     void ForEachReference(const Object::ReferenceVisitor& visit) override {
-        VisitReferenceFields(static_cast<Class&>(*this), visit);
+        VisitReferenceFields(static_cast<Derived&>(*this), visit);
     }
     Ref<Object> LinkDispatch() const override {
         Ref<Object> target;
-        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, const auto&) {
+        ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, const auto&) {
             using Field = std::remove_cvref_t<decltype(field)>;
             if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this, Field::TargetInfo());
         });
         return target;
     }
-    void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
+    void Materialise() override { MaterialiseFields(static_cast<Derived&>(*this)); }
 };
 
 }  // namespace lumvex::inside

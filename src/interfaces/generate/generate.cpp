@@ -39,22 +39,46 @@ private:
     std::filesystem::path path_;
 };
 
-// A type that names no known interface would only show when a client is compiled; it is refused here.
-void CheckTypes() {
+[[noreturn]] void Refuse(std::string_view owner, std::string_view name, const std::string& why) {
+    throw std::invalid_argument(std::string(owner) + "." + std::string(name) + " " + why);
+}
+
+// A mistake in the tables would show late, when a client is compiled or a user reads a help text; it is refused here.
+void Check() {
     for (const Interface& each : Interfaces()) {
         for (const Member& member : each.members) {
+            if (member.meaning.empty()) Refuse(each.name, member.name, "has no meaning");
             if (!IsPointer(member.type) || Pointee(member.type) == "IUnknown" || Pointee(member.type) == "IDispatch") continue;
             if (FindInterface(Pointee(member.type))) continue;
-            throw std::invalid_argument(std::string(each.name) + "." + std::string(member.name) + " names " +
-                                        std::string(member.type) + ", which no table declares");
+            Refuse(each.name, member.name, "names " + std::string(member.type) + ", which no table declares");
         }
     }
+    for (const Enumeration& each : Enumerations())
+        for (const Constant& one : each.constants)
+            for (const Constant& other : each.constants)
+                if (&one != &other && !one.word.empty() && one.word == other.word)
+                    Refuse(each.name, one.name, "has the word of " + std::string(other.name));
+    for (const Class& each : Classes())
+        if (!FindInterface(each.interface)) Refuse(each.name, each.interface, "is an interface that no table declares");
 }
 
 void PrintAll(const Directory& directory) {
-    CheckTypes();
+    Check();
     directory.Put("include/lumvex/interfaces.hpp", PrintInterfaces);
     directory.Put("include/lumvex/lumvex.hpp", PrintProjection);
+    directory.Put("include/lumvex/members.hpp", PrintMembers);
+    for (const Interface& each : Interfaces()) {
+        const std::string name(each.name);
+        directory.Put("made/published/" + name + ".hpp", [&](std::ostream& out) { PrintBodies(out, each); });
+        directory.Put("made/published/" + name + "_dispatch.cpp", [&](std::ostream& out) { PrintDispatch(out, each); });
+    }
+    for (const BaseClass& each : BaseClasses())
+        directory.Put("made/published/" + std::string(each.interface) + ".cpp",
+                      [&](std::ostream& out) { PrintSharedCalls(out, each); });
+    for (const Class& each : Classes())
+        directory.Put("made/published/" + std::string(each.name) + ".cpp", [&](std::ostream& out) { PrintClass(out, each); });
+    directory.Put("made/published/classes.hpp", PrintClassList);
+    directory.Put("made/published/slots.hpp", PrintSlots);
     directory.Put("reference.md", PrintManual);
     directory.Put("Lumvex51.idl", PrintDefinition);
 }

@@ -16,14 +16,24 @@ void PrintProjection(std::ostream& out);   // lumvex.hpp: the classes of the C++
 void PrintManual(std::ostream& out);       // the reference manual
 void PrintDefinition(std::ostream& out);   // the text that becomes the type library
 
+void PrintMembers(std::ostream& out);      // members.hpp: the description that programs read at run time
+void PrintBodies(std::ostream& out, const Interface& interface);
+void PrintSharedCalls(std::ostream& out, const BaseClass& plain);
+void PrintDispatch(std::ostream& out, const Interface& interface);
+void PrintClass(std::ostream& out, const Class& row);
+void PrintClassList(std::ostream& out);
+void PrintSlots(std::ostream& out);  // slots.hpp: every slot by its C++ member, for tests
+
 // ---- names and types ----
 
 bool IsPointer(std::string_view type);
 std::string_view Pointee(std::string_view type);
-const Coclass* CoclassOf(std::string_view interfaceName);  // null for an interface that no creatable class has
 std::string SlotName(const Slot& slot);                    // "get_Name", "put_Name", "Copy"
 bool HasResult(const Slot& slot);
 bool Overloads(const Interface& owner, const Member& member);  // has a base a method of this name?
+bool IsOverloaded(const Interface& owner, const Member& member);  // has an interface on this one a method of this name?
+// "&IDatum::get_Data"; of a name that a base has too with the type of the member that is meant.
+std::string MemberPointer(const Interface& interface, const Slot& slot);
 
 // ---- texts ----
 
@@ -35,5 +45,8 @@ std::string WithDefaults(const std::vector<Parameter>& parameters);  // "BSTR ID
 // What a slot takes: its parameters, then "LONG* pVal" or "LONG newVal".
 Texts SlotParameters(const Slot& slot);
 std::string GuidInitialiser(std::string_view text);
+// What a member means, with its unit and its range: "Delay of the position (ms)."
+std::string MeaningWithUnit(const Member& member);
+void PrintComment(std::ostream& out, std::string_view indent, std::string_view text);  // in lines of 120 columns
 
 }  // namespace lumvex::tables

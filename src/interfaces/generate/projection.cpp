@@ -69,7 +69,7 @@ Projected Project(const Slot& slot) {
 void PrintDeclaration(std::ostream& out, const Slot& slot) {
     const Projected made = Project(slot);
     out << "    " << made.result << " " << made.name << "(" << Join(made.declared) << ")" << (made.returns ? " const" : "")
-        << ";  // " << slot.help << "\n";
+        << ";\n";
 }
 
 void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot) {
@@ -96,14 +96,17 @@ void PrintProjection(std::ostream& out) {
     for (const Interface& each : Interfaces()) out << "class " << ClientName(each.name) << ";\n";
     for (const Interface& each : Interfaces()) {
         const std::string name(ClientName(each.name));
-        out << "\n// " << each.help << "\nclass " << name << " : public " << ClientName(each.base) << " {\npublic:\n"
+        out << "\n// " << each.meaning << "\nclass " << name << " : public " << ClientName(each.base) << " {\npublic:\n"
             << "    using Interface = ::" << each.name << ";\n"
             << "    " << name << "() = default;\n"
             << "    explicit " << name << "(Ref<::" << each.name << "> pointer) : " << ClientName(each.base)
             << "(std::move(pointer)) {}\n"
             << "    ::" << each.name << "* Get() const { return static_cast<::" << each.name << "*>(Pointer()); }\n";
         if (CoclassOf(each.name)) out << "    static " << name << " Create();  // a new, empty document\n";
+        const Member* last = nullptr;  // what is got and put is explained once
         for (const Slot& slot : SlotsOf(each)) {
+            if (const Member* member = &slot.member; member != last) PrintComment(out, "    ", MeaningWithUnit(*member));
+            last = &slot.member;
             PrintDeclaration(out, slot);
             if (slot.member.name == "Item")
                 out << "    auto begin() const { return ItemIterator<" << name << ">(*this, 1); }\n"

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CBoxCfg final : public Item<CBoxCfg, IBoxCfg> {
+class CBoxCfg : public Item<CBoxCfg, IBoxCfg> {
     static constexpr std::size_t kBanks = 16, kChannels = 6;
     template <class T>
     using PerChannel = Indexed<Compared<T>, kBanks, kChannels>;

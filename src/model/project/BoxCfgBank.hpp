@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CBoxCfgBank final : public Item<CBoxCfgBank, IBoxCfgBank> {
+class CBoxCfgBank : public Item<CBoxCfgBank, IBoxCfgBank> {
 public:
     Child<CBoxCfgSpkrs> Spkrs;
     Array Data, Data2;       // of any number of columns

@@ -5,7 +5,7 @@
 
 namespace lumvex::inside {
 
-class CBoxCfgBanks final : public Collection<CBoxCfgBanks, IBoxCfgBanks> {
+class CBoxCfgBanks : public Collection<CBoxCfgBanks, IBoxCfgBanks> {
 public:
     // A new profile comes with its four output positions.
     Ref<Object> Add(std::u16string_view name) {

@@ -9,7 +9,7 @@ namespace lumvex::inside {
 class CSpeakerEQ;
 class CCorrection;
 
-class CBoxCfgSpkr final : public Item<CBoxCfgSpkr, IBoxCfgSpkr> {
+class CBoxCfgSpkr : public Item<CBoxCfgSpkr, IBoxCfgSpkr> {
     template <class Kind>
     using PerStage = Indexed<Kind, 6>;
 

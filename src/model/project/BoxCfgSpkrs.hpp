@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CBoxCfgSpkrs final : public Collection<CBoxCfgSpkrs, IBoxCfgSpkrs> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CBoxCfgSpkrs : public NamedCollection<CBoxCfgSpkrs, IBoxCfgSpkrs> {};
 
 }  // namespace lumvex::inside

@@ -5,7 +5,7 @@
 
 namespace lumvex::inside {
 
-class CBoxCfgs final : public Collection<CBoxCfgs, IBoxCfgs> {
+class CBoxCfgs : public Collection<CBoxCfgs, IBoxCfgs> {
 public:
     // A new configuration comes with four profiles.
     Ref<Object> Add(std::u16string_view name) {

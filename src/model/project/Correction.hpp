@@ -10,7 +10,7 @@ namespace lumvex::inside {
 
 class CMeasurement;
 
-class CCorrection final : public Item<CCorrection, ICorrection> {
+class CCorrection : public Item<CCorrection, ICorrection> {
 public:
     ItemReference<CMeasurement> Measurement;  // what it was designed from
     WholeAsFloat SampleRate{48000};

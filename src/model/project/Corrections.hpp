@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CCorrections final : public Collection<CCorrections, ICorrections> {
+class CCorrections : public Collection<CCorrections, ICorrections> {
 public:
     Ref<Object> Add(std::u16string_view name, IMeasurement* measurement);  // which may be null
 };

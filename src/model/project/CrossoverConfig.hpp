@@ -28,7 +28,7 @@ inline void LoadField(RecordReader& reader, OwnConfig& field) {
     field.Point(stored.Id());
 }
 
-class CCrossoverConfig final : public Item<CCrossoverConfig, ICrossoverConfig> {
+class CCrossoverConfig : public Item<CCrossoverConfig, ICrossoverConfig> {
 public:
     Child<CSpkrEQDesigns> SpkrEQDesigns;
     OwnConfig Config;

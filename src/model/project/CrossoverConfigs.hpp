@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CCrossoverConfigs final : public Collection<CCrossoverConfigs, ICrossoverConfigs> {
+class CCrossoverConfigs : public Collection<CCrossoverConfigs, ICrossoverConfigs> {
 public:
     bool RefusesDuplicateNames() const override { return true; }
     Ref<Object> FindCounterpart(ItemBase& other) override;  // the entry of the same configuration

@@ -7,7 +7,7 @@ namespace lumvex::inside {
 
 class CMeasurement;
 
-class CExpMeasureLink final : public Item<CExpMeasureLink, IExpMeasureLink> {
+class CExpMeasureLink : public Item<CExpMeasureLink, IExpMeasureLink> {
 public:
     LinkTarget<CMeasurement> Measurement;
 };

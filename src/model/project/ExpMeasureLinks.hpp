@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CExpMeasureLinks final : public Collection<CExpMeasureLinks, IExpMeasureLinks> {
+class CExpMeasureLinks : public Collection<CExpMeasureLinks, IExpMeasureLinks> {
 public:
     Ref<Object> Add(IMeasurement* target) { return AddLink(LinkTarget<CMeasurement>::Checked(target, *this)); }
 };

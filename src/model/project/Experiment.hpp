@@ -9,7 +9,7 @@ namespace lumvex::inside {
 
 class CModelConfig;
 
-class CExperiment final : public Item<CExperiment, IExperiment> {
+class CExperiment : public Item<CExperiment, IExperiment> {
 public:
     Text MicSerialNo, QDUSerialNo;
     Scalar<float> MicDistance, MicHeight;  // metres

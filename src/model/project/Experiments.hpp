@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CExperiments final : public Collection<CExperiments, IExperiments> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CExperiments : public NamedCollection<CExperiments, IExperiments> {};
 
 }  // namespace lumvex::inside

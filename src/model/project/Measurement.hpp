@@ -9,7 +9,7 @@ namespace lumvex::inside {
 
 class CExperiment;
 
-class CMeasurement final : public Item<CMeasurement, IMeasurement> {
+class CMeasurement : public Item<CMeasurement, IMeasurement> {
 public:
     ItemReference<CExperiment> Experiment;  // the set-up it was taken with
     Array Data{ChannelsOfConfig};

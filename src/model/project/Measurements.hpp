@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CMeasurements final : public Collection<CMeasurements, IMeasurements> {
+class CMeasurements : public Collection<CMeasurements, IMeasurements> {
 public:
     Ref<Object> Add(std::u16string_view name, IExperiment* experiment);  // which may be null
 };

@@ -6,12 +6,6 @@ namespace {
 constexpr VersionWord kSettingsVersion{1, 1};
 }
 
-Ref<Object> CProject::Create() {
-    const Ref<CProject> project(new CProject);
-    project->Construct(u"PROJECT");
-    return Ref<Object>(project.get());
-}
-
 CProject* ProjectOf(const Object& object) {
     Document* document = object.OwnEntry().document;
     return document ? dynamic_cast<CProject*>(&document->RootObject()) : nullptr;

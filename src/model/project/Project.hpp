@@ -12,10 +12,8 @@
 
 namespace lumvex::inside {
 
-class CProject final : public Root<CProject, IProject>, public OwnsConfigs {
+class CProject : public Root<CProject, IProject>, public OwnsConfigs {
 public:
-    static Ref<Object> Create();
-
     Child<CSpeakerEQs> SpeakerEQs;
     Child<CExperiments> Experiments;
     Child<CCrossoverConfigs> CrossoverConfigs;
@@ -26,6 +24,7 @@ public:
     Array WorkspaceData{LX_UI1};             // the client's own bytes
     Scalar<LXUnits> Units{LX_UNITS_METRIC};  // in a stream of its own
 
+    static constexpr std::u16string_view kName = u"PROJECT";
     static constexpr std::u16string_view kErrorSource = u"Lumvex-Dev.Project.1";
 
 private:

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CRoomCorrection final : public Item<CRoomCorrection, IRoomCorrection> {
+class CRoomCorrection : public Item<CRoomCorrection, IRoomCorrection> {
 public:
     Array Data;  // any number of channels
 };

@@ -5,7 +5,7 @@
 
 namespace lumvex::inside {
 
-class CRoomCorrectionGroup final : public Item<CRoomCorrectionGroup, IRoomCorrectionGroup> {
+class CRoomCorrectionGroup : public Item<CRoomCorrectionGroup, IRoomCorrectionGroup> {
 public:
     Child<CRoomCorrections> Corrections;
 };

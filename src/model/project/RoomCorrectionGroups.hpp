@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CRoomCorrectionGroups final : public Collection<CRoomCorrectionGroups, IRoomCorrectionGroups> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CRoomCorrectionGroups : public NamedCollection<CRoomCorrectionGroups, IRoomCorrectionGroups> {};
 
 }  // namespace lumvex::inside

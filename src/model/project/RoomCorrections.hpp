@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CRoomCorrections final : public Collection<CRoomCorrections, IRoomCorrections> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CRoomCorrections : public NamedCollection<CRoomCorrections, IRoomCorrections> {};
 
 }  // namespace lumvex::inside

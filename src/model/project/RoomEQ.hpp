@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CRoomEQ final : public Item<CRoomEQ, IRoomEQ> {
+class CRoomEQ : public Item<CRoomEQ, IRoomEQ> {
 public:
     Child<CRoomCorrectionGroups> CorrectionGroups;
     Child<CRoomPositions> Positions;

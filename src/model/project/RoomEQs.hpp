@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CRoomEQs final : public Collection<CRoomEQs, IRoomEQs> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CRoomEQs : public NamedCollection<CRoomEQs, IRoomEQs> {};
 
 }  // namespace lumvex::inside

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CRoomMeasurement final : public Item<CRoomMeasurement, IRoomMeasurement> {
+class CRoomMeasurement : public Item<CRoomMeasurement, IRoomMeasurement> {
 public:
     Array Data;                      // the response; any number of channels
     Array ConfigData;                // the client's own array, of any shape

@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CRoomMeasurements final : public Collection<CRoomMeasurements, IRoomMeasurements> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CRoomMeasurements : public NamedCollection<CRoomMeasurements, IRoomMeasurements> {};
 
 }  // namespace lumvex::inside

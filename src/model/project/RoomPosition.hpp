@@ -5,7 +5,7 @@
 
 namespace lumvex::inside {
 
-class CRoomPosition final : public Item<CRoomPosition, IRoomPosition> {
+class CRoomPosition : public Item<CRoomPosition, IRoomPosition> {
 public:
     Child<CRoomMeasurements> Measurements;
     Scalar<float> Scale{1.0f};

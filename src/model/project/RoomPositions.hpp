@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CRoomPositions final : public Collection<CRoomPositions, IRoomPositions> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CRoomPositions : public NamedCollection<CRoomPositions, IRoomPositions> {};
 
 }  // namespace lumvex::inside

@@ -8,7 +8,7 @@ namespace lumvex::inside {
 
 class CModel;
 
-class CSpeakerEQ final : public Item<CSpeakerEQ, ISpeakerEQ> {
+class CSpeakerEQ : public Item<CSpeakerEQ, ISpeakerEQ> {
 public:
     using ModelReference = LibraryReference<CModel, 2>;
 

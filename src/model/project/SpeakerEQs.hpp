@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpeakerEQs final : public Collection<CSpeakerEQs, ISpeakerEQs> {
+class CSpeakerEQs : public Collection<CSpeakerEQs, ISpeakerEQs> {
 public:
     using CollectionBase::FindName;
     // The first speaker of this name and model; of this name where the model is null.

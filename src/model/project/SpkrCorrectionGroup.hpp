@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpkrCorrectionGroup final : public Item<CSpkrCorrectionGroup, ISpkrCorrectionGroup> {
+class CSpkrCorrectionGroup : public Item<CSpkrCorrectionGroup, ISpkrCorrectionGroup> {
 public:
     Child<CSpkrCorrectionLinks> SpkrCorrectionLinks;
 };

@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CSpkrCorrectionGroups final : public Collection<CSpkrCorrectionGroups, ISpkrCorrectionGroups> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CSpkrCorrectionGroups : public NamedCollection<CSpkrCorrectionGroups, ISpkrCorrectionGroups> {};
 
 }  // namespace lumvex::inside

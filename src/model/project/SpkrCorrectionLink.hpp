@@ -7,7 +7,7 @@ namespace lumvex::inside {
 
 class CCorrection;
 
-class CSpkrCorrectionLink final : public Item<CSpkrCorrectionLink, ISpkrCorrectionLink> {
+class CSpkrCorrectionLink : public Item<CSpkrCorrectionLink, ISpkrCorrectionLink> {
 public:
     LinkTarget<CCorrection> Correction;
 };

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpkrCorrectionLinks final : public Collection<CSpkrCorrectionLinks, ISpkrCorrectionLinks> {
+class CSpkrCorrectionLinks : public Collection<CSpkrCorrectionLinks, ISpkrCorrectionLinks> {
 public:
     Ref<Object> Add(ICorrection* target) { return AddLink(LinkTarget<CCorrection>::Checked(target, *this)); }
 };

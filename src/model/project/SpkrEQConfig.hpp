@@ -11,7 +11,7 @@ namespace lumvex::inside {
 
 class CModelConfig;
 
-class CSpkrEQConfig final : public Item<CSpkrEQConfig, ISpkrEQConfig> {
+class CSpkrEQConfig : public Item<CSpkrEQConfig, ISpkrEQConfig> {
 public:
     using ModelConfigReference = LibraryReference<CModelConfig, 3>;
 

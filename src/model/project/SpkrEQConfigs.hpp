@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpkrEQConfigs final : public Collection<CSpkrEQConfigs, ISpkrEQConfigs> {
+class CSpkrEQConfigs : public Collection<CSpkrEQConfigs, ISpkrEQConfigs> {
 public:
     Ref<Object> Add(IModelConfig* modelConfig);  // named after it
 

@@ -19,7 +19,7 @@ public:
 void SaveField(RecordWriter& writer, const CorrectionGroups& field);
 void LoadField(RecordReader& reader, CorrectionGroups& field);
 
-class CSpkrEQDesign final : public Item<CSpkrEQDesign, ISpkrEQDesign> {
+class CSpkrEQDesign : public Item<CSpkrEQDesign, ISpkrEQDesign> {
 public:
     Child<CSpkrMeasureLinks> SpkrMeasureLinks;
     CorrectionGroups SpkrCorrectionGroups;

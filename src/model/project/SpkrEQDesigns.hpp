@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpkrEQDesigns final : public Collection<CSpkrEQDesigns, ISpkrEQDesigns> {
+class CSpkrEQDesigns : public Collection<CSpkrEQDesigns, ISpkrEQDesigns> {
 public:
     Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
     bool RefusesDuplicateNames() const override { return true; }

@@ -7,7 +7,7 @@ namespace lumvex::inside {
 
 class CMeasurement;
 
-class CSpkrMeasureLink final : public Item<CSpkrMeasureLink, ISpkrMeasureLink> {
+class CSpkrMeasureLink : public Item<CSpkrMeasureLink, ISpkrMeasureLink> {
 public:
     LinkTarget<CMeasurement> Measurement;
     Scalar<float> Scale{1.0f};

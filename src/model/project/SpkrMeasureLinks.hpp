@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CSpkrMeasureLinks final : public Collection<CSpkrMeasureLinks, ISpkrMeasureLinks> {
+class CSpkrMeasureLinks : public Collection<CSpkrMeasureLinks, ISpkrMeasureLinks> {
 public:
     Ref<Object> Add(IMeasurement* target) { return AddLink(LinkTarget<CMeasurement>::Checked(target, *this)); }
 };

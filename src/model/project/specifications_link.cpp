@@ -20,7 +20,7 @@ std::u16string Within(const std::filesystem::path& folder, std::u16string_view p
 // Null where the library cannot be opened, for whatever reason.
 Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string_view path) {
     try {
-        const Ref<Object> root = CSpecifications::Create();
+        const Ref<Object> root = ClassOf<CSpecifications>().create();
         auto& library = static_cast<CSpecifications&>(*root);
         library.AccessMode(LX_SHARE_READ);
         library.OpenFile(Within(folder, path));

@@ -5,17 +5,17 @@
 
 namespace lumvex::inside {
 
-class CConfig final : public PlainObject<CConfig, IConfig> {
+class CConfig : public PlainObject {
 public:
-    CConfig(LXConfig id, LONG outputCount) : id_(id), outputCount_(outputCount) {}
+    static Ref<CConfig> Make(LXConfig id, LONG outputCount);
 
     LONG OutputCount() const { return outputCount_; }
     LXConfig ConfigID() const { return id_; }
     std::u16string_view Name() const;
 
 private:
-    LXConfig id_;
-    LONG outputCount_;
+    LXConfig id_{};
+    LONG outputCount_ = 0;
 };
 
 }  // namespace lumvex::inside

@@ -4,6 +4,7 @@
 
 #include "core/objects/document.hpp"
 #include "core/published/snapshot_enumerator.hpp"
+#include "published/IConfigs.hpp"
 
 namespace lumvex::inside {
 
@@ -19,7 +20,7 @@ constexpr Row kTable[] = {{LX_SINGLEAMP, 1}, {LX_BIAMP, 2}, {LX_TRIAMP, 3}, {LX_
 
 struct Listed : std::vector<Ref<CConfig>> {
     bool Put(std::size_t at, VARIANT* value) const {
-        Variant::FromDispatch((*this)[at].get()).Detach(value);
+        Variant::FromDispatch((*this)[at]->Dispatch()).Detach(value);
         return true;
     }
 };
@@ -28,8 +29,10 @@ struct Listed : std::vector<Ref<CConfig>> {
 
 CConfigs::CConfigs() {
     list_.reserve(std::size(kTable));  // no push_back fails after a configuration was made
-    for (const Row& row : kTable) list_.emplace_back(new CConfig(row.id, row.outputs));
+    for (const Row& row : kTable) list_.push_back(CConfig::Make(row.id, row.outputs));
 }
+
+Ref<CConfigs> CConfigs::Make() { return Ref<CConfigs>(new Published<CConfigs, IConfigs>); }
 
 Ref<CConfig> CConfigs::Item(LONG position) const {
     if (position > Count()) throw Failure(E_FAIL);

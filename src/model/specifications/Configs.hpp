@@ -7,11 +7,10 @@
 
 namespace lumvex::inside {
 
-class CConfigs final : public PlainObject<CConfigs, IConfigs> {
+class CConfigs : public PlainObject {
 public:
-    CConfigs();
+    static Ref<CConfigs> Make();
 
-    using PlainObject::FindName;  // of the interface; the one below would hide it
     // Positions count from 1. One below 1 answers the first configuration, one beyond the last fails with E_FAIL.
     Ref<CConfig> Item(LONG position) const;
     Ref<IUnknown> _NewEnum() const;
@@ -19,6 +18,9 @@ public:
     // The configuration of exactly this name; null where there is none. Fails with E_POINTER for an empty name, because
     // some hosts pass an empty text as a null pointer.
     Ref<CConfig> FindName(std::u16string_view name) const;
+
+protected:
+    CConfigs();
 
 private:
     std::vector<Ref<CConfig>> list_;
@@ -35,7 +37,7 @@ public:
         }
 
     private:
-        Ref<CConfigs> table_{new CConfigs};
+        Ref<CConfigs> table_ = CConfigs::Make();
     };
     Table Configs;
 };

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CManufacturer final : public Item<CManufacturer, IManufacturer> {
+class CManufacturer : public Item<CManufacturer, IManufacturer> {
 public:
     Child<CModels> Models;
 };

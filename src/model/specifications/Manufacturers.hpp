@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CManufacturers final : public Collection<CManufacturers, IManufacturers> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CManufacturers : public NamedCollection<CManufacturers, IManufacturers> {};
 
 }  // namespace lumvex::inside

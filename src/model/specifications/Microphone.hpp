@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CMicrophone final : public Item<CMicrophone, IMicrophone> {
+class CMicrophone : public Item<CMicrophone, IMicrophone> {
 public:
     Array Data{[](const Object&) { return LONG{1}; }};  // one channel
     Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};

@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CMicrophones final : public Collection<CMicrophones, IMicrophones> {
-public:
-    Ref<Object> Add(std::u16string_view serialNumber) { return AddNamed(serialNumber); }
-};
+class CMicrophones : public NamedCollection<CMicrophones, IMicrophones> {};
 
 }  // namespace lumvex::inside

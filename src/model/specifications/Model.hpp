@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CModel final : public Item<CModel, IModel> {
+class CModel : public Item<CModel, IModel> {
 public:
     Child<CModelConfigs> ModelConfigs;
 

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CModelConfig final : public Item<CModelConfig, IModelConfig> {
+class CModelConfig : public Item<CModelConfig, IModelConfig> {
 public:
     ConfigReference Config;
 

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-class CModelConfigs final : public Collection<CModelConfigs, IModelConfigs> {
+class CModelConfigs : public Collection<CModelConfigs, IModelConfigs> {
 public:
     // Answers the member of the configuration's name, and adds one where there is none. Fails with E_INVALIDARG for a
     // configuration of a client's own whose number is not one of LXConfig.

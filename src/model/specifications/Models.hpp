@@ -6,9 +6,6 @@
 
 namespace lumvex::inside {
 
-class CModels final : public Collection<CModels, IModels> {
-public:
-    Ref<Object> Add(std::u16string_view name) { return AddNamed(name); }
-};
+class CModels : public NamedCollection<CModels, IModels> {};
 
 }  // namespace lumvex::inside

@@ -8,13 +8,12 @@
 
 namespace lumvex::inside {
 
-class CSpecifications final : public Root<CSpecifications, ISpecifications>, public OwnsConfigs {
+class CSpecifications : public Root<CSpecifications, ISpecifications>, public OwnsConfigs {
 public:
-    static Ref<Object> Create();
-
     Child<CManufacturers> Manufacturers;
     Child<CMicrophones> Microphones;
 
+    static constexpr std::u16string_view kName = u"SPECIFICATIONS";
     static constexpr std::u16string_view kErrorSource = u"Lumvex-Dev.Specifications.1";
 };
 

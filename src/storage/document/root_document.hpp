@@ -4,7 +4,6 @@
 
 #include <filesystem>
 
-#include "core/published/automation_object.hpp"
 #include "core/tree/fields.hpp"
 #include "storage/document/document_tree.hpp"
 #include "storage/records/record_table.hpp"
@@ -14,6 +13,7 @@ namespace lumvex::inside {
 class RootDocument : public DocumentRoot {
 public:
     // ---- the plain members behind _Root ----
+    YesNo IsSameID(IUnknown* test) const { return HasSameID<_Root>(test); }
     void OpenFile(std::u16string_view path);
     void SaveFile();
     void SaveFileAs(std::u16string_view path);
@@ -42,8 +42,7 @@ public:
     std::size_t LoadedObjects() const { return tree_.Objects().Cache().Count(); }
     std::uint64_t BytesRead() const;
 
-protected:
-    // Gives the new root its entry; called once the class is complete.
+    // Gives a new root its entry and its name.
     void Construct(std::u16string_view name) { tree_.EnterRoot(name); }
 
 private:
@@ -63,31 +62,20 @@ struct RootRecord {
     static constexpr VersionWord version{kRootVersion, kRootVersion};
 };
 
-template <class Class, class Interface>
-class Root : public AutomationObject<Class, Interface, RootDocument> {
+template <class Derived, class Interface>
+class Root : public RootDocument {
 public:
-    // The published methods of these names hand over to the plain ones.
-    using AutomationObject<Class, Interface, RootDocument>::IsSameID;
-    using Object::IsSame;
-    using RootDocument::OpenFile;
-    using RootDocument::SaveFile;
-    using RootDocument::SaveFileAs;
-    using RootDocument::CloseFile;
-    using RootDocument::SetCacheBounds;
-    using RootDocument::FindID;
-    using RootDocument::Load;
-    using RootDocument::Modified;
-
-    std::u16string_view ErrorSource() const noexcept override { return Class::kErrorSource; }
+    const ClassInfo& Class() const noexcept override { return ClassOf<Derived>(); }
+    std::u16string_view ErrorSource() const noexcept override { return Derived::kErrorSource; }
     void ForEachChild(const Object::ChildVisitor& visit) override {
-        VisitChildFields(static_cast<Class&>(*this), visit);
+        VisitChildFields(static_cast<Derived&>(*this), visit);
     }
-    void Materialise() override { MaterialiseFields(static_cast<Class&>(*this)); }
+    void Materialise() override { MaterialiseFields(static_cast<Derived&>(*this)); }
 
 private:
     bool CarriesUnknown() const override {
         bool carries = false;
-        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, const auto&) {
+        ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, const auto&) {
             if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>, KeptReference>)
                 carries = carries || field.reference.has_value();
         });
