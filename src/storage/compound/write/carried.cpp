@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "storage/compound/format/stable_sort.hpp"
 #include "storage/compound/write/state.hpp"
 
 namespace lumvex::compound {
@@ -65,7 +66,7 @@ private:
             std::array<char16_t, kMaxNameLength> buffer;
             found.push_back({siblings[i], FoldedName(entry.Name(buffer))});
         }
-        std::ranges::stable_sort(found, [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
+        StableSort(found.begin(), found.end(), [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
         for (const Sibling& each : found) {
             CarriedMember& member = tree.members.emplace_back();
             std::copy_n(from_.At(each.id).bytes(), kEntrySize, member.entry.begin());

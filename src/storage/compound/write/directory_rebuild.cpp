@@ -7,6 +7,7 @@
 #include "storage/compound/write/directory_editor.hpp"
 #include "storage/compound/format/prefetch.hpp"
 #include "storage/compound/format/sort_by_bits.hpp"
+#include "storage/compound/format/stable_sort.hpp"
 
 namespace lumvex::compound {
 
@@ -56,7 +57,7 @@ void SortByName(std::vector<Member>& members) {
     for (auto begin = members.begin(); begin != members.end();) {
         const auto isOther = [&](const Member& member) { return member.key != begin->key; };
         const auto end = std::find_if(begin, members.end(), isOther);
-        if (end - begin > 1) std::stable_sort(begin, end, isBefore);
+        if (end - begin > 1) StableSort(begin, end, isBefore);
         begin = end;
     }
 }
