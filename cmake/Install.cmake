@@ -44,15 +44,19 @@ endif()
 if(TARGET lumvex_tool)
   install(TARGETS lumvex_tool DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   # Manual pages and completion of the tool, as far as there are any.
-  install(DIRECTORY apps/lumvex/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool OPTIONAL
-          FILES_MATCHING PATTERN *.1)
-  install(FILES apps/lumvex/completion/lumvex.bash RENAME lumvex OPTIONAL COMPONENT tool
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  file(GLOB pages CONFIGURE_DEPENDS apps/lumvex/man/*.1)
+  if(pages)
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  endif()
+  if(EXISTS ${PROJECT_SOURCE_DIR}/apps/lumvex/completion/lumvex.bash)
+    install(FILES apps/lumvex/completion/lumvex.bash RENAME lumvex COMPONENT tool
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  endif()
 endif()
 if(TARGET lumvex_server)
   install(TARGETS lumvex_server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT server)
   install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/Lumvex51.tlb DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT server)
-  
+  install(PROGRAMS packaging/windows/register.cmd DESTINATION . COMPONENT server)
 endif()
 
 install(FILES README.md DESTINATION ${doc_dir} COMPONENT tool)
