@@ -45,7 +45,7 @@ HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
     return S_OK;
 }
 
-// Goes on after a failure, so that as little as possible is left; the first one is the answer.
+// Goes on after a failure, so that as little as possible is left behind, and answers the first failure.
 HRESULT RemoveClasses(const RegistryKey& root) {
     HRESULT first = S_OK;
     for (const Creatable& each : kCreatable)
@@ -88,7 +88,7 @@ HRESULT RegisterLibrary(const std::wstring& module, bool forUser) {
     return registerForUser ? registerForUser(library.get(), path.data(), folder.data()) : E_NOTIMPL;
 }
 
-// For all and for the user; each fails where it was not registered, which is no failure here.
+// For all users and for the current one. The system's function fails where nothing was registered, which is ignored.
 HRESULT UnregisterLibrary(const std::wstring& module) {
     Ref<ITypeLib> library;
     std::wstring path;

@@ -1,4 +1,4 @@
-// What the system's registry has to say of the server: its classes and its type library.
+// Entering the server's classes and its type library into the system's registry, and removing them.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace lumvex::inside {
 // failure it may be repeated. `module` is the full path of the server's file.
 HRESULT RegisterServer(const std::wstring& module);
 
-// Removes it for all users and for the current one. What is not there is no failure.
+// Removes them for all users and for the current one. It is no failure when there are none.
 HRESULT UnregisterServer(const std::wstring& module);
 
 }  // namespace lumvex::inside

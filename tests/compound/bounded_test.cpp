@@ -53,11 +53,11 @@ TEST_P(Bounded, AReaderOfAFailedSaveKeepsItsStateWhoeverWritesNext) {
     ASSERT_NE(reader, nullptr);
     const Content read = GetAll(*reader);
     EXPECT_TRUE(read.at(u"a") == Pattern(60000, 1));
-    const std::uint32_t failed = Load32(&disk.Content()[52]) + 1;
+    const std::uint32_t failed = (Load32(&disk.Content()[52]) & ~1u) + 2;
     const auto next = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
     for (unsigned round = 0; round < 10; ++round) {
         Put(*next, u"a", Pattern(60000 + round, 50 + round)), next->Commit();
-        EXPECT_NE(Load32(&disk.Content()[52]), failed);
+        EXPECT_NE(Load32(&disk.Content()[52]) & ~1u, failed);
         EXPECT_TRUE(GetAll(*reader) == read) << round;
     }
 }

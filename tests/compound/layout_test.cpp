@@ -38,7 +38,7 @@ TEST(Layout, OfASmallVersion3FileIsAsWrittenHere) {
                                      "00000000"  // directory sectors: not counted in version 3
                                      "01000000"  // FAT sectors
                                      "0c000000"  // first directory sector
-                                     "01000000"  // the first commit
+                                     "03000000"  // the first commit
                                      "00100000"  // cutoff
                                      "0b000000"  // first mini FAT sector
                                      "01000000"
@@ -107,7 +107,7 @@ TEST(Layout, OfAnEmptyVersion4FileIsAHeaderADirectoryAndAFat) {
               "01000000"
               "01000000"
               "00000000"
-              "01000000"
+              "03000000"
               "00100000"
               "feffffff"
               "00000000"

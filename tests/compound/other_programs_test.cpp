@@ -80,7 +80,7 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
 TEST_P(OtherPrograms, ThatReplaceAFileWhileItIsSavedMakeTheSaveFail) {
     FaultyDisk disk(ImageOf(Streams(3000, 1), GetParam()));
     const auto file = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
-    disk.Before(5, [&] {
+    disk.Before(3, [&] {
         const auto other = CompoundFile::Create(disk.OpenNew(), 3);
         Put(*other, u"other", Pattern(9000, 1));
         other->Commit();

@@ -19,12 +19,13 @@ Header::Bytes ReadHeader(const File& file) {
 // A reader has announced itself when the header is still the same afterwards: from then on no sector of this state is
 // reused.
 Header ReadHeaderAsReader(File& file) {
-    for (Header::Bytes bytes = ReadHeader(file);;) {
-        const Header header = Header::Parse(bytes);
+    for (Header header = Header::Parse(ReadHeader(file));;) {
         file.AnnounceReader(header.Generation());
-        const Header::Bytes again = ReadHeader(file);
-        if (again == bytes) return header;
-        bytes = again;
+        Header::Bytes bytes;
+        file.Read(0, bytes);
+        const Header again(bytes);
+        if (again.IsSameState(header)) return header;
+        header = Header::Parse(again.bytes());
     }
 }
 

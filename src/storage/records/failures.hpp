@@ -1,4 +1,4 @@
-// The storage system's failures inside the model: a bare status, passed on as it is.
+// How errors of the compound-file engine become failures of the model: the same status, without a message.
 #pragma once
 
 #include <utility>

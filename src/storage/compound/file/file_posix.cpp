@@ -166,9 +166,11 @@ Descriptor LockReplaced(const fs::path& path, Access access) {
 
 // So that it names the same file whatever the program's folder is later.
 fs::path Absolute(const fs::path& path) {
+    if (path.is_absolute()) return path;
     std::error_code ignored;
     fs::path absolute = fs::absolute(path, ignored);
-    return ignored ? path : absolute;
+    if (ignored) return path;
+    return absolute;
 }
 
 class PosixFile final : public File {
@@ -291,6 +293,7 @@ std::optional<std::span<const std::byte>> PosixFile::Map() {
         if (size > mapped_) return std::nullopt;
     }
     shown_ = size;
+    lookedAt_ = posix::Tick();
     return std::span(static_cast<const std::byte*>(base_), static_cast<std::size_t>(size));
 }
 

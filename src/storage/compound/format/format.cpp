@@ -35,8 +35,7 @@ Header Header::Make(int version) {
 Header Header::Parse(const Bytes& bytes) {
     if (std::memcmp(bytes.data(), kMagic.data(), kMagic.size()) != 0)
         throw Failure(Status::NotACompoundFile, "no compound file: it begins with other bytes");
-    Header header;
-    header.bytes_ = bytes;
+    const Header header(bytes);
     const int version = header.Version();
     if (version != 3 && version != 4) throw Failure(Status::InvalidHeader, "version ", version, ", not 3 or 4");
     const auto order = Load<std::uint16_t>(&bytes[28]);

@@ -72,8 +72,11 @@ class Header {
 public:
     using Bytes = std::array<std::byte, kHeaderSize>;
 
+    Header() = default;
+
     static Header Make(int version);
     static Header Parse(const Bytes& bytes);  // NotACompoundFile, InvalidHeader
+    explicit Header(const Bytes& bytes) : bytes_(bytes) {}  // whatever they are
 
     const Bytes& bytes() const { return bytes_; }
 
@@ -83,7 +86,11 @@ public:
     std::uint32_t DirectorySectors() const { return Load32(&bytes_[40]); }  // 0 in version 3
     std::uint32_t FatSectors() const { return Load32(&bytes_[44]); }
     SectorId FirstDirectory() const { return Load32(&bytes_[48]); }
-    std::uint32_t Generation() const { return Load32(&bytes_[52]); }  // transaction signature
+    // The transaction signature: an even number that counts the states, and its lowest bit. The bit is set once the header
+    // is known to be on the disk; so whoever reads it set need not see to that. Other programs leave 0.
+    std::uint32_t Generation() const { return Load32(&bytes_[52]) & ~kKnownDurable; }
+    bool IsKnownDurable() const { return (Load32(&bytes_[52]) & kKnownDurable) != 0; }
+    bool IsOfOurs() const { return Load32(&bytes_[52]) != 0; }
     std::uint32_t MiniCutoff() const { return Load32(&bytes_[56]); }
     SectorId FirstMiniFat() const { return Load32(&bytes_[60]); }
     std::uint32_t MiniFatSectors() const { return Load32(&bytes_[64]); }
@@ -93,12 +100,25 @@ public:
 
     void SetDirectory(SectorId first, std::uint32_t count) { Set(48, first), Set(40, Version() == 4 ? count : 0); }
     void SetFatSectors(std::uint32_t count) { Set(44, count); }
-    void SetGeneration(std::uint32_t generation) { Set(52, generation); }
+    void SetGeneration(std::uint32_t generation) { Set(52, generation & ~kKnownDurable); }
+    void SetKnownDurable(bool known) { Set(52, Generation() | (known ? kKnownDurable : 0)); }
+    std::span<const std::byte> DurableMark() const { return std::span(bytes_).subspan(kDurableMarkAt, 1); }
     void SetMiniFat(SectorId first, std::uint32_t count) { Set(60, first), Set(64, count); }
     void SetDifatChain(SectorId first, std::uint32_t count) { Set(68, first), Set(72, count); }
     void SetDifat(std::size_t index, SectorId sector) { Set(76 + 4 * index, sector); }
 
+    static constexpr std::size_t kDurableMarkAt = 52;  // the byte with the lowest bit
+
+    // Do both describe the same state, whether or not they are known to be on the disk? (Arrays compare byte by byte.)
+    bool IsSameState(const Header& other) const {
+        Header mine = *this;
+        mine.SetKnownDurable(other.IsKnownDurable());
+        return std::memcmp(mine.bytes_.data(), other.bytes_.data(), kHeaderSize) == 0;
+    }
+
 private:
+    static constexpr std::uint32_t kKnownDurable = 1;
+
     void Set(std::size_t offset, std::uint32_t number) { Store32(&bytes_[offset], number); }
 
     Bytes bytes_{};

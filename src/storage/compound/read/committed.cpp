@@ -171,7 +171,7 @@ std::optional<EntryId> Committed::Find(const FoldedName& name) {
     if (index_.empty()) {
         const auto found = Descend(name);
         // Files that never went through a commit of ours carry no generation and may be ordered in another way.
-        if (found || volume_.Head().Generation() != 0) return found;
+        if (found || volume_.Head().IsOfOurs()) return found;
         BuildIndex();
     }
     return LookUp(name);

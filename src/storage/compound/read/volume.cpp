@@ -59,10 +59,23 @@ void Volume::RequireCurrent(const Header& committed) {
         Header::Bytes found{};
         const bool isShorter = file_->Size() < view_.Size();
         if (!isShorter) file_->Read(0, found);
-        changedByOthers_ =
-            isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
+        const Header header(found);
+        const auto isFound = [&header](const Header& each) { return header.IsSameState(each); };
+        changedByOthers_ = isShorter || (!isFound(committed) && std::ranges::none_of(tried_, isFound));
     }
     if (changedByOthers_) throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
+}
+
+// Only for those who open the file later; so it matters neither whether it succeeds nor when it gets to the disk.
+void Volume::HeaderIsWritten() noexcept {
+    tried_.clear();
+    if (header_.IsKnownDurable()) return;
+    header_.SetKnownDurable(true);
+    try {
+        const Piece mark = header_.DurableMark();
+        file_->Write(Header::kDurableMarkAt, std::span(&mark, 1));
+    } catch (const std::exception&) {
+    }
 }
 
 void Volume::Map() {

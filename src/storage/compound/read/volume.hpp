@@ -65,8 +65,8 @@ public:
     // neither the committed one nor one that was tried in vain to be written: another program has changed it.
     void RequireCurrent(const Header& committed);
     bool ChangedByOthers() const { return changedByOthers_; }
-    void AboutToWrite(const Header& header) { tried_.push_back(header.bytes()); }
-    void HeaderIsWritten() noexcept { tried_.clear(); }
+    void AboutToWrite(const Header& header) { tried_.push_back(header); }
+    void HeaderIsWritten() noexcept;  // and flushed, which is marked in it
 
     void Map();  // makes what the file has become visible; views move
     void Adopt(const Header& header) { header_ = header; }
@@ -95,7 +95,7 @@ private:
     bool unflushed_ = false;
     std::uint32_t batch_ = 0;
     std::vector<std::uint32_t> lost_;  // batches
-    std::vector<Header::Bytes> tried_;
+    std::vector<Header> tried_;
     bool changedByOthers_ = false;
     std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
     std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on

@@ -11,7 +11,7 @@
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
 //      and the generation is not used again, until another commit has come through.
 //   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
-//      the disk.
+//      the disk. Not so where it has the mark that it is there, which is written after the flush of 4.
 //   8. Before content is written and directly before the header is, the file is found to be the one that was opened:
 //      under its name, with the header that was read.
 //
@@ -172,7 +172,7 @@ void CompoundFile::State::Commit::DraftDirectory() {
         if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
     });
     // Each touches some three pages. A tree of another program's making is made one of ours first.
-    const bool rebuild = committed.Empty() || committed.OnDisk().Head().Generation() == 0 ||
+    const bool rebuild = committed.Empty() || !committed.OnDisk().Head().IsOfOurs() ||
                          (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
@@ -186,17 +186,17 @@ void CompoundFile::State::Commit::PlaceAll() {
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
-    const std::uint32_t generation = state.lastGeneration + 1;
-    header.SetGeneration(generation == 0 ? 1 : generation);  // 0 is other programs'
+    const std::uint32_t generation = state.lastGeneration + 2;  // the bit between marks what is durable
+    header.SetGeneration(generation < 2 ? 2 : generation);      // 0 is other programs'
     draft.PlaceStructures(header);
 }
 
 void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
     File& file = disk.OnDisk();
-    const Header oldHeader = disk.Head();
+    Header oldHeader = disk.Head();
     const bool isFirst = committed.Empty(), hadName = file.Published();
-    assert(isFirst || disk.Counters().flushes != 0);  // 7
+    assert(isFirst || oldHeader.IsKnownDurable() || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
     // What the switch needs is made before the commit point.
@@ -219,6 +219,8 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
+            header.SetKnownDurable(true);  // when it has the name, which nobody opens before
+            disk.Adopt(header);
             const std::vector<std::byte> rest(disk.SectorSize() - kHeaderSize);
             const Piece pieces[] = {header.bytes(), rest};
             disk.Write(0, pieces);
@@ -228,6 +230,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             file.Publish();
         }
     } catch (...) {
+        if (headerTouched) oldHeader.SetKnownDurable(false);
         disk.Adopt(oldHeader);
         if (held) state.space->CancelHold();
         assert(hadName == file.Published());  // 4

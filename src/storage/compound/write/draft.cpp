@@ -95,13 +95,13 @@ SectorId Draft::Place(Shadow& shadow) {
         if (index == 0)
             first = sectors[i];
         else if (!followsDirty)
-            table_.SetNext(oldSector(index - 1), sectors[i]);
+            table_.Relink(oldSector(index - 1), sectors[i]);
         if (index < shadow.oldCount && index < count) Release(oldSector(index), 1);
         writes_.push_back({sectors[i], dirty[i].bytes});
     }
     if (count < shadow.oldCount) {
         if (count != 0 && (dirty.empty() || dirty.back().index != count - 1))
-            table_.SetNext(oldSector(count - 1), kEndOfChain);
+            table_.Relink(oldSector(count - 1), kEndOfChain);
         ReleaseChain(shadow.chain, count);
     }
     return first;

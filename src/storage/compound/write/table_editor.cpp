@@ -12,6 +12,16 @@ void TableEditor::SetNext(SectorId sector, SectorId next) {
     if (Load32(pages_.Page(page) + OffsetOf(sector)) != next) Store32(pages_.Edit(page) + OffsetOf(sector), next);
 }
 
+void TableEditor::RequireInUse(SectorId sector) const {
+    if (Load32(pages_.Page(sector >> perPageShift_) + OffsetOf(sector)) == kFreeSector)
+        throw Corrupt("sector ", sector, " is in two chains");
+}
+
+void TableEditor::Relink(SectorId sector, SectorId next) {
+    RequireInUse(sector);
+    SetNext(sector, next);
+}
+
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
     const SectorId last = first + count - 1;
     SetNext(last, next);  // the table reaches as far now
@@ -25,10 +35,8 @@ void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
 
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {
     for (SectorId sector = first; sector < first + count; ++sector) {
-        const std::uint32_t page = sector >> perPageShift_;
-        if (Load32(pages_.Page(page) + OffsetOf(sector)) == kFreeSector)
-            throw Corrupt("sector ", sector, " is in two chains");
-        Store32(pages_.Edit(page) + OffsetOf(sector), kFreeSector);
+        RequireInUse(sector);
+        Store32(pages_.Edit(sector >> perPageShift_) + OffsetOf(sector), kFreeSector);
     }
 }
 

@@ -55,7 +55,7 @@ Space& CompoundFile::State::FreeSpace() {
     if (!space) {
         Space found(*committed, access == Access::Exclusive);
         committed->RequireReadable();
-        if (!committed->Empty()) MakeHeaderDurable();
+        if (!committed->Empty() && !volume.Head().IsKnownDurable()) MakeHeaderDurable();
         space.emplace(std::move(found));
         lastGeneration = space->LatestGeneration();
     }

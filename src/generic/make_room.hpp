@@ -1,10 +1,10 @@
-// Room in a list before something begins that must not fail.
+// Makes room in a list before the start of something that must not fail.
 #pragma once
 
 #include <algorithm>
 #include <vector>
 
-namespace lumvex::inside {
+namespace lumvex {
 
 // Room for so many more elements, so that adding them cannot fail.
 template <class T>
@@ -13,4 +13,4 @@ void MakeRoom(std::vector<T>& vector, std::size_t more) {
     if (vector.capacity() < needed) vector.reserve(std::max(needed, 2 * vector.capacity()));
 }
 
-}  // namespace lumvex::inside
+}  // namespace lumvex

@@ -1,11 +1,11 @@
-// Failures as the published functions throw them, which are no calls of an interface.
+// Failures as the functions of include/lumvex throw them: these are no calls of a published interface, so that no status
+// is returned.
 #pragma once
 
 #include <string>
 
 #include "core/base/strings.hpp"
 #include "lumvex/client.hpp"
-#include "storage/document/document_file.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
@@ -16,8 +16,9 @@ inline std::string TextOfFailure(const Failure& failure) {
     return failure.what();
 }
 
+// Runs work for a client: failures of the model and of the engine become lumvex::Error.
 template <class Work>
-auto Published(Work&& work) {
+auto ForClient(Work&& work) {
     try {
         return OnStorage(work);
     } catch (const Failure& failure) {

@@ -1,12 +1,12 @@
-// A function that somebody else holds, to be called while it lives: what visitors are passed as. Needs no memory, so that
-// visiting cannot fail for want of it.
+// A reference to a function or lambda of the caller's, valid during the call that it is passed to; for visitors. Unlike
+// std::function it never allocates memory.
 #pragma once
 
 #include <memory>
 #include <type_traits>
 #include <utility>
 
-namespace lumvex::inside {
+namespace lumvex {
 
 template <class Signature>
 class FunctionRef;
@@ -29,4 +29,4 @@ private:
     Result (*call_)(void*, Arguments...);
 };
 
-}  // namespace lumvex::inside
+}  // namespace lumvex

@@ -1,4 +1,4 @@
-// Which links of a document point at which object: made when it is first asked for, kept in step from then on.
+// Which links of a document point at which object. Made when it is first asked for, kept up to date from then on.
 #pragma once
 
 #include <optional>

@@ -1,8 +1,8 @@
-#include "storage/document/link_index.hpp"
+#include "storage/directory/link_index.hpp"
 
 #include <algorithm>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 
