@@ -1,5 +1,5 @@
-// Files that other programs change, replace or remove while they are open here: no save reports success into what is not
-// the document any more, and none makes a mixture of two.
+// Files that other programs change, replace or remove while they are open here: no save reports success into what is
+// not the document any more, and none makes a mixture of two.
 #include <fstream>
 
 #include "sharing.hpp"
@@ -118,9 +118,9 @@ TEST_F(Sharing, AFileThatIsGoneFromItsPathIsNotSaved) {
             }
             // All of it can be saved elsewhere.
             const Content content{{u"a", Pattern(30000, 5)}, {u"b", Pattern(300, 6)}, {u"c", Pattern(80000, 7)}};
-            EXPECT_TRUE(GetAll(*file) == content);
+            EXPECT_TRUE(GetUncommitted(*file) == content);
             const auto other = CompoundFile::Create(CreateReplacing(folder_ / "other", access), 3);
-            PutAll(*other, GetAll(*file));
+            PutAll(*other, GetUncommitted(*file));
             other->Commit();
             EXPECT_EQ(fs::exists(path_), what == std::string_view("replaced"));
         }

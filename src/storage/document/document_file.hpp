@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/document/path.hpp"
 #include "storage/document/stream_names.hpp"
 #include "storage/records/byte_source.hpp"

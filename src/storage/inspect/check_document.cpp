@@ -220,7 +220,7 @@ std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, co
             try {
                 for (const compound::Problem& each : compound::CheckStructure(*file))
                     problems.push_back({each.where, each.what});
-            } catch (const compound::Error& error) {
+            } catch (const compound::StorageError& error) {
                 if (error.status() != compound::Status::Corrupt) throw;
                 problems.push_back({"file", error.what()});
             }

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "lumvex/maintenance.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/format/format.hpp"
 #include "storage/inspect/client_errors.hpp"
 

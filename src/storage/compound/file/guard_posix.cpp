@@ -1,6 +1,6 @@
-// The guard on systems with signals: a read that cannot be served raises SIGBUS at its address. A handler maps zeros over
-// that page, so that the read comes through. Signals of other addresses, and those that somebody sends, are passed on to
-// the handler that was there before.
+// The guard on systems with signals: a read that cannot be served raises SIGBUS at its address. A handler maps zeros
+// over that page, so that the read succeeds. Signals of other addresses, and those that somebody sends, are passed
+// on to the handler that was there before.
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -14,8 +14,8 @@ namespace lumvex::compound {
 
 namespace {
 
-// Begins with something that is not zero, so that it is among the data that a program touches as it starts: another page
-// for it alone would be a tenth of the time of opening a file.
+// The first member is not zero, which puts this among the data that a program touches when it starts. Elsewhere it
+// would cost a page fault of its own, which is a tenth of the time of opening a file.
 struct Handling {
     bool isToBeInstalled = true;
     std::mutex whileInstalled;
@@ -47,10 +47,10 @@ void OnBusError(int signal, siginfo_t* information, void* context) {
     const auto address = reinterpret_cast<std::uintptr_t>(information->si_addr);
     GuardedRange::Slot* slot = information->si_code > 0 ? SlotOf(address) : nullptr;
     if (slot != nullptr) {
-        const auto size = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));  // a handler may ask for it
+        const auto size = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));  // handlers may call this
         const std::uintptr_t page = address & ~(size - 1);
-        void* zeros = ::mmap(reinterpret_cast<void*>(page), size, PROT_READ,
-                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+        void* zeros =
+            ::mmap(reinterpret_cast<void*>(page), size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
         if (zeros == MAP_FAILED) slot = nullptr;
     }
     if (slot != nullptr)
@@ -60,7 +60,7 @@ void OnBusError(int signal, siginfo_t* information, void* context) {
     errno = error;
 }
 
-// A handler that somebody has put in ours' place since stays.
+// Where somebody has replaced our handler since, theirs stays.
 struct RemovedAtTheEnd {
     ~RemovedAtTheEnd() {
         struct sigaction current {};

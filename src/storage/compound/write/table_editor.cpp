@@ -2,18 +2,18 @@
 
 #include <algorithm>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
 void TableEditor::SetNext(SectorId sector, SectorId next) {
-    const std::uint32_t page = sector >> perPageShift_;
+    const std::uint32_t page = perPage_.PageOf(sector);
     while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
     if (Load32(pages_.Page(page) + OffsetOf(sector)) != next) Store32(pages_.Edit(page) + OffsetOf(sector), next);
 }
 
 void TableEditor::RequireInUse(SectorId sector) const {
-    if (Load32(pages_.Page(sector >> perPageShift_) + OffsetOf(sector)) == kFreeSector)
+    if (Load32(pages_.Page(perPage_.PageOf(sector)) + OffsetOf(sector)) == kFreeSector)
         throw Corrupt("sector ", sector, " is in two chains");
 }
 
@@ -24,10 +24,10 @@ void TableEditor::Relink(SectorId sector, SectorId next) {
 
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
     const SectorId last = first + count - 1;
-    SetNext(last, next);  // the table reaches as far now
+    SetNext(last, next);  // makes the table long enough for the others
     for (SectorId sector = first; sector < last;) {
-        const std::uint32_t page = sector >> perPageShift_;
-        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPageShift_));
+        const std::uint32_t page = perPage_.PageOf(sector);
+        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPage_.Shift()));
         std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
         for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
     }
@@ -36,7 +36,7 @@ void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {
     for (SectorId sector = first; sector < first + count; ++sector) {
         RequireInUse(sector);
-        Store32(pages_.Edit(sector >> perPageShift_) + OffsetOf(sector), kFreeSector);
+        Store32(pages_.Edit(perPage_.PageOf(sector)) + OffsetOf(sector), kFreeSector);
     }
 }
 

@@ -1,4 +1,4 @@
-// Asks for memory some time before it is read.
+// Tells the processor that memory will be read soon, so that the read itself need not wait for it.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@ namespace lumvex::compound {
 
 constexpr std::size_t kCacheLine = 64;
 
-// Every cache line that begins within the bytes when they begin one.
+// For bytes that begin on a cache line.
 inline void Prefetch(const void* bytes, std::size_t size) noexcept {
 #if defined(__GNUC__)
     const auto* at = static_cast<const char*>(bytes);

@@ -1,4 +1,4 @@
-// Sorting many elements that stand in no order at all: comparing would take several times as long.
+// A radix sort, for many elements in no order at all: a sort that compares takes several times as long.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace lumvex::compound {
 
-// By the bits of keyOf(element) from firstBit on, elements with equal ones staying in their order.
+// Sorts by the bits of keyOf(element) from firstBit on; elements that are equal in these keep their order.
 template <class Element, class KeyOf>
 void SortByBits(std::vector<Element>& all, unsigned firstBit, const KeyOf& keyOf) {
     constexpr unsigned kBits = 11;

@@ -6,12 +6,12 @@
 //   3. Everything the new header leads to is durable before the header is written.
 //   4. One write of the 512-byte header, made durable, is the commit. Until then a failure drops the draft and nothing
 //      else: the committed state is what it was, what is pending stays pending. Content that was written before a flush
-//      that failed counts as lost; no commit comes through with it.
+//      that failed counts as lost; no commit succeeds with it.
 //   5. After it nothing is left that could fail.
 //   6. Where writing the header or making it durable fails, the disk may hold either state. The sectors of both rest,
-//      and the generation is not used again, until another commit has come through.
+//      and the generation is not used again, until another commit has succeeded.
 //   7. Before the first write after opening, the header that was read is made durable: it may be newer than the one on
-//      the disk. Not so where it has the mark that it is there, which is written after the flush of 4.
+//      the disk. This is left out where the header has the mark of being there, which is written after the flush of 4.
 //   8. Before content is written and directly before the header is, the file is found to be the one that was opened:
 //      under its name, with the header that was read.
 //
@@ -21,21 +21,19 @@
 #include <algorithm>
 #include <cassert>
 
+#include "storage/compound/engine/state.hpp"
 #include "storage/compound/write/directory_editor.hpp"
+#include "storage/compound/write/directory_rebuild.hpp"
 #include "storage/compound/write/draft.hpp"
 #include "storage/compound/write/small_streams.hpp"
-#include "storage/compound/write/state.hpp"
 
 namespace lumvex::compound {
 
 namespace {
 
-// The sector at an index of a stream whose sectors are known.
 SectorId SectorAt(const std::vector<Run>& runs, std::uint32_t index) {
-    const auto run = std::upper_bound(runs.begin(), runs.end(), index,
-                                      [](std::uint32_t value, const Run& at) { return value < at.index; }) -
-                     1;
-    return run->first + (index - run->index);
+    const Run& run = RunAt(runs, index);
+    return run.first + (index - run.index);
 }
 
 }  // namespace
@@ -76,7 +74,7 @@ struct CompoundFile::State::Commit {
 
 CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change& change) {
     if (change.existing == kNoEntry) return {};
-    const Entry entry = committed.At(change.existing);
+    const DirectoryEntry entry = committed.At(change.existing);
     const std::uint64_t size = entry.Size(header.Version());
     if (size == 0) return {};
     const bool isMini = committed.IsMini(size);
@@ -84,12 +82,13 @@ CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change
     return {entry.Start(), size, isMini};
 }
 
-// Sectors of a damaged chain may be those of other streams: they stay marked until the file is written anew.
+// Is there a sound chain of enough sectors? Sectors of a damaged chain may be those of other streams too, so they are
+// not released: they stay marked as used until the file is written anew.
 bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_t size) {
     try {
         const std::uint32_t length = chain.Length(isMini ? committed.MiniFat() : committed.Fat());
-        return length >= (isMini ? MiniSectors(size) : state.volume.SectorsFor(size));
-    } catch (const Error&) {
+        return length >= (isMini ? MiniSectorsFor(size) : state.volume.SectorsFor(size));
+    } catch (const StorageError&) {
         return false;
     }
 }
@@ -98,11 +97,11 @@ void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
     state.pending->ForEachContent([&](Change& change) {
         const Old old = OldOf(change);
-        const std::uint32_t oldCount = old.isMini ? MiniSectors(old.size) : 0;
-        const std::uint32_t newCount = change.kind == Change::Kind::Small ? MiniSectors(change.size) : 0;
+        const std::uint64_t oldCount = old.isMini ? MiniSectorsFor(old.size) : 0;
+        const std::uint64_t newCount = change.kind == Change::Kind::Small ? MiniSectorsFor(change.size) : 0;
         change.start = kEndOfChain;
         if (oldCount == newCount) {
-            // Their page is written elsewhere anyway, so what stands in the mini sectors can be replaced.
+            // The page with these mini sectors is going to be written to another sector, so its copy can be changed.
             if (newCount != 0) smallStreams.Replace(change, old.start);
             change.start = old.isMini ? old.start : kEndOfChain;
             return;
@@ -114,7 +113,7 @@ void CompoundFile::State::Commit::DraftSmallStreams() {
     smallStreams.Finish();
 }
 
-// The chain between its fresh runs and the sectors that stay.
+// Links the fresh runs to each other and to the sectors of the old stream that stay.
 void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
     const Run& last = content.runs.back();
     const std::uint32_t count = last.index + last.count;
@@ -171,8 +170,9 @@ void CompoundFile::State::Commit::DraftDirectory() {
     state.pending->ForEach([&changing](const Change& change) {
         if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
     });
-    // Each touches some three pages. A tree of another program's making is made one of ours first.
-    const bool rebuild = committed.Empty() || !committed.OnDisk().Head().IsOfOurs() ||
+    // Changing one entry touches some three pages, so that many are cheaper with a new tree. A tree that another
+    // program has made may be in another order and is always built anew.
+    const bool rebuild = committed.Empty() || !committed.GetVolume().Head().IsWrittenByUs() ||
                          (changing >= 8 && 3 * changing >= draft.Directory().Count());
     if (!rebuild && ChangeDirectoryInPlace()) return;
     draft.StartDirectoryAgain();
@@ -186,20 +186,20 @@ void CompoundFile::State::Commit::PlaceAll() {
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
-    const std::uint32_t generation = state.lastGeneration + 2;  // the bit between marks what is durable
-    header.SetGeneration(generation < 2 ? 2 : generation);      // 0 is other programs'
+    const std::uint32_t generation = state.lastGeneration + 2;  // the lowest bit marks a header that is on the disk
+    header.SetGeneration(generation < 2 ? 2 : generation);      // other programs leave 0
     draft.PlaceStructures(header);
 }
 
 void CompoundFile::State::Commit::WriteAndSwitch() {
     Volume& disk = state.volume;
-    File& file = disk.OnDisk();
+    File& file = disk.GetFile();
     Header oldHeader = disk.Head();
-    const bool isFirst = committed.Empty(), hadName = file.Published();
+    const bool isFirst = committed.Empty(), hadName = file.HasName();
     assert(isFirst || oldHeader.IsKnownDurable() || disk.Counters().flushes != 0);  // 7
     draft.WriteOut();
 
-    // What the switch needs is made before the commit point.
+    // Everything that the switch needs is made before the commit point (5).
     disk.Map();
     committed.ViewsMoved();
     disk.Adopt(header);
@@ -219,7 +219,7 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             headerTouched = true;
             WriteHeader(header.bytes());
         } else {
-            header.SetKnownDurable(true);  // when it has the name, which nobody opens before
+            header.SetKnownDurable(true);  // it will be when the file has its name, and nobody opens it before
             disk.Adopt(header);
             const std::vector<std::byte> rest(disk.SectorSize() - kHeaderSize);
             const Piece pieces[] = {header.bytes(), rest};
@@ -227,28 +227,28 @@ void CompoundFile::State::Commit::WriteAndSwitch() {
             disk.Flush();
             assert(!disk.HasUnflushed());  // 3
             committed.RequireReadable();
-            file.Publish();
+            file.TakeName();
         }
     } catch (...) {
         if (headerTouched) oldHeader.SetKnownDurable(false);
         disk.Adopt(oldHeader);
         if (held) state.space->CancelHold();
-        assert(hadName == file.Published());  // 4
+        assert(hadName == file.HasName());  // 4
         if (headerTouched) {
             state.space->SetUncertain();
             state.lastGeneration = header.Generation();
             RestoreHeader();
         }
         assert(disk.Head().bytes() == oldHeader.bytes() && state.committed.get() == &committed);  // 4
-        assert(!headerTouched || state.lastGeneration == header.Generation());                   // 6
+        assert(!headerTouched || state.lastGeneration == header.Generation());                    // 6
         throw;
     }
-    assert(!disk.HasUnflushed() && file.Published());  // 4
+    assert(!disk.HasUnflushed() && file.HasName());  // 4
     Switch(std::move(next));
 }
 
 void CompoundFile::State::Commit::Switch(std::shared_ptr<Committed> next) noexcept {  // 5
-    assert(state.space->HoldsAll(draft.Released()));  // 2
+    assert(state.space->HoldsAll(draft.Released()));                                  // 2
 
     draft.Keep();
     state.space->NoteWritten(header.Generation(), draft.Taken());
@@ -272,7 +272,7 @@ void CompoundFile::State::Commit::WriteHeader(const Header::Bytes& bytes) {
     state.volume.Flush();
 }
 
-// The failed header may stand in the file; as long as the program lives it can still try to put the old one back.
+// The file may begin with the new header although the commit failed. Puts the old one back, or at least tries to.
 void CompoundFile::State::Commit::RestoreHeader() noexcept {
     try {
         WriteHeader(committed.Empty() ? Header::Bytes{} : state.volume.Head().bytes());
@@ -283,7 +283,7 @@ void CompoundFile::State::Commit::RestoreHeader() noexcept {
 void CompoundFile::State::RequireNothingLost() {
     pending->ForEachContent([this](const Change& change) {
         if (change.large && volume.IsLost(change.large->batch))
-            throw Failure(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
+            throw StorageError(Status::WriteFault, "a stream was lost when the disk failed and was not written again");
     });
 }
 
@@ -291,9 +291,9 @@ void CompoundFile::State::CommitAll() {
     RequireWritable();
     if (pending->Empty() && !committed->Empty()) return;
     RequireNothingLost();
-    volume.OnDisk().RequireName();
+    volume.GetFile().RequireName();
     RequireCurrent();
-    FreeSpace();
+    PrepareToWrite();
     try {
         MoveStreamsToFront();
         Commit commit(*this);

@@ -1,10 +1,10 @@
-// Writing and removing streams: everything up to the commit. A stream that is written again with mostly the same bytes
-// keeps the sectors that do not differ.
+// Writing and removing streams, up to the commit. Where most of a stream's new content equals the committed one, only
+// the sectors that differ are written, and the others are used again.
 #include <algorithm>
 #include <array>
 #include <optional>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 
@@ -15,15 +15,15 @@ constexpr std::array<std::byte, 4096> kZeros{};
 constexpr std::size_t kCompareAhead = 64 * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
-// Both are large.
+// Neither is small.
 std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor content, std::uint64_t size) {
-    const Volume& volume = old.committed->OnDisk();
+    const Volume& volume = old.committed->GetVolume();
     const std::uint64_t sectorSize = volume.SectorSize();
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
     FileView::Window window;
-    StreamBody::Extent extent{0, 0};  // of the old stream's bytes from extentBegin on
+    StreamBody::Extent extent{0, 0};  // where the old stream's bytes from extentBegin on are
     std::uint64_t extentBegin = 0;
     for (std::uint32_t i = 0; i < sectors; ++i) {
         const std::uint64_t begin = i * sectorSize;
@@ -48,9 +48,18 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     return differing;
 }
 
+std::uint64_t SizeOf(std::span<const Piece> content) {
+    std::uint64_t size = 0;
+    for (const Piece& piece : content) size += piece.size();
+    return size;
+}
+
 }  // namespace
 
-Space& CompoundFile::State::FreeSpace() {
+// To be called before anything becomes pending. Makes the empty set of changes that takes the place of the pending ones
+// after a commit or a Revert, neither of which may fail for want of memory then; and finds the free sectors, the first
+// time.
+void CompoundFile::State::PrepareToWrite() {
     if (!nextPending) nextPending = std::make_shared<PendingChanges>();
     if (!space) {
         Space found(*committed, access == Access::Exclusive);
@@ -60,11 +69,11 @@ Space& CompoundFile::State::FreeSpace() {
         lastGeneration = space->LatestGeneration();
     }
     if (pending->Empty()) space->ReleaseHeld();
-    return *space;
 }
 
-// Whoever wrote the header that was read may have died before it was on the disk, or failed to get it there. Then the
-// disk still needs the sectors that count as free here. Written again, as a page whose flush failed counts as clean.
+// Whoever wrote the header that was read here may have died before it was on the disk, or its flush may have failed.
+// Then the disk still holds an older state, which uses sectors that are free in this one. A flush alone would not do:
+// the system takes a page whose flush failed for clean. So the header is written again first.
 void CompoundFile::State::MakeHeaderDurable() {
     const Piece piece = volume.Head().bytes();
     volume.Write(0, std::span(&piece, 1));
@@ -83,62 +92,27 @@ void CompoundFile::State::DropContent(Change& change) noexcept {
 void CompoundFile::State::RequireFits(std::uint64_t size) {
     if (volume.Head().Version() != 3 || size <= kLargestVersion3Stream) return;
     hadTooLong = true;
-    throw Failure(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
+    throw StorageError(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
 }
 
 void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
     RequireWritable();
     RequireValidName(name);
     Change written;
-    for (const Piece& piece : content) written.size += piece.size();
+    written.size = SizeOf(content);
     RequireFits(written.size);
 
     const FoldedName folded(name);
     Change* change = pending->Find(folded);
-    EntryId existing = kNoEntry;
-    if (change != nullptr)
-        existing = change->existing;
-    else if (const auto found = committed->Find(folded))
-        existing = *found;
-    if (change != nullptr && change->kind == Change::Kind::Folder)
-        throw Failure(Status::AccessDenied, "a folder has the name of a stream");
-    const bool large = !committed->IsMini(written.size);
-    std::optional<StreamBody> old;
-    std::optional<std::vector<Run>> differing;
-    if (existing != kNoEntry) {
-        if (committed->At(existing).Type() != EntryType::Stream)
-            throw Failure(Status::AccessDenied, "a folder has the name of a stream");
-        bool unchanged = false;
-        try {
-            old.emplace(committed, existing);
-            if (large && !old->isMini) {
-                static_cast<void>(old->chain.Length(committed->Fat()));  // Corrupt where it is a cycle
-                differing = DifferingSectors(*old, PieceCursor(content), written.size);
-                unchanged = differing && differing->empty() && old->size == written.size;
-            } else if (!large && old->isMini && old->size == written.size) {
-                std::vector<std::byte> bytes(static_cast<std::size_t>(old->size));
-                old->Read(0, bytes);
-                unchanged = PieceCursor(content).Equals(bytes.data(), bytes.size());
-            }
-        } catch (const Error&) {  // a damaged stream is replaced whole
-            old.reset();
-            differing.reset();
-        }
-        committed->RequireReadable();
-        if (unchanged) {
-            if (change != nullptr) DropContent(*change), pending->Erase(*change);
-            return;
-        }
+    const EntryId existing = ExistingStream(folded, change);
+    Comparison comparison = Compare(existing, content, written.size);
+    if (comparison.isSame) {
+        if (change != nullptr) DropContent(*change), pending->Erase(*change);
+        return;
     }
-
-    FreeSpace();
+    PrepareToWrite();
     try {
-        if (!large)
-            WriteSmall(written, content);
-        else if (differing && differing->size() <= 16 + volume.SectorsFor(written.size) / 32)
-            WriteDifferences(written, *old, content, *differing);
-        else
-            WriteWhole(written, old && !old->isMini ? &*old : nullptr, content);
+        WriteContent(written, comparison, content);
         if (change == nullptr) change = &pending->Add(name, folded, existing);
     } catch (...) {
         DropContent(written);
@@ -151,15 +125,56 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     change->size = written.size;
 }
 
-// Content that takes no other's place.
-void CompoundFile::State::WriteNew(Change& change, std::span<const Piece> content) {
-    change.size = 0;
-    for (const Piece& piece : content) change.size += piece.size();
-    RequireFits(change.size);
+// The committed stream of this name, kNoEntry where there is none; change: what is pending under the name.
+EntryId CompoundFile::State::ExistingStream(const FoldedName& name, const Change* change) {
+    const auto found = change == nullptr ? committed->Find(name) : std::nullopt;
+    const EntryId existing = change != nullptr ? change->existing : found.value_or(kNoEntry);
+    const bool isFolder = (change != nullptr && change->kind == Change::Kind::Folder) ||
+                          (existing != kNoEntry && committed->At(existing).Type() != EntryType::Stream);
+    if (isFolder) throw StorageError(Status::AccessDenied, "a folder has the name of a stream");
+    return existing;
+}
+
+CompoundFile::State::Comparison CompoundFile::State::Compare(EntryId existing, std::span<const Piece> content,
+                                                             std::uint64_t size) {
+    Comparison comparison;
+    if (existing == kNoEntry) return comparison;
+    try {
+        StreamBody& old = comparison.old.emplace(committed, existing);
+        const bool isMini = committed->IsMini(size);
+        if (!isMini && !old.isMini) {
+            static_cast<void>(old.chain.Length(committed->Fat()));  // Corrupt where it is a cycle
+            comparison.differing = DifferingSectors(old, PieceCursor(content), size);
+            comparison.isSame = comparison.differing && comparison.differing->empty() && old.size == size;
+        } else if (isMini && old.isMini && old.size == size) {
+            std::vector<std::byte> bytes(static_cast<std::size_t>(size));
+            old.Read(0, bytes);
+            comparison.isSame = PieceCursor(content).Equals(bytes.data(), bytes.size());
+        }
+    } catch (const StorageError&) {
+        comparison = {};  // the old stream is damaged: nothing of it is kept
+    }
+    committed->RequireReadable();
+    return comparison;
+}
+
+void CompoundFile::State::WriteContent(Change& change, Comparison& comparison, std::span<const Piece> content) {
+    StreamBody* old = comparison.old ? &*comparison.old : nullptr;
+    const auto& differing = comparison.differing;
     if (committed->IsMini(change.size))
         WriteSmall(change, content);
+    else if (differing && differing->size() <= 16 + volume.SectorsFor(change.size) / 32)
+        WriteDifferences(change, *old, content, *differing);
     else
-        WriteWhole(change, nullptr, content);
+        WriteWhole(change, old != nullptr && !old->isMini ? old : nullptr, content);
+}
+
+// Content that no committed stream has the name of.
+void CompoundFile::State::WriteNew(Change& change, std::span<const Piece> content) {
+    change.size = SizeOf(content);
+    RequireFits(change.size);
+    Comparison none;
+    WriteContent(change, none, content);
 }
 
 void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> content) {
@@ -181,10 +196,10 @@ LargeContent& CompoundFile::State::MakeLarge(Change& change) {
 void CompoundFile::State::WriteWhole(Change& change, const StreamBody* old, std::span<const Piece> content) {
     LargeContent& large = MakeLarge(change);
     const auto count = static_cast<std::uint32_t>(volume.SectorsFor(change.size));
-    const unsigned perFatPageShift = volume.SectorShift() - 2;
+    const PerPage perPage = TableEntriesPerPage(volume.SectorShift());
     if (old != nullptr)
         large.fresh = space->Sectors().TakeNear(
-            count, committed->FatSectors().ChangedWith({old->chain.First() >> perFatPageShift}), perFatPageShift);
+            count, committed->FatSectors().ChangedWith({perPage.PageOf(old->chain.First())}), perPage);
     else
         large.fresh = space->Sectors().TakeRuns(count);
     large.runs = large.fresh;
@@ -228,7 +243,7 @@ void CompoundFile::State::WriteDifferences(Change& change, StreamBody& old, std:
     keepUntil(sectors);
 }
 
-// The next bytes of the content fill the run; what the content lacks at its end is zero.
+// Fills the run with the next bytes of the content, and with zeros behind its end.
 void CompoundFile::State::WriteRun(const Run& run, PieceCursor& content) {
     std::vector<Piece> pieces;
     std::uint64_t rest = std::uint64_t{run.count} << volume.SectorShift();
@@ -253,8 +268,8 @@ void CompoundFile::State::Remove(std::u16string_view name) {
     }
     const auto found = change != nullptr || name.size() > kMaxNameLength ? std::nullopt : committed->Find(folded);
     if (!found || committed->At(*found).Type() != EntryType::Stream)
-        throw Failure(Status::NotFound, "no stream has this name");
-    FreeSpace();
+        throw StorageError(Status::NotFound, "no stream has this name");
+    PrepareToWrite();
     pending->Add(name, folded, *found);
 }
 
@@ -263,11 +278,11 @@ void CompoundFile::State::Revert() noexcept {
         if (change.large) space->Discard(change.large->fresh);
     });
     if (nextPending) pending = std::move(nextPending);
-    volume.ForgetGathered();
+    volume.DropBuffered();
     if (!space || committed->Empty()) return;
     try {
         RequireCurrent();
-        CutFreeTail();  // room that a save took in vain
+        CutFreeTail();  // the dropped content may have made the file longer
     } catch (const std::exception&) {
     }
 }

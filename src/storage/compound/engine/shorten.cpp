@@ -1,47 +1,50 @@
-// Keeping the file short: after much was removed, streams move from its end to the gaps before them, and its end is
-// cut.
+// Keeping the file short. After much was removed, a commit moves streams from the end of the file into gaps at its
+// front, and cuts the file.
 #include <algorithm>
 #include <array>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
 
 namespace lumvex::compound {
 
 namespace {
 
-// Large streams with a part behind the middle, until they are most bytes together.
+// Large streams that have a part behind the middle, as many as are `most` bytes together.
 std::vector<EntryId> StreamsBehind(Committed& committed, std::uint32_t middle, std::uint64_t most) {
     std::vector<EntryId> found;
     std::uint64_t size = 0, walked = 0;
-    const int version = committed.OnDisk().Head().Version();
-    WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(), [&](EntryId id, const Entry& entry) {
-        if (size > most || walked > committed.OnDisk().SectorCount()) return;  // then streams share sectors
-        if (entry.Type() != EntryType::Stream || committed.IsMini(entry.Size(version))) return;
-        Chain chain(entry.Start());
-        const std::vector<Run>& runs = chain.Runs(committed.Fat());
-        walked += chain.Length(committed.Fat());
-        if (std::none_of(runs.begin(), runs.end(), [middle](const Run& run) { return run.first >= middle; })) return;
-        found.push_back(id);
-        size += entry.Size(version);
-    });
+    const int version = committed.GetVolume().Head().Version();
+    WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(),
+             [&](EntryId id, const DirectoryEntry& entry) {
+                 if (size > most || walked > committed.GetVolume().SectorCount())
+                     return;  // walked: streams share sectors, and the walk might take very long
+                 if (entry.Type() != EntryType::Stream || committed.IsMini(entry.Size(version))) return;
+                 Chain chain(entry.Start());
+                 const std::vector<Run>& runs = chain.Runs(committed.Fat());
+                 walked += chain.Length(committed.Fat());
+                 if (std::none_of(runs.begin(), runs.end(), [middle](const Run& run) { return run.first >= middle; }))
+                     return;
+                 found.push_back(id);
+                 size += entry.Size(version);
+             });
     return found;
 }
 
 }  // namespace
 
-// Where the file is mostly gaps, as part of a commit that happens anyway. Each time this pays for itself by halving the
-// file; what is moved at a time is limited, so that no save takes long.
+// Part of a commit that happens anyway, where more than half of the file is free. Moving costs writing, but afterwards
+// the file can be cut to half. A commit moves a limited number of bytes, so that no save takes long.
 void CompoundFile::State::MoveStreamsToFront() {
-    constexpr std::uint32_t kSmall = 64;  // sectors, not worth it
+    constexpr std::uint32_t kSmall = 64;  // sectors; a shorter file is left as it is
     constexpr std::uint64_t kMostMoved = std::uint64_t{16} << 20;
     const FreeMap& sectors = space->Sectors();
     const std::uint32_t end = sectors.End(), middle = end / 2;
-    if (committed->Empty() || end <= kSmall || sectors.FreeCount() <= middle || end == gatheredEnd) return;
+    if (committed->Empty() || end <= kSmall || sectors.FreeCount() <= middle || end == endWithoutMoves) return;
     try {
         for (const EntryId id : StreamsBehind(*committed, middle, kMostMoved)) MoveStream(id, middle);
-    } catch (const Error&) {  // it was not necessary
+    } catch (const StorageError&) {  // they stay where they are
     }
-    if (moved.empty()) gatheredEnd = end;
+    if (moved.empty()) endWithoutMoves = end;
 }
 
 void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
@@ -82,7 +85,8 @@ void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
     pending->Erase(change);
 }
 
-// Where the commit fails they stay where they are: nobody else has them to write them again.
+// To be called when the commit fails: the streams it has moved stay where they were. Nobody but the committed state has
+// their content, so they must not be pending, where a failed flush may lose them.
 void CompoundFile::State::ForgetMoved() noexcept {
     for (Change* change : moved) {
         DropContent(*change);
@@ -91,17 +95,17 @@ void CompoundFile::State::ForgetMoved() noexcept {
     moved.clear();
 }
 
-// A tail worth it, as a file whose end moves with every commit costs more to flush. Not being able to cut it is no
-// failure.
+// Cuts the file where more than a sixteenth of it is free at its end: a file whose length changes takes longer to
+// flush. Where it cannot be cut, it stays longer than it has to be.
 void CompoundFile::State::CutFreeTail() noexcept {
     try {
         FreeMap& sectors = space->Sectors();
         space->ReleaseHeld();
         const std::uint32_t end = sectors.UsedEnd();
         if (std::uint64_t{sectors.End() - end} * 16 <= sectors.End()) return;
-        volume.OnDisk().Resize(volume.OffsetOf(end));
+        volume.GetFile().Resize(volume.OffsetOf(end));
         sectors.CutTo(end);
-        volume.ForgetTail(volume.OffsetOf(end));
+        volume.CutTo(volume.OffsetOf(end));
     } catch (const std::exception&) {
     }
 }

@@ -1,8 +1,10 @@
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 #include <algorithm>
+#include <utility>
 
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/engine/state.hpp"
+#include "storage/compound/read/read_all.hpp"
 
 namespace lumvex::compound {
 
@@ -11,13 +13,13 @@ namespace {
 Header::Bytes ReadHeader(const File& file) {
     Header::Bytes bytes;
     if (file.Size() < bytes.size())
-        throw Failure(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
+        throw StorageError(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
     file.Read(0, bytes);
     return bytes;
 }
 
-// A reader has announced itself when the header is still the same afterwards: from then on no sector of this state is
-// reused.
+// Between reading the header and announcing its generation a reader may be overtaken by commits. Where the header is
+// still the same after announcing, no writer reuses a sector of this state any more.
 Header ReadHeaderAsReader(File& file) {
     for (Header header = Header::Parse(ReadHeader(file));;) {
         file.AnnounceReader(header.Generation());
@@ -25,7 +27,7 @@ Header ReadHeaderAsReader(File& file) {
         file.Read(0, bytes);
         const Header again(bytes);
         if (again.IsSameState(header)) return header;
-        header = Header::Parse(again.bytes());
+        header = Header::Parse(bytes);
     }
 }
 
@@ -42,9 +44,9 @@ std::unique_ptr<CompoundFile> CompoundFile::Open(std::unique_ptr<File> file, Acc
 }
 
 std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version) {
-    if (version != 3 && version != 4) throw Failure(Status::InvalidFlag, "version ", version, ", not 3 or 4");
+    if (version != 3 && version != 4) throw StorageError(Status::InvalidFlag, "version ", version, ", not 3 or 4");
     if (file->Size() != 0)
-        throw Failure(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
+        throw StorageError(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
     auto state = std::make_unique<State>(std::move(file), Header::Make(version), Access::ReadWriteDenyWrite);
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
@@ -52,32 +54,34 @@ std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, i
 std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version) const {
     state_->RequireWritable();
     state_->RequireCurrent();
-    return Create(state_->volume.OnDisk().CreateSuccessor(), version);
+    return Create(state_->volume.GetFile().CreateSuccessor(), version);
 }
 
-std::optional<StreamBody> CompoundFile::Locate(std::u16string_view name) const {
+std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
     const FoldedName folded(name);
-    if (const Change* change = state_->pending->Find(folded)) {
+    if (const Change* change = pending->Find(folded)) {
         if (!change->IsStream()) return std::nullopt;
-        return StreamBody(state_->committed, state_->pending, *change);
+        UncommittedContent content{change->size, change->small, pending, {}, 0};
+        if (change->large) content.runs = change->large->runs, content.batch = change->large->batch;
+        return StreamBody(committed, std::move(content));
     }
-    return state_->committed->Reading([&] {
+    return committed->Reading([&] {
         std::optional<StreamBody> body;
-        const auto found = state_->committed->Find(folded);
-        if (found && state_->committed->At(*found).Type() == EntryType::Stream) body.emplace(state_->committed, *found);
+        const auto found = committed->Find(folded);
+        if (found && committed->At(*found).Type() == EntryType::Stream) body.emplace(committed, *found);
         return body;
     });
 }
 
 std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
-    auto body = Locate(name);
+    auto body = state_->Locate(name);
     if (!body) return std::nullopt;
     return Stream(std::make_shared<StreamBody>(*std::move(body)));
 }
 
 CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const {
-    auto body = Locate(name);
+    auto body = state_->Locate(name);
     if (!body) return {};
     if (body->size > buffer.size()) return {Stream(std::make_shared<StreamBody>(*std::move(body))), std::nullopt};
     const auto size = static_cast<std::size_t>(body->size);
@@ -97,7 +101,7 @@ bool CompoundFile::Contains(std::u16string_view name) const {
 
 Stream CompoundFile::Get(std::u16string_view name) const {
     if (auto stream = Find(name)) return *std::move(stream);
-    throw Failure(Status::NotFound, "no stream has this name");
+    throw StorageError(Status::NotFound, "no stream has this name");
 }
 
 void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) {
@@ -114,7 +118,10 @@ void CompoundFile::Commit() {
 
 void CompoundFile::Revert() noexcept { state_->Revert(); }
 
-bool CompoundFile::Changed() const { return !state_->pending->Empty() || state_->committed->Empty(); }
+void CompoundFile::ReadAll(const std::function<void(std::u16string_view, std::span<const std::byte>)>& visit) const {
+    state_->InCurrentFile([&] { ReadAllStreams(state_->committed, visit); });
+    state_->RequireCurrent();
+}
 
 void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, std::uint64_t)>& visit) const {
     std::vector<const Change*> added;
@@ -122,7 +129,7 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
     std::sort(added.begin(), added.end(),
               [](const Change* a, const Change* b) { return a->Folded().Compare(b->Folded()) < 0; });
     auto next = added.begin();
-    const auto visitPendingUpTo = [&](const Entry* entry) {  // true where the entry itself is one of them
+    const auto visitPendingUpTo = [&](const DirectoryEntry* entry) {  // true where one of them has the entry's name
         for (; next != added.end(); ++next) {
             const int order = entry == nullptr ? -1 : (*next)->Folded().Compare(*entry);
             if (order > 0) return false;
@@ -135,7 +142,7 @@ void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, s
         return false;
     };
     const int version = state_->volume.Head().Version();
-    state_->committed->Walk([&](EntryId, const Entry& entry) {
+    state_->committed->Walk([&](EntryId, const DirectoryEntry& entry) {
         std::array<char16_t, kMaxNameLength> buffer;
         if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
             visit(entry.Name(buffer), entry.Size(version));
@@ -151,8 +158,8 @@ bool CompoundFile::IsOutgrown() const {
 
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }
 
-std::uint64_t CompoundFile::FileSize() const { return state_->volume.OnDisk().Size(); }
+std::uint64_t CompoundFile::FileSize() const { return state_->volume.GetFile().Size(); }
 
-const CompoundFile::Statistics& CompoundFile::Counters() const { return state_->volume.Counters(); }
+const Statistics& CompoundFile::Counters() const { return state_->volume.Counters(); }
 
 }  // namespace lumvex::compound
