@@ -17,7 +17,7 @@
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/lumvex.hpp"
 #include "memory_files.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/document/document_file.hpp"
 
 namespace {

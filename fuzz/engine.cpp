@@ -1,11 +1,11 @@
-// The engine on a file of any bytes: everything a caller can do ends in a result or an Error.
+// The engine on a file of any bytes: everything a caller can do ends in a result or a StorageError.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "storage/compound/check/check.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 namespace {
 
@@ -23,7 +23,7 @@ bool Succeeds(Work&& work) {
     try {
         work();
         return true;
-    } catch (const Error&) {
+    } catch (const StorageError&) {
         return false;
     }
 }
@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (takes && has(unreadable)) {
             try {
                 Put(*file, unreadable, small);
-            } catch (const Error& error) {
+            } catch (const StorageError& error) {
                 Require(error.status() == Status::InvalidName);  // that other programs give
             }
         }

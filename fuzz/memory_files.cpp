@@ -40,12 +40,12 @@ std::unique_ptr<File> OpenedFile() { return std::make_unique<OpenedFileInMemory>
 namespace lumvex::compound {
 
 std::unique_ptr<File> OpenFile(const std::filesystem::path& path, Access) {
-    if (path != fuzz::thePath) throw Failure(Status::NotFound, "there is one file alone");
+    if (path != fuzz::thePath) throw StorageError(Status::NotFound, "there is one file alone");
     return fuzz::OpenedFile();
 }
 
 std::unique_ptr<File> CreateReplacing(const std::filesystem::path&, Access) {
-    throw Failure(Status::AccessDenied, "no file is made here");
+    throw StorageError(Status::AccessDenied, "no file is made here");
 }
 
 bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right) { return left == right; }

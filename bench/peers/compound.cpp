@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "peers/peer.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/format/object_name.hpp"
 
 namespace lumvex::bench {

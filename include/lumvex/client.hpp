@@ -1,4 +1,4 @@
-// What the generated client classes stand on: handles, errors, arrays and enumeration.
+// What the generated client classes are built on: handles, errors, arrays and enumeration.
 #pragma once
 
 #include <cstring>
@@ -13,7 +13,8 @@
 
 namespace lumvex {
 
-// A failed call: its status, and in what() the error information's text or, where there is none, the status in hex.
+// Thrown for every failed call. Status() is the call's status; what() is the text of its error information in UTF-8 or,
+// where there is none, the status in hexadecimal.
 class Error : public std::runtime_error {
 public:
     Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}
@@ -116,7 +117,8 @@ inline Array Array::FromColumns(std::span<const float> values, std::size_t rows,
     return made;
 }
 
-// What an enumerator goes through; each begin() starts anew.
+// The objects below an item, a collection or a root, or the links to an object, as an enumerator answers them. Each begin()
+// starts with the first one.
 class Descendants {
 public:
     class Iterator {
@@ -155,7 +157,7 @@ private:
     Ref<IEnumVARIANT> source_;
 };
 
-// Goes through a collection by position.
+// Goes through a collection from its first member to its last.
 template <class Collection>
 class ItemIterator {
 public:
@@ -172,7 +174,7 @@ private:
     LONG position_;
 };
 
-// Calls a published method that has a result and gives the result as the client sees it.
+// Calls a published method that has a result, and answers the result as the client classes show it. Throws Error.
 template <class Result, class Raw, class Call>
 Result Received(Call call) {
     if constexpr (std::is_same_v<Raw, BSTR>) {

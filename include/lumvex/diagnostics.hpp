@@ -1,4 +1,4 @@
-// What engineers ask of a document beside its content: is it sound, what is in it, what did an answer cost.
+// Questions about a document beside its content: is it sound, what is in its file, how much was loaded to answer.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace lumvex {
 
-// Called with how far a long work has come; `total` does not change within one work.
+// Called while something long is under way: `done` of `total` parts are done. `total` stays the same.
 using Progress = std::function<void(std::size_t done, std::size_t total)>;
 
 struct DocumentProblem {

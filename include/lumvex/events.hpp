@@ -17,8 +17,7 @@ struct Change {
     LXEventType type = LX_EV_DEFAULT;
 };
 
-// Runs on the thread that made the change, before its call returns, and may call back into the model. What it throws is
-// lost.
+// Runs on the thread that made the change, before its call returns, and may call the model. What it throws is ignored.
 using ChangeHandler = std::function<void(const Change&)>;
 
 namespace events {
@@ -75,7 +74,7 @@ private:
 
 }  // namespace events
 
-// A connection that ends with its owner. It keeps its document alive.
+// A connection of a handler to a document. It ends when it is destroyed, and keeps the document alive until then.
 class Subscription {
 public:
     Subscription() = default;

@@ -1,4 +1,4 @@
-// What the library does to the process that it runs in, for hosts that want it otherwise.
+// Switches for programs that host the library: what it changes in their process.
 #pragma once
 
 #include "lumvex/export.hpp"
@@ -6,8 +6,8 @@
 namespace lumvex {
 
 // Documents are read where the system maps them into memory. Where a mapped page cannot be read (a bad disk, a pulled one,
-// a lost network drive, a file that another program cut short) the system would end the whole process; the library stands
-// before that, so that calls answer the storage system's read fault (0x8003001E) instead:
+// a lost network drive, a file that another program cut short) the system would end the whole process; the library
+// prevents that, so that calls answer the storage system's read fault (0x8003001E) instead:
 //
 //   Linux and the like   a handler of SIGBUS, put in place when the first document is opened. Signals that are not about
 //                        a document's pages go to the handler that was there before, or have the system's effect.

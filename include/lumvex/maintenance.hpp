@@ -1,4 +1,4 @@
-// What is done to a document's file and not to its content.
+// Work on a document's file that does not change its content.
 #pragma once
 
 #include <cstdint>

@@ -1,32 +1,13 @@
 // Error information: the object that carries it and the slot that each thread has for it.
-#include <atomic>
 #include <new>
-#include <string>
 
-#include "lumvex/native_automation.hpp"
+#include "automation/counted.hpp"
+#include "lumvex/values.hpp"
 
 namespace {
 
-class ErrorInfo final : public ICreateErrorInfo, public IErrorInfo {
+class ErrorInfo final : public lumvex::inside::Counted<ICreateErrorInfo, IErrorInfo> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppvObject) override {
-        if (!ppvObject) return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_ICreateErrorInfo)
-            *ppvObject = static_cast<ICreateErrorInfo*>(this);
-        else if (riid == IID_IErrorInfo)
-            *ppvObject = static_cast<IErrorInfo*>(this);
-        else
-            return *ppvObject = nullptr, E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --references_;
-        if (left == 0) delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE SetGUID(REFGUID rguid) override {
         guid_ = rguid;
         return S_OK;
@@ -58,7 +39,7 @@ public:
     }
 
 private:
-    ~ErrorInfo() {
+    ~ErrorInfo() override {
         SysFreeString(source_);
         SysFreeString(description_);
         SysFreeString(helpFile_);
@@ -79,7 +60,6 @@ private:
         return S_OK;
     }
 
-    std::atomic<ULONG> references_{1};
     GUID guid_{};
     BSTR source_ = nullptr;
     BSTR description_ = nullptr;
@@ -103,7 +83,7 @@ struct ReleaseAtThreadEnd {
 
 HRESULT CreateErrorInfo(ICreateErrorInfo** pperrinfo) noexcept {
     if (!pperrinfo) return E_INVALIDARG;
-    *pperrinfo = new (std::nothrow) ErrorInfo;
+    *pperrinfo = lumvex::Ref<ICreateErrorInfo>(new (std::nothrow) ErrorInfo).Detach();
     return *pperrinfo ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -1,4 +1,4 @@
-// The one thing about local time that standard C++ does not offer safely to threads.
+// Local calendar time, which standard C++ does not offer in a form that is safe with threads.
 #pragma once
 
 #include <ctime>

@@ -1,4 +1,4 @@
-// Randomness that nobody can predict and no two processes share.
+// Random bytes that cannot be predicted and are different in every process.
 #pragma once
 
 #include <cstddef>

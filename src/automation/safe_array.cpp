@@ -1,4 +1,4 @@
-// Safe arrays. The type of the elements stands in a prefix before the descriptor that clients see; the data is a block
+// Safe arrays. The type of the elements is in a prefix before the descriptor that clients see; the data is a block
 // of its own.
 #include <cstdlib>
 #include <cstring>

@@ -30,7 +30,7 @@ HRESULT OwnContent(VARIANT& copy) noexcept {
     return S_OK;
 }
 
-// The variant that a reference stands for, not owning its content.
+// The variant that a by-reference variant refers to, without owning its content.
 HRESULT Dereference(const VARIANT& source, VARIANT& target) noexcept {
     const VARTYPE type = source.vt & static_cast<VARTYPE>(~VT_BYREF);
     if (!source.byref) return E_INVALIDARG;

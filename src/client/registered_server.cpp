@@ -9,7 +9,7 @@ void ProvideApartment() {
         CO_MTA_USAGE_COOKIE kept = nullptr;
         return CoIncrementMTAUsage(&kept);
     }();
-    static_cast<void>(provided);  // the caller's second try tells
+    static_cast<void>(provided);  // if this failed, the caller's second attempt fails with the reason
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "server/class_factory.hpp"
 
 #include "core/objects/class_info.hpp"
-#include "core/objects/counted.hpp"
+#include "core/base/module_object.hpp"
 #include "core/objects/guard.hpp"
 #include "lumvex/create.hpp"
 
@@ -9,8 +9,8 @@ namespace lumvex::inside {
 
 namespace {
 
-// Counts among the live objects while somebody holds it, so that the module stays where its code is needed.
-class ClassFactory final : public Counted<IClassFactory> {
+// The module stays loaded while a client holds the class object.
+class ClassFactory final : public ModuleObject<IClassFactory> {
 public:
     explicit ClassFactory(REFCLSID clsid) : clsid_(clsid) {}
 

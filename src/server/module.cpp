@@ -36,7 +36,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void* processEnds
             DetachThread();
             break;
         case DLL_PROCESS_DETACH:
-            // When the process ends, its other threads are gone already, wherever they were.
+            // When the process ends, the system has stopped all other threads already, in the middle of whatever they did.
             if (!processEnds) DetachProcess();
             break;
         default:

@@ -48,8 +48,8 @@ HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
     return S_OK;
 }
 
-// Goes on after a failure, so that as little as possible is left; the first one is the answer. The servers of 32 and of 64
-// bits have a class key each and share what leads to it, which stays until the second one is removed.
+// Goes on after a failure, so that as little as possible is left behind, and answers the first failure. The servers of 32
+// and of 64 bits have a class key each and share what leads to it, which stays until the second one is removed.
 HRESULT RemoveClasses(const RegistryKey& root) {
     HRESULT first = S_OK;
     const auto remove = [&](const std::wstring& path) {
@@ -98,7 +98,7 @@ HRESULT RegisterLibrary(const std::wstring& module, bool forUser) {
     return registerForUser ? registerForUser(library.get(), path.data(), folder.data()) : E_NOTIMPL;
 }
 
-// For all and for the user; each fails where it was not registered, which is no failure here.
+// For all users and for the current one. The system's function fails where nothing was registered, which is ignored.
 HRESULT UnregisterLibrary(const std::wstring& module) {
     Ref<ITypeLib> library;
     std::wstring path;

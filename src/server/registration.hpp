@@ -1,4 +1,4 @@
-// What the system's registry has to say of the server: its classes and its type library.
+// Entering the server's classes and its type library into the system's registry, and removing them.
 #pragma once
 
 #include <string>
@@ -12,8 +12,8 @@ namespace lumvex::inside {
 // `module` is the full path of the server's file.
 HRESULT RegisterServer(const std::wstring& module);
 
-// Removes it for all users and for the current one. What is not there is no failure. The ProgIDs stay while the server of
-// the other word size is registered, which they lead to as well.
+// Removes them for all users and for the current one. It is no failure when there are none. The ProgIDs stay while the
+// server of the other word size is registered, as they lead to that one as well.
 HRESULT UnregisterServer(const std::wstring& module);
 
 }  // namespace lumvex::inside

@@ -67,8 +67,7 @@ TEST_F(Attributes, GoAlongWithAReplacedFile) {
 // A folder may give new files an access list of its own.
 TEST_F(Attributes, AFolderGivesNoPermissionsToWhatReplacesAFile) {
     ::chmod(path_.c_str(), 0640);
-    if (!Set(folder_, "system.posix_acl_default", kWriterBesideGroup))
-        GTEST_SKIP() << "no access lists in " << folder_;
+    if (!Set(folder_, "system.posix_acl_default", kWriterBesideGroup)) GTEST_SKIP() << "no access lists in " << folder_;
     Replace();
     EXPECT_EQ(Get(path_, "system.posix_acl_access"), "");
     EXPECT_EQ(Of(path_).st_mode & 0777, 0640u);
@@ -82,11 +81,15 @@ TEST_F(Attributes, AnotherGroupGetsWhatOthersHad) {
         Make(Access::Exclusive);
         ASSERT_EQ(::chown(path_.c_str(), 1234, 2345), 0);
         ::chmod(path_.c_str(), 0664);
-        const std::string list = AccessList({{kOwner, 6}, {kUser, 6, 65534}, {kOwningGroup, 6}, {kMask, 6}, {kOthers, 4}});
+        const std::string list =
+            AccessList({{kOwner, 6}, {kUser, 6, 65534}, {kOwningGroup, 6}, {kMask, 6}, {kOthers, 4}});
         if (hasList && !Set(path_, "system.posix_acl_access", list)) GTEST_SKIP() << "no access lists in " << folder_;
         const auto asOrdinaryUser = [&] {
             if (::setgid(4000) != 0 || ::setuid(65534) != 0) return Status::NoMemory;
-            return StatusOf([&] { Replace(); return 0; });
+            return StatusOf([&] {
+                Replace();
+                return 0;
+            });
         };
         if (!hasList) ::chmod(path_.c_str(), 0676);
         EXPECT_EQ(Elsewhere(asOrdinaryUser).Result(), 0);

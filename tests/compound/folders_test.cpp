@@ -6,7 +6,6 @@
 namespace lumvex::tests {
 namespace {
 
-
 struct Versions {
     int from, to;
 };
@@ -16,7 +15,8 @@ protected:
     // Streams of all sizes in folders inside of folders, beside those of the root; an empty folder.
     Bytes Foreign() const {
         Content content{{u"Root stream", Pattern(5000, 1)}, {u"Outer", {}}, {u"Inner", {}}, {u"Empty", {}}};
-        std::map<std::u16string, std::u16string> folderOf{{u"Inner", u"Outer"}, {u"Empty", u"Inner"}, {u"last", u"Empty"}};
+        std::map<std::u16string, std::u16string> folderOf{
+            {u"Inner", u"Outer"}, {u"Empty", u"Inner"}, {u"last", u"Empty"}};
         content[u"last"] = {};
         for (const unsigned size : {0u, 1u, 63u, 64u, 65u, 511u, 512u, 513u, 4095u, 4096u, 4097u, 70000u})
             for (const char16_t* folder : {u"Outer", u"Inner"}) {
@@ -29,7 +29,8 @@ protected:
         return image;
     }
 };
-INSTANTIATE_TEST_SUITE_P(Versions, Folders, testing::Values(Versions{3, 3}, Versions{3, 4}, Versions{4, 3}, Versions{4, 4}));
+INSTANTIATE_TEST_SUITE_P(Versions, Folders,
+                         testing::Values(Versions{3, 3}, Versions{3, 4}, Versions{4, 3}, Versions{4, 4}));
 
 TEST_P(Folders, AreCarriedIntoANewFileAndThroughItsCommits) {
     const Bytes image = Foreign();
@@ -49,14 +50,30 @@ TEST_P(Folders, AreCarriedIntoANewFileAndThroughItsCommits) {
     to->CarryFrom(*from);
     EXPECT_FALSE(to->Contains(u"Outer"));
     EXPECT_FALSE(to->Find(u"Outer"));
-    EXPECT_EQ(StatusOf([&] { Put(*to, u"OUTER", {}); return 0; }), Status::AccessDenied);
-    EXPECT_EQ(StatusOf([&] { to->Remove(u"Outer"); return 0; }), Status::NotFound);
-    EXPECT_EQ(StatusOf([&] { to->CarryFrom(*from); return 0; }), Status::AccessDenied);
-    EXPECT_EQ(GetAll(*to), GetAll(*from));
+    EXPECT_EQ(StatusOf([&] {
+                  Put(*to, u"OUTER", {});
+                  return 0;
+              }),
+              Status::AccessDenied);
+    EXPECT_EQ(StatusOf([&] {
+                  to->Remove(u"Outer");
+                  return 0;
+              }),
+              Status::NotFound);
+    EXPECT_EQ(StatusOf([&] {
+                  to->CarryFrom(*from);
+                  return 0;
+              }),
+              Status::AccessDenied);
+    EXPECT_EQ(GetUncommitted(*to), GetAll(*from));
     to->Commit();
     EXPECT_TRUE(Everything(disk.Content()) == expected);
     EXPECT_EQ(Problems(disk.Content()), "");
-    EXPECT_EQ(StatusOf([&] { to->CarryFrom(*from); return 0; }), Status::AccessDenied);
+    EXPECT_EQ(StatusOf([&] {
+                  to->CarryFrom(*from);
+                  return 0;
+              }),
+              Status::AccessDenied);
     for (unsigned round = 0; round < 30; ++round) {
         for (unsigned i = 0; i < round; ++i) Put(*to, Name(i), expected[u"/" + Name(i)] = Pattern(100 * i, round));
         if (round % 3 == 2) to->Remove(Name(0)), expected.erase(u"/" + Name(0));
@@ -70,7 +87,12 @@ TEST_P(Folders, ThatCannotBeCarriedLeaveTheNewFileAsItWas) {
     const auto from = OpenBytes(Foreign());
     FaultyDisk disk;
     const auto to = CompoundFile::Create(disk.Open(), GetParam().to);
-    const auto carry = [&] { return StatusOf([&] { to->CarryFrom(*from); return 0; }); };
+    const auto carry = [&] {
+        return StatusOf([&] {
+            to->CarryFrom(*from);
+            return 0;
+        });
+    };
     Put(*to, u"OUTER", Pattern(9000, 1));
     EXPECT_EQ(carry(), Status::AccessDenied);
     to->Remove(u"Outer");
@@ -80,7 +102,7 @@ TEST_P(Folders, ThatCannotBeCarriedLeaveTheNewFileAsItWas) {
         disk.FailAt(step, FaultyDisk::Fault::Fails);
         if (carry() == Status{}) break;
         ++failed;
-        EXPECT_EQ(GetAll(*to), (Content{{u"other", Pattern(9000, 1)}}));
+        EXPECT_EQ(GetUncommitted(*to), (Content{{u"other", Pattern(9000, 1)}}));
     }
     EXPECT_GT(failed, 0);
     disk.FailAt(0, FaultyDisk::Fault::Fails);
@@ -115,34 +137,30 @@ TEST(FoldersOfAFile, ThatContradictThemselvesAreRefused) {
     Content content{{u"Folder", {}}, {u"b", Pattern(40000, 1)}, {u"c", Pattern(40000, 2)}, {u"d", Pattern(100, 2)}};
     Bytes sound = ImageOf(content, 3);
     PutIntoFolders(sound, {{u"b", u"Folder"}, {u"c", u"Folder"}, {u"d", u"Folder"}});
-    const auto entryOf = [&](std::u16string_view name) {
-        const auto* text = reinterpret_cast<const std::byte*>(name.data());
-        for (auto at = sound.begin();; ++at) {
-            at = std::search(at, sound.end(), text, text + 2 * name.size());
-            if ((at - sound.begin()) % 128 == 0 && at[64] == std::byte(2 * name.size() + 2)) return at - sound.begin();
-        }
-    };
+    const CommittedImage places(sound);
     struct Patch {
         std::u16string_view entry;
-        std::ptrdiff_t at;
+        std::size_t at;
         std::uint32_t value;
     };
     const auto carried = [&](const std::vector<Patch>& patches) {
         Bytes image = sound;
-        for (const Patch& patch : patches)
-            Store32(&image[static_cast<std::size_t>(entryOf(patch.entry) + patch.at)], patch.value);
+        for (const Patch& patch : patches) Store32(&image[places.OffsetOf(patch.entry) + patch.at], patch.value);
         FaultyDisk disk;
         const auto to = CompoundFile::Create(disk.Open(), 4);
-        const Status status = StatusOf([&] { to->CarryFrom(*OpenBytes(image)); return 0; });
+        const Status status = StatusOf([&] {
+            to->CarryFrom(*OpenBytes(image));
+            return 0;
+        });
         to->Commit();
         EXPECT_EQ(Problems(disk.Content()), "");
         EXPECT_EQ(Everything(disk.Content()).size(), status == Status{} ? 5u : 1u);
         return status;
     };
-    const auto valueOf = [&](std::u16string_view entry, std::ptrdiff_t at) {
-        return Load32(&sound[static_cast<std::size_t>(entryOf(entry) + at)]);
+    const auto valueOf = [&](std::u16string_view entry, std::size_t at) {
+        return Load32(&sound[places.OffsetOf(entry) + at]);
     };
-    constexpr std::ptrdiff_t kLeft = 68, kRight = 72, kChild = 76, kStart = 116, kSize = 120;
+    constexpr std::size_t kLeft = 68, kRight = 72, kChild = 76, kStart = 116, kSize = 120;
     const std::uint32_t shared = valueOf(u"b", kStart), first = valueOf(u"Folder", kChild);
     EXPECT_EQ(carried({}), Status{});
     EXPECT_EQ(carried({{u"c", kStart, shared}}), Status{});  // no more bytes than the file

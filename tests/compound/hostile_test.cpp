@@ -1,7 +1,8 @@
-// Files that are damaged or made to do harm: whatever is done with them ends in a result or an Error, after an amount
-// of work that the file's length bounds.
+// Files that are damaged or made to do harm: whatever is done with them ends in a result or a StorageError, after an
+// amount of work that the file's length bounds.
 #include <random>
 
+#include "kit/folders.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
@@ -52,7 +53,8 @@ public:
     std::size_t Sector(SectorId sector) const { return (std::size_t{sector} + 1) * sectorSize_; }
     std::size_t Fat(SectorId sector) const {
         const std::size_t perSector = sectorSize_ / 4, page = sector / perSector;
-        const std::size_t listed = page < kDifatInHeader ? 76 + 4 * page : Sector(Number(68)) + 4 * (page - kDifatInHeader);
+        const std::size_t listed =
+            page < kDifatInHeader ? 76 + 4 * page : Sector(Number(68)) + 4 * (page - kDifatInHeader);
         return Sector(Number(listed)) + 4 * (sector % perSector);
     }
     std::size_t MiniFat(SectorId sector) const { return Sector(Number(60)) + 4 * std::size_t{sector}; }
@@ -65,7 +67,7 @@ public:
     std::size_t Entry(std::u16string_view name) const {
         for (EntryId id = 1;; ++id) {
             std::array<char16_t, kMaxNameLength> buffer;
-            if (compound::Entry(&image[Entry(id)]).Name(buffer) == name) return Entry(id);
+            if (compound::DirectoryEntry(&image[Entry(id)]).Name(buffer) == name) return Entry(id);
         }
     }
 
@@ -139,30 +141,38 @@ TEST_P(Hostile, ChainsCountsAndSizesAreRefusedOrBounded) {
 }
 
 TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
-    const auto read = [](const std::function<void(Sample&)>& damage, std::u16string_view name) {
-        Sample sample(GetParam());
-        damage(sample);
-        return StatusOf([&] { Get(*OpenBytes(sample.image), name); });
+    struct Damage {
+        std::function<std::size_t(Sample&)> place;  // of the number that is changed
+        std::uint32_t number;
+        std::u16string_view read;
+        Status status;
     };
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(u"large") + 120, 0x7FFFFFFF); }, u"large"), Status::Corrupt);
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), kEndOfChain); }, u"large"),
-              Status::Corrupt);
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), kEndOfChain); }, u"larger"),
-              Status{});
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Fat(s.Number(s.Entry(u"large") + 116)), 99999); }, u"large"),
-              Status::Corrupt);
-    EXPECT_EQ(read([](Sample& s) { s.Set(48, 99999); }, u"large"), Status::Corrupt);
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(0) + 120, 0x7FFFFFFF); }, u"Stream7"), Status::Corrupt);
-    EXPECT_EQ(read([](Sample& s) { s.Set(24, 0x00050000); }, u"large"), Status::InvalidHeader);
-    EXPECT_EQ(read([](Sample& s) { s.Set(28, 0x000AFFFE); }, u"large"), Status::InvalidHeader);
-    EXPECT_EQ(read([](Sample& s) { s.Set(32, 7); }, u"large"), Status::InvalidHeader);
-    EXPECT_EQ(read([](Sample& s) { s.Set(0, 7); }, u"large"), Status::NotACompoundFile);
-    // The upper half of a size counts in version 4 only.
-    EXPECT_EQ(read([](Sample& s) { s.Set(s.Entry(u"large") + 124, 7); }, u"large"),
-              GetParam() == 3 ? Status{} : Status::Corrupt);
+    const auto at = [](std::size_t offset) { return [offset](Sample&) { return offset; }; };
+    const auto ofLarge = [](std::size_t field) { return [field](Sample& s) { return s.Entry(u"large") + field; }; };
+    const auto linkOfLarge = [](Sample& s) { return s.Fat(s.Number(s.Entry(u"large") + 116)); };
+    const Damage damages[] = {
+        {ofLarge(120), 0x7FFFFFFF, u"large", Status::Corrupt},
+        {linkOfLarge, kEndOfChain, u"large", Status::Corrupt},
+        {linkOfLarge, kEndOfChain, u"larger", Status{}},
+        {linkOfLarge, 99999, u"large", Status::Corrupt},
+        {[](Sample& s) { return s.Entry(0) + 120; }, 0x7FFFFFFF, u"Stream7", Status::Corrupt},
+        {at(48), 99999, u"large", Status::Corrupt},
+        {at(24), 0x00050000, u"large", Status::InvalidHeader},
+        {at(28), 0x000AFFFE, u"large", Status::InvalidHeader},
+        {at(32), 7, u"large", Status::InvalidHeader},
+        {at(0), 7, u"large", Status::NotACompoundFile},
+        // The upper half of a size counts in version 4 only.
+        {ofLarge(124), 7, u"large", GetParam() == 3 ? Status{} : Status::Corrupt},
+    };
+    for (std::size_t i = 0; i < std::size(damages); ++i) {
+        Sample sample(GetParam());
+        sample.Set(damages[i].place(sample), damages[i].number);
+        EXPECT_EQ(StatusOf([&] { Get(*OpenBytes(sample.image), damages[i].read); }), damages[i].status)
+            << "damage " << i;
+    }
 }
 
-// Where the file is read page by page nothing stands behind its end that could be taken for a sector.
+// Where the file is read page by page, nothing in memory behind its end can be taken for a sector by chance.
 TEST_P(Hostile, SectorsBehindTheEndAreNone) {
     Sample sample(GetParam());
     const auto count = static_cast<SectorId>(sample.image.size() / (sample.Sector(1) - sample.Sector(0)) - 1);
@@ -170,7 +180,8 @@ TEST_P(Hostile, SectorsBehindTheEndAreNone) {
         sample.Set(76, sector);
         FaultyDisk disk(sample.image);
         disk.DenyMapping();
-        EXPECT_EQ(StatusOf([&] { Get(*CompoundFile::Open(disk.Open(), Access::ReadShared), u"larger"); }), Status::Corrupt);
+        EXPECT_EQ(StatusOf([&] { Get(*CompoundFile::Open(disk.Open(), Access::ReadShared), u"larger"); }),
+                  Status::Corrupt);
     }
 }
 
@@ -197,7 +208,8 @@ TEST_P(Hostile, ADamagedStreamIsReplacedOrRemoved) {
             FaultyDisk disk(sample.image);
             const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
             Content content = SampleContent();
-            const Status read = StatusOf([&] { EXPECT_FALSE(Get(*file, damages[i].name) == content[damages[i].name]); });
+            const Status read =
+                StatusOf([&] { EXPECT_FALSE(Get(*file, damages[i].name) == content[damages[i].name]); });
             EXPECT_TRUE(read == Status{} || read == Status::Corrupt);
             if (size < 0)
                 file->Remove(damages[i].name), content.erase(damages[i].name);
@@ -236,7 +248,7 @@ void ExpectNotWritten(const Bytes& image, const std::string& what) {
     EXPECT_TRUE(disk.Content() == image);
 }
 
-// Its structures stand before its last stream, which ends `into` bytes into the last sector.
+// A file whose last stream is behind all structures and ends `into` bytes into the last sector.
 Bytes EndingWithAStream(int version, std::size_t sector, std::size_t into) {
     FaultyDisk disk(ImageOf({{u"early", Pattern(5000, 1)}, {u"gap", Pattern(20 * sector, 1)}}, version));
     const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
@@ -264,7 +276,8 @@ TEST_P(Hostile, AFileThatWasCutShortIsNotWritten) {
         EXPECT_EQ(Problems(disk.Content()), "");
         EXPECT_TRUE(Get(*file, u"late") == Pattern(40 * sector + into, 2));
     }
-    for (const std::size_t lacking : {sector - into + 1, sector - 1, sector, sector + 1, image.size() / 4, image.size() / 2}) {
+    for (const std::size_t lacking :
+         {sector - into + 1, sector - 1, sector, sector + 1, image.size() / 4, image.size() / 2}) {
         const Bytes cut(image.begin(), image.end() - static_cast<std::ptrdiff_t>(lacking));
         EXPECT_EQ(StatusOf([&] { Get(*OpenBytes(cut), u"late"); }), Status::Corrupt);
         ExpectNotWritten(cut, std::to_string(lacking) + " bytes are missing");
@@ -293,11 +306,11 @@ TEST_P(Hostile, AFileWhoseStructuresCountAsFreeIsNotWritten) {
         Content content{{u"early", Pattern(5000, 1)}, {u"small", Pattern(3000, 3)}};
         if (difat) content[u"large"] = Pattern(7200000, 2);
         Sample sample(GetParam(), ImageOf(content, GetParam()));
-        const SectorId sector = sample.Number(what == std::string_view("FAT")          ? 76
-                                              : difat                                  ? 68
-                                              : what == std::string_view("directory")  ? 48
-                                              : what == std::string_view("mini FAT") ? 60
-                                                                                       : sample.Entry(0) + 116);
+        const SectorId sector = sample.Number(what == std::string_view("FAT")         ? 76
+                                              : difat                                 ? 68
+                                              : what == std::string_view("directory") ? 48
+                                              : what == std::string_view("mini FAT")  ? 60
+                                                                                      : sample.Entry(0) + 116);
         sample.Set(sample.Fat(sector), kFreeSector);
         ExpectNotWritten(sample.image, what);
     }
@@ -333,7 +346,7 @@ TEST_P(Hostile, AnyByteMayBeAnything) {
     const Bytes image = ImageOf(SampleContent(), GetParam());
     std::mt19937 random(11);
     for (std::size_t at = 0; at < image.size(); ++at) {
-        // Structures stand behind the streams; of these it is enough to touch a few bytes.
+        // Structures are behind the streams, of which it is enough to change a few bytes.
         const bool structure = at < 512 || at > 30000;
         if (structure ? at % 4 != random() % 4 : at % 501 != 0) continue;  // the fuzzer goes further
         if (GetParam() == 4 && image[at] == std::byte{0} && at % 7 != 0) continue;
@@ -368,28 +381,10 @@ TEST_P(Hostile, ATreeInAnotherOrderIsReadAndPutInOrder) {
 TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
     Content content;
     for (unsigned i = 0; i < 60000; ++i) content[Name(i)] = Pattern(i % 20, i);
-    FaultyDisk disk;
-    {
-        Bytes image = ImageOf(content, GetParam());
-        Header::Bytes header;
-        std::copy_n(image.begin(), header.size(), header.begin());
-        Volume volume(MemoryFile(image), Header::Parse(header));
-        volume.Map();
-        Committed committed(volume);
-        std::vector<EntryId> order;
-        WalkTree(committed.Directory(), committed.TreeTop(), committed.EntryCount(),
-                 [&](EntryId id, const Entry&) { order.push_back(id); });
-        FileView::Window window;
-        const std::byte* start = volume.Bytes(0, 1, window);
-        const auto at = [&](EntryId id) { return &image[static_cast<std::size_t>(committed.At(id).bytes() - start)]; };
-        EntryWriter(at(0)).SetChild(order.front());
-        for (std::size_t i = 0; i < order.size(); ++i) {
-            EntryWriter(at(order[i])).SetLeft(kNoEntry);
-            EntryWriter(at(order[i])).SetRight(i + 1 < order.size() ? order[i + 1] : kNoEntry);
-        }
-        Store32(&image[52], 0);
-        disk = FaultyDisk(std::move(image));
-    }
+    Bytes image = ImageOf(content, GetParam());
+    PutIntoFolders(image, {});  // makes lists of all streams
+    Store32(&image[52], 0);
+    FaultyDisk disk(std::move(image));
     EXPECT_EQ(Problems(disk.Content()), "");
     const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
     EXPECT_EQ(GetAll(*file), content);

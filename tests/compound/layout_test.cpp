@@ -1,24 +1,32 @@
-// What stands in the file, byte for byte, and how object IDs become names.
+// What is in the file, byte for byte, and how object IDs become names.
 #include "storage/compound/format/object_name.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
 namespace {
 
-std::string Hex(const Bytes& image, std::size_t offset, std::size_t count) {
-    std::string text;
-    for (std::size_t i = offset; i < offset + count; ++i) {
+// hex: two digits a byte; spaces only separate fields.
+void ExpectBytes(const Bytes& image, std::size_t offset, std::string hex) {
+    std::erase(hex, ' ');
+    std::string found;
+    for (std::size_t i = offset; i < offset + hex.size() / 2; ++i) {
         const auto byte = std::to_integer<unsigned>(image.at(i));
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
+        found += "0123456789abcdef"[byte >> 4];
+        found += "0123456789abcdef"[byte & 15];
     }
-    return text;
+    EXPECT_EQ(found, hex) << "at byte " << offset;
 }
 
 std::string Repeated(const std::string& text, std::size_t count) {
     std::string all;
     for (std::size_t i = 0; i < count; ++i) all += text;
     return all;
+}
+
+// A directory entry: name, length of the name, type and colour; links; first sector and size.
+std::string EntryText(const std::string& name, const std::string& kind, const std::string& links,
+                      const std::string& content) {
+    return name + Repeated("00", 64 - name.size() / 2) + kind + links + Repeated("00", 36) + content;
 }
 
 // Three streams: "ab" of 3 bytes, "B" of 70 bytes, "c" of 5000. In file order: the large stream, the mini stream, the
@@ -28,109 +36,39 @@ TEST(Layout, OfASmallVersion3FileIsAsWrittenHere) {
         {{u"ab", Bytes(3, std::byte{0x11})}, {u"B", Bytes(70, std::byte{0x22})}, {u"c", Bytes(5000, std::byte{0x33})}},
         3);
     ASSERT_EQ(image.size(), 512u * 15);
-    EXPECT_EQ(Hex(image, 0, 76), "d0cf11e0a1b11ae1" + Repeated("00", 16) +
-                                     "3e00"
-                                     "0300"
-                                     "feff"
-                                     "0900"
-                                     "0600"
-                                     "000000000000"
-                                     "00000000"  // directory sectors: not counted in version 3
-                                     "01000000"  // FAT sectors
-                                     "0c000000"  // first directory sector
-                                     "01000000"  // the first commit
-                                     "00100000"  // cutoff
-                                     "0b000000"  // first mini FAT sector
-                                     "01000000"
-                                     "feffffff"  // no DIFAT sectors
-                                     "00000000");
-    EXPECT_EQ(Hex(image, 76, 436), "0d000000" + Repeated("ffffffff", 108));
-    EXPECT_EQ(Hex(image, 512, 5000), Repeated("33", 5000));
-    EXPECT_EQ(Hex(image, 512 + 5000, 120), Repeated("00", 120));
+    ExpectBytes(image, 0, "d0cf11e0a1b11ae1" + Repeated("00", 16) + "3e00 0300 feff 0900 0600 000000000000");
+    // Sectors: directory (not counted in version 3), FAT; first of the directory; the first commit; cutoff; first and
+    // count of the mini FAT; no DIFAT sectors; the FAT sector.
+    ExpectBytes(image, 40,
+                "00000000 01000000 0c000000 03000000 00100000 0b000000 01000000 feffffff 00000000 0d000000" +
+                    Repeated("ffffffff", 108));
+    ExpectBytes(image, 512, Repeated("33", 5000) + Repeated("00", 120));
     // Mini stream in sector 10: "B" in two mini sectors, "ab" in one.
-    EXPECT_EQ(Hex(image, 512 * 11, 192),
-              Repeated("22", 70) + Repeated("00", 58) + Repeated("11", 3) + Repeated("00", 61));
-    EXPECT_EQ(Hex(image, 512 * 12, 20),
-              "01000000"
-              "feffffff"
-              "feffffff"
-              "ffffffff"
-              "ffffffff");
+    ExpectBytes(image, 512 * 11, Repeated("22", 70) + Repeated("00", 58) + Repeated("11", 3) + Repeated("00", 61));
+    ExpectBytes(image, 512 * 12, "01000000 feffffff feffffff ffffffff ffffffff");
     // Names by length first: "B", "c", "ab". The middle one is the top; all levels are full, so all are black.
-    const std::size_t directory = 512 * 13;
-    const auto entry = [&](const std::string& name, std::size_t nameBytes, const std::string& kind,
-                           const std::string& rest) {
-        return name + Repeated("00", 64 - name.size() / 2) + Hex({std::byte(nameBytes)}, 0, 1) + "00" + kind +
-               rest.substr(0, 24) + Repeated("00", 36) + rest.substr(24);
-    };
-    EXPECT_EQ(Hex(image, directory, 128), entry("52006f006f007400200045006e00740072007900", 22, "0501",
-                                                "ffffffff"
-                                                "ffffffff"
-                                                "01000000"
-                                                "0a000000"
-                                                "c000000000000000"));
-    EXPECT_EQ(Hex(image, directory + 128, 128), entry("6300", 4, "0201",
-                                                      "02000000"
-                                                      "03000000"
-                                                      "ffffffff"
-                                                      "00000000"
-                                                      "8813000000000000"));
-    EXPECT_EQ(Hex(image, directory + 256, 128), entry("4200", 4, "0201",
-                                                      "ffffffff"
-                                                      "ffffffff"
-                                                      "ffffffff"
-                                                      "00000000"
-                                                      "4600000000000000"));
-    EXPECT_EQ(Hex(image, directory + 384, 128), entry("61006200", 6, "0201",
-                                                      "ffffffff"
-                                                      "ffffffff"
-                                                      "ffffffff"
-                                                      "02000000"
-                                                      "0300000000000000"));
+    const std::string none = "ffffffff ffffffff ffffffff";
+    ExpectBytes(image, 512 * 13,
+                EntryText("52006f006f007400200045006e00740072007900", "1600 0501", "ffffffff ffffffff 01000000",
+                          "0a000000 c000000000000000") +
+                    EntryText("6300", "0400 0201", "02000000 03000000 ffffffff", "00000000 8813000000000000") +
+                    EntryText("4200", "0400 0201", none, "00000000 4600000000000000") +
+                    EntryText("61006200", "0600 0201", none, "02000000 0300000000000000"));
     std::string fat;
     for (int i = 1; i < 10; ++i) fat += "0" + std::to_string(i) + "000000";
-    EXPECT_EQ(Hex(image, 512 * 14, 4 * 16), fat +
-                                                "feffffff"
-                                                "feffffff"
-                                                "feffffff"
-                                                "feffffff"
-                                                "fdffffff"
-                                                "ffffffff"
-                                                "ffffffff");
+    ExpectBytes(image, 512 * 14, fat + Repeated("feffffff", 4) + "fdffffff ffffffff ffffffff");
 }
 
 TEST(Layout, OfAnEmptyVersion4FileIsAHeaderADirectoryAndAFat) {
     const Bytes image = ImageOf({}, 4);
     ASSERT_EQ(image.size(), 4096u * 3);
-    EXPECT_EQ(Hex(image, 24, 8), "3e000400feff0c00");
-    EXPECT_EQ(Hex(image, 40, 36),
-              "01000000"
-              "01000000"
-              "00000000"
-              "01000000"
-              "00100000"
-              "feffffff"
-              "00000000"
-              "feffffff"
-              "00000000");
-    EXPECT_EQ(Hex(image, 512, 3584), Repeated("00", 3584));
-    EXPECT_EQ(Hex(image, 4096 + 64, 16),
-              "16000501"
-              "ffffffff"
-              "ffffffff"
-              "ffffffff");
-    EXPECT_EQ(Hex(image, 4096 + 116, 12),
-              "feffffff"
-              "0000000000000000");
-    EXPECT_EQ(Hex(image, 4096 + 128 + 64, 16),
-              "00000000"
-              "ffffffff"
-              "ffffffff"
-              "ffffffff");
-    EXPECT_EQ(Hex(image, 8192, 12),
-              "feffffff"
-              "fdffffff"
-              "ffffffff");
+    ExpectBytes(image, 24, "3e00 0400 feff 0c00");
+    ExpectBytes(image, 40, "01000000 01000000 00000000 03000000 00100000 feffffff 00000000 feffffff 00000000");
+    ExpectBytes(image, 512, Repeated("00", 3584));
+    ExpectBytes(image, 4096 + 64, "1600 0501 ffffffff ffffffff ffffffff");
+    ExpectBytes(image, 4096 + 116, "feffffff 0000000000000000");
+    ExpectBytes(image, 4096 + 128 + 64, "0000 0000 ffffffff ffffffff ffffffff");
+    ExpectBytes(image, 8192, "feffffff fdffffff ffffffff");
 }
 
 TEST(ObjectNames, AreBase32HexOfTheIdsBytes) {

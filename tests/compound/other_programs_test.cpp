@@ -1,5 +1,5 @@
-// Files that other programs change, replace or remove while they are open here: no save reports success into what is not
-// the document any more, and none makes a mixture of two.
+// Files that other programs change, replace or remove while they are open here: no save reports success into what is
+// not the document any more, and none makes a mixture of two.
 #include <fstream>
 
 #include "sharing.hpp"
@@ -80,7 +80,7 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
 TEST_P(OtherPrograms, ThatReplaceAFileWhileItIsSavedMakeTheSaveFail) {
     FaultyDisk disk(ImageOf(Streams(3000, 1), GetParam()));
     const auto file = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
-    disk.Before(5, [&] {
+    disk.Before(3, [&] {
         const auto other = CompoundFile::Create(disk.OpenNew(), 3);
         Put(*other, u"other", Pattern(9000, 1));
         other->Commit();
@@ -118,9 +118,9 @@ TEST_F(Sharing, AFileThatIsGoneFromItsPathIsNotSaved) {
             }
             // All of it can be saved elsewhere.
             const Content content{{u"a", Pattern(30000, 5)}, {u"b", Pattern(300, 6)}, {u"c", Pattern(80000, 7)}};
-            EXPECT_TRUE(GetAll(*file) == content);
+            EXPECT_TRUE(GetUncommitted(*file) == content);
             const auto other = CompoundFile::Create(CreateReplacing(folder_ / "other", access), 3);
-            PutAll(*other, GetAll(*file));
+            PutAll(*other, GetUncommitted(*file));
             other->Commit();
             EXPECT_EQ(fs::exists(path_), what == std::string_view("replaced"));
         }

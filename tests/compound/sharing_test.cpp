@@ -62,7 +62,7 @@ TEST_F(Sharing, ANewFileTakesThePathAtItsFirstCommitAndNotBefore) {
     file->Commit();
     EXPECT_TRUE(Open(Access::ReadShared)->Contains(u"more"));
     EXPECT_EQ(StatusOf([&] { return Open(Access::Exclusive); }), Status::ShareViolation);
-    reader = nullptr;  // where an open file cannot be replaced, the old one stands aside until then
+    reader = nullptr;  // where an open file cannot be replaced, the old one keeps another name until then
     EXPECT_EQ(FilesInFolder(), 1u);
 }
 
@@ -88,7 +88,11 @@ TEST_F(Sharing, OfTwoNewFilesForOnePathTheSecondReplacesTheFirstOnlyOnceThatIsCl
         Put(*first, u"first", Pattern(100, 1));
         Put(*second, u"second", Pattern(100, 2));
         first->Commit();
-        EXPECT_EQ(StatusOf([&] { second->Commit(); return 0; }), Status::ShareViolation);
+        EXPECT_EQ(StatusOf([&] {
+                      second->Commit();
+                      return 0;
+                  }),
+                  Status::ShareViolation);
         Put(*first, u"first", Pattern(200, 1));
         first->Commit();
         first = nullptr;
@@ -100,7 +104,7 @@ TEST_F(Sharing, OfTwoNewFilesForOnePathTheSecondReplacesTheFirstOnlyOnceThatIsCl
     }
 }
 
-// Of files that stand beside the document only those go that a save of this document left and that nobody has open.
+// Beside the document only those files are removed that a save of this document left and that nobody has open.
 TEST_F(Sharing, WhatAKilledSaveLeftBehindGoesWithTheNextOne) {
     const fs::path left = folder_ / HiddenNameFor(path_), empty = folder_ / HiddenNameFor(path_),
                    inUse = folder_ / HiddenNameFor(path_), others = folder_ / HiddenNameFor(folder_ / "file2"),
@@ -211,7 +215,7 @@ TEST_F(Sharing, AReaderThatIsOvertakenWhileItOpensTakesTheLaterState) {
         writer->Commit();
     });
     EXPECT_EQ(GetAll(*CompoundFile::Open(disk.Open(), Access::ReadShared)), content_);
-    EXPECT_EQ(announced, (std::vector<std::uint32_t>{1, 2, 3, 4}));
+    EXPECT_EQ(announced, (std::vector<std::uint32_t>{2, 4, 6, 8}));
 }
 
 // Generations count in a circle; who reads the last before it closes is older than the first after it.

@@ -17,7 +17,7 @@ std::uint64_t Total(const Content& content) {
 
 struct Wave {
     int version;
-    std::size_t largest;  // bytes of a stream
+    std::size_t largest;     // bytes of a stream
     std::size_t ebb, flood;  // streams
 };
 
@@ -63,7 +63,8 @@ TEST_P(Sizes, OfFilesThatGrowAndShrinkForThousandsOfSavesAreBounded) {
 // Skips what is zero, so that gigabytes cost nothing.
 class SparseFile final : public File {
 public:
-    SparseFile(std::unique_ptr<File> file, const std::vector<std::byte>& zeros) : file_(std::move(file)), zeros_(zeros) {}
+    SparseFile(std::unique_ptr<File> file, const std::vector<std::byte>& zeros)
+        : file_(std::move(file)), zeros_(zeros) {}
     std::uint64_t Size() const override { return file_->Size(); }
     std::optional<std::span<const std::byte>> Map() override { return file_->Map(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { file_->Read(offset, bytes); }
@@ -79,8 +80,8 @@ public:
     }
     void Flush() override { file_->Flush(); }
     void Resize(std::uint64_t size) override { file_->Resize(size); }
-    bool Published() const override { return file_->Published(); }
-    void Publish() override { file_->Publish(); }
+    bool HasName() const override { return file_->HasName(); }
+    void TakeName() override { file_->TakeName(); }
 
 private:
     std::unique_ptr<File> file_;
@@ -136,7 +137,10 @@ TEST(Size, FilesOfGigabytesAreWrittenReadAndChanged) {
             if (version == 3) {  // as much as there is room for, and no more
                 constexpr std::uint64_t kStep = 256 * 1024;
                 std::uint64_t room = kLargestVersion3File - file->FileSize();
-                while (StatusOf([&] { put(*file, u"b", room); file->Commit(); }) == Status::MediumFull) {
+                while (StatusOf([&] {
+                           put(*file, u"b", room);
+                           file->Commit();
+                       }) == Status::MediumFull) {
                     EXPECT_TRUE(file->IsOutgrown());
                     file->Revert();
                     room -= kStep;

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "kit/committed_image.hpp"
 #include "kit/faulty_disk.hpp"
 #include "kit/pattern.hpp"
 #include "storage/compound/check/check.hpp"
-#include "storage/compound/read/committed.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 namespace lumvex::tests {
 
@@ -19,7 +19,6 @@ using namespace lumvex::compound;
 
 using Bytes = std::vector<std::byte>;
 using Content = std::map<std::u16string, Bytes>;
-
 
 inline std::u16string Name(unsigned number) {
     const std::string digits = std::to_string(number);
@@ -45,15 +44,20 @@ inline Bytes Get(const CompoundFile& file, std::u16string_view name) {
     return bytes;
 }
 
-inline Content GetAll(const CompoundFile& file) {
+// Pending streams too.
+inline Content GetUncommitted(const CompoundFile& file) {
     Content content;
     file.ForEachStream([&](std::u16string_view name, std::uint64_t size) {
         Bytes bytes = Get(file, name);
         EXPECT_EQ(bytes.size(), size);
         EXPECT_TRUE(content.emplace(name, std::move(bytes)).second);
     });
-    if (file.Changed()) return content;
-    Content together;
+    return content;
+}
+
+// Of a file with nothing pending.
+inline Content GetAll(const CompoundFile& file) {
+    Content content = GetUncommitted(file), together;
     file.ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         EXPECT_TRUE(together.emplace(name, Bytes(bytes.begin(), bytes.end())).second);
     });
@@ -82,12 +86,12 @@ inline Bytes ImageOf(const Content& content, int version) {
     return disk.Content();
 }
 
-// The status of the Error that the work ends with; 0 where it ends without.
+// The status of the StorageError that the work ends with; 0 where it ends without.
 template <class Work>
 Status StatusOf(Work&& work) {
     try {
         static_cast<void>(work());
-    } catch (const Error& error) {
+    } catch (const StorageError& error) {
         return error.status();
     }
     return Status{};
@@ -96,17 +100,13 @@ Status StatusOf(Work&& work) {
 // The sibling tree of the root: in order, no red below a red, equally many blacks on every way, so at most twice as
 // deep as it has to be. The depth of its deepest entry.
 inline std::size_t RequireRedBlackTree(const Bytes& image) {
-    Header::Bytes header;
-    std::copy_n(image.begin(), header.size(), header.begin());
-    Volume volume(MemoryFile(image), Header::Parse(header));
-    volume.Map();
-    Committed committed(volume);
+    const CommittedImage committed(image);
     struct Place {
         EntryId id;
         bool parentIsRed;
         std::size_t blacks, depth;
     };
-    std::vector<Place> open{{committed.TreeTop(), true, 0, 0}};
+    std::vector<Place> open{{committed->TreeTop(), true, 0, 0}};
     std::size_t blacks = 0, deepest = 0;
     while (!open.empty()) {
         const Place at = open.back();
@@ -118,7 +118,7 @@ inline std::size_t RequireRedBlackTree(const Bytes& image) {
             deepest = std::max(deepest, at.depth);
             continue;
         }
-        const Entry entry = committed.At(at.id);
+        const DirectoryEntry entry = committed->At(at.id);
         const bool red = entry.ColourOf() == Colour::Red;
         EXPECT_FALSE(red && at.parentIsRed) << "entry " << at.id;
         for (const EntryId child : {entry.Left(), entry.Right()})

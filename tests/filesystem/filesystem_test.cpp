@@ -51,7 +51,7 @@ std::string Outcome(const std::function<void()>& work) {
 
 class FileSystem : public ::testing::Test {
 protected:
-    // False where there is no such file system to be had.
+    // False where no such file system can be mounted.
     bool Mount(const char* locks) {
         fs::create_directory(behind);
         fs::create_directory(mount);
@@ -128,7 +128,7 @@ protected:
         };
     }
 
-    // What stands behind is whole whatever was done, and nothing else is there.
+    // On the sound file system behind, the documents are whole whatever was done, and there is no other file.
     void ExpectSound() {
         std::size_t files = 0;
         for (const auto& each : fs::directory_iterator(behind)) {

@@ -135,7 +135,7 @@ private:
     class FileOnIt final : public compound::File {
     public:
         FileOnIt(FaultyDisk& disk, std::shared_ptr<Medium> medium, bool published)
-            : disk_(disk), medium_(std::move(medium)), published_(published) {}
+            : disk_(disk), medium_(std::move(medium)), hasName_(published) {}
         std::uint64_t Size() const override { return medium_->now->Size(); }
         std::optional<std::span<const std::byte>> Map() override {
             if (!disk_.maps_) return std::nullopt;
@@ -171,16 +171,16 @@ private:
             medium_->now->Resize(size);
             medium_->operations.push_back({true, size, {}});
         }
-        bool Published() const override { return published_; }
+        bool HasName() const override { return hasName_; }
         void RequireName() const override {
-            if (published_ && disk_.named_ != medium_)
-                throw compound::Failure(compound::Status::NotCurrent, "another file has the name");
+            if (hasName_ && disk_.named_ != medium_)
+                throw compound::StorageError(compound::Status::NotCurrent, "another file has the name");
         }
-        void Publish() override {
+        void TakeName() override {
             if (!medium_->IsFlushed()) throw std::logic_error("a file takes its name before it is flushed");
             if (disk_.Trips()) disk_.Throw();
             disk_.unflushedName_ = std::exchange(disk_.named_, medium_);
-            published_ = true;
+            hasName_ = true;
             static_cast<void>(disk_.FlushName());
         }
         ~FileOnIt() override {
@@ -203,7 +203,7 @@ private:
 
         FaultyDisk& disk_;
         std::shared_ptr<Medium> medium_;
-        bool published_;
+        bool hasName_;
         std::optional<std::uint32_t> announced_;
         Bytes mapped_;
     };
@@ -227,7 +227,7 @@ private:
         return fails;
     }
     [[noreturn]] void Throw() const {
-        throw compound::Failure(
+        throw compound::StorageError(
             fault_ == Fault::Full ? compound::Status::MediumFull : compound::Status::WriteFault, "on purpose");
     }
 

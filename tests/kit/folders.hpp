@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "storage/compound/read/stream.hpp"
+#include "kit/committed_image.hpp"
 
 namespace lumvex::tests {
 
@@ -17,21 +17,14 @@ namespace lumvex::tests {
 // and the root get class IDs, state bits and times, each its own. The file must be as the engine first wrote it.
 inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u16string, std::u16string>& folderOf) {
     using namespace compound;
-    Header::Bytes head;
-    std::copy_n(image.begin(), head.size(), head.begin());
-    const Header header = Header::Parse(head);
-    std::vector<EntryWriter> writers;
+    std::vector<DirectoryEntryWriter> writers;
     std::map<std::u16string, EntryId> ids;
     {
-        Volume volume(MemoryFile(image), header);
-        volume.Map();
-        Committed committed(volume);
-        const unsigned perPage = 1u << (volume.SectorShift() - 7);
-        for (EntryId id = 0; id < committed.EntryCount(); ++id) {
-            const auto place = committed.Directory().Sectors().Find(committed.Fat(), id / perPage);
-            writers.emplace_back(&image[volume.OffsetOf(place.value().sector) + id % perPage * kEntrySize]);
+        const CommittedImage sound(image);
+        for (EntryId id = 0; id < sound->EntryCount(); ++id) {
+            writers.emplace_back(&image[sound.OffsetOf(id)]);
             std::array<char16_t, kMaxNameLength> buffer;
-            if (committed.At(id).Type() == EntryType::Stream) ids[std::u16string(committed.At(id).Name(buffer))] = id;
+            if (sound->At(id).Type() == EntryType::Stream) ids[std::u16string(sound->At(id).Name(buffer))] = id;
         }
     }
     const auto setFacts = [&](EntryId id) {
@@ -54,7 +47,7 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
         }
         writers[folder].SetChild(ids.at(names.front()));
         for (std::size_t i = 0; i < names.size(); ++i) {
-            EntryWriter entry = writers[ids.at(names[i])];
+            DirectoryEntryWriter entry = writers[ids.at(names[i])];
             entry.SetLeft(kNoEntry);
             entry.SetRight(i + 1 < names.size() ? ids.at(names[i + 1]) : kNoEntry);
             entry.SetColour(Colour::Black);
@@ -65,14 +58,11 @@ inline void PutIntoFolders(std::vector<std::byte>& image, const std::map<std::u1
 // By path: what each stream holds, and what is said of each folder and of the root, whose path is empty.
 inline std::map<std::u16string, std::vector<std::byte>> Everything(const std::vector<std::byte>& image) {
     using namespace compound;
-    Header::Bytes head;
-    std::copy_n(image.begin(), head.size(), head.begin());
-    Volume volume(MemoryFile(image), Header::Parse(head));
-    volume.Map();
-    const auto committed = std::make_shared<Committed>(volume);
+    const CommittedImage sound(image);
+    const std::shared_ptr<Committed>& committed = sound.State();
     std::map<std::u16string, std::vector<std::byte>> found;
     std::vector<std::pair<EntryId, std::u16string>> folders{{0, u""}};
-    const auto factsOf = [](const Entry& entry) {
+    const auto factsOf = [](const DirectoryEntry& entry) {
         return std::vector<std::byte>(entry.bytes() + 80, entry.bytes() + 116);
     };
     while (!folders.empty()) {
@@ -80,7 +70,7 @@ inline std::map<std::u16string, std::vector<std::byte>> Everything(const std::ve
         folders.pop_back();
         found[path] = factsOf(committed->At(folder));
         WalkTree(committed->Directory(), committed->At(folder).Child(), committed->EntryCount(),
-                 [&, path = path](EntryId id, const Entry& entry) {
+                 [&, path = path](EntryId id, const DirectoryEntry& entry) {
                      std::array<char16_t, kMaxNameLength> buffer;
                      const std::u16string below = path + u"/" + std::u16string(entry.Name(buffer));
                      if (entry.Type() == EntryType::Storage) return folders.emplace_back(id, below), void();

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "lumvex/values.hpp"
-#include "storage/compound/compound_file.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 
 namespace lumvex::tests {
 

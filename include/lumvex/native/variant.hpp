@@ -9,7 +9,7 @@ struct IUnknown;
 struct IDispatch;
 struct IRecordInfo;
 
-// A BSTR is a pointer to UTF-16 text that may hold zeros; its byte length stands in the four bytes before it, a
+// A BSTR is a pointer to UTF-16 text that may hold zeros; its byte length is in the four bytes before it, a
 // terminator follows it. A null BSTR is the empty text. Whoever receives one frees it; allocation failure gives null.
 LUMVEX_API BSTR SysAllocString(const OLECHAR* psz) noexcept;                             // null for null
 LUMVEX_API BSTR SysAllocStringLen(const OLECHAR* strIn, UINT ui) noexcept;               // null source: ui zeros

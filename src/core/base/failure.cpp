@@ -7,8 +7,6 @@ namespace lumvex::inside {
 
 namespace {
 
-constexpr int kInternalError = 4017;
-
 void Replace(std::u16string& text, std::u16string_view what, const std::string& with) {
     const std::size_t at = text.find(what);
     if (at != std::u16string::npos) text.replace(at, what.size(), FromUtf8(with));
@@ -29,7 +27,7 @@ void Install(std::u16string_view text, std::u16string_view source) {
 HRESULT Report(int message, std::u16string_view source) noexcept {
     const std::u16string_view text = StringOf(message);
     return Report(text.empty() ? std::u16string_view(u"Unknown Error") : text,
-                  static_cast<HRESULT>(0x80040000u + static_cast<unsigned>(message)), source);
+                  StatusOf(static_cast<Message>(message)), source);
 }
 
 HRESULT Report(std::u16string_view text, HRESULT status, std::u16string_view source) noexcept {
@@ -43,7 +41,7 @@ HRESULT Report(std::u16string_view text, HRESULT status, std::u16string_view sou
 
 std::u16string InternalErrorText(std::string_view path, unsigned line) {
     const std::size_t separator = path.find_last_of("\\/:");
-    std::u16string text(StringOf(kInternalError));
+    std::u16string text(StringOf(static_cast<int>(Message::InternalError)));
     Replace(text, u"%d", std::to_string(line));
     Replace(text, u"%hs", std::string(separator == std::string_view::npos ? path : path.substr(separator + 1)));
     return text;

@@ -1,5 +1,5 @@
-// How the inside says no: exceptions that carry a status and, for the model's own failures, a message. The guard turns
-// them into the status and error information of the published call.
+// How code inside the model fails: by exceptions that carry a status and, for the model's own failures, the number of a
+// message. The guard around each published call turns them into the call's status and error information.
 #pragma once
 
 #include <exception>
@@ -25,6 +25,7 @@ enum class Message : int {
     ModifiedBeforeLoading = 4013,
     FileFormat = 4014,
     OtherDocument = 4015,
+    InternalError = 4017,
     NotAllRemoved = 4018,
     CacheBounds = 4019,
     FileMustBeClosed = 4020,
@@ -35,11 +36,11 @@ constexpr HRESULT StatusOf(Message message) {
     return static_cast<HRESULT>(0x80040000u + static_cast<unsigned>(message));
 }
 
-// A call that cannot be carried out. A bare status travels without a text.
+// A call that cannot be carried out, because of its caller or of a file. A failure made of a status alone has no text.
 class Failure : public std::exception {
 public:
     explicit Failure(HRESULT status) noexcept : status_(status) {}
-    // `detail` is for people who look for the cause; it does not cross the boundary.
+    // `detail` is for people who look for the cause; clients of published interfaces do not see it.
     Failure(HRESULT status, const std::string& detail)
         : status_(status), detail_(std::make_shared<const std::string>(detail)) {}
     explicit Failure(Message message) noexcept : status_(StatusOf(message)), message_(static_cast<int>(message)) {}
@@ -54,7 +55,7 @@ private:
     std::shared_ptr<const std::string> detail_;
 };
 
-// The failure of an inner call: its status travels unchanged, with the error information that the inner call left.
+// The failure of another published call, made on the way: the client gets its status and its error information unchanged.
 class PassedOn : public std::exception {
 public:
     explicit PassedOn(HRESULT status) noexcept : status_(status) {}
@@ -68,7 +69,7 @@ private:
 // A broken invariant that no caller can mend: a fault of the program, never of a file or a caller.
 class COstrelException : public std::exception {
 public:
-    // The place is the caller's.
+    // The place in the source is that of the throw.
     explicit COstrelException(int code, const char* file = __builtin_FILE(), unsigned line = __builtin_LINE()) noexcept
         : code_(code), file_(file), line_(line) {}
 

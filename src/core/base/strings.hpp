@@ -1,4 +1,4 @@
-// The system's own texts: titles of collections, messages of failures, names of configurations.
+// The program's own texts by number: titles of collections, messages of failures, names of configurations.
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// What the model knows of one persistable class: the registry's row. One table per process, filled from classes.def.
+// What the model knows of one persistable class: a row of the class registry, of which there is one in the process.
 #pragma once
 
 #include <cstdint>
@@ -47,7 +47,7 @@ struct ClassInfo {
     void (*save)(const Object&, RecordWriter&) = nullptr;            // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
     void (*copy)(Object& to, const Object& from) = nullptr;          // the class's own fields, child collections not
-    void (*swap)(Object& one, Object& other) noexcept = nullptr;     // the same; of roots the references to these, too
+    void (*swap)(Object& one, Object& other) noexcept = nullptr;     // the same; of roots their child collections, too
 };
 
 // The registered class of an ID, or null; and all of them, ascending by class ID.

@@ -22,8 +22,8 @@ public:
     // The entry's object, loaded from its stream when it is not in memory. Throws 4010 when there is nothing to load it
     // from, else what the reading failed with; the object then stays unloaded.
     virtual Ref<Object> Get(Entry& entry) = 0;
-    // A collection's member or an owner's child, whose class and owner are known from where its reference stands: its
-    // entry, and the object itself.
+    // The entry of a collection's member or of an owner's child collection, and the object itself. Class and owner follow
+    // from the place of the reference.
     virtual Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;
     Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
         return Get(*EntryOf(reference, classInfo, owner));
@@ -35,7 +35,8 @@ public:
     // Takes objects out; they are orphaned from now on. All of them or, when it throws std::bad_alloc, none. It is not
     // taken back when the operation fails, so nothing may fail after it.
     virtual void Erase(std::span<const Ref<Entry>> entries) = 0;
-    // The owner of an object, searched for where the object was reached without one; null when nothing owns it.
+    // The owner of an object; null when nothing owns it. Where the object was reached by its ID, its owner is searched for
+    // in the whole document.
     virtual Ref<Entry> OwnerOf(Entry& entry) = 0;
 
     // The links of the document that point at an object, each once.
@@ -43,10 +44,10 @@ public:
     // A link was made, or is about to be re-pointed or emptied. Throws std::bad_alloc and has then done nothing.
     virtual void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) = 0;
 
-    // A step of the operation under way.
+    // Something in the document has changed since it was opened. A step of the operation under way.
     virtual void MarkModified() = 0;
-    // The object, which is in memory, has to be written by the next save. Stays so where the operation fails: the save
-    // then writes what is there already.
+    // The next save has to write the object, which is in memory. This is not taken back when the operation fails: the save
+    // then writes what the file has already.
     virtual void MarkChanged(Object& object) noexcept = 0;
 
     virtual LXArray ArrayType() const noexcept = 0;
@@ -54,7 +55,7 @@ public:
     virtual bool IsObserved() const noexcept = 0;
     virtual void Fire(const PendingEvent& event) noexcept = 0;
 
-    // A client let go of an object while the load cache holds more than it should.
+    // A client has released its last reference to an object while the load cache holds more objects than it should.
     virtual void LetGo(Entry& entry) noexcept = 0;
 
 protected:

@@ -1,4 +1,4 @@
-// One object's entry in the object directory: what stays the same object while the object itself comes and goes.
+// One object's entry in the object directory: what a document knows of an object, whether it is loaded or not.
 #pragma once
 
 #include <cstdint>
@@ -44,10 +44,10 @@ public:
     // Kept by the directory; eventWaits by the event queue.
     bool stored = false;          // the open file holds the object's stream
     bool listed = false;          // the open file's directory lists the object
-    bool assumed = false;         // it is taken for listed, as a stored record refers to it; the next save looks
-    bool joins = false;           // the directory of the next save gains it
-    bool changed = false;         // waits for the next save
-    LONG storedLocks = 0;         // the counter as the open file has it
+    bool assumed = false;         // `listed` is assumed, as a stored record refers to it; the next save looks it up
+    bool joins = false;           // the next save adds it to the file's directory
+    bool changed = false;         // the next save writes the object
+    LONG storedLocks = 0;         // the lock counter in the open file
     std::uint64_t order = 0;      // rises with every entry made
     bool eventWaits = false;      // in the event queue of the call under way
     Entry* newer = nullptr;       // neighbours among the loaded objects, by last use

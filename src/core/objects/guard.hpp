@@ -1,7 +1,7 @@
-// The boundary of the model: every published call that reaches an object of it runs under the module lock inside a Guarded
-// block, which makes it one operation, turns exceptions into status and error information, and delivers the call's events
-// on the way out. Calls that only find out what to call (late binding, class objects, class information) are Translated:
-// no exception leaves them either.
+// The guard around every published call. A call that reaches an object of the model is Guarded: it runs under the module
+// lock and as one operation, an exception becomes its status and error information, and its events are delivered before it
+// returns. Calls that only find out what to call (late binding, class objects, class information) are Translated: they take
+// no lock, but no exception leaves them either.
 #pragma once
 
 #include "core/base/failure.hpp"
@@ -9,7 +9,8 @@
 
 namespace lumvex::inside {
 
-// Takes the module-wide lock and counts the thread's nesting; leaving, the outermost call delivers.
+// Enter takes the module lock and counts how deep the thread is inside the model. Leave delivers the thread's events when
+// it ends the outermost call.
 ThreadContext& Enter();
 void Leave(ThreadContext& thread) noexcept;
 
@@ -43,8 +44,8 @@ HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
     }
 }
 
-// Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing,
-// but for what it kept by itself. `source` names the class that reports errors.
+// Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing
+// except what its operation has kept. `source` names the class that reports errors.
 template <class Work>
 HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
     return Translated(source, [&] {  // entering may fail too

@@ -1,40 +1,17 @@
 #include "core/objects/object.hpp"
 
 #include "core/objects/document.hpp"
-#include "core/published/enumerator.hpp"
 #include "core/objects/guard.hpp"
-#include "core/tree/tree_walk.hpp"
 
 namespace lumvex::inside {
 
 namespace {
-std::atomic<std::uint32_t> liveObjects{0};
 std::atomic<std::uint32_t> waitingCaches{0};
 }
-
-std::size_t LiveObjects() noexcept { return liveObjects.load(std::memory_order_relaxed); }
-
-void LockModule() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed); }
-
-void UnlockModule() noexcept { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
 
 void Check(HRESULT status) {
     if (FAILED(status)) throw PassedOn(status);
 }
-
-Entry::Entry(const GUID& objectId, const ClassInfo* objectClass) : id(objectId), classInfo(objectClass) {
-    if (objectClass) classId = objectClass->classId;
-}
-
-Entry::~Entry() = default;
-
-void Entry::Release() noexcept {
-    if (--count_ == 0) delete this;
-}
-
-LiveObject::LiveObject() noexcept { LockModule(); }
-
-LiveObject::~LiveObject() { UnlockModule(); }
 
 Object::Object() = default;
 
@@ -46,9 +23,9 @@ void Object::CacheWaits(bool waits) noexcept {
     waits ? waitingCaches.fetch_add(1, std::memory_order_relaxed) : waitingCaches.fetch_sub(1, std::memory_order_relaxed);
 }
 
-// The last release touches directory entries, which the module lock guards. The lock comes before the count: a call on
-// another thread that reaches the root from below takes a new reference under the lock, and must not find it at 0. The
-// last but one is the directory's, if it has one.
+// The last release touches directory entries, which the module lock guards. The lock is taken before the count goes to 0:
+// a call on another thread that reaches the root from an object below takes a new reference under the lock, and must not
+// find the count at 0. A count of 1 is that of the directory's own reference, where the object is in a directory.
 ULONG Object::Release() noexcept {
     ULONG count = count_.load(std::memory_order_relaxed);
     while (count > 1) {
@@ -58,7 +35,7 @@ ULONG Object::Release() noexcept {
     const Call call;
     const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 1 && entry_ && entry_->document && entry_->object.get() == this) {
-        const Ref<Entry> entry = entry_;  // the object may go
+        const Ref<Entry> entry = entry_;  // LetGo may destroy this object
         entry->document->LetGo(*entry);
     }
     if (left == 0) delete this;
@@ -107,25 +84,6 @@ YesNo Object::IsSame(IUnknown* test) const {
     const auto other = Ref<IUnknown>::Attach(static_cast<IUnknown*>(typed));
     const Ref<Object> inside = InsideOf(other.get());
     return inside.get() == this ? YesNo::Yes : YesNo::No;
-}
-
-Ref<IUnknown> Object::NewDescendantsEnum() {
-    return MakeEnumerator(*this, Descendants());
-}
-
-Ref<IUnknown> Object::NewDependentLinksEnum() {
-    std::vector<Descendant> links;
-    for (const GUID& id : ResolveRoot().DependentLinks(OwnEntry().id)) links.push_back({id, GUID_NULL});
-    return MakeEnumerator(*this, std::move(links));
-}
-
-std::vector<Descendant> Object::Descendants() {
-    std::vector<Descendant> found;
-    WalkBelow(*this, [&](const Reference& reference, const ClassInfo& classInfo, Object& owner) {
-        if (classInfo.kind == ClassKind::Item) found.push_back({reference.id, owner.OwnEntry().id});
-        return true;
-    });
-    return found;
 }
 
 Ref<Object> InsideOf(IUnknown* unknown) {

@@ -1,5 +1,5 @@
-// What every object of the model shares, be it root, collection or item: its reference count, its directory entry and
-// the way up to parent and root, which it does not keep alive.
+// What every object of the model shares, root, collection or item: its reference count, its entry in the directory, and
+// how it finds its parent and root, which it does not keep alive.
 #pragma once
 
 #include <atomic>
@@ -7,15 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "core/objects/entry.hpp"
 #include "core/base/failure.hpp"
-#include "core/base/function_ref.hpp"
+#include "core/base/module.hpp"
+#include "core/objects/entry.hpp"
+#include "generic/function_ref.hpp"
 #include "lumvex/interfaces.hpp"
 
 namespace lumvex::inside {
 
-// A child collection as its owner holds it: nothing, or the reference under which the document finds it. It exists from
-// the first time that somebody asks for it.
+// How an owner holds a child collection: by the reference under which the document finds it. There is none until a client
+// asks for the collection for the first time.
 struct ChildSlot {
     std::optional<Reference> reference;
 };
@@ -23,22 +24,9 @@ struct ChildSlot {
 // The answer of a test: 1 and S_OK, or 0 and S_FALSE.
 enum class YesNo : LONG { No = 0, Yes = 1 };
 
-// Objects alive in the module, and what else keeps it from being unloaded.
-std::size_t LiveObjects() noexcept;
-void LockModule() noexcept;
-void UnlockModule() noexcept;
-
-// Part of every object that a client can hold: counts it among those alive.
-class LiveObject {
-public:
-    LiveObject() noexcept;
-    ~LiveObject();
-    LiveObject(const LiveObject&) = delete;
-    LiveObject& operator=(const LiveObject&) = delete;
-};
-
+class CollectionBase;
+class ItemBase;
 class ReferenceBase;
-struct Descendant;
 
 class Object {
 public:
@@ -49,39 +37,42 @@ public:
 
     ULONG AddRef() noexcept;
     ULONG Release() noexcept;
-    // One reference is left: the directory's own.
+    // Is the directory's own reference the only one?
     bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
-    // Load caches that hold more than they should, as clients hold what they would release. While there are any, an
-    // object whose last outside reference goes tells its document.
+    // A load cache waits while it holds more objects than it should, because clients hold them. While any cache waits, an
+    // object tells its document when the last reference from outside is released.
     static void CacheWaits(bool waits) noexcept;
 
     virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
     virtual const ClassInfo& Class() const noexcept = 0;
+    // The object as the item or the collection that it is; null where it is something else.
+    virtual ItemBase* AsItem() noexcept { return nullptr; }
+    virtual CollectionBase* AsCollection() noexcept { return nullptr; }
+    const ItemBase* AsItem() const noexcept { return const_cast<Object*>(this)->AsItem(); }
+    const CollectionBase* AsCollection() const noexcept { return const_cast<Object*>(this)->AsCollection(); }
     // The programmatic identifier under which the object reports errors; empty for all but roots.
     virtual std::u16string_view ErrorSource() const noexcept { return {}; }
     // Visits the slots of the object's own child collections in record order.
     virtual void ForEachChild(const ChildVisitor& visit);
-    // Visits what the object refers to elsewhere in its document, each with the class that its target has to be of.
+    // Visits the object's references to other items of its document, each with the class that its target has to have.
     using ReferenceVisitor = FunctionRef<void(ReferenceBase&, const ClassInfo& targetClass)>;
     virtual void ForEachReference(const ReferenceVisitor& visit);
-    // Another interface that the object offers beside its own; no reference added, null for none.
+    // A further interface that the object offers; no reference is added. Null for none.
     virtual IUnknown* Facet(REFIID iid) noexcept;
-    // The object's stream is about to go away: what is still to be read from it is read now.
+    // Reads what is still only in the object's stream, which is about to go away.
     virtual void Materialise();
-    // The object has just taken its place in its document: loaded, or (a collection) made on first use.
+    // Called when the object has become part of its document: it was loaded or, a collection, made on first use.
     enum class Arrival { Loaded, Made };
     virtual void Arrived(Arrival how);
 
-    // A missing entry is a broken invariant.
+    // Throws COstrelException where the object has none, which is a fault of the program.
     Entry& OwnEntry() const;
     void Bind(Entry& entry) noexcept { entry_ = Ref<Entry>(&entry); }
     void SwapEntry(Object& other) noexcept { std::swap(entry_, other.entry_); }
 
-    Document& ResolveRoot() const;        // 4009 when the object is orphaned
-    Ref<Object> ResolveParent() const;    // 4009 likewise; loads the parent when it is not in memory
-    bool IsModified() const { return modified_; }
-    void SetModified(bool modified) noexcept { modified_ = modified; }
+    Document& ResolveRoot() const;      // throws 4009 when the object is orphaned
+    Ref<Object> ResolveParent() const;  // the same; loads the parent when it is not in memory
 
     // The shared members of the published interfaces.
     virtual std::u16string Name() const;
@@ -91,10 +82,6 @@ public:
     Ref<Object> RootBase() const;
     YesNo IsSame(IUnknown* test) const;
     virtual YesNo IsSameID(IUnknown* test) const = 0;
-    Ref<IUnknown> NewDescendantsEnum();
-    Ref<IUnknown> NewDependentLinksEnum();
-
-    std::vector<Descendant> Descendants();  // the items below, depth first; each once
 
 protected:
     Object();
@@ -102,19 +89,18 @@ protected:
 
 private:
     LiveObject alive_;
-    std::atomic<ULONG> count_{0};
-    bool modified_ = false;
+    std::atomic<ULONG> count_{0};  // Release() counts in a way of its own
     Ref<Entry> entry_;
 };
 
-// The object behind one of our own interface pointers, or null for anybody else's.
+// The object of the model behind an interface pointer; null for objects of other programs.
 Ref<Object> InsideOf(IUnknown* unknown);
 
-// The interface under which InsideOf asks; answered by every object of the model and by nothing else.
+// The interface that InsideOf asks for. Every object of the model answers it with a pointer to its Object.
 inline constexpr GUID kInsideInterface = {
     0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
 
-// Passes on the failure of an inner call, its error information kept.
+// Throws PassedOn for the failure status of another call, whose error information stays.
 void Check(HRESULT status);
 
 }  // namespace lumvex::inside

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 
-// Where an operation was kept in part, its first steps are gone already.
+// KeepWhatIsDone() may have dropped this operation's first steps already.
 bool Operation::HasSteps() const noexcept { return !thread_.steps.empty() && thread_.StepsEver() > steps_; }
 
 void Operation::KeepSteps() noexcept {

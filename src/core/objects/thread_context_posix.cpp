@@ -1,7 +1,7 @@
-// A thread's context has to outlast the thread's own objects and, on the main thread, static ones: a client's may change
-// documents in their destructors. So it has no destructor that C++ would run; a key's does it, which the system calls
-// when the thread has no object any more, and for the main thread never. A context that is asked for even later, by the
-// destructor of another key, starts anew and is cleared again.
+// A thread's context has to outlast the thread's own objects and, on the main thread, static ones: objects of clients may
+// change documents in their destructors. So C++ does not destroy the context; the destructor of a pthread key does, which
+// the system calls after the thread's last object is gone, and never for the main thread. The destructor of another key may
+// ask for the context even later: then it is made again, and cleared again.
 #include <pthread.h>
 
 #include <atomic>
@@ -14,14 +14,14 @@ namespace lumvex::inside {
 
 namespace {
 
-// Every call asks for the context: through a pointer that needs no check of whether it has to be destroyed.
+// Every call asks for the context. A plain pointer saves the check whether a thread-local object was made already.
 constinit thread_local ThreadContext* known = nullptr;
 alignas(ThreadContext) constinit thread_local std::byte room[sizeof(ThreadContext)]{};
 
 constinit std::atomic<bool> keyIsMade{false};
 
-// Deleted when the library goes, as nothing of it can be called at the end of a thread from then on. Where there is no
-// key, or the system has no memory for its value, a thread that ends keeps the memory of its queue.
+// Deleted when the library is unloaded, as its code cannot be called at the end of a thread from then on. Where the system
+// has no key left, or no memory for its value, a thread that ends does not free its queue.
 class Key {
 public:
     Key() noexcept { keyIsMade = ::pthread_key_create(&key_, Clear) == 0; }

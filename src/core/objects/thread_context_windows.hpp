@@ -1,4 +1,4 @@
-// For a module that is told of threads that come and go, and of its own end.
+// For a module whose entry point is told when threads start and end, and when it is unloaded itself.
 #pragma once
 
 #include <memory>

@@ -1,38 +1,25 @@
-// The outermost layer of every class: one counted identity under its published interface, with error information
-// supported. Plain is what the class shares with its kind: ItemBase, CollectionBase or the root document.
+// The outermost layer of every class of the tree: one counted identity under its published interface, with error
+// information supported. Plain is what the class shares with its kind: ItemBase, CollectionBase or the root document.
 #pragma once
 
-#include "core/published/bodies.hpp"
+#include "automation/counted.hpp"
+#include "core/published/published_object.hpp"
 
 namespace lumvex::inside {
 
 template <class Implementation, class Interface, class Plain>
-class AutomationObject : public BodyFor<Interface>::template On<Implementation>, public Plain, public ISupportErrorInfo {
-    using Body = typename BodyFor<Interface>::template On<Implementation>;
-
+class AutomationObject : public PublishedObject<Implementation, Interface>, public Plain {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (!object) return E_POINTER;
-        *object = nullptr;
-        if (Body::Offers(iid)) {
-            *object = static_cast<Interface*>(this);
-        } else if (IsEqualGUID(iid, kIidOf<ISupportErrorInfo>)) {
-            *object = static_cast<ISupportErrorInfo*>(this);
-        } else if (IsEqualGUID(iid, kInsideInterface)) {
-            *object = static_cast<Object*>(this);
-        } else {
-            *object = this->Facet(iid);
-            if (!*object) return PlatformInterface(*Dispatch(), kIidOf<Interface>, &Class(), iid, object);
-        }
-        Object::AddRef();
-        return S_OK;
+        void* found = this->FindOwnInterface(iid);
+        if (!found && IsEqualGUID(iid, kInsideInterface)) found = static_cast<Object*>(this);
+        if (!found) found = this->Facet(iid);
+        if (!found) return PlatformInterface(*Dispatch(), kIidOf<Interface>, &Class(), iid, object);
+        return AnswerInterface(static_cast<Object&>(*this), found, object);
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return Object::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return Object::Release(); }
-
-    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID iid) override {
-        return Body::Offers(iid) && !IsEqualGUID(iid, kIidOf<IUnknown>) ? S_OK : S_FALSE;
-    }
 
     IDispatch* Dispatch() noexcept override { return static_cast<Interface*>(this); }
     const ClassInfo& Class() const noexcept override { return ClassOf<Implementation>(); }

@@ -7,15 +7,15 @@ namespace lumvex::inside {
 
 namespace {
 
-class Descendants {
+class EnumeratedObjects {
 public:
-    Descendants(Ref<Object> source, std::vector<Descendant> objects)
+    EnumeratedObjects(Ref<Object> source, std::vector<EnumeratedObject> objects)
         : source_(std::move(source)), objects_(std::move(objects)) {}
 
     std::size_t size() const { return objects_.size(); }
     bool Put(std::size_t at, VARIANT* value) const {
         Document& document = source_->ResolveRoot();
-        const Descendant& object = objects_[at];
+        const EnumeratedObject& object = objects_[at];
         const Ref<Entry> entry = document.Find(object.id);
         if (!entry) return false;
         const bool isItem = entry->classInfo && entry->classInfo->kind == ClassKind::Item;
@@ -26,15 +26,15 @@ public:
 
 private:
     Ref<Object> source_;
-    std::vector<Descendant> objects_;
+    std::vector<EnumeratedObject> objects_;
 };
 
 }  // namespace
 
-Ref<IUnknown> MakeEnumerator(Object& source, std::vector<Descendant> objects) {
-    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, Descendants>;
+Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objects) {
+    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, EnumeratedObjects>;
     return Ref<IUnknown>::Attach(
-        Enumerator::Make(std::make_shared<const Descendants>(Ref<Object>(&source), std::move(objects))));
+        Enumerator::Make(std::make_shared<const EnumeratedObjects>(Ref<Object>(&source), std::move(objects))));
 }
 
 }  // namespace lumvex::inside

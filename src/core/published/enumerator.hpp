@@ -1,5 +1,5 @@
-// The enumerator behind every _NewEnum and Enum property: dispatch variants over a snapshot of IDs, each object loaded
-// when it is reached. What has left the document since the snapshot is passed over.
+// The enumerator behind every _NewEnum and Enum property. It goes through a snapshot of IDs and loads each object when it
+// is reached; objects that have left the document since the snapshot are passed over.
 #pragma once
 
 #include <vector>
@@ -8,13 +8,13 @@
 
 namespace lumvex::inside {
 
-// An object to be enumerated and the one that owns it, so that its parent need not be searched for; the zero GUID where
-// that is not known.
-struct Descendant {
+// An object to be enumerated, and its owner, so that its parent need not be searched for; the zero GUID where the owner is
+// not known.
+struct EnumeratedObject {
     GUID id, owner;
 };
 
 // An IEnumVARIANT that keeps `source` alive and resolves the document through it.
-Ref<IUnknown> MakeEnumerator(Object& source, std::vector<Descendant> objects);
+Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objects);
 
 }  // namespace lumvex::inside

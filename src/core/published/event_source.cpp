@@ -1,5 +1,6 @@
 #include "core/published/event_source.hpp"
 
+#include "automation/counted.hpp"
 #include "core/published/snapshot_enumerator.hpp"
 
 namespace lumvex::inside {
@@ -40,7 +41,7 @@ void CallSink(IDispatch& sink, const PendingEvent& event) {
     VariantInit(&type);
     type.vt = VT_I4;
     type.lVal = event.type;
-    // Arguments stand in reverse order.
+    // The last argument comes first.
     VARIANT ofChange[3] = {type, Borrowed(event.object->Dispatch()), Borrowed(event.root->Dispatch())};
     VARIANT ofRoot[1] = {Borrowed(event.root->Dispatch())};
     const bool isRoot = event.kind == EventKind::Root;
@@ -57,7 +58,7 @@ EventSource::EventSource(Object& root) : root_(root) {}
 void EventSource::Fire(const PendingEvent& event) noexcept {
     if (sinks_.empty()) return;
     Guarded({}, [&] {
-        const DWORD last = sinks_.rbegin()->first;  // who connects meanwhile comes behind
+        const DWORD last = sinks_.rbegin()->first;  // sinks that connect meanwhile are not told of this event
         for (auto next = sinks_.begin(); next != sinks_.end() && next->first <= last;) {
             const DWORD cookie = next->first;
             const Ref<IDispatch> sink = next->second;
@@ -73,11 +74,7 @@ void EventSource::Fire(const PendingEvent& event) noexcept {
 
 HRESULT EventSource::Point::QueryInterface(REFIID iid, void** object) {
     if (!object) return E_POINTER;
-    const bool offered = IsEqualGUID(iid, kIidOf<IUnknown>) || IsEqualGUID(iid, kIidOf<IConnectionPoint>);
-    *object = offered ? static_cast<IConnectionPoint*>(this) : nullptr;
-    if (!offered) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
+    return AnswerInterface(*this, FindInterface<IConnectionPoint>(*this, iid), object);
 }
 
 HRESULT EventSource::Point::GetConnectionInterface(IID* iid) {
@@ -92,7 +89,7 @@ HRESULT EventSource::Point::GetConnectionPointContainer(IConnectionPointContaine
     return S_OK;
 }
 
-// Script hosts and many others answer the event interface; a plain dispatch object will do.
+// Script hosts and many other clients answer the event interface; a dispatch object that does not is taken as well.
 HRESULT EventSource::Point::Advise(IUnknown* sink, DWORD* cookie) {
     if (!sink || !cookie) return E_POINTER;
     *cookie = 0;
@@ -111,7 +108,7 @@ HRESULT EventSource::Point::Unadvise(DWORD cookie) {
     return Guarded({}, [&] {
         const auto connected = owner_.sinks_.find(cookie);
         if (connected == owner_.sinks_.end()) return CONNECT_E_NOCONNECTION;
-        const Ref<IDispatch> kept = std::move(connected->second);  // released once the list is whole again
+        const Ref<IDispatch> kept = std::move(connected->second);  // releasing it may run code that uses the list
         owner_.sinks_.erase(connected);
         return S_OK;
     });

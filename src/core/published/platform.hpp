@@ -1,5 +1,5 @@
-// What the platform's component model lets every object offer beside its own interfaces: its description in the type
-// library, and the way to other threads. Where there is no component model there is nothing.
+// What every object offers on a platform with a component model beside its own interfaces: its description in the type
+// library, and marshalling to other threads. On other platforms it offers neither.
 #pragma once
 
 #include "core/objects/class_info.hpp"
@@ -12,8 +12,8 @@ UINT TypeInfoCount();
 // The description of a published interface. The reference is the caller's; null on failure.
 HRESULT TypeInfoOf(REFIID interfaceId, ITypeInfo** info);
 
-// An interface that the platform wants of an object, with a reference for the caller; E_NOINTERFACE and null for all that
-// it does not know. `info` is null for objects outside the tree.
+// One of the interfaces that the platform adds to an object, with a reference for the caller; E_NOINTERFACE and null for
+// any other. `info` is null for objects that are not part of the tree.
 HRESULT PlatformInterface(IDispatch& object, REFIID interfaceId, const ClassInfo* info, REFIID iid,
                           void** found) noexcept;
 

@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-#include "core/objects/counted.hpp"
+#include "core/base/module_object.hpp"
 #include "core/objects/guard.hpp"
 #include "core/published/user_settings_windows.hpp"
 
@@ -44,10 +44,9 @@ Ref<ITypeLib> Library() {
     return own.library;
 }
 
-// What both facets share: an object of its own that keeps the one it belongs to, and whose other interfaces are that
-// one's.
+// An object that offers one more interface of another object: it keeps that object alive, and hands out its interfaces.
 template <class Interface>
-class Facet : public Counted<Interface> {
+class Facet : public ModuleObject<Interface> {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         return owner_->QueryInterface(iid, object);
@@ -65,7 +64,8 @@ public:
     ClassInformation(IDispatch& owner, REFIID interfaceId, const ClassInfo* info)
         : Facet(owner), interfaceId_(interfaceId), class_(info) {}
 
-    // The library has the creatable classes alone. Who wants a type's name of every object sets "UseTypeLibNames".
+    // The type library describes only the creatable classes. A user who needs the type of every object sets
+    // "UseTypeLibNames": then each object is described by its interface.
     HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
         if (!info) return E_POINTER;
         *info = nullptr;

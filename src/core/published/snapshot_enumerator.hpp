@@ -1,19 +1,19 @@
-// An enumerator of the platform's kind over a list that does not change any more.
+// The platform's enumerators (IEnumVARIANT, IEnumConnections, ...), over a list that does not change any more.
 #pragma once
 
 #include <algorithm>
 #include <memory>
 
-#include "core/objects/counted.hpp"
+#include "core/base/module_object.hpp"
 #include "core/objects/guard.hpp"
 
 namespace lumvex::inside {
 
-// Interface is the platform's enumerator (IEnumConnections, ...), Value what it hands out. List has size() and
-// Put(at, value), which fills the caller's value, adding the references it carries, or answers false where what stood
-// there has gone. Put may throw only where Value is a variant.
+// Value is what the enumerator hands out. List has size() and Put(at, value), which fills the caller's value, with a
+// reference for the caller on what the value points at, or answers false where the element does not exist any more. Put may
+// throw only where Value is a variant.
 template <class Interface, class Value, class List>
-class SnapshotEnumerator final : public Counted<Interface> {
+class SnapshotEnumerator final : public ModuleObject<Interface> {
 public:
     using SharedList = std::shared_ptr<const List>;
 

@@ -1,4 +1,4 @@
-// What Windows tells the model of its user and of the module it is in.
+// What the model asks Windows about its user and about the module that it is in.
 #pragma once
 
 #include <string>

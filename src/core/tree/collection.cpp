@@ -13,7 +13,7 @@ std::u16string CollectionBase::Name() const { return std::u16string(StringOf(Cla
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
     ResolveRoot();
-    std::vector<Descendant> all(members.Count());
+    std::vector<EnumeratedObject> all(members.Count());
     for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
     return MakeEnumerator(*this, std::move(all));
 }
@@ -27,7 +27,7 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
-// What a search passes it has loaded; the index stands for that part of the list from then on.
+// A search loads the members that it passes. The index of names then answers for that part of the list.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
@@ -53,7 +53,7 @@ Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {
     return member;
 }
 
-// A miss is an answer here, yet it leaves its error information behind.
+// That there is no such name is an answer here and no failure, but error information is left as if it were one.
 LONG CollectionBase::NameExists(std::u16string_view name) {
     try {
         return FindNameExact(name) ? 1 : 0;
@@ -80,12 +80,12 @@ Ref<Object> CollectionBase::AddMember(std::u16string_view name, const Ref<Object
     Ref<Object> member = Class().member()->create();
     Entry& entry = document.Enter(*member, OwnEntry());
     entry.name = name;
-    static_cast<ItemBase&>(*member).timestamp = LocalTimeNow();
+    member->AsItem()->timestamp = LocalTimeNow();
     if (linkTarget)
         member->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
             static_cast<LinkTargetBase&>(reference).Move(*member, linkTarget);
         });
-    TakeIn(*member);
+    AppendMember(*member);
     return member;
 }
 
@@ -95,11 +95,11 @@ void CollectionBase::RefuseDuplicate(std::u16string_view name) {
 
 Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(other.Name()); }
 
-void CollectionBase::TakeIn(Object& member) {
+void CollectionBase::AppendMember(Object& member) {
     Document& document = ResolveRoot();
     members.MakeRoom();
     RecordStep(*this, nullptr, [](Object& collection, void*) noexcept {
-        static_cast<CollectionBase&>(collection).members.EraseLast();
+        collection.AsCollection()->members.EraseLast();
     });
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
     document.MarkChanged(*this);
@@ -111,7 +111,7 @@ void CollectionBase::Remove(LONG position) {
     const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
     if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
     const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
-    auto& item = static_cast<ItemBase&>(*member);
+    ItemBase& item = *member->AsItem();
     if (item.Locks() != 0) throw Failure(Message::Locked);
     Raise(ResolveRoot(), EventKind::Item, item, LX_EV_BEFORE_DELETE);
     DeliverNow();
@@ -126,7 +126,8 @@ void CollectionBase::Remove(LONG position) {
     }
 }
 
-// From here on the member goes as a whole or stays as a whole, though what its collections held goes step by step.
+// Its collections' members are removed one by one, each for itself; the member with its collections is then removed in
+// one step, or not at all.
 void CollectionBase::RemoveMember(ItemBase& member, std::size_t likely) {
     member.EmptyChildren();
     Operation removal;
@@ -136,7 +137,7 @@ void CollectionBase::RemoveMember(ItemBase& member, std::size_t likely) {
     removal.Keep();
 }
 
-// Each member's removal is kept by itself: what comes later does not bring it back.
+// Each member's removal is an operation of its own: it stays when a later one fails.
 void CollectionBase::RemoveAll() {
     const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
     Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
@@ -145,9 +146,9 @@ void CollectionBase::RemoveAll() {
     std::exception_ptr broken;
     for (std::size_t position = members.Count(); position > 0; --position) {
         try {
-            if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler was faster
+            if (position > members.Count()) throw Failure(Message::NotLocated);  // a handler has removed it
             const Ref<Object> member = Member(position - 1);
-            auto& item = static_cast<ItemBase&>(*member);
+            ItemBase& item = *member->AsItem();
             if (item.Locks() != 0) throw Failure(Message::Locked);
             item.EmptyChildren();
             Operation removal;
@@ -156,9 +157,9 @@ void CollectionBase::RemoveAll() {
         } catch (const Failure& failure) {
             if (failure.MessageNumber() != 0) Report(failure.MessageNumber(), kErrorSource);
         } catch (const PassedOn&) {
-            // Its error information stands; the member stays.
+            // The error information is there already; the member stays.
         } catch (...) {
-            broken = std::current_exception();  // of memory, there is no sense in going on
+            broken = std::current_exception();  // without memory there is no sense in going on
             break;
         }
     }
@@ -172,8 +173,8 @@ void CollectionBase::RemoveAll() {
     KeepWhatIsDone();
 }
 
-// Takes the member out with its collections, which are empty. Looks up where it is: a handler may have moved or removed
-// it. Nothing has changed when this fails.
+// Removes the member with its collections, which are empty. Looks up its place again: a handler may have changed the list.
+// Nothing has changed when this fails.
 void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     Document& document = ResolveRoot();
     Entry& entry = member.OwnEntry();
@@ -188,7 +189,6 @@ void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     document.Erase(leaving);
     members.Erase(*index);
     document.MarkChanged(*this);
-    member.SetModified(false);
 }
 
 Ref<Object> FindBelow(Object& top, const GUID& id) {

@@ -5,13 +5,17 @@
 
 #include "core/published/automation_object.hpp"
 #include "core/tree/members.hpp"
+#include "core/tree/tree_object.hpp"
 
 namespace lumvex::inside {
 
 class ItemBase;
 
-class CollectionBase : public Object {
+class CollectionBase : public TreeObject {
 public:
+    CollectionBase* AsCollection() noexcept override { return this; }
+    using Object::AsCollection;
+
     Members members;
 
     // The plain members behind _Collection.
@@ -37,21 +41,23 @@ public:
     // Two classes refuse a name that a member has already (4000).
     virtual bool RefusesDuplicateNames() const { return false; }
     void RefuseDuplicate(std::u16string_view name);
-    // The member that stands for another collection's in a copy with parents: here the first of its name.
+    // In a copy with parents: the member that takes the place of `other`, of the other document; the first of its name,
+    // unless a class says otherwise.
     virtual Ref<Object> FindCounterpart(ItemBase& other);
-    // The first member of which the test holds, or null.
+    // The first member for which the test is true, or null.
     template <class Test>
     Ref<Object> FindFirst(Test&& test) const {
         for (std::size_t index = 0; index < members.Count(); ++index)
             if (Ref<Object> member = Member(index); test(*member)) return member;
         return nullptr;
     }
-    // An entered object becomes the last member, and clients are told: a step of the operation under way.
-    void TakeIn(Object& member);
+    // Makes an object that the document has entered the last member and raises the events; a step of the operation under
+    // way.
+    void AppendMember(Object& member);
 
     void Materialise() override {
         members.Materialise();
-        members.names.Clear();  // what it covers may not be there any more
+        members.names.Clear();  // members that it knows by name may be out of memory
     }
 
     static constexpr std::u16string_view kErrorSource{};
@@ -78,7 +84,7 @@ public:
     using CollectionBase::RemoveAll;
 };
 
-// The object of an ID if it lies below `top`, else null.
+// The object of an ID if it is below `top` in the tree, else null.
 Ref<Object> FindBelow(Object& top, const GUID& id);
 
 }  // namespace lumvex::inside

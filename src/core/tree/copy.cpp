@@ -22,7 +22,7 @@ std::vector<ReferenceBase*> ReferencesOf(Object& object) {
     return references;
 }
 
-// One copy in the making: objects that are entered into the document, but not yet reachable from its root.
+// Makes one copy of a subtree: objects that the document has entered, but that its root does not lead to yet.
 class Copier {
 public:
     explicit Copier(Document& to) : to_(to) {}
@@ -33,39 +33,41 @@ public:
         Ref<Object> copy = source.Class().create();
         Entry& entry = to_.Enter(*copy, owner);
         entry.name = source.OwnEntry().name;
-        static_cast<ItemBase&>(*copy).timestamp = source.timestamp;
+        copy->AsItem()->timestamp = source.timestamp;
         source.Class().copy(*copy, source);
         DropDeadReferences(source, *copy);
         made_.push_back(copy);
         copies_[source.OwnEntry().id] = entry.id;
-        if (withChildren) MakeChildren(source, static_cast<ItemBase&>(*copy));
+        if (withChildren) MakeChildren(source, *copy->AsItem());
         return copy;
     }
 
-    // References to what was copied point at the copies; others stay, or in another document find the item of that ID.
+    // References to copied objects are pointed at the copies. Others stay as they are; in a copy in another document they
+    // lead to the item of the same ID there, or are emptied.
     void FollowReferences(const Document& from) {
         for (const Ref<Object>& copy : made_) {
             copy->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
                 if (!reference.Id()) return;
                 const auto follows = copies_.find(*reference.Id());
                 if (follows != copies_.end())
-                    reference.Point(std::optional(follows->second));
+                    reference.PointTo(std::optional(follows->second));
                 else if (&from != &to_ && !reference.IdIn(to_, targetClass))
-                    reference.Point(std::optional<GUID>());
+                    reference.PointTo(std::optional<GUID>());
                 if (copy->Class().isLink) to_.LinkMoved(copy->OwnEntry().id, std::nullopt, reference.Id());
             });
         }
     }
 
-    void StandsFor(const GUID& source, const GUID& copy) { copies_[source] = copy; }
+    // References to `source` follow to `copy` as well.
+    void NoteCopy(const GUID& source, const GUID& copy) { copies_[source] = copy; }
 
 private:
-    // A reference to what the source's document does not have any more must not find something in the other one.
+    // A reference to an object that the source's document does not have any more must not find one in the other document.
     static void DropDeadReferences(Object& source, Object& copy) {
         const std::vector<ReferenceBase*> copied = ReferencesOf(copy);
         std::size_t next = 0;
         source.ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
-            copied[next++]->Point(reference.IdIn(source.ResolveRoot(), targetClass));
+            copied[next++]->PointTo(reference.IdIn(source.ResolveRoot(), targetClass));
         });
     }
 
@@ -78,11 +80,11 @@ private:
             if (!slot.reference) return;
             const Ref<Object> children = from.GetChild(slot, classInfo, source);
             const Ref<Object> copies = to_.GetChild(copySlot, classInfo, copy);
-            auto& collection = static_cast<CollectionBase&>(*children);
+            CollectionBase& collection = *children->AsCollection();
             for (LONG position = 1; position <= collection.Count(); ++position) {
                 const Ref<Object> member = collection.Item(position);
-                const Ref<Object> made = Make(static_cast<ItemBase&>(*member), copies->OwnEntry(), true);
-                static_cast<CollectionBase&>(*copies).members.Append({made->OwnEntry().id, made->OwnEntry().tag});
+                const Ref<Object> made = Make(*member->AsItem(), copies->OwnEntry(), true);
+                copies->AsCollection()->members.Append({made->OwnEntry().id, made->OwnEntry().tag});
             }
         });
     }
@@ -94,7 +96,7 @@ private:
 
 void RefuseLocked(ItemBase& receiver) {
     Document& document = receiver.ResolveRoot();
-    for (const Descendant& each : receiver.Descendants()) {
+    for (const EnumeratedObject& each : receiver.ItemsBelow()) {
         const Ref<Entry> entry = document.Find(each.id);
         if (entry && entry->locks != 0) throw Failure(Message::Locked);
     }
@@ -122,7 +124,7 @@ Ref<Object> CopyInto(ItemBase& item, CollectionBase& destination, bool withChild
     Copier copier(to);
     Ref<Object> copy = copier.Make(item, destination.OwnEntry(), withChildren);
     copier.FollowReferences(from);
-    destination.TakeIn(*copy);
+    destination.AppendMember(*copy);
     return copy;
 }
 
@@ -136,17 +138,17 @@ Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot) {
         path.push_back(owner);
     Ref<Object> at(&destinationRoot);
     for (auto step = path.rbegin(); step != path.rend(); ++step) {
-        if ((*step)->Class().kind == ClassKind::Collection) {
+        ItemBase* ancestor = (*step)->AsItem();
+        if (!ancestor) {
             at = ChildOfClass(*at, (*step)->Class());
             continue;
         }
-        auto& ancestor = static_cast<ItemBase&>(**step);
-        auto& collection = static_cast<CollectionBase&>(*at);
-        Ref<Object> match = collection.FindID(ancestor.ID(), 0);
-        if (!match) match = collection.FindCounterpart(ancestor);
-        at = match ? match : CopyInto(ancestor, collection, false);
+        CollectionBase& collection = *at->AsCollection();
+        Ref<Object> match = collection.FindID(ancestor->ID(), 0);
+        if (!match) match = collection.FindCounterpart(*ancestor);
+        at = match ? match : CopyInto(*ancestor, collection, false);
     }
-    return CopyInto(item, static_cast<CollectionBase&>(*at), true);
+    return CopyInto(item, *at->AsCollection(), true);
 }
 
 namespace {
@@ -159,9 +161,9 @@ public:
         Copier copier(document_);
         const Ref<Object> parent = receiver.ResolveParent();
         copy_ = copier.Make(from, parent->OwnEntry(), true);
-        copier.StandsFor(from.OwnEntry().id, receiver.OwnEntry().id);
+        copier.NoteCopy(from.OwnEntry().id, receiver.OwnEntry().id);
         copier.FollowReferences(from.ResolveRoot());
-        // A value that the class does not let others replace stays the receiver's.
+        // Values that the class does not let others replace stay those of the receiver.
         values_ = receiver.Class().create();
         receiver.Class().copy(*values_, receiver);
         receiver.Class().copy(*values_, *copy_);
@@ -224,7 +226,7 @@ private:
         Raise(document_, EventKind::Collection, collection, isEmpty ? LX_EV_AFTER_REMOVEALL : LX_EV_CREATE);
     }
 
-    static Members& MembersOf(Object& collection) { return static_cast<CollectionBase&>(collection).members; }
+    static Members& MembersOf(Object& collection) { return collection.AsCollection()->members; }
     static std::optional<GUID> IdOf(Object& link) {
         const std::vector<ReferenceBase*> references = ReferencesOf(link);
         return references.empty() ? std::nullopt : references.front()->Id();

@@ -1,5 +1,5 @@
-// Copying items and subtrees, within a document and between documents: as one operation each, new IDs for everything copied,
-// names and values kept, lock counters 0. References inside the copied tree follow the copies.
+// Copies items and subtrees, within a document and between documents. Each copy is one operation. Copies have new IDs, the
+// same names and values, and lock counters of 0; references inside the copied tree lead to the copies.
 #pragma once
 
 #include "core/tree/collection.hpp"
@@ -15,10 +15,10 @@ Ref<Object> CopyInto(ItemBase& item, CollectionBase& destination, bool withChild
 // copied without its children.
 Ref<Object> CopyBelow(ItemBase& item, Object& destinationRoot);
 
-// The receiver takes over values and children and keeps ID, name and lock counter; its collections stay the same objects
-// with other members. Same class only (E_INVALIDARG); a locked item among the receiver's children refuses (4008). Told
-// are the receiver (LX_EV_DATA_CHANGE) and each of its collections: LX_EV_CREATE, or LX_EV_AFTER_REMOVEALL for one that
-// is empty now.
+// The receiver takes over the values and the children of `from`, and keeps its own ID, name and lock counter; its
+// collections stay the same objects with other members. E_INVALIDARG for another class; 4008 where an item below the
+// receiver is locked. Raises LX_EV_DATA_CHANGE for the receiver and, for each of its collections, LX_EV_CREATE, or
+// LX_EV_AFTER_REMOVEALL where it is empty now.
 void ReplaceContents(ItemBase& from, ItemBase& receiver);
 
 }  // namespace lumvex::inside

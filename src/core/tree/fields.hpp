@@ -1,5 +1,5 @@
-// The kinds of field that classes are made of. A field carries what a get and a put of its property mean; the owner's
-// commit resolves the root, marks what has changed and raises the event.
+// The kinds of field that classes are made of. The kind says what a get and a put of the property do; the owner's Commit
+// then finds the root, marks what has changed and raises the event.
 #pragma once
 
 #include <array>
@@ -11,8 +11,8 @@
 
 namespace lumvex::inside {
 
-// A value that a put stores as it comes, before the owners are resolved: on an orphaned object the put fails and the
-// value stays.
+// A value that is put without a check. It is stored before the root is looked for: on an orphaned object the put fails, and
+// the new value stays.
 template <class T>
 class Scalar {
 public:
@@ -33,7 +33,7 @@ public:
     T value{};
 };
 
-// A value whose put changes nothing, and tells nobody, when it brings the value that is there already.
+// A value whose put does nothing, and raises no event, when the new value equals the old one.
 template <class T>
 class Compared : public Scalar<T> {
 public:
@@ -94,7 +94,7 @@ private:
     }
 };
 
-// A text, stored as it comes.
+// A text that is put without a check.
 class Text {
 public:
     template <class Owner>
@@ -180,7 +180,7 @@ void SwapFields(Object& one, Object& other) noexcept {
         RecordOf<Class>::fields);
 }
 
-// Lets every field read what it left in the file.
+// Lets every field read what it has only in the file.
 template <class Class>
 void MaterialiseFields(Class& object) {
     ForEachField(object, [](auto& field, unsigned) {

@@ -8,11 +8,18 @@ namespace lumvex::inside {
 
 namespace {
 
-// Somebody else's object cannot take a copy.
-Ref<Object> OurOwn(IUnknown* object) {
+// Another program's object cannot take a copy.
+Ref<Object> ModelObject(IUnknown* object) {
     Ref<Object> inside = InsideOf(object);
     if (!inside) throw Failure(E_INVALIDARG);
     return inside;
+}
+
+// A client may hand in an object of any class, whatever the interface of the pointer says.
+CollectionBase& CollectionOf(const Ref<Object>& object) {
+    CollectionBase* collection = object->AsCollection();
+    if (!collection) throw Failure(E_INVALIDARG);
+    return *collection;
 }
 
 }  // namespace
@@ -27,7 +34,7 @@ void ItemBase::EmptyChildren() {
     ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
         if (!slot.reference) return;
         const Ref<Object> child = ResolveRoot().GetChild(slot, classInfo, *this);
-        static_cast<CollectionBase&>(*child).RemoveAll();
+        child->AsCollection()->RemoveAll();
     });
 }
 
@@ -37,7 +44,7 @@ std::vector<Ref<Entry>> ItemBase::EmptyCollections() {
     ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
         if (!slot.reference) return;
         const Ref<Object> child = document.GetChild(slot, classInfo, *this);
-        if (static_cast<CollectionBase&>(*child).Count() != 0) throw Failure(Message::NotAllRemoved);
+        if (child->AsCollection()->Count() != 0) throw Failure(Message::NotAllRemoved);
         collections.emplace_back(&child->OwnEntry());
     });
     return collections;
@@ -79,17 +86,22 @@ LONG ItemBase::CanCopy(_Collection* destination) const {
 }
 
 Ref<Object> ItemBase::CopyNoChildren(_Collection* destination) {
-    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), false);
+    const Ref<Object> collection = ModelObject(destination);
+    return CopyInto(*this, CollectionOf(collection), false);
 }
 
 Ref<Object> ItemBase::Copy(_Collection* destination) {
-    return CopyInto(*this, static_cast<CollectionBase&>(*OurOwn(destination)), true);
+    const Ref<Object> collection = ModelObject(destination);
+    return CopyInto(*this, CollectionOf(collection), true);
 }
 
-Ref<Object> ItemBase::CopyWithParents(_Root* destination) { return CopyBelow(*this, *OurOwn(destination)); }
+Ref<Object> ItemBase::CopyWithParents(_Root* destination) { return CopyBelow(*this, *ModelObject(destination)); }
 
 void ItemBase::CopyContents(_Collectable* destination) {
-    ReplaceContents(*this, static_cast<ItemBase&>(*OurOwn(destination)));
+    const Ref<Object> receiver = ModelObject(destination);
+    ItemBase* item = receiver->AsItem();
+    if (!item) throw Failure(E_INVALIDARG);
+    ReplaceContents(*this, *item);
 }
 
 }  // namespace lumvex::inside

@@ -4,22 +4,27 @@
 
 #include "core/published/automation_object.hpp"
 #include "core/tree/fields.hpp"
+#include "core/tree/tree_object.hpp"
 
 namespace lumvex::inside {
 
 // What separates the names of a fully qualified name.
 inline constexpr char16_t kPathSeparator = u'/';
 
-class ItemBase : public Object {
+class ItemBase : public TreeObject {
 public:
+    ItemBase* AsItem() noexcept override { return this; }
+    using Object::AsItem;
+
     DATE timestamp = 0;  // days since 30 December 1899, as the client put it
 
-    // What every put ends in: finds the root (4009 when orphaned), raises the event, marks document and item modified.
+    // How every put ends: finds the root (4009 when the item is orphaned), raises the event, marks document and item as
+    // changed.
     void Commit(LXEventType type);
-    // Empties the item's own collections before the item is removed; they stay, as long as the item does. Throws when one
-    // of them keeps members. Events are delivered on the way.
+    // Removes all members of the item's own collections, before the item itself is removed. Throws when one of them keeps
+    // members. Delivers events, so that handlers run.
     void EmptyChildren();
-    // The entries of the item's own collections, which have to be empty: 4018 when a handler has filled one again.
+    // The entries of the item's own collections, which have to be empty: throws 4018 when a handler has added a member.
     std::vector<Ref<Entry>> EmptyCollections();
 
     // The plain members behind _Collectable; those that items share with collections are Object's.

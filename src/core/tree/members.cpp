@@ -31,7 +31,7 @@ void Members::Swap(Members& other) noexcept {
 
 void Members::MakeRoom() {
     Materialise();
-    inside::MakeRoom(list_, 1);
+    lumvex::MakeRoom(list_, 1);
 }
 
 void Members::Load(std::unique_ptr<StoredMembers> stored) {

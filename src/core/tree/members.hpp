@@ -1,17 +1,17 @@
-// A collection's list of members: references in order. A stored list is read entry by entry where it stands until it is
-// changed, so that a collection of any size opens at once.
+// A collection's list of members: references in order. Until the list changes, it is read from the file one reference at a
+// time, so that opening a collection takes the same time whatever its size.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include "core/base/make_room.hpp"
+#include "generic/make_room.hpp"
 #include "core/tree/name_index.hpp"
 
 namespace lumvex::inside {
 
-// A list as it stands in the file.
+// A list that is in the file.
 class StoredMembers {
 public:
     virtual ~StoredMembers() = default;
@@ -35,7 +35,7 @@ public:
     void Materialise();  // reads what is still only in the file
     void MakeRoom();     // for one more
 
-    NameIndex names;  // of members that were searched; removals and loads keep it in step
+    NameIndex names;  // of members that a search has passed; Erase, Swap and Load keep it up to date
 
 private:
     std::unique_ptr<StoredMembers> stored_;

@@ -1,5 +1,5 @@
-// Finds members of a long collection by name, regardless of case. A search indexes the members that it passes, so the
-// index always covers the list from its first member up to some place; what lies beyond is searched one by one.
+// Finds members of a long collection by name, regardless of case. A search indexes the members that it passes, so that the
+// index covers the list from its first member up to some place; members beyond it are searched one by one.
 #pragma once
 
 #include <map>
@@ -23,8 +23,8 @@ public:
     void Erase(const GUID& member, std::size_t index);            // its place in the list, from 0
     void Clear() noexcept;
 
-    // Calls visit(reference) for what may bear the name, in list order, until it says true; names whose hashes are
-    // equal come too.
+    // Calls visit(reference) for members that may have the name, in list order, until it answers true: all whose names have
+    // the same hash.
     template <class Visit>
     void ForName(std::u16string_view name, Visit&& visit) const {
         const std::size_t hash = HashNoCase(name);

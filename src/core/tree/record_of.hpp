@@ -1,5 +1,5 @@
-// How a class states its record: one table of its persistent fields in the order in which they stand on disk. Save,
-// load, the walk over child collections and copying all go by it.
+// How a class states its record: as one table of its persistent fields, in the order of the file. Saving, loading, copying
+// and visiting child collections all use it.
 //
 //     template <> struct RecordOf<CDatum> : Record<Version{2}> {
 //         static constexpr auto fields = std::tuple{&CDatum::Data, Since<2>(&CDatum::SampleRate)};
@@ -27,7 +27,8 @@ struct Record {
     static constexpr VersionWord version{kVersion.writer, kVersion.minimumReader};
 };
 
-// A field that records have from a version on. Order is the order on disk; fields are only ever appended.
+// A field that records have from a version on. A field need not be at the end of the record because it is new: readers of
+// older records leave it out, wherever it is.
 template <unsigned kFirst, class Pointer>
 struct SinceField {
     Pointer pointer;

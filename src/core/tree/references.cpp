@@ -20,17 +20,17 @@ void ReferenceBase::ForgetLostTarget(Document& document, const ClassInfo& target
     id_ = IdIn(document, targetClass);
 }
 
-void ReferenceBase::Point(const Ref<Object>& target) noexcept {
+void ReferenceBase::PointTo(const Ref<Object>& target) noexcept {
     target_ = target;
     id_ = target ? std::optional(target->OwnEntry().id) : std::nullopt;
 }
 
-void ReferenceBase::Point(const std::optional<GUID>& target) noexcept {
+void ReferenceBase::PointTo(const std::optional<GUID>& target) noexcept {
     target_ = nullptr;
     id_ = target;
 }
 
-Ref<Object> ReferenceBase::Accepted(IUnknown* given, const ClassInfo& targetClass, const Object& owner) {
+Ref<Object> ReferenceBase::RequireTarget(IUnknown* given, const ClassInfo& targetClass, const Object& owner) {
     Ref<Object> target = InsideOf(given);
     if (!target || &target->Class() != &targetClass) throw Failure(E_INVALIDARG);
     if (&target->ResolveRoot() != &owner.ResolveRoot()) throw Failure(Message::OtherDocument);
@@ -39,7 +39,7 @@ Ref<Object> ReferenceBase::Accepted(IUnknown* given, const ClassInfo& targetClas
 
 void LinkTargetBase::Move(Object& link, const Ref<Object>& target) {
     link.ResolveRoot().LinkMoved(link.OwnEntry().id, Id(), target->OwnEntry().id);
-    Point(target);
+    PointTo(target);
 }
 
 void LinkTargetBase::TellOfLostTarget(const Object& link, const ClassInfo& targetClass) const {

@@ -1,5 +1,5 @@
-// References from one item to another item of the same document: kept by ID, found when they are used, empty when what
-// they point at is gone. A link's target is one that the document also indexes, so that the target knows its links.
+// References from one item to another item of the same document. A reference is kept as an ID and followed when it is used.
+// The document also indexes the targets of links, so that it can say which links lead to an object.
 #pragma once
 
 #include "core/objects/document.hpp"
@@ -7,8 +7,8 @@
 
 namespace lumvex::inside {
 
-// What both kinds share. The class of the target is asked for wherever it matters: a file may give an ID to an object of
-// any class, and an object of another class is no target.
+// What both kinds share. Every use names the class of the target: in a file any object may have the ID, and an object of
+// another class is no target.
 class ReferenceBase {
 public:
     // The target, loaded when it has to be; null when there is none. Once found it is kept in memory as long as the
@@ -17,19 +17,19 @@ public:
     // The ID under which the document has the target, as records and indexes know it; none when the reference is empty,
     // or when the document does not have the target, or not any more.
     std::optional<GUID> IdIn(Document& document, const ClassInfo& targetClass) const;
-    // Forgets the ID of a target that the document does not have any more, so that it is not saved.
+    // Empties a reference to an object that the document does not have any more, so that its ID is not saved.
     void ForgetLostTarget(Document& document, const ClassInfo& targetClass);
-    // The ID that was read or given, whatever it leads to.
+    // The ID that was read or put, whether there is an object of it or not.
     const std::optional<GUID>& Id() const { return id_; }
 
-    void Point(const Ref<Object>& target) noexcept;          // null empties it
-    void Point(const std::optional<GUID>& target) noexcept;  // found on first use
-    void CopyFrom(const ReferenceBase& other) { Point(other.id_); }
+    void PointTo(const Ref<Object>& target) noexcept;          // null empties the reference
+    void PointTo(const std::optional<GUID>& target) noexcept;  // looked for when the reference is used
+    void CopyFrom(const ReferenceBase& other) { PointTo(other.id_); }
 
 protected:
-    // The object behind a client's pointer, which has to be of the class and in the owner's document: E_INVALIDARG,
-    // 4009 and 4015 otherwise.
-    static Ref<Object> Accepted(IUnknown* given, const ClassInfo& targetClass, const Object& owner);
+    // The object behind a client's pointer. It has to be of the class (E_INVALIDARG) and in a document (4009), the owner's
+    // (4015).
+    static Ref<Object> RequireTarget(IUnknown* given, const ClassInfo& targetClass, const Object& owner);
 
 private:
     std::optional<GUID> id_;
@@ -44,7 +44,7 @@ public:
 
     // What a client gives for it: null for nothing.
     static Ref<Object> Checked(IUnknown* given, const Object& owner) {
-        return given ? Accepted(given, ClassOf<TargetClass>(), owner) : Ref<Object>();
+        return given ? RequireTarget(given, ClassOf<TargetClass>(), owner) : Ref<Object>();
     }
 
     template <class Owner>
@@ -54,18 +54,18 @@ public:
     template <class Owner>
     void Put(IUnknown* given, Owner& owner) {
         const Ref<Object> target = Checked(given, owner);
-        StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(target); });
+        StoreAndTell(owner, LX_EV_DEFAULT, [&] { PointTo(target); });
     }
 };
 
 class LinkTargetBase : public ReferenceBase {
 public:
-    // Points the link elsewhere and lets the document know; throws std::bad_alloc and has then done nothing. Without an
-    // event.
+    // Points the link at another target and tells the document's index of links. Raises no event. Throws std::bad_alloc and
+    // has then done nothing.
     void Move(Object& link, const Ref<Object>& target);
 
 protected:
-    // An old target that is gone is told of, but does not keep the link from moving on.
+    // Leaves error information (4009) where the old target is gone; the put goes on all the same.
     void TellOfLostTarget(const Object& link, const ClassInfo& targetClass) const;
 };
 
@@ -76,7 +76,7 @@ public:
     static const ClassInfo& TargetInfo() { return ClassOf<TargetClass>(); }
 
     static Ref<Object> Checked(IUnknown* given, const Object& owner) {
-        return Accepted(given, ClassOf<TargetClass>(), owner);
+        return RequireTarget(given, ClassOf<TargetClass>(), owner);
     }
 
     template <class Owner>

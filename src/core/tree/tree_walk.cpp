@@ -32,8 +32,8 @@ void WalkBelow(Object& top, const VisitReference& visit) {
         Level& level = levels.back();
         const Ref<Object> owner = level.owner;
         Ref<Object> below;
-        if (owner->Class().kind == ClassKind::Collection) {
-            const Members& members = static_cast<CollectionBase&>(*owner).members;
+        if (CollectionBase* collection = owner->AsCollection()) {
+            const Members& members = collection->members;
             if (level.next >= members.Count()) {
                 levels.pop_back();
                 continue;

@@ -1,4 +1,4 @@
-// The way through everything below an object.
+// Walking through everything below an object of the tree.
 #pragma once
 
 #include <vector>
@@ -12,8 +12,8 @@ namespace lumvex::inside {
 using VisitReference = FunctionRef<bool(const Reference& reference, const ClassInfo& classInfo, Object& owner)>;
 
 // Visits every reference below `top`, depth first, owners before what they own; each ID once, even if a broken file
-// repeats it. What owns something is loaded; members that own no collections are not. Only the owners on the way down to
-// the present place are held.
+// repeats it. Objects that own others are loaded, members that own no collections are not. The walk holds references only
+// to the owners of the present place.
 void WalkBelow(Object& top, const VisitReference& visit);
 
 // The entries of everything below, in the order of the walk.

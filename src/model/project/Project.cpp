@@ -29,6 +29,6 @@ void CProject::LoadSettings(RecordReader& reader) {
     Units.value = static_cast<LXUnits>(reader.I32());
 }
 
-void CProject::SwapSettings(RootDocument& other) noexcept { std::swap(Units, static_cast<CProject&>(other).Units); }
+void CProject::SwapSettings(DocumentRoot& other) noexcept { std::swap(Units, static_cast<CProject&>(other).Units); }
 
 }  // namespace lumvex::inside

@@ -31,7 +31,7 @@ public:
 private:
     void SaveSettings(RecordWriter& writer) const override;
     void LoadSettings(RecordReader& reader) override;
-    void SwapSettings(RootDocument& other) noexcept override;
+    void SwapSettings(DocumentRoot& other) noexcept override;
     void FileClosed() noexcept override { Specifications.Close(); }
 };
 

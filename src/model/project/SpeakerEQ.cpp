@@ -19,7 +19,7 @@ std::u16string CSpeakerEQ::DisplayName() {
 void CSpeakerEQ::Refresh(ModelNames names) {
     if (names.manufacturer == manufacturerName.value && names.model == modelName.value) return;
     CProject* project = ProjectOf(*this);
-    if (project && project->AccessMode() != LX_SHARE_READ) project->MarkChanged(*this);
+    if (project && project->AccessMode() != LX_SHARE_READ) ResolveRoot().MarkChanged(*this);
     Note(std::move(names));
 }
 

@@ -1,22 +1,12 @@
 #include "storage/document/document_file.hpp"
 
 #include <array>
-#include <cstring>
 
-#include "storage/compound/format/object_name.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
 
 namespace {
-
-// An ID's bytes in the order in which its text shows them: the first three groups are numbers, most significant first.
-std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
-    static constexpr std::size_t kOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
-    std::array<std::byte, 16> swapped;
-    for (std::size_t at = 0; at < 16; ++at) swapped[at] = id[kOrder[at]];
-    return swapped;
-}
 
 class FileSource final : public ByteSource {
 public:
@@ -36,7 +26,7 @@ private:
     const compound::Stream& Current() const {
         if (!file_->IsOpen()) throw Failure(Message::DoesNotExist);
         if (generation_ != file_->Generation()) {
-            stream_ = OnStorage([&] { return file_->File().Get(name_); });
+            stream_ = OnStorage([&] { return file_->Container().Get(name_); });
             generation_ = file_->Generation();
         }
         return *stream_;
@@ -49,32 +39,6 @@ private:
 };
 
 }  // namespace
-
-void MemorySource::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
-    const std::byte* from = Contiguous(offset, bytes.size());
-    if (!from) throw Failure(kReadFault);
-    if (!bytes.empty()) std::memcpy(bytes.data(), from, bytes.size());
-}
-
-const std::byte* MemorySource::Contiguous(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > bytes_.size() || count > bytes_.size() - offset) return nullptr;
-    return bytes_.data() + offset;
-}
-
-std::u16string StreamNameOf(const GUID& id) {
-    std::array<std::byte, 16> bytes;
-    std::memcpy(bytes.data(), &id, bytes.size());
-    return compound::NameOfId(Swapped(bytes));
-}
-
-std::optional<GUID> IdOfStream(std::u16string_view name) {
-    const auto bytes = compound::IdOfName(name);
-    if (!bytes) return std::nullopt;
-    const auto inMemory = Swapped(*bytes);
-    GUID id;
-    std::memcpy(&id, inMemory.data(), sizeof id);
-    return id;
-}
 
 void DocumentFile::Replace(std::unique_ptr<compound::CompoundFile> file) {
     file_ = std::move(file);
@@ -99,7 +63,7 @@ std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view n
     return lastRecord_;
 }
 
-std::shared_ptr<const ByteSource> DocumentFile::Later(std::u16string_view name) {
+std::shared_ptr<const ByteSource> DocumentFile::FindOnRead(std::u16string_view name) {
     return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), std::nullopt);
 }
 

@@ -1,6 +1,7 @@
-// Names of files are bytes here, and mostly UTF-8. A byte that is part of no UTF-8 stands in a text as half a surrogate pair
-// of its own, U+DC80 to U+DCFF: so every path has a text that leads back to it.
-#include "storage/document/document_file.hpp"
+// Names of files are bytes here, and mostly UTF-8. In a text, a byte that is not part of UTF-8 is written as half a surrogate
+// pair, U+DC80 to U+DCFF: so every path has a text that leads back to it.
+#include "lumvex/values.hpp"
+#include "storage/document/path.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {

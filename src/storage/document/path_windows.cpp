@@ -1,5 +1,6 @@
 // Names of files are UTF-16 here, as texts are.
-#include "storage/document/document_file.hpp"
+#include "lumvex/values.hpp"
+#include "storage/document/path.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {

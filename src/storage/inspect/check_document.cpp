@@ -7,10 +7,10 @@
 #include "core/base/guid_order.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/compound/check/check.hpp"
-#include "storage/document/directory.hpp"
+#include "storage/document/document_file.hpp"
+#include "storage/inspect/client_errors.hpp"
 #include "storage/records/object_record.hpp"
-#include "storage/document/published.hpp"
-#include "storage/records/sorted_records.hpp"
+#include "storage/records/table_rows.hpp"
 
 namespace lumvex::inside {
 
@@ -22,7 +22,7 @@ public:
         : file_(std::move(file)), progress_(progress) {}
 
     std::vector<DocumentProblem> Run() {
-        file_->File().ForEachStream([&](std::u16string_view name, std::uint64_t) {
+        file_->Container().ForEachStream([&](std::u16string_view name, std::uint64_t) {
             if (const auto id = IdOfStream(name)) streams_.insert(*id);
         });
         Try("object directory", [&] { ReadTable(); });
@@ -40,10 +40,6 @@ public:
     }
 
 private:
-    struct Listed {
-        GUID classId;
-        std::uint32_t tag;
-    };
     struct Waiting {
         Reference reference;
         const ClassInfo* classInfo;
@@ -65,28 +61,20 @@ private:
         const auto source = file_->Find(kDirectoryStream);
         if (!source) return;  // older files have none
         hasTable_ = true;
-        const auto listed = ReadSorted("object directory", source, kTableRecord);
-        for (const SortedRecords::Record& record : listed) {
-            GUID id;
-            Listed entry;
-            std::memcpy(&id, record.data(), sizeof id);
-            std::memcpy(&entry.classId, record.data() + kClassAt, sizeof entry.classId);
-            std::memcpy(&entry.tag, record.data() + kTagAt, sizeof entry.tag);
-            table_.emplace(id, entry);
-        }
+        for (const DirectoryRow& row : ReadRows<DirectoryRow>("object directory", source)) table_.emplace(row.id, row);
     }
 
-    std::vector<SortedRecords::Record> ReadSorted(const std::string& where,
-                                                  const std::shared_ptr<const ByteSource>& source, std::size_t size) {
-        SortedRecords table(size);
+    template <class Row>
+    std::vector<Row> ReadRows(const std::string& where, const std::shared_ptr<const ByteSource>& source) {
+        TableOf<Row> table;
         table.Open(source);
-        std::vector<SortedRecords::Record> records;
+        std::vector<Row> rows;
         for (std::size_t at = 0; at < table.Count(); ++at) {
-            records.push_back(table.At(at));
-            if (at > 0 && std::memcmp(records[at - 1].data(), records[at].data(), sizeof(GUID)) >= 0)
+            rows.push_back(table.At(at));
+            if (at > 0 && CompareIds(rows[at - 1].id, rows[at].id) >= 0)
                 Report(where, "entry " + std::to_string(at) + " is not in ascending order of its ID");
         }
-        return records;
+        return rows;
     }
 
     // Without a table the objects are those that have a stream, and the root.
@@ -95,14 +83,12 @@ private:
     }
 
     void ReadLocks() {
-        constexpr std::size_t kLocksRecord = 20;
         const auto source = file_->Find(kLocksStream);
         if (!source) return;
-        for (const SortedRecords::Record& record : ReadSorted("lock counters", source, kLocksRecord)) {
-            GUID id;
-            std::memcpy(&id, record.data(), sizeof id);
-            if (!IsInDocument(id))
-                Report("lock counters", "there is a counter for " + ToUtf8(ToText(id)) + ", which the document does not have");
+        for (const LockRow& row : ReadRows<LockRow>("lock counters", source)) {
+            if (!IsInDocument(row.id))
+                Report("lock counters",
+                       "there is a counter for " + ToUtf8(ToText(row.id)) + ", which the document does not have");
         }
     }
 
@@ -157,8 +143,8 @@ private:
     }
 
     void Follow(Object& owner, const std::string& name) {
-        if (owner.Class().kind == ClassKind::Collection) {
-            const Members& members = static_cast<CollectionBase&>(owner).members;
+        if (const CollectionBase* collection = owner.AsCollection()) {
+            const Members& members = collection->members;
             for (std::size_t index = members.Count(); index-- > 0;)
                 waiting_.push_back({members.At(index), owner.Class().member(), name});
             return;
@@ -207,7 +193,7 @@ private:
     const Progress& progress_;
     std::vector<DocumentProblem> problems_;
     std::set<GUID, GuidLess> streams_, reached_;
-    std::map<GUID, Listed, GuidLess> table_;
+    std::map<GUID, DirectoryRow, GuidLess> table_;
     bool hasTable_ = false;
     std::vector<Waiting> waiting_;
     std::size_t done_ = 0;
@@ -227,14 +213,14 @@ namespace lumvex {
 
 std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress) {
     using namespace inside;
-    return Published([&] {
+    return ForClient([&] {
         std::vector<DocumentProblem> problems;
         {
             const auto file = compound::OpenFile(path, compound::Access::ReadShared);
             try {
                 for (const compound::Problem& each : compound::CheckStructure(*file))
                     problems.push_back({each.where, each.what});
-            } catch (const compound::Error& error) {
+            } catch (const compound::StorageError& error) {
                 if (error.status() != compound::Status::Corrupt) throw;
                 problems.push_back({"file", error.what()});
             }
@@ -251,29 +237,28 @@ std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, co
 
 DocumentFacts InspectDocument(const std::filesystem::path& path) {
     using namespace inside;
-    return Published([&] {
+    return ForClient([&] {
         const auto file = OpenForReading(path);
         DocumentFacts facts;
-        facts.fileBytes = file->File().FileSize();
-        facts.sectorBytes = file->File().Version() == 3 ? 512 : 4096;
-        file->File().ForEachStream([&](std::u16string_view, std::uint64_t size) {
+        facts.fileBytes = file->Container().FileSize();
+        facts.sectorBytes = file->Container().Version() == 3 ? 512 : 4096;
+        file->Container().ForEachStream([&](std::u16string_view, std::uint64_t size) {
             ++facts.streams;
             facts.streamBytes += size;
         });
         std::map<std::string, std::size_t> classes;
         if (const auto source = file->Find(kDirectoryStream)) {
-            SortedRecords table(kTableRecord);
+            TableOf<DirectoryRow> table;
             table.Open(source);
             facts.objects = table.Count();
             for (std::size_t at = 0; at < table.Count(); ++at) {
-                GUID classId;
-                std::memcpy(&classId, table.At(at).data() + kClassAt, sizeof classId);
-                const ClassInfo* info = FindClass(classId);
+                const DirectoryRow row = table.At(at);
+                const ClassInfo* info = FindClass(row.classId);
                 if (info && info->kind == ClassKind::Root) {
                     facts.rootClass = ToUtf8(info->name);
-                    facts.rootId = ToUtf8(ToText(table.IdAt(at)));
+                    facts.rootId = ToUtf8(ToText(row.id));
                 }
-                ++classes[info ? ToUtf8(info->name) : ToUtf8(ToText(classId))];
+                ++classes[info ? ToUtf8(info->name) : ToUtf8(ToText(row.classId))];
             }
         }
         for (const auto& [name, count] : classes) facts.classes.push_back({name, count});

@@ -3,8 +3,9 @@
 #include <vector>
 
 #include "lumvex/maintenance.hpp"
+#include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/format/format.hpp"
-#include "storage/document/published.hpp"
+#include "storage/inspect/client_errors.hpp"
 
 namespace lumvex {
 
@@ -58,7 +59,7 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
 }  // namespace
 
 Compaction CompactDocument(const std::filesystem::path& path, const Progress& progress) {
-    return inside::Published([&] { return Compact(path, progress); });
+    return inside::ForClient([&] { return Compact(path, progress); });
 }
 
 }  // namespace lumvex

@@ -1,10 +1,10 @@
-// The storage system's failures inside the model: a bare status, passed on as it is.
+// How errors of the compound-file engine become failures of the model: the same status, without a message.
 #pragma once
 
 #include <utility>
 
 #include "core/base/failure.hpp"
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::inside {
 
@@ -17,7 +17,7 @@ template <class Work>
 decltype(auto) OnStorage(Work&& work) {
     try {
         return std::forward<Work>(work)();
-    } catch (const compound::Error& error) {
+    } catch (const compound::StorageError& error) {
         throw Failure(static_cast<HRESULT>(error.status()), error.what());
     }
 }

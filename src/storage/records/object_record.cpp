@@ -44,13 +44,13 @@ VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {
 void WriteObject(const Object& object, RecordWriter& writer) {
     const ClassInfo& info = object.Class();
     writer.U32(info.version.Word());
-    if (info.kind == ClassKind::Collection) {
-        const Members& members = static_cast<const CollectionBase&>(object).members;
+    if (const CollectionBase* collection = object.AsCollection()) {
+        const Members& members = collection->members;
         writer.U32(static_cast<std::uint32_t>(members.Count()));
         for (std::size_t index = 0; index < members.Count(); ++index) writer.ObjectReference(members.At(index));
         return;
     }
-    writer.F64(static_cast<const ItemBase&>(object).timestamp);
+    writer.F64(object.AsItem()->timestamp);
     writer.Text(object.OwnEntry().name);
     info.save(object, writer);
 }
@@ -59,13 +59,13 @@ RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>&
     const ClassInfo& info = object.Class();
     RecordReader reader(source);
     const VersionWord version = ReadVersion(reader, info.version);
-    if (info.kind == ClassKind::Collection) {
+    if (CollectionBase* collection = object.AsCollection()) {
         const std::uint32_t count = reader.U32();
         if (count > reader.Left() / kReferenceSize) throw Failure(kReadFault);
-        static_cast<CollectionBase&>(object).members.Load(std::make_unique<StoredMemberList>(source, count));
+        collection->members.Load(std::make_unique<StoredMemberList>(source, count));
         return {version, kMembersAt + count * kReferenceSize};
     }
-    static_cast<ItemBase&>(object).timestamp = reader.F64();
+    object.AsItem()->timestamp = reader.F64();
     object.OwnEntry().name = reader.Text();
     info.load(object, reader, version);
     return {version, reader.Position()};

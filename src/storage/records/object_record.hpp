@@ -1,4 +1,4 @@
-// The record of one object, the frame included that all classes share.
+// Writing and reading the record of one object: what the records of all classes begin with, and the class's own fields.
 //
 //     item          version word, timestamp (DATE), name, the class's own fields
 //     collection    version word 0x80010001, member count (32 bits), per member its ID (16 bytes) and tag (32 bits)
@@ -15,11 +15,11 @@ namespace lumvex::inside {
 
 inline constexpr VersionWord kCollectionVersion{1, 1};
 
-// What is still only in the file has to be materialised before.
+// The object must have read what it had only in the file (Materialise).
 void WriteObject(const Object& object, RecordWriter& writer);
 
-// Arrays and member lists stay where they are until they are asked for. A record that names a newer minimum reader fails
-// with 4014. Answers the version under which the record was written and how many of its bytes were understood.
+// Long arrays and member lists are left in the file until a client asks for them. Throws 4014 for a record that needs a
+// newer reader. Answers the version that the record was written with, and how many of its bytes were understood.
 struct RecordExtent {
     VersionWord version;
     std::uint64_t bytes;

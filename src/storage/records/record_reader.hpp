@@ -25,7 +25,7 @@ public:
     std::optional<Reference> OptionalReference();        // 2 or 22 bytes
     std::u16string Text();                               // 32-bit byte count with terminator, then UTF-16
 
-    // For what is read later, where it stands.
+    // For fields that are read later, from the same place.
     const std::shared_ptr<const ByteSource>& Source() const { return source_; }
     std::uint64_t Position() const { return position_; }
     std::uint64_t Left() const { return source_->Size() - position_; }
@@ -44,7 +44,7 @@ private:
 
     std::shared_ptr<const ByteSource> source_;
     std::uint64_t position_ = 0;
-    const std::byte* ahead_ = nullptr;  // bytes from aheadAt_ on where the source has them: nobody writes meanwhile
+    const std::byte* ahead_ = nullptr;  // the source's own bytes from aheadAt_ on; nothing is written while a record is read
     std::uint64_t aheadAt_ = 0;
     std::size_t aheadCount_ = 0;
 };

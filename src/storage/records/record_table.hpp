@@ -21,7 +21,7 @@ void LoadField(RecordReader& reader, Scalar<T>& field) {
     reader.Read(std::as_writable_bytes(std::span(&field.value, 1)));
 }
 
-// Each value in at least 32 bits, as the tables have always stood.
+// Each value takes at least 32 bits, as in all files so far.
 template <class Kind, std::size_t... kCounts>
 void SaveField(RecordWriter& writer, const Indexed<Kind, kCounts...>& field) {
     for (const Kind& place : field.places) {
@@ -59,7 +59,7 @@ inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
 }
 inline void LoadField(RecordReader& reader, ReferenceBase& field) {
     const bool present = reader.U16() != 0;
-    field.Point(present ? ParseGuid(reader.Text()) : std::nullopt);
+    field.PointTo(present ? ParseGuid(reader.Text()) : std::nullopt);
 }
 
 template <class Class>
@@ -75,8 +75,8 @@ void LoadTable(Class& object, RecordReader& reader, VersionWord version) {
     });
 }
 
-// A class whose old records hold more than the table can tell reads them itself, and calls LoadTable for its fields; or
-// it mends afterwards what they mean.
+// A class whose old records differ from its table in more than missing fields has a LoadRecord that reads them, and calls
+// LoadTable for the fields; a class whose old records mean something else has an Upgrade that corrects the values.
 template <class Class>
 void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
     auto& self = static_cast<Class&>(object);

@@ -1,5 +1,5 @@
-// Puts one object's record together: small fields are collected, large blocks are borrowed from where they lie, and the
-// whole goes to the file in one call.
+// Puts one object's record together. Small fields are copied, large blocks are only referred to, and the whole record is
+// written to the file in one call.
 #pragma once
 
 #include <optional>
@@ -24,7 +24,7 @@ public:
     void Text(std::u16string_view text);  // empty: count 0 alone
 
     void Bytes(std::span<const std::byte> bytes) { small_.insert(small_.end(), bytes.begin(), bytes.end()); }
-    // Not copied: the bytes stay where they are until the record was written.
+    // The bytes are not copied: they have to stay where they are until the record was written.
     void Block(std::span<const std::byte> bytes);
 
     std::uint64_t Size() const;

@@ -1,5 +1,6 @@
-// A table of records of one size, each beginning with an object ID, ascending: how the object directory and the lock
-// counters are stored. A 32-bit count comes first. Looked up where it stands, so that its size does not matter.
+// A table in the file: a 32-bit count, then records of one size, each beginning with an object ID, in ascending order of
+// these. The object directory and the lock counters are stored so. IDs are looked up in the file by bisection, so that the
+// size of the table hardly matters.
 #pragma once
 
 #include <memory>
@@ -15,7 +16,7 @@ namespace lumvex::inside {
 class SortedRecords {
 public:
     using Record = std::vector<std::byte>;
-    // What is to become of a table. A record that is put replaces the one of the same ID.
+    // Changes to a table. A record that is put replaces the one of the same ID.
     struct Changes {
         std::vector<std::byte> put;  // whole records side by side, in any order
         std::vector<GUID> removed;
@@ -23,7 +24,8 @@ public:
     };
 
     explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
-    // A table whose content is known and will stand in the source; none for an empty one.
+    // A table that the source will have once the file is committed; `content` is the whole table, or nothing where the file
+    // has no such table.
     SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
 
     // Reads the count; one that the stream cannot hold fails with the read fault.

@@ -1,4 +1,4 @@
-// Reads the file in its own way, whole tables at a time, so that it does not share a mistake with the engine.
+// Reads the file in another way than the engine does, whole tables at a time, so that the two do not share a mistake.
 #include "storage/compound/check/check.hpp"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ public:
                 Report("file", "it has ", view_.Size(), " bytes, less than a header");
             else
                 CheckAll();
-        } catch (const Error& error) {
+        } catch (const StorageError& error) {
             Report(error.status() == Status::ReadFault ? "file" : "header", error.what());
         }
         return std::move(problems_);
@@ -42,7 +42,8 @@ private:
 
     template <class... Parts>
     void Report(const std::string& where, const Parts&... parts) {
-        if (problems_.size() < kMostProblems) problems_.push_back({where, Failure(Status::Corrupt, parts...).what()});
+        if (problems_.size() < kMostProblems)
+            problems_.push_back({where, StorageError(Status::Corrupt, parts...).what()});
     }
 
     void CheckAll();
@@ -59,15 +60,15 @@ private:
         ownerNames_.push_back(who);
         return static_cast<std::uint32_t>(ownerNames_.size() - 1);
     }
-    // The chain's entries as far as it is sound; each is marked in owners.
+    // The sectors of a chain up to where it is damaged; marks each of them in owners.
     std::vector<SectorId> Walk(const std::vector<std::uint32_t>& table, Owners& owners, SectorId first,
                                const std::string& who);
     const std::byte* Sector(SectorId sector) const {
         return view_.Page((std::uint64_t{sector} + 1) << header_.SectorShift());
     }
-    Entry At(EntryId id) const {
-        const unsigned perSectorShift = header_.SectorShift() - 7;
-        return Entry(Sector(directory_[id >> perSectorShift]) + kEntrySize * (id & ((1u << perSectorShift) - 1)));
+    DirectoryEntry At(EntryId id) const {
+        const PerPage perPage = DirectoryEntriesPerPage(header_.SectorShift());
+        return DirectoryEntry(Sector(directory_[perPage.PageOf(id)]) + kEntrySize * perPage.IndexOf(id));
     }
     std::string NameOf(EntryId id) const {
         std::array<char16_t, kMaxNameLength> buffer;
@@ -131,9 +132,9 @@ bool Checker::Own(SectorId sector, std::uint32_t owner, const std::string& who) 
 
 void Checker::ReadFat() {
     const std::uint32_t fatOwner = NewOwner("the FAT"), difatOwner = NewOwner("the DIFAT");
-    const std::uint32_t perSector = 1u << (header_.SectorShift() - 2);
+    const std::uint32_t perSector = TableEntriesPerPage(header_.SectorShift()).Count();
     std::vector<SectorId> fatSectors, difatSectors;
-    std::uint64_t end = 0;  // one past the last sector that there should be
+    std::uint64_t end = 0;  // one past the last sector that the file should have
     const auto list = [&](SectorId sector) {
         if (sector <= kMaxSector) end = std::max<std::uint64_t>(end, std::uint64_t{sector} + 1);
         if (sector != kFreeSector && Own(sector, fatOwner, "the FAT")) fatSectors.push_back(sector);
@@ -143,8 +144,8 @@ void Checker::ReadFat() {
         if (!Own(sector, difatOwner, "the DIFAT")) break;
         difatSectors.push_back(sector);
         const std::byte* bytes = Sector(sector);
-        for (std::uint32_t i = 0; i + 1 < perSector; ++i) list(Load32(bytes + 4 * std::size_t{i}));
-        sector = Load32(bytes + 4 * std::size_t{perSector - 1});
+        for (std::uint32_t i = 0; i + 1 < perSector; ++i) list(TableEntry(bytes, i));
+        sector = TableEntry(bytes, perSector - 1);
     }
     if (fatSectors.size() != header_.FatSectors())
         Report("header", fatSectors.size(), " FAT sectors listed, ", header_.FatSectors(), " counted");
@@ -152,7 +153,7 @@ void Checker::ReadFat() {
         Report("header", difatSectors.size(), " DIFAT sectors chained, ", header_.DifatSectors(), " counted");
     fat_.reserve(fatSectors.size() * perSector);
     for (const SectorId sector : fatSectors)
-        for (std::uint32_t i = 0; i < perSector; ++i) fat_.push_back(Load32(Sector(sector) + 4 * std::size_t{i}));
+        for (std::uint32_t i = 0; i < perSector; ++i) fat_.push_back(TableEntry(Sector(sector), i));
     const auto requireMark = [this](const std::vector<SectorId>& marked, SectorId mark, const std::string& who) {
         for (const SectorId sector : marked)
             if (sector >= fat_.size() || fat_[sector] != mark) Report(who, "sector ", sector, " is not marked as such");
@@ -188,7 +189,7 @@ void Checker::ReadDirectory() {
     directory_ = Walk(fat_, owners_, header_.FirstDirectory(), "the directory");
     if (header_.Version() == 4 && header_.DirectorySectors() != directory_.size())
         Report("header", directory_.size(), " directory sectors chained, ", header_.DirectorySectors(), " counted");
-    entries_ = static_cast<EntryId>(directory_.size() << (header_.SectorShift() - 7));
+    entries_ = static_cast<EntryId>(directory_.size() << DirectoryEntriesPerPage(header_.SectorShift()).Shift());
     if (entries_ == 0)
         Report("the directory", "it has no root entry");
     else if (At(0).Type() != EntryType::Root)
@@ -199,18 +200,18 @@ void Checker::ReadMiniFat() {
     const auto chain = Walk(fat_, owners_, header_.FirstMiniFat(), "the mini FAT");
     if (chain.size() != header_.MiniFatSectors())
         Report("header", chain.size(), " mini FAT sectors chained, ", header_.MiniFatSectors(), " counted");
-    const std::uint32_t perSector = 1u << (header_.SectorShift() - 2);
+    const std::uint32_t perSector = TableEntriesPerPage(header_.SectorShift()).Count();
     for (const SectorId sector : chain)
-        for (std::uint32_t i = 0; i < perSector; ++i) miniFat_.push_back(Load32(Sector(sector) + 4 * std::size_t{i}));
+        for (std::uint32_t i = 0; i < perSector; ++i) miniFat_.push_back(TableEntry(Sector(sector), i));
     miniStreamSize_ = At(0).Size(header_.Version());
-    const std::uint64_t miniSectors = (miniStreamSize_ + kMiniSectorSize - 1) >> kMiniSectorShift;
+    const std::uint64_t miniSectors = MiniSectorsFor(miniStreamSize_);
     if (miniSectors > miniFat_.size())
         Report("the mini FAT", miniFat_.size(), " entries for ", miniSectors, " mini sectors");
     miniOwners_.assign(static_cast<std::size_t>(std::min<std::uint64_t>(miniSectors, miniFat_.size())), 0);
 }
 
 void Checker::CheckEntry(EntryId id) {
-    const Entry entry = At(id);
+    const DirectoryEntry entry = At(id);
     const EntryType type = entry.Type();
     if (type != EntryType::Storage && type != EntryType::Stream)
         Report(NameOf(id), "its type is ", static_cast<unsigned>(type));
@@ -223,7 +224,7 @@ void Checker::CheckEntry(EntryId id) {
     if (type == EntryType::Stream && entry.Child() != kNoEntry) Report(NameOf(id), "a stream with entries below it");
 }
 
-// In order, without recursion; entries that were reached before end the way.
+// In order, without recursion. Does not follow a link to an entry that was reached before.
 void Checker::CheckTree(EntryId storage) {
     std::vector<EntryId> above;
     std::optional<FoldedName> last;
@@ -258,7 +259,7 @@ void Checker::CheckTree(EntryId storage) {
 }
 
 void Checker::CheckContent(EntryId id) {
-    const Entry entry = At(id);
+    const DirectoryEntry entry = At(id);
     const std::uint64_t size = entry.Size(header_.Version());
     if (size == 0) return;
     const bool mini = id != 0 && size < header_.MiniCutoff();

@@ -13,7 +13,7 @@ struct Problem {
 };
 
 // Header, DIFAT, FAT and mini FAT, every chain (lost, shared, cyclic, out of range), the directory's trees (order,
-// reachability, names), sizes. Empty: the file is sound. Stops collecting after some hundred problems.
+// reachability, names), sizes. Empty: the file is sound. At most 200 problems are returned.
 [[nodiscard]] std::vector<Problem> CheckStructure(File& file);
 
 }  // namespace lumvex::compound

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t kPage = 4096;
 
-// From here on reading into the caller's memory is faster than touching the mapping's pages.
+// From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
 constexpr std::size_t kReadDirectly = 64 * 1024;
 
 }  // namespace
@@ -43,7 +43,7 @@ const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window
         std::vector<std::byte> bytes(length);
         try {
             file_.Read(offset, bytes);
-        } catch (const Error&) {  // what is behind them may be what cannot be read
+        } catch (const StorageError&) {  // maybe only bytes behind those that were asked for cannot be read
             bytes.resize(count);
             file_.Read(offset, bytes);
         }

@@ -1,5 +1,5 @@
-// A file's bytes as they are now: mapped behind a guard or, where the file cannot be mapped or once mapped bytes could not
-// be read, read page by page. Then every error is that of the bytes that were asked for.
+// Reads a file through a mapping that is behind a guard. Where the file cannot be mapped, and after mapped bytes could
+// not be read, it reads page by page instead: then an error concerns only the bytes that were asked for.
 #pragma once
 
 #include <algorithm>
@@ -16,15 +16,15 @@ class FileView {
 public:
     explicit FileView(File& file) : file_(file) {}  // empty until Refresh
 
-    void Refresh();  // what the file has become; pages and bytes that were handed out are gone
+    void Refresh();  // looks at the file again; pages and bytes that were returned before are not valid any more
     void CutTo(std::uint64_t size) noexcept { size_ = std::min(size, size_); }
     std::uint64_t Size() const { return size_; }
 
-    // The bytes from there to the next multiple of 4096, as far as the file has them; kept until Refresh.
+    // The bytes from offset to the next multiple of 4096, or to the end of the file. Valid until Refresh.
     const std::byte* Page(std::uint64_t offset);
 
-    // Bytes of the file where they are, else in the window, which is at least `ahead` long; until this window is used for
-    // others.
+    // Bytes of the file: in the mapping or, where there is none, in the window, into which at least `ahead` bytes are
+    // read. Valid until the window is used again.
     struct Window {
         std::uint64_t offset = 0;
         std::vector<std::byte> bytes;

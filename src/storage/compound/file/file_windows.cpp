@@ -1,11 +1,4 @@
-// Files of Windows. Everybody opens with all sharing allowed; who may be there beside whom is kept with locks on bytes
-// far beyond any file's end, the same bytes as on other systems:
-//
-//   byte                     shared                            exclusive
-//   kWriterByte                                                whoever writes
-//   kPresenceByte            readers, and a writer beside them whoever is alone
-//   kGenerationBytes + n     readers of generation n           for a moment, a writer that looks for readers
-//
+// Files of Windows, which are opened with all sharing allowed: locks alone say who has a file open.
 // clang-format off
 #include <windows.h>
 #include <aclapi.h>
@@ -19,9 +12,8 @@
 #include <string>
 #include <utility>
 
-#include "storage/compound/file/file.hpp"
 #include "storage/compound/file/guard.hpp"
-#include "storage/compound/file/hidden_name.hpp"
+#include "storage/compound/file/sharing.hpp"
 
 namespace lumvex::compound {
 
@@ -29,31 +21,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kWriterByte = std::uint64_t{1} << 62;
-constexpr std::uint64_t kPresenceByte = kWriterByte + 1;
-constexpr std::uint64_t kGenerationBytes = kWriterByte + 16;
-constexpr std::int64_t kGenerations = std::int64_t{1} << 32;
-
-constexpr int kMostAttempts = 100;  // at a path whose file others exchange at the same time
-
 constexpr DWORD kDiskQuotaExceeded = 1295;
 
-// Of the rename that replaces a file which others have open; SDKs before Windows 10 lack the names.
+// For the rename that replaces a file which others have open. SDKs older than Windows 10 lack these names.
 constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
 constexpr DWORD kReplaceIfExists = 1, kPosixSemantics = 2;
 
-// For messages, as UTF-8; what is no text becomes U+FFFD.
-std::string TextOf(const fs::path& path) {
-    const std::wstring& text = path.native();
-    const auto length = static_cast<int>(text.size());
-    std::string shown(3 * text.size(), '\0');
-    const int used = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, shown.data(), static_cast<int>(shown.size()),
-                                           nullptr, nullptr);
-    shown.resize(static_cast<std::size_t>(used));
-    return shown;
-}
+using system::TextOf;
 
-Error SystemError(DWORD code, Status otherwise, const std::string& what) {
+StorageError SystemError(DWORD code, Status otherwise, const std::string& what) {
     Status status = otherwise;
     switch (code) {
         case ERROR_FILE_NOT_FOUND:
@@ -97,7 +73,7 @@ Error SystemError(DWORD code, Status otherwise, const std::string& what) {
         default:
             break;
     }
-    return Failure(status, what, ": error ", code);
+    return StorageError(status, what, ": error ", code);
 }
 
 // The path as the system takes it whatever its length: longer ones need the form that bypasses the 260 characters of
@@ -119,6 +95,7 @@ std::wstring SystemPath(const fs::path& path) {
     return LR"(\\?\)" + full;
 }
 
+// Closes it at the end.
 class Handle {
 public:
     Handle() = default;
@@ -141,8 +118,8 @@ private:
 
 Handle Create(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags = 0) {
     constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    return Handle(::CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL | flags,
-                                nullptr));
+    return Handle(
+        ::CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL | flags, nullptr));
 }
 
 OVERLAPPED At(std::uint64_t offset) {
@@ -150,41 +127,6 @@ OVERLAPPED At(std::uint64_t offset) {
     at.Offset = static_cast<DWORD>(offset);
     at.OffsetHigh = static_cast<DWORD>(offset >> 32);
     return at;
-}
-
-enum class Answer {
-    Yes,
-    No,       // another open file stands in the way
-    NotKept,  // this file system keeps no locks
-};
-
-Answer TryLock(HANDLE file, DWORD flags, std::uint64_t start, std::uint64_t length) {
-    OVERLAPPED at = At(start);
-    if (::LockFileEx(file, flags, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at))
-        return Answer::Yes;
-    const DWORD code = ::GetLastError();
-    if (code == ERROR_LOCK_VIOLATION || code == ERROR_IO_PENDING) return Answer::No;
-    if (code == ERROR_NOT_SUPPORTED || code == ERROR_INVALID_FUNCTION) return Answer::NotKept;
-    throw SystemError(code, Status::ShareViolation, "the file cannot be locked");
-}
-
-void Unlock(HANDLE file, std::uint64_t start, std::uint64_t length) noexcept {
-    OVERLAPPED at = At(start);
-    ::UnlockFileEx(file, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at);
-}
-
-Answer LockFor(HANDLE file, Access access) {
-    constexpr DWORD kNow = LOCKFILE_FAIL_IMMEDIATELY, kAlone = kNow | LOCKFILE_EXCLUSIVE_LOCK;
-    if (access != Access::ReadShared)
-        if (const Answer answer = TryLock(file, kAlone, kWriterByte, 1); answer != Answer::Yes) return answer;
-    return TryLock(file, access == Access::Exclusive ? kAlone : kNow, kPresenceByte, 1);
-}
-
-void RequireLocksFor(HANDLE file, Access access, const fs::path& path) {
-    const Answer answer = LockFor(file, access);
-    if (answer == Answer::No) throw Failure(Status::ShareViolation, TextOf(path), " is open elsewhere");
-    if (answer == Answer::NotKept && access != Access::ReadShared)
-        throw Failure(Status::LockViolation, TextOf(path), " can only be read: its file system keeps no locks");
 }
 
 std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
@@ -203,72 +145,60 @@ Handle OpenToAsk(const std::wstring& path) {
     return Create(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
 }
 
-// Opens and locks what the path names now; a file that was replaced between the two is not what it names any more.
-Handle OpenLocked(const fs::path& path, Access access) {
-    if (path.empty()) throw Failure(Status::NotFound, "no file has an empty name");
-    const std::wstring systemPath = SystemPath(path);
-    const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
-    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-        Handle file = Create(systemPath, rights, OPEN_EXISTING);
-        if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, TextOf(path));
-        if (::GetFileType(file.get()) != FILE_TYPE_DISK)
-            throw Failure(Status::AccessDenied, TextOf(path), " is no regular file");
-        RequireLocksFor(file.get(), access, path);
-        const auto opened = InformationOf(file);
-        if (!opened) throw SystemError(::GetLastError(), Status::ReadFault, TextOf(path));
-        const Handle named = OpenToAsk(systemPath);
-        if (!named) {  // gone, or for a moment on its way there
-            const DWORD code = ::GetLastError();
-            if (code == ERROR_FILE_NOT_FOUND || attempt + 1 == kMostAttempts)
-                throw SystemError(code, Status::ReadFault, TextOf(path));
-            ::Sleep(1);
-            continue;
-        }
-        if (IsSame(opened, InformationOf(named))) return file;
-        // Some file systems number a file anew each time they are asked.
-        if (!IsSame(opened, InformationOf(file))) return file;
+class OpenedHandle final : public SystemFile {
+public:
+    explicit OpenedHandle(Handle handle = Handle()) : handle_(std::move(handle)) {}
+
+    HANDLE get() const { return handle_.get(); }
+    explicit operator bool() const { return static_cast<bool>(handle_); }
+    void Become(Handle handle) noexcept { handle_ = std::move(handle); }
+
+    Answer TryLock(Lock kind, std::uint64_t byte) override {
+        return Call(LOCKFILE_FAIL_IMMEDIATELY | (kind == Lock::Exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0), byte, 1);
     }
-    throw Failure(Status::ShareViolation, TextOf(path), " is replaced again and again");
-}
+    Answer LockShared(std::uint64_t byte) override { return Call(0, byte, 1); }
+    void Unlock(std::uint64_t byte) noexcept override { Unlock(byte, 1); }
 
-// The file that is about to be replaced, locked as a writer of it would be; none where there is no file.
-Handle LockReplaced(const fs::path& path, Access access) {
-    try {
-        return OpenLocked(path, access);
-    } catch (const Error& error) {
-        if (error.status() == Status::NotFound) return Handle();
-        throw;
+    // Nothing says who has locks but trying to have them all.
+    bool MayBeLocked(std::uint64_t first, std::uint64_t count) override {
+        if (Call(LOCKFILE_FAIL_IMMEDIATELY | LOCKFILE_EXCLUSIVE_LOCK, first, count) != Answer::Yes) return true;
+        Unlock(first, count);
+        return false;
     }
-}
 
-fs::path FolderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
+    Leads WhereLeads(const fs::path& path) const override;
 
-// Another name beside the path that nobody has.
-std::wstring HiddenNameBeside(const fs::path& path) {
-    return SystemPath(FolderOf(path) / fs::path(HiddenNameFor(path)));
-}
-
-// Files that a program left behind which was killed while it saved the same document. Of one that still runs the file
-// is locked. Not being able to remove one is no failure.
-void RemoveLeftBehind(const fs::path& target) noexcept {
-    try {
-        // The library's iterator over a folder ends the program when it lacks memory.
-        WIN32_FIND_DATAW found;
-        const HANDLE search = ::FindFirstFileW(SystemPath(FolderOf(target) / L"*").c_str(), &found);
-        if (search == INVALID_HANDLE_VALUE) return;
-        const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> listed(search, ::FindClose);
-        do {
-            const fs::path name(found.cFileName);
-            if (!IsHiddenNameFor(target, TextOf(name))) continue;
-            const Handle file = Create(SystemPath(FolderOf(target) / name), GENERIC_READ | GENERIC_WRITE | DELETE,
-                                       OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
-            if (!file || LockFor(file.get(), Access::Exclusive) != Answer::Yes) continue;
-            FILE_DISPOSITION_INFO disposition{};
-            disposition.DeleteFile = TRUE;
-            ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
-        } while (::FindNextFileW(search, &found));
-    } catch (const std::exception&) {
+private:
+    Answer Call(DWORD flags, std::uint64_t start, std::uint64_t length) {
+        OVERLAPPED at = At(start);
+        if (::LockFileEx(get(), flags, 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at))
+            return Answer::Yes;
+        const DWORD code = ::GetLastError();
+        if (code == ERROR_LOCK_VIOLATION || code == ERROR_IO_PENDING) return Answer::No;
+        if (code == ERROR_NOT_SUPPORTED || code == ERROR_INVALID_FUNCTION) return Answer::NotKept;
+        throw SystemError(code, Status::ShareViolation, "the file cannot be locked");
     }
+    void Unlock(std::uint64_t start, std::uint64_t length) noexcept {
+        OVERLAPPED at = At(start);
+        ::UnlockFileEx(get(), 0, static_cast<DWORD>(length), static_cast<DWORD>(length >> 32), &at);
+    }
+
+    Handle handle_;
+};
+
+SystemFile::Leads OpenedHandle::WhereLeads(const fs::path& path) const {
+    FILE_STANDARD_INFO standard{};
+    const bool isRemoved = ::GetFileInformationByHandleEx(get(), FileStandardInfo, &standard, sizeof standard) &&
+                           (standard.DeletePending || standard.NumberOfLinks == 0);
+    const Handle named = OpenToAsk(SystemPath(path));
+    const DWORD code = named ? ERROR_SUCCESS : ::GetLastError();
+    if (code == ERROR_PATH_NOT_FOUND) return Leads::NoFolder;
+    if (code == ERROR_FILE_NOT_FOUND) return Leads::NoFile;
+    const auto opened = InformationOf(handle_), found = InformationOf(named);
+    // Some file systems number a file anew each time they are asked.
+    if (opened && found && !IsSame(opened, found) && IsSame(opened, InformationOf(handle_))) return Leads::Elsewhere;
+    if (isRemoved) return Leads::NoFile;
+    return named ? Leads::Here : Leads::Unknown;
 }
 
 // Who may use the replaced file may use the new one. Where the file system keeps no such list there is nothing to do.
@@ -286,28 +216,35 @@ void CopyPermissions(const std::wstring& from, HANDLE to) {
     ::LocalFree(descriptor);
 }
 
-// So that it names the same file whatever the program's folder is later.
-fs::path Absolute(const fs::path& path) {
-    std::error_code ignored;
-    fs::path absolute = fs::absolute(path, ignored);
-    return ignored ? path : absolute;
-}
-
-class WindowsFile final : public File {
+// A name for the rename calls. Made before the first of them, none of which may fail for want of memory.
+class NewName {
 public:
-    // At its path, or under another name beside it and takes the path at Publish(). `replaced` is what stands there now,
-    // locked.
-    WindowsFile(Handle file, Access access, const fs::path& path, bool published, Handle replaced = {})
-        : file_(std::move(file)),
-          access_(access),
-          published_(published),
-          finalPath_(access == Access::ReadShared ? fs::path() : Absolute(path)),  // whoever reads does not ask for it
-          replaced_(std::move(replaced)) {}
+    explicit NewName(const std::wstring& name) : buffer_(sizeof(FILE_RENAME_INFO) + name.size() * sizeof(wchar_t)) {
+        Information()->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+        std::memcpy(Information()->FileName, name.data(), name.size() * sizeof(wchar_t));
+    }
+    bool Give(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, DWORD flags) noexcept {
+        std::memcpy(Information(), &flags,
+                    sizeof flags);  // of the plain rename, the first of these bytes says whether to replace
+        return ::SetFileInformationByHandle(file, kind, Information(), static_cast<DWORD>(buffer_.size())) != 0;
+    }
+
+private:
+    FILE_RENAME_INFO* Information() noexcept { return reinterpret_cast<FILE_RENAME_INFO*>(buffer_.data()); }
+
+    std::vector<std::byte> buffer_;
+};
+
+class WindowsFile final : public SharedFile {
+public:
+    WindowsFile(const std::shared_ptr<OpenedHandle>& opened, Access access, const fs::path& path, bool hasName,
+                std::shared_ptr<SystemFile> replaced = {})
+        : SharedFile(opened, access, path, hasName, std::move(replaced)), file_(*opened) {}
 
     ~WindowsFile() override {
         Unmap();
         CutShort();
-        if (published_ || !file_) return;
+        if (hasName_ || !file_) return;
         FILE_DISPOSITION_INFO disposition{};
         disposition.DeleteFile = TRUE;
         ::SetFileInformationByHandle(file_.get(), FileDispositionInfo, &disposition, sizeof disposition);
@@ -324,65 +261,16 @@ public:
     }
 
     void Resize(std::uint64_t size) override;
-
-    // For another who needs the file and its locks to stay.
-    Handle Duplicate() const {
-        HANDLE copy = nullptr;
-        const HANDLE process = ::GetCurrentProcess();
-        if (!::DuplicateHandle(process, file_.get(), process, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS))
-            throw SystemError(::GetLastError(), Status::AccessDenied, "duplicate");
-        return Handle(copy);
-    }
-
-    // Only now is there a file, which is this object's to remove.
-    void MakeAsNew(const std::wstring& hiddenName) {
-        const std::wstring target = SystemPath(finalPath_);
-        // The rights to rename it and to hand on the replaced file's permissions beside those to use it.
-        file_ = Create(hiddenName, GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
-        if (!file_) {
-            const DWORD code = ::GetLastError();
-            throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
-                              TextOf(finalPath_));
-        }
-        if (replaced_) CopyPermissions(target, file_.get());
-        RequireLocksFor(file_.get(), access_, finalPath_);
-    }
-
-    bool Published() const override { return published_; }
-    void Publish() override;
-    void RequireName() const override;
-    std::unique_ptr<File> CreateSuccessor() const override;
-
-    void AnnounceReader(std::uint32_t generation) override {
-        if (announced_ && *announced_ == generation) return;
-        // Waits for a writer that is just looking for readers; nobody holds these bytes any longer than that.
-        if (TryLock(file_.get(), 0, kGenerationBytes + generation, 1) == Answer::No)
-            throw Failure(Status::ShareViolation, "generation ", generation, " is locked");
-        if (announced_) Unlock(file_.get(), kGenerationBytes + *announced_, 1);
-        announced_ = generation;
-    }
-
-    bool AnyReader(std::uint32_t first, std::uint32_t count) const override {
-        const std::int64_t before = std::min<std::int64_t>(count, kGenerations - first);  // the circle's end
-        if (before > 0 && HasReaders(first, before)) return true;
-        return count > before && HasReaders(0, count - before);
-    }
+    void TakeName() override;
 
 private:
+    void TakeNameInTwoSteps(NewName& name, const std::wstring& target, DWORD reason);
+
     std::uint64_t SizeOnDisk() const {
         LARGE_INTEGER size;
         if (!::GetFileSizeEx(file_.get(), &size))
             throw SystemError(::GetLastError(), Status::ReadFault, "the file's size");
         return static_cast<std::uint64_t>(size.QuadPart);
-    }
-
-    bool HasReaders(std::int64_t first, std::int64_t count) const {
-        const std::uint64_t start = kGenerationBytes + static_cast<std::uint64_t>(first);
-        const auto length = static_cast<std::uint64_t>(count);
-        if (TryLock(file_.get(), LOCKFILE_FAIL_IMMEDIATELY | LOCKFILE_EXCLUSIVE_LOCK, start, length) != Answer::Yes)
-            return true;
-        Unlock(file_.get(), start, length);
-        return false;
     }
 
     bool SetSize(std::uint64_t size) noexcept {
@@ -391,7 +279,8 @@ private:
         return ::SetFileInformationByHandle(file_.get(), FileEndOfFileInfo, &end, sizeof end) != 0;
     }
 
-    // A file cannot be cut while it is mapped, here or elsewhere; until it can it only counts as shorter.
+    // A file cannot be cut while it is mapped, here or elsewhere. Until then it keeps its length and only counts as
+    // shorter.
     void CutShort() noexcept {
         if (cutTo_ && SetSize(*cutTo_)) cutTo_.reset();
     }
@@ -407,13 +296,8 @@ private:
         mapped_ = 0;
     }
 
-    Handle file_;
-    Access access_;
-    bool published_;
-    fs::path finalPath_;
-    Handle replaced_;
-    std::optional<std::uint32_t> announced_;
-    std::optional<std::uint64_t> cutTo_;
+    OpenedHandle& file_;                  // opened_
+    std::optional<std::uint64_t> cutTo_;  // the length that the file should have, where it could not be cut
     void* base_ = nullptr;
     GuardedRange guard_;
     std::uint64_t mapped_ = 0;
@@ -454,7 +338,7 @@ void WindowsFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
             ::ReadFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &got, &at);
         if (!read && ::GetLastError() != ERROR_HANDLE_EOF)
             throw SystemError(::GetLastError(), Status::ReadFault, "read");
-        if (got == 0) throw Failure(Status::ReadFault, "the file ends before byte ", offset);
+        if (got == 0) throw StorageError(Status::ReadFault, "the file ends before byte ", offset);
         offset += got;
         bytes = bytes.subspan(got);
     }
@@ -467,7 +351,7 @@ void WindowsFile::WriteAt(std::uint64_t offset, std::span<const std::byte> bytes
         DWORD put = 0;
         if (!::WriteFile(file_.get(), bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMost)), &put, &at))
             throw SystemError(::GetLastError(), Status::WriteFault, "write");
-        if (put == 0) throw Failure(Status::MediumFull, "nothing could be written at byte ", offset);
+        if (put == 0) throw StorageError(Status::MediumFull, "nothing could be written at byte ", offset);
         offset += put;
         bytes = bytes.subspan(put);
     }
@@ -501,119 +385,126 @@ void WindowsFile::Resize(std::uint64_t size) {
     cutTo_.reset();
     if (SetSize(size)) return;
     const DWORD code = ::GetLastError();
-    if (code != ERROR_USER_MAPPED_FILE || size > SizeOnDisk())
-        throw SystemError(code, Status::WriteFault, "resize");
+    if (code != ERROR_USER_MAPPED_FILE || size > SizeOnDisk()) throw SystemError(code, Status::WriteFault, "resize");
     cutTo_ = size;
 }
 
-// Made before the first step of replacing a file, none of which may then fail for want of memory.
-class NewName {
-public:
-    explicit NewName(const std::wstring& name) : buffer_(sizeof(FILE_RENAME_INFO) + name.size() * sizeof(wchar_t)) {
-        Information()->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
-        std::memcpy(Information()->FileName, name.data(), name.size() * sizeof(wchar_t));
-    }
-    bool Give(HANDLE file, FILE_INFO_BY_HANDLE_CLASS kind, DWORD flags) noexcept {
-        std::memcpy(Information(), &flags, sizeof flags);  // the plain rename has one byte for "replace" in this place
-        return ::SetFileInformationByHandle(file, kind, Information(), static_cast<DWORD>(buffer_.size())) != 0;
-    }
-
-private:
-    FILE_RENAME_INFO* Information() noexcept { return reinterpret_cast<FILE_RENAME_INFO*>(buffer_.data()); }
-
-    std::vector<std::byte> buffer_;
-};
-
-// In one step where the system can replace a file that is open, which since Windows 10 local disks can, or where nobody
-// has the replaced one open. Otherwise that one steps aside first, keeping its readers: a program that ends between the
-// two steps leaves it under its hidden name.
-void WindowsFile::Publish() {
-    if (published_) return;
-    const std::wstring target = SystemPath(finalPath_);
+// In one step where the system can replace a file that is open (local disks since Windows 10 can), or where nobody has
+// the replaced one open.
+void WindowsFile::TakeName() {
+    if (hasName_) return;
+    const std::wstring target = SystemPath(path_);
     NewName name(target);
-    if (!replaced_) replaced_ = LockReplaced(finalPath_, access_);  // somebody made it meanwhile
-    published_ = name.Give(file_.get(), kRenameInfoEx, replaced_ ? kReplaceIfExists | kPosixSemantics : 0);
-    if (!published_) {
-        const bool isThere = static_cast<bool>(replaced_);
-        replaced_.Close();
-        published_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
-        if (!published_) {
-            const DWORD code = ::GetLastError();
-            // Not a name that the next save would take for what a killed one left behind: until the new file has its
-            // name this is the document.
-            const std::wstring aside = HiddenNameBeside(finalPath_) + L"-old";
-            if (!isThere || !::MoveFileExW(target.c_str(), aside.c_str(), 0))
-                throw SystemError(code, Status::WriteFault, TextOf(finalPath_));
-            published_ = name.Give(file_.get(), FileRenameInfo, 0);
-            if (!published_) {
-                const DWORD second = ::GetLastError();
-                ::MoveFileExW(aside.c_str(), target.c_str(), 0);
-                throw SystemError(second, Status::WriteFault, TextOf(finalPath_));
-            }
-            ::DeleteFileW(aside.c_str());  // goes when its last reader closes it
-        }
+    if (!replaced_) replaced_ = LockReplaced(path_, access_);  // somebody may have made it meanwhile
+    const bool isThere = replaced_ != nullptr;
+    hasName_ = name.Give(file_.get(), kRenameInfoEx, isThere ? kReplaceIfExists | kPosixSemantics : 0);
+    replaced_.reset();
+    if (!hasName_) hasName_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
+    if (!hasName_) {
+        const DWORD reason = ::GetLastError();
+        if (!isThere) throw SystemError(reason, Status::WriteFault, TextOf(path_));
+        TakeNameInTwoSteps(name, target, reason);
     }
-    replaced_.Close();
     ::FlushFileBuffers(file_.get());  // the new name too; where this fails, the next Flush() says so
-    RemoveLeftBehind(finalPath_);
+    RemoveLeftBehind(path_);
 }
 
-// Where the path cannot be looked at, nothing says that it leads elsewhere.
-void WindowsFile::RequireName() const {
-    if (!published_) return;
-    FILE_STANDARD_INFO standard{};
-    if (::GetFileInformationByHandleEx(file_.get(), FileStandardInfo, &standard, sizeof standard) &&
-        (standard.DeletePending || standard.NumberOfLinks == 0))
-        throw Failure(Status::NotFound, TextOf(finalPath_), " was removed");
-    const Handle named = OpenToAsk(SystemPath(finalPath_));
-    if (!named) {
-        const DWORD code = ::GetLastError();
-        if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND)
-            throw SystemError(code, Status::NotFound, TextOf(finalPath_) + " was removed or moved");
-        return;
+// The replaced file takes another name first, and its readers keep it. A program that ends between the two steps leaves
+// it under that name.
+void WindowsFile::TakeNameInTwoSteps(NewName& name, const std::wstring& target, DWORD reason) {
+    // The next save must not take it for what a killed one left behind: until the new file has its name this is the
+    // document.
+    const std::wstring aside = SystemPath(HiddenPathFor(path_)) + L"-old";
+    if (!::MoveFileExW(target.c_str(), aside.c_str(), 0)) throw SystemError(reason, Status::WriteFault, TextOf(path_));
+    hasName_ = name.Give(file_.get(), FileRenameInfo, 0);
+    if (!hasName_) {
+        const DWORD second = ::GetLastError();
+        ::MoveFileExW(aside.c_str(), target.c_str(), 0);
+        throw SystemError(second, Status::WriteFault, TextOf(path_));
     }
-    const auto opened = InformationOf(file_), found = InformationOf(named);
-    if (opened && found && !IsSame(opened, found))
-        throw Failure(Status::NotCurrent, TextOf(finalPath_), " is another file now");
+    ::DeleteFileW(aside.c_str());  // is gone when its last reader closes it
 }
 
-// A link stays, its target is replaced.
+}  // namespace
+
+namespace system {
+
+// As UTF-8. What is no text becomes U+FFFD.
+std::string TextOf(const fs::path& path) {
+    const std::wstring& text = path.native();
+    const auto length = static_cast<int>(text.size());
+    std::string shown(3 * text.size(), '\0');
+    const int used = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, shown.data(),
+                                           static_cast<int>(shown.size()), nullptr, nullptr);
+    shown.resize(static_cast<std::size_t>(used));
+    return shown;
+}
+
+std::shared_ptr<SystemFile> Open(const fs::path& path, Access access) {
+    if (path.empty()) throw StorageError(Status::NotFound, "no file has an empty name");
+    const DWORD rights = access == Access::ReadShared ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
+    Handle file = Create(SystemPath(path), rights, OPEN_EXISTING);
+    if (!file) throw SystemError(::GetLastError(), Status::AccessDenied, TextOf(path));
+    if (::GetFileType(file.get()) != FILE_TYPE_DISK)
+        throw StorageError(Status::AccessDenied, TextOf(path), " is no regular file");
+    return std::make_shared<OpenedHandle>(std::move(file));
+}
+
+std::unique_ptr<File> FileAt(const fs::path& path, std::shared_ptr<SystemFile> opened, Access access) {
+    return std::make_unique<WindowsFile>(std::static_pointer_cast<OpenedHandle>(opened), access, path, true);
+}
+
+std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, std::shared_ptr<SystemFile> replaced) {
+    const bool isThere = replaced != nullptr;
+    const auto opened = std::make_shared<OpenedHandle>();
+    auto file = std::make_unique<WindowsFile>(opened, access, target, false, std::move(replaced));
+    // The rights to rename it and to hand on the replaced file's permissions beside those to use it. From here on it is
+    // the object's to remove.
+    Handle created =
+        Create(SystemPath(HiddenPathFor(target)), GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
+    if (!created) {
+        const DWORD code = ::GetLastError();
+        throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
+                          TextOf(target));
+    }
+    opened->Become(std::move(created));
+    if (isThere) CopyPermissions(SystemPath(target), opened->get());
+    RequireLocksFor(*opened, access, target);
+    return file;
+}
+
 fs::path TargetOf(const fs::path& path) {
-    if (path.empty() || !path.has_filename())
-        throw Failure(Status::PathNotFound, "no file name in '", TextOf(path), "'");
     std::error_code ignored;
     const fs::path resolved = fs::is_symlink(path, ignored) ? fs::weakly_canonical(path, ignored) : path;
     return ignored || resolved.empty() ? path : resolved;
 }
 
-std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Handle replaced) {
-    auto file = std::make_unique<WindowsFile>(Handle(), access, target, false, std::move(replaced));
-    file->MakeAsNew(HiddenNameBeside(target));
-    return file;
+void ForEachNameIn(const fs::path& folder, const std::function<void(std::string_view)>& visit) {
+    // Not the standard library's iterator, which ends the program where it lacks memory.
+    WIN32_FIND_DATAW found;
+    const HANDLE search = ::FindFirstFileW(SystemPath(folder / L"*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return;
+    const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> listed(search, ::FindClose);
+    do visit(TextOf(fs::path(found.cFileName)));
+    while (::FindNextFileW(search, &found));
 }
 
-std::unique_ptr<File> WindowsFile::CreateSuccessor() const {
-    RequireName();
-    return CreateBeside(TargetOf(finalPath_), access_, Duplicate());
+void RemoveUnused(const fs::path& path) {
+    OpenedHandle file(
+        Create(SystemPath(path), GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT));
+    if (!file || LockFor(file, Access::Exclusive) != SystemFile::Answer::Yes) return;
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = TRUE;
+    ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
 }
 
-}  // namespace
-
-std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return std::make_unique<WindowsFile>(OpenLocked(path, access), access, path, true);
-}
-
-std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
-    if (access == Access::ReadShared) throw Failure(Status::InvalidFlag, "a new file opened for reading only");
-    const fs::path target = TargetOf(path);
-    return CreateBeside(target, access, LockReplaced(target, access));
-}
+}  // namespace system
 
 bool IsSameFile(const fs::path& left, const fs::path& right) {
     try {
         const Handle leftFile = OpenToAsk(SystemPath(left)), rightFile = OpenToAsk(SystemPath(right));
         return IsSame(InformationOf(leftFile), InformationOf(rightFile));
-    } catch (const Error&) {  // a path that the system cannot read names no file
+    } catch (const StorageError&) {  // a path that the system cannot read names no file
         return false;
     }
 }

@@ -1,4 +1,4 @@
-// The ranges that are guarded, where a handler finds them without locks and without memory.
+// The guarded ranges in a table, which a handler can search without locking and without allocating.
 #pragma once
 
 #include <array>
@@ -21,7 +21,7 @@ inline std::atomic<bool> guardAllowed = true;
     return nullptr;
 }
 
-// Null where all are taken.
+// Null where all slots are taken.
 [[nodiscard]] inline GuardedRange::Slot* TakeSlot(const void* base, std::size_t size) noexcept {
     for (GuardedRange::Slot& slot : guardedSlots) {
         if (slot.taken.exchange(true)) continue;
@@ -33,7 +33,7 @@ inline std::atomic<bool> guardAllowed = true;
     return nullptr;
 }
 
-// Installs the handler where that was not done yet. False where another one has taken its place since.
+// Installs the handler at the first call. False where somebody has replaced it since.
 [[nodiscard]] bool GuardIsInPlace() noexcept;
 
 inline void GiveSlot(GuardedRange::Slot* slot) noexcept {

@@ -1,6 +1,6 @@
-// The guard on Windows: a read that cannot be served raises an in-page error. A page of a view cannot be replaced alone,
-// so the handler puts memory of zeros in the place of the whole view; its pages are given as they are read. Errors at
-// other addresses are passed on.
+// The guard on Windows, where reading a mapped page that cannot be read raises an in-page error. A single page of a
+// mapping cannot be replaced. So the handler replaces the whole mapping by reserved memory, and from then on gives each
+// page that is read as zeros. Errors at other addresses are passed on.
 #include <windows.h>
 
 #include "storage/compound/file/guard_slots.hpp"
@@ -25,8 +25,10 @@ bool GiveZeros(GuardedRange::Slot& slot, std::uintptr_t address) noexcept {
 LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers) {
     const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
     const bool isInPage = record.ExceptionCode == static_cast<DWORD>(EXCEPTION_IN_PAGE_ERROR);
-    if (!isInPage && record.ExceptionCode != static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION)) return EXCEPTION_CONTINUE_SEARCH;
-    if (record.NumberParameters < 2 || record.ExceptionInformation[0] != 0) return EXCEPTION_CONTINUE_SEARCH;  // no read
+    if (!isInPage && record.ExceptionCode != static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION))
+        return EXCEPTION_CONTINUE_SEARCH;
+    if (record.NumberParameters < 2 || record.ExceptionInformation[0] != 0)
+        return EXCEPTION_CONTINUE_SEARCH;  // no read
     const auto address = static_cast<std::uintptr_t>(record.ExceptionInformation[1]);
     GuardedRange::Slot* slot = SlotOf(address);
     if (slot == nullptr || (!isInPage && !slot->failed)) return EXCEPTION_CONTINUE_SEARCH;

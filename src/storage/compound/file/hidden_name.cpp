@@ -8,12 +8,11 @@ namespace lumvex::compound {
 
 namespace {
 
-// Its length does not depend on the document's name, which may be as long as names can be.
+// Always of the same length: the document's own name may be as long as the system allows.
 std::string PrefixFor(const std::filesystem::path& target) {
     std::uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a over the file's name
     const std::filesystem::path name = target.filename();
-    for (const auto unit : name.native())
-        hash = (hash ^ static_cast<std::uint64_t>(unit)) * 0x100000001B3u;
+    for (const auto unit : name.native()) hash = (hash ^ static_cast<std::uint64_t>(unit)) * 0x100000001B3u;
     std::string prefix = ".~lumvex-";
     for (int shift = 60; shift >= 0; shift -= 4) prefix += "0123456789abcdef"[hash >> shift & 15];
     return prefix + "-";

@@ -1,5 +1,5 @@
-// The names under which new files stand beside the document whose place they will take: of each document its own, so
-// that the next save of it knows what a program left behind that was killed meanwhile.
+// The names of new files beside the document that they are going to replace. They tell which document that is: its next
+// save removes the files of programs that were killed while they saved it, and no others.
 #pragma once
 
 #include <filesystem>
@@ -8,7 +8,7 @@
 
 namespace lumvex::compound {
 
-[[nodiscard]] std::string HiddenNameFor(const std::filesystem::path& target);  // another one each time
+[[nodiscard]] std::string HiddenNameFor(const std::filesystem::path& target);  // another name at each call
 [[nodiscard]] bool IsHiddenNameFor(const std::filesystem::path& target, std::string_view name);
 
 }  // namespace lumvex::compound

@@ -21,7 +21,8 @@ public:
 
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
         if (offset > content_.size() || bytes.size() > content_.size() - offset)
-            throw Failure(Status::ReadFault, "bytes ", offset, " to ", offset + bytes.size(), " of ", content_.size());
+            throw StorageError(Status::ReadFault, "bytes ", offset, " to ", offset + bytes.size(), " of ",
+                               content_.size());
         std::copy_n(content_.begin() + static_cast<std::ptrdiff_t>(offset), bytes.size(), bytes.begin());
     }
 
@@ -35,7 +36,7 @@ public:
 
     void Flush() override {}
 
-    // A view of the content stays what it was, also where the bytes have to move.
+    // What Map() returned stays valid: where the content has to move in memory, the old copy is kept.
     void Resize(std::uint64_t newSize) override {
         const auto size = static_cast<std::size_t>(newSize);
         if (size != newSize) throw std::bad_alloc();

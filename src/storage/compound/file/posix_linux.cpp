@@ -1,4 +1,4 @@
-// Linux: locks belong to the open file, which a forked child shares.
+// Linux, whose locks can belong to the open file. A forked child shares them with the file.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "storage/compound/format/format.hpp"
+#include "storage/compound/base/little_endian.hpp"
 #include "storage/compound/file/posix_lock_calls.hpp"
 
 namespace lumvex::compound::posix {
@@ -31,7 +31,7 @@ std::vector<char> ListAttributes(int file) {
             names.resize(static_cast<std::size_t>(got));
             return names;
         }
-        if (errno != ERANGE) break;  // else there are more by now
+        if (errno != ERANGE) break;  // ERANGE: there are more by now
         size = ::flistxattr(file, nullptr, 0);
     }
     return {};
@@ -54,8 +54,9 @@ bool ReadAttribute(int file, const char* name, std::vector<std::byte>& value) {
 
 constexpr const char* kAccessList = "system.posix_acl_access";
 
-// An access list as the attribute holds it: a version, then entries of tag, permissions and ID. The group bits of the
-// mode of a file that has one are its mask: the most that anybody named in it gets, and not what the group gets.
+// An access list as the attribute holds it: a version, then entries of tag, permissions and ID. In the mode of a file
+// that has an access list the group's bits are not what the group may do: they are the list's mask, a limit for all
+// that are named.
 class AccessList {
 public:
     explicit AccessList(std::vector<std::byte> bytes) : bytes_(std::move(bytes)) {}
@@ -115,12 +116,12 @@ std::string PathOf(int file) { return "/proc/self/fd/" + std::to_string(file); }
 }  // namespace
 
 int OpenUnnamed(const char* folder, mode_t mode) {
-    if (::access("/proc/self/fd", X_OK) != 0) {  // it could not be given a name later
+    if (::access("/proc/self/fd", X_OK) != 0) {  // NameUnnamed would fail later
         errno = EOPNOTSUPP;
         return -1;
     }
     const int file = ::open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
-    if (file < 0 && (errno == EISDIR || errno == EINVAL)) errno = EOPNOTSUPP;  // of systems that do not know the flag
+    if (file < 0 && (errno == EISDIR || errno == EINVAL)) errno = EOPNOTSUPP;  // from systems that do not know the flag
     return file;
 }
 
@@ -135,7 +136,8 @@ int MoveToFreeName(const char* from, const char* to) {
 }
 
 void CopyAttributes(int replaced, int created) {
-    struct stat status {}, own {};
+    struct stat status {
+    }, own{};
     if (::fstat(replaced, &status) != 0) return;
     if (::fchown(created, status.st_uid, status.st_gid) != 0)
         static_cast<void>(::fchown(created, static_cast<uid_t>(-1), status.st_gid));
@@ -145,7 +147,7 @@ void CopyAttributes(int replaced, int created) {
         if (std::string_view(name).starts_with("user.") && ReadAttribute(replaced, name, value))
             static_cast<void>(::fsetxattr(created, name, value.data(), value.size(), 0));
 
-    // Another group must not get what the replaced file's had.
+    // Where the group could not be kept, the new file's group gets no more than all others.
     const bool isItsGroup = ::fstat(created, &own) == 0 && own.st_gid == status.st_gid;
     const unsigned mostForGroup = isItsGroup ? 7u : status.st_mode & 7u;
     unsigned forGroup = status.st_mode >> 3 & 7u;

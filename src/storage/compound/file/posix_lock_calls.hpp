@@ -1,4 +1,4 @@
-// What asking for locks has in common wherever they belong to.
+// Lock calls, in the form that locks of open files and locks of processes share.
 #pragma once
 
 #include <fcntl.h>
@@ -27,7 +27,7 @@ inline bool CallLock(int file, int command, struct flock& lock) {
     return done == 0;
 }
 
-// What errno says of a lock that was not to be had; EINVAL is what systems say that do not know such locks.
+// What errno says after a lock was refused. EINVAL comes from systems that do not know locks of this kind.
 inline OpenedFile::Answer LockRefusal() {
     switch (errno) {
         case EACCES:

@@ -1,6 +1,7 @@
-// Systems that have POSIX alone, as macOS and the BSDs. Their locks belong to the process and go with the first
-// descriptor of the file that it closes, whichever that is. So this keeps a list of what the open files of this process
-// have locked, and closes none of a file's descriptors before the last one. A forked child has none of the locks.
+// Systems that have no more than POSIX, as macOS and the BSDs. Locks belong to the process there, and all of a file's
+// locks end as soon as the process closes any descriptor of that file. So this keeps a list of what each open file of
+// this process has locked, and closes no descriptor of a file before the last of them can go. A forked child has none
+// of the locks.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,7 +27,7 @@ struct Held {
     off_t byte;
 };
 
-// A file that this process has locked something of, by whichever names it was opened.
+// A file on which this process holds locks, however often and under whichever names it is open.
 struct LockedFile {
     std::vector<Held> locks;
     std::vector<const OpenedFile*> users;
@@ -40,7 +41,7 @@ struct Registry {
     pid_t process = ::getpid();
     std::map<FileId, LockedFile> files;
 
-    // What a forked child finds here are the locks of its parent.
+    // A forked child finds the list of its parent, whose locks it does not have.
     void RequireOwn() {
         if (process == ::getpid()) return;
         files.clear();
@@ -54,7 +55,7 @@ struct Registry {
 };
 
 Registry& TheRegistry() {
-    static auto* const registry = new Registry;  // for files that are closed when the program ends
+    static auto* const registry = new Registry;  // never deleted: files may be closed while the program ends
     return *registry;
 }
 
@@ -67,10 +68,10 @@ OpenedFile::~OpenedFile() {
     registry.RequireOwn();
     const auto found = registry.Find(this);
     if (found == registry.files.end()) {
-        // It may be the file of others that hold locks, which its closing would drop.
+        // This open file has no locks, but closing it would end those of others on the same file.
         struct stat status {};
-        const auto same = ::fstat(fd_, &status) == 0 ? registry.files.find({status.st_dev, status.st_ino})
-                                                     : registry.files.end();
+        const auto same =
+            ::fstat(fd_, &status) == 0 ? registry.files.find({status.st_dev, status.st_ino}) : registry.files.end();
         if (same == registry.files.end())
             ::close(fd_);
         else
@@ -154,17 +155,18 @@ int MoveToFreeName(const char*, const char*) {
 
 // Access lists and extended attributes have calls of their own on each of these systems and are not copied.
 void CopyAttributes(int replaced, int created) {
-    struct stat status {}, own {};
+    struct stat status {
+    }, own{};
     if (::fstat(replaced, &status) != 0) return;
     if (::fchown(created, status.st_uid, status.st_gid) != 0)
         static_cast<void>(::fchown(created, static_cast<uid_t>(-1), status.st_gid));
-    // Another group must not get what the replaced file's had.
+    // Where the group could not be kept, the new file's group gets no more than all others.
     const bool isItsGroup = ::fstat(created, &own) == 0 && own.st_gid == status.st_gid;
     const unsigned mostForGroup = isItsGroup ? 7u : status.st_mode & 7u;
     static_cast<void>(::fchmod(created, (status.st_mode & 0707) | (status.st_mode & mostForGroup << 3)));
 }
 
-// Where a flush leaves the disk's own memory out, another call has to be asked for.
+// On some systems fsync does not make the disk write its own cache; another call does.
 int FlushContent(int file) {
 #ifdef F_FULLFSYNC
     if (::fcntl(file, F_FULLFSYNC) == 0) return 0;

@@ -1,6 +1,6 @@
-// What POSIX systems do each in its own way: locks of open files, files without a name, names that are taken without
-// replacing what has them, what a file carries beside its content, and durability. posix_linux.cpp is for Linux,
-// posix_other.cpp for all others; nothing else of this folder uses a call that not all of them have.
+// Calls that differ between POSIX systems: locks that belong to an open file, files without a name, giving a name only
+// where no file has it, copying what a file has beside its content, and durability. posix_linux.cpp implements them for
+// Linux, posix_other.cpp for all others with what POSIX has. The rest of this folder uses POSIX calls only.
 //
 // Functions that return an int answer 0, or -1 with the reason in errno.
 #pragma once
@@ -31,7 +31,7 @@ public:
     };
     enum class Kind { Shared, Exclusive };
 
-    // Yes: it is locked now. No: another open file, of this process or of another one, stands in the way.
+    // Yes: it is locked now. No: another open file, of this process or of another one, has a lock that forbids it.
     Answer Lock(Kind kind, off_t byte);
     void Unlock(off_t byte) noexcept;
 
@@ -46,17 +46,18 @@ private:
 int OpenUnnamed(const char* folder, mode_t mode);
 int NameUnnamed(int file, const char* path);  // EEXIST where something has the name
 
-// Gives a file another name that nothing has: EEXIST otherwise. EOPNOTSUPP where this cannot be had in one step. A second
-// name in the first one's place would not do: some file systems take the two for two files, each with its own locks.
+// Renames a file, but replaces none: EEXIST where one has the new name, EOPNOTSUPP where this needs more than one step.
+// (Giving it a second name and removing the first would not do: some file systems take the two for two files with their
+// own locks.)
 int MoveToFreeName(const char* from, const char* to);
 
-// The new file becomes as the replaced one: its owner and group as far as this is allowed, its permissions, access
-// lists and extended attributes as far as they are known here. Nobody may do more with it than with the replaced one,
-// its new owner aside.
+// Gives the new file the owner and group of the replaced one where that is allowed, its permissions, and the access
+// lists and extended attributes that this system has. Nobody but the new file's owner may do more with it than with the
+// replaced one.
 void CopyAttributes(int replaced, int created);
 
 int FlushContent(int file);  // content and length are durable
 
-std::int64_t Tick();  // another number after some milliseconds at the most; cheap to ask for
+std::int64_t Tick();  // changes every few milliseconds; cheap to ask for
 
 }  // namespace lumvex::compound::posix

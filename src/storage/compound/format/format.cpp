@@ -1,8 +1,9 @@
 #include "storage/compound/format/format.hpp"
 
 #include <algorithm>
+#include <bit>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
@@ -34,21 +35,20 @@ Header Header::Make(int version) {
 
 Header Header::Parse(const Bytes& bytes) {
     if (std::memcmp(bytes.data(), kMagic.data(), kMagic.size()) != 0)
-        throw Failure(Status::NotACompoundFile, "no compound file: it begins with other bytes");
-    Header header;
-    header.bytes_ = bytes;
+        throw StorageError(Status::NotACompoundFile, "no compound file: it begins with other bytes");
+    const Header header(bytes);
     const int version = header.Version();
-    if (version != 3 && version != 4) throw Failure(Status::InvalidHeader, "version ", version, ", not 3 or 4");
+    if (version != 3 && version != 4) throw StorageError(Status::InvalidHeader, "version ", version, ", not 3 or 4");
     const auto order = Load<std::uint16_t>(&bytes[28]);
-    if (order != kLittleEndianMark) throw Failure(Status::InvalidHeader, "byte order mark ", order);
+    if (order != kLittleEndianMark) throw StorageError(Status::InvalidHeader, "byte order mark ", order);
     if (header.SectorShift() != ShiftOfVersion(version))
-        throw Failure(Status::InvalidHeader, "sector shift ", header.SectorShift(), " in version ", version);
+        throw StorageError(Status::InvalidHeader, "sector shift ", header.SectorShift(), " in version ", version);
     const auto miniShift = Load<std::uint16_t>(&bytes[32]);
-    if (miniShift != kMiniSectorShift) throw Failure(Status::InvalidHeader, "mini sector shift ", miniShift);
+    if (miniShift != kMiniSectorShift) throw StorageError(Status::InvalidHeader, "mini sector shift ", miniShift);
     return header;
 }
 
-std::u16string_view Entry::Name(std::array<char16_t, kMaxNameLength>& buffer) const {
+std::u16string_view DirectoryEntry::Name(std::array<char16_t, kMaxNameLength>& buffer) const {
     const std::size_t units = NameBytes() / 2u;
     const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
     if constexpr (std::endian::native == std::endian::little)
@@ -58,14 +58,14 @@ std::u16string_view Entry::Name(std::array<char16_t, kMaxNameLength>& buffer) co
     return {buffer.data(), length};
 }
 
-void EntryWriter::Clear() {
+void DirectoryEntryWriter::Clear() {
     std::fill_n(at_, kEntrySize, std::byte{0});
     SetLeft(kNoEntry);
     SetRight(kNoEntry);
     SetChild(kNoEntry);
 }
 
-void EntryWriter::Make(std::u16string_view name, EntryType type) {
+void DirectoryEntryWriter::Make(std::u16string_view name, EntryType type) {
     Clear();
     for (std::size_t i = 0; i < name.size(); ++i) Store<char16_t>(at_ + 2 * i, name[i]);
     Store<std::uint16_t>(at_ + 64, static_cast<std::uint16_t>(2 * name.size() + 2));
@@ -74,8 +74,8 @@ void EntryWriter::Make(std::u16string_view name, EntryType type) {
     SetContent(kEndOfChain, 0);
 }
 
-void EntryWriter::MakeStream(std::u16string_view name) { Make(name, EntryType::Stream); }
+void DirectoryEntryWriter::MakeStream(std::u16string_view name) { Make(name, EntryType::Stream); }
 
-void EntryWriter::MakeRoot() { Make(u"Root Entry", EntryType::Root); }
+void DirectoryEntryWriter::MakeRoot() { Make(u"Root Entry", EntryType::Root); }
 
 }  // namespace lumvex::compound

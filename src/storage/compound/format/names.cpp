@@ -3,19 +3,20 @@
 #include <algorithm>
 #include <cstring>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 #include "unicode/upper_case.hpp"
 
 namespace lumvex::compound {
 
-// The format orders names by their simple upper case, with no folding beyond it: the Kelvin sign is no K.
+// The format compares names by the simple upper case of each code unit and nothing beyond it: the Kelvin sign, for
+// example, is another letter than K.
 char16_t UpperCaseBeyondAscii(char16_t unit) { return unicode::UpperCase(unit); }
 
 FoldedName::FoldedName(std::u16string_view name)
     : length_(static_cast<std::uint8_t>(std::min(name.size(), kMaxNameLength))) {
     std::copy_n(name.begin(), length_, units_.begin());
     char16_t all = 0;
-    for (char16_t& unit : units_) {  // without a branch inside, so that it becomes vector code
+    for (char16_t& unit : units_) {  // the body has no branch, so that the compiler makes vector code of it
         all |= unit;
         unit = static_cast<char16_t>(static_cast<char16_t>(unit - u'a') < 26 ? unit - 32 : unit);
     }
@@ -38,11 +39,11 @@ int FoldedName::Compare(const FoldedName& other) const {
     return Text().compare(other.Text());
 }
 
-int FoldedName::Compare(const Entry& entry) const {
+int FoldedName::Compare(const DirectoryEntry& entry) const {
     const std::size_t units = entry.NameBytes() / 2u;
     const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
     if (length_ != length) return length_ < length ? -1 : 1;
-    std::size_t same = 0;  // units that are equal as they stand, four at a time
+    std::size_t same = 0;  // so many units are equal without changing their case; compared four at a time
     constexpr std::size_t kFour = 4 * sizeof(char16_t);
     while (same + 4 <= length && std::memcmp(&units_[same], entry.bytes() + 2 * same, kFour) == 0) same += 4;
     for (std::size_t i = same; i < length; ++i) {
@@ -54,7 +55,7 @@ int FoldedName::Compare(const Entry& entry) const {
 
 void RequireValidName(std::u16string_view name) {
     if (name.empty() || name.size() > kMaxNameLength)
-        throw Failure(Status::InvalidName, "a name of ", name.size(), " characters, not 1 to ", kMaxNameLength);
+        throw StorageError(Status::InvalidName, "a name of ", name.size(), " characters, not 1 to ", kMaxNameLength);
     const auto isForbidden = [](char16_t unit) {
         return (unit == 0) | (unit == u'/') | (unit == u'\\') | (unit == u':') | (unit == u'!');
     };
@@ -63,7 +64,8 @@ void RequireValidName(std::u16string_view name) {
     if (forbidden == 0) return;
     for (const char16_t unit : name)
         if (isForbidden(unit))
-            throw Failure(Status::InvalidName, "a name holds the character with code ", static_cast<unsigned>(unit));
+            throw StorageError(Status::InvalidName, "a name holds the character with code ",
+                               static_cast<unsigned>(unit));
 }
 
 }  // namespace lumvex::compound

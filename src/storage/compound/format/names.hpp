@@ -16,22 +16,23 @@ namespace lumvex::compound {
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
 }
 
-// A name as it is compared: upper-cased, in place, so that tables of names need no memory of their own.
+// A name in the form in which names are compared: in upper case. Its text is part of the object, which allocates
+// nothing.
 class FoldedName {
 public:
     FoldedName() = default;
-    explicit FoldedName(std::u16string_view name);  // at most 31 code units are looked at
+    explicit FoldedName(std::u16string_view name);  // of its first 31 code units
 
     std::u16string_view Text() const { return {units_.data(), length_}; }
     std::uint64_t Hash() const;
     bool operator==(const FoldedName& other) const { return Text() == other.Text(); }
 
-    // By length, then by upper-cased code units: < 0, 0, > 0.
+    // Orders by length, then by code units in upper case: negative, 0 or positive.
     int Compare(const FoldedName& other) const;
-    int Compare(const Entry& entry) const;
+    int Compare(const DirectoryEntry& entry) const;
 
 private:
-    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; a multiple of four
+    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; the length is a multiple of four
     std::uint8_t length_ = 0;
 };
 

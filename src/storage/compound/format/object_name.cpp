@@ -48,7 +48,7 @@ std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
             id[filled++] = static_cast<std::byte>(bits >> count);
         }
     }
-    if ((bits & ((1u << count) - 1)) != 0) return std::nullopt;  // padding bits of another text
+    if ((bits & ((1u << count) - 1)) != 0) return std::nullopt;  // NameOfId leaves these padding bits zero
     return id;
 }
 

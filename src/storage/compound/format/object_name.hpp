@@ -11,10 +11,11 @@
 
 namespace lumvex::compound {
 
-// The bytes in the order in which the ID's text shows them.
+// The bytes are in the order in which the ID's text shows them.
 [[nodiscard]] std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder);
 
-// None where the name is not exactly such a name (lower case is one, as names compare without regard to case).
+// The ID that NameOfId makes this name of, or its lower case, as names compare without regard to case; none where there
+// is no such ID.
 [[nodiscard]] std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name);
 
 }  // namespace lumvex::compound

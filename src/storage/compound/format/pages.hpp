@@ -1,5 +1,5 @@
-// A structure of the file as pages of one sector each: the FAT, the mini FAT, the directory, the mini stream. Where the
-// pages stand is the source's affair: in the committed file, or in a draft of the next one.
+// A structure of the file (the FAT, the mini FAT, the directory, the mini stream) as pages of one sector each. A
+// subclass knows where the pages come from: from the committed file, or from a draft of its next state.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,8 @@ public:
     unsigned Shift() const { return shift_; }
     std::size_t PageSize() const { return std::size_t{1} << shift_; }
 
-    // PageSize() bytes, valid while the source is and this page is not edited. Corrupt beyond the last page.
+    // PageSize() bytes. They stay valid as long as what the pages come from, and until this page is edited. Corrupt
+    // beyond the last page.
     const std::byte* Page(std::uint32_t index) {
         if (index != lastIndex_ || last_ == nullptr) {
             last_ = Fetch(index);
@@ -26,7 +27,7 @@ public:
         return last_;
     }
 
-    // Where pages stand has changed.
+    // To be called when pages have moved in memory: the last one asked for is remembered.
     void ForgetLast() noexcept { last_ = nullptr; }
 
 protected:

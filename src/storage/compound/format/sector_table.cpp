@@ -3,17 +3,18 @@
 #include <algorithm>
 #include <limits>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
 namespace {
 
-// How many of the entries from `entries` on hold value, value + 1, value + 2, ...
+// How many entries from the first on hold value, value + 1, value + 2 and so on.
 std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, std::uint32_t value) {
     constexpr std::uint32_t kBlock = 16;
     std::uint32_t done = 0;
-    for (; done + kBlock <= count; done += kBlock) {  // without a branch inside, so that it becomes vector code
+    for (; done + kBlock <= count;
+         done += kBlock) {  // the body has no branch, so that the compiler makes vector code of it
         std::uint32_t difference = 0;
         for (std::uint32_t i = 0; i < kBlock; ++i)
             difference |= Load32(entries + 4 * std::size_t{done + i}) ^ (value + done + i);
@@ -27,21 +28,20 @@ std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, st
 
 SectorId SectorTable::Next(SectorId sector) {
     if (sector >= limit_) throw Corrupt("a chain reaches sector ", sector, " of ", limit_);
-    const unsigned perPageShift = pages_->Shift() - 2;
-    const std::byte* page = pages_->Page(sector >> perPageShift);
-    return Load32(page + 4 * std::size_t{sector & ((1u << perPageShift) - 1)});
+    const PerPage entries = TableEntriesPerPage(pages_->Shift());
+    return TableEntry(pages_->Page(entries.PageOf(sector)), entries.IndexOf(sector));
 }
 
 SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
     if (first >= limit_) throw Corrupt("a chain reaches sector ", first, " of ", limit_);
-    const std::uint32_t perPage = 1u << (pages_->Shift() - 2);
+    const PerPage perPage = TableEntriesPerPage(pages_->Shift());
     most = std::min(most, limit_ - first);
     std::uint32_t links = 0;  // entries that hold the sector after their own
     while (links + 1 < most) {
         const SectorId at = first + links;
-        const std::uint32_t inPage = at & (perPage - 1);
-        const std::uint32_t available = std::min(perPage - inPage, most - 1 - links);
-        const std::byte* entries = pages_->Page(at / perPage) + 4 * std::size_t{inPage};
+        const std::uint32_t inPage = perPage.IndexOf(at);
+        const std::uint32_t available = std::min(perPage.Count() - inPage, most - 1 - links);
+        const std::byte* entries = pages_->Page(perPage.PageOf(at)) + 4 * std::size_t{inPage};
         const std::uint32_t found = CountConsecutive(entries, available, at + 1);
         links += found;
         if (found < available) break;
@@ -54,13 +54,10 @@ std::optional<Chain::Place> Chain::Find(SectorTable& table, std::uint32_t index,
     while (known_ < until)
         if (!Explore(table, static_cast<std::uint32_t>(std::min<std::uint64_t>(until - known_, table.Limit())))) break;
     if (index >= known_) return std::nullopt;
-    auto run = runs_.end() - 1;
-    if (index < run->index)
-        run = std::upper_bound(runs_.begin(), runs_.end(), index,
-                               [](std::uint32_t value, const Run& at) { return value < at.index; }) -
-              1;
-    const std::uint32_t into = index - run->index;
-    return Place{run->first + into, std::min(run->count - into, std::max(wanted, 1u))};
+    const Run& last = runs_.back();
+    const Run& run = index < last.index ? RunAt(runs_, index) : last;
+    const std::uint32_t into = index - run.index;
+    return Place{run.first + into, std::min(run.count - into, std::max(wanted, 1u))};
 }
 
 bool Chain::Explore(SectorTable& table, std::uint32_t wanted) {
@@ -87,6 +84,24 @@ const std::vector<Run>& Chain::Runs(SectorTable& table) {
 std::uint32_t Chain::Length(SectorTable& table) {
     Runs(table);
     return known_;
+}
+
+const Run& RunAt(const std::vector<Run>& runs, std::uint32_t index) {
+    const auto isAfter = [](std::uint32_t value, const Run& at) { return value < at.index; };
+    return *(std::upper_bound(runs.begin(), runs.end(), index, isAfter) - 1);
+}
+
+std::uint32_t UsedEnd(Pages& table, std::uint32_t pages) {
+    const std::uint32_t perPage = TableEntriesPerPage(table.Shift()).Count();
+    for (std::uint32_t page = pages; page-- > 0;) {
+        const std::byte* entries = table.Page(page);
+        for (std::uint32_t i = perPage; i-- > 0;)
+            if (TableEntry(entries, i) != kFreeSector) {
+                const std::uint64_t end = std::uint64_t{page} * perPage + i + 1;
+                return static_cast<std::uint32_t>(std::min<std::uint64_t>(end, kMaxSector));
+            }
+    }
+    return 0;
 }
 
 }  // namespace lumvex::compound

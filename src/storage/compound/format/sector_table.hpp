@@ -1,5 +1,6 @@
-// The FAT and the mini FAT: for every sector the next one of its chain; and the chains themselves, found run by run and
-// only as far as they are asked for. The loop and range checks of every chain walk stand here alone.
+// The FAT and the mini FAT, which hold for every sector the next one of its chain; and the chains themselves, which are
+// followed run by run and only as far as somebody asks. Every walk along a chain goes through here, so that loops and
+// numbers out of range are found in one place.
 #pragma once
 
 #include <optional>
@@ -10,7 +11,7 @@
 
 namespace lumvex::compound {
 
-// Sectors that stand next to each other in the file and follow each other in a chain.
+// Sectors that are adjacent in the file and follow each other in a chain.
 struct Run {
     std::uint32_t index;  // of the first one in its chain
     SectorId first;
@@ -19,7 +20,7 @@ struct Run {
 
 class SectorTable {
 public:
-    // Entries from limit on are out of range.
+    // Sectors from limit on are out of range.
     SectorTable(Pages& pages, std::uint32_t limit) : pages_(&pages), limit_(limit) {}
 
     std::uint32_t Limit() const { return limit_; }
@@ -27,8 +28,8 @@ public:
 
     SectorId Next(SectorId sector);  // Corrupt out of range
 
-    // How many sectors from first on (at most most) follow each other both in the file and in the chain, and what
-    // follows the last of them.
+    // The sectors from first on, at most `most` of them, that are adjacent in the file and follow each other in a
+    // chain: how many there are, and what follows the last of them in the chain.
     struct Stretch {
         std::uint32_t count;
         SectorId next;
@@ -48,20 +49,28 @@ public:
 
     struct Place {
         SectorId sector;
-        std::uint32_t adjacent;  // sectors known to stand and follow there, this one included; at most what was wanted
+        std::uint32_t adjacent;  // so many from this one on are known to be adjacent; at most what was wanted
     };
-    // None where the chain ends before index. wanted: how many sectors from index on are of interest.
+    // The sector at an index of the chain; none where the chain ends before. wanted: how many from index on the caller
+    // is going to use.
     std::optional<Place> Find(SectorTable& table, std::uint32_t index, std::uint32_t wanted = 1);
 
-    std::uint32_t Length(SectorTable& table);          // walks the whole chain
-    const std::vector<Run>& Runs(SectorTable& table);  // the same
+    std::uint32_t Length(SectorTable& table);          // in sectors; walks the whole chain
+    const std::vector<Run>& Runs(SectorTable& table);  // walks the whole chain
 
 private:
     bool Explore(SectorTable& table, std::uint32_t wanted);  // finds one more run; false at the end
 
-    SectorId first_, next_;    // next_: where the part that is not known yet begins
-    std::uint32_t known_ = 0;  // sectors in runs_
-    std::vector<Run> runs_;
+    SectorId first_, next_;    // next_: the first sector that was not reached yet
+    std::uint32_t known_ = 0;  // sectors that were reached
+    std::vector<Run> runs_;    // these sectors
 };
+
+// The run that an index falls into, of runs without a gap between their indices, of which the first begins at or before
+// it.
+[[nodiscard]] const Run& RunAt(const std::vector<Run>& runs, std::uint32_t index);
+
+// One past the last sector that the first so many pages of a table mark as used.
+[[nodiscard]] std::uint32_t UsedEnd(Pages& table, std::uint32_t pages);
 
 }  // namespace lumvex::compound

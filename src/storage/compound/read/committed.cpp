@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
-#include "storage/compound/write/space.hpp"
-
 namespace lumvex::compound {
 
 namespace {
+
+static_assert(kNoEntry == HashIndex::kNone);
+
+std::uint32_t HashOf(const FoldedName& name) { return static_cast<std::uint32_t>(name.Hash()); }
 
 bool IsMember(EntryType type) { return type == EntryType::Stream || type == EntryType::Storage; }
 
@@ -23,11 +25,11 @@ std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
     if (index < kDifatInHeader) {
         location = volume_.Head().Difat(index);
     } else {
-        const std::uint32_t perSector = (1u << (Shift() - 2)) - 1;  // the last entry is the link
+        const std::uint32_t perSector = ListedPerDifatSector(Shift());
         const std::uint32_t beyondHeader = index - static_cast<std::uint32_t>(kDifatInHeader);
         while (difat_.size() <= beyondHeader / perSector)
             if (!ReadOneMore()) return std::nullopt;
-        location = Load32(volume_.Sector(difat_[beyondHeader / perSector]) + 4 * std::size_t{beyondHeader % perSector});
+        location = TableEntry(volume_.Sector(difat_[beyondHeader / perSector]), beyondHeader % perSector);
     }
     if (location > kMaxSector) return std::nullopt;
     return location;
@@ -35,8 +37,8 @@ std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
 
 bool FatPages::ReadOneMore() {
     const SectorId next = difat_.empty() ? volume_.Head().FirstDifat()
-                                         : Load32(volume_.Sector(difat_.back()) + PageSize() - sizeof(SectorId));
-    if (next > kMaxSector) return false;  // some programs end the chain with a free mark
+                                         : TableEntry(volume_.Sector(difat_.back()), ListedPerDifatSector(Shift()));
+    if (next > kMaxSector) return false;  // any mark: some programs end this chain with that of a free sector
     if (difat_.size() >= volume_.SectorCount()) throw Corrupt("the chain of DIFAT sectors is a cycle");
     difat_.push_back(next);
     return true;
@@ -52,7 +54,7 @@ std::vector<std::uint32_t> FatPages::ChangedWith(std::vector<std::uint32_t> page
     for (std::size_t i = 0; i < pages.size(); ++i) {
         const auto location = FindLocation(pages[i]);
         if (!location) continue;
-        const std::uint32_t page = *location >> (Shift() - 2);
+        const std::uint32_t page = TableEntriesPerPage(Shift()).PageOf(*location);
         if (std::find(pages.begin(), pages.end(), page) == pages.end()) pages.push_back(page);
     }
     return pages;
@@ -65,10 +67,10 @@ const std::byte* ChainPages::Fetch(std::uint32_t index) {
 }
 
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
-              const std::function<void(EntryId, const Entry&)>& visit) {
+              const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
     struct Step {
         EntryId id;
-        Entry entry;
+        DirectoryEntry entry;
     };
     std::vector<Step> above;
     std::uint32_t reached = 0;
@@ -100,14 +102,15 @@ void Committed::ViewsMoved() noexcept {
     if (miniStream_) miniStream_->ForgetLast();
 }
 
-// A writer of ours cuts what no reader needs; other programs do not ask. What they have cut off of the table itself reads
-// as zeros, which are no free sectors.
+// Does the file, which has become shorter, still have every sector that this state uses? A writer that keeps to our
+// locks cuts only what no reader needs; other programs may cut anything. FAT sectors that are gone read as zeros, which
+// count as sectors in use.
 bool Committed::IsWhole() {
-    const std::uint64_t size = volume_.OnDisk().Size();
+    const std::uint64_t size = volume_.GetFile().Size();
     try {
-        const std::uint32_t needed = ScanFree(fatPages_, volume_.Head().FatSectors(), 0, kFreeSector, kMaxSector).End();
+        const std::uint32_t needed = UsedEnd(fatPages_, volume_.Head().FatSectors());
         return volume_.LookAtMap() != File::Shown::Failed && (needed == 0 || volume_.OffsetOf(needed) <= size);
-    } catch (const Error&) {
+    } catch (const StorageError&) {
         return false;
     }
 }
@@ -119,12 +122,13 @@ void Committed::FailToRead() {
     miniStream_.reset();
     miniStreamSize_ = 0;
     miniFat_.SetLimit(0);
-    index_.clear();
-    throw Failure(Status::ReadFault, "a part of the file cannot be read");
+    index_.reset();
+    throw StorageError(Status::ReadFault, "a part of the file cannot be read");
 }
 
 std::uint32_t Committed::EntryCount() {
-    const std::uint64_t count = std::uint64_t{directory_.Sectors().Length(fat_)} << (volume_.SectorShift() - 7);
+    const PerPage perPage = DirectoryEntriesPerPage(volume_.SectorShift());
+    const std::uint64_t count = std::uint64_t{directory_.Sectors().Length(fat_)} * perPage.Count();
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
 }
 
@@ -132,7 +136,7 @@ void Committed::ReadRoot() {
     if (miniStream_) return;
     SectorId start = kEndOfChain;
     if (!Empty()) {
-        const Entry root = At(0);
+        const DirectoryEntry root = At(0);
         if (root.Type() != EntryType::Root) throw Corrupt("entry 0 is not the root");
         miniStreamSize_ = root.Size(volume_.Head().Version());
         if (miniStreamSize_ > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift())
@@ -140,7 +144,7 @@ void Committed::ReadRoot() {
         if (miniStreamSize_ != 0) start = root.Start();
     }
     miniStream_.emplace(volume_, fat_, start);
-    const std::uint64_t miniSectors = (miniStreamSize_ + kMiniSectorSize - 1) >> kMiniSectorShift;
+    const std::uint64_t miniSectors = MiniSectorsFor(miniStreamSize_);
     miniFat_.SetLimit(static_cast<std::uint32_t>(std::min<std::uint64_t>(miniSectors, kMaxSector)));
 }
 
@@ -161,17 +165,18 @@ std::uint64_t Committed::MiniStreamSize() {
 
 EntryId Committed::TreeTop() {
     if (Empty()) return kNoEntry;
-    const Entry root = At(0);
+    const DirectoryEntry root = At(0);
     if (root.Type() != EntryType::Root) throw Corrupt("entry 0 is not the root");
     return root.Child();
 }
 
 std::optional<EntryId> Committed::Find(const FoldedName& name) {
     if (Empty()) return std::nullopt;
-    if (index_.empty()) {
+    if (!index_) {
         const auto found = Descend(name);
-        // Files that never went through a commit of ours carry no generation and may be ordered in another way.
-        if (found || volume_.Head().Generation() != 0) return found;
+        // Other programs may order names in another way, so that the name may be in the tree although the way down
+        // missed it.
+        if (found || volume_.Head().IsWrittenByUs()) return found;
         BuildIndex();
     }
     return LookUp(name);
@@ -184,7 +189,7 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
     std::optional<EntryId> found;
     while (id != kNoEntry && !found) {
         if (++steps > limit && steps > (limit = EntryCount())) throw Corrupt("the directory's tree is a cycle");
-        const Entry entry = At(id);
+        const DirectoryEntry entry = At(id);
         const int order = name.Compare(entry);
         if (order == 0 && IsMember(entry.Type())) found = id;
         id = order < 0 ? entry.Left() : entry.Right();
@@ -194,7 +199,7 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
     if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
         try {
             if (steps_ > EntryCount()) BuildIndex();
-        } catch (const Error&) {  // damage elsewhere does not matter to this name
+        } catch (const StorageError&) {  // a part of the tree is damaged, but not the way to this name
             indexFailed_ = true;
         }
     }
@@ -202,28 +207,24 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
 }
 
 void Committed::BuildIndex() {
-    std::uint32_t count = 0;
-    std::vector<Slot> found;
-    WalkTree(directory_, TreeTop(), EntryCount(), [&](EntryId id, const Entry& entry) {
+    struct Named {
+        std::uint32_t hash;
+        EntryId id;
+    };
+    std::vector<Named> found;
+    WalkTree(directory_, TreeTop(), EntryCount(), [&found](EntryId id, const DirectoryEntry& entry) {
         std::array<char16_t, kMaxNameLength> buffer;
-        found.push_back({static_cast<std::uint32_t>(FoldedName(entry.Name(buffer)).Hash()), id});
-        ++count;
+        found.push_back({HashOf(FoldedName(entry.Name(buffer))), id});
     });
-    const std::size_t size = std::bit_ceil(2 * std::size_t{count} + 2);
-    std::vector<Slot> index(size);
-    for (const Slot& slot : found) {
-        std::size_t at = slot.hash & (size - 1);
-        while (index[at].id != kNoEntry) at = (at + 1) & (size - 1);
-        index[at] = slot;
-    }
+    HashIndex index;
+    index.Reserve(found.size());
+    for (const Named& each : found) index.Add(each.hash, each.id);
     index_ = std::move(index);
 }
 
 std::optional<EntryId> Committed::LookUp(const FoldedName& name) {
-    const auto hash = static_cast<std::uint32_t>(name.Hash());
-    for (std::size_t at = hash & (index_.size() - 1); index_[at].id != kNoEntry; at = (at + 1) & (index_.size() - 1))
-        if (index_[at].hash == hash && name.Compare(At(index_[at].id)) == 0) return index_[at].id;
-    return std::nullopt;
+    const EntryId id = index_->Find(HashOf(name), [&](EntryId each) { return name.Compare(At(each)) == 0; });
+    return id == kNoEntry ? std::nullopt : std::optional(id);
 }
 
 }  // namespace lumvex::compound

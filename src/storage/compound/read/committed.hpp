@@ -1,28 +1,30 @@
-// The state of the last commit, read as it is needed: where the FAT stands, the directory's tree, the mini stream.
+// The state of the last commit, read as it is needed: the FAT's own sectors, the directory's tree, the mini stream.
 #pragma once
 
 #include <functional>
 #include <optional>
 #include <vector>
 
+#include "generic/hash_index.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/compound/format/sector_table.hpp"
 #include "storage/compound/read/volume.hpp"
 
 namespace lumvex::compound {
 
-// Where the FAT's own sectors stand: the first 109 in the header, the others in the chain of DIFAT sectors.
+// The FAT. The header lists its first 109 sectors, a chain of DIFAT sectors the others.
 class FatPages final : public Pages {
 public:
     explicit FatPages(Volume& volume) : Pages(volume.SectorShift()), volume_(volume) {}
 
-    SectorId Location(std::uint32_t index);                     // Corrupt beyond the last
-    std::optional<SectorId> FindLocation(std::uint32_t index);  // none beyond the last
+    SectorId Location(std::uint32_t index);                     // of a FAT sector; Corrupt beyond the last
+    std::optional<SectorId> FindLocation(std::uint32_t index);  // the same; none beyond the last
     const std::vector<SectorId>& DifatSectors();                // all of them, in order
 
-    void Forget() noexcept { difat_.clear(), ForgetLast(); }  // what was found so far
+    void Forget() noexcept { difat_.clear(), ForgetLast(); }  // all that was found so far
 
-    // A few pages that change, and those that change with them, as they describe where these stand.
+    // These pages, which a commit is going to change, and the pages that change with them: those that hold the entries
+    // of these pages' own sectors. Few pages are assumed.
     std::vector<std::uint32_t> ChangedWith(std::vector<std::uint32_t> pages);
 
 private:
@@ -30,16 +32,17 @@ private:
     bool ReadOneMore();
 
     Volume& volume_;
-    std::vector<SectorId> difat_;  // as far as they are known
+    std::vector<SectorId> difat_;  // the DIFAT sectors found so far
 };
 
+// A structure in a chain of sectors: the directory, the mini FAT, the mini stream.
 class ChainPages final : public Pages {
 public:
     ChainPages(Volume& volume, SectorTable& fat, SectorId first)
         : Pages(volume.SectorShift()), volume_(volume), fat_(fat), chain_(first) {}
 
     Chain& Sectors() { return chain_; }
-    void Forget() noexcept { chain_ = Chain(chain_.First()), ForgetLast(); }  // what was found so far
+    void Forget() noexcept { chain_ = Chain(chain_.First()), ForgetLast(); }  // all that was found so far
 
 private:
     const std::byte* Fetch(std::uint32_t index) override;
@@ -49,14 +52,15 @@ private:
     Chain chain_;
 };
 
-// Visits a sibling tree in its order, without recursion, at most limit entries (Corrupt where there are more: a cycle).
+// Visits the streams and folders of a sibling tree in its order, without recursion. Corrupt where the tree reaches more
+// than limit entries, as a cycle would.
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
-              const std::function<void(EntryId, const Entry&)>& visit);
+              const std::function<void(EntryId, const DirectoryEntry&)>& visit);
 
 // Corrupt beyond the directory's end.
-[[nodiscard]] inline Entry EntryAt(Pages& directory, EntryId id) {
-    const unsigned perPageShift = directory.Shift() - 7;
-    return Entry(directory.Page(id >> perPageShift) + kEntrySize * (id & ((1u << perPageShift) - 1)));
+[[nodiscard]] inline DirectoryEntry EntryAt(Pages& directory, EntryId id) {
+    const PerPage perPage = DirectoryEntriesPerPage(directory.Shift());
+    return DirectoryEntry(directory.Page(perPage.PageOf(id)) + kEntrySize * perPage.IndexOf(id));
 }
 
 class Committed {
@@ -65,28 +69,29 @@ public:
     Committed(const Committed&) = delete;
     Committed& operator=(const Committed&) = delete;
 
-    Volume& OnDisk() { return volume_; }
-    void ViewsMoved() noexcept;                  // the file was mapped again
+    Volume& GetVolume() { return volume_; }
+    void ViewsMoved() noexcept;  // to be called when the file was mapped again
 
-    // ReadFault where mapped bytes could not be read since it was asked last; what was found since is forgotten.
+    // ReadFault where mapped bytes could not be read since this was asked last. Then all that was found is forgotten,
+    // as it may come from zeros in place of the file's bytes.
     void RequireReadable() {
         const File::Shown shown = volume_.LookAtMap();
         if (shown != File::Shown::Whole && (shown == File::Shown::Failed || !IsWhole())) FailToRead();
     }
-    // Reads, and answers only with what could be read.
+    // The result of work that reads; ReadFault instead of it, or of its own error, where bytes could not be read.
     template <class Work>
     auto Reading(Work&& work) {
         try {
             auto result = work();
             RequireReadable();
             return result;
-        } catch (const Error&) {
+        } catch (const StorageError&) {
             RequireReadable();
             throw;
         }
     }
 
-    void Retire() noexcept { retired_ = true; }  // a later commit took its place
+    void Retire() noexcept { retired_ = true; }  // to be called when a later commit has taken its place
     bool IsRetired() const { return retired_; }
     FatPages& FatSectors() { return fatPages_; }
     SectorTable& Fat() { return fat_; }
@@ -96,14 +101,14 @@ public:
     ChainPages& MiniStream();
     std::uint64_t MiniStreamSize();
 
-    bool Empty() const { return volume_.Head().FirstDirectory() == kEndOfChain; }  // nothing was committed yet
-    std::uint32_t EntryCount();                                                    // unallocated ones included
-    EntryId TreeTop();
-    Entry At(EntryId id) { return EntryAt(directory_, id); }
+    bool Empty() const { return volume_.Head().FirstDirectory() == kEndOfChain; }  // before the first commit
+    std::uint32_t EntryCount();  // of the directory, unallocated ones included
+    EntryId TreeTop();           // of the root storage's tree; kNoEntry where it is empty
+    DirectoryEntry At(EntryId id) { return EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
-    // Visits the root storage's tree in its order; what was visited counts only where this does not throw.
-    void Walk(const std::function<void(EntryId, const Entry&)>& visit) {
+    // Visits the root storage's tree in its order. Where this throws, what was visited may be wrong.
+    void Walk(const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
         Reading([&] { return WalkTree(directory_, TreeTop(), EntryCount(), visit), true; });
     }
 
@@ -128,12 +133,9 @@ private:
     std::optional<ChainPages> miniStream_;  // once the root entry was read
     std::uint64_t miniStreamSize_ = 0;
 
-    // Names by their hash, made when searching has cost as much as making it.
-    struct Slot {
-        std::uint32_t hash = 0;
-        EntryId id = kNoEntry;
-    };
-    std::vector<Slot> index_;
+    // The root storage's entries by the hashes of their names. Made when searching the tree has taken as many steps as
+    // making this.
+    std::optional<HashIndex> index_;
     std::uint64_t steps_ = 0;
     bool indexFailed_ = false;
 };

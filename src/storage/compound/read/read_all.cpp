@@ -1,22 +1,23 @@
-// Reading everything at the speed of the disk: streams in the order in which they stand in the file, where the file is
-// mapped. That takes less than copying them, even if every byte is looked at.
+#include "storage/compound/read/read_all.hpp"
+
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
+#include <vector>
 
-#include "storage/compound/format/prefetch.hpp"
-#include "storage/compound/write/small_streams.hpp"
-#include "storage/compound/format/sort_by_bits.hpp"
-#include "storage/compound/write/state.hpp"
+#include "storage/compound/base/prefetch.hpp"
+#include "storage/compound/base/sort_by_bits.hpp"
+#include "storage/compound/read/stream_body.hpp"
 
 namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kAhead = 16;  // entries that are asked for before they are needed
-constexpr std::size_t kReadAhead = 256 * 1024;  // where the file is not mapped
+constexpr std::size_t kAhead = 16;              // entries are prefetched so many steps before they are read
+constexpr std::size_t kReadAhead = 256 * 1024;  // bytes, where the file is not mapped
 
-// A stream as one number that orders as the streams stand in the file: its first sector, then its entry.
+// A stream as one number, its first sector above its entry: ordered by these numbers, streams are read in file order.
 using Found = std::uint64_t;
 
 Found MakeFound(SectorId start, EntryId id) { return std::uint64_t{start} << 32 | id; }
@@ -24,14 +25,12 @@ EntryId IdOf(Found found) { return static_cast<EntryId>(found); }
 
 class Reader {
 public:
-    using Visit = std::function<void(std::u16string_view, std::span<const std::byte>)>;
-
-    Reader(std::shared_ptr<Committed> committed, const Visit& visit)
+    Reader(std::shared_ptr<Committed> committed, const VisitStream& visit)
         : committed_(std::move(committed)),
-          volume_(committed_->OnDisk()),
+          volume_(committed_->GetVolume()),
           visit_(visit),
           version_(volume_.Head().Version()),
-          perPageShift_(committed_->Directory().Shift() - 7) {}
+          perPage_(DirectoryEntriesPerPage(committed_->Directory().Shift())) {}
 
     void ReadAll();
 
@@ -45,24 +44,24 @@ private:
 
     std::shared_ptr<Committed> committed_;
     const Volume& volume_;
-    const Visit& visit_;
+    const VisitStream& visit_;
     int version_;
-    unsigned perPageShift_;
-    std::vector<const std::byte*> pages_;  // of the directory, as far as they were needed
+    PerPage perPage_;
+    std::vector<const std::byte*> pages_;  // of the directory; null where one was not needed yet
     std::vector<Found> small_, large_;
-    Run miniRun_{0, 0, 0};  // of the mini stream's sectors, where the last small stream was
+    Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last small stream
     FileView::Window window_;
     std::vector<std::byte> buffer_;
 };
 
 const std::byte* Reader::EntryBytes(EntryId id) {
-    const std::uint32_t page = id >> perPageShift_;
+    const std::uint32_t page = perPage_.PageOf(id);
     if (page >= pages_.size() || !pages_[page]) {
         const std::byte* bytes = committed_->Directory().Page(page);  // Corrupt beyond the last
         pages_.resize(std::max<std::size_t>(pages_.size(), page + std::size_t{1}));
         pages_[page] = bytes;
     }
-    return pages_[page] + kEntrySize * (id & ((1u << perPageShift_) - 1));
+    return pages_[page] + kEntrySize * perPage_.IndexOf(id);
 }
 
 void Reader::ReadAll() {
@@ -71,10 +70,10 @@ void Reader::ReadAll() {
     ReadSorted(large_);
 }
 
-// Level by level, as the tree's own order is of no use here and would have to wait for every entry.
+// Level by level: entries of one level can be prefetched, while a walk in the tree's order would wait for each of them.
 void Reader::FindAll() {
     const std::uint32_t limit = committed_->EntryCount();
-    std::uint64_t sectors = 0, miniSectors = 0;  // that the streams need
+    std::uint64_t sectors = 0, miniSectors = 0;  // that all streams need together
     std::vector<EntryId> reached;
     const auto reach = [&](EntryId id) {
         if (id == kNoEntry) return;
@@ -85,7 +84,7 @@ void Reader::FindAll() {
     for (std::size_t i = 0; i < reached.size(); ++i) {
         if (i + kAhead < reached.size()) Prefetch(EntryBytes(reached[i + kAhead]), kEntrySize);
         const EntryId id = reached[i];
-        const Entry entry(EntryBytes(id));
+        const DirectoryEntry entry(EntryBytes(id));
         reach(entry.Left());
         reach(entry.Right());
         if (entry.Type() != EntryType::Stream) continue;
@@ -93,10 +92,11 @@ void Reader::FindAll() {
         const bool isMini = committed_->IsMini(size);
         (isMini ? small_ : large_).push_back(MakeFound(entry.Start(), id));
         if (isMini)
-            miniSectors += MiniSectors(size);
+            miniSectors += MiniSectorsFor(size);
         else
             sectors += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
-        if (sectors > volume_.SectorCount()) throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
+        if (sectors > volume_.SectorCount())
+            throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
     }
     if (miniSectors > committed_->MiniFat().Limit())
         throw Corrupt("streams that need ", miniSectors, " of ", committed_->MiniFat().Limit(), " mini sectors");
@@ -111,7 +111,7 @@ void Reader::ReadSorted(std::vector<Found>& all) {
 }
 
 void Reader::Read(EntryId id) {
-    const Entry entry(EntryBytes(id));
+    const DirectoryEntry entry(EntryBytes(id));
     const std::uint64_t size = entry.Size(version_);
     std::span<const std::byte> bytes;
     if (size != 0) {
@@ -130,7 +130,8 @@ void Reader::Read(EntryId id) {
     visit_(entry.Name(name), bytes);
 }
 
-// Where a stream's bytes lie side by side in the file; none where they do not, or where its size cannot be.
+// The offset of a stream's bytes in the file where they are adjacent; none where they are not, or where there cannot be
+// a stream of this size.
 std::optional<std::uint64_t> Reader::PlaceOf(SectorId start, std::uint64_t size) {
     if (committed_->IsMini(size)) return PlaceInMiniStream(start, size);
     if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
@@ -143,7 +144,7 @@ std::optional<std::uint64_t> Reader::PlaceOf(SectorId start, std::uint64_t size)
 
 std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint64_t size) {
     const unsigned shift = volume_.SectorShift();
-    const auto miniCount = static_cast<std::uint32_t>((size + kMiniSectorSize - 1) >> kMiniSectorShift);
+    const auto miniCount = static_cast<std::uint32_t>(MiniSectorsFor(size));
     if (size > committed_->MiniStreamSize() || committed_->MiniFat().StretchFrom(start, miniCount).count < miniCount)
         return std::nullopt;
     const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
@@ -159,9 +160,8 @@ std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint
 
 }  // namespace
 
-void CompoundFile::ReadAll(const std::function<void(std::u16string_view, std::span<const std::byte>)>& visit) const {
-    state_->InCurrentFile([&] { Reader(state_->committed, visit).ReadAll(); });
-    state_->RequireCurrent();
+void ReadAllStreams(std::shared_ptr<Committed> committed, const VisitStream& visit) {
+    Reader(std::move(committed), visit).ReadAll();
 }
 
 }  // namespace lumvex::compound

@@ -1,47 +1,32 @@
-// Where a stream's bytes are: in the committed state's sectors or mini sectors, in sectors written since, or in memory.
+// A stream as callers of the engine see it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <vector>
-
-#include "storage/compound/read/committed.hpp"
-#include "storage/compound/compound_file.hpp"
-#include "storage/compound/write/pending.hpp"
+#include <span>
 
 namespace lumvex::compound {
 
-struct StreamBody {
-    // A stream of the committed state. Corrupt where its size cannot be.
-    StreamBody(std::shared_ptr<Committed> committed, EntryId id);
-    // A stream written since.
-    StreamBody(std::shared_ptr<Committed> committed, std::shared_ptr<PendingChanges> pending, const Change& change);
+struct StreamBody;
 
-    // Adjacent bytes of the file, at most count, from an offset of the stream on.
-    struct Extent {
-        std::uint64_t offset;  // in the file
-        std::uint64_t count;
-    };
-    Extent ExtentAt(std::uint64_t offset, std::uint64_t count);
+// A stream of the file as it was when it was found. Valid until the next Commit or Revert, or Write or Remove of its
+// name, and never longer than its file.
+class Stream {
+public:
+    explicit Stream(std::shared_ptr<StreamBody> body);
 
-    // ReadFault: beyond the end, of a state that is gone, or lost with a flush that failed. NotCurrent.
-    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
-    void Read(std::uint64_t offset, std::span<std::byte> bytes);
-    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count);
+    std::uint64_t Size() const;  // bytes
 
-    std::shared_ptr<Committed> committed;
-    std::shared_ptr<PendingChanges> pending;  // keeps small alive
-    std::uint64_t size = 0;
-    bool isMini = false;
-    bool isFresh = false;              // not all of it shows in the mapping
-    std::uint32_t batch = 0;           // then: in which it was written
-    const std::byte* small = nullptr;  // the bytes themselves
-    Chain chain;
-    std::vector<Run> runs;  // in place of the chain
+    // Reads exactly bytes.size() bytes from offset or throws ReadFault (beyond the end) or Corrupt.
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const;
+
+    // The bytes without a copy where they are adjacent in the mapped file; nullptr otherwise. Valid until the next
+    // Commit.
+    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const;
 
 private:
-    const std::byte* FindContiguous(std::uint64_t offset, std::uint64_t count);
-    void ReadParts(std::uint64_t offset, std::span<std::byte> bytes);
-    void RequireReadable();
+    std::shared_ptr<StreamBody> body_;
 };
 
 }  // namespace lumvex::compound

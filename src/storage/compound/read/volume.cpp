@@ -8,46 +8,46 @@ Volume::Volume(std::unique_ptr<File> file, const Header& header)
     : file_(std::move(file)), header_(header), shift_(header.SectorShift()), view_(*file_) {}
 
 void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
-    WriteGathered();
-    unflushed_ = true;  // a part of it also where it fails
+    WriteBuffered();
+    unflushed_ = true;  // before the write, which may fail after a part
     file_->Write(offset, pieces);
     for (const Piece& piece : pieces) counters_.bytesWritten += piece.size();
 }
 
-// The system does better with a few large writes, and reads back faster what came to it that way.
+// A few large writes cost the system less than many short ones, and what was written by them is read back faster.
 void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
     unflushed_ = true;
-    constexpr std::size_t kShort = 64 * 1024, kMostGathered = 256 * 1024;
+    constexpr std::size_t kShort = 64 * 1024, kMostBuffered = 256 * 1024;
     std::size_t size = 0;
     for (const Piece& piece : pieces) size += piece.size();
     if (size > kShort) return Write(offset, pieces);
-    if (offset != gatheredAt_ + gathered_.size() || gathered_.size() + size > kMostGathered) WriteGathered();
-    if (gathered_.empty()) {
-        gathered_.reserve(kMostGathered);
-        gatheredAt_ = offset;
+    if (offset != bufferAt_ + buffer_.size() || buffer_.size() + size > kMostBuffered) WriteBuffered();
+    if (buffer_.empty()) {
+        buffer_.reserve(kMostBuffered);
+        bufferAt_ = offset;
     }
-    for (const Piece& piece : pieces) gathered_.insert(gathered_.end(), piece.begin(), piece.end());
+    for (const Piece& piece : pieces) buffer_.insert(buffer_.end(), piece.begin(), piece.end());
 }
 
-void Volume::WriteGathered() {
-    if (gathered_.empty()) return;
-    const Piece piece = gathered_;
-    file_->Write(gatheredAt_, std::span(&piece, 1));
-    counters_.bytesWritten += gathered_.size();
-    gathered_.clear();
+void Volume::WriteBuffered() {
+    if (buffer_.empty()) return;
+    const Piece piece = buffer_;
+    file_->Write(bufferAt_, std::span(&piece, 1));
+    counters_.bytesWritten += buffer_.size();
+    buffer_.clear();
 }
 
 void Volume::ReadBack(std::uint64_t offset, std::span<std::byte> bytes) {
-    WriteGathered();
+    WriteBuffered();
     file_->Read(offset, bytes);
 }
 
 void Volume::Flush() {
-    WriteGathered();
-    std::vector<std::byte>().swap(gathered_);
+    WriteBuffered();
+    std::vector<std::byte>().swap(buffer_);
     lost_.push_back(batch_++);
     file_->Flush();
-    lost_.pop_back();  // it came through
+    lost_.pop_back();  // nothing was thrown: the batch is on the disk
     unflushed_ = false;
     ++counters_.flushes;
 }
@@ -59,19 +59,33 @@ void Volume::RequireCurrent(const Header& committed) {
         Header::Bytes found{};
         const bool isShorter = file_->Size() < view_.Size();
         if (!isShorter) file_->Read(0, found);
-        changedByOthers_ =
-            isShorter || (found != committed.bytes() && std::ranges::find(tried_, found) == tried_.end());
+        const Header header(found);
+        const auto isFound = [&header](const Header& each) { return header.IsSameState(each); };
+        changedByOthers_ = isShorter || (!isFound(committed) && std::ranges::none_of(tried_, isFound));
     }
-    if (changedByOthers_) throw Failure(Status::NotCurrent, "another program has changed the file while it was open");
+    if (changedByOthers_)
+        throw StorageError(Status::NotCurrent, "another program has changed the file while it was open");
+}
+
+// The mark spares whoever opens the file next a flush. Nothing depends on it: it may fail, or get to the disk late.
+void Volume::HeaderIsWritten() noexcept {
+    tried_.clear();
+    if (header_.IsKnownDurable()) return;
+    header_.SetKnownDurable(true);
+    try {
+        const Piece mark = header_.DurableMark();
+        file_->Write(Header::kDurableMarkAt, std::span(&mark, 1));
+    } catch (const std::exception&) {
+    }
 }
 
 void Volume::Map() {
-    WriteGathered();
+    WriteBuffered();
     view_.Refresh();
     Measure();
 }
 
-void Volume::ForgetTail(std::uint64_t size) {
+void Volume::CutTo(std::uint64_t size) {
     view_.CutTo(size);
     Measure();
 }
@@ -85,7 +99,7 @@ void Volume::Measure() {
     std::vector<std::byte> last(SectorSize());
     view_.Read(size - rest, std::span(last).first(rest));
     lastSector_ = std::move(last);
-    ++sectorCount_;  // only now that it can be read
+    ++sectorCount_;  // after reading, which may throw
 }
 
 std::size_t Volume::LastSectorLacks() const {

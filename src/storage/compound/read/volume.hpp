@@ -1,45 +1,45 @@
-// The committed file as a set of sectors: everything that is read of it goes through here, is checked against the
-// file's length and counted.
+// The file as a set of sectors. Whatever is read of the committed state goes through here, where it is checked against
+// the file's length and counted.
 #pragma once
 
 #include <bitset>
 #include <memory>
 #include <vector>
 
-#include "storage/compound/compound_file.hpp"
 #include "storage/compound/file/file_view.hpp"
 #include "storage/compound/format/format.hpp"
-#include "storage/compound/format/pages.hpp"
+#include "storage/compound/read/statistics.hpp"
 
 namespace lumvex::compound {
 
 class Volume {
 public:
-    // Of a file that holds no committed state yet.
+    // Sees nothing of the file until Map().
     Volume(std::unique_ptr<File> file, const Header& header);
 
-    File& OnDisk() const { return *file_; }
+    File& GetFile() const { return *file_; }
     const Header& Head() const { return header_; }
-    CompoundFile::Statistics& Counters() const { return counters_; }
+    Statistics& Counters() const { return counters_; }
 
     unsigned SectorShift() const { return shift_; }
     std::size_t SectorSize() const { return std::size_t{1} << shift_; }
     std::uint64_t OffsetOf(SectorId sector) const { return (std::uint64_t{sector} + 1) << shift_; }
     std::uint64_t SectorsFor(std::uint64_t bytes) const { return (bytes + SectorSize() - 1) >> shift_; }
 
-    // Sectors of the file as last mapped; a last one that the file cuts short is one of them.
+    // Sectors of the file as last mapped. A file may end within its last sector, which counts all the same.
     std::uint32_t SectorCount() const { return sectorCount_; }
-    std::size_t LastSectorLacks() const;  // bytes
+    std::size_t LastSectorLacks() const;  // so many bytes of the last sector are missing
 
-    // A whole sector of the file's own structures. What a cut-short last sector lacks is zero.
+    // A whole sector of the file's own structures; bytes that the last sector lacks are zero. Corrupt beyond the end.
     const std::byte* Sector(SectorId sector);
 
-    // count bytes of a stream from an offset of the file on, where they are or in the window. Corrupt beyond the end.
-    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window, std::size_t ahead = 0) const;
+    // count bytes of a stream from an offset of the file on, in the mapping or in the window. Corrupt beyond the end.
+    const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                           std::size_t ahead = 0) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
     bool IsMapped() const { return view_.IsMapped(); }
 
-    // What was read where the file is mapped may be zeros instead, unless it is whole.
+    // Unless the answer is Whole, bytes that were read through the mapping may have been zeros in place of the file's.
     File::Shown LookAtMap() const { return view_.IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
     void ReadPageByPage() noexcept { view_.ReadPageByPage(); }  // from now on, without a mapping
 
@@ -50,27 +50,28 @@ public:
     bool HasUnflushed() const { return unflushed_; }
 
     // What is written between two flushes is one batch. A batch whose flush failed counts as lost: the system may have
-    // dropped it, and shows it all the same as long as it has it in memory.
-    std::uint32_t Batch() const { return batch_; }  // of what is written now
+    // dropped it, although it can still be read for as long as the system has it in memory.
+    std::uint32_t Batch() const { return batch_; }  // the one that what is written now belongs to
     bool IsLost(std::uint32_t batch) const;
 
-    // Content of streams. Short pieces that follow each other in the file are gathered and written together, at the
-    // latest by Write, Flush and Map. Where that fails they are kept for the next attempt, so none of these comes
-    // through without them.
+    // Content of streams. Short pieces that follow each other in the file are buffered and written together, at the
+    // latest by Write, Flush, ReadBack or Map. Where writing them fails the buffer stays as it is, and the next of
+    // these calls tries again, so none of them succeeds without it.
     void WriteContent(std::uint64_t offset, std::span<const Piece> pieces);
-    void ForgetGathered() noexcept { gathered_.clear(); }  // nothing refers to it any more
+    void DropBuffered() noexcept { buffer_.clear(); }                 // when nobody needs that content any more
     void ReadBack(std::uint64_t offset, std::span<std::byte> bytes);  // as last written
 
-    // Throws NotCurrent, from then on always, where the file is shorter than it was or begins with a header that is
-    // neither the committed one nor one that was tried in vain to be written: another program has changed it.
+    // Throws NotCurrent where another program has changed the file: where it is shorter than it was, or begins with a
+    // header that is neither the committed one nor one that a failed commit tried to write. From then on it always
+    // does.
     void RequireCurrent(const Header& committed);
     bool ChangedByOthers() const { return changedByOthers_; }
-    void AboutToWrite(const Header& header) { tried_.push_back(header.bytes()); }
-    void HeaderIsWritten() noexcept { tried_.clear(); }
+    void AboutToWrite(const Header& header) { tried_.push_back(header); }
+    void HeaderIsWritten() noexcept;  // to be called when it was flushed too; marks it as such in the file
 
-    void Map();  // makes what the file has become visible; views move
+    void Map();  // looks at the file again; what was read before may have moved in memory
     void Adopt(const Header& header) { header_ = header; }
-    void ForgetTail(std::uint64_t size);  // the file ends here now
+    void CutTo(std::uint64_t size);  // the file was made as short as this
 
 private:
     // One bit per sector of the file, made as sectors are touched.
@@ -85,7 +86,7 @@ private:
 
     void Measure();
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
-    void WriteGathered();
+    void WriteBuffered();
 
     std::unique_ptr<File> file_;
     Header header_;
@@ -95,12 +96,12 @@ private:
     bool unflushed_ = false;
     std::uint32_t batch_ = 0;
     std::vector<std::uint32_t> lost_;  // batches
-    std::vector<Header::Bytes> tried_;
+    std::vector<Header> tried_;        // headers that may be in the file, since writing them failed
     bool changedByOthers_ = false;
-    std::vector<std::byte> lastSector_;  // completed copy where the file cuts it short
-    std::vector<std::byte> gathered_;  // to be written from gatheredAt_ on
-    std::uint64_t gatheredAt_ = 0;
-    mutable CompoundFile::Statistics counters_;
+    std::vector<std::byte> lastSector_;  // with zeros for what it lacks; empty where the file has all of it
+    std::vector<std::byte> buffer_;      // stream content, to be written from bufferAt_ on
+    std::uint64_t bufferAt_ = 0;
+    mutable Statistics counters_;
     mutable Touched touched_;
 };
 

@@ -18,13 +18,13 @@ void DirectoryEditor::Paint(EntryId id, Colour colour) {
     if (At(id).ColourOf() != colour) Edit(id).SetColour(colour);
 }
 
-EntryWriter DirectoryEditor::Edit(EntryId id) {
-    const unsigned perPageShift = pages_.Shift() - 7;
-    return EntryWriter(pages_.Edit(id >> perPageShift) + kEntrySize * (id & ((1u << perPageShift) - 1)));
+DirectoryEntryWriter DirectoryEditor::Edit(EntryId id) {
+    const PerPage perPage = DirectoryEntriesPerPage(pages_.Shift());
+    return DirectoryEntryWriter(pages_.Edit(perPage.PageOf(id)) + kEntrySize * perPage.IndexOf(id));
 }
 
 void DirectoryEditor::SetContent(EntryId id, SectorId start, std::uint64_t size) {
-    const Entry entry = At(id);
+    const DirectoryEntry entry = At(id);
     if (entry.Start() != start || entry.Size(4) != size) Edit(id).SetContent(start, size);
 }
 
@@ -45,16 +45,17 @@ void DirectoryEditor::Rotate(Path& path, std::size_t depth, Side side) {
     path[depth] = up;
 }
 
-// None where the way down is longer than in any red-black tree of so many entries, has two reds in a row, or does not
-// lead to the entry (kNoEntry: to a place where the name is missing).
+// The way from the top to an entry or, for kNoEntry, to where an entry of this name would have to be inserted. None
+// where there is no such way, or where it cannot be one of a red-black tree: it is too long for so many entries, or has
+// two red entries in a row.
 std::optional<DirectoryEditor::Path> DirectoryEditor::PathTo(const FoldedName& name, EntryId id) const {
-    const std::uint64_t entries = std::uint64_t{pages_.Count()} << (pages_.Shift() - 7);
+    const std::uint64_t entries = std::uint64_t{pages_.Count()} * DirectoryEntriesPerPage(pages_.Shift()).Count();
     const std::size_t deepest = 2 * static_cast<std::size_t>(std::bit_width(entries + 1));
     Path path;
     for (EntryId at = Top(); at != kNoEntry;) {
         if (path.size() == deepest) return std::nullopt;
         if (IsRed(at) && (path.empty() || IsRed(path.back()))) return std::nullopt;
-        const Entry entry = At(at);
+        const DirectoryEntry entry = At(at);
         if (entry.Type() != EntryType::Stream && entry.Type() != EntryType::Storage) return std::nullopt;
         path.push_back(at);
         if (at == id) return path;
@@ -70,7 +71,7 @@ std::optional<EntryId> DirectoryEditor::Insert(const Change& change) {
     auto path = PathTo(change.Folded(), kNoEntry);
     if (!path) return std::nullopt;
     const EntryId id = TakeUnused();
-    EntryWriter entry = Edit(id);
+    DirectoryEntryWriter entry = Edit(id);
     entry.MakeStream(change.Name());
     entry.SetColour(Colour::Red);
     if (path->empty())
@@ -81,7 +82,7 @@ std::optional<EntryId> DirectoryEditor::Insert(const Change& change) {
     return id;
 }
 
-// path leads to the parent of the red entry id.
+// The red entry id was inserted; path leads to its parent.
 void DirectoryEditor::RestoreAfterInsert(Path& path, EntryId id) {
     while (path.size() >= 2 && IsRed(path.back())) {
         const EntryId parent = path.back();
@@ -113,7 +114,8 @@ bool DirectoryEditor::Remove(const FoldedName& name, EntryId id) {
     Path& path = *found;
     const std::size_t depth = path.size() - 1;
     if (At(id).Left() != kNoEntry && At(id).Right() != kNoEntry) {
-        // Changes places with the next entry in order, which has no left child; contents stay where they are.
+        // It changes places with the next entry in order, which has no left child. Only links and colours change; both
+        // entries keep their IDs.
         const std::size_t deepest = path.size() + 64;
         for (EntryId at = At(id).Right(); at != kNoEntry; at = At(at).Left()) {
             if (path.size() > deepest) return false;
@@ -154,7 +156,7 @@ bool DirectoryEditor::Remove(const FoldedName& name, EntryId id) {
     return RestoreAfterRemove(path, side);
 }
 
-// Below path.back() on that side one black is missing. False where the tree was no red-black tree.
+// On this side below path.back() every way has one black entry too few. False where the tree was no red-black tree.
 bool DirectoryEditor::RestoreAfterRemove(Path& path, Side side) {
     while (!path.empty()) {
         const Side other = side == Side::Left ? Side::Right : Side::Left;
@@ -198,13 +200,13 @@ bool DirectoryEditor::RestoreAfterRemove(Path& path, Side side) {
 }
 
 EntryId DirectoryEditor::TakeUnused() {
-    const std::uint32_t perPage = 1u << (pages_.Shift() - 7);
+    const std::uint32_t perPage = DirectoryEntriesPerPage(pages_.Shift()).Count();
     const auto collect = [this, perPage](std::uint32_t page) {
         for (EntryId id = (page + 1) * perPage; id-- > page * perPage;)
             if (id != 0 && At(id).Type() == EntryType::Unallocated) unused_.push_back(id);
     };
     if (unused_.empty() && !searched_ && pages_.Count() != 0) {
-        // Not the whole directory, which may be long: its last page and a part that is another one next time.
+        // Not the whole directory, which may be long: its last page, and a few pages that are others with every commit.
         searched_ = true;
         constexpr std::uint32_t kPagesSearched = 32;
         const std::uint32_t last = pages_.Count() - 1;
@@ -215,9 +217,9 @@ EntryId DirectoryEditor::TakeUnused() {
     }
     if (unused_.empty()) {
         const std::uint32_t page = pages_.Count();
-        if (std::uint64_t{page + 1} * perPage > kMaxSector) throw Failure(Status::MediumFull, "too many entries");
+        if (std::uint64_t{page + 1} * perPage > kMaxSector) throw StorageError(Status::MediumFull, "too many entries");
         std::byte* bytes = pages_.Append(std::byte{0});
-        for (std::uint32_t i = 0; i < perPage; ++i) EntryWriter(bytes + kEntrySize * i).Clear();
+        for (std::uint32_t i = 0; i < perPage; ++i) DirectoryEntryWriter(bytes + kEntrySize * i).Clear();
         collect(page);
     }
     const EntryId id = unused_.back();

@@ -1,32 +1,32 @@
-// Changes the root storage's part of the directory: a few entries by inserting into and taking out of its red-black
-// tree, which touches a handful of pages; many by building the tree anew, perfectly balanced.
+// Changes single entries of the root storage's red-black tree, which touches a handful of the directory's pages. For
+// many changes see directory_rebuild.hpp.
 #pragma once
 
 #include <optional>
 #include <vector>
 
 #include "storage/compound/read/committed.hpp"
-#include "storage/compound/write/pending.hpp"
+#include "storage/compound/write/change.hpp"
 #include "storage/compound/write/shadow_pages.hpp"
 
 namespace lumvex::compound {
 
 class DirectoryEditor {
 public:
-    // seed: moves with every commit, and with it the part of the directory that is searched for unused entries.
+    // seed: another number with every commit. It decides which part of the directory is searched for unused entries.
     DirectoryEditor(ShadowPages& pages, std::uint32_t seed) : pages_(pages), seed_(seed) {}
 
-    // Each changes nothing and gives none or false where the tree is not one that it can be done to; an entry taken out
-    // becomes unallocated.
+    // None or false where the tree turns out to be no red-black tree. Then it may be half changed: the draft of the
+    // directory is to be dropped. A removed entry becomes unallocated.
     std::optional<EntryId> Insert(const Change& change);
     bool Remove(const FoldedName& name, EntryId id);
 
-    // Content of an entry; leaves an entry that has it already alone.
+    // Does not touch the page where the entry has this content already.
     void SetContent(EntryId id, SectorId start, std::uint64_t size);
 
-    EntryId TakeUnused();
-    EntryWriter Edit(EntryId id);
-    Entry At(EntryId id) const { return EntryAt(pages_, id); }
+    EntryId TakeUnused();  // its entry is still unallocated; the caller has to fill it in
+    DirectoryEntryWriter Edit(EntryId id);
+    DirectoryEntry At(EntryId id) const { return EntryAt(pages_, id); }
 
 private:
     using Path = std::vector<EntryId>;  // from the top down
@@ -38,9 +38,9 @@ private:
     void Paint(EntryId id, Colour colour);
     EntryId Top() const { return At(0).Child(); }
 
-    // The entry takes the place of path[depth] under whatever is above it.
+    // What leads to path[depth], its parent or the root, leads to another entry from now on.
     void Replace(const Path& path, std::size_t depth, EntryId with);
-    // path[depth] goes down to `side`, its child of the other side takes its place, in the path too.
+    // Turns the tree at path[depth] towards `side`: its child of the other side takes its place, in the path too.
     void Rotate(Path& path, std::size_t depth, Side side);
     std::optional<Path> PathTo(const FoldedName& name, EntryId id) const;
     void RestoreAfterInsert(Path& path, EntryId id);
@@ -51,21 +51,5 @@ private:
     bool searched_ = false;
     std::vector<EntryId> unused_;
 };
-
-// A perfectly balanced tree of the first n numbers.
-struct BalancedTree {
-    explicit BalancedTree(std::uint32_t count);
-
-    struct Node {
-        EntryId left = kNoEntry, right = kNoEntry;
-        Colour colour = Colour::Black;
-    };
-    std::vector<Node> nodes;           // by number
-    std::vector<std::uint32_t> order;  // numbers as they should stand in the file: a path down crosses few pages
-    EntryId top = kNoEntry;
-};
-
-// The directory with all changes applied, its tree built anew. committed: what pages are the draft of.
-void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& changes, std::uint32_t seed);
 
 }  // namespace lumvex::compound

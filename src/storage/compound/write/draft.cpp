@@ -8,7 +8,7 @@ namespace lumvex::compound {
 Draft::Draft(Committed& committed, Space& space)
     : committed_(committed),
       space_(space),
-      fat_(committed.FatSectors(), committed.OnDisk().Head().FatSectors(), memory_),
+      fat_(committed.FatSectors(), committed.GetVolume().Head().FatSectors(), memory_),
       table_(fat_),
       oldFatCount_(fat_.Count()),
       keptFatCount_(oldFatCount_),
@@ -34,17 +34,18 @@ ShadowPages& Draft::MiniStream() {
     return miniStream_->pages;
 }
 
-// For what takes the place of the sector `old`, where there is one.
+// old: the sector whose content is going to be in one of these, if any. Where few FAT pages change, sectors are chosen
+// whose entries are in these pages.
 std::vector<Run> Draft::Take(std::uint32_t count, SectorId old) {
     constexpr std::size_t kFewPages = 8;
-    const unsigned perPageShift = fat_.Shift() - 2;
+    const PerPage perPage = TableEntriesPerPage(fat_.Shift());
     std::vector<std::uint32_t> changing;
     if (fat_.DirtyCount() <= kFewPages) {
-        if (old != kFreeSector) changing.push_back(old >> perPageShift);
+        if (old != kFreeSector) changing.push_back(perPage.PageOf(old));
         for (const ShadowPages::Dirty& page : fat_.DirtyPages()) changing.push_back(page.index);
         changing = committed_.FatSectors().ChangedWith(std::move(changing));
     }
-    std::vector<Run> runs = space_.Sectors().TakeNear(count, changing, perPageShift);
+    std::vector<Run> runs = space_.Sectors().TakeNear(count, changing, perPage);
     try {
         taken_.insert(taken_.end(), runs.begin(), runs.end());
     } catch (...) {
@@ -72,7 +73,8 @@ void Draft::ReleaseChain(Chain& chain, std::uint32_t fromIndex) {
     }
 }
 
-// Gives every changed page a new sector and links it into the chain between those that stay. The chain's first sector.
+// Gives every changed page a new sector and links these into the chain between the sectors that stay. Returns the
+// chain's first sector.
 SectorId Draft::Place(Shadow& shadow) {
     const std::vector<ShadowPages::Dirty> dirty = shadow.pages.DirtyPages();
     const std::uint32_t count = shadow.pages.Count();
@@ -95,20 +97,20 @@ SectorId Draft::Place(Shadow& shadow) {
         if (index == 0)
             first = sectors[i];
         else if (!followsDirty)
-            table_.SetNext(oldSector(index - 1), sectors[i]);
+            table_.Relink(oldSector(index - 1), sectors[i]);
         if (index < shadow.oldCount && index < count) Release(oldSector(index), 1);
         writes_.push_back({sectors[i], dirty[i].bytes});
     }
     if (count < shadow.oldCount) {
         if (count != 0 && (dirty.empty() || dirty.back().index != count - 1))
-            table_.SetNext(oldSector(count - 1), kEndOfChain);
+            table_.Relink(oldSector(count - 1), kEndOfChain);
         ReleaseChain(shadow.chain, count);
     }
     return first;
 }
 
 void Draft::MoveToFront() {
-    constexpr std::uint32_t kSmall = 64;  // sectors, not worth it
+    constexpr std::uint32_t kSmall = 64;  // sectors; a shorter file is left as it is
     const std::uint32_t end = space_.Sectors().End(), middle = end / 2;
     if (end <= kSmall || space_.Sectors().FreeCount() <= middle) return;
     Directory(), MiniFat(), MiniStream();
@@ -139,7 +141,7 @@ std::optional<SectorId> Draft::FatLocation(std::uint32_t index) {
     return std::nullopt;
 }
 
-// FAT sectors at the end that describe nothing but free sectors, as after much was removed.
+// Drops FAT sectors at the end whose entries are all free, as after much was removed.
 void Draft::DropUnusedFat() {
     const auto isUnused = [this](std::uint32_t index) {
         const std::byte* page = fat_.Page(index);
@@ -155,7 +157,8 @@ void Draft::DropUnusedFat() {
     }
 }
 
-// Placing a FAT sector changes the FAT: where it stands now, where it stood. Repeated until nothing new changes.
+// Placing a page of the FAT changes the FAT itself, at the entries of its new sector and of its old one, and with them
+// maybe further pages. So this is repeated until no page is left that changed and has no new sector.
 void Draft::PlaceFat(Header& header) {
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> fat_.Shift()) - 1);
     do {
@@ -186,15 +189,15 @@ bool Draft::PlaceDirtyFat() {
 
 std::uint32_t Draft::DifatNeeded() const {
     const auto inHeader = static_cast<std::uint32_t>(kDifatInHeader);
-    const std::uint32_t perSector = (1u << (fat_.Shift() - 2)) - 1;
+    const std::uint32_t perSector = ListedPerDifatSector(fat_.Shift());
     return fat_.Count() <= inHeader ? 0 : (fat_.Count() - inHeader + perSector - 1) / perSector;
 }
 
-// How many DIFAT sectors from the first on get new content: those up to the last that changes, as each links to the
-// next.
+// How many DIFAT sectors from the first on are written anew: all up to the last one whose content changes, as each of
+// them holds the number of the next.
 std::uint32_t Draft::DifatChanged() const {
     const auto inHeader = static_cast<std::uint32_t>(kDifatInHeader);
-    const std::uint32_t perSector = (1u << (fat_.Shift() - 2)) - 1;
+    const std::uint32_t perSector = ListedPerDifatSector(fat_.Shift());
     const std::uint32_t needed = DifatNeeded();
     if (needed == 0) return 0;
     const bool isAnotherLength = difatCut_ || needed != oldDifat_.size() || fat_.Count() != oldFatCount_;
@@ -228,7 +231,7 @@ bool Draft::PlaceDifat() {
 }
 
 void Draft::WriteDifat(Header& header) {
-    const std::uint32_t perSector = (1u << (fat_.Shift() - 2)) - 1;
+    const std::uint32_t perSector = ListedPerDifatSector(fat_.Shift());
     const std::uint32_t needed = DifatNeeded();
     assert(newDifat_.size() <= needed);
     const auto sectorAt = [this](std::size_t i) { return i < newDifat_.size() ? newDifat_[i] : oldDifat_[i]; };
@@ -245,7 +248,7 @@ void Draft::WriteDifat(Header& header) {
 }
 
 void Draft::WriteOut() {
-    Volume& volume = committed_.OnDisk();
+    Volume& volume = committed_.GetVolume();
     std::sort(writes_.begin(), writes_.end(), [](const Write& a, const Write& b) { return a.sector < b.sector; });
     assert(RulesHold());
     std::vector<Piece> pieces;
@@ -265,16 +268,16 @@ void Draft::WriteOut() {
     }
 }
 
-// No sector is written that the committed state uses, and none twice.
+// Rule 1 of commit.cpp: no sector is written that the committed state uses. Besides, none is written twice.
 bool Draft::RulesHold() {
-    const std::uint64_t described = std::uint64_t{oldFatCount_} << (fat_.Shift() - 2);
+    const PerPage perPage = TableEntriesPerPage(fat_.Shift());
+    const std::uint64_t described = std::uint64_t{oldFatCount_} * perPage.Count();
     for (std::size_t i = 0; i < writes_.size(); ++i) {
         const SectorId sector = writes_[i].sector;
         if (i > 0 && writes_[i - 1].sector == sector) return false;
-        const std::uint32_t inPage = sector & ((1u << (fat_.Shift() - 2)) - 1);
         if (sector >= described) continue;
-        const std::byte* page = committed_.FatSectors().Page(sector >> (fat_.Shift() - 2));
-        if (Load32(page + 4 * std::size_t{inPage}) != kFreeSector) return false;
+        const std::byte* page = committed_.FatSectors().Page(perPage.PageOf(sector));
+        if (TableEntry(page, perPage.IndexOf(sector)) != kFreeSector) return false;
     }
     return true;
 }

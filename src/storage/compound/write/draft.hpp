@@ -1,5 +1,5 @@
-// The next state of the file while it is made: its structures as shadows of the committed ones, their changed pages in
-// sectors that the committed state does not use. Dropping a draft gives these sectors back.
+// The next state of the file while a commit makes it: drafts of its structures, whose changed pages get sectors that
+// the committed state does not use. A draft that is dropped without Keep() gives these sectors back.
 #pragma once
 
 #include <optional>
@@ -21,20 +21,21 @@ public:
     ~Draft();
 
     ShadowPages& Directory();
-    void StartDirectoryAgain() { directory_.reset(); }
+    void StartDirectoryAgain() { directory_.reset(); }  // drops all changes to it
     ShadowPages& MiniFat();
     ShadowPages& MiniStream();
 
-    TableEditor& Fat() { return table_; }  // to link sectors; those that are not needed any more are released
+    TableEditor& Fat() { return table_; }  // for links; sectors that are not needed any more go to Release
     // Sectors of the committed state that the next one does not use.
     void Release(SectorId first, std::uint32_t count);
     void ReleaseChain(Chain& chain, std::uint32_t fromIndex = 0);
 
-    // Where the file is mostly gaps, structures in its second half are moved, so that its tail can be cut.
+    // Where more than half of the file is free, moves the pages of structures in its second half, so that its end can
+    // be cut.
     void MoveToFront();
 
-    // Gives sectors to the pages that changed and enters them in the header. Once, when all pages are final; the mini
-    // stream first, as the directory holds where it starts.
+    // Gives sectors to the pages that changed, and enters where structures begin in the header. To be called once, when
+    // no page changes any more; for the mini stream first, as the directory says where that begins.
     bool HasMiniStream() const { return miniStream_.has_value(); }
     SectorId PlaceMiniStream() { return Place(*miniStream_); }
     void PlaceStructures(Header& header);
@@ -44,10 +45,10 @@ public:
 
     const std::vector<Run>& Released() const { return released_; }
     const std::vector<Run>& Taken() const { return taken_; }
-    void Keep() noexcept { kept_ = true; }  // it is the committed state now
+    void Keep() noexcept { kept_ = true; }  // to be called when this is the committed state
 
 private:
-    struct Shadow {
+    struct Shadow {  // the draft of a structure that lies in a chain
         Shadow(ChainPages& committed, SectorTable& fat, PageMemory& memory)
             : chain(committed.Sectors()), oldCount(chain.Length(fat)), pages(committed, oldCount, memory) {}
         Chain& chain;
@@ -76,11 +77,11 @@ private:
     std::optional<Shadow> directory_, miniFat_, miniStream_;
 
     std::uint32_t oldFatCount_;
-    std::uint32_t keptFatCount_;  // FAT sectors from here on were dropped, or are new
-    std::unordered_map<std::uint32_t, SectorId> newFat_;
-    std::vector<SectorId> oldDifat_, newDifat_;  // newDifat_: takes the place of as many first ones
-    std::vector<bool> difatReleased_;            // of the old ones
-    bool difatCut_ = false;
+    std::uint32_t keptFatCount_;                          // committed FAT sectors from this one on were dropped
+    std::unordered_map<std::uint32_t, SectorId> newFat_;  // by page: where changed pages of the FAT go
+    std::vector<SectorId> oldDifat_, newDifat_;  // the new ones take the places of as many old ones, from the first on
+    std::vector<bool> difatReleased_;            // for each old one
+    bool difatCut_ = false;                      // old ones at the end were dropped
 
     struct Write {
         SectorId sector;

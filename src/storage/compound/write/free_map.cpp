@@ -4,7 +4,7 @@
 #include <bit>
 #include <cassert>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
@@ -78,7 +78,7 @@ SectorId FreeMap::TakeAtEnd(std::uint32_t count) {
     }
     if (newEnd > std::max(limit_, end_)) {
         refused_ = true;
-        throw Failure(Status::MediumFull, "more than ", limit_, " sectors");
+        throw StorageError(Status::MediumFull, "more than ", limit_, " sectors");
     }
     const std::uint32_t oldEnd = end_;
     words_.resize(WordsFor(newEnd));
@@ -109,12 +109,12 @@ std::vector<Run> FreeMap::TakeRuns(std::uint32_t count) {
 }
 
 std::vector<Run> FreeMap::TakeNear(std::uint32_t count, const std::vector<std::uint32_t>& pages,
-                                   unsigned perPageShift) {
+                                   PerPage entriesPerPage) {
     constexpr std::uint32_t kFew = 16;
     if (count > kFew || free_ > end_ / 2) return TakeRuns(count);
     for (const std::uint32_t page : pages) {
-        const std::uint64_t end = (std::uint64_t{page} + 1) << perPageShift;
-        for (SectorId from = page << perPageShift; const auto gap = NextGap(from, count);) {
+        const std::uint64_t end = (std::uint64_t{page} + 1) << entriesPerPage.Shift();
+        for (SectorId from = page << entriesPerPage.Shift(); const auto gap = NextGap(from, count);) {
             if (std::uint64_t{gap->first} + count > end) break;
             if (gap->count == count) {
                 Mark(gap->first, count, false);
@@ -123,7 +123,7 @@ std::vector<Run> FreeMap::TakeNear(std::uint32_t count, const std::vector<std::u
             from = gap->first + gap->count;
         }
     }
-    const bool grows = free_ <= end_ / 16 && std::ranges::find(pages, end_ >> perPageShift) != pages.end();
+    const bool grows = free_ <= end_ / 16 && std::ranges::find(pages, entriesPerPage.PageOf(end_)) != pages.end();
     return {{0, grows ? TakeAtEnd(count) : Take(count), count}};
 }
 

@@ -1,4 +1,5 @@
-// Which sectors, or mini sectors, may be written now: one bit each, handed out from the front.
+// Which sectors (or mini sectors) are free to be written: one bit for each. Those at the front of the file are given
+// first.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,8 @@ namespace lumvex::compound {
 
 class FreeMap {
 public:
-    // end: sectors there are, all in use. Never hands out `reserved`, and none from `limit` on.
+    // end: the number of sectors, all of them in use at first. Never gives the sector `reserved`, nor any from `limit`
+    // on.
     explicit FreeMap(std::uint32_t end = 0, SectorId reserved = kFreeSector, std::uint32_t limit = kMaxSector);
 
     std::uint32_t End() const { return end_; }
@@ -20,24 +22,24 @@ public:
     void ForgetRefusal() noexcept { refused_ = false; }
     bool IsFree(SectorId sector) const { return (words_[sector / 64] >> (sector % 64) & 1) != 0; }
 
-    // Adjacent sectors: the first gap that is long enough, else at the end, which grows. Throws MediumFull.
+    // Adjacent sectors: those of the first gap that is long enough, or else at the end, which moves. Throws MediumFull.
     SectorId Take(std::uint32_t count);
 
-    // The same, but in several runs where the file would otherwise be mostly gaps.
+    // Also fills gaps with several runs where more than half of the file is free.
     std::vector<Run> TakeRuns(std::uint32_t count);
 
-    // The same for a few sectors, if possible where these pages of the table describe them, as they change anyway and
-    // to change another one costs as much as a sector of content does: in a gap there, or at the end of the file where
-    // few sectors are free elsewhere. A page describes 1 << perPageShift sectors.
-    std::vector<Run> TakeNear(std::uint32_t count, const std::vector<std::uint32_t>& pages, unsigned perPageShift);
+    // A few sectors, if possible such that these pages of the FAT hold their entries. These pages change anyway, while
+    // changing another one costs as much as writing a sector of content. So: in a gap there; or at the end of the file
+    // if one of the pages holds the entries there and few sectors are free elsewhere.
+    std::vector<Run> TakeNear(std::uint32_t count, const std::vector<std::uint32_t>& pages, PerPage entriesPerPage);
 
-    // The next gap from a sector on, cut at most.
+    // The next gap from a sector on, or the first `most` sectors of it.
     std::optional<Run> NextGap(SectorId from, std::uint32_t most = kFreeSector) const;
     void TakeGap(const Run& gap) { Mark(gap.first, gap.count, false); }
 
     void Give(SectorId first, std::uint32_t count);
 
-    // The end moves back to `end`; all from there on is free.
+    // Moves the end back; all sectors from there on must be free.
     void CutTo(std::uint32_t end);
 
     // One past the last sector in use.

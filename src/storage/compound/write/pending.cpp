@@ -1,7 +1,6 @@
 #include "storage/compound/write/pending.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <new>
 
 namespace lumvex::compound {
@@ -11,68 +10,44 @@ namespace {
 constexpr std::size_t kFirstSlab = std::size_t{1} << 14;
 constexpr std::size_t kLargestSlab = std::size_t{1} << 20;
 
-std::size_t WholeMiniSectors(std::uint64_t size) {
-    return static_cast<std::size_t>((size + kMiniSectorSize - 1) / kMiniSectorSize);
-}
+std::uint32_t HashOf(const FoldedName& name) { return static_cast<std::uint32_t>(name.Hash()); }
 
 }  // namespace
 
 Change* PendingChanges::Find(const FoldedName& name) {
-    if (live_ == 0) return nullptr;
-    const auto hash = static_cast<std::uint32_t>(name.Hash());
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t at = hash & mask; slots_[at].number != 0; at = (at + 1) & mask) {
-        if (slots_[at].hash != hash) continue;
-        Change& change = At(slots_[at].number);
-        if (change.length != 0 && change.Folded() == name) return &change;
-    }
-    return nullptr;
+    if (Empty()) return nullptr;
+    const std::uint32_t number =
+        index_.Find(HashOf(name), [&](std::uint32_t each) { return At(each).Folded() == name; });
+    return number == HashIndex::kNone ? nullptr : &At(number);
 }
 
 Change& PendingChanges::Add(std::u16string_view name, const FoldedName& folded, EntryId existing) {
-    if (2 * (used_ + 1) > slots_.size()) Grow();
+    index_.Reserve(index_.Count() + 1);
     if (blocks_.empty() || blocks_.back().size() == kChangesPerBlock) {
         std::vector<Change> block;
         block.reserve(kChangesPerBlock);
         blocks_.push_back(std::move(block));
     }
+    const auto number = static_cast<std::uint32_t>((blocks_.size() - 1) * kChangesPerBlock + blocks_.back().size());
     Change& change = blocks_.back().emplace_back();
     std::copy(name.begin(), name.end(), change.units.begin());
     change.length = static_cast<std::uint8_t>(name.size());
     change.existing = existing;
-    const std::size_t number = (blocks_.size() - 1) * kChangesPerBlock + blocks_.back().size();
-    Insert({static_cast<std::uint32_t>(folded.Hash()), static_cast<std::uint32_t>(number)});
-    ++live_;
+    index_.Add(HashOf(folded), number);
     return change;
 }
 
-void PendingChanges::Insert(Slot slot) {
-    std::size_t at = slot.hash & (slots_.size() - 1);
-    while (slots_[at].number != 0) at = (at + 1) & (slots_.size() - 1);
-    slots_[at] = slot;
-    ++used_;
-}
-
-void PendingChanges::Grow() {
-    std::vector<Slot> old(std::bit_ceil(4 * std::max<std::size_t>(live_, 4)));
-    old.swap(slots_);
-    const bool anyErased = used_ != live_;
-    used_ = 0;
-    for (const Slot& slot : old)
-        if (slot.number != 0 && (!anyErased || At(slot.number).length != 0)) Insert(slot);
-}
-
-void PendingChanges::Erase(Change& change) {
+void PendingChanges::Erase(Change& change) noexcept {
+    const std::uint32_t hash = HashOf(change.Folded());
+    index_.Remove(hash, index_.Find(hash, [&](std::uint32_t each) { return &At(each) == &change; }));
     change = Change{};
-    if (--live_ == 0) {
-        blocks_.clear();
-        slots_.clear();
-        used_ = 0;
-    }
+    if (!Empty()) return;
+    blocks_.clear();
+    index_.Clear();
 }
 
 std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
-    const std::size_t sectors = WholeMiniSectors(size);
+    const std::size_t sectors = static_cast<std::size_t>(MiniSectorsFor(size));
     if (sectors == 0) return nullptr;
     if (sectors < returned_.size() && !returned_[sectors].empty()) {
         std::byte* bytes = returned_[sectors].back();
@@ -92,9 +67,9 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
     return at;
 }
 
-// Without memory to note it, it is not used again.
+// Where there is no memory to note it, this room is not used again before all changes are dropped.
 void PendingChanges::GiveSmall(std::byte* bytes, std::uint64_t size) noexcept {
-    const std::size_t sectors = WholeMiniSectors(size);
+    const std::size_t sectors = static_cast<std::size_t>(MiniSectorsFor(size));
     if (sectors == 0) return;
     try {
         if (returned_.size() <= sectors) returned_.resize(sectors + 1);

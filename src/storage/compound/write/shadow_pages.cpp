@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 

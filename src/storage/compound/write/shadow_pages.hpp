@@ -1,5 +1,5 @@
-// The pages of a structure in the next state of the file: pages of the committed one, edited copies of some, and new
-// ones.
+// A draft of a structure (FAT, mini FAT, directory, mini stream): the committed structure's pages, edited copies of
+// some of them, and new pages behind them.
 #pragma once
 
 #include <cstring>
@@ -11,7 +11,7 @@
 
 namespace lumvex::compound {
 
-// Memory for many pages at a time; they live as long as it does.
+// Memory for pages, allocated for many at a time. The pages live as long as this object.
 class PageMemory {
 public:
     std::byte* Take(std::size_t size);
@@ -30,10 +30,10 @@ public:
 
     std::byte* Edit(std::uint32_t index);
     std::byte* Append(std::byte fill);
-    void AppendView(std::byte* page) { appended_.push_back(page); }  // of memory that outlives this
+    void AppendView(std::byte* page) { appended_.push_back(page); }  // without a copy; the memory has to outlive this
     void CutTo(std::uint32_t count);
 
-    // Ascending: the pages that differ from the committed ones.
+    // Edited and new pages, in ascending order.
     struct Dirty {
         std::uint32_t index;
         std::byte* bytes;
@@ -46,7 +46,7 @@ private:
 
     Pages& committed_;
     PageMemory& memory_;
-    std::uint32_t kept_;  // pages that have a committed one
+    std::uint32_t kept_;  // so many first pages are the committed ones or edited copies of them
     std::unordered_map<std::uint32_t, std::byte*> edited_;
     std::vector<std::byte*> appended_;
 };

@@ -15,16 +15,15 @@ FreeMap& SmallStreams::Free() {
     return *free_;
 }
 
-// Whole mini sectors.
+// The bytes of whole mini sectors.
 void SmallStreams::Write(std::uint32_t first, std::byte* bytes, std::uint32_t count) {
     ShadowPages& pages = draft_.MiniStream();
-    const unsigned perPageShift = pages.Shift() - kMiniSectorShift;
-    const std::uint32_t perPage = 1u << perPageShift;
+    const PerPage perPage = MiniSectorsPerPage(pages.Shift());
     while (count != 0) {
-        const std::uint32_t page = first >> perPageShift;
-        const std::uint32_t inPage = first & (perPage - 1);
-        const std::uint32_t now = std::min(count, perPage - inPage);
-        if (now == perPage && page == pages.Count()) {
+        const std::uint32_t page = perPage.PageOf(first);
+        const std::uint32_t inPage = perPage.IndexOf(first);
+        const std::uint32_t now = std::min(count, perPage.Count() - inPage);
+        if (now == perPage.Count() && page == pages.Count()) {
             pages.AppendView(bytes);
         } else {
             while (pages.Count() <= page) pages.Append(std::byte{0});
@@ -38,7 +37,7 @@ void SmallStreams::Write(std::uint32_t first, std::byte* bytes, std::uint32_t co
 
 void SmallStreams::Replace(const Change& change, SectorId oldStart) {
     Chain chain(oldStart);
-    const std::uint32_t count = MiniSectors(change.size);
+    const auto count = static_cast<std::uint32_t>(MiniSectorsFor(change.size));
     for (std::uint32_t done = 0; done < count;) {
         const auto place = chain.Find(committed_.MiniFat(), done, count - done);
         if (!place) throw Corrupt("a chain from mini sector ", oldStart, " ends after ", done, " of ", count);
@@ -58,31 +57,30 @@ void SmallStreams::Release(SectorId oldStart) {
 }
 
 SectorId SmallStreams::Place(const Change& change) {
-    const std::uint32_t count = MiniSectors(change.size);
+    const auto count = static_cast<std::uint32_t>(MiniSectorsFor(change.size));
     const SectorId first = Free().Take(count);
     TableEditor(draft_.MiniFat()).LinkRun(first, count, kEndOfChain);
-    const bool adjacent =
-        first == gatheredFirst_ + gatheredCount_ && change.small == gathered_ + kMiniSectorSize * gatheredCount_;
+    const bool adjacent = first == runFirst_ + runCount_ && change.small == runBytes_ + kMiniSectorSize * runCount_;
     if (!adjacent) {
-        WriteGathered();
-        gatheredFirst_ = first;
-        gathered_ = change.small;
+        WriteRun();
+        runFirst_ = first;
+        runBytes_ = change.small;
     }
-    gatheredCount_ += count;
+    runCount_ += count;
     return first;
 }
 
-void SmallStreams::WriteGathered() {
-    if (gatheredCount_ != 0) Write(gatheredFirst_, gathered_, gatheredCount_);
-    gatheredCount_ = 0;
+void SmallStreams::WriteRun() {
+    if (runCount_ != 0) Write(runFirst_, runBytes_, runCount_);
+    runCount_ = 0;
 }
 
 void SmallStreams::Finish() {
-    WriteGathered();
+    WriteRun();
     if (!free_) return;
     const std::uint32_t end = free_->UsedEnd();
     free_->CutTo(end);
-    const Volume& volume = committed_.OnDisk();
+    const Volume& volume = committed_.GetVolume();
     const auto cut = [&volume](ShadowPages& pages, std::uint64_t bytes) {
         pages.CutTo(std::min(pages.Count(), static_cast<std::uint32_t>(volume.SectorsFor(bytes))));
     };

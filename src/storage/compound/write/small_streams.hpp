@@ -3,8 +3,8 @@
 
 #include <optional>
 
+#include "storage/compound/write/change.hpp"
 #include "storage/compound/write/draft.hpp"
-#include "storage/compound/write/pending.hpp"
 
 namespace lumvex::compound {
 
@@ -14,32 +14,28 @@ public:
     SmallStreams(Committed& committed, Draft& draft, const std::optional<FreeMap>& known)
         : committed_(committed), draft_(draft), known_(known) {}
 
-    // Content of as many mini sectors takes the place of what stands there.
+    // Writes the content into the mini sectors of the committed stream from oldStart on, which must be as many.
     void Replace(const Change& change, SectorId oldStart);
-    void Release(SectorId oldStart);
-    SectorId Place(const Change& change);
-    void Finish();  // when all are placed
+    void Release(SectorId oldStart);       // frees a committed stream's mini sectors
+    SectorId Place(const Change& change);  // into free mini sectors; the first of them
+    void Finish();                         // to be called when all are placed
 
-    std::optional<FreeMap>& FreeMiniSectors() { return free_; }  // of the next state; none where they stay the same
+    std::optional<FreeMap>& FreeMiniSectors() { return free_; }  // of the next state; none where they did not change
 
 private:
     FreeMap& Free();
     void Write(std::uint32_t first, std::byte* bytes, std::uint32_t count);
-    void WriteGathered();
+    void WriteRun();
 
     Committed& committed_;
     Draft& draft_;
     const std::optional<FreeMap>& known_;
     std::optional<FreeMap> free_;
 
-    // Placed content that is adjacent in memory as well as in the mini stream; where it fills whole new pages it is not
-    // copied.
-    std::uint32_t gatheredFirst_ = 0, gatheredCount_ = 0;
-    std::byte* gathered_ = nullptr;
+    // The run of mini sectors that were placed last and are not written yet. Their contents are adjacent in memory too,
+    // so that whole new pages of them need no copy.
+    std::uint32_t runFirst_ = 0, runCount_ = 0;
+    std::byte* runBytes_ = nullptr;
 };
-
-[[nodiscard]] inline std::uint32_t MiniSectors(std::uint64_t size) {
-    return static_cast<std::uint32_t>((size + kMiniSectorSize - 1) >> kMiniSectorShift);
-}
 
 }  // namespace lumvex::compound

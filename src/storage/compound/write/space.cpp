@@ -18,9 +18,11 @@ bool AnyFree(const std::byte* entries) {
     return found != 0;
 }
 
-// The latest generation from this one on that a reader has announced; this one where there is none.
+// The latest generation after this one that a reader has announced, found by halving; this one where there is none.
 std::uint32_t LatestAnnounced(const File& file, std::uint32_t generation) {
-    std::uint32_t latest = 0, none = (1u << 31) - 1;  // steps from the generation on: readers up to the one, none behind
+    // As distances from the generation: some reader is at `latest` or after it (or latest is 0), and none is after
+    // `none`.
+    std::uint32_t latest = 0, none = (1u << 31) - 1;
     if (!file.AnyReader(generation + 1, none)) return generation;
     while (latest < none) {
         const std::uint32_t middle = latest + (none - latest) / 2;
@@ -32,15 +34,15 @@ std::uint32_t LatestAnnounced(const File& file, std::uint32_t generation) {
     return generation + latest;
 }
 
-// Where the file ends within a sector: does what ends there end before it?
+// The file has only so many bytes of its last sector. Does a stream end within these?
 bool ALastStreamEndsBefore(Committed& committed, SectorId last, std::size_t bytes) {
-    const Volume& volume = committed.OnDisk();
+    const Volume& volume = committed.GetVolume();
     std::uint64_t walked = 0;
-    for (EntryId id = 0; id < committed.EntryCount(); ++id) {  // those of folders too
-        const Entry entry = committed.At(id);
+    for (EntryId id = 0; id < committed.EntryCount(); ++id) {  // also of streams in folders
+        const DirectoryEntry entry = committed.At(id);
         const std::uint64_t size = entry.Size(volume.Head().Version());
-        const bool hasSectors = entry.Type() == EntryType::Root ||
-                                (entry.Type() == EntryType::Stream && !committed.IsMini(size));
+        const bool hasSectors =
+            entry.Type() == EntryType::Root || (entry.Type() == EntryType::Stream && !committed.IsMini(size));
         if (!hasSectors || size == 0) continue;
         Chain chain(entry.Start());
         walked += chain.Length(committed.Fat());
@@ -52,9 +54,9 @@ bool ALastStreamEndsBefore(Committed& committed, SectorId last, std::size_t byte
     return false;
 }
 
-// A save would turn what is missing into zeros that nobody can tell from content.
+// Otherwise a save would turn what is missing into zeros, which nobody could tell from content.
 void RequireNothingMissing(Committed& committed, const FreeMap& sectors, SectorId reserved) {
-    const Volume& volume = committed.OnDisk();
+    const Volume& volume = committed.GetVolume();
     const std::uint32_t count = volume.SectorCount();
     for (SectorId sector = count; sector < sectors.End(); ++sector)
         if (!sectors.IsFree(sector) && sector != reserved)
@@ -65,24 +67,25 @@ void RequireNothingMissing(Committed& committed, const FreeMap& sectors, SectorI
         throw Corrupt("the file was cut short by ", lacking, " bytes of its last sector or more");
 }
 
-// A save would write over what is in use.
+// Otherwise a save would write over what is in use.
 void RequireStructuresInUse(Committed& committed, const FreeMap& sectors) {
     const auto require = [&sectors](SectorId sector) {
-        if (sector >= sectors.End()) throw Corrupt("sector ", sector, " of ", sectors.End(), " holds a part of the FAT");
+        if (sector >= sectors.End())
+            throw Corrupt("sector ", sector, " of ", sectors.End(), " holds a part of the FAT");
         if (sectors.IsFree(sector)) throw Corrupt("sector ", sector, " holds a part of the FAT, but is marked free");
     };
     FatPages& fat = committed.FatSectors();
-    for (std::uint32_t i = 0; i < committed.OnDisk().Head().FatSectors(); ++i) require(fat.Location(i));
+    for (std::uint32_t i = 0; i < committed.GetVolume().Head().FatSectors(); ++i) require(fat.Location(i));
     for (const SectorId sector : fat.DifatSectors()) require(sector);
-    for (Chain* chain : {&committed.Directory().Sectors(), &committed.MiniFatSectors().Sectors(),
-                         &committed.MiniStream().Sectors()})
+    for (Chain* chain :
+         {&committed.Directory().Sectors(), &committed.MiniFatSectors().Sectors(), &committed.MiniStream().Sectors()})
         static_cast<void>(chain->Length(committed.Fat()));  // Corrupt where it reaches a free sector
 }
 
 }  // namespace
 
 FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved, std::uint32_t limit) {
-    const std::uint32_t perPage = static_cast<std::uint32_t>(table.PageSize() / 4);
+    const std::uint32_t perPage = TableEntriesPerPage(table.Shift()).Count();
     const std::uint64_t covered = std::min<std::uint64_t>(std::uint64_t{pages} * perPage, kMaxSector);
     const auto total = static_cast<std::uint32_t>(std::max<std::uint64_t>(count, covered));
     FreeMap map(total, reserved, limit);
@@ -111,20 +114,22 @@ FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorI
     }
     if (length != 0) give(gap, length);
     if (covered < total) give(static_cast<SectorId>(covered), total - static_cast<SectorId>(covered));
-    // A table may go on behind the end of what there is; entries in use there count.
+    // The table may describe sectors behind the end of the file; up to the last one in use they count.
     if (count < total) map.CutTo(std::max(count, map.UsedEnd()));
     return map;
 }
 
-Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk()), alone_(alone), latest_(committed.OnDisk().Head().Generation()) {
-    const Volume& volume = committed.OnDisk();
+Space::Space(Committed& committed, bool alone)
+    : file_(committed.GetVolume().GetFile()), alone_(alone), latest_(committed.GetVolume().Head().Generation()) {
+    const Volume& volume = committed.GetVolume();
     const std::uint32_t pages = volume.Head().FatSectors();
     if (pages > volume.SectorCount()) throw Corrupt(pages, " FAT sectors in a file of ", volume.SectorCount());
     if (committed.FatSectors().FindLocation(pages))
         throw Corrupt("more FAT sectors are listed than the ", pages, " counted");
     const auto reserved = static_cast<SectorId>((kRangeLockOffset >> volume.SectorShift()) - 1);
-    const std::uint32_t limit =
-        volume.Head().Version() == 3 ? static_cast<std::uint32_t>(volume.SectorsFor(kLargestVersion3File)) - 1 : kMaxSector;
+    const std::uint32_t limit = volume.Head().Version() == 3
+                                    ? static_cast<std::uint32_t>(volume.SectorsFor(kLargestVersion3File)) - 1
+                                    : kMaxSector;
     sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved, limit);
     RequireNothingMissing(committed, sectors_, reserved);
     RequireStructuresInUse(committed, sectors_);
@@ -140,7 +145,7 @@ Space::Space(Committed& committed, bool alone) : file_(committed.OnDisk().OnDisk
     held_.push_back(std::move(all));
 }
 
-// Without memory to note them the sectors stay unused until the file is opened again.
+// Where there is no memory to note them, the sectors stay unused until the file is opened again.
 void Space::Discard(const std::vector<Run>& runs) noexcept {
     try {
         if (uncertain_) {
@@ -170,7 +175,7 @@ void Space::PrepareHold(std::uint32_t generation, const std::vector<Run>& runs) 
         unknown.insert(unknown.end(), resting_.begin(), resting_.end());
     }
     for (auto& [written, each] : byWritten) prepared_.push_back({written, generation, std::move(each)});
-    // So many that asking for all of them costs more than keeping some longer than necessary.
+    // With more of them, asking for readers of each would cost more than holding some longer than necessary.
     constexpr std::size_t kMost = 64;
     while (held_.size() > kMost) {
         Held& last = held_[held_.size() - 2];
@@ -184,7 +189,7 @@ void Space::PrepareHold(std::uint32_t generation, const std::vector<Run>& runs) 
 }
 
 void Space::ConfirmHold() noexcept {
-    std::ranges::move(prepared_, std::back_inserter(held_));  // there is room for them
+    std::ranges::move(prepared_, std::back_inserter(held_));  // PrepareHold has made room for them
     prepared_.clear();
     resting_.clear();
     uncertain_ = false;
@@ -193,7 +198,7 @@ void Space::ConfirmHold() noexcept {
 
 void Space::NoteWritten(std::uint32_t generation, const std::vector<Run>& runs) noexcept {
     if (alone_) return;
-    if (uncertain_) generation = 0;  // readers of the failed one may need them
+    if (uncertain_) generation = 0;  // the failed commit may have written some of them, and readers may have met it
     for (const Run& run : runs) std::fill_n(written_.begin() + run.first, run.count, generation);
 }
 

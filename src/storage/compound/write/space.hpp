@@ -1,4 +1,4 @@
-// The sectors a writer may write: free in the committed state, and not needed by a reader of an older one.
+// The sectors that a writer may write: free in the committed state, and not needed by a reader of an older one.
 #pragma once
 
 #include <vector>
@@ -8,40 +8,41 @@
 
 namespace lumvex::compound {
 
-// The free sectors of a table (FAT or mini FAT) that describes `count` of them; pages: how many the table has. reserved
-// and limit as in FreeMap.
+// The free sectors among `count` of them, from a FAT or mini FAT of so many pages. reserved and limit: as in FreeMap.
 [[nodiscard]] FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorId reserved,
                                std::uint32_t limit);
 
 class Space {
 public:
-    // alone: nobody else can have the file open. Corrupt where writing to the file would hide or do damage: it lacks
-    // sectors that are in use, or has its own structures in sectors that count as free.
+    // alone: nobody else can have the file open. Corrupt where writing to the file would hide damage or do some: where
+    // it lacks sectors that are in use, or where the FAT marks sectors of the file's own structures as free.
     Space(Committed& committed, bool alone);
 
     FreeMap& Sectors() { return sectors_; }
 
-    // Sectors that were written for a state that never came. After an uncertain commit the disk may hold that state, so
-    // they rest until the next one.
+    // Gives back sectors that were written for a state that was not committed. After an uncertain commit the disk may
+    // hold that state, so they are not used before the next commit has succeeded.
     void Discard(const std::vector<Run>& runs) noexcept;
     void SetUncertain() { uncertain_ = true; }
 
-    // A commit frees these runs; readers of generations before its own may need them, from that on in which they were
-    // written. Prepared before the commit point, so that nothing is left to fail behind it; then confirmed or cancelled.
+    // A commit of this generation frees these runs. Readers may need each of them if they read a generation from the
+    // one on in which it was written, and before this one; until none of them is left the run is held. PrepareHold does
+    // before the commit point all that can fail; then the hold is confirmed or cancelled.
     void PrepareHold(std::uint32_t generation, const std::vector<Run>& runs);
     void ConfirmHold() noexcept;
     void CancelHold() noexcept { prepared_.clear(); }
     void NoteWritten(std::uint32_t generation, const std::vector<Run>& runs) noexcept;  // after PrepareHold
 
-    bool HoldsAll(const std::vector<Run>& runs) const;  // none of these can be written
-    void ReleaseHeld();  // brings in what no reader needs any more
+    bool HoldsAll(const std::vector<Run>& runs) const;  // is none of their sectors given to a writer?
+    void ReleaseHeld();                                 // runs that no reader needs any more are free
 
-    // The latest generation that is known of: the committed one, or one of a save that failed, but that a reader met.
+    // The latest generation that is known of: the committed one, or that of a failed commit whose header a reader has
+    // met.
     std::uint32_t LatestGeneration() const { return latest_; }
 
 private:
     struct Held {
-        std::uint32_t written = 0, freed = 0;  // generations; written 0: not known
+        std::uint32_t written = 0, freed = 0;  // generations; written 0: it is not known in which it was written
         std::vector<Run> runs;
     };
     bool IsNeeded(const Held& held) const;
@@ -52,7 +53,7 @@ private:
     bool uncertain_ = false;
     FreeMap sectors_;
     std::vector<Held> held_, prepared_;
-    std::vector<Run> resting_;
+    std::vector<Run> resting_;            // discarded after an uncertain commit
     std::vector<std::uint32_t> written_;  // by sector: the generation, of those written since the file was opened
     std::uint32_t latest_;
 };

@@ -2,22 +2,32 @@
 
 #include <algorithm>
 
-#include "storage/compound/file/status.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
 
 void TableEditor::SetNext(SectorId sector, SectorId next) {
-    const std::uint32_t page = sector >> perPageShift_;
+    const std::uint32_t page = perPage_.PageOf(sector);
     while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
     if (Load32(pages_.Page(page) + OffsetOf(sector)) != next) Store32(pages_.Edit(page) + OffsetOf(sector), next);
 }
 
+void TableEditor::RequireInUse(SectorId sector) const {
+    if (Load32(pages_.Page(perPage_.PageOf(sector)) + OffsetOf(sector)) == kFreeSector)
+        throw Corrupt("sector ", sector, " is in two chains");
+}
+
+void TableEditor::Relink(SectorId sector, SectorId next) {
+    RequireInUse(sector);
+    SetNext(sector, next);
+}
+
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
     const SectorId last = first + count - 1;
-    SetNext(last, next);  // the table reaches as far now
+    SetNext(last, next);  // makes the table long enough for the others
     for (SectorId sector = first; sector < last;) {
-        const std::uint32_t page = sector >> perPageShift_;
-        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPageShift_));
+        const std::uint32_t page = perPage_.PageOf(sector);
+        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPage_.Shift()));
         std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
         for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
     }
@@ -25,10 +35,8 @@ void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
 
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {
     for (SectorId sector = first; sector < first + count; ++sector) {
-        const std::uint32_t page = sector >> perPageShift_;
-        if (Load32(pages_.Page(page) + OffsetOf(sector)) == kFreeSector)
-            throw Corrupt("sector ", sector, " is in two chains");
-        Store32(pages_.Edit(page) + OffsetOf(sector), kFreeSector);
+        RequireInUse(sector);
+        Store32(pages_.Edit(perPage_.PageOf(sector)) + OffsetOf(sector), kFreeSector);
     }
 }
 

@@ -1,4 +1,5 @@
-// Changes the draft of a FAT or of a mini FAT. Both grow as entries are set; new entries are free.
+// Changes the draft of a FAT or of a mini FAT. Setting an entry beyond its end makes it longer; the entries between are
+// free.
 #pragma once
 
 #include "storage/compound/format/format.hpp"
@@ -8,17 +9,21 @@ namespace lumvex::compound {
 
 class TableEditor {
 public:
-    explicit TableEditor(ShadowPages& pages) : pages_(pages), perPageShift_(pages.Shift() - 2) {}
+    explicit TableEditor(ShadowPages& pages) : pages_(pages), perPage_(TableEntriesPerPage(pages.Shift())) {}
 
     void SetNext(SectorId sector, SectorId next);
+    // Of a sector that stays in its chain. Corrupt where it is free, as another chain had it too and has let it go.
+    void Relink(SectorId sector, SectorId next);
+    // Each sector to the one after it, the last one to `next`.
     void LinkRun(SectorId first, std::uint32_t count, SectorId next);
-    void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one is free already
+    void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one of them is free already
 
 private:
-    std::size_t OffsetOf(SectorId sector) const { return 4 * std::size_t{sector & ((1u << perPageShift_) - 1)}; }
+    void RequireInUse(SectorId sector) const;
+    std::size_t OffsetOf(SectorId sector) const { return 4 * std::size_t{perPage_.IndexOf(sector)}; }
 
     ShadowPages& pages_;
-    unsigned perPageShift_;
+    PerPage perPage_;
 };
 
 }  // namespace lumvex::compound

@@ -1,0 +1,18 @@
+#include "core/base/module.hpp"
+
+#include <atomic>
+#include <cstdint>
+
+namespace lumvex::inside {
+
+namespace {
+std::atomic<std::uint32_t> liveObjects{0};
+}
+
+std::size_t LiveObjects() noexcept { return liveObjects.load(std::memory_order_relaxed); }
+
+void LockModule() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed); }
+
+void UnlockModule() noexcept { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
+
+}  // namespace lumvex::inside

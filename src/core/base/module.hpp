@@ -1,0 +1,30 @@
+// What there is once in the module that the model is part of: the lock that serialises all calls, and the count of what
+// keeps the module from being unloaded.
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+
+namespace lumvex::inside {
+
+// Every published call holds it; re-entrant, as a call may lead to others on the same thread.
+inline std::recursive_mutex& ModuleLock() {
+    static std::recursive_mutex lock;
+    return lock;
+}
+
+// Objects alive in the module, and locks that clients have put on it.
+std::size_t LiveObjects() noexcept;
+void LockModule() noexcept;
+void UnlockModule() noexcept;
+
+// Part of every object that a client can hold: counts it among those alive.
+class LiveObject {
+public:
+    LiveObject() noexcept { LockModule(); }
+    ~LiveObject() { UnlockModule(); }
+    LiveObject(const LiveObject&) = delete;
+    LiveObject& operator=(const LiveObject&) = delete;
+};
+
+}  // namespace lumvex::inside

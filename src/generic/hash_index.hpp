@@ -1,0 +1,102 @@
+// A hash table over a list that belongs to the user of the table. It keeps hashes and places in the list (8 bytes for each
+// element, in one block of memory, by open addressing); the user compares the elements.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace lumvex {
+
+class HashIndex {
+public:
+    static constexpr std::uint32_t kNone = 0xFFFFFFFF;  // every other number may be put in
+
+    std::size_t Count() const { return count_; }
+    bool Empty() const { return count_ == 0; }
+
+    // The number that was put in under the hash and of which isIt(number) holds; kNone where there is none.
+    template <class Test>
+    std::uint32_t Find(std::uint32_t hash, Test&& isIt) const {
+        const std::size_t slot = SlotOf(hash, isIt);
+        return slot == kNoSlot ? kNone : slots_[slot].number;
+    }
+
+    // Room for so many numbers in all, so that adding them cannot fail. Throws std::bad_alloc and has then done nothing.
+    void Reserve(std::size_t count) {
+        if (2 * count > slots_.size()) Resize(std::bit_ceil(std::max<std::size_t>(2 * count, kFewestSlots)));
+    }
+
+    // The number must not be in the index yet. Throws as Reserve does.
+    void Add(std::uint32_t hash, std::uint32_t number) {
+        if (2 * (count_ + 1) > slots_.size()) Resize(std::max(2 * slots_.size(), kFewestSlots));
+        Insert({hash, number});
+        ++count_;
+    }
+
+    // An element is another place of the list from now on. The hash and the old number must be in the index.
+    void Renumber(std::uint32_t hash, std::uint32_t from, std::uint32_t to) noexcept {
+        slots_[SlotOf(hash, [from](std::uint32_t number) { return number == from; })].number = to;
+    }
+
+    // Nothing where the hash and the number are not in the index.
+    void Remove(std::uint32_t hash, std::uint32_t number) noexcept {
+        const std::size_t slot = SlotOf(hash, [number](std::uint32_t each) { return each == number; });
+        if (slot == kNoSlot) return;
+        CloseGap(slot);
+        --count_;
+    }
+
+    // Keeps the room: adding as many as there were cannot fail.
+    void Clear() noexcept {
+        std::ranges::fill(slots_, Slot());
+        count_ = 0;
+    }
+
+private:
+    struct Slot {
+        std::uint32_t hash = 0, number = kNone;  // kNone: the slot is empty
+    };
+    static constexpr std::size_t kNoSlot = ~std::size_t{0}, kFewestSlots = 16;
+
+    std::size_t Mask() const { return slots_.size() - 1; }
+
+    template <class Test>
+    std::size_t SlotOf(std::uint32_t hash, Test&& isIt) const {
+        if (slots_.empty()) return kNoSlot;
+        for (std::size_t at = hash & Mask(); slots_[at].number != kNone; at = (at + 1) & Mask())
+            if (slots_[at].hash == hash && isIt(slots_[at].number)) return at;
+        return kNoSlot;
+    }
+
+    void Insert(Slot slot) {
+        std::size_t at = slot.hash & Mask();
+        while (slots_[at].number != kNone) at = (at + 1) & Mask();
+        slots_[at] = slot;
+    }
+
+    void Resize(std::size_t count) {
+        std::vector<Slot> slots(count);
+        slots.swap(slots_);
+        for (const Slot& slot : slots)
+            if (slot.number != kNone) Insert(slot);
+    }
+
+    // A slot behind the gap that could not be reached across it moves into it and leaves the next gap.
+    void CloseGap(std::size_t gap) noexcept {
+        for (std::size_t at = (gap + 1) & Mask(); slots_[at].number != kNone; at = (at + 1) & Mask()) {
+            const std::size_t home = slots_[at].hash & Mask();
+            if (((at - home) & Mask()) < ((at - gap) & Mask())) continue;
+            slots_[gap] = slots_[at];
+            gap = at;
+        }
+        slots_[gap] = {};
+    }
+
+    std::vector<Slot> slots_;  // a power of two, at most half of them in use
+    std::size_t count_ = 0;
+};
+
+}  // namespace lumvex

@@ -1,0 +1,165 @@
+#include "storage/compound/engine/compound_file.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "storage/compound/engine/state.hpp"
+#include "storage/compound/read/read_all.hpp"
+
+namespace lumvex::compound {
+
+namespace {
+
+Header::Bytes ReadHeader(const File& file) {
+    Header::Bytes bytes;
+    if (file.Size() < bytes.size())
+        throw StorageError(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
+    file.Read(0, bytes);
+    return bytes;
+}
+
+// Between reading the header and announcing its generation a reader may be overtaken by commits. Where the header is
+// still the same after announcing, no writer reuses a sector of this state any more.
+Header ReadHeaderAsReader(File& file) {
+    for (Header header = Header::Parse(ReadHeader(file));;) {
+        file.AnnounceReader(header.Generation());
+        Header::Bytes bytes;
+        file.Read(0, bytes);
+        const Header again(bytes);
+        if (again.IsSameState(header)) return header;
+        header = Header::Parse(bytes);
+    }
+}
+
+}  // namespace
+
+CompoundFile::CompoundFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+CompoundFile::~CompoundFile() = default;
+
+std::unique_ptr<CompoundFile> CompoundFile::Open(std::unique_ptr<File> file, Access access) {
+    const Header header = access == Access::ReadShared ? ReadHeaderAsReader(*file) : Header::Parse(ReadHeader(*file));
+    auto state = std::make_unique<State>(std::move(file), header, access);
+    return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
+}
+
+std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version) {
+    if (version != 3 && version != 4) throw StorageError(Status::InvalidFlag, "version ", version, ", not 3 or 4");
+    if (file->Size() != 0)
+        throw StorageError(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
+    auto state = std::make_unique<State>(std::move(file), Header::Make(version), Access::ReadWriteDenyWrite);
+    return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
+}
+
+std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version) const {
+    state_->RequireWritable();
+    state_->RequireCurrent();
+    return Create(state_->volume.GetFile().CreateSuccessor(), version);
+}
+
+std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) const {
+    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
+    const FoldedName folded(name);
+    if (const Change* change = pending->Find(folded)) {
+        if (!change->IsStream()) return std::nullopt;
+        UncommittedContent content{change->size, change->small, pending, {}, 0};
+        if (change->large) content.runs = change->large->runs, content.batch = change->large->batch;
+        return StreamBody(committed, std::move(content));
+    }
+    return committed->Reading([&] {
+        std::optional<StreamBody> body;
+        const auto found = committed->Find(folded);
+        if (found && committed->At(*found).Type() == EntryType::Stream) body.emplace(committed, *found);
+        return body;
+    });
+}
+
+std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
+    auto body = state_->Locate(name);
+    if (!body) return std::nullopt;
+    return Stream(std::make_shared<StreamBody>(*std::move(body)));
+}
+
+CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const {
+    auto body = state_->Locate(name);
+    if (!body) return {};
+    if (body->size > buffer.size()) return {Stream(std::make_shared<StreamBody>(*std::move(body))), std::nullopt};
+    const auto size = static_cast<std::size_t>(body->size);
+    body->Read(0, buffer.first(size));
+    return {std::nullopt, size};
+}
+
+bool CompoundFile::Contains(std::u16string_view name) const {
+    if (name.empty() || name.size() > kMaxNameLength) return false;
+    const FoldedName folded(name);
+    if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
+    return state_->committed->Reading([&] {
+        const auto found = state_->committed->Find(folded);
+        return found && state_->committed->At(*found).Type() == EntryType::Stream;
+    });
+}
+
+Stream CompoundFile::Get(std::u16string_view name) const {
+    if (auto stream = Find(name)) return *std::move(stream);
+    throw StorageError(Status::NotFound, "no stream has this name");
+}
+
+void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) {
+    state_->InCurrentFile([&] { state_->Write(name, content); });
+}
+
+void CompoundFile::Remove(std::u16string_view name) {
+    state_->InCurrentFile([&] { state_->Remove(name); });
+}
+
+void CompoundFile::Commit() {
+    state_->InCurrentFile([this] { state_->CommitAll(); });
+}
+
+void CompoundFile::Revert() noexcept { state_->Revert(); }
+
+void CompoundFile::ReadAll(const std::function<void(std::u16string_view, std::span<const std::byte>)>& visit) const {
+    state_->InCurrentFile([&] { ReadAllStreams(state_->committed, visit); });
+    state_->RequireCurrent();
+}
+
+void CompoundFile::ForEachStream(const std::function<void(std::u16string_view, std::uint64_t)>& visit) const {
+    std::vector<const Change*> added;
+    state_->pending->ForEach([&added](const Change& change) { added.push_back(&change); });
+    std::sort(added.begin(), added.end(),
+              [](const Change* a, const Change* b) { return a->Folded().Compare(b->Folded()) < 0; });
+    auto next = added.begin();
+    const auto visitPendingUpTo = [&](const DirectoryEntry* entry) {  // true where one of them has the entry's name
+        for (; next != added.end(); ++next) {
+            const int order = entry == nullptr ? -1 : (*next)->Folded().Compare(*entry);
+            if (order > 0) return false;
+            if ((*next)->IsStream()) visit((*next)->Name(), (*next)->size);
+            if (order == 0) {
+                ++next;
+                return true;
+            }
+        }
+        return false;
+    };
+    const int version = state_->volume.Head().Version();
+    state_->committed->Walk([&](EntryId, const DirectoryEntry& entry) {
+        std::array<char16_t, kMaxNameLength> buffer;
+        if (entry.Type() == EntryType::Stream && !visitPendingUpTo(&entry))
+            visit(entry.Name(buffer), entry.Size(version));
+    });
+    visitPendingUpTo(nullptr);
+}
+
+bool CompoundFile::IsOutgrown() const {
+    if (Version() != 3) return false;
+    return state_->hadTooLong || (state_->space && state_->space->Sectors().Refused()) ||
+           FileSize() > kLargestVersion3File;
+}
+
+int CompoundFile::Version() const { return state_->volume.Head().Version(); }
+
+std::uint64_t CompoundFile::FileSize() const { return state_->volume.GetFile().Size(); }
+
+const Statistics& CompoundFile::Counters() const { return state_->volume.Counters(); }
+
+}  // namespace lumvex::compound

@@ -1,0 +1,204 @@
+#include "storage/directory/directory.hpp"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace lumvex::inside {
+
+// ---- finding --------------------------------------------------------------------------------------------------------
+
+Entry* Directory::FindInMemory(const GUID& id) const { return entries_.Find(id); }
+
+Ref<Entry> Directory::Find(const GUID& id) {
+    if (Entry* found = FindInMemory(id)) return Ref<Entry>(found);
+    if (changes_.IsRemoved(id)) return nullptr;
+    const auto row = table_.Find(id);
+    if (!row) return nullptr;
+    Ref<Entry> entry = Make(id, FindClass(row->classId));
+    entry->classId = row->classId;
+    entry->second = row->second;
+    entry->tag = row->tag;
+    entry->stored = entry->listed = true;
+    return entry;
+}
+
+Ref<Entry> Directory::FindReferred(const Reference& reference, const ClassInfo& classInfo) {
+    if (Entry* found = FindInMemory(reference.id)) return Ref<Entry>(found);
+    Ref<Entry> entry = Make(reference.id, &classInfo);
+    entry->tag = reference.tag;
+    entry->stored = entry->listed = entry->assumed = true;
+    return entry;
+}
+
+std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
+    std::set<GUID, GuidLess> ids;
+    for (std::size_t at = 0; at < table_.Count(); ++at) {
+        const DirectoryRow row = table_.At(at);
+        const ClassInfo* info = FindClass(row.classId);
+        if (info && accepts(*info) && !changes_.IsRemoved(row.id)) ids.insert(row.id);
+    }
+    for (std::size_t at = 0; at < entries_.Count(); ++at) {
+        const Entry& entry = entries_.At(at);
+        if (entry.classInfo && accepts(*entry.classInfo)) ids.insert(entry.id);
+    }
+    return {ids.begin(), ids.end()};
+}
+
+std::vector<Ref<Entry>> Directory::LoadedEntries() const {
+    std::vector<Ref<Entry>> loaded;
+    loaded.reserve(cache_.Count());
+    for (std::size_t at = 0; at < entries_.Count(); ++at)
+        if (entries_.At(at).object) loaded.push_back(Ref<Entry>(&entries_.At(at)));
+    std::ranges::sort(loaded, {}, [](const Ref<Entry>& entry) { return entry->order; });
+    return loaded;
+}
+
+// ---- entering and leaving -------------------------------------------------------------------------------------------
+
+// Every entry may have to be marked and to join the next table without fail.
+Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
+    Ref<Entry> entry(new Entry(id, classInfo));
+    entry->document = &owner_;
+    entry->order = nextOrder_++;
+    if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
+    changes_.MakeRoomToJoin(entries_.Count() + 1);
+    entries_.Add(entry);
+    return entry;
+}
+
+Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
+    const Ref<Entry> entry = Make(id, &classInfo);
+    entry->parent = Ref<Entry>(parent);
+    changes_.Join(*entry);
+    return *entry;
+}
+
+void Directory::PrepareToErase(std::span<const Ref<Entry>> entries) { changes_.PrepareToErase(entries); }
+
+void Directory::Erase(std::span<const Ref<Entry>> entries) noexcept {
+    for (const Ref<Entry>& entry : entries) {
+        const Ref<Object> object = entry->object ? cache_.Take(*entry) : nullptr;  // released last
+        changes_.Erase(*entry);
+        entries_.Take(entry->id);
+        entry->document = nullptr;
+        entry->parent = nullptr;
+    }
+}
+
+void Directory::Rekey(Entry& entry, const GUID& id) {
+    if (IsEqualGUID(entry.id, id)) return;
+    Ref<Entry> own = entries_.Take(entry.id);
+    entries_.Take(id);
+    entry.id = id;
+    entries_.Add(std::move(own));
+}
+
+void Directory::Clear() noexcept {
+    for (std::size_t at = 0; at < entries_.Count(); ++at) {
+        entries_.At(at).document = nullptr;
+        entries_.At(at).parent = nullptr;
+    }
+    entries_.Clear();  // those of loaded objects live on with them
+    changes_.Clear();
+    table_.Close();
+    locks_.Close();
+    cache_.Clear();
+}
+
+void Directory::Swap(Directory& other) noexcept {
+    std::swap(entries_, other.entries_);
+    std::swap(table_, other.table_);
+    std::swap(locks_, other.locks_);
+    std::swap(changes_, other.changes_);
+    std::swap(nextOrder_, other.nextOrder_);
+    for (Directory* directory : {this, &other})
+        for (std::size_t at = 0; at < directory->entries_.Count(); ++at)
+            directory->entries_.At(at).document = &directory->owner_;
+    cache_.Swap(other.cache_);
+}
+
+// ---- loaded objects -------------------------------------------------------------------------------------------------
+
+void Directory::PrepareToLoad() { changes_.MakeRoomToMark(cache_.Count() + 1); }
+
+void Directory::Unload(Entry& entry) noexcept {
+    const Ref<Object> object = cache_.Take(entry);
+    changes_.Unmark(entry);
+}
+
+// ---- saving ---------------------------------------------------------------------------------------------------------
+
+void Directory::EnsureListed(Entry& entry) {
+    if (entry.assumed) {
+        entry.listed = table_.Find(entry.id).has_value();
+        cache_.ClearAssumed(entry);
+    }
+    if (!entry.listed) changes_.Join(entry);
+}
+
+void Directory::LookUpAssumed() {
+    std::vector<Entry*> assumed = cache_.Assumed();
+    std::ranges::sort(assumed, GuidLess(), [](const Entry* entry) { return entry->id; });
+    std::vector<GUID> ids;
+    ids.reserve(assumed.size());
+    for (const Entry* entry : assumed) ids.push_back(entry->id);
+    const std::vector<bool> listed = table_.Contains(ids);
+    for (std::size_t at = 0; at < assumed.size(); ++at) {
+        cache_.ClearAssumed(*assumed[at]);
+        assumed[at]->listed = listed[at];
+        if (!listed[at]) changes_.Join(*assumed[at]);
+    }
+}
+
+void Directory::Saved(const std::vector<Ref<Entry>>& written, NextTables&& tables) noexcept {
+    if (tables.table) table_ = *std::move(tables.table);
+    if (tables.locks) locks_ = *std::move(tables.locks);
+    for (const Ref<Entry>& entry : written) {
+        entry->stored = true;
+        entry->changed = false;
+        entry->storedLocks = entry->locks;
+    }
+    changes_.Saved();
+    cache_.ReleaseSaved();
+}
+
+// ---- the tables in the file -----------------------------------------------------------------------------------------
+
+void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks) {
+    table_.Close();
+    locks_.Close();
+    if (table) table_.Open(std::move(table));
+    if (locks) locks_.Open(std::move(locks));
+    changes_.LeaveOutListed(table_);
+}
+
+void Directory::ReadFromTable() {
+    for (Entry* entry = cache_.Oldest(); entry; entry = entry->newer) {
+        if (!entry->listed) continue;
+        if (const auto row = table_.Find(entry->id)) entry->second = row->second;
+    }
+}
+
+void Directory::CloseFile() noexcept {
+    const ClassInfo& root = owner_.RootObject().Class();
+    changes_.Clear();
+    for (std::size_t at = 0; at < entries_.Count();) {
+        const Ref<Entry> entry(&entries_.At(at));
+        if (!entry->object && entry->classInfo != &root) {
+            entries_.Take(entry->id);  // the last entry takes its place
+            entry->document = nullptr;
+            continue;
+        }
+        cache_.ClearAssumed(*entry);
+        entry->stored = entry->listed = entry->joins = entry->changed = false;
+        entry->storedLocks = 0;
+        changes_.Join(*entry);
+        if (entry->object) changes_.Mark(*entry);
+        ++at;
+    }
+    table_.Close();
+    locks_.Close();
+}
+
+}  // namespace lumvex::inside

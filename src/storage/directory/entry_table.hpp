@@ -1,0 +1,64 @@
+// A document's entries by ID. They are kept in a list in the order in which they came, but for the last one, which takes
+// the place of one that goes: so going through all of them goes through memory from one end to the other.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "core/base/guid_order.hpp"
+#include "core/objects/entry.hpp"
+#include "generic/hash_index.hpp"
+#include "generic/make_room.hpp"
+
+namespace lumvex::inside {
+
+class EntryTable {
+public:
+    std::size_t Count() const { return entries_.size(); }
+    Entry& At(std::size_t place) const { return *entries_[place]; }
+
+    Entry* Find(const GUID& id) const {
+        const std::uint32_t place = PlaceOf(id);
+        return place == HashIndex::kNone ? nullptr : entries_[place].get();
+    }
+
+    // Its ID is not in the table yet. Throws std::bad_alloc and has then done nothing.
+    void Add(Ref<Entry> entry) {
+        MakeRoom(entries_, 1);
+        places_.Add(HighHashOf(entry->id), static_cast<std::uint32_t>(entries_.size()));
+        entries_.push_back(std::move(entry));
+    }
+
+    // Null where the ID is not in the table. The last entry takes its place in the list.
+    Ref<Entry> Take(const GUID& id) {
+        const std::uint32_t place = PlaceOf(id);
+        if (place == HashIndex::kNone) return nullptr;
+        places_.Remove(HighHashOf(id), place);
+        const auto last = static_cast<std::uint32_t>(entries_.size() - 1);
+        if (place != last) places_.Renumber(HighHashOf(entries_.back()->id), last, place);
+        std::swap(entries_[place], entries_.back());
+        Ref<Entry> taken = std::move(entries_.back());
+        entries_.pop_back();
+        return taken;
+    }
+
+    // Keeps the room: adding as many as there were cannot fail.
+    void Clear() noexcept {
+        places_.Clear();
+        entries_.clear();
+    }
+
+private:
+    static std::uint32_t HighHashOf(const GUID& id) { return static_cast<std::uint32_t>(HashOf(id) >> 32); }
+
+    std::uint32_t PlaceOf(const GUID& id) const {
+        return places_.Find(HighHashOf(id),
+                            [&](std::uint32_t place) { return IsEqualGUID(entries_[place]->id, id) != 0; });
+    }
+
+    std::vector<Ref<Entry>> entries_;
+    HashIndex places_;  // in entries_
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,128 @@
+#include "storage/directory/unsaved_changes.hpp"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "generic/make_room.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+bool IsInDocument(const Ref<Entry>& entry) { return entry->document != nullptr; }
+
+}  // namespace
+
+void UnsavedChanges::MakeRoomToJoin(std::size_t entries) {
+    MakeRoom(joining_, entries);
+    MakeRoom(marked_, entries);
+}
+
+void UnsavedChanges::MakeRoomToMark(std::size_t entries) { MakeRoom(marked_, entries); }
+
+void UnsavedChanges::Mark(Entry& entry) noexcept {
+    if (!std::exchange(entry.changed, true)) marked_.emplace_back(&entry);
+}
+
+void UnsavedChanges::Unmark(Entry& entry) noexcept {
+    if (std::exchange(entry.changed, false)) std::erase(marked_, Ref<Entry>(&entry));
+}
+
+void UnsavedChanges::Join(Entry& entry) noexcept {
+    if (!std::exchange(entry.joins, true)) joining_.emplace_back(&entry);
+}
+
+void UnsavedChanges::PrepareToErase(std::span<const Ref<Entry>> entries) {
+    const auto count = [&](auto test) { return static_cast<std::size_t>(std::ranges::count_if(entries, test)); };
+    MakeRoom(removedStreams_, count([](const Ref<Entry>& entry) { return entry->stored; }));
+    MakeRoom(removedLocks_, count([](const Ref<Entry>& entry) { return entry->storedLocks != 0; }));
+    // The set needs memory for each element.
+    std::size_t inserted = 0;
+    try {
+        for (const Ref<Entry>& entry : entries) {
+            if (entry->listed) removedEntries_.insert(entry->id);
+            ++inserted;
+        }
+    } catch (const std::bad_alloc&) {
+        for (const Ref<Entry>& entry : entries.first(inserted)) removedEntries_.erase(entry->id);
+        throw;
+    }
+}
+
+void UnsavedChanges::Erase(const Entry& entry) noexcept {
+    if (entry.stored) removedStreams_.push_back(entry.id);
+    if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
+}
+
+std::vector<Ref<Entry>> UnsavedChanges::Marked() const {
+    std::vector<Ref<Entry>> marked;
+    std::ranges::copy_if(marked_, std::back_inserter(marked), IsInDocument);
+    return marked;
+}
+
+bool UnsavedChanges::ChangesTable() const {
+    return !removedEntries_.empty() || std::ranges::any_of(joining_, IsInDocument);
+}
+
+std::vector<std::byte> UnsavedChanges::Table(const TableOf<DirectoryRow>& stored) const {
+    SortedRecords::Changes changes;
+    changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
+    changes.put.reserve(joining_.size() * sizeof(DirectoryRow));
+    for (const Ref<Entry>& entry : joining_) {
+        if (IsInDocument(entry))
+            stored.Append(changes.put, {entry->id, entry->second, entry->classId, entry->tag});
+    }
+    return stored.Merged(changes);
+}
+
+SortedRecords::Changes UnsavedChanges::LockChanges() const {
+    SortedRecords::Changes changes;
+    changes.removed = removedLocks_;
+    for (const Ref<Entry>& entry : marked_) {
+        if (!IsInDocument(entry) || entry->locks == entry->storedLocks) continue;
+        if (entry->locks == 0)
+            changes.removed.push_back(entry->id);
+        else
+            TableOf<LockRow>::Append(changes.put, {entry->id, static_cast<std::int32_t>(entry->locks)});
+    }
+    return changes;
+}
+
+std::vector<std::byte> UnsavedChanges::Locks(const TableOf<LockRow>& stored) const {
+    auto table = stored.Merged(LockChanges());
+    if (table.size() <= sizeof(std::uint32_t)) table.clear();  // the count alone
+    return table;
+}
+
+void UnsavedChanges::Saved() noexcept {
+    for (const Ref<Entry>& entry : joining_) {
+        entry->listed = true;
+        entry->joins = false;
+    }
+    joining_.clear();
+    std::erase_if(marked_, [](const Ref<Entry>& entry) { return !entry->changed || !IsInDocument(entry); });
+    ForgetRemoved();
+}
+
+void UnsavedChanges::Clear() noexcept {
+    marked_.clear();
+    joining_.clear();
+    ForgetRemoved();
+}
+
+void UnsavedChanges::ForgetRemoved() noexcept {
+    removedEntries_.clear();
+    removedStreams_.clear();
+    removedLocks_.clear();
+}
+
+void UnsavedChanges::LeaveOutListed(const TableOf<DirectoryRow>& table) {
+    std::erase_if(joining_, [&](const Ref<Entry>& entry) {
+        entry->listed = table.Find(entry->id).has_value();
+        entry->joins = !entry->listed;
+        return entry->listed;
+    });
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,54 @@
+// What a document's file lacks: which objects have changed, come and gone since it was last written.
+#pragma once
+
+#include <span>
+#include <unordered_set>
+#include <vector>
+
+#include "core/objects/entry.hpp"
+#include "storage/records/table_rows.hpp"
+
+namespace lumvex::inside {
+
+class UnsavedChanges {
+public:
+    // Room, so that so many more entries can be marked and joined, or marked alone. Throws std::bad_alloc.
+    void MakeRoomToJoin(std::size_t entries);
+    void MakeRoomToMark(std::size_t entries);
+
+    void Mark(Entry& entry) noexcept;    // its object, which is loaded, has changed
+    void Unmark(Entry& entry) noexcept;  // the change was taken back
+    void Join(Entry& entry) noexcept;    // the directory table of the next save gains it
+    // Throws std::bad_alloc and has then done nothing. Of entries that the file lacks it cannot fail.
+    void PrepareToErase(std::span<const Ref<Entry>> entries);
+    void Erase(const Entry& entry) noexcept;
+
+    bool IsRemoved(const GUID& id) const { return removedEntries_.contains(id); }  // the file's table still has it
+    std::vector<Ref<Entry>> Marked() const;  // in the order in which they changed
+    const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
+
+    // The tables of the next save, made of those that the file has. The lock counters are empty when all are 0.
+    bool ChangesTable() const;
+    bool ChangesLocks() const { return !LockChanges().Empty(); }
+    std::vector<std::byte> Table(const TableOf<DirectoryRow>& stored) const;
+    std::vector<std::byte> Locks(const TableOf<LockRow>& stored) const;
+
+    void Saved() noexcept;  // the file has all of it
+    void Clear() noexcept;
+    // The file has a table now: entries that it lists need not join it.
+    void LeaveOutListed(const TableOf<DirectoryRow>& table);
+
+private:
+    SortedRecords::Changes LockChanges() const;
+    void ForgetRemoved() noexcept;
+
+    // Entries that have left the document since they came into one of these two lists are passed over.
+    std::vector<Ref<Entry>> marked_;
+    std::vector<Ref<Entry>> joining_;
+
+    std::unordered_set<GUID, GuidHash> removedEntries_;
+    std::vector<GUID> removedStreams_;
+    std::vector<GUID> removedLocks_;
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,25 @@
+// The root of a document as opening, saving and the tree below it see it: an object with a record, and what its class has
+// in the file beside that.
+#pragma once
+
+#include "core/tree/tree_object.hpp"
+#include "storage/records/record_reader.hpp"
+#include "storage/records/record_writer.hpp"
+
+namespace lumvex::inside {
+
+class DocumentRoot : public TreeObject {
+public:
+    // Settings that the file has in a stream of their own, which may be missing.
+    virtual void SaveSettings(RecordWriter&) const {}
+    virtual void LoadSettings(RecordReader&) {}
+    virtual void SwapSettings(DocumentRoot&) noexcept {}  // with a root of the same class
+
+    // The document's file was closed.
+    virtual void FileClosed() noexcept {}
+
+    // Does the record hold references that this program carries without knowing what they lead to?
+    virtual bool CarriesUnknown() const { return false; }
+};
+
+}  // namespace lumvex::inside

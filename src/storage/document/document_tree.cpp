@@ -1,0 +1,237 @@
+#include "storage/document/document_tree.hpp"
+
+#include <unordered_set>
+
+#include "core/objects/operation.hpp"
+#include "core/tree/collection.hpp"
+#include "core/tree/references.hpp"
+#include "core/tree/tree_walk.hpp"
+#include "storage/document/stream_names.hpp"
+#include "storage/records/failures.hpp"
+#include "storage/records/object_record.hpp"
+
+namespace lumvex::inside {
+
+// The file is closed even if clients hold objects whose arrays and lists are still in it: they are orphans now, of which
+// neither can be asked for.
+DocumentTree::~DocumentTree() { file_->Replace(nullptr); }
+
+// ---- finding and loading --------------------------------------------------------------------------------------------
+
+Ref<Object> DocumentTree::FindLoaded(const GUID& id) const {
+    const Entry* entry = directory_.FindInMemory(id);
+    return entry ? entry->object : nullptr;
+}
+
+Ref<Object> DocumentTree::Load(const GUID& id) {
+    const Ref<Entry> entry = directory_.Find(id);
+    return entry ? Get(*entry) : nullptr;
+}
+
+Ref<Object> DocumentTree::Get(Entry& entry) {
+    Ref<Object> object = Reach(entry);
+    if (!object) throw Failure(Message::DoesNotExist);
+    return object;
+}
+
+// Null where the open file has no stream for the object.
+Ref<Object> DocumentTree::Reach(Entry& entry) {
+    if (&entry == &root_.OwnEntry()) return Ref<Object>(&root_);
+    if (entry.object) {
+        directory_.Cache().Touch(entry);
+        return entry.object;
+    }
+    if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
+        throw Failure(Message::DoesNotExist);
+    const auto source = file_->FindRecord(StreamNameOf(entry.id));
+    if (!source) return nullptr;
+    Ref<Object> object = entry.classInfo->create();
+    object->Bind(entry);
+    ReadObject(*object, source);
+    Place(entry, object, Object::Arrival::Loaded);
+    return object;
+}
+
+// The object takes its place in the directory, and does what its class does then. What that makes is no part of the
+// operation under way: the object stays loaded even if the operation fails.
+void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
+    directory_.PrepareToLoad();
+    Operation arrival;
+    RecordStep(*object, this, [](Object& loaded, void* tree) noexcept {
+        static_cast<DocumentTree*>(tree)->directory_.Unload(loaded.OwnEntry());
+    });
+    directory_.Cache().Add(entry, object);
+    if (how == Object::Arrival::Made) MarkChanged(*object);
+    object->Arrived(how);
+    arrival.Keep();
+}
+
+// A file that gives one ID to objects of two classes would make one of them be taken for the other.
+Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+    Ref<Entry> entry = directory_.FindReferred(reference, classInfo);
+    if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
+    if (!entry->parent) entry->parent = Ref<Entry>(&owner);
+    return entry;
+}
+
+// Making a collection ready is no change of the document yet, though the next save writes it.
+Ref<Object> DocumentTree::GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) {
+    if (slot.reference) {
+        const Ref<Entry> entry = EntryOf(*slot.reference, classInfo, owner.OwnEntry());
+        if (Ref<Object> child = Reach(*entry)) return child;
+        entry->stored = false;
+        Ref<Object> child = classInfo.create();
+        child->Bind(*entry);
+        Place(*entry, child, Object::Arrival::Made);
+        return child;
+    }
+    Ref<Object> child = classInfo.create();
+    const Entry& entry = Enter(*child, owner.OwnEntry());
+    RecordStep(owner, &slot, [](Object&, void* filled) noexcept { static_cast<ChildSlot*>(filled)->reference.reset(); });
+    slot.reference = Reference{entry.id, entry.tag};
+    if (&owner != &root_) MarkChanged(owner);
+    child->Arrived(Object::Arrival::Made);
+    return child;
+}
+
+// The search notes the owners of all objects that it passes and that are in memory, so that the next one need not begin
+// again.
+Ref<Entry> DocumentTree::OwnerOf(Entry& entry) {
+    if (entry.parent || &entry == &root_.OwnEntry()) return entry.parent;
+    WalkBelow(root_, [&](const Reference& reference, const ClassInfo&, Object& owner) {
+        Entry* passed = directory_.FindInMemory(reference.id);
+        if (passed && !passed->parent) passed->parent = Ref<Entry>(&owner.OwnEntry());
+        return !entry.parent;
+    });
+    return entry.parent;
+}
+
+void DocumentTree::ListEverything() {
+    WalkBelow(root_, [&](const Reference& reference, const ClassInfo& classInfo, Object& owner) {
+        directory_.EnsureListed(*EntryOf(reference, classInfo, owner.OwnEntry()));
+        return true;
+    });
+}
+
+// ---- entering and leaving -------------------------------------------------------------------------------------------
+
+void DocumentTree::EnterRoot(std::u16string_view name) {
+    GUID id;
+    Check(CoCreateGuid(&id));
+    Entry& entry = directory_.Add(id, root_.Class(), nullptr);
+    entry.name = name;
+    root_.Bind(entry);
+}
+
+Entry& DocumentTree::Enter(Object& object, Entry& owner) {
+    GUID id;
+    Check(CoCreateGuid(&id));
+    MakeRoomForSteps(1);
+    directory_.PrepareToLoad();
+    Entry& entry = directory_.Add(id, object.Class(), &owner);
+    object.Bind(entry);
+    directory_.Cache().Add(entry, Ref<Object>(&object));
+    MarkChanged(object);
+    RecordStep(object, this, [](Object& entered, void* tree) noexcept {
+        const Ref<Entry> own(&entered.OwnEntry());
+        if (own->document) static_cast<DocumentTree*>(tree)->Erase(std::span(&own, 1));
+    });
+    return entry;
+}
+
+void DocumentTree::Erase(std::span<const Ref<Entry>> entries) {
+    directory_.PrepareToErase(entries);
+    for (const Ref<Entry>& entry : entries) {
+        if (!links_.IsMade() || !entry->object || !entry->object->Class().isLink) continue;
+        entry->object->ForEachReference(
+            [&](ReferenceBase& reference, const ClassInfo&) { links_.Move(entry->id, reference.Id(), std::nullopt); });
+    }
+    directory_.Erase(entries);
+}
+
+// ---- changes --------------------------------------------------------------------------------------------------------
+
+void DocumentTree::MarkModified() {
+    if (modified_) return;
+    RecordStep(root_, this, [](Object&, void* tree) noexcept { static_cast<DocumentTree*>(tree)->modified_ = false; });
+    modified_ = true;
+}
+
+// The name of an item is one of the values that change here: the collection that indexes it is told.
+void DocumentTree::MarkChanged(Object& object) noexcept {
+    Entry& entry = object.OwnEntry();
+    directory_.MarkChanged(entry);
+    Object* owner = entry.parent ? entry.parent->object.get() : nullptr;
+    if (CollectionBase* collection = owner ? owner->AsCollection() : nullptr)
+        collection->members.names.Rename(entry.id, entry.name);
+}
+
+// The first question reads every link of the document once.
+std::vector<GUID> DocumentTree::DependentLinks(const GUID& target) {
+    if (!links_.IsMade()) {
+        links_.Forget();
+        for (const GUID& id : directory_.IdsOf([](const ClassInfo& info) { return info.isLink; })) {
+            const Ref<Entry> entry = directory_.Find(id);
+            if (!entry) continue;
+            const Ref<Object> link = Get(*entry);
+            link->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+                links_.Move(id, std::nullopt, reference.IdIn(*this, targetClass));
+            });
+        }
+        links_.Made();
+    }
+    return links_.LinksTo(target);
+}
+
+// An index that the operation under way may have to take back is made anew when it is next asked for.
+void DocumentTree::LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) {
+    if (!links_.IsMade()) return;
+    RecordStep(root_, this, [](Object&, void* tree) noexcept { static_cast<DocumentTree*>(tree)->links_.Forget(); });
+    links_.Move(link, from, to);
+}
+
+// ---- the file -------------------------------------------------------------------------------------------------------
+
+void DocumentTree::CloseFile(bool onlyHeld) {
+    std::vector<Ref<Object>> staying;  // until the file has gone, whatever the bounds of the cache
+    struct Release {
+        DocumentTree& tree;
+        ~Release() {
+            tree.directory_.CloseFile();
+            tree.file_->Replace(nullptr);
+            tree.mayLackObjects_ = true;
+        }
+    } release{*this};
+    if (onlyHeld) directory_.Cache().ReleaseUnheld();
+    staying = LoadedWithOwners();
+    root_.Materialise();
+    for (const Ref<Object>& object : staying) object->Materialise();
+    directory_.ReadFromTable();
+}
+
+// All that is loaded and, loaded now where it was not, all that owns something of it. All of it is held by the answer: the
+// search for an owner loads others, which may push each other out of the cache.
+std::vector<Ref<Object>> DocumentTree::LoadedWithOwners() {
+    std::vector<Ref<Object>> objects;
+    std::unordered_set<const Entry*> held{&root_.OwnEntry()};
+    for (const Ref<Entry>& entry : directory_.LoadedEntries()) {
+        objects.push_back(entry->object);
+        held.insert(entry.get());
+    }
+    for (std::size_t next = 0; next < objects.size(); ++next) {
+        const Ref<Entry> owner = OwnerOf(objects[next]->OwnEntry());
+        if (owner && held.insert(owner.get()).second) objects.push_back(Get(*owner));
+    }
+    return objects;
+}
+
+void DocumentTree::Swap(DocumentTree& other) noexcept {
+    directory_.Swap(other.directory_);
+    file_.swap(other.file_);
+    std::swap(modified_, other.modified_);
+    std::swap(mayLackObjects_, other.mayLackObjects_);
+    links_.Forget();
+    other.links_.Forget();
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,265 @@
+#include "storage/document/save_document.hpp"
+
+#include <algorithm>
+#include <map>
+#include <unordered_set>
+
+#include "core/tree/collection.hpp"
+#include "core/tree/references.hpp"
+#include "storage/compound/format/names.hpp"
+#include "storage/records/failures.hpp"
+#include "storage/records/object_record.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// From this size on the larger sectors cost less than they waste.
+constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;
+
+void WriteStream(compound::CompoundFile& file, std::u16string_view name, const RecordWriter& record) {
+    file.Write(name, record.Pieces());
+}
+
+void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::span<const std::byte> bytes) {
+    const compound::Piece piece = bytes;
+    file.Write(name, std::span(&piece, 1));
+}
+
+void RemoveStream(compound::CompoundFile& file, std::u16string_view name) {
+    if (file.Contains(name)) file.Remove(name);
+}
+
+// Takes back what was written to the file, unless all of it was committed.
+class Transaction {
+public:
+    explicit Transaction(DocumentFile& file) : file_(file) {}
+    ~Transaction() {
+        if (!committed_) file_.Revert();
+    }
+    void Commit() {
+        file_.Commit();
+        committed_ = true;
+    }
+
+private:
+    DocumentFile& file_;
+    bool committed_ = false;
+};
+
+}  // namespace
+
+bool DocumentSaver::IsOutgrown() const {
+    return OnStorage([&] { return tree_.File().Container().IsOutgrown(); });
+}
+
+void DocumentSaver::Save() {
+    const Objects objects = ObjectsToWrite();
+    if (IsOutgrown()) return SaveWithLargerSectors(objects);
+    try {
+        SaveInPlace(objects);
+    } catch (const Failure& failure) {
+        if (failure.Status() != kMediumFull || !IsOutgrown()) throw;
+        SaveWithLargerSectors(objects);
+    }
+}
+
+void DocumentSaver::SaveInPlace(const Objects& objects) {
+    Directory::NextTables tables;
+    Transaction transaction(tree_.File());
+    OnStorage([&] {
+        compound::CompoundFile& file = tree_.File().Container();
+        WriteRoot(file);
+        WriteObjects(file, objects);
+        for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        tree_.Objects().LookUpAssumed();
+        tables = WriteTables(file, false);
+    });
+    transaction.Commit();
+    tree_.Objects().Saved(objects, std::move(tables));
+}
+
+void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access access) {
+    if (tree_.File().IsOpen())
+        ListObjectsThatTheTableLacks();
+    else if (tree_.MayLackObjects())
+        RequireComplete();
+    const Objects objects = ObjectsToWrite();
+    SaveInto(CreateCompoundFile(path, access, SectorVersionFor(objects)), objects);
+}
+
+// The new file takes the place that it was made for, and the document is bound to it.
+void DocumentSaver::SaveInto(std::unique_ptr<compound::CompoundFile> created, const Objects& objects) {
+    Directory::NextTables tables;
+    OnStorage([&] {
+        WriteRoot(*created);
+        if (tree_.File().IsOpen()) CopyStreams(*created, objects);
+        WriteObjects(*created, objects);
+        tree_.Objects().LookUpAssumed();
+        tables = WriteTables(*created, true);
+        created->Commit();  // nothing can fail from here on
+    });
+    tree_.File().Replace(std::move(created));
+    tree_.Complete();
+    tree_.Objects().Saved(objects, std::move(tables));
+}
+
+// Other readers refuse a file of version 3 from 2 GB on. A longer one is written anew with the larger sectors of version 4,
+// and takes the old one's place when it is complete. Where no file can be made beside the old one, the document stays as it
+// is, and the save fails for want of room.
+void DocumentSaver::SaveWithLargerSectors(const Objects& objects) {
+    ListObjectsThatTheTableLacks();
+    try {
+        SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4); }), objects);
+    } catch (const Failure& failure) {
+        if (failure.Status() != kAccessDenied) throw;
+        throw Failure(kMediumFull,
+                      std::string("the file would have more than 2 GB, and could not be written anew: ") + failure.what());
+    }
+}
+
+// Ordered by the top-level collection that they belong to, as the root lists these, and then by age.
+DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
+    std::map<const Entry*, std::size_t> ranks;
+    DocumentRoot& root = tree_.Root();
+    root.ForEachChild([&](ChildSlot& slot, const ClassInfo&) {
+        const Entry* top = slot.reference ? tree_.Objects().FindInMemory(slot.reference->id) : nullptr;
+        if (top) ranks.emplace(top, ranks.size());
+    });
+    const auto rankOf = [&](const Entry* entry) {
+        while (entry->parent && entry->parent.get() != &root.OwnEntry()) entry = entry->parent.get();
+        const auto found = ranks.find(entry);
+        return found != ranks.end() ? found->second : ranks.size();
+    };
+    std::vector<std::pair<std::size_t, Ref<Entry>>> ranked;
+    root.Materialise();
+    for (Ref<Entry>& entry : tree_.Objects().Changes().Marked()) {
+        entry->object->Materialise();
+        entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
+            reference.ForgetLostTarget(tree_, targetClass);
+        });
+        const std::size_t rank = rankOf(entry.get());
+        ranked.emplace_back(rank, std::move(entry));
+    }
+    std::ranges::sort(ranked, {}, [](const auto& each) { return std::pair(each.first, each.second->order); });
+    Objects objects;
+    objects.reserve(ranked.size());
+    for (auto& each : ranked) objects.push_back(std::move(each.second));
+    return objects;
+}
+
+// A tree that has lost members with the file that they were in must not be saved as if it were whole.
+void DocumentSaver::RequireComplete() {
+    const auto check = [&](const Reference& reference) {
+        const Entry* entry = tree_.Objects().FindInMemory(reference.id);
+        if (!entry || !entry->object) throw Failure(Message::DoesNotExist);
+    };
+    const auto checkBelow = [&](Object& owner) {
+        if (const CollectionBase* collection = owner.AsCollection()) {
+            const Members& members = collection->members;
+            for (std::size_t index = 0; index < members.Count(); ++index) check(members.At(index));
+        } else {
+            owner.ForEachChild([&](ChildSlot& slot, const ClassInfo&) {
+                if (slot.reference) check(*slot.reference);
+            });
+        }
+    };
+    if (tree_.Root().CarriesUnknown()) throw Failure(Message::DoesNotExist);
+    checkBelow(tree_.Root());
+    for (const Ref<Entry>& entry : tree_.Objects().LoadedEntries()) checkBelow(*entry->object);
+}
+
+// A file may hold objects that its directory does not list. They are found where more streams have the names of objects
+// than the directory has objects, the root not counted, which has no stream of its own.
+void DocumentSaver::ListObjectsThatTheTableLacks() {
+    std::size_t streams = 0;
+    OnStorage([&] {
+        tree_.File().Container().ForEachStream([&](std::u16string_view name, std::uint64_t) { streams += IdOfStream(name) ? 1 : 0; });
+    });
+    if (streams + 1 > tree_.Objects().CountInFile()) tree_.ListEverything();
+}
+
+int DocumentSaver::SectorVersionFor(const Objects& objects) const {
+    std::uint64_t size = tree_.File().IsOpen() ? tree_.File().Container().FileSize() : 0;
+    RecordWriter record;
+    for (auto entry = objects.begin(); entry != objects.end() && size < kLargeDocument; ++entry) {
+        record.Clear();
+        WriteObject(*(*entry)->object, record);
+        size += record.Size();
+    }
+    return size < kLargeDocument ? 3 : 4;
+}
+
+void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
+    const DocumentRoot& root = tree_.Root();
+    RecordWriter record;
+    const auto writeHeadAndFields = [&] {
+        record.ObjectReference({root.OwnEntry().id, root.OwnEntry().tag});
+        root.Class().save(root, record);
+    };
+    writeHeadAndFields();
+    WriteStream(file, kOldRootStream, record);
+    record.Clear();
+    record.U32(VersionWord(kRootVersion, kRootVersion).Word());
+    writeHeadAndFields();
+    WriteStream(file, kRootStream, record);
+    record.Clear();
+    root.SaveSettings(record);
+    if (record.Size() != 0) WriteStream(file, kSettingsStream, record);
+}
+
+void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects) const {
+    RecordWriter record;
+    for (const Ref<Entry>& entry : objects) {
+        record.Clear();
+        WriteObject(*entry->object, record);
+        WriteStream(file, StreamNameOf(entry->id), record);
+    }
+}
+
+Directory::NextTables DocumentSaver::WriteTables(compound::CompoundFile& file, bool all) const {
+    Directory::NextTables next;
+    const Directory& directory = tree_.Objects();
+    if (all || directory.Changes().ChangesTable()) {
+        const std::vector<std::byte> table = directory.Table();
+        WriteStream(file, kDirectoryStream, table);
+        next.table.emplace(tree_.File().FindOnRead(kDirectoryStream), table);
+    }
+    if (all || directory.Changes().ChangesLocks()) {
+        const std::vector<std::byte> locks = directory.Locks();
+        next.locks.emplace(tree_.File().FindOnRead(kLocksStream), locks);
+        if (!locks.empty())
+            WriteStream(file, kLocksStream, locks);
+        else
+            RemoveStream(file, kLocksStream);
+    }
+    RecordWriter versions;
+    versions.U32(static_cast<std::uint32_t>(AllClasses().size()));
+    for (const ClassInfo* each : AllClasses()) {
+        versions.Guid(each->classId);
+        versions.U32(each->version.Word());
+    }
+    WriteStream(file, kVersionInfoStream, versions);
+    return next;
+}
+
+// Copies every stream that this save does not write itself, those of classes that this program does not know included, and
+// other programs' folders. Names are compared without regard to case, as other programs may have written them in
+// another one.
+void DocumentSaver::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) const {
+    struct HashName {
+        std::size_t operator()(const compound::FoldedName& name) const { return static_cast<std::size_t>(name.Hash()); }
+    };
+    std::unordered_set<compound::FoldedName, HashName> skipped;
+    for (const std::u16string_view name :
+         {kVersionInfoStream, kRootStream, kOldRootStream, kDirectoryStream, kLocksStream, kSettingsStream})
+        skipped.emplace(name);
+    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamNameOf(entry->id));
+    for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) skipped.emplace(StreamNameOf(id));
+    to.CarryFrom(tree_.File().Container());
+    tree_.File().Container().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+        if (!skipped.contains(compound::FoldedName(name))) WriteStream(to, name, bytes);
+    });
+}
+
+}  // namespace lumvex::inside

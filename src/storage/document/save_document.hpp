@@ -1,0 +1,40 @@
+// Saving a document: one commit of the compound file per save, so that a save that fails or is killed leaves the document
+// that was in the file.
+#pragma once
+
+#include "storage/document/document_tree.hpp"
+
+namespace lumvex::inside {
+
+class DocumentSaver {
+public:
+    explicit DocumentSaver(DocumentTree& tree) : tree_(tree) {}
+
+    // Into the file that is bound, or, when it would grow beyond what its sectors allow, into one with larger sectors that
+    // takes its place.
+    void Save();
+    // Into a new file at the path, which takes the place of what is there; the document is bound to it from then on.
+    void SaveAs(const std::filesystem::path& path, compound::Access access);
+
+private:
+    using Objects = std::vector<Ref<Entry>>;
+
+    Objects ObjectsToWrite();
+    void RequireComplete();
+    void ListObjectsThatTheTableLacks();
+    int SectorVersionFor(const Objects& objects) const;
+
+    bool IsOutgrown() const;
+    void SaveInPlace(const Objects& objects);
+    void SaveInto(std::unique_ptr<compound::CompoundFile> created, const Objects& objects);
+    void SaveWithLargerSectors(const Objects& objects);
+
+    void WriteRoot(compound::CompoundFile& file) const;
+    void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
+    Directory::NextTables WriteTables(compound::CompoundFile& file, bool all) const;
+    void CopyStreams(compound::CompoundFile& to, const Objects& rewritten) const;
+
+    DocumentTree& tree_;
+};
+
+}  // namespace lumvex::inside

@@ -1,0 +1,24 @@
+// The streams of a document's file: one for each object, and these.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "lumvex/values.hpp"
+
+namespace lumvex::inside {
+
+inline constexpr std::u16string_view kVersionInfoStream = u"VERSIONINFO-V000";
+inline constexpr std::u16string_view kRootStream = u"ROOT-V200";
+inline constexpr std::u16string_view kOldRootStream = u"ROOT";
+inline constexpr unsigned kRootVersion = 4096;  // the highest root record this program reads, and the one it writes
+inline constexpr std::u16string_view kDirectoryStream = u"ROOTDIR-V100";
+inline constexpr std::u16string_view kLocksStream = u"LOCKS-V100";
+inline constexpr std::u16string_view kSettingsStream = u"PROJECTSETTINGS-V100";
+
+// The name of an object's stream, and back; no ID for any other name.
+std::u16string StreamNameOf(const GUID& id);
+std::optional<GUID> IdOfStream(std::u16string_view name);
+
+}  // namespace lumvex::inside

@@ -1,0 +1,54 @@
+// The tables that a document's file has beside the records of its objects. Both are SortedRecords; their rows are kept in
+// memory as they are in the file.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "storage/records/sorted_records.hpp"
+
+namespace lumvex::inside {
+
+// "ROOTDIR-V100": every object of the document.
+struct DirectoryRow {
+    GUID id;
+    GUID second;  // carried unchanged
+    GUID classId;
+    std::uint32_t tag;  // carried unchanged
+};
+static_assert(sizeof(DirectoryRow) == 52);
+
+// "LOCKS-V100": every object whose lock counter is not 0.
+struct LockRow {
+    GUID id;
+    std::int32_t locks;
+};
+static_assert(sizeof(LockRow) == 20);
+
+template <class Row>
+class TableOf : public SortedRecords {
+public:
+    TableOf() : SortedRecords(sizeof(Row)) {}
+    TableOf(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content)
+        : SortedRecords(sizeof(Row), std::move(source), content) {}
+
+    Row At(std::size_t index) const { return RowOf(SortedRecords::At(index)); }
+    std::optional<Row> Find(const GUID& id) const {
+        const auto record = SortedRecords::Find(id);
+        return record ? std::optional(RowOf(*record)) : std::nullopt;
+    }
+
+    static void Append(std::vector<std::byte>& rows, const Row& row) {
+        const auto bytes = std::as_bytes(std::span(&row, 1));
+        rows.insert(rows.end(), bytes.begin(), bytes.end());
+    }
+
+private:
+    static Row RowOf(const Record& record) {
+        Row row;
+        std::memcpy(&row, record.data(), sizeof row);
+        return row;
+    }
+};
+
+}  // namespace lumvex::inside
