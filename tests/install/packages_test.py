@@ -4,6 +4,7 @@ import os
 import pathlib
 import shutil
 import sys
+import tempfile
 import unittest
 import zipfile
 
@@ -70,13 +71,18 @@ class Debian(ConsumerTest):
 class Windows(ConsumerTest):
     """In a Wine prefix of its own, which knows nothing of Lumvex before."""
 
+    @classmethod
+    def setUpClass(cls):
+        place = tempfile.mkdtemp(prefix="lumvex-wine-")
+        cls.addClassCleanup(shutil.rmtree, place)
+        cls.wine_environment = dict(os.environ, LUMVEX_WINEPREFIX=os.path.join(place, "prefix"))
+        cls.addClassCleanup(run, [SOURCE / "scripts/wine", "--stop"], env=cls.wine_environment)
+
     def setUp(self):
         super().setUp()
         with zipfile.ZipFile(only("*.zip")) as archive:
             archive.extractall(self.folder)
         (self.place,) = self.folder.glob("lumvex-*")
-        self.wine_environment = dict(os.environ, LUMVEX_WINEPREFIX=os.fspath(self.folder / "wine"))
-        self.addCleanup(run, [SOURCE / "scripts/wine", "--stop"], env=self.wine_environment)
 
     def wine(self, *command):
         return run([SOURCE / "scripts/wine", *command], cwd=self.folder, env=self.wine_environment).replace("\r\n", "\n")
