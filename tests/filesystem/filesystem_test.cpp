@@ -178,7 +178,7 @@ TEST_F(FileSystem, WithoutUnnamedFilesHasWhatDocumentsNeed) {
                       first->Commit();
                       try {
                           second->Commit();
-                      } catch (const compound::Error& refusal) {
+                      } catch (const compound::StorageError& refusal) {
                           if (refusal.status() == Status::ShareViolation) return;
                       }
                       throw std::runtime_error("the second took the first one's place");

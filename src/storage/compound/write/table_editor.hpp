@@ -12,9 +12,9 @@ public:
     explicit TableEditor(ShadowPages& pages) : pages_(pages), perPage_(TableEntriesPerPage(pages.Shift())) {}
 
     void SetNext(SectorId sector, SectorId next);
-    // Of a sector that stays in its chain. Corrupt where it is free, as another chain had it too and has let it go.
+    // For a sector that stays in its chain. Corrupt where it is free: then another chain had it too and has released it.
     void Relink(SectorId sector, SectorId next);
-    // Each sector to the one after it, the last one to `next`.
+    // Links each sector to the one after it, and the last one to next.
     void LinkRun(SectorId first, std::uint32_t count, SectorId next);
     void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one of them is free already
 
