@@ -13,7 +13,7 @@ public:
 };
 
 template <>
-struct RecordOf<CDatum> : Record<Version{2}> {
+struct RecordOf<CDatum> : Record<CDatum> {
     static constexpr auto fields = std::tuple{&CDatum::Data, Since<2>(&CDatum::SampleRate)};
 };
 

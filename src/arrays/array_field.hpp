@@ -1,4 +1,4 @@
-// The array property of a class: put through the conversions, kept in the object's record.
+// The array property of a class: converted when it is put and when it is got, stored in the object's record.
 #pragma once
 
 #include "arrays/array_record.hpp"
@@ -9,12 +9,12 @@ namespace lumvex::inside {
 
 class Array {
 public:
-    // How many channels a put must have, of the object that owns the array; negative: any number.
+    // How many columns a put array must have, depending on the object that owns it; negative: any number.
     using Channels = LONG (*)(const Object& owner);
     static LONG AnyChannels(const Object&) { return kAnyChannels; }
 
     explicit Array(Channels channels = AnyChannels) : channels_(channels) {}
-    // Answered in one type whatever the document's setting.
+    // A get answers this element type, whatever the document's SafeArrayType is.
     explicit Array(LXArray answeredAs) : channels_(AnyChannels), answeredAs_(answeredAs) {}
 
     template <class Owner>
@@ -28,7 +28,7 @@ public:
         StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, channels_(owner)); });
     }
     void Materialise();
-    // An array that still stands in the file is read: its stream belongs to the other object.
+    // Reads an array that is still in the file, because the other object's stream may go away.
     void CopyFrom(const Array& other) {
         slot = other.slot;
         Materialise();

@@ -38,8 +38,8 @@ VARTYPE CheckedType(std::uint16_t type) {
     }
 }
 
-// Bounds whose elements the rest of the stream cannot hold, at `elementSize` bytes or more each, are refused before
-// anything is made of them; and so are more dimensions than a client could be given, whose arrays count them in 16 bits.
+// Refuses bounds whose elements, of at least `elementSize` bytes each, do not fit into the rest of the stream, before
+// any memory is taken for them. Refuses more dimensions than a safe array can count, which are 16 bits.
 Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
     constexpr std::uint32_t kMostDimensions = 0xFFFF;
@@ -58,9 +58,9 @@ Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t
     return dimensions;
 }
 
-// Goes through texts in the order of a record, the last dimension fastest, and says where each lies in memory, where the
-// first one is. Dimensions of one element never move and are left out: of the others an array of n elements has log2(n)
-// at most, and few of them move in a step.
+// Goes through texts in the order of a record, in which the last dimension varies fastest, and says where each is in
+// memory, where the first dimension varies fastest. Dimensions of one element never change their index and are left
+// out; of the others an array of n elements has at most log2(n), so that a step is short whatever a file says.
 class RecordOrder {
 public:
     explicit RecordOrder(const Dimensions& dimensions) {
@@ -144,7 +144,7 @@ void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     }
     std::size_t size = elementSize;
     for (const Dimension& dimension : dimensions) size *= dimension.count;
-    constexpr std::size_t kReadNow = 4096;  // bytes: to remember where so few stand takes as much room
+    constexpr std::size_t kReadNow = 4096;  // bytes: an array that stays in the file takes about as much memory
     if (size <= kReadNow) {
         std::vector<std::byte> elements(size);
         reader.Read(elements);

@@ -15,12 +15,12 @@
 
 namespace lumvex::inside {
 
-// The elements are borrowed: the array lives until the record was written. An array that is still in the file has to be
-// brought into memory before.
+// The writer borrows the elements: the array has to exist until the record was written. An array that is still in the
+// file has to be read into memory before.
 void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot);
 
-// The slot changes only when the whole record was understood. Types it does not know fail with 4007; more dimensions than
-// 65,535, and bounds that the rest of the stream cannot hold, with the read fault.
+// Leaves the slot empty when it fails: with 4007 for an unknown format or element type, with the read fault for no or
+// more than 65,535 dimensions and for bounds whose elements the rest of the stream cannot hold.
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot);
 
 }  // namespace lumvex::inside

@@ -63,7 +63,7 @@ void CheckShape(const Dimensions& dimensions, LONG channels) {
         if (channels >= 0 && dimensions[1].count != static_cast<ULONG>(channels)) throw Failure(Message::ChannelCount);
         return;
     }
-    if (dimensions[0].count == 1) throw Failure(DISP_E_BADINDEX);  // refused since ever; callers know
+    if (dimensions[0].count == 1) throw Failure(DISP_E_BADINDEX);  // it has always been refused; clients rely on it
     if (channels >= 0 && channels != 1) throw Failure(Message::ChannelCount);
 }
 
@@ -84,8 +84,8 @@ std::size_t ClientsElementSize(VARTYPE type) {
     }
 }
 
-// The type that the variant says has to be its array's own. Some hosts make arrays that do not know their type: of these
-// the elements have to have the type's size.
+// The variant's type has to be the type of its array. Some hosts make arrays that do not know their type; then the size
+// of the elements has to be that of the type.
 void CheckType(SAFEARRAY* array, VARTYPE type) {
     const std::size_t size = ClientsElementSize(type);
     VARTYPE own = VT_EMPTY;
@@ -115,7 +115,7 @@ void ConvertElements(SAFEARRAY* array, std::vector<std::byte>& elements, Convert
 
 // ---- out ------------------------------------------------------------------------------------------------------------
 
-// One element of another stored type as a float, by its type.
+// The number in a stored variant; 0 where it is none.
 float FloatOfRawVariant(const std::byte* raw) {
     VARIANT element{};
     std::memcpy(&element.vt, raw, sizeof element.vt);
@@ -132,7 +132,7 @@ float FloatOfRawVariant(const std::byte* raw) {
         case VT_R8:
             return FloatOf(element);
         default:
-            return 0.0f;  // a raw text or object of another process means nothing here
+            return 0.0f;  // a pointer to a text or object of the process that wrote it
     }
 }
 
@@ -145,7 +145,7 @@ void EachOf(const std::byte* element, std::size_t count, Put put) {
     }
 }
 
-// The first elements as 64-bit floats, which hold every type that arrays are stored in exactly.
+// Calls put(index, value) for the first elements. A 64-bit float holds every number of the stored types exactly.
 template <class Put>
 void EachNumber(const StoredArray& array, std::size_t count, Put put) {
     const std::size_t size = StoredArray::ElementSize(array.Type());
@@ -184,7 +184,7 @@ Variant Texts(const StoredArray& stored) {
     return Variant::FromArray(VT_BSTR, array.release());
 }
 
-// As many elements as there is room for.
+// Converts as many elements as `elements` has room for.
 template <class T>
 void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
     EachNumber(stored, elements.size(), [out = elements.data()](std::size_t at, double value) {

@@ -1,6 +1,6 @@
-// One bulk array as an object owns it: element type, one or two dimensions with lower bounds, elements with the first
-// dimension varying fastest (in two dimensions the second is the channel). Never changes once made; the elements lie in
-// memory, or still in the file until somebody asks for them.
+// The array of an object: element type, dimensions with lower bounds, and elements, the first dimension varying
+// fastest. In responses and filters the second dimension is the channel, in tables it is the entry. An array never
+// changes once it is made. Its elements are in memory, or stay in the file until somebody asks for them.
 #pragma once
 
 #include <algorithm>
@@ -25,8 +25,7 @@ struct Dimension {
     bool operator==(const Dimension&) const = default;
 };
 
-// The dimensions of an array, the first one first. Up to two take no memory of their own: records with more are read,
-// but nothing makes such arrays.
+// The dimensions of an array, in order. Up to two are kept in place; only records made by others have more.
 class Dimensions {
 public:
     Dimensions() = default;
@@ -55,7 +54,7 @@ public:
 private:
     static constexpr std::size_t kInPlace = 2;
     std::array<Dimension, kInPlace> inPlace_{};
-    std::vector<Dimension> more_;  // all, where they are more
+    std::vector<Dimension> more_;  // all of them, when they are more than two
     std::size_t count_ = 0;
 };
 
@@ -65,7 +64,7 @@ public:
 
     // Takes the elements; their number is the product of the counts.
     StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements);
-    // The elements stand in `source` from `offset` on.
+    // The elements are in `source` from `offset` on, and are read when they are needed.
     StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source, std::uint64_t offset);
     // An array of texts.
     StoredArray(Dimensions dimensions, std::vector<Text> texts);
@@ -76,7 +75,7 @@ public:
     std::size_t ByteSize() const;  // of the element block; 0 for texts
 
     bool InFile() const { return source_ != nullptr; }
-    void CopyTo(std::span<std::byte> elements) const;            // from the first on, at most ByteSize() bytes
+    void CopyTo(std::span<std::byte> elements) const;                  // from the first on, at most ByteSize() bytes
     std::span<const std::byte> Elements() const { return elements_; }  // of an array in memory
     const std::vector<Text>& Texts() const { return texts_; }
 

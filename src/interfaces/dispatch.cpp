@@ -268,6 +268,6 @@ private:
         static_assert(std::is_trivially_destructible_v<decltype(table)>);                \
         return table;                                                                    \
     }
-#include "interfaces/tables/interfaces.def"
+#include "interfaces/rows/interfaces.def"
 
 }  // namespace lumvex::inside

@@ -19,7 +19,7 @@ struct Creatable {
 #define LX_COCLASS(name, interface, id, progId, description) \
     {L"{" LX_WIDE_TEXT(id) L"}", LX_WIDE_TEXT(progId), LX_WIDE_TEXT(progId) L".1", LX_WIDE_TEXT(description)},
 const Creatable kCreatable[] = {
-#include "interfaces/tables/coclasses.def"
+#include "interfaces/rows/coclasses.def"
 };
 
 HRESULT WriteProgId(const RegistryKey& root, const std::wstring& progId, const Creatable& creatable) {

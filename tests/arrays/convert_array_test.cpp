@@ -229,7 +229,7 @@ TEST(ArrayOut, NumbersThatAreNoBytesStayWithinThem) {
 
 // Variants lie in old records as their 16 bytes: the type, 6 bytes, the value.
 TEST(ArrayOut, RawVariantsAndTexts) {
-    std::vector<std::byte> raw(5 * 16);
+    std::vector<std::byte> raw(7 * 16);
     const auto put = [&](std::size_t at, USHORT type, auto value) {
         std::memcpy(&raw[at * 16], &type, sizeof type);
         std::memcpy(&raw[at * 16 + 8], &value, sizeof value);
@@ -239,11 +239,13 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     put(2, VT_I4, LONG{77});
     put(3, VT_I2, SHORT{-3});
     put(4, VT_BSTR, std::uint64_t{0xDEADBEEFDEADBEEF});  // an address of another process
-    const auto variants = std::make_shared<StoredArray>(VARTYPE{VT_VARIANT}, Dimensions{{1, 5}}, raw);
-    const std::vector<double> values{0.5, -8.25, 77, -3, 0};
-    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R4)), (Content{VT_R4, {1}, {5}, values}));
-    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {5}, values}));
-    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {5}, values}));
+    put(5, VT_BOOL, VARIANT_TRUE);
+    put(6, VT_UI1, BYTE{200});
+    const auto variants = std::make_shared<StoredArray>(VARTYPE{VT_VARIANT}, Dimensions{{1, 7}}, raw);
+    const std::vector<double> values{0.5, -8.25, 77, -3, 0, -1, 200};
+    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R4)), (Content{VT_R4, {1}, {7}, values}));
+    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {7}, values}));
+    EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {7}, values}));
 
     const auto texts = std::make_shared<StoredArray>(Dimensions{{2, 3}},
                                                      std::vector<StoredArray::Text>{u"a", std::nullopt, u""});

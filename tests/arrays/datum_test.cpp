@@ -89,16 +89,14 @@ Loaded Load(const Bytes& record) {
     return loaded;
 }
 
-TEST(DatumRecord, EveryVersion) {
+TEST(DatumRecord, OddVersionsAndCutOnes) {
     const std::string date = "00 00 00 00 00 00 F8 3F ", name = "04 00 00 00 41 00 00 00 ", none = "00 00 ";
     const struct {
         const char* what;
         std::string record;
         LONG rate;
     } cases[] = {
-        {"version 1 has no rate", "01 00 01 80 " + date + name + none, 48000},
-        {"nor has what follows it a meaning", "01 00 01 80 " + date + name + none + "11 22 33 44", 48000},
-        {"version 2", "02 00 01 80 " + date + name + none + "44 AC 00 00", 44100},
+        {"what follows version 1 has no meaning", "01 00 01 80 " + date + name + none + "11 22 33 44", 48000},
         {"version 2 without a minimum reader", "02 00 00 00 " + date + name + none + "44 AC 00 00", 44100},
         {"a newer writer appends", "07 00 02 80 " + date + name + none + "44 AC 00 00 99 99", 44100},
         {"a minimum reader that is not said to be there", "02 00 09 00 " + date + name + none + "44 AC 00 00", 44100},

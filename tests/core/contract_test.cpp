@@ -164,7 +164,7 @@ void CheckMembers(IDispatch*) {}
 #define LX_TEST(id, name, parameters, help) \
     CheckResult(object, &Interface::name, prefix + #name, S_OK, LX_ALL_NEEDED(parameters));
 #define LX_INTERFACE_END(name) }
-#include "interfaces/tables/interfaces.def"
+#include "interfaces/rows/interfaces.def"
 
 // ---- every class ----
 

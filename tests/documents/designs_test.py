@@ -122,6 +122,14 @@ class Designs(ToolTest):
             "CORRECTION SETS (2)", "Flat", *(line.format("Flat") for line in group),
             "[House]", *(line.format("[House]") for line in group)])
 
+    def test_the_help_names_what_a_new_configuration_has(self):
+        self.tool("processor", self.document, "--name", "Rack")
+        tree = self.tool("tree", self.document).stdout
+        profiles = re.findall(r"^ {8}(\S.*)  tri-amp$", tree, re.MULTILINE)
+        positions = list(dict.fromkeys(re.findall(r"^ {12}(\S.*)  (?:Tri amp|Subwoofer), ", tree, re.MULTILINE)))
+        said = self.tool("processor", "--help").stdout.split("A new configuration")[1].split("TABLE")[0]
+        self.assertEqual(re.findall('"(.*?)"', said), [profiles[0], profiles[1], profiles[-1], *positions])
+
     def test_a_processor_plays_speakers_and_corrections(self):
         self.correct("--experiment", "Near", FILTER)
         self.processor("position,correction,speaker,profile,amplification,DelayMs,filterqhi(6),Mode\n"

@@ -2,39 +2,13 @@
 
 import math
 import re
-import struct
 import subprocess
 import unittest
-import uuid
 
 import olefile
 
+from format_test import Reader
 from tool import SAMPLES, ToolTest, float_wav
-
-DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
-
-
-def stream_name(identifier):
-    """The name of an object's stream: its ID's bytes as shown, five bits a digit."""
-    bits = int.from_bytes(uuid.UUID(identifier).bytes, "big") << 2
-    return "".join(DIGITS[bits >> shift & 31] for shift in range(125, -1, -5))
-
-
-def read_datum(record):
-    """(name, sample rate, columns, bytes of the array) of a datum's record."""
-    version, _, name_length = struct.unpack_from("<IdI", record)
-    assert version == 0x80010002, hex(version)
-    name = record[16:16 + name_length].decode("utf-16-le").removesuffix("\0")
-    at = 16 + name_length
-    array_format, dimensions, element_type = struct.unpack_from("<HIH", record, at)
-    assert (array_format, element_type) == (2, 4), (array_format, element_type)
-    bounds = struct.unpack_from(f"<{2 * dimensions}i", record, at + 8)
-    lengths = [upper - lower + 1 for lower, upper in zip(bounds[::2], bounds[1::2])]
-    at += 8 + 8 * dimensions
-    end = at + 4 * math.prod(lengths)
-    rate, = struct.unpack_from("<i", record, end)
-    assert end + 4 == len(record)
-    return name, rate, lengths[1] if dimensions == 2 else 1, record[at:end]
 
 
 def program(*arguments):
@@ -83,21 +57,23 @@ class OtherReaders(ToolTest):
             self.assertEqual((self.folder / "extracted" / name).read_bytes(), data, name)
         return streams
 
-    def check_data(self, streams):
+    def check_data(self):
+        objects = Reader(self.document).objects
         for name, rate, shape, identifier in self.data():
-            found = read_datum(streams[stream_name(identifier)])
-            columns = found[2]
-            self.assertEqual(found[:2], (name, rate))
-            self.assertEqual(f"{len(found[3]) // 4 // columns} x {columns}", shape)
+            fields = objects[identifier][1]
+            *bounds, elements = fields["Data"].split(" ")[1:]
+            self.assertEqual((fields["name"], fields["SampleRate"]), (name, str(rate)))
+            lengths = [int(upper) + 1 for upper in re.findall(r"\.\.(\d+)", " ".join(bounds))] + [1]
+            self.assertEqual(f"{lengths[0]} x {lengths[1]}", shape)
             if name == "impulse-left":  # one channel of 32-bit floats: the sound file's own bytes
                 wav = next(path for path in SAMPLES if path.stem == name).read_bytes()
-                self.assertEqual(found[3], wav[wav.index(b"data") + 8:][:len(found[3])])
+                self.assertEqual(bytes.fromhex(elements), wav[wav.index(b"data") + 8:][:len(elements) // 2])
 
     def test_three_programs_read_every_stream(self):
         for state in self.documents():
             with self.subTest(document=state):
                 streams = self.check_streams()
-                self.check_data(streams)
+                self.check_data()
                 self.assertEqual(len(streams), len(self.data()) + 6)
                 self.tool("check", self.document)
 

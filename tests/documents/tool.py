@@ -8,6 +8,7 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import uuid
 
 TOOL = os.environ["LUMVEX_TOOL"]
 SAMPLES = sorted(path for path in pathlib.Path(os.environ["LUMVEX_SAMPLES"]).iterdir()
@@ -21,6 +22,15 @@ def float_wav(channels, samples):
     data = struct.pack(f"<{len(samples)}f", *samples)
     return struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16, 3, channels, 96000,
                        96000 * 4 * channels, 4 * channels, 32, b"data", len(data)) + data
+
+
+DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
+
+
+def stream_name(identifier):
+    """The name of an object's stream: its ID's bytes as shown, five bits a digit."""
+    bits = int.from_bytes(uuid.UUID(identifier).bytes, "big") << 2
+    return "".join(DIGITS[bits >> shift & 31] for shift in range(125, -1, -5))
 
 
 class ToolTest(unittest.TestCase):

@@ -99,7 +99,7 @@ std::vector<ClassTable> Make() {
         ClassTable& table = all[at];
         if (!kRows[at].member.empty()) table.member = byName.at(kRows[at].member);
         for (const tables::Member& row : interfaces.at(table.interfaceName)->members) {
-            if (row.kind == tables::Kind::Get && row.name == "Root") table.root = pointedAt(row.type);
+            if (row.name == "Root") table.root = pointedAt(row.type);
             if (row.name != "Add") continue;
             table.canAdd = true;
             for (const tables::Parameter& each : row.parameters)
@@ -116,11 +116,9 @@ std::vector<ClassTable> Make() {
     for (ClassTable& table : all) {
         const auto& rows = interfaces.at(table.interfaceName)->members;
         for (const tables::Member& row : rows) {
-            if (row.kind != tables::Kind::Get || row.name == "Item" || row.name == "Root" || row.name == "Parent")
+            if (row.kind != tables::Kind::Property || row.name == "Item" || row.name == "Root" || row.name == "Parent")
                 continue;
-            const bool put = std::ranges::any_of(rows, [&](const tables::Member& other) {
-                return other.kind == tables::Kind::Put && other.name == row.name;
-            });
+            const bool put = (row.access & tables::Put) != 0;
             const auto id = static_cast<DISPID>(row.id);
             ClassTable* target = pointedAt(row.type);
             const bool givenWhenAdded = target && table.kind == Kind::Item && [&] {

@@ -1,6 +1,4 @@
-// Records of older programs: what each version carries, and what it meant.
-#include <functional>
-
+// Records of older programs: what they meant.
 #include "kit/full_project.hpp"
 
 namespace lumvex::tests {
@@ -24,59 +22,46 @@ protected:
         opened_ = Opened(path);
         return Again(opened_, item);
     }
-    static std::string VersionWord(int version) {
-        static constexpr char kDigits[] = "0123456789ABCDEF";
-        return std::string("0") + kDigits[version] + " 00 01 80 ";
-    }
 
     Project opened_;
 };
 
 // ---- measurements ----
 
-TEST_F(Upgrades, MeasurementsByVersion) {
-    // 0.002 is 6F 12 03 3B; 1.0 was seconds no more.
-    const std::string start = "6F 12 03 3B ", noExperiment = "00 00 ", array = kRowOfTwo + kFloat[1] + kFloat[2];
+// What each version carries is in tests/model/old_records_test.cpp.
+TEST_F(Upgrades, AStartOfOneIsNoSecondAnyMore) {
+    const std::string fields = "00 00  00 00" + kFloat[1] + kFloat[1];
+    EXPECT_EQ(Loaded(full.measurement, "02 00 01 80" + kHead + fields).MeasureStart(), 1);
+}
+
+// Flags, IDs and texts as other programs may write them.
+TEST_F(Upgrades, OddReferencesAndTexts) {
+    const std::u16string id = full.experiment.ID(), bare = id.substr(1, id.size() - 2);
+    std::u16string small = id;
+    for (char16_t& unit : small)
+        if (unit >= u'A' && unit <= u'F') unit = static_cast<char16_t>(unit - u'A' + u'a');
     const struct {
-        int version;
-        std::string fields;
-        std::vector<double> data;
-        float end, start, volume, scale;
-        LONG io, rate;
-    } cases[] = {
-        {0, array, {2, 1}, 0, 0, 0, 1, 0, 48000},
-        {0, kTwo + kFloat[1] + kFloat[2], {1, 2}, 0, 0, 0, 1, 0, 48000},
-        {1, array, {1, 2}, 0, 0, 0, 1, 0, 48000},
-        {2, array + kFloat[3] + start, {1, 2}, 3, 2, 0, 1, 0, 48000},
-        {3, array + kFloat[3] + kFloat[1], {1, 2}, 3, 1, 0, 1, 0, 48000},
-        {4, array + kFloat[3] + start + kFloat[4], {1, 2}, 3, 2, 4, 1, 0, 48000},
-        {5, array + start + start + kFloat[4] + kFloat[5], {1, 2}, 0.002f, 2, 4, 5, 0, 48000},
-        {6, array + kFloat[3] + start + kFloat[4] + kFloat[5] + "06 00 00 00", {1, 2}, 3, 2, 4, 5, 6, 48000},
-        {7, array + kFloat[3] + start + kFloat[4] + kFloat[5] + "06 00 00 00", {1, 2}, 3, 0.002f, 4, 5, 6, 48000},
-        {8,
-         array + kFloat[3] + start + kFloat[4] + kFloat[5] + "06 00 00 00  44 AC 00 00",
-         {1, 2},
-         3,
-         0.002f,
-         4,
-         5,
-         6,
-         44100},
-    };
+        const char* what;
+        std::string reference;
+        bool found;
+    } cases[] = {{"as it is written", "01 00" + TextBytes(id), true},
+                 {"another flag, small letters", "02 00" + TextBytes(small), true},
+                 {"no braces", "01 00" + TextBytes(bare), false},
+                 {"no ID", "01 00 00 00 00 00", false}};
     for (const auto& each : cases) {
-        SCOPED_TRACE(each.version);
-        const Measurement found =
-            Loaded(full.measurement, VersionWord(each.version) + kHead + noExperiment + each.fields);
-        EXPECT_EQ(found.Name(), u"A");
-        EXPECT_EQ(ContentOf(found.Data()).values, each.data);
-        EXPECT_EQ(found.MeasureEnd(), each.end);
-        EXPECT_FLOAT_EQ(found.MeasureStart(), each.start);
-        EXPECT_EQ(found.Volume(), each.volume);
-        EXPECT_EQ(found.SPLScale(), each.scale);
-        EXPECT_EQ(found.IOConfig(), each.io);
-        EXPECT_EQ(found.SampleRate(), each.rate);
-        EXPECT_FALSE(found.Experiment());
+        SCOPED_TRACE(each.what);
+        const Measurement found = Loaded(full.measurement, "01 00 01 80" + kHead + each.reference + "00 00");
+        const Experiment experiment = found.Experiment();
+        EXPECT_EQ(experiment ? experiment.ID() : u"", each.found ? id : u"");
     }
+    const std::string unended = "00 00 00 00 00 00 F8 3F  04 00 00 00 41 00 42 00 ";
+    EXPECT_EQ(Loaded(full.measurement, "01 00 01 80" + unended + "00 00 00 00").Name(), u"A") << "the last unit is lost";
+    opened_.CloseFile();
+    ReplaceRecord(path, full.design, "02 00 02 80" + kHead + "00 00  03 00" + std::string(200, '0'));
+    opened_ = Opened(path);
+    Ref<ISpkrEQDesign> design;
+    const SpkrEQDesigns designs = Again(opened_, full.crossover).SpkrEQDesigns();
+    EXPECT_TRUE(FailsWith(4014, designs.Get()->get_Item(1, design.Out())));
 }
 
 // An element as records have it.
@@ -131,115 +116,6 @@ TEST_F(Upgrades, OldestMeasurementsSwapWholeColumns) {
                               "00 00  02 00  02 00 00 00  04 00  00 00 00 00 01 00 00 00  00 00 00 00 00 00 00 00" +
                               kFloat[1] + kFloat[2]);
     EXPECT_EQ(ContentOf(narrow.Data()).values, (std::vector<double>{1, 2})) << "one column has nothing to swap with";
-}
-
-// ---- corrections ----
-
-struct CorrectionProperty {
-    int field;
-    std::function<double(const Correction&)> value;
-    double stored, initial;
-};
-
-const std::vector<CorrectionProperty> kCorrectionProperties = {
-    {2, [](const Correction& c) { return c.SampleRate(); }, 44100, 48000},
-    {3, [](const Correction& c) { return Array(c.Data()).Columns(); }, 2, 0},
-    {4, [](const Correction& c) { return Array(c.Data2()).Columns(); }, 2, 0},
-    {5, [](const Correction& c) { return c.ActDelay(); }, 1, 0},
-    {6, [](const Correction& c) { return c.ActGDError(); }, 2, 0},
-    {7, [](const Correction& c) { return c.ActMagError(); }, 3, 0},
-    {8, [](const Correction& c) { return Array(c.LimitData()).Rows(); }, 2, 0},
-    {9, [](const Correction& c) { return Array(c.CrossoverData()).Rows(); }, 1, 0},
-    {10, [](const Correction& c) { return c.MaxDelay(); }, 4, 0},
-    {11, [](const Correction& c) { return c.GDTol(); }, 5, 0},
-    {12, [](const Correction& c) { return c.MagTol(); }, 6, 0},
-    {13, [](const Correction& c) { return c.CrossoverMethod(); }, LX_BUTTERWORTH, LX_LINEAR_PHASE},
-    {14, [](const Correction& c) { return c.MeasSmoothMethod(); }, LX_MSMTH_SINC, LX_MSMTH_CHEBY},
-    {15, [](const Correction& c) { return c.MeasSmooth(); }, 7, 0},
-    {16, [](const Correction& c) { return c.LmtSmooth(); }, 8, 0},
-    {17, [](const Correction& c) { return c.MaxOffset(); }, 9, 0},
-    {18, [](const Correction& c) { return c.MeasureEnd(); }, 0.5, 0},
-    {20, [](const Correction& c) { return Array(c.VerifyMeas()).Columns(); }, 2, 0},
-    {21, [](const Correction& c) { return c.MeasureScale(); }, 2, 1},
-    {22, [](const Correction& c) { return c.OptMethod(); }, LX_OM_MINERROR, LX_OM_MINDELAY},
-    {23, [](const Correction& c) { return c.MinphaseSmooth(); }, 23, 0},
-    {24, [](const Correction& c) { return c.MeasureTweak(); }, 4, 0},
-    {25, [](const Correction& c) { return c.CorrectionScale(); }, 5, 1},
-    {26, [](const Correction& c) { return c.FiltChanDelayMs(1); }, 1, 0},
-    {26, [](const Correction& c) { return c.FiltChanDelayMs(6); }, 6, 0},
-    {27, [](const Correction& c) { return c.FWTarget(); }, 7, 0},
-};
-
-// Field 1 is the measurement, field 19 the start of the window, in seconds for a long time: 0.005 is 0A D7 A3 3B.
-std::vector<std::string> CorrectionFields(const Measurement& measurement) {
-    return {"",
-            "01 00" + TextBytes(measurement.ID()),
-            "00 44 2C 47",
-            kRowOfTwo + kFloat[1] + kFloat[2],
-            kRowOfTwo + kFloat[3] + kFloat[4],
-            kFloat[1],
-            kFloat[2],
-            kFloat[3],
-            kTwo + kFloat[8] + kFloat[9],
-            kRowOfTwo + kFloat[5] + kFloat[6],
-            kFloat[4],
-            kFloat[5],
-            kFloat[6],
-            "02 00 00 00",
-            "01 00 00 00",
-            kFloat[7],
-            kFloat[8],
-            kFloat[9],
-            "00 00 00 3F",
-            "0A D7 A3 3B",
-            kRowOfTwo + kFloat[7] + kFloat[8],
-            kFloat[2],
-            "01 00 00 00",
-            "17 00 00 00",
-            kFloat[4],
-            kFloat[5],
-            kFloat[1] + kFloat[2] + kFloat[3] + kFloat[4] + kFloat[5] + kFloat[6],
-            kFloat[7]};
-}
-
-TEST_F(Upgrades, CorrectionsByVersion) {
-    constexpr int kLastField[] = {3, 3, 4, 7, 7, 19, 20, 21, 22, 23, 24, 25, 25, 26, 27};
-    const std::vector<std::string> fields = CorrectionFields(full.measurement);
-    for (int version = 0; version <= 14; ++version) {
-        SCOPED_TRACE(version);
-        std::string record = VersionWord(version) + kHead;
-        for (int field = 1; field <= kLastField[version]; ++field)
-            if (version != 0 || field != 2) record += fields[static_cast<std::size_t>(field)];
-        const Correction found = Loaded(full.correction, record);
-        EXPECT_EQ(found.Measurement().ID(), full.measurement.ID());
-        for (const CorrectionProperty& property : kCorrectionProperties) {
-            const bool present = property.field <= kLastField[version] && (version != 0 || property.field != 2);
-            EXPECT_EQ(property.value(found), present ? property.stored : property.initial)
-                << "field " << property.field;
-        }
-        EXPECT_FLOAT_EQ(found.MeasureStart(), version < 5 ? 0.0f : version < 12 ? 5.0f : 0.005f);
-    }
-}
-
-TEST_F(Upgrades, AnOldCorrectionIsWrittenAnewOnceItIsChanged) {
-    const std::vector<std::string> fields = CorrectionFields(full.measurement);
-    std::string body, newest;
-    for (std::size_t field = 1; field <= 25; ++field) body += fields[field];
-    Correction found = Loaded(full.correction, VersionWord(11) + kHead + body);
-    opened_.Data().Add(u"another object");
-    opened_.SaveFile();
-    opened_.CloseFile();
-    EXPECT_EQ(AsHex(ReadDocument(path).at(StreamOf(full.correction))), AsHex(Hex(VersionWord(11) + kHead + body)))
-        << "an untouched record stays as it is";
-    opened_ = Opened(path);
-    found = Again(opened_, full.correction);
-    found.Timestamp(1.5);
-    for (SHORT index = 1; index <= 6; ++index) found.FiltChanDelayMs(index, index);
-    found.FWTarget(7);
-    opened_.SaveFile();
-    opened_.CloseFile();
-    for (std::size_t field = 1; field < fields.size(); ++field) newest += field == 19 ? kFloat[5] : fields[field];
-    EXPECT_EQ(AsHex(ReadDocument(path).at(StreamOf(full.correction))), AsHex(Hex("0E 00 01 80" + kHead + newest)));
 }
 
 // ---- templates ----

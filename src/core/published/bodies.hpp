@@ -87,7 +87,7 @@ struct BodyFor;
     }
 #define LX_TEST(id, name, parameters, help) LX_METHOD(id, name, LONG, parameters, help)
 #define LX_INTERFACE_END(name) };
-#include "interfaces/tables/bases.def"
+#include "interfaces/rows/bases.def"
 #undef LX_INTERFACE
 #undef LX_GET
 #undef LX_PUT
@@ -159,7 +159,7 @@ struct BodyFor;
         using On = name##Body<Class, ::name>;    \
     };
 #define LX_WITHOUT_BASES
-#include "interfaces/tables/interfaces.def"
+#include "interfaces/rows/interfaces.def"
 #undef LX_WITHOUT_BASES
 #undef LX_GET_BODY
 

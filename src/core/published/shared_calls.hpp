@@ -40,7 +40,7 @@ struct PlainOf<::_Root> {
     static HRESULT name(Self& self LX_EACH_AFTER(LX_PARAMETER_DECLARED, parameters)) noexcept;
 #define LX_TEST(id, name, parameters, help) LX_METHOD(id, name, LONG, parameters, help)
 #define LX_INTERFACE_END(name) };
-#include "interfaces/tables/bases.def"
+#include "interfaces/rows/bases.def"
 #undef LX_INTERFACE
 #undef LX_GET
 #undef LX_PUT

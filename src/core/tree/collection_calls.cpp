@@ -5,6 +5,6 @@
 namespace lumvex::inside {
 
 using Calls = _CollectionCalls;
-#include "interfaces/tables/_Collection.def"
+#include "interfaces/rows/_Collection.def"
 
 }  // namespace lumvex::inside

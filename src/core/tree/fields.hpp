@@ -117,6 +117,11 @@ struct KeptReference {
     std::optional<Reference> reference;
 };
 
+// An optional reference that records once had. It is read past, and not kept.
+struct FormerReference {
+    void CopyFrom(const FormerReference&) {}
+};
+
 // An owned collection of class Collection, made by the first get.
 template <class Collection>
 class Child : public ChildSlot {
@@ -139,7 +144,7 @@ constexpr bool IsChildField(Field Class::*) {
 // Visits the child collections among a class's fields, in record order.
 template <class Class>
 void VisitChildFields(Class& object, const Object::ChildVisitor& visit) {
-    ForEachField(object, [&](auto& field, unsigned) {
+    ForEachField(object, [&](auto& field, const auto&) {
         using Field = std::remove_reference_t<decltype(field)>;
         if constexpr (std::is_base_of_v<ChildSlot, Field>) visit(field, Field::CollectionClass());
     });
@@ -148,7 +153,7 @@ void VisitChildFields(Class& object, const Object::ChildVisitor& visit) {
 // Visits the references to other items among a class's fields, in record order.
 template <class Class>
 void VisitReferenceFields(Class& object, const Object::ReferenceVisitor& visit) {
-    ForEachField(object, [&](auto& field, unsigned) {
+    ForEachField(object, [&](auto& field, const auto&) {
         using Field = std::remove_reference_t<decltype(field)>;
         if constexpr (std::is_base_of_v<ReferenceBase, Field>) visit(field, Field::TargetInfo());
     });
@@ -183,7 +188,7 @@ void SwapFields(Object& one, Object& other) noexcept {
 // Lets every field read what it has only in the file.
 template <class Class>
 void MaterialiseFields(Class& object) {
-    ForEachField(object, [](auto& field, unsigned) {
+    ForEachField(object, [](auto& field, const auto&) {
         if constexpr (requires { field.Materialise(); }) field.Materialise();
     });
 }

@@ -79,7 +79,7 @@ public:
     }
     Ref<Object> LinkDispatch() const override {
         Ref<Object> target;
-        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, const auto&) {
             using Field = std::remove_cvref_t<decltype(field)>;
             if constexpr (std::is_base_of_v<LinkTargetBase, Field>) target = field.Target(*this, Field::TargetInfo());
         });

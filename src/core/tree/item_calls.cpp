@@ -5,6 +5,6 @@
 namespace lumvex::inside {
 
 using Calls = _CollectableCalls;
-#include "interfaces/tables/_Collectable.def"
+#include "interfaces/rows/_Collectable.def"
 
 }  // namespace lumvex::inside

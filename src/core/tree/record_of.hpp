@@ -1,11 +1,14 @@
-// How a class states its record: as one table of its persistent fields, in the order of the file. Saving, loading, copying
-// and visiting child collections all use it.
+// How a class states its record: one table of its persistent fields in the order in which they stand on disk. Save,
+// load, the walk over child collections, copying, the version that is written and docs/file-format.md all follow from
+// it.
 //
-//     template <> struct RecordOf<CDatum> : Record<Version{2}> {
+//     template <> struct RecordOf<CDatum> : Record<CDatum> {
 //         static constexpr auto fields = std::tuple{&CDatum::Data, Since<2>(&CDatum::SampleRate)};
 //     };
 #pragma once
 
+#include <algorithm>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 
@@ -16,51 +19,102 @@ namespace lumvex::inside {
 template <class Class>
 struct RecordOf;
 
-// What this program writes, and the oldest reader that can make sense of it.
-struct Version {
-    unsigned writer;
-    unsigned minimumReader = 1;
-};
+// One row of the table. Order is the order on disk.
+template <class Pointer>
+struct RecordField {
+    static constexpr unsigned kStillThere = ~0u;
 
-template <Version kVersion>
-struct Record {
-    static constexpr VersionWord version{kVersion.writer, kVersion.minimumReader};
-};
-
-// A field that records have from a version on. A field need not be at the end of the record because it is new: readers of
-// older records leave it out, wherever it is.
-template <unsigned kFirst, class Pointer>
-struct SinceField {
     Pointer pointer;
+    unsigned since = 0;            // the first version whose records have the field
+    unsigned until = kStillThere;  // the first version whose records have it no more
+    unsigned changed = 0;          // the version that gave it another form, which older readers misread
+    // For docs/file-format.md, which otherwise takes name, unit and meaning from the property of the same name.
+    std::string_view property = {};  // the property that the field keeps
+    std::string_view meaning = {};   // of a field that keeps no property
+
+    constexpr bool IsIn(unsigned version) const { return since <= version && version < until; }
 };
 
-template <unsigned kFirst, class Pointer>
-constexpr SinceField<kFirst, Pointer> Since(Pointer pointer) {
+template <class Class, class Kind>
+constexpr RecordField<Kind Class::*> FieldOf(Kind Class::*pointer) {
     return {pointer};
 }
-
 template <class Pointer>
-constexpr Pointer PointerOf(Pointer pointer) {
-    return pointer;
-}
-template <unsigned kFirst, class Pointer>
-constexpr Pointer PointerOf(SinceField<kFirst, Pointer> field) {
-    return field.pointer;
+constexpr RecordField<Pointer> FieldOf(RecordField<Pointer> field) {
+    return field;
 }
 
-template <class Pointer>
-constexpr unsigned FirstVersionOf(Pointer) {
-    return 0;
-}
-template <unsigned kFirst, class Pointer>
-constexpr unsigned FirstVersionOf(SinceField<kFirst, Pointer>) {
-    return kFirst;
+// A field that records have from a version on.
+template <unsigned kVersion, class Field>
+constexpr auto Since(Field given) {
+    auto field = FieldOf(given);
+    field.since = kVersion;
+    return field;
 }
 
-// Calls visit(field, firstVersion) for every field of the record, in order.
+// A field that records have below a version only.
+template <unsigned kVersion, class Field>
+constexpr auto Until(Field given) {
+    auto field = FieldOf(given);
+    field.until = kVersion;
+    return field;
+}
+
+// A field that a version gave another form.
+template <unsigned kVersion, class Field>
+constexpr auto Changed(Field given) {
+    auto field = FieldOf(given);
+    field.changed = kVersion;
+    return field;
+}
+
+// A field that keeps a property of another name.
+template <class Field>
+constexpr auto Keeps(std::string_view property, Field given) {
+    auto field = FieldOf(given);
+    field.property = property;
+    return field;
+}
+
+// A field that keeps no property of the class, in a few words.
+template <class Field>
+constexpr auto Private(std::string_view meaning, Field given) {
+    auto field = FieldOf(given);
+    field.meaning = meaning;
+    return field;
+}
+
+template <class Field>
+constexpr auto PointerOf(Field field) {
+    return FieldOf(field).pointer;
+}
+
+// The version that a table's newest row came with. Its records make no sense to readers from before the last change of
+// what older rows need: one that lost or changed a field, or got a new one before an older one.
+template <class... Fields>
+constexpr VersionWord VersionOf(const std::tuple<Fields...>& table) {
+    unsigned minimumReader = 1, newest = 0;
+    const auto add = [&](const auto& field) {
+        if (field.until != field.kStillThere) minimumReader = std::max(minimumReader, field.until);
+        minimumReader = std::max(minimumReader, field.changed);
+        if (field.since < newest) minimumReader = std::max(minimumReader, newest);
+        newest = std::max(newest, field.since);
+    };
+    std::apply([&](auto... field) { (add(FieldOf(field)), ...); }, table);
+    return {std::max(minimumReader, newest), minimumReader};
+}
+
+// What a record table inherits: the version under which this program writes, and the oldest reader that can make sense
+// of that. A table whose rows do not tell states its version itself.
+template <class Class>
+struct Record {
+    static constexpr VersionWord version = VersionOf(RecordOf<Class>::fields);
+};
+
+// Calls visit(field, row) for every row of the record, in order.
 template <class Class, class Visit>
 void ForEachField(Class& object, Visit&& visit) {
-    std::apply([&](auto... field) { (visit(object.*PointerOf(field), FirstVersionOf(field)), ...); },
+    std::apply([&](auto... field) { (visit(object.*PointerOf(field), FieldOf(field)), ...); },
                RecordOf<std::remove_const_t<Class>>::fields);
 }
 

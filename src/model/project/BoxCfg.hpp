@@ -23,14 +23,14 @@ public:
     PerBank XdA_IIRRight{{0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}};
     Compared<LONG> XdA_LockEQ;
 
-    // Whole numbers for a caller, kept as real ones.
+    // The interface passes whole numbers, the record keeps floats: large numbers lose their last digits.
     LONG XdA_DelayTweak(SHORT bank, SHORT channel) const;
     void XdA_DelayTweak(SHORT bank, SHORT channel, LONG delay);
 
-    // A profile by its number, counted from 0.
+    // A profile by its number, counted from 0. E_INVALIDARG for a number that no profile has.
     Ref<Object> Bank(int number);
 
-    // Fills a new configuration: the bypass and three profiles for the user.
+    // Gives a new configuration its four profiles: the bypass and three for the user.
     void AddProfiles();
 
 private:
@@ -39,11 +39,18 @@ private:
 };
 
 template <>
-struct RecordOf<CBoxCfg> : Record<Version{1}> {
-    static constexpr auto fields =
-        std::tuple{&CBoxCfg::Banks,       &CBoxCfg::XdA_UserParametric, &CBoxCfg::XdA_CustomText, &CBoxCfg::XdA_Mute,
-                   &CBoxCfg::XdA_Invert,  &CBoxCfg::XdA_LevelTweak,     &CBoxCfg::delayTweak_,    &CBoxCfg::XdA_FIR,
-                   &CBoxCfg::XdA_IIRLeft, &CBoxCfg::XdA_IIRRight,       &CBoxCfg::XdA_LockEQ};
+struct RecordOf<CBoxCfg> : Record<CBoxCfg> {
+    static constexpr auto fields = std::tuple{&CBoxCfg::Banks,
+                                              &CBoxCfg::XdA_UserParametric,
+                                              &CBoxCfg::XdA_CustomText,
+                                              &CBoxCfg::XdA_Mute,
+                                              &CBoxCfg::XdA_Invert,
+                                              &CBoxCfg::XdA_LevelTweak,
+                                              Keeps("XdA_DelayTweak", &CBoxCfg::delayTweak_),
+                                              &CBoxCfg::XdA_FIR,
+                                              &CBoxCfg::XdA_IIRLeft,
+                                              &CBoxCfg::XdA_IIRRight,
+                                              &CBoxCfg::XdA_LockEQ};
 };
 
 }  // namespace lumvex::inside

@@ -22,13 +22,14 @@ constexpr LXConfig MainConfiguration(LXBoxMode mode) {
 
 }  // namespace
 
-// Each position changes by its own put and tells of it, the subwoofers first. All of them are loaded before anything
-// changes.
+// Each position changes by a put of its own, which raises an event: the subwoofers first. Loading them may fail, so
+// that all are loaded before anything changes.
 void CBoxCfgBank::Config(LXBoxMode mode) {
     if (mode < LX_BM_TRIAMP || mode >= LX_BM_MAX) throw Failure(E_INVALIDARG);
     if (mode == config_.value) return;
     Positions changing;
-    if (OwnEntry().document) changing = PositionsThatFollow(mode);  // orphaned, the mode alone is stored
+    if (OwnEntry().document)
+        changing = PositionsThatFollow(mode);  // an orphaned profile stores the mode, and then fails
     PrepareToRaise(changing.size() + 1);
     config_.value = mode;
     DataValid.value = 0;
@@ -39,7 +40,8 @@ void CBoxCfgBank::Config(LXBoxMode mode) {
     Commit(LX_EV_DEFAULT);
 }
 
-// The positions that are there and whose speaker configuration the mode decides, in the order in which they change.
+// The positions whose speaker configuration the mode decides, in the order in which they change. A client may have
+// removed some.
 CBoxCfgBank::Positions CBoxCfgBank::PositionsThatFollow(LXBoxMode mode) {
     const Ref<Object> collection = Spkrs.Get(*this);
     auto& speakers = static_cast<CBoxCfgSpkrs&>(*collection);

@@ -9,18 +9,18 @@ namespace lumvex::inside {
 class CBoxCfgBank final : public Item<CBoxCfgBank, IBoxCfgBank> {
 public:
     Child<CBoxCfgSpkrs> Spkrs;
-    Array Data, Data2;       // any number of channels
-    Scalar<LONG> DataValid;  // the client's mark on the data; a change of the mode clears it
+    Array Data, Data2;       // of any number of columns
+    Scalar<LONG> DataValid;  // 1: the client says that the data fit the settings; a change of the mode sets 0
     Array EqualiserData;     // any shape
     Scalar<float> FWTarget;
     Scalar<LONG> SampleRate{48000};  // samples per second, any value
 
-    // The mode. A new one clears DataValid and gives the positions that are there the speaker configuration that they
-    // have in this mode; outside 0..4 it is refused with E_INVALIDARG.
+    // The amplification mode. A put of another mode sets DataValid to 0 and gives each position the speaker
+    // configuration that it has in this mode. A put of a value outside 0..4 fails with E_INVALIDARG.
     LXBoxMode Config() const { return config_.value; }
     void Config(LXBoxMode mode);
 
-    // Fills a new profile: four positions, set up for its mode.
+    // Gives a new profile its four positions, with the speaker configurations of its mode.
     void AddPositions();
 
 private:
@@ -32,7 +32,7 @@ private:
 };
 
 template <>
-struct RecordOf<CBoxCfgBank> : Record<Version{1}> {
+struct RecordOf<CBoxCfgBank> : Record<CBoxCfgBank> {
     static constexpr auto fields = std::tuple{
         &CBoxCfgBank::Spkrs,     &CBoxCfgBank::config_,       &CBoxCfgBank::Data,     &CBoxCfgBank::Data2,
         &CBoxCfgBank::DataValid, &CBoxCfgBank::EqualiserData, &CBoxCfgBank::FWTarget, &CBoxCfgBank::SampleRate};

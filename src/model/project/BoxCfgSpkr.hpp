@@ -33,7 +33,7 @@ public:
 };
 
 template <>
-struct RecordOf<CBoxCfgSpkr> : Record<Version{1}> {
+struct RecordOf<CBoxCfgSpkr> : Record<CBoxCfgSpkr> {
     static constexpr auto fields = std::tuple{&CBoxCfgSpkr::Speaker,        &CBoxCfgSpkr::Correction,
                                               &CBoxCfgSpkr::DelayMs,        &CBoxCfgSpkr::Mode,
                                               &CBoxCfgSpkr::FilterMode,     &CBoxCfgSpkr::FilterFrequencyHi,

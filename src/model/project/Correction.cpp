@@ -20,7 +20,7 @@ std::optional<std::u16string_view> CCorrection::DataName(LXDataName index) const
     }
 }
 
-// The start of the window, but not its end, was in seconds.
+// Up to version 11 the start of the window is in seconds where it is below 1; the end was always in milliseconds.
 void CCorrection::Upgrade(VersionWord from) {
     if (from.Writer() < kFirstWithStart || from.Writer() > kLastInSeconds) return;
     if (MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;

@@ -15,8 +15,8 @@ public:
     ItemReference<CMeasurement> Measurement;  // what it was designed from
     WholeAsFloat SampleRate{48000};
     Array Data{ChannelsOfConfig}, Data2{ChannelsOfConfig}, VerifyMeas{ChannelsOfConfig};
-    Scalar<float> ActDelay, ActGDError, ActMagError;  // achieved
-    Array LimitData, CrossoverData;                   // entries laid out by LXArrayIndex
+    Scalar<float> ActDelay, ActGDError, ActMagError;  // what the design achieves: ms, ms, dB
+    Array LimitData, CrossoverData;  // a column for each entry, its values in the order of LXArrayIndex
     Scalar<float> MaxDelay, GDTol, MagTol, MeasSmooth, LmtSmooth, MaxOffset;
     Scalar<LXXover> CrossoverMethod{LX_LINEAR_PHASE};
     Scalar<LXMSmooth> MeasSmoothMethod{LX_MSMTH_CHEBY};
@@ -26,14 +26,14 @@ public:
     Scalar<LONG> MinphaseSmooth;
     Indexed<Scalar<float>, 6> FiltChanDelayMs;  // by processor output
     Scalar<float> FWTarget;
-    Scalar<LONG> DisplayPosition;  // for the session; not stored
+    Scalar<LONG> DisplayPosition;  // for clients, as long as the object is in memory; not stored
 
     std::optional<std::u16string_view> DataName(LXDataName index) const;
     void Upgrade(VersionWord from);
 };
 
 template <>
-struct RecordOf<CCorrection> : Record<Version{14}> {
+struct RecordOf<CCorrection> : Record<CCorrection> {
     static constexpr auto fields = std::tuple{&CCorrection::Measurement,
                                               Since<1>(&CCorrection::SampleRate),
                                               &CCorrection::Data,

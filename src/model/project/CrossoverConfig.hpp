@@ -7,7 +7,7 @@
 
 namespace lumvex::inside {
 
-// The configuration that an entry stands for: what is copied into an existing entry does not change it.
+// The speaker configuration of an entry, given once: copying another entry into this one leaves it as it is.
 class OwnConfig : public ConfigReference {
 public:
     void Point(LXConfig id) {
@@ -37,7 +37,7 @@ public:
 };
 
 template <>
-struct RecordOf<CCrossoverConfig> : Record<Version{1}> {
+struct RecordOf<CCrossoverConfig> : Record<CCrossoverConfig> {
     static constexpr auto fields = std::tuple{&CCrossoverConfig::SpkrEQDesigns, &CCrossoverConfig::Config};
 };
 

@@ -2,7 +2,7 @@
 
 namespace lumvex::inside {
 
-// Making the entries is no change of the document, as making the collection is none.
+// A get makes the collection and its entries. Neither marks the document as modified.
 void CCrossoverConfigs::Arrived(Arrival how) {
     if (how != Arrival::Made) return;
     Document& document = ResolveRoot();

@@ -9,7 +9,7 @@ namespace lumvex::inside {
 class CCrossoverConfigs final : public Collection<CCrossoverConfigs, ICrossoverConfigs> {
 public:
     bool RefusesDuplicateNames() const override { return true; }
-    Ref<Object> FindCounterpart(ItemBase& other) override;  // of the same configuration
+    Ref<Object> FindCounterpart(ItemBase& other) override;  // the entry of the same configuration
     void Arrived(Arrival how) override;
 };
 

@@ -13,7 +13,7 @@ public:
 };
 
 template <>
-struct RecordOf<CExpMeasureLink> : Record<Version{1}> {
+struct RecordOf<CExpMeasureLink> : Record<CExpMeasureLink> {
     static constexpr auto fields = std::tuple{&CExpMeasureLink::Measurement};
 };
 

@@ -11,7 +11,7 @@ constexpr int kOnAxis = 4261, kOffAxis = 4262, kOnAxisFeet = 4263, kOffAxisFeet 
 constexpr double kFeetPerMetre = 3.28084;
 }  // namespace
 
-// An experiment without a project speaks metric.
+// Distances are in metres unless the project says feet; an orphaned experiment has no project to ask.
 std::u16string CExperiment::DisplayName() {
     const CProject* project = ProjectOf(*this);
     const bool feet = project && project->Units.value == LX_UNITS_IMPERIAL;

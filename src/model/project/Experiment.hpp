@@ -23,7 +23,7 @@ public:
 };
 
 template <>
-struct RecordOf<CExperiment> : Record<Version{1}> {
+struct RecordOf<CExperiment> : Record<CExperiment> {
     static constexpr auto fields = std::tuple{
         &CExperiment::MicSerialNo, &CExperiment::QDUSerialNo,  &CExperiment::CableType,   &CExperiment::MicDistance,
         &CExperiment::MicHeight,   &CExperiment::MicAngle,     &CExperiment::AverageOver, &CExperiment::SignalType,

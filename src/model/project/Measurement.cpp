@@ -8,10 +8,10 @@
 namespace lumvex::inside {
 
 namespace {
-constexpr LONG kUsualRate = 48000;  // goes without saying
+constexpr LONG kUsualRate = 48000;  // the display name leaves it out
 constexpr unsigned kLastSwapped = 0, kLastInSeconds = 6;
 
-// The first two columns, of `length` places each, in each other's place.
+// The columns with the first two exchanged; each has `length` elements.
 template <class T>
 std::vector<T> FirstTwoSwapped(std::vector<T> columns, std::size_t length) {
     std::swap_ranges(columns.begin(), columns.begin() + static_cast<std::ptrdiff_t>(length),
@@ -23,18 +23,18 @@ std::vector<T> FirstTwoSwapped(std::vector<T> columns, std::size_t length) {
 
 LONG CMeasurement::SampleRate() const {
     ResolveRoot();
-    return sampleRate.value;
+    return sampleRate_.value;
 }
 
 std::u16string CMeasurement::DisplayName() {
     std::u16string text = Name() + u" (";
-    if (sampleRate.value != kUsualRate) text += FromUtf8(std::to_string(sampleRate.value / 1000)) + u"kHz ";
-    if (const Ref<Object> experiment = Experiment.Get(*this))
-        text += experiment->DisplayName() + u" - ";
+    if (sampleRate_.value != kUsualRate) text += FromUtf8(std::to_string(sampleRate_.value / 1000)) + u"kHz ";
+    if (const Ref<Object> experiment = Experiment.Get(*this)) text += experiment->DisplayName() + u" - ";
     return text + UserDate(timestamp) + u" " + UserTime(timestamp) + u")";
 }
 
-// The oldest records have two channels the wrong way round; the start of the window, but not its end, was in seconds.
+// Records of version 0 have the first two channels exchanged. Up to version 6 the start of the window is in seconds
+// where it is below 1; the end was always in milliseconds.
 void CMeasurement::Upgrade(VersionWord from) {
     if (from.Writer() <= kLastSwapped) SwapFirstChannels();
     if (from.Writer() <= kLastInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;

@@ -16,10 +16,9 @@ public:
     Scalar<float> MeasureEnd, MeasureStart;  // of the analysis window, milliseconds
     Scalar<float> Volume, SPLScale{1.0f};
     Scalar<LXIOConfig> IOConfig{LX_IOCFG_UNKNOWN};
-    Scalar<LONG> sampleRate{48000};  // Hz
 
-    LONG SampleRate() const;  // 4009 on an orphaned measurement, as for all others
-    void SampleRate(LONG rate) { sampleRate.Put(rate, *this); }
+    LONG SampleRate() const;  // samples per second; fails with 4009 on an orphaned measurement
+    void SampleRate(LONG rate) { sampleRate_.Put(rate, *this); }
 
     // "Woofer (44kHz On axis at 1.00m - 3/14/2024 9:26:53 AM)": date and time as the user writes them.
     std::u16string DisplayName() override;
@@ -27,15 +26,18 @@ public:
 
 private:
     void SwapFirstChannels();
+
+    Scalar<LONG> sampleRate_{48000};  // samples per second
+    friend struct RecordOf<CMeasurement>;
 };
 
 template <>
-struct RecordOf<CMeasurement> : Record<Version{8}> {
+struct RecordOf<CMeasurement> : Record<CMeasurement> {
     static constexpr auto fields =
         std::tuple{&CMeasurement::Experiment,           &CMeasurement::Data,
                    Since<2>(&CMeasurement::MeasureEnd), Since<2>(&CMeasurement::MeasureStart),
                    Since<4>(&CMeasurement::Volume),     Since<5>(&CMeasurement::SPLScale),
-                   Since<6>(&CMeasurement::IOConfig),   Since<8>(&CMeasurement::sampleRate)};
+                   Since<6>(&CMeasurement::IOConfig),   Since<8>(&CMeasurement::sampleRate_)};
 };
 
 }  // namespace lumvex::inside

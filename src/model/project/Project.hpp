@@ -19,12 +19,12 @@ public:
     Child<CSpeakerEQs> SpeakerEQs;
     Child<CExperiments> Experiments;
     Child<CCrossoverConfigs> CrossoverConfigs;
-    Child<CRoomEQs>    Rooms;
-    Child<CBoxCfgs>    BoxCfgs;
+    Child<CRoomEQs> Rooms;
+    Child<CBoxCfgs> BoxCfgs;
     SpecificationsLink Specifications;
-    Child<CData>       Data;
-    Array              WorkspaceData{LX_UI1};  // the client's own, never interpreted
-    Scalar<LXUnits>    Units{LX_UNITS_METRIC}; // in a stream of its own
+    Child<CData> Data;
+    Array WorkspaceData{LX_UI1};             // the client's own bytes
+    Scalar<LXUnits> Units{LX_UNITS_METRIC};  // in a stream of its own
 
     static constexpr std::u16string_view kErrorSource = u"Lumvex-Dev.Project.1";
 
@@ -36,14 +36,14 @@ private:
 };
 
 template <>
-struct RecordOf<CProject> : Record<Version{4096, 4096}> {
+struct RecordOf<CProject> : RootRecord {
     static constexpr auto fields =
-        std::tuple{&CProject::SpeakerEQs, &CProject::Experiments,    &CProject::CrossoverConfigs,
-                   &CProject::Rooms,      &CProject::BoxCfgs,        &CProject::Specifications,
+        std::tuple{&CProject::SpeakerEQs, &CProject::Experiments,  &CProject::CrossoverConfigs,
+                   &CProject::Rooms,      &CProject::BoxCfgs,      &CProject::Specifications,
                    &CProject::Data,       &CProject::WorkspaceData};
 };
 
-// The project that an object belongs to; null when it is orphaned or stands in a document of another kind.
+// The project that an object belongs to; null when the object is orphaned or belongs to a library.
 CProject* ProjectOf(const Object& object);
 
 }  // namespace lumvex::inside

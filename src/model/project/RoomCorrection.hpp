@@ -12,7 +12,7 @@ public:
 };
 
 template <>
-struct RecordOf<CRoomCorrection> : Record<Version{1}> {
+struct RecordOf<CRoomCorrection> : Record<CRoomCorrection> {
     static constexpr auto fields = std::tuple{&CRoomCorrection::Data};
 };
 

@@ -11,7 +11,7 @@ public:
 };
 
 template <>
-struct RecordOf<CRoomCorrectionGroup> : Record<Version{1}> {
+struct RecordOf<CRoomCorrectionGroup> : Record<CRoomCorrectionGroup> {
     static constexpr auto fields = std::tuple{&CRoomCorrectionGroup::Corrections};
 };
 

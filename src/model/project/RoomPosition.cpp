@@ -20,7 +20,7 @@ std::optional<Variant> CRoomPosition::Data() {
         }
         return ConvertSideBySide(columns, type);
     } catch (const std::exception&) {
-        throw Failure(E_OUTOFMEMORY);  // callers know this one code for every cause
+        throw Failure(E_OUTOFMEMORY);  // clients rely on this one code for every cause
     }
 }
 

@@ -10,12 +10,12 @@ public:
     Child<CRoomMeasurements> Measurements;
     Scalar<float> Scale{1.0f};
 
-    // A column per measurement, each with the first channel of its data; short ones are padded with zeros. None without
-    // measurements. Whatever keeps a measurement from being a column fails with E_OUTOFMEMORY.
+    // One column for each measurement: the first channel of its data, with zeros up to the length of the longest. None
+    // when there are no measurements. Fails with E_OUTOFMEMORY when a measurement has no numbers, whatever the cause.
     std::optional<Variant> Data();
-    // The first measurement's, in samples per second; none without measurements.
+    // That of the first measurement, in samples per second; none when there are no measurements.
     std::optional<float> SampleRate();
-    // Kept for the record; the getter never reads it.
+    // Stored with the position, truncated to a whole number; SampleRate() does not answer it.
     void SampleRate(float rate);
 
 private:
@@ -24,9 +24,12 @@ private:
 };
 
 template <>
-struct RecordOf<CRoomPosition> : Record<Version{1}> {
-    static constexpr auto fields =
-        std::tuple{&CRoomPosition::Measurements, &CRoomPosition::sampleRate_, &CRoomPosition::Scale};
+struct RecordOf<CRoomPosition> : Record<CRoomPosition> {
+    static constexpr auto fields = std::tuple{
+        &CRoomPosition::Measurements,
+        Private("The sample rate that was put, samples per second; the property answers the first measurement's.",
+                &CRoomPosition::sampleRate_),
+        &CRoomPosition::Scale};
 };
 
 }  // namespace lumvex::inside

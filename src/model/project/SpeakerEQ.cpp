@@ -9,15 +9,16 @@ std::u16string CSpeakerEQ::DisplayName() {
     try {
         if (const Ref<Object> model = Model.GetShown(*this)) Refresh(NamesOf(*model));
     } catch (const Failure&) {
-        // A library that cannot be read now does not keep the speaker from being shown by the names it had.
+        // The library cannot be read now: the names that were seen last are shown.
     }
-    return manufacturerName.value + u"/" + modelName.value + u"/" + Name();
+    return manufacturerName_.value + u"/" + modelName_.value + u"/" + Name();
 }
 
-// The next save writes names that are new, though being shown is no change of the document. One that is open for reading
-// is never saved: the speaker is not kept in memory for it.
+// Keeps names that differ from those seen last, and has the next save write them; the document does not become modified
+// by being shown. A document that is open for reading is never saved, so that the speaker need not stay in memory for
+// it.
 void CSpeakerEQ::Refresh(ModelNames names) {
-    if (names.manufacturer == manufacturerName.value && names.model == modelName.value) return;
+    if (names.manufacturer == manufacturerName_.value && names.model == modelName_.value) return;
     CProject* project = ProjectOf(*this);
     if (project && project->AccessMode() != LX_SHARE_READ) ResolveRoot().MarkChanged(*this);
     Note(std::move(names));
@@ -28,8 +29,8 @@ CSpeakerEQ::ModelNames CSpeakerEQ::NamesOf(const Object& model) {
 }
 
 void CSpeakerEQ::Note(ModelNames names) {
-    manufacturerName.value = std::move(names.manufacturer);
-    modelName.value = std::move(names.model);
+    manufacturerName_.value = std::move(names.manufacturer);
+    modelName_.value = std::move(names.model);
 }
 
 }  // namespace lumvex::inside

@@ -14,7 +14,6 @@ public:
 
     Child<CSpkrEQConfigs> SpkrEQConfigs;
     ModelReference Model;
-    Text manufacturerName, modelName;  // as last seen in the library
 
     std::u16string DisplayName() override;  // "Acme/Alpha/Main"
 
@@ -26,12 +25,17 @@ public:
 
 private:
     void Refresh(ModelNames names);
+
+    Text manufacturerName_, modelName_;  // as last seen in the library
+    friend struct RecordOf<CSpeakerEQ>;
 };
 
 template <>
-struct RecordOf<CSpeakerEQ> : Record<Version{1}> {
-    static constexpr auto fields = std::tuple{&CSpeakerEQ::SpkrEQConfigs, &CSpeakerEQ::Model,
-                                              &CSpeakerEQ::manufacturerName, &CSpeakerEQ::modelName};
+struct RecordOf<CSpeakerEQ> : Record<CSpeakerEQ> {
+    static constexpr auto fields =
+        std::tuple{&CSpeakerEQ::SpkrEQConfigs, &CSpeakerEQ::Model,
+                   Private("Name of the manufacturer as last seen in the library.", &CSpeakerEQ::manufacturerName_),
+                   Private("Name of the model as last seen in the library.", &CSpeakerEQ::modelName_)};
 };
 
 }  // namespace lumvex::inside

@@ -14,7 +14,7 @@ Ref<Object> CSpeakerEQs::Find(std::u16string_view name, std::u16string_view mode
     });
 }
 
-// Whatever the library may fail at comes before the speaker is there.
+// The library is asked first, because that may fail: then no speaker was added.
 Ref<Object> CSpeakerEQs::Add(std::u16string_view name, IModel* model) {
     CSpeakerEQ::ModelReference reference;
     CSpeakerEQ::ModelNames names;

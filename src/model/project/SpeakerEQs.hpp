@@ -9,7 +9,7 @@ namespace lumvex::inside {
 class CSpeakerEQs final : public Collection<CSpeakerEQs, ISpeakerEQs> {
 public:
     using CollectionBase::FindName;
-    // The first speaker of the name for the model, or of the name alone where the model is null.
+    // The first speaker of this name and model; of this name where the model is null.
     Ref<Object> FindName(std::u16string_view name, IModel* model);
     Ref<Object> Add(std::u16string_view name, IModel* model);  // which may be null
 

@@ -12,7 +12,7 @@ public:
 };
 
 template <>
-struct RecordOf<CSpkrCorrectionGroup> : Record<Version{1}> {
+struct RecordOf<CSpkrCorrectionGroup> : Record<CSpkrCorrectionGroup> {
     static constexpr auto fields = std::tuple{&CSpkrCorrectionGroup::SpkrCorrectionLinks};
 };
 

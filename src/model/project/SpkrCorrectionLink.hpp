@@ -13,7 +13,7 @@ public:
 };
 
 template <>
-struct RecordOf<CSpkrCorrectionLink> : Record<Version{1}> {
+struct RecordOf<CSpkrCorrectionLink> : Record<CSpkrCorrectionLink> {
     static constexpr auto fields = std::tuple{&CSpkrCorrectionLink::Correction};
 };
 

@@ -12,10 +12,14 @@ void CSpkrEQConfig::ModelConfig(IModelConfig* given) {
     if (!given) throw Failure(E_POINTER);
     const Ref<Object> target = ModelConfigReference::Checked(given);
     const LXConfig id = ConfigIdOf(*target);
-    StoreAndTell(*this, LX_EV_DEFAULT, [&] {
-        modelConfig.Point(target);
-        Config.Point(id);
-    });
+    ModelConfigReference reference;
+    reference.Point(target);
+    StoreAndTell(*this, LX_EV_DEFAULT, [&] { Point(std::move(reference), id); });
+}
+
+void CSpkrEQConfig::Point(ModelConfigReference modelConfig, LXConfig id) {
+    modelConfig_ = std::move(modelConfig);
+    Config.Point(id);
 }
 
 }  // namespace lumvex::inside

@@ -17,20 +17,26 @@ public:
 
     Child<CCorrections> Corrections;
     Child<CMeasurements> Measurements;
-    ModelConfigReference modelConfig;
-    ConfigReference Config;  // of the model configuration; known without the library
+    ConfigReference Config;  // that of the model configuration, kept so that it is known without the library
 
-    Ref<Object> ModelConfig() const { return modelConfig.Get(*this); }
-    void ModelConfig(IModelConfig* given);  // E_POINTER for none: the configuration follows it
+    Ref<Object> ModelConfig() const { return modelConfig_.Get(*this); }
+    // Config follows the model configuration, so that none is refused with E_POINTER.
+    void ModelConfig(IModelConfig* given);
     LXConfig ConfigID() const { return Config.Id(); }
 
     static LXConfig ConfigIdOf(const Object& modelConfig);
+    // Refers to a model configuration whose speaker configuration is `id`; raises no event.
+    void Point(ModelConfigReference modelConfig, LXConfig id);
+
+private:
+    ModelConfigReference modelConfig_;
+    friend struct RecordOf<CSpkrEQConfig>;
 };
 
 template <>
-struct RecordOf<CSpkrEQConfig> : Record<Version{1}> {
+struct RecordOf<CSpkrEQConfig> : Record<CSpkrEQConfig> {
     static constexpr auto fields = std::tuple{&CSpkrEQConfig::Corrections, &CSpkrEQConfig::Measurements,
-                                              &CSpkrEQConfig::modelConfig, &CSpkrEQConfig::Config};
+                                              &CSpkrEQConfig::modelConfig_, &CSpkrEQConfig::Config};
 };
 
 }  // namespace lumvex::inside

@@ -2,16 +2,14 @@
 
 namespace lumvex::inside {
 
-// Whatever the library may fail at comes before the configuration is there.
+// The library is asked first, because that may fail: then no configuration was added.
 Ref<Object> CSpkrEQConfigs::Add(IModelConfig* modelConfig) {
     const Ref<Object> given = CSpkrEQConfig::ModelConfigReference::Checked(modelConfig);
     CSpkrEQConfig::ModelConfigReference reference;
     reference.Point(given);
     const LXConfig id = CSpkrEQConfig::ConfigIdOf(*given);
     Ref<Object> added = AddNamed(given->Name());
-    auto& config = static_cast<CSpkrEQConfig&>(*added);
-    config.modelConfig = std::move(reference);
-    config.Config.Point(id);
+    static_cast<CSpkrEQConfig&>(*added).Point(std::move(reference), id);
     return added;
 }
 

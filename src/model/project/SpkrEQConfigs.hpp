@@ -10,7 +10,7 @@ class CSpkrEQConfigs final : public Collection<CSpkrEQConfigs, ISpkrEQConfigs> {
 public:
     Ref<Object> Add(IModelConfig* modelConfig);  // named after it
 
-    Ref<Object> FindCounterpart(ItemBase& other) override;  // of the same number of configuration
+    Ref<Object> FindCounterpart(ItemBase& other) override;  // the one with the same LXConfig
 };
 
 }  // namespace lumvex::inside

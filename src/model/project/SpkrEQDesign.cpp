@@ -35,7 +35,8 @@ void CSpkrEQDesign::ForEachChild(const ChildVisitor& visit) {
         visit(SpkrCorrectionGroups.oldLinks, Child<CSpkrCorrectionLinks>::CollectionClass());
 }
 
-// Links of an older record become the first group; the collection that holds them only changes its owner.
+// The links of an older record become a new group. Their collection keeps its ID and members and gets the group as
+// owner.
 void CSpkrEQDesign::Arrived(Arrival) {
     ChildSlot& oldLinks = SpkrCorrectionGroups.oldLinks;
     if (!oldLinks.reference) return;

@@ -8,8 +8,8 @@
 
 namespace lumvex::inside {
 
-// The correction groups of a template. Older records hold links to corrections directly on the template; they wait here
-// until the template stands in its document and moves them into a group.
+// The correction groups of a template. Older records hold links to corrections directly on the template. They are kept
+// here until the template has taken its place in the document, and then moved into a group.
 class CorrectionGroups : public Child<CSpkrCorrectionGroups> {
 public:
     ChildSlot oldLinks;  // a CSpkrCorrectionLinks
@@ -23,7 +23,7 @@ class CSpkrEQDesign final : public Item<CSpkrEQDesign, ISpkrEQDesign> {
 public:
     Child<CSpkrMeasureLinks> SpkrMeasureLinks;
     CorrectionGroups SpkrCorrectionGroups;
-    Array LimitData, CrossoverData;  // entries laid out by LXArrayIndex
+    Array LimitData, CrossoverData;  // a column for each entry, its values in the order of LXArrayIndex
     Scalar<float> MaxDelay, GDTol, MagTol, MeasSmooth, LmtSmooth, MaxOffset;
     Scalar<LXXover> CrossoverMethod{LX_LINEAR_PHASE};
     Scalar<LXMSmooth> MeasSmoothMethod{LX_MSMTH_CHEBY};
@@ -38,18 +38,19 @@ public:
 };
 
 template <>
-struct RecordOf<CSpkrEQDesign> : Record<Version{2, 2}> {
-    static constexpr auto fields = std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, &CSpkrEQDesign::SpkrCorrectionGroups,
-                                              &CSpkrEQDesign::LimitData,        &CSpkrEQDesign::CrossoverData,
-                                              &CSpkrEQDesign::MaxDelay,         &CSpkrEQDesign::GDTol,
-                                              &CSpkrEQDesign::MagTol,           &CSpkrEQDesign::CrossoverMethod,
-                                              &CSpkrEQDesign::MeasSmoothMethod, &CSpkrEQDesign::MeasSmooth,
-                                              &CSpkrEQDesign::LmtSmooth,        &CSpkrEQDesign::MaxOffset,
-                                              &CSpkrEQDesign::MeasureEnd,       &CSpkrEQDesign::MeasureStart,
-                                              &CSpkrEQDesign::AutoScale,        &CSpkrEQDesign::OptMethod,
-                                              &CSpkrEQDesign::MinphaseSmooth,   &CSpkrEQDesign::StepResponseCorr,
-                                              &CSpkrEQDesign::SampleRate,       &CSpkrEQDesign::GDRangeMin,
-                                              &CSpkrEQDesign::FWTarget};
+struct RecordOf<CSpkrEQDesign> : Record<CSpkrEQDesign> {
+    static constexpr auto fields =
+        std::tuple{&CSpkrEQDesign::SpkrMeasureLinks, Changed<2>(&CSpkrEQDesign::SpkrCorrectionGroups),
+                   &CSpkrEQDesign::LimitData,        &CSpkrEQDesign::CrossoverData,
+                   &CSpkrEQDesign::MaxDelay,         &CSpkrEQDesign::GDTol,
+                   &CSpkrEQDesign::MagTol,           &CSpkrEQDesign::CrossoverMethod,
+                   &CSpkrEQDesign::MeasSmoothMethod, &CSpkrEQDesign::MeasSmooth,
+                   &CSpkrEQDesign::LmtSmooth,        &CSpkrEQDesign::MaxOffset,
+                   &CSpkrEQDesign::MeasureEnd,       &CSpkrEQDesign::MeasureStart,
+                   &CSpkrEQDesign::AutoScale,        &CSpkrEQDesign::OptMethod,
+                   &CSpkrEQDesign::MinphaseSmooth,   &CSpkrEQDesign::StepResponseCorr,
+                   &CSpkrEQDesign::SampleRate,       &CSpkrEQDesign::GDRangeMin,
+                   &CSpkrEQDesign::FWTarget};
 };
 
 }  // namespace lumvex::inside

@@ -14,7 +14,7 @@ public:
 };
 
 template <>
-struct RecordOf<CSpkrMeasureLink> : Record<Version{1}> {
+struct RecordOf<CSpkrMeasureLink> : Record<CSpkrMeasureLink> {
     static constexpr auto fields = std::tuple{&CSpkrMeasureLink::Measurement, &CSpkrMeasureLink::Scale};
 };
 

@@ -6,7 +6,7 @@
 
 namespace lumvex::inside {
 
-// Negative, any number, for an object that stands below no speaker configuration.
+// Negative, which is any number, for an object that is not below a speaker configuration.
 LONG ChannelsOfConfig(const Object& owner);
 
 }  // namespace lumvex::inside

@@ -1,4 +1,4 @@
-// Texts with numbers in them, as the string table has them.
+// Fills numbers into texts of the string table.
 #pragma once
 
 #include <initializer_list>
@@ -7,8 +7,7 @@
 
 namespace lumvex::inside {
 
-// Puts the numbers in the place of "%.0f", "%.2f" and the like, one after the other, with a decimal point in every
-// locale.
+// Replaces "%.0f", "%.2f" and the like by the numbers, in order. The decimal separator is a point in every locale.
 std::u16string FormatFixed(std::u16string_view format, std::initializer_list<double> numbers);
 
 }  // namespace lumvex::inside

@@ -1,6 +1,6 @@
-// An item's reference into the Specifications library: kept and stored as the IDs on the way to its target
-// (manufacturer, model, configuration), so that it outlasts the library's absence. The target is looked up in the
-// project's library when somebody asks for it.
+// An item's reference into the Specifications library. It consists of the IDs on the way to the target (manufacturer,
+// model, configuration), in memory and in the record, so that it is kept while the library is missing. The target is
+// looked up in the project's library when somebody asks for it.
 #pragma once
 
 #include <array>
@@ -16,16 +16,17 @@ class LibraryReferenceBase {
 protected:
     // The object behind a client's pointer: E_INVALIDARG when it is not of the class, 4009 when it is orphaned.
     static Ref<Object> Accepted(IUnknown* given, const ClassInfo& targetClass);
-    // The object in the library of the owner's project, else what was put, as long as its own library lives; else null.
-    // `shown`: for a display name, which looks for an absent library once.
+    // The object in the library of the owner's project. Where that has none: the object that was put, as long as its
+    // own library exists. Else null. `shown`: for a display name, which looks for a missing library only once.
     Ref<Object> Find(const Object& owner, const ClassInfo& targetClass, std::u16string_view id, bool shown) const;
     void Hold(const Ref<Object>& target, std::span<std::u16string> path);
 
 private:
-    Ref<Object> held_;  // as a client put it: its library need not be the project's
+    Ref<Object> held_;  // the object that a client put; it may belong to another library
 };
 
-// To an item of TargetClass, kDepth items below the library's root, itself included. May be empty.
+// A reference to an item of TargetClass, or an empty one. kDepth counts the items from the library's root down to the
+// target, the target included.
 template <class TargetClass, std::size_t kDepth>
 class LibraryReference : public LibraryReferenceBase {
 public:

@@ -8,15 +8,16 @@ namespace {
 
 bool IsSeparator(char16_t unit) noexcept { return unit == u'/' || unit == u'\\'; }
 
-// Paths come from other systems too.
+// The path may have been written on another system.
 std::u16string_view FileName(std::u16string_view path) { return path.substr(path.find_last_of(u"/\\") + 1); }
 
-// A full path stays as it is. One that leads elsewhere is full as well, though not every library's idea of a path says so.
+// A full path stays as it is. One that leads elsewhere is full as well, though not every library's idea of a path says
+// so.
 std::u16string Within(const std::filesystem::path& folder, std::u16string_view path) {
     return LeadsElsewhere(path) ? std::u16string(path) : TextOfPath(folder / PathOf(path));
 }
 
-// What cannot be opened, for whatever reason, is not there.
+// Null where the library cannot be opened, for whatever reason.
 Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string_view path) {
     try {
         const Ref<Object> root = CSpecifications::Create();
@@ -71,7 +72,7 @@ void SpecificationsLink::Point(ISpecifications* library) {
     const Ref<CSpecifications> put(static_cast<CSpecifications*>(inside.get()));
     std::optional<Target> seen;
     if (put) seen = {put->OwnEntry().id, TextOfPath(put->Path())};
-    // Nothing fails from here on. What goes is released last.
+    // Nothing fails from here on. `before` releases the old library once the link is complete.
     const Ref<CSpecifications> before = std::exchange(library_, put);
     stored_ = std::move(seen);
     isOwn_ = false;
@@ -84,7 +85,7 @@ void SpecificationsLink::Close() noexcept {
     missingFrom_.emplace();  // a closed project has no folder
 }
 
-// A library whose file was closed since keeps its stored path.
+// Where the library's file was closed since, the stored path is kept.
 std::optional<SpecificationsLink::Target> SpecificationsLink::Current() const {
     if (!library_) return stored_;
     const GUID& id = library_->OwnEntry().id;

@@ -1,5 +1,5 @@
-// A project's link to a Specifications library. Stored are the library's ID and the path under which it was last seen;
-// it is opened when somebody asks for it, and a link that leads nowhere at the moment is kept as it is.
+// A project's link to a Specifications library: the library's ID and the path under which it was last seen. The library
+// is opened when somebody asks for it. A link whose library cannot be found is kept as it is.
 #pragma once
 
 #include <filesystem>
@@ -9,20 +9,22 @@
 
 namespace lumvex::inside {
 
-// May opening the path reach another machine or a device? One of the network, of a device or with a scheme; of any system.
+// Can opening the path reach another machine or a device? True for paths of the network, of devices and with a scheme,
+// of any system.
 bool LeadsElsewhere(std::u16string_view path) noexcept;
 
 class SpecificationsLink {
 public:
-    // How far asking for the library goes when the project does not have it yet.
+    // How hard a get looks for a library that is not open yet. "Elsewhere" is what LeadsElsewhere() says.
     enum class Reach {
-        Shown,    // for a display name: not where it was missing before, and never elsewhere
-        Near,     // for something in the library: never elsewhere
+        Shown,    // for a display name: once in each folder of the project, never elsewhere
+        Near,     // for an object in the library: never elsewhere
         Anywhere  // for the library itself
     };
 
-    // The library that was put, or the one that was found, read-only; null without a link, or when no file of the
-    // stored path or of its name beside the project is the library. Asked again, it looks again.
+    // The library that was put, or the one that was found and opened for reading. Null without a link, and when neither
+    // the file at the stored path nor the file of that name beside the project is the library; the next call looks
+    // again.
     template <class Owner>
     Ref<Object> Get(const Owner& owner, Reach reach = Reach::Anywhere) {
         return Library(owner.Path().parent_path(), reach);
@@ -32,7 +34,8 @@ public:
     void Put(ISpecifications* library, Owner& owner) {
         StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(library); });
     }
-    // The project's file was closed: a library that the link opened is let go, and no display name opens it again.
+    // Called when the project's file was closed. Releases a library that the link opened; no display name opens it
+    // again.
     void Close() noexcept;
 
     friend void SaveField(RecordWriter& writer, const SpecificationsLink& field);
@@ -49,10 +52,10 @@ private:
     void Point(ISpecifications* library);
     std::optional<Target> Current() const;
 
-    mutable std::optional<Target> stored_;  // as loaded or last saved, or as the library was when it was found or put
+    mutable std::optional<Target> stored_;  // as it was loaded, saved, found or put last
     Ref<CSpecifications> library_;
-    bool isOwn_ = false;  // the link opened the library itself
-    std::optional<std::filesystem::path> missingFrom_;  // the project's folder when it was not found
+    bool isOwn_ = false;                                // the link opened the library itself
+    std::optional<std::filesystem::path> missingFrom_;  // the project's folder when the library was not found
 };
 
 // In a record: 16-bit flag; when 1, the library's ID and its path (empty when it never had a file).

@@ -1,4 +1,4 @@
-// A whole number that its object and record keep as a float.
+// A property of whole numbers whose object and record keep a 32-bit float.
 #pragma once
 
 #include <limits>
@@ -9,7 +9,7 @@
 
 namespace lumvex::inside {
 
-// Truncated toward zero; beyond the range of a LONG its nearest end, and 0 for what is not a number.
+// The value truncated toward zero; the nearest LONG where it is out of range, 0 where it is not a number.
 inline LONG Truncated(float value) {
     constexpr float kBeyond = 2147483648.0f;
     if (value >= kBeyond) return std::numeric_limits<LONG>::max();

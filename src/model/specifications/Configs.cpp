@@ -14,7 +14,7 @@ struct Row {
     LONG outputs;
 };
 
-// In list order. A subwoofer has one output, whatever its number.
+// In the order of positions.
 constexpr Row kTable[] = {{LX_SINGLEAMP, 1}, {LX_BIAMP, 2}, {LX_TRIAMP, 3}, {LX_SUBWOOFER, 1}};
 
 struct Listed : std::vector<Ref<CConfig>> {
@@ -27,7 +27,7 @@ struct Listed : std::vector<Ref<CConfig>> {
 }  // namespace
 
 CConfigs::CConfigs() {
-    list_.reserve(std::size(kTable));  // a list that cannot grow would lose what it was given
+    list_.reserve(std::size(kTable));  // no push_back fails after a configuration was made
     for (const Row& row : kTable) list_.emplace_back(new CConfig(row.id, row.outputs));
 }
 

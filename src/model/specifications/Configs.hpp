@@ -11,19 +11,20 @@ class CConfigs final : public PlainObject<CConfigs, IConfigs> {
 public:
     CConfigs();
 
-    using PlainObject::FindName;  // the published one, beside the plain one
-    // Positions count from 1, and any below answers the first; beyond the last fails with E_FAIL.
+    using PlainObject::FindName;  // of the interface; the one below would hide it
+    // Positions count from 1. One below 1 answers the first configuration, one beyond the last fails with E_FAIL.
     Ref<CConfig> Item(LONG position) const;
     Ref<IUnknown> _NewEnum() const;
     LONG Count() const { return static_cast<LONG>(list_.size()); }
-    // The exact name, case included; null for none. E_POINTER for an empty one: hosts pass it as null or as it is.
+    // The configuration of exactly this name; null where there is none. Fails with E_POINTER for an empty name, because
+    // some hosts pass an empty text as a null pointer.
     Ref<CConfig> FindName(std::u16string_view name) const;
 
 private:
     std::vector<Ref<CConfig>> list_;
 };
 
-// What both roots have beside their bases.
+// Part of both root classes.
 class OwnsConfigs {
 public:
     class Table {

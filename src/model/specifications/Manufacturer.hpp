@@ -12,7 +12,7 @@ public:
 };
 
 template <>
-struct RecordOf<CManufacturer> : Record<Version{1}> {
+struct RecordOf<CManufacturer> : Record<CManufacturer> {
     static constexpr auto fields = std::tuple{&CManufacturer::Models};
 };
 

@@ -8,16 +8,15 @@ namespace lumvex::inside {
 
 class CMicrophone final : public Item<CMicrophone, IMicrophone> {
 public:
-    Array Data{[](const Object&) { return LONG{1}; }};      // one channel
-    Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};  // the scalars: any value
+    Array Data{[](const Object&) { return LONG{1}; }};  // one channel
+    Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};
     Scalar<LONG> Delay;
     Scalar<float> Scale{1.0f};
     Scalar<LONG> SampleRate{48000};  // samples per second
 };
 
-// Version 2 put a field in the middle: older readers cannot make sense of it.
 template <>
-struct RecordOf<CMicrophone> : Record<Version{3, 2}> {
+struct RecordOf<CMicrophone> : Record<CMicrophone> {
     static constexpr auto fields =
         std::tuple{Since<1>(&CMicrophone::CalibrationMethod), Since<1>(&CMicrophone::Delay),
                    Since<2>(&CMicrophone::Scale), &CMicrophone::Data, Since<3>(&CMicrophone::SampleRate)};

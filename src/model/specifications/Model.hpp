@@ -14,7 +14,7 @@ public:
 };
 
 template <>
-struct RecordOf<CModel> : Record<Version{1}> {
+struct RecordOf<CModel> : Record<CModel> {
     static constexpr auto fields = std::tuple{&CModel::ModelConfigs};
 };
 

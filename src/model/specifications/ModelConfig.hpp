@@ -16,12 +16,22 @@ public:
     std::u16string ModelName() const { return Model()->Name(); }
     std::u16string ManufacturerName() const { return Manufacturer()->Name(); }
 
-    void LoadRecord(RecordReader& reader, VersionWord version);
+    // Records of version 0 meant the first configuration.
+    void Upgrade(VersionWord from) {
+        if (from.Writer() == 0) Config.Point(LX_SINGLEAMP);
+    }
+
+private:
+    FormerReference formerReference_;
+    friend struct RecordOf<CModelConfig>;
 };
 
 template <>
-struct RecordOf<CModelConfig> : Record<Version{2, 2}> {
-    static constexpr auto fields = std::tuple{&CModelConfig::Config};
+struct RecordOf<CModelConfig> : Record<CModelConfig> {
+    static constexpr auto fields =
+        std::tuple{Until<2>(Private("An older way of referring to the configuration; it is read past.",
+                                    &CModelConfig::formerReference_)),
+                   Since<1>(&CModelConfig::Config)};
 };
 
 }  // namespace lumvex::inside

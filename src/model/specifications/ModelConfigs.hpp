@@ -8,7 +8,8 @@ namespace lumvex::inside {
 
 class CModelConfigs final : public Collection<CModelConfigs, IModelConfigs> {
 public:
-    // A configuration whose name is there already is answered as it is. E_INVALIDARG for one that no table has.
+    // Answers the member of the configuration's name, and adds one where there is none. Fails with E_INVALIDARG for a
+    // configuration of a client's own whose number is not one of LXConfig.
     Ref<Object> Add(IConfig* config);
 };
 

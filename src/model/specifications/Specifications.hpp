@@ -19,7 +19,7 @@ public:
 };
 
 template <>
-struct RecordOf<CSpecifications> : Record<Version{4096, 4096}> {
+struct RecordOf<CSpecifications> : RootRecord {
     static constexpr auto fields = std::tuple{&CSpecifications::Manufacturers, &CSpecifications::Microphones};
 };
 

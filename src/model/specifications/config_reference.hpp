@@ -1,5 +1,5 @@
-// An item's reference to a speaker configuration: kept and stored by number, answered from the table of the root that
-// owns the item.
+// An item's reference to a speaker configuration. The item and its record keep the number; the object comes from the
+// table of the root that owns the item.
 #pragma once
 
 #include "model/specifications/Configs.hpp"
@@ -24,8 +24,7 @@ private:
     LXConfig id_{};  // 0: none yet
 };
 
-// In a record: the number, 32 bits. One below 1 reads as the first configuration, one beyond the table fails with
-// E_FAIL.
+// In a record: the number, 32 bits. A number below 1 reads as 1, a number above 4 fails with E_FAIL.
 void SaveField(RecordWriter& writer, const ConfigReference& field);
 void LoadField(RecordReader& reader, ConfigReference& field);
 

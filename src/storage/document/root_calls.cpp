@@ -5,6 +5,6 @@
 namespace lumvex::inside {
 
 using Calls = _RootCalls;
-#include "interfaces/tables/_Root.def"
+#include "interfaces/rows/_Root.def"
 
 }  // namespace lumvex::inside

@@ -58,6 +58,11 @@ private:
     DocumentTree tree_{*this};
 };
 
+// What the record table of a root inherits: the root record has one version for both classes.
+struct RootRecord {
+    static constexpr VersionWord version{kRootVersion, kRootVersion};
+};
+
 template <class Class, class Interface>
 class Root : public AutomationObject<Class, Interface, RootDocument> {
 public:
@@ -82,7 +87,7 @@ public:
 private:
     bool CarriesUnknown() const override {
         bool carries = false;
-        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, unsigned) {
+        ForEachField(static_cast<const Class&>(*this), [&](const auto& field, const auto&) {
             if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>, KeptReference>)
                 carries = carries || field.reference.has_value();
         });

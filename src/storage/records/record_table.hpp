@@ -51,6 +51,9 @@ inline void LoadField(RecordReader& reader, ChildSlot& field) { field.reference 
 inline void SaveField(RecordWriter& writer, const KeptReference& field) { writer.OptionalReference(field.reference); }
 inline void LoadField(RecordReader& reader, KeptReference& field) { field.reference = reader.OptionalReference(); }
 
+inline void SaveField(RecordWriter& writer, const FormerReference&) { writer.OptionalReference(std::nullopt); }
+inline void LoadField(RecordReader& reader, FormerReference&) { reader.OptionalReference(); }
+
 // An item reference: 16-bit flag, then the target's ID as text.
 inline void SaveField(RecordWriter& writer, const ReferenceBase& field) {
     const auto& id = field.Id();
@@ -64,26 +67,19 @@ inline void LoadField(RecordReader& reader, ReferenceBase& field) {
 
 template <class Class>
 void SaveFields(const Object& object, RecordWriter& writer) {
-    ForEachField(static_cast<const Class&>(object), [&](const auto& field, unsigned) { SaveField(writer, field); });
-}
-
-// Fields of later versions than the record keep what a new object has.
-template <class Class>
-void LoadTable(Class& object, RecordReader& reader, VersionWord version) {
-    ForEachField(object, [&](auto& field, unsigned first) {
-        if (version.Writer() >= first) LoadField(reader, field);
+    ForEachField(static_cast<const Class&>(object), [&](const auto& field, const auto& row) {
+        if (row.IsIn(RecordOf<Class>::version.Writer())) SaveField(writer, field);
     });
 }
 
-// A class whose old records differ from its table in more than missing fields has a LoadRecord that reads them, and calls
-// LoadTable for the fields; a class whose old records mean something else has an Upgrade that corrects the values.
+// A field that the record does not have keeps what a new object has. Upgrade, of a class that has one, mends what old
+// records meant differently.
 template <class Class>
 void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
     auto& self = static_cast<Class&>(object);
-    if constexpr (requires { self.LoadRecord(reader, version); })
-        self.LoadRecord(reader, version);
-    else
-        LoadTable(self, reader, version);
+    ForEachField(self, [&](auto& field, const auto& row) {
+        if (row.IsIn(version.Writer())) LoadField(reader, field);
+    });
     if constexpr (requires { self.Upgrade(version); }) self.Upgrade(version);
 }
 

@@ -1,0 +1,124 @@
+#include "interfaces/generate/printing.hpp"
+
+namespace lumvex::tables {
+
+namespace {
+
+// IDatum -> Datum, _Root -> Root.
+std::string_view ClientName(std::string_view interfaceName) {
+    return interfaceName == "IDispatch" ? std::string_view("Object") : interfaceName.substr(1);
+}
+
+// How a value of a boundary type looks to a client of the projection.
+std::string ClientResult(const Member& member) {
+    if (member.type == "BSTR") return "std::u16string";
+    if (member.type == "VARIANT" && (member.kind == Kind::Method || member.name == "LinkDispatch")) return "lumvex::Object";
+    if (member.type == "VARIANT") return "lumvex::Variant";
+    if (member.type == "IUnknown*") return "lumvex::Descendants";
+    if (IsPointer(member.type)) return "lumvex::" + std::string(ClientName(Pointee(member.type)));
+    return std::string(member.type);
+}
+
+std::string ClientParameter(std::string_view type, std::string_view name) {
+    const std::string suffix = " " + std::string(name);
+    if (type == "BSTR") return "std::u16string_view" + suffix;
+    if (type == "VARIANT") return "const VARIANT&" + suffix;
+    if (type == "IUnknown*") return "const lumvex::Object&" + suffix;
+    if (IsPointer(type)) return "const lumvex::" + std::string(ClientName(Pointee(type))) + "&" + suffix;
+    return std::string(type) + suffix;
+}
+
+// An object that may be left out is an empty handle.
+std::string DefaultOf(const Parameter& parameter) {
+    if (parameter.defaultValue.empty()) return "";
+    return IsPointer(parameter.type) ? "{}" : std::string(parameter.defaultValue);
+}
+
+std::string ClientArgument(std::string_view type, std::string_view name) {
+    const std::string given(name);
+    if (type == "BSTR") return "Bstr(" + given + ").get()";
+    if (type == "IUnknown*") return given + ".Pointer()";
+    if (IsPointer(type)) return given + ".Get()";
+    return given;
+}
+
+// One member of a client class: how it is declared and what it calls.
+struct Projected {
+    std::string name, result, slot;
+    bool returns;
+    Texts declared, parameters, arguments;  // declared: with defaults
+};
+
+Projected Project(const Slot& slot) {
+    const Member& member = slot.member;
+    Projected made;
+    made.name = member.name == "_NewEnum" ? "Enumerate" : std::string(member.name);
+    made.returns = HasResult(slot);
+    made.result = made.returns ? ClientResult(member) : "void";
+    made.slot = SlotName(slot);
+    const auto add = [&](std::string_view type, std::string_view name, std::string_view defaultValue) {
+        made.parameters.push_back(ClientParameter(type, name));
+        made.declared.push_back(made.parameters.back() + (defaultValue.empty() ? "" : " = " + std::string(defaultValue)));
+        made.arguments.push_back(ClientArgument(type, name));
+    };
+    for (const Parameter& each : member.parameters) add(each.type, each.name, DefaultOf(each));
+    if (slot.use == Slot::Puts) add(member.type, "newVal", "");
+    return made;
+}
+
+void PrintDeclaration(std::ostream& out, const Slot& slot) {
+    const Projected made = Project(slot);
+    out << "    " << made.result << " " << made.name << "(" << Join(made.declared) << ")" << (made.returns ? " const" : "")
+        << ";  // " << slot.help << "\n";
+}
+
+void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot) {
+    const Projected made = Project(slot);
+    out << "inline " << made.result << " " << owner << "::" << made.name << "(" << Join(made.parameters) << ")"
+        << (made.returns ? " const" : "") << " {\n";
+    if (made.returns) {
+        out << "    return Received<" << made.result << ", " << slot.member.type << ">([&](auto* pVal) { return Get()->" << made.slot
+            << "(";
+        for (const std::string& each : made.arguments) out << each << ", ";
+        out << "pVal); });\n}\n";
+    } else {
+        out << "    Check(Get()->" << made.slot << "(" << Join(made.arguments) << "));\n}\n";
+    }
+}
+
+}  // namespace
+
+void PrintProjection(std::ostream& out) {
+    out << "// Lumvex for C++ clients: each published interface as a class that reads like ordinary C++. Objects are counted\n"
+           "// handles, texts are UTF-16 strings, a failing call throws lumvex::Error with the status and its text, and what a\n"
+           "// search does not find is an empty handle. Made from the interface tables at build time.\n"
+           "#pragma once\n\n#include \"lumvex/client.hpp\"\n#include \"lumvex/interfaces.hpp\"\n\nnamespace lumvex {\n\n";
+    for (const Interface& each : Interfaces()) out << "class " << ClientName(each.name) << ";\n";
+    for (const Interface& each : Interfaces()) {
+        const std::string name(ClientName(each.name));
+        out << "\n// " << each.help << "\nclass " << name << " : public " << ClientName(each.base) << " {\npublic:\n"
+            << "    using Interface = ::" << each.name << ";\n"
+            << "    " << name << "() = default;\n"
+            << "    explicit " << name << "(Ref<::" << each.name << "> pointer) : " << ClientName(each.base)
+            << "(std::move(pointer)) {}\n"
+            << "    ::" << each.name << "* Get() const { return static_cast<::" << each.name << "*>(Pointer()); }\n";
+        if (CoclassOf(each.name)) out << "    static " << name << " Create();  // a new, empty document\n";
+        for (const Slot& slot : SlotsOf(each)) {
+            PrintDeclaration(out, slot);
+            if (slot.member.name == "Item")
+                out << "    auto begin() const { return ItemIterator<" << name << ">(*this, 1); }\n"
+                    << "    auto end() const { return ItemIterator<" << name << ">(*this, Count() + 1); }\n";
+        }
+        out << "};\n";
+    }
+    out << "\n";
+    for (const Interface& each : Interfaces()) {
+        if (const Coclass* coclass = CoclassOf(each.name))
+            out << "inline " << ClientName(each.name) << " " << ClientName(each.name) << "::Create() {\n    return "
+                << ClientName(each.name) << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name << "));\n}\n";
+        for (const Slot& slot : SlotsOf(each)) PrintDefinition(out, ClientName(each.name), slot);
+    }
+    out << "\n}  // namespace lumvex\n";
+}
+
+}  // namespace lumvex::tables
