@@ -9,7 +9,7 @@ namespace lumvex::inside {
 
 namespace {
 constexpr LONG kUsualRate = 48000;  // the display name leaves it out
-constexpr unsigned kLastSwapped = 0, kLastInSeconds = 6;
+constexpr unsigned kLastSwapped = 0, kLastStartInSeconds = 6;
 
 // The columns with the first two exchanged; each has `length` elements.
 template <class T>
@@ -37,7 +37,7 @@ std::u16string CMeasurement::DisplayName() {
 // where it is below 1; the end was always in milliseconds.
 void CMeasurement::Upgrade(VersionWord from) {
     if (from.Writer() <= kLastSwapped) SwapFirstChannels();
-    if (from.Writer() <= kLastInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;
+    if (from.Writer() <= kLastStartInSeconds && MeasureStart.value < 1.0f) MeasureStart.value *= 1000.0f;
 }
 
 void CMeasurement::SwapFirstChannels() {
