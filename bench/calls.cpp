@@ -1,5 +1,5 @@
-// What a published call costs: nanoseconds for getting a number early and late bound, and for a lock and unlock of a
-// mutex of the module lock's kind that nobody else wants.
+// Measures what a published call costs: nanoseconds for getting a number, early and late bound, and, to compare with,
+// for locking and unlocking a mutex of the module lock's kind without contention.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>

@@ -1,4 +1,5 @@
-// A library of names: 2,000 manufacturers with 10 models each, every model in two configurations; ours beside SQLite.
+// Measures a library of names in our format and in SQLite: 2,000 manufacturers with 10 models each, every model in two
+// configurations.
 //
 //     bench_catalogue library|sqlite save|find FILE
 //

@@ -1,4 +1,4 @@
-// How long a position takes to answer its measurements as one array, against a plain copy of the same bytes: 64
+// Measures how long a position takes to return its measurements as one array, beside a plain copy of the same bytes: 64
 // measurements of 65,536 samples, in every element type.
 //
 //     position_data [rounds]
@@ -30,7 +30,7 @@ double Median(std::vector<double> times) {
     return times[times.size() / 2];
 }
 
-volatile std::byte seen{};  // what was copied is looked at, so that it has to be copied
+volatile std::byte seen{};  // reading the copy keeps the compiler from leaving it out
 
 }  // namespace
 

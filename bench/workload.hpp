@@ -1,4 +1,4 @@
-// What every peer stores: so many objects of given sizes, each under an ID, and a directory that says what each is.
+// What every peer stores: a number of objects of given sizes, each with an ID, and a directory with the class of each.
 #pragma once
 
 #include <array>
@@ -53,11 +53,11 @@ public:
     }
     Id ClassOf() const { return Id{}; }
 
-    // Where an object begins when all stand one behind the other.
+    // The offset of an object when all are stored one after the other.
     std::uint64_t OffsetOf(std::uint32_t object) const { return offsets_.at(object); }
     std::uint64_t Payload() const { return offsets_.back(); }
 
-    // For peers without columns: ID, class and a tag of 32 bits for each object.
+    // The directory as bytes, for peers that have no columns: ID, class and a tag of 32 bits for each object.
     std::vector<std::byte> Directory() const {
         std::vector<std::byte> table(std::size_t{count_} * 36);
         for (std::uint32_t object = 0; object < count_; ++object) {
@@ -83,7 +83,7 @@ private:
     std::vector<std::uint64_t> offsets_{0};
 };
 
-// An ID as 32 hexadecimal digits would be too long a name for some peers: 26 characters of five bits.
+// An ID as a name of 26 characters, five bits each: 32 hexadecimal digits would be too long a name for some peers.
 inline std::string NameOf(const Id& id) {
     static constexpr char kDigits[] = "0123456789ABCDEFGHIJKLMNOPQRSTUV";
     std::string name;
@@ -95,7 +95,7 @@ inline std::string NameOf(const Id& id) {
     return name + kDigits[bits << (5 - held) & 31];
 }
 
-// What reading everything has found. Every byte is looked at, so that nobody is fast by not reading.
+// Counts and sums what was read. It looks at every byte, so that no peer is fast because it did not read.
 struct Tally {
     std::uint64_t objects = 0, bytes = 0, sum = 0;
 

@@ -1,5 +1,5 @@
-# Fails where MODULE exports other names than those that DEFINITION lists, as they stand there, or imports from a library
-# that is not the system's own. DUMP is the target's objdump.
+# Fails when MODULE exports other names than DEFINITION lists (undecorated, as written there), or imports from a library
+# that is not part of the system. DUMP is the target's objdump.
 execute_process(COMMAND ${DUMP} -p ${MODULE} COMMAND sed -nE "s/\t(DLL Name:|\\[ *[0-9]+\\]) ([^ ]+)$/\\1\\2/p"
                 OUTPUT_VARIABLE said COMMAND_ERROR_IS_FATAL ANY)
 string(REPLACE "\n" ";" said "${said}")
@@ -19,7 +19,7 @@ if(NOT exports STREQUAL promised)
   message(FATAL_ERROR "${MODULE} exports '${exports}', not '${promised}'")
 endif()
 if(NOT imports)
-  message(FATAL_ERROR "${MODULE}: nothing is known of its imports")
+  message(FATAL_ERROR "${MODULE}: its imports could not be read")
 endif()
 list(REMOVE_ITEM imports advapi32.dll kernel32.dll msvcrt.dll ole32.dll oleaut32.dll)
 if(imports)

@@ -1,19 +1,22 @@
-# The flags every target of ours is built with; third-party headers are included as system headers and stay outside.
+# The flags every target of ours is built with. Headers of others are included as system headers, so that these warnings
+# say nothing about them.
 add_library(lumvex_options INTERFACE)
-target_compile_options(lumvex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion
-                       -Wimplicit-fallthrough)
+target_compile_options(lumvex_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wimplicit-fallthrough)
+# Published methods count with signed LONGs, the standard library with std::size_t. Casts wherever they meet would hide
+# the conversions that lose something, which -Wconversion reports all the same.
+target_compile_options(lumvex_options INTERFACE -Wno-sign-conversion)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(lumvex_options INTERFACE -Wno-restrict)  # g++ 12 reports it for its own std::string
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  # A class's plain members bear the names of the published methods, which take other parameters.
+  # A class's members have the names of the published methods and other parameters: they do not mean to override them.
   target_compile_options(lumvex_options INTERFACE -Wno-overloaded-virtual)
 endif()
 if(LUMVEX_BUILD_FUZZERS)
   target_compile_options(lumvex_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(WIN32)
-  # UTF-16 text is of two types there, wchar_t and char16_t, and is seen as either.
+  # UTF-16 text is wchar_t to the system and char16_t to us, and is read as either without a copy.
   target_compile_options(lumvex_options INTERFACE -fno-strict-aliasing)
   target_compile_definitions(lumvex_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
 endif()

@@ -1,4 +1,5 @@
-# Compiles DEFINITION into the type library OUTPUT for programs of BITS; whatever the compiler says is an error.
+# Compiles DEFINITION into the type library OUTPUT for programs of 32 or 64 BITS. Any output of the compiler counts as
+# an error.
 set(ENV{WIDL_TIME_OVERRIDE} 1)  # the time of the build would be in it
 execute_process(
   COMMAND ${COMPILER} -m${BITS} -I${INCLUDES} -L${LIBRARIES} -t -o ${OUTPUT} ${DEFINITION}

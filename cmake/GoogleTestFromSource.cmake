@@ -1,4 +1,4 @@
-# For other systems than this one the test framework is built from the sources that its package installs.
+# Builds the test framework from the sources that its package installs: no package has it built for other systems.
 find_path(LUMVEX_GOOGLETEST_DIR googletest/CMakeLists.txt PATHS /usr/src/googletest REQUIRED NO_CMAKE_FIND_ROOT_PATH
           DOC "Sources of GoogleTest")
 set(INSTALL_GTEST OFF)

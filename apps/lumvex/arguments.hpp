@@ -1,26 +1,18 @@
-// What the commands share of their arguments and help.
+// The command line, as the commands' rows of options describe it.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <filesystem>
 #include <string>
+#include <variant>
 #include <vector>
+
+#include "command.hpp"
 
 namespace lumvex::app {
 
-// The parser's order (last first) of a program's arguments. Files whose names look like options or like lists get their
-// folder in front, so that the parser takes them for what they are.
-std::vector<std::string> ParserArguments(int count, const char* const* values);
-
-// Options that take paths. What the parser hands on is UTF-8 on every system, the system's own narrow text need not be.
-CLI::Option* AddPath(CLI::App& command, const std::string& name, std::filesystem::path& path, const std::string& help);
-CLI::Option* AddPaths(CLI::App& command, const std::string& name, std::vector<std::filesystem::path>& paths,
-                      const std::string& help);
-
-// Adds the positional argument DOC.
-CLI::Option* AddDocument(CLI::App& command, std::filesystem::path& document, const std::string& help);
-
-// The last paragraph of a command's help; `incomplete` says what status 1 means for it.
-std::string ExitStatusHelp(const std::string& incomplete);
+// Finds the command that the command line names (one of `commands`) and fills the targets of its options. Returns the
+// exit status instead when there is nothing to run: the help or the version has been printed, or standard error says
+// what is wrong with the usage. `arguments` are without the program's name.
+std::variant<const Command*, ExitStatus> ParseArguments(const std::vector<Command>& commands,
+                                                        std::vector<std::string> arguments);
 
 }  // namespace lumvex::app

@@ -20,7 +20,7 @@ std::string CommonName(std::span<const InputFile> files) {
         const auto end = std::mismatch(common.begin(), common.end(), name.begin(), name.end()).first;
         common.erase(end, common.end());
     }
-    // Not between the bytes of one character, and not behind what only separates.
+    // The names may differ within a character of several bytes: then that character goes too. Separators at the end go.
     const bool cut = common.size() < files[0].content.name.size() &&
                      (static_cast<unsigned char>(files[0].content.name[common.size()]) & 0xC0) == 0x80;
     if (cut) {
@@ -41,8 +41,8 @@ void CheckGoesWith(const InputFile& first, const InputFile& other) {
     if (one.rows != two.rows) refuse("it has " + CountOf(two.rows, "row") + ", not " + std::to_string(one.rows));
     if (one.sampleRate != two.sampleRate)
         refuse("its sample rate is " + std::to_string(two.sampleRate) + " Hz, not " + std::to_string(one.sampleRate));
-    const bool sameFrequencies = one.kind == Kind::Impulse ||
-                                 std::equal(one.values.begin(), one.values.begin() + Rows(one), two.values.begin());
+    const bool sameFrequencies =
+        one.kind == Kind::Impulse || std::equal(one.values.begin(), one.values.begin() + Rows(one), two.values.begin());
     if (!sameFrequencies) refuse("it has other frequencies");
 }
 

@@ -17,20 +17,20 @@ struct InputFile {
 
 std::size_t ChannelCount(const MeasurementFile& file);  // a text file has one
 
-// Of a text file's frequency, level and phase the levels alone.
+// Keeps the levels of a text file and drops its frequencies and phases.
 MeasurementFile LevelsOf(const MeasurementFile& file);
 
 void CheckIsMeasurement(const InputFile& file);  // throws FileError for a calibration
 void CheckIsImpulse(const InputFile& file);      // throws FileError for any text file
 
-// One file, or mono files of one kind as the channels of one measurement, in their order: impulse responses of the same
-// length and sample rate, or the levels of responses at the same frequencies. Named after what their names begin with
-// together, else after the first; dated as the newest. Throws FileError for the first file that does not go with the
-// ones before it.
+// Joins mono files of one kind into one measurement, a channel for each file in their order; a single file stays as it
+// is. Impulse responses have to have the same length and sample rate, frequency responses the same frequencies; of
+// these only the levels are kept. The measurement gets the beginning that all names share, or else the first name, and
+// the newest date. Throws FileError for the first file that does not go with the ones before it.
 MeasurementFile Joined(std::span<const InputFile> files);
 
-// One measurement with as many channels as there are outputs, from a file with all of them or from mono files. Throws
-// FileError when they are not that. `what`: "a measurement of \"Bi amp\"".
+// Joins the files and requires that the result has `outputs` channels: either one file has them all, or there are as
+// many mono files. Throws FileError otherwise. `what` is for its message: "a measurement of \"Bi amp\"".
 MeasurementFile WithOutputs(std::span<const InputFile> files, std::size_t outputs, const std::string& what);
 
 }  // namespace lumvex::app

@@ -1,30 +1,23 @@
-// The commands of the tool. Each adds itself, its arguments and its help to the parser, and puts what it has to run
-// into `chosen` when the arguments name it.
+// The table of the tool's commands. Each has a file of its own in commands/ and a row in commands.def.
 #pragma once
 
-#include <functional>
+#include <vector>
 
-#include "exit_status.hpp"
-
-namespace CLI {
-class App;
-}
+#include "command.hpp"
 
 namespace lumvex::app {
 
-// Results go to standard output, errors and progress to standard error. May throw DocumentError and FileError.
-using Command = std::function<ExitStatus()>;
+namespace commands {
+#define LUMVEX_COMMAND(function) Command function();
+#include "commands.def"
+}  // namespace commands
 
-void AddImport(CLI::App& app, Command& chosen);
-void AddCatalogue(CLI::App& app, Command& chosen);
-void AddCorrect(CLI::App& app, Command& chosen);
-void AddCrossover(CLI::App& app, Command& chosen);
-void AddProcessor(CLI::App& app, Command& chosen);
-void AddTree(CLI::App& app, Command& chosen);
-void AddInfo(CLI::App& app, Command& chosen);
-void AddExport(CLI::App& app, Command& chosen);
-void AddCompare(CLI::App& app, Command& chosen);
-void AddCheck(CLI::App& app, Command& chosen);
-void AddCompact(CLI::App& app, Command& chosen);
+// All of them, in the order of the help.
+inline std::vector<Command> AllCommands() {
+    return {
+#define LUMVEX_COMMAND(function) commands::function(),
+#include "commands.def"
+    };
+}
 
 }  // namespace lumvex::app

@@ -1,11 +1,11 @@
-// What a correction and a crossover design share of their options: the tables and settings that constrain the design.
+// The options that a correction and a crossover design share: tables and settings that constrain the design.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "command.hpp"
 #include "files/text_table.hpp"
 #include "named_data.hpp"
 #include "settings.hpp"
@@ -18,28 +18,22 @@ struct DesignOptions {
     std::vector<std::string> settings;    // "MagTol=0.5"
 };
 
-CLI::Option* AddName(CLI::App& command, const std::string& option, std::string& name, const std::string& help);
+// The options of a command that takes such a design; their values go into `options`.
+Option LimitsOption(DesignOptions& options);
+Option CrossoverOption(DesignOptions& options);
 
-// Options that can be repeated, with one value each time, so that what follows is not taken for another value.
-CLI::Option* AddFiles(CLI::App& command, const std::string& option, std::vector<std::filesystem::path>& files,
-                      const std::string& help);
-CLI::Option* AddNames(CLI::App& command, const std::string& option, std::vector<std::string>& names,
-                      const std::string& help);
-CLI::Option* AddSettings(CLI::App& command, std::vector<std::string>& settings,
-                         std::string (*problemOf)(std::string_view));
-
-void AddTables(CLI::App& command, DesignOptions& options);
+// "--set NAME=VALUE": assignments to the settings of a class of items.
+Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)(const std::string&));
 
 template <class Item>
-void AddDesignOptions(CLI::App& command, DesignOptions& options) {
-    AddTables(command, options);
-    AddSettings(command, options.settings, &ProblemOf<Item>);
+Option SetOption(std::vector<std::string>& assignments) {
+    return SetOption(assignments, [](const std::string& text) { return ProblemOf<Item>(text); });
 }
 
 std::string DesignHelp();
 
-// The tables as arrays: the values of one entry side by side, an entry in each column. Empty where none is given. Throw
-// FileError.
+// The tables as arrays of two dimensions: each column is an entry and holds its values. Empty where the option is not
+// given. Both throw FileError for a table that cannot be read.
 Array LimitTable(const DesignOptions& options);
 Array CrossoverTable(const DesignOptions& options);
 

@@ -15,7 +15,8 @@ namespace {
 
 using Kind = MeasurementFile::Kind;
 
-// What all destinations do with names: one that is taken is refused, or replaced where that is asked for.
+// What all destinations have in common: a name that is taken is refused, or its item replaced where --replace asks for
+// it.
 class NamedDestination : public Destination {
 protected:
     explicit NamedDestination(bool replace) : replace_(replace) {}
@@ -120,7 +121,7 @@ private:
 
 class SpeakerDestination final : public NamedDestination {
 public:
-    SpeakerDestination(const fs::path& document, Project project, const Placement& placement)
+    SpeakerDestination(const fs::path& document, const Project& project, const Placement& placement)
         : NamedDestination(placement.replace),
           config_(FindOrAddSpeakerConfig(document, project, placement)),
           configName_(ToUtf8(config_.Name())),
@@ -133,7 +134,7 @@ public:
 
     MeasurementFile Add(std::span<const InputFile> files) override {
         for (const InputFile& file : files) CheckIsMeasurement(file);
-        const MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
+        MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
         tables_.Check(files);
         Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
               measurements_.FindName(FromUtf8(channels.name)).As<Measurement>(), [&](Measurement measurement) {
@@ -175,7 +176,7 @@ public:
 
     MeasurementFile Add(std::span<const InputFile> files) override {
         CheckIsMeasurement(files[0]);
-        const MeasurementFile channels = Joined(files);
+        MeasurementFile channels = Joined(files);
         tables_.Check(files);
         Place(files[0].path, channels.name, "the position has a measurement", measurements_,
               measurements_.FindName(FromUtf8(channels.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {

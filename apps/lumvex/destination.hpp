@@ -10,7 +10,8 @@
 
 namespace lumvex::app {
 
-// What the options of an import say of the place; without any, files become named data or, in a library, microphones.
+// The options of an import that say where the files go. Without any of them, files become named data of a project or
+// microphones of a library.
 struct Placement {
     std::string speaker, model, config, experiment;
     std::filesystem::path library;
@@ -23,16 +24,17 @@ class Destination {
 public:
     virtual ~Destination() = default;
 
-    // How many mono files together become one measurement, when an import names just as many; 1: each is its own.
+    // The number of mono files that become one measurement when an import names exactly so many; 1 where each file is a
+    // measurement of its own.
     virtual std::size_t FilesTogether() const { return 1; }
 
-    // One file, or just as many mono files. Throws FileError, with no item added, when they do not belong there, the
-    // name is taken or the array is refused. Answers what was stored.
+    // Adds one item, from one file or from FilesTogether() mono files, and returns what it stored. Throws FileError and
+    // adds nothing when the files do not belong there, the name is taken or the array is refused.
     virtual MeasurementFile Add(std::span<const InputFile> files) = 0;
 };
 
 // Makes the speakers, rooms and whatever else the placement names and the document lacks. Throws FileError when that is
-// not possible; the document must not be saved then.
+// not possible; the document may then be changed in part and must not be saved.
 std::unique_ptr<Destination> MakeDestination(const EditedDocument& document, const Placement& placement);
 
 }  // namespace lumvex::app

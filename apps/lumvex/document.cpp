@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The storage system gives statuses without texts. Null for any other status.
+// Words for the statuses that the storage system returns without a text. Null for any other status.
 const char* WordsOf(HRESULT status) {
     switch (status) {
         case STG_E_FILENOTFOUND:
@@ -57,7 +57,7 @@ std::string StatusText(HRESULT status) {
     return text.str();
 }
 
-// What stands at the path says more than the status alone.
+// Describes the error by what is at the path where that says more than the status: a directory, a device.
 std::string ReasonAt(const fs::path& document, const Error& error) {
     std::error_code ignored;
     const fs::file_status found = fs::status(document, ignored);
@@ -74,10 +74,10 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
     return reason + " (" + StatusText(error.Status()) + ")";
 }
 
-// What is loaded only for its name is released again.
+// A search by name loads items. Above the upper bound, items that are not in use are released down to the lower one.
 constexpr LONG kFewestLoaded = 1000, kMostLoaded = 4000;
 
-// A path that cannot be looked at is left to the library, which says why.
+// True also for a path that cannot be examined: opening it then fails with the reason.
 bool Exists(const fs::path& document) {
     std::error_code error;
     return fs::exists(document, error) || error;
@@ -134,7 +134,7 @@ Project OpenProject(const fs::path& document, LXAccessMode mode) {
     return OnDocument(document, "cannot be opened", [&] { return OpenedAs<Project>(path, mode); });
 }
 
-// What is no library is told as the project that it may have been meant to be.
+// A file that holds no library either is reported with the error of opening it as a project.
 AnyDocument OpenDocument(const fs::path& document, LXAccessMode mode) {
     const std::u16string path = PathText(document);
     return OnDocument(document, "cannot be opened", [&]() -> AnyDocument {

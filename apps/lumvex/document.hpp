@@ -1,5 +1,4 @@
-// Documents as the commands meet them: opened and saved with errors that say which document, what was tried and why it
-// failed.
+// Opens and saves documents for the commands. Errors say which document it was, what was tried and why it failed.
 #pragma once
 
 #include <filesystem>
@@ -20,7 +19,8 @@ public:
     DocumentError(const std::filesystem::path& document, const std::string& attempt, const Error& reason);
 };
 
-// Runs work on the document; a failure of the library becomes a DocumentError. `attempt`: "cannot be opened".
+// Runs `work`, which uses the document, and turns an Error of the library into a DocumentError. `attempt` says what
+// failed then: "cannot be opened".
 template <class Work>
 decltype(auto) OnDocument(const std::filesystem::path& document, const char* attempt, Work&& work) {
     try {
@@ -30,25 +30,25 @@ decltype(auto) OnDocument(const std::filesystem::path& document, const char* att
     }
 }
 
-// The project in an existing file.
+// Opens the project in an existing file. Throws DocumentError.
 Project OpenProject(const std::filesystem::path& document, LXAccessMode mode);
 
 // A document of either kind: a project, or a library of manufacturers, models and microphones.
 using AnyDocument = std::variant<Project, Specifications>;
 
-// Whatever an existing file holds.
+// Opens an existing file as the kind of document that it holds. Throws DocumentError.
 AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mode);
 
-// What both kinds can do.
+// The interface that both kinds share.
 Root RootOf(const AnyDocument& document);
 
 enum class Missing { IsMade, IsRefused };
 
-// A document that a command changes and saves once. One that is no file yet becomes one with Save, where that is asked
-// for: a library where its extension is .lvs, else a project.
+// A document that a command changes and saves once. With Missing::IsMade a path without a file gets a new document: a
+// library if its extension is .lvs, else a project. Save() makes the file.
 class EditedDocument {
 public:
-    // Throws DocumentError, also for one that must not be changed.
+    // Throws DocumentError, also for a document that a newer version wrote and this one would damage.
     explicit EditedDocument(std::filesystem::path path, Missing missing = Missing::IsMade);
 
     const std::filesystem::path& Path() const { return path_; }
@@ -66,10 +66,10 @@ private:
 // The path as the library takes it. Throws DocumentError for a name that is no valid UTF-8.
 std::u16string PathText(const std::filesystem::path& document);
 
-// The reason of a failed call in words and with its status; on one line.
+// Why a call of the library failed: words and the status, on one line.
 std::string Describe(const Error& error);
 
-// Text of a document for people to read: one line, whatever it holds; control characters as their pictures.
+// Text of a document made fit to print: control characters, line ends among them, become visible signs.
 std::string Shown(std::u16string_view text);
 
 }  // namespace lumvex::app

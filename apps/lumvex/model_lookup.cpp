@@ -18,12 +18,13 @@ void LinkLibrary(Project& project, const fs::path& path) {
     }));
 }
 
-// "Acme/Alpha"; either name may hold strokes itself.
+// Finds "Acme/Alpha". The names of manufacturer and model may contain slashes themselves: each slash is tried as the
+// one between them.
 Model FindModel(const Manufacturers& manufacturers, std::string_view name) {
-    for (std::size_t stroke = name.find('/'); stroke != name.npos; stroke = name.find('/', stroke + 1)) {
-        const auto manufacturer = manufacturers.FindName(FromUtf8(name.substr(0, stroke))).As<Manufacturer>();
+    for (std::size_t slash = name.find('/'); slash != name.npos; slash = name.find('/', slash + 1)) {
+        const auto manufacturer = manufacturers.FindName(FromUtf8(name.substr(0, slash))).As<Manufacturer>();
         if (!manufacturer) continue;
-        if (const auto model = manufacturer.Models().FindName(FromUtf8(name.substr(stroke + 1))).As<Model>())
+        if (auto model = manufacturer.Models().FindName(FromUtf8(name.substr(slash + 1))).As<Model>())
             return model;
     }
     return {};
@@ -34,7 +35,7 @@ Model ModelOf(const fs::path& document, const Project& project, const std::strin
     if (!library)
         throw FileError(document, "the project has no library, or it cannot be opened, and so the model " +
                                       Quoted(name) + " is not known; --library LIB.lvs gives it one");
-    const Model model = FindModel(library.Manufacturers(), name);
+    Model model = FindModel(library.Manufacturers(), name);
     if (!model) throw FileError(document, "its library has no model " + Quoted(name) + " (MANUFACTURER/MODEL)");
     return model;
 }
@@ -68,7 +69,7 @@ Project ProjectIn(const EditedDocument& document) {
 }
 
 Config ExistingConfig(const fs::path& document, const Configs& configs, const std::string& name) {
-    const Config config = FindConfig(configs, name);
+    Config config = FindConfig(configs, name);
     if (!config)
         throw FileError(document, "there is no configuration " + Quoted(name) + ", only " + ConfigNames(configs));
     return config;

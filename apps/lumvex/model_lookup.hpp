@@ -1,4 +1,4 @@
-// Finds, or makes, the speakers and configurations that people name.
+// Finds, or makes, the speakers and configurations that the command line names.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@
 
 namespace lumvex::app {
 
-// The member of this name, regardless of case; a new one where there is none.
+// The member of this name, regardless of case; adds one where there is none.
 template <class Collection>
 auto FindOrAdd(const Collection& collection, std::u16string_view name) {
     using Item = decltype(collection.Item(1));
@@ -20,12 +20,12 @@ auto FindOrAdd(const Collection& collection, std::u16string_view name) {
     return found ? found : Item(collection.Add(name));
 }
 
-// The fixed configuration of this name ("Bi amp"), regardless of case; empty: there is none.
+// The fixed configuration of this name ("Bi amp"), regardless of case; empty when there is none.
 Config FindConfig(const Configs& configs, std::string_view name);
 
 std::string ConfigNames(const Configs& configs);  // "Single amp, Bi amp, ..."
 
-// "Left, Right": the members' names, of many the first; "none" for an empty collection.
+// "Left, Right": the names of the first members, or "none" for an empty collection.
 template <class Collection>
 std::string NamesIn(const Collection& collection) {
     constexpr LONG kMostShown = 12;
@@ -42,7 +42,7 @@ template <class Collection>
 auto Existing(const std::filesystem::path& document, const Collection& collection, const std::string& name,
               const std::string& what) {
     using Item = decltype(collection.Item(1));
-    const Item found = collection.FindName(FromUtf8(name)).template As<Item>();
+    Item found = collection.FindName(FromUtf8(name)).template As<Item>();
     if (!found) throw FileError(document, what + ' ' + Quoted(name) + "; there is " + NamesIn(collection));
     return found;
 }
@@ -57,15 +57,17 @@ Config ExistingConfig(const std::filesystem::path& document, const Configs& conf
 // regardless of case. Throws FileError when there is none, or when there are several.
 SpeakerEQ ExistingSpeaker(const std::filesystem::path& document, const Project& project, const std::string& name);
 
-// The speaker in this configuration. Throws FileError when the speaker has none of it.
+// The speaker's configuration of this kind. Throws FileError when the speaker does not have it.
 SpkrEQConfig ExistingSpeakerConfig(const std::filesystem::path& document, const SpeakerEQ& speaker, LXConfig id);
 
-// The measurements that were taken with an experiment. Throws FileError when there is no such experiment, or none.
+// The measurements that were taken with an experiment. Throws FileError when the project has no experiment of this
+// name, or no measurement was taken with it.
 std::vector<Measurement> MeasurementsWith(const std::filesystem::path& document, const Project& project,
                                           const SpkrEQConfig& config, const std::string& experiment);
 
-// The configuration of the placement's speaker. What is missing is made as far as the model is known: by the placement,
-// or by the speaker that is there. Throws FileError, naming the document, when it is not.
+// The configuration of the placement's speaker. Adds the speaker and the configuration where they are missing; that
+// takes the model, which the placement names or the existing speaker has. Throws FileError, naming the document, when
+// the model is not known.
 SpkrEQConfig FindOrAddSpeakerConfig(const std::filesystem::path& document, Project project, const Placement& placement);
 
 }  // namespace lumvex::app

@@ -13,8 +13,9 @@
 
 namespace lumvex::app {
 
-// Finds data by name, regardless of case; of several the first, as the collection itself does. Loads each datum at most
-// once, and none behind the last one found. Data may be added meanwhile, but not removed or renamed.
+// Finds data by name, regardless of case; of several with one name it finds the first, as the collection itself does.
+// Loads each datum at most once, and none after the last one that was asked for. Data may be added between two
+// searches, but not removed or renamed.
 class NamedData {
 public:
     explicit NamedData(Data collection) : collection_(std::move(collection)) {}
@@ -36,14 +37,15 @@ private:
     std::unordered_map<std::u16string, LONG, Hash, Equal> positions_;
 };
 
-// One column is an array of one dimension; only where it has but one value, which is refused in that form, of two.
+// The file's values as the array of an item. One column becomes an array of one dimension; a single value becomes one
+// of two dimensions, because items refuse an array of one dimension with one value.
 Array ArrayOf(const MeasurementFile& file);
 
 // Column after column, each of `rows` values, always in two dimensions.
 Array InTwoDimensions(std::span<const float> values, std::size_t rows);
 
-// Puts the file's array, sample rate and date into the datum, measurement or microphone; nothing of it when the array
-// is refused.
+// Puts the file's array, sample rate and date into a datum, measurement or microphone. When the item refuses the array,
+// it throws and the item is as it was.
 template <class Item>
 void Store(const MeasurementFile& file, Item item) {
     item.Data(ArrayOf(file));
@@ -51,10 +53,10 @@ void Store(const MeasurementFile& file, Item item) {
     item.Timestamp(ToDate(file.modified));
 }
 
-// The first difference in words; none where every bit is the same.
+// Says in words where the file and the datum differ first; nothing when every bit is the same.
 std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum& datum);
 
-// An array in memory, 32-bit floats or empty. Throws Error for an array of bytes or texts.
+// The array of a property's value. Throws Error unless it holds 32-bit floats or is empty.
 Array NumbersOf(Variant data);
 
 std::string ShapeText(std::size_t rows, std::size_t columns);  // "480 x 3"

@@ -1,5 +1,5 @@
-// How far a long work has come, on one line of the terminal that disappears again. Silent where standard error is no
-// terminal.
+// Shows the progress of a long task on one line of the terminal, and erases it in the end. Prints nothing when standard
+// error is not a terminal.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@ public:
     ProgressLine& operator=(const ProgressLine&) = delete;
     ~ProgressLine() { Clear(); }
 
-    void Show(std::size_t done, std::size_t total);  // "reading 3 of 9"; some times a second, whatever the calls
+    void Show(std::size_t done, std::size_t total);  // "reading 3 of 9"; prints at most ten times a second
     void Clear();                                    // before anything else is printed
 
 private:

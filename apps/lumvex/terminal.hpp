@@ -1,4 +1,4 @@
-// What the tool has to know of who calls it, and of the streams it writes to.
+// What differs between systems in how the tool is called and what it writes to.
 #pragma once
 
 #include <string>
@@ -6,14 +6,15 @@
 
 namespace lumvex::app {
 
-// The program's name and arguments as UTF-8, from those that main was given. From then on the narrow names of files are
-// UTF-8 too, as on every system they are printed.
+// The program's name and arguments as UTF-8, given those of main. On Windows it also sets the console to UTF-8, in
+// which the tool prints on every system.
 std::vector<std::string> CommandLine(int count, char** values);
 
-// Writing to a pipe whose reader is gone becomes a failed write; by default it would end the program in its work.
+// Makes writing to a pipe whose reader has gone an ordinary failed write. By default it would end the program, in the
+// middle of a save perhaps.
 void KeepRunningWithoutReader();
 
-// Is there somebody to read standard output? A reader that had enough, as `head` does, is no failure.
+// Tells whether anybody still reads standard output. A reader that stops early, as `head` does, is no failure.
 bool OutputHasReader();
 
 bool ErrorsGoToTerminal();

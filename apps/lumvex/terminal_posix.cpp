@@ -7,7 +7,7 @@
 
 namespace lumvex::app {
 
-// Names of files are bytes here, and text what the user's terminal makes of them.
+// Arguments are passed on as the bytes that they are: names of files are bytes on this system, of any encoding.
 std::vector<std::string> CommandLine(int count, char** values) { return {values, values + count}; }
 
 void KeepRunningWithoutReader() { std::signal(SIGPIPE, SIG_IGN); }

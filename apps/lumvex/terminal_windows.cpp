@@ -12,7 +12,8 @@
 
 namespace lumvex::app {
 
-// What main is given has been through the system's code page, which lacks most characters.
+// Reads the command line anew, because the arguments of main were converted to the system's code page, which lacks most
+// characters.
 std::vector<std::string> CommandLine(int, char**) {
     ::SetConsoleOutputCP(CP_UTF8);
     int count = 0;
@@ -26,7 +27,7 @@ std::vector<std::string> CommandLine(int, char**) {
     return line;
 }
 
-void KeepRunningWithoutReader() {}  // a failed write is nothing but that here
+void KeepRunningWithoutReader() {}  // writing without a reader only fails on this system
 
 bool OutputHasReader() { return true; }
 

@@ -1,4 +1,4 @@
-// Our engine alone: each object a stream, the directory one more.
+// Measures our engine alone: each object is a stream, and the directory is one more.
 #include <algorithm>
 
 #include "peers/peer.hpp"
@@ -57,7 +57,7 @@ public:
     std::uint64_t BytesRead() const override { return bytesRead_; }
 
 private:
-    static constexpr std::uint64_t kLarge = std::uint64_t{1} << 20;  // where documents take the larger sectors
+    static constexpr std::uint64_t kLarge = std::uint64_t{1} << 20;  // documents of this size get the larger sectors
 
     static constexpr std::u16string_view kDirectory = u"DIRECTORY";
 

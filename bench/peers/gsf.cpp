@@ -1,4 +1,4 @@
-// libgsf: a compound file of another library's making. It cannot change a file in place: a change writes a new one.
+// Measures libgsf, another library for compound files. It cannot change a file in place: a change writes a new one.
 #include <fcntl.h>
 #include <gsf/gsf.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
-// HDF5 in its newest format: each object a dataset of bytes, inside its header where it fits, and one for the
-// directory.
+// Measures HDF5 in its newest format: each object is a dataset of bytes, kept in its header where it fits, and the
+// directory is one more dataset.
 #include <fcntl.h>
 #include <hdf5.h>
 #include <unistd.h>
@@ -104,7 +104,7 @@ private:
         return buffer_.First(size);
     }
 
-    // Its own flush leaves the bytes with the system.
+    // HDF5's own flush only hands the bytes to the system, so the file is synchronized here.
     void MakeDurable() {
         Checked(H5Fflush(file_, H5F_SCOPE_GLOBAL));
         Close();

@@ -2,8 +2,8 @@
 //
 //     bench_PEER save|read-one|read-all|read-each|change FILE KIND [COUNT [OBJECT [VERSION [MODE]]]]
 //
-// From before the file is opened until it is closed, in milliseconds; checks what was read or written afterwards, and
-// prints the result as one line of JSON.
+// The time counts from before the file is opened until it is closed, in milliseconds. Then the program checks what was
+// read or written, and prints the result as one line of JSON.
 #include <sys/resource.h>
 
 #include <algorithm>

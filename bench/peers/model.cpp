@@ -1,5 +1,5 @@
-// Our documents through the published interfaces: each object an IDatum of a project, its content an array of floats.
-// The mode "bounded" reads under cache bounds of 100 and 1,000 objects.
+// Measures our documents through the published interfaces: each object is an IDatum of a project, with an array of
+// floats. The mode "bounded" reads under cache bounds of 100 and 1,000 objects.
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/lumvex.hpp"
 #include "peers/peer.hpp"
@@ -53,7 +53,7 @@ public:
         project_.SaveFile();
     }
 
-    // Releasing a tree that was made to be saved is no part of saving it.
+    // The tree was made to be saved; the time to release it is not part of saving.
     void Close() override {
         bytesRead_ = StatisticsOf(project_.Get()).bytesRead;
         if (!keepsTree_) project_ = Project();

@@ -1,4 +1,4 @@
-// One way of keeping the objects in a file. Each program measures one peer, in a process of its own.
+// A peer is one way of keeping the objects in a file. Each program measures one peer, in a process of its own.
 #pragma once
 
 #include <memory>
@@ -26,8 +26,8 @@ public:
 // The mode is one of the peer's own words, or empty.
 std::unique_ptr<Peer> MakePeer(const std::string& path, const std::string& mode);
 
-// Memory to read into, as a program gets it: nothing has touched it yet. It begins with a page, as reading to just
-// behind a page's beginning, where large blocks of memory usually are, takes twice as long.
+// Memory to read into that nothing has touched yet, as in a program that has just started. It begins at a page
+// boundary: reading into memory a few bytes after one, where large allocations usually begin, takes twice as long.
 class ReadBuffer {
 public:
     std::span<std::byte> First(std::size_t count) const { return {bytes_.get(), count}; }

@@ -1,4 +1,4 @@
-// No format at all: the objects one behind the other, their places known. What the system itself costs.
+// Measures what the system itself costs: no format at all, the objects are stored one after the other at known places.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ public:
     explicit Raw(std::string path) : path_(std::move(path)) {}
     ~Raw() override { Close(); }
 
-    // Small objects go through a buffer, as any program's would.
+    // Small objects are collected in a buffer, as any program would do.
     void Save(const Workload& workload) override {
         Open(O_RDWR | O_CREAT | O_EXCL);
         std::size_t held = 0;

@@ -1,4 +1,4 @@
-// SQLite: each object a row. The mode "wal" keeps a write-ahead log, any other a rollback journal.
+// Measures SQLite: each object is a row. The mode "wal" keeps a write-ahead log, any other a rollback journal.
 #include <sqlite3.h>
 
 #include <utility>

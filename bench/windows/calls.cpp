@@ -1,5 +1,5 @@
-// What one call of the server costs: early bound, late bound, and through the type information of its library, as a host
-// calls that does not ask the object to dispatch.
+// Measures what one call of the server costs: early bound, late bound, and through the type information of its library,
+// as hosts call that do not use the object's own dispatch.
 #include <chrono>
 #include <cstdio>
 #include <vector>
@@ -55,21 +55,23 @@ int Run() {
     std::printf("nanoseconds a call          early bound late bound  type info   ratio of the last two\n");
     DISPPARAMS none{};
     LONG rate = 0;
-    Measure("get SampleRate", NanosecondsPerCall([&] { return direct->get_SampleRate(&rate); }),
-            NanosecondsPerCall([&] {
-                Variant result;
-                return direct->Invoke(LX_DISPSAMPLERATE, GUID_NULL, 0, DISPATCH_PROPERTYGET, &none, result.Out(), nullptr, nullptr);
-            }),
-            NanosecondsPerCall([&] {
-                Variant result;
-                return info->Invoke(direct, LX_DISPSAMPLERATE, DISPATCH_PROPERTYGET, &none, result.Out(), nullptr, nullptr);
-            }));
+    Measure(
+        "get SampleRate", NanosecondsPerCall([&] { return direct->get_SampleRate(&rate); }), NanosecondsPerCall([&] {
+            Variant result;
+            return direct->Invoke(LX_DISPSAMPLERATE, GUID_NULL, 0, DISPATCH_PROPERTYGET, &none, result.Out(), nullptr,
+                                  nullptr);
+        }),
+        NanosecondsPerCall([&] {
+            Variant result;
+            return info->Invoke(direct, LX_DISPSAMPLERATE, DISPATCH_PROPERTYGET, &none, result.Out(), nullptr, nullptr);
+        }));
     Variant value = Variant::FromLong(48000);
     DISPID put = DISPID_PROPERTYPUT;
     DISPPARAMS one{&value, &put, 1, 1};
     Measure("put SampleRate", NanosecondsPerCall([&] { return direct->put_SampleRate(48000); }),
             NanosecondsPerCall([&] {
-                return direct->Invoke(LX_DISPSAMPLERATE, GUID_NULL, 0, DISPATCH_PROPERTYPUT, &one, nullptr, nullptr, nullptr);
+                return direct->Invoke(LX_DISPSAMPLERATE, GUID_NULL, 0, DISPATCH_PROPERTYPUT, &one, nullptr, nullptr,
+                                      nullptr);
             }),
             NanosecondsPerCall([&] {
                 return info->Invoke(direct, LX_DISPSAMPLERATE, DISPATCH_PROPERTYPUT, &one, nullptr, nullptr, nullptr);

@@ -145,7 +145,7 @@ public:
     };
 
     Descendants() = default;
-    explicit Descendants(Ref<IUnknown> source) : source_(source.As<IEnumVARIANT>()) {}
+    explicit Descendants(const Ref<IUnknown>& source) : source_(source.As<IEnumVARIANT>()) {}
 
     Iterator begin() const {
         Check(source_->Reset());

@@ -67,7 +67,7 @@ const SAFEARRAYBOUND& BoundOf(SAFEARRAY* array, UINT dimension) noexcept {
     return array->rgsabound[array->cDims - dimension];
 }
 
-// An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be.
+// An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be made.
 SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
     std::uint64_t bytes = SizeOfElement(type);

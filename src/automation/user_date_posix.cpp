@@ -1,4 +1,4 @@
-// The user's locale is what the environment names at the moment of the call, whatever the program made its own.
+// The user's locale is the one that the environment names at the moment of the call, whatever locale the program has set.
 #include <locale.h>
 #include <time.h>
 #include <wchar.h>
@@ -15,8 +15,8 @@ namespace lumvex::inside {
 
 namespace {
 
-// Finding a locale means reading files: it is kept until the environment names another. There is one, which is never
-// destroyed: static objects of a client may still ask for texts when the process ends.
+// Finding a locale reads files, so that the last one is kept until the environment names another. It is never destroyed:
+// static objects of a client may still ask for texts when the process ends.
 class UserLocale {
 public:
     static UserLocale& Own() {

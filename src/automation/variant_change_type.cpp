@@ -14,7 +14,7 @@
 namespace lumvex::inside {
 namespace {
 
-// The exact half goes to the even neighbour.
+// Rounds to the nearest integer, halves to the even one.
 std::int64_t RoundedUnits(CY money) noexcept {
     std::int64_t units = money.int64 / 10000;
     const std::int64_t left = money.int64 % 10000;

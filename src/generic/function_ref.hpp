@@ -16,6 +16,7 @@ class FunctionRef<Result(Arguments...)> {
 public:
     template <class Function>
         requires(!std::is_same_v<std::remove_cvref_t<Function>, FunctionRef>)
+    // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): `requires` excludes copies
     FunctionRef(Function&& function) noexcept
         : function_(const_cast<void*>(static_cast<const void*>(std::addressof(function)))),
           call_([](void* called, Arguments... arguments) -> Result {

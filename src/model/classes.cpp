@@ -3,6 +3,7 @@
 #include <array>
 
 #include "arrays/Data.hpp"
+#include "automation/guid_text.hpp"
 #include "core/base/guid_order.hpp"
 #include "model/project/Project.hpp"
 #include "model/specifications/Specifications.hpp"
@@ -12,22 +13,7 @@ namespace lumvex::inside {
 
 namespace {
 
-constexpr GUID ParseId(const char (&text)[37]) {
-    unsigned char digits[32]{};
-    for (std::size_t from = 0, to = 0; from < 36; ++from) {
-        const char c = text[from];
-        if (c == '-') continue;
-        digits[to++] = static_cast<unsigned char>(c <= '9' ? c - '0' : c - 'A' + 10);
-    }
-    const auto number = [&](std::size_t at, std::size_t count) {
-        unsigned value = 0;
-        while (count-- > 0) value = value * 16 + digits[at++];
-        return value;
-    };
-    GUID id{number(0, 8), static_cast<unsigned short>(number(8, 4)), static_cast<unsigned short>(number(12, 4)), {}};
-    for (std::size_t at = 0; at < 8; ++at) id.Data4[at] = static_cast<unsigned char>(number(16 + at * 2, 2));
-    return id;
-}
+consteval GUID ParseId(std::string_view text) { return ParseGuidDigits(text).value(); }
 
 template <class Class>
 Ref<Object> Create() {

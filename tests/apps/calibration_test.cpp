@@ -63,7 +63,7 @@ TEST(Calibration, IsNotReadIntoTheHeaderOfAResponse) {
         EXPECT_FALSE(file.sensitivity);
         EXPECT_FALSE(file.serialNumber);
     }
-    // Below the first numbers nothing is a header any more; an extension may say what the words do not.
+    // Text below the first numbers is no header. An extension may mark a calibration that no words do.
     EXPECT_EQ(ReadMeasurementFile(folder.Write("r.frd", "20 1\nSens Factor =-1dB\n21 2\n")).kind,
               MeasurementFile::Kind::Response);
     EXPECT_EQ(ReadMeasurementFile(folder.Write("r.CAL", "*1000Hz -40.1\n20 1\n")).kind,

@@ -1,4 +1,4 @@
-// What the tests of the measurement files share: a folder of their own, and the error of a call that has to fail.
+// What the tests of the measurement files share: a folder for each test, and the error of a call that has to fail.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -98,7 +98,7 @@ struct Shape {
     std::size_t rows, columns;
 };
 
-// What is written to files of these names is read from them again.
+// Writes the file under each of these names and expects to read the same again.
 inline void ExpectSameBits(const std::vector<Shape>& shapes) {
     const Folder folder;
     for (const Shape& shape : shapes) {

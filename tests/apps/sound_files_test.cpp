@@ -30,7 +30,7 @@ void WriteWithLibrary(const std::filesystem::path& path, int format, int rate, i
     if (encoding == SF_FORMAT_FLOAT || encoding == SF_FORMAT_DOUBLE) {
         EXPECT_EQ(sf_writef_float(sound, samples.data(), rows), rows);
     } else {
-        // Written as floats, full scale would become 32767.
+        // libsndfile would scale floats to 32767; written as integers, full scale stays what it is.
         std::vector<int> whole(samples.size());
         std::transform(samples.begin(), samples.end(), whole.begin(),
                        [](float sample) { return static_cast<int>(static_cast<double>(sample) * 2147483648.0); });
@@ -78,7 +78,7 @@ TEST(SoundFiles, ReadEverySampleFormatAndChannelCount) {
         EXPECT_EQ(file.kind, MeasurementFile::Kind::Impulse);
         EXPECT_EQ(file.sampleRate, test.rate);
         EXPECT_EQ(file.columns, static_cast<std::size_t>(test.channels));
-        // The block codec fills its last block.
+        // This codec writes whole blocks: it appends samples to the last one.
         if (test.tolerance < 1) {
             EXPECT_EQ(file.rows, test.rows);
         }
@@ -159,7 +159,7 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
         EXPECT_TRUE(std::string(error->what()).starts_with((folder / test.name).string() + ": " + test.message))
             << error->what();
     }
-    // A header written before the length was known promises nothing: the samples that are there count.
+    // A header that was written before the length was known is not wrong: all samples that are there are read.
     folder.Write("streamed.wav", streamed);
     EXPECT_EQ(ReadMeasurementFile(folder / "streamed.wav").values, Samples(10, 1));
 }

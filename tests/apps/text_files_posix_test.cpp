@@ -1,4 +1,5 @@
-// What files are beside their content, as this system has it: devices, links, permissions, names that are no text, dates.
+// Properties of files other than their content on POSIX systems: devices, links, permissions, names that are no valid
+// text, dates.
 #include <sys/stat.h>
 #include <unistd.h>
 

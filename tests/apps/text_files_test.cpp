@@ -93,7 +93,8 @@ TEST(TextFiles, ReadAndWriteTheSameInALocaleWithDecimalCommas) {
     const std::string cLocale = std::setlocale(LC_ALL, nullptr);
     const std::locale old = std::locale::global(std::locale(std::locale::classic(), new DecimalComma));
     for (const char* name : {"de_DE.UTF-8", "de_DE", "fr_FR.UTF-8"}) {
-        if (std::setlocale(LC_ALL, name) != nullptr) break;  // where one is installed, the C functions follow it too
+        if (std::setlocale(LC_ALL, name) != nullptr)
+            break;  // C functions read decimal commas from here on, where such a locale is installed
     }
     ExpectEverySyntaxIsRead();
     const Folder folder;
@@ -119,7 +120,7 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
          R"(expected 3 numbers separated by semicolons, as in the other lines, found 1 number in "22")"},
         {"20,1,2\r21,,2\r", 2,
          R"(expected 3 numbers separated by commas, as in the other lines, found an empty column in "21,,2")"},
-        // The odd one out is named, wherever it stands.
+        // The line that differs from the others is named, wherever it is.
         {"20 1 2 3\n20 1\n21 2\n22 3\n", 1,
          R"(expected 2 numbers separated by blanks or tabs, as in the other lines, found 4 numbers in "20 1 2 3")"},
         {"20,5;1,5\n21.5;1\n22;2\n", 2,

@@ -1,4 +1,5 @@
-// Tables that people write or a spreadsheet saves: separators, decimal marks, headers, and the line of what is wrong.
+// Tables as people write them or a spreadsheet saves them: separators, decimal marks, headers, and the line of a
+// mistake.
 #include "files/text_table.hpp"
 
 #include "measurement_files.hpp"

@@ -1,4 +1,4 @@
-// What stands in the way of writing, as this system has it: full disks, permissions, links.
+// Obstacles to writing on POSIX systems: full disks, permissions, links.
 #include <sys/resource.h>
 
 #include <csignal>
@@ -10,7 +10,7 @@ namespace {
 
 using Kind = MeasurementFile::Kind;
 
-// Stands for a full disk: no file may grow beyond so many bytes.
+// Imitates a full disk: no file may grow beyond this number of bytes.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(rlim_t bytes) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -6,7 +6,6 @@
 
 namespace {
 
-using lumvex::Bstr;
 using lumvex::TextOf;
 using namespace std::string_view_literals;
 

@@ -9,7 +9,6 @@
 namespace {
 
 using lumvex::Bstr;
-using lumvex::TextOf;
 using lumvex::Variant;
 
 struct Destroy {

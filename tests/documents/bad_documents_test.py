@@ -8,7 +8,7 @@ import subprocess
 import sys
 import unittest
 
-from tool import DOCUMENT_FAILED, INCOMPLETE, SAMPLES, TOOL, ToolTest
+from tool import DOCUMENT_FAILED, INCOMPLETE, SAMPLES, TOOL, ToolTest, command_names, makes_documents
 
 
 class BadDocuments(ToolTest):
@@ -21,10 +21,15 @@ class BadDocuments(ToolTest):
                 self.assertRegex(done.stderr, rf"\A[^\n]*{name}: cannot be [^\n]*{reason}[^\n]*\n\Z")
 
     def test_missing(self):
+        makers = [name for name in command_names() if makes_documents(name)]
+        self.assertIn("import", makers)
         for document in [self.folder / "missing.lvp", self.folder / "missing" / "project.lvp"]:
             self.assert_refused(document, "there is no such (file|folder) .status 0x8003000[23]",
-                                self.every_command(document)[3:])
-        self.assert_refused(document, "there is no such folder .status 0x80030003", self.every_command(document)[:3])
+                                self.every_command(document, but=makers))
+        for name in makers:
+            document = self.folder / "missing" / ("library.lvs" if name == "catalogue" else "project.lvp")
+            self.assert_refused(document, "there is no such folder .status 0x80030003",
+                                [(name, *self.required_arguments(name, document))])
         self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_no_regular_file(self):
@@ -32,16 +37,18 @@ class BadDocuments(ToolTest):
         pipe = self.folder / "pipe.lvp"
         os.mkfifo(pipe)
         self.assert_refused(pipe, "it is a device or pipe .status 0x80030005")
-        self.assert_refused(self.file("file", "x") / "project.lvp", "there is no such folder .status 0x80030003")
+        below = self.file("file", "x") / "project.lvp"
+        self.assert_refused(below, "there is no such folder .status 0x80030003",
+                            self.every_command(below, but=["catalogue"]))
 
     def test_no_compound_file(self):
         for name, content in [("empty.lvp", b""), ("short.lvp", b"\xd0\xcf\x11\xe0"), ("zeros.lvp", bytes(100_000)),
                               ("text.lvp", "Frequency\tLevel\n" * 100), ("sample.lvp", SAMPLES[0].read_bytes())]:
             document = self.file(name, content)
             before = document.read_bytes()
-            *others, check = self.every_command(document)
-            self.assert_refused(document, r"it is no compound file \(status 0x80030050\)", others)
-            found = self.tool(*check, status=INCOMPLETE).stdout
+            self.assert_refused(document, r"it is no compound file \(status 0x80030050\)",
+                                self.every_command(document, but=["check"]))
+            found = self.tool("check", document, status=INCOMPLETE).stdout
             self.assertRegex(found, rf"{name}: .*\n.*{name}: 1 problem\n")
             self.assertEqual(document.read_bytes(), before)
 
@@ -55,7 +62,7 @@ class BadDocuments(ToolTest):
         root += bytes(36) + bytes.fromhex("feffffff") + bytes(8)
         unused = bytes(68) + b"\xff" * 12 + bytes(48)
         document = self.file("other.lvp", header + fat + root + unused * 3)
-        commands = [each for each in self.every_command(document) if each[0] not in ("info", "check")]
+        commands = self.every_command(document, but=["info", "check", "compact"])  # these take any compound file
         self.assert_refused(document, "it is a compound file, but it holds no project .status 0x80030002", commands)
         told = self.tool("info", document, status=DOCUMENT_FAILED)
         self.assertIn("root class               none is listed\n", told.stdout)
@@ -131,7 +138,7 @@ class FullDisk(ToolTest):
     """A limit on the length of files stands in for the full disk; where we may mount one, a small disk does so too."""
 
     def full_disks(self):
-        """(folder, options of the tool under which the samples do not fit there)"""
+        """Yields folders, each with the options of a process for which the samples do not fit into it."""
         def limit():
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (40_000, 40_000))

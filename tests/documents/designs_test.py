@@ -36,7 +36,7 @@ class Designs(ToolTest):
                          **options)
 
     def lines(self, first):
-        """The tree from the line that begins so to the end of what is indented below it, as far as it is indented."""
+        """The part of the tree that begins with this line: the line and all that is indented below it."""
         self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
         tree = self.tool("tree", self.document).stdout.splitlines()
         start = next(number for number, line in enumerate(tree) if line.lstrip().startswith(first))
@@ -77,7 +77,7 @@ class Designs(ToolTest):
         self.assert_kept(FILTER)
         self.assert_kept(STEREO, "--array", "Data2")
         self.assert_kept(STEREO, item="impulse-stereo  44100 Hz  8192 x 2  with")
-        # The values of one limit stand side by side.
+        # The values of one limit are neighbours in the array.
         rows = [[float(field) for field in line.split(",")] for line in LIMITS.read_text().splitlines()[1:]]
         self.assertIn(struct.pack("<20f", *sum(rows, [])), self.document.read_bytes())
 
@@ -90,7 +90,8 @@ class Designs(ToolTest):
         self.assert_refused('has a correction "FLAT" already; --replace', self.correct, "--experiment", "Near",
                             name="FLAT")
         self.assert_refused('a design "lr" for "Bi amp" already; --replace', self.design, name="lr")
-        self.assert_refused('a processor configuration "Rack" already; --replace', self.processor, "profile,position\nBypass,Left\n")
+        self.assert_refused('a processor configuration "Rack" already; --replace', self.processor,
+                            "profile,position\nBypass,Left\n")
 
         low, high = (self.file(f"{name}.wav", float_wav(1, [value, 0, 1])) for name, value in [("low", 1), ("high", 2)])
         self.correct("--replace", "--set", "GDTol=7", low, high)
@@ -220,8 +221,8 @@ class Designs(ToolTest):
                 ("there is no setting XdA_Mute(17,1)", self.processor, ["", "--set", "XdA_Mute(17,1)=1"]),
                 ("such as 2200:24", self.design, ["--crossover", "2200"]),
                 ("--speaker", self.design, ["--experiment", "Near"]),
-                ("--speaker needs", self.design, ["--speaker", "Right"]),
-                ("--scale needs", self.design, ["--speaker", "Right", "--correction", "Flat", "--scale", "2"]),
+                ("--speaker requires", self.design, ["--speaker", "Right"]),
+                ("--scale requires", self.design, ["--speaker", "Right", "--correction", "Flat", "--scale", "2"]),
                 ("a name is empty", self.design, ["--speaker", ""]),
                 ("excludes", self.correct, ["--experiment", "Near", "--measurement", "impulse-stereo"])]:
             self.assert_refused(words, run, *arguments, status=WRONG_USAGE)

@@ -17,7 +17,7 @@ def program(*arguments):
 
 class OtherReaders(ToolTest):
     def documents(self):
-        """Documents as they come to be: written once, changed again and again, with small sectors and with large."""
+        """Documents with different histories: written once or changed again and again, with small or large sectors."""
         self.import_samples()
         yield "new"
         small = self.file("small.txt", "20 80\n30 81\n")

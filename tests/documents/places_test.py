@@ -61,7 +61,7 @@ class Libraries(Places):
                                              "9: text follows a closing quotation mark"], strict=True):
             self.assertTrue(problem.startswith(words), problem)
         self.assertIn("3 of 8 rows are in", done.stdout)
-        self.assertIn("added 1 manufacturers, 2 models, 2 configurations", done.stdout)
+        self.assertIn("added 1 manufacturer, 2 models, 2 configurations", done.stdout)
         self.assertEqual([line for line in self.tree(self.library) if "(" not in line],
                          ["Acme", 'A; "x"', "Bi amp", "a", "Tri amp"])
 

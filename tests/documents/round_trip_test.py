@@ -1,10 +1,11 @@
 """What goes into a document comes out of it, bit for bit, under the names people use."""
 
 import os
+import re
 import struct
 import unittest
 
-from tool import INCOMPLETE, SAMPLES, WRONG_USAGE, ToolTest, float_wav
+from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, WRONG_USAGE, ToolTest, command_names, float_wav, help_of
 
 
 class RoundTrip(ToolTest):
@@ -64,7 +65,7 @@ class RoundTrip(ToolTest):
         names = ["Lautsprecher äöü", "динамик", "スピーカー", "مكبر", "e\u0301 é", "🔊", "[a,b]", "[x]", "{}", "-o", "--help",
                  "import", "a\nb", "x" * 251]
         files = [self.file(name + ".txt", f"20 {number}\n30 81\n") for number, name in enumerate(names)]
-        # Bare names are what a shell's pattern gives; behind "--" none of them is an option.
+        # A shell's pattern gives names without a folder; after "--" none of them is taken for an option.
         self.tool("import", self.document, "--", *(path.name for path in files))
         self.assertEqual([name for name, *_ in self.data()], [name.replace("\n", "␊") for name in names])
         self.tool("compare", self.document, "--", *(path.name for path in files))
@@ -117,17 +118,20 @@ class RoundTrip(ToolTest):
 
 class Usage(ToolTest):
     def test_help_of_every_command_tells_the_exit_statuses(self):
-        commands = self.tool("--help").stdout
-        for command in ["import", "catalogue", "correct", "crossover", "processor", "tree", "info", "export", "compare",
-                        "check"]:
-            self.assertIn(f"\n  {command} ", commands)
-            self.assertRegex(self.tool(command, "--help").stdout, r"(?s)Exit status:\n  0 .*\n  1 .*\n  2 .*\n  3 ")
+        for command in command_names():
+            self.assertRegex(help_of(command), r"(?s)Exit status:\n  0 .*\n  1 .*\n  2 .*\n  3 ")
+
+    def test_readme_lists_every_command(self):
+        readme = (SAMPLES_FOLDER.parent / "README.md").read_text(encoding="utf-8")
+        table = readme.partition("| command | what it does |\n")[2].partition("\n\n")[0]
+        self.assertEqual(re.findall(r"^\| `(\w+)` ", table, re.MULTILINE), command_names())
 
     def test_wrong_usage_does_nothing(self):
         sample = SAMPLES[0]
         for arguments in [[], ["--wrong"], ["nothing", "x"], ["import"], ["import", "new.lvp"],
                           ["import", "--wrong", "new.lvp", sample], ["tree"], ["tree", "a", "b"], ["info"], ["check"],
-                          ["export", "new.lvp", "x"], ["export", "new.lvp", "x", "-o"], ["compare", "new.lvp"]]:
+                          ["export", "new.lvp", "x"], ["export", "new.lvp", "x", "-o"], ["compare", "new.lvp"],
+                          ["import", "new.lvp", "--room", "R", "--position", "P", "--channel", "", sample]]:
             with self.subTest(arguments=arguments):
                 refused = self.tool(*arguments, status=WRONG_USAGE)
                 self.assertEqual(refused.stdout, "")

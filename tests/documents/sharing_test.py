@@ -6,13 +6,13 @@ import unittest
 
 from tool import DOCUMENT_FAILED, SAMPLES, TOOL, ToolTest
 
-# More output than a pipe holds: a tool whose reader waits is stopped in the middle of its work, the document open.
+# More output than a pipe holds: when nobody reads it, the tool waits in the middle of its work with the document open.
 MANY = 2000
 
 
 class Sharing(ToolTest):
     def start(self, stream, *arguments):
-        """A tool that is stopped, with the document open, in writing to `stream`; its first byte was read."""
+        """A running tool that has the document open and waits because nobody reads more of `stream` than one byte."""
         streams = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, stream: subprocess.PIPE}
         process = subprocess.Popen([TOOL, *map(os.fspath, arguments)], cwd=self.folder, bufsize=0, **streams)
         self.addCleanup(process.wait)

@@ -1,5 +1,6 @@
 """Runs the lumvex tool in a folder of each test's own."""
 
+import functools
 import os
 import pathlib
 import re
@@ -11,8 +12,10 @@ import unittest
 import uuid
 
 TOOL = os.environ["LUMVEX_TOOL"]
-SAMPLES = sorted(path for path in pathlib.Path(os.environ["LUMVEX_SAMPLES"]).iterdir()
-                 if path.suffix in (".frd", ".txt", ".csv", ".wav") and path.stem != "catalogue")
+SAMPLES_FOLDER = pathlib.Path(os.environ["LUMVEX_SAMPLES"])
+CATALOGUE = SAMPLES_FOLDER / "catalogue.csv"
+SAMPLES = sorted(path for path in SAMPLES_FOLDER.iterdir()
+                 if path.suffix in (".frd", ".txt", ".csv", ".wav") and path != CATALOGUE)
 
 DONE, INCOMPLETE, WRONG_USAGE, DOCUMENT_FAILED = range(4)
 
@@ -22,6 +25,22 @@ def float_wav(channels, samples):
     data = struct.pack(f"<{len(samples)}f", *samples)
     return struct.pack("<4sI4s4sIHHIIHH4sI", b"RIFF", 36 + len(data), b"WAVE", b"fmt ", 16, 3, channels, 96000,
                        96000 * 4 * channels, 4 * channels, 32, b"data", len(data)) + data
+
+
+@functools.cache
+def help_of(*command):
+    """What the tool says of itself, or of a command."""
+    done = subprocess.run([TOOL, *command, "--help"], capture_output=True, check=True, timeout=300)
+    return done.stdout.decode("utf-8")
+
+
+def command_names():
+    listed = re.search(r"^Subcommands:\n((?:  .*\n)+)", help_of(), re.MULTILINE)[1]
+    return re.findall(r"^  (\w+) ", listed, re.MULTILINE)
+
+
+def makes_documents(command):
+    return "created when there is no such file" in help_of(command)
 
 
 DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
@@ -63,10 +82,13 @@ class ToolTest(unittest.TestCase):
         return [(name, int(rate), shape, identifier) for name, rate, shape, identifier in re.findall(
             r"^    (.*)  (-?\d+) Hz  (\d+ x \d+)  (\{[-0-9A-F]{36}\})$", tree, re.MULTILINE)]
 
-    def every_command(self, document):
-        """The arguments of each command on a document, with a sample as its file."""
-        return [("import", document, SAMPLES[0]), ("crossover", document, "--config", "Bi amp", "--name", "X"),
-                ("processor", document, "--name", "X"),
-                ("correct", document, "--config", "Bi amp", "--name", "X", "--speaker", "X"), ("tree", document), ("info", document),
-                ("export", document, "woofer", "-o", self.folder / "exported.csv"), ("compare", document, SAMPLES[0]),
-                ("check", document)]
+    def required_arguments(self, command, document):
+        """What the command's help says it requires, with a sample as its file."""
+        named = {"DOC": document, "FILE": CATALOGUE if command == "catalogue" else SAMPLES[0], "NAME": "woofer",
+                 "--config": "Bi amp", "--output": self.folder / "exported.csv"}
+        for name in re.findall(r"^  (?:-\w,)?([-\w]+)(?: [A-Z]+| \.\.\.)? REQUIRED", help_of(command), re.MULTILINE):
+            yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
+
+    def every_command(self, document, but=()):
+        """Command lines that name the document, one for each command except some."""
+        return [(name, *self.required_arguments(name, document)) for name in command_names() if name not in but]

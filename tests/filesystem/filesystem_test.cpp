@@ -56,7 +56,8 @@ protected:
         fs::create_directory(behind);
         fs::create_directory(mount);
         faults.Clear();
-        struct stat before {}, now {};
+        struct stat before = {};
+        struct stat now = {};
         ::stat(mount.c_str(), &before);
         server = ::fork();
         if (server == 0) {

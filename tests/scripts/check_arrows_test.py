@@ -41,7 +41,6 @@ BROKEN = {
 def run(changes):
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder)
-        subprocess.run(["git", "init", "-q", folder], check=True)
         for path, text in {**SOUND, **changes}.items():
             if text is not None:
                 (root / path).parent.mkdir(parents=True, exist_ok=True)

@@ -12,7 +12,7 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr std::size_t kLongestLine = 4096;  // nobody states a sensitivity farther to the right
+constexpr std::size_t kLongestLine = 4096;  // what is farther to the right is not searched
 constexpr std::size_t npos = std::string_view::npos;
 
 bool IsWordPart(char c) { return IsLetter(c) || IsDigit(c) || c == '_'; }
@@ -62,9 +62,9 @@ bool IsOfLoudspeaker(std::string_view unit) {
     return false;
 }
 
-// The sensitivity in what follows its keyword: the first number that is not a frequency and has a fitting unit behind
-// it, or in front of it ("in mV/Pa 12.34"). A bare number will do after "factor", and if negative: no loudspeaker has
-// that.
+// Finds the sensitivity in the text after its keyword: the first number that is not a frequency and has a fitting unit
+// after it, or before it ("in mV/Pa 12.34"). A number without a unit is accepted after "factor", and where it is
+// negative, because no loudspeaker has a negative sensitivity.
 std::optional<double> FindSensitivity(std::string_view rest, bool bareAllowed) {
     bool millivolts = false;
     while (!rest.empty()) {
@@ -95,7 +95,7 @@ std::optional<double> FindSensitivity(std::string_view rest, bool bareAllowed) {
     return std::nullopt;
 }
 
-// The serial number in what follows its keyword; it holds a digit, else it is only a word of a sentence.
+// Finds the serial number in the text after its keyword. A word without a digit is part of a sentence, not a number.
 std::optional<std::string> FindSerialNumber(std::string_view rest) {
     rest = Trimmed(rest);
     while (!rest.empty() &&

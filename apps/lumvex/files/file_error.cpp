@@ -32,7 +32,7 @@ FileError::FileError(const std::filesystem::path& path, std::size_t line, const 
       expected_(expected) {}
 
 std::error_code LastSystemError() {
-    // A stream may fail without a system call; then all that is known is that it failed.
+    // A stream may fail without a system call, and errno is then 0: only the failure itself is known.
     return errno != 0 ? std::error_code(errno, std::generic_category()) : std::make_error_code(std::errc::io_error);
 }
 

@@ -1,4 +1,5 @@
-// The one exception of the measurement files: which file, which line, what was expected there and what was found.
+// The exception that everything in this folder throws: it says which file, which line, what was expected there and what
+// was found.
 #pragma once
 
 #include <cstddef>

@@ -35,13 +35,13 @@ struct MeasurementFile {
                                               // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
 };
 
-// What the file is, is decided by its content, and by its extension where the content does not tell. Every failure is a
-// FileError: missing, unreadable, empty or damaged files and, with their line, data that cannot be understood.
+// Reads a file. Its content decides what it is, and its extension where the content does not tell. Throws FileError for
+// missing, unreadable, empty or damaged files and, with the line, for data that cannot be understood.
 [[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path);
 
-// The extension decides the format: .frd and .txt (tabs), .csv (commas) for responses and calibrations, .wav (32-bit
-// float) for impulse responses. Reading the file back gives the same bits. Throws FileError, and leaves a file that was
-// there as it was, when the table does not fit the format or the file cannot be written.
+// Writes a file. The extension decides the format: .frd and .txt (tabs), .csv (commas) for responses and calibrations,
+// .wav (32-bit float) for impulse responses. Reading the file back gives the same bits. Throws FileError, and leaves a
+// file that was there as it was, when the table does not fit the format or the file cannot be written.
 void WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file);
 
 }  // namespace lumvex::app

@@ -20,11 +20,11 @@ ReplacedFile::ReplacedFile(const fs::path& path) : path_(path), target_(path) {
     if (old_.type() == fs::file_type::none) throw FileError(path, error);
     if (fs::is_directory(old_)) throw FileError(path, std::make_error_code(std::errc::is_a_directory));
     if (fs::exists(old_) && !fs::is_regular_file(old_)) throw FileError(path, 0, "a file", "a device or pipe");
-    // Moving would replace a write-protected file without asking.
+    // A move would replace even a file that is write-protected, so permission to write is tested first.
     if (fs::exists(old_) && (old_.permissions() & fs::perms::owner_write) == fs::perms::none) {
         throw FileError(path, std::make_error_code(std::errc::permission_denied));
     }
-    // Not made from the file's name, which may leave no room for more characters.
+    // The temporary name does not contain the file's own, which may be as long as the system allows already.
     std::random_device random;
     do {
         temporary_ = target_.parent_path() / ("lumvex-" + std::to_string(random()) + ".tmp");

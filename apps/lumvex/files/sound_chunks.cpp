@@ -23,7 +23,7 @@ constexpr Container kContainers[] = {
     {"FORM", 12, 4, 4, true, false, 2},  {"riff", 40, 16, 8, false, true, 8}, {"caff", 8, 4, 8, true, false, 1},
 };
 
-// Empty where the file ends before.
+// Reads so many bytes at a position; empty when the file ends before their end.
 std::string ReadAt(std::istream& in, std::uint64_t position, std::size_t count) {
     std::string bytes(count, '\0');
     in.clear();
@@ -40,7 +40,7 @@ std::uint64_t Number(std::string_view bytes, bool bigEndian) {
     return number;
 }
 
-// Written as all ones while the length was not known yet.
+// A recorder writes a length of all ones while it does not know it yet.
 bool IsUnknown(std::string_view size) { return size.find_first_not_of('\xFF') == std::string_view::npos; }
 
 std::optional<std::string> Compare(std::uint64_t stated, std::uint64_t there) {
@@ -58,7 +58,7 @@ std::optional<std::string> MissingInChunks(std::istream& in, std::uint64_t lengt
         std::string_view sizeBytes = std::string_view(chunk).substr(container.id);
         const std::uint64_t there = length - at - header;
         if (id == "ds64" && container.magic == "RF64") {
-            const std::string sizes = ReadAt(in, at + header, 16);  // of the file, of the samples
+            const std::string sizes = ReadAt(in, at + header, 16);  // the length of the file, then that of the samples
             if (!sizes.empty()) wideSize = sizes.substr(8);
         }
         const bool samples = id == "data" || id == "SSND" || id == "BODY";

@@ -10,8 +10,8 @@
 namespace lumvex::app {
 
 // Compares the length that the header gives for the samples with the length of the file, for the formats that are made
-// of chunks (RIFF, RIFX, RF64, FORM, W64, CAF) and for AU. Answers what is wrong, and nothing when all samples are
-// there or when the file is of another format. Leaves the stream anywhere.
+// of chunks (RIFF, RIFX, RF64, FORM, W64, CAF) and for AU. Returns what is wrong; nothing when all samples are there or
+// the file has another format. The stream's position is not defined afterwards.
 [[nodiscard]] std::optional<std::string> MissingSamples(std::istream& in, std::uint64_t length);
 
 }  // namespace lumvex::app

@@ -79,7 +79,8 @@ std::vector<float> ByColumn(std::vector<float> samples, std::size_t channels) {
     return columns;
 }
 
-// Block by block: the length in a header of a compressed file may promise anything.
+// Reads block by block instead of reserving for all samples, because the header of a compressed file may promise any
+// length.
 std::vector<float> ReadSamples(const std::filesystem::path& path, SNDFILE* sound, const SF_INFO& info) {
     const auto channels = static_cast<std::size_t>(info.channels);
     const std::size_t blockRows = std::max<std::size_t>(1, kBlock / channels);
@@ -134,7 +135,7 @@ void WriteSound(const std::filesystem::path& path, std::fstream& out, const Meas
     info.format = kFormat;
     Sound sound = Open(out, SFM_WRITE, info);
     if (!sound) throw FileError(path, Reason(nullptr));
-    // The chunk of peaks holds the time of writing; without it the same table always makes the same file.
+    // Leaves out the chunk of peaks, which holds the time of writing: the same table always makes the same file.
     sf_command(sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
 
     const std::size_t blockRows = std::max<std::size_t>(1, kBlock / file.columns);

@@ -43,7 +43,8 @@ std::size_t SequenceLength(std::string_view text) {
     return overlong || noCharacter ? 0 : length;
 }
 
-// Half surrogate pairs become U+FFFD: they can only stand in a comment, or the line is refused anyway.
+// A surrogate without its other half becomes U+FFFD. That loses nothing: a line of numbers with one is refused anyway,
+// and elsewhere it can only be part of a comment.
 std::string FromUtf16(std::string_view bytes, bool bigEndian) {
     const std::size_t units = bytes.size() / 2;
     const auto unit = [&](std::size_t i) -> char32_t {

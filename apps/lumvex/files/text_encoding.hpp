@@ -1,4 +1,4 @@
-// From the bytes of a text file or the name of a path to UTF-8.
+// Converts the bytes of a text file, or a path, to UTF-8.
 #pragma once
 
 #include <filesystem>
@@ -8,8 +8,8 @@
 namespace lumvex::app {
 
 // The text of a file as UTF-8, without byte-order mark: UTF-8 and UTF-16 (both byte orders) are told by the mark;
-// anything else is taken as it is, since only its ASCII matters to the readers. Throws FileError for half a UTF-16
-// unit.
+// anything else is taken as it is, since only its ASCII matters to the readers. Throws FileError for UTF-16 of an odd
+// number of bytes.
 [[nodiscard]] std::string DecodeText(std::string bytes, const std::filesystem::path& path);
 
 // The text with U+FFFD in place of every byte that is not part of valid UTF-8.

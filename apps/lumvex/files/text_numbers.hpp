@@ -26,7 +26,7 @@ enum class NumberState {
 // The nearest 32-bit float. The whole field must be the number; a decimal comma needs a digit on both sides.
 NumberState ParseNumber(std::string_view field, char decimalMark, float& value);
 
-// One line as a row. Separators at its end are ignored: spreadsheets fill short rows with them.
+// Reads one line as a row. Separators at its end are ignored, because spreadsheets fill short rows with them.
 struct Row {
     std::array<float, kMostColumns> values{};
     std::size_t columns = 0;  // fields in the line, also beyond the most that a row can keep

@@ -29,8 +29,8 @@ struct Layout {
 
 enum class LineKind { Blank, Words, Numbers };
 
-// A header may start a line with a number that is none: "NaN values are left out". It is one if the whole line is
-// numbers.
+// A header's line may begin with what looks like a number: "NaN values are left out". Only a line that is numbers
+// throughout belongs to the table.
 bool IsRowOfNotFinite(std::string_view line) {
     bool notFinite = false;
     while (!line.empty()) {
@@ -100,7 +100,7 @@ bool FitsSome(const Row& row) {
     return row.state == NumberState::Good && row.columns >= kFewestColumns && row.columns <= kMostColumns;
 }
 
-// The table, column after column, if every line of numbers fits the layout.
+// Reads the table, column after column; nothing unless every line of numbers fits the layout.
 std::optional<std::vector<float>> ReadTable(std::string_view text, const Layout& layout) {
     std::array<std::vector<float>, kMostColumns> columns;
     for (Lines lines(text); lines.NextNumbers();) {
@@ -167,7 +167,8 @@ std::string Describe(const Layout& layout) {
     throw FileError(path, line.Number(), expected, count + " in " + Quoted(Trimmed(line.Text())));
 }
 
-// No line is wrong by itself, only against the others: the majority decides which one to name.
+// Explains why no layout fits all lines. A line is wrong only in comparison with the others, so the layout of the
+// majority decides which line is named.
 [[noreturn]] void RefuseWorstLine(const std::filesystem::path& path, std::string_view text) {
     const std::optional<Layout> layout = MostLikelyLayout(text);
     Lines lines(text);
@@ -176,8 +177,8 @@ std::string Describe(const Layout& layout) {
         if (layout && Fits(row, layout->columns)) continue;
         if (layout) Refuse(path, lines, row, Describe(*layout));
 
-        // No line fits at all: of the ways to read this one, the way that ends at a number that is none of ours says
-        // most.
+        // No line fits any layout. The most telling reason for this line is a number that cannot be kept (NaN, or too
+        // large), if some layout leads to one.
         for (RowSyntax syntax : kSyntaxes) {
             const Row other = ReadRow(lines.Text(), syntax);
             const bool telling = other.state == NumberState::NotFinite || other.state == NumberState::OutOfRange;
@@ -212,7 +213,7 @@ CalibrationHeader ReadHeader(std::string_view text) {
 
 MeasurementFile ReadText(const std::filesystem::path& path, std::string bytes) {
     std::string text = DecodeText(std::move(bytes), path);
-    if (text.ends_with('\x1A')) text.pop_back();  // old systems end their texts with it
+    if (text.ends_with('\x1A')) text.pop_back();  // the end-of-file character of old systems
     if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
         const std::size_t line = static_cast<std::size_t>(std::count(text.data(), text.data() + zero, '\n')) + 1;
         throw FileError(path, line, "text (in UTF-16 with its byte-order mark)", "a zero byte");

@@ -8,8 +8,8 @@
 
 namespace lumvex::app {
 
-// The table in the bytes of a text file; name and date are left to the caller, the path serves the messages and the
-// extensions of calibrations. Throws FileError with the line and what was expected there.
+// Reads the table in the bytes of a text file; the caller fills in name and date. The path is for messages, and its
+// extension may mark a calibration. Throws FileError with the line and what was expected there.
 [[nodiscard]] MeasurementFile ReadText(const std::filesystem::path& path, std::string bytes);
 
 }  // namespace lumvex::app

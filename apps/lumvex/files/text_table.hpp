@@ -15,22 +15,22 @@ struct TableRow {
     std::string problem;              // what is wrong with the line's form; empty: nothing
 };
 
-// The rows of a file, but for empty lines. Fields stand between commas or semicolons, whichever the first line has more
-// of; in quotation marks they may hold either, and "" for one mark. Throws FileError when the file cannot be read or is
-// empty.
+// The rows of a file without its empty lines. Commas or semicolons separate the fields, whichever the first line has
+// more of. A field in quotation marks may contain either, and "" means one mark there. Throws FileError when the file
+// cannot be read or is empty.
 std::vector<TableRow> ReadTable(const std::filesystem::path& path);
 
-// Takes empty fields off the row's end as long as it has more than `columns`: spreadsheets fill short rows with them.
+// Removes empty fields from the row's end while it has more than `columns`: spreadsheets fill short rows with them.
 void DropEmptyEnd(TableRow& row, std::size_t columns);
 
 // Drops the empty ends of all rows, and the first row when it holds these names, regardless of case.
 void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& names);
 
-// A number that people write into a field: it may have a decimal comma.
+// Reads a number as people write it into a field, perhaps with a decimal comma. Returns false for anything else.
 bool ReadNumber(std::string_view field, float& value);
 
-// A table of numbers alone, with as many columns as there are names; a first line of the names is a header. Row after
-// row. Throws FileError with the line that is anything else.
+// Reads a table of numbers that has as many columns as there are names; a first line with these names is a header.
+// Returns the numbers row after row. Throws FileError with the line that is not such a row.
 std::vector<float> ReadNumbers(const std::filesystem::path& path, const std::vector<std::string>& names);
 
 }  // namespace lumvex::app

@@ -25,7 +25,7 @@ void Append(std::string& text, Number value) {
     text.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr);
 }
 
-// The words that calibration files have used since long, so that other programs find them too.
+// The words that calibration files commonly use, so that other programs find the values.
 std::string CalibrationLine(const MeasurementFile& file) {
     if (!file.sensitivity && !file.serialNumber) return "* " + std::string(CalibrationHeader::kMark) + "\n";
     std::string line = "\"";

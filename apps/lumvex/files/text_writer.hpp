@@ -12,8 +12,8 @@ namespace lumvex::app {
 // same.
 void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& file);
 
-// A comment line that names the columns, then a line for each row, with the shortest digits that give the same floats
-// back. The table has been checked; the state of the stream tells whether it was written.
+// Writes a comment line that names the columns and then a line for each row, with the shortest digits that read back as
+// the same floats. The table has to be checked before; the state of the stream tells whether all was written.
 void WriteText(std::ostream& out, const MeasurementFile& file, char separator);
 
 }  // namespace lumvex::app

@@ -12,7 +12,7 @@ void Replace(std::u16string& text, std::u16string_view what, const std::string& 
     if (at != std::u16string::npos) text.replace(at, what.size(), FromUtf8(with));
 }
 
-// Error information that cannot be made is no reason to lose the status.
+// Does nothing where the error information cannot be made: the status is returned all the same.
 void Install(std::u16string_view text, std::u16string_view source) {
     Ref<ICreateErrorInfo> made;
     if (FAILED(CreateErrorInfo(made.Out()))) return;

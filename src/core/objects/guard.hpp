@@ -9,9 +9,7 @@
 
 namespace lumvex::inside {
 
-// Enter takes the module lock and counts how deep the thread is inside the model. Leave delivers the thread's events when
-// it ends the outermost call.
-ThreadContext& Enter();
+// Ends what Enter() began. The outermost call delivers the thread's events before.
 void Leave(ThreadContext& thread) noexcept;
 
 // Inside the model for the life of the object.

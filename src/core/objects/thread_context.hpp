@@ -33,8 +33,12 @@ struct ThreadContext {
 // The calling thread's, made on first use. Throws std::bad_alloc when it cannot be made.
 ThreadContext& CurrentThread();
 
-// What Enter() does once it has the context. Enter() itself is in the source file of CurrentThread(), so that the compiler
-// makes one function of them: that saves a sixth of the time of the shortest published call.
+// Begins a call: takes the module lock, and counts how deep the thread is inside the model. Throws as CurrentThread() does.
+// Each system's Enter() is beside its CurrentThread(), so that the compiler makes one function of them: that saves a sixth
+// of the time of the shortest published call.
+ThreadContext& Enter();
+
+// What Enter() does once it has the context.
 inline ThreadContext& EnteredBy(ThreadContext& thread) {
     ModuleLock().lock();
     ++thread.depth;

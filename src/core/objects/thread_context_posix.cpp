@@ -7,7 +7,6 @@
 #include <atomic>
 #include <new>
 
-#include "core/objects/guard.hpp"
 #include "core/objects/thread_context.hpp"
 
 namespace lumvex::inside {

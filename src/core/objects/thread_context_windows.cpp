@@ -5,8 +5,6 @@
 
 #include <new>
 
-#include "core/objects/guard.hpp"
-
 namespace lumvex::inside {
 
 namespace {

@@ -53,7 +53,7 @@ inline HRESULT Assign(VARIANT* out, Variant&& value) {
 }
 
 // What a search found, or nothing.
-inline HRESULT Assign(VARIANT* out, Ref<Object> found) {
+inline HRESULT Assign(VARIANT* out, const Ref<Object>& found) {
     if (!found) return S_FALSE;
     Variant::FromDispatch(found->Dispatch()).Detach(out);
     return S_OK;

@@ -108,7 +108,7 @@ void CollectionBase::AppendMember(Object& member) {
 }
 
 void CollectionBase::Remove(LONG position) {
-    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
+    const Ref<Object> root = RootBase(), self(this);  // handlers may release both
     if (position < 1 || position > Count()) throw Failure(Message::NotLocated);
     const Ref<Object> member = Member(static_cast<std::size_t>(position - 1));
     ItemBase& item = *member->AsItem();
@@ -139,7 +139,7 @@ void CollectionBase::RemoveMember(ItemBase& member, std::size_t likely) {
 
 // Each member's removal is an operation of its own: it stays when a later one fails.
 void CollectionBase::RemoveAll() {
-    const Ref<Object> root = RootBase(), self(this);  // handlers may let go of both
+    const Ref<Object> root = RootBase(), self(this);  // handlers may release both
     Raise(ResolveRoot(), EventKind::Collection, *this, LX_EV_BEFORE_REMOVEALL);
     ResolveRoot().MarkChanged(*this);
     DeliverNow();

@@ -10,7 +10,7 @@ void NameIndex::Add(const Reference& member, std::u16string_view name) {
     try {
         if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
     } catch (const std::bad_alloc&) {
-        Clear();  // the two have to agree; the next search indexes anew
+        Clear();  // both tables have to agree; the next search fills them again
         throw;
     }
     ++nextRank_;

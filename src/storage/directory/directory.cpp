@@ -56,7 +56,7 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
 
 // ---- entering and leaving -------------------------------------------------------------------------------------------
 
-// Every entry may have to be marked and to join the next table without fail.
+// Makes room, so that marking the entry and adding it to the next table cannot fail later.
 Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     Ref<Entry> entry(new Entry(id, classInfo));
     entry->document = &owner_;

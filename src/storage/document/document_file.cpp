@@ -52,7 +52,7 @@ std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
 }
 
 std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view name) {
-    std::array<std::byte, 4096> buffer;  // not longer is short
+    std::array<std::byte, 4096> buffer;  // records of up to so many bytes are read at once
     auto found = OnStorage([&] { return file_->FindOrRead(name, buffer); });
     if (found.stream)
         return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream));

@@ -52,8 +52,8 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
     return object;
 }
 
-// The object takes its place in the directory, and does what its class does then. What that makes is no part of the
-// operation under way: the object stays loaded even if the operation fails.
+// Puts a new object into the directory and lets it do what its class does then. This is an operation of its own: the object
+// stays loaded even if the operation under way fails.
 void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
     directory_.PrepareToLoad();
     Operation arrival;
@@ -66,7 +66,7 @@ void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arriva
     arrival.Keep();
 }
 
-// A file that gives one ID to objects of two classes would make one of them be taken for the other.
+// Checks the class: a damaged file may give one ID to objects of two classes.
 Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
     Ref<Entry> entry = directory_.FindReferred(reference, classInfo);
     if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
@@ -157,7 +157,7 @@ void DocumentTree::MarkModified() {
     modified_ = true;
 }
 
-// The name of an item is one of the values that change here: the collection that indexes it is told.
+// The change may be that of an item's name, by which its collection indexes it.
 void DocumentTree::MarkChanged(Object& object) noexcept {
     Entry& entry = object.OwnEntry();
     directory_.MarkChanged(entry);
@@ -183,7 +183,7 @@ std::vector<GUID> DocumentTree::DependentLinks(const GUID& target) {
     return links_.LinksTo(target);
 }
 
-// An index that the operation under way may have to take back is made anew when it is next asked for.
+// When the operation under way fails, the index is dropped, and made again when it is next asked for.
 void DocumentTree::LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) {
     if (!links_.IsMade()) return;
     RecordStep(root_, this, [](Object&, void* tree) noexcept { static_cast<DocumentTree*>(tree)->links_.Forget(); });
@@ -193,7 +193,7 @@ void DocumentTree::LinkMoved(const GUID& link, const std::optional<GUID>& from, 
 // ---- the file -------------------------------------------------------------------------------------------------------
 
 void DocumentTree::CloseFile(bool onlyHeld) {
-    std::vector<Ref<Object>> staying;  // until the file has gone, whatever the bounds of the cache
+    std::vector<Ref<Object>> staying;  // held until the file is closed, whatever the bounds of the cache
     struct Release {
         DocumentTree& tree;
         ~Release() {
@@ -209,8 +209,8 @@ void DocumentTree::CloseFile(bool onlyHeld) {
     directory_.ReadFromTable();
 }
 
-// All that is loaded and, loaded now where it was not, all that owns something of it. All of it is held by the answer: the
-// search for an owner loads others, which may push each other out of the cache.
+// All objects that are loaded and all that own one of them, which are loaded for this. The answer holds references to all:
+// looking for an owner loads further objects, which may push others out of the cache.
 std::vector<Ref<Object>> DocumentTree::LoadedWithOwners() {
     std::vector<Ref<Object>> objects;
     std::unordered_set<const Entry*> held{&root_.OwnEntry()};

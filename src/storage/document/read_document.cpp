@@ -10,7 +10,7 @@ namespace {
 
 constexpr VersionWord kOldRootVersion(1);
 
-// A word without the minimum-reader bit may not carry one.
+// A word that does not say that it names a minimum reader may not name one.
 bool IsReadable(VersionWord word, LXVersionSupport support) {
     if (support == LX_VER_DEPRECATED) return word.Writer() <= kRootVersion;
     if (!word.NamesMinimumReader()) return word.Writer() <= kRootVersion && (word.Word() & 0x7FF60000u) == 0;

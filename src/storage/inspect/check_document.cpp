@@ -122,7 +122,7 @@ private:
         Follow(*root, "the root");
     }
 
-    // Older files have no table. Of these, the kind whose fields are as long as the record is.
+    // In a file without a directory table, the root's class is the one whose fields fill the record.
     const ClassInfo* RootClassOf(const GUID& id, const RecordReader& fields, VersionWord version) const {
         const auto listed = table_.find(id);
         if (listed != table_.end()) return FindClass(listed->second.classId);
@@ -177,7 +177,7 @@ private:
         });
     }
 
-    // What belongs to classes of a newer program is carried along and cannot be followed.
+    // References in objects of a newer program's classes cannot be followed, so that nothing is said of these objects.
     void ReportUnreached() {
         for (const auto& [id, listed] : table_) {
             const ClassInfo* info = FindClass(listed.classId);
@@ -229,7 +229,7 @@ std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, co
             auto records = Checker(OpenForReading(path), progress).Run();
             problems.insert(problems.end(), records.begin(), records.end());
         } catch (const Failure&) {
-            if (problems.empty()) throw;  // the structure's problems say it better
+            if (problems.empty()) throw;  // else the problems of the file's structure are the cause
         }
         return problems;
     });

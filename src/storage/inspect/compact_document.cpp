@@ -1,4 +1,4 @@
-// The file of a document written anew.
+// Compacting: writes a document's file anew, as short as it can be.
 #include <span>
 #include <vector>
 
@@ -15,7 +15,7 @@ using compound::CompoundFile;
 
 std::uint64_t RoundedUp(std::uint64_t bytes, std::uint64_t unit) { return (bytes + unit - 1) / unit * unit; }
 
-// Bytes of a file of these streams; what lists the sectors of a FAT beyond the header is left out.
+// How long a file of these streams would be, in bytes. Sectors that list FAT sectors beyond the header's are left out.
 std::uint64_t FileSize(const std::vector<std::uint64_t>& streams, std::uint64_t sector) {
     using namespace compound;
     std::uint64_t miniStream = 0, bytes = RoundedUp((streams.size() + 1) * kEntrySize, sector);
@@ -51,7 +51,7 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
         to->Write(name, std::span(&bytes, 1));
         if (progress) progress(++done, streams);
     });
-    const std::uint64_t before = from->FileSize();  // not all file systems say it of a file that was replaced
+    const std::uint64_t before = from->FileSize();  // asked before: not all file systems tell the size of a file that was replaced
     to->Commit();
     return {before, to->FileSize()};
 }

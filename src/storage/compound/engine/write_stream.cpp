@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
 constexpr std::array<std::byte, 4096> kZeros{};
-constexpr std::size_t kCompareAhead = 64 * 1024;
+constexpr std::size_t kCompareAhead = std::size_t{64} * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Neither is small.

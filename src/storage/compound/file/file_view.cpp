@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kPage = 4096;
 
 // From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
-constexpr std::size_t kReadDirectly = 64 * 1024;
+constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 
 }  // namespace
 

@@ -17,7 +17,7 @@ void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
 // A few large writes cost the system less than many short ones, and what was written by them is read back faster.
 void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
     unflushed_ = true;
-    constexpr std::size_t kShort = 64 * 1024, kMostBuffered = 256 * 1024;
+    constexpr std::size_t kShort = std::size_t{64} * 1024, kMostBuffered = std::size_t{256} * 1024;
     std::size_t size = 0;
     for (const Piece& piece : pieces) size += piece.size();
     if (size > kShort) return Write(offset, pieces);

@@ -4,7 +4,6 @@
 #include <memory>
 #include <system_error>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -24,13 +23,13 @@ struct ExportArguments {
     bool force = false;
 };
 
-// Something is named by its ID only where that is unmistakable: a datum's name comes first.
+// The text is tried as the name of a datum first, and then as an ID: a name may look like an ID.
 Object FindItem(const Project& project, std::u16string_view wanted) {
     if (Datum found = NamedData(project.Data()).Find(wanted)) return found;
     return ParseGuid(wanted) ? project.Load(wanted) : Object();
 }
 
-// A property of whatever class the object is of; none where its class has no such property.
+// Reads a property by its name, whatever the object's class; nothing where the class has no such property.
 std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name) {
     const Bstr text(name);
     BSTR names[] = {text.get()};
@@ -43,19 +42,20 @@ std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name
     return value;
 }
 
-// In Hz; 0 where there is none. A room's position has it as a float.
+// In Hz; 0 for an object without one. A room's position has a float, all others an integer.
 std::int32_t SampleRateOf(const Object& object) {
     const auto rate = PropertyOf(object, u"SampleRate");
     if (!rate) return 0;
     return rate->vt == VT_I4 ? rate->lVal : rate->vt == VT_R4 ? static_cast<std::int32_t>(rate->fltVal) : 0;
 }
 
-// Do the values rise from each to the next, as the frequencies of a response do?
+// Tells whether each value is above the one before, as the frequencies of a response are.
 bool Rise(std::span<const float> values) {
     return std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
 }
 
-// Clients need not set a sample rate, and every new datum has one: a response is also told by its frequencies.
+// The sample rate alone does not tell a response (0) from an impulse: a new datum has a rate, and a client that stores
+// a response may leave it. A first column that rises is taken for frequencies too.
 MeasurementFile FileOf(const Object& item, const Array& array, const fs::path& path) {
     MeasurementFile file;
     file.rows = array.Rows();
@@ -92,36 +92,39 @@ ExitStatus RunExport(const ExportArguments& arguments) {
 
 }  // namespace
 
-void AddExport(CLI::App& app, Command& chosen) {
+Command commands::Export() {
     const auto arguments = std::make_shared<ExportArguments>();
-    CLI::App* command = app.add_subcommand("export", "Write an array of a project into a measurement file");
-    AddDocument(*command, arguments->document, "the project; opened for reading only");
-    command
-        ->add_option(
-            "NAME", arguments->name,
-            "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
-            "an array")
-        ->type_name("")
-        ->required();
-    AddPath(*command, "-o,--output", arguments->file, "the file to write; its extension says the format")
-        ->type_name("FILE")
-        ->required();
-    command
-        ->add_option(
-            "--array", arguments->array,
-            "which array: Data (without this option), Data2 (a correction's smoothed measurement) or VerifyMeas")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"Data", "Data2", "VerifyMeas"}));
-    command->add_flag("--force", arguments->force, "replace FILE when it exists; without it that is refused");
-    command->footer(
-        "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
-        "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
-        "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
-        "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as text\n"
-        "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
-        "FILE is written completely or not at all.\n\n" +
-        ExitStatusHelp("there is no such item or array, or FILE could not be written"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return RunExport(*arguments); }; });
+    const Value array{.shown = "NAME", .choices = {"Data", "Data2", "VerifyMeas"}};
+    return {
+        .name = "export",
+        .summary = "Write an array of a project into a measurement file",
+        .options =
+            {DocumentOption(arguments->document, "the project; opened for reading only"),
+             {"NAME",
+              &arguments->name,
+              kShown,
+              "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
+              "an array",
+              {.required = true}},
+             {"-o,--output",
+              &arguments->file,
+              kFile,
+              "the file to write; its extension says the format",
+              {.required = true}},
+             {"--array", &arguments->array, array,
+              "which array: Data (without this option), Data2 (a correction's smoothed measurement) or "
+              "VerifyMeas"},
+             {"--force", &arguments->force, {}, "replace FILE when it exists; without it that is refused"}},
+        .details =
+            "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
+            "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
+            "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
+            "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as "
+            "text\n"
+            "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
+            "FILE is written completely or not at all.",
+        .incomplete = "there is no such item or array, or FILE could not be written",
+        .run = [arguments] { return RunExport(*arguments); }};
 }
 
 }  // namespace lumvex::app

@@ -3,7 +3,6 @@
 #include <span>
 #include <vector>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "design_options.hpp"
@@ -28,10 +27,11 @@ struct CorrectArguments {
     bool replace = false;
 };
 
-// One run of the command: the correction is made or changed in memory, and the document saved when all of it went in.
-class Correct {
+// One run of the command. Makes or changes the correction in memory, and saves the document when all of it was
+// accepted.
+class CorrectRun {
 public:
-    explicit Correct(const CorrectArguments& arguments)
+    explicit CorrectRun(const CorrectArguments& arguments)
         : arguments_(arguments), document_(arguments.document, Missing::IsRefused) {}
 
     ExitStatus Run() {
@@ -84,7 +84,7 @@ private:
                "; a correction of " + Shown(speaker.DisplayName()) + " in " + Quoted(ToUtf8(config_.Name()));
     }
 
-    // What the correction is designed from; empty where the arguments do not say.
+    // The measurement that the correction is designed from; empty where the arguments name none.
     Measurement Source(const Project& project) const {
         const Measurements measurements = config_.Measurements();
         if (!arguments_.measurement.empty())
@@ -112,7 +112,7 @@ private:
                            "a correction of " + Quoted(ToUtf8(config_.Name())));
     }
 
-    // Arrays that stay are not left behind at another rate than the new filter's.
+    // A new filter sets the correction's sample rate, so arrays that stay must have that rate already.
     void CheckOtherArrays(const Correction& correction, const MeasurementFile& filter) const {
         const bool smoothedStays = arguments_.smoothed.empty() && !Array(correction.Data2()).Empty();
         const bool verifiedStays = arguments_.verified.empty() && !Array(correction.VerifyMeas()).Empty();
@@ -122,7 +122,7 @@ private:
                                                    std::to_string(correction.SampleRate()));
     }
 
-    // A correction has one sample rate for all its arrays.
+    // The file's values, which must be at the sample rate (Hz) that the correction has for all its arrays.
     static Array ArrayAt(LONG rate, const MeasurementFile& file, const fs::path& path) {
         if (file.sampleRate != rate)
             throw FileError(path, "its sample rate is " + std::to_string(file.sampleRate) +
@@ -139,32 +139,48 @@ private:
 
 }  // namespace
 
-void AddCorrect(CLI::App& app, Command& chosen) {
+Command commands::Correct() {
     const auto arguments = std::make_shared<CorrectArguments>();
-    CLI::App* command = app.add_subcommand("correct", "Put a correction of a speaker into a project");
-    AddDocument(*command, arguments->document, "the project that has the speaker's measurements");
-    AddName(*command, "--speaker", arguments->speaker, "the speaker, \"Left\" or \"Acme/Alpha/Left\"")->required();
-    AddName(*command, "--config", arguments->config, "its configuration, \"Bi amp\"")->required();
-    AddName(*command, "--name", arguments->name, "the name of the correction")->required();
-    CLI::Option* measurement =
-        AddName(*command, "--measurement", arguments->measurement, "the measurement it was designed from");
-    AddName(*command, "--experiment", arguments->experiment, "the set-up of that measurement, instead of its name")
-        ->excludes(measurement);
-    AddFiles(*command, "--smoothed", arguments->smoothed, "the smoothed measurement");
-    AddFiles(*command, "--verified", arguments->verified, "the measurement that verified the correction");
-    AddDesignOptions<Correction>(*command, arguments->design);
-    command->add_flag("--replace", arguments->replace,
-                      "change a correction that is there: what is not given stays as it is");
-    AddPaths(*command, "FILE", arguments->filters, "the correction filter")->type_name("");
-    command->footer(
-        "The filter, the smoothed and the verifying measurement are impulse responses with one channel per output of\n"
-        "the configuration: one sound file, or as many mono files in the outputs' order. The correction takes its\n"
-        "sample rate in Hz from the filter, else from the measurement, and the others must be at that rate. A filter\n"
-        "may follow later, with --replace.\n\n" +
-        DesignHelp() + "Settings of a correction:\n" + SettingsHelp<Correction>() +
-        "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
-        ExitStatusHelp("a name was not found or is taken, or a file was refused; nothing was changed"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Correct(*arguments).Run(); }; });
+    DesignOptions& design = arguments->design;
+    return {
+        .name = "correct",
+        .summary = "Put a correction of a speaker into a project",
+        .options = {DocumentOption(arguments->document, "the project that has the speaker's measurements"),
+                    {"--speaker",
+                     &arguments->speaker,
+                     kName,
+                     "the speaker, \"Left\" or \"Acme/Alpha/Left\"",
+                     {.required = true}},
+                    {"--config", &arguments->config, kName, "its configuration, \"Bi amp\"", {.required = true}},
+                    {"--name", &arguments->name, kName, "the name of the correction", {.required = true}},
+                    {"--measurement", &arguments->measurement, kName, "the measurement it was designed from"},
+                    {"--experiment",
+                     &arguments->experiment,
+                     kName,
+                     "the set-up of that measurement, instead of its name",
+                     {.excludes = {"--measurement"}}},
+                    {"--smoothed", &arguments->smoothed, kFile, "the smoothed measurement; repeated for mono files"},
+                    {"--verified", &arguments->verified, kFile,
+                     "the measurement that verified the correction; repeated for mono files"},
+                    LimitsOption(design),
+                    CrossoverOption(design),
+                    SetOption<Correction>(design.settings),
+                    {"--replace",
+                     &arguments->replace,
+                     {},
+                     "change a correction that is there: what is not given stays as it is"},
+                    {"FILE", &arguments->filters, kShown, "the correction filter"}},
+        .details =
+            "The filter, the smoothed and the verifying measurement are impulse responses with one channel per output "
+            "of\n"
+            "the configuration: one sound file, or as many mono files in the outputs' order. The correction takes its\n"
+            "sample rate in Hz from the filter, else from the measurement, and the others must be at that rate. A "
+            "filter\n"
+            "may follow later, with --replace.\n\n" +
+            DesignHelp() + "Settings of a correction:\n" + SettingsHelp<Correction>() +
+            "\nThe document is saved when all of it went in, and is else as it was.",
+        .incomplete = "a name was not found or is taken, or a file was refused; nothing was changed",
+        .run = [arguments] { return CorrectRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

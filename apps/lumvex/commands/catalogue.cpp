@@ -2,7 +2,7 @@
 #include <iostream>
 #include <memory>
 
-#include "arguments.hpp"
+#include "channels.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/file_error.hpp"
@@ -24,7 +24,7 @@ struct CatalogueArguments {
 
 const std::vector<std::string> kColumns = {"manufacturer", "model", "configuration"};
 
-// The rows without a header line. A row that is not as long as it should be has that as its problem.
+// The rows of the table without its header line. A row with too few or too many fields has that as its problem.
 std::vector<TableRow> ReadCatalogue(const fs::path& path) {
     std::vector<TableRow> rows = ReadTable(path);
     DropHeader(rows, kColumns);
@@ -41,10 +41,10 @@ std::vector<TableRow> ReadCatalogue(const fs::path& path) {
     return rows;
 }
 
-// One run of the command: rows go into the library in memory, which is saved once.
-class Catalogue {
+// One run of the command. Adds the rows to the library in memory, and saves it once.
+class CatalogueRun {
 public:
-    explicit Catalogue(const CatalogueArguments& arguments)
+    explicit CatalogueRun(const CatalogueArguments& arguments)
         : arguments_(arguments), rows_(ReadCatalogue(arguments.table)), document_(arguments.library) {
         if (!document_.AsLibrary())
             throw FileError(arguments.library, document_.IsNew() ? "a new library has to be called .lvs"
@@ -72,8 +72,8 @@ public:
         if (addedManufacturers_ + addedModels_ + addedConfigs_ != 0)
             document_.Save("cannot be saved, nothing was added");
         std::cout << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
-                  << addedManufacturers_ << " manufacturers, " << addedModels_ << " models, " << addedConfigs_
-                  << " configurations\n";
+                  << CountOf(addedManufacturers_, "manufacturer") << ", " << CountOf(addedModels_, "model") << ", "
+                  << CountOf(addedConfigs_, "configuration") << '\n';
         return good == rows_.size() ? kDone : kIncomplete;
     }
 
@@ -86,7 +86,7 @@ private:
         return item;
     }
 
-    // Why the row is refused; empty when it went in, or was there.
+    // Adds a row. Returns why it is refused; empty when it has been added or was there before.
     std::string Add(const TableRow& row) {
         const Config config = FindConfig(configs_, row.fields[2]);
         if (!config) return "there is no configuration " + Quoted(row.fields[2]) + ", only " + ConfigNames(configs_);
@@ -115,21 +115,23 @@ private:
 
 }  // namespace
 
-void AddCatalogue(CLI::App& app, Command& chosen) {
+Command commands::Catalogue() {
     const auto arguments = std::make_shared<CatalogueArguments>();
-    CLI::App* command = app.add_subcommand("catalogue", "Fill a library with manufacturers, models and configurations");
-    AddDocument(*command, arguments->library, "the library (.lvs); created when there is no such file");
-    AddPath(*command, "FILE", arguments->table, "the table, as text")->type_name("")->required();
-    command->footer(
-        "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
-        "Subwoofer), between commas or semicolons; in quotation marks a name may hold either. A first line\n"
-        "\"manufacturer,model,configuration\" is a header. Names are compared regardless of case; what is there "
-        "already\n"
-        "is left as it is. A bad line is named on standard error with the reason, and the others go in. The library "
-        "is\n"
-        "saved once, at the end; when nothing is new it is neither created nor changed.\n\n" +
-        ExitStatusHelp("some lines, or all, were refused, or FILE could not be read"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Catalogue(*arguments).Run(); }; });
+    return {
+        .name = "catalogue",
+        .summary = "Fill a library with manufacturers, models and configurations",
+        .options = {DocumentOption(arguments->library, "the library (.lvs); created when there is no such file"),
+                    {"FILE", &arguments->table, kShown, "the table, as text", {.required = true}}},
+        .details =
+            "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
+            "Subwoofer), between commas or semicolons; in quotation marks a name may hold either. A first line\n"
+            "\"manufacturer,model,configuration\" is a header. Names are compared regardless of case; what is there "
+            "already\n"
+            "is left as it is. A bad line is named on standard error with the reason, and the others go in. The "
+            "library is\n"
+            "saved once, at the end; when nothing is new it is neither created nor changed.",
+        .incomplete = "some lines, or all, were refused, or FILE could not be read",
+        .run = [arguments] { return CatalogueRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

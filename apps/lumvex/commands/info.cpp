@@ -2,7 +2,6 @@
 #include <iostream>
 #include <memory>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -49,7 +48,7 @@ void PrintSupport(const std::filesystem::path& document, Root root, const char* 
     });
 }
 
-// What the file says of itself is printed even when the document in it cannot be opened.
+// Prints the facts about the file before it opens the document, so that they are seen also when that fails.
 ExitStatus RunInfo(const std::filesystem::path& document) {
     const DocumentFacts facts = OnDocument(document, "cannot be read", [&] { return InspectDocument(document); });
     Line("document") << Utf8(document) << '\n';
@@ -70,18 +69,21 @@ ExitStatus RunInfo(const std::filesystem::path& document) {
 
 }  // namespace
 
-void AddInfo(CLI::App& app, Command& chosen) {
+Command commands::Info() {
     const auto document = std::make_shared<std::filesystem::path>();
-    CLI::App* command = app.add_subcommand("info", "Print what a document says of itself, without loading its objects");
-    AddDocument(*command, *document, "the document; opened for reading only");
-    command->footer(
-        "Printed are the class and ID of the root, how the versions of the stored classes suit this program, the\n"
-        "number of objects of each class (the root included), the file's length and sector size in bytes, and the\n"
-        "number of streams with the length of their content in bytes.\n"
-        "Version support: 0 can be read and written, 1 written by a newer version and can be read, 3 needs a newer\n"
-        "version, 7 of an old format without version information, -1 damaged version information.\n\n" +
-        ExitStatusHelp("the answer could not be printed"));
-    command->callback([document, &chosen] { chosen = [document] { return RunInfo(*document); }; });
+    return {
+        .name = "info",
+        .summary = "Print what a document says of itself, without loading its objects",
+        .options = {DocumentOption(*document, "the document; opened for reading only")},
+        .details =
+            "Printed are the class and ID of the root, how the versions of the stored classes suit this program, the\n"
+            "number of objects of each class (the root included), the file's length and sector size in bytes, and the\n"
+            "number of streams with the length of their content in bytes.\n"
+            "Version support: 0 can be read and written, 1 written by a newer version and can be read, 3 needs a "
+            "newer\n"
+            "version, 7 of an old format without version information, -1 damaged version information.",
+        .incomplete = "the answer could not be printed",
+        .run = [document] { return RunInfo(*document); }};
 }
 
 }  // namespace lumvex::app

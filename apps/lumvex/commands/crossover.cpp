@@ -3,7 +3,6 @@
 #include <memory>
 #include <vector>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "design_options.hpp"
@@ -27,10 +26,10 @@ struct CrossoverArguments {
     bool replace = false;
 };
 
-// One run of the command: the template is made or changed in memory, and the document saved when all of it went in.
-class Crossover {
+// One run of the command. Makes or changes the design in memory, and saves the document when all of it was accepted.
+class CrossoverRun {
 public:
-    explicit Crossover(const CrossoverArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
+    explicit CrossoverRun(const CrossoverArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
         OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
@@ -94,7 +93,7 @@ private:
         }
     }
 
-    // The corrections of one name belong together: one for each speaker.
+    // Each name makes a group, with the correction of that name of each speaker.
     void GroupCorrections(const SpkrEQDesign& design, const std::vector<SpkrEQConfig>& speakers) const {
         SpkrCorrectionGroups groups = design.SpkrCorrectionGroups();
         groups.RemoveAll();
@@ -123,42 +122,58 @@ private:
 
 }  // namespace
 
-void AddCrossover(CLI::App& app, Command& chosen) {
+Command commands::Crossover() {
     const auto arguments = std::make_shared<CrossoverArguments>();
-    CLI::App* command = app.add_subcommand("crossover", "Put a crossover design into a project");
-    AddDocument(*command, arguments->document, "the project; created when there is no such file");
-    AddName(*command, "--config", arguments->config, "the configuration that is designed for, \"Bi amp\"")->required();
-    AddName(*command, "--name", arguments->name, "the name of the design")->required();
-    CLI::Option* speaker = AddNames(*command, "--speaker", arguments->speakers,
-                                    "a speaker that it draws on, \"Left\" or \"Acme/Alpha/Left\"");
-    CLI::Option* experiment =
-        AddName(*command, "--experiment", arguments->experiment, "all the speakers' measurements of this set-up");
-    CLI::Option* measurement =
-        AddNames(*command, "--measurement", arguments->measurements, "the measurement of this name of each speaker");
-    CLI::Option* correction =
-        AddNames(*command, "--correction", arguments->corrections, "the correction of this name of each speaker");
-    CLI::Option* scale =
-        command->add_option("--scale", arguments->scale, "factor of the measurements; 1 without it")->type_name("X");
-    AddDesignOptions<SpkrEQDesign>(*command, arguments->design);
-    command->add_flag("--replace", arguments->replace,
-                      "change a design that is there: what is not given stays as it is");
-    for (CLI::Option* each : {experiment, measurement, correction}) each->needs(speaker);
-    experiment->excludes(measurement);
-    command->footer(
-        "The design links to measurements and, in one group for each name, to corrections of its speakers in its\n"
-        "configuration. With --replace, measurements that are given take the place of all that are linked, and so do\n"
-        "corrections.\n\n" +
-        DesignHelp() + "Settings of a design:\n" + SettingsHelp<SpkrEQDesign>() +
-        "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
-        ExitStatusHelp("a name was not found or is taken, or a table was refused; nothing was changed"));
-    command->callback([arguments, &chosen, speaker, experiment, measurement, correction, scale] {
-        const bool linksMeasurements = experiment->count() != 0 || measurement->count() != 0;
-        if (speaker->count() != 0 && !linksMeasurements && correction->count() == 0)
-            throw CLI::RequiredError("--speaker needs --experiment, --measurement or --correction");
-        if (scale->count() != 0 && !linksMeasurements)
-            throw CLI::RequiredError("--scale needs --experiment or --measurement");
-        chosen = [arguments] { return Crossover(*arguments).Run(); };
-    });
+    DesignOptions& design = arguments->design;
+    return {
+        .name = "crossover",
+        .summary = "Put a crossover design into a project",
+        .options =
+            {DocumentOption(arguments->document, "the project; created when there is no such file"),
+             {"--config",
+              &arguments->config,
+              kName,
+              "the configuration that is designed for, \"Bi amp\"",
+              {.required = true}},
+             {"--name", &arguments->name, kName, "the name of the design", {.required = true}},
+             {"--speaker",
+              &arguments->speakers,
+              kName,
+              "a speaker that it draws on, \"Left\" or \"Acme/Alpha/Left\"; repeatable",
+              {.needsOneOf = {"--experiment", "--measurement", "--correction"}}},
+             {"--experiment",
+              &arguments->experiment,
+              kName,
+              "all the speakers' measurements of this set-up",
+              {.needs = {"--speaker"}, .excludes = {"--measurement"}}},
+             {"--measurement",
+              &arguments->measurements,
+              kName,
+              "the measurement of this name of each speaker; repeatable",
+              {.needs = {"--speaker"}}},
+             {"--correction",
+              &arguments->corrections,
+              kName,
+              "the correction of this name of each speaker; repeatable",
+              {.needs = {"--speaker"}}},
+             {"--scale",
+              &arguments->scale,
+              {"X"},
+              "factor of the measurements; 1 without it",
+              {.needsOneOf = {"--experiment", "--measurement"}}},
+             LimitsOption(design),
+             CrossoverOption(design),
+             SetOption<SpkrEQDesign>(design.settings),
+             {"--replace", &arguments->replace, {}, "change a design that is there: what is not given stays as it is"}},
+        .details =
+            "The design links to measurements and, in one group for each name, to corrections of its speakers in its\n"
+            "configuration. With --replace, measurements that are given take the place of all that are linked, and so "
+            "do\n"
+            "corrections.\n\n" +
+            DesignHelp() + "Settings of a design:\n" + SettingsHelp<SpkrEQDesign>() +
+            "\nThe document is saved when all of it went in, and is else as it was.",
+        .incomplete = "a name was not found or is taken, or a table was refused; nothing was changed",
+        .run = [arguments] { return CrossoverRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

@@ -1,7 +1,6 @@
 #include <iostream>
 #include <memory>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -31,15 +30,17 @@ ExitStatus RunCheck(const std::filesystem::path& document) {
 
 }  // namespace
 
-void AddCheck(CLI::App& app, Command& chosen) {
+Command commands::Check() {
     const auto document = std::make_shared<std::filesystem::path>();
-    CLI::App* command = app.add_subcommand("check", "Check the structure of a document's file and every record in it");
-    AddDocument(*command, *document, "the document; read, never changed");
-    command->footer(
-        "All of the file is read: the compound file's tables and chains, the root's streams, the object directory and\n"
-        "every object's record. Each problem is printed on a line of its own with its place.\n\n" +
-        ExitStatusHelp("problems were found"));
-    command->callback([document, &chosen] { chosen = [document] { return RunCheck(*document); }; });
+    return {.name = "check",
+            .summary = "Check the structure of a document's file and every record in it",
+            .options = {DocumentOption(*document, "the document; read, never changed")},
+            .details =
+                "All of the file is read: the compound file's tables and chains, the root's streams, the object "
+                "directory and\n"
+                "every object's record. Each problem is printed on a line of its own with its place.",
+            .incomplete = "problems were found",
+            .run = [document] { return RunCheck(*document); }};
 }
 
 }  // namespace lumvex::app

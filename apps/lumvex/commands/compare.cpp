@@ -2,7 +2,6 @@
 #include <memory>
 #include <vector>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -52,17 +51,20 @@ ExitStatus RunCompare(const CompareArguments& arguments) {
 
 }  // namespace
 
-void AddCompare(CLI::App& app, Command& chosen) {
+Command commands::Compare() {
     const auto arguments = std::make_shared<CompareArguments>();
-    CLI::App* command = app.add_subcommand("compare", "Compare measurement files with the data of a project");
-    AddDocument(*command, arguments->document, "the project; opened for reading only");
-    AddPaths(*command, "FILE", arguments->files, "measurement files, as for import")->type_name("")->required();
-    command->footer(
-        "Each file is compared with the datum of its name (regardless of case): rows, columns, sample rate in Hz and\n"
-        "every value, bit for bit. Data are loaded as they are looked for. The last line says how many files are the\n"
-        "same, how many objects were loaded and how many bytes of the document were read, in whole sectors.\n\n" +
-        ExitStatusHelp("a file differs, could not be read, or the document has no datum of its name"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return RunCompare(*arguments); }; });
+    return {.name = "compare",
+            .summary = "Compare measurement files with the data of a project",
+            .options = {DocumentOption(arguments->document, "the project; opened for reading only"),
+                        {"FILE", &arguments->files, kShown, "measurement files, as for import", {.required = true}}},
+            .details =
+                "Each file is compared with the datum of its name (regardless of case): rows, columns, sample rate in "
+                "Hz and\n"
+                "every value, bit for bit. Data are loaded as they are looked for. The last line says how many files "
+                "are the\n"
+                "same, how many objects were loaded and how many bytes of the document were read, in whole sectors.",
+            .incomplete = "a file differs, could not be read, or the document has no datum of its name",
+            .run = [arguments] { return RunCompare(*arguments); }};
 }
 
 }  // namespace lumvex::app

@@ -4,7 +4,6 @@
 #include <sstream>
 #include <string>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "document.hpp"
@@ -22,18 +21,18 @@ struct TreeArguments {
     bool ids = false;
 };
 
-// Documents are larger than memory; what was printed is not needed again.
-constexpr LONG kFewestLoaded = 16, kMostLoaded = 64;
+// Documents may be larger than memory, and what has been printed is not needed again: few items are kept.
+constexpr LONG kFewestKept = 16, kMostKept = 64;
 
-class Tree {
+class TreePrinter {
 public:
-    explicit Tree(const TreeArguments& arguments)
+    explicit TreePrinter(const TreeArguments& arguments)
         : arguments_(arguments), document_(OpenDocument(arguments.document, LX_SHARE_READ)) {}
 
     ExitStatus Run() {
         Root root = RootOf(document_);
         OnDocument(arguments_.document, "cannot be read", [&] {
-            root.SetCacheBounds(kFewestLoaded, kMostLoaded);
+            root.SetCacheBounds(kFewestKept, kMostKept);
             const std::string file = Utf8(arguments_.document.filename());
             if (const auto* project = std::get_if<Project>(&document_)) {
                 Line(0, "Project " + file, *project);
@@ -58,8 +57,8 @@ private:
         std::cout << '\n';
     }
 
-    // The collection and, with print(depth, item), its members; nothing of one that has none. A member that cannot be
-    // read does not keep the others from being printed.
+    // Prints the collection and calls print(depth, item) for each member; prints nothing for an empty collection. A
+    // member that cannot be read is reported, and the others are printed.
     template <class Collection, class Print>
     void Members(int depth, const Collection& collection, Print print) {
         const LONG count = collection.Count();
@@ -84,7 +83,7 @@ private:
         Line(depth, Shown(item.Name()), item);
     }
 
-    // The name with the rate and the size of the array.
+    // Prints an item's name, its sample rate and the size of its array.
     template <class Item>
     void Measured(int depth, const Item& item, const std::string& more = {}) {
         const Array array(item.Data());
@@ -94,7 +93,7 @@ private:
              item);
     }
 
-    // Where the target hangs is part of what a link says: `of` is the speaker or whatever the target belongs to.
+    // Prints a link by its target. `of` says what the target belongs to, such as a speaker.
     template <class Link, class Target>
     void PointedAt(int depth, const Link& link, const Target& target, const std::string& of = {},
                    const std::string& more = {}) {
@@ -130,7 +129,7 @@ private:
         return text.str();
     }
 
-    // Made when the first item that is compared with them comes up.
+    // Made only when an item is to be compared with them, because it takes a document of its own.
     const NewItems& New() {
         if (!newItems_) newItems_.emplace();
         return *newItems_;
@@ -177,7 +176,7 @@ private:
         });
     }
 
-    // Every project has one entry for each configuration; only those with designs tell anything.
+    // Every project has one entry for each configuration. Nothing is printed unless one of them has designs.
     void PrintCrossovers(const CrossoverConfigs& crossovers) {
         bool designed = false;
         for (const CrossoverConfig& crossover : crossovers) designed |= crossover.SpkrEQDesigns().Count() != 0;
@@ -265,21 +264,26 @@ private:
 
 }  // namespace
 
-void AddTree(CLI::App& app, Command& chosen) {
+Command commands::Tree() {
     const auto arguments = std::make_shared<TreeArguments>();
-    CLI::App* command = app.add_subcommand("tree", "Print the content of a document as an indented tree");
-    AddDocument(*command, arguments->document, "the project or library; opened for reading only");
-    command->add_flag("--ids", arguments->ids, "print every object's ID behind it");
-    command->footer(
-        "Collections that have members are printed with their number; data, measurements and corrections with their\n"
-        "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with the\n"
-        "name of what they point at, and the speaker it belongs to; configurations and output positions with the\n"
-        "channels that their measurements and corrections have. Of corrections, designs and processor\n"
-        "configurations the settings that are not as in a new one follow, NAME=VALUE as the commands that make them\n"
-        "take them. The last line says how many objects had to be loaded for the answer and how many bytes of the\n"
-        "file were read, in whole sectors.\n\n" +
-        ExitStatusHelp("the tree could not be printed"));
-    command->callback([arguments, &chosen] { chosen = [arguments] { return Tree(*arguments).Run(); }; });
+    return {
+        .name = "tree",
+        .summary = "Print the content of a document as an indented tree",
+        .options = {DocumentOption(arguments->document, "the project or library; opened for reading only"),
+                    {"--ids", &arguments->ids, {}, "print every object's ID behind it"}},
+        .details =
+            "Collections that have members are printed with their number; data, measurements and corrections with "
+            "their\n"
+            "sample rate in Hz (0 for frequency responses) and the size of their array, rows x columns; links with "
+            "the\n"
+            "name of what they point at, and the speaker it belongs to; configurations and output positions with the\n"
+            "channels that their measurements and corrections have. Of corrections, designs and processor\n"
+            "configurations the settings that are not as in a new one follow, NAME=VALUE as the commands that make "
+            "them\n"
+            "take them. The last line says how many objects had to be loaded for the answer and how many bytes of the\n"
+            "file were read, in whole sectors.",
+        .incomplete = "the tree could not be printed",
+        .run = [arguments] { return TreePrinter(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

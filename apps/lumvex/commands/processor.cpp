@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
-#include "arguments.hpp"
 #include "channels.hpp"
 #include "commands.hpp"
 #include "design_options.hpp"
@@ -22,12 +22,13 @@ namespace {
 
 struct ProcessorArguments {
     fs::path document, table;
-    std::string name, text;
-    bool hasText = false, replace = false;
+    std::string name;
+    std::optional<std::string> text;
+    bool replace = false;
     std::vector<std::string> settings;
 };
 
-// A column that names something; the others are settings of the output position.
+// The columns that name something. All other columns are settings of the output position.
 enum Column { kProfile, kAmplification, kPosition, kSpeaker, kCorrection, kNamedColumns };
 constexpr std::string_view kColumnNames[kNamedColumns] = {"profile", "amplification", "position", "speaker",
                                                           "correction"};
@@ -107,11 +108,11 @@ private:
     std::vector<const Setting<BoxCfgSpkr>*> settings_;  // by column; null for one that names something
 };
 
-// One run of the command: the configuration is made or changed in memory, and the document saved when all of it went
-// in.
-class Processor {
+// One run of the command. Makes or changes the configuration in memory, and saves the document when all of it was
+// accepted.
+class ProcessorRun {
 public:
-    explicit Processor(const ProcessorArguments& arguments)
+    explicit ProcessorRun(const ProcessorArguments& arguments)
         : arguments_(arguments),
           table_(arguments.table.empty() ? std::nullopt : std::optional<PositionTable>(arguments.table)),
           document_(arguments.document) {}
@@ -132,7 +133,7 @@ private:
             throw FileError(arguments_.document, "there is a processor configuration " + Quoted(arguments_.name) +
                                                      " already; --replace changes it");
         if (!box_) box_ = boxes.Add(FromUtf8(arguments_.name));
-        if (arguments_.hasText) box_.XdA_CustomText(FromUtf8(arguments_.text));
+        if (arguments_.text) box_.XdA_CustomText(FromUtf8(*arguments_.text));
         Assign(box_, arguments_.settings);
         const std::size_t positions = table_ ? table_->Rows().size() : 0;
         if (table_) {
@@ -147,13 +148,14 @@ private:
 
     BoxCfgBank ProfileOf(const TableRow& row) const {
         const std::string name = table_->Field(row, kProfile);
-        const auto profile = box_.Banks().FindName(FromUtf8(name)).As<BoxCfgBank>();
+        auto profile = box_.Banks().FindName(FromUtf8(name)).As<BoxCfgBank>();
         table_->Check(row, bool(profile),
                       "there is no profile " + Quoted(name) + "; there is " + NamesIn(box_.Banks()));
         return profile;
     }
 
-    // First of all, because it decides which configuration of a speaker a position plays.
+    // Runs before the positions are filled, because the amplification decides which configuration of a speaker they
+    // play.
     void PutAmplifications() const {
         std::vector<std::pair<std::u16string, std::string>> seen;  // profile and amplification
         for (const TableRow& row : table_->Rows()) {
@@ -191,7 +193,7 @@ private:
         table_->PutSettings(row, output);
     }
 
-    // The speaker and the correction that the position plays.
+    // Sets the speaker and the correction that the position plays.
     void PutPlayed(const TableRow& row, BoxCfgSpkr& output) const {
         const std::string speakerName = table_->Field(row, kSpeaker), correctionName = table_->Field(row, kCorrection);
         SpeakerEQ speaker = output.Speaker();
@@ -200,7 +202,7 @@ private:
             ExistingSpeakerConfig(arguments_.document, speaker, output.ConfigID());
             const SpeakerEQ before = output.Speaker();
             if (!before || before.ID() != speaker.ID()) {
-                output.Correction({});  // that of another speaker
+                output.Correction({});  // it belongs to the speaker before
                 output.CorrectionName(u"");
             }
             output.Speaker(speaker);
@@ -216,7 +218,7 @@ private:
         output.Mode(LX_FM_CORRECTION);
     }
 
-    // Another amplification does not leave a position of the profile with a correction for the old one.
+    // Refuses a change of the amplification that leaves a position of the profile with a correction for the old one.
     void CheckPlayable(const TableRow& row) const {
         for (const BoxCfgSpkr& output : ProfileOf(row).Spkrs()) {
             const Correction correction = output.Correction();
@@ -238,41 +240,42 @@ private:
 
 }  // namespace
 
-void AddProcessor(CLI::App& app, Command& chosen) {
+Command commands::Processor() {
     const auto arguments = std::make_shared<ProcessorArguments>();
-    CLI::App* command = app.add_subcommand("processor", "Put a processor configuration into a project");
-    AddDocument(*command, arguments->document, "the project; created when there is no such file");
-    AddPath(*command, "TABLE", arguments->table, "the output positions of its profiles")->type_name("");
-    AddName(*command, "--name", arguments->name, "the name of the configuration")->required();
-    CLI::Option* text =
-        command->add_option("--text", arguments->text, "the text that the processor keeps")->type_name("TEXT");
-    AddSettings(*command, arguments->settings, &ProblemOf<BoxCfg>);
-    command->add_flag("--replace", arguments->replace,
-                      "change a configuration that is there: what is not given stays as it is");
     std::string modes;
     for (const std::string_view mode : kBoxModeWords) modes += (modes.empty() ? "" : ", ") + std::string(mode);
-    command->footer(
-        "A new configuration has the profiles \"Bypass\" and \"Profile 1\" to \"Profile 3\", each with the output "
-        "positions\n"
-        "\"Left\", \"Left subwoofer\", \"Right subwoofer\" and \"Right\". TABLE fills them: text, with fields between "
-        "commas or\n"
-        "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
-        "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
-        "  amplification (" +
-        modes +
-        "), the same for all of a profile,\n"
-        "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in dB:\n" +
-        SettingsHelp<BoxCfgSpkr>() +
-        "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
-        "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
-        "other.\n\n"
-        "Settings of the configuration, by bank and channel:\n" +
-        SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.\n\n" +
-        ExitStatusHelp("a name was not found or is taken, or TABLE was refused; nothing was changed"));
-    command->callback([arguments, &chosen, text] {
-        arguments->hasText = text->count() != 0;
-        chosen = [arguments] { return Processor(*arguments).Run(); };
-    });
+    return {
+        .name = "processor",
+        .summary = "Put a processor configuration into a project",
+        .options = {DocumentOption(arguments->document, "the project; created when there is no such file"),
+                    {"TABLE", &arguments->table, kShown, "the output positions of its profiles"},
+                    {"--name", &arguments->name, kName, "the name of the configuration", {.required = true}},
+                    {"--text", &arguments->text, {"TEXT"}, "the text that the processor keeps"},
+                    SetOption<BoxCfg>(arguments->settings),
+                    {"--replace",
+                     &arguments->replace,
+                     {},
+                     "change a configuration that is there: what is not given stays as it is"}},
+        .details =
+            "A new configuration has the profiles \"Bypass\" and \"Profile 1\" to \"Profile 3\", each with the output "
+            "positions\n"
+            "\"Left\", \"Left subwoofer\", \"Right subwoofer\" and \"Right\". TABLE fills them: text, with fields "
+            "between commas or\n"
+            "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
+            "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
+            "  amplification (" +
+            modes +
+            "), the same for all of a profile,\n"
+            "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in "
+            "dB:\n" +
+            SettingsHelp<BoxCfgSpkr>() +
+            "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
+            "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
+            "other.\n\n"
+            "Settings of the configuration, by bank and channel:\n" +
+            SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.",
+        .incomplete = "a name was not found or is taken, or TABLE was refused; nothing was changed",
+        .run = [arguments] { return ProcessorRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

@@ -1,7 +1,6 @@
 #include <iostream>
 #include <memory>
 
-#include "arguments.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
@@ -24,16 +23,19 @@ ExitStatus RunCompact(const std::filesystem::path& document) {
 
 }  // namespace
 
-void AddCompact(CLI::App& app, Command& chosen) {
+Command commands::Compact() {
     const auto document = std::make_shared<std::filesystem::path>();
-    CLI::App* command = app.add_subcommand("compact", "Write a document's file anew, as short as it can be");
-    AddDocument(*command, *document, "the document; nobody else may have it open");
-    command->footer(
-        "Saving leaves room in a file that later saves use. This command takes it out. The new file is written beside the\n"
-        "old one and takes its name when it is complete, so that nothing is lost whatever happens; there has to be room\n"
-        "for both. The content does not change.\n\n" +
-        ExitStatusHelp("the answer could not be printed"));
-    command->callback([document, &chosen] { chosen = [document] { return RunCompact(*document); }; });
+    return {.name = "compact",
+            .summary = "Write a document's file anew, as short as it can be",
+            .options = {DocumentOption(*document, "the document; nobody else may have it open")},
+            .details =
+                "Saving leaves room in a file that later saves use. This command takes it out. The new file is written "
+                "beside the\n"
+                "old one and takes its name when it is complete, so that nothing is lost whatever happens; there has "
+                "to be room\n"
+                "for both. The content does not change.",
+            .incomplete = "the answer could not be printed",
+            .run = [document] { return RunCompact(*document); }};
 }
 
 }  // namespace lumvex::app
