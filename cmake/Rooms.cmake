@@ -72,7 +72,7 @@ function(lumvex_rooms target)
   target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${target} INTERFACE ${ARG_LIBRARIES})
   foreach(each IN LISTS ARG_ROOMS)
-    get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR}/${each} REALPATH)
+    get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR}/${each} ABSOLUTE)  # also through a link
     file(RELATIVE_PATH path ${PROJECT_SOURCE_DIR} ${folder})
     file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
     if(WIN32)

@@ -1,6 +1,5 @@
 // Safe arrays. The type of the elements is in a prefix before the descriptor that clients see; the data is a block
 // of its own.
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -15,6 +14,25 @@ namespace {
 
 struct alignas(16) Prefix {
     VARTYPE type;
+};
+
+// A counter in a structure that clients see as a plain number. std::atomic_ref would do, but not every standard library
+// has it; the functions of the compilers are on all systems whose safe arrays are ours.
+class SharedCount {
+public:
+    explicit SharedCount(ULONG& count) noexcept : count_(count) {}
+
+    ULONG Add() const noexcept { return __atomic_add_fetch(&count_, 1u, __ATOMIC_SEQ_CST); }
+    // False, and nothing taken, where the count is 0.
+    bool Take() const noexcept {
+        ULONG count = __atomic_load_n(&count_, __ATOMIC_SEQ_CST);
+        while (count != 0)
+            if (__atomic_compare_exchange_n(&count_, &count, count - 1, true, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)) return true;
+        return false;
+    }
+
+private:
+    ULONG& count_;
 };
 
 Prefix& PrefixOf(SAFEARRAY* array) noexcept { return reinterpret_cast<Prefix*>(array)[-1]; }
@@ -239,9 +257,9 @@ HRESULT SafeArrayPutElement(SAFEARRAY* psa, LONG* rgIndices, void* pv) noexcept 
 
 HRESULT SafeArrayLock(SAFEARRAY* psa) noexcept {
     if (!psa) return E_INVALIDARG;
-    std::atomic_ref<ULONG> locks(psa->cLocks);
-    if (++locks > std::numeric_limits<USHORT>::max()) {
-        --locks;
+    const SharedCount locks(psa->cLocks);
+    if (locks.Add() > std::numeric_limits<USHORT>::max()) {
+        locks.Take();
         return E_UNEXPECTED;
     }
     return S_OK;
@@ -249,10 +267,7 @@ HRESULT SafeArrayLock(SAFEARRAY* psa) noexcept {
 
 HRESULT SafeArrayUnlock(SAFEARRAY* psa) noexcept {
     if (!psa) return E_INVALIDARG;
-    std::atomic_ref<ULONG> locks(psa->cLocks);
-    for (ULONG count = locks; count != 0;)
-        if (locks.compare_exchange_weak(count, count - 1)) return S_OK;
-    return E_UNEXPECTED;
+    return SharedCount(psa->cLocks).Take() ? S_OK : E_UNEXPECTED;
 }
 
 HRESULT SafeArrayAccessData(SAFEARRAY* psa, void** ppvData) noexcept {

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "lumvex/values.hpp"
+#include "read_real.hpp"
 
 namespace lumvex::inside {
 namespace {
@@ -121,7 +122,7 @@ HRESULT ParseNumber(std::u16string_view text, Number& number) noexcept {
     }
     if (ParseRadix(first, last, 10, number) == S_OK) return S_OK;
     double real = 0;
-    const auto [end, error] = std::from_chars(first, last, real);
+    const auto [end, error] = ReadReal(first, last, real);
     if (end != last || error == std::errc::invalid_argument) return DISP_E_TYPEMISMATCH;
     if (error != std::errc()) return DISP_E_OVERFLOW;
     number = real;

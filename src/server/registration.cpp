@@ -7,6 +7,7 @@
 #include "lumvex/members.hpp"
 #include "lumvex/values.hpp"
 #include "server/registry_key.hpp"
+#include "server/registry_snapshot.hpp"
 
 namespace lumvex::inside {
 
@@ -53,14 +54,21 @@ HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
     return S_OK;
 }
 
-// Goes on after a failure, so that as little as possible is left behind, and answers the first failure.
+// Goes on after a failure, so that as little as possible is left behind, and answers the first failure. The servers of 32
+// and of 64 bits have a class key each and share what leads to it, which stays until the second one is removed.
 HRESULT RemoveClasses(const RegistryKey& root) {
     HRESULT first = S_OK;
-    for (const Creatable& each : CreatableClasses())
-        for (const std::wstring& path : {L"CLSID\\" + each.clsid, each.progId, each.versionedProgId}) {
-            const HRESULT status = RegistryKey::Remove(root, path);
-            if (SUCCEEDED(first)) first = status;
-        }
+    const auto remove = [&](const std::wstring& path) {
+        const HRESULT status = RegistryKey::Remove(root, path);
+        if (SUCCEEDED(first)) first = status;
+    };
+    for (const Creatable& each : CreatableClasses()) {
+        const std::wstring path = L"CLSID\\" + each.clsid;
+        remove(path);
+        if (RegistryKey::IsThereForOtherBits(root, path + L"\\InprocServer32")) continue;
+        remove(each.progId);
+        remove(each.versionedProgId);
+    }
     return first;
 }
 
@@ -115,16 +123,83 @@ HRESULT UnregisterLibrary(const std::wstring& module) {
 
 const wchar_t kUserClasses[] = L"Software\\Classes";
 
+#define LX_LIBRARY(name, id, major, minor, help) \
+    const wchar_t kLibraryKey[] = L"TypeLib\\{" LX_WIDE_TEXT(id) L"}\\" LX_WIDE_NUMBER(major) L"." LX_WIDE_NUMBER(minor);
+#define LX_WIDE_NUMBER(number) LX_WIDE_TEXT2(#number)
+#include "interfaces/tables/library.def"
+
+// The keys that the system writes for the type library: its own, and one for each interface in it.
+HRESULT FindLibraryKeys(const std::wstring& module, std::vector<std::wstring>& keys) {
+    Ref<ITypeLib> library;
+    std::wstring path;
+    HRESULT status = LoadLibraryOf(module, path, library.Out());
+    if (FAILED(status)) return status;
+    keys.push_back(kLibraryKey);
+    for (UINT i = 0, count = library->GetTypeInfoCount(); i < count; ++i) {
+        Ref<ITypeInfo> type;
+        TYPEATTR* attributes = nullptr;
+        status = library->GetTypeInfo(i, type.Out());
+        if (SUCCEEDED(status)) status = type->GetTypeAttr(&attributes);
+        if (FAILED(status)) return status;
+        const GUID id = attributes->guid;
+        const bool isInterface = attributes->typekind == TKIND_INTERFACE || attributes->typekind == TKIND_DISPATCH;
+        type->ReleaseTypeAttr(attributes);
+        if (!isInterface) continue;
+        const std::u16string text = ToText(id);
+        keys.push_back(L"Interface\\" + std::wstring(text.begin(), text.end()));
+    }
+    return S_OK;
+}
+
+// Keys that are about to change. Unless the change is kept, they are put back in the end.
+class Undo {
+public:
+    Undo() = default;
+    Undo(const Undo&) = delete;
+    Undo& operator=(const Undo&) = delete;
+    ~Undo() {
+        if (isKept_) return;
+        for (const RegistrySnapshot& each : before_) each.Restore();
+    }
+
+    // Before the change. After a failure nothing may be changed.
+    HRESULT Note(const RegistryKey& root, const std::wstring& path) { return before_.emplace_back(root, path).Status(); }
+    void Keep() { isKept_ = true; }
+
+private:
+    std::vector<RegistrySnapshot> before_;
+    bool isKept_ = false;
+};
+
+HRESULT RegisterBelow(const RegistryKey& root, const std::wstring& module, bool forUser) {
+    std::vector<std::wstring> classKeys, libraryKeys;
+    for (const Creatable& each : kCreatable)
+        classKeys.insert(classKeys.end(), {L"CLSID\\" + each.clsid, each.progId, each.versionedProgId});
+    HRESULT status = FindLibraryKeys(module, libraryKeys);
+
+    const RegistryKey all(HKEY_CLASSES_ROOT);  // Wine writes a user's type library there
+    Undo undo;
+    for (const auto* keys : {&classKeys, &libraryKeys})
+        for (const std::wstring& path : *keys) {
+            if (SUCCEEDED(status)) status = undo.Note(root, path);
+            if (SUCCEEDED(status) && forUser && keys == &libraryKeys) status = undo.Note(all, path);
+        }
+    if (FAILED(status)) {
+        undo.Keep();  // nothing has changed
+        return status;
+    }
+    status = WriteClasses(root, module);
+    if (SUCCEEDED(status)) status = RegisterLibrary(module, forUser);
+    if (SUCCEEDED(status)) undo.Keep();
+    return status;
+}
+
 }  // namespace
 
 HRESULT RegisterServer(const std::wstring& module) {
-    const bool forAll = SUCCEEDED(WriteClasses(RegistryKey(HKEY_CLASSES_ROOT), module));
-    if (!forAll) {
-        const RegistryKey user(HKEY_CURRENT_USER);
-        const HRESULT status = WriteClasses(RegistryKey(user, kUserClasses), module);
-        if (FAILED(status)) return status;
-    }
-    return RegisterLibrary(module, !forAll);
+    if (SUCCEEDED(RegisterBelow(RegistryKey(HKEY_CLASSES_ROOT), module, false))) return S_OK;
+    const RegistryKey user(HKEY_CURRENT_USER);
+    return RegisterBelow(RegistryKey(user, kUserClasses), module, true);
 }
 
 HRESULT UnregisterServer(const std::wstring& module) {

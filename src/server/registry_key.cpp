@@ -22,6 +22,14 @@ RegistryKey& RegistryKey::Put(const std::wstring& name, const std::wstring& text
     return *this;
 }
 
+bool RegistryKey::IsThereForOtherBits(const RegistryKey& parent, const std::wstring& path) {
+    constexpr REGSAM kOther = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+    HKEY key = nullptr;
+    const LSTATUS result = ::RegOpenKeyExW(parent.key_, path.c_str(), 0, KEY_QUERY_VALUE | kOther, &key);
+    if (result == ERROR_SUCCESS) ::RegCloseKey(key);
+    return result == ERROR_SUCCESS;
+}
+
 HRESULT RegistryKey::Remove(const RegistryKey& parent, const std::wstring& path) {
     if (FAILED(parent.status_)) return parent.status_;
     const LSTATUS result = ::RegDeleteTreeW(parent.key_, path.c_str());

@@ -27,16 +27,17 @@ std::wstring TextOf(HKEY key, const std::wstring& value) {
     return ::RegGetValueW(key, nullptr, value.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text : L"?";
 }
 
-void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Values& values) {
+void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Values& values, bool keysToo = false) {
     HKEY key = nullptr;
     if (::RegOpenKeyExW(parent, name.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+    if (keysToo) values[path] = L"a key";
     wchar_t text[256];
     DWORD length = 256;
     for (DWORD at = 0; ::RegEnumValueW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
         values[path + L"\\" + text] = TextOf(key, text);
     length = 256;
     for (DWORD at = 0; ::RegEnumKeyExW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
-        Collect(key, text, path.empty() ? text : path + L"\\" + text, values);
+        Collect(key, text, path.empty() ? text : path + L"\\" + text, values, keysToo);
     ::RegCloseKey(key);
 }
 
@@ -144,7 +145,7 @@ TEST_F(Registration, IsForTheUserWhereTheClassesRootCannotBeWritten) {
     HKEY classes = nullptr;
     ASSERT_EQ(::RegOpenKeyExW(user_, L"Software\\Classes", 0, KEY_ALL_ACCESS, &classes), 0);
     EXPECT_EQ(Classes(classes), Expected());
-    EXPECT_EQ(Classes(classes_), (Values{{L"Lumvex-Dev.Project.1\\", L"Project Class"}})) << "no more than it could";
+    EXPECT_EQ(Classes(classes_), Values()) << "what could be written there was taken back";
     Values both = All(classes);
     both.merge(All(classes_));
     EXPECT_EQ(both[kVersion + L"\\"], L"Lumvex 5.1 Type Library");
@@ -154,6 +155,78 @@ TEST_F(Registration, IsForTheUserWhereTheClassesRootCannotBeWritten) {
     EXPECT_EQ(All(classes), Values());
     EXPECT_EQ(All(classes_), Values());
     ::RegCloseKey(classes);
+}
+
+// Of an earlier registration as of none. Nobody can write below the key that is in the way, neither for all nor for the
+// user; it is met in the middle of the work.
+TEST_F(Registration, ThatFailsLeavesTheRegistryAsItWas) {
+    Redirect();
+    HKEY userClasses = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(user_, L"Software\\Classes", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &userClasses, nullptr), 0);
+    const auto make = [&](const std::wstring& path, DWORD options) {
+        for (HKEY root : {classes_, userClasses}) {
+            ::RegDeleteTreeW(root, path.c_str());
+            HKEY key = nullptr;
+            ASSERT_EQ(::RegCreateKeyExW(root, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+            ::RegCloseKey(key);
+        }
+    };
+    const auto both = [&] {
+        std::pair<Values, Values> all;
+        Collect(classes_, L"", L"", all.first, true);
+        Collect(userClasses, L"", L"", all.second, true);
+        return all;
+    };
+    const std::wstring library = kVersion.substr(0, kVersion.rfind(L'\\'));
+    for (const bool earlier : {false, true})
+        for (const std::wstring& inTheWay : {std::wstring(L"Lumvex-Dev.Specifications"), library}) {
+            SCOPED_TRACE(testing::Message() << "earlier " << earlier << ", in the way of " << inTheWay.c_str());
+            for (const wchar_t* common : {L"CLSID", L"TypeLib", L"Interface"}) make(common, REG_OPTION_NON_VOLATILE);
+            for (const wchar_t* progId : {L"Lumvex-Dev.Project", L"Lumvex-Dev.Specifications"})
+                for (HKEY root : {classes_, userClasses}) {
+                    ::RegDeleteTreeW(root, progId);
+                    ::RegDeleteTreeW(root, (std::wstring(progId) + L".1").c_str());
+                }
+            if (earlier) {
+                ASSERT_EQ(module_.Register(), S_OK);
+                const std::wstring path = L"CLSID\\" + kProject + L"\\InprocServer32";
+                HKEY key = nullptr;
+                ASSERT_EQ(::RegOpenKeyExW(classes_, path.c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+                ::RegSetValueExW(key, L"", 0, REG_SZ, reinterpret_cast<const BYTE*>(L"C:\\Old.dll"), 22);
+                const DWORD number = 51;
+                ::RegSetValueExW(key, L"Old", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
+                ::RegCloseKey(key);
+            }
+            make(inTheWay, REG_OPTION_VOLATILE);
+            const auto before = both();
+            EXPECT_LT(module_.Register(), 0);
+            EXPECT_TRUE(both() == before);
+        }
+    ::RegCloseKey(userClasses);
+}
+
+// The servers of 32 and 64 bits share the ProgIDs; here the other one is only an entry in the registry that its programs see.
+TEST(SharedProgIds, StayWhileTheServerOfTheOtherBitsIsRegistered) {
+    constexpr REGSAM kOther = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+    const auto leadsTo = [](const wchar_t* progId) {
+        CLSID clsid;
+        return ::CLSIDFromProgID(progId, &clsid) == S_OK;
+    };
+    HKEY classes = nullptr, other = nullptr;
+    ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Classes\\CLSID", 0, nullptr, 0, KEY_ALL_ACCESS | kOther,
+                                nullptr, &classes, nullptr), 0);
+    ASSERT_EQ(::RegCreateKeyExW(classes, (kProject + L"\\InprocServer32").c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | kOther,
+                                nullptr, &other, nullptr), 0);
+    ::RegCloseKey(other);
+    Module module;
+    EXPECT_EQ(module.Unregister(), S_OK);
+    EXPECT_TRUE(leadsTo(L"Lumvex-Dev.Project") && leadsTo(L"Lumvex-Dev.Project.1"));
+    EXPECT_FALSE(leadsTo(L"Lumvex-Dev.Specifications") || leadsTo(L"Lumvex-Dev.Specifications.1"));
+    EXPECT_EQ(::RegDeleteTreeW(classes, kProject.c_str()), ERROR_SUCCESS) << "the other server's own key";
+    ::RegCloseKey(classes);
+    EXPECT_EQ(module.Unregister(), S_OK);
+    EXPECT_FALSE(leadsTo(L"Lumvex-Dev.Project") || leadsTo(L"Lumvex-Dev.Project.1"));
+    EXPECT_EQ(module.Register(), S_OK);
 }
 
 }  // namespace

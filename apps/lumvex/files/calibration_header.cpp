@@ -1,12 +1,12 @@
 #include "files/calibration_header.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <system_error>
 
 #include "files/text_numbers.hpp"
+#include "read_real.hpp"
 
 namespace lumvex::app {
 
@@ -49,7 +49,7 @@ std::optional<double> TakeNumber(std::string_view& text) {
     }
     text.remove_prefix(length);
     double value = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    const auto [end, error] = inside::ReadReal(number.data(), number.data() + number.size(), value);
     if (error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
     return value;
 }

@@ -1,10 +1,11 @@
 #include "files/text_numbers.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
 #include <system_error>
+
+#include "read_real.hpp"
 
 namespace lumvex::app {
 
@@ -20,7 +21,7 @@ bool StartsNumber(std::string_view text) {
 // For a number that from_chars finds too large or too small and does not say which: too small is a zero.
 NumberState ParseExtreme(std::string_view text, float& value) {
     double wide = 0;
-    if (std::from_chars(text.data(), text.data() + text.size(), wide).ec == std::errc{}) {
+    if (inside::ReadReal(text.data(), text.data() + text.size(), wide).ec == std::errc{}) {
         value = static_cast<float>(wide);
         return std::isfinite(value) ? NumberState::Good : NumberState::OutOfRange;
     }
@@ -35,7 +36,7 @@ NumberState ParseExtreme(std::string_view text, float& value) {
 NumberState ParsePointNumber(std::string_view text, float& value) {
     if (text.starts_with('+') && !text.substr(1).starts_with('-')) text.remove_prefix(1);
     if (!StartsNumber(text)) return IsNotFinite(text) ? NumberState::NotFinite : NumberState::NotANumber;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const auto [end, error] = inside::ReadReal(text.data(), text.data() + text.size(), value);
     if (end != text.data() + text.size()) return IsNotFinite(text) ? NumberState::NotFinite : NumberState::NotANumber;
     return error == std::errc{} ? NumberState::Good : ParseExtreme(text, value);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "storage/compound/base/stable_sort.hpp"
 #include "storage/compound/write/balanced_tree.hpp"
 #include "storage/compound/write/directory_editor.hpp"
 
@@ -64,7 +65,7 @@ private:
             std::array<char16_t, kMaxNameLength> buffer;
             found.push_back({siblings[i], FoldedName(entry.Name(buffer))});
         }
-        std::ranges::stable_sort(found, [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
+        StableSort(found.begin(), found.end(), [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
         for (const Sibling& each : found) {
             CarriedMember& member = tree.members.emplace_back();
             std::copy_n(from_.At(each.id).bytes(), kEntrySize, member.entry.begin());

@@ -7,6 +7,7 @@
 
 #include "storage/compound/base/prefetch.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
+#include "storage/compound/base/stable_sort.hpp"
 #include "storage/compound/write/balanced_tree.hpp"
 #include "storage/compound/write/carried.hpp"
 #include "storage/compound/write/directory_editor.hpp"
@@ -54,7 +55,7 @@ void SortByName(std::vector<Member>& members) {
     for (auto begin = members.begin(); begin != members.end();) {
         const auto isOther = [&](const Member& member) { return member.key != begin->key; };
         const auto end = std::find_if(begin, members.end(), isOther);
-        if (end - begin > 1) std::stable_sort(begin, end, isBefore);
+        if (end - begin > 1) StableSort(begin, end, isBefore);
         begin = end;
     }
 }

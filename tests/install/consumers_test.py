@@ -1,0 +1,131 @@
+"""Programs that use the library in each of the ways that the README shows: installed, and as a part of their project."""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from consumer import SOURCE, WARNINGS, ConsumerTest, block, pack_sources, run
+
+BUILD = pathlib.Path(os.environ["LUMVEX_BUILD"])
+COMPILER = os.environ["LUMVEX_CXX"]
+INSTALLED = block("cmake", "find_package")
+# Those that are there compile the headers.
+COMPILERS = [["g++"], ["clang++-14"], ["clang++-19"], ["clang++-19", "-stdlib=libc++"]]
+
+
+def compiles(compiler):
+    if not shutil.which(compiler[0]):
+        return False
+    return subprocess.run([*compiler, "-std=c++2b", "-fsyntax-only", "-x", "c++", "-"], input="#include <string>\n", text=True,
+                          capture_output=True, check=False).returncode == 0
+
+
+class Installed(ConsumerTest):
+    @classmethod
+    def setUpClass(cls):
+        place = tempfile.mkdtemp(prefix="lumvex-installed-")
+        cls.addClassCleanup(shutil.rmtree, place)
+        cls.prefix = pathlib.Path(place) / "prefix"
+        run(["cmake", "--install", BUILD, "--prefix", cls.prefix])
+        cls.library = next(cls.prefix.rglob("liblumvex.so")).parent
+
+    def configure(self, lines):
+        return self.build(lines, f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_CXX_COMPILER={COMPILER}")
+
+    def needed(self, program):
+        return re.findall(r"NEEDED +(\S+)", run(["objdump", "-p", program]))
+
+    def test_find_package(self):
+        program = self.configure(INSTALLED)
+        self.assert_runs([program])
+        self.assertIn("liblumvex.so.5", self.needed(program))
+
+    def test_components(self):
+        program = self.configure(INSTALLED.replace("REQUIRED", "REQUIRED COMPONENTS static"))
+        self.assert_runs([program])
+        self.assertFalse([each for each in self.needed(program) if "lumvex" in each])
+
+    def test_what_is_not_there_is_refused(self):
+        for request, complaint in (("5.1 COMPONENTS arrays", "arrays"), ("5.2", "version: 5.1"), ("4", "version: 5.1"),
+                                   ("6", "version: 5.1")):
+            with self.subTest(request=request), self.assertRaisesRegex(AssertionError, complaint):
+                self.configure(f"find_package(Lumvex {request} REQUIRED)\n")
+            shutil.rmtree(self.folder / "build")
+
+    def test_pkg_config(self):
+        environment = dict(os.environ, PKG_CONFIG_PATH=os.fspath(self.library / "pkgconfig"))
+        flags = run(["pkg-config", "--cflags", "--libs", "lumvex >= 5.1"], env=environment).split()
+        run([COMPILER, "main.cpp", *flags, "-o", "program"], cwd=self.folder)
+        self.assert_runs(["./program"], env=dict(os.environ, LD_LIBRARY_PATH=os.fspath(self.library)))
+
+    def test_the_tool(self):
+        self.assertEqual(run([self.prefix / "bin/lumvex", "--version"]).split()[-1], "5.1")
+
+    def test_the_shared_library_shows_what_the_headers_publish(self):
+        published = set((BUILD / "published.txt").read_text().split())
+        shown = set()
+        for line in run(["nm", "-DC", "--defined-only", self.library / "liblumvex.so.5"]).splitlines():
+            kind, name = re.sub(r"^[0-9a-f]+ ", "", line).split(" ", 1)
+            if kind == "A":  # the version of the interface
+                continue
+            name = re.sub(r"^(typeinfo|typeinfo name|vtable) for (.*?)(@.*)?$", r"\2::(", name)
+            name = re.match(r"[\w:]+", name)[0]
+            of_class = name.rpartition("::")[0] + "::"
+            shown.add(of_class if of_class in published else name)
+        self.assertEqual(shown, published)
+
+    def test_headers_alone(self):
+        include = self.prefix / "include"
+        for compiler in filter(compiles, COMPILERS):
+            for standard in ("c++20", "c++2b"):
+                for header in sorted(include.rglob("*.hpp")):
+                    with self.subTest(compiler=" ".join(compiler), standard=standard, header=header.name):
+                        (self.folder / "alone.cpp").write_text(f'#include "{header.relative_to(include)}"\n')
+                        run([*compiler, f"-std={standard}", *WARNINGS, "-fsyntax-only", f"-I{include}",
+                             self.folder / "alone.cpp"])
+                with self.subTest(compiler=" ".join(compiler), standard=standard):
+                    run([*compiler, f"-std={standard}", *WARNINGS, "-fsyntax-only", f"-I{include}", self.folder / "main.cpp"])
+
+
+class Within(ConsumerTest):
+    """The library is built with the program's project, as a part of it."""
+
+    def build_within(self, lines):
+        program = self.build(lines + INSTALLED.partition("\n")[2], f"-DCMAKE_CXX_COMPILER={COMPILER}",
+                             "-DLUMVEX_COMPILE_TOGETHER=ON")
+        self.assert_runs([program])
+        self.assert_nothing_leaks()
+
+    def assert_nothing_leaks(self):
+        commands = json.loads((self.folder / "build/compile_commands.json").read_text())
+        for each in commands:
+            file = os.path.relpath(each["file"], self.folder)
+            self.assertNotRegex(file, r"lumvex[^/]*/(apps|tests|bench|fuzz)/")
+            self.assertNotIn("-Werror", each["command"])
+            if file == "main.cpp":
+                self.assertNotRegex(each["command"], "-W|-fvisibility|LUMVEX_BUILDING|/src( |$)")
+        cache = (self.folder / "build/CMakeCache.txt").read_text()
+        settings = [name for name in re.findall(r"^([\w-]+):\w+=", cache, re.M)
+                    if not re.match("(?i)lumvex|cmake_|fetchcontent_|program_|_?cmake", name)]
+        self.assertEqual(settings, [])
+        self.assertIn("No tests were found", run(["ctest", "--test-dir", self.folder / "build"]))
+
+    def test_add_subdirectory(self):
+        pack_sources(self.folder / "sources.tar")
+        shutil.unpack_archive(self.folder / "sources.tar", self.folder)
+        (self.folder / "lumvex-5.1").rename(self.folder / "lumvex")
+        self.build_within(block("cmake", "add_subdirectory"))
+
+    def test_fetch_content(self):
+        pack_sources(self.folder / "lumvex-5.1.tar.gz")
+        self.build_within(block("cmake", "FetchContent"))
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
