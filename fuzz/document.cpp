@@ -1,7 +1,7 @@
-// A document whose streams are changed at will, in a sound compound file: opened, walked, asked for all that its objects
-// have to get (a quarter of it at a time), changed, saved and checked, all in memory. The input is a list of edits: stream (1 byte), what to do (1),
-// place (2), length (1), then as many bytes. The highest two bits of its first byte say what is edited: base.lvp,
-// base.lvp, rooms.lvp, library.lvs.
+// A document whose streams are changed at will, in a sound compound file: opened, walked, asked for all that its
+// objects have to get (a quarter of it at a time), changed, saved and checked, all in memory. The input is a list of
+// edits: stream (1 byte), what to do (1), place (2), length (1), then as many bytes. The highest two bits of its first
+// byte say what is edited: base.lvp, base.lvp, rooms.lvp, library.lvs.
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -166,8 +166,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace lumvex;
     static const Base bases[] = {Base("base.lvp"), Base("rooms.lvp"), Base("library.lvs")};
     const unsigned which = size == 0 || data[0] < 0x80 ? 0 : data[0] < 0xC0 ? 1 : 2;
-    const Bytes image =
-        ImageOf(bases[which], Edited(bases[which], reinterpret_cast<const std::byte*>(data), size));
+    const Bytes image = ImageOf(bases[which], Edited(bases[which], reinterpret_cast<const std::byte*>(data), size));
     const auto isSound = [] { return CheckDocument(kPath).empty(); };
     fuzz::SetFile(kPath, image);
     static const std::u16string path = kPath.u16string();
@@ -177,7 +176,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t choice = std::accumulate(data, data + size, std::size_t{0});
     if (!Succeeds([&] { root.OpenFile(path); })) return 0;  // sound ones of newer programs too
     Succeeds([&] { Visit(root, choice); });
-    Succeeds([&] { which == 2 ? void(library.Microphones().Add(u"one more")) : void(project.Data().Add(u"one more")); });
+    Succeeds(
+        [&] { which == 2 ? void(library.Microphones().Add(u"one more")) : void(project.Data().Add(u"one more")); });
     const bool saved = Succeeds([&] { root.SaveFile(); });
     const bool closed = Succeeds([&] { root.CloseFile(); });
     // A sound document can be saved and closed, and is sound afterwards.

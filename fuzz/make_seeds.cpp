@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "lumvex/lumvex.hpp"
-#include "storage/records/object_record.hpp"
 #include "storage/document/document_file.hpp"
+#include "storage/records/object_record.hpp"
 #include "storage/records/sorted_records.hpp"
 
 namespace {
@@ -48,8 +48,11 @@ void MakeRooms(const fs::path& path) {
     Project project = Project::Create();
     RoomEQ room = project.Rooms().Add(u"Studio");
     room.CorrectionGroups().Add(u"G").Corrections().Add(u"C");
-    room.Positions().Add(u"Listener").Measurements().Add(u"M").Data(
-        Array::FromColumns(std::vector<float>{1, 2, 3}, 3, 1));
+    room.Positions()
+        .Add(u"Listener")
+        .Measurements()
+        .Add(u"M")
+        .Data(Array::FromColumns(std::vector<float>{1, 2, 3}, 3, 1));
     project.BoxCfgs().Add(u"Box");
     project.SaveFileAs(path.u16string());
 }
@@ -88,7 +91,8 @@ void MakeRecords(const fs::path& document, const fs::path& folder) {
 }
 
 void MakeFile(const fs::path& path, int version, std::size_t largeSize = 4100) {
-    const auto file = compound::CompoundFile::Create(compound::CreateReplacing(path, compound::Access::Exclusive), version);
+    const auto file =
+        compound::CompoundFile::Create(compound::CreateReplacing(path, compound::Access::Exclusive), version);
     const auto put = [&](std::u16string_view name, std::size_t size) {
         const Bytes bytes(size, std::byte{0x33});
         const compound::Piece piece = bytes;
@@ -117,7 +121,8 @@ void MakeFileWithDamagedStream(const fs::path& path) {
     while (name != std::u16string_view(found.data(), found.size()))
         file.seekg(static_cast<std::streamoff>(entry += 128)).read(reinterpret_cast<char*>(found.data()), sizeof found);
     const std::uint32_t beyond = 0xEEEE;
-    file.seekp(static_cast<std::streamoff>((std::uint64_t{numberAt(76)} + 1) * 512 + 4 * std::uint64_t{numberAt(entry + 116)}))
+    file.seekp(static_cast<std::streamoff>((std::uint64_t{numberAt(76)} + 1) * 512 +
+                                           4 * std::uint64_t{numberAt(entry + 116)}))
         .write(reinterpret_cast<const char*>(&beyond), sizeof beyond);
 }
 
@@ -143,14 +148,15 @@ int main(int count, char** arguments) {
         return bytes;
     };
     // A record of three floats; of two texts; a client's array of 64-bit floats, of variants.
-    WriteFile(corpus / "arrays" / "floats", bytesOf({0, 2, 0, 1, 0, 0, 0, 4, 0, 0, 0, 0, 0, 2, 0, 0, 0,  //
+    WriteFile(corpus / "arrays" / "floats", bytesOf({0, 2, 0,   1,  0, 0, 0, 4,  0, 0, 0,  0, 0, 2, 0, 0, 0,  //
                                                      0, 0, 128, 63, 0, 0, 0, 64, 0, 0, 64, 64}));
-    WriteFile(corpus / "arrays" / "texts", bytesOf({0, 2, 0, 1, 0, 0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0,  //
+    WriteFile(corpus / "arrays" / "texts", bytesOf({0, 2, 0, 1, 0,  0, 0, 8, 0, 0, 0, 0, 0, 1, 0, 0, 0,  //
                                                     4, 0, 0, 0, 65, 0, 0, 0, 0, 0, 0, 0}));
     WriteFile(corpus / "arrays" / "client", bytesOf({1, 255, 1, 0, 2, 0, 0, 0, 0, 0, 0, 0, 240, 63}));
     WriteFile(corpus / "arrays" / "variants", bytesOf({1, 255, 4, 0, 2, 0, 1, 0, 0, 128, 63}));
     // Edits: a count, a word, bytes put in, a stream cut, one removed.
-    WriteFile(corpus / "document" / "edits", bytesOf({1, 0, 0, 0, 4, 255, 255, 255, 127, 2, 1, 8, 0, 1, 7, 9, 3, 10, 0, 0}));
+    WriteFile(corpus / "document" / "edits",
+              bytesOf({1, 0, 0, 0, 4, 255, 255, 255, 127, 2, 1, 8, 0, 1, 7, 9, 3, 10, 0, 0}));
     for (int stream = 0; stream < 8; ++stream)
         WriteFile(corpus / "document" / ("removed" + std::to_string(stream)), bytesOf({stream * 4, 4, 0, 0, 0}));
     return 0;

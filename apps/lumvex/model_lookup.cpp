@@ -24,8 +24,7 @@ Model FindModel(const Manufacturers& manufacturers, std::string_view name) {
     for (std::size_t slash = name.find('/'); slash != name.npos; slash = name.find('/', slash + 1)) {
         const auto manufacturer = manufacturers.FindName(FromUtf8(name.substr(0, slash))).As<Manufacturer>();
         if (!manufacturer) continue;
-        if (auto model = manufacturer.Models().FindName(FromUtf8(name.substr(slash + 1))).As<Model>())
-            return model;
+        if (auto model = manufacturer.Models().FindName(FromUtf8(name.substr(slash + 1))).As<Model>()) return model;
     }
     return {};
 }

@@ -57,7 +57,8 @@ void TakeWhole(SettingForm& form) {
 
 bool IsSetting(const InterfaceDescription& interface, const MemberDescription& member) {
     const std::string name = std::string(interface.name) + '.' + std::string(member.name);
-    return member.use == MemberUse::ReadWrite && std::ranges::find(kGivenOtherwise, name) == std::end(kGivenOtherwise) &&
+    return member.use == MemberUse::ReadWrite &&
+           std::ranges::find(kGivenOtherwise, name) == std::end(kGivenOtherwise) &&
            (member.enumeration || member.type == "LONG" || member.type == "SHORT" || member.type == "float");
 }
 
@@ -75,7 +76,8 @@ Variant Invoke(IDispatch& object, const SettingForm& setting, WORD kind, const V
     DISPPARAMS parameters{arguments.data(), value ? &named : nullptr, static_cast<UINT>(arguments.size()),
                           value ? 1u : 0u};
     Variant result;
-    Check(object.Invoke(static_cast<DISPID>(setting.id), IID_NULL, 0, kind, &parameters, result.Out(), nullptr, nullptr));
+    Check(
+        object.Invoke(static_cast<DISPID>(setting.id), IID_NULL, 0, kind, &parameters, result.Out(), nullptr, nullptr));
     return result;
 }
 

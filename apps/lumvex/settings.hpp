@@ -19,7 +19,7 @@ extern const Words kBoxModeWords;  // LXBoxMode
 
 // What a setting takes: one of the words, a whole number between two bounds, or any number a 32-bit float can hold.
 struct SettingForm {
-    long id = 0;                 // of the property
+    long id = 0;  // of the property
     std::vector<SHORT> indexes;
     std::string name;    // as published, with its indexes: "MagTol", "FilterQHi(2)"
     std::string family;  // "FilterQHi(1..6)"
@@ -34,8 +34,8 @@ struct SettingForm {
 
 using Settings = std::vector<SettingForm>;
 
-// The settings of an interface: its own properties of numbers and choices that can be put, in its order, each place of an
-// indexed one by itself. Not those that the commands give in another way.
+// The settings of an interface: its own properties of numbers and choices that can be put, in its order, each place of
+// an indexed one by itself. Not those that the commands give in another way.
 const InterfaceDescription& DescriptionOf(const GUID& interfaceId);
 Settings SettingsIn(const InterfaceDescription& interface);
 

@@ -67,8 +67,8 @@ public:
     explicit Array(Variant value) : value_(std::move(value)) {
         if ((value_.vt & VT_ARRAY) == 0) value_ = Variant();
     }
-    // One column after the other, each of `rows` values. One column is an array of one dimension, but for a single value,
-    // which the model takes only in two.
+    // One column after the other, each of `rows` values. One column is an array of one dimension, but for a single
+    // value, which the model takes only in two.
     static Array FromColumns(std::span<const float> values, std::size_t rows, std::size_t columns);
 
     bool Empty() const { return value_.vt == VT_EMPTY; }
@@ -117,8 +117,8 @@ inline Array Array::FromColumns(std::span<const float> values, std::size_t rows,
     return made;
 }
 
-// The objects below an item, a collection or a root, or the links to an object, as an enumerator answers them. Each begin()
-// starts with the first one.
+// The objects below an item, a collection or a root, or the links to an object, as an enumerator answers them. Each
+// begin() starts with the first one.
 class Descendants {
 public:
     class Iterator {

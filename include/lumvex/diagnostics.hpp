@@ -20,9 +20,9 @@ struct DocumentProblem {
     std::string what;
 };
 
-// Checks the structure of the compound file, the root streams, the object directory and every record, reading all of it.
-// Empty: the document is sound. Throws lumvex::Error (client.hpp) with the storage system's status when the file cannot
-// be read at all.
+// Checks the structure of the compound file, the root streams, the object directory and every record, reading all of
+// it. Empty: the document is sound. Throws lumvex::Error (client.hpp) with the storage system's status when the file
+// cannot be read at all.
 LUMVEX_API std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress = {});
 
 struct ClassCount {
@@ -31,22 +31,22 @@ struct ClassCount {
 };
 
 struct DocumentFacts {
-    std::string rootClass;           // "CProject"; empty when the file is none of ours
+    std::string rootClass;  // "CProject"; empty when the file is none of ours
     std::string rootId;
     std::uint64_t fileBytes = 0;
-    std::uint32_t sectorBytes = 0;   // 512 or 4096
+    std::uint32_t sectorBytes = 0;  // 512 or 4096
     std::size_t streams = 0;
-    std::uint64_t streamBytes = 0;   // content of all streams
-    std::size_t objects = 0;         // listed in the object directory, the root included
-    std::vector<ClassCount> classes; // by name
+    std::uint64_t streamBytes = 0;    // content of all streams
+    std::size_t objects = 0;          // listed in the object directory, the root included
+    std::vector<ClassCount> classes;  // by name
 };
 
 // What the file says of itself, without loading any object. Throws as CheckDocument.
 LUMVEX_API DocumentFacts InspectDocument(const std::filesystem::path& path);
 
 struct LoadStatistics {
-    std::size_t objectsLoaded = 0;   // in memory now, the root not counted
-    std::uint64_t bytesRead = 0;     // of the open file, in whole sectors, since it was opened
+    std::size_t objectsLoaded = 0;  // in memory now, the root not counted
+    std::uint64_t bytesRead = 0;    // of the open file, in whole sectors, since it was opened
 };
 
 // Zeros for an object that is no root of this library.

@@ -8,7 +8,7 @@ namespace lumvex::inside {
 
 class CDatum : public Item<CDatum, IDatum> {
 public:
-    Array        Data;               // any number of channels
+    Array Data;                      // any number of channels
     Scalar<LONG> SampleRate{48000};  // samples per second, any value
 };
 

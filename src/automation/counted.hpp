@@ -11,7 +11,8 @@ namespace lumvex::inside {
 class ReferenceCount {
 public:
     ULONG Add() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
-    // How many are left. The caller that gets 0 destroys the object; it sees everything that other threads did to it before.
+    // How many are left. The caller that gets 0 destroys the object; it sees everything that other threads did to it
+    // before.
     ULONG Remove() noexcept { return count_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
 
 private:

@@ -40,7 +40,8 @@ inline ULONG SizeOfElement(VARTYPE type) noexcept {
     }
 }
 
-// Whether a variant can have this type word: empty, null, a value (not a bare variant), an array, or a reference to these.
+// Whether a variant can have this type word: empty, null, a value (not a bare variant), an array, or a reference to
+// these.
 inline bool IsVariantType(VARTYPE type) noexcept {
     const VARTYPE base = type & VT_TYPEMASK;
     const VARTYPE flags = static_cast<VARTYPE>(type & ~VT_TYPEMASK);

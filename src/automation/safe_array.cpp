@@ -27,7 +27,8 @@ public:
     bool Take() const noexcept {
         ULONG count = __atomic_load_n(&count_, __ATOMIC_SEQ_CST);
         while (count != 0)
-            if (__atomic_compare_exchange_n(&count_, &count, count - 1, true, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)) return true;
+            if (__atomic_compare_exchange_n(&count_, &count, count - 1, true, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
+                return true;
         return false;
     }
 

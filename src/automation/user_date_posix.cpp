@@ -1,4 +1,5 @@
-// The user's locale is the one that the environment names at the moment of the call, whatever locale the program has set.
+// The user's locale is the one that the environment names at the moment of the call, whatever locale the program has
+// set.
 #include <locale.h>
 #include <time.h>
 #include <wchar.h>
@@ -15,8 +16,8 @@ namespace lumvex::inside {
 
 namespace {
 
-// Finding a locale reads files, so that the last one is kept until the environment names another. It is never destroyed:
-// static objects of a client may still ask for texts when the process ends.
+// Finding a locale reads files, so that the last one is kept until the environment names another. It is never
+// destroyed: static objects of a client may still ask for texts when the process ends.
 class UserLocale {
 public:
     static UserLocale& Own() {

@@ -245,7 +245,8 @@ HRESULT Convert(const VARIANT& source, LCID lcid, USHORT flags, VARIANT& result,
     if ((source.vt | type) & VT_ARRAY) return DISP_E_TYPEMISMATCH;
     if (type == VT_DISPATCH || type == VT_UNKNOWN) return SetObject(source, type, result);
     if (source.vt == VT_DISPATCH) {
-        // An object is converted by its default property, which may be an object again: after some rounds the conversion fails.
+        // An object is converted by its default property, which may be an object again: after some rounds the
+        // conversion fails.
         constexpr int kDeepest = 8;
         if (!source.pdispVal || (flags & VARIANT_NOVALUEPROP) || depth == kDeepest) return DISP_E_TYPEMISMATCH;
         DISPPARAMS none{};

@@ -225,8 +225,8 @@ std::map<std::string, std::string> Made() {
     };
 #define LX_FOLDER(path)
 #define LX_BASE(name, interface, header)
-#define LX_ROOT_CLASS(name, interface) \
-    classes += ClassRow(ClassOf<name>());  \
+#define LX_ROOT_CLASS(name, interface)    \
+    classes += ClassRow(ClassOf<name>()); \
     record(#interface, std::type_identity<name>());
 #define LX_COLLECTION_CLASS(name, interface, member, title, id) classes += ClassRow(ClassOf<name>());
 #define LX_ITEM_CLASS(name, interface, id) \

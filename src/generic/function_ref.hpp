@@ -15,9 +15,10 @@ template <class Result, class... Arguments>
 class FunctionRef<Result(Arguments...)> {
 public:
     template <class Function>
-        requires(!std::is_same_v<std::remove_cvref_t<Function>, FunctionRef>)
-    // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): `requires` excludes copies
-    FunctionRef(Function&& function) noexcept
+    requires(!std::is_same_v<std::remove_cvref_t<Function>, FunctionRef>)
+        // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): `requires` excludes copies
+        FunctionRef(Function&& function)
+    noexcept
         : function_(const_cast<void*>(static_cast<const void*>(std::addressof(function)))),
           call_([](void* called, Arguments... arguments) -> Result {
               return (*static_cast<std::remove_reference_t<Function>*>(called))(std::forward<Arguments>(arguments)...);

@@ -1,5 +1,5 @@
-// A hash table over a list that belongs to the user of the table. It keeps hashes and places in the list (8 bytes for each
-// element, in one block of memory, by open addressing); the user compares the elements.
+// A hash table over a list that belongs to the user of the table. It keeps hashes and places in the list (8 bytes for
+// each element, in one block of memory, by open addressing); the user compares the elements.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,8 @@ public:
         return slot == kNoSlot ? kNone : slots_[slot].number;
     }
 
-    // Room for so many numbers in all, so that adding them cannot fail. Throws std::bad_alloc and has then done nothing.
+    // Room for so many numbers in all, so that adding them cannot fail. Throws std::bad_alloc and has then done
+    // nothing.
     void Reserve(std::size_t count) {
         if (2 * count > slots_.size()) Resize(std::bit_ceil(std::max<std::size_t>(2 * count, kFewestSlots)));
     }

@@ -49,9 +49,9 @@ struct DispatchCall {
     IDispatch* object;
     VARIANT* const* arguments;
     const DispatchParameter* parameters;
-    VARIANT* result;     // never null; written when the member succeeds, whatever it held before
-    HRESULT status;      // of the member
-    UINT badArgument;    // position of the argument that a DISP_E_... answer is about
+    VARIANT* result;   // never null; written when the member succeeds, whatever it held before
+    HRESULT status;    // of the member
+    UINT badArgument;  // position of the argument that a DISP_E_... answer is about
 };
 
 // Gets a property without parameters: its status; the result is written when it succeeds, whatever it held before.
@@ -60,7 +60,7 @@ using PlainGet = HRESULT (*)(IDispatch* object, VARIANT* result);
 struct DispatchRow {
     DISPID id;
     const char16_t* name;
-    WORD kind;  // DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT
+    WORD kind;                       // DISPATCH_METHOD, DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT
     DispatchParameters parameters;   // of a put: the value last
     HRESULT (*call)(DispatchCall&);  // S_OK once the member was called, else DISP_E_...
     PlainGet get = nullptr;          // the same member where it is a get without parameters
@@ -90,10 +90,14 @@ private:
                                      : std::is_same_v<T, SHORT>  ? VT_I2
                                                                  : VT_I4;
     HRESULT Take(const VARIANT& value) {
-        if constexpr (kType == VT_R4) value_ = value.fltVal;
-        else if constexpr (kType == VT_R8) value_ = value.dblVal;
-        else if constexpr (kType == VT_I2) value_ = value.iVal;
-        else value_ = static_cast<T>(value.lVal);
+        if constexpr (kType == VT_R4)
+            value_ = value.fltVal;
+        else if constexpr (kType == VT_R8)
+            value_ = value.dblVal;
+        else if constexpr (kType == VT_I2)
+            value_ = value.iVal;
+        else
+            value_ = static_cast<T>(value.lVal);
         return S_OK;
     }
     Variant converted_;
@@ -241,8 +245,7 @@ private:
     static HRESULT With(DispatchCall& call, std::index_sequence<At...>) {
         [[maybe_unused]] std::tuple<Argument<Nth<At>>...> arguments;
         HRESULT status = S_OK;
-        [[maybe_unused]] const bool converted =
-            (... && SUCCEEDED(status = Convert(call, At, std::get<At>(arguments))));
+        [[maybe_unused]] const bool converted = (... && SUCCEEDED(status = Convert(call, At, std::get<At>(arguments))));
         if (FAILED(status)) return status;
         I* object = static_cast<I*>(call.object);
         if constexpr (kHasResult) {
@@ -268,8 +271,8 @@ private:
 
 // ---- one interface ----
 
-// Made in static storage, without memory that could run out and without a destructor: a client's static objects may still
-// be calling when the process ends.
+// Made in static storage, without memory that could run out and without a destructor: a client's static objects may
+// still be calling when the process ends.
 class DispatchTable {
 public:
     // The table of a published interface, its bases' members included; made on first use.
@@ -282,8 +285,9 @@ public:
         // Most calls get a property without parameters: there is nothing to convert, and nothing to fail before the
         // member.
         const auto slot = static_cast<std::size_t>(id);
-        if (slot >= room_.plainGets.size() || !room_.plainGets[slot] || !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) ||
-            !parameters || parameters->cArgs != 0 || parameters->cNamedArgs != 0 || !result || !IsNull(reserved))
+        if (slot >= room_.plainGets.size() || !room_.plainGets[slot] ||
+            !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) || !parameters || parameters->cArgs != 0 ||
+            parameters->cNamedArgs != 0 || !result || !IsNull(reserved))
             return InvokeAny(object, id, reserved, flags, parameters, result, exception, badArgument);
         SetErrorInfo(0, nullptr);
         const HRESULT status = room_.plainGets[slot](object, result);

@@ -1,5 +1,5 @@
-// Reads the tables. Parameters, ranges and DISPIDs come as text and are taken apart here; a row that cannot be read stops
-// the program that asks.
+// Reads the tables. Parameters, ranges and DISPIDs come as text and are taken apart here; a row that cannot be read
+// stops the program that asks.
 #include "interfaces/tables.hpp"
 
 #include <charconv>
@@ -85,7 +85,7 @@ const Library& TypeLibrary() {
     static const Library library
 #define LX_LIBRARY(name, id, majorVersion, minorVersion, help) {#name, id, help, majorVersion, minorVersion};
 #include "interfaces/tables/library.def"
-    return library;
+        return library;
 }
 
 const std::vector<Enumeration>& Enumerations() {
@@ -93,7 +93,10 @@ const std::vector<Enumeration>& Enumerations() {
 #define LX_ENUMERATION(name, kind, help) {#name, kind, help, {
 #define LX_CONSTANT(name, value, word, meaning) {#name, value, word, meaning},
 #define LX_NUMBER(name, value) {#name, value, "", ""},
-#define LX_ENUMERATION_END(name) }},
+#define LX_ENUMERATION_END(name) \
+    }                            \
+    }                            \
+    ,
 #include "interfaces/tables/enumerations.def"
     };
     return all;
@@ -110,7 +113,10 @@ const std::vector<Interface>& Interfaces() {
     Row(Kind::Action, #id, #name, "void", #parameters, 0, help, "", "", meaning),
 #define LX_TEST(id, name, parameters, help, meaning) \
     Row(Kind::Test, #id, #name, "LONG", #parameters, 0, help, "", "", meaning),
-#define LX_INTERFACE_END(name) }},
+#define LX_INTERFACE_END(name) \
+    }                          \
+    }                          \
+    ,
 #include "interfaces/tables/interfaces.def"
     };
     return all;
@@ -120,9 +126,12 @@ const Events& OutgoingEvents() {
     static const Events events
 #define LX_EVENTS(name, iid, help) {#name, iid, help, {
 #define LX_EVENT(id, name, parameters, help) Row(Kind::Action, #id, #name, "void", #parameters, 0, help, "", "", help),
-#define LX_EVENTS_END(name) }};
+#define LX_EVENTS_END(name) \
+    }                       \
+    }                       \
+    ;
 #include "interfaces/tables/events.def"
-    return events;
+        return events;
 }
 
 const std::vector<Coclass>& Coclasses() {
@@ -201,7 +210,8 @@ std::vector<Slot> SlotsOf(const Interface& interface) {
         }
         if (member.access & PutFirst) slots.push_back({member, Slot::Puts, member.help.put});
         if (member.access & Get) slots.push_back({member, Slot::Gets, member.help.get});
-        if ((member.access & Put) && !(member.access & PutFirst)) slots.push_back({member, Slot::Puts, member.help.put});
+        if ((member.access & Put) && !(member.access & PutFirst))
+            slots.push_back({member, Slot::Puts, member.help.put});
     }
     return slots;
 }

@@ -1,5 +1,5 @@
-// The registry's row of one class, made from the class itself. Only the sources that the generator prints for the classes
-// include this: it is where objects under their published interfaces are made.
+// The registry's row of one class, made from the class itself. Only the sources that the generator prints for the
+// classes include this: it is where objects under their published interfaces are made.
 #pragma once
 
 #include "core/published/dispatch_body.hpp"
@@ -30,7 +30,8 @@ constexpr bool OwnsCollections() {
 template <class Class>
 constexpr bool IsLinkClass() {
     bool links = false;
-    std::apply([&](auto... field) { ((links = links || IsLinkField(PointerOf(field))), ...); }, RecordOf<Class>::fields);
+    std::apply([&](auto... field) { ((links = links || IsLinkField(PointerOf(field))), ...); },
+               RecordOf<Class>::fields);
     return links;
 }
 

@@ -7,7 +7,8 @@
 
 namespace lumvex::inside {
 
-// Takes no memory and has nothing to destroy: looking a class up neither fails nor ends before a client's static objects.
+// Takes no memory and has nothing to destroy: looking a class up neither fails nor ends before a client's static
+// objects.
 std::span<const ClassInfo* const> AllClasses() noexcept {
     static const auto all = [] {
         std::array classes = ListOfClasses();

@@ -1,7 +1,7 @@
 #include "server/class_factory.hpp"
 
-#include "core/objects/class_info.hpp"
 #include "core/base/module_object.hpp"
+#include "core/objects/class_info.hpp"
 #include "core/objects/guard.hpp"
 #include "lumvex/create.hpp"
 

@@ -1,7 +1,7 @@
 // The entry points of the automation server.
 #include "core/objects/guard.hpp"
-#include "core/published/platform_windows.hpp"
 #include "core/objects/thread_context_windows.hpp"
+#include "core/published/platform_windows.hpp"
 #include "core/published/user_settings_windows.hpp"
 #include "server/class_factory.hpp"
 #include "server/registration.hpp"
@@ -17,8 +17,8 @@ HRESULT Answered(Work&& work) noexcept {
 
 }  // namespace
 
-// A thread's context is its own, so that no lock is needed to make and drop it. Taking the module's here could block the
-// whole process: the system holds its loader lock meanwhile, which a thread inside the model may be waiting for.
+// A thread's context is its own, so that no lock is needed to make and drop it. Taking the module's here could block
+// the whole process: the system holds its loader lock meanwhile, which a thread inside the model may be waiting for.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void* processEnds) {
     using namespace lumvex::inside;
     switch (reason) {
@@ -36,7 +36,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void* processEnds
             DetachThread();
             break;
         case DLL_PROCESS_DETACH:
-            // When the process ends, the system has stopped all other threads already, in the middle of whatever they did.
+            // When the process ends, the system has stopped all other threads already, in the middle of whatever they
+            // did.
             if (!processEnds) DetachProcess();
             break;
         default:

@@ -24,7 +24,8 @@ std::vector<Creatable> CreatableClasses() {
     std::vector<Creatable> creatable;
     for (const ClassDescription& each : kClasses)
         if (!each.progId.empty())
-            creatable.push_back({L"{" + Wide(each.id) + L"}", Wide(each.progId), Wide(each.progId) + L".1", Wide(each.description)});
+            creatable.push_back(
+                {L"{" + Wide(each.id) + L"}", Wide(each.progId), Wide(each.progId) + L".1", Wide(each.description)});
     return creatable;
 }
 
@@ -54,8 +55,8 @@ HRESULT WriteClasses(const RegistryKey& root, const std::wstring& module) {
     return S_OK;
 }
 
-// Goes on after a failure, so that as little as possible is left behind, and answers the first failure. The servers of 32
-// and of 64 bits have a class key each and share what leads to it, which stays until the second one is removed.
+// Goes on after a failure, so that as little as possible is left behind, and answers the first failure. The servers of
+// 32 and of 64 bits have a class key each and share what leads to it, which stays until the second one is removed.
 HRESULT RemoveClasses(const RegistryKey& root) {
     HRESULT first = S_OK;
     const auto remove = [&](const std::wstring& path) {
@@ -87,7 +88,8 @@ HRESULT LoadLibraryOf(const std::wstring& module, std::wstring& path, ITypeLib**
 template <class Function>
 Function* FindInAutomation(const char* name) {
     const HMODULE automation = ::GetModuleHandleW(L"oleaut32.dll");
-    return automation ? reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(automation, name))) : nullptr;
+    return automation ? reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(automation, name)))
+                      : nullptr;
 }
 
 using RegisterFunction = HRESULT WINAPI(ITypeLib*, OLECHAR*, OLECHAR*);
@@ -124,7 +126,8 @@ HRESULT UnregisterLibrary(const std::wstring& module) {
 const wchar_t kUserClasses[] = L"Software\\Classes";
 
 #define LX_LIBRARY(name, id, major, minor, help) \
-    const wchar_t kLibraryKey[] = L"TypeLib\\{" LX_WIDE_TEXT(id) L"}\\" LX_WIDE_NUMBER(major) L"." LX_WIDE_NUMBER(minor);
+    const wchar_t kLibraryKey[] =                \
+        L"TypeLib\\{" LX_WIDE_TEXT(id) L"}\\" LX_WIDE_NUMBER(major) L"." LX_WIDE_NUMBER(minor);
 #define LX_WIDE_NUMBER(number) LX_WIDE_TEXT2(#number)
 #include "interfaces/tables/library.def"
 
@@ -163,7 +166,9 @@ public:
     }
 
     // Before the change. After a failure nothing may be changed.
-    HRESULT Note(const RegistryKey& root, const std::wstring& path) { return before_.emplace_back(root, path).Status(); }
+    HRESULT Note(const RegistryKey& root, const std::wstring& path) {
+        return before_.emplace_back(root, path).Status();
+    }
     void Keep() { isKept_ = true; }
 
 private:

@@ -17,8 +17,8 @@ RegistryKey::~RegistryKey() {
 RegistryKey& RegistryKey::Put(const std::wstring& name, const std::wstring& text) {
     if (FAILED(status_)) return *this;
     const auto bytes = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-    status_ = HRESULT_FROM_WIN32(::RegSetValueExW(key_, name.c_str(), 0, REG_SZ,
-                                                  reinterpret_cast<const BYTE*>(text.c_str()), bytes));
+    status_ = HRESULT_FROM_WIN32(
+        ::RegSetValueExW(key_, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), bytes));
     return *this;
 }
 

@@ -27,7 +27,8 @@ public:
     // Removes a key with all that is in it; one that is not there is no failure.
     static HRESULT Remove(const RegistryKey& parent, const std::wstring& path);
 
-    // Whether programs of the other word size (32 bits for 64, 64 for 32) find the key in what they see of the registry.
+    // Whether programs of the other word size (32 bits for 64, 64 for 32) find the key in what they see of the
+    // registry.
     static bool IsThereForOtherBits(const RegistryKey& parent, const std::wstring& path);
 
 private:

@@ -26,7 +26,8 @@ bool IsMissing(LSTATUS result) { return result == ERROR_FILE_NOT_FOUND || result
 
 }  // namespace
 
-RegistrySnapshot::RegistrySnapshot(const RegistryKey& parent, std::wstring path) : parent_(parent), path_(std::move(path)) {
+RegistrySnapshot::RegistrySnapshot(const RegistryKey& parent, std::wstring path)
+    : parent_(parent), path_(std::move(path)) {
     OpenKey key;
     const LSTATUS result = ::RegOpenKeyExW(parent.Handle(), path_.c_str(), 0, KEY_READ, key.Out());
     if (IsMissing(result)) return;

@@ -1,6 +1,6 @@
-// Simple upper case of the Basic Multilingual Plane, as the Unicode character database (version 14) has it: one unit for
-// one unit, without a locale. Both the names in documents and the entry names of compound files compare by it, each with
-// what is particular to it.
+// Simple upper case of the Basic Multilingual Plane, as the Unicode character database (version 14) has it: one unit
+// for one unit, without a locale. Both the names in documents and the entry names of compound files compare by it, each
+// with what is particular to it.
 #pragma once
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 #include "arrays/array_record.hpp"
 
 #include "core/base/failure.hpp"
-#include "kit/published.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -164,10 +164,11 @@ TEST(ArrayRecord, HostileOnesAreRefusedBeforeAnythingIsMadeOfThem) {
         {"older: size 0", "01 00 01 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00", kType},
         {"no dimensions", "02 00 00 00 00 00 04 00", kRead},
         {"no dimensions, but an element", "02 00 00 00 00 00 04 00  00 00 80 3F", kRead},
-        {"nothing, then less than nothing",
-         "02 00 02 00 00 00 04 00  00 00 00 00 FF FF FF FF  05 00 00 00 00 00 00 00", kRead},
+        {"nothing, then less than nothing", "02 00 02 00 00 00 04 00  00 00 00 00 FF FF FF FF  05 00 00 00 00 00 00 00",
+         kRead},
         {"a product of 2 to the power of 64",
-         "02 00 04 00 00 00 04 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 00 "
+         "02 00 04 00 00 00 04 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 00 FF FF 00 00  00 00 00 "
+         "00 "
          "FF FF 00 00",
          kRead},
         {"more dimensions than bytes", "02 00 FF FF FF FF 04 00  00 00 00 00 00 00 00 00", kRead},

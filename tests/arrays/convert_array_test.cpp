@@ -247,8 +247,8 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {7}, values}));
 
-    const auto texts = std::make_shared<StoredArray>(Dimensions{{2, 3}},
-                                                     std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
+    const auto texts =
+        std::make_shared<StoredArray>(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
     for (const LONG type : {LX_R4, LX_R8, LX_VT, LX_UI1}) {
         const Variant answer = ConvertArrayOut(texts, type);
         ASSERT_EQ(answer.vt, VT_ARRAY | VT_BSTR);

@@ -1,6 +1,6 @@
 // Array properties through the published interfaces.
-#include "kit/published.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

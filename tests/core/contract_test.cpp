@@ -5,10 +5,10 @@
 #include <type_traits>
 #include <vector>
 
-#include "kit/published.hpp"
-#include "kit/late_calls.hpp"
-#include "published/slots.hpp"
 #include "interfaces/tables.hpp"
+#include "kit/late_calls.hpp"
+#include "kit/published.hpp"
+#include "published/slots.hpp"
 #include "storage/document/root_document.hpp"
 
 namespace lumvex::tests {
@@ -30,7 +30,7 @@ struct Given<BSTR> {
     BSTR value = kText.get();
 };
 template <class I>
-    requires std::is_base_of_v<IUnknown, I>
+requires std::is_base_of_v<IUnknown, I>
 struct Given<I*> {
     I* value;
     explicit Given(IUnknown* self) : value(Ref<IUnknown>(self).template As<I>().get()) {}  // null where it is no such I
@@ -84,14 +84,15 @@ constexpr bool kIsNeeded = std::is_pointer_v<T>;  // texts and objects; numbers 
 
 // A property get or a method with a result.
 template <class I, class... Args>
-void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), const std::string& name, HRESULT withoutResult,
-                 const std::vector<bool>& needed) {
+void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), const std::string& name,
+                 HRESULT withoutResult, const std::vector<bool>& needed) {
     constexpr std::size_t kInputs = sizeof...(Args) - 1;
     using All = std::tuple<Args...>;
     using Result = std::remove_pointer_t<std::tuple_element_t<kInputs, All>>;
-    const auto call = [&]<std::size_t... At>(std::index_sequence<At...>, std::size_t missing, Result* result) {
+    const auto call = [&]<std::size_t... At>(std::index_sequence<At...>, std::size_t missing, Result * result) {
         return (object->*member)(
-            (At == missing ? std::tuple_element_t<At, All>{} : MakeGiven<std::tuple_element_t<At, All>>(object))..., result);
+            (At == missing ? std::tuple_element_t<At, All>{} : MakeGiven<std::tuple_element_t<At, All>>(object))...,
+            result);
     };
     constexpr auto kAll = std::make_index_sequence<kInputs>();
     if (withoutResult != S_OK) {
@@ -107,32 +108,36 @@ void CheckResult(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), con
     }
 
     [&]<std::size_t... At>(std::index_sequence<At...>) {
-        [[maybe_unused]] const auto withoutOne = [&]<std::size_t Missing>(std::integral_constant<std::size_t, Missing>) {
-            if constexpr (kIsNeeded<std::tuple_element_t<Missing, All>>) {
-                if (!needed[Missing]) return;  // the caller may leave it out
-                Result untouched = Dirty<Result>();
-                EXPECT_EQ(call(kAll, Missing, &untouched), E_POINTER) << name << " without argument " << Missing;
-                EXPECT_TRUE(IsCleared(untouched)) << name << " without argument " << Missing;
-            }
-        };
+        [[maybe_unused]] const auto withoutOne =
+            [&]<std::size_t Missing>(std::integral_constant<std::size_t, Missing>) {
+                if constexpr (kIsNeeded<std::tuple_element_t<Missing, All>>) {
+                    if (!needed[Missing]) return;  // the caller may leave it out
+                    Result untouched = Dirty<Result>();
+                    EXPECT_EQ(call(kAll, Missing, &untouched), E_POINTER) << name << " without argument " << Missing;
+                    EXPECT_TRUE(IsCleared(untouched)) << name << " without argument " << Missing;
+                }
+            };
         (withoutOne(std::integral_constant<std::size_t, At>()), ...);
-    }(kAll);
+    }
+    (kAll);
 }
 
 template <class I, class... Args>
 void CheckAction(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), const std::string& name) {
     using All = std::tuple<Args...>;
     [&]<std::size_t... At>(std::index_sequence<At...>) {
-        [[maybe_unused]] const auto withoutOne = [&]<std::size_t Missing>(std::integral_constant<std::size_t, Missing>) {
-            if constexpr (kIsNeeded<std::tuple_element_t<Missing, All>>) {
-                EXPECT_EQ((object->*member)((At == Missing ? std::tuple_element_t<At, All>{}
-                                                           : MakeGiven<std::tuple_element_t<At, All>>(object))...),
-                          E_POINTER)
-                    << name << " without argument " << Missing;
-            }
-        };
+        [[maybe_unused]] const auto withoutOne =
+            [&]<std::size_t Missing>(std::integral_constant<std::size_t, Missing>) {
+                if constexpr (kIsNeeded<std::tuple_element_t<Missing, All>>) {
+                    EXPECT_EQ((object->*member)((At == Missing ? std::tuple_element_t<At, All>{}
+                                                               : MakeGiven<std::tuple_element_t<At, All>>(object))...),
+                              E_POINTER)
+                        << name << " without argument " << Missing;
+                }
+            };
         (withoutOne(std::integral_constant<std::size_t, At>()), ...);
-    }(std::index_sequence_for<Args...>());
+    }
+    (std::index_sequence_for<Args...>());
 }
 
 // ---- one interface with its bases ----
@@ -175,7 +180,8 @@ void CheckClass(const ClassInfo& info, std::string_view interface) {
     {
         const Ref<inside::Object> object = info.create();
         Ref<IDispatch> published;
-        ASSERT_EQ(object->Dispatch()->QueryInterface(info.interfaceId, reinterpret_cast<void**>(published.Out())), S_OK);
+        ASSERT_EQ(object->Dispatch()->QueryInterface(info.interfaceId, reinterpret_cast<void**>(published.Out())),
+                  S_OK);
         // Of items and collections this is one without a place in any document: whatever needs one fails.
         CheckMembers(interface, published.get());
 

@@ -115,7 +115,8 @@ TEST_F(Events, TheErrorOfTheCallOutlivesItsHandlers) {
 TEST_F(Events, ConnectionPointsFollowThePlatform) {
     const auto container = Ref<IDispatch>(project.Pointer()).As<IConnectionPointContainer>();
     ASSERT_TRUE(container);
-    EXPECT_EQ(Ref<IConnectionPointContainer>(container).As<IUnknown>(), Ref<IDispatch>(project.Pointer()).As<IUnknown>());
+    EXPECT_EQ(Ref<IConnectionPointContainer>(container).As<IUnknown>(),
+              Ref<IDispatch>(project.Pointer()).As<IUnknown>());
     Ref<IConnectionPoint> point;
     EXPECT_EQ(container->FindConnectionPoint(kIidOf<IDispatch>, point.Out()), CONNECT_E_NOCONNECTION);
     ASSERT_EQ(container->FindConnectionPoint(kIidOf<::_ILXDEvents>, point.Out()), S_OK);

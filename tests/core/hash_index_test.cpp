@@ -8,8 +8,8 @@
 namespace lumvex {
 namespace {
 
-// Few hashes for many numbers, so that what a removal leaves has to be found across gaps that were closed, the end of the
-// block included; the number of a hash's slot in a block of 16 is its last digit.
+// Few hashes for many numbers, so that what a removal leaves has to be found across gaps that were closed, the end of
+// the block included; the number of a hash's slot in a block of 16 is its last digit.
 TEST(HashIndex, FindsWhatAMapFindsWhateverIsAddedRenumberedAndRemoved) {
     HashIndex index;
     std::map<std::uint32_t, std::uint32_t> hashes;  // by number

@@ -1,5 +1,5 @@
-// Objects that a client keeps in static and thread-local storage: their destructors run when the thread, or the process,
-// is about to end, and may call the model as at any other time.
+// Objects that a client keeps in static and thread-local storage: their destructors run when the thread, or the
+// process, is about to end, and may call the model as at any other time.
 #include <cstdio>
 #include <cstdlib>
 #include <thread>

@@ -26,7 +26,8 @@ int Answer(long result) { return result < 0 ? -errno : static_cast<int>(result);
 
 // An open file has no path once it was removed.
 int GetAttributes(const char* path, struct stat* status, fuse_file_info* info) {
-    const int answer = Answer(path == nullptr ? ::fstat(static_cast<int>(info->fh), status) : ::lstat(At(path).c_str(), status));
+    const int answer =
+        Answer(path == nullptr ? ::fstat(static_cast<int>(info->fh), status) : ::lstat(At(path).c_str(), status));
     static ino_t number = 1;
     if (faults->renumbers) status->st_ino = ++number;
     return answer;

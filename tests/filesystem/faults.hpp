@@ -14,11 +14,11 @@ struct Faults {
     std::atomic<std::int64_t> readFailsFrom;   // byte of a file from which on reading it fails with EIO; -1: nowhere
     std::atomic<std::int64_t> writeFailsFrom;  // the same of writing, with writeError
     std::atomic<int> writeError;
-    std::atomic<int> lockError;    // 0: locks are kept, by the system
+    std::atomic<int> lockError;     // 0: locks are kept, by the system
     std::atomic<int> newNameError;  // of a rename that must not replace anything; 0: it is done
     std::atomic<int> renameError;   // the same of every rename
-    std::atomic<bool> unmapped;    // files cannot be mapped
-    std::atomic<bool> renumbers;   // a file has another number each time it is asked for
+    std::atomic<bool> unmapped;     // files cannot be mapped
+    std::atomic<bool> renumbers;    // a file has another number each time it is asked for
 
     void Clear() {
         readFailsFrom = writeFailsFrom = -1;

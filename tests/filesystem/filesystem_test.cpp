@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <functional>
 
-#include "kit/published.hpp"
 #include "faults.hpp"
+#include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/maintenance.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -105,26 +105,34 @@ protected:
             return project;
         };
         return {
-            {"open and read", [=] {
+            {"open and read",
+             [=] {
                  const Project project = open(LX_SHARE_READ);
                  for (const Datum& each : project.Data()) static_cast<void>(each.Data());
              }},
-            {"check", [this] { if (!CheckDocument(mount / "a.lvx").empty()) throw std::runtime_error("problems"); }},
-            {"save", [=] {
+            {"check",
+             [this] {
+                 if (!CheckDocument(mount / "a.lvx").empty()) throw std::runtime_error("problems");
+             }},
+            {"save",
+             [=] {
                  Project project = open(LX_SHARE_READWRITE);
                  project.Data().Item(20).Data(Floats(std::vector<float>(5000, 2.0f)));
                  project.Data().Add(u"another");
                  project.SaveFile();
                  project.CloseFile();
-             }, true},
-            {"save as a new file", [this] {
+             },
+             true},
+            {"save as a new file",
+             [this] {
                  Project another = Project::Create();
                  another.Data().Add(u"member").Data(Floats(std::vector<float>(100'000, 1.0f)));
                  fs::remove(behind / "new.lvx");
                  another.SaveFileAs(PathText(mount / "new.lvx"));
-             }, true, true},
-            {"save as another's name", [=, this] { open(LX_EXCLUSIVE_READWRITE).SaveFileAs(PathText(mount / "other.lvx")); },
+             },
              true, true},
+            {"save as another's name",
+             [=, this] { open(LX_EXCLUSIVE_READWRITE).SaveFileAs(PathText(mount / "other.lvx")); }, true, true},
             {"compact", [this] { CompactDocument(mount / "a.lvx"); }, true, true},
         };
     }
@@ -157,7 +165,7 @@ protected:
     pid_t server = -1;
 };
 
-#define MOUNT_OR_SKIP(locks)                                                                               \
+#define MOUNT_OR_SKIP(locks)                                                                                 \
     if (!Mount(locks)) GTEST_SKIP() << "file systems of one's own cannot be mounted here (FUSE, /dev/fuse)"; \
     MakeDocument(folder / "original.lvx")
 
@@ -224,11 +232,12 @@ TEST_F(FileSystem, ThatCannotReadAnswersAReadFault) {
         for (const std::int64_t from : {std::int64_t{0}, std::int64_t{4096}, size / 8, size / 2, size - 4096, size}) {
             faults.unmapped = unmapped;
             faults.readFailsFrom = from;
-            ExpectEach("reads fail from " + std::to_string(from), [&](const Operation& operation, const std::string& outcome) {
-                const bool readsNothing = from != 0 || operation.what == std::string("save as a new file");
-                return outcome.starts_with("0x8003001E") || (readsNothing && outcome == kDone) ||
-                       (operation.what == std::string("check") && outcome == "problems");
-            });
+            ExpectEach("reads fail from " + std::to_string(from),
+                       [&](const Operation& operation, const std::string& outcome) {
+                           const bool readsNothing = from != 0 || operation.what == std::string("save as a new file");
+                           return outcome.starts_with("0x8003001E") || (readsNothing && outcome == kDone) ||
+                                  (operation.what == std::string("check") && outcome == "problems");
+                       });
         }
 }
 

@@ -1,5 +1,6 @@
-// A disk for tests that fails on demand and forgets what was not flushed: when its power is cut, and when a flush fails.
-// It holds one named file; whoever opens it is a process of its own and sees what others have written, flushed or not.
+// A disk for tests that fails on demand and forgets what was not flushed: when its power is cut, and when a flush
+// fails. It holds one named file; whoever opens it is a process of its own and sees what others have written, flushed
+// or not.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +25,8 @@ public:
         Fails,     // the operation does nothing
         Full,      // the same, for want of room
         Torn,      // a write does its first half
-        PowerCut,  // nothing is done from here on; by another file that is opened later, it is: then only a process died
+        PowerCut,  // nothing is done from here on; by another file that is opened later, it is: then only a process
+                   // died
     };
 
     explicit FaultyDisk(Bytes content = {}) : named_(std::make_shared<Medium>(std::move(content))) {}
@@ -45,8 +47,8 @@ public:
     static constexpr int kNow = 0;           // from what Before() calls: the operation that is about to be done
     static constexpr int kNever = 1 << 30;
 
-    // Operations are writes, flushes, changes of size and of the name, counted from 1 from now on; so many fail one after
-    // the other.
+    // Operations are writes, flushes, changes of size and of the name, counted from 1 from now on; so many fail one
+    // after the other.
     void FailAt(int operation, Fault fault, int times = 1) {
         operations_ = 0;
         failAt_ = operation;
@@ -142,7 +144,9 @@ private:
             mapped_ = medium_->Content();
             return mapped_;
         }
-        void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { medium_->now->Read(offset, bytes); }
+        void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
+            medium_->now->Read(offset, bytes);
+        }
         void Write(std::uint64_t offset, std::span<const compound::Piece> pieces) override {
             Bytes bytes;
             for (const compound::Piece& piece : pieces) bytes.insert(bytes.end(), piece.begin(), piece.end());
@@ -231,7 +235,8 @@ private:
             fault_ == Fault::Full ? compound::Status::MediumFull : compound::Status::WriteFault, "on purpose");
     }
 
-    std::shared_ptr<Medium> named_, unflushedName_;  // unflushedName_: what had the name before, as long as it may again
+    std::shared_ptr<Medium> named_,
+        unflushedName_;  // unflushedName_: what had the name before, as long as it may again
     std::multiset<std::uint32_t> readers_;
     std::function<void(std::uint32_t)> onAnnounce_;
     std::function<void()> before_;

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core/objects/object.hpp"
 #include "core/base/strings.hpp"
+#include "core/objects/object.hpp"
 #include "lumvex/lumvex.hpp"
 
 namespace lumvex::tests {

@@ -70,9 +70,7 @@ TEST_F(Handlers, ReadingTheChildrenOfWhatIsBeingRemoved) {
     RoomEQ room = full.project.Rooms().Add(u"R");
     room.Positions().Add(u"P");
     std::vector<Collection> seen;
-    const Subscription reading(full.project, [&](const Change&) {
-        seen.push_back(room.CorrectionGroups());
-    });
+    const Subscription reading(full.project, [&](const Change&) { seen.push_back(room.CorrectionGroups()); });
     full.project.Rooms().Remove(1);
     EXPECT_FALSE(seen.empty());
     EXPECT_TRUE(FailsWith(4009, room.Get()->put_Name(Bstr(u"x").get())));
@@ -134,7 +132,8 @@ TEST_F(Handlers, WhatCannotBeRemovedKeepsItsCollections) {
     ExpectSoundWhenSaved();
 }
 
-// A copy replaces all members or none: also those that cannot be read, of which an older way kept the readable ones out.
+// A copy replaces all members or none: also those that cannot be read, of which an older way kept the readable ones
+// out.
 TEST_F(Handlers, ContentsReplaceWhatCannotBeRead) {
     Corrections corrections = full.config.Corrections();
     for (const char16_t* name : {u"second", u"third"}) corrections.Add(name);

@@ -229,7 +229,9 @@ TEST_F(LibraryReferences, SpeakersAreFoundByNameAndModel) {
     EXPECT_EQ(static_cast<::_Collection*>(speakers.Get())->FindName(Bstr(u"MAIN").get(), found.Out()), S_OK);
     EXPECT_EQ(found.pdispVal, full.speaker.Pointer());
     const Bstr main(u"Main"), nobody(u"Nobody");
-    const auto find = [&](DISPID id, std::initializer_list<VARIANT> arguments) { return DoLate(speakers.Pointer(), id, arguments); };
+    const auto find = [&](DISPID id, std::initializer_list<VARIANT> arguments) {
+        return DoLate(speakers.Pointer(), id, arguments);
+    };
     EXPECT_EQ(find(0x01, {TextArgument(main.get()), ObjectArgument(beta.Pointer())}).Object(), second.Pointer());
     EXPECT_EQ(find(0x01, {TextArgument(main.get())}).Object(), full.speaker.Pointer());
     EXPECT_EQ(find(0x20, {TextArgument(nobody.get())}).status, S_FALSE);

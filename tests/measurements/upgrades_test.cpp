@@ -55,7 +55,8 @@ TEST_F(Upgrades, OddReferencesAndTexts) {
         EXPECT_EQ(experiment ? experiment.ID() : u"", each.found ? id : u"");
     }
     const std::string unended = "00 00 00 00 00 00 F8 3F  04 00 00 00 41 00 42 00 ";
-    EXPECT_EQ(Loaded(full.measurement, "01 00 01 80" + unended + "00 00 00 00").Name(), u"A") << "the last unit is lost";
+    EXPECT_EQ(Loaded(full.measurement, "01 00 01 80" + unended + "00 00 00 00").Name(), u"A")
+        << "the last unit is lost";
     opened_.CloseFile();
     ReplaceRecord(path, full.design, "02 00 02 80" + kHead + "00 00  03 00" + std::string(200, '0'));
     opened_ = Opened(path);
@@ -93,16 +94,13 @@ TEST_F(Upgrades, OldestMeasurementsSwapWholeColumns) {
     for (const int value : {1, 3, 5, 2, 4, 6})  // texts go along the rows
         texts += "04 00 00 00 " + ElementBytes(char16_t(u'0' + value)) + "00 00 ";
     const std::string bounds = "00 00 00 00 01 00 00 00  00 00 00 00 02 00 00 00 ";
-    const std::pair<const char*, std::string> cases[] = {{"04 00 ", floats},
-                                                         {"05 00 ", doubles},
-                                                         {"0C 00 ", variants},
-                                                         {"11 00 ", bytes},
-                                                         {"08 00 ", texts}};
+    const std::pair<const char*, std::string> cases[] = {
+        {"04 00 ", floats}, {"05 00 ", doubles}, {"0C 00 ", variants}, {"11 00 ", bytes}, {"08 00 ", texts}};
     const std::vector<double> swapped{3, 4, 1, 2, 5, 6};  // the third one stays
     for (const auto& [type, elements] : cases) {
         SCOPED_TRACE(type);
         Measurement found = Loaded(full.measurement, "00 00 00 00" + kHead + "01 00  00 00 00 00  02 00  02 00 00 00 " +
-                                                               type + bounds + elements);
+                                                         type + bounds + elements);
         EXPECT_EQ(NumbersOf(found.Data()), swapped);
         EXPECT_FALSE(found.Experiment()) << "an ID without length is none";
         found.Volume(1);

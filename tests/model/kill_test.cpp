@@ -13,25 +13,26 @@
 #include <random>
 #include <set>
 
-#include "lumvex/diagnostics.hpp"
 #include "kit/documents.hpp"
+#include "lumvex/diagnostics.hpp"
 
 namespace {
 
 enum class Fault {
     None,
-    Killed,    // the process ends; a write has done its first half
-    Fails,     // an input/output error; a write has done its first half
-    Full,      // no room left; the same
-    Short,     // the first write does its first half only and says so: no failure
-    Missing,   // nothing is done, and all that follow fail too
+    Killed,   // the process ends; a write has done its first half
+    Fails,    // an input/output error; a write has done its first half
+    Full,     // no room left; the same
+    Short,    // the first write does its first half only and says so: no failure
+    Missing,  // nothing is done, and all that follow fail too
 };
 
 // Operations that are still carried out before the fault; negative: there is none.
 long operationsLeft = -1;
 Fault fault = Fault::None;
 bool struck = false;
-std::string calls;  // since it was cleared: w write, f flush, d flush of the folder, n a name is given, c the file is cut
+std::string
+    calls;  // since it was cleared: w write, f flush, d flush of the folder, n a name is given, c the file is cut
 
 bool Strikes() {
     if (operationsLeft < 0) return false;
@@ -101,10 +102,10 @@ namespace fs = std::filesystem;
 
 struct SaveKind {
     const char* what;
-    bool givesName;                        // to a new file
-    bool isNew;                            // nothing stands at the path before
-    std::function<Project()> prepare;      // what is to be saved
-    std::function<void(Project&)> save;    // binds it to the path
+    bool givesName;                      // to a new file
+    bool isNew;                          // nothing stands at the path before
+    std::function<Project()> prepare;    // what is to be saved
+    std::function<void(Project&)> save;  // binds it to the path
 };
 
 class Saves : public ::testing::Test {
@@ -145,8 +146,10 @@ protected:
                  return project;
              },
              saveAs},
-            {"a document under another's name", true, false, [this] { return Opened(other, LX_SHARE_READWRITE); }, saveAs},
-            {"changes of every kind", false, false, changed([](Project& project) { ChangeEverything(project, 1); }), saveHere},
+            {"a document under another's name", true, false, [this] { return Opened(other, LX_SHARE_READWRITE); },
+             saveAs},
+            {"changes of every kind", false, false, changed([](Project& project) { ChangeEverything(project, 1); }),
+             saveHere},
             {"a second save", false, false, changed([](Project& project) {
                  ChangeEverything(project, 1);
                  project.SaveFile();
@@ -170,8 +173,8 @@ protected:
     const fs::path path = folder / "a.lvx", original = folder / "original.lvx", other = folder / "other.lvx";
 };
 
-// The order that a power cut asks for: what a header leads to is on the disk before the header is, a file before it has a
-// name.
+// The order that a power cut asks for: what a header leads to is on the disk before the header is, a file before it has
+// a name.
 void ExpectFlushesInTheirPlaces(const SaveKind& kind) {
     std::string last = calls.substr(0, calls.find_last_not_of('c') + 1);
     if (kind.givesName) {

@@ -1,7 +1,7 @@
 // Documents of a size that shows what grows faster than it should.
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -134,7 +134,8 @@ Ref<IDispatch> Opened(const ClassTable& rootTable, const std::filesystem::path& 
     return root;
 }
 
-// Each is read as its version says; a record that was not changed stays, one that was is written as this program writes.
+// Each is read as its version says; a record that was not changed stays, one that was is written as this program
+// writes.
 TEST(OldRecords, EveryVersionOfEveryClass) {
     const Folder folder;
     Everything everything;
@@ -161,14 +162,18 @@ TEST(OldRecords, EveryVersionOfEveryClass) {
                 }
             };
             Streams old = streams;
-            each([&](const Sample& sample) { old.at(sample.Stream()) = RecordOf(sample.fields, version, sample.newest); });
+            each([&](const Sample& sample) {
+                old.at(sample.Stream()) = RecordOf(sample.fields, version, sample.newest);
+            });
             const auto file = folder / "old";
             WriteDocument(file, old);
             Ref<IDispatch> root = Opened(*rootTable, file);
             each([&](const Sample& sample) { sample.ExpectVersion(root.get(), version); });
             ASSERT_EQ(DoLate(root.get(), member::kSaveFile).status, S_OK);
             const Streams untouched = ReadDocument(file);
-            each([&](const Sample& sample) { EXPECT_EQ(AsHex(untouched.at(sample.Stream())), AsHex(old.at(sample.Stream()))); });
+            each([&](const Sample& sample) {
+                EXPECT_EQ(AsHex(untouched.at(sample.Stream())), AsHex(old.at(sample.Stream())));
+            });
             VARIANT date{};
             date.vt = VT_DATE;
             date.date = 1.5;

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <numeric>
 
-#include "lumvex/diagnostics.hpp"
 #include "kit/documents.hpp"
+#include "lumvex/diagnostics.hpp"
 #include "storage/compound/check/check.hpp"
 
 namespace {

@@ -1,8 +1,8 @@
 // The measurements of a position as one array: shapes, element types, and everything that keeps one from being made.
 #include "arrays/convert_array.hpp"
+#include "kit/hand_made.hpp"
 #include "kit/listener.hpp"
 #include "storage/document/document_file.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -87,8 +87,10 @@ TEST_F(Activation, FactoriesKeepTheModuleAndRefuseAggregation) {
     Object kept = project.Data().Add(u"kept");
     Ref<IEnumConnections> connections;
     Ref<IConnectionPoint> point;
-    ASSERT_EQ(Ref<IDispatch>(project.Pointer()).As<IConnectionPointContainer>()->FindConnectionPoint(
-                  kIidOf<::_ILXDEvents>, point.Out()), S_OK);
+    ASSERT_EQ(Ref<IDispatch>(project.Pointer())
+                  .As<IConnectionPointContainer>()
+                  ->FindConnectionPoint(kIidOf<::_ILXDEvents>, point.Out()),
+              S_OK);
     ASSERT_EQ(point->EnumConnections(connections.Out()), S_OK);
     point = nullptr;
     project = Project();
@@ -170,7 +172,8 @@ TEST_F(Activation, ThreadsComeAndGo) {
     std::vector<std::thread> threads;
     for (char16_t each = 0; each < 8; ++each)
         threads.emplace_back([&data, each] {
-            for (char16_t round = 0; round < 25; ++round) data.Add(std::u16string{u'n', static_cast<char16_t>(u'a' + each), static_cast<char16_t>(u'a' + round)});
+            for (char16_t round = 0; round < 25; ++round)
+                data.Add(std::u16string{u'n', static_cast<char16_t>(u'a' + each), static_cast<char16_t>(u'a' + round)});
         });
     for (std::thread& each : threads) each.join();
     EXPECT_EQ(data.Count(), 200);

@@ -1,5 +1,5 @@
-// A client in a process of its own, told what to do by its arguments. Its exit code is the answer: a failed status, or a
-// number.
+// A client in a process of its own, told what to do by its arguments. Its exit code is the answer: a failed status, or
+// a number.
 //
 //     server_client open MODE PATH      opens a project in an access mode: how many named arrays it has
 //     server_client names               1: a collection's class information says IData; 2: a root's says IProject;

@@ -24,7 +24,8 @@ using Values = std::map<std::wstring, std::wstring, NoCase>;  // by key's path, 
 std::wstring TextOf(HKEY key, const std::wstring& value) {
     wchar_t text[1024];
     DWORD size = sizeof text;
-    return ::RegGetValueW(key, nullptr, value.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text : L"?";
+    return ::RegGetValueW(key, nullptr, value.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text
+                                                                                                             : L"?";
 }
 
 void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Values& values, bool keysToo = false) {
@@ -33,10 +34,12 @@ void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Va
     if (keysToo) values[path] = L"a key";
     wchar_t text[256];
     DWORD length = 256;
-    for (DWORD at = 0; ::RegEnumValueW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
+    for (DWORD at = 0; ::RegEnumValueW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++at, length = 256)
         values[path + L"\\" + text] = TextOf(key, text);
     length = 256;
-    for (DWORD at = 0; ::RegEnumKeyExW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++at, length = 256)
+    for (DWORD at = 0; ::RegEnumKeyExW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++at, length = 256)
         Collect(key, text, path.empty() ? text : path + L"\\" + text, values, keysToo);
     ::RegCloseKey(key);
 }
@@ -60,7 +63,9 @@ protected:
     static HKEY Make(const std::wstring& name, DWORD options = REG_OPTION_NON_VOLATILE) {
         HKEY key = nullptr;
         const std::wstring path = std::wstring(kScratch) + L"\\" + name;
-        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+        EXPECT_EQ(::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key,
+                                    nullptr),
+                  0);
         return key;
     }
 
@@ -89,7 +94,8 @@ protected:
         Values values;
         for (const auto& [clsid, progId, description] :
              {std::tuple(kProject, std::wstring(L"Lumvex-Dev.Project"), std::wstring(L"Project Class")),
-              std::tuple(kSpecifications, std::wstring(L"Lumvex-Dev.Specifications"), std::wstring(L"Specifications Class"))}) {
+              std::tuple(kSpecifications, std::wstring(L"Lumvex-Dev.Specifications"),
+                         std::wstring(L"Specifications Class"))}) {
             for (const std::wstring& each : {progId, progId + L".1"}) {
                 values[each + L"\\"] = description;
                 values[each + L"\\CLSID\\"] = clsid;
@@ -162,12 +168,15 @@ TEST_F(Registration, IsForTheUserWhereTheClassesRootCannotBeWritten) {
 TEST_F(Registration, ThatFailsLeavesTheRegistryAsItWas) {
     Redirect();
     HKEY userClasses = nullptr;
-    ASSERT_EQ(::RegCreateKeyExW(user_, L"Software\\Classes", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &userClasses, nullptr), 0);
+    ASSERT_EQ(
+        ::RegCreateKeyExW(user_, L"Software\\Classes", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &userClasses, nullptr),
+        0);
     const auto make = [&](const std::wstring& path, DWORD options) {
         for (HKEY root : {classes_, userClasses}) {
             ::RegDeleteTreeW(root, path.c_str());
             HKEY key = nullptr;
-            ASSERT_EQ(::RegCreateKeyExW(root, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+            ASSERT_EQ(
+                ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
             ::RegCloseKey(key);
         }
     };
@@ -205,7 +214,8 @@ TEST_F(Registration, ThatFailsLeavesTheRegistryAsItWas) {
     ::RegCloseKey(userClasses);
 }
 
-// The servers of 32 and 64 bits share the ProgIDs; here the other one is only an entry in the registry that its programs see.
+// The servers of 32 and 64 bits share the ProgIDs; here the other one is only an entry in the registry that its
+// programs see.
 TEST(SharedProgIds, StayWhileTheServerOfTheOtherBitsIsRegistered) {
     constexpr REGSAM kOther = sizeof(void*) == 8 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
     const auto leadsTo = [](const wchar_t* progId) {
@@ -214,9 +224,11 @@ TEST(SharedProgIds, StayWhileTheServerOfTheOtherBitsIsRegistered) {
     };
     HKEY classes = nullptr, other = nullptr;
     ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"Software\\Classes\\CLSID", 0, nullptr, 0, KEY_ALL_ACCESS | kOther,
-                                nullptr, &classes, nullptr), 0);
-    ASSERT_EQ(::RegCreateKeyExW(classes, (kProject + L"\\InprocServer32").c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | kOther,
-                                nullptr, &other, nullptr), 0);
+                                nullptr, &classes, nullptr),
+              0);
+    ASSERT_EQ(::RegCreateKeyExW(classes, (kProject + L"\\InprocServer32").c_str(), 0, nullptr, 0,
+                                KEY_ALL_ACCESS | kOther, nullptr, &other, nullptr),
+              0);
     ::RegCloseKey(other);
     Module module;
     EXPECT_EQ(module.Unregister(), S_OK);

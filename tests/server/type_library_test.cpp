@@ -83,19 +83,26 @@ std::string MemberText(ITypeInfo* info, const FUNCDESC& member, bool isDispatchO
     info->GetNames(member.memid, names.data(), static_cast<UINT>(names.size()), &named);
     std::ostringstream text;
     text << member.memid << " "
-         << (member.invkind == INVOKE_PROPERTYGET ? "get" : member.invkind == INVOKE_PROPERTYPUT ? "put" : "call") << " "
-         << Utf8(names[0]);
+         << (member.invkind == INVOKE_PROPERTYGET   ? "get"
+             : member.invkind == INVOKE_PROPERTYPUT ? "put"
+                                                    : "call")
+         << " " << Utf8(names[0]);
     if (!isDispatchOnly) text << " at " << member.oVft;
     text << "(";
     for (std::size_t at = 0; at < parameterCount; ++at) {
         const ELEMDESC& parameter = member.lprgelemdescParam[at];
         const USHORT flags = parameter.paramdesc.wParamFlags;
-        // Values that are put have no name in a library, and a get that shares the number of a put is asked for that one's.
+        // Values that are put have no name in a library, and a get that shares the number of a put is asked for that
+        // one's.
         const bool isResult = (flags & PARAMFLAG_FRETVAL) != 0;
         const bool isValue = member.invkind == INVOKE_PROPERTYPUT && at + 1 == parameterCount;
-        text << (at == 0 ? "" : ", ") << ((flags & PARAMFLAG_FIN) ? "in " : "") << ((flags & PARAMFLAG_FOUT) ? "out " : "")
-             << ((flags & PARAMFLAG_FRETVAL) ? "retval " : "") << TypeText(info, parameter.tdesc) << " "
-             << (isValue ? "newVal" : isResult ? "pVal" : Utf8(names[at + 1])) << DefaultText(parameter.paramdesc);
+        text << (at == 0 ? "" : ", ") << ((flags & PARAMFLAG_FIN) ? "in " : "")
+             << ((flags & PARAMFLAG_FOUT) ? "out " : "") << ((flags & PARAMFLAG_FRETVAL) ? "retval " : "")
+             << TypeText(info, parameter.tdesc) << " "
+             << (isValue    ? "newVal"
+                 : isResult ? "pVal"
+                            : Utf8(names[at + 1]))
+             << DefaultText(parameter.paramdesc);
     }
     text << ") -> " << TypeText(info, member.elemdescFunc.tdesc);
     for (BSTR name : names) SysFreeString(name);
@@ -122,7 +129,8 @@ Described Describe(ITypeInfo* info) {
     if (attributes->cImplTypes == 1) {
         HREFTYPE reference = 0;
         Ref<ITypeInfo> base;
-        if (SUCCEEDED(info->GetRefTypeOfImplType(0, &reference)) && SUCCEEDED(info->GetRefTypeInfo(reference, base.Out())))
+        if (SUCCEEDED(info->GetRefTypeOfImplType(0, &reference)) &&
+            SUCCEEDED(info->GetRefTypeInfo(reference, base.Out())))
             found.base = NameOf(base.get());
     }
     for (UINT at = 0; at < attributes->cFuncs; ++at) {
@@ -201,7 +209,8 @@ TEST_P(TypeLibrary, IsTheOneOfTheTables) {
     ASSERT_EQ(library_->GetDocumentation(MEMBERID_NIL, name.Out(), help.Out(), nullptr, nullptr), S_OK);
     EXPECT_EQ(Utf8(name.get()), expected.name);
     EXPECT_EQ(Utf8(help.get()), expected.help);
-    EXPECT_EQ(types_.size(), tables::Enumerations().size() + tables::Interfaces().size() + 1 + tables::Coclasses().size());
+    EXPECT_EQ(types_.size(),
+              tables::Enumerations().size() + tables::Interfaces().size() + 1 + tables::Coclasses().size());
 }
 
 TEST_P(TypeLibrary, HasTheEnumerationsOfTheTables) {
@@ -272,7 +281,8 @@ TEST_P(TypeLibrary, HasTheEventsAndTheCreatableClasses) {
         EXPECT_EQ(coclass.help, each.description);
         EXPECT_NE(coclass.flags & TYPEFLAG_FCANCREATE, 0);
         const std::pair<std::string_view, INT> offered[] = {
-            {each.defaultInterface, IMPLTYPEFLAG_FDEFAULT}, {events.name, IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE}};
+            {each.defaultInterface, IMPLTYPEFLAG_FDEFAULT},
+            {events.name, IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE}};
         for (UINT at = 0; at < 2; ++at) {
             HREFTYPE reference = 0;
             Ref<ITypeInfo> offeredInfo;
@@ -286,11 +296,13 @@ TEST_P(TypeLibrary, HasTheEventsAndTheCreatableClasses) {
     }
 }
 
-// Names of members and of their parameters lead to the same numbers through the library and through the objects' tables.
+// Names of members and of their parameters lead to the same numbers through the library and through the objects'
+// tables.
 TEST_P(TypeLibrary, BindsNamesAsTheObjectsDo) {
     const auto check = [&](std::string_view name, IDispatch* object) {
         ITypeInfo* info = types_.find(name)->second.get();
-        for (const tables::Interface* owner = tables::FindInterface(name); owner; owner = tables::FindInterface(owner->base)) {
+        for (const tables::Interface* owner = tables::FindInterface(name); owner;
+             owner = tables::FindInterface(owner->base)) {
             for (const tables::Member& member : owner->members) {
                 std::vector<std::wstring> texts{std::wstring(member.name.begin(), member.name.end())};
                 for (const tables::Parameter& each : member.parameters)

@@ -65,7 +65,8 @@ TEST(ConfigTable, NamesAreComparedExactly) {
     Variant found;
     const Bstr empty(u"");
     for (const BSTR nothing : {BSTR{nullptr}, empty.get()})
-        EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(nothing, found.Out()))) << "null or empty, it is no name";
+        EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(nothing, found.Out())))
+            << "null or empty, it is no name";
     EXPECT_TRUE(FailsBare(E_POINTER, table.Get()->FindName(Bstr(u"Bi amp").get(), nullptr)));
 }
 

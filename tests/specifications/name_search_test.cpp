@@ -1,10 +1,10 @@
 // Searching long collections by name, against a plain list that does the same.
 #include <random>
 
+#include "kit/hand_made.hpp"
 #include "kit/listener.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/records/failures.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,7 +1,7 @@
 // Libraries and projects in places whose names are no UTF-8.
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "storage/document/document_file.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -40,8 +40,9 @@ TEST(LibraryInAnOddPlace, IsSavedAndFoundAgain) {
 }
 
 TEST(LibraryInAnOddPlace, TextsOfPathsLeadBack) {
-    for (const std::string bytes : {"/plain", "/\xC3\xA9\xE2\x82\xAC\xF0\x9F\x92\x80", "\xFF", "\x80\x80", "a\xC3", "\xC3/\xA9",
-                                    "\xE2\x82", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xC0\xAF", "\xEF\xBF\xBD"}) {
+    for (const std::string bytes :
+         {"/plain", "/\xC3\xA9\xE2\x82\xAC\xF0\x9F\x92\x80", "\xFF", "\x80\x80", "a\xC3", "\xC3/\xA9", "\xE2\x82",
+          "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xC0\xAF", "\xEF\xBF\xBD"}) {
         const std::u16string text = inside::TextOfPath(bytes);
         EXPECT_EQ(inside::PathOf(text).native(), bytes) << ToUtf8(text);
     }

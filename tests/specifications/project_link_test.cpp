@@ -1,6 +1,6 @@
 // A project and the library it refers to.
-#include "kit/listener.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/listener.hpp"
 #include "model/project/specifications_link.hpp"
 
 namespace lumvex::tests {
@@ -279,12 +279,13 @@ TEST_F(LibraryLink, AClosedProjectLetsItsOwnLibraryGo) {
 }
 
 TEST(LibraryPath, LeadsElsewhereOrNot) {
-    for (const char16_t* path : {u"\\\\host\\share\\a.lvs", u"//host/share/a.lvs", u"\\/host/a.lvs", u"//", u"\\\\?\\C:\\a.lvs",
-                                 u"\\\\.\\pipe\\a", u"\\??\\UNC\\host\\a", u"file:///a.lvs", u"file:a.lvs", u"smb://host/a.lvs",
-                                 u"/dev/tape"})
+    for (const char16_t* path :
+         {u"\\\\host\\share\\a.lvs", u"//host/share/a.lvs", u"\\/host/a.lvs", u"//", u"\\\\?\\C:\\a.lvs",
+          u"\\\\.\\pipe\\a", u"\\??\\UNC\\host\\a", u"file:///a.lvs", u"file:a.lvs", u"smb://host/a.lvs", u"/dev/tape"})
         EXPECT_TRUE(inside::LeadsElsewhere(path)) << ToUtf8(path);
-    for (const char16_t* path : {u"", u"/", u"a.lvs", u"/home/me/a.lvs", u"C:\\libraries\\a.lvs", u"c:a.lvs", u"../a.lvs", u"\\a.lvs",
-                                 u"/a//b.lvs", u"/device/a.lvs", u"/12:30/a.lvs", u"folder\\12:30.lvs"})
+    for (const char16_t* path :
+         {u"", u"/", u"a.lvs", u"/home/me/a.lvs", u"C:\\libraries\\a.lvs", u"c:a.lvs", u"../a.lvs", u"\\a.lvs",
+          u"/a//b.lvs", u"/device/a.lvs", u"/12:30/a.lvs", u"folder\\12:30.lvs"})
         EXPECT_FALSE(inside::LeadsElsewhere(path)) << ToUtf8(path);
 }
 
@@ -300,8 +301,9 @@ TEST_F(LibraryLink, PutsAreToldAndRefuseWhatIsNoLibraryOfOurs) {
               DISP_E_TYPEMISMATCH);
     EXPECT_EQ(project.Specifications().Pointer(), kept.Pointer());
     EXPECT_EQ(listener.Taken(), Strings{});
-    EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYPUTREF, {Variant::FromDispatch(kept.Pointer())}).status,
-              S_OK);
+    EXPECT_EQ(
+        CallByName(late, u"Specifications", DISPATCH_PROPERTYPUTREF, {Variant::FromDispatch(kept.Pointer())}).status,
+        S_OK);
     EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYGET).value.pdispVal, kept.Pointer());
     EXPECT_EQ(CallByName(late, u"Specifications", DISPATCH_PROPERTYPUT, {Variant()}).status, S_OK);
     EXPECT_TRUE(IsOutOfReach(project));

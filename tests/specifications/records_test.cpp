@@ -1,8 +1,8 @@
 // The records of a library as older programs wrote them.
+#include "kit/hand_made.hpp"
 #include "kit/listener.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/records/failures.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

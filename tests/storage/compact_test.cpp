@@ -1,7 +1,7 @@
 // A document's file written anew: shorter, the same content, or left alone.
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/maintenance.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

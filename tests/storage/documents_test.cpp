@@ -1,9 +1,9 @@
 // A root document and its file: what each state allows, and what every refusal leaves.
 #include <limits>
 
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,7 +1,7 @@
 // The load cache under small bounds: what a client holds or has changed stays, the rest comes and goes.
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,6 +1,6 @@
 // Files that cannot be opened, and what such an attempt leaves of the root.
-#include "kit/published.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

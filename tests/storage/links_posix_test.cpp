@@ -1,6 +1,6 @@
 // Symbolic links to documents.
-#include "kit/published.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -1,8 +1,8 @@
 // Documents under paths that the system's plain functions do not take: longer than 260 characters.
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/maintenance.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

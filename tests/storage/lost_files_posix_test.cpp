@@ -1,10 +1,10 @@
 // Documents whose file other programs cut short, remove or replace while it is open.
 #include <time.h>
 
+#include "kit/documents.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/host.hpp"
-#include "kit/documents.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -25,7 +25,8 @@ protected:
         WriteDocument(path, streams);
     }
     void ExpectSound(const fs::path& document) const {
-        for (const DocumentProblem& problem : CheckDocument(document)) ADD_FAILURE() << problem.where << ": " << problem.what;
+        for (const DocumentProblem& problem : CheckDocument(document))
+            ADD_FAILURE() << problem.where << ": " << problem.what;
     }
 
     const Folder folder;
@@ -211,8 +212,7 @@ TEST_F(OddDocuments, DeadReferencesFindNothingInAnotherDocument) {
     full.project.CloseFile();
     Project from = Opened(folder / "later.lvp"), to = Opened(path);
     ASSERT_TRUE(to.Load(full.measurement.ID()));
-    Correction copy =
-        Again(from, full.correction).Copy(Again(to, full.config).Corrections()).As<Correction>();
+    Correction copy = Again(from, full.correction).Copy(Again(to, full.config).Corrections()).As<Correction>();
     EXPECT_FALSE(copy.Measurement());
     auto design = Again(from, full.design).Copy(to.CrossoverConfigs().Item(1).SpkrEQDesigns()).As<SpkrEQDesign>();
     EXPECT_EQ(design.SpkrMeasureLinks().Item(1).Get()->get_Measurement(Ref<::IMeasurement>().Out()), S_FALSE);
@@ -238,7 +238,8 @@ TEST_F(OddDocuments, ClosingKeepsTheOwnersOfWhatIsHeld) {
     }
     {
         Project reader = Opened(path, LX_SHARE_READ);
-        for ([[maybe_unused]] const Object& each : reader.NewDescendantsEnum()) {}
+        for ([[maybe_unused]] const Object& each : reader.NewDescendantsEnum()) {
+        }
         EXPECT_GT(StatisticsOf(reader.Get()).objectsLoaded, 10u);
         reader.CloseFile();
         EXPECT_EQ(StatisticsOf(reader.Get()).objectsLoaded, 0u) << "a reader keeps nothing that nobody holds";

@@ -1,8 +1,8 @@
 // The streams of a document byte for byte: what is written, and that it reads back.
 #include "core/base/guid_order.hpp"
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

@@ -2,11 +2,11 @@
 // and transacted.
 #include <tuple>
 
+#include "kit/hand_made.hpp"
+#include "kit/pattern.hpp"
 #include "kit/published.hpp"
 #include "lumvex/maintenance.hpp"
-#include "kit/pattern.hpp"
 #include "storage/compound/check/check.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

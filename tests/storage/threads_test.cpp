@@ -1,8 +1,8 @@
 #include <thread>
 
+#include "kit/hand_made.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "kit/hand_made.hpp"
 
 namespace lumvex::tests {
 namespace {

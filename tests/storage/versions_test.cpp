@@ -1,6 +1,6 @@
 // Which files are ours to read: the version information and the word at the head of the root record.
-#include "kit/published.hpp"
 #include "kit/hand_made.hpp"
+#include "kit/published.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -43,16 +43,25 @@ TEST(Versions, TheWordOfTheRootRecord) {
         std::uint32_t word;
         bool withInformation, withoutInformation;  // does the file open
     } cases[] = {
-        {0x90001000, true, true},                              // what we write
-        {0x90011000, false, true},                             // minimum reader 0x1001
-        {0x9000FFFF, true, false},                             // written by a newer program for readers like this one
-        {0x80001001, true, false}, {0x90000FFF, false, true},  // a minimum reader above its own writer
-        {0x80010001, true, true},  {0x80000000, true, true},   {0xFFFFFFFF, false, false}, {0xFFFF1000, false, true},
-        {0x00001000, true, true},                                                         // names no minimum reader
-        {0x00000001, true, true},  {0x00001001, false, false}, {0x00010001, true, true},  // bits 16 and 19 do not
-                                                                                          // matter then
-        {0x00080001, true, true},  {0x00020001, false, true},                             // bits 17, 18, 20 to 30 do
-        {0x00040001, false, true}, {0x00100001, false, true},  {0x40000001, false, true},
+        {0x90001000, true, true},   // what we write
+        {0x90011000, false, true},  // minimum reader 0x1001
+        {0x9000FFFF, true, false},  // written by a newer program for readers like this one
+        {0x80001001, true, false},
+        {0x90000FFF, false, true},  // a minimum reader above its own writer
+        {0x80010001, true, true},
+        {0x80000000, true, true},
+        {0xFFFFFFFF, false, false},
+        {0xFFFF1000, false, true},
+        {0x00001000, true, true},  // names no minimum reader
+        {0x00000001, true, true},
+        {0x00001001, false, false},
+        {0x00010001, true, true},  // bits 16 and 19 do not
+                                   // matter then
+        {0x00080001, true, true},
+        {0x00020001, false, true},  // bits 17, 18, 20 to 30 do
+        {0x00040001, false, true},
+        {0x00100001, false, true},
+        {0x40000001, false, true},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(InHex(Status(each.word)));

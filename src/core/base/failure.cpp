@@ -26,8 +26,8 @@ void Install(std::u16string_view text, std::u16string_view source) {
 
 HRESULT Report(int message, std::u16string_view source) noexcept {
     const std::u16string_view text = StringOf(message);
-    return Report(text.empty() ? std::u16string_view(u"Unknown Error") : text,
-                  StatusOf(static_cast<Message>(message)), source);
+    return Report(text.empty() ? std::u16string_view(u"Unknown Error") : text, StatusOf(static_cast<Message>(message)),
+                  source);
 }
 
 HRESULT Report(std::u16string_view text, HRESULT status, std::u16string_view source) noexcept {

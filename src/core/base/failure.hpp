@@ -55,7 +55,8 @@ private:
     std::shared_ptr<const std::string> detail_;
 };
 
-// The failure of another published call, made on the way: the client gets its status and its error information unchanged.
+// The failure of another published call, made on the way: the client gets its status and its error information
+// unchanged.
 class PassedOn : public std::exception {
 public:
     explicit PassedOn(HRESULT status) noexcept : status_(status) {}

@@ -1,5 +1,5 @@
-// An object with one of the platform's interfaces (a class object, an enumerator) that keeps the module loaded while it is
-// held.
+// An object with one of the platform's interfaces (a class object, an enumerator) that keeps the module loaded while it
+// is held.
 #pragma once
 
 #include "automation/counted.hpp"

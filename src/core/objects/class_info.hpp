@@ -14,7 +14,8 @@ class Object;
 class RecordReader;
 class RecordWriter;
 
-// How a class's record was written: bit 31 says that a minimum reader is named (bits 16-30), bits 0-15 are the writer's.
+// How a class's record was written: bit 31 says that a minimum reader is named (bits 16-30), bits 0-15 are the
+// writer's.
 class VersionWord {
 public:
     constexpr VersionWord() = default;
@@ -34,20 +35,20 @@ private:
 enum class ClassKind { Root, Collection, Item };
 
 struct ClassInfo {
-    std::u16string_view name;      // "CDatum"
+    std::u16string_view name;  // "CDatum"
     ClassKind kind;
-    GUID classId;                  // key of the registry, of the object directory and of the version information
-    GUID interfaceId;              // of the class's own dual interface
-    VersionWord version;           // what this program writes
-    std::u16string_view title{};   // collections: their fixed name
+    GUID classId;                 // key of the registry, of the object directory and of the version information
+    GUID interfaceId;             // of the class's own dual interface
+    VersionWord version;          // what this program writes
+    std::u16string_view title{};  // collections: their fixed name
     const ClassInfo* (*member)() = nullptr;  // collections: the class of their members
-    bool hasChildren = false;      // items: do they own collections
+    bool hasChildren = false;                // items: do they own collections
     bool isLink = false;
     Ref<Object> (*create)() = nullptr;
-    void (*save)(const Object&, RecordWriter&) = nullptr;            // the class's own fields
+    void (*save)(const Object&, RecordWriter&) = nullptr;  // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
-    void (*copy)(Object& to, const Object& from) = nullptr;          // the class's own fields, child collections not
-    void (*swap)(Object& one, Object& other) noexcept = nullptr;     // the same; of roots their child collections, too
+    void (*copy)(Object& to, const Object& from) = nullptr;       // the class's own fields, child collections not
+    void (*swap)(Object& one, Object& other) noexcept = nullptr;  // the same; of roots their child collections, too
 };
 
 // The registered class of an ID, or null; and all of them, ascending by class ID.

@@ -22,8 +22,8 @@ public:
     // The entry's object, loaded from its stream when it is not in memory. Throws 4010 when there is nothing to load it
     // from, else what the reading failed with; the object then stays unloaded.
     virtual Ref<Object> Get(Entry& entry) = 0;
-    // The entry of a collection's member or of an owner's child collection, and the object itself. Class and owner follow
-    // from the place of the reference.
+    // The entry of a collection's member or of an owner's child collection, and the object itself. Class and owner
+    // follow from the place of the reference.
     virtual Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;
     Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
         return Get(*EntryOf(reference, classInfo, owner));
@@ -35,8 +35,8 @@ public:
     // Takes objects out; they are orphaned from now on. All of them or, when it throws std::bad_alloc, none. It is not
     // taken back when the operation fails, so nothing may fail after it.
     virtual void Erase(std::span<const Ref<Entry>> entries) = 0;
-    // The owner of an object; null when nothing owns it. Where the object was reached by its ID, its owner is searched for
-    // in the whole document.
+    // The owner of an object; null when nothing owns it. Where the object was reached by its ID, its owner is searched
+    // for in the whole document.
     virtual Ref<Entry> OwnerOf(Entry& entry) = 0;
 
     // The links of the document that point at an object, each once.
@@ -46,8 +46,8 @@ public:
 
     // Something in the document has changed since it was opened. A step of the operation under way.
     virtual void MarkModified() = 0;
-    // The next save has to write the object, which is in memory. This is not taken back when the operation fails: the save
-    // then writes what the file has already.
+    // The next save has to write the object, which is in memory. This is not taken back when the operation fails: the
+    // save then writes what the file has already.
     virtual void MarkChanged(Object& object) noexcept = 0;
 
     virtual LXArray ArrayType() const noexcept = 0;

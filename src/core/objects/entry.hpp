@@ -31,26 +31,26 @@ public:
     unsigned Holders() const noexcept { return count_; }
 
     GUID id;
-    GUID second{};                // carried unchanged through save and load
-    const ClassInfo* classInfo;   // null: a class this program does not know
-    GUID classId{};               // as stored, for classes this program does not know
+    GUID second{};               // carried unchanged through save and load
+    const ClassInfo* classInfo;  // null: a class this program does not know
+    GUID classId{};              // as stored, for classes this program does not know
     std::uint32_t tag = 0;
     LONG locks = 0;
-    std::u16string name;          // known once the object was loaded
+    std::u16string name;  // known once the object was loaded
     Document* document = nullptr;
-    Ref<Entry> parent;            // the collection or item that owns the object; empty until it is known
-    Ref<Object> object;           // the live object while it is loaded; never the root's, which owns the directory
+    Ref<Entry> parent;   // the collection or item that owns the object; empty until it is known
+    Ref<Object> object;  // the live object while it is loaded; never the root's, which owns the directory
 
     // Kept by the directory; eventWaits by the event queue.
-    bool stored = false;          // the open file holds the object's stream
-    bool listed = false;          // the open file's directory lists the object
-    bool assumed = false;         // `listed` is assumed, as a stored record refers to it; the next save looks it up
-    bool joins = false;           // the next save adds it to the file's directory
-    bool changed = false;         // the next save writes the object
-    LONG storedLocks = 0;         // the lock counter in the open file
-    std::uint64_t order = 0;      // rises with every entry made
-    bool eventWaits = false;      // in the event queue of the call under way
-    Entry* newer = nullptr;       // neighbours among the loaded objects, by last use
+    bool stored = false;      // the open file holds the object's stream
+    bool listed = false;      // the open file's directory lists the object
+    bool assumed = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up
+    bool joins = false;       // the next save adds it to the file's directory
+    bool changed = false;     // the next save writes the object
+    LONG storedLocks = 0;     // the lock counter in the open file
+    std::uint64_t order = 0;  // rises with every entry made
+    bool eventWaits = false;  // in the event queue of the call under way
+    Entry* newer = nullptr;   // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
 
 private:

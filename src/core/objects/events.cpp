@@ -33,8 +33,8 @@ void DeliverQueue(ThreadContext& thread) noexcept {
         assert(thread.steps.empty() && "a handler's calls have ended, and nothing was open when they began");
     }
     for (const PendingEvent& event : thread.queue) event.object->OwnEntry().eventWaits = false;
-    // The events may hold the last references to roots and objects. Destroying these may run code of clients that raises
-    // further events, which form the next queue.
+    // The events may hold the last references to roots and objects. Destroying these may run code of clients that
+    // raises further events, which form the next queue.
     std::vector<PendingEvent> told = std::exchange(thread.queue, {});
     thread.eventsGone += told.size();
     told.clear();

@@ -22,8 +22,9 @@ void Raise(Document& document, EventKind kind, Object& object, LXEventType type)
 // Makes room, so that raising the next `count` events cannot fail. Throws std::bad_alloc.
 void PrepareToRaise(std::size_t count);
 
-// What every put does. `store` stores the new value, or throws and has changed nothing. Then the owner commits: it finds
-// its root (4009 when there is none: the new value stays), raises the event, and marks the document and itself as changed.
+// What every put does. `store` stores the new value, or throws and has changed nothing. Then the owner commits: it
+// finds its root (4009 when there is none: the new value stays), raises the event, and marks the document and itself as
+// changed.
 template <class Owner, class Store>
 void StoreAndTell(Owner& owner, LXEventType type, Store&& store) {
     PrepareToRaise(1);
@@ -35,9 +36,9 @@ void StoreAndTell(Owner& owner, LXEventType type, Store&& store) {
 struct ThreadContext;
 void DeliverEvents(ThreadContext& thread) noexcept;
 
-// The same for the calling thread, in the middle of an operation. What the operation has done so far is kept. Handlers may
-// do anything, release the root included: the caller has to hold what it needs by counted references, and look everything
-// else up again.
+// The same for the calling thread, in the middle of an operation. What the operation has done so far is kept. Handlers
+// may do anything, release the root included: the caller has to hold what it needs by counted references, and look
+// everything else up again.
 void DeliverNow() noexcept;
 
 }  // namespace lumvex::inside

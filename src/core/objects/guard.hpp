@@ -1,7 +1,7 @@
-// The guard around every published call. A call that reaches an object of the model is Guarded: it runs under the module
-// lock and as one operation, an exception becomes its status and error information, and its events are delivered before it
-// returns. Calls that only find out what to call (late binding, class objects, class information) are Translated: they take
-// no lock, but no exception leaves them either.
+// The guard around every published call. A call that reaches an object of the model is Guarded: it runs under the
+// module lock and as one operation, an exception becomes its status and error information, and its events are delivered
+// before it returns. Calls that only find out what to call (late binding, class objects, class information) are
+// Translated: they take no lock, but no exception leaves them either.
 #pragma once
 
 #include "core/base/failure.hpp"

@@ -20,12 +20,13 @@ Object::~Object() = default;
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
 void Object::CacheWaits(bool waits) noexcept {
-    waits ? waitingCaches.fetch_add(1, std::memory_order_relaxed) : waitingCaches.fetch_sub(1, std::memory_order_relaxed);
+    waits ? waitingCaches.fetch_add(1, std::memory_order_relaxed)
+          : waitingCaches.fetch_sub(1, std::memory_order_relaxed);
 }
 
-// The last release touches directory entries, which the module lock guards. The lock is taken before the count goes to 0:
-// a call on another thread that reaches the root from an object below takes a new reference under the lock, and must not
-// find the count at 0. A count of 1 is that of the directory's own reference, where the object is in a directory.
+// The last release touches directory entries, which the module lock guards. The lock is taken before the count goes to
+// 0: a call on another thread that reaches the root from an object below takes a new reference under the lock, and must
+// not find the count at 0. A count of 1 is that of the directory's own reference, where the object is in a directory.
 ULONG Object::Release() noexcept {
     ULONG count = count_.load(std::memory_order_relaxed);
     while (count > 1) {

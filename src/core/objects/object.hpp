@@ -15,8 +15,8 @@
 
 namespace lumvex::inside {
 
-// How an owner holds a child collection: by the reference under which the document finds it. There is none until a client
-// asks for the collection for the first time.
+// How an owner holds a child collection: by the reference under which the document finds it. There is none until a
+// client asks for the collection for the first time.
 struct ChildSlot {
     std::optional<Reference> reference;
 };
@@ -43,11 +43,11 @@ public:
     // Is the directory's own reference the only one?
     bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
-    // A load cache waits while it holds more objects than it should, because clients hold them. While any cache waits, an
-    // object tells its document when the last reference from outside is released.
+    // A load cache waits while it holds more objects than it should, because clients hold them. While any cache waits,
+    // an object tells its document when the last reference from outside is released.
     static void CacheWaits(bool waits) noexcept;
 
-    virtual IDispatch* Dispatch() noexcept = 0;          // the object's identity outside; no reference added
+    virtual IDispatch* Dispatch() noexcept = 0;  // the object's identity outside; no reference added
     virtual const ClassInfo& Class() const noexcept = 0;
     // The object as the item or the collection that it is; null where it is something else.
     virtual ItemBase* AsItem() noexcept { return nullptr; }
@@ -111,7 +111,6 @@ private:
 Ref<Object> InsideOf(IUnknown* unknown);
 
 // The interface that InsideOf asks for. Every object of the model answers it with a pointer to its Object.
-inline constexpr GUID kInsideInterface = {
-    0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
+inline constexpr GUID kInsideInterface = {0x71AC4668, 0x34BC, 0x43CB, {0x8B, 0xE6, 0xE2, 0x1D, 0x08, 0x60, 0x81, 0xD0}};
 
 }  // namespace lumvex::inside

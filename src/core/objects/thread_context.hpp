@@ -22,8 +22,8 @@ struct ThreadContext {
     std::vector<PendingEvent> queue;  // not delivered yet
     std::vector<Step> steps;          // of the operations under way, the outermost one's first
 
-    // Both lists are emptied when events are delivered in the middle of a call. So an operation remembers where it began by
-    // the number of steps and events that were ever put into them.
+    // Both lists are emptied when events are delivered in the middle of a call. So an operation remembers where it
+    // began by the number of steps and events that were ever put into them.
     std::size_t stepsGone = 0, eventsGone = 0;
     std::size_t eventsKept = 0;  // of the events ever raised, so many are delivered even if the call fails
     std::size_t StepsEver() const noexcept { return stepsGone + steps.size(); }
@@ -33,9 +33,9 @@ struct ThreadContext {
 // The calling thread's, made on first use. Throws std::bad_alloc when it cannot be made.
 ThreadContext& CurrentThread();
 
-// Begins a call: takes the module lock, and counts how deep the thread is inside the model. Throws as CurrentThread() does.
-// Each system's Enter() is beside its CurrentThread(), so that the compiler makes one function of them: that saves a sixth
-// of the time of the shortest published call.
+// Begins a call: takes the module lock, and counts how deep the thread is inside the model. Throws as CurrentThread()
+// does. Each system's Enter() is beside its CurrentThread(), so that the compiler makes one function of them: that
+// saves a sixth of the time of the shortest published call.
 ThreadContext& Enter();
 
 // What Enter() does once it has the context.

@@ -1,7 +1,7 @@
-// A thread's context has to outlast the thread's own objects and, on the main thread, static ones: objects of clients may
-// change documents in their destructors. So C++ does not destroy the context; the destructor of a pthread key does, which
-// the system calls after the thread's last object is gone, and never for the main thread. The destructor of another key may
-// ask for the context even later: then it is made again, and cleared again.
+// A thread's context has to outlast the thread's own objects and, on the main thread, static ones: objects of clients
+// may change documents in their destructors. So C++ does not destroy the context; the destructor of a pthread key does,
+// which the system calls after the thread's last object is gone, and never for the main thread. The destructor of
+// another key may ask for the context even later: then it is made again, and cleared again.
 #include <pthread.h>
 
 #include <atomic>
@@ -19,8 +19,8 @@ alignas(ThreadContext) constinit thread_local std::byte room[sizeof(ThreadContex
 
 constinit std::atomic<bool> keyIsMade{false};
 
-// Deleted when the library is unloaded, as its code cannot be called at the end of a thread from then on. Where the system
-// has no key left, or no memory for its value, a thread that ends does not free its queue.
+// Deleted when the library is unloaded, as its code cannot be called at the end of a thread from then on. Where the
+// system has no key left, or no memory for its value, a thread that ends does not free its queue.
 class Key {
 public:
     Key() noexcept { keyIsMade = ::pthread_key_create(&key_, Clear) == 0; }

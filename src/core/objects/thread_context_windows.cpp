@@ -1,6 +1,6 @@
-// The contexts are in one slot of the process, in which every thread has its own value. The module may be unloaded while
-// the process goes on, and has to free the contexts of all threads then. Of the system's two kinds of slots the one for
-// fibers does that; it also frees a thread's context at its end in programs that have no module entry point.
+// The contexts are in one slot of the process, in which every thread has its own value. The module may be unloaded
+// while the process goes on, and has to free the contexts of all threads then. Of the system's two kinds of slots the
+// one for fibers does that; it also frees a thread's context at its end in programs that have no module entry point.
 #include "core/objects/thread_context_windows.hpp"
 
 #include <new>

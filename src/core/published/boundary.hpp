@@ -32,7 +32,9 @@ inline HRESULT Assign(VARIANT* out, Variant&& value) {
 
 // Object and PlainObject.
 template <class T>
-concept HasIdentity = requires(T& object) { object.Dispatch(); };
+concept HasIdentity = requires(T& object) {
+    object.Dispatch();
+};
 
 // What a search found, or nothing.
 template <HasIdentity T>
@@ -48,8 +50,8 @@ inline HRESULT Assign(LONG* out, YesNo answer) {
 }
 
 template <class T, class Value>
-    requires(std::is_arithmetic_v<T> || std::is_enum_v<T>) && std::is_convertible_v<Value, T>
-HRESULT Assign(T* out, Value value) {
+requires(std::is_arithmetic_v<T> || std::is_enum_v<T>) && std::is_convertible_v<Value, T> HRESULT
+    Assign(T* out, Value value) {
     *out = static_cast<T>(value);
     return S_OK;
 }
@@ -61,8 +63,7 @@ HRESULT Assign(I** out, const Ref<T>& object) {
 }
 
 template <class I, class T>
-    requires std::is_base_of_v<I, T>
-HRESULT Assign(I** out, Ref<T> object) {
+requires std::is_base_of_v<I, T> HRESULT Assign(I** out, Ref<T> object) {
     *out = object.Detach();
     return S_OK;
 }

@@ -36,8 +36,9 @@ public:
     }
     // The member that is called enters the guard itself, with its lock and its events; converting its arguments needs
     // neither. Flat, because the call that the table would take otherwise is a tenth of the time of getting a number.
-    [[gnu::flatten]] HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags, DISPPARAMS* pDispParams,
-                                     VARIANT* pVarResult, EXCEPINFO* pExcepInfo, UINT* puArgErr) override {
+    [[gnu::flatten]] HRESULT STDMETHODCALLTYPE Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlags,
+                                                      DISPPARAMS* pDispParams, VARIANT* pVarResult,
+                                                      EXCEPINFO* pExcepInfo, UINT* puArgErr) override {
         static const DispatchTable& table = DispatchTable::Of<Most>();
         return Translated({}, [&] {
             return table.Invoke(static_cast<Most*>(this), dispIdMember, riid, wFlags, pDispParams, pVarResult,
@@ -55,8 +56,8 @@ protected:
 template <class Interface>
 struct BodyFor;
 
-// An object of Class under its published interface, with one counted identity. Class is an item, a collection, a root, or
-// a PlainObject, which has no place in a tree.
+// An object of Class under its published interface, with one counted identity. Class is an item, a collection, a root,
+// or a PlainObject, which has no place in a tree.
 template <class Class, class Interface>
 class Published final : public BodyFor<Interface>::template On<Class> {
     using Body = typename BodyFor<Interface>::template On<Class>;

@@ -19,7 +19,8 @@ public:
         const Ref<Entry> entry = document.Find(object.id);
         if (!entry) return false;
         const bool isItem = entry->classInfo && entry->classInfo->kind == ClassKind::Item;
-        if (isItem && !entry->parent && !IsEqualGUID(object.owner, GUID_NULL)) entry->parent = document.Find(object.owner);
+        if (isItem && !entry->parent && !IsEqualGUID(object.owner, GUID_NULL))
+            entry->parent = document.Find(object.owner);
         Variant::FromDispatch(document.Get(*entry)->Dispatch()).Detach(value);
         return true;
     }

@@ -1,5 +1,5 @@
-// The enumerator behind every _NewEnum and Enum property. It goes through a snapshot of IDs and loads each object when it
-// is reached; objects that have left the document since the snapshot are passed over.
+// The enumerator behind every _NewEnum and Enum property. It goes through a snapshot of IDs and loads each object when
+// it is reached; objects that have left the document since the snapshot are passed over.
 #pragma once
 
 #include <vector>
@@ -8,8 +8,8 @@
 
 namespace lumvex::inside {
 
-// An object to be enumerated, and its owner, so that its parent need not be searched for; the zero GUID where the owner is
-// not known.
+// An object to be enumerated, and its owner, so that its parent need not be searched for; the zero GUID where the owner
+// is not known.
 struct EnumeratedObject {
     GUID id, owner;
 };

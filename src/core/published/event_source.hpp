@@ -13,9 +13,9 @@ class EventSource {
 public:
     explicit EventSource(Object& root);
 
-    // Calls every sink, in the order in which they were connected. A sink may connect and disconnect sinks, itself included,
-    // and call back into the model; a sink that is disconnected meanwhile is not called any more. What a sink returns or
-    // throws is ignored.
+    // Calls every sink, in the order in which they were connected. A sink may connect and disconnect sinks, itself
+    // included, and call back into the model; a sink that is disconnected meanwhile is not called any more. What a sink
+    // returns or throws is ignored.
     void Fire(const PendingEvent& event) noexcept;
 
     bool HasSinks() const noexcept { return !sinks_.empty(); }

@@ -1,5 +1,5 @@
-// The base of classes whose objects have no place in a tree: counted, guarded and late bound like all others, but without
-// ID, parent or record. Such an object outlives its document for as long as a client holds it.
+// The base of classes whose objects have no place in a tree: counted, guarded and late bound like all others, but
+// without ID, parent or record. Such an object outlives its document for as long as a client holds it.
 #pragma once
 
 #include <string_view>

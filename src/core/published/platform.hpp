@@ -12,8 +12,8 @@ UINT TypeInfoCount();
 // The description of a published interface. The reference is the caller's; null on failure.
 HRESULT TypeInfoOf(REFIID interfaceId, ITypeInfo** info);
 
-// One of the interfaces that the platform adds to an object, with a reference for the caller; E_NOINTERFACE and null for
-// any other. `info` is null for objects that are not part of the tree.
+// One of the interfaces that the platform adds to an object, with a reference for the caller; E_NOINTERFACE and null
+// for any other. `info` is null for objects that are not part of the tree.
 HRESULT PlatformInterface(IDispatch& object, REFIID interfaceId, const ClassInfo* info, REFIID iid,
                           void** found) noexcept;
 

@@ -5,8 +5,8 @@
 
 namespace lumvex::inside {
 
-// Releases the type library until it is asked for again. While it is open, the system may count the module's own file as
-// loaded, so that the module would never be unloaded.
+// Releases the type library until it is asked for again. While it is open, the system may count the module's own file
+// as loaded, so that the module would never be unloaded.
 void ReleaseTypeLibrary() noexcept;
 
 }  // namespace lumvex::inside

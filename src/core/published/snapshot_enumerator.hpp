@@ -10,8 +10,8 @@
 namespace lumvex::inside {
 
 // Value is what the enumerator hands out. List has size() and Put(at, value), which fills the caller's value, with a
-// reference for the caller on what the value points at, or answers false where the element does not exist any more. Put may
-// throw only where Value is a variant.
+// reference for the caller on what the value points at, or answers false where the element does not exist any more. Put
+// may throw only where Value is a variant.
 template <class Interface, class Value, class List>
 class SnapshotEnumerator final : public ModuleObject<Interface> {
 public:

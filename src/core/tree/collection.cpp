@@ -2,9 +2,9 @@
 
 #include <exception>
 
+#include "core/objects/operation.hpp"
 #include "core/published/enumerator.hpp"
 #include "core/tree/item.hpp"
-#include "core/objects/operation.hpp"
 
 namespace lumvex::inside {
 
@@ -97,9 +97,8 @@ Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(o
 void CollectionBase::AppendMember(Object& member) {
     Document& document = ResolveRoot();
     members.MakeRoom();
-    RecordStep(*this, nullptr, [](Object& collection, void*) noexcept {
-        collection.AsCollection()->members.EraseLast();
-    });
+    RecordStep(*this, nullptr,
+               [](Object& collection, void*) noexcept { collection.AsCollection()->members.EraseLast(); });
     members.Append({member.OwnEntry().id, member.OwnEntry().tag});
     document.MarkChanged(*this);
     Raise(document, EventKind::Item, member, LX_EV_CREATE);
@@ -172,8 +171,8 @@ void CollectionBase::RemoveAll() {
     KeepWhatIsDone();
 }
 
-// Removes the member with its collections, which are empty. Looks up its place again: a handler may have changed the list.
-// Nothing has changed when this fails.
+// Removes the member with its collections, which are empty. Looks up its place again: a handler may have changed the
+// list. Nothing has changed when this fails.
 void CollectionBase::Detach(ItemBase& member, std::size_t likely) {
     Document& document = ResolveRoot();
     Entry& entry = member.OwnEntry();

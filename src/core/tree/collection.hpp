@@ -21,7 +21,7 @@ public:
     // The plain members behind _Collection.
     std::u16string Name() const override;  // fixed by the class
     YesNo IsSameID(IUnknown* test) const { return HasSameID<_Collection>(test); }
-    Ref<IUnknown> _NewEnum();     // over a snapshot of the list
+    Ref<IUnknown> _NewEnum();  // over a snapshot of the list
     LONG Count() const { return static_cast<LONG>(members.Count()); }
     void Remove(LONG position);
     Ref<Object> FindName(std::u16string_view name);
@@ -52,8 +52,8 @@ public:
             if (Ref<Object> member = Member(index); test(*member)) return member;
         return nullptr;
     }
-    // Makes an object that the document has entered the last member and raises the events; a step of the operation under
-    // way.
+    // Makes an object that the document has entered the last member and raises the events; a step of the operation
+    // under way.
     void AppendMember(Object& member);
 
     void Materialise() override {

@@ -2,8 +2,8 @@
 
 #include <unordered_map>
 
-#include "core/published/enumerator.hpp"
 #include "core/base/guid_order.hpp"
+#include "core/published/enumerator.hpp"
 #include "core/tree/tree_walk.hpp"
 
 namespace lumvex::inside {
@@ -42,8 +42,8 @@ public:
         return copy;
     }
 
-    // References to copied objects are pointed at the copies. Others stay as they are; in a copy in another document they
-    // lead to the item of the same ID there, or are emptied.
+    // References to copied objects are pointed at the copies. Others stay as they are; in a copy in another document
+    // they lead to the item of the same ID there, or are emptied.
     void FollowReferences(const Document& from) {
         for (const Ref<Object>& copy : made_) {
             copy->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
@@ -62,7 +62,8 @@ public:
     void NoteCopy(const GUID& source, const GUID& copy) { copies_[source] = copy; }
 
 private:
-    // A reference to an object that the source's document does not have any more must not find one in the other document.
+    // A reference to an object that the source's document does not have any more must not find one in the other
+    // document.
     static void DropDeadReferences(Object& source, Object& copy) {
         const std::vector<ReferenceBase*> copied = ReferencesOf(copy);
         std::size_t next = 0;
@@ -174,8 +175,7 @@ public:
     // All of it or, when it throws std::bad_alloc, nothing.
     void Apply() {
         PrepareToRaise(1 + pairs_.size());
-        if (receiver_.Class().isLink)
-            document_.LinkMoved(receiver_.OwnEntry().id, IdOf(receiver_), IdOf(*values_));
+        if (receiver_.Class().isLink) document_.LinkMoved(receiver_.OwnEntry().id, IdOf(receiver_), IdOf(*values_));
         document_.Erase(leaving_);
         // From here on nothing can fail.
         receiver_.Class().swap(receiver_, *values_);

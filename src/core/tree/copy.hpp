@@ -1,5 +1,5 @@
-// Copies items and subtrees, within a document and between documents. Each copy is one operation. Copies have new IDs, the
-// same names and values, and lock counters of 0; references inside the copied tree lead to the copies.
+// Copies items and subtrees, within a document and between documents. Each copy is one operation. Copies have new IDs,
+// the same names and values, and lock counters of 0; references inside the copied tree lead to the copies.
 #pragma once
 
 #include "core/tree/collection.hpp"

@@ -1,5 +1,5 @@
-// The kinds of field that classes are made of. The kind says what a get and a put of the property do; the owner's Commit
-// then finds the root, marks what has changed and raises the event.
+// The kinds of field that classes are made of. The kind says what a get and a put of the property do; the owner's
+// Commit then finds the root, marks what has changed and raises the event.
 #pragma once
 
 #include <array>
@@ -11,8 +11,8 @@
 
 namespace lumvex::inside {
 
-// A value that is put without a check. It is stored before the root is looked for: on an orphaned object the put fails, and
-// the new value stays.
+// A value that is put without a check. It is stored before the root is looked for: on an orphaned object the put fails,
+// and the new value stays.
 template <class T>
 class Scalar {
 public:
@@ -165,7 +165,8 @@ template <class Class>
 void CopyFields(Object& to, const Object& from) {
     std::apply(
         [&](auto... field) {
-            ((static_cast<Class&>(to).*PointerOf(field)).CopyFrom(static_cast<const Class&>(from).*PointerOf(field)), ...);
+            ((static_cast<Class&>(to).*PointerOf(field)).CopyFrom(static_cast<const Class&>(from).*PointerOf(field)),
+             ...);
         },
         RecordOf<Class>::fields);
 }

@@ -74,9 +74,7 @@ void ItemBase::Locks(LONG locks) {
     StoreAndTell(*this, LX_EV_DEFAULT, [&] { OwnEntry().locks = locks; });
 }
 
-Ref<Object> ItemBase::FindID(std::u16string_view id) {
-    return FindBelow(*this, ParseGuid(id).value_or(GUID_NULL));
-}
+Ref<Object> ItemBase::FindID(std::u16string_view id) { return FindBelow(*this, ParseGuid(id).value_or(GUID_NULL)); }
 
 LONG ItemBase::CanCopy(_Collection* destination) const {
     const Ref<Object> collection = InsideOf(destination);

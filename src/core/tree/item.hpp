@@ -21,8 +21,8 @@ public:
     // How every put ends: finds the root (4009 when the item is orphaned), raises the event, marks document and item as
     // changed.
     void Commit(LXEventType type);
-    // Removes all members of the item's own collections, before the item itself is removed. Throws when one of them keeps
-    // members. Delivers events, so that handlers run.
+    // Removes all members of the item's own collections, before the item itself is removed. Throws when one of them
+    // keeps members. Delivers events, so that handlers run.
     void EmptyChildren();
     // The entries of the item's own collections, which have to be empty: throws 4018 when a handler has added a member.
     std::vector<Ref<Entry>> EmptyCollections();
@@ -61,7 +61,8 @@ public:
 
     LONG DataSupport() const override {
         const DispatchTable& members = DispatchTable::Of<Interface>();
-        return (members.HasMember(LX_DISPDATA2) ? LX_DATA2 : 0) | (members.HasMember(LX_DISPDATANAME) ? LX_DATANAME : 0);
+        return (members.HasMember(LX_DISPDATA2) ? LX_DATA2 : 0) |
+               (members.HasMember(LX_DISPDATANAME) ? LX_DATANAME : 0);
     }
 
     void ForEachChild(const Object::ChildVisitor& visit) override {

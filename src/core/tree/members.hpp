@@ -1,13 +1,13 @@
-// A collection's list of members: references in order. Until the list changes, it is read from the file one reference at a
-// time, so that opening a collection takes the same time whatever its size.
+// A collection's list of members: references in order. Until the list changes, it is read from the file one reference
+// at a time, so that opening a collection takes the same time whatever its size.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include "generic/make_room.hpp"
 #include "core/tree/name_index.hpp"
+#include "generic/make_room.hpp"
 
 namespace lumvex::inside {
 

@@ -1,13 +1,13 @@
-// Finds members of a long collection by name, regardless of case. A search indexes the members that it passes, so that the
-// index covers the list from its first member up to some place; members beyond it are searched one by one.
+// Finds members of a long collection by name, regardless of case. A search indexes the members that it passes, so that
+// the index covers the list from its first member up to some place; members beyond it are searched one by one.
 #pragma once
 
 #include <map>
 #include <unordered_map>
 #include <utility>
 
-#include "core/objects/entry.hpp"
 #include "core/base/guid_order.hpp"
+#include "core/objects/entry.hpp"
 
 namespace lumvex::inside {
 
@@ -16,15 +16,15 @@ public:
     // A shorter list is searched faster than it is indexed.
     static constexpr std::size_t kWorthIt = 32;
 
-    std::size_t Covered() const { return covered_; }              // members, from the first on
+    std::size_t Covered() const { return covered_; }  // members, from the first on
     // The first that is not covered. Throws std::bad_alloc and covers nothing then.
     void Add(const Reference& member, std::u16string_view name);
-    void Rename(const GUID& member, std::u16string_view name);    // nothing for one that is not covered
-    void Erase(const GUID& member, std::size_t index);            // its place in the list, from 0
+    void Rename(const GUID& member, std::u16string_view name);  // nothing for one that is not covered
+    void Erase(const GUID& member, std::size_t index);          // its place in the list, from 0
     void Clear() noexcept;
 
-    // Calls visit(reference) for members that may have the name, in list order, until it answers true: all whose names have
-    // the same hash.
+    // Calls visit(reference) for members that may have the name, in list order, until it answers true: all whose names
+    // have the same hash.
     template <class Visit>
     void ForName(std::u16string_view name, Visit&& visit) const {
         const std::size_t hash = HashNoCase(name);

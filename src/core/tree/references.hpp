@@ -1,5 +1,5 @@
-// References from one item to another item of the same document. A reference is kept as an ID and followed when it is used.
-// The document also indexes the targets of links, so that it can say which links lead to an object.
+// References from one item to another item of the same document. A reference is kept as an ID and followed when it is
+// used. The document also indexes the targets of links, so that it can say which links lead to an object.
 #pragma once
 
 #include "core/objects/document.hpp"
@@ -7,8 +7,8 @@
 
 namespace lumvex::inside {
 
-// What both kinds share. Every use names the class of the target: in a file any object may have the ID, and an object of
-// another class is no target.
+// What both kinds share. Every use names the class of the target: in a file any object may have the ID, and an object
+// of another class is no target.
 class ReferenceBase {
 public:
     // The target, loaded when it has to be; null when there is none. Once found it is kept in memory as long as the
@@ -27,8 +27,8 @@ public:
     void CopyFrom(const ReferenceBase& other) { PointTo(other.id_); }
 
 protected:
-    // The object behind a client's pointer. It has to be of the class (E_INVALIDARG) and in a document (4009), the owner's
-    // (4015).
+    // The object behind a client's pointer. It has to be of the class (E_INVALIDARG) and in a document (4009), the
+    // owner's (4015).
     static Ref<Object> RequireTarget(IUnknown* given, const ClassInfo& targetClass, const Object& owner);
 
 private:
@@ -60,8 +60,8 @@ public:
 
 class LinkTargetBase : public ReferenceBase {
 public:
-    // Points the link at another target and tells the document's index of links. Raises no event. Throws std::bad_alloc and
-    // has then done nothing.
+    // Points the link at another target and tells the document's index of links. Raises no event. Throws std::bad_alloc
+    // and has then done nothing.
     void Move(Object& link, const Ref<Object>& target);
 
 protected:

@@ -2,9 +2,9 @@
 
 #include <unordered_set>
 
-#include "core/tree/collection.hpp"
-#include "core/objects/document.hpp"
 #include "core/base/guid_order.hpp"
+#include "core/objects/document.hpp"
+#include "core/tree/collection.hpp"
 
 namespace lumvex::inside {
 

@@ -12,8 +12,8 @@ namespace lumvex::inside {
 using VisitReference = FunctionRef<bool(const Reference& reference, const ClassInfo& classInfo, Object& owner)>;
 
 // Visits every reference below `top`, depth first, owners before what they own; each ID once, even if a broken file
-// repeats it. Objects that own others are loaded, members that own no collections are not. The walk holds references only
-// to the owners of the present place.
+// repeats it. Objects that own others are loaded, members that own no collections are not. The walk holds references
+// only to the owners of the present place.
 void WalkBelow(Object& top, const VisitReference& visit);
 
 // The entries of everything below, in the order of the walk.

@@ -1,6 +1,7 @@
-// The methods between each published interface and the class behind it. Every one enters the guard, checks its pointers,
-// clears its result, calls the plain member of the same name (or the field, which knows what a put means) and turns the
-// answer into what crosses the boundary. Those of a shared base lead to functions that are compiled once for all classes.
+// The methods between each published interface and the class behind it. Every one enters the guard, checks its
+// pointers, clears its result, calls the plain member of the same name (or the field, which knows what a put means) and
+// turns the answer into what crosses the boundary. Those of a shared base lead to functions that are compiled once for
+// all classes.
 #include "interfaces/generate/printing.hpp"
 
 namespace lumvex::tables {
@@ -74,8 +75,8 @@ void PrintCall(std::ostream& out, std::string_view indent, const Member& member,
     if (member.kind == Kind::Action)
         out << indent << "return Done(" << source << ", [&] { " << call << "; });\n";
     else
-        out << indent << "return " << (member.kind == Kind::Test ? "Tested(" : "Answered(") << source << ", pVal, [&] { return "
-            << call << "; });\n";
+        out << indent << "return " << (member.kind == Kind::Test ? "Tested(" : "Answered(") << source
+            << ", pVal, [&] { return " << call << "; });\n";
 }
 
 void PrintBody(std::ostream& out, const Slot& slot) {
@@ -95,8 +96,8 @@ const BaseClass* BaseClassOf(std::string_view interface) {
 }
 
 void PrintCalls(std::ostream& out, const Interface& interface, const BaseClass& plain) {
-    out << "class " << plain.name << ";\n\n// Compiled once; the bodies of all classes lead here.\nstruct " << interface.name
-        << "Calls {\n";
+    out << "class " << plain.name << ";\n\n// Compiled once; the bodies of all classes lead here.\nstruct "
+        << interface.name << "Calls {\n";
     for (const Slot& slot : SlotsOf(interface)) {
         Texts parameters = SlotParameters(slot);
         parameters.insert(parameters.begin(), std::string(plain.name) + "& self");
@@ -110,7 +111,8 @@ void PrintCalls(std::ostream& out, const Interface& interface, const BaseClass& 
 void PrintBodies(std::ostream& out, const Interface& interface) {
     const std::string name(interface.name), base(interface.base);
     const BaseClass* plain = BaseClassOf(name);
-    out << "// The methods between " << name << " and the class behind it. Printed from the interface tables.\n#pragma once\n\n"
+    out << "// The methods between " << name
+        << " and the class behind it. Printed from the interface tables.\n#pragma once\n\n"
         << (base == "IDispatch" ? "#include \"core/published/dispatch_body.hpp\"\n"
                                 : "#include \"published/" + base + ".hpp\"\n")
         << "\nnamespace lumvex::inside {\n\n";
@@ -123,7 +125,8 @@ void PrintBodies(std::ostream& out, const Interface& interface) {
         // What Most declares under the same name with other parameters stays visible.
         if (Overloads(interface, slot.member)) out << "    using Base::" << slot.member.name << ";\n";
         if (IsOverloaded(interface, slot.member)) out << "    using Most::" << slot.member.name << ";\n";
-        out << "    HRESULT STDMETHODCALLTYPE " << SlotName(slot) << "(" << Join(SlotParameters(slot)) << ") override {\n";
+        out << "    HRESULT STDMETHODCALLTYPE " << SlotName(slot) << "(" << Join(SlotParameters(slot))
+            << ") override {\n";
         if (plain) {
             Texts arguments = ArgumentNames(slot);
             arguments.insert(arguments.begin(), "*this");
@@ -149,7 +152,8 @@ void PrintSharedCalls(std::ostream& out, const BaseClass& plain) {
         const Member& member = slot.member;
         Texts parameters = SlotParameters(slot);
         parameters.insert(parameters.begin(), std::string(plain.name) + "& self");
-        out << "HRESULT " << interface.name << "Calls::" << SlotName(slot) << "(" << Join(parameters) << ") noexcept {\n";
+        out << "HRESULT " << interface.name << "Calls::" << SlotName(slot) << "(" << Join(parameters)
+            << ") noexcept {\n";
         if (slot.use == Slot::Gets)
             out << "    return Answered(self.ErrorSource(), pVal, [&] { return self." << member.name << "("
                 << Join(Inside(member.parameters)) << "); });\n";

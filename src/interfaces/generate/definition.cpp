@@ -24,8 +24,8 @@ std::string DefinedMember(const Slot& slot) {
     if (slot.use == Slot::Puts) parameters.push_back("[in] " + DefinedType(member.type) + " newVal");
     if (HasResult(slot)) parameters.push_back("[out, retval] " + DefinedType(member.type) + "* pVal");
     const char* use = slot.use == Slot::Gets ? "propget, " : slot.use == Slot::Puts ? "propput, " : "";
-    return "        [" + std::string(use) + "id(" + std::to_string(member.id) + "), helpstring(\"" + std::string(slot.help) +
-           "\")] HRESULT " + std::string(member.name) + "(" + Join(parameters) + ");\n";
+    return "        [" + std::string(use) + "id(" + std::to_string(member.id) + "), helpstring(\"" +
+           std::string(slot.help) + "\")] HRESULT " + std::string(member.name) + "(" + Join(parameters) + ");\n";
 }
 
 }  // namespace
@@ -50,14 +50,14 @@ void PrintDefinition(std::ostream& out) {
         out << "    };\n";
     }
     const Events& events = OutgoingEvents();
-    out << "\n    [uuid(" << events.iid << "), helpstring(\"" << events.help << "\")]\n    dispinterface " << events.name
-        << " {\n    properties:\n    methods:\n";
+    out << "\n    [uuid(" << events.iid << "), helpstring(\"" << events.help << "\")]\n    dispinterface "
+        << events.name << " {\n    properties:\n    methods:\n";
     for (const Member& member : events.members) out << DefinedMember({member, Slot::Calls, member.help.get});
     out << "    };\n";
     for (const Coclass& each : Coclasses())
-        out << "\n    [uuid(" << each.clsid << "), helpstring(\"" << each.description << "\")]\n    coclass " << each.name
-            << " {\n        [default] interface " << each.defaultInterface << ";\n        [default, source] dispinterface "
-            << events.name << ";\n    };\n";
+        out << "\n    [uuid(" << each.clsid << "), helpstring(\"" << each.description << "\")]\n    coclass "
+            << each.name << " {\n        [default] interface " << each.defaultInterface
+            << ";\n        [default, source] dispinterface " << events.name << ";\n    };\n";
     out << "}\n";
 }
 

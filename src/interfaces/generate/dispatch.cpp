@@ -37,7 +37,8 @@ void PrintDispatch(std::ostream& out, const Interface& interface) {
     static constexpr const char* kKinds[] = {"DISPATCH_PROPERTYGET", "DISPATCH_PROPERTYPUT", "DISPATCH_METHOD"};
     const Extent extent = ExtentOf(interface.name);
     out << "// Late binding of " << interface.name
-        << ". Printed from the interface tables.\n#include \"interfaces/dispatch.hpp\"\n\nnamespace lumvex::inside {\n\n"
+        << ". Printed from the interface tables.\n#include \"interfaces/dispatch.hpp\"\n\nnamespace lumvex::inside "
+           "{\n\n"
         << (interface.base == "IDispatch" ? ""
                                           : "template <>\nconst DispatchTable& DispatchTable::Of<::" +
                                                 std::string(interface.base) + ">() noexcept;\n\n")

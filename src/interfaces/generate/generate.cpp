@@ -48,7 +48,8 @@ void Check() {
     for (const Interface& each : Interfaces()) {
         for (const Member& member : each.members) {
             if (member.meaning.empty()) Refuse(each.name, member.name, "has no meaning");
-            if (!IsPointer(member.type) || Pointee(member.type) == "IUnknown" || Pointee(member.type) == "IDispatch") continue;
+            if (!IsPointer(member.type) || Pointee(member.type) == "IUnknown" || Pointee(member.type) == "IDispatch")
+                continue;
             if (FindInterface(Pointee(member.type))) continue;
             Refuse(each.name, member.name, "names " + std::string(member.type) + ", which no table declares");
         }
@@ -76,7 +77,8 @@ void PrintAll(const Directory& directory) {
         directory.Put("made/published/" + std::string(each.interface) + ".cpp",
                       [&](std::ostream& out) { PrintSharedCalls(out, each); });
     for (const Class& each : Classes())
-        directory.Put("made/published/" + std::string(each.name) + ".cpp", [&](std::ostream& out) { PrintClass(out, each); });
+        directory.Put("made/published/" + std::string(each.name) + ".cpp",
+                      [&](std::ostream& out) { PrintClass(out, each); });
     directory.Put("made/published/classes.hpp", PrintClassList);
     directory.Put("made/published/slots.hpp", PrintSlots);
     directory.Put("reference.md", PrintManual);

@@ -5,7 +5,8 @@ namespace lumvex::tables {
 
 namespace {
 
-constexpr const char* kDeclarations = R"(// What is published, as data: every class and interface with its members, every enumeration with the words for its
+constexpr const char* kDeclarations =
+    R"(// What is published, as data: every class and interface with its members, every enumeration with the words for its
 // values. For programs that explore a document, show or change whatever they find, or make something else of it: late
 // binding takes the names and DISPIDs that stand here. All of it is constant; nothing is made or freed. Printed from the
 // interface tables at build time.
@@ -160,8 +161,8 @@ std::string InterfaceOf(std::string_view type) {
 
 std::string RangeText(const std::optional<Range>& range) {
     if (!range) return "false, {}";
-    return "true, {" + std::to_string(range->lowest) +
-           (range->highest ? ", " + std::to_string(*range->highest) : "") + "}";
+    return "true, {" + std::to_string(range->lowest) + (range->highest ? ", " + std::to_string(*range->highest) : "") +
+           "}";
 }
 
 void PrintEnumerations(std::ostream& out) {
@@ -188,8 +189,8 @@ const char* UseOf(const Member& member) {
 void PrintMember(std::ostream& out, const Member& member, const std::string& parameters) {
     out << "    {" << Quoted(member.name) << ", " << member.id << ", MemberUse::" << UseOf(member) << ", "
         << Quoted(member.type) << ", " << EnumerationOf(member.type) << ", " << InterfaceOf(member.type) << ",\n     "
-        << parameters << ", " << Quoted(member.unit) << ", " << RangeText(member.range) << ", " << Quoted(member.meaning)
-        << "},\n";
+        << parameters << ", " << Quoted(member.unit) << ", " << RangeText(member.range) << ", "
+        << Quoted(member.meaning) << "},\n";
 }
 
 void PrintParameters(std::ostream& out, const Interface& interface) {
@@ -212,10 +213,9 @@ void PrintInterfaceRows(std::ostream& out) {
         PrintParameters(out, each);
         out << "inline constexpr MemberDescription k" << each.name << "[] = {\n";
         for (const Member& member : each.members)
-            PrintMember(out, member,
-                        member.parameters.empty()
-                            ? "{}"
-                            : "k" + std::string(each.name) + "_" + std::string(member.name));
+            PrintMember(
+                out, member,
+                member.parameters.empty() ? "{}" : "k" + std::string(each.name) + "_" + std::string(member.name));
         out << "};\n";
     }
     out << "\n}  // namespace described\n\ninline constexpr InterfaceDescription kInterfaces[" << count << "] = {\n";
@@ -230,8 +230,8 @@ void PrintClassRows(std::ostream& out) {
     static constexpr const char* kKinds[] = {"Root", "Collection", "Item"};
     for (const Class& each : Classes()) {
         const Coclass* coclass = CoclassOf(each.interface);
-        out << "    {" << Quoted(each.name) << ", ClassDescription::Kind::" << kKinds[each.kind] << ", " << Quoted(each.id) << ", "
-            << AddressIn(Interfaces(), "kInterfaces", each.interface) << ", "
+        out << "    {" << Quoted(each.name) << ", ClassDescription::Kind::" << kKinds[each.kind] << ", "
+            << Quoted(each.id) << ", " << AddressIn(Interfaces(), "kInterfaces", each.interface) << ", "
             << AddressIn(Classes(), "kClasses", each.member) << ", " << Quoted(each.title) << ", "
             << Quoted(coclass ? coclass->progId : "") << ", " << Quoted(coclass ? coclass->description : "") << "},\n";
     }

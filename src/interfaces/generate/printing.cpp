@@ -29,8 +29,8 @@ std::string MemberPointer(const Interface& interface, const Slot& slot) {
     Texts types;
     for (const Parameter& each : slot.member.parameters) types.emplace_back(each.type);
     types.push_back(std::string(slot.member.type) + "*");
-    return "static_cast<HRESULT (STDMETHODCALLTYPE " + std::string(interface.name) + "::*)(" + Join(types) + ")>(" + pointer +
-           ")";
+    return "static_cast<HRESULT (STDMETHODCALLTYPE " + std::string(interface.name) + "::*)(" + Join(types) + ")>(" +
+           pointer + ")";
 }
 
 std::string Join(const Texts& parts, std::string_view between) {

@@ -11,12 +11,12 @@ namespace lumvex::tables {
 
 // ---- the printers ----
 
-void PrintInterfaces(std::ostream& out);   // interfaces.hpp: what crosses the boundary
-void PrintProjection(std::ostream& out);   // lumvex.hpp: the classes of the C++ client
-void PrintManual(std::ostream& out);       // the reference manual
-void PrintDefinition(std::ostream& out);   // the text that becomes the type library
+void PrintInterfaces(std::ostream& out);  // interfaces.hpp: what crosses the boundary
+void PrintProjection(std::ostream& out);  // lumvex.hpp: the classes of the C++ client
+void PrintManual(std::ostream& out);      // the reference manual
+void PrintDefinition(std::ostream& out);  // the text that becomes the type library
 
-void PrintMembers(std::ostream& out);      // members.hpp: the description that programs read at run time
+void PrintMembers(std::ostream& out);  // members.hpp: the description that programs read at run time
 void PrintBodies(std::ostream& out, const Interface& interface);
 void PrintSharedCalls(std::ostream& out, const BaseClass& plain);
 void PrintDispatch(std::ostream& out, const Interface& interface);
@@ -28,9 +28,9 @@ void PrintSlots(std::ostream& out);  // slots.hpp: every slot by its C++ member,
 
 bool IsPointer(std::string_view type);
 std::string_view Pointee(std::string_view type);
-std::string SlotName(const Slot& slot);                    // "get_Name", "put_Name", "Copy"
+std::string SlotName(const Slot& slot);  // "get_Name", "put_Name", "Copy"
 bool HasResult(const Slot& slot);
-bool Overloads(const Interface& owner, const Member& member);  // has a base a method of this name?
+bool Overloads(const Interface& owner, const Member& member);     // has a base a method of this name?
 bool IsOverloaded(const Interface& owner, const Member& member);  // has an interface on this one a method of this name?
 // "&IDatum::get_Data"; of a name that a base has too with the type of the member that is meant.
 std::string MemberPointer(const Interface& interface, const Slot& slot);
@@ -40,7 +40,7 @@ std::string MemberPointer(const Interface& interface, const Slot& slot);
 using Texts = std::vector<std::string>;
 
 std::string Join(const Texts& parts, std::string_view between = ", ");
-std::string Declared(const Parameter& parameter);                   // "SHORT nIndex"
+std::string Declared(const Parameter& parameter);                    // "SHORT nIndex"
 std::string WithDefaults(const std::vector<Parameter>& parameters);  // "BSTR ID, LONG bSearchDescendants = -1"
 // What a slot takes: its parameters, then "LONG* pVal" or "LONG newVal".
 Texts SlotParameters(const Slot& slot);

@@ -12,7 +12,8 @@ std::string_view ClientName(std::string_view interfaceName) {
 // How a value of a boundary type looks to a client of the projection.
 std::string ClientResult(const Member& member) {
     if (member.type == "BSTR") return "std::u16string";
-    if (member.type == "VARIANT" && (member.kind == Kind::Method || member.name == "LinkDispatch")) return "lumvex::Object";
+    if (member.type == "VARIANT" && (member.kind == Kind::Method || member.name == "LinkDispatch"))
+        return "lumvex::Object";
     if (member.type == "VARIANT") return "lumvex::Variant";
     if (member.type == "IUnknown*") return "lumvex::Descendants";
     if (IsPointer(member.type)) return "lumvex::" + std::string(ClientName(Pointee(member.type)));
@@ -58,7 +59,8 @@ Projected Project(const Slot& slot) {
     made.slot = SlotName(slot);
     const auto add = [&](std::string_view type, std::string_view name, std::string_view defaultValue) {
         made.parameters.push_back(ClientParameter(type, name));
-        made.declared.push_back(made.parameters.back() + (defaultValue.empty() ? "" : " = " + std::string(defaultValue)));
+        made.declared.push_back(made.parameters.back() +
+                                (defaultValue.empty() ? "" : " = " + std::string(defaultValue)));
         made.arguments.push_back(ClientArgument(type, name));
     };
     for (const Parameter& each : member.parameters) add(each.type, each.name, DefaultOf(each));
@@ -68,8 +70,8 @@ Projected Project(const Slot& slot) {
 
 void PrintDeclaration(std::ostream& out, const Slot& slot) {
     const Projected made = Project(slot);
-    out << "    " << made.result << " " << made.name << "(" << Join(made.declared) << ")" << (made.returns ? " const" : "")
-        << ";\n";
+    out << "    " << made.result << " " << made.name << "(" << Join(made.declared) << ")"
+        << (made.returns ? " const" : "") << ";\n";
 }
 
 void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot) {
@@ -77,8 +79,8 @@ void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot
     out << "inline " << made.result << " " << owner << "::" << made.name << "(" << Join(made.parameters) << ")"
         << (made.returns ? " const" : "") << " {\n";
     if (made.returns) {
-        out << "    return Received<" << made.result << ", " << slot.member.type << ">([&](auto* pVal) { return Get()->" << made.slot
-            << "(";
+        out << "    return Received<" << made.result << ", " << slot.member.type << ">([&](auto* pVal) { return Get()->"
+            << made.slot << "(";
         for (const std::string& each : made.arguments) out << each << ", ";
         out << "pVal); });\n}\n";
     } else {
@@ -89,10 +91,13 @@ void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot
 }  // namespace
 
 void PrintProjection(std::ostream& out) {
-    out << "// Lumvex for C++ clients: each published interface as a class that reads like ordinary C++. Objects are counted\n"
-           "// handles, texts are UTF-16 strings, a failing call throws lumvex::Error with the status and its text, and what a\n"
+    out << "// Lumvex for C++ clients: each published interface as a class that reads like ordinary C++. Objects are "
+           "counted\n"
+           "// handles, texts are UTF-16 strings, a failing call throws lumvex::Error with the status and its text, "
+           "and what a\n"
            "// search does not find is an empty handle. Made from the interface tables at build time.\n"
-           "#pragma once\n\n#include \"lumvex/client.hpp\"\n#include \"lumvex/interfaces.hpp\"\n\nnamespace lumvex {\n\n";
+           "#pragma once\n\n#include \"lumvex/client.hpp\"\n#include \"lumvex/interfaces.hpp\"\n\nnamespace lumvex "
+           "{\n\n";
     for (const Interface& each : Interfaces()) out << "class " << ClientName(each.name) << ";\n";
     for (const Interface& each : Interfaces()) {
         const std::string name(ClientName(each.name));
@@ -105,7 +110,8 @@ void PrintProjection(std::ostream& out) {
         if (CoclassOf(each.name)) out << "    static " << name << " Create();  // a new, empty document\n";
         const Member* last = nullptr;  // what is got and put is explained once
         for (const Slot& slot : SlotsOf(each)) {
-            if (const Member* member = &slot.member; member != last) PrintComment(out, "    ", MeaningWithUnit(*member));
+            if (const Member* member = &slot.member; member != last)
+                PrintComment(out, "    ", MeaningWithUnit(*member));
             last = &slot.member;
             PrintDeclaration(out, slot);
             if (slot.member.name == "Item")
@@ -118,7 +124,8 @@ void PrintProjection(std::ostream& out) {
     for (const Interface& each : Interfaces()) {
         if (const Coclass* coclass = CoclassOf(each.name))
             out << "inline " << ClientName(each.name) << " " << ClientName(each.name) << "::Create() {\n    return "
-                << ClientName(each.name) << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name << "));\n}\n";
+                << ClientName(each.name) << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name
+                << "));\n}\n";
         for (const Slot& slot : SlotsOf(each)) PrintDefinition(out, ClientName(each.name), slot);
     }
     out << "\n}  // namespace lumvex\n";

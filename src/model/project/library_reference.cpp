@@ -11,8 +11,8 @@ Ref<Object> LibraryReferenceBase::Accepted(IUnknown* given, const ClassInfo& tar
     return target;
 }
 
-Ref<Object> LibraryReferenceBase::Find(const Object& owner, const ClassInfo& targetClass,
-                                       std::u16string_view id, bool shown) const {
+Ref<Object> LibraryReferenceBase::Find(const Object& owner, const ClassInfo& targetClass, std::u16string_view id,
+                                       bool shown) const {
     const auto wanted = ParseGuid(id);
     if (!wanted) return nullptr;
     if (CProject* project = ProjectOf(owner)) {

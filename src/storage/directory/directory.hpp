@@ -23,8 +23,8 @@ public:
     // ---- finding ----
     Entry* FindInMemory(const GUID& id) const;  // without a look into the file; valid until the next object is loaded
     Ref<Entry> Find(const GUID& id);            // null when the document does not have the object
-    // The entry of an object that a stored record refers to. That the file's table lists it is assumed for now: looking it
-    // up for each object that is loaded would make loading half as fast.
+    // The entry of an object that a stored record refers to. That the file's table lists it is assumed for now: looking
+    // it up for each object that is loaded would make loading half as fast.
     Ref<Entry> FindReferred(const Reference& reference, const ClassInfo& classInfo);
     // Every object, in memory or in the file, whose class the test accepts; ascending by ID.
     std::vector<GUID> IdsOf(bool (*accepts)(const ClassInfo&)) const;
@@ -32,8 +32,8 @@ public:
 
     // ---- entering and leaving ----
     Entry& Add(const GUID& id, const ClassInfo& classInfo, Entry* parent);
-    // Takes objects out, which are orphaned from then on. The first of the two makes ready what that needs: it may throw
-    // std::bad_alloc and has then done nothing; of objects entered since the last save it cannot fail.
+    // Takes objects out, which are orphaned from then on. The first of the two makes ready what that needs: it may
+    // throw std::bad_alloc and has then done nothing; of objects entered since the last save it cannot fail.
     void PrepareToErase(std::span<const Ref<Entry>> entries);
     void Erase(std::span<const Ref<Entry>> entries) noexcept;
     void Rekey(Entry& entry, const GUID& id);  // the object has another ID
@@ -43,8 +43,8 @@ public:
     // ---- loaded objects ----
     LoadCache& Cache() { return cache_; }
     const LoadCache& Cache() const { return cache_; }
-    void PrepareToLoad();                  // the next object that is loaded can be marked as changed
-    void Unload(Entry& entry) noexcept;    // as if the object had not been loaded
+    void PrepareToLoad();                // the next object that is loaded can be marked as changed
+    void Unload(Entry& entry) noexcept;  // as if the object had not been loaded
 
     // ---- what the next save has to write ----
     void MarkChanged(Entry& entry) noexcept { changes_.Mark(entry); }  // of a loaded object

@@ -1,5 +1,5 @@
-// A document's entries by ID. They are kept in a list in the order in which they came, but for the last one, which takes
-// the place of one that goes: so going through all of them goes through memory from one end to the other.
+// A document's entries by ID. They are kept in a list in the order in which they came, but for the last one, which
+// takes the place of one that goes: so going through all of them goes through memory from one end to the other.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The load cache of a document: which objects are in memory, by last use. Above the upper bound the least recently used
-// objects that are unmodified and that no client holds are released, down to the lower bound. Where too many are held or
-// modified, the cache waits: each object goes as soon as it may.
+// objects that are unmodified and that no client holds are released, down to the lower bound. Where too many are held
+// or modified, the cache waits: each object goes as soon as it may.
 #pragma once
 
 #include <limits>
@@ -26,8 +26,8 @@ public:
     void Add(Entry& entry, Ref<Object> object) noexcept;
     // The caller gets that reference.
     Ref<Object> Take(Entry& entry) noexcept;
-    void Touch(Entry& entry) noexcept;  // the object is used now
-    void Clear() noexcept;              // releases all objects; their entries are the caller's concern
+    void Touch(Entry& entry) noexcept;     // the object is used now
+    void Clear() noexcept;                 // releases all objects; their entries are the caller's concern
     void Swap(LoadCache& other) noexcept;  // the bounds stay; the tables of both are exchanged already
 
     void LetGo(Entry& entry) noexcept;  // nobody but the directory holds the object any more

@@ -70,8 +70,7 @@ std::vector<std::byte> UnsavedChanges::Table(const TableOf<DirectoryRow>& stored
     changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
     changes.put.reserve(joining_.size() * sizeof(DirectoryRow));
     for (const Ref<Entry>& entry : joining_) {
-        if (IsInDocument(entry))
-            stored.Append(changes.put, {entry->id, entry->second, entry->classId, entry->tag});
+        if (IsInDocument(entry)) stored.Append(changes.put, {entry->id, entry->second, entry->classId, entry->tag});
     }
     return stored.Merged(changes);
 }

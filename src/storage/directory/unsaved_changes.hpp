@@ -24,7 +24,7 @@ public:
     void Erase(const Entry& entry) noexcept;
 
     bool IsRemoved(const GUID& id) const { return removedEntries_.contains(id); }  // the file's table still has it
-    std::vector<Ref<Entry>> Marked() const;  // in the order in which they changed
+    std::vector<Ref<Entry>> Marked() const;                                        // in the order in which they changed
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
 
     // The tables of the next save, made of those that the file has. The lock counters are empty when all are 0.

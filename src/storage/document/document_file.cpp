@@ -11,7 +11,9 @@ namespace {
 class FileSource final : public ByteSource {
 public:
     FileSource(std::shared_ptr<DocumentFile> file, std::u16string name, std::optional<compound::Stream> stream)
-        : file_(std::move(file)), name_(std::move(name)), stream_(std::move(stream)),
+        : file_(std::move(file)),
+          name_(std::move(name)),
+          stream_(std::move(stream)),
           generation_(stream_ ? file_->Generation() : 0) {}
 
     std::uint64_t Size() const override { return Current().Size(); }
@@ -87,8 +89,7 @@ std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::
 
 std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,
                                                            int version) {
-    return OnStorage(
-        [&] { return compound::CompoundFile::Create(compound::CreateReplacing(path, access), version); });
+    return OnStorage([&] { return compound::CompoundFile::Create(compound::CreateReplacing(path, access), version); });
 }
 
 }  // namespace lumvex::inside

@@ -1,5 +1,5 @@
-// The root of a document as opening, saving and the tree below it see it: an object with a record, and what its class has
-// in the file beside that.
+// The root of a document as opening, saving and the tree below it see it: an object with a record, and what its class
+// has in the file beside that.
 #pragma once
 
 #include "core/tree/tree_object.hpp"

@@ -12,8 +12,8 @@
 
 namespace lumvex::inside {
 
-// The file is closed even if clients hold objects whose arrays and lists are still in it: they are orphans now, of which
-// neither can be asked for.
+// The file is closed even if clients hold objects whose arrays and lists are still in it: they are orphans now, of
+// which neither can be asked for.
 DocumentTree::~DocumentTree() { file_->Replace(nullptr); }
 
 // ---- finding and loading --------------------------------------------------------------------------------------------
@@ -52,8 +52,8 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
     return object;
 }
 
-// Puts a new object into the directory and lets it do what its class does then. This is an operation of its own: the object
-// stays loaded even if the operation under way fails.
+// Puts a new object into the directory and lets it do what its class does then. This is an operation of its own: the
+// object stays loaded even if the operation under way fails.
 void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
     directory_.PrepareToLoad();
     Operation arrival;
@@ -87,7 +87,8 @@ Ref<Object> DocumentTree::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
     }
     Ref<Object> child = classInfo.create();
     const Entry& entry = Enter(*child, owner.OwnEntry());
-    RecordStep(owner, &slot, [](Object&, void* filled) noexcept { static_cast<ChildSlot*>(filled)->reference.reset(); });
+    RecordStep(owner, &slot,
+               [](Object&, void* filled) noexcept { static_cast<ChildSlot*>(filled)->reference.reset(); });
     slot.reference = Reference{entry.id, entry.tag};
     if (&owner != &root_) MarkChanged(owner);
     child->Arrived(Object::Arrival::Made);
@@ -209,8 +210,8 @@ void DocumentTree::CloseFile(bool onlyHeld) {
     directory_.ReadFromTable();
 }
 
-// All objects that are loaded and all that own one of them, which are loaded for this. The answer holds references to all:
-// looking for an owner loads further objects, which may push others out of the cache.
+// All objects that are loaded and all that own one of them, which are loaded for this. The answer holds references to
+// all: looking for an owner loads further objects, which may push others out of the cache.
 std::vector<Ref<Object>> DocumentTree::LoadedWithOwners() {
     std::vector<Ref<Object>> objects;
     std::unordered_set<const Entry*> held{&root_.OwnEntry()};

@@ -5,9 +5,9 @@
 #include "core/objects/document.hpp"
 #include "core/published/event_source.hpp"
 #include "storage/directory/directory.hpp"
+#include "storage/directory/link_index.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
-#include "storage/directory/link_index.hpp"
 
 namespace lumvex::inside {
 
@@ -58,9 +58,9 @@ public:
     // Lists every object that the root leads to: for files that were written before there was a directory, or whose
     // directory is not complete.
     void ListEverything();
-    // Lets the file go. What is loaded stays usable without it: the owners above it are loaded, too, and lists and arrays
-    // that are still in the file are read; `onlyHeld`: of objects that a client holds, all others are released. The file
-    // is released even where this throws.
+    // Lets the file go. What is loaded stays usable without it: the owners above it are loaded, too, and lists and
+    // arrays that are still in the file are read; `onlyHeld`: of objects that a client holds, all others are released.
+    // The file is released even where this throws.
     void CloseFile(bool onlyHeld);
     // A file was closed, and what was not loaded went with it.
     bool MayLackObjects() const { return mayLackObjects_; }

@@ -1,5 +1,5 @@
-// Names of files are bytes here, and mostly UTF-8. In a text, a byte that is not part of UTF-8 is written as half a surrogate
-// pair, U+DC80 to U+DCFF: so every path has a text that leads back to it.
+// Names of files are bytes here, and mostly UTF-8. In a text, a byte that is not part of UTF-8 is written as half a
+// surrogate pair, U+DC80 to U+DCFF: so every path has a text that leads back to it.
 #include "lumvex/values.hpp"
 #include "storage/document/path.hpp"
 #include "storage/records/failures.hpp"

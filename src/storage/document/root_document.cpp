@@ -60,14 +60,16 @@ std::uint64_t RootDocument::BytesRead() const {
 
 // ---- finding --------------------------------------------------------------------------------------------------------
 
-Ref<Object> RootDocument::FindID(std::u16string_view text) { return tree_.FindLoaded(ParseGuid(text).value_or(GUID_NULL)); }
+Ref<Object> RootDocument::FindID(std::u16string_view text) {
+    return tree_.FindLoaded(ParseGuid(text).value_or(GUID_NULL));
+}
 
 Ref<Object> RootDocument::Load(std::u16string_view text) { return tree_.Load(ParseGuid(text).value_or(GUID_NULL)); }
 
 // ---- the file -------------------------------------------------------------------------------------------------------
 
-// The file is read into a new root, whose tree this one takes over when nothing can fail any more: a file that cannot be
-// opened costs a client nothing of what it has in memory. The version support is answered either way.
+// The file is read into a new root, whose tree this one takes over when nothing can fail any more: a file that cannot
+// be opened costs a client nothing of what it has in memory. The version support is answered either way.
 void RootDocument::OpenFile(std::u16string_view path) {
     if (tree_.IsModified() || tree_.File().IsOpen()) throw Failure(Message::ModifiedBeforeLoading);
     const Ref<Object> opened = Class().create();

@@ -104,17 +104,17 @@ void DocumentSaver::SaveInto(std::unique_ptr<compound::CompoundFile> created, co
     tree_.Objects().Saved(objects, std::move(tables));
 }
 
-// Other readers refuse a file of version 3 from 2 GB on. A longer one is written anew with the larger sectors of version 4,
-// and takes the old one's place when it is complete. Where no file can be made beside the old one, the document stays as it
-// is, and the save fails for want of room.
+// Other readers refuse a file of version 3 from 2 GB on. A longer one is written anew with the larger sectors of
+// version 4, and takes the old one's place when it is complete. Where no file can be made beside the old one, the
+// document stays as it is, and the save fails for want of room.
 void DocumentSaver::SaveWithLargerSectors(const Objects& objects) {
     ListObjectsThatTheTableLacks();
     try {
         SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4); }), objects);
     } catch (const Failure& failure) {
         if (failure.Status() != kAccessDenied) throw;
-        throw Failure(kMediumFull,
-                      std::string("the file would have more than 2 GB, and could not be written anew: ") + failure.what());
+        throw Failure(kMediumFull, std::string("the file would have more than 2 GB, and could not be written anew: ") +
+                                       failure.what());
     }
 }
 
@@ -174,7 +174,8 @@ void DocumentSaver::RequireComplete() {
 void DocumentSaver::ListObjectsThatTheTableLacks() {
     std::size_t streams = 0;
     OnStorage([&] {
-        tree_.File().Container().ForEachStream([&](std::u16string_view name, std::uint64_t) { streams += IdOfStream(name) ? 1 : 0; });
+        tree_.File().Container().ForEachStream(
+            [&](std::u16string_view name, std::uint64_t) { streams += IdOfStream(name) ? 1 : 0; });
     });
     if (streams + 1 > tree_.Objects().CountInFile()) tree_.ListEverything();
 }
@@ -243,8 +244,8 @@ Directory::NextTables DocumentSaver::WriteTables(compound::CompoundFile& file, b
     return next;
 }
 
-// Copies every stream that this save does not write itself, those of classes that this program does not know included, and
-// other programs' folders. Names are compared without regard to case, as other programs may have written them in
+// Copies every stream that this save does not write itself, those of classes that this program does not know included,
+// and other programs' folders. Names are compared without regard to case, as other programs may have written them in
 // another one.
 void DocumentSaver::CopyStreams(compound::CompoundFile& to, const Objects& rewritten) const {
     struct HashName {

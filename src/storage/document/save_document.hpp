@@ -1,5 +1,5 @@
-// Saving a document: one commit of the compound file per save, so that a save that fails or is killed leaves the document
-// that was in the file.
+// Saving a document: one commit of the compound file per save, so that a save that fails or is killed leaves the
+// document that was in the file.
 #pragma once
 
 #include "storage/document/document_tree.hpp"
@@ -10,8 +10,8 @@ class DocumentSaver {
 public:
     explicit DocumentSaver(DocumentTree& tree) : tree_(tree) {}
 
-    // Into the file that is bound, or, when it would grow beyond what its sectors allow, into one with larger sectors that
-    // takes its place.
+    // Into the file that is bound, or, when it would grow beyond what its sectors allow, into one with larger sectors
+    // that takes its place.
     void Save();
     // Into a new file at the path, which takes the place of what is there; the document is bound to it from then on.
     void SaveAs(const std::filesystem::path& path, compound::Access access);

@@ -3,8 +3,8 @@
 #include <map>
 #include <set>
 
-#include "core/tree/collection.hpp"
 #include "core/base/guid_order.hpp"
+#include "core/tree/collection.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/compound/check/check.hpp"
 #include "storage/document/document_file.hpp"
@@ -156,7 +156,8 @@ private:
 
     void ReadOne(const Waiting& next) {
         const std::string name = ToUtf8(next.classInfo->name) + " " + ToUtf8(ToText(next.reference.id));
-        if (!reached_.insert(next.reference.id).second) return Report(name, "it is referred to a second time, by " + next.owner);
+        if (!reached_.insert(next.reference.id).second)
+            return Report(name, "it is referred to a second time, by " + next.owner);
         const auto listed = table_.find(next.reference.id);
         if (hasTable_ && listed == table_.end())
             Report(name, "the object directory does not list it");
@@ -164,7 +165,8 @@ private:
             Report(name, "the object directory lists it under another class");
         else if (hasTable_ && listed->second.tag != next.reference.tag)
             Report(name, "its tag differs between the object directory and " + next.owner);
-        if (!streams_.contains(next.reference.id)) return Report(name, "it has no stream; " + next.owner + " refers to it");
+        if (!streams_.contains(next.reference.id))
+            return Report(name, "it has no stream; " + next.owner + " refers to it");
         Try(name, [&] {
             const Ref<Object> object = next.classInfo->create();
             object->Bind(*Ref<Entry>(new Entry(next.reference.id, next.classInfo)));
@@ -182,7 +184,8 @@ private:
         for (const auto& [id, listed] : table_) {
             const ClassInfo* info = FindClass(listed.classId);
             if (info && !reached_.contains(id))
-                Report(ToUtf8(info->name) + " " + ToUtf8(ToText(id)), "the object directory lists it, but nothing refers to it");
+                Report(ToUtf8(info->name) + " " + ToUtf8(ToText(id)),
+                       "the object directory lists it, but nothing refers to it");
         }
         for (const GUID& id : streams_)
             if (!reached_.contains(id) && !table_.contains(id))

@@ -1,5 +1,5 @@
-// Failures as the functions of include/lumvex throw them: these are no calls of a published interface, so that no status
-// is returned.
+// Failures as the functions of include/lumvex throw them: these are no calls of a published interface, so that no
+// status is returned.
 #pragma once
 
 #include <string>

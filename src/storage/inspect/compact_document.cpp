@@ -51,7 +51,8 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
         to->Write(name, std::span(&bytes, 1));
         if (progress) progress(++done, streams);
     });
-    const std::uint64_t before = from->FileSize();  // asked before: not all file systems tell the size of a file that was replaced
+    const std::uint64_t before =
+        from->FileSize();  // asked before: not all file systems tell the size of a file that was replaced
     to->Commit();
     return {before, to->FileSize()};
 }

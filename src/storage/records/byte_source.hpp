@@ -15,8 +15,8 @@ public:
     virtual std::uint64_t Size() const = 0;
     // Reads exactly bytes.size() bytes; a read beyond the end fails with the storage system's read fault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;
-    // A pointer to the bytes, where they are side by side in memory or in the mapped file; else null. Valid until the file
-    // is written to.
+    // A pointer to the bytes, where they are side by side in memory or in the mapped file; else null. Valid until the
+    // file is written to.
     virtual const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const = 0;
 };
 

@@ -19,8 +19,8 @@ void RecordReader::Read(std::span<std::byte> bytes) {
     position_ += bytes.size();
 }
 
-// A record begins with many short fields, which are cheaper to find together. False where that is not possible: bytes that
-// are not needed yet may be damaged, and must not make this read fail.
+// A record begins with many short fields, which are cheaper to find together. False where that is not possible: bytes
+// that are not needed yet may be damaged, and must not make this read fail.
 bool RecordReader::LookAhead(std::size_t needed) {
     constexpr std::uint64_t kAhead = 256;
     aheadCount_ = 0;

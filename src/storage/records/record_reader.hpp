@@ -21,9 +21,9 @@ public:
     float F32() { return Number<float>(); }
     double F64() { return Number<double>(); }
     GUID Guid() { return Number<GUID>(); }
-    Reference ObjectReference();                         // 20 bytes
-    std::optional<Reference> OptionalReference();        // 2 or 22 bytes
-    std::u16string Text();                               // 32-bit byte count with terminator, then UTF-16
+    Reference ObjectReference();                   // 20 bytes
+    std::optional<Reference> OptionalReference();  // 2 or 22 bytes
+    std::u16string Text();                         // 32-bit byte count with terminator, then UTF-16
 
     // For fields that are read later, from the same place.
     const std::shared_ptr<const ByteSource>& Source() const { return source_; }
@@ -44,7 +44,8 @@ private:
 
     std::shared_ptr<const ByteSource> source_;
     std::uint64_t position_ = 0;
-    const std::byte* ahead_ = nullptr;  // the source's own bytes from aheadAt_ on; nothing is written while a record is read
+    const std::byte* ahead_ =
+        nullptr;  // the source's own bytes from aheadAt_ on; nothing is written while a record is read
     std::uint64_t aheadAt_ = 0;
     std::size_t aheadCount_ = 0;
 };

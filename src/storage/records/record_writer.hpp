@@ -1,5 +1,5 @@
-// Puts one object's record together. Small fields are copied, large blocks are only referred to, and the whole record is
-// written to the file in one call.
+// Puts one object's record together. Small fields are copied, large blocks are only referred to, and the whole record
+// is written to the file in one call.
 #pragma once
 
 #include <optional>

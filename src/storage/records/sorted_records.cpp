@@ -64,7 +64,8 @@ std::optional<SortedRecords::Record> SortedRecords::Find(const GUID& id) const {
 
 std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
     std::vector<bool> found(ids.size());
-    constexpr std::size_t kLooks = 16;  // of one search; in the time of one look about as many records are read in order
+    constexpr std::size_t kLooks =
+        16;  // of one search; in the time of one look about as many records are read in order
     if (ids.size() * kLooks * kLooks < count_) {
         for (std::size_t at = 0; at < ids.size(); ++at) found[at] = Find(ids[at]).has_value();
         return found;

@@ -1,6 +1,6 @@
-// A table in the file: a 32-bit count, then records of one size, each beginning with an object ID, in ascending order of
-// these. The object directory and the lock counters are stored so. IDs are looked up in the file by bisection, so that the
-// size of the table hardly matters.
+// A table in the file: a 32-bit count, then records of one size, each beginning with an object ID, in ascending order
+// of these. The object directory and the lock counters are stored so. IDs are looked up in the file by bisection, so
+// that the size of the table hardly matters.
 #pragma once
 
 #include <memory>
@@ -24,8 +24,8 @@ public:
     };
 
     explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
-    // A table that the source will have once the file is committed; `content` is the whole table, or nothing where the file
-    // has no such table.
+    // A table that the source will have once the file is committed; `content` is the whole table, or nothing where the
+    // file has no such table.
     SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
 
     // Reads the count; one that the stream cannot hold fails with the read fault.

@@ -1,5 +1,5 @@
-// The tables that a document's file has beside the records of its objects. Both are SortedRecords; their rows are kept in
-// memory as they are in the file.
+// The tables that a document's file has beside the records of its objects. Both are SortedRecords; their rows are kept
+// in memory as they are in the file.
 #pragma once
 
 #include <cstdint>

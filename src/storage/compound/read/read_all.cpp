@@ -14,7 +14,7 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kAhead = 16;              // entries are prefetched so many steps before they are read
+constexpr std::size_t kAhead = 16;  // entries are prefetched so many steps before they are read
 constexpr std::size_t kReadAhead = std::size_t{256} * 1024;  // bytes, where the file is not mapped
 
 // A stream as one number, its first sector above its entry: ordered by these numbers, streams are read in file order.

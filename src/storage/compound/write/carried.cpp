@@ -65,7 +65,8 @@ private:
             std::array<char16_t, kMaxNameLength> buffer;
             found.push_back({siblings[i], FoldedName(entry.Name(buffer))});
         }
-        StableSort(found.begin(), found.end(), [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
+        StableSort(found.begin(), found.end(),
+                   [](const Sibling& a, const Sibling& b) { return a.name.Compare(b.name) < 0; });
         for (const Sibling& each : found) {
             CarriedMember& member = tree.members.emplace_back();
             std::copy_n(from_.At(each.id).bytes(), kEntrySize, member.entry.begin());

@@ -12,7 +12,8 @@ public:
     explicit TableEditor(ShadowPages& pages) : pages_(pages), perPage_(TableEntriesPerPage(pages.Shift())) {}
 
     void SetNext(SectorId sector, SectorId next);
-    // For a sector that stays in its chain. Corrupt where it is free: then another chain had it too and has released it.
+    // For a sector that stays in its chain. Corrupt where it is free: then another chain had it too and has released
+    // it.
     void Relink(SectorId sector, SectorId next);
     // Links each sector to the one after it, and the last one to next.
     void LinkRun(SectorId first, std::uint32_t count, SectorId next);
