@@ -55,8 +55,8 @@ void TakeWhole(SettingForm& form) {
     form.highest = std::numeric_limits<Number>::max();
 }
 
-bool IsSetting(const InterfaceDescription& interface, const MemberDescription& member) {
-    const std::string name = std::string(interface.name) + '.' + std::string(member.name);
+bool IsSetting(const InterfaceDescription& owner, const MemberDescription& member) {
+    const std::string name = std::string(owner.name) + '.' + std::string(member.name);
     return member.use == MemberUse::ReadWrite &&
            std::ranges::find(kGivenOtherwise, name) == std::end(kGivenOtherwise) &&
            (member.enumeration || member.type == "LONG" || member.type == "SHORT" || member.type == "float");
@@ -133,10 +133,10 @@ const InterfaceDescription& DescriptionOf(const GUID& interfaceId) {
     throw std::logic_error("an interface without description");
 }
 
-Settings SettingsIn(const InterfaceDescription& interface) {
+Settings SettingsIn(const InterfaceDescription& owner) {
     Settings settings;
-    for (const MemberDescription& member : interface.members) {
-        if (!IsSetting(interface, member)) continue;
+    for (const MemberDescription& member : owner.members) {
+        if (!IsSetting(owner, member)) continue;
         SettingForm form;
         form.id = member.id;
         form.name = std::string(member.name);

@@ -37,7 +37,7 @@ using Settings = std::vector<SettingForm>;
 // The settings of an interface: its own properties of numbers and choices that can be put, in its order, each place of
 // an indexed one by itself. Not those that the commands give in another way.
 const InterfaceDescription& DescriptionOf(const GUID& interfaceId);
-Settings SettingsIn(const InterfaceDescription& interface);
+Settings SettingsIn(const InterfaceDescription& owner);
 
 // Of a client's class.
 template <class Item>

@@ -124,8 +124,8 @@ void LoadOldest(Object& object, unsigned version) {
     LoadFields<Class>(object, reader, VersionWord(version));
 }
 
-const tables::Member* FindProperty(std::string_view interface, std::string_view name) {
-    for (const tables::Member& each : tables::FindInterface(interface)->members)
+const tables::Member* FindProperty(std::string_view interfaceName, std::string_view name) {
+    for (const tables::Member& each : tables::FindInterface(interfaceName)->members)
         if (each.name == name && each.kind == tables::Kind::Property) return &each;
     return nullptr;
 }
@@ -140,17 +140,17 @@ std::string PublicName(std::string_view member) {
 
 // A class's field table; all values are zeros in the records that older versions are tried with.
 template <class Class>
-std::string FieldTable(std::string_view interface) {
+std::string FieldTable(std::string_view interfaceName) {
     std::string table =
         "| order | field | type | unit | versions | older records | meaning |\n"
         "| --- | --- | --- | --- | --- | --- | --- |\n";
     int order = 0;
     const auto add = [&](std::string_view member, const auto& row) {
         const std::string name = row.property.empty() ? PublicName(member) : std::string(row.property);
-        const tables::Member* property = row.meaning.empty() ? FindProperty(interface, name) : nullptr;
+        const tables::Member* property = row.meaning.empty() ? FindProperty(interfaceName, name) : nullptr;
         if (row.meaning.empty() && !property)
             throw std::runtime_error(
-                std::string(member) + " is no property of " + std::string(interface) +
+                std::string(member) + " is no property of " + std::string(interfaceName) +
                 ": its row of the record table has to be Keeps(property, ...) or Private(meaning, ...)");
         const Ref<Object> object = ClassOf<Class>().create();
         const auto& field = static_cast<const Class&>(*object).*row.pointer;
@@ -215,10 +215,10 @@ std::map<std::string, std::string> Made() {
     std::map<std::string, std::string> made;
     std::string& classes = made["classes"] =
         "| class | class ID | written version word | kind |\n| --- | --- | --- | --- |\n";
-    const auto record = [&]<class Class>(std::string_view interface, std::type_identity<Class>) {
+    const auto record = [&]<class Class>(std::string_view interfaceName, std::type_identity<Class>) {
         const std::string name = ToUtf8(ClassOf<Class>().name);
         try {
-            made["fields of " + name] = FieldTable<Class>(interface);
+            made["fields of " + name] = FieldTable<Class>(interfaceName);
         } catch (const std::exception& error) {
             throw std::runtime_error(name + ": " + error.what());
         }

@@ -189,21 +189,21 @@ const Enumeration* FindEnumeration(std::string_view name) {
     return nullptr;
 }
 
-const Coclass* CoclassOf(std::string_view interface) {
+const Coclass* CoclassOf(std::string_view interfaceName) {
     for (const Coclass& each : Coclasses())
-        if (each.defaultInterface == interface) return &each;
+        if (each.defaultInterface == interfaceName) return &each;
     return nullptr;
 }
 
-const Class* ClassOf(std::string_view interface) {
+const Class* ClassOf(std::string_view interfaceName) {
     for (const Class& each : Classes())
-        if (each.interface == interface) return &each;
+        if (each.interfaceName == interfaceName) return &each;
     return nullptr;
 }
 
-std::vector<Slot> SlotsOf(const Interface& interface) {
+std::vector<Slot> SlotsOf(const Interface& owner) {
     std::vector<Slot> slots;
-    for (const Member& member : interface.members) {
+    for (const Member& member : owner.members) {
         if (member.kind != Kind::Property) {
             slots.push_back({member, Slot::Calls, member.help.get});
             continue;

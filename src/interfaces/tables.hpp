@@ -100,12 +100,12 @@ struct Coclass {
 struct Class {
     enum Kind { Root, Collection, Item };
     Kind kind;
-    std::string_view name, interface, id, folder, member, title;  // of a collection: the class of its members
+    std::string_view name, interfaceName, id, folder, member, title;  // of a collection: the class of its members
 };
 
 // The class behind a shared base interface.
 struct BaseClass {
-    std::string_view name, interface, header;
+    std::string_view name, interfaceName, header;
 };
 
 // The type library that describes all of them.
@@ -125,10 +125,10 @@ const std::vector<BaseClass>& BaseClasses();
 // Null where no table declares the name.
 const Interface* FindInterface(std::string_view name);
 const Enumeration* FindEnumeration(std::string_view name);
-const Coclass* CoclassOf(std::string_view interface);
-const Class* ClassOf(std::string_view interface);
+const Coclass* CoclassOf(std::string_view interfaceName);
+const Class* ClassOf(std::string_view interfaceName);
 
 // The slots that an interface adds to its base, in order.
-std::vector<Slot> SlotsOf(const Interface& interface);
+std::vector<Slot> SlotsOf(const Interface& owner);
 
 }  // namespace lumvex::tables

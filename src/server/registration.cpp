@@ -1,5 +1,7 @@
 #include "server/registration.hpp"
 
+#include <cwchar>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -125,11 +127,10 @@ HRESULT UnregisterLibrary(const std::wstring& module) {
 
 const wchar_t kUserClasses[] = L"Software\\Classes";
 
-#define LX_LIBRARY(name, id, major, minor, help) \
-    const wchar_t kLibraryKey[] =                \
-        L"TypeLib\\{" LX_WIDE_TEXT(id) L"}\\" LX_WIDE_NUMBER(major) L"." LX_WIDE_NUMBER(minor);
-#define LX_WIDE_NUMBER(number) LX_WIDE_TEXT2(#number)
-#include "interfaces/tables/library.def"
+std::wstring WideIdText(const GUID& id) {
+    const std::u16string text = ToText(id);
+    return {text.begin(), text.end()};
+}
 
 // The keys that the system writes for the type library: its own, and one for each interface in it.
 HRESULT FindLibraryKeys(const std::wstring& module, std::vector<std::wstring>& keys) {
@@ -137,19 +138,22 @@ HRESULT FindLibraryKeys(const std::wstring& module, std::vector<std::wstring>& k
     std::wstring path;
     HRESULT status = LoadLibraryOf(module, path, library.Out());
     if (FAILED(status)) return status;
-    keys.push_back(kLibraryKey);
+    TLIBATTR* attributes = nullptr;
+    status = library->GetLibAttr(&attributes);
+    if (FAILED(status)) return status;
+    wchar_t version[32];  // the system writes it in hexadecimal
+    std::swprintf(version, std::size(version), L"%x.%x", attributes->wMajorVerNum, attributes->wMinorVerNum);
+    keys.push_back(L"TypeLib\\" + WideIdText(attributes->guid) + L"\\" + version);
+    library->ReleaseTLibAttr(attributes);
     for (UINT i = 0, count = library->GetTypeInfoCount(); i < count; ++i) {
         Ref<ITypeInfo> type;
-        TYPEATTR* attributes = nullptr;
+        TYPEATTR* description = nullptr;
         status = library->GetTypeInfo(i, type.Out());
-        if (SUCCEEDED(status)) status = type->GetTypeAttr(&attributes);
+        if (SUCCEEDED(status)) status = type->GetTypeAttr(&description);
         if (FAILED(status)) return status;
-        const GUID id = attributes->guid;
-        const bool isInterface = attributes->typekind == TKIND_INTERFACE || attributes->typekind == TKIND_DISPATCH;
-        type->ReleaseTypeAttr(attributes);
-        if (!isInterface) continue;
-        const std::u16string text = ToText(id);
-        keys.push_back(L"Interface\\" + std::wstring(text.begin(), text.end()));
+        if (description->typekind == TKIND_INTERFACE || description->typekind == TKIND_DISPATCH)
+            keys.push_back(L"Interface\\" + WideIdText(description->guid));
+        type->ReleaseTypeAttr(description);
     }
     return S_OK;
 }
@@ -178,7 +182,7 @@ private:
 
 HRESULT RegisterBelow(const RegistryKey& root, const std::wstring& module, bool forUser) {
     std::vector<std::wstring> classKeys, libraryKeys;
-    for (const Creatable& each : kCreatable)
+    for (const Creatable& each : CreatableClasses())
         classKeys.insert(classKeys.end(), {L"CLSID\\" + each.clsid, each.progId, each.versionedProgId});
     HRESULT status = FindLibraryKeys(module, libraryKeys);
 

@@ -144,10 +144,10 @@ void CheckAction(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), con
 
 struct CheckSlot {
     template <class I, class... Args, bool kHasResult>
-    void operator()(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), std::string_view interface,
+    void operator()(I* object, HRESULT (STDMETHODCALLTYPE I::*member)(Args...), std::string_view interfaceName,
                     std::size_t place, std::bool_constant<kHasResult>) const {
-        const tables::Slot slot = tables::SlotsOf(*tables::FindInterface(interface))[place];
-        const std::string name = std::string(interface) + "::" + std::string(slot.member.name);
+        const tables::Slot slot = tables::SlotsOf(*tables::FindInterface(interfaceName))[place];
+        const std::string name = std::string(interfaceName) + "::" + std::string(slot.member.name);
         if (slot.use == tables::Slot::Puts) return;
         if constexpr (kHasResult) {
             std::vector<bool> needed;
@@ -167,14 +167,14 @@ private:
     }
 };
 
-void CheckMembers(std::string_view interface, IDispatch* object) {
+void CheckMembers(std::string_view interfaceName, IDispatch* object) {
     CheckSlot check;
-    VisitSlots(interface, object, check);
+    VisitSlots(interfaceName, object, check);
 }
 
 // ---- every class ----
 
-void CheckClass(const ClassInfo& info, std::string_view interface) {
+void CheckClass(const ClassInfo& info, std::string_view interfaceName) {
     SCOPED_TRACE(ToUtf8(info.name));
     const std::size_t before = LiveObjects();
     {
@@ -183,7 +183,7 @@ void CheckClass(const ClassInfo& info, std::string_view interface) {
         ASSERT_EQ(object->Dispatch()->QueryInterface(info.interfaceId, reinterpret_cast<void**>(published.Out())),
                   S_OK);
         // Of items and collections this is one without a place in any document: whatever needs one fails.
-        CheckMembers(interface, published.get());
+        CheckMembers(interfaceName, published.get());
 
         const auto unknown = published.As<IUnknown>();
         EXPECT_EQ(unknown, published.As<IDispatch>().template As<IUnknown>()) << "one identity";
@@ -209,7 +209,7 @@ void CheckClass(const ClassInfo& info, std::string_view interface) {
 
 TEST(Contract, HoldsForEveryMemberOfEveryClass) {
     for (const tables::Class& each : tables::Classes())
-        CheckClass(*FindClass(*ParseGuid(FromUtf8("{" + std::string(each.id) + "}"))), each.interface);
+        CheckClass(*FindClass(*ParseGuid(FromUtf8("{" + std::string(each.id) + "}"))), each.interfaceName);
     TakeErrorInfo();
 }
 

@@ -33,11 +33,11 @@ std::vector<ClassTable> Make() {
     std::map<std::string_view, ClassTable*> byInterface, byName;
     for (std::size_t at = 0; at < all.size(); ++at) {
         all[at].name = rows[at].name;
-        all[at].interfaceName = rows[at].interface;
+        all[at].interfaceName = rows[at].interfaceName;
         all[at].kind = static_cast<Kind>(rows[at].kind);
         all[at].classId = IdOf("{" + std::string(rows[at].id) + "}");
-        all[at].interfaceId = IdOf("{" + std::string(interfaces.at(rows[at].interface)->iid) + "}");
-        byInterface[rows[at].interface] = &all[at];
+        all[at].interfaceId = IdOf("{" + std::string(interfaces.at(rows[at].interfaceName)->iid) + "}");
+        byInterface[rows[at].interfaceName] = &all[at];
         byName[rows[at].name] = &all[at];
     }
     const auto pointedAt = [&](std::string_view type) -> ClassTable* {

@@ -320,17 +320,18 @@ TEST_P(TypeLibrary, BindsNamesAsTheObjectsDo) {
     };
     for (const tables::Class& each : tables::Classes()) {
         const inside::ClassInfo* info = inside::FindClass(*ParseGuid(FromUtf8("{" + std::string(each.id) + "}")));
-        check(each.interface, info->create()->Dispatch());
+        check(each.interfaceName, info->create()->Dispatch());
     }
 }
 
 // A pointer to a virtual member holds where in the function table it leads, and 1 more.
 struct CheckOffset {
     template <class I, class Member, class HasResult>
-    void operator()(I*, Member member, std::string_view interface, std::size_t place, HasResult) const {
+    void operator()(I*, Member member, std::string_view interfaceName, std::size_t place, HasResult) const {
         std::size_t raw = 0;
         std::memcpy(&raw, &member, sizeof raw);
-        EXPECT_EQ(raw - 1, (SlotCount(tables::FindInterface(interface)->base) + place) * sizeof(void*)) << interface;
+        EXPECT_EQ(raw - 1, (SlotCount(tables::FindInterface(interfaceName)->base) + place) * sizeof(void*))
+            << interfaceName;
     }
 };
 

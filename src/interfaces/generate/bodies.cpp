@@ -91,7 +91,7 @@ void PrintBody(std::ostream& out, const Slot& slot) {
 
 const BaseClass* BaseClassOf(std::string_view interface) {
     for (const BaseClass& each : BaseClasses())
-        if (each.interface == interface) return &each;
+        if (each.interfaceName == interface) return &each;
     return nullptr;
 }
 
@@ -144,7 +144,7 @@ void PrintBodies(std::ostream& out, const Interface& interface) {
 }
 
 void PrintSharedCalls(std::ostream& out, const BaseClass& plain) {
-    const Interface& interface = *FindInterface(plain.interface);
+    const Interface& interface = *FindInterface(plain.interfaceName);
     out << "// The methods of " << interface.name << " for all classes. Printed from the interface tables.\n#include \""
         << plain.header << "\"\n#include \"core/published/boundary.hpp\"\n#include \"published/" << interface.name
         << ".hpp\"\n\nnamespace lumvex::inside {\n\n";

@@ -7,12 +7,12 @@ void PrintClass(std::ostream& out, const Class& row) {
     static constexpr const char* kMakers[] = {"RootInfo", "CollectionInfo", "ItemInfo"};
     const std::string name(row.name);
     out << "// How the registry knows " << name << ". Printed from the class list.\n#include \"" << row.folder << "/"
-        << name.substr(1) << ".hpp\"\n#include \"model/class_row.hpp\"\n#include \"published/"
-        << row.interface << ".hpp\"\n#include \"published/classes.hpp\"\n\nnamespace lumvex::inside {\n\n";
+        << name.substr(1) << ".hpp\"\n#include \"model/class_row.hpp\"\n#include \"published/" << row.interfaceName
+        << ".hpp\"\n#include \"published/classes.hpp\"\n\nnamespace lumvex::inside {\n\n";
     out << "template <>\nconst ClassInfo& ClassOf<" << name
         << ">() noexcept {\n    static const ClassInfo info = " << kMakers[row.kind] << "<" << name << ", "
-        << row.interface << (row.kind == Class::Collection ? ", " + std::string(row.member) : "") << ">(\n        u\""
-        << name << "\", " << GuidInitialiser(row.id);
+        << row.interfaceName << (row.kind == Class::Collection ? ", " + std::string(row.member) : "")
+        << ">(\n        u\"" << name << "\", " << GuidInitialiser(row.id);
     if (row.kind == Class::Collection) out << ", u\"" << row.title << "\"";
     out << ");\n    return info;\n}\n\n}  // namespace lumvex::inside\n";
 }

@@ -60,7 +60,8 @@ void Check() {
                 if (&one != &other && !one.word.empty() && one.word == other.word)
                     Refuse(each.name, one.name, "has the word of " + std::string(other.name));
     for (const Class& each : Classes())
-        if (!FindInterface(each.interface)) Refuse(each.name, each.interface, "is an interface that no table declares");
+        if (!FindInterface(each.interfaceName))
+            Refuse(each.name, each.interfaceName, "is an interface that no table declares");
 }
 
 void PrintAll(const Directory& directory) {
@@ -74,7 +75,7 @@ void PrintAll(const Directory& directory) {
         directory.Put("made/published/" + name + "_dispatch.cpp", [&](std::ostream& out) { PrintDispatch(out, each); });
     }
     for (const BaseClass& each : BaseClasses())
-        directory.Put("made/published/" + std::string(each.interface) + ".cpp",
+        directory.Put("made/published/" + std::string(each.interfaceName) + ".cpp",
                       [&](std::ostream& out) { PrintSharedCalls(out, each); });
     for (const Class& each : Classes())
         directory.Put("made/published/" + std::string(each.name) + ".cpp",

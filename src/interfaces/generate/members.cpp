@@ -74,7 +74,7 @@ struct MemberDescription {
     // name with "*" behind it; "void" for none.
     std::string_view type;
     const EnumerationDescription* enumeration;  // of its type; null for another
-    const InterfaceDescription* interface;      // of the object that it answers; null for another and for IUnknown
+    const InterfaceDescription* objectInterface;  // of the object that it answers; null for another and for IUnknown
     std::span<const ParameterDescription> parameters;
     std::string_view unit;  // "Hz"; empty where the value has none
     bool hasRange;          // are there values that mean nothing?
@@ -105,7 +105,7 @@ struct ClassDescription {
     std::string_view name;  // "CMeasurement"
     Kind kind;
     std::string_view id;  // as the file and its object directory have it
-    const InterfaceDescription* interface;
+    const InterfaceDescription* ownInterface;
     const ClassDescription* member;  // of a collection: the class of its members
     std::string_view title;          // of a collection: its name
     std::string_view progId;         // of a root: by which scripts create it, without version
@@ -128,9 +128,9 @@ constexpr const EnumerationDescription* FindEnumerationDescription(std::string_v
 }
 
 // The class that offers an interface; IConfigs and IConfig stand outside the tree and have none.
-constexpr const ClassDescription* FindClassDescription(std::string_view interface) {
+constexpr const ClassDescription* FindClassDescription(std::string_view interfaceName) {
     for (const ClassDescription& each : kClasses)
-        if (each.interface->name == interface) return &each;
+        if (each.ownInterface->name == interfaceName) return &each;
     return nullptr;
 }
 
@@ -229,9 +229,9 @@ void PrintClassRows(std::ostream& out) {
     out << "// ---- the classes ----\n\ninline constexpr ClassDescription kClasses[" << Classes().size() << "] = {\n";
     static constexpr const char* kKinds[] = {"Root", "Collection", "Item"};
     for (const Class& each : Classes()) {
-        const Coclass* coclass = CoclassOf(each.interface);
+        const Coclass* coclass = CoclassOf(each.interfaceName);
         out << "    {" << Quoted(each.name) << ", ClassDescription::Kind::" << kKinds[each.kind] << ", "
-            << Quoted(each.id) << ", " << AddressIn(Interfaces(), "kInterfaces", each.interface) << ", "
+            << Quoted(each.id) << ", " << AddressIn(Interfaces(), "kInterfaces", each.interfaceName) << ", "
             << AddressIn(Classes(), "kClasses", each.member) << ", " << Quoted(each.title) << ", "
             << Quoted(coclass ? coclass->progId : "") << ", " << Quoted(coclass ? coclass->description : "") << "},\n";
     }

@@ -19,9 +19,9 @@ void PrintSlots(std::ostream& out) {
         out << "}\n";
     }
     out << "\n// The same for an object that is known to offer the interface of this name.\ntemplate <class Visitor>\n"
-           "void VisitSlots(std::string_view interface, ::IDispatch* object, Visitor& visit) {\n";
+           "void VisitSlots(std::string_view interfaceName, ::IDispatch* object, Visitor& visit) {\n";
     for (const Interface& each : Interfaces())
-        out << "    if (interface == \"" << each.name << "\") VisitSlots(static_cast<::" << each.name
+        out << "    if (interfaceName == \"" << each.name << "\") VisitSlots(static_cast<::" << each.name
             << "*>(object), visit);\n";
     out << "}\n\n}  // namespace lumvex::tests\n";
 }
