@@ -23,7 +23,7 @@ TEST(HashIndex, FindsWhatAMapFindsWhateverIsAddedRenumberedAndRemoved) {
             index.Add(hash, next);
             hashes[next++] = hash;
         } else {
-            const auto chosen = std::next(hashes.begin(), random() % hashes.size());
+            const auto chosen = std::next(hashes.begin(), static_cast<std::ptrdiff_t>(random() % hashes.size()));
             const auto [number, hash] = *chosen;
             hashes.erase(chosen);
             if (random() % 2 == 0) {

@@ -17,7 +17,7 @@ struct Field {
     unsigned since;
     const char* property;  // empty: no property answers it
     std::string hex;       // in the record
-    std::string stored, lacking = "";
+    std::string stored, lacking{};
     unsigned until = kNow;  // the first version without it
 };
 

@@ -24,7 +24,7 @@ bool Overloads(const Interface& owner, const Member& member) {
 }
 
 std::string MemberPointer(const Interface& interface, const Slot& slot) {
-    const std::string pointer = "&" + std::string(interface.name) + "::" + SlotName(slot);
+    std::string pointer = "&" + std::string(interface.name) + "::" + SlotName(slot);
     if (!Overloads(interface, slot.member)) return pointer;
     Texts types;
     for (const Parameter& each : slot.member.parameters) types.emplace_back(each.type);

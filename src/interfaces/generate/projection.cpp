@@ -36,7 +36,7 @@ std::string DefaultOf(const Parameter& parameter) {
 }
 
 std::string ClientArgument(std::string_view type, std::string_view name) {
-    const std::string given(name);
+    std::string given(name);
     if (type == "BSTR") return "Bstr(" + given + ").get()";
     if (type == "IUnknown*") return given + ".Pointer()";
     if (IsPointer(type)) return given + ".Get()";

@@ -10,7 +10,7 @@ namespace lumvex::tests {
 class Elsewhere {
 public:
     template <class Work>
-    explicit Elsewhere(Work&& work) : child_(::fork()) {
+    explicit Elsewhere(const Work& work) : child_(::fork()) {
         if (child_ == 0) ::_exit(Run(work) & 0xFF);
     }
     // The low byte of what the work answered.
