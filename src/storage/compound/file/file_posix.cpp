@@ -347,9 +347,9 @@ std::shared_ptr<SystemFile> Open(const fs::path& path, Access access) {
     return opened;
 }
 
-std::unique_ptr<File> FileAt(const fs::path& path, std::shared_ptr<SystemFile> opened, Access access) {
+std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemFile>& opened, Access access) {
     const int fd = static_cast<const Descriptor&>(*opened).Number();
-    return std::make_unique<PosixFile>(std::move(opened), fd, access, path, true);
+    return std::make_unique<PosixFile>(opened, fd, access, path, true);
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, std::shared_ptr<SystemFile> replaced) {

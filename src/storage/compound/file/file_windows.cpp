@@ -450,7 +450,7 @@ std::shared_ptr<SystemFile> Open(const fs::path& path, Access access) {
     return std::make_shared<OpenedHandle>(std::move(file));
 }
 
-std::unique_ptr<File> FileAt(const fs::path& path, std::shared_ptr<SystemFile> opened, Access access) {
+std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemFile>& opened, Access access) {
     return std::make_unique<WindowsFile>(std::static_pointer_cast<OpenedHandle>(opened), access, path, true);
 }
 

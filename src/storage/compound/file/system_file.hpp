@@ -49,7 +49,7 @@ namespace system {
 [[nodiscard]] std::shared_ptr<SystemFile> Open(const std::filesystem::path& path, Access access);
 
 // The file at this path, which was opened by Open and locked for this access.
-[[nodiscard]] std::unique_ptr<File> FileAt(const std::filesystem::path& path, std::shared_ptr<SystemFile> opened,
+[[nodiscard]] std::unique_ptr<File> FileAt(const std::filesystem::path& path, const std::shared_ptr<SystemFile>& opened,
                                            Access access);
 
 // A new file, locked for this access, that takes the target's place at TakeName(). replaced: the locked file that has
