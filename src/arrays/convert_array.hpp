@@ -22,7 +22,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
 // stored.
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type);
 
-inline constexpr std::size_t kMostForEmptyRows = std::size_t{1} << 26;
+inline constexpr std::size_t kMostForEmptyRows = std::size_t{1} << 23;
 
 // One array of LX_R4, LX_R8 or LX_VT whose columns are the given arrays, or their first channels, with lower bounds 0.
 // It has as many rows as the longest of them; the rest of a shorter column is zero bytes. Fails with 4004 for a column
