@@ -166,7 +166,7 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
 
 TEST(SoundFiles, GiveBackTheSameBits) {
     constexpr auto kImpulse = MeasurementFile::Kind::Impulse;
-    ExpectSameBits({{"e.wav", kImpulse, 1, 1}, {"f.wav", kImpulse, 65537, 3}, {"g.WAV", kImpulse, 3, 1024}});
+    ExpectSameBits({{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
 }
 
 TEST(SoundFiles, OfTheSamplesHoldTheDistancesTheyAreMadeFrom) {

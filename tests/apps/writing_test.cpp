@@ -11,7 +11,11 @@ TEST(Writing, GivesBackTheSameBits) {
     ExpectSameBits({{"a.frd", Kind::Response, 1, 2},
                     {"b.TXT", Kind::Calibration, 20000, 3},
                     {"c.csv", Kind::Response, 20000, 3},
-                    {"d.csv", Kind::Calibration, 5, 2}});
+                    {"d.csv", Kind::Calibration, 5, 2},
+                    {"e.txt", Kind::Impulse, 5, 1},
+                    {"f.csv", Kind::Impulse, 20000, 3},
+                    {"g.txt", Kind::Data, 20000, 1},
+                    {"h.csv", Kind::Data, 3, 256}});
 }
 
 TEST(Writing, KeepsWhatACalibrationSays) {
@@ -65,8 +69,9 @@ TEST(Writing, RefusesWhatTheFormatCannotHoldAndLeavesTheOldFile) {
          "expected 2 or 3 columns (frequency, level, phase) for a text file, found 4"},
         {"a.csv", Table(Kind::Response, 1, {1, 2}),
          "expected 2 or 3 columns (frequency, level, phase) for a text file, found 1"},
-        {"a.frd", Table(Kind::Impulse, 2, {1, 2}),
-         "expected a frequency response for a text file, found an impulse response; .wav holds those"},
+        {"a.frd", noRate, "expected a sample rate above 0 for an impulse response, found 0"},
+        {"a.txt", Table(Kind::Data, 257, std::vector<float>(257)),
+         "expected at most 256 columns for a text file, found 257"},
         {"a.frd", Table(Kind::Response, 2, {}), "there are no values to write"},
         {"a.frd", Table(Kind::Response, 2, {1, 2, 3, nan}), "the value in row 2, column 2 is not a finite number"},
         {"a.frd", wrongCount, "expected 2 x 2 values, found 3"},

@@ -57,10 +57,10 @@ std::fstream Open(const fs::path& named, const fs::path& path, std::ios::openmod
     return stream;
 }
 
-std::string ReadUpTo(const fs::path& path, std::fstream& in, std::uintmax_t length) {
-    std::string bytes(static_cast<std::size_t>(length), '\0');
+std::string Beginning(const fs::path& path, std::istream& in) {
+    std::string bytes(kBeginning, '\0');
     errno = 0;
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    in.read(bytes.data(), kBeginning);
     if (in.bad()) throw FileError(path, LastSystemError());
     bytes.resize(static_cast<std::size_t>(in.gcount()));
     in.clear();
@@ -83,16 +83,13 @@ void CheckTable(const fs::path& path, const MeasurementFile& file) {
 
 }  // namespace
 
-MeasurementFile ReadMeasurementFile(const fs::path& path) {
+MeasurementFile ReadMeasurementFile(const fs::path& path, const ReadOptions& options) {
     CheckIsFile(path);
     std::fstream in = Open(path, path, std::ios::in);
-    std::error_code error;
-    const std::uintmax_t length = fs::file_size(path, error);
-    if (error) throw FileError(path, error);
-    const std::string beginning = ReadUpTo(path, in, std::min<std::uintmax_t>(length, kBeginning));
+    const std::string beginning = Beginning(path, in);
     if (beginning.empty()) throw FileError(path, "the file is empty");
 
-    MeasurementFile file = IsSound(beginning, path) ? ReadSound(path, in) : ReadText(path, ReadUpTo(path, in, length));
+    MeasurementFile file = IsSound(beginning, path) ? ReadSound(path, in) : ReadText(path, in, options);
     file.name = Utf8(path.stem());
     file.modified = DateOf(path);
     return file;

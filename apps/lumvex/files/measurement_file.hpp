@@ -19,7 +19,8 @@ struct MeasurementFile {
     enum class Kind {
         Response,     // frequency, level and perhaps phase
         Calibration,  // the same, of a microphone
-        Impulse       // one column per channel
+        Impulse,      // one column per channel
+        Data          // numbers as they are, in any number of columns
     };
 
     std::string name;          // valid UTF-8: the file's name without its extension
@@ -27,17 +28,30 @@ struct MeasurementFile {
     Kind kind = Kind::Response;
     std::int32_t sampleRate = 0;  // samples per second of an impulse response; 0 for text
     std::size_t rows = 0;         // at least 1 in a file
-    std::size_t columns = 0;      // 2 or 3 in text; the number of channels in sound
+    std::size_t columns = 0;      // 2 or 3 of a response or calibration; the number of channels
     std::vector<float> values;    // rows * columns, column after column, all finite: frequency in Hz, level in dB and
                                   // phase in degrees; or the channels, full scale -1..1
+    std::optional<double> startTime;          // of an impulse response: the time of its first sample in seconds, where
+                                              // the file states it
     std::optional<std::string> serialNumber;  // of a calibrated microphone
     std::optional<double> sensitivity;        // of a calibrated microphone, in dB: relative to what the file says (full
                                               // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
+    std::string header;              // of text: the lines of words above the numbers, as valid UTF-8
+    std::vector<std::string> notes;  // what reading left out or changed, in words
+};
+
+// What to do where a file does not say all about itself.
+struct ReadOptions {
+    std::optional<MeasurementFile::Kind> as = {};  // what a text file is; none: found out
+    std::vector<std::size_t> columns = {};         // of text, from 1, in this order; empty: all
+    std::optional<char> decimalMark = {};          // of text, '.' or ','; none: found out
+    std::int32_t sampleRate = 0;                   // of an impulse response in text, in Hz; 0: as the file says
+    bool force = false;                            // take frequencies that do not rise or are not above 0
 };
 
 // Reads a file. Its content decides what it is, and its extension where the content does not tell. Throws FileError for
 // missing, unreadable, empty or damaged files and, with the line, for data that cannot be understood.
-[[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path);
+[[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path, const ReadOptions& options = {});
 
 // Writes a file. The extension decides the format: .frd and .txt (tabs), .csv (commas) for responses and calibrations,
 // .wav (32-bit float) for impulse responses. Reading the file back gives the same bits. Throws FileError, and leaves a
