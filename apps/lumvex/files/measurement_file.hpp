@@ -1,5 +1,5 @@
 // A measurement file as one table of numbers: frequency responses and microphone calibrations kept as text, impulse
-// responses kept as sound. Reading accepts what measurement programs really write; writing is strict and replaces the
+// responses kept as sound or text. Reading accepts what measurement programs really write; writing is strict and replaces the
 // old file only when the new one is complete.
 #pragma once
 
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,6 +39,7 @@ struct MeasurementFile {
                                               // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
     std::string header;              // of text: the lines of words above the numbers, as valid UTF-8
     std::vector<std::string> notes;  // what reading left out or changed, in words
+    std::size_t rounded = 0;         // values that the file has more exactly than as 32-bit floats
 };
 
 // What to do where a file does not say all about itself.
@@ -53,9 +55,32 @@ struct ReadOptions {
 // missing, unreadable, empty or damaged files and, with the line, for data that cannot be understood.
 [[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path, const ReadOptions& options = {});
 
-// Writes a file. The extension decides the format: .frd and .txt (tabs), .csv (commas) for responses and calibrations,
-// .wav (32-bit float) for impulse responses. Reading the file back gives the same bits. Throws FileError, and leaves a
-// file that was there as it was, when the table does not fit the format or the file cannot be written.
-void WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file);
+// The same from a stream that can seek, such as what came through a pipe. The path is for messages, and its extension as
+// that of a file; name and date are left as they are.
+[[nodiscard]] MeasurementFile ReadMeasurement(const std::filesystem::path& path, std::iostream& in,
+                                              const ReadOptions& options = {});
+
+enum class FileFormat { Tabs, Commas, Wav, Flac };
+
+// How sound is written. Samples from -1 to 1 fit into whole numbers; floats give back the same bits.
+enum class SampleBits { Whole16, Whole24, Whole32, Float };
+
+struct WriteOptions {
+    std::optional<SampleBits> bits = {};  // none: floats in .wav, 24 bits in .flac
+};
+
+// The format of a path's extension: .frd and .txt (tabs) and .csv (commas) for text, .wav and .flac for impulse
+// responses. Throws FileError for any other.
+[[nodiscard]] FileFormat FormatOf(const std::filesystem::path& path);
+
+// Writes a file, and gives it the table's date unless that is 0. Reading text and 32-bit floats back gives the same
+// bits. Returns how many samples had to be rounded. Throws FileError, and leaves a file that was there as it was, when
+// the table does not fit the format or the file cannot be written.
+std::size_t WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file,
+                                 const WriteOptions& options = {});
+
+// The same into a stream that can seek. The path is for messages.
+std::size_t WriteMeasurement(const std::filesystem::path& path, std::iostream& out, FileFormat format,
+                             const MeasurementFile& file, const WriteOptions& options = {});
 
 }  // namespace lumvex::app
