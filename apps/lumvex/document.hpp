@@ -54,6 +54,7 @@ public:
     const std::filesystem::path& Path() const { return path_; }
     bool IsNew() const { return isNew_; }
     const Project* AsProject() const { return std::get_if<Project>(&document_); }
+    const AnyDocument& Any() const { return document_; }
     const Specifications* AsLibrary() const { return std::get_if<Specifications>(&document_); }
     void Save(const char* attempt);  // throws DocumentError; `attempt`: "cannot be saved, nothing was imported"
 

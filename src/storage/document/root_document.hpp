@@ -71,16 +71,6 @@ public:
         VisitChildFields(static_cast<Derived&>(*this), visit);
     }
     void Materialise() override { MaterialiseFields(static_cast<Derived&>(*this)); }
-
-private:
-    bool CarriesUnknown() const override {
-        bool carries = false;
-        ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, const auto&) {
-            if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>, KeptReference>)
-                carries = carries || field.reference.has_value();
-        });
-        return carries;
-    }
 };
 
 }  // namespace lumvex::inside

@@ -164,7 +164,6 @@ void DocumentSaver::RequireComplete() {
             });
         }
     };
-    if (tree_.Root().CarriesUnknown()) throw Failure(Message::DoesNotExist);
     checkBelow(tree_.Root());
     for (const Ref<Entry>& entry : tree_.Objects().LoadedEntries()) checkBelow(*entry->object);
 }
