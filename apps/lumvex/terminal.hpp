@@ -19,4 +19,8 @@ bool OutputHasReader();
 
 bool ErrorsGoToTerminal();
 
+// Take the bytes of standard input, or give those of standard output, as they are: some systems change line ends.
+void BinaryInput();
+void BinaryOutput();
+
 }  // namespace lumvex::app

@@ -21,4 +21,7 @@ bool OutputHasReader() {
 
 bool ErrorsGoToTerminal() { return ::isatty(STDERR_FILENO) != 0; }
 
+void BinaryInput() {}
+void BinaryOutput() {}
+
 }  // namespace lumvex::app

@@ -3,6 +3,7 @@
 #include <shellapi.h>
 // clang-format on
 
+#include <fcntl.h>
 #include <io.h>
 
 #include <cstdio>
@@ -32,5 +33,8 @@ void KeepRunningWithoutReader() {}  // writing without a reader only fails on th
 bool OutputHasReader() { return true; }
 
 bool ErrorsGoToTerminal() { return ::_isatty(::_fileno(stderr)) != 0; }
+
+void BinaryInput() { ::_setmode(::_fileno(stdin), _O_BINARY); }
+void BinaryOutput() { ::_setmode(::_fileno(stdout), _O_BINARY); }
 
 }  // namespace lumvex::app
