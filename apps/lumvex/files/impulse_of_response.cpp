@@ -50,16 +50,27 @@ Curve LevelsOf(const MeasurementFile& response) {
     return curve;
 }
 
-// In radians, unwrapped, from 0 Hz to the highest frequency.
+// In radians and without jumps of whole turns. A delay may turn the phase by more than half a turn from one frequency to
+// the next, where they are far apart: each is expected where the delay of the octave below would have it.
+std::vector<double> Unwrapped(std::span<const float> frequencies, std::span<const float> phases) {
+    std::vector<double> unwrapped{static_cast<double>(phases[0]) * kDegree};
+    std::size_t below = 0;  // the first row within an octave
+    for (std::size_t row = 1; row < phases.size(); ++row) {
+        const auto at = [&](std::size_t each) { return static_cast<double>(frequencies[each]); };
+        while (2 * at(below) < at(row - 1)) ++below;
+        const double slope =
+            below < row - 1 ? (unwrapped[row - 1] - unwrapped[below]) / (at(row - 1) - at(below)) : 0;
+        const double expected = unwrapped[row - 1] + slope * (at(row) - at(row - 1));
+        const double value = static_cast<double>(phases[row]) * kDegree;
+        unwrapped.push_back(expected + std::remainder(value - expected, 2 * std::numbers::pi));
+    }
+    return unwrapped;
+}
+
+// In radians, from 0 Hz to the highest frequency.
 Curve PhasesOf(const MeasurementFile& response, double highest) {
     const std::span<const float> frequencies = std::span(response.values).first(response.rows);
-    const std::span<const float> phases = std::span(response.values).subspan(2 * response.rows);
-    std::vector<double> unwrapped;
-    for (const float phase : phases) {
-        const double value = static_cast<double>(phase) * kDegree;
-        const double step = unwrapped.empty() ? 0 : std::remainder(value - unwrapped.back(), 2 * std::numbers::pi);
-        unwrapped.push_back(unwrapped.empty() ? value : unwrapped.back() + step);
-    }
+    const std::vector<double> unwrapped = Unwrapped(frequencies, std::span(response.values).subspan(2 * response.rows));
     Curve curve;
     curve.Add(0, std::round(unwrapped.front() / std::numbers::pi) * std::numbers::pi);
     for (std::size_t row = 0; row < response.rows; ++row)
