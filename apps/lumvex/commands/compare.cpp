@@ -87,7 +87,7 @@ private:
         for (const std::string& note : file.notes) std::cerr << Utf8(path) << ": " << note << '\n';
         bool isSame = false;
         for (const Node& item : ItemsFor(path, file)) {
-            const auto difference = DifferenceOf(file, FileFrom(item, *item.Type().Find("Data"), HeaderFor(file, item)));
+            const auto difference = DifferenceOf(file, FileFrom(item, *item.Type().Find("Data"), HeaderFor(item)));
             std::cout << NameOf(item) << ": " << (difference ? "differs: " + *difference : "the same")
                       << (difference ? "" : ", " + ShapeText(file.rows, file.columns)) << '\n';
             isSame |= !difference;
@@ -95,11 +95,10 @@ private:
         same_ += isSame;
     }
 
-    // What a header says is looked up for files alone that say such things.
-    std::string HeaderFor(const MeasurementFile& file, const Node& item) {
-        const bool says = file.kind == MeasurementFile::Kind::Calibration || file.startTime.has_value();
+    // What the document keeps of the header of a datum's file.
+    std::string HeaderFor(const Node& item) {
         const auto* project = std::get_if<Project>(&document_);
-        if (!says || !project || !item.As<Datum>() || !data_->Find(item.Name())) return {};
+        if (!project || !item.As<Datum>() || !data_->Find(item.Name())) return {};
         return HeaderBehind(project->Data(), data_->Place(item.Name()));
     }
 
