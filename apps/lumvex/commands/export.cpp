@@ -74,7 +74,7 @@ public:
                 if (!single) Refuse("standard output takes one item alone");
                 ToStandardOutput(sources_[0]);
             } else if (single && !IsFolder(arguments_.output)) {
-                ToFile(sources_[0], arguments_.output);
+                ToFile(FileFor(sources_[0]), arguments_.output);
             } else {
                 ToFolder();
             }
@@ -171,7 +171,7 @@ private:
     }
 
     void ToStandardOutput(const Source& source) {
-        const MeasurementFile file = FileFor(source);
+        MeasurementFile file = FileFor(source);
         const fs::path path = "stdout" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format);
         std::stringstream bytes;
         Write(path, file, [&](const MeasurementFile& written) {
@@ -184,15 +184,14 @@ private:
         std::cerr << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written\n";
     }
 
-    void ToFile(const Source& source, const fs::path& path) {
+    void ToFile(MeasurementFile file, const fs::path& path) {
         std::error_code ignored;
         if (!arguments_.force && fs::exists(fs::symlink_status(path, ignored)))
             throw FileError(path, "the file exists already; --force replaces it");
-        const MeasurementFile file = FileFor(source);
         Write(path, file, [&](const MeasurementFile& written) {
             return WriteMeasurementFile(path, written, OptionsOf(arguments_.bits));
         });
-        std::cout << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written to "
+        std::cout << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
                   << Utf8(path) << '\n';
     }
 
@@ -211,14 +210,15 @@ private:
         for (const Source& source : full) {
             progress_.Show(++done, full.size());
             Try(Shown(source.item.Name()), [&] {
+                MeasurementFile file = FileFor(source);
                 const std::string extension =
-                    arguments_.format.empty() ? ExtensionFor(FileFor(source)) : '.' + arguments_.format;
+                    arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format;
                 const fs::path path = arguments_.output / names.PathOf(done - 1, extension);
                 std::error_code error;
                 fs::create_directories(path.parent_path(), error);
                 if (error) throw FileError(path.parent_path(), error);
                 progress_.Clear();
-                ToFile(source, path);
+                ToFile(std::move(file), path);
                 ++written;
             });
         }
@@ -227,8 +227,8 @@ private:
     }
 
     MeasurementFile FileFor(const Source& source) const {
-        const Array array(source.item.Get(*source.property));
-        if (array.Type() == VT_UI1) Refuse(Shown(source.item.Name()) + " holds bytes, no numbers");
+        if (Array(source.item.Get(*source.property)).Type() == VT_UI1)
+            Refuse(Shown(source.item.Name()) + " holds bytes, no numbers");
         const auto* project = std::get_if<Project>(&document_.Any());
         const bool isDatum = project && source.place != 0;
         MeasurementFile file = FileFrom(source.item, *source.property,
@@ -240,14 +240,13 @@ private:
 
     // What a format of samples does not keep is told.
     template <class WriteFile>
-    void Write(const fs::path& path, const MeasurementFile& file, WriteFile write) {
+    void Write(const fs::path& path, MeasurementFile& file, WriteFile write) {
         if (!IsSound(FormatOf(path))) {
             write(file);
             return;
         }
-        MeasurementFile samples = file;
-        samples.kind = FileKind::Impulse;
-        const std::size_t rounded = write(samples);
+        file.kind = FileKind::Impulse;
+        const std::size_t rounded = write(file);
         if (rounded != 0)
             Tell(path, std::to_string(rounded) + " of " + std::to_string(file.values.size()) + " samples are rounded");
         if (file.startTime.value_or(0) != 0) Tell(path, "the start time is left out; .txt and .csv keep it");
