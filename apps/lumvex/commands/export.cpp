@@ -9,6 +9,7 @@
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "named_data.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -84,7 +85,7 @@ ExitStatus RunExport(const ExportArguments& arguments) {
             throw FileError(arguments.document, Quoted(arguments.name) + " has no array " + Quoted(arguments.array));
         const MeasurementFile file = FileOf(item, NumbersOf(*value), arguments.file);
         WriteMeasurementFile(arguments.file, file);
-        std::cout << Shown(item.As<Collectable>().Name()) << ": " << ShapeText(file.rows, file.columns)
+        Reports() << Shown(item.As<Collectable>().Name()) << ": " << ShapeText(file.rows, file.columns)
                   << " written to " << Utf8(arguments.file) << '\n';
         return kDone;
     });

@@ -11,6 +11,7 @@
 #include "files/text_encoding.hpp"
 #include "named_data.hpp"
 #include "progress_line.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -59,13 +60,12 @@ public:
         }
         progress_.Clear();
         if (imported_ != 0) document_.Save("cannot be saved, nothing was imported");
-        for (const std::string& report : reports_) std::cout << report << '\n';
         const std::string document = Utf8(arguments_.document);
         if (imported_ == 0) {
             std::cerr << document << ": nothing was imported; the document was not "
                       << (document_.IsNew() ? "created\n" : "changed\n");
         } else {
-            std::cout << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
+            Reports() << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
         }
         return imported_ == arguments_.files.size() ? kDone : kIncomplete;
     }
@@ -93,8 +93,10 @@ private:
     }
 
     void Add(std::span<const InputFile> files) {
-        Inside([&] { reports_.push_back(Report(destination_->Add(files))); });
+        const std::string report = Inside([&] { return Report(destination_->Add(files)); });
         imported_ += files.size();
+        progress_.Clear();
+        Reports() << report << '\n';
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
@@ -119,7 +121,6 @@ private:
     std::unique_ptr<Destination> destination_;
     ProgressLine progress_{"reading file"};
     std::size_t started_ = 0, imported_ = 0;
-    std::vector<std::string> reports_;  // one for each item that was made or replaced
 };
 
 }  // namespace
@@ -130,10 +131,10 @@ Command commands::Import() {
     return {
         .name = "import",
         .summary = "Import measurement files into a project or library",
+        .use = DocumentUse::Makes,
         .options =
             {DocumentOption(arguments->document,
-                            "the project or library; created when there is no such file, as a library where "
-                            "it is called .lvs"),
+                            "the project (.lvp) or library (.lvs); created when there is no such file"),
              {"FILE", &arguments->files, kShown, "measurement files", {.required = true}},
              {"--replace",
               &placement.replace,
