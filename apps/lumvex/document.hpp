@@ -72,6 +72,7 @@ public:
     const std::filesystem::path& Path() const { return path_; }
     bool IsNew() const { return isNew_; }
     const Project* AsProject() const { return std::get_if<Project>(&document_); }
+    const AnyDocument& Any() const { return document_; }
     const Specifications* AsLibrary() const { return std::get_if<Specifications>(&document_); }
     // Reports that a new document was created. With --dry-run it only says that nothing was saved. Throws
     // DocumentError; `attempt`: "cannot be saved, nothing was imported".
