@@ -85,7 +85,8 @@ class ToolTest(unittest.TestCase):
     def required_arguments(self, command, document):
         """What the command's help says it requires, with a sample as its file."""
         named = {"DOC": document, "FILE": CATALOGUE if command == "catalogue" else SAMPLES[0], "NAME": "woofer",
-                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "--config": "Bi amp", "--output": self.folder / "exported.csv"}
+                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric",
+                 "--config": "Bi amp", "--output": self.folder / "exported.csv"}
         for name in re.findall(r"^  (?:-\w,)?([-\w=]+)(?: [A-Z]+| \.\.\.)? REQUIRED", help_of(command), re.MULTILINE):
             yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
 
