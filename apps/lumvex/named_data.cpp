@@ -40,8 +40,7 @@ Datum NamedData::Find(std::u16string_view name) {
     return {};
 }
 
-Array NumbersOf(Variant data) {
-    Array array(std::move(data));
+Array NumbersOf(Array array) {
     if (!array.Empty() && array.Type() != VT_R4) throw Error(DISP_E_TYPEMISMATCH, "the array holds no numbers");
     return array;
 }

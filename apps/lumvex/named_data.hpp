@@ -56,8 +56,8 @@ void Store(const MeasurementFile& file, Item item) {
 // Says in words where the file and the datum differ first; nothing when every bit is the same.
 std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum& datum);
 
-// The array of a property's value. Throws Error unless it holds 32-bit floats or is empty.
-Array NumbersOf(Variant data);
+// The array itself. Throws Error unless it holds 32-bit floats or is empty.
+Array NumbersOf(Array array);
 
 std::string ShapeText(std::size_t rows, std::size_t columns);  // "480 x 3"
 

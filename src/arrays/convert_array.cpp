@@ -108,7 +108,7 @@ float FloatOf(const VARIANT& element) {
 }
 
 template <class From, class Convert>
-void ConvertElements(SAFEARRAY* array, std::vector<std::byte>& elements, Convert convert) {
+void ConvertElements(SAFEARRAY* array, std::span<std::byte> elements, Convert convert) {
     const std::size_t count = elements.size() / sizeof(float);
     const Access access(array);
     std::ranges::transform(access.As<const From>(count), reinterpret_cast<float*>(elements.data()), convert);
@@ -151,12 +151,11 @@ template <class Put>
 void EachNumber(const StoredArray& array, std::size_t count, Put put) {
     const std::size_t size = StoredArray::ElementSize(array.Type());
     std::vector<std::byte> copied;
-    const std::byte* elements = array.Elements().data();
     if (array.InFile()) {
         copied.resize(count * size);
         array.CopyTo(copied);
-        elements = copied.data();
     }
+    const std::byte* elements = array.InFile() ? copied.data() : array.Elements().data();
     if (array.Type() == VT_R4)
         EachOf<float>(elements, count, put);
     else if (array.Type() == VT_R8)
@@ -266,7 +265,7 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
 
 void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     if (value.vt == VT_EMPTY) {
-        slot.reset();
+        slot = nullptr;
         return;
     }
     if ((value.vt & VT_ARRAY) == 0) throw Failure(Message::NotAnArray);
@@ -277,10 +276,11 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
 
     const auto type = static_cast<VARTYPE>(value.vt & ~VT_ARRAY);
     const bool bytes = type == VT_UI1;
-    std::size_t count = 1;
-    for (const Dimension& dimension : dimensions) count *= dimension.count;
     CheckType(value.parray, type);
-    std::vector<std::byte> elements(count * (bytes ? 1 : sizeof(float)));
+    if (type != VT_R4 && !bytes)
+        for (Dimension& dimension : dimensions) dimension.lower = 0;
+    const Ref<StoredArray> made = StoredArray::Make(bytes ? VT_UI1 : VT_R4, dimensions);
+    const std::span<std::byte> elements = made->Room();
     switch (type) {
         case VT_R4:
         case VT_UI1: {
@@ -299,10 +299,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
             ConvertElements<VARIANT>(value.parray, elements, FloatOf);
             break;
     }
-    if (type != VT_R4 && type != VT_UI1)
-        for (Dimension& dimension : dimensions) dimension.lower = 0;
-    slot = std::make_shared<StoredArray>(bytes ? VARTYPE{VT_UI1} : VARTYPE{VT_R4}, std::move(dimensions),
-                                         std::move(elements));
+    slot = made;
 }
 
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {

@@ -82,7 +82,7 @@ ExitStatus RunExport(const ExportArguments& arguments) {
         const auto value = PropertyOf(item, FromUtf8(arguments.array));
         if (!value)
             throw FileError(arguments.document, Quoted(arguments.name) + " has no array " + Quoted(arguments.array));
-        const MeasurementFile file = FileOf(item, NumbersOf(*value), arguments.file);
+        const MeasurementFile file = FileOf(item, NumbersOf(Array(*value)), arguments.file);
         WriteMeasurementFile(arguments.file, file);
         std::cout << Shown(item.As<Collectable>().Name()) << ": " << ShapeText(file.rows, file.columns)
                   << " written to " << Utf8(arguments.file) << '\n';

@@ -110,7 +110,8 @@ void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& nam
 }
 
 bool ReadNumber(std::string_view field, float& value) {
-    return ParseNumber(field, field.find(',') == field.npos ? '.' : ',', value) == NumberState::Good;
+    const NumberStyle style = field.find(',') == field.npos ? NumberStyle::Point : NumberStyle::Comma;
+    return ParseNumber(field, style, value) == NumberState::Good;
 }
 
 std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names) {
