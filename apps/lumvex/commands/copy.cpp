@@ -84,7 +84,7 @@ Command commands::Copy() {
             .summary = "Copy objects with everything below them, in a document or into another one",
             .options = {DocumentOption(arguments->document, "the project or library; with --into it is only read"),
                         {"ADDRESS", &arguments->address, kShown, "the objects", {.required = true}},
-                        {"--into", &arguments->into, kFile, "another document; created when there is no such file"},
+                        {"--into", &arguments->into, kFile, "another document, made if there is no such file"},
                         {"--to",
                          &arguments->collection,
                          {"COLLECTION"},

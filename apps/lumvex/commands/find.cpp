@@ -152,8 +152,9 @@ ExitStatus RunFind(const FindArguments& arguments) {
     for (std::thread& each : threads) each = std::thread(work);
     for (std::thread& each : threads) each.join();
     if (arguments.json) PrintJson(std::cout, all);
-    std::cerr << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
-              << (documents.size() == 1 ? " document\n" : " documents\n");
+    if (documents.size() != 1)
+        std::cerr << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
+                  << " documents\n";
     return failed != 0 ? kDocumentFailed : found != 0 ? kDone : kIncomplete;
 }
 

@@ -87,7 +87,7 @@ private:
         if (depth >= depth_) return;
         for (const MemberDescription* each : ChildCollectionsOf(object.Type())) {
             const Node collection = object.Follow(*each);
-            if (collection.Count() != 0 && !IsEmptyTable(collection)) PrintCollection(collection, depth + 1);
+            if (!IsAsMade(collection, NewObject(object.Type()).Follow(*each))) PrintCollection(collection, depth + 1);
         }
     }
 
@@ -99,59 +99,76 @@ private:
         if (depth < depth_) Members(collection, [&](const Node& member) { Print(member, depth + 1); });
     }
 
-    // Members that are always there are told when one of them holds something.
-    static bool IsEmptyTable(const Node& collection) {
-        if (AddOf(collection.Type())) return false;
-        for (LONG place = 1; place <= collection.Count(); ++place) {
-            const Node member = collection.Member(place);
+    // Is the collection, with everything below it, as its owner had it when it was made?
+    bool IsAsMade(const Node& collection, const Node& made) {
+        const LONG count = collection.Count();
+        if (count != made.Count()) return false;
+        for (LONG place = 1; place <= count; ++place) {
+            const Node member = collection.Member(place), other = made.Member(place);
+            if (member.Name() != other.Name() || Told(member) != Told(other)) return false;
             for (const MemberDescription* each : ChildCollectionsOf(member.Type()))
-                if (member.Follow(*each).Count() != 0) return false;
+                if (!IsAsMade(member.Follow(*each), other.Follow(*each))) return false;
         }
         return true;
     }
 
-    // What is not as in a new item: shapes of arrays, targets of references, settings.
+    // What is not as in a new item: shapes of arrays, settings, targets of references; of links also that there is
+    // none. The main array and its sample rate come first.
     std::string Told(const Node& object) {
         if (object.Is(Kind::Root)) return {};
-        std::string arrays, references, settings;
-        bool isSampled = false;
+        std::string main, arrays, settings;
         for (const MemberDescription* member : ContentOf(object.Type())) {
-            if (const auto shape = IsArrayProperty(*member) ? ShapeOf(*object.Pointer(), *member) : std::nullopt) {
-                arrays +=
-                    "  " + (member->name == "Data" ? "" : std::string(member->name) + ' ') + ShapeText(shape->counts);
-                isSampled = true;
-            } else if (IsReference(*member)) {
-                const Node target = object.Follow(*member);
-                if (target)
-                    references +=
-                        "  " + std::string(member->name) + " -> " + TargetText(target, document_.Root(), paths_);
-            }
+            const auto shape = IsArrayProperty(*member) ? ShapeOf(*object.Pointer(), *member) : std::nullopt;
+            if (!shape) continue;
+            const bool isMain = member->name == "Data";
+            (isMain ? main : arrays) +=
+                "  " + (isMain ? "" : std::string(member->name) + ' ') + ShapeText(shape->counts);
+        }
+        const MemberDescription* rate = object.Type().Find("SampleRate");
+        if (!main.empty() && rate) {
+            const std::string value = ValueText(object, {rate, {}}, paths_);
+            if (value != "0") main += "  " + value + " Hz";
         }
         for (const MemberDescription* member : ContentOf(object.Type()))
-            if (IsSetting(*member)) settings += ChangedText(object, *member, isSampled);
-        return arrays + settings + references;
+            if (IsSetting(*member) && (main.empty() || member != rate)) settings += ChangedText(object, *member);
+        return main + arrays + settings + References(object);
+    }
+
+    std::string References(const Node& object) {
+        std::string text;
+        for (const MemberDescription* member : ShownProperties(object.Type())) {
+            if (!IsReference(*member) || !FindClassDescription(member->objectInterface->name) || !member->keptSince)
+                continue;
+            const Node target = object.Follow(*member);
+            if (target || IsLink(object))
+                text += "  " + std::string(member->name) + " -> " +
+                        (target ? TargetText(target, object.Root(), paths_) : "none");
+        }
+        return text;
+    }
+
+    static bool IsLink(const Node& item) {
+        const MemberDescription* isLink = item.Type().Find("IsLink");
+        return isLink && item.Get(*isLink).lVal == 1;
     }
 
     static bool IsSetting(const MemberDescription& member) {
-        return IsValue(member) && !IsArrayProperty(member) && member.name != "Name" && member.name != "Timestamp";
+        const bool isKept = member.keptSince || member.name == "Locks";
+        return isKept && IsValue(member) && !IsArrayProperty(member);
     }
 
-    // A sample rate is told where there are samples.
-    std::string ChangedText(const Node& object, const MemberDescription& member, bool isSampled) {
+    std::string ChangedText(const Node& object, const MemberDescription& member) {
         std::string text;
         for (const Property& place : PlacesOf(member)) {
             const std::string value = ValueText(object, place, paths_);
-            const bool isRate = member.name == "SampleRate";
-            if (isRate && isSampled && value != "0") text += "  " + value + " Hz";
-            if (!isRate && value != DefaultText(object, place))
-                text += "  " + place.Name() + '=' + Shown(FromUtf8(value));
+            if (value != DefaultText(object, place)) text += "  " + place.Name() + '=' + Shown(FromUtf8(value));
         }
         return text;
     }
 
     const std::string& DefaultText(const Node& object, const Property& place) {
         auto& known = defaults_[{place.member, place.indexes}];
-        if (!known) known = ValueText(NewItem(object.Type()), place, paths_);
+        if (!known) known = ValueText(NewObject(object.Type()), place, paths_);
         return *known;
     }
 
@@ -209,7 +226,8 @@ Command commands::Tree() {
                  {"--json", &arguments->json, {}, "print the tree as JSON"}},
             .details =
                 std::string(kAddressHelp) +
-                "\nCollections that have members are printed with their number. Behind an object follows what is not "
+                "\nCollections are printed with the number of their members, unless all is as when their owner was "
+                "made. Behind an object follows what is not "
                 "as in a new\n"
                 "one: the shapes of its arrays, rows x columns, the sample rate of samples, settings as \"set\" takes "
                 "them, and\n"

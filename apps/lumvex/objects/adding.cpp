@@ -24,32 +24,53 @@ const MemberDescription* PropertyFor(const InterfaceDescription& member, const I
 // Makes new items, and what they need, in one document of each kind.
 class Workshop {
 public:
+    // To be looked at.
+    const Node& AsMade(const InterfaceDescription& type) {
+        const ClassDescription* known = FindClassDescription(type.name);
+        Node& made = asMade_[&type];
+        if (made) return made;
+        if (known && known->kind == Kind::Root) {
+            made = NewRoot(*known);
+        } else if (const Node fixed = CollectionFor(type, true); fixed) {
+            made = fixed.Member(1);
+        } else {
+            made = Make(type);
+        }
+        return made;
+    }
+
+private:
+    // To make others in.
     const Node& Item(const InterfaceDescription& type) {
         Node& made = items_[&type];
         if (!made) made = Make(type);
         return made;
     }
 
-private:
     const Node& Root(const InterfaceDescription& type) {
-        Node& root = roots_[&type];
-        if (!root) {
-            const ClassDescription& known = *FindClassDescription(type.name);
-            void* object = nullptr;
-            Check(LumvexCreateInstance(*ParseGuid(FromUtf8('{' + std::string(known.id) + '}')), kIidOf<IDispatch>,
-                                       &object));
-            root = Node(Object(Ref<IDispatch>::Attach(static_cast<IDispatch*>(object))), type);
-        }
+        Node& root = items_[&type];
+        if (!root) root = NewRoot(*FindClassDescription(type.name));
         return root;
     }
 
-    // The collection for items of the type, in an owner that is made for it.
-    Node CollectionFor(const InterfaceDescription& type) {
+    static Node NewRoot(const ClassDescription& known) {
+        void* object = nullptr;
+        const std::optional<GUID> id = ParseGuid(FromUtf8('{' + std::string(known.id) + '}'));
+        Check(LumvexCreateInstance(*id, kIidOf<IDispatch>, &object));
+        return Node(Object(Ref<IDispatch>::Attach(static_cast<IDispatch*>(object))), *known.ownInterface);
+    }
+
+    // The collection for items of the type, in an owner that is made for it, or in one that is to be looked at alone.
+    Node CollectionFor(const InterfaceDescription& type, bool isLookedAt = false) {
         for (const ClassDescription& owner : kClasses) {
             if (owner.kind == Kind::Collection) continue;
-            for (const MemberDescription* each : ChildCollectionsOf(*owner.ownInterface)) {
+            const InterfaceDescription& ownerType = *owner.ownInterface;
+            for (const MemberDescription* each : ChildCollectionsOf(ownerType)) {
                 if (&MemberTypeOf(*each->objectInterface) != &type) continue;
-                const Node& made = owner.kind == Kind::Root ? Root(*owner.ownInterface) : Item(*owner.ownInterface);
+                if (isLookedAt && AddOf(*each->objectInterface)) return {};
+                const Node& made = isLookedAt                 ? AsMade(ownerType)
+                                   : owner.kind == Kind::Root ? Root(ownerType)
+                                                              : Item(ownerType);
                 return made.Follow(*each);
             }
         }
@@ -68,14 +89,16 @@ private:
         if (!collection) return {};
         if (!AddOf(collection.Type())) return collection.Member(1);
         std::vector<Variant> values;
+        const std::string name = std::to_string(collection.Count());  // some collections want each name once
         for (const Ingredient& each : IngredientsOf(collection.Type())) {
             if (each.isOptional) break;
-            values.push_back(each.type ? Variant::FromDispatch(Item(*each.type).Pointer()) : Variant::FromText(u""));
+            values.push_back(each.type ? Variant::FromDispatch(Item(*each.type).Pointer())
+                                       : Variant::FromText(FromUtf8(name)));
         }
         return AddMember(collection, values);
     }
 
-    std::map<const InterfaceDescription*, Node> roots_, items_;
+    std::map<const InterfaceDescription*, Node> items_, asMade_;
 };
 
 }  // namespace
@@ -132,9 +155,9 @@ Node AddMember(const Node& collection, std::span<const Variant> values) {
     return Node(Object(Ref<IDispatch>(added.pdispVal)), *add.objectInterface);
 }
 
-const Node& NewItem(const InterfaceDescription& type) {
+const Node& NewObject(const InterfaceDescription& type) {
     static Workshop workshop;
-    return workshop.Item(type);
+    return workshop.AsMade(type);
 }
 
 }  // namespace lumvex::app

@@ -37,8 +37,8 @@ void RemoveFromCollection(const Node& item);
 // Error.
 Node AddMember(const Node& collection, std::span<const Variant> values);
 
-// An item as Add() makes it, with everything that it needs around it, in documents of its own: what all others are
-// compared with. Made once for each class and kept. Null for a class without items.
-const Node& NewItem(const InterfaceDescription& type);
+// A root as it is created, or an item as Add() makes it, with everything that it needs around it, in documents of its
+// own: what all others are compared with. Made once for each class and kept.
+const Node& NewObject(const InterfaceDescription& type);
 
 }  // namespace lumvex::app

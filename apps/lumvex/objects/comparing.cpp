@@ -5,6 +5,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "objects/adding.hpp"
 #include "objects/json.hpp"
 
 namespace lumvex::app {
@@ -73,7 +74,10 @@ bool Comparison::IsSame(const Property& property, const VARIANT& before, const V
 
 std::vector<Difference> Comparison::Of(const Node& before, const Node& after) {
     std::vector<Difference> differences;
+    // What is always there has the time at which its document was made.
+    const bool isAlwaysThere = before.Is(Kind::Item) && !AddOf(before.Parent().Type());
     for (const MemberDescription* member : ContentOf(before.Type())) {
+        if (isAlwaysThere && member->name == "Timestamp") continue;
         for (const Property& place : PlacesOf(*member)) {
             const Variant left = before.Get(*member, place.indexes), right = after.Get(*member, place.indexes);
             if (IsSame(place, left, right, before, after)) continue;
