@@ -248,7 +248,8 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
         return found != items.end() && found->second.info == item.info && found->second.content == item.content;
     };
     for (const auto& [id, item] : items)
-        if (!image.items.contains(id) || !isIn(id)) others.emplace(item.info, item.content);
+        if (!std::ranges::binary_search(intact, id, inside::GuidLess()) || !isIn(id))
+            others.emplace(item.info, item.content);
     for (const GUID& id : intact) {
         const StoredItem& item = image.items.at(id);
         const bool same = isIn(id);
@@ -257,7 +258,7 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
         if (same || other != others.end())
             ++back;
         else
-            lost += "\n    " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id));
+            lost += "\n    " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id)) + " at " + std::to_string(item.places[0].offset) + " places " + std::to_string(item.places.size());
         if (other != others.end()) others.erase(other);
     }
     figures.back += back;

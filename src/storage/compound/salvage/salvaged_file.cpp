@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -308,6 +309,57 @@ std::size_t SalvagedFile::MiniHits(SectorId start, std::uint64_t size, std::size
     return hits;
 }
 
+// The sectors of the mini stream. Where the FAT does not say which one is next, it is the one in which streams begin at
+// the places at which the directory says so; the next one in the file, where that fits.
+std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count) const {
+    const PerPage perPage = MiniSectorsPerPage(shift_);
+    using Places = std::uint64_t;  // a bit for each mini sector of a page
+    std::unordered_map<std::uint32_t, Places> expected;
+    for (const SalvagedEntry& entry : entries_)
+        if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free)
+            expected[perPage.PageOf(entry.start)] |= Places{1} << perPage.IndexOf(entry.start);
+    std::vector<std::pair<SectorId, Places>> holders;  // sectors in which streams begin
+    const auto beginsIn = [&](SectorId sector) {
+        Places places = 0;
+        for (std::uint32_t at = 0; at < perPage.Count(); ++at)
+            if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) places |= Places{1} << at;
+        return places;
+    };
+    const auto fit = [](Places wanted, Places there) {
+        return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(there & ~wanted);
+    };
+    std::unordered_set<SectorId> used;
+    const auto best = [&](std::uint32_t page, SectorId guess) {
+        const auto wanted = expected.find(page);
+        if (wanted == expected.end()) return guess;
+        int score = fit(wanted->second, guess < sectors_ ? beginsIn(guess) : 0);
+        if (score == 2 * std::popcount(wanted->second)) return guess;
+        if (holders.empty())
+            for (SectorId sector = 0; sector < sectors_; ++sector)
+                if (const Places places = fat_.Next(sector) == kFreeSector ? 0 : beginsIn(sector); places != 0)
+                    holders.emplace_back(sector, places);
+        SectorId chosen = guess;
+        for (const auto& [sector, places] : holders) {
+            const int points = fit(wanted->second, places);
+            if (points > score && !used.contains(sector)) score = points, chosen = sector;
+        }
+        return chosen;
+    };
+    std::vector<SectorId> pages;
+    SectorId sector = start;
+    bool isKnown = true;
+    for (std::uint32_t page = 0; page < count && IsRegular(sector); ++page) {
+        if (!isKnown) sector = best(page, sector);
+        pages.push_back(sector);
+        used.insert(sector);
+        const SectorId next = fat_.Next(sector);
+        isKnown = IsRegular(next) && next < fat_.next.size();
+        for (sector = isKnown ? next : sector + 1; !isKnown && fat_.IsTaken(sector); ++sector) {
+        }
+    }
+    return pages;
+}
+
 void SalvagedFile::FindMiniStream(const Header& header) {
     constexpr std::size_t kSample = 256;
     std::uint64_t minis = 0;  // that entries lead to
@@ -331,7 +383,7 @@ void SalvagedFile::FindMiniStream(const Header& header) {
     if (start == kEndOfChain) return;
     const std::uint64_t pages = SectorsFor(size);
     if (start < fat_.follows.size()) fat_.follows[start] = true;
-    miniPages_ = Follow(fat_, start, pages, Way::Chain);
+    miniPages_ = MiniPages(start, pages);
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page) pageOfSector_.emplace(miniPages_[page], page);
 
     const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();

@@ -103,6 +103,7 @@ private:
 
     void JudgeEntries(const Header& header);
     void FindMiniStream(const Header& header);
+    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count) const;
     std::size_t MiniHits(SectorId start, std::uint64_t size, std::size_t most) const;
 
     std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
