@@ -11,6 +11,7 @@
 #include "model_lookup.hpp"
 #include "named_data.hpp"
 #include "progress_line.hpp"
+#include "run_options.hpp"
 #include "settings.hpp"
 
 namespace lumvex::app {
@@ -31,15 +32,14 @@ struct CorrectArguments {
 // accepted.
 class CorrectRun {
 public:
-    explicit CorrectRun(const CorrectArguments& arguments)
-        : arguments_(arguments), document_(arguments.document, Missing::IsRefused) {}
+    explicit CorrectRun(const CorrectArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
         std::string report;
         OnDocument(arguments_.document, "cannot be changed", [&] { report = Put(); });
         progress_.Clear();
         document_.Save("cannot be saved, nothing was changed");
-        std::cout << report << '\n';
+        Reports() << report << '\n';
         return kDone;
     }
 
@@ -146,6 +146,7 @@ Command commands::Correct() {
     return {
         .name = "correct",
         .summary = "Put a correction of a speaker into a project",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project that has the speaker's measurements"),
                     {"--speaker",
                      &arguments->speaker,

@@ -15,6 +15,7 @@
 #include "objects/opened.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
+#include "run_options.hpp"
 #include "stored_files.hpp"
 #include "terminal.hpp"
 
@@ -181,7 +182,7 @@ private:
         bytes.clear();
         bytes.seekg(0);
         std::cout << bytes.rdbuf();
-        std::cerr << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written\n";
+        Reports() << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written\n";
     }
 
     void ToFile(MeasurementFile file, const fs::path& path) {
@@ -191,7 +192,7 @@ private:
         Write(path, file, [&](const MeasurementFile& written) {
             return WriteMeasurementFile(path, written, OptionsOf(arguments_.bits));
         });
-        std::cout << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
+        Reports() << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
                   << Utf8(path) << '\n';
     }
 
@@ -223,7 +224,7 @@ private:
             });
         }
         progress_.Clear();
-        std::cout << written << " of " << full.size() << " arrays written to " << Utf8(arguments_.output) << '\n';
+        Reports() << written << " of " << full.size() << " arrays written to " << Utf8(arguments_.output) << '\n';
     }
 
     MeasurementFile FileFor(const Source& source) const {

@@ -14,6 +14,7 @@
 #include "named_data.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -66,13 +67,12 @@ public:
         }
         progress_.Clear();
         if (imported_ != 0) document_.Save("cannot be saved, nothing was imported");
-        for (const std::string& report : reports_) std::cout << report << '\n';
         const std::string document = Utf8(arguments_.document);
         if (imported_ == 0) {
             std::cerr << document << ": nothing was imported; the document was not "
                       << (document_.IsNew() ? "created\n" : "changed\n");
         } else {
-            std::cout << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
+            Reports() << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
         }
         return imported_ == arguments_.files.size() ? kDone : kIncomplete;
     }
@@ -107,8 +107,10 @@ private:
     }
 
     void Add(std::span<InputFile> files) {
-        Inside([&] { reports_.push_back(Report(files, destination_->Add(files))); });
+        const std::string report = Inside([&] { return Report(files, destination_->Add(files)); });
         imported_ += files.size();
+        progress_.Clear();
+        Reports() << report << '\n';
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
@@ -133,7 +135,6 @@ private:
     std::unique_ptr<Destination> destination_;
     ProgressLine progress_{"reading file"};
     std::size_t started_ = 0, imported_ = 0;
-    std::vector<std::string> reports_;  // one for each item that was made or replaced
 };
 
 }  // namespace
@@ -174,6 +175,7 @@ Command commands::Import() {
     return {
         .name = "import",
         .summary = "Import measurement files into a project or library",
+        .use = DocumentUse::Makes,
         .options = std::move(options),
         .details = std::string(kReadingHelp) +
             "\n"
