@@ -85,7 +85,7 @@ private:
 
 ExitStatus RunMerge(const MergeArguments& arguments) {
     const ReadDocument source(arguments.from);
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     const Node root = NodeOf(document.Any());
     if (root.Class() != source.Root().Class())
         throw FileError(arguments.from, "it is a " + TypeName(source.Root().Type()) + ", the other document a " +
@@ -112,6 +112,7 @@ Command commands::Merge() {
     return {
         .name = "merge",
         .summary = "Take objects of another document over: what is missing, and with --replace what differs",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"FROM", &arguments->from, kShown, "the other document; read, never changed", {.required = true}},
                     {"ADDRESS", &arguments->addresses, kShown, "the objects in it; all of them if there is none"},

@@ -16,7 +16,7 @@ struct MoveArguments {
 };
 
 ExitStatus RunMove(const MoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string before, after;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
@@ -49,6 +49,7 @@ Command commands::Move() {
     return {
         .name = "move",
         .summary = "Move an object into another collection of the document",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                     {"COLLECTION",

@@ -41,7 +41,7 @@ void CheckRemovable(const Node& object, const std::string& path) {
 }
 
 ExitStatus RunRemove(const RemoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::vector<std::string> lines;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
@@ -87,6 +87,7 @@ Command commands::Remove() {
     const auto arguments = std::make_shared<RemoveArguments>();
     return {.name = "remove",
             .summary = "Remove objects, with everything below them",
+            .use = DocumentUse::Changes,
             .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                         {"ADDRESS", &arguments->addresses, kShown, "the objects", {.required = true}},
                         {"--force", &arguments->force, {}, "also what others refer to; the references become none"}},
