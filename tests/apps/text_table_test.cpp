@@ -28,18 +28,19 @@ TEST(TextTable, WhatIsWrongIsToldWithItsLine) {
         const char* text;
         std::size_t line;
         const char* found;
-    } cases[] = {{"20,1\n\n30\n", 3, "1 fields"},
-                 {"20,1\n30,2,3\n", 2, "3 fields"},
-                 {"frequency,gain\n20,x\n", 2, "\"x\""},
-                 {"20,nan\n", 1, "\"nan\""},
-                 {"20,1e99\n", 1, "\"1e99\""},
-                 {"20,\n", 1, "\"\""},
-                 {"20,1\nfrequency,gain\n", 2, "\"freq"},
-                 {"20,\"1\n", 1, "not closed"},
-                 {"20,\xFF\n", 1, "UTF-8"},
-                 {"gain,frequency,gain\n1,2,3\n", 1, "expected the columns frequency, gain, found \"gain frequency gain\""},
-                 {"", 0, "the file is empty"},
-                 {"frequency,gain\n", 0, "below the header"}};
+    } cases[] = {
+        {"20,1\n\n30\n", 3, "1 fields"},
+        {"20,1\n30,2,3\n", 2, "3 fields"},
+        {"frequency,gain\n20,x\n", 2, "\"x\""},
+        {"20,nan\n", 1, "\"nan\""},
+        {"20,1e99\n", 1, "\"1e99\""},
+        {"20,\n", 1, "\"\""},
+        {"20,1\nfrequency,gain\n", 2, "\"freq"},
+        {"20,\"1\n", 1, "not closed"},
+        {"20,\xFF\n", 1, "UTF-8"},
+        {"gain,frequency,gain\n1,2,3\n", 1, "expected the columns frequency, gain, found \"gain frequency gain\""},
+        {"", 0, "the file is empty"},
+        {"frequency,gain\n", 0, "below the header"}};
     for (const auto& each : cases) {
         const auto error =
             ErrorOf([&] { static_cast<void>(ReadNumbers(folder.Write("table.csv", each.text), kNames)); });

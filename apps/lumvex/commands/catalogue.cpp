@@ -128,7 +128,8 @@ Command commands::Catalogue() {
         .details =
             "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
             "Subwoofer), between commas, semicolons or tabs; in quotation marks a name may hold any. A first line of\n"
-            "these three words is a header, and may have them in another order. Names are compared regardless of case; what is there "
+            "these three words is a header, and may have them in another order. Names are compared regardless of case; "
+            "what is there "
             "already\n"
             "is left as it is. A bad line is named on standard error with the reason, and the others go in. The "
             "library is\n"

@@ -72,7 +72,7 @@ ExitStatus RunCopy(const CopyArguments& arguments) {
         return Copy(arguments, document, Addresses(arguments.document, NodeOf(document.Any())));
     }
     const ReadDocument source(arguments.document);
-    EditedDocument document(arguments.into);
+    EditedDocument document(arguments.into, DocumentUse::Makes);
     return Copy(arguments, document, source.Objects());
 }
 
