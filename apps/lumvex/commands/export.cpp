@@ -68,8 +68,12 @@ public:
 
     ExitStatus Run() {
         return OnObjects(arguments_.document, "cannot be read", [&] {
+            const bool isFile = !IsFolder(arguments_.output) && arguments_.output.has_extension();
+            if (arguments_.addresses.empty() && isFile)
+                throw FileError(arguments_.output,
+                                "NAME says which array goes into the file; all of them take a folder");
             FindSources();
-            const bool single = !arguments_.all && sources_.size() == 1;
+            const bool single = !IsForAll() && sources_.size() == 1;
             if (IsStandardStream(arguments_.output)) {
                 if (!single) Refuse("standard output takes one item alone");
                 ToStandardOutput(sources_[0]);
@@ -83,13 +87,15 @@ public:
     }
 
 private:
+    bool IsForAll() const { return arguments_.all || arguments_.addresses.empty(); }
+
     // A variant may be a truth value as well.
     static bool IsArrayOrNone(const VARIANT& value) { return value.vt == VT_EMPTY || (value.vt & VT_ARRAY) != 0; }
 
     [[noreturn]] void Refuse(const std::string& reason) const { throw FileError(arguments_.document, reason); }
 
     void FindSources() {
-        if (arguments_.all) {
+        if (IsForAll()) {
             if (arguments_.addresses.empty()) AddAllBelow(document_.Root());
             for (const std::string& address : arguments_.addresses) {
                 for (const Node& each : Found(address)) AddAllBelow(each);
@@ -200,8 +206,8 @@ private:
         for (const Source& source : sources_) {
             Try(Shown(source.item.Name()), [&] {
                 const Array array(source.item.Get(*source.property));
-                if (array.Empty() && arguments_.all) return;
-                if (array.Type() == VT_R4 || !arguments_.all) full.push_back(source);
+                if (array.Empty() && IsForAll()) return;
+                if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
             });
         }
         ExportNames names;
@@ -274,7 +280,8 @@ Command commands::Export() {
         .options =
             {DocumentOption(arguments->document, "the project or library; opened for reading only"),
              {"NAME", &arguments->addresses, kShown,
-              "names of data, regardless of case (of several the first), or addresses of any items with an array"},
+              "names of data, regardless of case (of several the first), or addresses of any items with an array; "
+              "without any all arrays are written into a folder"},
              {"-o,--output",
               &arguments->output,
               kFile,
@@ -283,7 +290,7 @@ Command commands::Export() {
              {"--all",
               &arguments->all,
               {},
-              "write every array of the document, or of what is below NAME, into a folder"},
+              "write every array of what is below NAME, or of the document, into a folder"},
              {"--format",
               &arguments->format,
               {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac"}},
@@ -320,13 +327,7 @@ Command commands::Export() {
             "no system takes in the names of files become _, and names that are the same get a number.\n\n" +
             std::string(kAddressHelp),
         .incomplete = "there is no such item or array, something could not be read, or a file not be written",
-        .run = [arguments] {
-            if (arguments->addresses.empty() && !arguments->all) {
-                std::cerr << "NAME says what to export, or --all\nRun with --help for more information.\n";
-                return kWrongUsage;
-            }
-            return ExportRun(*arguments).Run();
-        }};
+        .run = [arguments] { return ExportRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app
