@@ -134,9 +134,10 @@ void AddCommand(CLI::App& app, const Command& command, const Command*& chosen) {
     });
 }
 
-bool TakesList(const Command& command) {
-    return std::ranges::any_of(command.options,
-                               [](const Option& option) { return IsPositional(option) && IsList(option); });
+bool TakesFiles(const Command& command) {
+    return std::ranges::any_of(command.options, [](const Option& option) {
+        return IsPositional(option) && std::holds_alternative<std::vector<fs::path>*>(option.target);
+    });
 }
 
 bool IsOptionWithValue(const Command& command, const std::string& argument) {
@@ -150,7 +151,7 @@ bool IsOptionWithValue(const Command& command, const std::string& argument) {
 // In a list of files the parser would take "[a,b]" apart, and it does not accept "--" after the first of them. Such
 // files get their folder in front ("./[a,b]"), and so do those after "--" that look like options.
 void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
-    if (!TakesList(command)) return;
+    if (!TakesFiles(command)) return;
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
     for (auto file = arguments.begin() + 1; file != arguments.end(); ++file) {
         const bool isValue = file < mark && IsOptionWithValue(command, *(file - 1));

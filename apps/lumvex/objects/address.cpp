@@ -332,6 +332,7 @@ std::vector<Node> Addresses::Resolved(const Node& from, std::string_view address
             const MemberDescription& load = *root_.Type().Find("Load");
             const Variant id = Variant::FromText(steps[at++].name);
             const Variant loaded = root_.Call(load, id);
+            if (loaded.vt != VT_DISPATCH || !loaded.pdispVal) Refuse(address, "there is no object of this ID");
             found = {Node(Object(Ref<IDispatch>(loaded.pdispVal)))};
         } catch (const Error& error) {
             Refuse(address, "there is no object of this ID: " + Describe(error));
