@@ -5,6 +5,7 @@
 #include "commands.hpp"
 #include "objects/adding.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -48,7 +49,7 @@ const std::string* TakeFor(const Ingredient& ingredient, const InterfaceDescript
 }
 
 ExitStatus RunAdd(const AddArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string path;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));
@@ -89,6 +90,7 @@ Command commands::Add() {
     return {
         .name = "add",
         .summary = "Add an object to a collection",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"COLLECTION",
                      &arguments->collection,

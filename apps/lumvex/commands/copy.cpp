@@ -6,6 +6,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -71,14 +72,15 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
         for (std::size_t at = 0; at < copies.size(); ++at) lines[at] += after.Of(copies[at]);
     });
     document.Save("cannot be saved, nothing was copied");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     for (const std::string& each : left) std::cerr << each << " is not in the document, and is left empty\n";
     return kDone;
 }
 
 ExitStatus RunCopy(const CopyArguments& arguments) {
     if (arguments.into.empty()) {
-        EditedDocument document(arguments.document, Missing::IsRefused);
+        OpenDocument(arguments.document, LX_SHARE_READ);  // which refuses to go on without one
+        EditedDocument document(arguments.document);
         return Copy(arguments, document, Addresses(arguments.document, NodeOf(document.Any())));
     }
     const ReadDocument source(arguments.document);
@@ -92,6 +94,7 @@ Command commands::Copy() {
     const auto arguments = std::make_shared<CopyArguments>();
     return {.name = "copy",
             .summary = "Copy objects with everything below them, in a document or into another one",
+            .use = DocumentUse::Makes,
             .options = {DocumentOption(arguments->document, "the project or library; with --into it is only read"),
                         {"ADDRESS", &arguments->address, kShown, "the objects", {.required = true}},
                         {"--into", &arguments->into, kFile, "another document, made if there is no such file"},

@@ -7,6 +7,7 @@
 #include "objects/comparing.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -88,7 +89,7 @@ private:
 
 ExitStatus RunMerge(const MergeArguments& arguments) {
     const ReadDocument source(arguments.from);
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     const Node root = NodeOf(document.Any());
     if (root.Class() != source.Root().Class())
         throw FileError(arguments.from, "it is a " + TypeName(source.Root().Type()) + ", the other document a " +
@@ -104,7 +105,7 @@ ExitStatus RunMerge(const MergeArguments& arguments) {
         status = merger.Finish(lines);
     });
     if (!lines.empty()) document.Save("cannot be saved, nothing was merged");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     return status;
 }
 
@@ -115,6 +116,7 @@ Command commands::Merge() {
     return {
         .name = "merge",
         .summary = "Take objects of another document over: what is missing, and with --replace what differs",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"FROM", &arguments->from, kShown, "the other document; read, never changed", {.required = true}},
                     {"ADDRESS", &arguments->addresses, kShown, "the objects in it; all of them if there is none"},

@@ -5,6 +5,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -16,7 +17,7 @@ struct MoveArguments {
 };
 
 ExitStatus RunMove(const MoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string before, after;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
@@ -38,7 +39,7 @@ ExitStatus RunMove(const MoveArguments& arguments) {
         }
     });
     document.Save("cannot be saved, nothing was moved");
-    std::cout << before << " -> " << after << '\n';
+    Reports() << before << " -> " << after << '\n';
     return kDone;
 }
 
@@ -49,6 +50,7 @@ Command commands::Move() {
     return {
         .name = "move",
         .summary = "Move an object into another collection of the document",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                     {"COLLECTION",

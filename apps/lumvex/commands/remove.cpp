@@ -8,6 +8,7 @@
 #include "objects/adding.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -41,7 +42,7 @@ void CheckRemovable(const Node& object, const std::string& path) {
 }
 
 ExitStatus RunRemove(const RemoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::vector<std::string> lines;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
@@ -77,7 +78,7 @@ ExitStatus RunRemove(const RemoveArguments& arguments) {
         }
     });
     document.Save("cannot be saved, nothing was removed");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     return kDone;
 }
 
@@ -87,6 +88,7 @@ Command commands::Remove() {
     const auto arguments = std::make_shared<RemoveArguments>();
     return {.name = "remove",
             .summary = "Remove objects, with everything below them",
+            .use = DocumentUse::Changes,
             .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                         {"ADDRESS", &arguments->addresses, kShown, "the objects", {.required = true}},
                         {"--force", &arguments->force, {}, "also what others refer to; the references become none"}},

@@ -3,6 +3,7 @@
 
 #include "commands.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -14,7 +15,7 @@ struct RenameArguments {
 };
 
 ExitStatus RunRename(const RenameArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string before, after;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));
@@ -25,7 +26,7 @@ ExitStatus RunRename(const RenameArguments& arguments) {
         after = PathOf(object);
     });
     document.Save("cannot be saved, nothing was renamed");
-    std::cout << before << " -> " << after << '\n';
+    Reports() << before << " -> " << after << '\n';
     return kDone;
 }
 
@@ -35,6 +36,7 @@ Command commands::Rename() {
     const auto arguments = std::make_shared<RenameArguments>();
     return {.name = "rename",
             .summary = "Give an object another name",
+            .use = DocumentUse::Changes,
             .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                         {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                         {"NAME", &arguments->name, kShown, "its new name, taken as it is", {.required = true}}},

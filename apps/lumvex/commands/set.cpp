@@ -6,6 +6,7 @@
 #include "files/text_encoding.hpp"
 #include "objects/arrays.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -45,7 +46,7 @@ ExitStatus RunSet(const SetArguments& arguments) {
     Wishes wishes;
     std::vector<std::string> lines;
     std::u16string id;
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(arguments.document, root);
@@ -67,8 +68,8 @@ ExitStatus RunSet(const SetArguments& arguments) {
         }
     });
     document.Save("cannot be saved, nothing was set");
-    for (const std::string& line : lines) std::cout << line << '\n';
-    return Compare(arguments, id, wishes);
+    for (const std::string& line : lines) Reports() << line << '\n';
+    return CurrentRun().dryRun ? kDone : Compare(arguments, id, wishes);
 }
 
 }  // namespace
@@ -78,6 +79,7 @@ Command commands::Set() {
     return {
         .name = "set",
         .summary = "Set properties of an object",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                     {"NAME=VALUE", &arguments->assignments, kShown, "the properties", {.required = true}}},

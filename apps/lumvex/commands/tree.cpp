@@ -10,6 +10,7 @@
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -45,7 +46,7 @@ public:
             }
         });
         const LoadStatistics statistics = StatisticsOf(RootOf(document_.Any()).Get());
-        std::cerr << loaded_ << (loaded_ == 1 ? " object" : " objects") << " loaded to answer, "
+        Reports() << loaded_ << (loaded_ == 1 ? " object" : " objects") << " loaded to answer, "
                   << statistics.objectsLoaded << " still in memory, " << statistics.bytesRead << " bytes read\n";
         return status_;
     }

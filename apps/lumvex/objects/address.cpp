@@ -197,9 +197,13 @@ void AddMembers(const Node& collection, const Step& step, Fit fit, std::vector<N
     }
     LONG seen = 0;
     for (LONG place = 1; place <= count; ++place) {
-        Node member = collection.Member(place);
-        if (!Fits(member, step, fit)) continue;
-        if (!step.place || ++seen == *step.place) found.push_back(std::move(member));
+        try {
+            Node member = collection.Member(place);
+            if (!Fits(member, step, fit)) continue;
+            if (!step.place || ++seen == *step.place) found.push_back(std::move(member));
+        } catch (const Error&) {
+            continue;  // what cannot be read has no name, and others beside it have
+        }
     }
 }
 
