@@ -125,7 +125,8 @@ class Projects(Places):
         near, models = "Experiment -> Experiments/Near", "Model -> Specifications/Manufacturers/"
         measured = "Measurement -> SpeakerEQs/Left/"
         for line in [f"Left  {models}Acme/Alpha", f"both  2 x 2  96000 Hz  {near}", f"way  2 x 2  96000 Hz  {near}",
-                     f"low  65536 x 1  {near}", f"Right  {models}'Acme/Sons'/'A/B'", f"way-low  2 x 1  96000 Hz  {near}",
+                     f"low  65536 x 1  48000 Hz  MeasureStart=170.66667  {near}",
+                     f"Right  {models}'Acme/Sons'/'A/B'", f"way-low  2 x 1  96000 Hz  {near}",
                      f"both  {measured}Bi amp/Measurements/both", f"way  {measured}Bi amp/Measurements/way",
                      f"low  {measured}Subwoofer/Measurements/low",
                      "way-low  Measurement -> SpeakerEQs/Right/Single amp/Measurements/way-low"]:

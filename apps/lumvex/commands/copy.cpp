@@ -79,12 +79,11 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
 
 ExitStatus RunCopy(const CopyArguments& arguments) {
     if (arguments.into.empty()) {
-        OpenDocument(arguments.document, LX_SHARE_READ);  // which refuses to go on without one
         EditedDocument document(arguments.document);
         return Copy(arguments, document, Addresses(arguments.document, NodeOf(document.Any())));
     }
     const ReadDocument source(arguments.document);
-    EditedDocument document(arguments.into);
+    EditedDocument document(arguments.into, DocumentUse::Makes);
     return Copy(arguments, document, source.Objects());
 }
 
@@ -94,7 +93,7 @@ Command commands::Copy() {
     const auto arguments = std::make_shared<CopyArguments>();
     return {.name = "copy",
             .summary = "Copy objects with everything below them, in a document or into another one",
-            .use = DocumentUse::Makes,
+            .use = DocumentUse::Changes,
             .options = {DocumentOption(arguments->document, "the project or library; with --into it is only read"),
                         {"ADDRESS", &arguments->address, kShown, "the objects", {.required = true}},
                         {"--into", &arguments->into, kFile, "another document, made if there is no such file"},

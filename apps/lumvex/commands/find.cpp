@@ -166,6 +166,7 @@ Command commands::Find() {
     return {
         .name = "find",
         .summary = "Find objects by name, class or ID in documents and folders of documents",
+        .use = DocumentUse::None,
         .options = {{"PATTERN",
                      &arguments->pattern,
                      kShown,
