@@ -5,6 +5,7 @@
 #include "commands.hpp"
 #include "files/file_error.hpp"
 #include "manual.hpp"
+#include "objects/properties.hpp"
 #include "suggestion.hpp"
 
 namespace lumvex::app {
@@ -35,6 +36,16 @@ ExitStatus RunHelp(const HelpArguments& arguments) {
         if (command.name == arguments.topic) return PrintHelp({arguments.topic, "--help"});
         names.push_back(command.name);
     }
+    try {
+        const std::string description = DescriptionText(arguments.topic);
+        if (!description.empty()) {
+            std::cout << description;
+            return kDone;
+        }
+    } catch (const PropertyError& error) {
+        std::cerr << "lumvex help: " << error.what() << '\n';
+        return kIncomplete;
+    }
     std::cerr << "lumvex help: there is no command " << Quoted(arguments.topic) << DidYouMean(arguments.topic, names)
               << '\n';
     return kIncomplete;
@@ -45,9 +56,10 @@ ExitStatus RunHelp(const HelpArguments& arguments) {
 Command commands::Help() {
     const auto arguments = std::make_shared<HelpArguments>();
     return {.name = "help",
-            .summary = "Print all about a command, or the list of commands",
+            .summary = "Print all about a command, a class or a property, or the list of commands",
             .use = DocumentUse::None,
-            .options = {{"COMMAND", &arguments->topic, kShown, "the command; all are listed without it"},
+            .options = {{"COMMAND", &arguments->topic, kShown,
+                         "the command, or CLASS or CLASS.PROPERTY; all commands are listed without it"},
                         {"--as",
                          &arguments->form,
                          {.shown = "FORM", .choices = {"man", "bash", "zsh", "json"}},
@@ -55,7 +67,7 @@ Command commands::Help() {
             .details =
                 "`source <(lumvex help --as bash)` completes commands and options in the shell that runs; "
                 "packages bring the\nmanual page and completion for bash and zsh along.",
-            .incomplete = "there is no such command",
+            .incomplete = "there is no such command, class or property",
             .run = [arguments] { return RunHelp(*arguments); }};
 }
 
