@@ -131,8 +131,25 @@ bool IsOptionWithValue(const Command& command, const std::string& argument) {
     });
 }
 
-// In a list of files the parser would take "[a,b]" apart, and it does not accept "--" after the first of them. Such
-// files get their folder in front ("./[a,b]"), and so do those after "--" that look like options.
+// The list is one of names, and not of files.
+bool TakesNames(const Command& command) {
+    return std::ranges::any_of(command.options, [](const Option& option) {
+        return IsPositional(option) && std::holds_alternative<std::vector<std::string>*>(option.target);
+    });
+}
+
+// A name as an address that finds it whatever it contains.
+std::string InQuotationMarks(const std::string& name) {
+    std::string quoted = "\"";
+    for (const char each : name) {
+        if (each == '"' || each == '\\') quoted += '\\';
+        quoted += each;
+    }
+    return quoted + '"';
+}
+
+// In a list the parser would take "[a,b]" apart, and it does not accept "--" after the first of them. Such files get
+// their folder in front ("./[a,b]"), and so do those after "--" that look like options; names get quotation marks.
 void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
     if (!TakesList(command)) return;
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
@@ -140,7 +157,8 @@ void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
         const bool isValue = file < mark && IsOptionWithValue(command, *(file - 1));
         const bool isList = !isValue && file->starts_with('[') && file->ends_with(']');
         const bool isOption = file > mark && file->starts_with('-');
-        if (isList || isOption) file->insert(0, "./");
+        if (!isList && !isOption) continue;
+        *file = TakesNames(command) ? InQuotationMarks(*file) : "./" + *file;
     }
     if (mark != arguments.end()) arguments.erase(mark);
 }

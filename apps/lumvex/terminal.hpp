@@ -21,6 +21,10 @@ bool OutputHasReader();
 bool OutputGoesToTerminal();
 bool ErrorsGoToTerminal();
 
+// Take the bytes of standard input, or give those of standard output, as they are: some systems change line ends.
+void BinaryInput();
+void BinaryOutput();
+
 // Where the system's shells leave wildcards to programs: the files that the path's last part matches, by name, or the
 // path itself where it matches none. Elsewhere the path itself.
 std::vector<std::filesystem::path> Expanded(const std::filesystem::path& path);

@@ -24,6 +24,9 @@ bool OutputHasReader() {
 bool OutputGoesToTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
 bool ErrorsGoToTerminal() { return ::isatty(STDERR_FILENO) != 0; }
 
+void BinaryInput() {}
+void BinaryOutput() {}
+
 // Shells expand wildcards here, and files may have such characters in their names.
 std::vector<std::filesystem::path> Expanded(const std::filesystem::path& path) { return {path}; }
 

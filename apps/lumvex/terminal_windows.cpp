@@ -3,6 +3,7 @@
 #include <shellapi.h>
 // clang-format on
 
+#include <fcntl.h>
 #include <io.h>
 
 #include <algorithm>
@@ -50,6 +51,9 @@ bool OutputHasReader() { return true; }
 
 bool OutputGoesToTerminal() { return ::_isatty(::_fileno(stdout)) != 0; }
 bool ErrorsGoToTerminal() { return ::_isatty(::_fileno(stderr)) != 0; }
+
+void BinaryInput() { ::_setmode(::_fileno(stdin), _O_BINARY); }
+void BinaryOutput() { ::_setmode(::_fileno(stdout), _O_BINARY); }
 
 std::vector<std::filesystem::path> Expanded(const std::filesystem::path& path) {
     std::vector<std::filesystem::path> files;

@@ -42,12 +42,11 @@ class BadFiles(ToolTest):
         there = self.file("there.csv", "precious")
         for name, output, words in [("woofer", "there.csv", "there.csv: the file exists already; --force"),
                                     ("woofer", "woofer.wav", "expected a sample rate above 0"),
-                                    ("impulse-left", "impulse.csv", "found an impulse response"),
-                                    ("woofer", "woofer.xyz", "expected the extension .frd, .txt, .csv or .wav"),
+                                    ("woofer", "woofer.xyz", "expected the extension .frd, .txt, .csv, .wav or .flac"),
                                     ("woofer", "missing/woofer.csv", "No such file or directory"),
-                                    ("nobody", "nobody.csv", 'there is no datum named "nobody"'),
-                                    ("{00000000-0000-0000-0000-000000000000}", "nobody.csv", "there is no datum named"),
-                                    ("", "nobody.csv", 'there is no datum named ""')]:
+                                    ("nobody", "nobody.csv", 'there is no "nobody" in /'),
+                                    ("{00000000-0000-0000-0000-000000000000}", "nobody.csv", "no object of this ID"),
+                                    ("", "nobody.csv", '"" has no array "Data"; there is WorkspaceData')]:
             with self.subTest(output=output, name=name):
                 self.assertIn(words, self.tool("export", self.document, name, "-o", output, status=INCOMPLETE).stderr)
         self.assertEqual(sorted(self.folder.iterdir()), sorted([self.document, there]))
@@ -57,7 +56,7 @@ class BadFiles(ToolTest):
         self.tool("import", self.document, SAMPLES[0])
         done = self.tool("compare", self.document, "missing.txt", SAMPLES[1], SAMPLES[0], status=INCOMPLETE)
         self.assertIn("missing.txt: No such file or directory", done.stderr)
-        self.assertIn(f'{SAMPLES[1]}: the document has no datum named "{SAMPLES[1].stem}"', done.stderr)
+        self.assertIn(f'{SAMPLES[1]}: the document has nothing named "{SAMPLES[1].stem}"', done.stderr)
         self.assertIn("1 of 3 files are the same bit for bit", done.stdout)
 
 

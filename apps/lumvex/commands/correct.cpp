@@ -59,7 +59,8 @@ private:
         if (isNew && !measurement)
             throw FileError(arguments_.document, "the correction " + Quoted(arguments_.name) +
                                                      " is new and needs its --measurement or --experiment");
-        const std::optional<MeasurementFile> filter = Read(arguments_.filters), smoothed = Read(arguments_.smoothed),
+        std::optional<MeasurementFile> filter = Read(arguments_.filters);
+        const std::optional<MeasurementFile> smoothed = Read(arguments_.smoothed),
                                              verified = Read(arguments_.verified);
         if (isNew) {
             correction = corrections.Add(FromUtf8(arguments_.name), measurement);
@@ -69,7 +70,7 @@ private:
         }
         if (filter) {
             CheckOtherArrays(correction, *filter);
-            Store(*filter, correction);
+            Store(std::move(*filter), correction);
         }
         if (smoothed) correction.Data2(ArrayAt(correction.SampleRate(), *smoothed, arguments_.smoothed[0]));
         if (verified) correction.VerifyMeas(ArrayAt(correction.SampleRate(), *verified, arguments_.verified[0]));

@@ -25,6 +25,7 @@ struct MeasurementFile {
     };
 
     std::string name;          // valid UTF-8: the file's name without its extension
+    bool isNamed = false;      // the user gave another name
     std::time_t modified = 0;  // the file's own date; not used when writing
     Kind kind = Kind::Response;
     std::int32_t sampleRate = 0;  // samples per second of an impulse response; 0 for text

@@ -40,7 +40,9 @@ sf_count_t Seek(sf_count_t offset, int whence, void* stream) {
     auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     file.seekg(offset, whence == SEEK_SET ? std::ios::beg : whence == SEEK_CUR ? std::ios::cur : std::ios::end);
-    return file.tellg();
+    const auto position = file.tellg();
+    file.seekp(position);  // streams in memory have a second position for writing
+    return position;
 }
 
 sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
@@ -52,7 +54,9 @@ sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
 
 sf_count_t Write(const void* bytes, sf_count_t count, void* stream) {
     auto& file = *static_cast<std::iostream*>(stream);
-    return file.write(static_cast<const char*>(bytes), count) ? count : 0;
+    if (!file.write(static_cast<const char*>(bytes), count)) return 0;
+    file.seekg(file.tellp());
+    return count;
 }
 
 sf_count_t Tell(void* stream) { return static_cast<std::iostream*>(stream)->tellg(); }
