@@ -66,7 +66,8 @@ Root RootOf(const AnyDocument& document);
 // made one there meanwhile.
 class EditedDocument {
 public:
-    // Throws DocumentError, also for a document that a newer version wrote and this one would damage.
+    // Of a command that changes documents. A document that is not there is made where `use` says so. Throws
+    // DocumentError, also for a document that a newer version wrote and this one would damage.
     explicit EditedDocument(std::filesystem::path path, DocumentUse use = CurrentRun().use);
 
     const std::filesystem::path& Path() const { return path_; }

@@ -24,7 +24,7 @@ class ImportExport(ToolTest):
         files = ["one/L.csv", "two/L.csv"]
         done = self.tool("import", self.document, *files, status=INCOMPLETE)
         self.assertIn('two/L.csv: the name "L" is that of another file of this import already; --name', done.stderr)
-        self.assertIn("one/L.csv -> L: 3 x 3\n", done.stdout)
+        self.assertIn("one/L.csv -> L: 3 x 3\n", done.stderr)
         self.tool("import", self.document, *files, "--name", "{folder} {name}.{extension}", "--prefix", "2020 ")
         self.tool("import", self.document, files[0], "--name", "L left")
         self.assertEqual(self.names(), ["L", "2020 one L.csv", "2020 two L.csv", "L left"])
@@ -75,7 +75,7 @@ class ImportExport(ToolTest):
         library = self.folder / "library.lvs"
         self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Single amp\n"))
         self.assertIn("ir.txt -> ir: 4 x 1, 48000 Hz, starts at -0.12501 s\n",
-                      self.tool("import", self.document, text).stdout)
+                      self.tool("import", self.document, text).stderr)
         self.tool("import", self.document, text, "--room", "R", "--position", "P", "--channel", "0")
         self.tool("import", self.document, text, "--library", library, "--model", "Acme/Alpha", "--speaker", "S",
                   "--config", "single-amp".replace("-", " "), "--experiment", "E")
@@ -99,7 +99,7 @@ class ImportExport(ToolTest):
         self.tool("import", self.document, SAMPLES_FOLDER / "impulse-left.wav", "--room", "R", "--position", "P",
                   "--channel", "0")
         done = self.tool("export", self.document, "--all", "-o", "out")
-        self.assertIn("7 of 7 arrays written to out\n", done.stdout)
+        self.assertIn("7 of 7 arrays written to out\n", done.stderr)
         files = sorted(str(path.relative_to(self.folder / "out")) for path in (self.folder / "out").rglob("*.*"))
         self.assertEqual(files, sorted(["Data/a_b.txt", "Data/A_b (2).txt", "Data/_con.txt", f"Data/{'x' * 199}.txt",
                                         "Data/tail_.txt", "Data/ok.txt", "Rooms/R/Positions/P/impulse-left.wav"]))
@@ -189,7 +189,7 @@ class ImportExport(ToolTest):
             self.tool("export", self.document, address, "-o", "one.wav", "--force")
         done = self.tool("export", self.document, "--all", "-o", "all", status=INCOMPLETE)
         self.assertIn("item 1 of Data cannot be read".lower(), done.stderr.lower())
-        self.assertIn("3 of 3 arrays written to all", done.stdout)
+        self.assertIn("3 of 3 arrays written to all", done.stderr)
         self.tool("import", self.document, self.file("fourth.txt", RESPONSE))
         self.tool("import", "--replace", self.document, "third.txt")
         self.tool("compare", self.document, "third.txt", "fourth.txt")

@@ -64,8 +64,7 @@ bool IsFolder(const fs::path& output) {
 
 class ExportRun {
 public:
-    explicit ExportRun(const ExportArguments& arguments)
-        : arguments_(arguments), document_(arguments.document) {}
+    explicit ExportRun(const ExportArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
         return OnObjects(arguments_.document, "cannot be read", [&] {
@@ -283,11 +282,15 @@ Command commands::Export() {
               kFile,
               "the file to write, whose extension says the format; - for standard output; or a folder",
               {.required = true}},
-             {"--all", &arguments->all, {}, "write every array of the document, or of what is below NAME, into a folder"},
+             {"--all",
+              &arguments->all,
+              {},
+              "write every array of the document, or of what is below NAME, into a folder"},
              {"--format",
               &arguments->format,
               {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac"}},
-              "the format in a folder and on standard output; else wav for impulse responses, csv for plain numbers and "
+              "the format in a folder and on standard output; else wav for impulse responses, csv for plain numbers "
+              "and "
               "txt for all others"},
              {"--bits",
               &arguments->bits,
@@ -299,16 +302,23 @@ Command commands::Export() {
              {"--force", &arguments->force, {}, "replace files that exist; without it that is refused"}},
         .details =
             "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses and calibrations\n"
-            "(frequency in Hz, level in dB and perhaps phase in degrees), for impulse responses (below a header with the\n"
+            "(frequency in Hz, level in dB and perhaps phase in degrees), for impulse responses (below a header with "
+            "the\n"
             "sample rate and the start time) and for any columns of numbers; .wav (one channel per column, the item's\n"
-            "sample rate in Hz) and .flac for impulse responses. Importing a text file or a .wav file of floats again gives\n"
-            "the same bits; samples that fewer bits round are told. An array with a sample rate is written as a response\n"
-            "when its first column rises as frequencies do. Tables of limits, crossovers and equalisers have a line for\n"
-            "each entry. A microphone's calibration has its sensitivity and its name as serial number. A file is written\n"
+            "sample rate in Hz) and .flac for impulse responses. Importing a text file or a .wav file of floats again "
+            "gives\n"
+            "the same bits; samples that fewer bits round are told. An array with a sample rate is written as a "
+            "response\n"
+            "when its first column rises as frequencies do. Tables of limits, crossovers and equalisers have a line "
+            "for\n"
+            "each entry. A microphone's calibration has its sensitivity and its name as serial number. A file is "
+            "written\n"
             "completely or not at all, and gets the item's date.\n"
             "\n"
-            "In a folder each file is named after its item, in folders as in the document, without those that all files\n"
-            "share; arrays other than Data have their name behind that of the item (\"Flat.LimitData.csv\"). Characters that\n"
+            "In a folder each file is named after its item, in folders as in the document, without those that all "
+            "files\n"
+            "share; arrays other than Data have their name behind that of the item (\"Flat.LimitData.csv\"). "
+            "Characters that\n"
             "no system takes in the names of files become _, and names that are the same get a number.\n\n" +
             std::string(kAddressHelp),
         .incomplete = "there is no such item or array, something could not be read, or a file not be written",

@@ -50,16 +50,15 @@ Curve LevelsOf(const MeasurementFile& response) {
     return curve;
 }
 
-// In radians and without jumps of whole turns. A delay may turn the phase by more than half a turn from one frequency to
-// the next, where they are far apart: each is expected where the delay of the octave below would have it.
+// In radians and without jumps of whole turns. A delay may turn the phase by more than half a turn from one frequency
+// to the next, where they are far apart: each is expected where the delay of the octave below would have it.
 std::vector<double> Unwrapped(std::span<const float> frequencies, std::span<const float> phases) {
     std::vector<double> unwrapped{static_cast<double>(phases[0]) * kDegree};
     std::size_t below = 0;  // the first row within an octave
     for (std::size_t row = 1; row < phases.size(); ++row) {
         const auto at = [&](std::size_t each) { return static_cast<double>(frequencies[each]); };
         while (2 * at(below) < at(row - 1)) ++below;
-        const double slope =
-            below < row - 1 ? (unwrapped[row - 1] - unwrapped[below]) / (at(row - 1) - at(below)) : 0;
+        const double slope = below < row - 1 ? (unwrapped[row - 1] - unwrapped[below]) / (at(row - 1) - at(below)) : 0;
         const double expected = unwrapped[row - 1] + slope * (at(row) - at(row - 1));
         const double value = static_cast<double>(phases[row]) * kDegree;
         unwrapped.push_back(expected + std::remainder(value - expected, 2 * std::numbers::pi));
@@ -145,7 +144,8 @@ MeasurementFile ImpulseOf(const std::filesystem::path& path, const MeasurementFi
     if (hasPhase) impulse.startTime = -static_cast<double>(before) / sampleRate;
     impulse.values.resize(kImpulseLength);
     for (std::size_t at = 0; at < kImpulseLength; ++at) impulse.values[at] = static_cast<float>(samples[at].real());
-    impulse.notes.push_back(std::string("made an impulse response of ") + (hasPhase ? "levels and phases" : "levels, of minimum phase"));
+    impulse.notes.push_back(std::string("made an impulse response of ") +
+                            (hasPhase ? "levels and phases" : "levels, of minimum phase"));
     return impulse;
 }
 

@@ -158,8 +158,8 @@ std::string LossOf(int format) {
 
 int FormatOf(SoundFormat format, SampleBits bits, std::size_t channels) {
     const int container = format == SoundFormat::Flac ? SF_FORMAT_FLAC
-                          : channels > 2              ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
-                                                      : SF_FORMAT_WAV;
+                          : channels > 2 ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
+                                         : SF_FORMAT_WAV;
     switch (bits) {
         case SampleBits::Whole16:
             return container | SF_FORMAT_PCM_16;
@@ -255,7 +255,8 @@ std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, co
             std::ranges::transform(block, whole.begin(), [&](float value) { return Whole(value, width, rounded); });
             written = sf_writef_int(sound.get(), whole.data(), count);
         }
-        if (written != count) throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
+        if (written != count)
+            throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
     }
     sound.reset();  // writes the header's lengths
     return rounded;

@@ -138,7 +138,8 @@ std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::stri
         }
         if (!problemOf) continue;
         const std::span<const float> all = values, last = all.last(names.size());
-        const auto before = all.size() == last.size() ? std::span<const float>() : all.last(2 * names.size()).first(names.size());
+        const auto before =
+            all.size() == last.size() ? std::span<const float>() : all.last(2 * names.size()).first(names.size());
         if (const std::string problem = problemOf(last, before); !problem.empty())
             throw FileError(path, row.line, problem, Quoted(Joined(row.fields)));
     }
