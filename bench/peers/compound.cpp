@@ -15,14 +15,12 @@ class Compound final : public Peer {
 public:
     explicit Compound(std::string path) : path_(std::move(path)) {}
 
-    void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
-
     void Save(const Workload& workload) override {
         const int version = workload.Payload() < kLarge ? 3 : 4;
         file_ = CompoundFile::Create(CreateReplacing(path_, Access::Exclusive), version);
         for (std::uint32_t object = 0; object < workload.Count(); ++object)
             Write(Name(workload, object), workload.ContentOf(object));
-        Write(kDirectory, directory_);
+        Write(kDirectory, workload.Directory());
         file_->Commit();
     }
 
@@ -47,6 +45,14 @@ public:
         Open(Access::Exclusive);
         Write(Name(workload, object), content);
         file_->Commit();
+    }
+
+    void ChangeMany(const Workload& workload, std::span<const std::uint32_t> objects) override {
+        Open(Access::Exclusive);
+        for (const std::uint32_t object : objects) {
+            Write(Name(workload, object), workload.ContentOf(object, 1));
+            file_->Commit();
+        }
     }
 
     void Close() override {
@@ -78,7 +84,6 @@ private:
 
     std::string path_;
     ReadBuffer buffer_;
-    std::vector<std::byte> directory_;
     std::unique_ptr<CompoundFile> file_;
     std::uint64_t bytesRead_ = 0;
 };

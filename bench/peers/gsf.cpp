@@ -31,13 +31,11 @@ class Gsf final : public Peer {
 public:
     explicit Gsf(std::string path) : path_(std::move(path)) { gsf_init(); }
 
-    void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
-
     void Save(const Workload& workload) override {
         Writer writer(path_);
         for (std::uint32_t object = 0; object < workload.Count(); ++object)
             writer.Add(NameOf(workload.IdOf(object)), workload.ContentOf(object));
-        writer.Add("DIRECTORY", directory_);
+        writer.Add("DIRECTORY", workload.Directory());
         writer.Finish();
     }
 
@@ -115,7 +113,6 @@ private:
 
     std::string path_;
     ReadBuffer buffer_;
-    std::vector<std::byte> directory_;
 };
 
 }  // namespace

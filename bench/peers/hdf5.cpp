@@ -36,14 +36,12 @@ public:
     explicit Hdf5(std::string path) : path_(std::move(path)) {}
     ~Hdf5() override { Close(); }
 
-    void Prepare(const Workload& workload) override { directory_ = workload.Directory(); }
-
     void Save(const Workload& workload) override {
         const Handle access(NewestFormat(), H5Pclose);
         file_ = Checked(H5Fcreate(path_.c_str(), H5F_ACC_EXCL, H5P_DEFAULT, access));
         for (std::uint32_t object = 0; object < workload.Count(); ++object)
             Create(NameOf(workload.IdOf(object)), workload.ContentOf(object));
-        Create("DIRECTORY", directory_);
+        Create("DIRECTORY", workload.Directory());
         MakeDurable();
     }
 
@@ -116,7 +114,6 @@ private:
 
     std::string path_;
     ReadBuffer buffer_;
-    std::vector<std::byte> directory_;
     hid_t file_ = -1;
 };
 

@@ -9,8 +9,7 @@ namespace lumvex::bench {
 namespace {
 
 Array ArrayOf(Bytes content) {
-    std::vector<float> values(content.size() / sizeof(float));
-    std::memcpy(values.data(), content.data(), content.size());
+    const std::span values(reinterpret_cast<const float*>(content.data()), content.size() / sizeof(float));
     return Array::FromColumns(values, values.size(), 1);
 }
 
@@ -19,17 +18,13 @@ public:
     Model(const std::string& path, const std::string& mode)
         : path_(path.begin(), path.end()), bounded_(mode == "bounded"), project_(Project::Create()) {}
 
-    void Prepare(const Workload& workload) override {
+    void Save(const Workload& workload) override {
         const Data data = project_.Data();
         for (std::uint32_t object = 0; object < workload.Count(); ++object) {
             const std::string name = "Datum " + std::to_string(object);
             data.Add(std::u16string(name.begin(), name.end())).Data(ArrayOf(workload.ContentOf(object)));
         }
-    }
-
-    void Save(const Workload&) override {
         project_.SaveFileAs(path_);
-        keepsTree_ = true;
     }
 
     Bytes ReadOne(const Workload&, std::uint32_t object) override {
@@ -47,16 +42,25 @@ public:
     void ReadEach(const Workload& workload, Tally& tally) override { ReadAll(workload, tally); }
 
     void Change(const Workload&, std::uint32_t object, Bytes content) override {
-        const Array array = ArrayOf(content);
         Open(LX_EXCLUSIVE_READWRITE);
-        project_.Data().Item(static_cast<LONG>(object) + 1).Data(array);
+        project_.Data().Item(static_cast<LONG>(object) + 1).Data(ArrayOf(content));
         project_.SaveFile();
     }
 
-    // The tree was made to be saved; the time to release it is not part of saving.
+    void ChangeMany(const Workload& workload, std::span<const std::uint32_t> objects) override {
+        Open(LX_EXCLUSIVE_READWRITE);
+        for (const std::uint32_t object : objects) {
+            project_.Data().Item(static_cast<LONG>(object) + 1).Data(ArrayOf(workload.ContentOf(object, 1)));
+            project_.SaveFile();
+        }
+    }
+
+    // All that a client does: closing the file, and then letting the project go.
     void Close() override {
+        if (!project_.Get()) return;
         bytesRead_ = StatisticsOf(project_.Get()).bytesRead;
-        if (!keepsTree_) project_ = Project();
+        project_.CloseFile();
+        project_ = Project();
     }
 
     std::uint64_t BytesRead() const override { return bytesRead_; }
@@ -74,7 +78,7 @@ private:
     }
 
     std::u16string path_;
-    bool bounded_, keepsTree_ = false;
+    bool bounded_;
     Project project_;
     Array array_;
     std::uint64_t bytesRead_ = 0;

@@ -13,12 +13,15 @@ class Peer {
 public:
     virtual ~Peer() = default;
 
-    virtual void Prepare(const Workload&) {}          // what is in memory before Save is measured
-    virtual void Save(const Workload& workload) = 0;  // a new file, durable
+    virtual void Save(const Workload& workload) = 0;  // a new file, durable; all that is made for it is made here
     virtual Bytes ReadOne(const Workload& workload, std::uint32_t object) = 0;  // valid as long as the peer
     virtual void ReadAll(const Workload& workload, Tally& tally) = 0;           // in the order that suits the peer
     virtual void ReadEach(const Workload& workload, Tally& tally) = 0;          // one after the other by its ID
     virtual void Change(const Workload& workload, std::uint32_t object, Bytes content) = 0;  // durable
+    // The file stays open while its objects are changed one after the other, each change durable before the next.
+    virtual void ChangeMany(const Workload&, std::span<const std::uint32_t>) {
+        throw std::invalid_argument("this peer changes one object only");
+    }
     virtual void Close() {}                                                                  // part of what is measured
     virtual std::uint64_t BytesRead() const { return 0; }  // of the file, by those who know
 };

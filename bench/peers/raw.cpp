@@ -70,9 +70,12 @@ public:
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
         Open(O_RDWR);
-        const auto place = static_cast<off_t>(workload.OffsetOf(object));
-        Require(::pwrite(fd_, content.data(), content.size(), place) == static_cast<ssize_t>(content.size()));
-        Require(::fdatasync(fd_) == 0);
+        Replace(workload, object, content);
+    }
+
+    void ChangeMany(const Workload& workload, std::span<const std::uint32_t> objects) override {
+        Open(O_RDWR);
+        for (const std::uint32_t object : objects) Replace(workload, object, workload.ContentOf(object, 1));
     }
 
     void Close() override {
@@ -85,6 +88,12 @@ private:
     void Open(int flags) {
         fd_ = ::open(path_.c_str(), flags | O_CLOEXEC, 0666);
         Require(fd_ >= 0);
+    }
+
+    void Replace(const Workload& workload, std::uint32_t object, Bytes content) {
+        const auto place = static_cast<off_t>(workload.OffsetOf(object));
+        Require(::pwrite(fd_, content.data(), content.size(), place) == static_cast<ssize_t>(content.size()));
+        Require(::fdatasync(fd_) == 0);
     }
 
     std::string path_;

@@ -60,13 +60,16 @@ public:
     }
 
     void Change(const Workload& workload, std::uint32_t object, Bytes content) override {
-        Open(SQLITE_OPEN_READWRITE);
-        Run("PRAGMA synchronous=FULL");
-        Statement update(*this, "UPDATE objects SET data=? WHERE id=?");
-        const Id id = workload.IdOf(object);
-        update.Bind(1, content);
-        update.Bind(2, id);
-        update.Finish();
+        OpenToChange();
+        Statement update(*this, kUpdate);
+        Update(update, workload.IdOf(object), content);
+    }
+
+    void ChangeMany(const Workload& workload, std::span<const std::uint32_t> objects) override {
+        OpenToChange();
+        Statement update(*this, kUpdate);
+        for (const std::uint32_t object : objects)
+            Update(update, workload.IdOf(object), workload.ContentOf(object, 1));
     }
 
     void Close() override {
@@ -111,6 +114,19 @@ private:
         const Bytes blob = select.Blob();
         std::memcpy(buffer_.data(), blob.data(), blob.size());
         return buffer_.First(blob.size());
+    }
+
+    static constexpr char kUpdate[] = "UPDATE objects SET data=? WHERE id=?";
+
+    void OpenToChange() {
+        Open(SQLITE_OPEN_READWRITE);
+        Run("PRAGMA synchronous=FULL");
+    }
+
+    static void Update(Statement& update, const Id& id, Bytes content) {  // a transaction of its own
+        update.Bind(1, content);
+        update.Bind(2, id);
+        update.Finish();
     }
 
     void Check(int code) {

@@ -4,9 +4,9 @@ namespace lumvex::inside {
 
 void Array::Materialise() {
     if (!slot || !slot->InFile()) return;
-    std::vector<std::byte> elements(slot->ByteSize());
-    slot->CopyTo(elements);
-    slot = std::make_shared<StoredArray>(slot->Type(), slot->Shape(), std::move(elements));
+    const Ref<StoredArray> read = StoredArray::Make(slot->Type(), slot->Shape());
+    slot->CopyTo(read->Room());
+    slot = read;
 }
 
 }  // namespace lumvex::inside

@@ -98,13 +98,12 @@ StoredArray::Text ReadText(RecordReader& reader) {
     return text;
 }
 
-ArraySlot ReadTexts(RecordReader& reader, Dimensions dimensions) {
-    std::size_t count = 1;
-    for (const Dimension& dimension : dimensions) count *= dimension.count;
+ArraySlot ReadTexts(RecordReader& reader, const Dimensions& dimensions) {
+    const std::size_t count = StoredArray::CountOf(dimensions);
     std::vector<StoredArray::Text> texts(count);
     RecordOrder order(dimensions);
     for (std::size_t at = 0; at < count; ++at, order.Next()) texts[order.Index()] = ReadText(reader);
-    return std::make_shared<StoredArray>(std::move(dimensions), std::move(texts));
+    return StoredArray::Make(dimensions, std::move(texts));
 }
 
 }  // namespace
@@ -130,30 +129,29 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
 }
 
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
-    slot.reset();
+    slot = nullptr;
     const std::uint16_t format = reader.U16();
     if (format == kNoArray) return;
     if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
     const std::uint32_t count = reader.U32();
     const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
     const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
-    Dimensions dimensions = ReadDimensions(reader, count, elementSize);
+    const Dimensions dimensions = ReadDimensions(reader, count, elementSize);
     if (type == VT_BSTR) {
-        slot = ReadTexts(reader, std::move(dimensions));
+        slot = ReadTexts(reader, dimensions);
         return;
     }
-    std::size_t size = elementSize;
-    for (const Dimension& dimension : dimensions) size *= dimension.count;
+    const std::size_t size = StoredArray::SizeOf(type, dimensions);
     constexpr std::size_t kReadNow = 4096;  // bytes: an array that stays in the file takes about as much memory
     if (size <= kReadNow) {
-        std::vector<std::byte> elements(size);
-        reader.Read(elements);
-        slot = std::make_shared<StoredArray>(type, std::move(dimensions), std::move(elements));
+        const Ref<StoredArray> array = StoredArray::Make(type, dimensions);
+        reader.Read(array->Room());
+        slot = array;
         return;
     }
-    auto array = std::make_shared<StoredArray>(type, std::move(dimensions), reader.Source(), reader.Position());
+    const Ref<StoredArray> array = StoredArray::Make(type, dimensions, reader.Source(), reader.Position());
     reader.Skip(size);
-    slot = std::move(array);
+    slot = array;
 }
 
 }  // namespace lumvex::inside

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/base/failure.hpp"
+#include "core/objects/document.hpp"
 #include "core/objects/object.hpp"
 #include "lumvex/interfaces.hpp"
 
@@ -107,7 +108,7 @@ float FloatOf(const VARIANT& element) {
 }
 
 template <class From, class Convert>
-void ConvertElements(SAFEARRAY* array, std::vector<std::byte>& elements, Convert convert) {
+void ConvertElements(SAFEARRAY* array, std::span<std::byte> elements, Convert convert) {
     const std::size_t count = elements.size() / sizeof(float);
     const Access access(array);
     std::ranges::transform(access.As<const From>(count), reinterpret_cast<float*>(elements.data()), convert);
@@ -150,12 +151,11 @@ template <class Put>
 void EachNumber(const StoredArray& array, std::size_t count, Put put) {
     const std::size_t size = StoredArray::ElementSize(array.Type());
     std::vector<std::byte> copied;
-    const std::byte* elements = array.Elements().data();
     if (array.InFile()) {
         copied.resize(count * size);
         array.CopyTo(copied);
-        elements = copied.data();
     }
+    const std::byte* elements = array.InFile() ? copied.data() : array.Elements().data();
     if (array.Type() == VT_R4)
         EachOf<float>(elements, count, put);
     else if (array.Type() == VT_R8)
@@ -209,16 +209,40 @@ Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds)
     return Variant::FromArray(type, array.release());
 }
 
-template <class T>
-Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
-    std::size_t rows = 0, emptyRows = 0;
+// The most rows of arrays that have elements, and of those that have rows and no channels.
+struct RowCounts {
+    std::size_t filled = 0, empty = 0;
+};
+
+RowCounts RowsOf(std::span<const ArraySlot> columns) {
+    RowCounts counts;
     for (const ArraySlot& column : columns) {
-        std::size_t& most = column->Count() != 0 ? rows : emptyRows;
+        std::size_t& most = column->Count() != 0 ? counts.filled : counts.empty;
         most = std::max<std::size_t>(most, column->Shape()[0].count);
     }
-    if (emptyRows > rows) {
-        if (emptyRows > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
-        rows = emptyRows;
+    return counts;
+}
+
+// The element type and the number of elements in each dimension.
+Variant ShapeAlone(VARTYPE type, const Dimensions& shape) {
+    OwnedArray array = MakeArray(VT_I4, {{0, static_cast<ULONG>(shape.size() + 1)}}, false);
+    {
+        const Access access(array.get());
+        const auto numbers = access.As<LONG>(shape.size() + 1);
+        numbers[0] = type;
+        std::ranges::transform(shape, numbers.begin() + 1,
+                               [](const Dimension& each) { return static_cast<LONG>(each.count); });
+    }
+    return Variant::FromArray(VT_I4, array.release());
+}
+
+template <class T>
+Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
+    const RowCounts counts = RowsOf(columns);
+    std::size_t rows = counts.filled;
+    if (counts.empty > rows) {
+        if (counts.empty > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
+        rows = counts.empty;
     }
     OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
     {
@@ -241,7 +265,7 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
 
 void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     if (value.vt == VT_EMPTY) {
-        slot.reset();
+        slot = nullptr;
         return;
     }
     if ((value.vt & VT_ARRAY) == 0) throw Failure(Message::NotAnArray);
@@ -252,10 +276,11 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
 
     const auto type = static_cast<VARTYPE>(value.vt & ~VT_ARRAY);
     const bool bytes = type == VT_UI1;
-    std::size_t count = 1;
-    for (const Dimension& dimension : dimensions) count *= dimension.count;
     CheckType(value.parray, type);
-    std::vector<std::byte> elements(count * (bytes ? 1 : sizeof(float)));
+    if (type != VT_R4 && !bytes)
+        for (Dimension& dimension : dimensions) dimension.lower = 0;
+    const Ref<StoredArray> made = StoredArray::Make(bytes ? VT_UI1 : VT_R4, dimensions);
+    const std::span<std::byte> elements = made->Room();
     switch (type) {
         case VT_R4:
         case VT_UI1: {
@@ -274,13 +299,11 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
             ConvertElements<VARIANT>(value.parray, elements, FloatOf);
             break;
     }
-    if (type != VT_R4 && type != VT_UI1)
-        for (Dimension& dimension : dimensions) dimension.lower = 0;
-    slot = std::make_shared<StoredArray>(bytes ? VARTYPE{VT_UI1} : VARTYPE{VT_R4}, std::move(dimensions),
-                                         std::move(elements));
+    slot = made;
 }
 
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
+    if (slot && type == kShapesAlone) return ShapeAlone(slot->Type(), slot->Shape());
     if (!slot || (type != LX_R4 && type != LX_R8 && type != LX_VT && type != LX_UI1)) return {};
     if (slot->Type() == VT_BSTR) return Texts(*slot);
     if (slot->Type() == VT_UI1) return Copied(*slot);
@@ -300,6 +323,11 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
     for (const ArraySlot& column : columns) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
+    }
+    if (type == kShapesAlone) {
+        const RowCounts counts = RowsOf(columns);
+        const auto rows = static_cast<ULONG>(std::max(counts.filled, counts.empty));
+        return ShapeAlone(VT_R4, {{0, rows}, {0, static_cast<ULONG>(columns.size())}});
     }
     switch (type) {
         case LX_R4:

@@ -5,34 +5,52 @@
 
 namespace lumvex::inside {
 
-StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements)
-    : type_(type), dimensions_(std::move(dimensions)), elements_(std::move(elements)) {
-    assert(type_ != VT_BSTR && elements_.size() == ByteSize());
+static_assert(sizeof(StoredArray) % alignof(double) == 0, "elements of every type may follow");
+
+Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions) {
+    return Ref<StoredArray>(new (SizeOf(type, dimensions)) StoredArray(type, dimensions));
 }
 
-StoredArray::StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source,
-                         std::uint64_t offset)
-    : type_(type), dimensions_(std::move(dimensions)), source_(std::move(source)), offset_(offset) {}
-
-StoredArray::StoredArray(Dimensions dimensions, std::vector<Text> texts)
-    : type_(VT_BSTR), dimensions_(std::move(dimensions)), texts_(std::move(texts)) {
-    assert(texts_.size() == Count());
+Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements) {
+    Ref<StoredArray> made = Make(type, dimensions);
+    assert(type != VT_BSTR && elements.size() == made->ByteSize());
+    std::ranges::copy(elements, made->Room().begin());
+    return made;
 }
 
-std::size_t StoredArray::Count() const {
-    std::size_t count = dimensions_.empty() ? 0 : 1;
-    for (const Dimension& dimension : dimensions_) count *= dimension.count;
+Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions,
+                                   std::shared_ptr<const ByteSource> source, std::uint64_t offset) {
+    Ref<StoredArray> made(new (0) StoredArray(type, dimensions));
+    made->file_ = std::make_unique<const InAFile>(InAFile{std::move(source), offset});
+    return made;
+}
+
+Ref<StoredArray> StoredArray::Make(const Dimensions& dimensions, std::vector<Text> texts) {
+    assert(texts.size() == CountOf(dimensions));
+    Ref<StoredArray> made(new (0) StoredArray(VT_BSTR, dimensions));
+    made->texts_ = std::move(texts);
+    return made;
+}
+
+std::size_t StoredArray::CountOf(const Dimensions& dimensions) {
+    std::size_t count = dimensions.empty() ? 0 : 1;
+    for (const Dimension& dimension : dimensions) count *= dimension.count;
     return count;
 }
 
-std::size_t StoredArray::ByteSize() const { return Count() * ElementSize(type_); }
+std::span<const std::byte> StoredArray::Elements() const {
+    assert(!InFile());
+    return {reinterpret_cast<const std::byte*>(this + 1), ByteSize()};
+}
+
+std::span<std::byte> StoredArray::Room() { return {reinterpret_cast<std::byte*>(this + 1), ByteSize()}; }
 
 void StoredArray::CopyTo(std::span<std::byte> elements) const {
     if (elements.empty()) return;
-    if (source_)
-        source_->Read(offset_, elements);
+    if (file_)
+        file_->source->Read(file_->offset, elements);
     else
-        std::memcpy(elements.data(), elements_.data(), elements.size());
+        std::memcpy(elements.data(), Elements().data(), elements.size());
 }
 
 std::size_t StoredArray::ElementSize(VARTYPE type) {

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "lumvex/automation.hpp"
+#include "lumvex/values.hpp"
 #include "storage/records/byte_source.hpp"
 
 namespace lumvex::inside {
@@ -58,40 +58,67 @@ private:
     std::size_t count_ = 0;
 };
 
+// Counted, under the module lock. The elements are in one block of memory with the rest.
 class StoredArray {
 public:
     using Text = std::optional<std::u16string>;  // none: a null string
 
-    // Takes the elements; their number is the product of the counts.
-    StoredArray(VARTYPE type, Dimensions dimensions, std::vector<std::byte> elements);
+    // An array whose elements the caller puts into Room() before anybody else sees it. Throws std::bad_alloc.
+    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions);
+    // Copies the elements; their size is the product of the counts times that of one.
+    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements);
     // The elements are in `source` from `offset` on, and are read when they are needed.
-    StoredArray(VARTYPE type, Dimensions dimensions, std::shared_ptr<const ByteSource> source, std::uint64_t offset);
+    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions, std::shared_ptr<const ByteSource> source,
+                                 std::uint64_t offset);
     // An array of texts.
-    StoredArray(Dimensions dimensions, std::vector<Text> texts);
+    static Ref<StoredArray> Make(const Dimensions& dimensions, std::vector<Text> texts);
+
+    StoredArray(const StoredArray&) = delete;
+    StoredArray& operator=(const StoredArray&) = delete;
+
+    void AddRef() const noexcept { ++count_; }
+    void Release() const noexcept {
+        if (--count_ == 0) delete this;
+    }
 
     VARTYPE Type() const { return type_; }
     const Dimensions& Shape() const { return dimensions_; }
-    std::size_t Count() const;     // elements in all
-    std::size_t ByteSize() const;  // of the element block; 0 for texts
+    std::size_t Count() const { return CountOf(dimensions_); }                    // elements in all
+    std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }           // of all elements; 0 for texts
 
-    bool InFile() const { return source_ != nullptr; }
-    void CopyTo(std::span<std::byte> elements) const;                  // from the first on, at most ByteSize() bytes
-    std::span<const std::byte> Elements() const { return elements_; }  // of an array in memory
+    bool InFile() const { return file_ != nullptr; }
+    void CopyTo(std::span<std::byte> elements) const;   // from the first on, at most ByteSize() bytes
+    std::span<const std::byte> Elements() const;        // of an array in memory
+    std::span<std::byte> Room();                        // the same, of an array that is being made
     const std::vector<Text>& Texts() const { return texts_; }
 
     // Bytes of one element in a record: 4, 8, 16 (a variant, raw) or 1; 0 for texts.
     static std::size_t ElementSize(VARTYPE type);
+    static std::size_t CountOf(const Dimensions& dimensions);
+    static std::size_t SizeOf(VARTYPE type, const Dimensions& dimensions) {
+        return CountOf(dimensions) * ElementSize(type);
+    }
 
 private:
+    struct InAFile {
+        std::shared_ptr<const ByteSource> source;
+        std::uint64_t offset;
+    };
+
+    StoredArray(VARTYPE type, const Dimensions& dimensions) : type_(type), dimensions_(dimensions) {}
+    ~StoredArray() = default;
+    static void* operator new(std::size_t size, std::size_t elements) { return ::operator new(size + elements); }
+    static void operator delete(void* block) { ::operator delete(block); }
+    static void operator delete(void* block, std::size_t) { ::operator delete(block); }
+
+    mutable unsigned count_ = 0;
     VARTYPE type_;
     Dimensions dimensions_;
-    std::vector<std::byte> elements_;
     std::vector<Text> texts_;
-    std::shared_ptr<const ByteSource> source_;
-    std::uint64_t offset_ = 0;
+    std::unique_ptr<const InAFile> file_;  // null: the elements follow this object in memory
 };
 
 // What an object holds: an array or nothing.
-using ArraySlot = std::shared_ptr<const StoredArray>;
+using ArraySlot = Ref<const StoredArray>;
 
 }  // namespace lumvex::inside

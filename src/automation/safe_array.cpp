@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 
 #include "automation/element.hpp"
@@ -68,6 +69,16 @@ const SAFEARRAYBOUND& BoundOf(SAFEARRAY* array, UINT dimension) noexcept {
     return array->rgsabound[array->cDims - dimension];
 }
 
+// Short blocks are cleared here: malloc() has some at hand, which calloc() of the usual library leaves alone. Long ones
+// may come cleared from the system.
+void* AllocateZeros(std::size_t bytes) noexcept {
+    constexpr std::size_t kShort = 1024;
+    if (bytes > kShort) return std::calloc(1, bytes);
+    void* const block = std::malloc(bytes);
+    if (block) std::memset(block, 0, bytes);
+    return block;
+}
+
 // An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be made.
 SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
@@ -85,9 +96,9 @@ SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bound
     if (none) bytes = 1;  // no elements, but an address all the same
 
     const std::size_t descriptor = sizeof(Prefix) + sizeof(SAFEARRAY) + dimensions * sizeof(SAFEARRAYBOUND);
-    char* const block = static_cast<char*>(std::calloc(1, descriptor));
+    char* const block = static_cast<char*>(AllocateZeros(descriptor));
     if (!block) return nullptr;
-    void* const data = std::calloc(1, static_cast<std::size_t>(bytes));
+    void* const data = AllocateZeros(static_cast<std::size_t>(bytes));
     if (!data) {
         std::free(block);
         return nullptr;
@@ -147,12 +158,13 @@ void Free(SAFEARRAY* array) noexcept {
 SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) noexcept {
     if (!rgsabound || cDims == 0 || cDims > std::numeric_limits<USHORT>::max() || SizeOfElement(vt) == 0)
         return nullptr;
-    SAFEARRAYBOUND* const reversed = new (std::nothrow) SAFEARRAYBOUND[cDims];
+    constexpr UINT kUsual = 4;
+    SAFEARRAYBOUND inPlace[kUsual];
+    const std::unique_ptr<SAFEARRAYBOUND[]> more(cDims > kUsual ? new (std::nothrow) SAFEARRAYBOUND[cDims] : nullptr);
+    SAFEARRAYBOUND* const reversed = cDims > kUsual ? more.get() : inPlace;
     if (!reversed) return nullptr;
     for (UINT i = 0; i < cDims; ++i) reversed[i] = rgsabound[cDims - 1 - i];
-    SAFEARRAY* const array = Allocate(vt, static_cast<USHORT>(cDims), reversed);
-    delete[] reversed;
-    return array;
+    return Allocate(vt, static_cast<USHORT>(cDims), reversed);
 }
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) noexcept {

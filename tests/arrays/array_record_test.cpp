@@ -40,7 +40,7 @@ ArraySlot InMemory(const ArraySlot& slot) {
     if (!slot || !slot->InFile()) return slot;
     Bytes elements(slot->ByteSize());
     slot->CopyTo(elements);
-    return std::make_shared<StoredArray>(slot->Type(), slot->Shape(), elements);
+    return StoredArray::Make(slot->Type(), slot->Shape(), elements);
 }
 
 TEST(ArrayRecord, ReadsAndWritesEveryType) {

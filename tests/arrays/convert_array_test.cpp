@@ -12,7 +12,7 @@ using namespace inside;
 template <class T>
 ArraySlot Stored(VARTYPE type, Dimensions dimensions, const std::vector<T>& values) {
     const auto bytes = std::as_bytes(std::span(values));
-    return std::make_shared<StoredArray>(type, std::move(dimensions),
+    return StoredArray::Make(type, std::move(dimensions),
                                          std::vector<std::byte>(bytes.begin(), bytes.end()));
 }
 
@@ -241,14 +241,14 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     put(4, VT_BSTR, std::uint64_t{0xDEADBEEFDEADBEEF});  // an address of another process
     put(5, VT_BOOL, VARIANT_TRUE);
     put(6, VT_UI1, BYTE{200});
-    const auto variants = std::make_shared<StoredArray>(VARTYPE{VT_VARIANT}, Dimensions{{1, 7}}, raw);
+    const auto variants = StoredArray::Make(VARTYPE{VT_VARIANT}, Dimensions{{1, 7}}, raw);
     const std::vector<double> values{0.5, -8.25, 77, -3, 0, -1, 200};
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R4)), (Content{VT_R4, {1}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {7}, values}));
 
     const auto texts =
-        std::make_shared<StoredArray>(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
+        StoredArray::Make(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
     for (const LONG type : {LX_R4, LX_R8, LX_VT, LX_UI1}) {
         const Variant answer = ConvertArrayOut(texts, type);
         ASSERT_EQ(answer.vt, VT_ARRAY | VT_BSTR);

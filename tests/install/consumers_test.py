@@ -92,6 +92,18 @@ class Installed(ConsumerTest):
                 with self.subTest(compiler=" ".join(compiler), standard=standard):
                     run([*compiler, f"-std={standard}", *WARNINGS, "-fsyntax-only", f"-I{include}", self.folder / "main.cpp"])
 
+    def test_a_misspelt_member_is_one_error(self):
+        include = self.prefix / "include"
+        for compiler in filter(compiles, COMPILERS):
+            for line in ("datum.SampelRate();", "datum.SampelRate(1);", "project.Data().Fnid(\"a\");"):
+                source = f'#include "lumvex/lumvex.hpp"\nvoid f(lumvex::Datum datum, lumvex::Project project) {{\n{line}\n}}\n'
+                with self.subTest(compiler=" ".join(compiler), line=line):
+                    told = subprocess.run([*compiler, "-std=c++20", "-fsyntax-only", f"-I{include}", "-x", "c++", "-"],
+                                          input=source, capture_output=True, text=True, check=False).stderr
+                    errors = [each for each in told.splitlines() if "error:" in each]
+                    self.assertEqual(len(errors), 1, told)
+                    self.assertRegex(errors[0], "(has no member named|no member named) .*(SampelRate|Fnid)")
+
 
 class Within(ConsumerTest):
     """The library is built with the program's project, as a part of it."""

@@ -18,7 +18,7 @@ protected:
     void Measure(const VARIANT& data) { measurements.Add(u"M").Data(data); }
     HRESULT Got(Variant& result) { return position.Get()->get_Data(result.Out()); }
     // The elements as numbers; what was never filled in is 0.
-    static Content Numbers(const Variant& value) {
+    static Content Numbers(const VARIANT& value) {
         if (value.vt != (VT_ARRAY | VT_VARIANT)) return ContentOf(value);
         VARIANT* elements = nullptr;
         EXPECT_EQ(SafeArrayAccessData(value.parray, reinterpret_cast<void**>(&elements)), S_OK);
@@ -118,7 +118,7 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     const auto stored = [](VARTYPE type, Dimensions dimensions, const auto& values) {
         std::vector<std::byte> bytes(std::size(values) * sizeof values[0]);
         if (!bytes.empty()) std::memcpy(bytes.data(), std::data(values), bytes.size());
-        return std::make_shared<const StoredArray>(type, std::move(dimensions), std::move(bytes));
+        return StoredArray::Make(type, std::move(dimensions), std::move(bytes));
     };
     const std::vector<double> doubles{1.5, -2};
     const std::vector<float> none;
@@ -130,7 +130,7 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R8)),
               (Content{VT_R8, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
     const ArraySlot texts[] = {
-        std::make_shared<const StoredArray>(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
+        StoredArray::Make(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
 }
 
@@ -138,11 +138,11 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
 TEST(SideBySide, RowsWithoutElementsHaveABound) {
     using namespace inside;
     const auto without = [](std::size_t rows) {
-        return std::make_shared<const StoredArray>(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}, {0, 0}},
+        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}, {0, 0}},
                                                    std::vector<std::byte>());
     };
     const auto with = [](std::size_t rows) {
-        return std::make_shared<const StoredArray>(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}},
+        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}},
                                                    std::vector<std::byte>(rows * sizeof(float)));
     };
     const auto rowsOf = [](const std::vector<ArraySlot>& columns, LXArray type) {

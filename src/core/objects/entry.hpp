@@ -45,6 +45,8 @@ public:
     bool stored = false;      // the open file holds the object's stream
     bool listed = false;      // the open file's directory lists the object
     bool assumed = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up
+    bool rowRead = true;      // `second` is what the file's directory has, or the file does not have the entry
+    bool stays = false;       // closing the file has taken hold of its object
     bool joins = false;       // the next save adds it to the file's directory
     bool changed = false;     // the next save writes the object
     LONG storedLocks = 0;     // the lock counter in the open file

@@ -42,9 +42,7 @@ void Members::Load(std::unique_ptr<StoredMembers> stored) {
 
 void Members::Materialise() {
     if (!stored_) return;
-    std::vector<Reference> list(stored_->Count());
-    for (std::size_t index = 0; index < list.size(); ++index) list[index] = stored_->At(index);
-    list_ = std::move(list);
+    list_ = stored_->All();
     stored_.reset();
 }
 

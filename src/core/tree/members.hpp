@@ -17,6 +17,7 @@ public:
     virtual ~StoredMembers() = default;
     virtual std::size_t Count() const = 0;
     virtual Reference At(std::size_t index) const = 0;  // counted from 0
+    virtual std::vector<Reference> All() const = 0;
 };
 
 class Members {

@@ -45,12 +45,12 @@ void CMeasurement::SwapFirstChannels() {
     const StoredArray& stored = *Data.slot;
     const std::size_t rows = stored.Shape()[0].count;
     if (stored.Type() == VT_BSTR) {
-        Data.slot = std::make_shared<StoredArray>(stored.Shape(), FirstTwoSwapped(stored.Texts(), rows));
+        Data.slot = StoredArray::Make(stored.Shape(), FirstTwoSwapped(stored.Texts(), rows));
         return;
     }
     std::vector<std::byte> elements(stored.ByteSize());
     stored.CopyTo(elements);
-    Data.slot = std::make_shared<StoredArray>(
+    Data.slot = StoredArray::Make(
         stored.Type(), stored.Shape(),
         FirstTwoSwapped(std::move(elements), rows * StoredArray::ElementSize(stored.Type())));
 }

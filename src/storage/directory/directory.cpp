@@ -28,16 +28,16 @@ Ref<Entry> Directory::FindReferred(const Reference& reference, const ClassInfo& 
     Ref<Entry> entry = Make(reference.id, &classInfo);
     entry->tag = reference.tag;
     entry->stored = entry->listed = entry->assumed = true;
+    entry->rowRead = false;
     return entry;
 }
 
 std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
     std::set<GUID, GuidLess> ids;
-    for (std::size_t at = 0; at < table_.Count(); ++at) {
-        const DirectoryRow row = table_.At(at);
+    table_.ForEach([&](const DirectoryRow& row) {
         const ClassInfo* info = FindClass(row.classId);
         if (info && accepts(*info) && !changes_.IsRemoved(row.id)) ids.insert(row.id);
-    }
+    });
     for (std::size_t at = 0; at < entries_.Count(); ++at) {
         const Entry& entry = entries_.At(at);
         if (entry.classInfo && accepts(*entry.classInfo)) ids.insert(entry.id);
@@ -50,7 +50,8 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
     loaded.reserve(cache_.Count());
     for (std::size_t at = 0; at < entries_.Count(); ++at)
         if (entries_.At(at).object) loaded.push_back(Ref<Entry>(&entries_.At(at)));
-    std::ranges::sort(loaded, {}, [](const Ref<Entry>& entry) { return entry->order; });
+    const auto orderOf = [](const Ref<Entry>& entry) { return entry->order; };
+    if (!std::ranges::is_sorted(loaded, {}, orderOf)) std::ranges::sort(loaded, {}, orderOf);
     return loaded;
 }
 
@@ -174,10 +175,20 @@ void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<co
 }
 
 void Directory::ReadFromTable() {
-    for (Entry* entry = cache_.Oldest(); entry; entry = entry->newer) {
-        if (!entry->listed) continue;
-        if (const auto row = table_.Find(entry->id)) entry->second = row->second;
+    std::vector<Entry*> missing;
+    for (Entry* entry = cache_.Oldest(); entry; entry = entry->newer)
+        if (!entry->rowRead) missing.push_back(entry);
+    if (table_.IsFasterReadWhole(missing.size())) {
+        table_.ForEach([&](const DirectoryRow& row) {
+            if (IsEqualGUID(row.second, GUID_NULL)) return;
+            Entry* entry = FindInMemory(row.id);
+            if (entry && !entry->rowRead) entry->second = row.second;
+        });
+    } else {
+        for (Entry* entry : missing)
+            if (const auto row = table_.Find(entry->id)) entry->second = row->second;
     }
+    for (Entry* entry : missing) entry->rowRead = true;
 }
 
 void Directory::CloseFile() noexcept {
@@ -191,7 +202,7 @@ void Directory::CloseFile() noexcept {
             continue;
         }
         cache_.ClearAssumed(*entry);
-        entry->stored = entry->listed = entry->joins = entry->changed = false;
+        entry->stored = entry->listed = entry->joins = entry->changed = entry->stays = false;
         entry->storedLocks = 0;
         changes_.Join(*entry);
         if (entry->object) changes_.Mark(*entry);

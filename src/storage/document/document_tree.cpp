@@ -1,7 +1,5 @@
 #include "storage/document/document_tree.hpp"
 
-#include <unordered_set>
-
 #include "core/objects/operation.hpp"
 #include "core/tree/collection.hpp"
 #include "core/tree/references.hpp"
@@ -214,14 +212,17 @@ void DocumentTree::CloseFile(bool onlyHeld) {
 // all: looking for an owner loads further objects, which may push others out of the cache.
 std::vector<Ref<Object>> DocumentTree::LoadedWithOwners() {
     std::vector<Ref<Object>> objects;
-    std::unordered_set<const Entry*> held{&root_.OwnEntry()};
-    for (const Ref<Entry>& entry : directory_.LoadedEntries()) {
+    const std::vector<Ref<Entry>> loaded = directory_.LoadedEntries();
+    objects.reserve(loaded.size());
+    for (const Ref<Entry>& entry : loaded) {
         objects.push_back(entry->object);
-        held.insert(entry.get());
+        entry->stays = true;
     }
     for (std::size_t next = 0; next < objects.size(); ++next) {
         const Ref<Entry> owner = OwnerOf(objects[next]->OwnEntry());
-        if (owner && held.insert(owner.get()).second) objects.push_back(Get(*owner));
+        if (!owner || owner->stays || owner.get() == &root_.OwnEntry()) continue;
+        objects.push_back(Get(*owner));
+        owner->stays = true;
     }
     return objects;
 }

@@ -71,13 +71,13 @@ void DocumentSaver::SaveInPlace(const Objects& objects) {
     tree_.Objects().Saved(objects, std::move(tables));
 }
 
-void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access access) {
+void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access access, Taken taken) {
     if (tree_.File().IsOpen())
         ListObjectsThatTheTableLacks();
     else if (tree_.MayLackObjects())
         RequireComplete();
     const Objects objects = ObjectsToWrite();
-    SaveInto(CreateCompoundFile(path, access, SectorVersionFor(objects)), objects);
+    SaveInto(CreateCompoundFile(path, access, SectorVersionFor(objects), taken), objects);
 }
 
 // The new file takes the place that it was made for, and the document is bound to it.
@@ -192,10 +192,12 @@ void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
 
 void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects) const {
     RecordWriter record;
+    std::size_t written = 0;
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
         WriteObject(*entry->object, record);
         WriteStream(file, StreamNameOf(entry->id), record);
+        if (progress_) progress_(++written, objects.size());
     }
 }
 

@@ -1,6 +1,6 @@
 #include "storage/records/object_record.hpp"
 
-#include <cstring>
+#include <algorithm>
 
 #include "core/tree/collection.hpp"
 #include "core/tree/item.hpp"
@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kMembersAt = 8;
 constexpr std::uint64_t kReferenceSize = 20;
+static_assert(sizeof(Reference) == kReferenceSize, "references are read as they lie in memory");
 
 class StoredMemberList final : public StoredMembers {
 public:
@@ -20,17 +21,38 @@ public:
 
     std::size_t Count() const override { return count_; }
     Reference At(std::size_t index) const override {
-        std::byte bytes[kReferenceSize];
-        source_->Read(kMembersAt + index * kReferenceSize, bytes);
-        Reference reference;
-        std::memcpy(&reference.id, bytes, sizeof reference.id);
-        std::memcpy(&reference.tag, bytes + sizeof reference.id, sizeof reference.tag);
-        return reference;
+        if (index - aheadAt_ >= ahead_.size()) ReadAhead(index);
+        return ahead_[index - aheadAt_];
+    }
+    std::vector<Reference> All() const override {
+        std::vector<Reference> all(count_);
+        Read(0, all);
+        return all;
     }
 
 private:
+    // Whoever goes through a list asks for the next references as well. Where these cannot be read, the one is that was
+    // asked for.
+    void ReadAhead(std::size_t index) const {
+        constexpr std::size_t kAhead = 128;
+        std::vector<Reference> ahead(std::min(count_ - index, kAhead));
+        try {
+            Read(index, ahead);
+        } catch (const Failure&) {
+            ahead.resize(1);
+            Read(index, ahead);
+        }
+        ahead_ = std::move(ahead);
+        aheadAt_ = index;
+    }
+    void Read(std::size_t index, std::span<Reference> references) const {
+        source_->Read(kMembersAt + index * kReferenceSize, std::as_writable_bytes(references));
+    }
+
     std::shared_ptr<const ByteSource> source_;
     std::size_t count_;
+    mutable std::vector<Reference> ahead_;  // from aheadAt_ on
+    mutable std::size_t aheadAt_ = 0;
 };
 
 VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {

@@ -62,11 +62,28 @@ std::optional<SortedRecords::Record> SortedRecords::Find(const GUID& id) const {
     return At(index);
 }
 
-std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
-    std::vector<bool> found(ids.size());
+void SortedRecords::ForEach(FunctionRef<void(const std::byte* record)> visit) const {
+    constexpr std::size_t kPart = std::size_t{64} * 1024;  // bytes that are read at once
+    const std::size_t perPart = kPart / recordSize_;
+    std::vector<std::byte> part(std::min(count_, perPart) * recordSize_);
+    for (std::size_t done = 0; done < count_;) {
+        const std::size_t records = std::min(count_ - done, perPart);
+        const auto bytes = std::span(part).first(records * recordSize_);
+        source_->Read(kCountSize + std::uint64_t{done} * recordSize_, bytes);
+        for (std::size_t at = 0; at < records; ++at) visit(bytes.data() + at * recordSize_);
+        done += records;
+    }
+}
+
+bool SortedRecords::IsFasterReadWhole(std::size_t ids) const {
     constexpr std::size_t kLooks =
         16;  // of one search; in the time of one look about as many records are read in order
-    if (ids.size() * kLooks * kLooks < count_) {
+    return ids * kLooks * kLooks >= count_;
+}
+
+std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
+    std::vector<bool> found(ids.size());
+    if (!IsFasterReadWhole(ids.size())) {
         for (std::size_t at = 0; at < ids.size(); ++at) found[at] = Find(ids[at]).has_value();
         return found;
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/base/guid_order.hpp"
+#include "generic/function_ref.hpp"
 #include "storage/records/byte_source.hpp"
 
 namespace lumvex::inside {
@@ -36,6 +37,10 @@ public:
     Record At(std::size_t index) const;
     GUID IdAt(std::size_t index) const;
     std::optional<Record> Find(const GUID& id) const;
+    // In order. The records are valid during the visit.
+    void ForEach(FunctionRef<void(const std::byte* record)> visit) const;
+    // Is it faster to read the whole table than to look up so many IDs one by one?
+    bool IsFasterReadWhole(std::size_t ids) const;
     // Of each ID whether there is a record of it. The IDs ascend; for many of them the table is read as a whole.
     std::vector<bool> Contains(std::span<const GUID> ids) const;
 

@@ -38,6 +38,15 @@ public:
         return record ? std::optional(RowOf(*record)) : std::nullopt;
     }
 
+    template <class Visit>
+    void ForEach(Visit&& visit) const {
+        SortedRecords::ForEach([&](const std::byte* record) {
+            Row row;
+            std::memcpy(&row, record, sizeof row);
+            visit(row);
+        });
+    }
+
     static void Append(std::vector<std::byte>& rows, const Row& row) {
         const auto bytes = std::as_bytes(std::span(&row, 1));
         rows.insert(rows.end(), bytes.begin(), bytes.end());
