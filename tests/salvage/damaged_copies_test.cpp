@@ -258,7 +258,8 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
         if (same || other != others.end())
             ++back;
         else
-            lost += "\n    " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id)) + " at " + std::to_string(item.places[0].offset) + " places " + std::to_string(item.places.size());
+            lost += "\n    " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id)) + " at " +
+                    std::to_string(item.places[0].offset) + " places " + std::to_string(item.places.size());
         if (other != others.end()) others.erase(other);
     }
     figures.back += back;

@@ -94,12 +94,6 @@ void WriteTables(compound::CompoundFile& file, const FoundDocument& document, co
     WriteVersions(file);
 }
 
-std::unique_ptr<compound::File> NewFile(const std::filesystem::path& to) {
-    if (std::filesystem::exists(std::filesystem::symlink_status(to)))
-        throw Failure(static_cast<HRESULT>(compound::Status::NotACompoundFile), "the file exists already");
-    return compound::CreateReplacing(to, compound::Access::Exclusive);
-}
-
 void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree,
               const Progress& progress) {
     const Ref<Object> root = document.rootObject ? document.rootObject : document.rootClass->create();
@@ -133,7 +127,7 @@ Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem
         const RebuiltTree tree(document, graph, salvage.losses);
         salvage.objects = tree.Count();
         const int version = damaged->Size() < kLargeDocument ? 3 : 4;
-        const auto file = compound::CompoundFile::Create(NewFile(to), version);
+        const auto file = compound::CompoundFile::Create(compound::CreateNew(to, compound::Access::Exclusive), version);
         WriteAll(*file, document, tree, progress);
         return salvage;
     });
