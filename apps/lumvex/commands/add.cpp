@@ -48,7 +48,7 @@ const std::string* TakeFor(const Ingredient& ingredient, const InterfaceDescript
 }
 
 ExitStatus RunAdd(const AddArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string path;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));

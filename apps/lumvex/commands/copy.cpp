@@ -68,7 +68,7 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
 
 ExitStatus RunCopy(const CopyArguments& arguments) {
     if (arguments.into.empty()) {
-        EditedDocument document(arguments.document, Missing::IsRefused);
+        EditedDocument document(arguments.document);
         return Copy(arguments, document, Addresses(arguments.document, NodeOf(document.Any())));
     }
     const ReadDocument source(arguments.document);

@@ -85,7 +85,7 @@ private:
 
 ExitStatus RunMerge(const MergeArguments& arguments) {
     const ReadDocument source(arguments.from);
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     const Node root = NodeOf(document.Any());
     if (root.Class() != source.Root().Class())
         throw FileError(arguments.from, "it is a " + TypeName(source.Root().Type()) + ", the other document a " +

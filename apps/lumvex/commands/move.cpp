@@ -16,7 +16,7 @@ struct MoveArguments {
 };
 
 ExitStatus RunMove(const MoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string before, after;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());

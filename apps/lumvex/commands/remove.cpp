@@ -41,7 +41,7 @@ void CheckRemovable(const Node& object, const std::string& path) {
 }
 
 ExitStatus RunRemove(const RemoveArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::vector<std::string> lines;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());

@@ -14,7 +14,7 @@ struct RenameArguments {
 };
 
 ExitStatus RunRename(const RenameArguments& arguments) {
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     std::string before, after;
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));

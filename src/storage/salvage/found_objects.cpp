@@ -171,7 +171,8 @@ public:
         MatchIds();
         KeepDamaged();
         ReadOthers();
-        if (!document_.rootClass) throw Failure(Message::FileFormat);
+        if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
+            throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
         NoteMissing();
         return std::move(document_);
     }
