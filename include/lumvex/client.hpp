@@ -10,16 +10,18 @@
 #include <string_view>
 
 #include "lumvex/create.hpp"
+#include "lumvex/error_code.hpp"
 #include "lumvex/values.hpp"
 
 namespace lumvex {
 
-// Thrown for every failed call. Status() is the call's status; what() is the text of its error information in UTF-8 or,
-// where there is none, the status in hexadecimal.
-class Error : public std::runtime_error {
+// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text of
+// its error information in UTF-8 or, where there is none, the status in hexadecimal.
+class LUMVEX_API Error : public std::runtime_error {
 public:
     Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}
     HRESULT Status() const noexcept { return status_; }
+    std::error_code Code() const noexcept { return CodeOf(status_); }
 
 private:
     HRESULT status_;
