@@ -10,8 +10,8 @@
 
 namespace lumvex {
 
-// The category "lumvex" of std::error_code; a code's value is the status. Nothing that a program destroys at its end.
-class LUMVEX_API StatusCategory : public std::error_category {
+// The category "lumvex" of std::error_code; a code's value is the status. It is not destroyed when the program ends.
+class StatusCategory : public std::error_category {
 public:
     static const StatusCategory& Instance() noexcept {
         static const StatusCategory& instance = *new StatusCategory;
