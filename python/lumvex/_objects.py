@@ -46,7 +46,7 @@ class Indexed(Sequence, Generic[V]):  # type: ignore[type-arg]
             count += 1
 
     def _place(self, index: Any) -> tuple[int, ...]:
-        index, length = operator.index(index), len(self)
+        index, length = int(operator.index(index)), len(self)
         if not -length <= index < length:
             raise IndexError(f"{self._member.__name__} has {length} places, not {index}")
         return (*self._leading, int(self._member.ranges[len(self._leading)][0]) + index % length)
@@ -61,8 +61,8 @@ class Indexed(Sequence, Generic[V]):  # type: ignore[type-arg]
         if isinstance(index, slice):
             return [self[each] for each in range(*index.indices(len(self)))]
         if isinstance(index, tuple):
-            found = self[index[0]]
-            return found[index[1:]] if len(index) > 1 else found  # type: ignore[index]
+            found: Any = self[index[0]]
+            return found[index[1:]] if len(index) > 1 else found
         place = self._place(index)
         if len(place) < len(self._member.ranges):
             return Indexed(self._object, self._member, place)
@@ -70,16 +70,16 @@ class Indexed(Sequence, Generic[V]):  # type: ignore[type-arg]
 
     def __setitem__(self, index: Any, value: Any) -> None:
         if isinstance(index, tuple):
-            target = self if len(index) == 1 else self[index[0]]
-            target[index[0] if len(index) == 1 else index[1:]] = value  # type: ignore[index]
+            target: Any = self if len(index) == 1 else self[index[0]]
+            target[index[0] if len(index) == 1 else index[1:]] = value
             return
         if isinstance(index, slice):
             places = range(*index.indices(len(self)))
             values = list(value)
             if len(values) != len(places):
                 raise ValueError(f"{self._member.__name__}: {len(places)} values are wanted, not {len(values)}")
-            for place, each in zip(places, values):
-                self[place] = each
+            for each, one in zip(places, values):
+                self[each] = one
             return
         place = self._place(index)
         if len(place) < len(self._member.ranges):
@@ -141,8 +141,8 @@ class ObjectBase(_lumvex.Handle):
     def _repr_html_(self) -> str:
         return _views.html_of(self)
 
-    def to_dict(self, *, arrays: bool = True) -> dict[str, Any]:
-        """All properties with all that is below the object: enumerations as they are, references as addresses,
+    def to_dict(self, *, arrays: bool = True) -> Any:
+        """All properties with all that is below the object, of a collection a list: enumerations as they are, references as addresses,
         collections as lists, arrays as numpy arrays or, without `arrays`, as their shapes."""
         return _views.dict_of(self, arrays)
 

@@ -57,8 +57,9 @@ def text_of(instance: Any) -> str:
             array = getattr(instance, member_name)
             if array is not None:
                 facts.append(_shape(array) if member_name == "data" else f"{member_name} {_shape(array)}")
-                if member_name == "data" and getattr(instance, "samplerate", 0):
-                    facts.append(f"{instance.samplerate:.0f} Hz")
+                rate: Any = getattr(instance, "samplerate", None)
+                if member_name == "data" and rate:
+                    facts.append(f"{rate:.0f} Hz")
     except _errors.Error as error:
         facts = [error.text]
     return f"<{kind}{name}{' ' if facts else ''}{', '.join(facts)}>"
@@ -81,7 +82,7 @@ def dict_of(instance: Any, arrays: bool) -> Any:
     for name, _ in _of_kind(instance, "value", "reference"):
         found[name] = _plain(getattr(instance, name))
     for name, _ in _of_kind(instance, "array"):
-        array = getattr(instance, name)
+        array: Any = getattr(instance, name)
         found[name] = array if arrays or array is None else array.shape
     for name, _ in _of_kind(instance, "collection"):
         found[name] = dict_of(getattr(instance, name), arrays)
@@ -130,7 +131,7 @@ def to_dataframe(collection: Any) -> Any:
     """A pandas.DataFrame with a row for each member and a column for each property that is a number, text, date or
     enumeration. The units are in its attrs["units"]. Needs pandas."""
     try:
-        import pandas
+        import pandas  # type: ignore[import]
     except ImportError:
         raise ImportError("to_dataframe() needs pandas: apt install python3-pandas, or pip install pandas") from None
     members = {name: member for name, member in members_of(collection.member_class).items()
@@ -162,11 +163,11 @@ def curve_of(array: Any, is_response: bool) -> str:
     if array is None or array.dtype.kind not in "fu" or array.size == 0:
         return ""
     columns = array[:, 1:2] if is_response and array.shape[1] > 1 else array[:, : len(_COLOURS)]
-    curves = [_points(columns[:, place].astype(float)) for place in range(columns.shape[1])]
+    curves: list[Any] = [_points(columns[:, place].astype(float)) for place in range(columns.shape[1])]
     curves = [each for each in curves if len(each) > 1]
     if not curves:
         return ""
-    lowest, highest = min(map(numpy.min, curves)), max(map(numpy.max, curves))
+    lowest, highest = (float(extreme(numpy.concatenate(curves))) for extreme in (numpy.min, numpy.max))
     scale = (_HEIGHT - 4) / ((highest - lowest) or 1)
     lines = []
     for colour, values in zip(_COLOURS, curves):

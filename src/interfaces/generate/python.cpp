@@ -116,6 +116,7 @@ std::string ReadType(const Member& member) {
     if (member.type == "VARIANT") return member.name.starts_with("Copy") ? "Item" : "Object | None";
     const bool isThere = LeadsUp(member) || IsCollection(Pointee(member.type)) || member.kind != Kind::Property ||
                          !member.parameters.empty();
+    if (member.type == "_Collection*") return "Collection[Any]";
     return ClassName(Pointee(member.type)) + (isThere ? "" : " | None");
 }
 
@@ -129,6 +130,7 @@ std::string ParameterType(const Parameter& parameter) {
     if (parameter.type == "BSTR") return "str";
     if (parameter.type == "IUnknown*") return "Object";
     if (!IsPointer(parameter.type)) return parameter.name.starts_with("b") ? "bool" : "int";
+    if (parameter.type == "_Collection*") return "Collection[Any]";
     return ClassName(Pointee(parameter.type)) + (parameter.defaultValue.empty() ? "" : " | None");
 }
 
@@ -219,15 +221,14 @@ void PrintProperty(std::ostream& out, const Member& member) {
     PrintDocstring(out, "    ", Docstring(member));
 }
 
-void PrintMethod(std::ostream& out, const Interface& interface, const Member& member) {
+void PrintMethod(std::ostream& out, const Member& member) {
     Texts parameters{"self"};
     for (const Parameter& each : member.parameters)
         parameters.push_back(ParameterName(each.name) + ": " + ParameterType(each) +
                              (each.defaultValue.empty() ? "" : " = ..."));
     if (member.name == "Add") parameters.push_back("**properties: Any");
-    const char* ignored = Overloads(interface, member) ? "  # type: ignore[override]" : "";
-    out << "    def " << SnakeName(member.name) << "(" << Join(parameters) << ") -> " << ReadType(member) << ":"
-        << ignored << "\n";
+    out << "    def " << SnakeName(member.name) << "(" << Join(parameters) << ") -> " << ReadType(member)
+        << ":\n";
     PrintDocstring(out, "        ", Docstring(member));
 }
 
@@ -267,7 +268,10 @@ void PrintPythonStub(std::ostream& out) {
            "from numpy.typing import ArrayLike\n\n"
            "from ._lumvex import Property, ReadOnly\n"
            "from ._objects import Array, CollectionBase, DocumentBase, Indexed, ItemBase, ObjectBase as Object, "
-           "ObjectBase\n\nM = TypeVar(\"M\", bound=ObjectBase)\n";
+           "ObjectBase\n\nM = TypeVar(\"M\", bound=ObjectBase)\n\n__all__ = [\n";
+    for (const Enumeration& each : Enumerations()) out << "    \"" << each.name << "\",\n";
+    for (const Interface& each : Interfaces()) out << "    \"" << ClassName(each.name) << "\",\n";
+    out << "]\n";
     for (const Enumeration& each : Enumerations()) {
         out << "\nclass " << each.name << "(" << (each.kind == Bits ? "IntFlag" : "IntEnum") << "):\n";
         PrintDocstring(out, "    ", std::string(each.help) + ".");
@@ -283,7 +287,7 @@ void PrintPythonStub(std::ostream& out) {
             if (member.kind == Kind::Property)
                 PrintProperty(out, member);
             else
-                PrintMethod(out, each, member);
+                PrintMethod(out, member);
         }
     }
 }
