@@ -374,7 +374,8 @@ class DocumentBase(_Addressed):
         self._save("SaveFile", self.file or None)
 
     def save_as(self, path: Any) -> None:
-        """Saves everything into a new file, which replaces one that is there, and goes on with that file."""
+        """Saves everything into a new file, which replaces one that is there, and goes on with that file. A document
+        that was opened to be read cannot."""
         self._save("SaveFileAs", os.fsdecode(path), os.fsdecode(path))
         _lumvex.set_path_of_file(self, os.fsdecode(path))
 
@@ -382,7 +383,9 @@ class DocumentBase(_Addressed):
         try:
             _lumvex.call(self, how, *arguments)
         except _errors.Error as error:
-            raise _errors.error_of(error.status, error.text, path) from None
+            is_for_reading = error.status == 0x80030005 and self.access_mode == _OPEN_READ  # type: ignore[attr-defined]
+            text = "the document was opened to be read; mode \"r+\" is for changes" if is_for_reading else error.text
+            raise _errors.error_of(error.status, text, path) from None
         _lumvex.set_saved(self)
 
     def subscribe(self, callback: Callable[[Change], None]) -> Subscription:

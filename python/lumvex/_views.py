@@ -191,7 +191,7 @@ class _Tree:
         if not children:
             self.text.append(f"<div style='margin-left:1.2em'>{head}</div>")
             return
-        opened = " open" if self.objects < 30 else ""
+        opened = " open=\"open\"" if self.objects < 30 else ""
         self.text.append(f"<details style='margin-left:1.2em'{opened}><summary>{head}</summary>")
         for name, child in children:
             if self.objects >= _MOST_OBJECTS:

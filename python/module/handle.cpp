@@ -34,6 +34,27 @@ std::u16string TextOfMember(IDispatch* object, std::string_view name) {
     return value.vt == VT_BSTR ? std::u16string(TextOf(value.bstrVal)) : std::u16string();
 }
 
+// Objects of a document tell their interface; configurations, which are in none, are asked for each that there is
+// outside of documents. Null: none of ours.
+const PublishedClass* ToldBy(IDispatch* object) {
+    try {
+        return FindPublished(TextOfMember(object, "InterfaceID"));
+    } catch (const Error& error) {
+        if (error.Status() != DISP_E_MEMBERNOTFOUND) throw;
+    }
+    for (const PublishedClass& each : printed::kPublishedClasses) {
+        const InterfaceDescription& described = each.interfaceDescribed;
+        if (IsSharedBase(each) || FindClassDescription(described.name)) continue;
+        const auto id = ParseGuid(FromUtf8('{' + std::string(described.id) + '}'));
+        void* found = nullptr;
+        if (id && SUCCEEDED(object->QueryInterface(*id, &found))) {
+            static_cast<IUnknown*>(found)->Release();
+            return &each;
+        }
+    }
+    return nullptr;
+}
+
 PyObject* Made(PyTypeObject* type, Ref<IDispatch> pointer, const PublishedClass& published,
                std::shared_ptr<OpenDocument> document) {
     auto* const made = reinterpret_cast<Handle*>(type->tp_alloc(type, 0));
@@ -164,7 +185,7 @@ py::object Wrapped(Ref<IDispatch> pointer, const PublishedClass* published,
                    const std::shared_ptr<OpenDocument>& document) {
     if (!pointer) return py::none();
     if (!published || IsSharedBase(*published)) {
-        published = FindPublished(Called([&] { return TextOfMember(pointer.get(), "InterfaceID"); }));
+        published = Called([&] { return ToldBy(pointer.get()); });
         if (!published) ThrowError(Error(E_NOINTERFACE, "an object of a class that is not known"));
     }
     if (IsRoot(*published)) {

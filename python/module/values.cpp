@@ -41,10 +41,13 @@ constexpr double kMicrosecondsOfDay = 86400e6;
 // The day of Python's calendar, 1 for 1 January of the year 1, of 30 December 1899.
 constexpr long kFirstDay = 693594, kLastDay = 3652059;
 
-// Before that day the time of day counts up while the days count down.
+// Before that day the time of day counts up while the days count down. The number of days holds microseconds as far as
+// its digits go: what is less than ten of them from a whole second is one.
 py::object ToDatetime(DATE date) {
     const double days = std::trunc(date);
     double microseconds = std::round(std::abs(date - days) * kMicrosecondsOfDay), day = days + kFirstDay;
+    const double second = std::round(microseconds / 1e6) * 1e6;
+    if (std::abs(microseconds - second) < 10) microseconds = second;
     if (microseconds >= kMicrosecondsOfDay) {
         microseconds = 0;
         ++day;
@@ -132,7 +135,8 @@ py::object ToArray(Variant value) {
         owned.release();
         return py::array(dtype, shape, strides, ElementsOf(array), owner);
     }
-    const auto count = static_cast<std::size_t>(stride) / sizeof(PyObject*);
+    std::size_t count = 1;
+    for (const std::size_t each : shape) count *= each;
     py::list elements;
     for (std::size_t at = 0; at < count; ++at) {
         if (type == VT_VARIANT) {
@@ -148,7 +152,9 @@ py::object ToArray(Variant value) {
                                return PyFloat_Check(each.ptr()) != 0;
                            });
     const py::object made = numpy.attr("array")(elements, isNumbers ? py::dtype::of<double>() : dtype);
-    return made.attr("reshape")(py::cast(shape), py::arg("order") = "F");
+    py::list lengths;
+    for (const std::size_t each : shape) lengths.append(each);
+    return made.attr("reshape")(lengths, py::arg("order") = "F");
 }
 
 Variant FromBytes(const void* data, std::size_t size) {
