@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,5 +52,14 @@ struct LoadStatistics {
 
 // Zeros for an object that is no root of this library.
 LUMVEX_API LoadStatistics StatisticsOf(::_Root* root);
+
+struct ArrayShape {
+    VARTYPE type = VT_EMPTY;          // of an element, as it is stored: VT_R4, VT_UI1; of old files also others
+    std::vector<std::size_t> counts;  // elements in each dimension: rows, columns
+};
+
+// The shape of the array that a property holds, by its DISPID, without any element being read: those of a long array
+// stay in the file. Nothing when it holds no array. Throws lumvex::Error with the status that a get would have.
+LUMVEX_API std::optional<ArrayShape> ShapeOf(IDispatch* object, long property);
 
 }  // namespace lumvex

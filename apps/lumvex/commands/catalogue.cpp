@@ -10,6 +10,7 @@
 #include "files/text_table.hpp"
 #include "model_lookup.hpp"
 #include "progress_line.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -71,7 +72,7 @@ public:
         progress_.Clear();
         if (addedManufacturers_ + addedModels_ + addedConfigs_ != 0)
             document_.Save("cannot be saved, nothing was added");
-        std::cout << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
+        Reports() << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
                   << CountOf(addedManufacturers_, "manufacturer") << ", " << CountOf(addedModels_, "model") << ", "
                   << CountOf(addedConfigs_, "configuration") << '\n';
         return good == rows_.size() ? kDone : kIncomplete;
@@ -120,7 +121,9 @@ Command commands::Catalogue() {
     return {
         .name = "catalogue",
         .summary = "Fill a library with manufacturers, models and configurations",
-        .options = {DocumentOption(arguments->library, "the library (.lvs); created when there is no such file"),
+        .use = DocumentUse::Makes,
+        .options = {DocumentOption(arguments->library,
+                                   "the library; created when there is no such file, and is called .lvs then"),
                     {"FILE", &arguments->table, kShown, "the table, as text", {.required = true}}},
         .details =
             "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"

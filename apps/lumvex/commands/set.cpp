@@ -4,6 +4,7 @@
 #include "commands.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -42,7 +43,7 @@ ExitStatus Compare(const SetArguments& arguments, const std::u16string& id, cons
 ExitStatus RunSet(const SetArguments& arguments) {
     std::vector<Expectation> expected;
     std::u16string id;
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(arguments.document, root);
@@ -56,13 +57,13 @@ ExitStatus RunSet(const SetArguments& arguments) {
                 const std::string before = ValueText(object, property, paths);
                 SetText(object, property, value, addresses);
                 expected.push_back({property.Name(), ValueText(object, property, paths)});
-                std::cout << property.Name() << ": " << Shown(FromUtf8(before)) << " -> "
+                Reports() << property.Name() << ": " << Shown(FromUtf8(before)) << " -> "
                           << Shown(FromUtf8(expected.back().value)) << '\n';
             }
         }
     });
     document.Save("cannot be saved, nothing was set");
-    return Compare(arguments, id, expected);
+    return CurrentRun().dryRun ? kDone : Compare(arguments, id, expected);
 }
 
 }  // namespace
@@ -72,6 +73,7 @@ Command commands::Set() {
     return {
         .name = "set",
         .summary = "Set properties of an object",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                     {"NAME=VALUE", &arguments->assignments, kShown, "the properties", {.required = true}}},

@@ -77,6 +77,12 @@ std::string TextOf(const fs::path& path) {
     return DecodeText(std::move(bytes), path);
 }
 
+std::string Joined(const std::vector<std::string>& fields) {
+    std::string joined;
+    for (const std::string& field : fields) joined += (&field == &fields[0] ? "" : " ") + field;
+    return joined;
+}
+
 }  // namespace
 
 std::vector<TableRow> ReadTable(const fs::path& path) {
@@ -114,7 +120,8 @@ bool ReadNumber(std::string_view field, float& value) {
     return ParseNumber(field, style, value) == NumberState::Good;
 }
 
-std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names) {
+std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names,
+                               const RowProblem& problemOf) {
     std::string expected = std::to_string(names.size()) + " numbers (";
     for (const std::string& name : names) expected += (&name == &names[0] ? "" : ", ") + name;
     expected += ')';
@@ -129,6 +136,12 @@ std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::stri
         for (const std::string& field : row.fields) {
             if (!ReadNumber(field, values.emplace_back())) throw FileError(path, row.line, expected, Quoted(field));
         }
+        if (!problemOf) continue;
+        const std::span<const float> all = values, last = all.last(names.size());
+        const auto before =
+            all.size() == last.size() ? std::span<const float>() : all.last(2 * names.size()).first(names.size());
+        if (const std::string problem = problemOf(last, before); !problem.empty())
+            throw FileError(path, row.line, problem, Quoted(Joined(row.fields)));
     }
     return values;
 }

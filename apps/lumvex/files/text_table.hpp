@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +32,10 @@ void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& nam
 bool ReadNumber(std::string_view field, float& value);
 
 // Reads a table of numbers that has as many columns as there are names; a first line with these names is a header.
-// Returns the numbers row after row. Throws FileError with the line that is not such a row.
-std::vector<float> ReadNumbers(const std::filesystem::path& path, const std::vector<std::string>& names);
+// Returns the numbers row after row. `problemOf` says what is wrong with a row, given the one before it (empty for the
+// first); empty: nothing. Throws FileError with the line that is not such a row.
+using RowProblem = std::function<std::string(std::span<const float> row, std::span<const float> before)>;
+std::vector<float> ReadNumbers(const std::filesystem::path& path, const std::vector<std::string>& names,
+                               const RowProblem& problemOf = {});
 
 }  // namespace lumvex::app

@@ -73,6 +73,12 @@ Json ObjectJson(const Node& object, ArrayForm arrays, Paths& paths) {
     return json;
 }
 
+Json ShapeJson(const ArrayShape& shape) {
+    return {{"rows", shape.counts.empty() ? 0 : shape.counts[0]},
+            {"columns", shape.counts.size() < 2 ? 1 : shape.counts[1]},
+            {"type", ElementName(shape.type)}};
+}
+
 void PrintJson(std::ostream& out, const Json& value) {
     out << value.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }

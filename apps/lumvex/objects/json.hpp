@@ -2,6 +2,7 @@
 // numbers, and references the addresses of what they lead to.
 #pragma once
 
+#include "lumvex/diagnostics.hpp"
 #include "objects/arrays.hpp"
 #include "objects/properties.hpp"
 
@@ -20,6 +21,9 @@ Json PropertyJson(const Node& object, const MemberDescription& member, ArrayForm
 
 // {"address", "class", "id"} and every property that the object shows.
 Json ObjectJson(const Node& object, ArrayForm arrays, Paths& paths);
+
+// {"rows", "columns", "type"} of an array whose elements are not read.
+Json ShapeJson(const ArrayShape& shape);
 
 // One JSON value with indentation and the end of its line.
 void PrintJson(std::ostream& out, const Json& value);

@@ -131,9 +131,6 @@ Variant FromFloat(float value) {
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
 bool IsDate(const MemberDescription& member) { return member.type == "DATE"; }
 bool IsFloat(const MemberDescription& member) { return member.type == "float"; }
-bool IsArrayProperty(const MemberDescription& member) {
-    return member.type == "VARIANT" && member.use == MemberUse::ReadWrite;
-}
 
 const char* TypeText(const MemberDescription& member) {
     if (member.enumeration) return member.enumeration->isCombined ? "words, joined with +" : "one of the words below";
@@ -147,6 +144,10 @@ const char* TypeText(const MemberDescription& member) {
 }
 
 }  // namespace
+
+bool IsArrayProperty(const MemberDescription& member) {
+    return member.type == "VARIANT" && member.use == MemberUse::ReadWrite;
+}
 
 std::string Property::Name() const {
     std::vector<std::string> parts;

@@ -34,6 +34,9 @@ std::vector<const MemberDescription*> ShownProperties(const InterfaceDescription
 // Those of them that a document keeps and that can be put: what makes two objects the same.
 std::vector<const MemberDescription*> ContentOf(const InterfaceDescription& type);
 
+// Can an array be put into the property?
+bool IsArrayProperty(const MemberDescription& member);
+
 // The properties that a name means, regardless of case; the beginning of one name alone will do. "FilterQHi" means all
 // its places, "FilterQHi(2)" the one. Throws PropertyError, which lists what there is.
 std::vector<Property> FindProperties(const InterfaceDescription& type, std::string_view name);
