@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <span>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
