@@ -180,7 +180,8 @@ std::optional<Layout> MostLikelyLayout(TableLines& lines) {
                 continue;
             std::ostringstream found;
             found.imbue(std::locale::classic());
-            found << Quoted(row.fields[at]) << ", which could be " << row.values[at] << " or " << other.values[at];
+            const auto [less, more] = std::minmax(row.values[at], other.values[at]);
+            found << Quoted(row.fields[at]) << ", which could be " << less << " or " << more;
             throw FileError(path, lines.Number(),
                             "numbers whose decimal mark some line of the file shows (else --decimal says it)",
                             found.str());
