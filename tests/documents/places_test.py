@@ -87,6 +87,9 @@ class Libraries(Places):
         self.file("table.csv", "Acme,a,tri amp\n")
         self.tool("catalogue", self.library, table)
         self.assertEqual(self.library.read_bytes(), before)
+        self.file("table.csv", "configuration\tmodel\tManufacturer\nBi amp\tX\tYard\n")
+        self.assertIn("added 1 manufacturer, 1 model, 1 configuration", self.tool("catalogue", self.library, table).stderr)
+        self.assertIn("Yard", self.tree(self.library))
 
     def test_refused_catalogues_leave_no_trace(self):
         good, bad = self.file("good.csv", "A,B,Bi amp\n"), self.file("bad.csv", "A,B\n")
