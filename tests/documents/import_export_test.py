@@ -1,12 +1,11 @@
 """Names, places and formats of what goes in and comes out; what is refused, told or kept besides the numbers."""
 
 import os
-import pathlib
 import struct
 import subprocess
 import unittest
 
-from tool import DONE, INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
+from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
 
 RESPONSE = "20 80 1\n30 81 2\n40 82 3\n"
 SAMPLED = ("* Impulse response\n4 // Response length\n2.0833333333333333E-5 // Sample interval (seconds)\n"
@@ -109,7 +108,8 @@ class ImportExport(ToolTest):
         self.assertIn("ok.csv: the file exists already; --force replaces it", refused.stderr)
         self.tool("export", self.document, "R", "--all", "-o", "room", "--format", "flac", "--bits", "16")
         self.assertEqual((self.folder / "room/impulse-left.flac").read_bytes()[:4], b"fLaC")
-        self.tool("export", self.document, "-o", "none", status=WRONG_USAGE)
+        self.assertIn("which array goes into the file",
+                      self.tool("export", self.document, "-o", "none.csv", status=INCOMPLETE).stderr)
 
     def test_pipes(self):
         sample = SAMPLES_FOLDER / "woofer.frd"
@@ -144,7 +144,7 @@ class ImportExport(ToolTest):
         self.assertIn("2 of the file's samples are no 32-bit floats",
                       self.tool("compare", self.document, wide, status=INCOMPLETE).stdout)
         told = self.tool("export", self.document, "wide", "-o", "wide.flac").stderr
-        self.assertEqual(told, "wide.flac: 2 of 3 samples are rounded\n")
+        self.assertIn("wide.flac: 2 of 3 samples are rounded\n", told)
         self.assertIn("differs", self.tool("compare", self.document, "wide.flac", status=INCOMPLETE).stdout)
         loud = self.file("loud.wav", float_wav(1, [1.5, 0]))
         self.tool("import", self.document, loud)
@@ -153,6 +153,8 @@ class ImportExport(ToolTest):
 
     def test_tables_of_a_design(self):
         limits = SAMPLES_FOLDER / "design/limits.csv"
+        self.tool("import", self.document, SAMPLES_FOLDER / "woofer.frd")
+        before = self.document.read_bytes()
         design = ["crossover", self.document, "--config", "Bi amp", "--name", "LR"]
         for crossover in ["-5:24", "0:0", "2000:0"]:
             self.assertIn("above 0", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
@@ -163,7 +165,7 @@ class ImportExport(ToolTest):
                             ("20,1,6,-6,0.5\n", "limits.csv:2: expected a type that is a whole number")]:
             bad = self.file("limits.csv", header + rows)
             self.assertIn(words, self.tool(*design, "--limits", bad, status=INCOMPLETE).stderr)
-        self.assertFalse(self.document.exists())
+        self.assertEqual(self.document.read_bytes(), before)
         self.tool(*design, "--limits", limits, "--crossover", "2200:24", "--crossover", "3000:12")
         address = "CrossoverConfigs/Bi amp/LR"
         self.tool("export", self.document, address, "--array", "limitdata", "-o", "again.csv")
