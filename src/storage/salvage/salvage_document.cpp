@@ -123,7 +123,8 @@ namespace {
 using namespace inside;
 
 // A file in which nothing was found is refused as when it is opened, with what is wrong with it.
-FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph, Salvage& salvage) {
+FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph,
+                      Salvage& salvage) {
     try {
         return FindObjects(file, graph, salvage.losses, {});
     } catch (const Failure& failure) {

@@ -77,6 +77,10 @@ private:
 
         SectorId Next(SectorId sector) const { return sector < next.size() ? next[sector] : kUnknown; }
         bool IsTaken(SectorId sector) const;
+        // Does a page that was listed say which sector is next?
+        bool IsCertain(SectorId sector) const {
+            return sector < next.size() && isListed[sector] && next[sector] < next.size();
+        }
     };
     struct Root {
         SectorId start;
@@ -96,7 +100,7 @@ private:
     Page ReadPage(SectorId sector) const;
     static bool Looks(Page& page, std::uint32_t first, std::uint64_t limit);
     std::vector<SectorId> ListedFatPages(const Header& header) const;
-    void Adopt(Table& table, std::uint32_t index, const Page& page) const;
+    static void Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed);
     void SearchPages(Table& table, bool large);
     int Fits(const Page& page, std::uint32_t first, bool large) const;
     void NoteFollowers(Table& table, bool large);
