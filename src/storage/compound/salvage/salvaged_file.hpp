@@ -72,8 +72,9 @@ private:
     static constexpr SectorId kUnknown = kMaxSector + 1;
     struct Table {
         std::vector<SectorId> next;
-        std::vector<bool>
-            follows;  // a page says that the sector follows another, or an entry that a stream begins there
+        std::vector<bool> isListed;  // the page that says it was listed in the header, the DIFAT or a chain
+        // A page says that the sector follows another, or an entry that a stream begins there.
+        std::vector<bool> follows;
 
         SectorId Next(SectorId sector) const { return sector < next.size() ? next[sector] : kUnknown; }
         bool IsTaken(SectorId sector) const;
