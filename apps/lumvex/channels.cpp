@@ -62,8 +62,8 @@ void CheckIsImpulse(const InputFile& file) {
 void CheckIsSound(const InputFile& file, const std::string& owner) {
     CheckIsMeasurement(file);
     if (file.content.kind == FileKind::Impulse) return;
-    const std::string what = file.content.kind == FileKind::Data ? "it holds numbers as they are"
-                                                                 : "it is a frequency response";
+    const std::string what =
+        file.content.kind == FileKind::Data ? "it holds numbers as they are" : "it is a frequency response";
     throw FileError(file.path, what + ", and " + owner +
                                    " keeps impulse responses; the project itself keeps it (--as data), and "
                                    "--to-impulse RATE makes an impulse response of a frequency response");
@@ -78,7 +78,7 @@ MeasurementFile Joined(std::span<InputFile> files) {
     joined.values.reserve(joined.values.size() * files.size());
     for (InputFile& file : files.subspan(1)) {
         joined.values.insert(joined.values.end(), file.content.values.begin(), file.content.values.end());
-        file.content.values = {};
+        std::vector<float>().swap(file.content.values);
         joined.columns += file.content.columns;
         joined.modified = std::max(joined.modified, file.content.modified);
     }

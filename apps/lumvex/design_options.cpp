@@ -24,7 +24,8 @@ bool ReadCrossover(const std::string& text, std::vector<float>& values) {
 std::string ProblemOfCrossover(const std::string& text) {
     std::vector<float> values;
     if (!ReadCrossover(text, values)) return "a crossover is a frequency and a slope, such as 2200:24";
-    return values[LX_XOVERFREQ] > 0 && values[LX_XOVERSLOPE] > 0 ? "" : "frequency and slope of a crossover are above 0";
+    return values[LX_XOVERFREQ] > 0 && values[LX_XOVERSLOPE] > 0 ? ""
+                                                                 : "frequency and slope of a crossover are above 0";
 }
 
 std::string ProblemOfLimit(std::span<const float> limit, std::span<const float> before) {
@@ -53,7 +54,8 @@ Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)
 std::string DesignHelp() {
     return "A table of limits is text, with five numbers in each line (frequency, alpha, maximum, minimum, type) "
            "between\n"
-           "commas or semicolons; a first line of these words is a header. Frequencies rise, and each maximum is above its\n"
+           "commas, semicolons or tabs; a first line of these words is a header. Frequencies rise, and each maximum is "
+           "above its\n"
            "minimum. Limits and crossovers that are given take the place of all that are there.\n\n";
 }
 

@@ -29,8 +29,9 @@ protected:
     void Place(const fs::path& path, const std::string& name, const std::string& what, const Collection& collection,
                const Item& existing, Put put) {
         if (existing && written_.contains(existing.ID()))
-            throw FileError(path, "the name " + Quoted(name) +
-                                      " is that of another file of this import already; --name or --prefix gives others");
+            throw FileError(path,
+                            "the name " + Quoted(name) +
+                                " is that of another file of this import already; --name or --prefix gives others");
         if (existing && !replace_)
             throw FileError(path, what + " named " + Quoted(name) + " already; --replace gives it the file's content");
         Item item = existing;
@@ -64,8 +65,8 @@ public:
         const std::u16string headerName = HeaderNameOf(name);
         const Datum existing = names_.Find(name), oldHeader = names_.Find(headerName);
         if (oldHeader && !header.empty() && (!HeaderIn(oldHeader) || !Replaces()))
-            throw FileError(path, "the document has a datum named " + Quoted(ToUtf8(headerName)) +
-                                      ", where the header would go");
+            throw FileError(
+                path, "the document has a datum named " + Quoted(ToUtf8(headerName)) + ", where the header would go");
         // It is looked for behind its datum alone, so that nothing else has to be loaded for it.
         const bool isBehind = !existing || (oldHeader ? names_.Place(headerName) == names_.Place(name) + 1
                                                       : names_.Place(name) == data_.Count());
@@ -105,8 +106,9 @@ public:
         const fs::path& path = files[0].path;
         MeasurementFile& file = files[0].content;
         if (file.kind != FileKind::Calibration)
-            throw FileError(path, "it is no microphone calibration, and a library takes no other measurements (--as "
-                                  "calibration says that it is one)");
+            throw FileError(path,
+                            "it is no microphone calibration, and a library takes no other measurements (--as "
+                            "calibration says that it is one)");
         if (const std::string problem = ProblemOfCalibration(file); !problem.empty()) throw FileError(path, problem);
         if (!file.isNamed) file.name = file.serialNumber.value_or(file.name);
         Place(path, file.name, "the library has a microphone", microphones_, names_.Find(FromUtf8(file.name)),
@@ -149,7 +151,8 @@ public:
                   measurement.Experiment(experiment_);
                   Link(measurement);
               });
-        return {StepText(FromUtf8(speakerName_)) + '/' + StepText(FromUtf8(configName_)) + '/' + StepText(name), channels};
+        return {StepText(FromUtf8(speakerName_)) + '/' + StepText(FromUtf8(configName_)) + '/' + StepText(name),
+                channels};
     }
 
 private:

@@ -23,7 +23,7 @@ struct Placement {
 
 // What an import made of one or several files.
 struct StoredItem {
-    std::string place;  // its name, or where it is: "Studio/Listener/left"
+    std::string place;        // its name, or where it is: "Studio/Listener/left"
     MeasurementFile content;  // without values
     std::string note = {};    // what was not kept, in words
 };

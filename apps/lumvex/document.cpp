@@ -168,9 +168,9 @@ Root RootOf(const AnyDocument& document) {
 MadeMeanwhile::MadeMeanwhile(const fs::path& document, const std::string& attempt)
     : DocumentError(document, attempt, "another program has made a file of this name meanwhile") {}
 
-EditedDocument::EditedDocument(fs::path path)
+EditedDocument::EditedDocument(fs::path path, DocumentUse use)
     : path_(std::move(path)),
-      isNew_(CurrentRun().use == DocumentUse::Makes && !Exists(path_)),
+      isNew_(use == DocumentUse::Makes && !Exists(path_)),
       document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {
     if (CurrentRun().use != DocumentUse::Changes && CurrentRun().use != DocumentUse::Makes)
         throw std::logic_error("the command's table does not say that it changes documents");

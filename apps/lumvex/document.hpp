@@ -61,13 +61,14 @@ AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mod
 // The interface that both kinds share.
 Root RootOf(const AnyDocument& document);
 
-// A document that a command changes and saves once. For a command that makes documents (DocumentUse::Makes), a path
+// A document that a command changes and saves once, as the table of commands says. With DocumentUse::Makes a path
 // without a file gets a new one: a project (.lvp) or a library (.lvs). Save() makes the file, unless somebody else has
 // made one there meanwhile.
 class EditedDocument {
 public:
-    // Throws DocumentError, also for a document that a newer version wrote and this one would damage.
-    explicit EditedDocument(std::filesystem::path path);
+    // Of a command that changes documents. A document that is not there is made where `use` says so. Throws
+    // DocumentError, also for a document that a newer version wrote and this one would damage.
+    explicit EditedDocument(std::filesystem::path path, DocumentUse use = CurrentRun().use);
 
     const std::filesystem::path& Path() const { return path_; }
     bool IsNew() const { return isNew_; }

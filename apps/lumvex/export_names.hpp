@@ -15,8 +15,8 @@ class ExportNames {
 public:
     void Add(const Node& item, const MemberDescription& array);
 
-    // Of the array that was added at this place (from 0), after all have been; relative to the folder. Each call answers
-    // another path, also for systems that take upper and lower case for the same.
+    // Of the array that was added at this place (from 0), after all have been; relative to the folder. Each call
+    // answers another path, also for systems that take upper and lower case for the same.
     std::filesystem::path PathOf(std::size_t place, const std::string& extension);
 
 private:

@@ -59,10 +59,14 @@ std::string NameFrom(const std::string& pattern, const fs::path& path, const std
 }
 
 MeasurementFile ReadStandardInput(const ReadOptions& options) {
-    BinaryInput();
-    std::stringstream bytes;
-    bytes << std::cin.rdbuf();
-    if (std::cin.bad()) throw FileError("-", LastSystemError());
+    // Kept for a command that runs a second time, because its document was made meanwhile.
+    static const std::string input = [] {
+        BinaryInput();
+        std::string read{std::istreambuf_iterator<char>(std::cin), {}};
+        if (std::cin.bad()) throw FileError("-", LastSystemError());
+        return read;
+    }();
+    std::stringstream bytes(input);
     MeasurementFile file = ReadMeasurement("-", bytes, options);
     file.name = "stdin";
     file.modified = std::time(nullptr);
@@ -74,7 +78,8 @@ MeasurementFile ReadStandardInput(const ReadOptions& options) {
 std::string ProblemOfRate(const std::string& text) {
     constexpr std::size_t kFastest = 1'000'000'000;
     const auto numbers = WholeNumbers(text);
-    return numbers && numbers->size() == 1 && numbers->front() <= kFastest ? "" : "a sample rate is a whole number in Hz";
+    return numbers && numbers->size() == 1 && numbers->front() <= kFastest ? ""
+                                                                           : "a sample rate is a whole number in Hz";
 }
 
 bool IsStandardStream(const fs::path& path) { return path == "-"; }
@@ -84,16 +89,17 @@ std::vector<Option> ReadingOptions(ReadingArguments& arguments) {
              &arguments.as,
              {.shown = "KIND", .choices = {"response", "calibration", "impulse", "data"}},
              "what text files hold, where their content does not tell"},
-            {"--columns", &arguments.columns, {"1,2,5", &ProblemOfColumns}, "the columns of text files to take, in this order"},
+            {"--columns",
+             &arguments.columns,
+             {"1,2,5", &ProblemOfColumns},
+             "the columns of text files to take, in this order"},
             {"--decimal",
              &arguments.decimal,
              {.shown = "MARK", .choices = {"point", "comma"}},
              "the decimal mark of text files that do not show it"},
             {"--rate", &arguments.rate, {"HZ", &ProblemOfRate}, "the sample rate of impulse responses as text"},
             {"--force", &arguments.force, {}, "take frequencies that do not rise or are not above 0"},
-            {"--name",
-             &arguments.name,
-             kName,
+            {"--name", &arguments.name, kName,
              "the name in the document instead of the file's; {folder}, {name} and {extension} are those of each file"},
             {"--prefix", &arguments.prefix, kName, "what each name begins with"}};
 }
@@ -126,9 +132,8 @@ ReadOptions ReadOptionsOf(const ReadingArguments& arguments) {
 }
 
 std::string ProblemOfNames(const ReadingArguments& arguments, std::size_t files) {
-    const bool varies = std::ranges::any_of(kPlaceholders, [&](std::string_view each) {
-        return arguments.name.find(each) != std::string::npos;
-    });
+    const bool varies = std::ranges::any_of(
+        kPlaceholders, [&](std::string_view each) { return arguments.name.find(each) != std::string::npos; });
     if (files < 2 || arguments.name.empty() || varies) return {};
     return "--name gives several files one name; {folder}, {name} or {extension} in it tells them apart";
 }

@@ -1,5 +1,5 @@
-// The options that say what a measurement file does not say itself, shared by the commands that read such files, and the
-// names that files get in a document.
+// The options that say what a measurement file does not say itself, shared by the commands that read such files, and
+// the names that files get in a document.
 #pragma once
 
 #include <filesystem>

@@ -11,8 +11,8 @@
 
 namespace lumvex::app {
 
-// A microphone's calibration, as the entries of limits and crossovers are kept: frequency and level, or frequency, level
-// and phase, of one point after the other in one channel. Without frequencies there are only levels.
+// A microphone's calibration, as the entries of limits and crossovers are kept: frequency and level, or frequency,
+// level and phase, of one point after the other in one channel. Without frequencies there are only levels.
 Array CalibrationEntries(const MeasurementFile& file);
 
 // Why a library could not tell the file's frequencies from its levels; empty: it can.
@@ -22,8 +22,8 @@ std::string ProblemOfCalibration(const MeasurementFile& file);
 float ScaleOf(const std::optional<double>& sensitivity);
 std::optional<double> SensitivityOf(float scale);
 
-// Where the file's start time goes, which a datum has no property for: of a speaker's measurement MeasureStart (ms), the
-// beginning of what is analysed, is time zero; the ConfigData of a room's measurement is the start time (s).
+// Where the file's start time goes, which a datum has no property for: of a speaker's measurement MeasureStart (ms),
+// the beginning of what is analysed, is time zero; the ConfigData of a room's measurement is the start time (s).
 void StoreStartTime(const std::optional<double>& seconds, Measurement measurement);
 void StoreStartTime(const std::optional<double>& seconds, RoomMeasurement measurement);
 

@@ -15,8 +15,8 @@
 
 namespace lumvex {
 
-// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text of
-// its error information in UTF-8 or, where there is none, the status in hexadecimal.
+// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text
+// of its error information in UTF-8 or, where there is none, the status in hexadecimal.
 class LUMVEX_API Error : public std::runtime_error {
 public:
     Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}

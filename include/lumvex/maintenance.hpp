@@ -34,4 +34,18 @@ LUMVEX_API Compaction CompactDocument(const std::filesystem::path& path, const P
 // Answers what CompactDocument would, and changes nothing: it makes the new file in memory.
 LUMVEX_API Compaction TryCompactDocument(const std::filesystem::path& path, const Progress& progress = {});
 
+struct Salvage {
+    std::size_t objects = 0;  // in the new document, the root not counted
+    // Each object, reference and part of an array that was lost, and each object that has another place or ID now.
+    std::vector<DocumentProblem> losses;
+};
+
+// Makes a new document of what can still be read of a damaged one, which is opened for reading only. Neither the header
+// nor any table of the file has to be sound: objects are found by what is left of these, else by their content. Bytes
+// that were overwritten with others that make sense are not noticed. The new document is sound. Throws lumvex::Error
+// (client.hpp) with the storage system's status: 0x80030050 where there is a file at `to`, which is never touched; what
+// opening the file fails with, or 0x80030002, where nothing of a document is found.
+LUMVEX_API Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem::path& to,
+                                   const Progress& progress = {});
+
 }  // namespace lumvex

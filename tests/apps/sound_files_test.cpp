@@ -166,7 +166,8 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
 
 TEST(SoundFiles, GiveBackTheSameBits) {
     constexpr auto kImpulse = MeasurementFile::Kind::Impulse;
-    ExpectSameBits({{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
+    ExpectSameBits(
+        {{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
 }
 
 TEST(SoundFiles, OfWholeNumbersGiveBackWhatTheBitsHold) {
@@ -176,8 +177,10 @@ TEST(SoundFiles, OfWholeNumbersGiveBackWhatTheBitsHold) {
         const char* name;
         SampleBits bits;
         float step;
-    } cases[] = {{"16.wav", SampleBits::Whole16, 0x1p-15f}, {"24.wav", SampleBits::Whole24, 0x1p-23f},
-                 {"32.wav", SampleBits::Whole32, 0x1p-31f}, {"16.flac", SampleBits::Whole16, 0x1p-15f},
+    } cases[] = {{"16.wav", SampleBits::Whole16, 0x1p-15f},
+                 {"24.wav", SampleBits::Whole24, 0x1p-23f},
+                 {"32.wav", SampleBits::Whole32, 0x1p-31f},
+                 {"16.flac", SampleBits::Whole16, 0x1p-15f},
                  {"24.flac", SampleBits::Whole24, 0x1p-23f}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);

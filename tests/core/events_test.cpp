@@ -143,7 +143,8 @@ TEST_F(Events, ASubscriptionMayBeMovedReplacedAndDestroyedAtAnyTime) {
 }
 
 TEST_F(Events, WhatAHandlerThrowsStaysOnItsOwnSide) {
-    const Ref<events::FunctionSink> sink(new events::FunctionSink([](const Change&) { throw std::runtime_error("no"); }));
+    const Ref<events::FunctionSink> sink(
+        new events::FunctionSink([](const Change&) { throw std::runtime_error("no"); }));
     VARIANT root;
     VariantInit(&root);
     root.vt = VT_UNKNOWN;

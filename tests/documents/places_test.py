@@ -13,10 +13,10 @@ class Places(ToolTest):
         self.library = self.folder / "library.lvs"
 
     def tree(self, document):
-        """The lines without the file's name above and the costs below, each without the blanks that indent it."""
+        """The lines below the file's name, each without the blanks that indent it."""
         lines = self.tool("tree", document).stdout.splitlines()
         self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
-        return [line.strip() for line in lines[1:-1]]
+        return [line.strip() for line in lines[1:]]
 
     def fill_library(self):
         table = self.file("table.csv", "Acme,Alpha,Bi amp\nAcme,Alpha,Subwoofer\nAcme/Sons,A/B,Single amp\n")
@@ -31,7 +31,7 @@ class Libraries(Places):
         refused = self.tool("import", self.library, named, response, nameless, status=INCOMPLETE)
         self.assertIn("woofer.frd: it is no microphone calibration", refused.stderr)
         self.assertIn("lab.txt -> 42: 3 x 2, calibration, sensitivity -1.5 dB", refused.stderr)
-        expected = ["42  0 Hz  6 x 1  scale -1.5", "spare  0 Hz  6 x 1  scale 1"]
+        expected = ["42  6 x 1  Scale=-1.5", "spare  6 x 1"]
         self.assertEqual(self.tree(self.library)[1:], expected)
         self.assertIn("CMicrophone", self.tool("info", self.library).stdout)
 
@@ -41,7 +41,7 @@ class Libraries(Places):
         self.assertEqual(self.library.read_bytes(), before)
         self.file("lab.txt", CALIBRATION + "20000 2\n")
         self.tool("import", "--replace", self.library, named)
-        self.assertIn("42  0 Hz  8 x 1  scale -1.5", self.tree(self.library))
+        self.assertIn("42  8 x 1  Scale=-1.5", self.tree(self.library))
         self.tool("compare", self.library, named, nameless)
         # What the library has of them makes the same files again.
         for name, original, header in [("42", named, '"Sens Factor =-1.5dB, SERNO: 42"'), ("spare", nameless, "* Mic")]:
@@ -87,6 +87,9 @@ class Libraries(Places):
         self.file("table.csv", "Acme,a,tri amp\n")
         self.tool("catalogue", self.library, table)
         self.assertEqual(self.library.read_bytes(), before)
+        self.file("table.csv", "configuration\tmodel\tManufacturer\nBi amp\tX\tYard\n")
+        self.assertIn("added 1 manufacturer, 1 model, 1 configuration", self.tool("catalogue", self.library, table).stderr)
+        self.assertIn("Yard", self.tree(self.library))
 
     def test_refused_catalogues_leave_no_trace(self):
         good, bad = self.file("good.csv", "A,B,Bi amp\n"), self.file("bad.csv", "A,B\n")
@@ -122,9 +125,14 @@ class Projects(Places):
         self.tool("import", self.document, "--speaker", "Right", "--model", "acme/sons/a/b", "--config", "single AMP",
                   "--experiment", "near", low)
         tree = self.tree(self.document)
-        for line in ["Acme/Alpha/Left", "both  96000 Hz  2 x 2  with Near", "way  96000 Hz  2 x 2  with Near",
-                     "low  48000 Hz  65536 x 1  with Near", "Acme/Sons/A/B/Right", "way-low  96000 Hz  2 x 1  with Near",
-                     "-> both", "-> way", "-> low", "-> way-low"]:
+        near, models = "Experiment -> Experiments/Near", "Model -> Specifications/Manufacturers/"
+        measured = "Measurement -> SpeakerEQs/Left/"
+        for line in [f"Left  {models}Acme/Alpha", f"both  2 x 2  96000 Hz  {near}", f"way  2 x 2  96000 Hz  {near}",
+                     f"low  65536 x 1  48000 Hz  MeasureStart=170.66667  {near}",
+                     f"Right  {models}'Acme/Sons'/'A/B'", f"way-low  2 x 1  96000 Hz  {near}",
+                     f"both  {measured}Bi amp/Measurements/both", f"way  {measured}Bi amp/Measurements/way",
+                     f"low  {measured}Subwoofer/Measurements/low",
+                     "way-low  Measurement -> SpeakerEQs/Right/Single amp/Measurements/way-low"]:
             self.assertEqual(tree.count(line), 1, f"{line} in {tree}")
 
     def test_refused_measurements_of_a_speaker(self):
@@ -164,7 +172,7 @@ class Projects(Places):
         self.library.unlink()
         again = self.file("again.wav", float_wav(1, [3, 4]))
         self.speaker(again, config="Subwoofer", model=None)
-        self.assertIn("again  96000 Hz  2 x 1  with Near", self.tree(self.document))
+        self.assertIn("again  2 x 1  96000 Hz  Experiment -> Experiments/Near", self.tree(self.document))
 
     def test_measurements_of_a_room(self):
         left, right = (self.file(f"{name}.wav", float_wav(1, [1, 0])) for name in ["left", "right"])
@@ -173,9 +181,8 @@ class Projects(Places):
                       *files)
         self.assertIn("Listener/left: the same", self.tool("compare", self.document, left, right).stdout)
         self.assertEqual([line for line in self.tree(self.document) if "(" not in line],
-                         ["Studio",
-                          "Listener", "left  96000 Hz  2 x 1  channel 0", "right  96000 Hz  2 x 1  channel 1",
-                          "Sofa", "left  96000 Hz  2 x 1  channel 1"])
+                         ["Studio", "Listener", "left  2 x 1  96000 Hz", "right  2 x 1  96000 Hz  Channel=1",
+                          "Sofa", "left  2 x 1  96000 Hz  Channel=1"])
 
     def test_incomplete_places_are_wrong_usage(self):
         mono = self.file("mono.wav", float_wav(1, [1, 2]))

@@ -85,19 +85,23 @@ class ToolTest(unittest.TestCase):
         return path
 
     def data(self, document=None):
-        """(name, sample rate, shape, ID) of every datum, as the tree shows them."""
-        tree = self.tool("tree", "--ids", document or self.document).stdout
-        return [(name, int(rate), shape, identifier) for name, rate, shape, identifier in re.findall(
-            r"^    (.*)  (-?\d+) Hz  (\d+ x \d+)  (\{[-0-9A-F]{36}\})$", tree, re.MULTILINE)]
+        """(name, sample rate, shape, ID) of every datum."""
+        tree = self.tree_of(document or self.document, "Data")
+        return [(each["Name"], each["SampleRate"], "{rows} x {columns}".format(**each["Data"]), each["ID"])
+                for each in tree["members"]]
+
+    def tree_of(self, document, *arguments):
+        return json.loads(self.tool("tree", "--json", document, *arguments).stdout)
 
     def required_arguments(self, command, document):
         """What the command requires, with samples as its files."""
         named = {"DOC": document, "FILE": CATALOGUE if command == "catalogue" else SAMPLES[0], "NAME": "woofer",
-                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "--config": "Bi amp",
+                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "COLLECTION": "Data", "PATTERN": "X",
+                 "DOC2": document, "OUT": self.folder / "out.lvp", "FROM": document, "--config": "Bi amp",
                  "--output": self.folder / "exported.csv"}
         for option in command_table()[command]["options"]:
             name = option["names"][-1]
-            if option["isRequired"]:
+            if option["isRequired"] or (command, name) in [("find", "FILE"), ("export", "NAME")]:
                 yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
 
     def every_command(self, document, but=()):

@@ -84,6 +84,8 @@ class Installed(ConsumerTest):
 
     def test_the_tool(self):
         self.assertEqual(run([self.prefix / "bin/lumvex", "--version"]).split()[-1], "5.1")
+        for made in ("man/man1/lumvex.1", "bash-completion/completions/lumvex", "zsh/site-functions/_lumvex"):
+            self.assertIn("compact", (self.prefix / "share" / made).read_text(), made)
 
     def test_the_shared_library_shows_what_the_headers_publish(self):
         published = set((BUILD / "published.txt").read_text().split())

@@ -54,6 +54,12 @@ class Debian(ConsumerTest):
             cwd=self.folder)
         self.assertIn("sound", run([tool, "check", "room.lvp"], cwd=self.folder))
 
+    def test_the_tools_manual_and_completion(self):
+        share = self.install("lumvex") / "share"
+        self.assertIn("compact", run(["man", "-l", share / "man/man1/lumvex.1.gz"]))
+        for made in ("bash-completion/completions/lumvex", "zsh/vendor-completions/_lumvex"):
+            self.assertIn("compact", (share / made).read_text())
+
     def test_what_they_depend_on(self):
         for package in ("liblumvex5", "lumvex"):
             self.assertRegex(self.field(package, "Depends"), r"libc6 \(>= .*libstdc\+\+6 \(>= ")

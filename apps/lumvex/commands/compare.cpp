@@ -149,18 +149,23 @@ Command commands::Compare() {
         {"FILE", &arguments->files, kShown, "measurement files, as for import", {.required = true}},
         {"--with", &arguments->with, {"ADDRESS"}, "the item that all files are compared with"}};
     std::ranges::move(ReadingOptions(arguments->reading), std::back_inserter(options));
-    return {.name = "compare",
-            .summary = "Compare measurement files with what a document has of them",
-            .options = std::move(options),
-            .details =
-                "Each file is compared with the datum of its name (regardless of case), else with all that have its name\n"
-                "under speakers and rooms or, of microphones, its serial number; it is the same when one of them is: rows,\n"
-                "columns, sample rate in Hz and every value, bit for bit, start time, sensitivity and serial number as far as\n"
-                "the document keeps them. A file with samples that 32-bit floats do not hold differs. What cannot be read is\n"
-                "left out. Data are loaded as they are looked for. The last line says how many files are the same, how many\n"
-                "objects were loaded and how many bytes of the document were read, in whole sectors.",
-            .incomplete = "a file differs, could not be read, or the document has nothing of its name",
-            .run = [arguments] { return CompareRun(*arguments).Run(); }};
+    return {
+        .name = "compare",
+        .summary = "Compare measurement files with what a document has of them",
+        .options = std::move(options),
+        .details =
+            "Each file is compared with the datum of its name (regardless of case), else with all that have its name\n"
+            "under speakers and rooms or, of microphones, its serial number; it is the same when one of them is: "
+            "rows,\n"
+            "columns, sample rate in Hz and every value, bit for bit, start time, sensitivity and serial number as far "
+            "as\n"
+            "the document keeps them. A file with samples that 32-bit floats do not hold differs. What cannot be read "
+            "is\n"
+            "left out. Data are loaded as they are looked for. The last line says how many files are the same, how "
+            "many\n"
+            "objects were loaded and how many bytes of the document were read, in whole sectors.",
+        .incomplete = "a file differs, could not be read, or the document has nothing of its name",
+        .run = [arguments] { return CompareRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

@@ -60,8 +60,7 @@ private:
             throw FileError(arguments_.document, "the correction " + Quoted(arguments_.name) +
                                                      " is new and needs its --measurement or --experiment");
         std::optional<MeasurementFile> filter = Read(arguments_.filters);
-        const std::optional<MeasurementFile> smoothed = Read(arguments_.smoothed),
-                                             verified = Read(arguments_.verified);
+        const std::optional<MeasurementFile> smoothed = Read(arguments_.smoothed), verified = Read(arguments_.verified);
         if (isNew) {
             correction = corrections.Add(FromUtf8(arguments_.name), measurement);
             correction.SampleRate(measurement.SampleRate());

@@ -177,39 +177,50 @@ Command commands::Import() {
         .summary = "Import measurement files into a project or library",
         .use = DocumentUse::Makes,
         .options = std::move(options),
-        .details = std::string(kReadingHelp) +
+        .details =
+            std::string(kReadingHelp) +
             "\n"
             "Files become named data of a project: with all their columns, the sample rate (0 without samples), the\n"
-            "file's name without its extension, and its date. What the header of a calibration or of an impulse response\n"
+            "file's name without its extension, and its date. What the header of a calibration or of an impulse "
+            "response\n"
             "as text says besides is kept as a datum of bytes, \"NAME (header)\"; --header keeps every header so.\n"
             "`export` puts it back.\n"
             "\n"
-            "Speakers and rooms keep impulse responses, one column per channel. --to-impulse makes one of 65536 samples of\n"
+            "Speakers and rooms keep impulse responses, one column per channel. --to-impulse makes one of 65536 "
+            "samples of\n"
             "a frequency response: of its levels and phases, with time zero 8192 samples behind the first, or without\n"
-            "phases of minimum phase; 0 dB is a factor of 1. Between the frequencies levels (dB) are interpolated over\n"
+            "phases of minimum phase; 0 dB is a factor of 1. Between the frequencies levels (dB) are interpolated "
+            "over\n"
             "the logarithm of the frequency and phases over the frequency; beyond them levels stay as they are, and\n"
             "phases go on with the delay of the last octave.\n"
             "The start time of an impulse response as text is kept: of a speaker's measurement as MeasureStart, where\n"
             "time zero is (ms behind the first sample), of a room's as ConfigData (s).\n"
             "\n"
-            "With --speaker files become measurements of that speaker in its configuration, taken with that experiment.\n"
-            "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which the\n"
+            "With --speaker files become measurements of that speaker in its configuration, taken with that "
+            "experiment.\n"
+            "Speaker and experiment are made when missing. The configuration is made from the speaker's model, which "
+            "the\n"
             "project's library has to know: --model and, the first time, --library. One that is there needs neither.\n"
             "A measurement has one channel per output. Mono files, exactly as many as there are outputs, become the\n"
             "channels of one measurement, in their order, named after what their names begin with together.\n"
             "\n"
             "With --room files become measurements at that position of that room; both are made when missing.\n"
             "\n"
-            "In a library microphone calibrations become microphones, named after the serial number (else the file): the\n"
-            "entries frequency and level (and phase) one after the other in one channel, the sensitivity as scale, where\n"
+            "In a library microphone calibrations become microphones, named after the serial number (else the file): "
+            "the\n"
+            "entries frequency and level (and phase) one after the other in one channel, the sensitivity as scale, "
+            "where\n"
             "1 is none. Other files are refused.\n"
             "\n"
-            "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with the\n"
-            "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when nothing\n"
+            "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with "
+            "the\n"
+            "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when "
+            "nothing\n"
             "can be imported it is neither created nor changed.",
         .incomplete = "some files, or all, were not imported",
         .run = [arguments] {
-            if (const std::string problem = ProblemOfNames(arguments->reading, arguments->files.size()); !problem.empty()) {
+            if (const std::string problem = ProblemOfNames(arguments->reading, arguments->files.size());
+                !problem.empty()) {
                 std::cerr << problem << '\n';
                 return kWrongUsage;
             }

@@ -90,7 +90,8 @@ std::string HeaderText(const MeasurementFile& file, char separator) {
     std::string facts;
     if (file.kind == MeasurementFile::Kind::Calibration) facts = CalibrationLine(file);
     if (file.kind == MeasurementFile::Kind::Impulse) facts = ImpulseLines(file);
-    const bool hasNames = file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
+    const bool hasNames =
+        file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
     if (file.header.empty()) return facts + (hasNames ? NameLine(file, separator) : "");
     if (file.kind == MeasurementFile::Kind::Calibration) {
         TextHeader header;

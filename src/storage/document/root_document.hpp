@@ -46,6 +46,17 @@ public:
     // What a diagnosis shows.
     std::size_t LoadedObjects() const { return tree_.Objects().Cache().Count(); }
     std::uint64_t BytesRead() const;
+    // Runs `work`, in which gets of arrays answer their shapes alone (kShapesAlone).
+    template <class Work>
+    auto WithShapesAlone(Work&& work) {
+        struct Restore {
+            LXArray& setting;
+            LXArray before;
+            ~Restore() { setting = before; }
+        };
+        const Restore restore{tree_.arrayType, std::exchange(tree_.arrayType, kShapesAlone)};
+        return work();
+    }
 
     // Gives a new root its entry and its name.
     void Construct(std::u16string_view name) { tree_.EnterRoot(name); }
