@@ -17,8 +17,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Goes in front of an argument that the parser would take for something else than what it is. No argument of a program
+// begins with it: it is no character.
+constexpr char kProtection = '\1';
+
+std::string Unprotected(const std::string& text) { return text.starts_with(kProtection) ? text.substr(1) : text; }
+
 // Our command line is UTF-8 on every system, but a path made from char would be read in the system's code page.
-fs::path PathOf(const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); }
+fs::path PathOf(const std::string& text) {
+    const std::string plain = Unprotected(text);
+    return fs::path(std::u8string(plain.begin(), plain.end()));
+}
 
 // Has the parser put the value of an option into the target.
 CLI::Option* AddTo(CLI::App& parser, const Option& option, bool* target) {
@@ -26,11 +35,15 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, bool* target) {
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::string* target) {
-    return parser.add_option(option.name, *target, option.help);
+    const auto take = [target](const std::string& text) { *target = Unprotected(text); };
+    return parser.add_option_function<std::string>(option.name, take, option.help);
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::vector<std::string>* target) {
-    return parser.add_option(option.name, *target, option.help);
+    const auto take = [target](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) target->push_back(Unprotected(text));
+    };
+    return parser.add_option_function<std::vector<std::string>>(option.name, take, option.help);
 }
 
 // Refuses an empty text, which the parser would read as 0.
@@ -55,7 +68,7 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, fs::path* target) {
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::optional<std::string>* target) {
-    const auto take = [target](const std::string& text) { *target = text; };
+    const auto take = [target](const std::string& text) { *target = Unprotected(text); };
     return parser.add_option_function<std::string>(option.name, take, option.help);
 }
 
@@ -74,7 +87,8 @@ void AddOption(CLI::App& parser, const Option& option) {
     // A repeatable option takes one value each time, so that what follows is not taken for another value.
     if (IsList(option) && !IsPositional(option)) added->expected(1)->take_all()->allow_extra_args(false);
     added->type_name(option.value.shown)->required(option.rules.required);
-    if (option.value.problemOf) added->check(option.value.problemOf);
+    if (const auto problemOf = option.value.problemOf)
+        added->check([problemOf](const std::string& text) { return problemOf(Unprotected(text)); });
     if (!option.value.choices.empty()) added->check(CLI::IsMember(option.value.choices));
 }
 
@@ -131,34 +145,16 @@ bool IsOptionWithValue(const Command& command, const std::string& argument) {
     });
 }
 
-// The list is one of names, and not of files.
-bool TakesNames(const Command& command) {
-    return std::ranges::any_of(command.options, [](const Option& option) {
-        return IsPositional(option) && std::holds_alternative<std::vector<std::string>*>(option.target);
-    });
-}
-
-// A name as an address that finds it whatever it contains.
-std::string InQuotationMarks(const std::string& name) {
-    std::string quoted = "\"";
-    for (const char each : name) {
-        if (each == '"' || each == '\\') quoted += '\\';
-        quoted += each;
-    }
-    return quoted + '"';
-}
-
-// In a list the parser would take "[a,b]" apart, and it does not accept "--" after the first of them. Such files get
-// their folder in front ("./[a,b]"), and so do those after "--" that look like options; names get quotation marks.
-void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
-    if (!TakesList(command)) return;
+// In a list the parser would take "[a,b]" apart, it drops an argument without characters, and it does not accept "--"
+// after the first of a list. Such arguments are protected, and so are those after "--" that look like options.
+void Protect(const Command& command, std::vector<std::string>& arguments) {
+    const bool takesList = TakesList(command);
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
-    for (auto file = arguments.begin() + 1; file != arguments.end(); ++file) {
-        const bool isValue = file < mark && IsOptionWithValue(command, *(file - 1));
-        const bool isList = !isValue && file->starts_with('[') && file->ends_with(']');
-        const bool isOption = file > mark && file->starts_with('-');
-        if (!isList && !isOption) continue;
-        *file = TakesNames(command) ? InQuotationMarks(*file) : "./" + *file;
+    for (auto each = arguments.begin() + 1; each != arguments.end(); ++each) {
+        const bool isValue = each < mark && IsOptionWithValue(command, *(each - 1));
+        const bool isList = takesList && !isValue && each->starts_with('[') && each->ends_with(']');
+        const bool isOption = each > mark && each->starts_with('-');
+        if (isList || isOption || each->starts_with(kProtection)) each->insert(0, 1, kProtection);
     }
     if (mark != arguments.end()) arguments.erase(mark);
 }
@@ -217,7 +213,7 @@ std::variant<const Command*, ExitStatus> ParseArguments(const std::vector<Comman
 
     const auto found = std::ranges::find(commands, arguments.empty() ? "" : arguments[0], &Command::name);
     const Command* named = found == commands.end() ? nullptr : &*found;
-    if (named) ProtectFiles(*named, arguments);
+    if (named) Protect(*named, arguments);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // it takes the last one first
         return chosen;

@@ -78,7 +78,7 @@ MeasurementFile Joined(std::span<InputFile> files) {
     joined.values.reserve(joined.values.size() * files.size());
     for (InputFile& file : files.subspan(1)) {
         joined.values.insert(joined.values.end(), file.content.values.begin(), file.content.values.end());
-        file.content.values = {};
+        std::vector<float>().swap(file.content.values);
         joined.columns += file.content.columns;
         joined.modified = std::max(joined.modified, file.content.modified);
     }

@@ -54,8 +54,8 @@ Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)
 std::string DesignHelp() {
     return "A table of limits is text, with five numbers in each line (frequency, alpha, maximum, minimum, type) "
            "between\n"
-           "commas or semicolons; a first line of these words is a header. Frequencies rise, and each maximum is above "
-           "its\n"
+           "commas, semicolons or tabs; a first line of these words is a header. Frequencies rise, and each maximum is "
+           "above its\n"
            "minimum. Limits and crossovers that are given take the place of all that are there.\n\n";
 }
 

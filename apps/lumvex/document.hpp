@@ -62,7 +62,7 @@ AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mod
 // The interface that both kinds share.
 Root RootOf(const AnyDocument& document);
 
-// A document that a command changes and saves once. For a command that makes documents (DocumentUse::Makes), a path
+// A document that a command changes and saves once, as the table of commands says. With DocumentUse::Makes a path
 // without a file gets a new one: a project (.lvp) or a library (.lvs). Save() makes the file, unless somebody else has
 // made one there meanwhile.
 class EditedDocument {

@@ -197,10 +197,10 @@ std::string ManualPage(const std::vector<Command>& commands) {
              << Synopsis(command) << '\n';
         for (const Option& option : command.options) PrintOption(page, option);
         page << Paragraphs(command.details);
-        page << ".PP\nExit status:";
+        page << ".PP\nExit status:\n.nf\n";
         for (const auto& [status, meaning] : ExitStatuses(command))
-            page << (status == kDone ? " " : "; ") << status << " " << Roff(meaning);
-        page << ".\n";
+            page << "  " << status << "  " << Roff(meaning) << '\n';
+        page << ".fi\n";
     }
     page << ".SH ENVIRONMENT\n.TP\n\\fBNO_COLOR\\fR\nWhen it is set and not empty, nothing is coloured, on terminals "
             "either.\n"
@@ -234,14 +234,16 @@ std::string BashCompletion(const std::vector<Command>& commands) {
                    << " ;;\n";
         }
     }
-    script << "        help:*) words=" << Quoted(Joined(NamesOf(commands)))
-           << " ;;\n"
-              "    esac\n"
+    script << "    esac\n"
               "    if [[ -z $words && $current == -* ]]; then\n"
               "        case ${COMP_WORDS[1]} in\n";
     for (const Command& command : commands)
         script << "            " << command.name << ") words=" << Quoted(Joined(OptionNames(command))) << " ;;\n";
     script << "        esac\n"
+              "    elif [[ -z $words && ${COMP_WORDS[1]} == help ]]; then\n"
+              "        words="
+           << Quoted(Joined(NamesOf(commands)))
+           << "\n"
               "    fi\n"
               "    if [[ -n $words ]]; then COMPREPLY=($(compgen -W \"$words\" -- \"$current\")); fi\n"
               "}\n"

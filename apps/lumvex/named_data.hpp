@@ -8,6 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "files/measurement_file.hpp"
 #include "lumvex/lumvex.hpp"
@@ -84,7 +85,7 @@ Array InTwoDimensions(std::span<const float> values, std::size_t rows);
 template <class Item>
 void Store(MeasurementFile&& file, Item item) {
     const Array array = ArrayOf(file);
-    file.values = {};
+    std::vector<float>().swap(file.values);  // assigning {} would keep the memory
     item.Data(array);
     item.SampleRate(file.sampleRate);
     item.Timestamp(ToDate(file.modified));

@@ -59,10 +59,14 @@ std::string NameFrom(const std::string& pattern, const fs::path& path, const std
 }
 
 MeasurementFile ReadStandardInput(const ReadOptions& options) {
-    BinaryInput();
-    std::stringstream bytes;
-    bytes << std::cin.rdbuf();
-    if (std::cin.bad()) throw FileError("-", LastSystemError());
+    // Kept for a command that runs a second time, because its document was made meanwhile.
+    static const std::string input = [] {
+        BinaryInput();
+        std::string read{std::istreambuf_iterator<char>(std::cin), {}};
+        if (std::cin.bad()) throw FileError("-", LastSystemError());
+        return read;
+    }();
+    std::stringstream bytes(input);
     MeasurementFile file = ReadMeasurement("-", bytes, options);
     file.name = "stdin";
     file.modified = std::time(nullptr);

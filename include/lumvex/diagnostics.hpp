@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,19 @@ struct DocumentFacts {
 
 // What the file says of itself, without loading any object. Throws as CheckDocument.
 LUMVEX_API DocumentFacts InspectDocument(const std::filesystem::path& path);
+
+struct StoredStream {
+    std::string name;  // of an object's stream the object's ID, in braces
+    std::uint64_t size = 0;
+    std::size_t streams = 0;  // how many are visited in all
+};
+// Reads a part of the stream. Throws lumvex::Error where it is damaged.
+using ReadStream = std::function<void(std::uint64_t offset, std::span<std::byte> bytes)>;
+
+// Visits every stream of a document's file, folders of other programs left out. Throws as CheckDocument, and where the
+// list of the streams is damaged, before the first visit.
+LUMVEX_API void ForEachStoredStream(const std::filesystem::path& path,
+                                    const std::function<void(const StoredStream&, const ReadStream&)>& visit);
 
 struct LoadStatistics {
     std::size_t objectsLoaded = 0;  // in memory now, the root not counted

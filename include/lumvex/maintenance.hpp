@@ -43,8 +43,8 @@ struct Salvage {
 // Makes a new document of what can still be read of a damaged one, which is opened for reading only. Neither the header
 // nor any table of the file has to be sound: objects are found by what is left of these, else by their content. Bytes
 // that were overwritten with others that make sense are not noticed. The new document is sound. Throws lumvex::Error
-// (client.hpp) with the storage system's status: 0x80030050 where there is a file at `to`, which is never touched; the
-// status of an unknown file format where nothing of a document is found.
+// (client.hpp) with the storage system's status: 0x80030050 where there is a file at `to`, which is never touched; what
+// opening the file fails with, or 0x80030002, where nothing of a document is found.
 LUMVEX_API Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem::path& to,
                                    const Progress& progress = {});
 

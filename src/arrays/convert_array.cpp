@@ -1,6 +1,7 @@
 #include "arrays/convert_array.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "core/base/failure.hpp"
@@ -36,10 +37,13 @@ struct Destroy {
 using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
 OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds) {
-    std::vector<SAFEARRAYBOUND> bounds;
-    for (const Dimension& dimension : dimensions)
-        bounds.push_back({dimension.count, keepLowerBounds ? dimension.lower : 0});
-    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data()));
+    constexpr std::size_t kUsual = 2;
+    std::array<SAFEARRAYBOUND, kUsual> inPlace{};
+    std::vector<SAFEARRAYBOUND> more(dimensions.size() > kUsual ? dimensions.size() : 0);
+    SAFEARRAYBOUND* const bounds = more.empty() ? inPlace.data() : more.data();
+    SAFEARRAYBOUND* next = bounds;
+    for (const Dimension& dimension : dimensions) *next++ = {dimension.count, keepLowerBounds ? dimension.lower : 0};
+    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(dimensions.size()), bounds));
     if (!array) throw Failure(E_OUTOFMEMORY);
     return array;
 }

@@ -69,14 +69,14 @@ class Outputs(ToolTest):
         os.close(read)
         self.import_samples()
         for command in ["tree", "compare"]:
-            done = self.run_into(write, command, self.document, *(SAMPLES if command == "compare" else []))
+            done = self.run_into(write, command, "--quiet", self.document, *(SAMPLES if command == "compare" else []))
             self.assertEqual((done.returncode, done.stderr), (0, b""))
         os.close(write)
 
     def test_output_that_gets_lost_is_reported(self):
         self.import_samples()
         with open("/dev/full", "wb") as full:
-            done = self.run_into(full, "tree", self.document)
+            done = self.run_into(full, "tree", "--quiet", self.document)
         self.assertEqual((done.returncode, done.stderr), (1, b"lumvex: the output could not be written completely\n"))
 
     def test_progress_is_for_terminals(self):

@@ -1,12 +1,11 @@
 """Names, places and formats of what goes in and comes out; what is refused, told or kept besides the numbers."""
 
 import os
-import pathlib
 import struct
 import subprocess
 import unittest
 
-from tool import DONE, INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
+from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
 
 RESPONSE = "20 80 1\n30 81 2\n40 82 3\n"
 SAMPLED = ("* Impulse response\n4 // Response length\n2.0833333333333333E-5 // Sample interval (seconds)\n"
@@ -24,7 +23,7 @@ class ImportExport(ToolTest):
         files = ["one/L.csv", "two/L.csv"]
         done = self.tool("import", self.document, *files, status=INCOMPLETE)
         self.assertIn('two/L.csv: the name "L" is that of another file of this import already; --name', done.stderr)
-        self.assertIn("one/L.csv -> L: 3 x 3\n", done.stdout)
+        self.assertIn("one/L.csv -> L: 3 x 3\n", done.stderr)
         self.tool("import", self.document, *files, "--name", "{folder} {name}.{extension}", "--prefix", "2020 ")
         self.tool("import", self.document, files[0], "--name", "L left")
         self.assertEqual(self.names(), ["L", "2020 one L.csv", "2020 two L.csv", "L left"])
@@ -75,7 +74,7 @@ class ImportExport(ToolTest):
         library = self.folder / "library.lvs"
         self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Single amp\n"))
         self.assertIn("ir.txt -> ir: 4 x 1, 48000 Hz, starts at -0.12501 s\n",
-                      self.tool("import", self.document, text).stdout)
+                      self.tool("import", self.document, text).stderr)
         self.tool("import", self.document, text, "--room", "R", "--position", "P", "--channel", "0")
         self.tool("import", self.document, text, "--library", library, "--model", "Acme/Alpha", "--speaker", "S",
                   "--config", "single-amp".replace("-", " "), "--experiment", "E")
@@ -99,7 +98,7 @@ class ImportExport(ToolTest):
         self.tool("import", self.document, SAMPLES_FOLDER / "impulse-left.wav", "--room", "R", "--position", "P",
                   "--channel", "0")
         done = self.tool("export", self.document, "--all", "-o", "out")
-        self.assertIn("7 of 7 arrays written to out\n", done.stdout)
+        self.assertIn("7 of 7 arrays written to out\n", done.stderr)
         files = sorted(str(path.relative_to(self.folder / "out")) for path in (self.folder / "out").rglob("*.*"))
         self.assertEqual(files, sorted(["Data/a_b.txt", "Data/A_b (2).txt", "Data/_con.txt", f"Data/{'x' * 199}.txt",
                                         "Data/tail_.txt", "Data/ok.txt", "Rooms/R/Positions/P/impulse-left.wav"]))
@@ -109,7 +108,8 @@ class ImportExport(ToolTest):
         self.assertIn("ok.csv: the file exists already; --force replaces it", refused.stderr)
         self.tool("export", self.document, "R", "--all", "-o", "room", "--format", "flac", "--bits", "16")
         self.assertEqual((self.folder / "room/impulse-left.flac").read_bytes()[:4], b"fLaC")
-        self.tool("export", self.document, "-o", "none", status=WRONG_USAGE)
+        self.assertIn("which array goes into the file",
+                      self.tool("export", self.document, "-o", "none.csv", status=INCOMPLETE).stderr)
 
     def test_pipes(self):
         sample = SAMPLES_FOLDER / "woofer.frd"
@@ -144,7 +144,7 @@ class ImportExport(ToolTest):
         self.assertIn("2 of the file's samples are no 32-bit floats",
                       self.tool("compare", self.document, wide, status=INCOMPLETE).stdout)
         told = self.tool("export", self.document, "wide", "-o", "wide.flac").stderr
-        self.assertEqual(told, "wide.flac: 2 of 3 samples are rounded\n")
+        self.assertIn("wide.flac: 2 of 3 samples are rounded\n", told)
         self.assertIn("differs", self.tool("compare", self.document, "wide.flac", status=INCOMPLETE).stdout)
         loud = self.file("loud.wav", float_wav(1, [1.5, 0]))
         self.tool("import", self.document, loud)
@@ -153,6 +153,8 @@ class ImportExport(ToolTest):
 
     def test_tables_of_a_design(self):
         limits = SAMPLES_FOLDER / "design/limits.csv"
+        self.tool("import", self.document, SAMPLES_FOLDER / "woofer.frd")
+        before = self.document.read_bytes()
         design = ["crossover", self.document, "--config", "Bi amp", "--name", "LR"]
         for crossover in ["-5:24", "0:0", "2000:0"]:
             self.assertIn("above 0", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
@@ -163,7 +165,7 @@ class ImportExport(ToolTest):
                             ("20,1,6,-6,0.5\n", "limits.csv:2: expected a type that is a whole number")]:
             bad = self.file("limits.csv", header + rows)
             self.assertIn(words, self.tool(*design, "--limits", bad, status=INCOMPLETE).stderr)
-        self.assertFalse(self.document.exists())
+        self.assertEqual(self.document.read_bytes(), before)
         self.tool(*design, "--limits", limits, "--crossover", "2200:24", "--crossover", "3000:12")
         address = "CrossoverConfigs/Bi amp/LR"
         self.tool("export", self.document, address, "--array", "limitdata", "-o", "again.csv")
@@ -189,7 +191,7 @@ class ImportExport(ToolTest):
             self.tool("export", self.document, address, "-o", "one.wav", "--force")
         done = self.tool("export", self.document, "--all", "-o", "all", status=INCOMPLETE)
         self.assertIn("item 1 of Data cannot be read".lower(), done.stderr.lower())
-        self.assertIn("3 of 3 arrays written to all", done.stdout)
+        self.assertIn("3 of 3 arrays written to all", done.stderr)
         self.tool("import", self.document, self.file("fourth.txt", RESPONSE))
         self.tool("import", "--replace", self.document, "third.txt")
         self.tool("compare", self.document, "third.txt", "fourth.txt")

@@ -87,6 +87,9 @@ class Libraries(Places):
         self.file("table.csv", "Acme,a,tri amp\n")
         self.tool("catalogue", self.library, table)
         self.assertEqual(self.library.read_bytes(), before)
+        self.file("table.csv", "configuration\tmodel\tManufacturer\nBi amp\tX\tYard\n")
+        self.assertIn("added 1 manufacturer, 1 model, 1 configuration", self.tool("catalogue", self.library, table).stderr)
+        self.assertIn("Yard", self.tree(self.library))
 
     def test_refused_catalogues_leave_no_trace(self):
         good, bad = self.file("good.csv", "A,B,Bi amp\n"), self.file("bad.csv", "A,B\n")
@@ -125,7 +128,8 @@ class Projects(Places):
         near, models = "Experiment -> Experiments/Near", "Model -> Specifications/Manufacturers/"
         measured = "Measurement -> SpeakerEQs/Left/"
         for line in [f"Left  {models}Acme/Alpha", f"both  2 x 2  96000 Hz  {near}", f"way  2 x 2  96000 Hz  {near}",
-                     f"low  65536 x 1  {near}", f"Right  {models}'Acme/Sons'/'A/B'", f"way-low  2 x 1  96000 Hz  {near}",
+                     f"low  65536 x 1  48000 Hz  MeasureStart=170.66667  {near}",
+                     f"Right  {models}'Acme/Sons'/'A/B'", f"way-low  2 x 1  96000 Hz  {near}",
                      f"both  {measured}Bi amp/Measurements/both", f"way  {measured}Bi amp/Measurements/way",
                      f"low  {measured}Subwoofer/Measurements/low",
                      "way-low  Measurement -> SpeakerEQs/Right/Single amp/Measurements/way-low"]:

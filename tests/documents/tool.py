@@ -97,11 +97,11 @@ class ToolTest(unittest.TestCase):
         """What the command requires, with samples as its files."""
         named = {"DOC": document, "FILE": CATALOGUE if command == "catalogue" else SAMPLES[0], "NAME": "woofer",
                  "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "COLLECTION": "Data", "PATTERN": "X",
-                 "DOC2": document, "FROM": document, "--config": "Bi amp",
+                 "DOC2": document, "OUT": self.folder / "out.lvp", "FROM": document, "--config": "Bi amp",
                  "--output": self.folder / "exported.csv"}
         for option in command_table()[command]["options"]:
             name = option["names"][-1]
-            if option["isRequired"]:
+            if option["isRequired"] or (command, name) in [("find", "FILE"), ("export", "NAME")]:
                 yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
 
     def every_command(self, document, but=()):

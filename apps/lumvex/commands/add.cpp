@@ -5,6 +5,7 @@
 #include "commands.hpp"
 #include "objects/adding.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 

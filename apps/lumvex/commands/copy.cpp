@@ -6,6 +6,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -18,15 +19,24 @@ struct CopyArguments {
     bool replace = false;
 };
 
-void Rename(const Node& copy, const CopyArguments& arguments, const Addresses& addresses) {
-    if (arguments.name) SetText(copy, {copy.Type().Find("Name"), {}}, *arguments.name, addresses);
+// Some collections want each name once: there a copy is made under its own name from the start.
+Node Beside(Copier& copier, const Node& object, const Node& collection, const CopyArguments& arguments) {
+    try {
+        return copier.Into(object, collection);
+    } catch (const Error&) {
+        const std::vector<Ingredient> ingredients = IngredientsOf(collection.Type());
+        if (!arguments.name || ingredients.empty() || ingredients[0].type) throw;
+        const Variant name = Variant::FromText(FromUtf8(*arguments.name));
+        const Node copy = AddMember(collection, {&name, 1});
+        copier.Contents(object, copy);
+        return copy;
+    }
 }
 
-Node CopiedInto(Copier& copier, const Node& object, const Node& root, const Addresses& addresses,
-                const CopyArguments& arguments) {
+Node CopiedInto(Copier& copier, const Node& object, const Addresses& addresses, const CopyArguments& arguments) {
     if (!arguments.collection.empty())
-        return copier.Into(object, CollectionFor(object.Type(), addresses.Find(arguments.collection)));
-    if (object.Root().Id() == root.Id()) return copier.Into(object, object.Parent());
+        return Beside(copier, object, CollectionFor(object.Type(), addresses.Find(arguments.collection)), arguments);
+    if (arguments.into.empty()) return Beside(copier, object, object.Parent(), arguments);
     const Node existing = copier.CounterpartOf(object);
     if (!existing) return copier.WithParents(object);
     if (!arguments.replace)
@@ -49,11 +59,12 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
             const std::string path = paths.Of(object);
             if (!object.Is(Kind::Item)) throw PropertyError(path + " is no item, and cannot be copied");
             try {
-                copies.push_back(CopiedInto(copier, object, root, addresses, arguments));
+                copies.push_back(CopiedInto(copier, object, addresses, arguments));
             } catch (const Error& error) {
                 throw PropertyError(path + " cannot be copied: " + Describe(error));
             }
-            Rename(copies.back(), arguments, addresses);
+            const Property name{object.Type().Find("Name"), {}};
+            if (arguments.name) SetText(copies.back(), name, *arguments.name, addresses);
             lines.push_back(path + " -> ");
         }
         left = copier.MendReferences();
@@ -61,7 +72,7 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
         for (std::size_t at = 0; at < copies.size(); ++at) lines[at] += after.Of(copies[at]);
     });
     document.Save("cannot be saved, nothing was copied");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     for (const std::string& each : left) std::cerr << each << " is not in the document, and is left empty\n";
     return kDone;
 }

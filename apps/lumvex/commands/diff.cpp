@@ -7,6 +7,7 @@
 #include "objects/json.hpp"
 #include "objects/matching.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -54,7 +55,7 @@ ExitStatus RunDiff(const DiffArguments& arguments) {
             if (!arguments.json) std::cout << "+ " << right.Of(each) << '\n';
         }
         objects += matching.Removed().size() + matching.Added().size();
-        std::cerr << matching.Removed().size() << " removed, " << changed.size() << " changed, "
+        Reports() << matching.Removed().size() << " removed, " << changed.size() << " changed, "
                   << matching.Added().size() << " added\n";
     });
     if (arguments.json) PrintJson(std::cout, {{"removed", removed}, {"changed", changed}, {"added", added}});

@@ -68,13 +68,17 @@ public:
 
     ExitStatus Run() {
         return OnObjects(arguments_.document, "cannot be read", [&] {
+            const bool isFile = !IsFolder(arguments_.output) && arguments_.output.has_extension();
+            if (arguments_.addresses.empty() && isFile)
+                throw FileError(arguments_.output,
+                                "NAME says which array goes into the file; all of them take a folder");
             FindSources();
-            const bool single = !arguments_.all && sources_.size() == 1;
+            const bool single = !IsForAll() && sources_.size() == 1;
             if (IsStandardStream(arguments_.output)) {
                 if (!single) Refuse("standard output takes one item alone");
                 ToStandardOutput(sources_[0]);
             } else if (single && !IsFolder(arguments_.output)) {
-                ToFile(sources_[0], arguments_.output);
+                ToFile(FileFor(sources_[0]), arguments_.output);
             } else {
                 ToFolder();
             }
@@ -83,13 +87,15 @@ public:
     }
 
 private:
+    bool IsForAll() const { return arguments_.all || arguments_.addresses.empty(); }
+
     // A variant may be a truth value as well.
     static bool IsArrayOrNone(const VARIANT& value) { return value.vt == VT_EMPTY || (value.vt & VT_ARRAY) != 0; }
 
     [[noreturn]] void Refuse(const std::string& reason) const { throw FileError(arguments_.document, reason); }
 
     void FindSources() {
-        if (arguments_.all) {
+        if (IsForAll()) {
             if (arguments_.addresses.empty()) AddAllBelow(document_.Root());
             for (const std::string& address : arguments_.addresses) {
                 for (const Node& each : Found(address)) AddAllBelow(each);
@@ -171,7 +177,7 @@ private:
     }
 
     void ToStandardOutput(const Source& source) {
-        const MeasurementFile file = FileFor(source);
+        MeasurementFile file = FileFor(source);
         const fs::path path = "stdout" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format);
         std::stringstream bytes;
         Write(path, file, [&](const MeasurementFile& written) {
@@ -184,15 +190,14 @@ private:
         Reports() << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written\n";
     }
 
-    void ToFile(const Source& source, const fs::path& path) {
+    void ToFile(MeasurementFile file, const fs::path& path) {
         std::error_code ignored;
         if (!arguments_.force && fs::exists(fs::symlink_status(path, ignored)))
             throw FileError(path, "the file exists already; --force replaces it");
-        const MeasurementFile file = FileFor(source);
         Write(path, file, [&](const MeasurementFile& written) {
             return WriteMeasurementFile(path, written, OptionsOf(arguments_.bits));
         });
-        Reports() << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written to "
+        Reports() << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
                   << Utf8(path) << '\n';
     }
 
@@ -201,8 +206,8 @@ private:
         for (const Source& source : sources_) {
             Try(Shown(source.item.Name()), [&] {
                 const Array array(source.item.Get(*source.property));
-                if (array.Empty() && arguments_.all) return;
-                if (array.Type() == VT_R4 || !arguments_.all) full.push_back(source);
+                if (array.Empty() && IsForAll()) return;
+                if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
             });
         }
         ExportNames names;
@@ -211,14 +216,14 @@ private:
         for (const Source& source : full) {
             progress_.Show(++done, full.size());
             Try(Shown(source.item.Name()), [&] {
-                const std::string extension =
-                    arguments_.format.empty() ? ExtensionFor(FileFor(source)) : '.' + arguments_.format;
+                MeasurementFile file = FileFor(source);
+                const std::string extension = arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format;
                 const fs::path path = arguments_.output / names.PathOf(done - 1, extension);
                 std::error_code error;
                 fs::create_directories(path.parent_path(), error);
                 if (error) throw FileError(path.parent_path(), error);
                 progress_.Clear();
-                ToFile(source, path);
+                ToFile(std::move(file), path);
                 ++written;
             });
         }
@@ -227,8 +232,8 @@ private:
     }
 
     MeasurementFile FileFor(const Source& source) const {
-        const Array array(source.item.Get(*source.property));
-        if (array.Type() == VT_UI1) Refuse(Shown(source.item.Name()) + " holds bytes, no numbers");
+        if (Array(source.item.Get(*source.property)).Type() == VT_UI1)
+            Refuse(Shown(source.item.Name()) + " holds bytes, no numbers");
         const auto* project = std::get_if<Project>(&document_.Any());
         const bool isDatum = project && source.place != 0;
         MeasurementFile file = FileFrom(source.item, *source.property,
@@ -240,14 +245,13 @@ private:
 
     // What a format of samples does not keep is told.
     template <class WriteFile>
-    void Write(const fs::path& path, const MeasurementFile& file, WriteFile write) {
+    void Write(const fs::path& path, MeasurementFile& file, WriteFile write) {
         if (!IsSound(FormatOf(path))) {
             write(file);
             return;
         }
-        MeasurementFile samples = file;
-        samples.kind = FileKind::Impulse;
-        const std::size_t rounded = write(samples);
+        file.kind = FileKind::Impulse;
+        const std::size_t rounded = write(file);
         if (rounded != 0)
             Tell(path, std::to_string(rounded) + " of " + std::to_string(file.values.size()) + " samples are rounded");
         if (file.startTime.value_or(0) != 0) Tell(path, "the start time is left out; .txt and .csv keep it");
@@ -276,7 +280,8 @@ Command commands::Export() {
         .options =
             {DocumentOption(arguments->document, "the project or library; opened for reading only"),
              {"NAME", &arguments->addresses, kShown,
-              "names of data, regardless of case (of several the first), or addresses of any items with an array"},
+              "names of data, regardless of case (of several the first), or addresses of any items with an array; "
+              "without any all arrays are written into a folder"},
              {"-o,--output",
               &arguments->output,
               kFile,
@@ -285,7 +290,7 @@ Command commands::Export() {
              {"--all",
               &arguments->all,
               {},
-              "write every array of the document, or of what is below NAME, into a folder"},
+              "write every array of what is below NAME, or of the document, into a folder"},
              {"--format",
               &arguments->format,
               {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac"}},
@@ -322,13 +327,7 @@ Command commands::Export() {
             "no system takes in the names of files become _, and names that are the same get a number.\n\n" +
             std::string(kAddressHelp),
         .incomplete = "there is no such item or array, something could not be read, or a file not be written",
-        .run = [arguments] {
-            if (arguments->addresses.empty() && !arguments->all) {
-                std::cerr << "NAME says what to export, or --all\nRun with --help for more information.\n";
-                return kWrongUsage;
-            }
-            return ExportRun(*arguments).Run();
-        }};
+        .run = [arguments] { return ExportRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

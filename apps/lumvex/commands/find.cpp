@@ -13,6 +13,7 @@
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -153,7 +154,7 @@ ExitStatus RunFind(const FindArguments& arguments) {
     for (std::thread& each : threads) each.join();
     if (arguments.json) PrintJson(std::cout, all);
     if (documents.size() != 1)
-        std::cerr << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
+        Reports() << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
                   << " documents\n";
     return failed != 0 ? kDocumentFailed : found != 0 ? kDone : kIncomplete;
 }
@@ -165,6 +166,7 @@ Command commands::Find() {
     return {
         .name = "find",
         .summary = "Find objects by name, class or ID in documents and folders of documents",
+        .use = DocumentUse::None,
         .options = {{"PATTERN",
                      &arguments->pattern,
                      kShown,

@@ -7,6 +7,7 @@
 #include "objects/comparing.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -41,7 +42,7 @@ public:
     // To be called once, when everything has been taken.
     ExitStatus Finish(std::vector<std::string>& lines) {
         for (const std::string& each : copier_.MendReferences())
-            std::cerr << each << " is not in the document, and is left empty\n";
+            std::cerr << each << " is not in the document; the reference is left as it was\n";
         Paths paths;
         for (const auto& [sign, object] : told_) lines.push_back(sign + paths.Of(object));
         return conflicts_ == 0 ? kDone : kIncomplete;
@@ -58,8 +59,7 @@ private:
     }
 
     void TakeValues(const Node& original, const Node& existing) {
-        std::vector<Difference> differences = comparison_.Of(existing, original);
-        std::erase_if(differences, [](const Difference& each) { return IsReference(*each.property.member); });
+        const std::vector<Difference> differences = comparison_.Of(existing, original);
         if (differences.empty()) return;
         if (!replace_) {
             ++conflicts_;
@@ -69,7 +69,11 @@ private:
         }
         for (const Difference& each : differences) {
             const MemberDescription& member = *each.property.member;
-            existing.Put(member, each.property.indexes, original.Get(member, each.property.indexes));
+            if (IsReference(member)) {
+                copier_.MendLater(original, existing, member);
+            } else {
+                existing.Put(member, each.property.indexes, original.Get(member, each.property.indexes));
+            }
         }
         Told("~ ", existing);
     }
@@ -101,7 +105,7 @@ ExitStatus RunMerge(const MergeArguments& arguments) {
         status = merger.Finish(lines);
     });
     if (!lines.empty()) document.Save("cannot be saved, nothing was merged");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     return status;
 }
 

@@ -5,6 +5,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -38,7 +39,7 @@ ExitStatus RunMove(const MoveArguments& arguments) {
         }
     });
     document.Save("cannot be saved, nothing was moved");
-    std::cout << before << " -> " << after << '\n';
+    Reports() << before << " -> " << after << '\n';
     return kDone;
 }
 

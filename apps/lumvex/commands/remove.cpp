@@ -8,6 +8,7 @@
 #include "objects/adding.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -77,7 +78,7 @@ ExitStatus RunRemove(const RemoveArguments& arguments) {
         }
     });
     document.Save("cannot be saved, nothing was removed");
-    for (const std::string& line : lines) std::cout << line << '\n';
+    for (const std::string& line : lines) Reports() << line << '\n';
     return kDone;
 }
 

@@ -3,6 +3,7 @@
 
 #include "commands.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -25,7 +26,7 @@ ExitStatus RunRename(const RenameArguments& arguments) {
         after = PathOf(object);
     });
     document.Save("cannot be saved, nothing was renamed");
-    std::cout << before << " -> " << after << '\n';
+    Reports() << before << " -> " << after << '\n';
     return kDone;
 }
 

@@ -19,7 +19,7 @@ struct TreeArguments {
     std::filesystem::path document;
     std::string address = "/";
     std::string depth;
-    bool ids = false, paths = false, json = false;
+    bool ids = false, paths = false, json = false, statistics = false;
 };
 
 std::string ProblemOfDepth(const std::string& text) {
@@ -44,9 +44,11 @@ public:
                 Print(from, 0);
             }
         });
-        const LoadStatistics statistics = StatisticsOf(RootOf(document_.Any()).Get());
-        std::cerr << loaded_ << (loaded_ == 1 ? " object" : " objects") << " loaded to answer, "
-                  << statistics.objectsLoaded << " still in memory, " << statistics.bytesRead << " bytes read\n";
+        if (arguments_.statistics) {
+            const LoadStatistics statistics = StatisticsOf(RootOf(document_.Any()).Get());
+            std::cerr << loaded_ << (loaded_ == 1 ? " object" : " objects") << " loaded to answer, "
+                      << statistics.objectsLoaded << " still in memory, " << statistics.bytesRead << " bytes read\n";
+        }
         return status_;
     }
 
@@ -231,9 +233,7 @@ Command commands::Tree() {
                 "as in a new\n"
                 "one: the shapes of its arrays, rows x columns, the sample rate of samples, settings as \"set\" takes "
                 "them, and\n"
-                "what it refers to. The elements of arrays are not read. Standard error says how many objects had to "
-                "be loaded\n"
-                "for the answer and how many bytes of the file were read, in whole sectors.",
+                "what it refers to. The elements of arrays are not read.",
             .incomplete = "there is no such object",
             .run = [arguments] { return TreePrinter(*arguments).Run(); }};
 }

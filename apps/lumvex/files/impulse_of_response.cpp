@@ -2,18 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <numbers>
 #include <span>
 #include <string>
-#include <unsupported/Eigen/FFT>
 #include <vector>
+
+#include "acoustics/fft.hpp"
 
 namespace lumvex::app {
 
 namespace {
-
-using Spectrum = std::vector<std::complex<double>>;
 
 constexpr std::size_t kTransform = 4 * kImpulseLength;  // more than the result, so that its end does not run into it
 constexpr double kDegree = std::numbers::pi / 180;
@@ -82,15 +80,13 @@ Curve PhasesOf(const MeasurementFile& response, double highest) {
 }
 
 // The spectrum of minimum phase for these natural logarithms of its magnitude: its cepstrum has no negative times.
-Spectrum MinimumPhase(const std::vector<double>& logarithms) {
-    Eigen::FFT<double> transform;
-    Spectrum spectrum(kTransform), cepstrum;
-    for (std::size_t at = 0; at < kTransform; ++at) spectrum[at] = logarithms[std::min(at, kTransform - at)];
-    transform.inv(cepstrum, spectrum);
+std::vector<acoustics::Complex> MinimumPhase(const std::vector<double>& logarithms) {
+    const std::vector<acoustics::Complex> real(logarithms.begin(), logarithms.end());
+    std::vector<double> cepstrum = acoustics::SamplesOf(real, kTransform);
     for (std::size_t at = 1; at < kTransform / 2; ++at) cepstrum[at] *= 2;
     std::fill(cepstrum.begin() + kTransform / 2 + 1, cepstrum.end(), 0.0);
-    transform.fwd(spectrum, cepstrum);
-    for (std::complex<double>& each : spectrum) each = std::exp(each);
+    std::vector<acoustics::Complex> spectrum = acoustics::Spectrum(cepstrum, kTransform);
+    for (acoustics::Complex& each : spectrum) each = std::exp(each);
     return spectrum;
 }
 
@@ -117,23 +113,19 @@ MeasurementFile ImpulseOf(const std::filesystem::path& path, const MeasurementFi
     }
     const bool hasPhase = response.columns > 2;
     const std::size_t before = hasPhase ? kImpulseLength / 8 : 0;  // samples in front of time zero
-    Spectrum spectrum;
+    std::vector<acoustics::Complex> spectrum;
     if (hasPhase) {
         const Curve phases = PhasesOf(response, sampleRate / 2.0);
-        spectrum.resize(kTransform);
-        for (std::size_t at = 0; at <= kTransform / 2; ++at) {
+        for (std::size_t at = 0; at < logarithms.size(); ++at) {
             const double shift = 2 * std::numbers::pi * static_cast<double>(at * before % kTransform) / kTransform;
             const double phase = phases(step * static_cast<double>(at)) - shift;
-            spectrum[at] = std::polar(std::exp(logarithms[at]), phase);
-            if (at != 0) spectrum[kTransform - at] = std::conj(spectrum[at]);
+            spectrum.push_back(std::polar(std::exp(logarithms[at]), phase));
         }
-        spectrum[kTransform / 2] = spectrum[kTransform / 2].real();
+        spectrum.back() = spectrum.back().real();
     } else {
         spectrum = MinimumPhase(logarithms);
     }
-    Eigen::FFT<double> transform;
-    Spectrum samples;
-    transform.inv(samples, spectrum);
+    const std::vector<double> samples = acoustics::SamplesOf(spectrum, kTransform);
 
     MeasurementFile impulse = response;
     impulse.kind = MeasurementFile::Kind::Impulse;
@@ -143,7 +135,7 @@ MeasurementFile ImpulseOf(const std::filesystem::path& path, const MeasurementFi
     impulse.header.clear();
     if (hasPhase) impulse.startTime = -static_cast<double>(before) / sampleRate;
     impulse.values.resize(kImpulseLength);
-    for (std::size_t at = 0; at < kImpulseLength; ++at) impulse.values[at] = static_cast<float>(samples[at].real());
+    for (std::size_t at = 0; at < kImpulseLength; ++at) impulse.values[at] = static_cast<float>(samples[at]);
     impulse.notes.push_back(std::string("made an impulse response of ") +
                             (hasPhase ? "levels and phases" : "levels, of minimum phase"));
     return impulse;

@@ -208,6 +208,10 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream& in) 
         file.notes.push_back(std::to_string(file.rounded) + " of " + std::to_string(file.values.size()) +
                              " samples are rounded to 32-bit floats");
     }
+    std::vector<int> speakers(static_cast<std::size_t>(info.channels));
+    const int size = static_cast<int>(speakers.size() * sizeof(int));
+    const bool hasSpeakers = sf_command(sound.get(), SFC_GET_CHANNEL_MAP_INFO, speakers.data(), size) == SF_TRUE;
+    if (info.channels > 2 && hasSpeakers) file.notes.push_back("the loudspeakers of its channels are left out");
     if (!others.empty()) {
         std::string names;
         for (const std::string& each : others) names += (names.empty() ? "" : ", ") + Quoted(each);

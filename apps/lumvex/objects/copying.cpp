@@ -102,18 +102,22 @@ bool Copier::IsAtHome(const Node& target) const {
     return to_.Call(isSame, Variant::FromDispatch(target.Root().Pointer())).lVal != 0;
 }
 
+void Copier::MendLater(const Node& original, const Node& item, const MemberDescription& reference) {
+    pending_.push_back({original, item, &reference});
+}
+
 std::vector<std::string> Copier::MendReferences() {
+    for (const auto& [original, copy] : pairs_)
+        for (const MemberDescription* each : ReferencesOf(original.Type()))
+            if (original.Follow(*each) && !IsAtHome(copy.Follow(*each))) MendLater(original, copy, *each);
     std::vector<std::string> left;
-    for (const auto& [original, copy] : pairs_) {
-        for (const MemberDescription* each : ReferencesOf(original.Type())) {
-            const Node target = original.Follow(*each);
-            if (!target || IsAtHome(copy.Follow(*each))) continue;
-            const Node found = CopyOf(target);
-            if (found) Put(copy, *each, found);
-            if (!found)
-                left.push_back(toPaths_.Of(copy) + ": " + std::string(each->name) + " (" +
-                               TargetText(target, original.Root(), fromPaths_) + ')');
-        }
+    for (const Pending& each : pending_) {
+        const Node target = each.original.Follow(*each.reference);
+        const Node found = target ? CopyOf(target) : Node();
+        if (found || !target) Put(each.item, *each.reference, found);
+        if (target && !found)
+            left.push_back(toPaths_.Of(each.item) + ": " + std::string(each.reference->name) + " (" +
+                           TargetText(target, each.original.Root(), fromPaths_) + ')');
     }
     return left;
 }

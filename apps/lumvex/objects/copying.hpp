@@ -28,6 +28,9 @@ public:
     // there is none.
     Node CounterpartOf(const Node& original);
 
+    // The item's reference is to lead to the counterpart of what the original's leads to.
+    void MendLater(const Node& original, const Node& item, const MemberDescription& reference);
+
     // To be called once, when everything has been copied. Lists the references that are left without a target:
     // "SpeakerEQs/Left/Bi amp/Measurements/On axis: Experiment (Experiments/Near field)".
     std::vector<std::string> MendReferences();
@@ -45,6 +48,11 @@ private:
     Addresses addresses_;
     Paths fromPaths_, toPaths_;
     NodePairs pairs_;
+    struct Pending {
+        Node original, item;
+        const MemberDescription* reference;
+    };
+    std::vector<Pending> pending_;
     std::map<std::u16string, Node> copies_;  // by ID of the original
 };
 

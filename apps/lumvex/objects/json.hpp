@@ -19,7 +19,7 @@ Json ValueJson(const Property& property, const VARIANT& value, ArrayForm arrays,
 // All of a property: of an indexed one a list of its places, in lists of lists where it has two indexes.
 Json PropertyJson(const Node& object, const MemberDescription& member, ArrayForm arrays, Paths& paths);
 
-// {"address", "class", "id"} and every property that the object shows.
+// {"address", "class"} and every property that the object shows; one that cannot be read as {"error": why}.
 Json ObjectJson(const Node& object, ArrayForm arrays, Paths& paths);
 
 // {"rows", "columns", "type"} of an array whose elements are not read.

@@ -387,13 +387,14 @@ Variant ReadValue(const MemberDescription& member, std::string_view text, const 
     return Variant::FromLong(static_cast<LONG>(*whole));
 }
 
-void SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses) {
+Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses) {
     const MemberDescription& member = *property.member;
     if (member.use != MemberUse::ReadWrite)
         throw PropertyError(property.Name() + " can be read only: " + std::string(member.meaning));
-    const Variant value = ReadValue(member, text, addresses);
+    Variant value = ReadValue(member, text, addresses);
     try {
         object.Put(member, property.indexes, value);
+        return value;
     } catch (const Error& error) {
         throw PropertyError(property.Name() + " does not take " + Quoted(text) + ": " + Describe(error));
     }

@@ -70,8 +70,9 @@ std::string Expected(const MemberDescription& member);
 // objects that are referred to. Throws PropertyError, and FileError for an address that leads nowhere.
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses);
 
-// Puts it. Throws PropertyError also when the object refuses the value, and for a property that can only be read.
-void SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses);
+// Puts it and answers it. Throws PropertyError also when the object refuses the value, and for a property that can only
+// be read.
+Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses);
 
 // "NAME=VALUE" taken apart; throws PropertyError without "=".
 struct NamedValue {

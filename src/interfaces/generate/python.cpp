@@ -227,8 +227,7 @@ void PrintMethod(std::ostream& out, const Member& member) {
         parameters.push_back(ParameterName(each.name) + ": " + ParameterType(each) +
                              (each.defaultValue.empty() ? "" : " = ..."));
     if (member.name == "Add") parameters.push_back("**properties: Any");
-    out << "    def " << SnakeName(member.name) << "(" << Join(parameters) << ") -> " << ReadType(member)
-        << ":\n";
+    out << "    def " << SnakeName(member.name) << "(" << Join(parameters) << ") -> " << ReadType(member) << ":\n";
     PrintDocstring(out, "        ", Docstring(member));
 }
 

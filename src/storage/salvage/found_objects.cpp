@@ -171,7 +171,8 @@ public:
         MatchIds();
         KeepDamaged();
         ReadOthers();
-        if (!document_.rootClass) throw Failure(Message::FileFormat);
+        if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
+            throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
         NoteMissing();
         return std::move(document_);
     }
@@ -200,6 +201,7 @@ private:
     void ReadUnnamed();
     Readings ReadingsAt(std::uint64_t offset) const;
     bool EndsWell(const SalvagedSource& source) const;
+    int PointsOfLength(const SalvagedSource& source) const;
     static int CertaintyOf(const FoundObject& found);
     int ScoreOf(const FoundObject& found) const;
     void Narrow();
@@ -490,7 +492,23 @@ bool Finder::EndsWell(const SalvagedSource& source) const {
     if (source.Extents().empty()) return false;
     const compound::Extent& last = source.Extents().back();
     const std::uint64_t end = (last.offset + last.count + 63) / 64 * 64;
-    return end >= file_->Size() || IsClaimed(end) || file_->BeginsAt(end);
+    std::vector<std::byte> next(64);
+    file_->Read(end, next);
+    const bool isNew = VersionWord(At<std::uint32_t>(next, 0)).NamesMinimumReader();
+    return end >= file_->Size() || IsClaimed(end) || (isNew && BeginsAsAny(next));
+}
+
+// Of two readings of which one is the beginning of the other, the longer one says more, unless other streams begin
+// inside.
+int Finder::PointsOfLength(const SalvagedSource& source) const {
+    constexpr std::uint64_t kMost = 512;
+    std::vector<std::byte> head(64);
+    int points = static_cast<int>(std::min(source.Size(), kMost) / 64);
+    for (std::uint64_t at = 64; at + 64 <= std::min(source.Size(), 8 * kMost); at += 64) {
+        source.Read(at, head);
+        if (VersionWord(At<std::uint32_t>(head, 0)).NamesMinimumReader() && BeginsAsAny(head)) points -= 10;
+    }
+    return points;
 }
 
 // Of each class that the bytes can be read as, the record to its end. It has to be followed by zeros up to the end of
@@ -510,7 +528,6 @@ Finder::Readings Finder::ReadingsAt(std::uint64_t offset) const {
             for (const ClassInfo* info : AllClasses()) {
                 const bool isCollection = info->kind == ClassKind::Collection;
                 if (!IsPossible(*info) || !(isCollection ? mayBeCollection : mayBeItem)) continue;
-                if (std::ranges::any_of(readings, [&](const auto& each) { return each->info == info; })) continue;
                 auto found = Read(*info, GUID{}, source);
                 if (!found->isWhole || (isCollection && found->below.empty())) continue;
                 const std::uint64_t unit = stream.isMini || found->understood < compound::kMiniCutoff ? 64 : 512;
@@ -520,11 +537,15 @@ Finder::Readings Finder::ReadingsAt(std::uint64_t offset) const {
                 const std::uint64_t sector = stream.isMini ? 64 : file_->SectorSize();
                 if (stream.isWholeChain && source->Size() - found->understood >= sector) continue;
                 found->source = source->First(found->understood);
-                found->certainty = stream.isWholeChain || EndsWell(*found->source) ? 4 : -6;
-                found->certainty += CertaintyOf(*found);
-                readings.push_back(std::move(found));
+                const bool endsWell = EndsWell(*found->source);
+                found->certainty = (stream.isWholeChain ? 3 : 0) + (endsWell ? 4 : stream.isWholeChain ? 0 : -6);
+                found->certainty += CertaintyOf(*found) + PointsOfLength(*found->source);
+                const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == info; });
+                if (same == readings.end())
+                    readings.push_back(std::move(found));
+                else if ((*same)->certainty < found->certainty)
+                    *same = std::move(found);
             }
-            if (std::ranges::any_of(readings, isGood)) break;
         }
         if (!isLonger) break;
     }

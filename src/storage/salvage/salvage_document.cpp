@@ -5,6 +5,7 @@
 #include "core/tree/item.hpp"
 #include "core/tree/references.hpp"
 #include "lumvex/maintenance.hpp"
+#include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
 #include "storage/document/write_streams.hpp"
 #include "storage/inspect/client_errors.hpp"
@@ -94,12 +95,6 @@ void WriteTables(compound::CompoundFile& file, const FoundDocument& document, co
     WriteVersions(file);
 }
 
-std::unique_ptr<compound::File> NewFile(const std::filesystem::path& to) {
-    if (std::filesystem::exists(std::filesystem::symlink_status(to)))
-        throw Failure(static_cast<HRESULT>(compound::Status::NotACompoundFile), "the file exists already");
-    return compound::CreateReplacing(to, compound::Access::Exclusive);
-}
-
 void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree,
               const Progress& progress) {
     const Ref<Object> root = document.rootObject ? document.rootObject : document.rootClass->create();
@@ -123,17 +118,34 @@ void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const
 
 namespace lumvex {
 
+namespace {
+
+using namespace inside;
+
+// A file in which nothing was found is refused as when it is opened, with what is wrong with it.
+FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph,
+                      Salvage& salvage) {
+    try {
+        return FindObjects(file, graph, salvage.losses, {});
+    } catch (const Failure& failure) {
+        if (failure.Status() == static_cast<HRESULT>(compound::Status::NotFound))
+            OpenCompoundFile(from, compound::Access::ReadShared);
+        throw;
+    }
+}
+
+}  // namespace
+
 Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem::path& to, const Progress& progress) {
-    using namespace inside;
     return ForClient([&] {
         Salvage salvage;
         const ClassGraph graph;
         const auto damaged = compound::OpenFile(from, compound::Access::ReadShared);
-        const FoundDocument document = FindObjects(*damaged, graph, salvage.losses, {});
+        const FoundDocument document = FoundIn(from, *damaged, graph, salvage);
         const RebuiltTree tree(document, graph, salvage.losses);
         salvage.objects = tree.Count();
         const int version = damaged->Size() < kLargeDocument ? 3 : 4;
-        const auto file = compound::CompoundFile::Create(NewFile(to), version);
+        const auto file = compound::CompoundFile::Create(compound::CreateNew(to, compound::Access::Exclusive), version);
         WriteAll(*file, document, tree, progress);
         return salvage;
     });

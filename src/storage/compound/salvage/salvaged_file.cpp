@@ -298,26 +298,41 @@ std::uint64_t SalvagedFile::OffsetOfMini(SectorId sector) const {
     return OffsetOf(miniPages_[page]) + kMiniSectorSize * std::uint64_t{perPage.IndexOf(sector)};
 }
 
-// How many small streams begin as they should if the mini stream is in adjacent sectors from `start` on.
-std::size_t SalvagedFile::MiniHits(SectorId start, std::uint64_t size, std::size_t most) const {
+// Where in the mini stream streams begin, as the directory and the mini FAT say.
+std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
+    std::vector<SectorId> beginnings;
+    std::vector<bool> follows(miniFat_.next.size());
+    for (const SectorId next : miniFat_.next)
+        if (IsRegular(next) && next < follows.size()) follows[next] = true;
+    for (SectorId mini = 0; mini < follows.size(); ++mini)
+        if (!follows[mini] && (IsRegular(miniFat_.next[mini]) || miniFat_.next[mini] == kEndOfChain))
+            beginnings.push_back(mini);
+    for (const SalvagedEntry& entry : entries_)
+        if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free &&
+            miniFat_.Next(entry.start) == kUnknown)
+            beginnings.push_back(entry.start);
+    return beginnings;
+}
+
+// How many of these begin as they should if the mini stream is in adjacent sectors from `start` on.
+std::size_t SalvagedFile::MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const {
+    constexpr std::size_t kSample = 256;
     std::size_t hits = 0, tried = 0;
-    for (const SalvagedEntry& entry : entries_) {
-        if (entry.size == 0 || IsLarge(entry) || std::uint64_t{entry.start} * kMiniSectorSize >= size) continue;
-        if (BeginsAt(OffsetOf(start) + std::uint64_t{entry.start} * kMiniSectorSize)) ++hits;
-        if (++tried == most || (tried == 8 && hits == 0)) break;
+    for (const SectorId mini : beginnings) {
+        if (BeginsAt(OffsetOf(start) + std::uint64_t{mini} * kMiniSectorSize)) ++hits;
+        if (++tried == kSample || (tried == 16 && hits == 0)) break;
     }
     return hits;
 }
 
 // The sectors of the mini stream. Where the FAT does not say which one is next, it is the one in which streams begin at
 // the places at which the directory says so; the next one in the file, where that fits.
-std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count) const {
+std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count,
+                                              const std::vector<SectorId>& beginnings) const {
     const PerPage perPage = MiniSectorsPerPage(shift_);
     using Places = std::uint64_t;  // a bit for each mini sector of a page
     std::unordered_map<std::uint32_t, Places> expected;
-    for (const SalvagedEntry& entry : entries_)
-        if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free)
-            expected[perPage.PageOf(entry.start)] |= Places{1} << perPage.IndexOf(entry.start);
+    for (const SectorId mini : beginnings) expected[perPage.PageOf(mini)] |= Places{1} << perPage.IndexOf(mini);
     std::vector<std::pair<SectorId, Places>> holders;  // sectors in which streams begin
     const auto beginsIn = [&](SectorId sector) {
         Places places = 0;
@@ -360,42 +375,45 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
     return pages;
 }
 
+void SalvagedFile::ReadMiniFat(const Header& header, std::uint64_t miniSectors) {
+    const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
+    std::vector<Page> pages;
+    SectorId sector = hasHeader_ ? header.FirstMiniFat() : kEndOfChain;
+    for (; pages.size() < sectors_ && IsRegular(sector); sector = fat_.Next(sector)) pages.push_back(ReadPage(sector));
+    const std::uint64_t count = std::max<std::uint64_t>(pages.size(), (miniSectors + perPage - 1) / perPage);
+    miniFat_.next.assign(count * perPage, kUnknown);
+    for (std::uint32_t index = 0; index < pages.size(); ++index)
+        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index]);
+    SearchPages(miniFat_, false);
+    NoteFollowers(miniFat_, false);
+}
+
 void SalvagedFile::FindMiniStream(const Header& header) {
-    constexpr std::size_t kSample = 256;
     std::uint64_t minis = 0;  // that entries lead to
     for (const SalvagedEntry& entry : entries_)
         if (!IsLarge(entry) && entry.size != 0 && std::uint64_t{entry.start} << kMiniSectorShift < size_)
             minis = std::max(minis, entry.start + MiniSectorsFor(entry.size));
-    std::uint64_t size = minis << kMiniSectorShift;
+    for (const Root& root : roots_) minis = std::max(minis, MiniSectorsFor(std::min<std::uint64_t>(root.size, size_)));
+    ReadMiniFat(header, minis);
+    const std::vector<SectorId> beginnings = MiniBeginnings();
+    for (const SectorId mini : beginnings) minis = std::max<std::uint64_t>(minis, std::uint64_t{mini} + 1);
     SectorId start = kEndOfChain;
     std::size_t best = 0;
     for (const Root& root : roots_) {
         if (!IsRegular(root.start)) continue;
-        const std::size_t hits =
-            1 + MiniHits(root.start, size_, kSample) + (root.standing == SalvagedEntry::Standing::Current ? size_ : 0);
+        const bool isCurrent = root.standing == SalvagedEntry::Standing::Current;
+        const std::size_t hits = 1 + MiniHits(root.start, beginnings) + (isCurrent ? size_ : 0);
         if (hits > best) best = hits, start = root.start;
-        if (hits >= best) size = std::max(size, std::min<std::uint64_t>(root.size, size_));
     }
-    if (start == kEndOfChain && minis != 0) {
+    if (best <= 1) {  // it may be anywhere
         for (SectorId sector = 0; sector < sectors_; ++sector)
-            if (const std::size_t hits = MiniHits(sector, size, kSample); hits > best) best = hits, start = sector;
+            if (const std::size_t hits = MiniHits(sector, beginnings); hits > best) best = hits, start = sector;
+        if (best <= 2) start = kEndOfChain;
     }
     if (start == kEndOfChain) return;
-    const std::uint64_t pages = SectorsFor(size);
     if (start < fat_.follows.size()) fat_.follows[start] = true;
-    miniPages_ = MiniPages(start, pages);
+    miniPages_ = MiniPages(start, SectorsFor(minis << kMiniSectorShift), beginnings);
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page) pageOfSector_.emplace(miniPages_[page], page);
-
-    const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
-    const std::uint64_t tablePages = (MiniSectorsFor(size) + perPage - 1) / perPage;
-    miniFat_.next.assign(tablePages * perPage, kUnknown);
-    SectorId sector = hasHeader_ ? header.FirstMiniFat() : kEndOfChain;
-    for (std::uint32_t index = 0; index < tablePages && IsRegular(sector); ++index, sector = fat_.Next(sector)) {
-        Page page = ReadPage(sector);
-        if (Looks(page, index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, page);
-    }
-    SearchPages(miniFat_, false);
-    NoteFollowers(miniFat_, false);
 }
 
 // ---- streams --------------------------------------------------------------------------------------------------------

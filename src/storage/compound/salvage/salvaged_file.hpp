@@ -103,8 +103,10 @@ private:
 
     void JudgeEntries(const Header& header);
     void FindMiniStream(const Header& header);
-    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count) const;
-    std::size_t MiniHits(SectorId start, std::uint64_t size, std::size_t most) const;
+    void ReadMiniFat(const Header& header, std::uint64_t miniSectors);
+    std::vector<SectorId> MiniBeginnings() const;
+    std::size_t MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const;
+    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings) const;
 
     std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
     std::vector<Extent> Joined(const std::vector<SectorId>& sectors, bool isMini, std::uint64_t size) const;
