@@ -9,8 +9,8 @@
 #include <variant>
 
 #include "lumvex/lumvex.hpp"
-#include "status_text.hpp"
 #include "run_options.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
