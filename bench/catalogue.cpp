@@ -148,7 +148,8 @@ void SaveItems(const std::string& path) {
     Database database(path);
     database.Run(
         "PRAGMA page_size=16384; PRAGMA synchronous=FULL;"
-        "CREATE TABLE items(id INTEGER PRIMARY KEY, name TEXT COLLATE NOCASE); CREATE INDEX names ON items(name); BEGIN");
+        "CREATE TABLE items(id INTEGER PRIMARY KEY, name TEXT COLLATE NOCASE); CREATE INDEX names ON items(name); "
+        "BEGIN");
     sqlite3_stmt* items = database.Prepare("INSERT INTO items VALUES(?, ?)");
     for (int item = 0; item < kItems; ++item) {
         const std::string name = ItemName(item);
@@ -172,8 +173,9 @@ void FindItem(const std::string& path) {
 int Measure(const std::string& subject, const std::string& operation, const std::string& path) {
     const bool list = operation.ends_with("-list"), saves = operation.starts_with("save"), ours = subject == "library";
     if (saves) std::filesystem::remove(path);
-    const auto work = list ? ours ? (saves ? SaveList : FindInList) : (saves ? SaveItems : FindItem)
-                           : ours ? (saves ? SaveLibrary : FindInLibrary) : (saves ? SaveDatabase : FindInDatabase);
+    const auto work = list   ? ours ? (saves ? SaveList : FindInList) : (saves ? SaveItems : FindItem)
+                      : ours ? (saves ? SaveLibrary : FindInLibrary)
+                             : (saves ? SaveDatabase : FindInDatabase);
     const auto start = std::chrono::steady_clock::now();
     work(path);
     const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;

@@ -62,7 +62,8 @@ void Walk(const std::u16string& path) {
     project.AccessMode(LX_SHARE_READ);
     project.OpenFile(path);
     std::size_t objects = 0;
-    for (const Object& object : project.NewDescendantsEnum()) objects += object.As<Collectable>().Name().empty() ? 0 : 1;
+    for (const Object& object : project.NewDescendantsEnum())
+        objects += object.As<Collectable>().Name().empty() ? 0 : 1;
     constexpr std::size_t kLeast = kSpeakers * (2 + 2 * 2 * kResponses);
     if (objects < kLeast) throw std::runtime_error("not every object was there");
     project.CloseFile();

@@ -18,8 +18,8 @@ Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, s
     return made;
 }
 
-Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions,
-                                   std::shared_ptr<const ByteSource> source, std::uint64_t offset) {
+Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::shared_ptr<const ByteSource> source,
+                                   std::uint64_t offset) {
     Ref<StoredArray> made(new (0) StoredArray(type, dimensions));
     made->elsewhere_ = std::make_unique<const Elsewhere>(Elsewhere{std::move(source), offset, {}});
     return made;

@@ -83,13 +83,13 @@ public:
 
     VARTYPE Type() const { return type_; }
     const Dimensions& Shape() const { return dimensions_; }
-    std::size_t Count() const { return CountOf(dimensions_); }                    // elements in all
-    std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }           // of all elements; 0 for texts
+    std::size_t Count() const { return CountOf(dimensions_); }           // elements in all
+    std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }  // of all elements; 0 for texts
 
     bool InFile() const { return elsewhere_ && elsewhere_->source; }
-    void CopyTo(std::span<std::byte> elements) const;   // from the first on, at most ByteSize() bytes
-    std::span<const std::byte> Elements() const;        // of an array in memory
-    std::span<std::byte> Room();                        // the same, of an array that is being made
+    void CopyTo(std::span<std::byte> elements) const;  // from the first on, at most ByteSize() bytes
+    std::span<const std::byte> Elements() const;       // of an array in memory
+    std::span<std::byte> Room();                       // the same, of an array that is being made
     const std::vector<Text>& Texts() const;
 
     // Bytes of one element in a record: 4, 8, 16 (a variant, raw) or 1; 0 for texts.

@@ -12,8 +12,8 @@ namespace lumvex::inside {
 
 namespace {
 
-// Asking the system for the bytes of one identifier takes 0.25 us or more, and for those of sixteen little longer. (Also
-// std::random_device asks the processor, which took 90 us on a virtual machine.)
+// Asking the system for the bytes of one identifier takes 0.25 us or more, and for those of sixteen little longer.
+// (Also std::random_device asks the processor, which took 90 us on a virtual machine.)
 struct Pool {
     std::byte bytes[256];  // the most that one call of the system gives
     std::size_t left;      // so many at the end were not given away yet

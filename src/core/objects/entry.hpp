@@ -50,7 +50,7 @@ public:
     std::uint64_t order = 0;  // rises with every entry made
     Entry* newer = nullptr;   // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
-    LONG storedLocks = 0;     // the lock counter in the open file
+    LONG storedLocks = 0;         // the lock counter in the open file
     bool stored : 1 = false;      // the open file holds the object's stream
     bool listed : 1 = false;      // the open file's directory lists the object
     bool assumed : 1 = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up

@@ -117,8 +117,7 @@ std::vector<const std::byte*> SortedById(std::span<const std::byte> records, std
         keyed.push_back({key, records.data() + at});
     }
     std::ranges::sort(keyed, [](const Keyed& left, const Keyed& right) {
-        return left.key != right.key ? left.key < right.key
-                                     : std::memcmp(left.record, right.record, sizeof(GUID)) < 0;
+        return left.key != right.key ? left.key < right.key : std::memcmp(left.record, right.record, sizeof(GUID)) < 0;
     });
     std::vector<const std::byte*> sorted;
     sorted.reserve(keyed.size());
