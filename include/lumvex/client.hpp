@@ -1,24 +1,27 @@
-// What the generated client classes are built on: handles, errors, arrays and enumeration.
+// What the generated client classes are built on: handles, errors, texts and ranges.
 #pragma once
 
-#include <cstring>
+#include <compare>
+#include <concepts>
 #include <iterator>
-#include <span>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "lumvex/create.hpp"
+#include "lumvex/error_code.hpp"
 #include "lumvex/values.hpp"
 
 namespace lumvex {
 
-// Thrown for every failed call. Status() is the call's status; what() is the text of its error information in UTF-8 or,
-// where there is none, the status in hexadecimal.
-class Error : public std::runtime_error {
+// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text
+// of its error information in UTF-8 or, where there is none, the status in hexadecimal.
+class LUMVEX_API Error : public std::runtime_error {
 public:
     Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}
     HRESULT Status() const noexcept { return status_; }
+    std::error_code Code() const noexcept { return CodeOf(status_); }
 
 private:
     HRESULT status_;
@@ -40,7 +43,39 @@ inline void Check(HRESULT status) {
     if (FAILED(status)) throw Error(status, DescriptionOf(status));
 }
 
-// A counted handle to any object; empty where there is none.
+// A text that a client gives: UTF-16, or UTF-8, whose ill-formed parts become U+FFFD; a literal, a string, a view or a
+// path. Made for the call.
+class TextArgument {
+public:
+    template <class Text>
+    requires std::convertible_to<const Text&, std::u16string_view> TextArgument(const Text& text)
+        : text_(static_cast<std::u16string_view>(text)) {}
+    template <class Text>
+    requires std::convertible_to<const Text&, std::string_view> TextArgument(const Text& text)
+        : text_(FromUtf8(static_cast<std::string_view>(text))) {}
+    template <class Path>
+    requires requires(const Path& path) {
+        { path.u16string() } -> std::same_as<std::u16string>;
+    }
+    TextArgument(const Path& path) : text_(path.u16string()) {}
+    TextArgument(const TextArgument&) = delete;
+    TextArgument& operator=(const TextArgument&) = delete;
+
+    BSTR get() const noexcept { return text_.get(); }
+
+private:
+    Bstr text_;
+};
+
+// A counted handle to any object; empty where there is none. Handles of one object are equal.
+//
+// A handle keeps its object alive, but not its document: keep the root as long as anything below it is used. An object
+// whose root or owner is gone lives on as an orphan, with its ID, name and values; calls that need the document fail
+// with 4009, a put after the new value is stored. Calls on an empty handle are not allowed.
+//
+// Several threads may use documents, and the objects of one document: a call waits until those of other threads have
+// ended, whichever document they concern. What is not safe is one handle that several threads use while one of them
+// assigns to it: give each thread a copy. The destructors of static and thread-local objects may still make calls.
 class Object {
 public:
     Object() = default;
@@ -48,6 +83,7 @@ public:
 
     IDispatch* Pointer() const { return pointer_.get(); }
     explicit operator bool() const { return static_cast<bool>(pointer_); }
+    friend bool operator==(const Object& left, const Object& right) { return left.pointer_ == right.pointer_; }
 
     // The object as one of the client classes; empty when it is of another class.
     template <class Class>
@@ -58,64 +94,6 @@ public:
 private:
     Ref<IDispatch> pointer_;
 };
-
-// Numbers of one or two dimensions as they cross the boundary, column after column. Owns its safe array.
-class Array {
-public:
-    Array() = default;
-    // Takes over an array variant's content; anything else makes an empty array.
-    explicit Array(Variant value) : value_(std::move(value)) {
-        if ((value_.vt & VT_ARRAY) == 0) value_ = Variant();
-    }
-    // One column after the other, each of `rows` values. One column is an array of one dimension, but for a single
-    // value, which the model takes only in two.
-    static Array FromColumns(std::span<const float> values, std::size_t rows, std::size_t columns);
-
-    bool Empty() const { return value_.vt == VT_EMPTY; }
-    VARTYPE Type() const { return static_cast<VARTYPE>(value_.vt & ~VT_ARRAY); }
-    std::size_t Rows() const { return Length(1); }
-    std::size_t Columns() const { return Empty() ? 0 : SafeArrayGetDim(value_.parray) < 2 ? 1 : Length(2); }
-
-    // The elements in memory; T must be of the array's element type (float: VT_R4, double: VT_R8, BYTE: VT_UI1).
-    // Valid as long as the array.
-    template <class T>
-    std::span<const T> Values() const {
-        constexpr VARTYPE type = std::is_same_v<T, float> ? VT_R4 : std::is_same_v<T, double> ? VT_R8 : VT_UI1;
-        if (Empty()) return {};
-        if (Type() != type) throw Error(DISP_E_TYPEMISMATCH, "the array holds elements of another type");
-        void* data = nullptr;
-        Check(SafeArrayAccessData(value_.parray, &data));
-        SafeArrayUnaccessData(value_.parray);
-        return {static_cast<const T*>(data), Rows() * Columns()};
-    }
-
-    operator const VARIANT&() const { return value_; }
-
-private:
-    std::size_t Length(UINT dimension) const {
-        if (Empty()) return 0;
-        LONG lower = 0, upper = -1;
-        Check(SafeArrayGetLBound(value_.parray, dimension, &lower));
-        Check(SafeArrayGetUBound(value_.parray, dimension, &upper));
-        return static_cast<std::size_t>(std::int64_t{upper} - lower + 1);
-    }
-
-    Variant value_;
-};
-
-inline Array Array::FromColumns(std::span<const float> values, std::size_t rows, std::size_t columns) {
-    if (values.size() != rows * columns) throw std::invalid_argument("an array's values must fill its columns");
-    SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(columns), 0}};
-    const UINT dimensions = columns == 1 && rows != 1 ? 1 : 2;
-    SAFEARRAY* array = SafeArrayCreate(VT_R4, dimensions, bounds);
-    if (!array) throw std::bad_alloc();
-    Array made(Variant::FromArray(VT_R4, array));
-    void* data = nullptr;
-    Check(SafeArrayAccessData(array, &data));
-    if (!values.empty()) std::memcpy(data, values.data(), values.size_bytes());
-    SafeArrayUnaccessData(array);
-    return made;
-}
 
 // The objects below an item, a collection or a root, or the links to an object, as an enumerator answers them. Each
 // begin() starts with the first one.
@@ -157,21 +135,84 @@ private:
     Ref<IEnumVARIANT> source_;
 };
 
-// Goes through a collection from its first member to its last.
+// The members of a collection by random access, so that collections are ranges: for, std::views::reverse and the
+// algorithms go through them. Each access gets the member anew and throws Error where there is none any more. Valid as
+// long as the handle that made it.
 template <class Collection>
 class ItemIterator {
 public:
-    ItemIterator(const Collection& collection, LONG position) : collection_(&collection), position_(position) {}
-    auto operator*() const { return collection_->Item(position_); }
-    ItemIterator& operator++() {
-        ++position_;
+    using iterator_concept = std::random_access_iterator_tag;
+    using iterator_category = std::input_iterator_tag;
+    using value_type = typename Collection::ItemType;
+    using difference_type = std::ptrdiff_t;
+    using reference = value_type;
+
+    ItemIterator() = default;
+    ItemIterator(const Collection& collection, difference_type index) : collection_(&collection), index_(index) {}
+
+    reference operator*() const { return (*this)[0]; }
+    reference operator[](difference_type offset) const {
+        return collection_->Item(static_cast<LONG>(index_ + offset + 1));
+    }
+    ItemIterator& operator+=(difference_type offset) {
+        index_ += offset;
         return *this;
     }
-    bool operator==(const ItemIterator& other) const { return position_ == other.position_; }
+    ItemIterator& operator-=(difference_type offset) { return *this += -offset; }
+    ItemIterator& operator++() { return *this += 1; }
+    ItemIterator& operator--() { return *this -= 1; }
+    ItemIterator operator++(int) {
+        ItemIterator before = *this;
+        ++*this;
+        return before;
+    }
+    ItemIterator operator--(int) {
+        ItemIterator before = *this;
+        --*this;
+        return before;
+    }
+    friend ItemIterator operator+(ItemIterator from, difference_type offset) { return from += offset; }
+    friend ItemIterator operator+(difference_type offset, ItemIterator from) { return from += offset; }
+    friend ItemIterator operator-(ItemIterator from, difference_type offset) { return from -= offset; }
+    friend difference_type operator-(const ItemIterator& left, const ItemIterator& right) {
+        return left.index_ - right.index_;
+    }
+    friend bool operator==(const ItemIterator& left, const ItemIterator& right) { return left.index_ == right.index_; }
+    friend auto operator<=>(const ItemIterator& left, const ItemIterator& right) {
+        return left.index_ <=> right.index_;
+    }
 
 private:
-    const Collection* collection_;
-    LONG position_;
+    const Collection* collection_ = nullptr;
+    difference_type index_ = 0;
+};
+
+// What makes a collection a range of its members, each as its class. Base is the collection's own base class.
+template <class Collection, class Base, class Member>
+class TypedCollection : public Base {
+public:
+    using ItemType = Member;
+    using Base::Base;
+
+    auto begin() const { return ItemIterator<Collection>(Self(), 0); }
+    auto end() const { return ItemIterator<Collection>(Self(), Self().Count()); }
+    std::size_t size() const { return static_cast<std::size_t>(Self().Count()); }
+    bool empty() const { return Self().Count() == 0; }
+
+    // The member that FindName answers; nothing where there is none. `more` is what FindName takes beside a name.
+    template <class... More>
+    std::optional<Member> Find(const TextArgument& name, const More&... more) const {
+        return Typed(Self().FindName(name, more...));
+    }
+    // The member of an ID; nothing where the collection has none.
+    std::optional<Member> FindMember(const TextArgument& id) const { return Typed(Self().FindID(id, false)); }
+
+private:
+    const Collection& Self() const { return static_cast<const Collection&>(*this); }
+    static std::optional<Member> Typed(const Object& found) {
+        Member member = found.template As<Member>();
+        return member ? std::optional<Member>(std::move(member)) : std::nullopt;
+    }
 };
 
 // Calls a published method that has a result, and answers the result as the client classes show it. Throws Error.
@@ -186,8 +227,10 @@ Result Received(Call call) {
         Check(call(value.Out()));
         if constexpr (std::is_same_v<Result, Object>)
             return Object(Ref<IDispatch>(value.vt == VT_DISPATCH ? value.pdispVal : nullptr));
+        else if constexpr (std::is_same_v<Result, bool>)
+            return value.vt == VT_BOOL && value.boolVal != 0;
         else
-            return value;
+            return Result(std::move(value));
     } else if constexpr (std::is_pointer_v<Raw>) {
         Ref<std::remove_pointer_t<Raw>> pointer;
         Check(call(pointer.Out()));

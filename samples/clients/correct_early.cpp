@@ -49,12 +49,7 @@ std::vector<float> InverseOf(const std::vector<float>& response, std::size_t sta
     return filter;
 }
 
-lumvex::Array OneColumn(const std::vector<float>& values) {
-    return lumvex::Array::FromColumns(values, values.size(), 1);
-}
-
-std::vector<float> ValuesOf(const lumvex::Variant& data) {
-    const lumvex::Array array(data);
+std::vector<float> ValuesOf(const lumvex::Array& array) {
     const auto values = array.Values<float>();
     return {values.begin(), values.end()};
 }
@@ -97,7 +92,7 @@ void MakeProject(lumvex::Project project, const lumvex::ModelConfig& modelConfig
     const auto speakerConfig = speaker.SpkrEQConfigs().Add(modelConfig);
     auto measurement = speakerConfig.Measurements().Add(u"Sweep", experiment);
     measurement.SampleRate(kSampleRate);
-    measurement.Data(OneColumn(response));
+    measurement.Data(response);
 
     const auto crossover = project.CrossoverConfigs().FindName(u"Single amp").As<lumvex::CrossoverConfig>();
     const auto designs = crossover.SpkrEQDesigns();
@@ -107,7 +102,7 @@ void MakeProject(lumvex::Project project, const lumvex::ModelConfig& modelConfig
     limits[LX_LIMITFREQ] = 20;
     limits[LX_LIMITMAX] = 6;
     limits[LX_LIMITMIN] = -12;
-    design.LimitData(OneColumn(limits));
+    design.LimitData(limits);
     Link(design.SpkrMeasureLinks(), measurement);
 
     const std::size_t start = PeakOf(response);
@@ -116,7 +111,7 @@ void MakeProject(lumvex::Project project, const lumvex::ModelConfig& modelConfig
     correction.ActDelay(1000.0f * static_cast<float>(start) / kSampleRate);
     correction.OptMethod(design.OptMethod());
     correction.LimitData(design.LimitData());
-    correction.Data(OneColumn(InverseOf(response, start)));
+    correction.Data(InverseOf(response, start));
     Link(design.SpkrCorrectionGroups().Add(u"First try").SpkrCorrectionLinks(), correction);
 
     try {

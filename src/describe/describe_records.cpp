@@ -1,8 +1,11 @@
-// Writes the made parts of docs/file-format.md: the classes with their IDs and versions, the fields of every record and
-// the enumerations. A made part stands between two marks; what is around it is written by hand and stays.
+// Writes what is made from the record tables:
+// - the made parts of docs/file-format.md: the classes with their IDs and versions, the fields of every record and the
+//   enumerations. A made part is between two marks; what is around it is written by hand and stays;
+// - src/interfaces/tables/kept.def: which properties the records keep, and since which version. The generator prints it
+//   into lumvex/members.hpp, long before the record tables are compiled.
 //
-//     lumvex_describe_records FILE            writes what is made into FILE
-//     lumvex_describe_records --check FILE    ends with 1, and says what to do, where FILE is not fresh
+//     lumvex_describe_records DOCUMENT TABLE            writes them
+//     lumvex_describe_records --check DOCUMENT TABLE    ends with 1, and says what to do, where one is not fresh
 //
 // The order, types and versions of fields come from the record tables, their names from the tables' member pointers,
 // units and meanings from the property of that name in the interface tables.
@@ -138,6 +141,9 @@ std::string PublicName(std::string_view member) {
     return name;
 }
 
+// The rows of kept.def, one for each property that a field table names.
+std::string keptRows;
+
 // A class's field table; all values are zeros in the records that older versions are tried with.
 template <class Class>
 std::string FieldTable(std::string_view interfaceName) {
@@ -161,6 +167,9 @@ std::string FieldTable(std::string_view interfaceName) {
             versions = "from " + std::to_string(row.since);
         }
         if (row.until != row.kStillThere) versions = "below " + std::to_string(row.until);
+        if (property && row.until == row.kStillThere)
+            keptRows +=
+                "LX_KEPT(" + std::string(interfaceName) + ", " + name + ", " + std::to_string(row.since) + ")\n";
         if (row.changed != 0) versions = "all; changed in " + std::to_string(row.changed);
         table += "| " + std::to_string(++order) + " | " + name + " | " + FormOf(field) + " | " +
                  std::string(property ? property->unit : std::string_view()) + " | " + versions + " | " + older +
@@ -263,34 +272,51 @@ std::string WithMade(const std::string& document, std::map<std::string, std::str
     return text + document.substr(at);
 }
 
-int Run(bool check, const char* path) {
+constexpr const char* kKeptHead =
+    R"(// The properties whose values the objects' records keep, each with the first version whose records have it.
+// scripts/make-generated writes this file from the record tables.
+//
+//     LX_KEPT(interface, property, version)
+
+)";
+
+// Whether the file had it already; writes it where it may.
+bool IsFresh(const char* path, const std::string& old, const std::string& fresh, bool check) {
+    if (fresh == old) return true;
+    if (check)
+        std::cerr << path << " is not what the record and interface tables say: run scripts/make-generated\n";
+    else if (!(std::ofstream(path, std::ios::binary) << fresh).flush())
+        throw std::runtime_error(std::string(path) + ": cannot be written");
+    return false;
+}
+
+std::string Content(const char* path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error("cannot be read");
-    const std::string old(std::istreambuf_iterator<char>(file), {});
-    file.close();
-    const std::string fresh = WithMade(old, Made());
-    if (fresh == old) return 0;
-    if (check) {
-        std::cerr << path << " is not what the record and interface tables say: run scripts/make-format-doc\n";
-        return 1;
-    }
-    if (!(std::ofstream(path, std::ios::binary) << fresh).flush()) throw std::runtime_error("cannot be written");
-    return 0;
+    if (!file) throw std::runtime_error(std::string(path) + ": cannot be read");
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+int Run(bool check, const char* document, const char* table) {
+    const std::string oldDocument = Content(document), oldTable = Content(table);
+    const std::string freshDocument = WithMade(oldDocument, Made());
+    const bool documentIsFresh = IsFresh(document, oldDocument, freshDocument, check);
+    const bool tableIsFresh = IsFresh(table, oldTable, kKeptHead + keptRows, check);
+    return check && !(documentIsFresh && tableIsFresh) ? 1 : 0;
 }
 
 }  // namespace
 }  // namespace lumvex::inside
 
 int main(int count, char** arguments) {
-    const bool check = count == 3 && std::strcmp(arguments[1], "--check") == 0;
-    if (count != 2 && !check) {
-        std::cerr << "lumvex_describe_records [--check] FILE\n";
+    const bool check = count == 4 && std::strcmp(arguments[1], "--check") == 0;
+    if (count != 3 && !check) {
+        std::cerr << "lumvex_describe_records [--check] DOCUMENT TABLE\n";
         return 2;
     }
     try {
-        return lumvex::inside::Run(check, arguments[count - 1]);
+        return lumvex::inside::Run(check, arguments[count - 2], arguments[count - 1]);
     } catch (const std::exception& error) {
-        std::cerr << arguments[count - 1] << ": " << error.what() << '\n';
+        std::cerr << error.what() << '\n';
         return 1;
     }
 }

@@ -165,6 +165,14 @@ const std::vector<Class>& Classes() {
 #undef LX_COLLECTION_CLASS
 #undef LX_ITEM_CLASS
 
+const std::vector<Kept>& KeptProperties() {
+    static const std::vector<Kept> all{
+#define LX_KEPT(interface, property, version) {#interface, #property, version},
+#include "interfaces/tables/kept.def"
+    };
+    return all;
+}
+
 const std::vector<BaseClass>& BaseClasses() {
     static const std::vector<BaseClass> all{
 #define LX_FOLDER(path)

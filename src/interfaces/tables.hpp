@@ -103,6 +103,12 @@ struct Class {
     std::string_view name, interfaceName, id, folder, member, title;  // of a collection: the class of its members
 };
 
+// A property whose value the object's record keeps, and the first version whose records have it.
+struct Kept {
+    std::string_view interfaceName, property;
+    unsigned since;
+};
+
 // The class behind a shared base interface.
 struct BaseClass {
     std::string_view name, interfaceName, header;
@@ -120,6 +126,7 @@ const std::vector<Interface>& Interfaces();  // base before derived
 const std::vector<Coclass>& Coclasses();
 const Events& OutgoingEvents();
 const std::vector<Class>& Classes();
+const std::vector<Kept>& KeptProperties();
 const std::vector<BaseClass>& BaseClasses();
 
 // Null where no table declares the name.

@@ -63,6 +63,14 @@ TEST(Calibration, IsNotReadIntoTheHeaderOfAResponse) {
         EXPECT_FALSE(file.sensitivity);
         EXPECT_FALSE(file.serialNumber);
     }
+    // A measurement may name its microphone, and has phases.
+    for (const char* header : {"* Measurement data\n* Source: mic gain: 18dB (serial 7000042) mic cal 7000042.txt",
+                               "* Measured with\n* Mic sensitivity: 12.3 mV/Pa"}) {
+        const auto path = folder.Write("r.txt", std::string(header) + "\n20 1 2\n21 2 3\n");
+        EXPECT_EQ(ReadMeasurementFile(path).kind, MeasurementFile::Kind::Response) << header;
+        EXPECT_EQ(ReadMeasurementFile(path, {.as = MeasurementFile::Kind::Calibration}).kind,
+                  MeasurementFile::Kind::Calibration);
+    }
     // Text below the first numbers is no header. An extension may mark a calibration that no words do.
     EXPECT_EQ(ReadMeasurementFile(folder.Write("r.frd", "20 1\nSens Factor =-1dB\n21 2\n")).kind,
               MeasurementFile::Kind::Response);

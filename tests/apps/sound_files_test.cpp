@@ -23,7 +23,7 @@ void WriteWithLibrary(const std::filesystem::path& path, int format, int rate, i
     info.format = format;
     info.samplerate = rate;
     info.channels = channels;
-    SNDFILE* sound = sf_open(path.c_str(), SFM_WRITE, &info);
+    SNDFILE* sound = sf_open(path.string().c_str(), SFM_WRITE, &info);
     ASSERT_NE(sound, nullptr) << sf_strerror(nullptr);
     const auto rows = static_cast<sf_count_t>(samples.size() / static_cast<std::size_t>(channels));
     const int encoding = format & SF_FORMAT_SUBMASK;
@@ -166,7 +166,69 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
 
 TEST(SoundFiles, GiveBackTheSameBits) {
     constexpr auto kImpulse = MeasurementFile::Kind::Impulse;
-    ExpectSameBits({{"e.wav", kImpulse, 1, 1}, {"f.wav", kImpulse, 65537, 3}, {"g.WAV", kImpulse, 3, 1024}});
+    ExpectSameBits(
+        {{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
+}
+
+TEST(SoundFiles, OfWholeNumbersGiveBackWhatTheBitsHold) {
+    const Folder folder;
+    const std::vector<float> exact{-1, 0.5f, -0.25f, 32767 / 32768.0f}, fine{0.1f, 0.7f, 1, -0.3f};
+    const struct {
+        const char* name;
+        SampleBits bits;
+        float step;
+    } cases[] = {{"16.wav", SampleBits::Whole16, 0x1p-15f},
+                 {"24.wav", SampleBits::Whole24, 0x1p-23f},
+                 {"32.wav", SampleBits::Whole32, 0x1p-31f},
+                 {"16.flac", SampleBits::Whole16, 0x1p-15f},
+                 {"24.flac", SampleBits::Whole24, 0x1p-23f}};
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        const auto written = [&](const std::vector<float>& values, std::size_t& rounded) {
+            const MeasurementFile file = Table(MeasurementFile::Kind::Impulse, 2, values);
+            rounded = WriteMeasurementFile(folder / test.name, file, {.bits = test.bits});
+            return ReadMeasurementFile(folder / test.name).values;
+        };
+        std::size_t rounded = 1;
+        EXPECT_EQ(written(exact, rounded), exact);
+        EXPECT_EQ(rounded, 0u);
+        const std::vector<float> again = written(fine, rounded);
+        EXPECT_EQ(rounded, test.bits == SampleBits::Whole32 ? 1u : 4u);
+        for (std::size_t i = 0; i < fine.size(); ++i) EXPECT_NEAR(again[i], fine[i], test.step) << i;
+    }
+}
+
+TEST(SoundFiles, TellWhatIsRoundedOrLeftOut) {
+    const Folder folder;
+    const struct {
+        const char* name;
+        int format;
+        std::vector<float> samples;
+        const char* note;  // null: none
+    } cases[] = {{"whole.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, {0.5f}, nullptr},
+                 {"lossy.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, Samples(4096, 1), "compressed with loss (Vorbis)"}};
+    for (const auto& test : cases) {
+        WriteWithLibrary(folder / test.name, test.format, 48000, 1, test.samples);
+        const MeasurementFile file = ReadMeasurementFile(folder / test.name);
+        ASSERT_EQ(file.notes.size(), test.note ? 1u : 0u) << test.name;
+        if (test.note) {
+            EXPECT_NE(file.notes[0].find(test.note), std::string::npos) << file.notes[0];
+        }
+    }
+    // 64-bit samples, and a chunk behind them.
+    SF_INFO info{};
+    info.format = SF_FORMAT_WAV | SF_FORMAT_DOUBLE;
+    info.samplerate = 48000;
+    info.channels = 1;
+    SNDFILE* sound = sf_open((folder / "double.wav").string().c_str(), SFM_WRITE, &info);
+    const double samples[] = {0.5, 0.1, 1.0 / 3};
+    sf_writef_double(sound, samples, 3);
+    sf_set_string(sound, SF_STR_TITLE, "On axis");
+    sf_close(sound);
+    const MeasurementFile file = ReadMeasurementFile(folder / "double.wav");
+    EXPECT_EQ(file.rounded, 2u);
+    EXPECT_EQ(file.notes, (std::vector<std::string>{"2 of 3 samples are rounded to 32-bit floats",
+                                                    "what else it has is left out: \"LIST\""}));
 }
 
 TEST(SoundFiles, OfTheSamplesHoldTheDistancesTheyAreMadeFrom) {

@@ -11,7 +11,11 @@ TEST(Writing, GivesBackTheSameBits) {
     ExpectSameBits({{"a.frd", Kind::Response, 1, 2},
                     {"b.TXT", Kind::Calibration, 20000, 3},
                     {"c.csv", Kind::Response, 20000, 3},
-                    {"d.csv", Kind::Calibration, 5, 2}});
+                    {"d.csv", Kind::Calibration, 5, 2},
+                    {"e.txt", Kind::Impulse, 5, 1},
+                    {"f.csv", Kind::Impulse, 20000, 3},
+                    {"g.txt", Kind::Data, 20000, 1},
+                    {"h.csv", Kind::Data, 3, 256}});
 }
 
 TEST(Writing, KeepsWhatACalibrationSays) {
@@ -65,8 +69,9 @@ TEST(Writing, RefusesWhatTheFormatCannotHoldAndLeavesTheOldFile) {
          "expected 2 or 3 columns (frequency, level, phase) for a text file, found 4"},
         {"a.csv", Table(Kind::Response, 1, {1, 2}),
          "expected 2 or 3 columns (frequency, level, phase) for a text file, found 1"},
-        {"a.frd", Table(Kind::Impulse, 2, {1, 2}),
-         "expected a frequency response for a text file, found an impulse response; .wav holds those"},
+        {"a.frd", noRate, "expected a sample rate above 0 for an impulse response, found 0"},
+        {"a.txt", Table(Kind::Data, 257, std::vector<float>(257)),
+         "expected at most 256 columns for a text file, found 257"},
         {"a.frd", Table(Kind::Response, 2, {}), "there are no values to write"},
         {"a.frd", Table(Kind::Response, 2, {1, 2, 3, nan}), "the value in row 2, column 2 is not a finite number"},
         {"a.frd", wrongCount, "expected 2 x 2 values, found 3"},
@@ -80,8 +85,13 @@ TEST(Writing, RefusesWhatTheFormatCannotHoldAndLeavesTheOldFile) {
         {"a.wav", Table(Kind::Impulse, 1025, std::vector<float>(1025)),
          "expected at most 1024 channels for a .wav file, found 1025"},
         {"a.wav", Table(Kind::Impulse, 1, {nan}), "the value in row 1, column 1 is not a finite number"},
-        {"a.flac", Table(Kind::Impulse, 1, {1}), "expected the extension .frd, .txt, .csv or .wav, found \".flac\""},
-        {"a", Table(Kind::Response, 2, {1, 2}), "expected the extension .frd, .txt, .csv or .wav, found none"},
+        {"a.flac", Table(Kind::Impulse, 9, std::vector<float>(9)),
+         "expected at most 8 channels for a .flac file, found 9"},
+        {"a.flac", Table(Kind::Impulse, 1, {1.5f}),
+         "expected samples from -1 to 1 (32-bit floats in a .wav file have no bounds) for a .flac file, found 1.5"},
+        {"a.mp3", Table(Kind::Impulse, 1, {1}),
+         "expected the extension .frd, .txt, .csv, .wav or .flac, found \".mp3\""},
+        {"a", Table(Kind::Response, 2, {1, 2}), "expected the extension .frd, .txt, .csv, .wav or .flac, found none"},
     };
     const Folder folder;
     for (const auto& test : cases) {

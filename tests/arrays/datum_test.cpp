@@ -10,7 +10,7 @@ TEST(ArrayProperties, AnswerInTheTypeThatTheRootSaysAtThatMoment) {
     Datum datum = project.Data().Add(u"A");
     EXPECT_EQ(project.SafeArrayType(), LX_R4);
     EXPECT_EQ(datum.SampleRate(), 48000);
-    EXPECT_EQ(datum.Data().vt, VT_EMPTY);
+    EXPECT_TRUE(datum.Data().Empty());
     datum.Data(ArrayOf<float>(VT_R4, {{2, 1}, {2, 1}}, {1, 2, 3, 4}));
     const std::vector<double> values{1, 2, 3, 4};
     EXPECT_EQ(ContentOf(datum.Data()), (Content{VT_R4, {1, 1}, {2, 2}, values}));
@@ -25,9 +25,9 @@ TEST(ArrayProperties, AnswerInTheTypeThatTheRootSaysAtThatMoment) {
 
     datum.Data(datum.Data());  // what a get gave may be put
     EXPECT_EQ(ContentOf(datum.Data()), (Content{VT_VARIANT, {0, 0}, {2, 2}, values}));
-    const Variant taken = datum.Data();
+    const Array taken = datum.Data();
     datum.Data(Variant());
-    EXPECT_EQ(datum.Data().vt, VT_EMPTY);
+    EXPECT_TRUE(datum.Data().Empty());
     EXPECT_EQ(ContentOf(taken).values, values) << "what a client got is its own";
 }
 
@@ -44,10 +44,10 @@ TEST(ArrayProperties, RefusedPutsSayWhyAndKeepTheData) {
 
 TEST(ArrayProperties, TheWorkspaceIsBytesWhateverTheSetting) {
     Project project = Project::Create();
-    EXPECT_EQ(project.WorkspaceData().vt, VT_EMPTY);
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    EXPECT_TRUE(project.WorkspaceData().Empty());
+    EXPECT_FALSE(project.Modified());
     project.WorkspaceData(ArrayOf<BYTE>(VT_UI1, {{3, 0}}, {1, 0, 255}));
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_TRUE);
+    EXPECT_TRUE(project.Modified());
     for (const LXArray type : {LX_R4, LX_R8, LX_VT}) {
         project.SafeArrayType(type);
         EXPECT_EQ(ContentOf(project.WorkspaceData()), (Content{VT_UI1, {0}, {3}, {1, 0, 255}}));
@@ -55,7 +55,7 @@ TEST(ArrayProperties, TheWorkspaceIsBytesWhateverTheSetting) {
     EXPECT_TRUE(FailsWith(4004, project.Get()->put_WorkspaceData(Variant::FromText(u"blob")), kProject));
     EXPECT_EQ(ContentOf(project.WorkspaceData()).values.size(), 3u);
     project.WorkspaceData(Variant());
-    EXPECT_EQ(project.WorkspaceData().vt, VT_EMPTY);
+    EXPECT_TRUE(project.WorkspaceData().Empty());
 }
 
 // ---- stored records -------------------------------------------------------------------------------------------------

@@ -54,7 +54,7 @@ inline ::testing::AssertionResult FailsWith(int message, HRESULT status, std::u1
 
 inline constexpr HRESULT kOrphaned = Status(0x80040FA9);
 
-inline bool IsModified(const Root& root) { return root.Modified().boolVal == VARIANT_TRUE; }
+inline bool IsModified(const Root& root) { return root.Modified(); }
 
 inline constexpr std::u16string_view kProject = u"Lumvex-Dev.Project.1";
 

@@ -174,7 +174,7 @@ TEST_F(Handlers, ALinkThatCannotGoToAnotherProjectLeavesNothingThere) {
     Variant copy;
     EXPECT_TRUE(FailsWith(4015, full.experimentLink.Get()->CopyWithParents(other.Get(), copy.Out())));
     EXPECT_EQ(other.Experiments().Count(), 0);
-    EXPECT_EQ(other.Modified().boolVal, VARIANT_FALSE);
+    EXPECT_FALSE(other.Modified());
 }
 
 }  // namespace

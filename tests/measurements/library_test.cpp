@@ -105,7 +105,7 @@ TEST_F(LibraryReferences, NamesThatWereShownAreSaved) {
     Listener listener(project);
     EXPECT_EQ(shown(project), u"Apex/Alpha/Main");
     EXPECT_EQ(listener.Taken(), Strings{});
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    EXPECT_FALSE(project.Modified());
     Again(project, full.experiment);
     Again(project, full.correction);
     project.SaveFile();

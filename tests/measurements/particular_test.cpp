@@ -60,7 +60,7 @@ TEST(Crossovers, OneEntryPerConfigurationComesWithTheCollection) {
     Listener listener(project);
     const CrossoverConfigs configs = project.CrossoverConfigs();
     EXPECT_EQ(listener.Taken(), Strings{});
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE) << "making ready changes nothing";
+    EXPECT_FALSE(project.Modified()) << "making ready changes nothing";
     ASSERT_EQ(configs.Count(), 4);
     constexpr std::u16string_view kNames[] = {u"Single amp", u"Bi amp", u"Tri amp", u"Subwoofer"};
     std::vector<std::u16string> ids;

@@ -74,7 +74,7 @@ std::string ElementBytes(T value) {
 }
 
 // Numbers in memory order; texts are read as numbers.
-std::vector<double> NumbersOf(const Variant& value) {
+std::vector<double> NumbersOf(const VARIANT& value) {
     if (value.vt != (VT_ARRAY | VT_BSTR)) return ContentOf(value).values;
     std::vector<double> numbers;
     const auto* texts = static_cast<const BSTR*>(value.parray->pvData);
@@ -142,7 +142,7 @@ TEST_F(Upgrades, LinksOnATemplateMoveIntoAGroup) {
         EXPECT_EQ(link.Correction().ID(), full.correction.ID());
         EXPECT_EQ(link.Parent().Parent().ID(), old.ID());
         if (round == 0) {
-            EXPECT_EQ(opened_.Modified().boolVal, VARIANT_TRUE);
+            EXPECT_TRUE(opened_.Modified());
             opened_.SaveFile();
             opened_.CloseFile();
             EXPECT_TRUE(CheckDocument(path).empty());
@@ -153,7 +153,7 @@ TEST_F(Upgrades, LinksOnATemplateMoveIntoAGroup) {
             found = Again(opened_, full.design);
         }
     }
-    EXPECT_EQ(opened_.Modified().boolVal, VARIANT_FALSE) << "once is enough";
+    EXPECT_FALSE(opened_.Modified()) << "once is enough";
 }
 
 // Reaching one of the old links first has to come to the same.

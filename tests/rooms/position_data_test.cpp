@@ -18,7 +18,7 @@ protected:
     void Measure(const VARIANT& data) { measurements.Add(u"M").Data(data); }
     HRESULT Got(Variant& result) { return position.Get()->get_Data(result.Out()); }
     // The elements as numbers; what was never filled in is 0.
-    static Content Numbers(const Variant& value) {
+    static Content Numbers(const VARIANT& value) {
         if (value.vt != (VT_ARRAY | VT_VARIANT)) return ContentOf(value);
         VARIANT* elements = nullptr;
         EXPECT_EQ(SafeArrayAccessData(value.parray, reinterpret_cast<void**>(&elements)), S_OK);

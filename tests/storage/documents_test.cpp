@@ -52,7 +52,6 @@ TEST_F(Documents, ANewOne) {
     EXPECT_EQ(project.CacheUpperBound(), 0x7FFFFFFF);
     EXPECT_EQ(project.Units(), LX_UNITS_METRIC);
     EXPECT_FALSE(IsModified(project));
-    EXPECT_EQ(project.Modified().vt, VT_BOOL);
     const Data data = project.Data();
     EXPECT_FALSE(IsModified(project)) << "making a collection ready changes nothing";
     data.Add(u"A");

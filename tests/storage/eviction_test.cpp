@@ -45,7 +45,7 @@ TEST_P(Eviction, OneAfterTheOtherStaysWithinTheBounds) {
             // The one just looked at and its collection were held while they were loaded.
             EXPECT_LE(Loaded(), Upper() + 2);
         }
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    EXPECT_FALSE(project.Modified());
 }
 
 TEST_P(Eviction, WhatIsHeldStaysTheSameObject) {

@@ -11,10 +11,10 @@ namespace fs = std::filesystem;
 void ExpectUsable(Project& project, const std::u16string& id, const fs::path& saved) {
     EXPECT_EQ(project.ID(), id);
     EXPECT_TRUE(FailsWith(4005, project.Get()->SaveFile(), kProject));
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE);
+    EXPECT_FALSE(project.Modified());
     EXPECT_EQ(project.Data().Count(), 0);
     EXPECT_EQ(project.Units(), LX_UNITS_METRIC);
-    EXPECT_EQ(project.WorkspaceData().vt, VT_EMPTY);
+    EXPECT_TRUE(project.WorkspaceData().Empty());
     project.Data().Add(u"after the failure");
     project.SaveFileAs(PathText(saved));
     EXPECT_EQ(project.Data().Item(1).Name(), u"after the failure");

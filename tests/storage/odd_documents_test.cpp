@@ -198,7 +198,7 @@ TEST_F(OddDocuments, WhatCannotBeOpenedCostsNothingOfAClosedTree) {
     EXPECT_EQ(Opened(folder / "saved.lvp", LX_SHARE_READ).Data().Item(2).Name(), u"changed");
     project.OpenFile(PathText(path));
     EXPECT_TRUE(FailsWith(4009, held.Get()->put_SampleRate(1))) << "of the tree that was given up";
-    EXPECT_EQ(project.WorkspaceData().vt, VT_EMPTY);
+    EXPECT_TRUE(project.WorkspaceData().Empty());
     EXPECT_EQ(project.Units(), LX_UNITS_METRIC);
 }
 

@@ -68,9 +68,9 @@ TEST_F(Records, TheSmallDocumentReadsAsWhatItSays) {
     EXPECT_EQ(ContentOf(first.Data()), FloatContent({1, 2, 3}));
     EXPECT_EQ(second.ID(), kSecondId);
     EXPECT_EQ(second.Name(), u"Second");
-    EXPECT_EQ(second.Data().vt, VT_EMPTY);
+    EXPECT_TRUE(second.Data().Empty());
     EXPECT_EQ(project.Units(), LX_UNITS_METRIC);
-    EXPECT_EQ(project.Modified().boolVal, VARIANT_FALSE) << "looking changes nothing";
+    EXPECT_FALSE(project.Modified()) << "looking changes nothing";
 }
 
 TEST_F(Records, ASaveOfNothingKeepsEveryByte) {

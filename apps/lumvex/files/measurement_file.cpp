@@ -21,18 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-enum class Format { Tabs, Commas, Wav };
-
 constexpr std::size_t kBeginning = 12;  // bytes that tell sound from text
-
-Format FormatOf(const fs::path& path) {
-    const std::string extension = LowerExtension(path);
-    if (extension == ".frd" || extension == ".txt") return Format::Tabs;
-    if (extension == ".csv") return Format::Commas;
-    if (extension == ".wav") return Format::Wav;
-    throw FileError(path, 0, "the extension .frd, .txt, .csv or .wav",
-                    extension.empty() ? std::string("none") : Quoted(extension));
-}
 
 std::time_t DateOf(const fs::path& path) {
     std::error_code error;
@@ -40,6 +29,13 @@ std::time_t DateOf(const fs::path& path) {
     if (error) throw FileError(path, error);
     const auto date = std::chrono::file_clock::to_sys(written).time_since_epoch();
     return static_cast<std::time_t>(std::chrono::floor<std::chrono::seconds>(date).count());
+}
+
+// A file system that keeps no such date leaves the file as it is.
+void PutDate(const fs::path& path, std::time_t date) {
+    std::error_code ignored;
+    const std::chrono::sys_seconds written{std::chrono::seconds(date)};
+    fs::last_write_time(path, std::chrono::file_clock::from_sys(written), ignored);
 }
 
 void CheckIsFile(const fs::path& path) {
@@ -57,10 +53,10 @@ std::fstream Open(const fs::path& named, const fs::path& path, std::ios::openmod
     return stream;
 }
 
-std::string ReadUpTo(const fs::path& path, std::fstream& in, std::uintmax_t length) {
-    std::string bytes(static_cast<std::size_t>(length), '\0');
+std::string Beginning(const fs::path& path, std::istream& in) {
+    std::string bytes(kBeginning, '\0');
     errno = 0;
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    in.read(bytes.data(), kBeginning);
     if (in.bad()) throw FileError(path, LastSystemError());
     bytes.resize(static_cast<std::size_t>(in.gcount()));
     in.clear();
@@ -83,39 +79,58 @@ void CheckTable(const fs::path& path, const MeasurementFile& file) {
 
 }  // namespace
 
-MeasurementFile ReadMeasurementFile(const fs::path& path) {
+FileFormat FormatOf(const fs::path& path) {
+    const std::string extension = LowerExtension(path);
+    if (extension == ".frd" || extension == ".txt") return FileFormat::Tabs;
+    if (extension == ".csv") return FileFormat::Commas;
+    if (extension == ".wav") return FileFormat::Wav;
+    if (extension == ".flac") return FileFormat::Flac;
+    throw FileError(path, 0, "the extension .frd, .txt, .csv, .wav or .flac",
+                    extension.empty() ? std::string("none") : Quoted(extension));
+}
+
+MeasurementFile ReadMeasurement(const fs::path& path, std::iostream& in, const ReadOptions& options) {
+    const std::string beginning = Beginning(path, in);
+    if (beginning.empty()) throw FileError(path, "the file is empty");
+    return IsSound(beginning, path) ? ReadSound(path, in) : ReadText(path, in, options);
+}
+
+MeasurementFile ReadMeasurementFile(const fs::path& path, const ReadOptions& options) {
     CheckIsFile(path);
     std::fstream in = Open(path, path, std::ios::in);
-    std::error_code error;
-    const std::uintmax_t length = fs::file_size(path, error);
-    if (error) throw FileError(path, error);
-    const std::string beginning = ReadUpTo(path, in, std::min<std::uintmax_t>(length, kBeginning));
-    if (beginning.empty()) throw FileError(path, "the file is empty");
-
-    MeasurementFile file = IsSound(beginning, path) ? ReadSound(path, in) : ReadText(path, ReadUpTo(path, in, length));
+    MeasurementFile file = ReadMeasurement(path, in, options);
     file.name = Utf8(path.stem());
     file.modified = DateOf(path);
     return file;
 }
 
-void WriteMeasurementFile(const fs::path& path, const MeasurementFile& file) {
-    const Format format = FormatOf(path);
+std::size_t WriteMeasurement(const fs::path& path, std::iostream& out, FileFormat format, const MeasurementFile& file,
+                             const WriteOptions& options) {
     CheckTable(path, file);
-    format == Format::Wav ? CheckFitsSound(path, file) : CheckFitsText(path, file);
+    if (format == FileFormat::Tabs || format == FileFormat::Commas) {
+        CheckFitsText(path, file);
+        WriteText(out, file, format == FileFormat::Commas ? ',' : '\t');
+        return 0;
+    }
+    const SoundFormat sound = format == FileFormat::Flac ? SoundFormat::Flac : SoundFormat::Wav;
+    const SampleBits bits = options.bits.value_or(sound == SoundFormat::Flac ? SampleBits::Whole24 : SampleBits::Float);
+    CheckFitsSound(path, file, sound, bits);
+    return WriteSound(path, out, file, sound, bits);
+}
 
+std::size_t WriteMeasurementFile(const fs::path& path, const MeasurementFile& file, const WriteOptions& options) {
+    const FileFormat format = FormatOf(path);
     ReplacedFile replaced(path);
     std::fstream out = Open(path, replaced.Temporary(), std::ios::in | std::ios::out | std::ios::trunc);
     errno = 0;
-    if (format == Format::Wav) {
-        WriteSound(path, out, file);
-    } else {
-        WriteText(out, file, format == Format::Commas ? ',' : '\t');
-    }
+    const std::size_t rounded = WriteMeasurement(path, out, format, file, options);
     out.flush();
     if (!out) throw FileError(path, LastSystemError());
     out.close();
     if (!out) throw FileError(path, LastSystemError());
+    if (file.modified != 0) PutDate(replaced.Temporary(), file.modified);
     replaced.Commit();
+    return rounded;
 }
 
 }  // namespace lumvex::app

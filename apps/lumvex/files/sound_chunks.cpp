@@ -1,6 +1,8 @@
 #include "files/sound_chunks.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <string_view>
 
 namespace lumvex::app {
@@ -85,6 +87,24 @@ std::optional<std::string> MissingInAu(std::istream& in, std::uint64_t length) {
 }
 
 }  // namespace
+
+std::vector<std::string> OtherChunks(std::istream& in, std::uint64_t length) {
+    constexpr std::string_view kOwn[] = {"fmt ", "data", "fact", "PEAK", "PAD ", "JUNK", "junk", "FLLR", "ds64"};
+    constexpr std::size_t kMostTold = 8;
+    std::vector<std::string> others;
+    const std::string magic = ReadAt(in, 0, 4);
+    if (magic != "RIFF" && magic != "RIFX" && magic != "RF64") return others;
+    std::uint64_t at = 12;
+    for (std::string chunk; at < length && !(chunk = ReadAt(in, at, 8)).empty();) {
+        const std::string id = chunk.substr(0, 4);
+        if (IsUnknown(std::string_view(chunk).substr(4))) break;
+        const bool isOwn = std::ranges::find(kOwn, id) != std::end(kOwn);
+        if (!isOwn && std::ranges::find(others, id) == others.end() && others.size() < kMostTold) others.push_back(id);
+        at += 8 + Number(std::string_view(chunk).substr(4), magic == "RIFX");
+        at += at % 2;
+    }
+    return others;
+}
 
 std::optional<std::string> MissingSamples(std::istream& in, std::uint64_t length) {
     const std::string magic = ReadAt(in, 0, 4);

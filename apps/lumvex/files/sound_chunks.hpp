@@ -6,6 +6,7 @@
 #include <istream>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumvex::app {
 
@@ -13,5 +14,9 @@ namespace lumvex::app {
 // of chunks (RIFF, RIFX, RF64, FORM, W64, CAF) and for AU. Returns what is wrong; nothing when all samples are there or
 // the file has another format. The stream's position is not defined afterwards.
 [[nodiscard]] std::optional<std::string> MissingSamples(std::istream& in, std::uint64_t length);
+
+// The IDs of the chunks of a RIFF, RIFX or RF64 file that hold neither the samples nor how to read them: "bext",
+// "LIST". Each once, in the file's order.
+[[nodiscard]] std::vector<std::string> OtherChunks(std::istream& in, std::uint64_t length);
 
 }  // namespace lumvex::app

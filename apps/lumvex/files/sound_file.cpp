@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "files/sound_chunks.hpp"
@@ -17,7 +19,6 @@ namespace lumvex::app {
 namespace {
 
 constexpr std::size_t kBlock = 1 << 16;  // samples at a time
-constexpr int kFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
 
 struct Close {
     void operator()(SNDFILE* sound) const { sf_close(sound); }
@@ -26,7 +27,7 @@ using Sound = std::unique_ptr<SNDFILE, Close>;
 
 // The library reads and writes through our stream, which opens every path the system can name and knows why it failed.
 sf_count_t Length(void* stream) {
-    auto& file = *static_cast<std::fstream*>(stream);
+    auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     const auto here = file.tellg();
     file.seekg(0, std::ios::end);
@@ -36,27 +37,31 @@ sf_count_t Length(void* stream) {
 }
 
 sf_count_t Seek(sf_count_t offset, int whence, void* stream) {
-    auto& file = *static_cast<std::fstream*>(stream);
+    auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     file.seekg(offset, whence == SEEK_SET ? std::ios::beg : whence == SEEK_CUR ? std::ios::cur : std::ios::end);
-    return file.tellg();
+    const auto position = file.tellg();
+    file.seekp(position);  // streams in memory have a second position for writing
+    return position;
 }
 
 sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
-    auto& file = *static_cast<std::fstream*>(stream);
+    auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     file.read(static_cast<char*>(bytes), count);
     return file.gcount();
 }
 
 sf_count_t Write(const void* bytes, sf_count_t count, void* stream) {
-    auto& file = *static_cast<std::fstream*>(stream);
-    return file.write(static_cast<const char*>(bytes), count) ? count : 0;
+    auto& file = *static_cast<std::iostream*>(stream);
+    if (!file.write(static_cast<const char*>(bytes), count)) return 0;
+    file.seekg(file.tellp());
+    return count;
 }
 
-sf_count_t Tell(void* stream) { return static_cast<std::fstream*>(stream)->tellg(); }
+sf_count_t Tell(void* stream) { return static_cast<std::iostream*>(stream)->tellg(); }
 
-Sound Open(std::fstream& stream, int mode, SF_INFO& info) {
+Sound Open(std::iostream& stream, int mode, SF_INFO& info) {
     SF_VIRTUAL_IO access{Length, Seek, Read, Write, Tell};
     return Sound(sf_open_virtual(&access, mode, &info, &stream));
 }
@@ -67,45 +72,121 @@ std::string Reason(SNDFILE* sound) {
     return reason;
 }
 
-std::vector<float> ByColumn(std::vector<float> samples, std::size_t channels) {
-    if (channels == 1) return samples;
-    std::vector<float> columns(samples.size());
-    const std::size_t rows = samples.size() / channels;
-    for (std::size_t row = 0; row < rows; ++row) {
-        for (std::size_t channel = 0; channel < channels; ++channel) {
-            columns[channel * rows + row] = samples[row * channels + channel];
+// Takes samples as they come, channel by channel for each point in time, and keeps them in columns. The header of a
+// compressed file may promise any length, and so space is reserved only for what the file can hold.
+class Columns {
+public:
+    Columns(std::size_t channels, std::size_t rows) : channels_(channels), reserved_(rows), values_(channels * rows) {}
+
+    void Add(std::span<const double> samples) {
+        const std::size_t rows = samples.size() / channels_;
+        if (filled_ + rows > reserved_) Reserve(std::max(filled_ + rows, 2 * reserved_));
+        for (std::size_t at = 0; at < samples.size(); ++at) {
+            const auto value = static_cast<float>(samples[at]);
+            rounded_ += !(static_cast<double>(value) == samples[at]) && !std::isnan(samples[at]);
+            values_[at % channels_ * reserved_ + filled_ + at / channels_] = value;
         }
+        filled_ += rows;
+    }
+
+    std::size_t Rows() const { return filled_; }
+    std::size_t Rounded() const { return rounded_; }  // samples that are no 32-bit floats
+
+    std::vector<float> Take() {
+        if (reserved_ != filled_) Reserve(filled_);
+        return std::move(values_);
+    }
+
+private:
+    void Reserve(std::size_t rows) {
+        std::vector<float> grown(channels_ * rows);
+        for (std::size_t channel = 0; channel < channels_; ++channel) {
+            const auto from = values_.begin() + static_cast<std::ptrdiff_t>(channel * reserved_);
+            std::copy(from, from + static_cast<std::ptrdiff_t>(filled_),
+                      grown.begin() + static_cast<std::ptrdiff_t>(channel * rows));
+        }
+        values_ = std::move(grown);
+        reserved_ = rows;
+    }
+
+    std::size_t channels_, reserved_, filled_ = 0, rounded_ = 0;
+    std::vector<float> values_;
+};
+
+Columns ReadSamples(const std::filesystem::path& path, SNDFILE* sound, const SF_INFO& info, std::uint64_t length) {
+    constexpr std::uint64_t kMostPerByte = 16;  // samples; more only of silence, which takes some moves then
+    const auto channels = static_cast<std::size_t>(info.channels);
+    const bool known = info.frames > 0 && info.frames < SF_COUNT_MAX;
+    const std::uint64_t promised = known ? static_cast<std::uint64_t>(info.frames) : 0;
+    const std::size_t blockRows = std::max<std::size_t>(1, kBlock / channels);
+    Columns columns(channels, static_cast<std::size_t>(std::min(promised, kMostPerByte * length / channels)));
+    std::vector<double> block(blockRows * channels);
+    for (;;) {
+        const sf_count_t rows = sf_readf_double(sound, block.data(), static_cast<sf_count_t>(blockRows));
+        if (sf_error(sound) != SF_ERR_NO_ERROR) throw FileError(path, Reason(sound));
+        if (rows <= 0) break;
+        columns.Add(std::span(block).first(static_cast<std::size_t>(rows) * channels));
+    }
+    if (columns.Rows() == 0) throw FileError(path, "the sound file holds no samples");
+    if (known && columns.Rows() < promised) {
+        throw FileError(path, 0, std::to_string(info.frames) + " samples per channel", std::to_string(columns.Rows()));
     }
     return columns;
 }
 
-// Reads block by block instead of reserving for all samples, because the header of a compressed file may promise any
-// length.
-std::vector<float> ReadSamples(const std::filesystem::path& path, SNDFILE* sound, const SF_INFO& info) {
-    const auto channels = static_cast<std::size_t>(info.channels);
-    const std::size_t blockRows = std::max<std::size_t>(1, kBlock / channels);
-    std::vector<float> samples;
-    for (;;) {
-        const std::size_t filled = samples.size();
-        samples.resize(filled + blockRows * channels);
-        const sf_count_t rows = sf_readf_float(sound, samples.data() + filled, static_cast<sf_count_t>(blockRows));
-        samples.resize(filled + static_cast<std::size_t>(std::max<sf_count_t>(rows, 0)) * channels);
-        if (sf_error(sound) != SF_ERR_NO_ERROR) throw FileError(path, Reason(sound));
-        if (rows <= 0) break;
+// What kind of loss the format itself has; empty: none.
+std::string LossOf(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+        case SF_FORMAT_MPEG_LAYER_I:
+        case SF_FORMAT_MPEG_LAYER_II:
+        case SF_FORMAT_MPEG_LAYER_III:
+            return "MPEG";
+        case SF_FORMAT_VORBIS:
+            return "Vorbis";
+        case SF_FORMAT_OPUS:
+            return "Opus";
+        case SF_FORMAT_MS_ADPCM:
+        case SF_FORMAT_IMA_ADPCM:
+        case SF_FORMAT_VOX_ADPCM:
+            return "ADPCM";
+        case SF_FORMAT_GSM610:
+            return "GSM 6.10";
+        default:
+            return {};
     }
-    const auto rows = static_cast<sf_count_t>(samples.size() / channels);
-    if (rows == 0) throw FileError(path, "the sound file holds no samples");
-    if (info.frames < SF_COUNT_MAX && rows < info.frames) {
-        throw FileError(path, 0, std::to_string(info.frames) + " samples per channel", std::to_string(rows));
+}
+
+int FormatOf(SoundFormat format, SampleBits bits, std::size_t channels) {
+    const int container = format == SoundFormat::Flac ? SF_FORMAT_FLAC
+                          : channels > 2 ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
+                                         : SF_FORMAT_WAV;
+    switch (bits) {
+        case SampleBits::Whole16:
+            return container | SF_FORMAT_PCM_16;
+        case SampleBits::Whole24:
+            return container | SF_FORMAT_PCM_24;
+        case SampleBits::Whole32:
+            return container | SF_FORMAT_PCM_32;
+        case SampleBits::Float:
+            break;
     }
-    return samples;
+    return container | SF_FORMAT_FLOAT;
+}
+
+// The sample as an integer of 32 bits of which only the first are used; full scale, 1, becomes the largest one.
+int Whole(float value, int bits, std::size_t& rounded) {
+    const double scaled = std::ldexp(static_cast<double>(value), bits - 1);
+    const double whole = std::min(std::nearbyint(scaled), std::ldexp(1.0, bits - 1) - 1);
+    rounded += whole != scaled;
+    return static_cast<int>(std::ldexp(whole, 32 - bits));
 }
 
 }  // namespace
 
-MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in) {
-    if (const auto missing = MissingSamples(in, static_cast<std::uint64_t>(Length(&in))))
-        throw FileError(path, *missing);
+MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream& in) {
+    const auto length = static_cast<std::uint64_t>(Length(&in));
+    if (const auto missing = MissingSamples(in, length)) throw FileError(path, *missing);
+    const std::vector<std::string> others = OtherChunks(in, length);
     Seek(0, SEEK_SET, &in);
 
     SF_INFO info{};
@@ -117,8 +198,25 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in) {
     file.kind = MeasurementFile::Kind::Impulse;
     file.sampleRate = info.samplerate;
     file.columns = static_cast<std::size_t>(info.channels);
-    file.values = ByColumn(ReadSamples(path, sound.get(), info), file.columns);
-    file.rows = file.values.size() / file.columns;
+    Columns columns = ReadSamples(path, sound.get(), info, length);
+    file.rows = columns.Rows();
+    file.rounded = columns.Rounded();
+    file.values = columns.Take();
+    if (const std::string loss = LossOf(info.format); !loss.empty()) {
+        file.notes.push_back("the samples were compressed with loss (" + loss + ")");
+    } else if (file.rounded != 0) {
+        file.notes.push_back(std::to_string(file.rounded) + " of " + std::to_string(file.values.size()) +
+                             " samples are rounded to 32-bit floats");
+    }
+    std::vector<int> speakers(static_cast<std::size_t>(info.channels));
+    const int size = static_cast<int>(speakers.size() * sizeof(int));
+    const bool hasSpeakers = sf_command(sound.get(), SFC_GET_CHANNEL_MAP_INFO, speakers.data(), size) == SF_TRUE;
+    if (info.channels > 2 && hasSpeakers) file.notes.push_back("the loudspeakers of its channels are left out");
+    if (!others.empty()) {
+        std::string names;
+        for (const std::string& each : others) names += (names.empty() ? "" : ", ") + Quoted(each);
+        file.notes.push_back("what else it has is left out: " + names);
+    }
     const auto bad = std::find_if_not(file.values.begin(), file.values.end(), [](float v) { return std::isfinite(v); });
     if (bad != file.values.end()) {
         const auto index = static_cast<std::size_t>(bad - file.values.begin());
@@ -128,18 +226,22 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in) {
     return file;
 }
 
-void WriteSound(const std::filesystem::path& path, std::fstream& out, const MeasurementFile& file) {
+std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, const MeasurementFile& file,
+                       SoundFormat format, SampleBits bits) {
     SF_INFO info{};
     info.samplerate = file.sampleRate;
     info.channels = static_cast<int>(file.columns);
-    info.format = kFormat;
+    info.format = FormatOf(format, bits, file.columns);
     Sound sound = Open(out, SFM_WRITE, info);
     if (!sound) throw FileError(path, Reason(nullptr));
     // Leaves out the chunk of peaks, which holds the time of writing: the same table always makes the same file.
     sf_command(sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
 
     const std::size_t blockRows = std::max<std::size_t>(1, kBlock / file.columns);
+    const int width = bits == SampleBits::Whole16 ? 16 : bits == SampleBits::Whole24 ? 24 : 32;
+    std::size_t rounded = 0;
     std::vector<float> block;
+    std::vector<int> whole;
     for (std::size_t row = 0; row < file.rows; row += blockRows) {
         const std::size_t rows = std::min(blockRows, file.rows - row);
         block.resize(rows * file.columns);
@@ -149,11 +251,19 @@ void WriteSound(const std::filesystem::path& path, std::fstream& out, const Meas
             }
         }
         const auto count = static_cast<sf_count_t>(rows);
-        if (sf_writef_float(sound.get(), block.data(), count) != count) {
-            throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
+        sf_count_t written = 0;
+        if (bits == SampleBits::Float) {
+            written = sf_writef_float(sound.get(), block.data(), count);
+        } else {
+            whole.resize(block.size());
+            std::ranges::transform(block, whole.begin(), [&](float value) { return Whole(value, width, rounded); });
+            written = sf_writef_int(sound.get(), whole.data(), count);
         }
+        if (written != count)
+            throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
     }
     sound.reset();  // writes the header's lengths
+    return rounded;
 }
 
 }  // namespace lumvex::app

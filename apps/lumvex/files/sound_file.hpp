@@ -2,7 +2,7 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
+#include <istream>
 #include <string_view>
 
 #include "files/measurement_file.hpp"
@@ -12,14 +12,20 @@ namespace lumvex::app {
 // Whether a file that begins like this, or else by its extension, is a sound file.
 [[nodiscard]] bool IsSound(std::string_view beginning, const std::filesystem::path& path);
 
-// One column per channel, integer samples scaled to -1..1, float samples as they are. Name and date are left to the
-// caller. Throws FileError for everything that is not a complete file with at least one sample.
-[[nodiscard]] MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream& in);
+// One column per channel, integer samples scaled to -1..1, float samples as they are; the notes say what was rounded or
+// left out. Name and date are left to the caller. Throws FileError for everything that is not a complete file with at
+// least one sample.
+[[nodiscard]] MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream& in);
 
-// Throws FileError (naming the path) unless the table is an impulse response that a .wav file can hold.
-void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file);
+enum class SoundFormat { Wav, Flac };
 
-// A .wav file of 32-bit floats. The table has been checked; throws FileError when writing fails.
-void WriteSound(const std::filesystem::path& path, std::fstream& out, const MeasurementFile& file);
+// Throws FileError (naming the path) unless the table is an impulse response that a file of this format can hold.
+void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file, SoundFormat format,
+                    SampleBits bits);
+
+// A file of these samples. The table has been checked; throws FileError when writing fails. Returns how many samples
+// had to be rounded to the bits.
+std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, const MeasurementFile& file,
+                       SoundFormat format, SampleBits bits);
 
 }  // namespace lumvex::app

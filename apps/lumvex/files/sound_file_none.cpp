@@ -3,11 +3,12 @@
 
 namespace lumvex::app {
 
-MeasurementFile ReadSound(const std::filesystem::path& path, std::fstream&) {
+MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream&) {
     throw FileError(path, "this build reads no sound files");
 }
 
-void WriteSound(const std::filesystem::path& path, std::fstream&, const MeasurementFile&) {
+std::size_t WriteSound(const std::filesystem::path& path, std::iostream&, const MeasurementFile&, SoundFormat,
+                       SampleBits) {
     throw FileError(path, "this build writes no sound files");
 }
 

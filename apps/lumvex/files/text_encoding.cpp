@@ -43,8 +43,10 @@ std::size_t SequenceLength(std::string_view text) {
     return overlong || noCharacter ? 0 : length;
 }
 
-// A surrogate without its other half becomes U+FFFD. That loses nothing: a line of numbers with one is refused anyway,
-// and elsewhere it can only be part of a comment.
+}  // namespace
+
+// What becomes U+FFFD loses nothing: a line of numbers with it is refused anyway, and elsewhere it can only be part of
+// a comment.
 std::string FromUtf16(std::string_view bytes, bool bigEndian) {
     const std::size_t units = bytes.size() / 2;
     const auto unit = [&](std::size_t i) -> char32_t {
@@ -66,8 +68,6 @@ std::string FromUtf16(std::string_view bytes, bool bigEndian) {
     }
     return text;
 }
-
-}  // namespace
 
 std::string DecodeText(std::string bytes, const std::filesystem::path& path) {
     if (bytes.starts_with("\xEF\xBB\xBF")) {

@@ -12,6 +12,9 @@ namespace lumvex::app {
 // number of bytes.
 [[nodiscard]] std::string DecodeText(std::string bytes, const std::filesystem::path& path);
 
+// The text of UTF-16 code units. A surrogate without its other half becomes U+FFFD, and half a unit is left out.
+[[nodiscard]] std::string FromUtf16(std::string_view bytes, bool bigEndian);
+
 // The text with U+FFFD in place of every byte that is not part of valid UTF-8.
 [[nodiscard]] std::string ValidUtf8(std::string_view text);
 

@@ -1,19 +1,26 @@
 // Numbers and rows of numbers in text, the same in every locale.
 #pragma once
 
-#include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace lumvex::app {
 
-inline constexpr std::size_t kFewestColumns = 2;
-inline constexpr std::size_t kMostColumns = 3;
+inline constexpr std::size_t kMostColumns = 256;
 
-// How a file writes its rows.
+// How a file writes its numbers: the decimal mark, and whether the other mark groups thousands ("20,000.5").
+enum class NumberStyle { Point, Comma, PointGrouped, CommaGrouped };
+
+constexpr char DecimalMarkOf(NumberStyle style) {
+    return style == NumberStyle::Point || style == NumberStyle::PointGrouped ? '.' : ',';
+}
+
+// How a file writes its rows. Where a comma separates them, a number with a comma in it has to be in quotation marks.
 struct RowSyntax {
-    char separator;    // ';' or ','; ' ' stands for any run of blanks and tabs
-    char decimalMark;  // '.' or ','
+    char separator;  // ';' or ','; ' ' stands for any run of blanks and tabs
+    NumberStyle style;
 };
 
 enum class NumberState {
@@ -23,20 +30,31 @@ enum class NumberState {
     OutOfRange  // larger than a 32-bit float
 };
 
-// The nearest 32-bit float. The whole field must be the number; a decimal comma needs a digit on both sides.
-NumberState ParseNumber(std::string_view field, char decimalMark, float& value);
+// The nearest number. The whole field must be the number; a decimal comma needs a digit on both sides, groups have
+// three digits and the first of them does not begin with a zero. Exponents may be written as Fortran does, "1.0D+01".
+NumberState ParseNumber(std::string_view field, NumberStyle style, float& value);
+NumberState ParseNumber(std::string_view field, NumberStyle style, double& value);
 
-// Reads one line as a row. Separators at its end are ignored, because spreadsheets fill short rows with them.
+// Reads one line as a row. Separators at its end are ignored, because spreadsheets fill short rows with them. Values
+// that are not finite become NaN.
 struct Row {
-    std::array<float, kMostColumns> values{};
-    std::size_t columns = 0;  // fields in the line, also beyond the most that a row can keep
-    NumberState state = NumberState::Good;
-    std::string_view refused;  // the first field that is not Good
+    std::vector<float> values;
+    std::vector<std::string_view> fields;   // without quotation marks
+    NumberState state = NumberState::Good;  // NotFinite if some value is not, and all others are numbers
+    std::string_view refused;  // the first field that is not Good; the row is read up to it unless NotFinite
 };
-[[nodiscard]] Row ReadRow(std::string_view line, RowSyntax syntax);
+void ReadRow(std::string_view line, RowSyntax syntax, Row& row);
+
+// A line of a table without the comment behind its numbers ("20 70.5 # note") and with every minus sign of its own
+// (U+2212) as a hyphen. The storage is used when that changes the line.
+[[nodiscard]] std::string_view PlainLine(std::string_view line, std::string& storage);
+
+// Whether a line begins with a quotation mark and all of its fields could be numbers, as spreadsheets write them.
+[[nodiscard]] bool IsQuotedNumbers(std::string_view line);
 
 [[nodiscard]] bool IsNotFinite(std::string_view field);
 [[nodiscard]] std::string_view Trimmed(std::string_view text);  // without blanks and tabs at both ends
+[[nodiscard]] std::string Lowered(std::string_view text);       // ASCII letters in lower case
 
 constexpr bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }

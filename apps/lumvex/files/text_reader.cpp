@@ -1,235 +1,311 @@
 #include "files/text_reader.hpp"
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <cstddef>
+#include <locale>
+#include <numeric>
 #include <optional>
-#include <string_view>
+#include <sstream>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "files/calibration_header.hpp"
 #include "files/text_encoding.hpp"
-#include "files/text_numbers.hpp"
+#include "files/text_layout.hpp"
+#include "files/time_column.hpp"
 
 namespace lumvex::app {
 
 namespace {
 
-// A file separates its columns in one way and writes its decimals in one way, the same in every line. So a comma is the
-// decimal mark where something else separates the columns ("20,5;63,1", "20,5 63,1") and the separator where nothing
-// else does ("20.5,63.1", "20,63"); no line of numbers can be read in two of these ways to different values. The order
-// decides only how a file that fits none of them is explained.
-constexpr RowSyntax kSyntaxes[] = {{' ', '.'}, {' ', ','}, {';', '.'}, {';', ','}, {',', '.'}};
+using Kind = MeasurementFile::Kind;
 
-struct Layout {
-    RowSyntax syntax{' ', '.'};
-    std::size_t columns = 0;
-};
+constexpr double kLongestStep = 5e-4;  // seconds between two samples; what steps farther is not taken for times unasked
 
-enum class LineKind { Blank, Words, Numbers };
-
-// A header's line may begin with what looks like a number: "NaN values are left out". Only a line that is numbers
-// throughout belongs to the table.
-bool IsRowOfNotFinite(std::string_view line) {
-    bool notFinite = false;
-    while (!line.empty()) {
-        const std::size_t end = std::min(line.find_first_of(" \t;,"), line.size());
-        const std::string_view field = line.substr(0, end);
-        line.remove_prefix(std::min(end + 1, line.size()));
-        if (IsNotFinite(field)) {
-            notFinite = true;
-        } else if (field.find_first_not_of("+-.0123456789eE") != std::string_view::npos) {
-            return false;
-        }
-    }
-    return notFinite;
+std::string NumberText(double value) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text.precision(9);
+    text << value;
+    return text.str();
 }
 
-LineKind KindOf(std::string_view line) {
-    line = Trimmed(line);
-    if (line.empty()) return LineKind::Blank;
-    const char first = line.front();
-    if (IsDigit(first) || first == '-' || first == '+' || first == '.') return LineKind::Numbers;
-    if (line.find_first_not_of(" \t;,") == std::string_view::npos) return LineKind::Blank;
-    constexpr std::string_view kCommentMarks = "*#\";%!'[(";  // brackets: the units or sections of a header
-    if (kCommentMarks.find(first) != std::string_view::npos || line.starts_with("//")) return LineKind::Words;
-    const bool letter = IsLetter(first) || static_cast<unsigned char>(first) >= 0x80;
-    return letter && !IsRowOfNotFinite(line) ? LineKind::Words : LineKind::Numbers;
-}
-
-// The lines that are not blank, whatever ends them: LF, CRLF or CR.
-class Lines {
+// One reading of a text file: finds the layout, decides what the table is, and takes its columns.
+class TextTable {
 public:
-    explicit Lines(std::string_view text) : rest_(text) {}
-
-    bool Next() {
-        while (!rest_.empty()) {
-            std::size_t end = 0;
-            while (end < rest_.size() && rest_[end] != '\n' && rest_[end] != '\r') ++end;
-            text_ = rest_.substr(0, end);
-            const bool two = rest_.substr(end).starts_with("\r\n");
-            rest_.remove_prefix(std::min(end + (two ? 2 : 1), rest_.size()));
-            ++number_;
-            kind_ = KindOf(text_);
-            if (kind_ != LineKind::Blank) return true;
-        }
-        return false;
-    }
-    bool NextNumbers() {
-        while (Next()) {
-            if (kind_ == LineKind::Numbers) return true;
-        }
-        return false;
+    TextTable(const std::filesystem::path& path, std::istream& in, const ReadOptions& options)
+        : path_(path),
+          options_(options),
+          lines_(path, in),
+          form_(FindLayout(path, lines_, Wish())),
+          header_(form_.header) {
+        ChooseColumns();
     }
 
-    std::string_view Text() const { return text_; }
-    std::size_t Number() const { return number_; }  // counts every line, from 1
-    LineKind Kind() const { return kind_; }
+    MeasurementFile Read() {
+        file_.header = header_.Text();
+        const Kind kind = options_.as.value_or(GuessedKind());
+        switch (kind) {
+            case Kind::Impulse:
+                ReadImpulse();
+                break;
+            case Kind::Data:
+                TakeColumns(chosen_);
+                CheckFinite();
+                break;
+            case Kind::Response:
+            case Kind::Calibration:
+                ReadResponse(kind);
+                break;
+        }
+        file_.kind = kind;
+        return std::move(file_);
+    }
 
 private:
-    std::string_view rest_;
-    std::string_view text_;
-    std::size_t number_ = 0;
-    LineKind kind_ = LineKind::Blank;
+    LayoutWish Wish() const {
+        LayoutWish wish;
+        const auto& columns = options_.columns;
+        if (!columns.empty()) wish.frequency = columns[0] - 1;
+        wish.level = columns.size() > 1 ? columns[1] - 1 : wish.frequency + 1;
+        wish.isResponse = !options_.as || *options_.as == Kind::Response || *options_.as == Kind::Calibration;
+        wish.decimalMark = options_.decimalMark;
+        return wish;
+    }
+
+    void ChooseColumns() {
+        const std::size_t there = form_.layout.columns;
+        if (there > kMostColumns) Refuse("at most " + std::to_string(kMostColumns) + " columns", std::to_string(there));
+        for (const std::size_t column : options_.columns) {
+            if (column > there)
+                Refuse("the columns of --columns", std::to_string(there) + (there == 1 ? " column" : " columns"));
+            chosen_.push_back(column - 1);
+        }
+        if (!chosen_.empty()) return;
+        chosen_.resize(there);
+        std::iota(chosen_.begin(), chosen_.end(), std::size_t{0});
+    }
+
+    // At the first line of numbers.
+    [[noreturn]] void Refuse(const std::string& expected, const std::string& found) const {
+        throw FileError(path_, form_.firstLine, expected, found);
+    }
+
+    std::string Columns() const {
+        const std::string names = header_.ColumnNames();
+        return Quoted(form_.firstText) + (names.empty() ? "" : " below " + Quoted(names));
+    }
+
+    Kind GuessedKind() {
+        const bool statesRate = header_.Interval() || header_.Rate();
+        if (statesRate && chosen_.size() == header_.Channels().value_or(1)) return Kind::Impulse;
+        if (chosen_.size() == 2 && HasTimes()) return Kind::Impulse;
+        return KindOfHeader();
+    }
+
+    Kind KindOfHeader() const {
+        const std::string extension = LowerExtension(path_);
+        if (extension == ".cal" || extension == ".mic") return Kind::Calibration;
+        // A measurement names its microphone too, and has phases, which calibrations seldom have.
+        const bool isMeasured = chosen_.size() == 3 && header_.IsOfMeasurement();
+        return header_.Calibration().IsCalibration() && !isMeasured ? Kind::Calibration : Kind::Response;
+    }
+
+    // The first chosen column.
+    TimeColumn Times() {
+        TimeColumn times;
+        lines_.Rewind();
+        for (Row row; lines_.NextNumbers();) {
+            ReadRow(lines_.Text(), form_.layout.syntax, row);
+            times.Add(row.fields[chosen_[0]]);
+        }
+        return times;
+    }
+
+    // Whether the first column can only be times: its mean step is one of audio samples.
+    bool HasTimes() {
+        if (form_.rows < 2) return false;
+        double first = 0, last = 0;
+        lines_.Rewind();
+        bool begun = false;
+        for (Row row; lines_.NextNumbers();) {
+            ReadRow(lines_.Text(), form_.layout.syntax, row);
+            last = row.values[chosen_[0]];
+            if (!std::exchange(begun, true)) first = last;
+        }
+        const double step = (last - first) / static_cast<double>(form_.rows - 1);
+        return step > 0 && step * header_.NamesTime().value_or(1) <= kLongestStep;
+    }
+
+    std::size_t LineOf(std::size_t row) {
+        lines_.Rewind();
+        for (std::size_t at = 0; lines_.NextNumbers(); ++at) {
+            if (at == row) return lines_.Number();
+        }
+        return 0;
+    }
+
+    void TakeColumns(const std::vector<std::size_t>& columns) {
+        file_.rows = form_.rows;
+        file_.columns = columns.size();
+        file_.values.resize(file_.rows * file_.columns);
+        lines_.Rewind();
+        Row row;
+        for (std::size_t at = 0; lines_.NextNumbers(); ++at) {
+            ReadRow(lines_.Text(), form_.layout.syntax, row);
+            for (std::size_t column = 0; column < columns.size(); ++column)
+                file_.values[column * file_.rows + at] = row.values[columns[column]];
+        }
+    }
+
+    void CheckFinite() {
+        for (std::size_t at = 0; at < file_.values.size(); ++at) {
+            if (std::isfinite(file_.values[at])) continue;
+            const std::size_t row = at % file_.rows, column = chosen_[at / file_.rows];
+            const std::size_t number = LineOf(row);
+            Row fields;
+            ReadRow(lines_.Text(), form_.layout.syntax, fields);
+            throw FileError(path_, number, "a finite number (--columns leaves a column out)",
+                            Quoted(fields.fields[column]));
+        }
+    }
+
+    // Drops the phases where every one of them is NaN: a program that has none may write that.
+    void DropEmptyPhases() {
+        if (file_.columns != 3) return;
+        const auto phases = file_.values.begin() + static_cast<std::ptrdiff_t>(2 * file_.rows);
+        if (!std::all_of(phases, file_.values.end(), [](float phase) { return std::isnan(phase); })) return;
+        file_.values.erase(phases, file_.values.end());
+        file_.columns = 2;
+        file_.notes.push_back("no phase is a number, and the column is left out");
+    }
+
+    void ReadResponse(Kind kind) {
+        if (chosen_.size() < 2 || chosen_.size() > 3) {
+            const bool one = chosen_.size() == 1;
+            Refuse(std::string("2 or 3 numbers (frequency, level, phase)") +
+                       (one ? "; --as data keeps any others, --as impulse --rate HZ takes samples"
+                            : "; --columns 1,2,3 says which these are, --as data keeps all"),
+                   Columns());
+        }
+        if (!options_.as) CheckQuantity();
+        TakeColumns(chosen_);
+        DropEmptyPhases();
+        CheckFinite();
+        if (!options_.force) CheckFrequencies();
+        if (kind != Kind::Calibration) return;
+        file_.serialNumber = header_.Calibration().SerialNumber();
+        file_.sensitivity = header_.Calibration().Sensitivity();
+    }
+
+    // Refuses what is no response although it looks like one.
+    void CheckQuantity() {
+        if (header_.NamesImpedance() || LowerExtension(path_) == ".zma")
+            Refuse("levels in dB (--as data keeps other quantities)", "an impedance");
+        if (header_.NamesKilohertz()) Refuse("frequencies in Hz", "kHz in " + Quoted(header_.ColumnNames()));
+        if (options_.columns.empty() && chosen_.size() == 3 && CountsRows())
+            Refuse(
+                "frequencies in the first column",
+                "numbers that count the rows; --columns 2,3 leaves them out, --columns 1,2,3 takes them as they are");
+    }
+
+    // Whether the first column counts 1, 2, 3 (or from 0) and the second one rises as frequencies do.
+    bool CountsRows() {
+        lines_.Rewind();
+        float start = 0, previous = 0;
+        Row row;
+        std::size_t at = 0;
+        for (; lines_.NextNumbers(); ++at) {
+            ReadRow(lines_.Text(), form_.layout.syntax, row);
+            if (at == 0) start = row.values[0];
+            const bool counts = (start == 0 || start == 1) && row.values[0] == start + static_cast<float>(at);
+            if (!counts || !(row.values[1] > previous)) return false;
+            previous = row.values[1];
+        }
+        return at > 1;
+    }
+
+    void CheckFrequencies() {
+        for (std::size_t row = 0; row < file_.rows; ++row) {
+            const float frequency = file_.values[row];
+            const float before = row == 0 ? 0 : file_.values[row - 1];
+            if (frequency > before) continue;
+            throw FileError(path_, LineOf(row),
+                            (frequency <= 0 ? std::string("a frequency above 0 Hz")
+                                            : "a frequency above the " + NumberText(before) + " Hz before it") +
+                                " (--force takes it as it is, --as says what else the file is)",
+                            NumberText(frequency));
+        }
+    }
+
+    void ReadImpulse() {
+        std::optional<StatedNumber> interval = header_.Interval();
+        if (header_.Start()) file_.startTime = header_.Start()->value;
+        std::vector<std::size_t> channels = chosen_;
+        if (channels.size() > 1 && channels.size() != header_.Channels() &&
+            !(interval && !FirstColumnSteps(interval->value))) {
+            const TimeColumn times = Times();
+            if (times.Rows() > 1) interval = TakeTimes(times);
+            channels.erase(channels.begin());
+        }
+        TakeColumns(channels);
+        chosen_ = channels;
+        CheckFinite();
+        file_.sampleRate = options_.sampleRate;
+        const bool isWhole = header_.Rate() && header_.Rate()->value > 0 && header_.Rate()->value < 1e9 &&
+                             header_.Rate()->value == std::floor(header_.Rate()->value);
+        if (file_.sampleRate == 0 && isWhole) file_.sampleRate = static_cast<std::int32_t>(header_.Rate()->value);
+        if (file_.sampleRate == 0) file_.sampleRate = RateFrom(interval);
+        if (header_.Length() && *header_.Length() != file_.rows)
+            throw FileError(path_, 0, std::to_string(*header_.Length()) + " samples, as the header says",
+                            std::to_string(file_.rows));
+    }
+
+    // Whether the first column is the time besides a header that states the interval.
+    bool FirstColumnSteps(double interval) {
+        const TimeColumn times = Times();
+        if (times.Rows() < 2 || times.UnevenRow()) return false;
+        const double step = times.Step().value * header_.NamesTime().value_or(1);
+        return std::abs(step / interval - 1) < 0.01;
+    }
+
+    StatedNumber TakeTimes(const TimeColumn& times) {
+        if (const auto uneven = times.UnevenRow()) {
+            const std::size_t line = LineOf(*uneven);
+            throw FileError(path_, line, "times at an even step of " + NumberText(times.Step().value),
+                            Quoted(lines_.Text()));
+        }
+        const double unit = header_.NamesTime().value_or(1);
+        StatedNumber step = times.Step();
+        step = {step.value * unit, step.uncertainty * unit};
+        if (!(step.value > 0)) Refuse("times that rise", NumberText(times.First()) + " and what follows");
+        file_.startTime = times.First() * unit;
+        return step;
+    }
+
+    std::int32_t RateFrom(const std::optional<StatedNumber>& interval) const {
+        if (!interval)
+            Refuse("a sample interval or rate in the header, or times in the first column (else --rate HZ says it)",
+                   Columns());
+        if (const auto rate = SampleRateOf(*interval)) return *rate;
+        Refuse("an interval of a whole number of samples per second (else --rate HZ says it)",
+               NumberText(interval->value) + " s, which is " + NumberText(1 / interval->value) + " Hz");
+    }
+
+    const std::filesystem::path& path_;
+    const ReadOptions& options_;
+    TableLines lines_;
+    TableForm form_;
+    const TextHeader& header_;
+    std::vector<std::size_t> chosen_;  // columns of the file, from 0
+    MeasurementFile file_;
 };
-
-bool Fits(const Row& row, std::size_t columns) { return row.state == NumberState::Good && row.columns == columns; }
-
-bool FitsSome(const Row& row) {
-    return row.state == NumberState::Good && row.columns >= kFewestColumns && row.columns <= kMostColumns;
-}
-
-// Reads the table, column after column; nothing unless every line of numbers fits the layout.
-std::optional<std::vector<float>> ReadTable(std::string_view text, const Layout& layout) {
-    std::array<std::vector<float>, kMostColumns> columns;
-    for (Lines lines(text); lines.NextNumbers();) {
-        const Row row = ReadRow(lines.Text(), layout.syntax);
-        if (!Fits(row, layout.columns)) return std::nullopt;
-        for (std::size_t i = 0; i < layout.columns; ++i) columns[i].push_back(row.values[i]);
-    }
-    std::vector<float> table = std::move(columns[0]);
-    table.reserve(table.size() * layout.columns);
-    for (std::size_t i = 1; i < layout.columns; ++i) {
-        table.insert(table.end(), columns[i].begin(), columns[i].end());
-        columns[i] = {};
-    }
-    return table;
-}
-
-// The layout that fits the most lines, and among equals the one that fits earlier; none if no line fits any.
-std::optional<Layout> MostLikelyLayout(std::string_view text) {
-    struct Votes {
-        Layout layout;
-        std::size_t count = 0;
-        std::size_t firstLine = 0;
-    };
-    std::vector<Votes> votes;
-    for (RowSyntax syntax : kSyntaxes) {
-        for (std::size_t columns = kFewestColumns; columns <= kMostColumns; ++columns)
-            votes.push_back({{syntax, columns}});
-    }
-    for (Lines lines(text); lines.NextNumbers();) {
-        for (Votes& vote : votes) {
-            if (!Fits(ReadRow(lines.Text(), vote.layout.syntax), vote.layout.columns)) continue;
-            if (vote.count++ == 0) vote.firstLine = lines.Number();
-        }
-    }
-    const auto best = std::min_element(votes.begin(), votes.end(), [](const Votes& a, const Votes& b) {
-        return a.count != b.count ? a.count > b.count : a.firstLine < b.firstLine;
-    });
-    return best->count == 0 ? std::nullopt : std::optional(best->layout);
-}
-
-std::string Describe(const Layout& layout) {
-    const char separator = layout.syntax.separator;
-    return std::to_string(layout.columns) + " numbers separated by " +
-           (separator == ' '   ? "blanks or tabs"
-            : separator == ';' ? "semicolons"
-                               : "commas") +
-           (layout.syntax.decimalMark == ',' ? ", with decimal commas" : ", as in the other lines");
-}
-
-[[noreturn]] void Refuse(const std::filesystem::path& path, const Lines& line, const Row& row,
-                         const std::string& expected) {
-    const std::string found = row.refused.empty() ? "an empty column" : Quoted(row.refused);
-    switch (row.state) {
-        case NumberState::NotFinite:
-            throw FileError(path, line.Number(), "a finite number", found);
-        case NumberState::OutOfRange:
-            throw FileError(path, line.Number(), "a number within the range of 32-bit floats", found);
-        case NumberState::NotANumber:
-            throw FileError(path, line.Number(), expected, found + " in " + Quoted(Trimmed(line.Text())));
-        case NumberState::Good:
-            break;
-    }
-    const std::string count = row.columns == 1 ? "1 number" : std::to_string(row.columns) + " numbers";
-    throw FileError(path, line.Number(), expected, count + " in " + Quoted(Trimmed(line.Text())));
-}
-
-// Explains why no layout fits all lines. A line is wrong only in comparison with the others, so the layout of the
-// majority decides which line is named.
-[[noreturn]] void RefuseWorstLine(const std::filesystem::path& path, std::string_view text) {
-    const std::optional<Layout> layout = MostLikelyLayout(text);
-    Lines lines(text);
-    while (lines.NextNumbers()) {
-        const Row row = ReadRow(lines.Text(), layout ? layout->syntax : kSyntaxes[0]);
-        if (layout && Fits(row, layout->columns)) continue;
-        if (layout) Refuse(path, lines, row, Describe(*layout));
-
-        // No line fits any layout. The most telling reason for this line is a number that cannot be kept (NaN, or too
-        // large), if some layout leads to one.
-        for (RowSyntax syntax : kSyntaxes) {
-            const Row other = ReadRow(lines.Text(), syntax);
-            const bool telling = other.state == NumberState::NotFinite || other.state == NumberState::OutOfRange;
-            if (telling) Refuse(path, lines, other, "");
-        }
-        throw FileError(path, lines.Number(), "2 or 3 numbers (frequency, level, phase)",
-                        Quoted(Trimmed(lines.Text())));
-    }
-    throw FileError(path, 0, "lines of 2 or 3 numbers (frequency, level, phase)", "none");
-}
-
-std::vector<float> ReadNumbers(const std::filesystem::path& path, std::string_view text, std::size_t& columns) {
-    Lines first(text);
-    if (first.NextNumbers()) {
-        for (RowSyntax syntax : kSyntaxes) {
-            const Row row = ReadRow(first.Text(), syntax);
-            if (!FitsSome(row)) continue;
-            columns = row.columns;
-            if (auto table = ReadTable(text, {syntax, columns})) return std::move(*table);
-        }
-    }
-    RefuseWorstLine(path, text);
-}
-
-CalibrationHeader ReadHeader(std::string_view text) {
-    CalibrationHeader header;
-    for (Lines lines(text); lines.Next() && lines.Kind() == LineKind::Words;) header.ReadLine(lines.Text());
-    return header;
-}
 
 }  // namespace
 
-MeasurementFile ReadText(const std::filesystem::path& path, std::string bytes) {
-    std::string text = DecodeText(std::move(bytes), path);
-    if (text.ends_with('\x1A')) text.pop_back();  // the end-of-file character of old systems
-    if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
-        const std::size_t line = static_cast<std::size_t>(std::count(text.data(), text.data() + zero, '\n')) + 1;
-        throw FileError(path, line, "text (in UTF-16 with its byte-order mark)", "a zero byte");
-    }
-
-    MeasurementFile file;
-    file.values = ReadNumbers(path, text, file.columns);
-    file.rows = file.values.size() / file.columns;
-    const CalibrationHeader header = ReadHeader(text);
-    const std::string extension = LowerExtension(path);
-    if (header.IsCalibration() || extension == ".cal" || extension == ".mic") {
-        file.kind = MeasurementFile::Kind::Calibration;
-        file.serialNumber = header.SerialNumber();
-        file.sensitivity = header.Sensitivity();
-    }
-    return file;
+MeasurementFile ReadText(const std::filesystem::path& path, std::istream& in, const ReadOptions& options) {
+    return TextTable(path, in, options).Read();
 }
 
 }  // namespace lumvex::app

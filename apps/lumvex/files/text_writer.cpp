@@ -8,8 +8,8 @@
 #include <ostream>
 #include <string>
 
-#include "files/calibration_header.hpp"
 #include "files/text_encoding.hpp"
+#include "files/text_header.hpp"
 #include "files/text_numbers.hpp"
 
 namespace lumvex::app {
@@ -17,7 +17,7 @@ namespace lumvex::app {
 namespace {
 
 constexpr std::size_t kBlock = 1 << 16;
-constexpr const char* kColumnNames[kMostColumns] = {"Frequency (Hz)", "Level (dB)", "Phase (degrees)"};
+constexpr std::array<const char*, 3> kColumnNames = {"Frequency (Hz)", "Level (dB)", "Phase (degrees)"};
 
 template <class Number>
 void Append(std::string& text, Number value) {
@@ -38,13 +38,39 @@ std::string CalibrationLine(const MeasurementFile& file) {
     return line + "\"\n";
 }
 
+std::string ImpulseLines(const MeasurementFile& file) {
+    std::string lines = "* Impulse response\n* Sample rate: ";
+    Append(lines, file.sampleRate);
+    lines += " Hz\n* Channels: ";
+    Append(lines, file.columns);
+    lines += '\n';
+    if (!file.startTime) return lines;
+    lines += "* Start time (seconds): ";
+    Append(lines, *file.startTime);
+    return lines + '\n';
+}
+
+std::string NameLine(const MeasurementFile& file, char separator) {
+    std::string line = "* ";
+    for (std::size_t column = 0; column < std::min(file.columns, kColumnNames.size()); ++column) {
+        if (column != 0) line += separator;
+        line += kColumnNames[column];
+    }
+    return line + '\n';
+}
+
 }  // namespace
 
 void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& file) {
-    if (file.kind == MeasurementFile::Kind::Impulse) {
-        throw FileError(path, 0, "a frequency response for a text file", "an impulse response; .wav holds those");
+    const bool isImpulse = file.kind == MeasurementFile::Kind::Impulse;
+    if (isImpulse && file.sampleRate <= 0)
+        throw FileError(path, 0, "a sample rate above 0 for an impulse response", std::to_string(file.sampleRate));
+    if (isImpulse || file.kind == MeasurementFile::Kind::Data) {
+        if (file.columns <= kMostColumns) return;
+        throw FileError(path, 0, "at most " + std::to_string(kMostColumns) + " columns for a text file",
+                        std::to_string(file.columns));
     }
-    if (file.columns < kFewestColumns || file.columns > kMostColumns) {
+    if (file.columns < 2 || file.columns > kColumnNames.size()) {
         throw FileError(path, 0, "2 or 3 columns (frequency, level, phase) for a text file",
                         std::to_string(file.columns));
     }
@@ -60,15 +86,36 @@ void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& fil
     }
 }
 
-void WriteText(std::ostream& out, const MeasurementFile& file, char separator) {
-    std::string text;
-    if (file.kind == MeasurementFile::Kind::Calibration) text += CalibrationLine(file);
-    text += "* ";
-    for (std::size_t column = 0; column < std::min(file.columns, kMostColumns); ++column) {
-        if (column != 0) text += separator;
-        text += kColumnNames[column];
+std::string HeaderText(const MeasurementFile& file, char separator) {
+    std::string facts;
+    if (file.kind == MeasurementFile::Kind::Calibration) facts = CalibrationLine(file);
+    if (file.kind == MeasurementFile::Kind::Impulse) facts = ImpulseLines(file);
+    const bool hasNames =
+        file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
+    if (file.header.empty()) return facts + (hasNames ? NameLine(file, separator) : "");
+    if (file.kind == MeasurementFile::Kind::Calibration) {
+        TextHeader header;
+        header.ReadLine(file.header);
+        for (std::string_view rest = file.header; !rest.empty();) {
+            const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
+            header.ReadLine(rest.substr(0, end));
+            rest.remove_prefix(end + 1);
+        }
+        const CalibrationHeader& said = header.Calibration();
+        if (said.IsCalibration() && said.SerialNumber() == file.serialNumber && said.Sensitivity() == file.sensitivity)
+            return file.header;
     }
-    text += '\n';
+    std::string lines = file.header;
+    for (std::string_view rest = facts; !rest.empty();) {
+        const std::string_view line = rest.substr(0, rest.find('\n') + 1);
+        if (file.header.find(line) == std::string::npos) lines += line;
+        rest.remove_prefix(line.size());
+    }
+    return lines;
+}
+
+void WriteText(std::ostream& out, const MeasurementFile& file, char separator) {
+    std::string text = HeaderText(file, separator);
     for (std::size_t row = 0; row < file.rows && out; ++row) {
         for (std::size_t column = 0; column < file.columns; ++column) {
             if (column != 0) text += separator;

@@ -112,11 +112,6 @@ public:
     std::u16string value;
 };
 
-// The reference to a collection whose class this program does not have: carried unchanged.
-struct KeptReference {
-    std::optional<Reference> reference;
-};
-
 // An optional reference that records once had. It is read past, and not kept.
 struct FormerReference {
     void CopyFrom(const FormerReference&) {}

@@ -14,6 +14,7 @@ constexpr const char* kDeclarations =
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -80,6 +81,9 @@ struct MemberDescription {
     bool hasRange;          // are there values that mean nothing?
     RangeDescription range;
     std::string_view meaning;  // for people: a sentence or two
+    // The first record version that keeps the property; older documents leave it at its default. Nothing for what the
+    // object's own record does not keep.
+    std::optional<unsigned> keptSince;
 };
 
 struct InterfaceDescription {
@@ -186,11 +190,19 @@ const char* UseOf(const Member& member) {
     return member.access & Put ? "ReadWrite" : "ReadOnly";
 }
 
-void PrintMember(std::ostream& out, const Member& member, const std::string& parameters) {
+std::string KeptSince(std::string_view interfaceName, std::string_view property) {
+    for (const Kept& each : KeptProperties())
+        if (each.interfaceName == interfaceName && each.property == property) return std::to_string(each.since);
+    return "std::nullopt";
+}
+
+void PrintMember(std::ostream& out, const Interface& owner, const Member& member) {
+    const std::string parameters =
+        member.parameters.empty() ? "{}" : "k" + std::string(owner.name) + "_" + std::string(member.name);
     out << "    {" << Quoted(member.name) << ", " << member.id << ", MemberUse::" << UseOf(member) << ", "
         << Quoted(member.type) << ", " << EnumerationOf(member.type) << ", " << InterfaceOf(member.type) << ",\n     "
         << parameters << ", " << Quoted(member.unit) << ", " << RangeText(member.range) << ", "
-        << Quoted(member.meaning) << "},\n";
+        << Quoted(member.meaning) << ", " << KeptSince(owner.name, member.name) << "},\n";
 }
 
 void PrintParameters(std::ostream& out, const Interface& interface) {
@@ -212,10 +224,7 @@ void PrintInterfaceRows(std::ostream& out) {
     for (const Interface& each : Interfaces()) {
         PrintParameters(out, each);
         out << "inline constexpr MemberDescription k" << each.name << "[] = {\n";
-        for (const Member& member : each.members)
-            PrintMember(
-                out, member,
-                member.parameters.empty() ? "{}" : "k" + std::string(each.name) + "_" + std::string(member.name));
+        for (const Member& member : each.members) PrintMember(out, each, member);
         out << "};\n";
     }
     out << "\n}  // namespace described\n\ninline constexpr InterfaceDescription kInterfaces[" << count << "] = {\n";

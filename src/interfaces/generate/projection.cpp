@@ -14,7 +14,7 @@ std::string ClientResult(const Member& member) {
     if (member.type == "BSTR") return "std::u16string";
     if (member.type == "VARIANT" && (member.kind == Kind::Method || member.name == "LinkDispatch"))
         return "lumvex::Object";
-    if (member.type == "VARIANT") return "lumvex::Variant";
+    if (member.type == "VARIANT") return member.name == "Modified" ? "bool" : "lumvex::Array";
     if (member.type == "IUnknown*") return "lumvex::Descendants";
     if (IsPointer(member.type)) return "lumvex::" + std::string(ClientName(Pointee(member.type)));
     return std::string(member.type);
@@ -22,8 +22,8 @@ std::string ClientResult(const Member& member) {
 
 std::string ClientParameter(std::string_view type, std::string_view name) {
     const std::string suffix = " " + std::string(name);
-    if (type == "BSTR") return "std::u16string_view" + suffix;
-    if (type == "VARIANT") return "const VARIANT&" + suffix;
+    if (type == "BSTR") return "const TextArgument&" + suffix;
+    if (type == "VARIANT") return "const ArrayArgument&" + suffix;
     if (type == "IUnknown*") return "const lumvex::Object&" + suffix;
     if (IsPointer(type)) return "const lumvex::" + std::string(ClientName(Pointee(type))) + "&" + suffix;
     return std::string(type) + suffix;
@@ -37,7 +37,7 @@ std::string DefaultOf(const Parameter& parameter) {
 
 std::string ClientArgument(std::string_view type, std::string_view name) {
     std::string given(name);
-    if (type == "BSTR") return "Bstr(" + given + ").get()";
+    if (type == "BSTR" || type == "VARIANT") return given + ".get()";
     if (type == "IUnknown*") return given + ".Pointer()";
     if (IsPointer(type)) return given + ".Get()";
     return given;
@@ -88,44 +88,73 @@ void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot
     }
 }
 
+// The client's class of a collection's members; empty for what is no collection.
+std::string ItemTypeOf(const Interface& interface) {
+    for (const Member& member : interface.members)
+        if (member.name == "Item") return std::string(ClientName(Pointee(member.type)));
+    return {};
+}
+
+void PrintMakers(std::ostream& out, const std::string& name) {
+    out << "    static " << name << " Create();  // a new, empty document\n"
+        << "    // The document in an existing file, which stays open until CloseFile or as long as the root has "
+           "handles.\n"
+        << "    static " << name << " Open(const TextArgument& path, LXAccessMode mode = LX_SHARE_READ);\n";
+}
+
+// "Collection", or for what holds members "TypedCollection<Data, Collection, lumvex::Datum>".
+std::string BaseOf(const Interface& interface) {
+    const std::string base(ClientName(interface.base)), item = ItemTypeOf(interface);
+    if (item.empty()) return base;
+    return "TypedCollection<" + std::string(ClientName(interface.name)) + ", " + base + ", lumvex::" + item + ">";
+}
+
 }  // namespace
 
 void PrintProjection(std::ostream& out) {
-    out << "// Lumvex for C++ clients: each published interface as a class that reads like ordinary C++. Objects are "
-           "counted\n"
-           "// handles, texts are UTF-16 strings, a failing call throws lumvex::Error with the status and its text, "
-           "and what a\n"
-           "// search does not find is an empty handle. Made from the interface tables at build time.\n"
-           "#pragma once\n\n#include \"lumvex/client.hpp\"\n#include \"lumvex/interfaces.hpp\"\n\nnamespace lumvex "
-           "{\n\n";
+    out << R"(// Lumvex for C++ clients: each published interface as a class that reads like ordinary C++. Objects are counted
+// handles, texts are answered as UTF-16 and taken as UTF-8 or UTF-16, collections are ranges of their members, a failing
+// call throws lumvex::Error with the status and its text, and what a method does not find is an empty handle. Made from
+// the interface tables at build time.
+#pragma once
+
+#include "lumvex/array.hpp"
+#include "lumvex/client.hpp"
+#include "lumvex/interfaces.hpp"
+
+namespace lumvex {
+
+)";
     for (const Interface& each : Interfaces()) out << "class " << ClientName(each.name) << ";\n";
     for (const Interface& each : Interfaces()) {
         const std::string name(ClientName(each.name));
-        out << "\n// " << each.meaning << "\nclass " << name << " : public " << ClientName(each.base) << " {\npublic:\n"
+        const std::string base = BaseOf(each);
+        out << "\n// " << each.meaning << "\nclass " << name << " : public " << base << " {\npublic:\n"
             << "    using Interface = ::" << each.name << ";\n"
             << "    " << name << "() = default;\n"
-            << "    explicit " << name << "(Ref<::" << each.name << "> pointer) : " << ClientName(each.base)
+            << "    explicit " << name << "(Ref<::" << each.name << "> pointer) : " << base.substr(0, base.find('<'))
             << "(std::move(pointer)) {}\n"
             << "    ::" << each.name << "* Get() const { return static_cast<::" << each.name << "*>(Pointer()); }\n";
-        if (CoclassOf(each.name)) out << "    static " << name << " Create();  // a new, empty document\n";
+        if (CoclassOf(each.name)) PrintMakers(out, name);
         const Member* last = nullptr;  // what is got and put is explained once
         for (const Slot& slot : SlotsOf(each)) {
             if (const Member* member = &slot.member; member != last)
                 PrintComment(out, "    ", MeaningWithUnit(*member));
             last = &slot.member;
             PrintDeclaration(out, slot);
-            if (slot.member.name == "Item")
-                out << "    auto begin() const { return ItemIterator<" << name << ">(*this, 1); }\n"
-                    << "    auto end() const { return ItemIterator<" << name << ">(*this, Count() + 1); }\n";
         }
         out << "};\n";
     }
     out << "\n";
     for (const Interface& each : Interfaces()) {
-        if (const Coclass* coclass = CoclassOf(each.name))
-            out << "inline " << ClientName(each.name) << " " << ClientName(each.name) << "::Create() {\n    return "
-                << ClientName(each.name) << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name
-                << "));\n}\n";
+        if (const Coclass* coclass = CoclassOf(each.name)) {
+            const std::string name(ClientName(each.name));
+            out << "inline " << name << " " << name << "::Create() {\n    return " << name
+                << "(CreateInstance<::" << each.name << ">(kClassOf" << coclass->name << "));\n}\n"
+                << "inline " << name << " " << name << "::Open(const TextArgument& path, LXAccessMode mode) {\n"
+                << "    " << name << " document = Create();\n    document.AccessMode(mode);\n"
+                << "    document.OpenFile(path);\n    return document;\n}\n";
+        }
         for (const Slot& slot : SlotsOf(each)) PrintDefinition(out, ClientName(each.name), slot);
     }
     out << "\n}  // namespace lumvex\n";

@@ -17,9 +17,6 @@ public:
 
     // The document's file was closed.
     virtual void FileClosed() noexcept {}
-
-    // Does the record hold references that this program carries without knowing what they lead to?
-    virtual bool CarriesUnknown() const { return false; }
 };
 
 }  // namespace lumvex::inside

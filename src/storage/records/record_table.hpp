@@ -48,9 +48,6 @@ inline void LoadField(RecordReader& reader, Text& field) { field.value = reader.
 inline void SaveField(RecordWriter& writer, const ChildSlot& field) { writer.OptionalReference(field.reference); }
 inline void LoadField(RecordReader& reader, ChildSlot& field) { field.reference = reader.OptionalReference(); }
 
-inline void SaveField(RecordWriter& writer, const KeptReference& field) { writer.OptionalReference(field.reference); }
-inline void LoadField(RecordReader& reader, KeptReference& field) { field.reference = reader.OptionalReference(); }
-
 inline void SaveField(RecordWriter& writer, const FormerReference&) { writer.OptionalReference(std::nullopt); }
 inline void LoadField(RecordReader& reader, FormerReference&) { reader.OptionalReference(); }
 

@@ -1,0 +1,50 @@
+// All curves of one impulse response, as pictures and reports show them.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "acoustics/cumulative_decay.hpp"
+#include "acoustics/energy_decay.hpp"
+#include "acoustics/frequency_scale.hpp"
+#include "acoustics/spectrum.hpp"
+#include "acoustics/window.hpp"
+
+namespace lumvex::acoustics {
+
+struct Points {
+    std::vector<double> x, y;
+};
+
+struct AnalysisOptions {
+    double rate = 48000;                             // Hz, above 0
+    double startMs = 0, endMs = 0;                   // the window; see WindowFrom()
+    double scale = 1;                                // of the samples, for levels
+    bool hasDecay = true;                            // energy decay and cumulative decay are wanted
+    std::function<double(double)> calibration = {};  // factor of the level at a frequency in Hz; none: 1
+};
+
+struct Analysis {
+    Window window;
+    std::size_t size = 0;                                // of the transform
+    double resolution = 0;                               // Hz
+    double arrival = 0;                                  // ms from the first sample to the window's peak
+    std::vector<double> frequencies;                     // Hz: FrequencyScale()
+    Points exact;                                        // level in dB of the transform's own values
+    std::vector<double> levels[std::size(kSmoothings)];  // dB
+    std::vector<double> delays[std::size(kSmoothings)];  // ms from the first sample
+    std::vector<double> phase;                           // degrees, arrival taken out, unwrapped
+    Points impulse, step;                                // ms; the step relative to the greatest sample
+    EnergyDecay decay;
+    CumulativeDecay cumulative;
+};
+
+// At least one sample, all finite.
+Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options);
+
+// Level and phase of a response that is known at any frequency, at the frequencies of the scale.
+Points LevelOf(const std::function<Complex(double)>& response, std::span<const double> frequencies);
+std::vector<double> PhaseOf(const std::function<Complex(double)>& response, std::span<const double> frequencies);
+
+}  // namespace lumvex::acoustics

@@ -1,0 +1,111 @@
+#include "acoustics/energy_decay.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "acoustics/spectrum.hpp"
+#include "acoustics/window.hpp"
+
+namespace lumvex::acoustics {
+
+namespace {
+
+constexpr std::size_t kLeastSamples = 64;
+constexpr std::size_t kBlocks = 200;       // in which the power is averaged to find the noise
+constexpr std::size_t kCurvePoints = 600;  // at most
+constexpr double kAboveNoise = 5;          // dB: nearer to the noise a decay is not told from it
+constexpr double kDistanceFromNoise = 10;  // dB below the lowest level that a reverberation time uses
+
+struct Line {
+    double slope = 0, start = 0;
+    bool isDefined = false;
+};
+
+// The line of least squares through the points whose level is within the limits, from the first such to the last before
+// the level leaves them.
+Line LineThrough(std::span<const double> times, std::span<const double> levels, double highest, double lowest) {
+    double count = 0, t = 0, tt = 0, l = 0, tl = 0;
+    for (std::size_t k = 0; k < times.size(); ++k) {
+        if (levels[k] > highest) continue;
+        if (levels[k] < lowest) break;
+        ++count;
+        t += times[k];
+        tt += times[k] * times[k];
+        l += levels[k];
+        tl += times[k] * levels[k];
+    }
+    const double spread = count * tt - t * t;
+    if (count < 3 || spread <= 0) return {};
+    const double slope = (count * tl - t * l) / spread;
+    return {slope, (l - slope * t) / count, true};
+}
+
+// Seconds for 60 dB.
+std::optional<double> TimeFrom(const EnergyDecay& decay, double highest, double lowest) {
+    const bool isReached = !decay.levels.empty() && decay.levels.back() <= lowest;
+    if (!isReached || decay.noise.value_or(-1000) > lowest - kDistanceFromNoise) return std::nullopt;
+    const Line line = LineThrough(decay.times, decay.levels, highest, lowest);
+    return line.isDefined && line.slope < 0 ? std::optional(-60 / line.slope / 1000) : std::nullopt;
+}
+
+}  // namespace
+
+EnergyDecay EnergyDecayOf(std::span<const float> samples, double rate) {
+    const std::size_t peak = PeakOf(samples);
+    const std::span<const float> tail = samples.subspan(peak);
+    if (tail.size() < kLeastSamples || tail[0] == 0) return {};
+
+    // Mean power in blocks, and the noise as that of the last tenth of them.
+    const std::size_t length = std::max<std::size_t>(1, tail.size() / kBlocks);
+    std::vector<double> times, levels;
+    for (std::size_t first = 0; first + length <= tail.size(); first += length) {
+        double power = 0;
+        for (const float sample : tail.subspan(first, length)) power += double{sample} * sample;
+        times.push_back((static_cast<double>(first) + static_cast<double>(length) / 2) / rate * 1000);
+        levels.push_back(PowerDecibels(power / static_cast<double>(length)));
+    }
+    const std::size_t quiet = std::max<std::size_t>(1, levels.size() / 10);
+    double noise = 0;
+    for (std::size_t k = levels.size() - quiet; k < levels.size(); ++k) noise += std::pow(10, levels[k] / 10);
+    const double noiseLevel = PowerDecibels(noise / static_cast<double>(quiet));
+    const double loudest = *std::ranges::max_element(levels);
+
+    // A response that is still falling as fast at its end as before has not come down to any noise: all of it counts.
+    const Line whole = LineThrough(times, levels, loudest - 5, noiseLevel + kDistanceFromNoise);
+    const std::span<const double> lastTimes = std::span(times).last(quiet), lastLevels = std::span(levels).last(quiet);
+    const Line last = LineThrough(lastTimes, lastLevels, 1e9, -1e9);
+    const bool isCut = whole.isDefined && last.isDefined && last.slope < whole.slope / 2;
+    std::size_t end = tail.size();
+    double noisePower = 0;
+    if (!isCut) {
+        const auto above = std::ranges::find_if(levels, [&](double level) { return level < noiseLevel + kAboveNoise; });
+        end = std::max<std::size_t>(length, static_cast<std::size_t>(above - levels.begin()) * length);
+        noisePower = std::pow(10, noiseLevel / 10);
+    }
+
+    // What an exponential decay of the same rate would bring behind the end.
+    double rest = 0;
+    if (whole.isDefined && whole.slope < 0) {
+        const double level = whole.start + whole.slope * (static_cast<double>(end) / rate * 1000);
+        rest = std::pow(10, level / 10) * rate / (-whole.slope * 1000 * std::log(10) / 10);
+    }
+
+    EnergyDecay decay;
+    if (!isCut) decay.noise = noiseLevel - loudest;
+    decay.end = static_cast<double>(peak + end) / rate * 1000;
+    std::vector<double> energies(end + 1);
+    energies[end] = rest;
+    for (std::size_t n = end; n-- > 0;)
+        energies[n] = energies[n + 1] + std::max(0.0, double{tail[n]} * tail[n] - noisePower);
+    const std::size_t step = std::max<std::size_t>(1, end / kCurvePoints);
+    for (std::size_t n = 0; n < end; n += step) {
+        decay.times.push_back(static_cast<double>(peak + n) / rate * 1000);
+        decay.levels.push_back(PowerDecibels(energies[n] / energies[0]));
+    }
+    decay.early = TimeFrom(decay, 0, -10);
+    decay.t20 = TimeFrom(decay, -5, -25);
+    decay.t30 = TimeFrom(decay, -5, -35);
+    return decay;
+}
+
+}  // namespace lumvex::acoustics

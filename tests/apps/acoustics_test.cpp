@@ -1,0 +1,245 @@
+// The transforms against closed forms. Tolerances are what the method itself costs: rounding of 32-bit samples, the
+// ends of responses that are cut, bands of finite width.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include "acoustics/analysis.hpp"
+#include "acoustics/filters.hpp"
+#include "acoustics/thinned.hpp"
+
+namespace lumvex::acoustics {
+namespace {
+
+constexpr double kRate = 48000;
+constexpr double kTurn = 2 * std::numbers::pi;
+
+// A resonance as samples, and its spectrum: g r^n sin(w n), with r from the quality.
+struct Resonance {
+    double frequency, quality, gain;
+
+    double W() const { return kTurn * frequency / kRate; }
+    double R() const { return std::exp(-W() / (2 * quality)); }
+    std::vector<float> Samples(std::size_t count, std::size_t delay = 0) const {
+        std::vector<float> samples(count);
+        for (std::size_t n = delay; n < count; ++n) {
+            const auto k = static_cast<double>(n - delay);
+            samples[n] = static_cast<float>(gain * std::pow(R(), k) * std::sin(W() * k));
+        }
+        return samples;
+    }
+    Complex At(double f) const {
+        const Complex z = std::polar(1.0, -kTurn * f / kRate);
+        return gain * R() * std::sin(W()) * z / (1.0 - 2 * R() * std::cos(W()) * z + R() * R() * z * z);
+    }
+};
+
+double Slope(const std::function<double(double)>& value, double at, double step) {
+    return (value(at + step) - value(at - step)) / (2 * step);
+}
+
+TEST(Fft, IsTheSumOfItsDefinitionAndComesBack) {
+    for (const std::size_t size : {2u, 4u, 6u, 30u, 64u}) {
+        std::vector<double> samples(size);
+        for (std::size_t n = 0; n < size; ++n) samples[n] = std::sin(static_cast<double>(n * n)) + 0.25;
+        const std::vector<Complex> spectrum = Spectrum(samples, size);
+        ASSERT_EQ(spectrum.size(), size / 2 + 1);
+        for (std::size_t k = 0; k <= size / 2; ++k) {
+            Complex sum = 0;
+            for (std::size_t n = 0; n < size; ++n)
+                sum += samples[n] * std::polar(1.0, -kTurn * static_cast<double>(k * n) / static_cast<double>(size));
+            EXPECT_LT(std::abs(spectrum[k] - sum), 1e-12 * static_cast<double>(size)) << size << ' ' << k;
+        }
+        const std::vector<double> back = SamplesOf(spectrum, size);
+        for (std::size_t n = 0; n < size; ++n) EXPECT_NEAR(back[n], samples[n], 1e-13);
+    }
+}
+
+TEST(Analysis, AResonanceHasItsFrequencyLevelQualityAndDelay) {
+    for (const Resonance& resonance : {Resonance{1000, 10, 0.5}, Resonance{63, 5, 1}, Resonance{8000, 30, 0.01}}) {
+        const std::vector<float> samples = resonance.Samples(65536, 480);
+        const Analysis found = Analyse(samples, {.rate = kRate, .scale = 2, .hasDecay = false});
+        const auto level = [&](double f) { return Decibels(2 * std::abs(resonance.At(f))); };
+        std::size_t highest = 0;
+        for (std::size_t k = 0; k < found.exact.x.size(); ++k) {
+            if (found.exact.y[k] > found.exact.y[highest]) highest = k;
+            if (found.exact.x[k] < 20000) {
+                ASSERT_NEAR(found.exact.y[k], level(found.exact.x[k]), 0.005);
+            }
+        }
+        EXPECT_NEAR(found.exact.x[highest], resonance.frequency, resonance.frequency / resonance.quality / 20);
+        for (std::size_t k = 0; k < found.frequencies.size(); ++k) {
+            const double f = found.frequencies[k];
+            if (f > 20000) continue;
+            // Narrow bands lower a peak by little; at the feet of a resonance the means of power and level differ more.
+            if (resonance.quality <= 10) {
+                EXPECT_NEAR(found.levels[0][k], level(f), 0.04) << f;
+            }
+            if (std::abs(std::log2(f / resonance.frequency)) > 0.5) continue;
+            const double turned = kTurn * f * (480 / kRate - found.arrival / 1000);
+            const Complex expected = resonance.At(f) * std::polar(1.0, -turned);
+            EXPECT_NEAR(std::remainder(found.phase[k] - std::arg(expected) * 360 / kTurn, 360), 0, 0.5) << f;
+            const double delay =
+                10 -
+                1000 * Slope([&](double at) { return std::arg(resonance.At(at) / resonance.At(f)); }, f, 0.1) / kTurn;
+            if (resonance.quality <= 10) {
+                EXPECT_NEAR(found.delays[0][k], delay, 0.01 * std::abs(delay)) << f;
+            }
+        }
+    }
+}
+
+TEST(Analysis, ADelayIsConstantAndItsLevelIsFlat) {
+    std::vector<float> samples(4096);
+    samples[240] = -0.5f;  // 5 ms
+    const Analysis found = Analyse(samples, {.rate = kRate, .hasDecay = false});
+    EXPECT_DOUBLE_EQ(found.arrival, 5);
+    for (std::size_t k = 0; k < found.frequencies.size(); ++k) {
+        EXPECT_NEAR(found.levels[4][k], Decibels(0.5), 1e-6);
+        EXPECT_NEAR(found.delays[2][k], 5, 1e-6);
+        EXPECT_NEAR(std::abs(found.phase[k]), 180, 1e-6);
+    }
+    EXPECT_DOUBLE_EQ(found.step.y.back(), -1);
+}
+
+TEST(Analysis, AWindowLeavesOutAReflectionAndKeepsTheTimeOfTheFirstSample) {
+    std::vector<float> samples(9600);
+    samples[96] = 1;      // 2 ms
+    samples[480] = 0.5f;  // 10 ms: a comb of +3.5 and -6 dB
+    const auto ripple = [&](double end) {
+        const Analysis found = Analyse(samples, {.rate = kRate, .startMs = 1, .endMs = end, .hasDecay = false});
+        EXPECT_DOUBLE_EQ(found.arrival, 2);
+        const double turned = std::cos(kTurn * found.frequencies.front() * 0.008);
+        EXPECT_NEAR(found.delays[0].front(), end < 10 ? 2 : 2 + 8 * (0.25 + 0.5 * turned) / (1.25 + turned), 0.002);
+        const auto [low, high] = std::ranges::minmax(found.exact.y);
+        return high - low;
+    };
+    EXPECT_LT(ripple(8), 1e-6);
+    EXPECT_NEAR(ripple(200), Decibels(1.5 / 0.5), 0.01);
+    EXPECT_TRUE(WindowFrom(5, 5, kRate, samples).isWhole);
+    EXPECT_TRUE(WindowFrom(300, 400, kRate, samples).isWhole);
+    const Window beyond = WindowFrom(100, 1e9, kRate, samples);
+    EXPECT_EQ(beyond.first, 4800u);
+    EXPECT_EQ(beyond.last, samples.size());
+}
+
+TEST(Smoothing, IsTheMeanPowerOfItsBand) {
+    ResponseSpectrum line;
+    line.values.resize(10001);
+    line.delays.resize(10001);
+    line.distance = 1;
+    line.values[1000] = 1;  // as a triangle one Hz wide on either side: the area of 1 Hz
+    for (const int smoothing : kSmoothings) {
+        const double half = std::exp2(0.5 / smoothing), width = 1000 * (half - 1 / half);
+        const std::vector<double> at{1000, 1000 * half * 0.99, 1000 * half * 1.01};
+        const std::vector<double> levels = SmoothedLevel(line, at, smoothing);
+        EXPECT_NEAR(levels[0], PowerDecibels(1 / width), 1e-6) << smoothing;
+        EXPECT_NEAR(levels[1], PowerDecibels(1 / (width * half * 0.99)), 1e-6) << smoothing;
+        EXPECT_LT(levels[2], -200) << smoothing;
+    }
+    const std::vector<double> scale = FrequencyScale(20, 20000);
+    EXPECT_NEAR(scale[96] / scale[0], 2, 1e-12);
+    EXPECT_TRUE(std::ranges::find(scale, 1000.0) != scale.end());
+}
+
+TEST(Decay, AnExponentialHasItsReverberationTime) {
+    // Seconds, and the noise's level below the start; times that noise hides are not told.
+    struct Case {
+        double time, noise, tolerance;
+        bool hasT20, hasT30;
+    };
+    for (const Case& each : {Case{0.5, -200, 0.01, true, true},
+                             {2, -200, 0.01, true, false},
+                             {0.3, -60, 0.04, true, true},
+                             {0.4, -40, 0.06, true, false},
+                             {0.4, -30, 0, false, false}}) {
+        std::mt19937 random(7);
+        std::normal_distribution<double> normal;
+        std::vector<float> samples(48000);
+        for (std::size_t n = 1000; n < samples.size(); ++n) {
+            const double falling = std::pow(10, -3 * static_cast<double>(n - 1000) / kRate / each.time);
+            // Alternating signs have the power of a smooth exponential.
+            samples[n] =
+                static_cast<float>((n % 2 ? 1 : -1) * falling + std::pow(10, each.noise / 20) * normal(random));
+        }
+        samples[1000] = 1.5f;
+        const EnergyDecay decay = EnergyDecayOf(samples, kRate);
+        ASSERT_EQ(decay.t20.has_value(), each.hasT20) << each.noise;
+        ASSERT_EQ(decay.t30.has_value(), each.hasT30) << each.noise;
+        if (decay.t20) {
+            EXPECT_NEAR(*decay.t20, each.time, each.tolerance * each.time);
+            EXPECT_NEAR(*decay.early, each.time, std::max(0.02, each.tolerance) * each.time);
+        }
+        if (decay.t30) {
+            EXPECT_NEAR(*decay.t30, each.time, each.tolerance * each.time);
+        }
+        if (each.noise > -100) {
+            EXPECT_NEAR(decay.noise.value(), each.noise, 6);  // relative to the loudest block, quieter than the peak
+        } else {
+            EXPECT_FALSE(decay.noise);
+        }
+    }
+    EXPECT_TRUE(EnergyDecayOf(std::vector<float>(1000), kRate).levels.empty());
+    EXPECT_TRUE(EnergyDecayOf(std::vector<float>(10, 1.0f), kRate).levels.empty());
+}
+
+TEST(Decay, ACumulativeSpectrumFallsAsTheResonanceDoes) {
+    const Resonance resonance{1000, 20, 1};  // 60 dB in 2.2 * 20 / 1000 s
+    const std::vector<float> samples = resonance.Samples(8192);
+    const CumulativeDecay decay = CumulativeDecayOf(samples, kRate, WindowFrom(0, 0, kRate, samples));
+    const auto column = static_cast<std::size_t>(
+        std::ranges::min_element(decay.frequencies, {}, [](double f) { return std::abs(f - 1000); }) -
+        decay.frequencies.begin());
+    for (std::size_t row = 0; row < decay.times.size() && decay.times[row] < 60; ++row)
+        EXPECT_NEAR(decay.levels[row * decay.frequencies.size() + column],
+                    -20 * std::log10(std::numbers::e) * kTurn * 1000 / 40 * decay.times[row] / 1000, 0.6)
+            << decay.times[row];
+}
+
+TEST(Filters, HaveTheirShapes) {
+    struct Case {
+        FilterShape shape;
+        double slope, atCorner, sum;  // dB; the sum of low-pass and high-pass
+    };
+    for (const Case& each : {Case{FilterShape::Butterworth, 18, -3.0103, 0},
+                             {FilterShape::LinkwitzRiley, 24, -6.0206, 0},
+                             {FilterShape::LinkwitzRiley, 48, -6.0206, 0},
+                             {FilterShape::LinearPhase, 24, -6.0206, 0},
+                             {FilterShape::LinearPhase, 48, -6.0206, 0},
+                             {FilterShape::Butterworth, 6, -3.0103, 0}}) {
+        const Corner corner{2000, each.slope, each.shape};
+        EXPECT_NEAR(Decibels(std::abs(LowPass(corner, 2000))), each.atCorner, 1e-4);
+        EXPECT_NEAR(Decibels(std::abs(HighPass(corner, 2000))), each.atCorner, 1e-4);
+        EXPECT_NEAR(Decibels(std::abs(LowPass(corner, 64000) / LowPass(corner, 32000))), -each.slope, 0.2);
+        EXPECT_NEAR(Decibels(std::abs(HighPass(corner, 62.5) / HighPass(corner, 125))), -each.slope, 0.2);
+        for (const double f : {20.0, 1500.0, 2000.0, 2500.0, 15000.0}) {
+            const std::vector<Complex> ways = WaysOf({corner}, f);
+            EXPECT_NEAR(Decibels(std::abs(ways[0] + ways[1])), each.sum, 1e-6) << each.slope << ' ' << f;
+            if (each.shape == FilterShape::LinearPhase) {
+                EXPECT_EQ(std::arg(ways[0]), 0);
+            }
+        }
+    }
+    const Stage pass{
+        FilterKind::BandPass, {2000, 24, FilterShape::LinkwitzRiley}, {100, 24, FilterShape::LinkwitzRiley}, true};
+    const Stage stages[] = {pass, {FilterKind::HighPass, {}, {0, 24, FilterShape::Butterworth}}};
+    const Complex response = ResponseOf(stages, -6, 0.5, 450);
+    EXPECT_NEAR(Decibels(std::abs(response)), -6 - 0.03, 0.02);
+    EXPECT_NEAR(std::remainder(std::arg(response / ResponseOf(pass, 450)) + kTurn * 450 * 0.0005, kTurn), 0, 1e-9);
+    EXPECT_EQ(HighPass({100, 24, FilterShape::LinkwitzRiley}, 0), Complex(0));
+    EXPECT_EQ(WaysOf({{3000, 24, FilterShape::LinkwitzRiley}, {300, 24, FilterShape::LinkwitzRiley}}, 30).size(), 3u);
+}
+
+TEST(Thinning, KeepsTheExtremesInTheirOrder) {
+    const std::vector<double> values{3, 1, 2, 9, 5, 5, 5, -4, 0};
+    const std::vector<std::size_t> parts{0, 4, 7};
+    EXPECT_EQ(Thinned(values, parts), (std::vector<std::size_t>{1, 3, 4, 7, 8}));
+    EXPECT_EQ(EqualParts(10, 3), (std::vector<std::size_t>{0, 3, 6}));
+    EXPECT_EQ(EqualParts(2, 600).size(), 2u);
+}
+
+}  // namespace
+}  // namespace lumvex::acoustics
