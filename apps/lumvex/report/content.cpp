@@ -1,7 +1,7 @@
 #include "report/content.hpp"
 
 #include <algorithm>
-#include <thread>
+#include <memory>
 
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
@@ -15,10 +15,19 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kNoParent = static_cast<std::size_t>(-1);
 
+// Every project has an entry for each speaker configuration. Until the first design they are in no file, but made anew,
+// with new IDs, each time somebody asks.
+bool HasNoDesigns(const Node& collection) {
+    const CrossoverConfigs crossovers = collection.As<CrossoverConfigs>();
+    if (!crossovers) return false;
+    for (const CrossoverConfig& each : crossovers)
+        if (each.SpkrEQDesigns().Count() > 0) return false;
+    return true;
+}
+
 }  // namespace
 
-ReportContent::ReportContent(WriteBlock writeBlock)
-    : writeBlock_(std::move(writeBlock)), most_(std::max(1u, std::thread::hardware_concurrency()) + 1) {}
+ReportContent::ReportContent(WriteBlock writeBlock) : writeBlock_(std::move(writeBlock)) {}
 
 void ReportContent::Add(const std::filesystem::path& document, const std::optional<Calibration>& calibration) {
     const ReadDocument opened(document);
@@ -112,7 +121,7 @@ void ReportContent::WalkCollection(const Node& owner, std::size_t parent, const 
     LONG count = 0;
     try {
         collection = owner.Follow(property);
-        count = collection.Count();
+        count = HasNoDesigns(collection) ? 0 : collection.Count();
     } catch (const Error& error) {
         return fail(parent, std::string(property.name), error);
     }
@@ -134,9 +143,9 @@ void ReportContent::WalkCollection(const Node& owner, std::size_t parent, const 
 }
 
 std::size_t ReportContent::AddBlock(Trace trace) {
-    WriteFinished(most_ - 1);
+    WriteFinished(2 * workers_.Count());
     computing_.push_back(
-        std::async(std::launch::async, [trace = std::move(trace)] { return PackedTrace(trace); }));
+        workers_.Start([kept = std::make_shared<const Trace>(std::move(trace))] { return PackedTrace(*kept); }));
     return blocks_++;
 }
 

@@ -13,6 +13,7 @@
 #include "objects/opened.hpp"
 #include "progress_line.hpp"
 #include "report/traces.hpp"
+#include "report/workers.hpp"
 
 namespace lumvex::app {
 
@@ -45,7 +46,7 @@ private:
 
     WriteBlock writeBlock_;
     std::deque<std::future<std::string>> computing_;
-    std::size_t most_;         // blocks that are computed at once
+    Workers workers_;
     std::size_t blocks_ = 0;   // that were begun
     std::size_t written_ = 0;
     std::size_t unreadable_ = 0;

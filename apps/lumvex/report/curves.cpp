@@ -12,11 +12,15 @@ namespace {
 
 constexpr double kReferencePressure = 20e-6;  // Pa
 constexpr double kLevelStep = 0.01;           // dB
-constexpr double kDelayStep = 0.001;          // ms
-constexpr double kPhaseStep = 0.1;            // degrees
-constexpr double kCoarseStep = 0.5;           // dB, of the cumulative decay
+constexpr double kDelayStep = 0.005;          // ms
+constexpr double kPhaseStep = 0.2;            // degrees
+constexpr double kCoarseStep = 1;             // dB, of the cumulative decay
 constexpr double kLowestShown = -60;          // dB, of the cumulative decay
-constexpr double kPeakSteps = 32767;          // of samples
+constexpr double kPeakSteps = 32767;          // of samples in the greatest one
+constexpr double kNoiseSteps = 2;             // of samples in the noise that they end in
+
+// Of the common scale's points every so many are kept: curves that are smoother need fewer.
+int StrideOf(int smoothing) { return smoothing > 12 ? 1 : smoothing == 12 ? 2 : 4; }
 
 std::string Ms(double ms) { return NumberText(ms, 5) + " ms"; }
 
@@ -38,6 +42,25 @@ double StepFor(std::span<const double> values) {
     return greatest > 0 ? greatest / kPeakSteps : 1;
 }
 
+// The last point is always kept, so that the curve reaches as far as the others.
+std::vector<double> EveryOf(std::span<const double> values, int stride) {
+    std::vector<double> kept;
+    for (std::size_t k = 0; k < values.size(); k += static_cast<std::size_t>(stride)) kept.push_back(values[k]);
+    if (!values.empty() && (values.size() - 1) % static_cast<std::size_t>(stride) != 0) kept.push_back(values.back());
+    return kept;
+}
+
+// Samples are rounded to a part of their noise, which hides the difference, and never finer than their greatest allows.
+double SampleStep(std::span<const float> samples) {
+    double greatest = 0, noise = 0;
+    for (const float sample : samples) greatest = std::max(greatest, std::abs(double{sample}));
+    const auto last = samples.last(samples.size() / 10);
+    for (const float sample : last) noise += double{sample} * sample;
+    if (!last.empty()) noise = std::sqrt(noise / static_cast<double>(last.size()));
+    const double step = std::max(greatest / kPeakSteps, std::min(noise / kNoiseSteps, greatest / 1024));
+    return step > 0 ? step : 1;
+}
+
 void Pack(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packed) {
     const acoustics::Analysis& analysis = computed.analysis;
     const double rate = data.options.rate;
@@ -56,13 +79,12 @@ void Pack(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packe
     packed.AddCurve("exact.x", analysis.exact.x, rate / static_cast<double>(analysis.size));
     packed.AddCurve("exact.y", analysis.exact.y, kLevelStep);
     for (std::size_t each = 0; each < std::size(acoustics::kSmoothings); ++each) {
-        const std::string smoothing = std::to_string(acoustics::kSmoothings[each]);
-        packed.AddCurve("level." + smoothing, analysis.levels[each], kLevelStep);
-        packed.AddCurve("delay." + smoothing, analysis.delays[each], kDelayStep);
+        const int smoothing = acoustics::kSmoothings[each];
+        const std::string name = std::to_string(smoothing);
+        packed.AddCurve("level." + name, EveryOf(analysis.levels[each], StrideOf(smoothing)), kLevelStep);
+        packed.AddCurve("delay." + name, EveryOf(analysis.delays[each], StrideOf(smoothing)), kDelayStep);
     }
     packed.AddCurve("phase", analysis.phase, kPhaseStep);
-    packed.AddCurve("impulse.x", analysis.impulse.x, 1000 / rate);
-    packed.AddCurve("impulse.y", analysis.impulse.y, StepFor(analysis.impulse.y));
     packed.AddCurve("step.x", analysis.step.x, 1000 / rate);
     packed.AddCurve("step.y", analysis.step.y, StepFor(analysis.step.y));
     if (!analysis.decay.levels.empty()) {
@@ -76,7 +98,7 @@ void Pack(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packe
         packed.AddExact("cumulative.frequencies", analysis.cumulative.frequencies);
         packed.AddCurve("cumulative.levels", levels, kCoarseStep);
     }
-    packed.AddSamples("samples", data.samples, StepFor(analysis.impulse.y));
+    packed.AddSamples("samples", data.samples, computed.sampleStep);
 }
 
 void Pack(const ResponseTrace& data, Packed& packed) {
@@ -120,7 +142,7 @@ ComputedTrace Compute(const Trace& trace, const ImpulseTrace& data) {
         const acoustics::EnergyDecay& decay = analysis.decay;
         method.push_back("Energy decay: backward integral of the squared samples from the greatest one on, all frequencies, "
                          "until " + Ms(decay.end) +
-                         (decay.noise ? ", where the response meets its noise (" + NumberText(*decay.noise, 3) +
+                         (decay.noise ? ", where the response meets its noise (" + NumberText(-*decay.noise, 3) +
                                             " dB below its loudest part), less that noise"
                                       : ", the end") +
                          ", and what an exponential decay would still bring.");
@@ -130,9 +152,11 @@ ComputedTrace Compute(const Trace& trace, const ImpulseTrace& data) {
     }
     if (!analysis.cumulative.levels.empty())
         method.push_back("Cumulative decay: spectra of what follows each moment after the greatest sample, fading in over " +
-                         Ms(analysis.cumulative.fade) + ", smoothed to 1/24 octave, resolution " +
+                         Ms(analysis.cumulative.fade) + ", smoothed to 1/12 octave, resolution " +
                          NumberText(analysis.cumulative.resolution, 4) + " Hz and coarser with time.");
-    method.push_back("The samples in this page are rounded to 1/32767 of the greatest one.");
+    computed.sampleStep = SampleStep(data.samples);
+    method.push_back("The samples in this page are rounded to " + NumberText(computed.sampleStep, 3) +
+                     ": half of what they end in, or 1/32767 of the greatest.");
     return computed;
 }
 

@@ -65,6 +65,7 @@ Drawable TraceSource::Of(const Node& object) {
         AddAs<Correction>(object, drawable) || AddAs<SpkrEQDesign>(object, drawable) ||
         AddAs<RoomCorrection>(object, drawable) || AddAs<BoxCfgSpkr>(object, drawable) ||
         AddAs<BoxCfgBank>(object, drawable) || AddAs<Microphone>(object, drawable);
+    std::ranges::stable_partition(drawable.traces, &Trace::isShown);
     return drawable;
 }
 

@@ -49,6 +49,28 @@ async function readBlock(number) {
   if (facts.scale) {
     const [first, count] = facts.scale;
     arrays.scale = Float64Array.from({length: count}, (_, k) => 1000 * 2 ** ((first + k) / 96));
+    // Smoother curves keep every second or fourth point, and the last.
+    for (const [smoothing, stride] of [[48, 1], [24, 1], [12, 2], [6, 4], [3, 4]])
+      arrays["scale." + smoothing] = arrays.scale.filter((_, k) => k % stride === 0 || k === count - 1);
+    Object.assign(arrays, extremes(arrays.samples, facts.rate));
   }
   return {facts, arrays};
+}
+
+// Of samples the lowest and the highest in each of many parts, in their order: what a screen can show.
+function extremes(samples, rate) {
+  const parts = Math.min(600, samples.length), x = [], y = [];
+  for (let part = 0; part < parts; ++part) {
+    const first = Math.floor(part * samples.length / parts), end = Math.floor((part + 1) * samples.length / parts);
+    let low = first, high = first;
+    for (let k = first; k < end; ++k) {
+      if (samples[k] < samples[low]) low = k;
+      if (samples[k] > samples[high]) high = k;
+    }
+    for (const k of low === high ? [low] : low < high ? [low, high] : [high, low]) {
+      x.push(1000 * k / rate);
+      y.push(samples[k]);
+    }
+  }
+  return {"impulse.x": Float64Array.from(x), "impulse.y": Float64Array.from(y)};
 }

@@ -92,12 +92,12 @@ function curveOf(block, kind, settings) {
   if (!hasChart(block, kind)) return null;
   if (kind === "level") {
     if (!a.scale) return {x: a["response.x"], y: a["response.y"]};
-    return settings.smoothing ? {x: a.scale, y: a["level." + settings.smoothing]} : {x: a["exact.x"], y: a["exact.y"]};
+    return settings.smoothing ? {x: a["scale." + settings.smoothing], y: a["level." + settings.smoothing]} : {x: a["exact.x"], y: a["exact.y"]};
   }
   if (kind === "delay") {
     if (!a.scale) return {x: a["response.x"], y: a["response.delay"]};
-    const delays = a["delay." + (settings.smoothing || 48)];
-    return {x: a.scale, y: settings.arrivalOut ? delays.map(each => each - facts.arrival) : delays};
+    const smoothing = settings.smoothing || 48, delays = a["delay." + smoothing];
+    return {x: a["scale." + smoothing], y: settings.arrivalOut ? delays.map(each => each - facts.arrival) : delays};
   }
   if (kind === "phase") {
     const x = a.scale || a["response.x"];
@@ -387,7 +387,7 @@ function drawMap(canvas, block) {
   canvas.height = height * scale;
   const context = canvas.getContext("2d");
   context.scale(scale, scale);
-  const area = {x: 60, y: 8, w: width - 130, h: height - 52};
+  const area = {x: 60, y: 8, w: width - 146, h: height - 52};
   const low = Math.log10(f[0]), high = Math.log10(f[f.length - 1]), last = t[t.length - 1];
   const image = document.createElement("canvas");
   image.width = f.length;
@@ -493,8 +493,9 @@ function chartCsv(spec, ranges) {
   const {rows} = rowsOf(spec.curves, x => x);
   const quoted = text => '"' + text.replace(/"/g, '""').replace(/^([=+@-])/, "'$1") + '"';
   const lines = [[kind.xLabel, ...spec.curves.map(curve => curve.label)].map(quoted).join(",")];
+  const [low, high] = [ranges.x[0] * (1 - 1e-9), ranges.x[1] * (1 + 1e-9)];  // the range went through logarithms
   for (const row of rows)
-    if (row[0] >= ranges.x[0] && row[0] <= ranges.x[1])
+    if (row[0] >= low && row[0] <= high)
       lines.push(row.map(each => each === null || Number.isNaN(each) ? "" : Number(each.toPrecision(9))).join(","));
   return lines.join("\r\n") + "\r\n";
 }

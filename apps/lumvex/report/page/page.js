@@ -9,11 +9,18 @@ const children = objects.map(() => []);
 objects.forEach((each, place) => { if (each.parent !== undefined) children[each.parent].push(place); });
 objects.forEach((each, place) => { each.document = each.parent === undefined ? content.documents.findIndex(d => d.root === place) : objects[each.parent].document; });
 
-// The names of an object and its owners, without the collections between them.
-objects.forEach(each => {
-  const above = each.parent === undefined ? "" : objects[each.parent].short;
-  each.short = each.parent === undefined ? "" : each.type === undefined ? above : (above ? above + "/" : "") + each.name;
-});
+// The names from the document to an object, with the collections between them.
+objects.forEach(each => { each.chain = each.parent === undefined ? [] : [...objects[each.parent].chain, each]; });
+
+// Do the steps name the object? Collections between may be left out.
+function isNamed(object, steps) {
+  let at = 0;
+  for (const each of object.chain) {
+    if (at < steps.length && each.name.toLowerCase() === steps[at]) ++at;
+    else if (each.type !== undefined) return false;
+  }
+  return at === steps.length && steps.length > 0;
+}
 
 // What the address holds, beside the object.
 const fresh = () => ({chart: "level", smoothing: 12, phase: "wrapped", arrivalOut: true, impulse: "linear", spread: null, align: null,
@@ -57,8 +64,8 @@ function placeOf(address) {
   const wanted = path.replace(/^\/|\/$/g, ""), small = wanted.toLowerCase();
   const within = (each, same) => each.document === document && each.path && same(each.path.replace(/^\//, ""));
   let found = objects.findIndex(each => within(each, own => own === wanted));
-  if (found < 0) found = objects.findIndex(each => each.document === document && each.short.toLowerCase() === small);
   if (found < 0) found = objects.findIndex(each => within(each, own => own.toLowerCase() === small));
+  if (found < 0) found = objects.findIndex(each => each.document === document && isNamed(each, small.split("/")));
   return found;
 }
 
