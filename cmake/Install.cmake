@@ -43,14 +43,16 @@ endif()
 
 if(TARGET lumvex_tool)
   install(TARGETS lumvex_tool DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-  # Manual pages and completion of the tool, as far as there are any.
-  file(GLOB pages CONFIGURE_DEPENDS apps/lumvex/man/*.1)
-  if(pages)
-    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-  endif()
-  if(EXISTS ${PROJECT_SOURCE_DIR}/apps/lumvex/completion/lumvex.bash)
-    install(FILES apps/lumvex/completion/lumvex.bash RENAME lumvex COMPONENT tool
+  if(LUMVEX_TOOL_MANUAL)  # what the tool prints of itself
+    install(FILES ${LUMVEX_TOOL_MANUAL}/lumvex.1${LUMVEX_TOOL_MANUAL_COMPRESSED} COMPONENT tool
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${LUMVEX_TOOL_MANUAL}/lumvex.bash RENAME lumvex COMPONENT tool
             DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    set(zsh site-functions)
+    if(LUMVEX_FOR_DEBIAN)
+      set(zsh vendor-completions)
+    endif()
+    install(FILES ${LUMVEX_TOOL_MANUAL}/_lumvex DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh} COMPONENT tool)
   endif()
 endif()
 if(TARGET lumvex_server)

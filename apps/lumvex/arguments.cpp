@@ -4,9 +4,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <type_traits>
 
 #include "files/file_error.hpp"
+#include "manual.hpp"
+#include "run_options.hpp"
+#include "suggestion.hpp"
+#include "terminal.hpp"
 
 namespace lumvex::app {
 
@@ -14,25 +17,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool IsPositional(const Option& option) { return !option.name.starts_with('-'); }
+// Goes in front of an argument that the parser would take for something else than what it is. No argument of a program
+// begins with it: it is no character.
+constexpr char kProtection = '\1';
 
-// "-o" and "--output" of "-o,--output".
-std::vector<std::string> NamesOf(const Option& option) { return CLI::detail::split(option.name, ','); }
-
-bool TakesValue(const Option& option) { return !std::holds_alternative<bool*>(option.target); }
-
-template <class Item>
-constexpr bool kIsList = false;
-template <class Item>
-constexpr bool kIsList<std::vector<Item>> = true;
-
-bool IsList(const Option& option) {
-    return std::visit([](const auto* target) { return kIsList<std::remove_cvref_t<decltype(*target)>>; },
-                      option.target);
-}
+std::string Unprotected(const std::string& text) { return text.starts_with(kProtection) ? text.substr(1) : text; }
 
 // Our command line is UTF-8 on every system, but a path made from char would be read in the system's code page.
-fs::path PathOf(const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); }
+fs::path PathOf(const std::string& text) {
+    const std::string plain = Unprotected(text);
+    return fs::path(std::u8string(plain.begin(), plain.end()));
+}
 
 // Has the parser put the value of an option into the target.
 CLI::Option* AddTo(CLI::App& parser, const Option& option, bool* target) {
@@ -40,11 +35,15 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, bool* target) {
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::string* target) {
-    return parser.add_option(option.name, *target, option.help);
+    const auto take = [target](const std::string& text) { *target = Unprotected(text); };
+    return parser.add_option_function<std::string>(option.name, take, option.help);
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::vector<std::string>* target) {
-    return parser.add_option(option.name, *target, option.help);
+    const auto take = [target](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) target->push_back(Unprotected(text));
+    };
+    return parser.add_option_function<std::vector<std::string>>(option.name, take, option.help);
 }
 
 // Refuses an empty text, which the parser would read as 0.
@@ -69,13 +68,15 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, fs::path* target) {
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::optional<std::string>* target) {
-    const auto take = [target](const std::string& text) { *target = text; };
+    const auto take = [target](const std::string& text) { *target = Unprotected(text); };
     return parser.add_option_function<std::string>(option.name, take, option.help);
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::vector<fs::path>* target) {
     const auto take = [target](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) target->push_back(PathOf(text));
+        for (const std::string& text : texts) {
+            for (fs::path& file : Expanded(PathOf(text))) target->push_back(std::move(file));
+        }
     };
     return parser.add_option_function<std::vector<std::string>>(option.name, take, option.help);
 }
@@ -86,7 +87,8 @@ void AddOption(CLI::App& parser, const Option& option) {
     // A repeatable option takes one value each time, so that what follows is not taken for another value.
     if (IsList(option) && !IsPositional(option)) added->expected(1)->take_all()->allow_extra_args(false);
     added->type_name(option.value.shown)->required(option.rules.required);
-    if (option.value.problemOf) added->check(option.value.problemOf);
+    if (const auto problemOf = option.value.problemOf)
+        added->check([problemOf](const std::string& text) { return problemOf(Unprotected(text)); });
     if (!option.value.choices.empty()) added->check(CLI::IsMember(option.value.choices));
 }
 
@@ -112,15 +114,10 @@ void CheckNeedsOneOf(const CLI::App& parser, const Option& option) {
 }
 
 std::string HelpBelow(const Command& command) {
-    return command.details +
-           "\n\n"
-           "Exit status:\n"
-           "  0  all done\n"
-           "  1  " +
-           command.incomplete +
-           "\n"
-           "  2  wrong usage; nothing was done\n"
-           "  3  DOC could not be opened, read or saved; it is as it was before";
+    std::string text = command.details + "\n\nExit status:";
+    for (const auto& [status, meaning] : ExitStatuses(command))
+        text += "\n  " + std::to_string(status) + "  " + meaning;
+    return text;
 }
 
 void AddCommand(CLI::App& app, const Command& command, const Command*& chosen) {
@@ -131,6 +128,7 @@ void AddCommand(CLI::App& app, const Command& command, const Command*& chosen) {
     parser->callback([&command, &chosen, parser] {
         for (const Option& option : command.options) CheckNeedsOneOf(*parser, option);
         chosen = &command;
+        CurrentRun().use = command.use;
     });
 }
 
@@ -147,18 +145,58 @@ bool IsOptionWithValue(const Command& command, const std::string& argument) {
     });
 }
 
-// In a list of files the parser would take "[a,b]" apart, and it does not accept "--" after the first of them. Such
-// files get their folder in front ("./[a,b]"), and so do those after "--" that look like options.
-void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
-    if (!TakesList(command)) return;
+// In a list the parser would take "[a,b]" apart, it drops an argument without characters, and it does not accept "--"
+// after the first of a list. Such arguments are protected, and so are those after "--" that look like options.
+void Protect(const Command& command, std::vector<std::string>& arguments) {
+    const bool takesList = TakesList(command);
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
-    for (auto file = arguments.begin() + 1; file != arguments.end(); ++file) {
-        const bool isValue = file < mark && IsOptionWithValue(command, *(file - 1));
-        const bool isList = !isValue && file->starts_with('[') && file->ends_with(']');
-        const bool isOption = file > mark && file->starts_with('-');
-        if (isList || isOption) file->insert(0, "./");
+    for (auto each = arguments.begin() + 1; each != arguments.end(); ++each) {
+        const bool isValue = each < mark && IsOptionWithValue(command, *(each - 1));
+        const bool isList = takesList && !isValue && each->starts_with('[') && each->ends_with(']');
+        const bool isOption = each > mark && each->starts_with('-');
+        if (isList || isOption || each->starts_with(kProtection)) each->insert(0, 1, kProtection);
     }
     if (mark != arguments.end()) arguments.erase(mark);
+}
+
+std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
+    std::vector<std::string> names;
+    for (const Command& command : commands) names.push_back(command.name);
+    return names;
+}
+
+// What the parser says of wrong usage, with a suggestion for a word that it does not know.
+void PrintUsageError(const CLI::ParseError& error, const std::vector<Command>& commands, const Command* named,
+                     const std::vector<std::string>& arguments) {
+    if (!named) {
+        const std::string first = arguments.empty() ? "" : arguments[0];
+        if (first.empty()) {
+            std::cerr << "lumvex: which command? `lumvex help` lists all.\n";
+        } else if (first[0] == '-') {
+            std::cerr << "lumvex: there is no option " << Quoted(first)
+                      << DidYouMean(first, {"--help", "--version", "-h", "-v"}) << "\n`lumvex help` lists all.\n";
+        } else {
+            std::cerr << "lumvex: there is no command " << Quoted(first) << DidYouMean(first, NamesOf(commands))
+                      << "\n`lumvex help` lists all.\n";
+        }
+        return;
+    }
+    std::cerr << "lumvex " << named->name << ": ";
+    std::vector<std::string> known{"-h", "--help"};
+    for (const Option& option : named->options) {
+        if (!IsPositional(option)) std::ranges::copy(NamesOf(option), std::back_inserter(known));
+    }
+    const auto isUnknown = [&](const std::string& argument) {
+        const std::string name = argument.substr(0, argument.find('='));
+        return name.size() > 1 && name[0] == '-' && std::ranges::find(known, name) == known.end();
+    };
+    const auto unknown = std::ranges::find_if(arguments, isUnknown);
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) && unknown != arguments.end()) {
+        std::cerr << "there is no option " << Quoted(*unknown) << DidYouMean(*unknown, known);
+    } else {
+        std::cerr << error.what();
+    }
+    std::cerr << "\n`lumvex help " << named->name << "` says all about it.\n";
 }
 
 }  // namespace
@@ -166,26 +204,25 @@ void ProtectFiles(const Command& command, std::vector<std::string>& arguments) {
 std::variant<const Command*, ExitStatus> ParseArguments(const std::vector<Command>& commands,
                                                         std::vector<std::string> arguments) {
     CLI::App app("Imports, designs, inspects, exports, compares and checks Lumvex documents.", "lumvex");
-    app.set_version_flag("--version", "lumvex " LUMVEX_TOOL_VERSION);
+    app.set_version_flag("-v,--version", "lumvex " LUMVEX_TOOL_VERSION);
     app.require_subcommand(1);
     app.allow_windows_style_options(false);  // what begins with a slash is a path on every system
-    app.footer("`lumvex COMMAND --help` says all about a command.");
+    app.footer("`lumvex help COMMAND` says all about a command.");
     const Command* chosen = nullptr;
     for (const Command& command : commands) AddCommand(app, command, chosen);
 
-    const std::string first = arguments.empty() ? "" : arguments[0];
-    const auto named = std::ranges::find(commands, first, &Command::name);
-    if (named != commands.end()) ProtectFiles(*named, arguments);
-    std::ranges::reverse(arguments);  // the parser takes the last one first
+    const auto found = std::ranges::find(commands, arguments.empty() ? "" : arguments[0], &Command::name);
+    const Command* named = found == commands.end() ? nullptr : &*found;
+    if (named) Protect(*named, arguments);
     try {
-        app.parse(std::move(arguments));
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // it takes the last one first
         return chosen;
+    } catch (const CLI::Success& answer) {
+        app.exit(answer);
+        return kDone;
     } catch (const CLI::ParseError& error) {
-        if (named == commands.end() && !first.empty() && first[0] != '-') {
-            std::cerr << "There is no command " << Quoted(first) << "; `lumvex --help` lists all.\n";
-            return kWrongUsage;
-        }
-        return app.exit(error) == 0 ? kDone : kWrongUsage;
+        PrintUsageError(error, commands, named, arguments);
+        return kWrongUsage;
     }
 }
 

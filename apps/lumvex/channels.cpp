@@ -8,9 +8,7 @@ namespace lumvex::app {
 
 namespace {
 
-using Kind = MeasurementFile::Kind;
-
-std::ptrdiff_t Rows(const MeasurementFile& file) { return static_cast<std::ptrdiff_t>(file.rows); }
+using FileKind = MeasurementFile::Kind;
 
 // "impulse" of "impulse-left" and "impulse-right".
 std::string CommonName(std::span<const InputFile> files) {
@@ -36,14 +34,11 @@ void CheckGoesWith(const InputFile& first, const InputFile& other) {
     const auto refuse = [&](const std::string& what) {
         throw FileError(other.path, what + ", and cannot be a channel beside " + Quoted(one.name));
     };
-    if (one.kind != two.kind) refuse("it is of another kind");
-    if (ChannelCount(two) != 1) refuse("it has " + CountOf(two.columns, "channel"));
+    if (two.columns != 1) refuse("it has " + CountOf(two.columns, "channel"));
     if (one.rows != two.rows) refuse("it has " + CountOf(two.rows, "row") + ", not " + std::to_string(one.rows));
     if (one.sampleRate != two.sampleRate)
         refuse("its sample rate is " + std::to_string(two.sampleRate) + " Hz, not " + std::to_string(one.sampleRate));
-    const bool sameFrequencies =
-        one.kind == Kind::Impulse || std::equal(one.values.begin(), one.values.begin() + Rows(one), two.values.begin());
-    if (!sameFrequencies) refuse("it has other frequencies");
+    if (one.startTime.value_or(0) != two.startTime.value_or(0)) refuse("it has another start time");
 }
 
 }  // namespace
@@ -52,49 +47,50 @@ std::string CountOf(std::size_t count, const std::string& what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-std::size_t ChannelCount(const MeasurementFile& file) { return file.kind == Kind::Impulse ? file.columns : 1; }
-
-MeasurementFile LevelsOf(const MeasurementFile& file) {
-    MeasurementFile levels = file;
-    levels.values.assign(file.values.begin() + Rows(file), file.values.begin() + 2 * Rows(file));
-    levels.columns = 1;
-    return levels;
-}
-
 void CheckIsMeasurement(const InputFile& file) {
-    if (file.content.kind == Kind::Calibration)
+    if (file.content.kind == FileKind::Calibration)
         throw FileError(file.path,
                         "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
 }
 
 void CheckIsImpulse(const InputFile& file) {
     CheckIsMeasurement(file);
-    if (file.content.kind == Kind::Response)
+    if (file.content.kind != FileKind::Impulse)
         throw FileError(file.path, "it is a frequency response, and a correction is made of impulse responses");
 }
 
-MeasurementFile Joined(std::span<const InputFile> files) {
-    const auto channelsOf = [](const MeasurementFile& file) {
-        return file.kind == Kind::Impulse ? file : LevelsOf(file);
-    };
-    MeasurementFile joined = channelsOf(files[0].content);
-    joined.name = CommonName(files);
-    for (const InputFile& file : files.subspan(1)) {
-        CheckGoesWith(files[0], file);
-        const MeasurementFile channel = channelsOf(file.content);
-        joined.values.insert(joined.values.end(), channel.values.begin(), channel.values.end());
-        joined.columns += channel.columns;
-        joined.modified = std::max(joined.modified, channel.modified);
+void CheckIsSound(const InputFile& file, const std::string& owner) {
+    CheckIsMeasurement(file);
+    if (file.content.kind == FileKind::Impulse) return;
+    const std::string what =
+        file.content.kind == FileKind::Data ? "it holds numbers as they are" : "it is a frequency response";
+    throw FileError(file.path, what + ", and " + owner +
+                                   " keeps impulse responses; the project itself keeps it (--as data), and "
+                                   "--to-impulse RATE makes an impulse response of a frequency response");
+}
+
+MeasurementFile Joined(std::span<InputFile> files) {
+    for (const InputFile& file : files.subspan(1)) CheckGoesWith(files[0], file);
+    const bool isNamed = files[0].content.isNamed;
+    const std::string name = isNamed ? files[0].content.name : CommonName(files);
+    MeasurementFile joined = std::move(files[0].content);
+    joined.name = name;
+    joined.values.reserve(joined.values.size() * files.size());
+    for (InputFile& file : files.subspan(1)) {
+        joined.values.insert(joined.values.end(), file.content.values.begin(), file.content.values.end());
+        std::vector<float>().swap(file.content.values);
+        joined.columns += file.content.columns;
+        joined.modified = std::max(joined.modified, file.content.modified);
     }
     return joined;
 }
 
-MeasurementFile WithOutputs(std::span<const InputFile> files, std::size_t outputs, const std::string& what) {
-    MeasurementFile joined = Joined(files);
-    if (joined.columns == outputs) return joined;
+MeasurementFile WithOutputs(std::span<InputFile> files, std::size_t outputs, const std::string& what) {
+    for (const InputFile& file : files.subspan(1)) CheckGoesWith(files[0], file);
+    const std::size_t columns = files[0].content.columns + files.size() - 1;
+    if (columns == outputs) return Joined(files);
     throw FileError(files[0].path, (files.size() == 1 ? "it has " : "with the others it has ") +
-                                       CountOf(joined.columns, "channel") + "; " + what + " has " +
-                                       std::to_string(outputs) +
+                                       CountOf(columns, "channel") + "; " + what + " has " + std::to_string(outputs) +
                                        (outputs == 1 ? "" : ", in one file or in as many mono files"));
 }
 

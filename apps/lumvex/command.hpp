@@ -12,6 +12,14 @@
 
 namespace lumvex::app {
 
+// What a command does with DOC.
+enum class DocumentUse {
+    None,  // it takes none
+    Reads,
+    Changes,  // through EditedDocument, which is saved once
+    Makes,    // changes it, and creates it when there is none
+};
+
 // Where the value of an option goes. A flag becomes true; a list gets one more value each time.
 using Target =
     std::variant<bool*, float*, std::string*, std::filesystem::path*, std::optional<short>*,
@@ -46,19 +54,30 @@ struct Option {
     Rules rules = {};
 };
 
+bool IsPositional(const Option& option);
+bool TakesValue(const Option& option);
+bool IsList(const Option& option);
+bool IsPath(const Option& option);
+std::vector<std::string> NamesOf(const Option& option);  // "-o" and "--output" of "-o,--output"
+
 // The argument DOC, which every command takes first.
 Option DocumentOption(std::filesystem::path& document, const std::string& help);
 
 struct Command {
-    std::string name;             // "check"
-    std::string summary;          // one line for the list of commands
+    std::string name;     // "check"
+    std::string summary;  // one line for the list of commands
+    DocumentUse use = DocumentUse::Reads;
     std::vector<Option> options;  // in the order of the help
     std::string details;          // the help's paragraphs below the options, without an end of line after the last
     std::string incomplete;       // what exit status 1 means for this command: "problems were found"
 
-    // Does the command's work after the targets of its options have been filled. Results go to standard output, errors
-    // and progress to standard error. May throw DocumentError and FileError.
+    // Does the command's work after the targets of its options have been filled. Data go to standard output; reports
+    // (run_options.hpp), errors and progress to standard error. May throw DocumentError and FileError. May be called a
+    // second time after a MadeMeanwhile.
     std::function<ExitStatus()> run;
 };
+
+// Gives a command the options that follow from its use of DOC: --wait, --dry-run, --quiet.
+Command WithCommonOptions(Command command);
 
 }  // namespace lumvex::app

@@ -15,7 +15,7 @@ namespace commands {
 // All of them, in the order of the help.
 inline std::vector<Command> AllCommands() {
     return {
-#define LUMVEX_COMMAND(function) commands::function(),
+#define LUMVEX_COMMAND(function) WithCommonOptions(commands::function()),
 #include "commands.def"
     };
 }

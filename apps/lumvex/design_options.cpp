@@ -1,5 +1,8 @@
 #include "design_options.hpp"
 
+#include <cmath>
+#include <span>
+
 #include "files/file_error.hpp"
 
 namespace lumvex::app {
@@ -19,8 +22,18 @@ bool ReadCrossover(const std::string& text, std::vector<float>& values) {
 }
 
 std::string ProblemOfCrossover(const std::string& text) {
-    std::vector<float> ignored;
-    return ReadCrossover(text, ignored) ? "" : "a crossover is a frequency and a slope, such as 2200:24";
+    std::vector<float> values;
+    if (!ReadCrossover(text, values)) return "a crossover is a frequency and a slope, such as 2200:24";
+    return values[LX_XOVERFREQ] > 0 && values[LX_XOVERSLOPE] > 0 ? ""
+                                                                 : "frequency and slope of a crossover are above 0";
+}
+
+std::string ProblemOfLimit(std::span<const float> limit, std::span<const float> before) {
+    if (!(limit[LX_LIMITFREQ] > 0)) return "a frequency above 0";
+    if (!before.empty() && !(limit[LX_LIMITFREQ] > before[LX_LIMITFREQ])) return "a frequency above the one before";
+    if (!(limit[LX_LIMITMAX] > limit[LX_LIMITMIN])) return "a maximum above the minimum";
+    const float type = limit[LX_LIMITTYPE];
+    return type >= 0 && type == std::floor(type) ? "" : "a type that is a whole number";
 }
 
 }  // namespace
@@ -41,13 +54,14 @@ Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)
 std::string DesignHelp() {
     return "A table of limits is text, with five numbers in each line (frequency, alpha, maximum, minimum, type) "
            "between\n"
-           "commas or semicolons; a first line of these words is a header. Limits and crossovers that are given take\n"
-           "the place of all that are there.\n\n";
+           "commas, semicolons or tabs; a first line of these words is a header. Frequencies rise, and each maximum is "
+           "above its\n"
+           "minimum. Limits and crossovers that are given take the place of all that are there.\n\n";
 }
 
 Array LimitTable(const DesignOptions& options) {
     if (options.limits.empty()) return {};
-    const std::vector<float> values = ReadNumbers(options.limits, kLimitColumns);
+    const std::vector<float> values = ReadNumbers(options.limits, kLimitColumns, ProblemOfLimit);
     return InTwoDimensions(values, LX_LIMITSIZE);
 }
 

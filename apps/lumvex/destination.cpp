@@ -4,8 +4,11 @@
 #include <unordered_set>
 
 #include "files/text_encoding.hpp"
+#include "files/text_writer.hpp"
 #include "model_lookup.hpp"
 #include "named_data.hpp"
+#include "objects/address.hpp"
+#include "stored_files.hpp"
 
 namespace lumvex::app {
 
@@ -13,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using Kind = MeasurementFile::Kind;
+using FileKind = MeasurementFile::Kind;
 
 // What all destinations have in common: a name that is taken is refused, or its item replaced where --replace asks for
 // it.
@@ -26,7 +29,9 @@ protected:
     void Place(const fs::path& path, const std::string& name, const std::string& what, const Collection& collection,
                const Item& existing, Put put) {
         if (existing && written_.contains(existing.ID()))
-            throw FileError(path, "the name " + Quoted(name) + " is that of another file of this import already");
+            throw FileError(path,
+                            "the name " + Quoted(name) +
+                                " is that of another file of this import already; --name or --prefix gives others");
         if (existing && !replace_)
             throw FileError(path, what + " named " + Quoted(name) + " already; --replace gives it the file's content");
         Item item = existing;
@@ -40,6 +45,8 @@ protected:
         written_.insert(item.ID());
     }
 
+    bool Replaces() const { return replace_; }
+
 private:
     bool replace_;
     std::unordered_set<std::u16string> written_;  // IDs of what this import has made or replaced
@@ -47,76 +54,76 @@ private:
 
 class DataDestination final : public NamedDestination {
 public:
-    DataDestination(const Project& project, bool replace)
-        : NamedDestination(replace), data_(project.Data()), names_(data_) {}
+    DataDestination(const Project& project, const Placement& placement)
+        : NamedDestination(placement.replace), data_(project.Data()), names_(data_), header_(placement.header) {}
 
-    MeasurementFile Add(std::span<const InputFile> files) override {
-        const std::filesystem::path& path = files[0].path;
-        const MeasurementFile& file = files[0].content;
-        Place(path, file.name, "the document has a datum", data_, names_.Find(FromUtf8(file.name)),
-              [&](const Datum& datum) { Store(file, datum); });
-        return file;
+    StoredItem Add(std::span<InputFile> files) override {
+        const fs::path& path = files[0].path;
+        MeasurementFile& file = files[0].content;
+        const std::u16string name = FromUtf8(file.name);
+        const std::string header = HeaderOf(file);
+        const std::u16string headerName = HeaderNameOf(name);
+        const Datum existing = names_.Find(name), oldHeader = names_.Find(headerName);
+        if (oldHeader && !header.empty() && (!HeaderIn(oldHeader) || !Replaces()))
+            throw FileError(
+                path, "the document has a datum named " + Quoted(ToUtf8(headerName)) + ", where the header would go");
+        // It is looked for behind its datum alone, so that nothing else has to be loaded for it.
+        const bool isBehind = !existing || (oldHeader ? names_.Place(headerName) == names_.Place(name) + 1
+                                                      : names_.Place(name) == data_.Count());
+        Place(path, file.name, "the document has a datum", data_, existing,
+              [&](const Datum& datum) { Store(std::move(file), datum); });
+        StoredItem stored{Shown(name), file};
+        if (!isBehind) {
+            if (!header.empty()) stored.note = "its header is not kept, because another datum follows";
+        } else if (!header.empty()) {
+            Datum datum = oldHeader ? oldHeader : data_.Add(headerName);
+            StoreHeader(header, datum);
+            datum.Timestamp(ToDate(file.modified));
+        } else if (oldHeader && HeaderIn(oldHeader)) {
+            StoreHeader({}, oldHeader);  // the old header is not the new file's
+        }
+        return stored;
     }
 
 private:
+    // What a datum has no property for.
+    std::string HeaderOf(const MeasurementFile& file) const {
+        const bool isMore = file.kind == FileKind::Calibration || file.startTime.has_value();
+        return isMore || (header_ && !file.header.empty()) ? HeaderText(file) : std::string();
+    }
+
     Data data_;
     NamedData names_;
+    bool header_;
 };
 
 class MicrophoneDestination final : public NamedDestination {
 public:
     MicrophoneDestination(const Specifications& library, bool replace)
-        : NamedDestination(replace), microphones_(library.Microphones()) {}
+        : NamedDestination(replace), microphones_(library.Microphones()), names_(microphones_) {}
 
-    MeasurementFile Add(std::span<const InputFile> files) override {
-        const std::filesystem::path& path = files[0].path;
-        const MeasurementFile& file = files[0].content;
-        if (file.kind != Kind::Calibration)
-            throw FileError(path, "it is no microphone calibration, and a library takes no other measurements");
-        MeasurementFile curve = LevelsOf(file);
-        curve.name = file.serialNumber.value_or(file.name);
-        Place(path, curve.name, "the library has a microphone", microphones_,
-              microphones_.FindName(FromUtf8(curve.name)).As<Microphone>(), [&](Microphone microphone) {
-                  Store(curve, microphone);
-                  if (file.sensitivity) microphone.Scale(static_cast<float>(*file.sensitivity));
+    StoredItem Add(std::span<InputFile> files) override {
+        const fs::path& path = files[0].path;
+        MeasurementFile& file = files[0].content;
+        if (file.kind != FileKind::Calibration)
+            throw FileError(path,
+                            "it is no microphone calibration, and a library takes no other measurements (--as "
+                            "calibration says that it is one)");
+        if (const std::string problem = ProblemOfCalibration(file); !problem.empty()) throw FileError(path, problem);
+        if (!file.isNamed) file.name = file.serialNumber.value_or(file.name);
+        Place(path, file.name, "the library has a microphone", microphones_, names_.Find(FromUtf8(file.name)),
+              [&](Microphone microphone) {
+                  microphone.Data(CalibrationEntries(file));
+                  microphone.SampleRate(0);
+                  microphone.Timestamp(ToDate(file.modified));
+                  microphone.Scale(ScaleOf(file.sensitivity));
               });
-        return curve;
+        return {Shown(FromUtf8(file.name)), file};
     }
 
 private:
     Microphones microphones_;
-};
-
-// A measurement has no place for the frequencies and phases of a response: the levels go into it, and the whole table
-// into the named data of the project.
-class ResponseTables {
-public:
-    ResponseTables(const Project& project, bool replace) : data_(project.Data()), names_(data_), replace_(replace) {}
-
-    // Throws FileError when a name belongs to other data that is not to be replaced.
-    void Check(std::span<const InputFile> files) {
-        for (const auto& [path, file] : files) {
-            if (file.kind != Kind::Response || replace_) continue;
-            const Datum existing = names_.Find(FromUtf8(file.name));
-            if (existing && DifferenceOf(file, existing))
-                throw FileError(path, "the document has other data named " + Quoted(file.name) +
-                                          "; --replace gives it the file's content");
-        }
-    }
-
-    void Keep(std::span<const InputFile> files) {
-        for (const auto& [path, file] : files) {
-            if (file.kind != Kind::Response) continue;
-            const std::u16string name = FromUtf8(file.name);
-            const Datum existing = names_.Find(name);
-            Store(file, existing ? existing : data_.Add(name));
-        }
-    }
-
-private:
-    Data data_;
-    NamedData names_;
-    bool replace_;
+    MembersByName<Microphones> names_;
 };
 
 class SpeakerDestination final : public NamedDestination {
@@ -125,25 +132,27 @@ public:
         : NamedDestination(placement.replace),
           config_(FindOrAddSpeakerConfig(document, project, placement)),
           configName_(ToUtf8(config_.Name())),
+          speakerName_(placement.speaker),
           outputs_(static_cast<std::size_t>(config_.Config().OutputCount())),
           measurements_(config_.Measurements()),
-          experiment_(FindOrAdd(project.Experiments(), FromUtf8(placement.experiment))),
-          tables_(project, placement.replace) {}
+          names_(measurements_),
+          experiment_(FindOrAdd(project.Experiments(), FromUtf8(placement.experiment))) {}
 
     std::size_t FilesTogether() const override { return outputs_; }
 
-    MeasurementFile Add(std::span<const InputFile> files) override {
-        for (const InputFile& file : files) CheckIsMeasurement(file);
+    StoredItem Add(std::span<InputFile> files) override {
+        for (const InputFile& file : files) CheckIsSound(file, "a speaker");
         MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
-        tables_.Check(files);
+        const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
-              measurements_.FindName(FromUtf8(channels.name)).As<Measurement>(), [&](Measurement measurement) {
-                  Store(channels, measurement);
+              names_.Find(name), [&](Measurement measurement) {
+                  Store(std::move(channels), measurement);
+                  StoreStartTime(channels.startTime, measurement);
                   measurement.Experiment(experiment_);
-                  tables_.Keep(files);
                   Link(measurement);
               });
-        return channels;
+        return {StepText(FromUtf8(speakerName_)) + '/' + StepText(FromUtf8(configName_)) + '/' + StepText(name),
+                channels};
     }
 
 private:
@@ -157,40 +166,42 @@ private:
     }
 
     SpkrEQConfig config_;
-    std::string configName_;
+    std::string configName_, speakerName_;
     std::size_t outputs_;
     Measurements measurements_;
+    MembersByName<Measurements> names_;
     Experiment experiment_;
-    ResponseTables tables_;
 };
 
 class RoomDestination final : public NamedDestination {
 public:
     RoomDestination(const Project& project, const Placement& placement)
         : NamedDestination(placement.replace),
+          place_(StepText(FromUtf8(placement.room)) + '/' + StepText(FromUtf8(placement.position)) + '/'),
           measurements_(
               FindOrAdd(FindOrAdd(project.Rooms(), FromUtf8(placement.room)).Positions(), FromUtf8(placement.position))
                   .Measurements()),
-          channel_(*placement.channel),
-          tables_(project, placement.replace) {}
+          names_(measurements_),
+          channel_(*placement.channel) {}
 
-    MeasurementFile Add(std::span<const InputFile> files) override {
-        CheckIsMeasurement(files[0]);
+    StoredItem Add(std::span<InputFile> files) override {
+        CheckIsSound(files[0], "a room");
         MeasurementFile channels = Joined(files);
-        tables_.Check(files);
-        Place(files[0].path, channels.name, "the position has a measurement", measurements_,
-              measurements_.FindName(FromUtf8(channels.name)).As<RoomMeasurement>(), [&](RoomMeasurement measurement) {
-                  Store(channels, measurement);
+        const std::u16string name = FromUtf8(channels.name);
+        Place(files[0].path, channels.name, "the position has a measurement", measurements_, names_.Find(name),
+              [&](RoomMeasurement measurement) {
+                  Store(std::move(channels), measurement);
+                  StoreStartTime(channels.startTime, measurement);
                   measurement.Channel(channel_);
-                  tables_.Keep(files);
               });
-        return channels;
+        return {place_ + StepText(name), channels};
     }
 
 private:
+    std::string place_;
     RoomMeasurements measurements_;
+    MembersByName<RoomMeasurements> names_;
     short channel_;
-    ResponseTables tables_;
 };
 
 }  // namespace
@@ -205,7 +216,7 @@ std::unique_ptr<Destination> MakeDestination(const EditedDocument& document, con
     const Project& project = *document.AsProject();
     if (isSpeaker) return std::make_unique<SpeakerDestination>(document.Path(), project, placement);
     if (isRoom) return std::make_unique<RoomDestination>(project, placement);
-    return std::make_unique<DataDestination>(project, placement.replace);
+    return std::make_unique<DataDestination>(project, placement);
 }
 
 }  // namespace lumvex::app

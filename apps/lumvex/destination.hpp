@@ -18,6 +18,14 @@ struct Placement {
     std::string room, position;
     std::optional<short> channel;
     bool replace = false;
+    bool header = false;  // keep the lines above the numbers of every text file beside its datum
+};
+
+// What an import made of one or several files.
+struct StoredItem {
+    std::string place;        // its name, or where it is: "Studio/Listener/left"
+    MeasurementFile content;  // without values
+    std::string note = {};    // what was not kept, in words
 };
 
 class Destination {
@@ -28,9 +36,9 @@ public:
     // measurement of its own.
     virtual std::size_t FilesTogether() const { return 1; }
 
-    // Adds one item, from one file or from FilesTogether() mono files, and returns what it stored. Throws FileError and
+    // Adds one item, from one file or from FilesTogether() mono files, whose values it takes away. Throws FileError and
     // adds nothing when the files do not belong there, the name is taken or the array is refused.
-    virtual MeasurementFile Add(std::span<const InputFile> files) = 0;
+    virtual StoredItem Add(std::span<InputFile> files) = 0;
 };
 
 // Makes the speakers, rooms and whatever else the placement names and the document lacks. Throws FileError when that is

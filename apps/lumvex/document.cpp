@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <iomanip>
+#include <iostream>
 #include <sstream>
 #include <system_error>
 
 #include "files/text_encoding.hpp"
+#include "interruption.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "lumvex/maintenance.hpp"
+#include "progress_line.hpp"
 
 namespace lumvex::app {
 
@@ -67,7 +71,7 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
     } else if (error.Status() == STG_E_ACCESSDENIED && fs::exists(found) && !fs::is_regular_file(found)) {
         reason = "it is a device or pipe";
     } else if (error.Status() == STG_E_FILENOTFOUND && fs::is_regular_file(found)) {
-        reason = "it is a compound file, but it holds no project";
+        reason = "it is a compound file, but no document";
     } else {
         return Describe(error);
     }
@@ -87,21 +91,31 @@ template <class Kind>
 Kind OpenedAs(const std::u16string& path, LXAccessMode mode) {
     Kind document = Kind::Create();
     document.AccessMode(mode);
-    document.OpenFile(path);
+    WhenFree([&] { document.OpenFile(path); });
     return document;
 }
 
 bool HoldsLibrary(const fs::path& document) {
     try {
-        return InspectDocument(document).rootClass == "CSpecifications";
+        return WhenFree([&] { return InspectDocument(document); }).rootClass == "CSpecifications";
     } catch (const Error&) {
         return false;
     }
 }
 
+// A mistyped name makes no document: that of a measurement file, which stands where DOC should, among others.
 AnyDocument Made(const fs::path& path) {
+    const std::string kind = LowerExtension(path);
+    if (kind != ".lvp" && kind != ".lvs")
+        throw DocumentError(
+            path, "cannot be created",
+            "there is no such file, and names of new documents end in .lvp (project) or .lvs (library)");
+    PathText(path);  // refuses a name that could not be opened again
+    std::error_code ignored;
+    if (!fs::is_directory(fs::absolute(path, ignored).parent_path(), ignored))
+        throw DocumentError(path, "cannot be created", Error(STG_E_PATHNOTFOUND, {}));
     AnyDocument made;
-    if (LowerExtension(path) == ".lvs") {
+    if (kind == ".lvs") {
         made = Specifications::Create();
     } else {
         made = Project::Create();
@@ -151,16 +165,42 @@ Root RootOf(const AnyDocument& document) {
     return std::visit([](const auto& kind) { return static_cast<const Root&>(kind); }, document);
 }
 
-EditedDocument::EditedDocument(fs::path path, Missing missing)
+MadeMeanwhile::MadeMeanwhile(const fs::path& document, const std::string& attempt)
+    : DocumentError(document, attempt, "another program has made a file of this name meanwhile") {}
+
+EditedDocument::EditedDocument(fs::path path, DocumentUse use)
     : path_(std::move(path)),
-      isNew_(missing == Missing::IsMade && !Exists(path_)),
-      document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {}
+      isNew_(use == DocumentUse::Makes && !Exists(path_)),
+      document_(isNew_ ? Made(path_) : OpenedForChange(path_)) {
+    if (CurrentRun().use != DocumentUse::Changes && CurrentRun().use != DocumentUse::Makes)
+        throw std::logic_error("the command's table does not say that it changes documents");
+    DocumentIsBeingChanged();
+}
 
 void EditedDocument::Save(const char* attempt) {
+    if (CurrentRun().dryRun) {
+        std::cerr << Utf8(path_) << ": not " << (isNew_ ? "created" : "saved") << ", as this is a dry run\n";
+        return;
+    }
+    ProgressLine progress("saving object");
+    SavingNow saving;
+    const auto follow = [&](std::size_t done, std::size_t total) {
+        saving.Continue();
+        progress.Show(done, total);
+    };
     OnDocument(path_, attempt, [&] {
-        Root root = RootOf(document_);
-        isNew_ ? root.SaveFileAs(PathText(path_)) : root.SaveFile();
+        const Root root = RootOf(document_);
+        if (!isNew_) return SaveDocument(root.Get(), follow);
+        try {
+            SaveNewDocument(root.Get(), path_, follow);
+        } catch (const Error& error) {
+            if (error.Status() == STG_E_FILEALREADYEXISTS) throw MadeMeanwhile(path_, attempt);
+            throw;
+        }
     });
+    saving.Done();
+    progress.Clear();
+    if (isNew_) Reports() << Utf8(path_) << ": created\n";
 }
 
 std::u16string PathText(const fs::path& document) {

@@ -9,6 +9,7 @@
 #include <variant>
 
 #include "lumvex/lumvex.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -18,6 +19,24 @@ public:
     DocumentError(const std::filesystem::path& document, const std::string& attempt, const std::string& reason);
     DocumentError(const std::filesystem::path& document, const std::string& attempt, const Error& reason);
 };
+
+// Somebody else made a file at the path of a new document before that was saved. The command can be run again.
+class MadeMeanwhile : public DocumentError {
+public:
+    MadeMeanwhile(const std::filesystem::path& document, const std::string& attempt);
+};
+
+// Runs `work`, which opens the document, again while others have it locked and --wait allows that.
+template <class Work>
+decltype(auto) WhenFree(Work&& work) {
+    for (;;) {
+        try {
+            return work();
+        } catch (const Error& error) {
+            if (error.Status() != STG_E_SHAREVIOLATION || !WaitedForOthers()) throw;
+        }
+    }
+}
 
 // Runs `work`, which uses the document, and turns an Error of the library into a DocumentError. `attempt` says what
 // failed then: "cannot be opened".
@@ -42,21 +61,23 @@ AnyDocument OpenDocument(const std::filesystem::path& document, LXAccessMode mod
 // The interface that both kinds share.
 Root RootOf(const AnyDocument& document);
 
-enum class Missing { IsMade, IsRefused };
-
-// A document that a command changes and saves once. With Missing::IsMade a path without a file gets a new document: a
-// library if its extension is .lvs, else a project. Save() makes the file.
+// A document that a command changes and saves once, as the table of commands says. With DocumentUse::Makes a path
+// without a file gets a new one: a project (.lvp) or a library (.lvs). Save() makes the file, unless somebody else has
+// made one there meanwhile.
 class EditedDocument {
 public:
-    // Throws DocumentError, also for a document that a newer version wrote and this one would damage.
-    explicit EditedDocument(std::filesystem::path path, Missing missing = Missing::IsMade);
+    // Of a command that changes documents. A document that is not there is made where `use` says so. Throws
+    // DocumentError, also for a document that a newer version wrote and this one would damage.
+    explicit EditedDocument(std::filesystem::path path, DocumentUse use = CurrentRun().use);
 
     const std::filesystem::path& Path() const { return path_; }
     bool IsNew() const { return isNew_; }
     const Project* AsProject() const { return std::get_if<Project>(&document_); }
     const AnyDocument& Any() const { return document_; }
     const Specifications* AsLibrary() const { return std::get_if<Specifications>(&document_); }
-    void Save(const char* attempt);  // throws DocumentError; `attempt`: "cannot be saved, nothing was imported"
+    // Reports that a new document was created. With --dry-run it only says that nothing was saved. Throws
+    // DocumentError; `attempt`: "cannot be saved, nothing was imported".
+    void Save(const char* attempt);
 
 private:
     std::filesystem::path path_;

@@ -4,30 +4,38 @@
 #include <new>
 
 #include "arguments.hpp"
+#include "colours.hpp"
 #include "commands.hpp"
 #include "document.hpp"
 #include "files/file_error.hpp"
+#include "interruption.hpp"
 #include "terminal.hpp"
 
 namespace lumvex::app {
 
 namespace {
 
+ExitStatus Failed(ExitStatus status, const std::string& reason) {
+    std::cerr << OnErrors(Colour::Bad, reason) << '\n';
+    return status;
+}
+
 ExitStatus Run(const Command& command) {
-    try {
-        return command.run();
-    } catch (const DocumentError& error) {
-        std::cerr << error.what() << '\n';
-        return kDocumentFailed;
-    } catch (const FileError& error) {
-        std::cerr << error.what() << '\n';
-        return kIncomplete;
-    } catch (const std::bad_alloc&) {
-        std::cerr << "lumvex: out of memory\n";
-        return kIncomplete;
-    } catch (const std::exception& error) {
-        std::cerr << "lumvex: " << error.what() << '\n';
-        return kIncomplete;
+    for (;;) {
+        try {
+            return command.run();
+        } catch (const MadeMeanwhile& error) {
+            if (!WaitedForOthers()) return Failed(kDocumentFailed, error.what());
+            Reports() << error.what() << "; starting again\n";
+        } catch (const DocumentError& error) {
+            return Failed(kDocumentFailed, error.what());
+        } catch (const FileError& error) {
+            return Failed(kIncomplete, error.what());
+        } catch (const std::bad_alloc&) {
+            return Failed(kIncomplete, "lumvex: out of memory");
+        } catch (const std::exception& error) {
+            return Failed(kIncomplete, std::string("lumvex: ") + error.what());
+        }
     }
 }
 
@@ -40,10 +48,16 @@ ExitStatus AfterOutput(ExitStatus status) {
 
 int Main(std::vector<std::string> arguments) {
     KeepRunningWithoutReader();
+    ListenForInterruption();
     const std::vector<Command> commands = AllCommands();
     const auto parsed = ParseArguments(commands, std::move(arguments));
     const auto* const* command = std::get_if<const Command*>(&parsed);
-    return AfterOutput(command ? Run(**command) : std::get<ExitStatus>(parsed));
+    try {
+        return AfterOutput(command ? Run(**command) : std::get<ExitStatus>(parsed));
+    } catch (const Interrupted&) {
+        std::cerr << "lumvex: interrupted, nothing was changed\n";
+        EndInterrupted();
+    }
 }
 
 }  // namespace

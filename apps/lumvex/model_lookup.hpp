@@ -9,6 +9,7 @@
 #include "destination.hpp"
 #include "document.hpp"
 #include "files/file_error.hpp"
+#include "named_data.hpp"
 
 namespace lumvex::app {
 
@@ -16,7 +17,7 @@ namespace lumvex::app {
 template <class Collection>
 auto FindOrAdd(const Collection& collection, std::u16string_view name) {
     using Item = decltype(collection.Item(1));
-    const Item found = collection.FindName(name).template As<Item>();
+    const Item found = MembersByName<Collection>(collection).Find(name);
     return found ? found : Item(collection.Add(name));
 }
 
@@ -42,7 +43,7 @@ template <class Collection>
 auto Existing(const std::filesystem::path& document, const Collection& collection, const std::string& name,
               const std::string& what) {
     using Item = decltype(collection.Item(1));
-    Item found = collection.FindName(FromUtf8(name)).template As<Item>();
+    Item found = MembersByName<Collection>(collection).Find(FromUtf8(name));
     if (!found) throw FileError(document, what + ' ' + Quoted(name) + "; there is " + NamesIn(collection));
     return found;
 }

@@ -1,17 +1,10 @@
 #include "named_data.hpp"
 
-#include <bit>
 #include <cstring>
 #include <new>
-#include <sstream>
+#include <vector>
 
 namespace lumvex::app {
-
-namespace {
-
-std::uint32_t BitsOf(float value) { return std::bit_cast<std::uint32_t>(value); }
-
-}  // namespace
 
 Array InTwoDimensions(std::span<const float> values, std::size_t rows) {
     SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(values.size() / rows), 0}};
@@ -27,43 +20,37 @@ Array ArrayOf(const MeasurementFile& file) {
                                    : Array::FromColumns(file.values, file.rows, file.columns);
 }
 
-Datum NamedData::Find(std::u16string_view name) {
-    const std::u16string wanted(name);
-    const auto found = positions_.find(wanted);
-    if (found != positions_.end()) return collection_.Item(found->second);
-    for (const LONG count = collection_.Count(); known_ < count;) {
-        Datum datum = collection_.Item(known_ + 1);
-        ++known_;
-        const auto added = positions_.emplace(datum.Name(), known_).first;
-        if (Equal()(added->first, wanted)) return datum;
+std::u16string HeaderNameOf(std::u16string_view name) { return std::u16string(name) + u" (header)"; }
+
+void StoreHeader(const std::string& header, Datum datum) {
+    if (header.empty()) return datum.Data(Array());
+    const std::vector<BYTE> bytes(header.begin(), header.end());
+    datum.Data(Array::FromColumns(bytes, bytes.size(), 1));
+    datum.SampleRate(0);
+}
+
+std::optional<std::string> HeaderIn(const Datum& datum) {
+    const Array array(datum.Data());
+    if (array.Empty()) return std::string();
+    if (array.Type() != VT_UI1 || array.Columns() != 1) return std::nullopt;
+    const std::span<const BYTE> bytes = array.Values<BYTE>();
+    return std::string(bytes.begin(), bytes.end());
+}
+
+std::string HeaderBehind(const Data& data, LONG place) {
+    try {
+        if (place >= data.Count()) return {};
+        const Datum next = data.Item(place + 1);
+        const bool isHeader = CompareNoCase(next.Name(), HeaderNameOf(data.Item(place).Name())) == 0;
+        return isHeader ? HeaderIn(next).value_or("") : std::string();
+    } catch (const Error&) {
+        return {};
     }
-    return {};
 }
 
 Array NumbersOf(Array array) {
     if (!array.Empty() && array.Type() != VT_R4) throw Error(DISP_E_TYPEMISMATCH, "the array holds no numbers");
     return array;
-}
-
-std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Datum& datum) {
-    std::ostringstream words;
-    words.precision(9);  // tells any two floats apart
-    const auto differs = [&](const auto& inDocument, const auto& inFile) {
-        words << inDocument << " in the document, " << inFile << " in the file";
-        return words.str();
-    };
-    const Array array = NumbersOf(datum.Data());
-    if (array.Rows() != file.rows || array.Columns() != file.columns)
-        return differs(ShapeText(array.Rows(), array.Columns()), ShapeText(file.rows, file.columns));
-    if (datum.SampleRate() != file.sampleRate)
-        return differs(std::to_string(datum.SampleRate()) + " Hz", std::to_string(file.sampleRate) + " Hz");
-    const std::span<const float> values = array.Values<float>();
-    for (std::size_t index = 0; index < values.size(); ++index) {
-        if (BitsOf(values[index]) == BitsOf(file.values[index])) continue;
-        words << "row " << index % file.rows + 1 << ", column " << index / file.rows + 1 << ": ";
-        return differs(values[index], file.values[index]);
-    }
-    return std::nullopt;
 }
 
 std::string ShapeText(std::size_t rows, std::size_t columns) {

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <utility>
 
+#include "run_options.hpp"
 #include "terminal.hpp"
 
 namespace lumvex::app {
@@ -14,7 +15,8 @@ constexpr const char* kEraseLine = "\r\x1b[K";
 
 }  // namespace
 
-ProgressLine::ProgressLine(std::string work) : work_(std::move(work)), enabled_(ErrorsGoToTerminal()) {}
+ProgressLine::ProgressLine(std::string work)
+    : work_(std::move(work)), enabled_(ErrorsGoToTerminal() && !CurrentRun().quiet) {}
 
 void ProgressLine::Show(std::size_t done, std::size_t total) {
     if (!enabled_) return;

@@ -1,6 +1,7 @@
 // What differs between systems in how the tool is called and what it writes to.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,23 @@ void KeepRunningWithoutReader();
 // Tells whether anybody still reads standard output. A reader that stops early, as `head` does, is no failure.
 bool OutputHasReader();
 
+bool OutputGoesToTerminal();
 bool ErrorsGoToTerminal();
+
+// Take the bytes of standard input, or give those of standard output, as they are: some systems change line ends.
+void BinaryInput();
+void BinaryOutput();
+
+// Where the system's shells leave wildcards to programs: the files that the path's last part matches, by name, or the
+// path itself where it matches none. Elsewhere the path itself.
+std::vector<std::filesystem::path> Expanded(const std::filesystem::path& path);
+
+// When the user interrupts the program, or the system asks it to end, prints what `lastWords` answers on standard error
+// and ends the program as the system does; where it answers null, the program goes on. It is called at any moment, on
+// any thread.
+void OnInterruption(const char* (*lastWords)());
+
+// Ends the program as an interruption does.
+[[noreturn]] void EndInterrupted();
 
 }  // namespace lumvex::app

@@ -103,9 +103,10 @@ int Measure(int argc, char** argv) {
         Require(found == expected, "not everything was read as it was written");
     }
     std::printf(
-        "{\"ms\": %.6f, \"closing\": %.6f, \"written\": %llu, \"read\": %llu, \"memory\": %ld, \"size\": %llu, \"payload\": %llu}\n",
-        taken.count(), closing.count(), static_cast<unsigned long long>(written), static_cast<unsigned long long>(read), memory,
-        static_cast<unsigned long long>(std::filesystem::file_size(path)),
+        "{\"ms\": %.6f, \"closing\": %.6f, \"written\": %llu, \"read\": %llu, \"memory\": %ld, \"size\": %llu, "
+        "\"payload\": %llu}\n",
+        taken.count(), closing.count(), static_cast<unsigned long long>(written), static_cast<unsigned long long>(read),
+        memory, static_cast<unsigned long long>(std::filesystem::file_size(path)),
         static_cast<unsigned long long>(workload.Payload()));
     return 0;
 }

@@ -22,7 +22,7 @@ public:
     virtual void ChangeMany(const Workload&, std::span<const std::uint32_t>) {
         throw std::invalid_argument("this peer changes one object only");
     }
-    virtual void Close() {}                                                                  // part of what is measured
+    virtual void Close() {}                                // part of what is measured
     virtual std::uint64_t BytesRead() const { return 0; }  // of the file, by those who know
 };
 

@@ -68,8 +68,7 @@ public:
     void ChangeMany(const Workload& workload, std::span<const std::uint32_t> objects) override {
         OpenToChange();
         Statement update(*this, kUpdate);
-        for (const std::uint32_t object : objects)
-            Update(update, workload.IdOf(object), workload.ContentOf(object, 1));
+        for (const std::uint32_t object : objects) Update(update, workload.IdOf(object), workload.ContentOf(object, 1));
     }
 
     void Close() override {

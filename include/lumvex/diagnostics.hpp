@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -44,6 +46,19 @@ struct DocumentFacts {
 // What the file says of itself, without loading any object. Throws as CheckDocument.
 LUMVEX_API DocumentFacts InspectDocument(const std::filesystem::path& path);
 
+struct StoredStream {
+    std::string name;  // of an object's stream the object's ID, in braces
+    std::uint64_t size = 0;
+    std::size_t streams = 0;  // how many are visited in all
+};
+// Reads a part of the stream. Throws lumvex::Error where it is damaged.
+using ReadStream = std::function<void(std::uint64_t offset, std::span<std::byte> bytes)>;
+
+// Visits every stream of a document's file, folders of other programs left out. Throws as CheckDocument, and where the
+// list of the streams is damaged, before the first visit.
+LUMVEX_API void ForEachStoredStream(const std::filesystem::path& path,
+                                    const std::function<void(const StoredStream&, const ReadStream&)>& visit);
+
 struct LoadStatistics {
     std::size_t objectsLoaded = 0;  // in memory now, the root not counted
     std::uint64_t bytesRead = 0;    // of the open file, in whole sectors, since it was opened
@@ -51,5 +66,14 @@ struct LoadStatistics {
 
 // Zeros for an object that is no root of this library.
 LUMVEX_API LoadStatistics StatisticsOf(::_Root* root);
+
+struct ArrayShape {
+    VARTYPE type = VT_EMPTY;          // of an element, as it is stored: VT_R4, VT_UI1; of old files also others
+    std::vector<std::size_t> counts;  // elements in each dimension: rows, columns
+};
+
+// The shape of the array that a property holds, by its DISPID, without any element being read: those of a long array
+// stay in the file. Nothing when it holds no array. Throws lumvex::Error with the status that a get would have.
+LUMVEX_API std::optional<ArrayShape> ShapeOf(IDispatch* object, long property);
 
 }  // namespace lumvex

@@ -53,28 +53,41 @@ public:
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*, EXCEPINFO*,
                                      UINT*) override {
         if (!arguments || !arguments->rgvarg) return E_POINTER;
+        try {
+            return Tell(id, *arguments);
+        } catch (...) {
+            return E_UNEXPECTED;
+        }
+    }
+
+private:
+    ~FunctionSink() = default;
+    HRESULT Tell(DISPID id, const DISPPARAMS& arguments) {
         const auto objectAt = [&](UINT position) {
-            return Object(Ref<IUnknown>(arguments->rgvarg[arguments->cArgs - 1 - position].punkVal).As<IDispatch>());
+            return Object(Ref<IUnknown>(arguments.rgvarg[arguments.cArgs - 1 - position].punkVal).As<IDispatch>());
         };
-        if (id == static_cast<DISPID>(Change::Kind::Root) && arguments->cArgs == 1)
+        if (id == static_cast<DISPID>(Change::Kind::Root) && arguments.cArgs == 1)
             handler_({Change::Kind::Root, objectAt(0), objectAt(0), LX_EV_DEFAULT});
-        else if ((id == 1 || id == 2) && arguments->cArgs == 3)
+        else if ((id == 1 || id == 2) && arguments.cArgs == 3)
             handler_({static_cast<Change::Kind>(id), objectAt(0), objectAt(1),
-                      static_cast<LXEventType>(arguments->rgvarg[0].lVal)});
+                      static_cast<LXEventType>(arguments.rgvarg[0].lVal)});
         else
             return DISP_E_MEMBERNOTFOUND;
         return S_OK;
     }
 
-private:
-    ~FunctionSink() = default;
     std::atomic<ULONG> count_{0};
     ChangeHandler handler_;
 };
 
 }  // namespace events
 
-// A connection of a handler to a document. It ends when it is destroyed, and keeps the document alive until then.
+// A connection of a handler to a document. It ends when it is destroyed or something else is assigned, and keeps the
+// document alive until then.
+//
+// May be ended, moved and destroyed anywhere, in its own handler too, which then goes on until it returns and is not
+// called again. Ended on another thread, it waits for a handler that is running: once End() has returned, the handler
+// neither runs nor will. So a handler must not wait for a thread that ends subscriptions or calls the model.
 class Subscription {
 public:
     Subscription() = default;
@@ -86,17 +99,20 @@ public:
         Check(point_->Advise(sink.get(), &cookie_));
     }
     Subscription(Subscription&& other) noexcept
-        : point_(std::move(other.point_)), cookie_(std::exchange(other.cookie_, 0)) {}
+        : point_(std::exchange(other.point_, {})), cookie_(std::exchange(other.cookie_, 0)) {}
     Subscription& operator=(Subscription&& other) noexcept {
-        std::swap(point_, other.point_);
-        std::swap(cookie_, other.cookie_);
+        Subscription replaced(std::move(other));  // destroyed with what this one was
+        std::swap(point_, replaced.point_);
+        std::swap(cookie_, replaced.cookie_);
         return *this;
     }
     ~Subscription() { End(); }
 
-    void End() {
-        if (point_ && cookie_ != 0) point_->Unadvise(std::exchange(cookie_, 0));
-        point_ = nullptr;
+    // Ending destroys the handler, which may own the subscription: nothing of it is touched after that.
+    void End() noexcept {
+        const Ref<IConnectionPoint> point = std::exchange(point_, {});
+        const DWORD cookie = std::exchange(cookie_, 0);
+        if (point) point->Unadvise(cookie);
     }
 
 private:

@@ -20,7 +20,7 @@ public:
     template <class Owner>
     Variant Get(const Owner& owner) const {
         const LXArray setting = owner.ResolveRoot().ArrayType();
-        return ConvertArrayOut(slot, answeredAs_.value_or(setting));
+        return ConvertArrayOut(slot, setting == kShapesAlone ? setting : answeredAs_.value_or(setting));
     }
     template <class Owner>
     void Put(const VARIANT& value, Owner& owner) {

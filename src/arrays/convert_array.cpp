@@ -1,9 +1,11 @@
 #include "arrays/convert_array.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "core/base/failure.hpp"
+#include "core/objects/document.hpp"
 #include "core/objects/object.hpp"
 #include "lumvex/interfaces.hpp"
 
@@ -35,10 +37,13 @@ struct Destroy {
 using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
 OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds) {
-    std::vector<SAFEARRAYBOUND> bounds;
-    for (const Dimension& dimension : dimensions)
-        bounds.push_back({dimension.count, keepLowerBounds ? dimension.lower : 0});
-    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(bounds.size()), bounds.data()));
+    constexpr std::size_t kUsual = 2;
+    std::array<SAFEARRAYBOUND, kUsual> inPlace{};
+    std::vector<SAFEARRAYBOUND> more(dimensions.size() > kUsual ? dimensions.size() : 0);
+    SAFEARRAYBOUND* const bounds = more.empty() ? inPlace.data() : more.data();
+    SAFEARRAYBOUND* next = bounds;
+    for (const Dimension& dimension : dimensions) *next++ = {dimension.count, keepLowerBounds ? dimension.lower : 0};
+    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(dimensions.size()), bounds));
     if (!array) throw Failure(E_OUTOFMEMORY);
     return array;
 }
@@ -208,16 +213,40 @@ Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds)
     return Variant::FromArray(type, array.release());
 }
 
-template <class T>
-Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
-    std::size_t rows = 0, emptyRows = 0;
+// The most rows of arrays that have elements, and of those that have rows and no channels.
+struct RowCounts {
+    std::size_t filled = 0, empty = 0;
+};
+
+RowCounts RowsOf(std::span<const ArraySlot> columns) {
+    RowCounts counts;
     for (const ArraySlot& column : columns) {
-        std::size_t& most = column->Count() != 0 ? rows : emptyRows;
+        std::size_t& most = column->Count() != 0 ? counts.filled : counts.empty;
         most = std::max<std::size_t>(most, column->Shape()[0].count);
     }
-    if (emptyRows > rows) {
-        if (emptyRows > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
-        rows = emptyRows;
+    return counts;
+}
+
+// The element type and the number of elements in each dimension.
+Variant ShapeAlone(VARTYPE type, const Dimensions& shape) {
+    OwnedArray array = MakeArray(VT_I4, {{0, static_cast<ULONG>(shape.size() + 1)}}, false);
+    {
+        const Access access(array.get());
+        const auto numbers = access.As<LONG>(shape.size() + 1);
+        numbers[0] = type;
+        std::ranges::transform(shape, numbers.begin() + 1,
+                               [](const Dimension& each) { return static_cast<LONG>(each.count); });
+    }
+    return Variant::FromArray(VT_I4, array.release());
+}
+
+template <class T>
+Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
+    const RowCounts counts = RowsOf(columns);
+    std::size_t rows = counts.filled;
+    if (counts.empty > rows) {
+        if (counts.empty > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
+        rows = counts.empty;
     }
     OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
     {
@@ -278,6 +307,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
 }
 
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
+    if (slot && type == kShapesAlone) return ShapeAlone(slot->Type(), slot->Shape());
     if (!slot || (type != LX_R4 && type != LX_R8 && type != LX_VT && type != LX_UI1)) return {};
     if (slot->Type() == VT_BSTR) return Texts(*slot);
     if (slot->Type() == VT_UI1) return Copied(*slot);
@@ -297,6 +327,11 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
     for (const ArraySlot& column : columns) {
         if (!column) throw Failure(Message::NotAnArray);
         if (column->Type() == VT_UI1 || column->Type() == VT_BSTR) throw Failure(Message::ElementType);
+    }
+    if (type == kShapesAlone) {
+        const RowCounts counts = RowsOf(columns);
+        const auto rows = static_cast<ULONG>(std::max(counts.filled, counts.empty));
+        return ShapeAlone(VT_R4, {{0, rows}, {0, static_cast<ULONG>(columns.size())}});
     }
     switch (type) {
         case LX_R4:

@@ -19,7 +19,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
 // The stored array in the element type that the client wants: with the stored bounds for LX_R4 and LX_UI1, with lower
 // bounds 0 for LX_R8 and LX_VT. Empty when nothing is stored or the type is none of these. Numbers are converted to the
 // type; to bytes within 0..255, and 0 for what is not a number. Arrays of bytes and of texts are answered as they are
-// stored.
+// stored. For kShapesAlone no element is read, here and below.
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type);
 
 inline constexpr std::size_t kMostForEmptyRows = std::size_t{1} << 23;

@@ -23,7 +23,7 @@ void WriteWithLibrary(const std::filesystem::path& path, int format, int rate, i
     info.format = format;
     info.samplerate = rate;
     info.channels = channels;
-    SNDFILE* sound = sf_open(path.c_str(), SFM_WRITE, &info);
+    SNDFILE* sound = sf_open(path.string().c_str(), SFM_WRITE, &info);
     ASSERT_NE(sound, nullptr) << sf_strerror(nullptr);
     const auto rows = static_cast<sf_count_t>(samples.size() / static_cast<std::size_t>(channels));
     const int encoding = format & SF_FORMAT_SUBMASK;
@@ -166,7 +166,8 @@ TEST(SoundFiles, SayWhatIsWrongWithThem) {
 
 TEST(SoundFiles, GiveBackTheSameBits) {
     constexpr auto kImpulse = MeasurementFile::Kind::Impulse;
-    ExpectSameBits({{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
+    ExpectSameBits(
+        {{"e.wav", kImpulse, 1, 1, true}, {"f.wav", kImpulse, 65537, 3, true}, {"g.WAV", kImpulse, 3, 1024, true}});
 }
 
 TEST(SoundFiles, OfWholeNumbersGiveBackWhatTheBitsHold) {
@@ -176,8 +177,10 @@ TEST(SoundFiles, OfWholeNumbersGiveBackWhatTheBitsHold) {
         const char* name;
         SampleBits bits;
         float step;
-    } cases[] = {{"16.wav", SampleBits::Whole16, 0x1p-15f}, {"24.wav", SampleBits::Whole24, 0x1p-23f},
-                 {"32.wav", SampleBits::Whole32, 0x1p-31f}, {"16.flac", SampleBits::Whole16, 0x1p-15f},
+    } cases[] = {{"16.wav", SampleBits::Whole16, 0x1p-15f},
+                 {"24.wav", SampleBits::Whole24, 0x1p-23f},
+                 {"32.wav", SampleBits::Whole32, 0x1p-31f},
+                 {"16.flac", SampleBits::Whole16, 0x1p-15f},
                  {"24.flac", SampleBits::Whole24, 0x1p-23f}};
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
@@ -217,7 +220,7 @@ TEST(SoundFiles, TellWhatIsRoundedOrLeftOut) {
     info.format = SF_FORMAT_WAV | SF_FORMAT_DOUBLE;
     info.samplerate = 48000;
     info.channels = 1;
-    SNDFILE* sound = sf_open((folder / "double.wav").c_str(), SFM_WRITE, &info);
+    SNDFILE* sound = sf_open((folder / "double.wav").string().c_str(), SFM_WRITE, &info);
     const double samples[] = {0.5, 0.1, 1.0 / 3};
     sf_writef_double(sound, samples, 3);
     sf_set_string(sound, SF_STR_TITLE, "On axis");

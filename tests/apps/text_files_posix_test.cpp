@@ -35,8 +35,7 @@ TEST(TextFiles, RefuseWholeFilesWithTheReason) {
         {"empty.txt", "the file is empty"},
         {"mark.txt", "expected lines of 2 or 3 numbers (frequency, level, phase), found none"},
         {"words.csv", "expected lines of 2 or 3 numbers (frequency, level, phase), found none"},
-        {"half.txt",
-         "expected an even number of bytes in UTF-16, found half a character at the end"},
+        {"half.txt", "expected an even number of bytes in UTF-16, found half a character at the end"},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.name);

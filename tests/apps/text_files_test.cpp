@@ -67,12 +67,21 @@ const Syntax kSyntaxes[] = {
     {"signs, exponents and bare points", "+20.5e0 -.5 5.\n2.15E+1 -5e-1 +5\n", {20.5f, 21.5f, -0.5f, -0.5f, 5, 5}, 3},
     {"one row", "1 5\n", {1, 5}, 2},
     {"nearest floats", "16777217 0.1\n16777219 3.4028235e38\n", {16777216, 16777220, 0.1f, 3.4028235e38f}, 2},
-    {"numbers too small for a float are zero", "1e-46 -1e-400\n1e-45 0.5\n", {0, 1e-45f, -0.0f, 0.5f}, 2, {.as = Kind::Data}},
-    {"groups of thousands, told by the first line", "20\t70\n1,000\t80\n20,000\t60\n", {20, 1000, 20000, 70, 80, 60}, 2},
+    {"numbers too small for a float are zero",
+     "1e-46 -1e-400\n1e-45 0.5\n",
+     {0, 1e-45f, -0.0f, 0.5f},
+     2,
+     {.as = Kind::Data}},
+    {"groups of thousands, told by the first line",
+     "20\t70\n1,000\t80\n20,000\t60\n",
+     {20, 1000, 20000, 70, 80, 60},
+     2},
     {"groups of thousands and a decimal point", "20.5 63.1\n1,000.5 64\n", {20.5f, 1000.5f, 63.1f, 64}, 2},
     {"groups of thousands and a decimal comma", "20,5;63,1\n1.000,5;64\n", {20.5f, 1000.5f, 63.1f, 64}, 2},
-    {"three decimals everywhere, levels that are no thousands", "20.125 63.125\n21.250 64.250\n",
-     {20.125f, 21.25f, 63.125f, 64.25f}, 2},
+    {"three decimals everywhere, levels that are no thousands",
+     "20.125 63.125\n21.250 64.250\n",
+     {20.125f, 21.25f, 63.125f, 64.25f},
+     2},
     {"three decimals, told by a zero in front", "20.125 63\n21.250 0.250\n", {20.125f, 21.25f, 63, 0.25f}, 2},
     {"groups of thousands, said", "1.000 63\n2.000 64\n", {1000, 2000, 63, 64}, 2, {.decimalMark = ','}},
     {"a decimal point, said", "1.000 63\n2.000 64\n", {1, 2, 63, 64}, 2, {.decimalMark = '.'}},
@@ -89,7 +98,10 @@ const Syntax kSyntaxes[] = {
     {"chosen columns", "1,20.5,9,63.1\n2,21,9,64\n", kTwoByTwo, 2, {.columns = {2, 4}}},
     {"columns in another order", "63.1 20.5\n64 21\n", kTwoByTwo, 2, {.columns = {2, 1}}},
     {"data of one column", "5\n-3\n5\n", {5, -3, 5}, 1, {.as = Kind::Data}},
-    {"data of five columns that no response could have", "5 0 -1 2 1\n5 0 -2 3 1\n", {5, 5, 0, 0, -1, -2, 2, 3, 1, 1}, 5,
+    {"data of five columns that no response could have",
+     "5 0 -1 2 1\n5 0 -2 3 1\n",
+     {5, 5, 0, 0, -1, -2, 2, 3, 1, 1},
+     5,
      {.as = Kind::Data}},
     {"frequencies that do not rise, forced", "20 1\n-20 2\n", {20, -20, 1, 2}, 2, {.force = true}},
     {"a count of rows taken for frequencies", "1 20 70\n2 30 71\n", {1, 2, 20, 30, 70, 71}, 3, {.columns = {1, 2, 3}}},
@@ -159,8 +171,9 @@ TEST(TextFiles, HoldImpulseResponsesInEveryForm) {
     ASSERT_TRUE(cut);
     EXPECT_NE(std::string(cut->what()).find("expected 4 samples, as the header says, found 2"), std::string::npos);
     // A header that states a rate makes no impulse response of frequencies, levels and phases.
-    EXPECT_EQ(ReadMeasurementFile(folder.Write("r.frd", "* Sample rate: 48000 Hz, impulse windowed\n20 1 2\n21 3 4\n")).kind,
-              Kind::Response);
+    EXPECT_EQ(
+        ReadMeasurementFile(folder.Write("r.frd", "* Sample rate: 48000 Hz, impulse windowed\n20 1 2\n21 3 4\n")).kind,
+        Kind::Response);
 }
 
 struct DecimalComma : std::numpunct<char> {
@@ -187,7 +200,8 @@ TEST(TextFiles, ReadAndWriteTheSameInALocaleWithDecimalCommas) {
 TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
     const std::string kForce = " (--force takes it as it is, --as says what else the file is), found ",
                       kFew = "expected 2 or 3 numbers (frequency, level, phase)",
-                      kMark = "expected numbers whose decimal mark some line of the file shows (else --decimal says it), ",
+                      kMark =
+                          "expected numbers whose decimal mark some line of the file shows (else --decimal says it), ",
                       kFinite = "expected a finite number (--columns leaves a column out), found ";
     const struct {
         std::string text;
@@ -212,7 +226,8 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
         {"20.5,1\n21.5 1\n22,2\n", 2,
          R"(expected 2 numbers separated by commas, as in the other lines, found "21.5 1" in "21.5 1")"},
         {"1,000.5 63\n20.5 63\n21.5 63\n", 2, "expected a frequency above the 1000.5 Hz before it" + kForce + "20.5"},
-        {"* f l p c\n20 1 2 3\n", 2, kFew + R"(; --columns 1,2,3 says which these are, --as data keeps all, found "20 1 2 3" below "* f l p c")"},
+        {"* f l p c\n20 1 2 3\n", 2,
+         kFew + R"(; --columns 1,2,3 says which these are, --as data keeps all, found "20 1 2 3" below "* f l p c")"},
         {"\n\n1000\n", 3, kFew + R"(; --as data keeps any others, --as impulse --rate HZ takes samples, found "1000")"},
         {"20,5,63,1\n", 1, kFew + R"(; --columns 1,2,3 says which these are, --as data keeps all, found "20,5,63,1")"},
         {"1,000,70\n2,000,71\n", 1, kFew + R"(, found "1,000,70")"},
@@ -222,12 +237,19 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
         {"20 1\n\n20 2\n40 3\n", 3, "expected a frequency above the 20 Hz before it" + kForce + "20"},
         {"1.000\t70\n2.000\t71\n20.000\t72\n", 1, kMark + R"(found "1.000", which could be 1 or 1000)"},
         {"# f;l\n1,000;70\n2,000;71\n", 2, kMark + R"(found "1,000", which could be 1 or 1000)"},
-        {"1 20 70\n2 30 71\n", 1, "expected frequencies in the first column, found numbers that count the rows; --columns 2,3 leaves them out, --columns 1,2,3 takes them as they are"},
-        {"Freq Ohm Phase\n20 6.1 12\n", 2, "expected levels in dB (--as data keeps other quantities), found an impedance"},
+        {"1 20 70\n2 30 71\n", 1,
+         "expected frequencies in the first column, found numbers that count the rows; --columns 2,3 leaves them out, "
+         "--columns 1,2,3 takes them as they are"},
+        {"Freq Ohm Phase\n20 6.1 12\n", 2,
+         "expected levels in dB (--as data keeps other quantities), found an impedance"},
         {"Freq(kHz) dB\n0.02 6.1\n", 2, R"(expected frequencies in Hz, found kHz in "Freq(kHz) dB")"},
-        {"Time Amplitude\n0.0 0.1\n0.00002 0.2\n0.00005 0.3\n", 3, R"(expected times at an even step of 2.5e-05, found "0.00002 0.2")"},
-        {"0.0 0.1\n0.0000208 0.2\n0.0000609 0.3\n", 2, R"(expected times at an even step of 3.045e-05, found "0.0000208 0.2")"},
-        {"* Sample interval: 2.12e-5\n0.5\n", 2, "expected an interval of a whole number of samples per second (else --rate HZ says it), found 2.12e-05 s, which is 47169.8113 Hz"},
+        {"Time Amplitude\n0.0 0.1\n0.00002 0.2\n0.00005 0.3\n", 3,
+         R"(expected times at an even step of 2.5e-05, found "0.00002 0.2")"},
+        {"0.0 0.1\n0.0000208 0.2\n0.0000609 0.3\n", 2,
+         R"(expected times at an even step of 3.045e-05, found "0.0000208 0.2")"},
+        {"* Sample interval: 2.12e-5\n0.5\n", 2,
+         "expected an interval of a whole number of samples per second (else --rate HZ says it), found 2.12e-05 s, "
+         "which is 47169.8113 Hz"},
         {"20 63 dB\n", 1, kFew + R"(, found "20 63 dB")"},
         {"@!\n20 63\n", 1,
          R"(expected 2 numbers separated by blanks or tabs, as in the other lines, found "@!" in "@!")"},
@@ -247,7 +269,8 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
          R"(expected 2 numbers separated by blanks or tabs, as in the other lines, found "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx..." in "21 xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx...")"},
         {"20 1\n21\0 2\n"s, 2, "expected text, found a zero byte"},
         {std::string(100'000, '\0'), 1, "expected text, found a zero byte"},
-        {"20 1\n" + std::string(TextLines::kLongestLine + 100'000, 'x'), 2, "expected lines of text, found one of more than 1048576 bytes"},
+        {"20 1\n" + std::string(TextLines::kLongestLine + 100'000, 'x'), 2,
+         "expected lines of text, found one of more than 1048576 bytes"},
     };
     const Folder folder;
     for (const auto& test : cases) {

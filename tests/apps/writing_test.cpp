@@ -85,10 +85,12 @@ TEST(Writing, RefusesWhatTheFormatCannotHoldAndLeavesTheOldFile) {
         {"a.wav", Table(Kind::Impulse, 1025, std::vector<float>(1025)),
          "expected at most 1024 channels for a .wav file, found 1025"},
         {"a.wav", Table(Kind::Impulse, 1, {nan}), "the value in row 1, column 1 is not a finite number"},
-        {"a.flac", Table(Kind::Impulse, 9, std::vector<float>(9)), "expected at most 8 channels for a .flac file, found 9"},
+        {"a.flac", Table(Kind::Impulse, 9, std::vector<float>(9)),
+         "expected at most 8 channels for a .flac file, found 9"},
         {"a.flac", Table(Kind::Impulse, 1, {1.5f}),
          "expected samples from -1 to 1 (32-bit floats in a .wav file have no bounds) for a .flac file, found 1.5"},
-        {"a.mp3", Table(Kind::Impulse, 1, {1}), "expected the extension .frd, .txt, .csv, .wav or .flac, found \".mp3\""},
+        {"a.mp3", Table(Kind::Impulse, 1, {1}),
+         "expected the extension .frd, .txt, .csv, .wav or .flac, found \".mp3\""},
         {"a", Table(Kind::Response, 2, {1, 2}), "expected the extension .frd, .txt, .csv, .wav or .flac, found none"},
     };
     const Folder folder;

@@ -12,8 +12,7 @@ using namespace inside;
 template <class T>
 ArraySlot Stored(VARTYPE type, Dimensions dimensions, const std::vector<T>& values) {
     const auto bytes = std::as_bytes(std::span(values));
-    return StoredArray::Make(type, std::move(dimensions),
-                                         std::vector<std::byte>(bytes.begin(), bytes.end()));
+    return StoredArray::Make(type, std::move(dimensions), std::vector<std::byte>(bytes.begin(), bytes.end()));
 }
 
 // A stored array as the getter with its own element type would show it.
@@ -247,8 +246,7 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {7}, values}));
 
-    const auto texts =
-        StoredArray::Make(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
+    const auto texts = StoredArray::Make(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
     for (const LONG type : {LX_R4, LX_R8, LX_VT, LX_UI1}) {
         const Variant answer = ConvertArrayOut(texts, type);
         ASSERT_EQ(answer.vt, VT_ARRAY | VT_BSTR);

@@ -100,6 +100,60 @@ TEST_F(Events, SinksMayLeaveThrowAndFail) {
     EXPECT_EQ(Taken(), Strings{});
 }
 
+TEST_F(Events, ASubscriptionMayBeMovedReplacedAndDestroyedAtAnyTime) {
+    int first = 0, second = 0;
+    Subscription one(project, [&](const Change&) { ++first; }), two(project, [&](const Change&) { ++second; });
+    one = std::move(two);
+    data.Add(u"A");
+    EXPECT_EQ(first, 0) << "what an assignment replaces is ended";
+    EXPECT_EQ(second, 2);
+
+    // Moved and replaced in its own handler, which goes on until it returns.
+    std::vector<int> said;
+    Subscription next, current;
+    current = Subscription(project, [&](const Change&) {
+        const int kept = 1;
+        next = std::move(current);
+        next = Subscription(project, [&](const Change&) { said.push_back(2); });
+        said.push_back(kept);
+    });
+    data.Add(u"B");
+    EXPECT_EQ(said, (std::vector{1, 2})) << "the new handler hears of what comes next";
+
+    // A handler that owns its own subscription, and through it alone the document: ending it destroys all three.
+    struct Session {
+        Project document = Project::Create();
+        Subscription subscription;
+    };
+    for (const bool inHandler : {true, false}) {
+        auto session = std::make_shared<Session>();
+        const std::weak_ptr<Session> watched = session;
+        Data its = session->document.Data();
+        Session* const held = session.get();
+        held->subscription = Subscription(held->document, [session = std::move(session)](const Change&) {
+            session->document = Project();
+            session->subscription.End();
+        });
+        if (inHandler)
+            its.Add(u"C");
+        else
+            held->subscription.End();
+        EXPECT_TRUE(watched.expired());
+    }
+}
+
+TEST_F(Events, WhatAHandlerThrowsStaysOnItsOwnSide) {
+    const Ref<events::FunctionSink> sink(
+        new events::FunctionSink([](const Change&) { throw std::runtime_error("no"); }));
+    VARIANT root;
+    VariantInit(&root);
+    root.vt = VT_UNKNOWN;
+    root.punkVal = project.Pointer();
+    DISPPARAMS arguments{&root, nullptr, 1, 0};
+    EXPECT_EQ(sink->Invoke(3, GUID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &arguments, nullptr, nullptr, nullptr),
+              E_UNEXPECTED);
+}
+
 TEST_F(Events, TheErrorOfTheCallOutlivesItsHandlers) {
     data.Add(u"A").Locks(1);
     Subscription noisy(project, [&](const Change&) { EXPECT_THROW(data.FindNameExact(u"nobody"), Error); });

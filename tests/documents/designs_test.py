@@ -8,6 +8,8 @@ from tool import DOCUMENT_FAILED, INCOMPLETE, SAMPLES, WRONG_USAGE, ToolTest, fl
 
 FOLDER = SAMPLES[0].parent
 STEREO, FILTER, LIMITS = FOLDER / "impulse-stereo.wav", FOLDER / "design/correction.wav", FOLDER / "design/limits.csv"
+MEASURED = "SpeakerEQs/Right/Bi amp/Measurements/impulse-stereo"
+FLAT = "SpeakerEQs/Right/Bi amp/Corrections/Flat"
 
 
 class Designs(ToolTest):
@@ -71,12 +73,12 @@ class Designs(ToolTest):
     def test_a_correction_keeps_its_filter_and_what_constrained_it(self):
         self.correct("--experiment", "near", "--smoothed", STEREO, "--limits", LIMITS, "--crossover", "2200:24", "--set",
                      "OptMethod=min-error", "--set", "filtchandelayms(6)=0.5", "--set", "MinphaseSmooth=-3", FILTER)
-        self.assertEqual(self.lines("CORRECTIONS")[1:], [
-            "Flat  44100 Hz  1024 x 2  from impulse-stereo  smoothed 8192 x 2  crossover 2200 Hz, 24 dB/oct  4 limits"
-            "  MinphaseSmooth=-3  FiltChanDelayMs(6)=0.5  OptMethod=min-error"])
+        self.assertEqual(self.lines("Corrections (1)")[1:], [
+            "Flat  1024 x 2  44100 Hz  LimitData 5 x 4  CrossoverData 2 x 1  Data2 8192 x 2  MinphaseSmooth=-3"
+            f"  FiltChanDelayMs(6)=0.5  OptMethod=min-error  Measurement -> {MEASURED}"])
         self.assert_kept(FILTER)
         self.assert_kept(STEREO, "--array", "Data2")
-        self.assert_kept(STEREO, item="impulse-stereo  44100 Hz  8192 x 2  with")
+        self.assert_kept(STEREO, item="impulse-stereo  8192 x 2  44100 Hz  Experiment")
         # The values of one limit are neighbours in the array.
         rows = [[float(field) for field in line.split(",")] for line in LIMITS.read_text().splitlines()[1:]]
         self.assertIn(struct.pack("<20f", *sum(rows, [])), self.document.read_bytes())
@@ -95,18 +97,19 @@ class Designs(ToolTest):
 
         low, high = (self.file(f"{name}.wav", float_wav(1, [value, 0, 1])) for name, value in [("low", 1), ("high", 2)])
         self.correct("--replace", "--set", "GDTol=7", low, high)
-        self.assertEqual(self.lines("CORRECTIONS (1)")[1:],
-                         ["Flat  96000 Hz  3 x 2  from impulse-stereo  GDTol=7  MagTol=0.5"])
-        self.assertEqual(self.identifier("Flat  96000"), identifier)
+        self.assertEqual(self.lines("Corrections (1)")[1:],
+                         [f"Flat  3 x 2  96000 Hz  GDTol=7  MagTol=0.5  Measurement -> {MEASURED}"])
+        self.assertEqual(self.identifier("Flat  3 x 2"), identifier)
         self.assert_kept(self.file("both.wav", float_wav(2, [1, 2, 0, 0, 1, 1])))
 
         self.design("--replace", "--speaker", "Right", "--experiment", "Near", "--scale", "0.25")
         self.assertEqual(self.lines("LR"), [
-            "LR  GDTol=2", "MEASUREMENTS (1)", "-> impulse-stereo  of Acme/Alpha/Right  scale 0.25",
-            "CORRECTION SETS (1)", "Flat", "CORRECTIONS (1)", "-> Flat  of Acme/Alpha/Right"])
+            "LR  GDTol=2", "SpkrMeasureLinks (1)", f"impulse-stereo  Scale=0.25  Measurement -> {MEASURED}",
+            "SpkrCorrectionGroups (1)", "Flat", "SpkrCorrectionLinks (1)", f"Flat  Correction -> {FLAT}"])
         self.processor("Position;PROFILE;GaindB;;\nright;profile 1;-1,5;;\n", "--replace")
-        self.assertEqual(self.lines("Profile 1")[-1], "Right  Bi amp, 2 channels  -> Acme/Alpha/Right  with Flat"
-                                                      "  Mode=correction  GaindB=-1.5")
+        self.assertEqual(self.lines("Profile 1")[-1], "Right  Mode=correction  ConfigID=bi-amp  CorrectionName=Flat"
+                                                      "  SpeakerName=Right  GaindB=-1.5"
+                                                      f"  Speaker -> SpeakerEQs/Right  Correction -> {FLAT}")
 
     def test_a_design_draws_on_several_speakers(self):
         for speaker in ["Acme/Alpha/Left", "acme/beta/left"]:
@@ -115,19 +118,20 @@ class Designs(ToolTest):
         both = ["--speaker", "Acme/Alpha/Left", "--speaker", "Acme/Beta/Left"]
         self.design(*both, "--measurement", "impulse-stereo", "--correction", "Flat", "--correction", "[House]",
                     "--crossover", "300:12", "--crossover", "2200.5:24", "--set", "CrossoverMethod=butterworth")
-        group = ["CORRECTIONS (2)", "-> {}  of Acme/Alpha/Left", "-> {}  of Acme/Beta/Left"]
-        self.assertEqual(self.lines("CROSSOVERS")[1:-2], [
-            "Single amp, 1 channel", "Bi amp, 2 channels", "TEMPLATES (1)",
-            "LR  crossover 300 Hz, 12 dB/oct  crossover 2200.5 Hz, 24 dB/oct  CrossoverMethod=butterworth",
-            "MEASUREMENTS (2)", "-> impulse-stereo  of Acme/Alpha/Left", "-> impulse-stereo  of Acme/Beta/Left",
-            "CORRECTION SETS (2)", "Flat", *(line.format("Flat") for line in group),
-            "[House]", *(line.format("[House]") for line in group)])
+        lefts = [f"SpeakerEQs/Left[{place}]/Bi amp/" for place in [1, 2]]
+        groups = [[name, "SpkrCorrectionLinks (2)", *(f"{name}  Correction -> {left}Corrections/{step}" for left in lefts)]
+                  for name, step in [("Flat", "Flat"), ("[House]", "'[House]'")]]
+        self.assertEqual(self.lines("CrossoverConfigs")[1:-2], [
+            "Single amp", "Bi amp", "SpkrEQDesigns (1)", "LR  CrossoverData 2 x 2  CrossoverMethod=butterworth",
+            "SpkrMeasureLinks (2)",
+            *(f"impulse-stereo  Measurement -> {left}Measurements/impulse-stereo" for left in lefts),
+            "SpkrCorrectionGroups (2)", *groups[0], *groups[1]])
 
     def test_the_help_names_what_a_new_configuration_has(self):
         self.tool("processor", self.document, "--name", "Rack")
-        tree = self.tool("tree", self.document).stdout
-        profiles = re.findall(r"^ {8}(\S.*)  tri-amp$", tree, re.MULTILINE)
-        positions = list(dict.fromkeys(re.findall(r"^ {12}(\S.*)  (?:Tri amp|Subwoofer), ", tree, re.MULTILINE)))
+        banks = self.tree_of(self.document, "BoxCfgs/Rack/Banks")["members"]
+        profiles = [each["Name"] for each in banks]
+        positions = [each["Name"] for each in banks[0]["Spkrs"]["members"]]
         said = self.tool("processor", "--help").stdout.split("A new configuration")[1].split("TABLE")[0]
         self.assertEqual(re.findall('"(.*?)"', said), [profiles[0], profiles[1], profiles[-1], *positions])
 
@@ -139,14 +143,15 @@ class Designs(ToolTest):
                        "Left,,Right,Profile 3,full-range-mono,,,\n",
                        "--text", "Studio", "--set", "XdA_Mute(16,6)=1", "--set", "XdA_DelayTweak(1,2)=-4")
         rack = self.lines("Rack")
-        self.assertEqual(rack[0], 'Rack  "Studio"  XdA_DelayTweak(1,2)=-4  XdA_Mute(16,6)=1')
-        start = rack.index("Profile 2  bi-amp-stereo")
+        self.assertEqual(rack[0], "Rack  XdA_DelayTweak(1,2)=-4  XdA_Mute(16,6)=1  XdA_CustomText=Studio")
+        start = rack.index("Profile 2  Config=bi-amp-stereo")
+        played = f"Speaker -> SpeakerEQs/Right  Correction -> {FLAT}"
+        names = "CorrectionName=Flat  SpeakerName=Right"
         self.assertEqual(rack[start + 2:start + 9], [
-            "Left  Bi amp, 2 channels  -> Acme/Alpha/Right  with Flat  DelayMs=0.1  Mode=correction"
-            "  FilterQHi(6)=0.707",
-            "Left subwoofer  Subwoofer, 1 channel", "Right subwoofer  Subwoofer, 1 channel",
-            "Right  Bi amp, 2 channels  -> Acme/Alpha/Right  with Flat  Mode=bypass", "Profile 3  full-range-mono",
-            "SPEAKER FILTERS (4)", "Left  Single amp, 1 channel  -> Acme/Alpha/Right"])
+            f"Left  DelayMs=0.1  Mode=correction  ConfigID=bi-amp  {names}  FilterQHi(6)=0.707  {played}",
+            "Left subwoofer  ConfigID=subwoofer", "Right subwoofer  ConfigID=subwoofer",
+            f"Right  Mode=bypass  ConfigID=bi-amp  {names}  {played}", "Profile 3  Config=full-range-mono", "Spkrs (4)",
+            "Left  SpeakerName=Right  Speaker -> SpeakerEQs/Right"])
         self.assert_refused("the position Left plays the correction \"Flat\", which is for another amplification",
                             self.processor, "profile,position,amplification\nProfile 2,Right,full-range-stereo\n",
                             "--replace")

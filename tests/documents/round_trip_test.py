@@ -5,21 +5,22 @@ import re
 import struct
 import unittest
 
-from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, WRONG_USAGE, ToolTest, command_names, float_wav, help_of
+from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, WRONG_USAGE, ToolTest, command_names, document_use, float_wav, \
+    help_of
 
 
 class RoundTrip(ToolTest):
     def test_samples_come_back(self):
-        imported = self.tool("import", self.document, *SAMPLES).stdout
-        self.assertIn("microphone: 264 x 2, calibration, sensitivity -12.34 dB, serial number 7000042\n", imported)
+        imported = self.tool("import", self.document, *SAMPLES).stderr
+        self.assertIn("microphone.txt -> microphone: 264 x 2, calibration, sensitivity -12.34 dB, serial number 7000042\n", imported)
         self.assertIn(f"{len(SAMPLES)} of {len(SAMPLES)} files imported into {self.document}\n", imported)
 
         compared = self.tool("compare", self.document, *SAMPLES).stdout
         self.assertEqual(compared.count(": the same, "), len(SAMPLES))
-        self.assertRegex(compared, rf"{len(SAMPLES) + 1} objects loaded, \d+ bytes read\n$")
+        self.assertRegex(compared, rf"{len(SAMPLES) + 2} objects loaded, \d+ bytes read\n$")
 
         data = {name: (rate, shape) for name, rate, shape, _ in self.data()}
-        self.assertEqual(set(data), {path.stem for path in SAMPLES})
+        self.assertEqual(set(data), {"microphone (header)", *(path.stem for path in SAMPLES)})
         self.assertEqual(data["impulse-stereo"], (44100, "8192 x 2"))
         self.assertEqual(data["woofer"], (0, "479 x 3"))
         self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
@@ -27,7 +28,9 @@ class RoundTrip(ToolTest):
     def test_exported_files_hold_the_same_bits(self):
         self.import_samples()
         for name, rate, _, identifier in self.data():
-            for extension in [".wav"] if rate else [".frd", ".txt", ".csv"]:
+            if name == "microphone (header)":
+                continue
+            for extension in [".wav", ".txt", ".csv"] if rate else [".frd", ".txt", ".csv"]:
                 with self.subTest(name=name, extension=extension):
                     exported = self.folder / (name + extension)
                     self.tool("export", self.document, identifier, "-o", exported)
@@ -36,7 +39,7 @@ class RoundTrip(ToolTest):
     def test_a_compacted_document_holds_the_same(self):
         self.import_samples()
         before = self.document.stat().st_size
-        told = self.tool("compact", self.document).stdout
+        told = self.tool("compact", self.document).stderr
         now = self.document.stat().st_size
         self.assertEqual(told, f"{self.document}: {before} bytes before, {now} now\n")
         self.assertLessEqual(now, before)
@@ -47,7 +50,7 @@ class RoundTrip(ToolTest):
     def test_comparing_loads_only_what_is_asked_for(self):
         self.import_samples()
         first = self.tool("compare", self.document, SAMPLES[0]).stdout
-        self.assertRegex(first, r"; 2 objects loaded, ")
+        self.assertRegex(first, r"; 3 objects loaded, ")  # a header would be behind the datum
 
     def test_every_difference_is_found(self):
         one = self.file("one.txt", "20 80 1\n30 81 2\n40 82 3\n")
@@ -67,7 +70,7 @@ class RoundTrip(ToolTest):
         files = [self.file(name + ".txt", f"20 {number}\n30 81\n") for number, name in enumerate(names)]
         # A shell's pattern gives names without a folder; after "--" none of them is taken for an option.
         self.tool("import", self.document, "--", *(path.name for path in files))
-        self.assertEqual([name for name, *_ in self.data()], [name.replace("\n", "␊") for name in names])
+        self.assertEqual([name for name, *_ in self.data()], names)
         self.tool("compare", self.document, "--", *(path.name for path in files))
         for number, name in enumerate(names):
             with self.subTest(name=name):
@@ -109,8 +112,8 @@ class RoundTrip(ToolTest):
         self.import_samples()
         facts = dict(line.strip().split(maxsplit=1) for line in self.tool("info", self.document).stdout.splitlines()
                      if not line.startswith(("root class", "version support")))
-        self.assertEqual(facts["CDatum"], str(len(SAMPLES)))
-        self.assertEqual(facts["objects"], str(len(SAMPLES) + 2))
+        self.assertEqual(facts["CDatum"], str(len(SAMPLES) + 1))
+        self.assertEqual(facts["objects"], str(len(SAMPLES) + 3))
         self.assertEqual(facts["file"], f"{self.document.stat().st_size} bytes in sectors of 512")
         self.assertIn(facts["ID"], self.tool("tree", "--ids", self.document).stdout.splitlines()[0])
         self.assertIn("version support          0, can be read and written", self.tool("info", self.document).stdout)
@@ -119,7 +122,8 @@ class RoundTrip(ToolTest):
 class Usage(ToolTest):
     def test_help_of_every_command_tells_the_exit_statuses(self):
         for command in command_names():
-            self.assertRegex(help_of(command), r"(?s)Exit status:\n  0 .*\n  1 .*\n  2 .*\n  3 ")
+            last = r".*\n  3 " if document_use(command) != "none" else ""
+            self.assertRegex(help_of(command), r"(?s)Exit status:\n  0 .*\n  1 .*\n  2 " + last)
 
     def test_readme_lists_every_command(self):
         readme = (SAMPLES_FOLDER.parent / "README.md").read_text(encoding="utf-8")
@@ -128,14 +132,14 @@ class Usage(ToolTest):
 
     def test_wrong_usage_does_nothing(self):
         sample = SAMPLES[0]
-        for arguments in [[], ["--wrong"], ["nothing", "x"], ["import"], ["import", "new.lvp"],
-                          ["import", "--wrong", "new.lvp", sample], ["tree"], ["tree", "a", "b"], ["info"], ["check"],
+        for arguments in [[], ["--wrong"], ["nothing", "x"], ["help", "--as", "x"], ["import"], ["import", "new.lvp"],
+                          ["import", "--wrong", "new.lvp", sample], ["tree"], ["tree", "a", "b", "c"], ["info"], ["check"],
                           ["export", "new.lvp", "x"], ["export", "new.lvp", "x", "-o"], ["compare", "new.lvp"],
                           ["import", "new.lvp", "--room", "R", "--position", "P", "--channel", "", sample]]:
             with self.subTest(arguments=arguments):
                 refused = self.tool(*arguments, status=WRONG_USAGE)
                 self.assertEqual(refused.stdout, "")
-                self.assertIn("--help", refused.stderr)
+                self.assertIn("lumvex help", refused.stderr)
         self.assertEqual(list(self.folder.iterdir()), [])
 
 

@@ -1,10 +1,11 @@
 """Several processes on one document: a writer keeps other writers out, readers keep what they opened."""
 
 import os
+import signal
 import subprocess
 import unittest
 
-from tool import DOCUMENT_FAILED, SAMPLES, TOOL, ToolTest
+from tool import DOCUMENT_FAILED, INCOMPLETE, SAMPLES, TOOL, ToolTest
 
 # More output than a pipe holds: when nobody reads it, the tool waits in the middle of its work with the document open.
 MANY = 2000
@@ -31,8 +32,56 @@ class Sharing(ToolTest):
         self.assertEqual(self.document.read_bytes(), before)
         self.tool("compare", self.document, *SAMPLES)
 
+        waiting = subprocess.Popen([TOOL, "import", self.document, self.file("last.txt", "20 80\n30 81\n"), "--wait", "200"],
+                                   stderr=subprocess.PIPE)
         writer.communicate(timeout=300)
-        self.assertIn("added", [name for name, *_ in self.data()])
+        self.assertIn(b"1 of 1 files imported", waiting.communicate(timeout=300)[1])
+        self.assertEqual([name for name, *_ in self.data()][-2:], ["added", "last"])
+
+    def test_a_new_document_replaces_nothing_that_came_meanwhile(self):
+        missing = [f"missing file with a rather long name, number {number}" for number in range(MANY)]
+        mine, theirs = (self.file(name, "20 80\n30 81\n") for name in ("mine.txt", "theirs.txt"))
+
+        def race(comes, *options):
+            writer, _ = self.start("stderr", "import", self.document, *missing, mine, *options)
+            comes()
+            said = writer.communicate(timeout=300)[1].decode()
+            return writer.returncode, said
+
+        status, said = race(lambda: self.document.write_text("my precious notes"))
+        self.assertEqual(status, DOCUMENT_FAILED)
+        self.assertIn("cannot be saved, nothing was imported: another program has made a file of this name meanwhile", said)
+        self.assertEqual(self.document.read_text(), "my precious notes")
+        self.document.unlink()
+
+        self.assertEqual(race(lambda: self.tool("import", self.document, theirs))[0], DOCUMENT_FAILED)
+        self.assertEqual([name for name, *_ in self.data()], ["theirs"])
+        self.document.unlink()
+
+        status, said = race(lambda: self.tool("import", self.document, theirs), "--wait", "200")
+        self.assertEqual(status, INCOMPLETE)  # files are missing
+        self.assertIn("starting again", said)
+        self.assertEqual([name for name, *_ in self.data()], ["theirs", "mine"])
+        self.assertEqual(sorted(self.folder.iterdir()), sorted([mine, theirs, self.document]))
+
+    def test_imports_at_once_are_in_the_document_or_were_refused(self):
+        files = [self.file(f"{number}.txt", "20 80\n30 81\n") for number in range(8)]
+        for options in [[], ["--wait", "200"]]:
+            document = self.folder / f"made{len(options)}.lvp"
+            running = [subprocess.Popen([TOOL, "import", "-q", document, file, *options], stderr=subprocess.DEVNULL)
+                       for file in files]
+            done = [file.stem for file, process in zip(files, running) if process.wait(timeout=300) == 0]
+            self.assertEqual(sorted(name for name, *_ in self.data(document)), done)
+            self.assertGreaterEqual(len(done), 8 if options else 1)
+
+    def test_an_interruption_says_what_became_of_the_document(self):
+        missing = [f"missing file with a rather long name, number {number}" for number in range(MANY)]
+        writer, _ = self.start("stderr", "import", self.document, *missing, SAMPLES[0])
+        writer.send_signal(signal.SIGINT)
+        said = writer.communicate(timeout=300)[1].decode()
+        self.assertEqual(writer.returncode, -signal.SIGINT)
+        self.assertTrue(said.endswith("lumvex: interrupted, nothing was changed\n"), said[-200:])
+        self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_a_reader_keeps_what_it_opened(self):
         names = [f"a measurement with a rather long name, number {number}" for number in range(MANY)]

@@ -1,6 +1,7 @@
 """Runs the lumvex tool in a folder of each test's own."""
 
 import functools
+import json
 import os
 import pathlib
 import re
@@ -34,13 +35,20 @@ def help_of(*command):
     return done.stdout.decode("utf-8")
 
 
+@functools.cache
+def command_table():
+    """Every command by its name, as the tool itself describes it."""
+    done = subprocess.run([TOOL, "help", "--as", "json"], capture_output=True, check=True, timeout=300)
+    return {command["name"]: command for command in json.loads(done.stdout)}
+
+
 def command_names():
-    listed = re.search(r"^Subcommands:\n((?:  .*\n)+)", help_of(), re.MULTILINE)[1]
-    return re.findall(r"^  (\w+) ", listed, re.MULTILINE)
+    return list(command_table())
 
 
-def makes_documents(command):
-    return "created when there is no such file" in help_of(command)
+def document_use(command):
+    """none, reads, changes or makes (a document, where there is none)"""
+    return command_table()[command]["document"]
 
 
 DIGITS = "0123456789ABCDEFGHIJKLMNOPQRSTUV"
@@ -77,18 +85,26 @@ class ToolTest(unittest.TestCase):
         return path
 
     def data(self, document=None):
-        """(name, sample rate, shape, ID) of every datum, as the tree shows them."""
-        tree = self.tool("tree", "--ids", document or self.document).stdout
-        return [(name, int(rate), shape, identifier) for name, rate, shape, identifier in re.findall(
-            r"^    (.*)  (-?\d+) Hz  (\d+ x \d+)  (\{[-0-9A-F]{36}\})$", tree, re.MULTILINE)]
+        """(name, sample rate, shape, ID) of every datum."""
+        tree = self.tree_of(document or self.document, "Data")
+        return [(each["Name"], each["SampleRate"], "{rows} x {columns}".format(**each["Data"]), each["ID"])
+                for each in tree["members"]]
+
+    def tree_of(self, document, *arguments):
+        return json.loads(self.tool("tree", "--json", document, *arguments).stdout)
 
     def required_arguments(self, command, document):
-        """What the command's help says it requires, with a sample as its file."""
+        """What the command requires, with samples as its files."""
         named = {"DOC": document, "FILE": CATALOGUE if command == "catalogue" else SAMPLES[0], "NAME": "woofer",
-                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "--config": "Bi amp", "--output": self.folder / "exported.csv"}
-        for name in re.findall(r"^  (?:-\w,)?([-\w=]+)(?: [A-Z]+| \.\.\.)? REQUIRED", help_of(command), re.MULTILINE):
-            yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
+                 "ADDRESS": "/", "PROPERTY": "ID", "NAME=VALUE": "Units=metric", "COLLECTION": "Data", "PATTERN": "X",
+                 "DOC2": document, "OUT": self.folder / "out.lvp", "FROM": document, "--config": "Bi amp",
+                 "--output": self.folder / "exported.csv"}
+        for option in command_table()[command]["options"]:
+            name = option["names"][-1]
+            if option["isRequired"] or (command, name) in [("find", "FILE"), ("export", "NAME")]:
+                yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
 
     def every_command(self, document, but=()):
-        """Command lines that name the document, one for each command except some."""
-        return [(name, *self.required_arguments(name, document)) for name in command_names() if name not in but]
+        """Command lines that name the document, one for each command that takes one, except some."""
+        return [(name, *self.required_arguments(name, document)) for name in command_names()
+                if name not in but and document_use(name) != "none"]

@@ -1,5 +1,6 @@
 """What scripts/package has made, each installed where nothing of Lumvex is, and used."""
 
+import hashlib
 import os
 import pathlib
 import shutil
@@ -8,7 +9,7 @@ import tempfile
 import unittest
 import zipfile
 
-from consumer import SOURCE, ConsumerTest, block, run
+from consumer import SOURCE, ConsumerTest, block, pack_sources, run
 
 PACKAGES = SOURCE / "build/packages"
 INSTALLED = block("cmake", "find_package")
@@ -52,6 +53,12 @@ class Debian(ConsumerTest):
         run([tool, "import", "room.lvp", SOURCE / "samples/woofer.frd", SOURCE / "samples/impulse-stereo.wav"],
             cwd=self.folder)
         self.assertIn("sound", run([tool, "check", "room.lvp"], cwd=self.folder))
+
+    def test_the_tools_manual_and_completion(self):
+        share = self.install("lumvex") / "share"
+        self.assertIn("compact", run(["man", "-l", share / "man/man1/lumvex.1.gz"]))
+        for made in ("bash-completion/completions/lumvex", "zsh/vendor-completions/_lumvex"):
+            self.assertIn("compact", (share / made).read_text())
 
     def test_what_they_depend_on(self):
         for package in ("liblumvex5", "lumvex"):
@@ -129,6 +136,37 @@ class Source(ConsumerTest):
         shutil.copy(only("lumvex-*.tar.gz"), self.folder)
         self.assert_runs([self.build(block("cmake", "FetchContent") + INSTALLED.partition("\n")[2],
                                      "-DLUMVEX_COMPILE_TOGETHER=ON")])
+
+
+class Reproducible(unittest.TestCase):
+    """Packages made again from nothing: in another folder, time zone and language, without a compiler cache."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="lumvex-made-again-in-a-folder-of-another-length-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        time = run(["git", "-C", SOURCE, "log", "-1", "--format=%ct"]).strip()
+        self.environment = dict(os.environ, SOURCE_DATE_EPOCH=time, TZ="Pacific/Auckland", LC_ALL="C", CCACHE_DISABLE="1")
+
+    def assert_same(self, place, pattern):
+        for each in PACKAGES.glob(pattern):
+            again = place / "build/packages" / each.name
+            with self.subTest(each.name):
+                self.assertEqual(hashlib.sha256(again.read_bytes()).hexdigest(), hashlib.sha256(each.read_bytes()).hexdigest())
+
+    def test_what_is_built(self):
+        pack_sources(self.folder / "sources.tar")
+        shutil.unpack_archive(self.folder / "sources.tar", self.folder)
+        if (SOURCE / "build/sound-libraries").exists():  # fetched from elsewhere, and no work of ours
+            (self.folder / "lumvex-5.1/build").mkdir()
+            (self.folder / "lumvex-5.1/build/sound-libraries").symlink_to(SOURCE / "build/sound-libraries")
+        run([self.folder / "lumvex-5.1/scripts/package", "debian", "windows"], env=self.environment)
+        self.assert_same(self.folder / "lumvex-5.1", "*.deb")
+        self.assert_same(self.folder / "lumvex-5.1", "*.zip")
+
+    def test_the_source_archive(self):
+        run(["git", "clone", "--quiet", SOURCE, self.folder / "clone"])
+        run([self.folder / "clone/scripts/package", "source"], env=self.environment)
+        self.assert_same(self.folder / "clone", "*.tar.gz")
 
 
 if __name__ == "__main__":

@@ -129,8 +129,7 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
               (Content{VT_R4, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R8)),
               (Content{VT_R8, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
-    const ArraySlot texts[] = {
-        StoredArray::Make(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
+    const ArraySlot texts[] = {StoredArray::Make(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
 }
 
@@ -139,11 +138,11 @@ TEST(SideBySide, RowsWithoutElementsHaveABound) {
     using namespace inside;
     const auto without = [](std::size_t rows) {
         return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}, {0, 0}},
-                                                   std::vector<std::byte>());
+                                 std::vector<std::byte>());
     };
     const auto with = [](std::size_t rows) {
         return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}},
-                                                   std::vector<std::byte>(rows * sizeof(float)));
+                                 std::vector<std::byte>(rows * sizeof(float)));
     };
     const auto rowsOf = [](const std::vector<ArraySlot>& columns, LXArray type) {
         const Variant made = ConvertSideBySide(columns, type);

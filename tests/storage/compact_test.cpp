@@ -48,12 +48,17 @@ TEST_F(Compacting, KeepsEveryStreamAndTakesTheRoomOut) {
     const Streams before = ReadDocument(path);
     const std::uint64_t length = std::filesystem::file_size(path);
     std::size_t told = 0;
+    const Bytes whole = FileBytes(path);
+    const Compaction tried = TryCompactDocument(path);
+    EXPECT_EQ(FileBytes(path), whole);
     const Compaction done = CompactDocument(path, [&](std::size_t at, std::size_t total) {
         EXPECT_EQ(at, ++told);
         EXPECT_EQ(total, before.size());
     });
     EXPECT_EQ(told, before.size());
     EXPECT_EQ(done.bytesBefore, length);
+    EXPECT_EQ(tried.bytesBefore, length);
+    EXPECT_EQ(tried.bytesAfter, done.bytesAfter);
     EXPECT_EQ(done.bytesAfter, std::filesystem::file_size(path));
     EXPECT_LT(done.bytesAfter, length);
     std::uint64_t content = 0;
@@ -86,6 +91,16 @@ TEST_F(Compacting, LeavesADocumentAloneThatSomebodyHasOpenOrThatWouldLoseSomethi
     ExpectLeftAlone(Status(0x80030109));
     WriteFileBytes(path, Hex("00 01 02"));
     ExpectLeftAlone(Status(0x80030050));
+    std::filesystem::remove(path);
+    {
+        using namespace compound;
+        const auto file = CompoundFile::Create(CreateReplacing(path, Access::Exclusive), 3);
+        const Bytes content(5000, std::byte{7});
+        const Piece piece = content;
+        file->Write(u"of another program", std::span(&piece, 1));
+        file->Commit();
+    }
+    ExpectLeftAlone(Status(0x80030002));
 }
 
 }  // namespace

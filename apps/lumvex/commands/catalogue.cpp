@@ -10,6 +10,7 @@
 #include "files/text_table.hpp"
 #include "model_lookup.hpp"
 #include "progress_line.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -27,7 +28,7 @@ const std::vector<std::string> kColumns = {"manufacturer", "model", "configurati
 // The rows of the table without its header line. A row with too few or too many fields has that as its problem.
 std::vector<TableRow> ReadCatalogue(const fs::path& path) {
     std::vector<TableRow> rows = ReadTable(path);
-    DropHeader(rows, kColumns);
+    DropHeader(path, rows, kColumns);
     for (TableRow& row : rows) {
         if (!row.problem.empty()) continue;
         const auto empty = std::ranges::find(row.fields, "");
@@ -71,7 +72,7 @@ public:
         progress_.Clear();
         if (addedManufacturers_ + addedModels_ + addedConfigs_ != 0)
             document_.Save("cannot be saved, nothing was added");
-        std::cout << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
+        Reports() << good << " of " << rows_.size() << " rows are in " << Utf8(arguments_.library) << "; added "
                   << CountOf(addedManufacturers_, "manufacturer") << ", " << CountOf(addedModels_, "model") << ", "
                   << CountOf(addedConfigs_, "configuration") << '\n';
         return good == rows_.size() ? kDone : kIncomplete;
@@ -120,12 +121,15 @@ Command commands::Catalogue() {
     return {
         .name = "catalogue",
         .summary = "Fill a library with manufacturers, models and configurations",
-        .options = {DocumentOption(arguments->library, "the library (.lvs); created when there is no such file"),
+        .use = DocumentUse::Makes,
+        .options = {DocumentOption(arguments->library,
+                                   "the library; created when there is no such file, and is called .lvs then"),
                     {"FILE", &arguments->table, kShown, "the table, as text", {.required = true}}},
         .details =
             "Each line of the table holds a manufacturer, a model and a configuration (Single amp, Bi amp, Tri amp or\n"
-            "Subwoofer), between commas or semicolons; in quotation marks a name may hold either. A first line\n"
-            "\"manufacturer,model,configuration\" is a header. Names are compared regardless of case; what is there "
+            "Subwoofer), between commas, semicolons or tabs; in quotation marks a name may hold any. A first line of\n"
+            "these three words is a header, and may have them in another order. Names are compared regardless of case; "
+            "what is there "
             "already\n"
             "is left as it is. A bad line is named on standard error with the reason, and the others go in. The "
             "library is\n"

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "commands.hpp"
+#include "digests/check_digests.hpp"
 #include "document.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
@@ -11,10 +12,18 @@ namespace lumvex::app {
 
 namespace {
 
-ExitStatus RunCheck(const std::filesystem::path& document) {
+struct CheckArguments {
+    std::filesystem::path document;
+    DigestUse digests;
+};
+
+ExitStatus RunCheck(const CheckArguments& arguments) {
+    const std::filesystem::path& document = arguments.document;
     ProgressLine progress("checking");
-    const auto problems = OnDocument(document, "cannot be checked", [&] {
-        return CheckDocument(document, [&](std::size_t done, std::size_t total) { progress.Show(done, total); });
+    std::vector<DocumentProblem> problems = CheckedWithDigests(document, arguments.digests, [&] {
+        return OnDocument(document, "cannot be checked", [&] {
+            return CheckDocument(document, [&](std::size_t done, std::size_t total) { progress.Show(done, total); });
+        });
     });
     progress.Clear();
     const std::string name = Utf8(document);
@@ -31,16 +40,18 @@ ExitStatus RunCheck(const std::filesystem::path& document) {
 }  // namespace
 
 Command commands::Check() {
-    const auto document = std::make_shared<std::filesystem::path>();
+    const auto arguments = std::make_shared<CheckArguments>();
     return {.name = "check",
             .summary = "Check the structure of a document's file and every record in it",
-            .options = {DocumentOption(*document, "the document; read, never changed")},
+            .options = {DocumentOption(arguments->document, "the document; read, never changed"),
+                        DigestOption(arguments->digests), RenewOption(arguments->digests)},
             .details =
                 "All of the file is read: the compound file's tables and chains, the root's streams, the object "
                 "directory and\n"
-                "every object's record. Each problem is printed on a line of its own with its place.",
+                "every object's record. Each problem is printed on a line of its own with its place.\n\n" +
+                std::string(kDigestHelp),
             .incomplete = "problems were found",
-            .run = [document] { return RunCheck(*document); }};
+            .run = [arguments] { return RunCheck(*arguments); }};
 }
 
 }  // namespace lumvex::app

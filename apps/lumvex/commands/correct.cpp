@@ -11,6 +11,7 @@
 #include "model_lookup.hpp"
 #include "named_data.hpp"
 #include "progress_line.hpp"
+#include "run_options.hpp"
 #include "settings.hpp"
 
 namespace lumvex::app {
@@ -31,15 +32,14 @@ struct CorrectArguments {
 // accepted.
 class CorrectRun {
 public:
-    explicit CorrectRun(const CorrectArguments& arguments)
-        : arguments_(arguments), document_(arguments.document, Missing::IsRefused) {}
+    explicit CorrectRun(const CorrectArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
         std::string report;
         OnDocument(arguments_.document, "cannot be changed", [&] { report = Put(); });
         progress_.Clear();
         document_.Save("cannot be saved, nothing was changed");
-        std::cout << report << '\n';
+        Reports() << report << '\n';
         return kDone;
     }
 
@@ -59,8 +59,8 @@ private:
         if (isNew && !measurement)
             throw FileError(arguments_.document, "the correction " + Quoted(arguments_.name) +
                                                      " is new and needs its --measurement or --experiment");
-        const std::optional<MeasurementFile> filter = Read(arguments_.filters), smoothed = Read(arguments_.smoothed),
-                                             verified = Read(arguments_.verified);
+        std::optional<MeasurementFile> filter = Read(arguments_.filters);
+        const std::optional<MeasurementFile> smoothed = Read(arguments_.smoothed), verified = Read(arguments_.verified);
         if (isNew) {
             correction = corrections.Add(FromUtf8(arguments_.name), measurement);
             correction.SampleRate(measurement.SampleRate());
@@ -69,7 +69,7 @@ private:
         }
         if (filter) {
             CheckOtherArrays(correction, *filter);
-            Store(*filter, correction);
+            Store(std::move(*filter), correction);
         }
         if (smoothed) correction.Data2(ArrayAt(correction.SampleRate(), *smoothed, arguments_.smoothed[0]));
         if (verified) correction.VerifyMeas(ArrayAt(correction.SampleRate(), *verified, arguments_.verified[0]));
@@ -145,6 +145,7 @@ Command commands::Correct() {
     return {
         .name = "correct",
         .summary = "Put a correction of a speaker into a project",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project that has the speaker's measurements"),
                     {"--speaker",
                      &arguments->speaker,

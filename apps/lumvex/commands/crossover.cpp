@@ -10,6 +10,7 @@
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "model_lookup.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -34,7 +35,7 @@ public:
     ExitStatus Run() {
         OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
         document_.Save("cannot be saved, nothing was changed");
-        std::cout << report_ << '\n';
+        Reports() << report_ << '\n';
         return kDone;
     }
 
@@ -128,8 +129,9 @@ Command commands::Crossover() {
     return {
         .name = "crossover",
         .summary = "Put a crossover design into a project",
+        .use = DocumentUse::Changes,
         .options =
-            {DocumentOption(arguments->document, "the project; created when there is no such file"),
+            {DocumentOption(arguments->document, "the project; saved once, when all went in"),
              {"--config",
               &arguments->config,
               kName,

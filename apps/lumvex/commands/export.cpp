@@ -1,14 +1,23 @@
 #include <algorithm>
-#include <functional>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <system_error>
+#include <unordered_set>
+#include <vector>
 
 #include "commands.hpp"
 #include "document.hpp"
+#include "export_names.hpp"
 #include "files/text_encoding.hpp"
-#include "lumvex/diagnostics.hpp"
 #include "named_data.hpp"
+#include "objects/opened.hpp"
+#include "progress_line.hpp"
+#include "reading_options.hpp"
+#include "run_options.hpp"
+#include "stored_files.hpp"
+#include "terminal.hpp"
 
 namespace lumvex::app {
 
@@ -16,115 +25,309 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using FileKind = MeasurementFile::Kind;
+
 struct ExportArguments {
     fs::path document;
-    std::string name, array = "Data";
-    fs::path file;
-    bool force = false;
+    std::vector<std::string> addresses;
+    std::string array = "Data", format, bits;
+    fs::path output;
+    bool all = false, force = false;
 };
 
-// The text is tried as the name of a datum first, and then as an ID: a name may look like an ID.
-Object FindItem(const Project& project, std::u16string_view wanted) {
-    if (Datum found = NamedData(project.Data()).Find(wanted)) return found;
-    return ParseGuid(wanted) ? project.Load(wanted) : Object();
+// An array of an item.
+struct Source {
+    Node item;
+    const MemberDescription* property;
+    LONG place = 0;  // of a datum among all, from 1; 0: not known
+};
+
+bool IsSound(FileFormat format) { return format == FileFormat::Wav || format == FileFormat::Flac; }
+
+const char* ExtensionFor(const MeasurementFile& file) {
+    return file.kind == FileKind::Impulse ? ".wav" : file.kind == FileKind::Data ? ".csv" : ".txt";
 }
 
-// Reads a property by its name, whatever the object's class; nothing where the class has no such property.
-std::optional<Variant> PropertyOf(const Object& object, std::u16string_view name) {
-    const Bstr text(name);
-    BSTR names[] = {text.get()};
-    DISPID id = 0;
-    if (FAILED(object.Pointer()->GetIDsOfNames(GUID{}, names, 1, LOCALE_USER_DEFAULT, &id))) return std::nullopt;
-    DISPPARAMS none{};
-    Variant value;
-    Check(object.Pointer()->Invoke(id, GUID{}, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, value.Out(), nullptr,
-                                   nullptr));
-    return value;
+WriteOptions OptionsOf(const std::string& bits) {
+    if (bits == "16") return {.bits = SampleBits::Whole16};
+    if (bits == "24") return {.bits = SampleBits::Whole24};
+    if (bits == "32") return {.bits = SampleBits::Whole32};
+    if (bits == "float") return {.bits = SampleBits::Float};
+    return {};
 }
 
-// In Hz; 0 for an object without one. A room's position has a float, all others an integer.
-std::int32_t SampleRateOf(const Object& object) {
-    const auto rate = PropertyOf(object, u"SampleRate");
-    if (!rate) return 0;
-    return rate->vt == VT_I4 ? rate->lVal : rate->vt == VT_R4 ? static_cast<std::int32_t>(rate->fltVal) : 0;
-}
-
-// Tells whether each value is above the one before, as the frequencies of a response are.
-bool Rise(std::span<const float> values) {
-    return std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
-}
-
-// The sample rate alone does not tell a response (0) from an impulse: a new datum has a rate, and a client that stores
-// a response may leave it. A first column that rises is taken for frequencies too.
-MeasurementFile FileOf(const Object& item, const Array& array, const fs::path& path) {
-    MeasurementFile file;
-    file.rows = array.Rows();
-    file.columns = array.Columns();
-    const std::span<const float> values = array.Values<float>();
-    file.values.assign(values.begin(), values.end());
-    file.sampleRate = SampleRateOf(item);
-    const bool isSound = LowerExtension(path) == ".wav";
-    const bool isResponse = file.sampleRate == 0 || Rise(values.first(file.rows));
-    file.kind = isSound || !isResponse ? MeasurementFile::Kind::Impulse : MeasurementFile::Kind::Response;
-    return file;
-}
-
-ExitStatus RunExport(const ExportArguments& arguments) {
-    const Project project = OpenProject(arguments.document, LX_SHARE_READ);
+// Is the output meant as a folder, whether it is there or not?
+bool IsFolder(const fs::path& output) {
     std::error_code ignored;
-    if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
-        throw FileError(arguments.file, "the file exists already; --force replaces it");
-    return OnDocument(arguments.document, "cannot be read", [&] {
-        const Object item = FindItem(project, FromUtf8(arguments.name));
-        if (!item)
-            throw FileError(arguments.document,
-                            "there is no datum named " + Quoted(arguments.name) + ", and no object of this ID");
-        const auto value = PropertyOf(item, FromUtf8(arguments.array));
-        if (!value)
-            throw FileError(arguments.document, Quoted(arguments.name) + " has no array " + Quoted(arguments.array));
-        const MeasurementFile file = FileOf(item, NumbersOf(Array(*value)), arguments.file);
-        WriteMeasurementFile(arguments.file, file);
-        std::cout << Shown(item.As<Collectable>().Name()) << ": " << ShapeText(file.rows, file.columns)
-                  << " written to " << Utf8(arguments.file) << '\n';
-        return kDone;
-    });
+    return fs::is_directory(output, ignored) || !output.has_filename();
 }
+
+class ExportRun {
+public:
+    explicit ExportRun(const ExportArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
+
+    ExitStatus Run() {
+        return OnObjects(arguments_.document, "cannot be read", [&] {
+            const bool isFile = !IsFolder(arguments_.output) && arguments_.output.has_extension();
+            if (arguments_.addresses.empty() && isFile)
+                throw FileError(arguments_.output,
+                                "NAME says which array goes into the file; all of them take a folder");
+            FindSources();
+            const bool single = !IsForAll() && sources_.size() == 1;
+            if (IsStandardStream(arguments_.output)) {
+                if (!single) Refuse("standard output takes one item alone");
+                ToStandardOutput(sources_[0]);
+            } else if (single && !IsFolder(arguments_.output)) {
+                ToFile(FileFor(sources_[0]), arguments_.output);
+            } else {
+                ToFolder();
+            }
+            return status_;
+        });
+    }
+
+private:
+    bool IsForAll() const { return arguments_.all || arguments_.addresses.empty(); }
+
+    // A variant may be a truth value as well.
+    static bool IsArrayOrNone(const VARIANT& value) { return value.vt == VT_EMPTY || (value.vt & VT_ARRAY) != 0; }
+
+    [[noreturn]] void Refuse(const std::string& reason) const { throw FileError(arguments_.document, reason); }
+
+    void FindSources() {
+        if (IsForAll()) {
+            if (arguments_.addresses.empty()) AddAllBelow(document_.Root());
+            for (const std::string& address : arguments_.addresses) {
+                for (const Node& each : Found(address)) AddAllBelow(each);
+            }
+        } else {
+            for (const std::string& address : arguments_.addresses) {
+                for (const Node& item : Found(address))
+                    sources_.push_back({item, &ArrayOf(item, address), PlaceOf(item)});
+            }
+        }
+        if (sources_.empty() && status_ == kDone) Refuse("there is nothing to export");
+    }
+
+    // The text is tried as the name of a datum first, and then as an address: a name may look like one.
+    std::vector<Node> Found(const std::string& address) {
+        if (const auto* project = std::get_if<Project>(&document_.Any())) {
+            if (!data_) data_.emplace(project->Data());
+            if (const Datum datum = data_->Find(FromUtf8(address))) return {Node(datum)};
+        }
+        return document_.Objects().FindAll(address);
+    }
+
+    LONG PlaceOf(const Node& item) {
+        if (!item.As<Datum>() || !data_) return 0;
+        const Datum named = data_->Find(item.Name());  // the first of the name
+        return named && named.ID() == item.Id() ? data_->Place(item.Name()) : 0;
+    }
+
+    const MemberDescription& ArrayOf(const Node& item, const std::string& address) const {
+        const std::vector<const MemberDescription*> arrays = ArrayProperties(item.Type());
+        std::string names;
+        for (const MemberDescription* each : arrays) {
+            if (CompareNoCase(FromUtf8(each->name), FromUtf8(arguments_.array)) == 0) return *each;
+            if (IsArrayOrNone(item.Get(*each))) names += (names.empty() ? "" : ", ") + std::string(each->name);
+        }
+        Refuse(Quoted(address) + " has no array " + Quoted(arguments_.array) + "; there is " +
+               (names.empty() ? "none" : names));
+    }
+
+    // Reports what fails, so that the others can follow.
+    template <class Work>
+    void Try(const std::string& what, Work&& work) {
+        try {
+            work();
+        } catch (const Error& error) {
+            Report(Utf8(arguments_.document) + ": " + what + " cannot be read: " + Describe(error));
+        } catch (const FileError& error) {
+            Report(error.what());
+        }
+    }
+
+    void Report(const std::string& problem) {
+        progress_.Clear();
+        std::cerr << problem << '\n';
+        status_ = kIncomplete;
+    }
+
+    // Every array that an object and those below it keep. Those that are made of others are left out.
+    void AddAllBelow(const Node& object) {
+        if (object.IsCollection()) {
+            const LONG count = object.Count();
+            for (LONG place = 1; place <= count; ++place)
+                Try("item " + std::to_string(place) + " of " + Shown(object.Name()), [&] {
+                    const std::size_t before = sources_.size();
+                    AddAllBelow(object.Member(place));
+                    for (std::size_t at = before; at < sources_.size(); ++at) {
+                        if (sources_[at].item.As<Datum>()) sources_[at].place = place;
+                    }
+                });
+            return;
+        }
+        if (!object.Is(lumvex::app::Kind::Root)) {
+            for (const MemberDescription* each : ArrayProperties(object.Type())) {
+                if (each->use == MemberUse::ReadWrite) sources_.push_back({object, each});
+            }
+        }
+        for (const MemberDescription* child : ChildCollectionsOf(object.Type()))
+            Try(std::string(child->name), [&] { AddAllBelow(object.Follow(*child)); });
+    }
+
+    void ToStandardOutput(const Source& source) {
+        MeasurementFile file = FileFor(source);
+        const fs::path path = "stdout" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format);
+        std::stringstream bytes;
+        Write(path, file, [&](const MeasurementFile& written) {
+            return WriteMeasurement(path, bytes, FormatOf(path), written, OptionsOf(arguments_.bits));
+        });
+        BinaryOutput();
+        bytes.clear();
+        bytes.seekg(0);
+        std::cout << bytes.rdbuf();
+        Reports() << Shown(source.item.Name()) << ": " << ShapeText(file.rows, file.columns) << " written\n";
+    }
+
+    void ToFile(MeasurementFile file, const fs::path& path) {
+        std::error_code ignored;
+        if (!arguments_.force && fs::exists(fs::symlink_status(path, ignored)))
+            throw FileError(path, "the file exists already; --force replaces it");
+        Write(path, file, [&](const MeasurementFile& written) {
+            return WriteMeasurementFile(path, written, OptionsOf(arguments_.bits));
+        });
+        Reports() << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
+                  << Utf8(path) << '\n';
+    }
+
+    void ToFolder() {
+        std::vector<Source> full;
+        for (const Source& source : sources_) {
+            Try(Shown(source.item.Name()), [&] {
+                const Array array(source.item.Get(*source.property));
+                if (array.Empty() && IsForAll()) return;
+                if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
+            });
+        }
+        ExportNames names;
+        for (const Source& source : full) names.Add(source.item, *source.property);
+        std::size_t done = 0, written = 0;
+        for (const Source& source : full) {
+            progress_.Show(++done, full.size());
+            Try(Shown(source.item.Name()), [&] {
+                MeasurementFile file = FileFor(source);
+                const std::string extension = arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format;
+                const fs::path path = arguments_.output / names.PathOf(done - 1, extension);
+                std::error_code error;
+                fs::create_directories(path.parent_path(), error);
+                if (error) throw FileError(path.parent_path(), error);
+                progress_.Clear();
+                ToFile(std::move(file), path);
+                ++written;
+            });
+        }
+        progress_.Clear();
+        Reports() << written << " of " << full.size() << " arrays written to " << Utf8(arguments_.output) << '\n';
+    }
+
+    MeasurementFile FileFor(const Source& source) const {
+        if (Array(source.item.Get(*source.property)).Type() == VT_UI1)
+            Refuse(Shown(source.item.Name()) + " holds bytes, no numbers");
+        const auto* project = std::get_if<Project>(&document_.Any());
+        const bool isDatum = project && source.place != 0;
+        MeasurementFile file = FileFrom(source.item, *source.property,
+                                        isDatum ? HeaderBehind(project->Data(), source.place) : std::string());
+        if (file.rows == 0)
+            Refuse(Shown(source.item.Name()) + " has no values in " + std::string(source.property->name));
+        return file;
+    }
+
+    // What a format of samples does not keep is told.
+    template <class WriteFile>
+    void Write(const fs::path& path, MeasurementFile& file, WriteFile write) {
+        if (!IsSound(FormatOf(path))) {
+            write(file);
+            return;
+        }
+        file.kind = FileKind::Impulse;
+        const std::size_t rounded = write(file);
+        if (rounded != 0)
+            Tell(path, std::to_string(rounded) + " of " + std::to_string(file.values.size()) + " samples are rounded");
+        if (file.startTime.value_or(0) != 0) Tell(path, "the start time is left out; .txt and .csv keep it");
+    }
+
+    void Tell(const fs::path& path, const std::string& note) {
+        progress_.Clear();
+        std::cerr << Utf8(path) << ": " << note << '\n';
+    }
+
+    const ExportArguments& arguments_;
+    ReadDocument document_;
+    std::optional<NamedData> data_;
+    std::vector<Source> sources_;
+    ProgressLine progress_{"writing file"};
+    ExitStatus status_ = kDone;
+};
 
 }  // namespace
 
 Command commands::Export() {
     const auto arguments = std::make_shared<ExportArguments>();
-    const Value array{.shown = "NAME", .choices = {"Data", "Data2", "VerifyMeas"}};
     return {
         .name = "export",
-        .summary = "Write an array of a project into a measurement file",
+        .summary = "Write arrays of a document into measurement files",
         .options =
-            {DocumentOption(arguments->document, "the project; opened for reading only"),
-             {"NAME",
-              &arguments->name,
-              kShown,
-              "name of the datum, regardless of case (of several the first), or the ID in braces of any item with "
-              "an array",
-              {.required = true}},
+            {DocumentOption(arguments->document, "the project or library; opened for reading only"),
+             {"NAME", &arguments->addresses, kShown,
+              "names of data, regardless of case (of several the first), or addresses of any items with an array; "
+              "without any all arrays are written into a folder"},
              {"-o,--output",
-              &arguments->file,
+              &arguments->output,
               kFile,
-              "the file to write; its extension says the format",
+              "the file to write, whose extension says the format; - for standard output; or a folder",
               {.required = true}},
-             {"--array", &arguments->array, array,
-              "which array: Data (without this option), Data2 (a correction's smoothed measurement) or "
-              "VerifyMeas"},
-             {"--force", &arguments->force, {}, "replace FILE when it exists; without it that is refused"}},
+             {"--all",
+              &arguments->all,
+              {},
+              "write every array of what is below NAME, or of the document, into a folder"},
+             {"--format",
+              &arguments->format,
+              {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac"}},
+              "the format in a folder and on standard output; else wav for impulse responses, csv for plain numbers "
+              "and "
+              "txt for all others"},
+             {"--bits",
+              &arguments->bits,
+              {.shown = "BITS", .choices = {"16", "24", "32", "float"}},
+              "samples in .wav (float without this option) and .flac (24; or 16)"},
+             {"--array", &arguments->array, kName,
+              "which array: Data (without this option), Data2 (a correction's smoothed measurement), VerifyMeas, "
+              "LimitData, CrossoverData, EqualiserData"},
+             {"--force", &arguments->force, {}, "replace files that exist; without it that is refused"}},
         .details =
-            "`tree --ids` prints the IDs: of data, measurements and corrections.\n\n"
-            "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses of two or three\n"
-            "columns, frequency in Hz, level in dB and perhaps phase in degrees; .wav (32-bit float, one channel per\n"
-            "column, the item's sample rate in Hz) for impulse responses. An array with a sample rate is written as "
-            "text\n"
-            "only when its first column rises as frequencies do. Importing the file again gives the same bits.\n"
-            "FILE is written completely or not at all.",
-        .incomplete = "there is no such item or array, or FILE could not be written",
-        .run = [arguments] { return RunExport(*arguments); }};
+            "Formats: .frd and .txt (columns between tabs) and .csv (commas) for frequency responses and calibrations\n"
+            "(frequency in Hz, level in dB and perhaps phase in degrees), for impulse responses (below a header with "
+            "the\n"
+            "sample rate and the start time) and for any columns of numbers; .wav (one channel per column, the item's\n"
+            "sample rate in Hz) and .flac for impulse responses. Importing a text file or a .wav file of floats again "
+            "gives\n"
+            "the same bits; samples that fewer bits round are told. An array with a sample rate is written as a "
+            "response\n"
+            "when its first column rises as frequencies do. Tables of limits, crossovers and equalisers have a line "
+            "for\n"
+            "each entry. A microphone's calibration has its sensitivity and its name as serial number. A file is "
+            "written\n"
+            "completely or not at all, and gets the item's date.\n"
+            "\n"
+            "In a folder each file is named after its item, in folders as in the document, without those that all "
+            "files\n"
+            "share; arrays other than Data have their name behind that of the item (\"Flat.LimitData.csv\"). "
+            "Characters that\n"
+            "no system takes in the names of files become _, and names that are the same get a number.\n\n" +
+            std::string(kAddressHelp),
+        .incomplete = "there is no such item or array, something could not be read, or a file not be written",
+        .run = [arguments] { return ExportRun(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

@@ -31,6 +31,14 @@ void PrintTable(const VARIANT& array) {
     }
 }
 
+Variant ValueOf(const Node& object, const Property& property) {
+    try {
+        return object.Get(*property.member, property.indexes);
+    } catch (const Error& error) {
+        throw PropertyError(property.Name() + " of " + PathOf(object) + " cannot be read: " + Describe(error));
+    }
+}
+
 ExitStatus RunGet(const GetArguments& arguments) {
     const ReadDocument document(arguments.document);
     return OnObjects(arguments.document, "cannot be read", [&] {
@@ -41,7 +49,7 @@ ExitStatus RunGet(const GetArguments& arguments) {
         for (const std::string& name : arguments.properties)
             for (Property& each : FindProperties(object.Type(), name)) wanted.push_back(std::move(each));
         for (const Property& property : wanted) {
-            const Variant value = object.Get(*property.member, property.indexes);
+            const Variant value = ValueOf(object, property);
             if (arguments.json) {
                 answer[property.Name()] = ValueJson(property, value, ArrayForm::Whole, paths, document.Root());
             } else if (IsArray(value)) {

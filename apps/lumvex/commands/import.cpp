@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <sstream>
@@ -8,9 +9,12 @@
 #include "commands.hpp"
 #include "destination.hpp"
 #include "document.hpp"
+#include "files/impulse_of_response.hpp"
 #include "files/text_encoding.hpp"
 #include "named_data.hpp"
 #include "progress_line.hpp"
+#include "reading_options.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -21,18 +25,22 @@ namespace {
 struct ImportArguments {
     fs::path document;
     std::vector<fs::path> files;
+    ReadingArguments reading;
+    std::string toImpulse;  // the sample rate in Hz; empty: not asked for
     Placement placement;
 };
 
-std::string Report(const MeasurementFile& file) {
+std::string Report(std::span<const InputFile> files, const StoredItem& stored) {
     std::ostringstream report;
-    report << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns);
-    if (file.kind == MeasurementFile::Kind::Impulse) report << ", " << file.sampleRate << " Hz";
-    if (file.kind == MeasurementFile::Kind::Response && file.columns == ChannelCount(file))
-        report << ", levels; the whole table is named data";
-    if (file.kind == MeasurementFile::Kind::Calibration) report << ", calibration";
-    if (file.sensitivity) report << ", sensitivity " << *file.sensitivity << " dB";
-    if (file.serialNumber) report << ", serial number " << Shown(FromUtf8(*file.serialNumber));
+    for (const InputFile& file : files) report << (&file == &files[0] ? "" : ", ") << Utf8(file.path);
+    const MeasurementFile& content = stored.content;
+    report << " -> " << stored.place << ": " << ShapeText(content.rows, content.columns);
+    if (content.kind == MeasurementFile::Kind::Impulse) report << ", " << content.sampleRate << " Hz";
+    if (content.kind == MeasurementFile::Kind::Calibration) report << ", calibration";
+    if (content.startTime && *content.startTime != 0) report << ", starts at " << *content.startTime << " s";
+    if (content.sensitivity) report << ", sensitivity " << *content.sensitivity << " dB";
+    if (content.serialNumber) report << ", serial number " << Shown(FromUtf8(*content.serialNumber));
+    if (!stored.note.empty()) report << "; " << stored.note;
     return report.str();
 }
 
@@ -52,20 +60,19 @@ public:
         } else {
             for (const fs::path& path : arguments_.files) {
                 Try([&] {
-                    const InputFile file{path, Read(path)};
+                    InputFile file{path, Read(path)};
                     Add(std::span(&file, 1));
                 });
             }
         }
         progress_.Clear();
         if (imported_ != 0) document_.Save("cannot be saved, nothing was imported");
-        for (const std::string& report : reports_) std::cout << report << '\n';
         const std::string document = Utf8(arguments_.document);
         if (imported_ == 0) {
             std::cerr << document << ": nothing was imported; the document was not "
                       << (document_.IsNew() ? "created\n" : "changed\n");
         } else {
-            std::cout << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
+            Reports() << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
         }
         return imported_ == arguments_.files.size() ? kDone : kIncomplete;
     }
@@ -89,12 +96,21 @@ private:
 
     MeasurementFile Read(const fs::path& path) {
         progress_.Show(++started_, arguments_.files.size());
-        return ReadMeasurementFile(path);
+        MeasurementFile file = ReadNamed(path, arguments_.reading);
+        const bool isConverted = file.kind == MeasurementFile::Kind::Response && !arguments_.toImpulse.empty();
+        if (isConverted) file = ImpulseOf(path, file, std::stoi(arguments_.toImpulse));
+        for (const std::string& note : file.notes) {
+            progress_.Clear();
+            std::cerr << Utf8(path) << ": " << note << '\n';
+        }
+        return file;
     }
 
-    void Add(std::span<const InputFile> files) {
-        Inside([&] { reports_.push_back(Report(destination_->Add(files))); });
+    void Add(std::span<InputFile> files) {
+        const std::string report = Inside([&] { return Report(files, destination_->Add(files)); });
         imported_ += files.size();
+        progress_.Clear();
+        Reports() << report << '\n';
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
@@ -105,12 +121,12 @@ private:
             Try([&] { files.push_back({path, Read(path)}); });
         }
         const bool areMono = std::ranges::all_of(files, [](const InputFile& file) {
-            return file.content.kind != MeasurementFile::Kind::Calibration && ChannelCount(file.content) == 1;
+            return file.content.kind == MeasurementFile::Kind::Impulse && file.content.columns == 1;
         });
         if (areMono && files.size() == arguments_.files.size()) {
             Try([&] { Add(files); });
         } else {
-            for (const InputFile& file : files) Try([&] { Add(std::span(&file, 1)); });
+            for (InputFile& file : files) Try([&] { Add(std::span(&file, 1)); });
         }
     }
 
@@ -119,7 +135,6 @@ private:
     std::unique_ptr<Destination> destination_;
     ProgressLine progress_{"reading file"};
     std::size_t started_ = 0, imported_ = 0;
-    std::vector<std::string> reports_;  // one for each item that was made or replaced
 };
 
 }  // namespace
@@ -127,41 +142,59 @@ private:
 Command commands::Import() {
     const auto arguments = std::make_shared<ImportArguments>();
     Placement& placement = arguments->placement;
+    std::vector<Option> options = {
+        DocumentOption(arguments->document,
+                       "the project or library; created when there is no such file, as a library where it is called "
+                       ".lvs"),
+        {"FILE", &arguments->files, kShown, "measurement files; - is standard input", {.required = true}},
+        {"--replace",
+         &placement.replace,
+         {},
+         "give the item that has the name already, at the place that the options name, the file's content; without it "
+         "such a file is refused"}};
+    std::ranges::move(ReadingOptions(arguments->reading), std::back_inserter(options));
+    const std::vector<Option> places = {
+        {"--header", &placement.header, {}, "keep the lines above the numbers as a datum beside each"},
+        {"--to-impulse",
+         &arguments->toImpulse,
+         {"HZ", &ProblemOfRate},
+         "make impulse responses at this sample rate of frequency responses"},
+        {"--speaker",
+         &placement.speaker,
+         kName,
+         "the speaker that was measured",
+         {.needs = {"--config", "--experiment"}, .excludes = {"--room"}}},
+        {"--model", &placement.model, kName, "its model, \"Acme/Alpha\"", {.needs = {"--speaker"}}},
+        {"--config", &placement.config, kName, "its configuration, \"Bi amp\"", {.needs = {"--speaker"}}},
+        {"--experiment", &placement.experiment, kName, "the set-up of the measurement", {.needs = {"--speaker"}}},
+        {"--library", &placement.library, {"LIB"}, "links the project to this library", {.needs = {"--speaker"}}},
+        {"--room", &placement.room, kName, "the room that was measured", {.needs = {"--position", "--channel"}}},
+        {"--position", &placement.position, kName, "the microphone's place in the room", {.needs = {"--room"}}},
+        {"--channel", &placement.channel, {"N"}, "the processor channel that was heard", {.needs = {"--room"}}}};
+    options.insert(options.end(), places.begin(), places.end());
     return {
         .name = "import",
         .summary = "Import measurement files into a project or library",
-        .options =
-            {DocumentOption(arguments->document,
-                            "the project or library; created when there is no such file, as a library where "
-                            "it is called .lvs"),
-             {"FILE", &arguments->files, kShown, "measurement files", {.required = true}},
-             {"--replace",
-              &placement.replace,
-              {},
-              "give what has a file's name already the file's content; without it such a file is refused"},
-             {"--speaker",
-              &placement.speaker,
-              kName,
-              "the speaker that was measured",
-              {.needs = {"--config", "--experiment"}, .excludes = {"--room"}}},
-             {"--model", &placement.model, kName, "its model, \"Acme/Alpha\"", {.needs = {"--speaker"}}},
-             {"--config", &placement.config, kName, "its configuration, \"Bi amp\"", {.needs = {"--speaker"}}},
-             {"--experiment", &placement.experiment, kName, "the set-up of the measurement", {.needs = {"--speaker"}}},
-             {"--library", &placement.library, {"LIB"}, "links the project to this library", {.needs = {"--speaker"}}},
-             {"--room", &placement.room, kName, "the room that was measured", {.needs = {"--position", "--channel"}}},
-             {"--position", &placement.position, kName, "the microphone's place in the room", {.needs = {"--room"}}},
-             {"--channel", &placement.channel, {"N"}, "the processor channel that was heard", {.needs = {"--room"}}}},
+        .use = DocumentUse::Makes,
+        .options = std::move(options),
         .details =
-            "A text file (.frd, .txt, .csv and others) holds a frequency response or a microphone calibration: "
-            "frequency\n"
-            "in Hz, level in dB and perhaps phase in degrees. A sound file (.wav and others) holds an impulse "
-            "response:\n"
-            "one column per channel, full scale -1 to 1, and the sample rate in Hz.\n"
+            std::string(kReadingHelp) +
             "\n"
-            "Files become named data of a project: with all their columns, the sample rate (0 for text), the file's "
-            "name\n"
-            "without its extension, and its date. Measurements of speakers and rooms have one column per channel:\n"
-            "of a frequency response the levels go there, and the whole file becomes named data besides.\n"
+            "Files become named data of a project: with all their columns, the sample rate (0 without samples), the\n"
+            "file's name without its extension, and its date. What the header of a calibration or of an impulse "
+            "response\n"
+            "as text says besides is kept as a datum of bytes, \"NAME (header)\"; --header keeps every header so.\n"
+            "`export` puts it back.\n"
+            "\n"
+            "Speakers and rooms keep impulse responses, one column per channel. --to-impulse makes one of 65536 "
+            "samples of\n"
+            "a frequency response: of its levels and phases, with time zero 8192 samples behind the first, or without\n"
+            "phases of minimum phase; 0 dB is a factor of 1. Between the frequencies levels (dB) are interpolated "
+            "over\n"
+            "the logarithm of the frequency and phases over the frequency; beyond them levels stay as they are, and\n"
+            "phases go on with the delay of the last octave.\n"
+            "The start time of an impulse response as text is kept: of a speaker's measurement as MeasureStart, where\n"
+            "time zero is (ms behind the first sample), of a room's as ConfigData (s).\n"
             "\n"
             "With --speaker files become measurements of that speaker in its configuration, taken with that "
             "experiment.\n"
@@ -173,9 +206,11 @@ Command commands::Import() {
             "\n"
             "With --room files become measurements at that position of that room; both are made when missing.\n"
             "\n"
-            "In a library microphone calibrations become microphones, named after the serial number (else the file), "
-            "with\n"
-            "the levels as curve and the sensitivity as scale. Other files are refused.\n"
+            "In a library microphone calibrations become microphones, named after the serial number (else the file): "
+            "the\n"
+            "entries frequency and level (and phase) one after the other in one channel, the sensitivity as scale, "
+            "where\n"
+            "1 is none. Other files are refused.\n"
             "\n"
             "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with "
             "the\n"
@@ -183,7 +218,14 @@ Command commands::Import() {
             "nothing\n"
             "can be imported it is neither created nor changed.",
         .incomplete = "some files, or all, were not imported",
-        .run = [arguments] { return ImportRun(*arguments).Run(); }};
+        .run = [arguments] {
+            if (const std::string problem = ProblemOfNames(arguments->reading, arguments->files.size());
+                !problem.empty()) {
+                std::cerr << problem << '\n';
+                return kWrongUsage;
+            }
+            return ImportRun(*arguments).Run();
+        }};
 }
 
 }  // namespace lumvex::app

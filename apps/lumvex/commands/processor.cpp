@@ -12,6 +12,7 @@
 #include "files/text_encoding.hpp"
 #include "files/text_table.hpp"
 #include "model_lookup.hpp"
+#include "run_options.hpp"
 #include "settings.hpp"
 
 namespace lumvex::app {
@@ -120,7 +121,7 @@ public:
     ExitStatus Run() {
         OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
         document_.Save("cannot be saved, nothing was changed");
-        std::cout << report_ << '\n';
+        Reports() << report_ << '\n';
         return kDone;
     }
 
@@ -247,7 +248,8 @@ Command commands::Processor() {
     return {
         .name = "processor",
         .summary = "Put a processor configuration into a project",
-        .options = {DocumentOption(arguments->document, "the project; created when there is no such file"),
+        .use = DocumentUse::Changes,
+        .options = {DocumentOption(arguments->document, "the project; saved once, when all went in"),
                     {"TABLE", &arguments->table, kShown, "the output positions of its profiles"},
                     {"--name", &arguments->name, kName, "the name of the configuration", {.required = true}},
                     {"--text", &arguments->text, {"TEXT"}, "the text that the processor keeps"},

@@ -7,6 +7,7 @@
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "report/page.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -32,7 +33,7 @@ ExitStatus RunReport(const ReportArguments& arguments) {
     ReportOptions options{.documents = arguments.documents};
     if (!arguments.calibration.empty()) options.calibration = ReadCalibration(arguments.calibration);
     const ReportResult result = WriteReport(options, arguments.file);
-    std::cerr << Utf8(arguments.file) << ": " << result.objects << " objects, " << result.curves << " traces, "
+    Reports() << Utf8(arguments.file) << ": " << result.objects << " objects, " << result.curves << " traces, "
               << SizeText(result.bytes) << '\n';
     if (result.unreadable == 0) return kDone;
     std::cerr << result.unreadable << " objects could not be read; the report says which\n";

@@ -1,9 +1,12 @@
 #include <iostream>
+#include <map>
 #include <memory>
 
 #include "commands.hpp"
 #include "files/text_encoding.hpp"
+#include "objects/arrays.hpp"
 #include "objects/opened.hpp"
+#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -15,24 +18,24 @@ struct SetArguments {
     std::vector<std::string> assignments;
 };
 
-// What the document answers for the properties after it was saved, by the object's ID: a few are kept for the session
-// only, or answered from elsewhere.
-struct Expectation {
-    std::string name, value;
-};
+// What properties were set to, by their names.
+using Wishes = std::map<std::string, std::string>;
 
-ExitStatus Compare(const SetArguments& arguments, const std::u16string& id, const std::vector<Expectation>& expected) {
+// Says where the document answers something else after it was saved: a few properties are kept for the session only,
+// are answered from elsewhere, or are changed by the ones that were set behind them.
+ExitStatus Compare(const SetArguments& arguments, const std::u16string& id, const Wishes& wishes) {
     const ReadDocument document(arguments.document);
     return OnObjects(arguments.document, "cannot be read", [&] {
         ExitStatus status = kDone;
         const Node object = document.Objects().Find(ToUtf8(id));
         Paths paths;
-        for (const Expectation& each : expected) {
-            const Property property = FindProperties(object.Type(), each.name)[0];
+        for (const auto& [name, wish] : wishes) {
+            const Property property = FindProperties(object.Type(), name)[0];
             const std::string value = ValueText(object, property, paths);
-            if (value == each.value) continue;
-            std::cerr << Utf8(arguments.document) << ": " << each.name << " is not kept as it was set: it is " << value
-                      << ", not " << each.value << ". " << property.member->meaning << '\n';
+            if (value == wish) continue;
+            std::cerr << Utf8(arguments.document) << ": " << name << " is not kept as it was set: it is "
+                      << Shown(FromUtf8(value)) << ", not " << Shown(FromUtf8(wish)) << ". " << property.member->meaning
+                      << '\n';
             status = kIncomplete;
         }
         return status;
@@ -40,29 +43,33 @@ ExitStatus Compare(const SetArguments& arguments, const std::u16string& id, cons
 }
 
 ExitStatus RunSet(const SetArguments& arguments) {
-    std::vector<Expectation> expected;
+    Wishes wishes;
+    std::vector<std::string> lines;
     std::u16string id;
-    EditedDocument document(arguments.document, Missing::IsRefused);
+    EditedDocument document(arguments.document);
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(arguments.document, root);
         const Node object = addresses.Find(arguments.address);
         if (!object.HasId()) throw PropertyError("configurations are fixed and cannot be changed");
         id = object.Id();
-        Paths paths;
         for (const std::string& assignment : arguments.assignments) {
             const auto [name, value] = SplitAssignment(assignment);
             for (const Property& property : FindProperties(object.Type(), name)) {
+                Paths paths;
                 const std::string before = ValueText(object, property, paths);
-                SetText(object, property, value, addresses);
-                expected.push_back({property.Name(), ValueText(object, property, paths)});
-                std::cout << property.Name() << ": " << Shown(FromUtf8(before)) << " -> "
-                          << Shown(FromUtf8(expected.back().value)) << '\n';
+                const Variant wish = SetText(object, property, value, addresses);
+                // The elements of an array may be kept as another type.
+                const std::string after =
+                    IsArray(wish) ? ValueText(object, property, paths) : ValueText(property, wish, paths, root);
+                lines.push_back(property.Name() + ": " + Shown(FromUtf8(before + " -> " + after)));
+                wishes[property.Name()] = after;
             }
         }
     });
     document.Save("cannot be saved, nothing was set");
-    return Compare(arguments, id, expected);
+    for (const std::string& line : lines) Reports() << line << '\n';
+    return CurrentRun().dryRun ? kDone : Compare(arguments, id, wishes);
 }
 
 }  // namespace
@@ -72,6 +79,7 @@ Command commands::Set() {
     return {
         .name = "set",
         .summary = "Set properties of an object",
+        .use = DocumentUse::Changes,
         .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                     {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
                     {"NAME=VALUE", &arguments->assignments, kShown, "the properties", {.required = true}}},

@@ -21,11 +21,20 @@ struct ShownLine {
     std::string name, value, unit, meaning;
 };
 
+// A value that cannot be read is told beside the others.
+std::string TextOf(const Node& object, const Property& property, Paths& paths) {
+    try {
+        return Shown(FromUtf8(ValueText(object, property, paths)));
+    } catch (const Error& error) {
+        return "cannot be read: " + Describe(error);
+    }
+}
+
 std::vector<ShownLine> LinesOf(const Node& object, Paths& paths) {
     std::vector<ShownLine> lines;
     for (const MemberDescription* member : ShownProperties(object.Type())) {
         for (const Property& place : PlacesOf(*member)) {
-            const std::string value = Shown(FromUtf8(ValueText(object, place, paths)));
+            const std::string value = TextOf(object, place, paths);
             lines.push_back({place.Name(), value, std::string(UnitOf(*member)), std::string(member->meaning)});
         }
     }

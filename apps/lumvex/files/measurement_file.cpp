@@ -113,8 +113,7 @@ std::size_t WriteMeasurement(const fs::path& path, std::iostream& out, FileForma
         return 0;
     }
     const SoundFormat sound = format == FileFormat::Flac ? SoundFormat::Flac : SoundFormat::Wav;
-    const SampleBits bits =
-        options.bits.value_or(sound == SoundFormat::Flac ? SampleBits::Whole24 : SampleBits::Float);
+    const SampleBits bits = options.bits.value_or(sound == SoundFormat::Flac ? SampleBits::Whole24 : SampleBits::Float);
     CheckFitsSound(path, file, sound, bits);
     return WriteSound(path, out, file, sound, bits);
 }

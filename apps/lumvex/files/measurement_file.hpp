@@ -1,6 +1,6 @@
 // A measurement file as one table of numbers: frequency responses and microphone calibrations kept as text, impulse
-// responses kept as sound or text. Reading accepts what measurement programs really write; writing is strict and replaces the
-// old file only when the new one is complete.
+// responses kept as sound or text. Reading accepts what measurement programs really write; writing is strict and
+// replaces the old file only when the new one is complete.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +25,7 @@ struct MeasurementFile {
     };
 
     std::string name;          // valid UTF-8: the file's name without its extension
+    bool isNamed = false;      // the user gave another name
     std::time_t modified = 0;  // the file's own date; not used when writing
     Kind kind = Kind::Response;
     std::int32_t sampleRate = 0;  // samples per second of an impulse response; 0 for text
@@ -37,9 +38,9 @@ struct MeasurementFile {
     std::optional<std::string> serialNumber;  // of a calibrated microphone
     std::optional<double> sensitivity;        // of a calibrated microphone, in dB: relative to what the file says (full
                                               // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
-    std::string header;              // of text: the lines of words above the numbers, as valid UTF-8
-    std::vector<std::string> notes;  // what reading left out or changed, in words
-    std::size_t rounded = 0;         // values that the file has more exactly than as 32-bit floats
+    std::string header;                       // of text: the lines of words above the numbers, as valid UTF-8
+    std::vector<std::string> notes;           // what reading left out or changed, in words
+    std::size_t rounded = 0;                  // values that the file has more exactly than as 32-bit floats
 };
 
 // What to do where a file does not say all about itself.
@@ -55,8 +56,8 @@ struct ReadOptions {
 // missing, unreadable, empty or damaged files and, with the line, for data that cannot be understood.
 [[nodiscard]] MeasurementFile ReadMeasurementFile(const std::filesystem::path& path, const ReadOptions& options = {});
 
-// The same from a stream that can seek, such as what came through a pipe. The path is for messages, and its extension as
-// that of a file; name and date are left as they are.
+// The same from a stream that can seek, such as what came through a pipe. The path is for messages, and its extension
+// as that of a file; name and date are left as they are.
 [[nodiscard]] MeasurementFile ReadMeasurement(const std::filesystem::path& path, std::iostream& in,
                                               const ReadOptions& options = {});
 

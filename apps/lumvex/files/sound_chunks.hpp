@@ -15,8 +15,8 @@ namespace lumvex::app {
 // the file has another format. The stream's position is not defined afterwards.
 [[nodiscard]] std::optional<std::string> MissingSamples(std::istream& in, std::uint64_t length);
 
-// The IDs of the chunks of a RIFF, RIFX or RF64 file that hold neither the samples nor how to read them: "bext", "LIST".
-// Each once, in the file's order.
+// The IDs of the chunks of a RIFF, RIFX or RF64 file that hold neither the samples nor how to read them: "bext",
+// "LIST". Each once, in the file's order.
 [[nodiscard]] std::vector<std::string> OtherChunks(std::istream& in, std::uint64_t length);
 
 }  // namespace lumvex::app

@@ -40,7 +40,9 @@ sf_count_t Seek(sf_count_t offset, int whence, void* stream) {
     auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     file.seekg(offset, whence == SEEK_SET ? std::ios::beg : whence == SEEK_CUR ? std::ios::cur : std::ios::end);
-    return file.tellg();
+    const auto position = file.tellg();
+    file.seekp(position);  // streams in memory have a second position for writing
+    return position;
 }
 
 sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
@@ -52,7 +54,9 @@ sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
 
 sf_count_t Write(const void* bytes, sf_count_t count, void* stream) {
     auto& file = *static_cast<std::iostream*>(stream);
-    return file.write(static_cast<const char*>(bytes), count) ? count : 0;
+    if (!file.write(static_cast<const char*>(bytes), count)) return 0;
+    file.seekg(file.tellp());
+    return count;
 }
 
 sf_count_t Tell(void* stream) { return static_cast<std::iostream*>(stream)->tellg(); }
@@ -154,8 +158,8 @@ std::string LossOf(int format) {
 
 int FormatOf(SoundFormat format, SampleBits bits, std::size_t channels) {
     const int container = format == SoundFormat::Flac ? SF_FORMAT_FLAC
-                          : channels > 2              ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
-                                                      : SF_FORMAT_WAV;
+                          : channels > 2 ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
+                                         : SF_FORMAT_WAV;
     switch (bits) {
         case SampleBits::Whole16:
             return container | SF_FORMAT_PCM_16;
@@ -204,6 +208,10 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream& in) 
         file.notes.push_back(std::to_string(file.rounded) + " of " + std::to_string(file.values.size()) +
                              " samples are rounded to 32-bit floats");
     }
+    std::vector<int> speakers(static_cast<std::size_t>(info.channels));
+    const int size = static_cast<int>(speakers.size() * sizeof(int));
+    const bool hasSpeakers = sf_command(sound.get(), SFC_GET_CHANNEL_MAP_INFO, speakers.data(), size) == SF_TRUE;
+    if (info.channels > 2 && hasSpeakers) file.notes.push_back("the loudspeakers of its channels are left out");
     if (!others.empty()) {
         std::string names;
         for (const std::string& each : others) names += (names.empty() ? "" : ", ") + Quoted(each);
@@ -251,7 +259,8 @@ std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, co
             std::ranges::transform(block, whole.begin(), [&](float value) { return Whole(value, width, rounded); });
             written = sf_writef_int(sound.get(), whole.data(), count);
         }
-        if (written != count) throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
+        if (written != count)
+            throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
     }
     sound.reset();  // writes the header's lengths
     return rounded;

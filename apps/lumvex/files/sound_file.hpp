@@ -20,10 +20,11 @@ namespace lumvex::app {
 enum class SoundFormat { Wav, Flac };
 
 // Throws FileError (naming the path) unless the table is an impulse response that a file of this format can hold.
-void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file, SoundFormat format, SampleBits bits);
+void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file, SoundFormat format,
+                    SampleBits bits);
 
-// A file of these samples. The table has been checked; throws FileError when writing fails. Returns how many samples had
-// to be rounded to the bits.
+// A file of these samples. The table has been checked; throws FileError when writing fails. Returns how many samples
+// had to be rounded to the bits.
 std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, const MeasurementFile& file,
                        SoundFormat format, SampleBits bits);
 

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kMostChannels = 1024;       // of libsndfile
+constexpr std::size_t kMostChannels = 1024;  // of libsndfile
 constexpr std::size_t kMostFlacChannels = 8;
 constexpr std::int32_t kFastestFlac = 655350;
 constexpr std::uint64_t kMostBytes = 0xFFFFFF00;  // a .wav file counts its bytes, header included, in 32 bits

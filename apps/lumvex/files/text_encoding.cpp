@@ -45,8 +45,8 @@ std::size_t SequenceLength(std::string_view text) {
 
 }  // namespace
 
-// What becomes U+FFFD loses nothing: a line of numbers with it is refused anyway, and elsewhere it can only be part of a
-// comment.
+// What becomes U+FFFD loses nothing: a line of numbers with it is refused anyway, and elsewhere it can only be part of
+// a comment.
 std::string FromUtf16(std::string_view bytes, bool bigEndian) {
     const std::size_t units = bytes.size() / 2;
     const auto unit = [&](std::size_t i) -> char32_t {

@@ -89,10 +89,13 @@ void TextHeader::ReadLine(std::string_view line) {
     const auto take = [&](std::optional<StatedNumber>& to, std::initializer_list<std::string_view> names, auto factor) {
         const std::size_t end = EndOf(lower, names);
         if (end == npos || to) return;
-        if (const auto stated = StatedFor(lower, end)) to = Scaled(*stated, factor(std::string_view(lower).substr(end)));
+        if (const auto stated = StatedFor(lower, end))
+            to = Scaled(*stated, factor(std::string_view(lower).substr(end)));
     };
     const auto seconds = [](std::string_view behind) {
-        return Has(behind, {"ms", "msec", "milliseconds"}) ? 1e-3 : Has(behind, {"us", "\xC2\xB5s", "microseconds"}) ? 1e-6 : 1;
+        return Has(behind, {"ms", "msec", "milliseconds"})        ? 1e-3
+               : Has(behind, {"us", "\xC2\xB5s", "microseconds"}) ? 1e-6
+                                                                  : 1;
     };
     const auto hertz = [](std::string_view behind) { return Has(behind, {"khz"}) ? 1e3 : 1; };
     const auto one = [](std::string_view) { return 1; };

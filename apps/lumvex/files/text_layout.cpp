@@ -149,8 +149,8 @@ std::optional<Layout> MostLikelyLayout(TableLines& lines) {
         if (layout && Fits(row, layout->columns)) continue;
         if (layout) Refuse(path, lines, row, Describe(*layout));
 
-        // No line fits any layout. The most telling reason for this line is a number that cannot be kept, if some layout
-        // leads to one.
+        // No line fits any layout. The most telling reason for this line is a number that cannot be kept, if some
+        // layout leads to one.
         for (const RowSyntax& syntax : kSyntaxes) {
             ReadRow(lines.Text(), syntax, row);
             if (row.state == NumberState::OutOfRange) Refuse(path, lines, row, "");
@@ -168,7 +168,8 @@ std::optional<Layout> MostLikelyLayout(TableLines& lines) {
         ReadRow(lines.Text(), one.syntax, row);
         ReadRow(lines.Text(), two.syntax, other);
         for (std::size_t at = 0; at < std::min(row.values.size(), other.values.size()); ++at) {
-            if (std::bit_cast<std::uint32_t>(row.values[at]) == std::bit_cast<std::uint32_t>(other.values[at])) continue;
+            if (std::bit_cast<std::uint32_t>(row.values[at]) == std::bit_cast<std::uint32_t>(other.values[at]))
+                continue;
             std::ostringstream found;
             found.imbue(std::locale::classic());
             found << Quoted(row.fields[at]) << ", which could be " << row.values[at] << " or " << other.values[at];
@@ -219,7 +220,8 @@ TableForm FindLayout(const std::filesystem::path& path, TableLines& lines, const
     TableForm form;
     std::vector<Reading> readings;
     for (const RowSyntax& syntax : kSyntaxes) {
-        if (!wish.decimalMark || DecimalMarkOf(syntax.style) == *wish.decimalMark) readings.push_back({.syntax = syntax});
+        if (!wish.decimalMark || DecimalMarkOf(syntax.style) == *wish.decimalMark)
+            readings.push_back({.syntax = syntax});
     }
     const auto fits = [](const Reading& reading) { return reading.fits; };
     Row row;
@@ -257,7 +259,8 @@ TableForm FindLayout(const std::filesystem::path& path, TableLines& lines, const
         keep(several);
     }
     if (wish.isResponse) keep([](const Reading& reading) { return reading.isResponse; });
-    const auto other = std::ranges::find_if(readings, [&](const Reading& each) { return each.hash != readings[0].hash; });
+    const auto other =
+        std::ranges::find_if(readings, [&](const Reading& each) { return each.hash != readings[0].hash; });
     if (other != readings.end()) RefuseAmbiguous(path, lines, readings[0], *other);
     form.layout = {readings[0].syntax, readings[0].columns};
     return form;

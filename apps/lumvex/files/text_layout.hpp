@@ -25,8 +25,8 @@ public:
     bool NextNumbers();  // leaves out words
 
     bool IsNumbers() const { return isNumbers_; }
-    bool InHeader() const { return inHeader_; }        // no line of numbers has come yet
-    std::string_view Text() const { return text_; }    // of words as they are, of numbers without their comment
+    bool InHeader() const { return inHeader_; }      // no line of numbers has come yet
+    std::string_view Text() const { return text_; }  // of words as they are, of numbers without their comment
     std::size_t Number() const { return lines_.Number(); }
 
 private:
@@ -44,8 +44,8 @@ struct Layout {
 // What to look for in the table.
 struct LayoutWish {
     std::size_t frequency = 0, level = 1;  // columns, from 0
-    bool isResponse = true;                // frequencies rise and levels are below 1000 dB, which tells 20.000 from 20000
-    std::optional<char> decimalMark;       // none: found out
+    bool isResponse = true;           // frequencies rise and levels are below 1000 dB, which tells 20.000 from 20000
+    std::optional<char> decimalMark;  // none: found out
 };
 
 struct TableForm {

@@ -125,8 +125,6 @@ void TextLines::Take(std::size_t bytes) {
     if (text_.ends_with('\x1A')) text_.remove_suffix(1);
 }
 
-void TextLines::RefuseZero() const {
-    throw FileError(path_, number_, "text", "a zero byte");
-}
+void TextLines::RefuseZero() const { throw FileError(path_, number_, "text", "a zero byte"); }
 
 }  // namespace lumvex::app

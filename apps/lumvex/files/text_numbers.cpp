@@ -33,8 +33,8 @@ NumberState ParseExtreme(std::string_view text, Real& value) {
     }
     const std::size_t exponent = text.find_first_of("eE");
     const std::string_view digits = text.substr(text.front() == '-' ? 1 : 0);
-    const bool tiny = exponent == npos ? digits.front() == '0' || digits.front() == '.'
-                                       : text.substr(exponent + 1).starts_with('-');
+    const bool tiny =
+        exponent == npos ? digits.front() == '0' || digits.front() == '.' : text.substr(exponent + 1).starts_with('-');
     value = text.front() == '-' ? Real(-0.0) : Real(0);
     return tiny ? NumberState::Good : NumberState::OutOfRange;
 }

@@ -30,8 +30,8 @@ enum class NumberState {
     OutOfRange  // larger than a 32-bit float
 };
 
-// The nearest number. The whole field must be the number; a decimal comma needs a digit on both sides, groups have three
-// digits and the first of them does not begin with a zero. Exponents may be written as Fortran does, "1.0D+01".
+// The nearest number. The whole field must be the number; a decimal comma needs a digit on both sides, groups have
+// three digits and the first of them does not begin with a zero. Exponents may be written as Fortran does, "1.0D+01".
 NumberState ParseNumber(std::string_view field, NumberStyle style, float& value);
 NumberState ParseNumber(std::string_view field, NumberStyle style, double& value);
 
@@ -39,9 +39,9 @@ NumberState ParseNumber(std::string_view field, NumberStyle style, double& value
 // that are not finite become NaN.
 struct Row {
     std::vector<float> values;
-    std::vector<std::string_view> fields;  // without quotation marks
+    std::vector<std::string_view> fields;   // without quotation marks
     NumberState state = NumberState::Good;  // NotFinite if some value is not, and all others are numbers
-    std::string_view refused;               // the first field that is not Good; the row is read up to it unless NotFinite
+    std::string_view refused;  // the first field that is not Good; the row is read up to it unless NotFinite
 };
 void ReadRow(std::string_view line, RowSyntax syntax, Row& row);
 

@@ -35,7 +35,11 @@ std::string NumberText(double value) {
 class TextTable {
 public:
     TextTable(const std::filesystem::path& path, std::istream& in, const ReadOptions& options)
-        : path_(path), options_(options), lines_(path, in), form_(FindLayout(path, lines_, Wish())), header_(form_.header) {
+        : path_(path),
+          options_(options),
+          lines_(path, in),
+          form_(FindLayout(path, lines_, Wish())),
+          header_(form_.header) {
         ChooseColumns();
     }
 
@@ -72,8 +76,7 @@ private:
 
     void ChooseColumns() {
         const std::size_t there = form_.layout.columns;
-        if (there > kMostColumns)
-            Refuse("at most " + std::to_string(kMostColumns) + " columns", std::to_string(there));
+        if (there > kMostColumns) Refuse("at most " + std::to_string(kMostColumns) + " columns", std::to_string(there));
         for (const std::size_t column : options_.columns) {
             if (column > there)
                 Refuse("the columns of --columns", std::to_string(there) + (there == 1 ? " column" : " columns"));
@@ -202,8 +205,9 @@ private:
             Refuse("levels in dB (--as data keeps other quantities)", "an impedance");
         if (header_.NamesKilohertz()) Refuse("frequencies in Hz", "kHz in " + Quoted(header_.ColumnNames()));
         if (options_.columns.empty() && chosen_.size() == 3 && CountsRows())
-            Refuse("frequencies in the first column",
-                   "numbers that count the rows; --columns 2,3 leaves them out, --columns 1,2,3 takes them as they are");
+            Refuse(
+                "frequencies in the first column",
+                "numbers that count the rows; --columns 2,3 leaves them out, --columns 1,2,3 takes them as they are");
     }
 
     // Whether the first column counts 1, 2, 3 (or from 0) and the second one rises as frequencies do.
@@ -239,7 +243,8 @@ private:
         std::optional<StatedNumber> interval = header_.Interval();
         if (header_.Start()) file_.startTime = header_.Start()->value;
         std::vector<std::size_t> channels = chosen_;
-        if (channels.size() > 1 && channels.size() != header_.Channels() && !(interval && !FirstColumnSteps(interval->value))) {
+        if (channels.size() > 1 && channels.size() != header_.Channels() &&
+            !(interval && !FirstColumnSteps(interval->value))) {
             const TimeColumn times = Times();
             if (times.Rows() > 1) interval = TakeTimes(times);
             channels.erase(channels.begin());

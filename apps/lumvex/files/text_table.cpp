@@ -17,19 +17,25 @@ namespace {
 
 char SeparatorOf(std::string_view line) {
     std::size_t commas = 0, semicolons = 0;
-    bool quoted = false;
+    bool quoted = false, hasTab = false, hasCommaTab = false;
+    char before = 0;
     for (const char c : line) {
         if (c == '"') quoted = !quoted;
-        if (quoted) continue;
-        commas += c == ',';
-        semicolons += c == ';';
+        if (!quoted) {
+            commas += c == ',';
+            semicolons += c == ';';
+            hasTab |= c == '\t';
+            hasCommaTab |= c == '\t' && before == ',';
+        }
+        before = c;
     }
+    if (hasTab && !hasCommaTab && semicolons == 0) return '\t';  // commas are then decimal marks, or in names
     return semicolons > commas ? ';' : ',';
 }
 
 // Takes the first field, with the separator behind it, from the line.
 std::string TakeField(std::string_view& line, char separator, std::string& problem) {
-    while (!line.empty() && IsBlank(line.front())) line.remove_prefix(1);
+    while (!line.empty() && IsBlank(line.front()) && line.front() != separator) line.remove_prefix(1);
     std::string field;
     if (line.starts_with('"')) {
         bool closed = false;
@@ -77,6 +83,12 @@ std::string TextOf(const fs::path& path) {
     return DecodeText(std::move(bytes), path);
 }
 
+std::string Joined(const std::vector<std::string>& fields) {
+    std::string joined;
+    for (const std::string& field : fields) joined += (&field == &fields[0] ? "" : " ") + field;
+    return joined;
+}
+
 }  // namespace
 
 std::vector<TableRow> ReadTable(const fs::path& path) {
@@ -101,12 +113,30 @@ void DropEmptyEnd(TableRow& row, std::size_t columns) {
     while (row.fields.size() > columns && row.fields.back().empty()) row.fields.pop_back();
 }
 
-void DropHeader(std::vector<TableRow>& rows, const std::vector<std::string>& names) {
+void DropHeader(const fs::path& path, std::vector<TableRow>& rows, const std::vector<std::string>& names) {
     for (TableRow& row : rows) DropEmptyEnd(row, names.size());
     const auto same = [](const std::string& name, const std::string& field) {
         return std::ranges::equal(name, field, {}, Lower, Lower);
     };
-    if (std::ranges::equal(names, rows[0].fields, same)) rows.erase(rows.begin());
+    const std::vector<std::string> header = rows[0].fields;
+    std::vector<std::size_t> places;  // of the names in the header
+    for (const std::string& name : names) {
+        const auto field = std::ranges::find_if(header, [&](const std::string& each) { return same(name, each); });
+        if (field != header.end()) places.push_back(static_cast<std::size_t>(field - header.begin()));
+    }
+    if (places.size() < 2 && places.size() != names.size()) return;
+    if (places.size() != names.size() || header.size() != names.size()) {
+        std::string expected;
+        for (const std::string& name : names) expected += (expected.empty() ? "the columns " : ", ") + name;
+        throw FileError(path, rows[0].line, expected, Quoted(Joined(header)));
+    }
+    rows.erase(rows.begin());
+    for (TableRow& row : rows) {
+        if (row.fields.size() != names.size()) continue;
+        std::vector<std::string> fields;
+        for (const std::size_t place : places) fields.push_back(std::move(row.fields[place]));
+        row.fields = std::move(fields);
+    }
 }
 
 bool ReadNumber(std::string_view field, float& value) {
@@ -114,12 +144,13 @@ bool ReadNumber(std::string_view field, float& value) {
     return ParseNumber(field, style, value) == NumberState::Good;
 }
 
-std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names) {
+std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::string>& names,
+                               const RowProblem& problemOf) {
     std::string expected = std::to_string(names.size()) + " numbers (";
     for (const std::string& name : names) expected += (&name == &names[0] ? "" : ", ") + name;
     expected += ')';
     std::vector<TableRow> rows = ReadTable(path);
-    DropHeader(rows, names);
+    DropHeader(path, rows, names);
     if (rows.empty()) throw FileError(path, "there are no numbers below the header");
     std::vector<float> values;
     for (const TableRow& row : rows) {
@@ -129,6 +160,12 @@ std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::stri
         for (const std::string& field : row.fields) {
             if (!ReadNumber(field, values.emplace_back())) throw FileError(path, row.line, expected, Quoted(field));
         }
+        if (!problemOf) continue;
+        const std::span<const float> all = values, last = all.last(names.size());
+        const auto before =
+            all.size() == last.size() ? std::span<const float>() : all.last(2 * names.size()).first(names.size());
+        if (const std::string problem = problemOf(last, before); !problem.empty())
+            throw FileError(path, row.line, problem, Quoted(Joined(row.fields)));
     }
     return values;
 }

@@ -59,34 +59,6 @@ std::string NameLine(const MeasurementFile& file, char separator) {
     return line + '\n';
 }
 
-// The lines above the numbers. A header that came with the file stays as it is; facts that it lacks follow it.
-std::string HeaderOf(const MeasurementFile& file, char separator) {
-    std::string facts;
-    if (file.kind == MeasurementFile::Kind::Calibration) facts = CalibrationLine(file);
-    if (file.kind == MeasurementFile::Kind::Impulse) facts = ImpulseLines(file);
-    const bool hasNames = file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
-    if (file.header.empty()) return facts + (hasNames ? NameLine(file, separator) : "");
-    if (file.kind == MeasurementFile::Kind::Calibration) {
-        TextHeader header;
-        header.ReadLine(file.header);
-        for (std::string_view rest = file.header; !rest.empty();) {
-            const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
-            header.ReadLine(rest.substr(0, end));
-            rest.remove_prefix(end + 1);
-        }
-        const CalibrationHeader& said = header.Calibration();
-        if (said.IsCalibration() && said.SerialNumber() == file.serialNumber && said.Sensitivity() == file.sensitivity)
-            return file.header;
-    }
-    std::string lines = file.header;
-    for (std::string_view rest = facts; !rest.empty();) {
-        const std::string_view line = rest.substr(0, rest.find('\n') + 1);
-        if (file.header.find(line) == std::string::npos) lines += line;
-        rest.remove_prefix(line.size());
-    }
-    return lines;
-}
-
 }  // namespace
 
 void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& file) {
@@ -114,8 +86,36 @@ void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& fil
     }
 }
 
+std::string HeaderText(const MeasurementFile& file, char separator) {
+    std::string facts;
+    if (file.kind == MeasurementFile::Kind::Calibration) facts = CalibrationLine(file);
+    if (file.kind == MeasurementFile::Kind::Impulse) facts = ImpulseLines(file);
+    const bool hasNames =
+        file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
+    if (file.header.empty()) return facts + (hasNames ? NameLine(file, separator) : "");
+    if (file.kind == MeasurementFile::Kind::Calibration) {
+        TextHeader header;
+        header.ReadLine(file.header);
+        for (std::string_view rest = file.header; !rest.empty();) {
+            const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
+            header.ReadLine(rest.substr(0, end));
+            rest.remove_prefix(end + 1);
+        }
+        const CalibrationHeader& said = header.Calibration();
+        if (said.IsCalibration() && said.SerialNumber() == file.serialNumber && said.Sensitivity() == file.sensitivity)
+            return file.header;
+    }
+    std::string lines = file.header;
+    for (std::string_view rest = facts; !rest.empty();) {
+        const std::string_view line = rest.substr(0, rest.find('\n') + 1);
+        if (file.header.find(line) == std::string::npos) lines += line;
+        rest.remove_prefix(line.size());
+    }
+    return lines;
+}
+
 void WriteText(std::ostream& out, const MeasurementFile& file, char separator) {
-    std::string text = HeaderOf(file, separator);
+    std::string text = HeaderText(file, separator);
     for (std::size_t row = 0; row < file.rows && out; ++row) {
         for (std::size_t column = 0; column < file.columns; ++column) {
             if (column != 0) text += separator;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kArithmetic = 1e-9;  // relative: what the sums of a program add to the error of the digits
 constexpr double kMostUneven = 0.05;  // of the step, however few digits there are
-constexpr std::int32_t kUsualRates[] = {8000,  11025, 12000, 16000,  22050,  24000,  32000,  44100,
+constexpr std::int32_t kUsualRates[] = {8000,  11025, 12000, 16000, 22050,  24000,  32000,  44100,
                                         48000, 64000, 88200, 96000, 176400, 192000, 352800, 384000};
 
 }  // namespace
@@ -55,12 +55,14 @@ std::optional<std::size_t> TimeColumn::UnevenRow() const {
 
 std::optional<std::int32_t> SampleRateOf(const StatedNumber& interval) {
     constexpr double kFastest = 1e9;
-    constexpr double kSmallest = 1e-7, kMostUncertain = 0.03;  // relative; usual rates are farther apart than the latter
+    constexpr double kSmallest = 1e-7,
+                     kMostUncertain = 0.03;  // relative; usual rates are farther apart than the latter
     if (!(interval.value > 1 / kFastest)) return std::nullopt;
     const double rate = 1 / interval.value;
     const double uncertainty = rate * std::clamp(interval.uncertainty / interval.value, kSmallest, kMostUncertain);
     const double whole = std::round(rate);
-    if (uncertainty < 0.5 && whole >= 1 && std::abs(rate - whole) <= uncertainty) return static_cast<std::int32_t>(whole);
+    if (uncertainty < 0.5 && whole >= 1 && std::abs(rate - whole) <= uncertainty)
+        return static_cast<std::int32_t>(whole);
     const auto within = [&](double wanted) { return std::abs(rate - wanted) <= uncertainty; };
     const auto* usual = std::ranges::find_if(kUsualRates, within);
     if (usual != std::end(kUsualRates)) return *usual;

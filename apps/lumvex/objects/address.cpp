@@ -197,9 +197,13 @@ void AddMembers(const Node& collection, const Step& step, Fit fit, std::vector<N
     }
     LONG seen = 0;
     for (LONG place = 1; place <= count; ++place) {
-        Node member = collection.Member(place);
-        if (!Fits(member, step, fit)) continue;
-        if (!step.place || ++seen == *step.place) found.push_back(std::move(member));
+        try {
+            Node member = collection.Member(place);
+            if (!Fits(member, step, fit)) continue;
+            if (!step.place || ++seen == *step.place) found.push_back(std::move(member));
+        } catch (const Error&) {
+            continue;  // what cannot be read has no name, and others beside it have
+        }
     }
 }
 
@@ -332,6 +336,7 @@ std::vector<Node> Addresses::Resolved(const Node& from, std::string_view address
             const MemberDescription& load = *root_.Type().Find("Load");
             const Variant id = Variant::FromText(steps[at++].name);
             const Variant loaded = root_.Call(load, id);
+            if (loaded.vt != VT_DISPATCH || !loaded.pdispVal) Refuse(address, "there is no object of this ID");
             found = {Node(Object(Ref<IDispatch>(loaded.pdispVal)))};
         } catch (const Error& error) {
             Refuse(address, "there is no object of this ID: " + Describe(error));
@@ -362,7 +367,11 @@ Node Addresses::Find(const Node& from, std::string_view address) const {
     return OnlyOne(address, Resolved(from, address));
 }
 
-std::vector<Node> Addresses::FindAll(std::string_view address) const { return Resolved(root_, address); }
+std::vector<Node> Addresses::FindAll(std::string_view address) const { return FindAll(root_, address); }
+
+std::vector<Node> Addresses::FindAll(const Node& from, std::string_view address) const {
+    return Resolved(from, address);
+}
 
 Node Addresses::FindTarget(const InterfaceDescription& type, std::string_view address) const {
     const std::vector<Step> steps = Steps(address);

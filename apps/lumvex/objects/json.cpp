@@ -68,9 +68,20 @@ Json PropertyJson(const Node& object, const MemberDescription& member, ArrayForm
 
 Json ObjectJson(const Node& object, ArrayForm arrays, Paths& paths) {
     Json json{{"address", paths.Of(object)}, {"class", "C" + TypeName(object.Type())}};
-    for (const MemberDescription* each : ShownProperties(object.Type()))
-        json[std::string(each->name)] = PropertyJson(object, *each, arrays, paths);
+    for (const MemberDescription* each : ShownProperties(object.Type())) {
+        try {
+            json[std::string(each->name)] = PropertyJson(object, *each, arrays, paths);
+        } catch (const Error& error) {
+            json[std::string(each->name)] = {{"error", Describe(error)}};
+        }
+    }
     return json;
+}
+
+Json ShapeJson(const ArrayShape& shape) {
+    return {{"rows", shape.counts.empty() ? 0 : shape.counts[0]},
+            {"columns", shape.counts.size() < 2 ? 1 : shape.counts[1]},
+            {"type", ElementName(shape.type)}};
 }
 
 void PrintJson(std::ostream& out, const Json& value) {

@@ -2,6 +2,7 @@
 // numbers, and references the addresses of what they lead to.
 #pragma once
 
+#include "lumvex/diagnostics.hpp"
 #include "objects/arrays.hpp"
 #include "objects/properties.hpp"
 
@@ -18,8 +19,11 @@ Json ValueJson(const Property& property, const VARIANT& value, ArrayForm arrays,
 // All of a property: of an indexed one a list of its places, in lists of lists where it has two indexes.
 Json PropertyJson(const Node& object, const MemberDescription& member, ArrayForm arrays, Paths& paths);
 
-// {"address", "class", "id"} and every property that the object shows.
+// {"address", "class"} and every property that the object shows; one that cannot be read as {"error": why}.
 Json ObjectJson(const Node& object, ArrayForm arrays, Paths& paths);
+
+// {"rows", "columns", "type"} of an array whose elements are not read.
+Json ShapeJson(const ArrayShape& shape);
 
 // One JSON value with indentation and the end of its line.
 void PrintJson(std::ostream& out, const Json& value);

@@ -131,9 +131,6 @@ Variant FromFloat(float value) {
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
 bool IsDate(const MemberDescription& member) { return member.type == "DATE"; }
 bool IsFloat(const MemberDescription& member) { return member.type == "float"; }
-bool IsArrayProperty(const MemberDescription& member) {
-    return member.type == "VARIANT" && member.use == MemberUse::ReadWrite;
-}
 
 const char* TypeText(const MemberDescription& member) {
     if (member.enumeration) return member.enumeration->isCombined ? "words, joined with +" : "one of the words below";
@@ -147,6 +144,10 @@ const char* TypeText(const MemberDescription& member) {
 }
 
 }  // namespace
+
+bool IsArrayProperty(const MemberDescription& member) {
+    return member.type == "VARIANT" && member.use == MemberUse::ReadWrite;
+}
 
 std::string Property::Name() const {
     std::vector<std::string> parts;
@@ -385,13 +386,14 @@ Variant ReadValue(const MemberDescription& member, std::string_view text, const 
     return Variant::FromLong(static_cast<LONG>(*whole));
 }
 
-void SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses) {
+Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses) {
     const MemberDescription& member = *property.member;
     if (member.use != MemberUse::ReadWrite)
         throw PropertyError(property.Name() + " can be read only: " + std::string(member.meaning));
-    const Variant value = ReadValue(member, text, addresses);
+    Variant value = ReadValue(member, text, addresses);
     try {
         object.Put(member, property.indexes, value);
+        return value;
     } catch (const Error& error) {
         throw PropertyError(property.Name() + " does not take " + Quoted(text) + ": " + Describe(error));
     }

@@ -34,6 +34,9 @@ std::vector<const MemberDescription*> ShownProperties(const InterfaceDescription
 // Those of them that a document keeps and that can be put: what makes two objects the same.
 std::vector<const MemberDescription*> ContentOf(const InterfaceDescription& type);
 
+// Can an array be put into the property?
+bool IsArrayProperty(const MemberDescription& member);
+
 // The properties that a name means, regardless of case; the beginning of one name alone will do. "FilterQHi" means all
 // its places, "FilterQHi(2)" the one. Throws PropertyError, which lists what there is.
 std::vector<Property> FindProperties(const InterfaceDescription& type, std::string_view name);
@@ -67,8 +70,9 @@ std::string Expected(const MemberDescription& member);
 // objects that are referred to. Throws PropertyError, and FileError for an address that leads nowhere.
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses);
 
-// Puts it. Throws PropertyError also when the object refuses the value, and for a property that can only be read.
-void SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses);
+// Puts it and answers it. Throws PropertyError also when the object refuses the value, and for a property that can only
+// be read.
+Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses);
 
 // "NAME=VALUE" taken apart; throws PropertyError without "=".
 struct NamedValue {

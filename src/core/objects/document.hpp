@@ -11,6 +11,10 @@
 
 namespace lumvex::inside {
 
+// What ArrayType() answers while somebody asks for the shapes of arrays alone, and no elements are to be read: a get
+// then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
+inline constexpr auto kShapesAlone = static_cast<LXArray>(0);
+
 class Document {
 public:
     virtual Object& RootObject() noexcept = 0;

@@ -50,9 +50,8 @@ void CMeasurement::SwapFirstChannels() {
     }
     std::vector<std::byte> elements(stored.ByteSize());
     stored.CopyTo(elements);
-    Data.slot = StoredArray::Make(
-        stored.Type(), stored.Shape(),
-        FirstTwoSwapped(std::move(elements), rows * StoredArray::ElementSize(stored.Type())));
+    Data.slot = StoredArray::Make(stored.Type(), stored.Shape(),
+                                  FirstTwoSwapped(std::move(elements), rows * StoredArray::ElementSize(stored.Type())));
 }
 
 }  // namespace lumvex::inside

@@ -45,7 +45,10 @@ private:
 };
 
 std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::path& path, compound::Access access);
+// The file appears at the path with its first commit: in the place of what is there, or (Taken::IsKept) only where
+// nothing is, and the commit fails else.
+enum class Taken { IsReplaced, IsKept };
 std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,
-                                                           int version);
+                                                           int version, Taken taken);
 
 }  // namespace lumvex::inside

@@ -53,7 +53,7 @@ public:
 
     bool IsModified() const { return modified_; }
     void ClearModified() { modified_ = false; }
-    LXArray arrayType = LX_R4;  // what arrays are answered as
+    LXArray arrayType = LX_R4;  // what arrays are answered as; kShapesAlone for the length of one call
 
     // Lists every object that the root leads to: for files that were written before there was a directory, or whose
     // directory is not complete.

@@ -101,19 +101,28 @@ void RootDocument::ExchangeDocuments(RootDocument& other) noexcept {
     std::swap(versionSupport_, other.versionSupport_);
 }
 
-void RootDocument::SaveFile() {
+void RootDocument::Save(const Progress& progress) {
     if (!tree_.File().IsOpen()) throw Failure(Message::NoFile);
     if (IsReadOnly()) throw Failure(kAccessDenied);
-    DocumentSaver(tree_).Save();
+    DocumentSaver(tree_, progress).Save();
 }
 
 void RootDocument::SaveFileAs(std::u16string_view path) {
     if (IsReadOnly()) throw Failure(kAccessDenied);
     const std::filesystem::path given = PathOf(path);
     if (tree_.File().IsOpen() && compound::IsSameFile(given, path_)) return SaveFile();
+    SaveAs(given, Taken::IsReplaced, {});
+}
+
+void RootDocument::SaveNew(const std::filesystem::path& path, const Progress& progress) {
+    if (IsReadOnly()) throw Failure(kAccessDenied);
+    SaveAs(path, Taken::IsKept, progress);
+}
+
+void RootDocument::SaveAs(const std::filesystem::path& path, Taken taken, const Progress& progress) {
     std::error_code ignored;
-    std::filesystem::path bound = std::filesystem::absolute(given, ignored);
-    DocumentSaver(tree_).SaveAs(given, Access());
+    std::filesystem::path bound = std::filesystem::absolute(path, ignored);
+    DocumentSaver(tree_, progress).SaveAs(path, Access(), taken);
     path_ = std::move(bound);
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "core/tree/fields.hpp"
+#include "lumvex/diagnostics.hpp"
 #include "storage/document/document_tree.hpp"
 #include "storage/records/record_table.hpp"
 
@@ -15,7 +16,7 @@ public:
     // ---- the plain members behind _Root ----
     YesNo IsSameID(IUnknown* test) const { return HasSameID<_Root>(test); }
     void OpenFile(std::u16string_view path);
-    void SaveFile();
+    void SaveFile() { Save({}); }
     void SaveFileAs(std::u16string_view path);
     void CloseFile();
     LXAccessMode AccessMode() const;
@@ -33,6 +34,10 @@ public:
     // Of the bound file, absolute; empty without one.
     const std::filesystem::path& Path() const { return path_; }
 
+    // SaveFile with progress, and SaveFileAs for a path at which no file may be.
+    void Save(const Progress& progress);
+    void SaveNew(const std::filesystem::path& path, const Progress& progress);
+
     // A put on the root itself.
     void Commit(LXEventType type);
 
@@ -41,6 +46,17 @@ public:
     // What a diagnosis shows.
     std::size_t LoadedObjects() const { return tree_.Objects().Cache().Count(); }
     std::uint64_t BytesRead() const;
+    // Runs `work`, in which gets of arrays answer their shapes alone (kShapesAlone).
+    template <class Work>
+    auto WithShapesAlone(Work&& work) {
+        struct Restore {
+            LXArray& setting;
+            LXArray before;
+            ~Restore() { setting = before; }
+        };
+        const Restore restore{tree_.arrayType, std::exchange(tree_.arrayType, kShapesAlone)};
+        return work();
+    }
 
     // Gives a new root its entry and its name.
     void Construct(std::u16string_view name) { tree_.EnterRoot(name); }
@@ -49,6 +65,7 @@ private:
     bool IsReadOnly() const;
     compound::Access Access() const;
     void LoadFile(const std::filesystem::path& path);  // into a new root
+    void SaveAs(const std::filesystem::path& path, Taken taken, const Progress& progress);
     void ExchangeDocuments(RootDocument& other) noexcept;
 
     std::filesystem::path path_;

@@ -7,6 +7,7 @@
 #include "core/tree/collection.hpp"
 #include "core/tree/references.hpp"
 #include "storage/compound/format/names.hpp"
+#include "storage/document/write_streams.hpp"
 #include "storage/records/failures.hpp"
 #include "storage/records/object_record.hpp"
 
@@ -16,15 +17,6 @@ namespace {
 
 // From this size on the larger sectors cost less than they waste.
 constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;
-
-void WriteStream(compound::CompoundFile& file, std::u16string_view name, const RecordWriter& record) {
-    file.Write(name, record.Pieces());
-}
-
-void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::span<const std::byte> bytes) {
-    const compound::Piece piece = bytes;
-    file.Write(name, std::span(&piece, 1));
-}
 
 void RemoveStream(compound::CompoundFile& file, std::u16string_view name) {
     if (file.Contains(name)) file.Remove(name);
@@ -71,7 +63,7 @@ void DocumentSaver::SaveInPlace(const Objects& objects) {
         compound::CompoundFile& file = tree_.File().Container();
         WriteRoot(file);
         WriteObjects(file, objects);
-        for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamName(id));
         tree_.Objects().LookUpAssumed();
         tables = WriteTables(file, false);
     });
@@ -79,13 +71,13 @@ void DocumentSaver::SaveInPlace(const Objects& objects) {
     tree_.Objects().Saved(objects, std::move(tables));
 }
 
-void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access access) {
+void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access access, Taken taken) {
     if (tree_.File().IsOpen())
         ListObjectsThatTheTableLacks();
     else if (tree_.MayLackObjects())
         RequireComplete();
     const Objects objects = ObjectsToWrite();
-    SaveInto(CreateCompoundFile(path, access, SectorVersionFor(objects)), objects);
+    SaveInto(CreateCompoundFile(path, access, SectorVersionFor(objects), taken), objects);
 }
 
 // The new file takes the place that it was made for, and the document is bound to it.
@@ -192,28 +184,20 @@ int DocumentSaver::SectorVersionFor(const Objects& objects) const {
 
 void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
     const DocumentRoot& root = tree_.Root();
-    RecordWriter record;
-    const auto writeHeadAndFields = [&] {
-        record.ObjectReference({root.OwnEntry().id, root.OwnEntry().tag});
-        root.Class().save(root, record);
-    };
-    writeHeadAndFields();
-    WriteStream(file, kOldRootStream, record);
-    record.Clear();
-    record.U32(VersionWord(kRootVersion, kRootVersion).Word());
-    writeHeadAndFields();
-    WriteStream(file, kRootStream, record);
-    record.Clear();
-    root.SaveSettings(record);
-    if (record.Size() != 0) WriteStream(file, kSettingsStream, record);
+    WriteRootRecord(file, root, {root.OwnEntry().id, root.OwnEntry().tag});
+    RecordWriter settings;
+    root.SaveSettings(settings);
+    if (settings.Size() != 0) WriteStream(file, kSettingsStream, settings);
 }
 
 void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects) const {
     RecordWriter record;
+    std::size_t written = 0;
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
         WriteObject(*entry->object, record);
-        WriteStream(file, StreamNameOf(entry->id), record);
+        WriteStream(file, StreamName(entry->id), record);
+        if (progress_) progress_(++written, objects.size());
     }
 }
 
@@ -233,13 +217,7 @@ Directory::NextTables DocumentSaver::WriteTables(compound::CompoundFile& file, b
         else
             RemoveStream(file, kLocksStream);
     }
-    RecordWriter versions;
-    versions.U32(static_cast<std::uint32_t>(AllClasses().size()));
-    for (const ClassInfo* each : AllClasses()) {
-        versions.Guid(each->classId);
-        versions.U32(each->version.Word());
-    }
-    WriteStream(file, kVersionInfoStream, versions);
+    WriteVersions(file);
     return next;
 }
 
@@ -254,8 +232,8 @@ void DocumentSaver::CopyStreams(compound::CompoundFile& to, const Objects& rewri
     for (const std::u16string_view name :
          {kVersionInfoStream, kRootStream, kOldRootStream, kDirectoryStream, kLocksStream, kSettingsStream})
         skipped.emplace(name);
-    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamNameOf(entry->id));
-    for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) skipped.emplace(StreamNameOf(id));
+    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamName(entry->id));
+    for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) skipped.emplace(StreamName(id));
     to.CarryFrom(tree_.File().Container());
     tree_.File().Container().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         if (!skipped.contains(compound::FoldedName(name))) WriteStream(to, name, bytes);

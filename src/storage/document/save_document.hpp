@@ -2,19 +2,22 @@
 // document that was in the file.
 #pragma once
 
+#include "lumvex/diagnostics.hpp"
 #include "storage/document/document_tree.hpp"
 
 namespace lumvex::inside {
 
 class DocumentSaver {
 public:
-    explicit DocumentSaver(DocumentTree& tree) : tree_(tree) {}
+    // progress: told of each object that is written; may throw, which ends the save before it has changed anything.
+    explicit DocumentSaver(DocumentTree& tree, const Progress& progress) : tree_(tree), progress_(progress) {}
 
     // Into the file that is bound, or, when it would grow beyond what its sectors allow, into one with larger sectors
     // that takes its place.
     void Save();
-    // Into a new file at the path, which takes the place of what is there; the document is bound to it from then on.
-    void SaveAs(const std::filesystem::path& path, compound::Access access);
+    // Into a new file at the path, to which the document is bound from then on. It takes the place of what is there or,
+    // with Taken::IsKept, fails.
+    void SaveAs(const std::filesystem::path& path, compound::Access access, Taken taken);
 
 private:
     using Objects = std::vector<Ref<Entry>>;
@@ -35,6 +38,7 @@ private:
     void CopyStreams(compound::CompoundFile& to, const Objects& rewritten) const;
 
     DocumentTree& tree_;
+    const Progress& progress_;
 };
 
 }  // namespace lumvex::inside

@@ -5,6 +5,7 @@
 #include "lumvex/maintenance.hpp"
 #include "storage/compound/engine/compound_file.hpp"
 #include "storage/compound/format/format.hpp"
+#include "storage/document/stream_names.hpp"
 #include "storage/inspect/client_errors.hpp"
 
 namespace lumvex {
@@ -36,15 +37,19 @@ int ShortestVersion(const std::vector<std::uint64_t>& streams) {
     return version3 <= FileSize(streams, 4096) && version3 <= kLargestVersion3 ? 3 : 4;
 }
 
-Compaction Compact(const std::filesystem::path& path, const Progress& progress) {
+// Writes the shorter file where `create` makes it from the old one, given the version of the format.
+template <class Create>
+Compaction Compact(const std::filesystem::path& path, const Progress& progress, Create create) {
     const auto from =
         CompoundFile::Open(compound::OpenFile(path, compound::Access::Exclusive), compound::Access::Exclusive);
+    if (!from->Contains(inside::kRootStream) && !from->Contains(inside::kOldRootStream))
+        throw compound::StorageError(compound::Status::NotFound, "it is a compound file, but no document");
     std::vector<std::uint64_t> sizes;
     from->ForEachStream([&](std::u16string_view, std::uint64_t size) { sizes.push_back(size); });
     const std::size_t streams = sizes.size();
     from->ForEachInFolders([&](std::uint64_t size) { sizes.push_back(size); });
 
-    const auto to = from->CreateSuccessor(ShortestVersion(sizes));
+    const auto to = create(*from, ShortestVersion(sizes));
     to->CarryFrom(*from);
     std::size_t done = 0;
     from->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
@@ -60,7 +65,15 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress) 
 }  // namespace
 
 Compaction CompactDocument(const std::filesystem::path& path, const Progress& progress) {
-    return inside::ForClient([&] { return Compact(path, progress); });
+    const auto successor = [](const CompoundFile& from, int version) { return from.CreateSuccessor(version); };
+    return inside::ForClient([&] { return Compact(path, progress, successor); });
+}
+
+Compaction TryCompactDocument(const std::filesystem::path& path, const Progress& progress) {
+    const auto inMemory = [](const CompoundFile&, int version) {
+        return CompoundFile::Create(compound::MemoryFile(), version);
+    };
+    return inside::ForClient([&] { return Compact(path, progress, inMemory); });
 }
 
 }  // namespace lumvex

@@ -29,17 +29,17 @@ std::uint64_t RecordWriter::Size() const {
     return size;
 }
 
-std::vector<compound::Piece> RecordWriter::Pieces() const {
-    std::vector<compound::Piece> pieces;
+std::span<const compound::Piece> RecordWriter::Pieces() const {
+    pieces_.clear();
     const std::span<const std::byte> small(small_);
     std::size_t done = 0;
     for (const Borrowed& block : blocks_) {
-        if (block.at > done) pieces.push_back(small.subspan(done, block.at - done));
-        pieces.push_back(block.bytes);
+        if (block.at > done) pieces_.push_back(small.subspan(done, block.at - done));
+        pieces_.push_back(block.bytes);
         done = block.at;
     }
-    if (done < small.size()) pieces.push_back(small.subspan(done));
-    return pieces;
+    if (done < small.size()) pieces_.push_back(small.subspan(done));
+    return pieces_;
 }
 
 std::vector<std::byte> RecordWriter::Joined() const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -29,7 +30,7 @@ public:
 
     std::uint64_t Size() const;
     // In order; valid until the next call.
-    std::vector<compound::Piece> Pieces() const;
+    std::span<const compound::Piece> Pieces() const;
     std::vector<std::byte> Joined() const;
     void Clear();
 
@@ -40,6 +41,7 @@ private:
     };
     std::vector<std::byte> small_;
     std::vector<Borrowed> blocks_;
+    mutable std::vector<compound::Piece> pieces_;  // kept, as a writer writes one record after the other
 };
 
 }  // namespace lumvex::inside

@@ -19,6 +19,7 @@ enum class Status : std::uint32_t {
     ShareViolation = 0x80030020,
     LockViolation = 0x80030021,  // the file is to be written, but its file system keeps no locks
     NotACompoundFile = 0x80030050,
+    AlreadyExists = NotACompoundFile,  // a new file was to be made; the storage system has one status for both
     MediumFull = 0x80030070,
     InvalidHeader = 0x800300FB,
     InvalidName = 0x800300FC,

@@ -93,6 +93,9 @@ enum class Access {
 // it.
 [[nodiscard]] std::unique_ptr<File> CreateReplacing(const std::filesystem::path& path, Access access);
 
+// The same, but TakeName() throws AlreadyExists where anything has the name by then, and does not touch that.
+[[nodiscard]] std::unique_ptr<File> CreateNew(const std::filesystem::path& path, Access access);
+
 // Do both paths name one existing file, however they spell it?
 [[nodiscard]] bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right);
 

@@ -132,8 +132,8 @@ class PosixFile final : public SharedFile {
 public:
     // temporaryPath: the name that a new file has until TakeName(); empty where it has none.
     PosixFile(const std::shared_ptr<SystemFile>& opened, int fd, Access access, const fs::path& path, bool hasName,
-              fs::path temporaryPath = {}, std::shared_ptr<SystemFile> replaced = {})
-        : SharedFile(opened, access, path, hasName, std::move(replaced)),
+              fs::path temporaryPath = {}, system::Place place = {})
+        : SharedFile(opened, access, path, hasName, std::move(place)),
           fd_(fd),
           temporaryPath_(std::move(temporaryPath)) {}
 
@@ -321,7 +321,9 @@ void PosixFile::TakeName() {
         if (attempt == kMostAttempts)
             throw StorageError(Status::ShareViolation, path_.string(), " is replaced again and again");
         hasName_ = TakeFreeName();
-        if (!hasName_ && !replaced_) replaced_ = LockReplaced(path_, access_);  // somebody made it meanwhile
+        if (hasName_ || replaced_) continue;
+        if (!mayReplace_) RefuseTaken();
+        replaced_ = LockReplaced(path_, access_);  // somebody made it meanwhile
     }
     if (!hasName_) TakeNameOfReplaced();
     hasName_ = true;
@@ -352,8 +354,8 @@ std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemF
     return std::make_unique<PosixFile>(opened, fd, access, path, true);
 }
 
-std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, std::shared_ptr<SystemFile> replaced) {
-    const mode_t mode = replaced ? 0600 : 0666;
+std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place place) {
+    const mode_t mode = place.replaced ? 0600 : 0666;
     fs::path temporary;
     int fd = posix::OpenUnnamed(FolderOf(target).c_str(), mode);
     if (fd < 0 && errno == EOPNOTSUPP) {
@@ -365,9 +367,8 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, std::s
         throw SystemError(errno, Status::AccessDenied, target.string());
     }
     const auto opened = std::make_shared<Descriptor>(fd, target);
-    if (replaced) posix::CopyAttributes(static_cast<const Descriptor&>(*replaced).Number(), fd);
-    auto file =
-        std::make_unique<PosixFile>(opened, fd, access, target, false, std::move(temporary), std::move(replaced));
+    if (place.replaced) posix::CopyAttributes(static_cast<const Descriptor&>(*place.replaced).Number(), fd);
+    auto file = std::make_unique<PosixFile>(opened, fd, access, target, false, std::move(temporary), std::move(place));
     RequireLocksFor(*opened, access, target);
     return file;
 }

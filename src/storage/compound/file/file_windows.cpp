@@ -238,8 +238,8 @@ private:
 class WindowsFile final : public SharedFile {
 public:
     WindowsFile(const std::shared_ptr<OpenedHandle>& opened, Access access, const fs::path& path, bool hasName,
-                std::shared_ptr<SystemFile> replaced = {})
-        : SharedFile(opened, access, path, hasName, std::move(replaced)), file_(*opened) {}
+                system::Place place = {})
+        : SharedFile(opened, access, path, hasName, std::move(place)), file_(*opened) {}
 
     ~WindowsFile() override {
         Unmap();
@@ -395,13 +395,14 @@ void WindowsFile::TakeName() {
     if (hasName_) return;
     const std::wstring target = SystemPath(path_);
     NewName name(target);
-    if (!replaced_) replaced_ = LockReplaced(path_, access_);  // somebody may have made it meanwhile
+    if (!replaced_ && mayReplace_) replaced_ = LockReplaced(path_, access_);  // somebody may have made it meanwhile
     const bool isThere = replaced_ != nullptr;
     hasName_ = name.Give(file_.get(), kRenameInfoEx, isThere ? kReplaceIfExists | kPosixSemantics : 0);
     replaced_.reset();
     if (!hasName_) hasName_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
     if (!hasName_) {
         const DWORD reason = ::GetLastError();
+        if (!mayReplace_ && (reason == ERROR_ALREADY_EXISTS || reason == ERROR_FILE_EXISTS)) RefuseTaken();
         if (!isThere) throw SystemError(reason, Status::WriteFault, TextOf(path_));
         TakeNameInTwoSteps(name, target, reason);
     }
@@ -454,10 +455,10 @@ std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemF
     return std::make_unique<WindowsFile>(std::static_pointer_cast<OpenedHandle>(opened), access, path, true);
 }
 
-std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, std::shared_ptr<SystemFile> replaced) {
-    const bool isThere = replaced != nullptr;
+std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place place) {
+    const bool isThere = place.replaced != nullptr;
     const auto opened = std::make_shared<OpenedHandle>();
-    auto file = std::make_unique<WindowsFile>(opened, access, target, false, std::move(replaced));
+    auto file = std::make_unique<WindowsFile>(opened, access, target, false, std::move(place));
     // The rights to rename it and to hand on the replaced file's permissions beside those to use it. From here on it is
     // the object's to remove.
     Handle created =

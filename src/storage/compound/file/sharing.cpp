@@ -85,12 +85,17 @@ void RemoveLeftBehind(const fs::path& target) noexcept {
 }
 
 SharedFile::SharedFile(std::shared_ptr<SystemFile> opened, Access access, const fs::path& path, bool hasName,
-                       std::shared_ptr<SystemFile> replaced)
+                       system::Place place)
     : opened_(std::move(opened)),
       access_(access),
       hasName_(hasName),
       path_(access == Access::ReadShared ? fs::path() : Absolute(path)),
-      replaced_(std::move(replaced)) {}
+      mayReplace_(place.mayReplace),
+      replaced_(std::move(place.replaced)) {}
+
+void SharedFile::RefuseTaken() const {
+    throw StorageError(Status::AlreadyExists, system::TextOf(path_), " was made by another program meanwhile");
+}
 
 void SharedFile::RequireName() const {
     if (!hasName_) return;
@@ -109,7 +114,7 @@ void SharedFile::RequireName() const {
 
 std::unique_ptr<File> SharedFile::CreateSuccessor() const {
     RequireName();
-    return system::CreateBeside(system::TargetOf(path_), access_, opened_);
+    return system::CreateBeside(system::TargetOf(path_), access_, {.replaced = opened_});
 }
 
 void SharedFile::AnnounceReader(std::uint32_t generation) {
@@ -130,12 +135,24 @@ std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
     return system::FileAt(path, OpenLocked(path, access), access);
 }
 
-std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+namespace {
+
+fs::path TargetOfNew(const fs::path& path, Access access) {
     if (access == Access::ReadShared) throw StorageError(Status::InvalidFlag, "a new file opened for reading only");
     if (path.empty() || !path.has_filename())
         throw StorageError(Status::PathNotFound, "no file name in '", system::TextOf(path), "'");
-    const fs::path target = system::TargetOf(Absolute(path));
-    return system::CreateBeside(target, access, LockReplaced(target, access));
+    return system::TargetOf(Absolute(path));
+}
+
+}  // namespace
+
+std::unique_ptr<File> CreateReplacing(const fs::path& path, Access access) {
+    const fs::path target = TargetOfNew(path, access);
+    return system::CreateBeside(target, access, {.replaced = LockReplaced(target, access)});
+}
+
+std::unique_ptr<File> CreateNew(const fs::path& path, Access access) {
+    return system::CreateBeside(TargetOfNew(path, access), access, {.mayReplace = false});
 }
 
 }  // namespace lumvex::compound

@@ -50,15 +50,18 @@ public:
     bool AnyReader(std::uint32_t first, std::uint32_t count) const final;
 
 protected:
-    // A file at its path or, without hasName, a new one that takes the path at TakeName(). replaced: as in
-    // CreateBeside.
+    // A file at its path or, without hasName, a new one that takes the path at TakeName(). place: as in CreateBeside.
     SharedFile(std::shared_ptr<SystemFile> opened, Access access, const std::filesystem::path& path, bool hasName,
-               std::shared_ptr<SystemFile> replaced);
+               system::Place place);
+
+    // Of a new file without a name, where something has its name that it may not replace.
+    [[noreturn]] void RefuseTaken() const;
 
     std::shared_ptr<SystemFile> opened_;
     Access access_;
     bool hasName_;
     std::filesystem::path path_;  // absolute; empty in a file that is open to read, which is never asked for it
+    bool mayReplace_;
     std::shared_ptr<SystemFile> replaced_;
 
 private:

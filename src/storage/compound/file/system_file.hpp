@@ -52,10 +52,14 @@ namespace system {
 [[nodiscard]] std::unique_ptr<File> FileAt(const std::filesystem::path& path, const std::shared_ptr<SystemFile>& opened,
                                            Access access);
 
-// A new file, locked for this access, that takes the target's place at TakeName(). replaced: the locked file that has
-// the name now, null where there is none.
-[[nodiscard]] std::unique_ptr<File> CreateBeside(const std::filesystem::path& target, Access access,
-                                                 std::shared_ptr<SystemFile> replaced);
+// What a new file finds where it is to have its name.
+struct Place {
+    bool mayReplace = true;                     // what has the name when the new file takes it
+    std::shared_ptr<SystemFile> replaced = {};  // the locked file that has the name now; null: there is none
+};
+
+// A new file, locked for this access, that takes the target's place at TakeName().
+[[nodiscard]] std::unique_ptr<File> CreateBeside(const std::filesystem::path& target, Access access, Place place);
 
 // What a path names once links are followed, whether it exists or not: a link stays when its target is replaced.
 [[nodiscard]] std::filesystem::path TargetOf(const std::filesystem::path& path);

@@ -1,0 +1,190 @@
+#include <algorithm>
+#include <atomic>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <system_error>
+#include <thread>
+
+#include "commands.hpp"
+#include "files/text_encoding.hpp"
+#include "objects/json.hpp"
+#include "objects/opened.hpp"
+#include "objects/walking.hpp"
+#include "run_options.hpp"
+
+namespace lumvex::app {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct FindArguments {
+    std::string pattern;
+    std::vector<fs::path> places;
+    std::string className, id;
+    bool json = false;
+};
+
+std::string ProblemOfClass(const std::string& name) {
+    return FindClass(name) ? "" : "there is no class " + name + "; \"tree --json\" prints the classes of objects";
+}
+
+std::string ProblemOfId(const std::string& text) {
+    return ParseGuid(FromUtf8(text)) ? "" : "an ID looks like {5281BFCB-CB56-4B5D-A88E-D0B028D7B626}";
+}
+
+bool IsDocumentName(const fs::path& path) {
+    const std::string extension = LowerExtension(path);
+    return extension == ".lvp" || extension == ".lvs";
+}
+
+// The documents in the folders, with everything below them, and the files that are named themselves.
+std::vector<fs::path> DocumentsIn(const std::vector<fs::path>& places) {
+    std::vector<fs::path> documents;
+    for (const fs::path& place : places) {
+        if (!fs::is_directory(place)) {
+            documents.push_back(place);
+            continue;
+        }
+        std::vector<fs::path> below;
+        constexpr auto kOptions = fs::directory_options::skip_permission_denied;
+        for (const fs::directory_entry& each : fs::recursive_directory_iterator(place, kOptions)) {
+            std::error_code ignored;
+            if (IsDocumentName(each.path()) && each.is_regular_file(ignored)) below.push_back(each.path());
+        }
+        std::ranges::sort(below);
+        documents.insert(documents.end(), below.begin(), below.end());
+    }
+    return documents;
+}
+
+// What was found in one document, or why it could not be searched.
+struct Findings {
+    std::string text, problem;
+    Json json = Json::array();
+    std::size_t count = 0;
+};
+
+class Search {
+public:
+    explicit Search(const FindArguments& arguments)
+        : arguments_(arguments),
+          pattern_(FromUtf8(arguments.pattern)),
+          className_(arguments.className.empty() ? nullptr : FindClass(arguments.className)),
+          hasPattern_(pattern_.find_first_of(u"*?") != pattern_.npos),
+          isPath_(pattern_.find(u'/') != pattern_.npos) {
+        if (!arguments.id.empty()) id_ = ToText(*ParseGuid(FromUtf8(arguments.id)));
+    }
+
+    Findings In(const fs::path& path, bool namesDocument) const {
+        Findings findings;
+        try {
+            const ReadDocument document(path);
+            OnDocument(path, "cannot be read", [&] {
+                Paths paths;
+                ForEachItem(document.Root(), [&](const Node& item) {
+                    if (Fits(item, paths)) Add(item, paths, path, namesDocument, findings);
+                });
+            });
+        } catch (const std::exception& error) {
+            findings.problem = error.what();
+        }
+        return findings;
+    }
+
+private:
+    bool Fits(const Node& item, Paths& paths) const {
+        if (className_ && item.Class() != className_) return false;
+        if (!id_.empty() && item.Id() != id_) return false;
+        const std::u16string text = isPath_ ? FromUtf8(paths.Of(item)) : item.Name();
+        return FitsPattern(text, hasPattern_ ? pattern_ : u'*' + pattern_ + u'*');
+    }
+
+    void Add(const Node& item, Paths& paths, const fs::path& path, bool namesDocument, Findings& findings) const {
+        ++findings.count;
+        if (arguments_.json) {
+            Json json{{"document", Utf8(path)}, {"address", paths.Of(item)}, {"class", item.Class()->name}};
+            json["ID"] = ToUtf8(item.Id());
+            json["Name"] = TextJson(item.Name());
+            findings.json.push_back(std::move(json));
+        } else {
+            findings.text += (namesDocument ? Utf8(path) + ": " : "") + paths.Of(item) + '\n';
+        }
+    }
+
+    const FindArguments& arguments_;
+    std::u16string pattern_, id_;
+    const ClassDescription* className_;
+    bool hasPattern_, isPath_;
+};
+
+// Searches several documents at a time and prints what is found in their order.
+ExitStatus RunFind(const FindArguments& arguments) {
+    const Search search(arguments);
+    const std::vector<fs::path> places = arguments.places.empty() ? std::vector<fs::path>{"."} : arguments.places;
+    const std::vector<fs::path> documents = DocumentsIn(places);
+    const bool namesDocuments = documents.size() != 1 || fs::is_directory(places[0]);
+    std::vector<std::unique_ptr<Findings>> done(documents.size());
+    std::mutex mutex;
+    std::size_t next = 0, printed = 0, found = 0, failed = 0;
+    Json all = Json::array();
+    const auto work = [&] {
+        for (std::unique_lock lock(mutex); next < documents.size();) {
+            const std::size_t mine = next++;
+            lock.unlock();
+            auto findings = std::make_unique<Findings>(search.In(documents[mine], namesDocuments));
+            lock.lock();
+            done[mine] = std::move(findings);
+            for (; printed < done.size() && done[printed]; ++printed) {
+                Findings& each = *done[printed];
+                std::cout << each.text;
+                if (!each.problem.empty()) std::cerr << each.problem << '\n';
+                failed += each.problem.empty() ? 0 : 1;
+                found += each.count;
+                for (Json& json : each.json) all.push_back(std::move(json));
+                each = {};
+            }
+        }
+    };
+    std::vector<std::thread> threads(std::min<std::size_t>(std::max(1U, std::thread::hardware_concurrency()), 16));
+    for (std::thread& each : threads) each = std::thread(work);
+    for (std::thread& each : threads) each.join();
+    if (arguments.json) PrintJson(std::cout, all);
+    if (documents.size() != 1)
+        Reports() << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
+                  << " documents\n";
+    return failed != 0 ? kDocumentFailed : found != 0 ? kDone : kIncomplete;
+}
+
+}  // namespace
+
+Command commands::Find() {
+    const auto arguments = std::make_shared<FindArguments>();
+    return {
+        .name = "find",
+        .summary = "Find objects by name, class or ID in documents and folders of documents",
+        .use = DocumentUse::None,
+        .options = {{"PATTERN",
+                     &arguments->pattern,
+                     kShown,
+                     "a part of the name, or a pattern for all of it",
+                     {.required = true}},
+                    {"FILE", &arguments->places, kShown,
+                     "documents, and folders that are searched for .lvp and .lvs; this folder if there is none"},
+                    {"--class", &arguments->className, {"CLASS", ProblemOfClass}, "only objects of the class"},
+                    {"--id", &arguments->id, {"ID", ProblemOfId}, "only the object of the ID"},
+                    {"--json", &arguments->json, {}, "print a JSON list of what is found"}},
+        .details =
+            "A pattern has * for any characters or ? for any one; letter case does not matter. One with a slash in it "
+            "has to fit\n"
+            "the whole address instead of the name: \"SpeakerEQs/*/Measurements/On*\". '' fits all names. Addresses "
+            "are printed\n"
+            "as all commands take them, behind the document where several are searched.",
+        .incomplete = "nothing was found",
+        .run = [arguments] { return RunFind(*arguments); }};
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,74 @@
+#include <iostream>
+#include <memory>
+
+#include "arguments.hpp"
+#include "commands.hpp"
+#include "files/file_error.hpp"
+#include "manual.hpp"
+#include "objects/properties.hpp"
+#include "suggestion.hpp"
+
+namespace lumvex::app {
+
+namespace {
+
+struct HelpArguments {
+    std::string topic, form;
+};
+
+ExitStatus PrintHelp(std::vector<std::string> arguments) {
+    return std::get<ExitStatus>(ParseArguments(AllCommands(), std::move(arguments)));
+}
+
+ExitStatus RunHelp(const HelpArguments& arguments) try {
+    const std::vector<Command> commands = AllCommands();
+    if (!arguments.form.empty()) {
+        const auto made = arguments.form == "man"    ? ManualPage
+                          : arguments.form == "bash" ? BashCompletion
+                          : arguments.form == "zsh"  ? ZshCompletion
+                                                     : CommandTable;
+        std::cout << made(commands);
+        return kDone;
+    }
+    if (arguments.topic.empty()) return PrintHelp({"--help"});
+    std::vector<std::string> names;
+    for (const Command& command : commands) {
+        if (command.name == arguments.topic) return PrintHelp({arguments.topic, "--help"});
+        names.push_back(command.name);
+    }
+    if (const std::string described = DescriptionText(arguments.topic); !described.empty()) {
+        std::cout << described;
+        return kDone;
+    }
+    std::cerr << "lumvex help: there is no command or class " << Quoted(arguments.topic)
+              << DidYouMean(arguments.topic, names) << '\n';
+    return kIncomplete;
+} catch (const PropertyError& error) {
+    std::cerr << "lumvex help: " << error.what() << '\n';
+    return kIncomplete;
+}
+
+}  // namespace
+
+Command commands::Help() {
+    const auto arguments = std::make_shared<HelpArguments>();
+    return {.name = "help",
+            .summary = "Print all about a command, a class or a property",
+            .use = DocumentUse::None,
+            .options = {{"TOPIC", &arguments->topic, kShown,
+                         "a command, a class (Correction) or its property (Correction.OptMethod); all commands are "
+                         "listed without it"},
+                        {"--as",
+                         &arguments->form,
+                         {.shown = "FORM", .choices = {"man", "bash", "zsh", "json"}},
+                         "print all commands as a manual page, as completion for a shell, or as JSON"}},
+            .details =
+                "Of a class its meaning and properties are printed, of a property its type, unit, range and words.\n"
+
+                "`source <(lumvex help --as bash)` completes commands and options in the shell that runs; "
+                "packages bring the\nmanual page and completion for bash and zsh along.",
+            .incomplete = "there is no such command, class or property",
+            .run = [arguments] { return RunHelp(*arguments); }};
+}
+
+}  // namespace lumvex::app

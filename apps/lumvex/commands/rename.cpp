@@ -1,0 +1,51 @@
+#include <iostream>
+#include <memory>
+
+#include "commands.hpp"
+#include "objects/opened.hpp"
+#include "run_options.hpp"
+
+namespace lumvex::app {
+
+namespace {
+
+struct RenameArguments {
+    std::filesystem::path document;
+    std::string address, name;
+};
+
+ExitStatus RunRename(const RenameArguments& arguments) {
+    EditedDocument document(arguments.document);
+    std::string before, after;
+    OnObjects(arguments.document, "cannot be changed", [&] {
+        const Addresses addresses(arguments.document, NodeOf(document.Any()));
+        const Node object = addresses.Find(arguments.address);
+        before = PathOf(object);
+        if (!object.Is(Kind::Item)) throw PropertyError(before + " is no item; its name is fixed");
+        SetText(object, {object.Type().Find("Name"), {}}, arguments.name, addresses);
+        after = PathOf(object);
+    });
+    document.Save("cannot be saved, nothing was renamed");
+    Reports() << before << " -> " << after << '\n';
+    return kDone;
+}
+
+}  // namespace
+
+Command commands::Rename() {
+    const auto arguments = std::make_shared<RenameArguments>();
+    return {.name = "rename",
+            .summary = "Give an object another name",
+            .use = DocumentUse::Changes,
+            .options = {DocumentOption(arguments->document, "the project or library that is changed"),
+                        {"ADDRESS", &arguments->address, kShown, "the object", {.required = true}},
+                        {"NAME", &arguments->name, kShown, "its new name, taken as it is", {.required = true}}},
+            .details = std::string(kAddressHelp) +
+                       "\nThe ID stays, and with it whatever refers to the object. Objects of a collection may share a "
+                       "name, but for\n"
+                       "crossover designs.",
+            .incomplete = "there is no such object, or the name is refused; nothing was renamed",
+            .run = [arguments] { return RunRename(*arguments); }};
+}
+
+}  // namespace lumvex::app

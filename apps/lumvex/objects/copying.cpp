@@ -1,0 +1,135 @@
+#include "objects/copying.hpp"
+
+#include "files/file_error.hpp"
+#include "objects/properties.hpp"
+
+namespace lumvex::app {
+
+namespace {
+
+Node Copied(const Node& original, std::string_view method, const Node& into) {
+    const Variant argument = Variant::FromDispatch(into.Pointer());
+    const Variant copy = original.Call(*original.Type().Find(method), argument);
+    return copy.vt == VT_DISPATCH && copy.pdispVal ? Node(Object(Ref<IDispatch>(copy.pdispVal)), original.Type())
+                                                   : Node();
+}
+
+void Put(const Node& object, const MemberDescription& property, const Node& target) {
+    object.Put(property, {}, Variant::FromDispatch(target.Pointer()));
+}
+
+// References that can be put and lead to objects with an ID.
+std::vector<const MemberDescription*> ReferencesOf(const InterfaceDescription& type) {
+    std::vector<const MemberDescription*> references;
+    for (const MemberDescription* each : ContentOf(type))
+        if (IsReference(*each) && FindClassDescription(each->objectInterface->name)) references.push_back(each);
+    return references;
+}
+
+// The property in which a project has its library; null for a library itself.
+const MemberDescription* LibraryOf(const Node& root) {
+    for (const MemberDescription* each : ReferencesOf(root.Type()))
+        if (FindClassDescription(each->objectInterface->name)->kind == Kind::Root) return each;
+    return nullptr;
+}
+
+}  // namespace
+
+Node Copier::Into(const Node& original, const Node& collection) {
+    const Node copy = Copied(original, "Copy", collection);
+    Remember(original, copy);
+    return copy;
+}
+
+Node Copier::WithParents(const Node& original) {
+    LinkLibrary(original.Root());
+    const Node copy = Copied(original, "CopyWithParents", to_);
+    Remember(original, copy);
+    return copy;
+}
+
+void Copier::Contents(const Node& original, const Node& existing) {
+    LinkLibrary(original.Root());
+    Copied(original, "CopyContents", existing);
+    Remember(original, existing);
+}
+
+// Speakers, and what belongs to them, need the library that their models are in.
+void Copier::LinkLibrary(const Node& from) {
+    const MemberDescription* property = LibraryOf(to_);
+    if (!property || &from.Type() != &to_.Type() || to_.Follow(*property)) return;
+    if (const Node library = from.Follow(*property)) Put(to_, *property, library);
+}
+
+void Copier::Remember(const Node& original, const Node& copy) {
+    for (auto& [from, to] : PairsOf(original, copy)) {
+        copies_[from.Id()] = to;
+        pairs_.emplace_back(std::move(from), std::move(to));
+    }
+}
+
+Node Copier::CounterpartOf(const Node& original) {
+    const MemberDescription& load = *to_.Type().Find("Load");
+    try {
+        const Variant loaded = to_.Call(load, Variant::FromText(original.Id()));
+        if (loaded.vt == VT_DISPATCH && loaded.pdispVal) {
+            Node found{Object(Ref<IDispatch>(loaded.pdispVal))};
+            if (&found.Type() == &original.Type()) return found;
+        }
+    } catch (const Error&) {  // the document does not have the ID
+    }
+    try {
+        Node found = addresses_.Find(fromPaths_.Of(original));
+        if (&found.Type() == &original.Type()) return found;
+    } catch (const FileError&) {  // nor anything at the address
+    }
+    return {};
+}
+
+Node Copier::CopyOf(const Node& target) {
+    const auto copied = copies_.find(target.Id());
+    if (copied != copies_.end()) return copied->second;
+    const ClassDescription* home = RootClassOf(target.Type());
+    if (home && home != to_.Class()) return target;  // an object of the library
+    return CounterpartOf(target);
+}
+
+// Until it is saved a copied link leads to an object of the document that it came from.
+bool Copier::IsAtHome(const Node& target) const {
+    if (!target) return false;
+    if (RootClassOf(target.Type()) != to_.Class()) return true;
+    const MemberDescription& isSame = *to_.Type().Find("IsSame");
+    return to_.Call(isSame, Variant::FromDispatch(target.Root().Pointer())).lVal != 0;
+}
+
+void Copier::MendLater(const Node& original, const Node& item, const MemberDescription& reference) {
+    pending_.push_back({original, item, &reference});
+}
+
+std::vector<std::string> Copier::MendReferences() {
+    for (const auto& [original, copy] : pairs_)
+        for (const MemberDescription* each : ReferencesOf(original.Type()))
+            if (original.Follow(*each) && !IsAtHome(copy.Follow(*each))) MendLater(original, copy, *each);
+    std::vector<std::string> left;
+    for (const Pending& each : pending_) {
+        const Node target = each.original.Follow(*each.reference);
+        const Node found = target ? CopyOf(target) : Node();
+        if (found || !target) Put(each.item, *each.reference, found);
+        if (target && !found)
+            left.push_back(toPaths_.Of(each.item) + ": " + std::string(each.reference->name) + " (" +
+                           TargetText(target, each.original.Root(), fromPaths_) + ')');
+    }
+    return left;
+}
+
+void Copier::TakeOverReferences() {
+    ForEachItem(to_, [&](const Node& item) {
+        for (const MemberDescription* each : ReferencesOf(item.Type())) {
+            const Node target = item.Follow(*each);
+            const auto copied = target ? copies_.find(target.Id()) : copies_.end();
+            if (copied != copies_.end()) Put(item, *each, copied->second);
+        }
+    });
+}
+
+}  // namespace lumvex::app

@@ -1,0 +1,67 @@
+#include "objects/matching.hpp"
+
+#include <map>
+#include <string>
+
+#include "files/file_error.hpp"
+#include "objects/address.hpp"
+
+namespace lumvex::app {
+
+namespace {
+
+// The root itself, and every item below the address.
+std::vector<Node> ObjectsBelow(const Node& root, std::string_view address, std::string& problem) {
+    std::vector<Node> objects;
+    try {
+        const Node from = Addresses({}, root).Find(address);
+        if (from.Is(Kind::Root)) objects.push_back(from);
+        ForEachItem(from, [&](const Node& each) { objects.push_back(each); });
+    } catch (const FileError& error) {
+        problem = error.what();
+    }
+    return objects;
+}
+
+}  // namespace
+
+Matching::Matching(const Node& before, const Node& after, std::string_view address) {
+    std::string noneBefore, noneAfter;
+    const std::vector<Node> older = ObjectsBelow(before, address, noneBefore);
+    const std::vector<Node> newer = ObjectsBelow(after, address, noneAfter);
+    if (!noneBefore.empty() && !noneAfter.empty()) throw FileError({}, noneAfter);
+
+    std::map<std::u16string, std::size_t> byId;
+    for (std::size_t at = 0; at < older.size(); ++at) byId[older[at].Id()] = at;
+    std::vector<std::size_t> partner(newer.size(), older.size());
+    std::vector<bool> isTaken(older.size());
+    const auto match = [&](std::size_t at, std::size_t with) {
+        if (isTaken[with] || &older[with].Type() != &newer[at].Type()) return;
+        partner[at] = with;
+        isTaken[with] = true;
+    };
+    for (std::size_t at = 0; at < newer.size(); ++at) {
+        const auto same = byId.find(newer[at].Id());
+        if (same != byId.end()) match(at, same->second);
+        if (newer[at].Is(Kind::Root)) match(at, 0);
+    }
+    Paths left, right;
+    std::map<std::string, std::size_t> byPath;
+    for (std::size_t at = 0; at < older.size(); ++at)
+        if (!isTaken[at]) byPath[left.Of(older[at])] = at;
+    for (std::size_t at = 0; at < newer.size() && !byPath.empty(); ++at) {
+        if (partner[at] != older.size()) continue;
+        const auto same = byPath.find(right.Of(newer[at]));
+        if (same != byPath.end()) match(at, same->second);
+    }
+    for (std::size_t at = 0; at < newer.size(); ++at) {
+        if (partner[at] == older.size())
+            added_.push_back(newer[at]);
+        else
+            pairs_.emplace_back(older[partner[at]], newer[at]);
+    }
+    for (std::size_t at = 0; at < older.size(); ++at)
+        if (!isTaken[at]) removed_.push_back(older[at]);
+}
+
+}  // namespace lumvex::app

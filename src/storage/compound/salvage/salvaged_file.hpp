@@ -1,0 +1,131 @@
+// Reads a compound file whose structures may be damaged: what is left of the tables is used, the rest is worked out
+// from what the sectors hold. Directory entries are recognised wherever they are, without the chain that leads to them;
+// pages of the FAT and of the mini FAT by their content, where the header or the DIFAT does not lead to them; and where
+// no page says which sector follows, the next one in the file that belongs to nothing else is taken to follow. The
+// caller says what the streams that it looks for begin with, and decides by their content which of several answers is
+// right.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "storage/compound/file/file_view.hpp"
+#include "storage/compound/format/format.hpp"
+
+namespace lumvex::compound {
+
+// Bytes of a stream that are side by side in the file, or that are lost.
+struct Extent {
+    static constexpr std::uint64_t kLost = ~std::uint64_t{0};
+    std::uint64_t offset;  // in the file
+    std::uint64_t count;
+};
+
+// A directory entry of a stream.
+struct SalvagedEntry {
+    std::u16string name;
+    SectorId start;
+    std::uint64_t size;
+    // What speaks for it: an older state of the file may have left entries in sectors that are free now.
+    enum class Standing { Free, Unknown, Current } standing;
+};
+
+class SalvagedFile {
+public:
+    // May a stream that is looked for begin with these bytes? There are 64 of them.
+    using Begins = std::function<bool(std::span<const std::byte>)>;
+
+    SalvagedFile(File& file, Begins begins);
+
+    std::uint64_t Size() const { return size_; }
+    std::uint64_t SectorSize() const { return std::uint64_t{1} << shift_; }
+    // False where a part of the bytes is behind the end of the file or cannot be read; that part is zeros.
+    bool Read(std::uint64_t offset, std::span<std::byte> bytes) const;
+
+    const std::vector<SalvagedEntry>& Entries() const { return entries_; }
+    // The file's own directory could be followed to its end: it has no entries but the current ones.
+    bool IsDirectoryWhole() const { return directoryWhole_; }
+
+    // How the sectors of a stream are found: by the tables as far as they lead, or as if they were side by side.
+    enum class Way { Chain, Adjacent };
+    std::vector<Extent> ExtentsOf(const SalvagedEntry& entry, Way way) const;
+
+    // Where streams without an entry may begin: ascending offsets in the file of sectors and mini sectors whose content
+    // begins as one, and which the tables do not call free.
+    std::vector<std::uint64_t> Beginnings() const;
+    // A stream that begins at such an offset: to the end of its chain or, where nothing says where that is, as far as
+    // `most` bytes. `ends`: the file ended before.
+    struct Unnamed {
+        std::vector<Extent> extents;
+        bool isMini;
+        bool ends;
+        bool isWholeChain;  // the tables lead from its beginning to its end
+    };
+    Unnamed ExtentsFrom(std::uint64_t offset, std::uint64_t most, Way way) const;
+    bool BeginsAt(std::uint64_t offset) const;
+
+private:
+    // For each sector the next one of its chain, or a mark; kUnknown where no page says it.
+    static constexpr SectorId kUnknown = kMaxSector + 1;
+    struct Table {
+        std::vector<SectorId> next;
+        std::vector<bool>
+            follows;  // a page says that the sector follows another, or an entry that a stream begins there
+
+        SectorId Next(SectorId sector) const { return sector < next.size() ? next[sector] : kUnknown; }
+        bool IsTaken(SectorId sector) const;
+    };
+    struct Root {
+        SectorId start;
+        std::uint64_t size;
+        SalvagedEntry::Standing standing;
+    };
+    using Page = std::vector<SectorId>;
+
+    std::uint64_t OffsetOf(SectorId sector) const { return (std::uint64_t{sector} + 1) << shift_; }
+    std::uint64_t SectorsFor(std::uint64_t bytes) const { return (bytes + (std::uint64_t{1} << shift_) - 1) >> shift_; }
+
+    unsigned ShiftOf(const Header& header) const;
+    void FindEntries();
+    void NoteEntry(std::uint64_t offset, const std::byte* bytes);
+    bool IsLarge(const SalvagedEntry& entry) const { return entry.size >= kMiniCutoff; }
+
+    Page ReadPage(SectorId sector) const;
+    static bool Looks(Page& page, std::uint32_t first, std::uint64_t limit);
+    std::vector<SectorId> ListedFatPages(const Header& header) const;
+    void Adopt(Table& table, std::uint32_t index, const Page& page) const;
+    void SearchPages(Table& table, bool large);
+    int Fits(const Page& page, std::uint32_t first, bool large) const;
+    void NoteFollowers(Table& table, bool large);
+
+    void JudgeEntries(const Header& header);
+    void FindMiniStream(const Header& header);
+    void ReadMiniFat(const Header& header, std::uint64_t miniSectors);
+    std::vector<SectorId> MiniBeginnings() const;
+    std::size_t MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const;
+    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings) const;
+
+    std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
+    std::vector<Extent> Joined(const std::vector<SectorId>& sectors, bool isMini, std::uint64_t size) const;
+    std::uint64_t OffsetOfMini(SectorId sector) const;  // Extent::kLost where it has no place
+
+    File& file_;
+    Begins begins_;
+    mutable FileView view_;
+    std::uint64_t size_ = 0;
+    unsigned shift_ = 9;
+    std::uint64_t sectors_ = 0;  // in the file, the last one perhaps in part
+    bool hasHeader_ = false, directoryWhole_ = false;
+    std::vector<SalvagedEntry> entries_;
+    std::vector<std::uint64_t> entryOffsets_;  // where in the file each of them is
+    std::vector<Root> roots_;
+    std::vector<std::uint64_t> rootOffsets_;
+    Table fat_, miniFat_;
+    std::vector<SectorId> miniPages_;
+    std::map<SectorId, std::uint32_t> pageOfSector_;  // in the mini stream
+};
+
+}  // namespace lumvex::compound

@@ -1,0 +1,154 @@
+// Repairing: what can still be read of a document goes into a new one.
+#include <algorithm>
+
+#include "core/tree/collection.hpp"
+#include "core/tree/item.hpp"
+#include "core/tree/references.hpp"
+#include "lumvex/maintenance.hpp"
+#include "storage/document/document_file.hpp"
+#include "storage/document/document_root.hpp"
+#include "storage/document/write_streams.hpp"
+#include "storage/inspect/client_errors.hpp"
+#include "storage/records/object_record.hpp"
+#include "storage/salvage/rebuilt_tree.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;  // bytes; from here on larger sectors waste less
+
+// The fields of an object that is made anew. Some classes cannot be saved before they have been given a value: these
+// get what a record of zeros means.
+Ref<Object> MadeAnew(const ClassInfo& info) {
+    Ref<Object> object = info.create();
+    RecordWriter writer;
+    try {
+        info.save(*object, writer);
+    } catch (const Failure&) {
+        constexpr std::size_t kZeros = 4096;
+        RecordReader reader(std::make_shared<MemorySource>(std::vector<std::byte>(kZeros)));
+        info.load(*object, reader, info.version);
+    }
+    return object;
+}
+
+void SetChildren(Object& object, const TreeNode& node) {
+    object.ForEachChild([&](ChildSlot& slot, const ClassInfo& info) {
+        const auto child = std::ranges::find(node.below, &info, &TreeNode::info);
+        slot.reference = child == node.below.end() ? std::nullopt : std::optional((*child)->reference);
+    });
+}
+
+Ref<Object> Rebuilt(const TreeNode& node) {
+    const ClassInfo& info = *node.info;
+    const bool isItem = info.kind == ClassKind::Item;
+    const bool isRead = node.found && isItem && !node.found->hasNameOnly;
+    const ReadAttempt read = isItem && node.found ? ReadAs(info, node.reference.id, node.found->source) : ReadAttempt{};
+    const Ref<Object> object = isRead ? read.object : isItem ? MadeAnew(info) : info.create();
+    object->Bind(*Ref<Entry>(new Entry(node.reference.id, &info)));
+    if (CollectionBase* collection = object->AsCollection()) {
+        for (const TreeNode* member : node.below) {
+            collection->members.MakeRoom();
+            collection->members.Append(member->reference);
+        }
+        return object;
+    }
+    object->OwnEntry().name = node.name;
+    object->AsItem()->timestamp = node.found ? read.object->AsItem()->timestamp : LocalTimeNow();
+    SetChildren(*object, node);
+    object->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
+        if (reference.Id() && node.lostTargets.contains(*reference.Id())) reference.PointTo(std::optional<GUID>());
+    });
+    object->Materialise();
+    return object;
+}
+
+void WriteNode(compound::CompoundFile& file, const TreeNode& node) {
+    const std::u16string name = StreamNameOf(node.reference.id);
+    if (!node.isChanged) return WriteStream(file, name, node.found->source->All());
+    const Ref<Object> object = Rebuilt(node);
+    RecordWriter record;
+    WriteObject(*object, record);
+    WriteStream(file, name, record);
+}
+
+void WriteTables(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree) {
+    std::vector<const TreeNode*> nodes = tree.InOrder();
+    nodes.push_back(&tree.Root());
+    SortedRecords::Changes rows, locks;
+    std::set<GUID, GuidLess> ids;
+    for (const TreeNode* node : nodes) {
+        const auto old = document.rows.find(node->reference.id);
+        const GUID second = old == document.rows.end() ? GUID{} : old->second.second;
+        ids.insert(node->reference.id);
+        TableOf<DirectoryRow>::Append(rows.put, {node->reference.id, second, node->info->classId, node->reference.tag});
+    }
+    for (const auto& [id, row] : document.rows) {
+        const bool isUnknown = !FindClass(row.classId);
+        if (isUnknown && ids.insert(id).second) TableOf<DirectoryRow>::Append(rows.put, row);
+    }
+    WriteStream(file, kDirectoryStream, TableOf<DirectoryRow>().Merged(rows));
+    for (const LockRow& row : document.locks)
+        if (ids.contains(row.id) && row.locks != 0) TableOf<LockRow>::Append(locks.put, row);
+    if (!locks.put.empty()) WriteStream(file, kLocksStream, TableOf<LockRow>().Merged(locks));
+    WriteVersions(file);
+}
+
+void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree,
+              const Progress& progress) {
+    const Ref<Object> root = document.rootObject ? document.rootObject : document.rootClass->create();
+    SetChildren(*root, tree.Root());
+    root->Materialise();
+    WriteRootRecord(file, *root, tree.Root().reference);
+    if (document.settings) WriteStream(file, kSettingsStream, document.settings->All());
+    const std::vector<const TreeNode*> nodes = tree.InOrder();
+    for (std::size_t at = 0; at < nodes.size(); ++at) {
+        WriteNode(file, *nodes[at]);
+        if (progress) progress(at + 1, nodes.size());
+    }
+    for (const FoundDocument::Other& other : document.others) WriteStream(file, other.name, other.source->All());
+    WriteTables(file, document, tree);
+    file.Commit();
+}
+
+}  // namespace
+
+}  // namespace lumvex::inside
+
+namespace lumvex {
+
+namespace {
+
+using namespace inside;
+
+// A file in which nothing was found is refused as when it is opened, with what is wrong with it.
+FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph,
+                      Salvage& salvage) {
+    try {
+        return FindObjects(file, graph, salvage.losses, {});
+    } catch (const Failure& failure) {
+        if (failure.Status() == static_cast<HRESULT>(compound::Status::NotFound))
+            OpenCompoundFile(from, compound::Access::ReadShared);
+        throw;
+    }
+}
+
+}  // namespace
+
+Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem::path& to, const Progress& progress) {
+    return ForClient([&] {
+        Salvage salvage;
+        const ClassGraph graph;
+        const auto damaged = compound::OpenFile(from, compound::Access::ReadShared);
+        const FoundDocument document = FoundIn(from, *damaged, graph, salvage);
+        const RebuiltTree tree(document, graph, salvage.losses);
+        salvage.objects = tree.Count();
+        const int version = damaged->Size() < kLargeDocument ? 3 : 4;
+        const auto file = compound::CompoundFile::Create(compound::CreateNew(to, compound::Access::Exclusive), version);
+        WriteAll(*file, document, tree, progress);
+        return salvage;
+    });
+}
+
+}  // namespace lumvex

@@ -1,0 +1,395 @@
+"""Objects of every class by their addresses: seen, set, added, named, copied, moved, removed, found and compared."""
+
+import functools
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from tool import DONE, INCOMPLETE, ToolTest
+
+
+@functools.cache
+def classes():
+    """The description of every class, as programs see it."""
+    printed = subprocess.run([os.environ["LUMVEX_PRINT_MEMBERS"]], capture_output=True, check=True, timeout=60)
+    return json.loads(printed.stdout)
+
+
+def places(name, indexes):
+    """Every place of an indexed property: FilterQHi(1), FilterQHi(2), ..."""
+    lists = [[]]
+    for low, high in indexes:
+        lists = [[*known, index] for known in lists for index in range(low, high + 1)]
+    return [name + (f"({','.join(map(str, each))})" if each else "") for each in lists]
+
+
+def objects_in(tree):
+    """(address, class, ID) of everything in a tree of JSON, owners first."""
+    if "class" in tree:
+        yield tree["address"], tree["class"], tree["ID"]
+    for value in tree.values():
+        for each in value if isinstance(value, list) else [value]:
+            if isinstance(each, dict) and "address" in each:
+                yield from objects_in(each)
+
+
+class Objects(ToolTest):
+    @classmethod
+    def setUpClass(cls):
+        """A project and a library with an object of every class, and values that new ones do not have."""
+        cls.made = pathlib.Path(tempfile.mkdtemp(prefix="lumvex-test-"))
+        cls.addClassCleanup(shutil.rmtree, cls.made)
+        subprocess.run([os.environ["LUMVEX_WRITE_EVERYTHING"], cls.made], capture_output=True, check=True, timeout=60)
+
+    def setUp(self):
+        super().setUp()
+        for name in ["everything.lvp", "everything.lvs"]:
+            shutil.copy(self.made / name, self.folder / name)
+        self.document, self.library = self.folder / "everything.lvp", self.folder / "everything.lvs"
+
+    def objects(self, document):
+        return list(objects_in(self.tree_of(document)))
+
+    def everything(self):
+        """(document, address, ID, class) of one object of each class."""
+        first = {}
+        for document in [self.document, self.library]:
+            for address, name, identifier in self.objects(document):
+                first.setdefault(name, (document, address, identifier))
+        self.assertEqual(set(first), set(classes()))
+        return [(*place, name) for name, place in first.items()]
+
+    def lines(self, *arguments, **options):
+        return self.tool(*arguments, **options).stdout.splitlines()
+
+    def assert_round_trip(self, document):
+        """Every address that is printed finds its object, and no other."""
+        listed = self.objects(document)
+        self.assertEqual(len({address for address, _, _ in listed}), len(listed))
+        # An empty collection that was never saved has no lasting ID.
+        items = [each for each in listed if classes()[each[1]]["kind"] != "collection"]
+        self.assertEqual(self.shown(document, *(address for address, _, _ in items)), items)
+        self.assertEqual(self.shown(document, *(identifier for _, _, identifier in items)), items)
+        self.assertEqual([each[:2] for each in self.shown(document, *(address for address, _, _ in listed))],
+                         [each[:2] for each in listed])
+        return listed
+
+    def shown(self, document, *addresses):
+        shown = json.loads(self.tool("show", "--json", document, *addresses).stdout)
+        return [(each["address"], each["class"], each["ID"]) for each in shown]
+
+
+class Addresses(Objects):
+    def test_every_object_has_one(self):
+        for document in [self.document, self.library]:
+            self.assert_round_trip(document)
+
+    def test_hostile_names(self):
+        names = ["a/b", "/", "'", '"', "'\"\\", "[1]", "x[2]", "x", "X", "", " ", " x ", ".", "..", "*", "a?", "{x}",
+                 "new\nline", "tab\t\r\x7f\u0085", "-dash", "--help", "Data", "Experiments", "a\\nb", "\\", "\u202eback",
+                 "{5281BFCB-CB56-4B5D-A88E-D0B028D7B626}", "none", "é e\u0301", "🔊", "a=b", "n" * 5000]
+        document = self.folder / "hostile.lvp"
+        self.tool("import", document, self.file("one.txt", "20 80\n30 81\n"))
+        for name in names:
+            for collection in ["Data", "Rooms", "Experiments"]:
+                self.tool("add", document, collection, "--", name)
+            self.tool("add", document, "Rooms/[1]/Positions", "--", name)
+        listed = self.assert_round_trip(document)
+        for address, name, _ in listed:
+            if name == "CRoomPosition":
+                self.tool("add", document, address, "--", names[len(address) % len(names)])
+        self.assert_round_trip(document)
+        stored = [each["Name"] for each in self.tree_of(document, "Experiments")["members"]]
+        self.assertEqual(stored, names)
+        self.assertEqual(self.lines("find", "", document), [address for address, name, _ in self.objects(document)
+                                                            if classes()[name]["kind"] == "item"])
+
+    def test_what_may_be_left_out(self):
+        self.tool("add", self.document, "Rooms", "Studio")
+        self.tool("add", self.document, "rooms/studio/pos", "Sofa left")
+        self.tool("add", self.document, "STUDIO/Sofa", "Take")
+        self.tool("add", self.document, "Studio/Sofa left", "Take")
+        path = "Rooms/Studio/Positions/Sofa left/Take"
+        for address, found in [("Studio/Sofa/Take[2]", path + "[2]"), ("/Rooms/studio/[1]/[1]/Meas", None),
+                               ("Studio/Positions/[1]/[2]/", path + "[2]"), ("Studio/'Sofa left'/[1]", path + "[1]"),
+                               ("Studio/\"Sofa left\"/Measurements[2]", path + "[2]"),
+                               ("Stu?io/S*/T*[1]", path + "[1]"), ("./Studio", "Rooms/Studio")]:
+            with self.subTest(address=address):
+                if found:
+                    self.assertEqual(json.loads(self.tool("show", "--json", self.document, address).stdout)[0]["address"],
+                                     found)
+        before = self.document.read_bytes()
+        for address, words in [("Studio/Sofa/Take", "it fits 2 objects; say which: " + path + "[1]"),
+                               ("Studio/Balcony", 'there is no "Balcony" in Rooms/Studio; there is CorrectionGroups (0), '
+                                                  "Positions (1)"),
+                               ("Rooms/'Studi'", 'there is no "\'Studi\'" in Rooms; there is '),
+                               ("Studio//x", "a step is empty"), ("Rooms/'Studio", "a quotation mark is not closed"),
+                               ("Rooms/'Studio'x", "something follows a closing quotation mark"),
+                               ("'\\u12'", "four hexadecimal digits"), ("[1]", 'there is no "[1]" in /'),
+                               ("{5281BFCB-CB56-4B5D-A88E-D0B028D7B626}", "there is no object of this ID")]:
+            with self.subTest(address=address):
+                refused = self.tool("set", self.document, address, "Name=x", status=INCOMPLETE)
+                self.assertIn(words, refused.stderr)
+                self.assertEqual((refused.stdout, self.document.read_bytes()), ("", before))
+
+
+class Properties(Objects):
+    def targets(self, document, interface):
+        """Addresses of objects that a reference can lead to."""
+        wanted = next((name for name, each in classes().items() if each["interface"] == interface), None)
+        found = [address for address, name, _ in self.objects(document) if name == wanted]
+        if not found:
+            found = ["Specifications/" + address for address, name, _ in self.objects(self.library) if name == wanted]
+        return found
+
+    def values_for(self, document, name, each, old):
+        """Texts that the property takes and how JSON has them, the last one unlike what there was."""
+        kind = each["type"]
+        if "words" in each:
+            words = each["words"]
+            if each["isCombined"]:
+                return [(words[1] + "+" + words[-1], words[1] + "+" + words[-1])]
+            if "range" in each:
+                words = words[:each["range"][1] + 1]
+            return [(words[-1], words[-1]), (words[0].upper(), words[0])]
+        if kind.endswith("*"):
+            return [(target, target) for target in self.targets(document, kind[:-1])[-1:]]
+        if kind == "BSTR":
+            return [("", ""), ("a/b \"c\"\n\t= é 🔊", "a/b \"c\"\n\t= é 🔊")]
+        if kind == "DATE":
+            return [("2024-02-29T23:59:58", "2024-02-29T23:59:58"), ("1999-12-31", "1999-12-31T00:00:00")]
+        if kind == "VARIANT":
+            columns = (old or {}).get("columns", 1)
+            if (old or {}).get("type") == "byte":
+                array = {"rows": 3, "columns": 1, "type": "byte", "values": [0, 255, 7]}
+                return [(json.dumps(array), array)]
+            array = [[row + column / 4 for row in range(3)] for column in range(columns)]
+            flat = array if columns > 1 else array[0]
+            return [(json.dumps(flat), {"rows": 3, "columns": columns, "type": "float", "values": flat})]
+        if kind == "float":
+            unit = each["unit"]
+            return [("0", 0.0), ("0.1", 0.1), ("1234.5" + unit, 1234.5)]
+        low, high = each.get("range", (0 if each["unit"] == "Hz" else -5, 32767))
+        return [(str(low), low), (f"{high} {each['unit']}", high)]
+
+    def bad_values(self, each):
+        kind = each["type"]
+        if "words" in each:
+            return ["nonsense", "", "99", *(["5"] if "range" in each else [])]
+        if kind.endswith("*"):
+            return ["nowhere/at/all", "/"]
+        if kind == "DATE":
+            return ["2024-02-30", "yesterday", ""]
+        if kind == "VARIANT":
+            return ["[[1],[1,2]]", '["x"]', "[1,", "1", '{"type":"double","values":[1]}']
+        if kind == "float":
+            return ["x", "", "1e39", *(["-1"] if each["unit"] == "Hz" else [])]
+        if kind in ("LONG", "SHORT"):
+            return ["x", "", "1.5", str(2**31), *([str(each["range"][1] + 1)] if "range" in each else [])]
+        return []
+
+    def test_every_one_is_set_and_kept_or_refused(self):
+        count = 0
+        for document, _, identifier, name in self.everything():
+            properties = classes()[name]["properties"]
+            put = {key: each for key, each in properties.items()
+                   if each["canBePut"] and each["owner"] != "_Root" and key not in ("Specifications", "Config")}
+            if not put:
+                continue
+            old = json.loads(self.tool("show", "--json", document, identifier).stdout)[0]
+            assignments, expected = [], {}
+            for key, each in put.items():
+                for text, value in self.values_for(document, key, each, old[key]):
+                    for place in places(key, each["indexes"]):
+                        assignments.append(f"{place}={text}")
+                        expected[place] = value
+                        count += 1
+            kept = {place: value for place, value in expected.items()
+                    if put[place.partition("(")[0]]["isKept"] or put[place.partition("(")[0]]["owner"] == "_Collectable"
+                    or name == "CProject"}
+            with self.subTest(name=name):
+                done = self.tool("set", document, identifier, *assignments,
+                                 status=0 if kept.keys() == expected.keys() else INCOMPLETE)
+                for place in expected.keys() - kept.keys():
+                    self.assertIn(f"{place} is not kept as it was set", done.stderr)
+                got = json.loads(self.tool("get", "--json", document, identifier, *kept, "ID").stdout)
+                for place, value in kept.items():
+                    self.assertEqual(got[place], value, place)
+            before = document.read_bytes()
+            for key, each in put.items():
+                place = places(key, each["indexes"])[0]
+                for text in self.bad_values(each):
+                    with self.subTest(name=name, place=place, text=text):
+                        refused = self.tool("set", document, identifier, f"{place}={text}", status=INCOMPLETE)
+                        self.assertIn(key, refused.stderr + key * (each["type"].endswith("*")))
+                        self.assertEqual((refused.stdout, document.read_bytes()), ("", before))
+            self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+        self.assertGreater(count, 500)
+
+    def test_names(self):
+        for arguments, words in [(["Rooms/[1]", "Nam=x"], ""), (["Rooms/[1]", "Meas=x"], "is the beginning of Measure"),
+                                 (["Rooms/[1]", "Nme=x"], "has no property"), (["Rooms/[1]", "ID=x"], "can be read only"),
+                                 (["Rooms/[1]", "Name"], "expected NAME=VALUE"), (["Rooms", "Name=x"], "can be read only"),
+                                 (["Configs/bi-amp", "Name=x"], "fixed"), (["Rooms/[1]", "Name(1)=x"], "only Name"),
+                                 (["BoxCfgs/[1]", "XdA_Mute(17,1)=1"], "only XdA_Mute(1..16,1..6)")]:
+            with self.subTest(arguments=arguments):
+                done = self.tool("set", self.document, *arguments, status=INCOMPLETE if words else 0)
+                self.assertIn(words, done.stderr)
+
+
+class Changes(Objects):
+    def adding(self, document, collection):
+        """What "add" takes behind the collection's address for each class: a name, or the address of an object."""
+        first = classes()[collection]["add"][0]["type"]
+        if first == "BSTR":
+            return "a 'new' one"
+        if first == "IConfig*":
+            return "tri-amp"
+        wanted = next(name for name, each in classes().items() if each["interface"] == first[:-1])
+        for place in [document, self.library]:
+            for address, name, _ in self.objects(place):
+                if name == wanted:
+                    return ("Specifications/" if place != document else "") + address
+        return self.fail(wanted)
+
+    def test_objects_of_every_class(self):
+        changed = 0
+        for document, collection, _, name in self.everything():
+            if "add" not in classes()[name]:
+                continue
+            with self.subTest(name=name):
+                before = self.folder / f"before{document.suffix}"
+                shutil.copy(document, before)
+                known = {identifier for _, _, identifier in self.objects(document)}
+                added = self.tool("add", document, collection, self.adding(document, name)).stdout[:-1]
+                identifier = self.tool("get", document, added, "ID").stdout.strip()
+                self.assertNotIn(identifier, known)
+                member = classes()[name]["member"]
+                self.assertIn(added, self.lines("find", "", document, "--class", member))
+                self.assertEqual(self.lines("find", "", document, "--id", identifier), [added])
+
+                renamed = self.tool("rename", document, added, "x/y [z]").stderr[:-1]
+                self.assertEqual(renamed, f"{added} -> {collection_path(added, collection)}'x/y [z]'")
+                self.assertEqual(self.tool("get", document, identifier, "Name").stdout, "x/y [z]\n")
+
+                copied = self.tool("copy", document, identifier, "--name", "copy").stderr[:-1].partition(" -> ")[2]
+                shown = json.loads(self.tool("show", "--json", document, identifier, copied).stdout)
+                for key in ["address", "ID", "Name", "FQName"]:
+                    first, second = (each.pop(key) for each in shown)
+                    self.assertNotEqual(first, second, key)
+                self.assertEqual(*({key: each[key] for key in each if key != "DisplayName"} for each in shown))
+
+                removed = self.tool("remove", document, identifier, copied).stderr
+                self.assertEqual(removed.count("removed"), 2)
+                self.assertEqual(self.tool("diff", before, document).stdout, "")
+                self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+                changed += 1
+        self.assertEqual(changed, len([each for each in classes().values() if "add" in each]))
+
+
+class Documents(Objects):
+    def test_differences_are_told(self):
+        other = self.folder / "other.lvp"
+        shutil.copy(self.document, other)
+        self.assertEqual(self.tool("diff", self.document, other).stdout, "")
+        self.tool("add", other, "Data", "new", "Data=[1,2,3]")
+        self.tool("add", self.document, "Rooms", "gone")
+        self.tool("set", self.document, "Data/[1]", "Data=[[1,2,3],[4,5,6]]")
+        self.tool("set", other, "Data/[1]", "Name=renamed", "SampleRate=96000",
+                  'Data=[[1,2,"NaN"],[4,5.5,6]]')
+        self.tool("set", other, "BoxCfgs/[1]", "XdA_Mute(16,6)=0", "XdA_CustomText=line\nline")
+        old = json.loads(self.tool("get", "--json", self.document, "Data/[1]", "SampleRate").stdout)
+        told = self.lines("diff", self.document, other, status=INCOMPLETE)
+        for line in ["- Rooms/gone", "+ Data/new", "~ Data/renamed", f"    SampleRate: {old} -> 96000",
+                     "    Name: one of everything -> renamed",
+                     "    Data: 2 of 6 values differ, the most by inf in row 3, column 1",
+                     "    XdA_CustomText: text 14 -> line␊line"]:
+            self.assertIn(line, told)
+        self.assertEqual(len(told), 10 - 1, told)
+        found = json.loads(self.tool("diff", "--json", self.document, other, status=INCOMPLETE).stdout)
+        self.assertEqual([[each["address"] for each in found[key]] for key in ["removed", "changed", "added"]],
+                         [["Rooms/gone"], ["BoxCfgs/one of everything", "Data/renamed"], ["Data/new"]])
+        below = self.lines("diff", self.document, other, "Rooms", status=INCOMPLETE)
+        self.assertEqual(below, ["- Rooms/gone"])
+        self.assertIn("it is a Specifications", self.tool("diff", self.document, self.library, status=INCOMPLETE).stderr)
+
+    def test_merging_takes_what_is_missing_and_replaces_when_told(self):
+        other = self.folder / "other.lvp"
+        shutil.copy(self.document, other)
+        for document, name, level in [(self.document, "mine", 1), (other, "theirs", 2)]:
+            self.tool("add", document, "Rooms", name)
+            self.tool("set", document, "Data/[1]", f"Data=[{level},2]")
+        refused = self.tool("merge", self.document, other, status=INCOMPLETE)
+        self.assertIn("+ Rooms/theirs\n", refused.stderr)
+        self.assertIn("Data/one of everything differs, and is left as it is", refused.stderr)
+        self.assertEqual(self.lines("diff", other, self.document, status=INCOMPLETE),
+                         ["~ Data/one of everything", "    Data: 1 of 2 values differ, the most by 1 in row 1, column 1",
+                          "+ Rooms/mine"])
+        self.assertEqual(self.tool("merge", "--replace", self.document, other).stderr, "~ Data/one of everything\n")
+        self.assertEqual(self.lines("diff", other, self.document, status=INCOMPLETE), ["+ Rooms/mine"])
+        before = self.document.read_bytes()
+        self.tool("merge", self.document, other)
+        self.assertEqual(self.document.read_bytes(), before)
+        self.tool("merge", self.document, other, "Rooms/nowhere", status=INCOMPLETE)
+
+    def test_everything_gets_into_an_empty_document(self):
+        """Copied item by item, with references mended: the two say the same, but for what no document keeps."""
+        for document in [self.document, self.library]:
+            other = self.folder / f"copied{document.suffix}"
+            tops = [each["address"] for key, each in self.tree_of(document, "--depth", "1").items()
+                    if isinstance(each, dict) and "Count" in each and key != "CrossoverConfigs"]
+            for top in sorted(tops, key=lambda name: name in ("BoxCfgs", "Experiments")):
+                self.tool("copy", document, top + "/*", "--into", other)
+            if document is self.document:
+                self.tool("copy", document, "CrossoverConfigs/*/*", "--into", other)
+                self.tool("merge", "--replace", other, document)
+            self.assertEqual(self.tool("check", other).stdout, f"{other}: sound\n")
+            told = self.lines("diff", document, other, status=INCOMPLETE if document is self.document else DONE)
+            self.assertEqual([line for line in told if line[0] != " " and line != "~ /"], [])
+
+    def test_what_others_refer_to_is_removed_by_force_alone(self):
+        before = self.document.read_bytes()
+        refused = self.tool("remove", self.document, "SpeakerEQs/*", status=INCOMPLETE)
+        self.assertIn("refers to it", refused.stderr)
+        self.assertIn("--force empties", refused.stderr)
+        self.assertEqual((refused.stdout, self.document.read_bytes()), ("", before))
+        self.tool("remove", "--force", self.document, "SpeakerEQs/*")
+        self.assertEqual(self.tree_of(self.document, "SpeakerEQs")["Count"], 0)
+        self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
+        for address, words in [("/", "is no item"), ("Data", "is no item"), ("CrossoverConfigs/[1]", "always there")]:
+            self.assertIn(words, self.tool("remove", self.document, address, status=INCOMPLETE).stderr)
+
+    def test_what_moves_keeps_what_refers_to_it(self):
+        address = "SpeakerEQs/one of everything"
+        self.tool("copy", self.document, address, "--name", "Other")
+        config = self.tree_of(self.document, address)["SpkrEQConfigs"]["members"][0]
+        measurement = config["Measurements"]["members"][0]["address"]
+        referring = [line for line in self.lines("tree", "--paths", self.document) if f"-> {measurement} " in line]
+        self.assertGreater(len(referring), 1)
+        other = measurement.replace("one of everything", "Other", 1).rpartition("/")[0]
+        moved = self.tool("move", self.document, measurement, other).stderr[:-1].partition(" -> ")[2]
+        now = [line for line in self.lines("tree", "--paths", self.document) if f"-> {moved} " in line]
+        self.assertEqual(len(now), len(referring))
+        for target, words in [(other, "in that collection already"), ("Rooms/[1]/Positions", "holds no objects of the"),
+                              ("Rooms/[1]", "several; say which: CorrectionGroups, Positions")]:
+            self.assertIn(words, self.tool("move", self.document, moved, target, status=INCOMPLETE).stderr)
+
+
+def collection_path(added, collection):
+    """The address of the new object without its own step."""
+    return added[:len(added) - len(last_step(added))]
+
+
+def last_step(address):
+    """The last step, which may be in quotation marks."""
+    if address[-1] in "'\"":
+        return address[address.rindex("/" + address[-1], 0, len(address) - 1) + 1:]
+    return address.rpartition("/")[2]
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,292 @@
+// Damaged copies of documents and what a repair gives back of them: every object whose bytes are still in the file.
+#include <cmath>
+#include <cstdlib>
+#include <set>
+
+#include "core/tree/collection.hpp"
+#include "core/tree/item.hpp"
+#include "core/tree/references.hpp"
+#include "kit/committed_image.hpp"
+#include "kit/documents.hpp"
+#include "kit/random.hpp"
+#include "lumvex/diagnostics.hpp"
+#include "lumvex/maintenance.hpp"
+#include "storage/document/stream_names.hpp"
+#include "storage/records/object_record.hpp"
+#include "storage/records/table_rows.hpp"
+
+namespace lumvex::tests {
+namespace {
+
+using inside::ClassInfo;
+
+struct Place {
+    std::uint64_t offset, count;
+};
+
+// An item as the file has it: its class, where its bytes are, and its content: the record without the references.
+struct StoredItem {
+    const ClassInfo* info;
+    std::vector<Place> places;
+    Bytes content;
+    std::vector<GUID> targets;
+};
+
+using Items = std::map<GUID, StoredItem, inside::GuidLess>;
+
+struct Image {
+    std::string name;
+    Bytes bytes;
+    Items items;
+};
+
+Bytes ContentOf(const ClassInfo& info, const GUID& id, Bytes record, std::vector<GUID>& targets) {
+    using namespace inside;
+    const lumvex::Ref<inside::Object> object = info.create();
+    object->Bind(*lumvex::Ref<Entry>(new Entry(id, &info)));
+    ReadObject(*object, std::make_shared<MemorySource>(std::move(record)));
+    object->Materialise();
+    object->ForEachChild([](ChildSlot& slot, const ClassInfo&) { slot.reference.reset(); });
+    object->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {
+        if (reference.Id()) targets.push_back(*reference.Id());
+        reference.PointTo(std::optional<GUID>());
+    });
+    RecordWriter writer;
+    WriteObject(*object, writer);
+    return writer.Joined();
+}
+
+Items ItemsOf(const Bytes& bytes) {
+    using namespace inside;
+    const CommittedImage image(bytes);
+    std::map<GUID, compound::EntryId, GuidLess> streams;
+    Items items;
+    const auto read = [&](compound::StreamBody& body) {
+        Bytes record(body.size);
+        body.Read(0, record);
+        return record;
+    };
+    std::array<char16_t, compound::kMaxNameLength> buffer;
+    Bytes table;
+    for (compound::EntryId entry = 1; entry < image->EntryCount(); ++entry) {
+        const std::u16string_view name = image->At(entry).Name(buffer);
+        if (const auto id = IdOfStream(name)) streams.emplace(*id, entry);
+        if (name != kDirectoryStream) continue;
+        compound::StreamBody body(image.State(), entry);
+        table = read(body);
+    }
+    for (std::size_t at = 4; at + sizeof(DirectoryRow) <= table.size(); at += sizeof(DirectoryRow)) {
+        DirectoryRow row;
+        std::memcpy(&row, &table[at], sizeof row);
+        const ClassInfo* info = FindClass(row.classId);
+        if (!info || info->kind != ClassKind::Item || !streams.contains(row.id)) continue;
+        compound::StreamBody body(image.State(), streams.at(row.id));
+        StoredItem item{info, {}, {}, {}};
+        for (std::uint64_t done = 0; done < body.size;) {
+            const auto extent = body.ExtentAt(done, body.size - done);
+            item.places.push_back({extent.offset, extent.count});
+            done += extent.count;
+        }
+        item.content = ContentOf(*info, row.id, read(body), item.targets);
+        items.emplace(row.id, std::move(item));
+    }
+    return items;
+}
+
+// Some of each class, all of them different, with arrays up to `elements` long.
+void MakeVaried(Project& project, int copies, std::size_t elements) {
+    for (int copy = 0; copy < copies; ++copy) {
+        project.Rooms().Item(1).Copy(project.Rooms());
+        project.SpeakerEQs().Item(1).Copy(project.SpeakerEQs());
+        project.BoxCfgs().Item(1).Copy(project.BoxCfgs());
+        project.Experiments().Item(1).Copy(project.Experiments());
+        project.Data().Add(u"more");
+    }
+    int round = 0;
+    const auto tree = ReadTree(ProjectTable(), project.Pointer());
+    ForEach(*tree->root, [&](const Node& node) {
+        if (!node.IsItem()) return;
+        const Object object = project.Load(node.id);
+        Everything::Fill(*node.table, object.Pointer(), ++round % 60);
+        if (node.table->name == "CDatum" || node.table->name == "CRoomMeasurement") {
+            std::vector<float> values(elements * static_cast<std::size_t>(round % 7) / 6 + 2);
+            for (std::size_t at = 0; at < values.size(); ++at)
+                values[at] = std::sin(static_cast<float>(at + 31 * round));
+            node.table->name == "CDatum" ? object.As<Datum>().Data(Floats(values))
+                                         : object.As<RoomMeasurement>().Data(Floats(values));
+        }
+        object.As<Collectable>().Name(FromUtf8(node.table->name + " " + std::to_string(round)));
+    });
+}
+
+const std::vector<Image>& Images() {
+    static const std::vector<Image> images = [] {
+        std::vector<Image> made;
+        const Folder folder;
+        const auto keep = [&](const std::string& name) {
+            Bytes bytes = FileBytes(folder / name);
+            Items items = ItemsOf(bytes);
+            made.push_back({name, std::move(bytes), std::move(items)});
+        };
+        const auto saved = [&](const Everything& everything, const ClassTable& root, const std::string& name) {
+            Object(everything.RootOf(root)).As<Root>().SaveFileAs(PathText(folder / name));
+            keep(name);
+        };
+        Everything everything;
+        everything.Fill(1);
+        saved(everything, ProjectTable(), "one of everything");
+        saved(everything, LibraryTable(), "library");
+        Project project = Object(everything.project).As<Project>();
+        MakeVaried(project, 4, 3000);
+        project.SaveFileAs(PathText(folder / "varied"));
+        keep("varied");
+        for (LONG round = 1; round <= 3; ++round) {
+            ChangeEverything(project, round);
+            project.SaveFile();
+        }
+        keep("varied");
+        made.back().name = "saved again and again";
+        Everything other;
+        other.Fill(2);
+        Project large = Object(other.project).As<Project>();
+        MakeVaried(large, 2, 60000);
+        large.SaveFileAs(PathText(folder / "large"));
+        keep("large");
+        return made;
+    }();
+    return images;
+}
+
+// ---- damage ---------------------------------------------------------------------------------------------------------
+
+enum Damage { kCut, kZeros, kRubbish, kSwap, kFlips, kAllOfIt, kDamages };
+constexpr const char* kNames[] = {"cut", "zeroed", "overwritten", "swapped", "flipped", "all of it"};
+
+void Hurt(Bytes& bytes, Damage damage, Random& random) {
+    const std::size_t sector = random.OneIn(2) ? 512 : 4096;
+    const std::size_t sectors = std::max<std::size_t>(1, bytes.size() / sector);
+    const auto at = [&](std::size_t number) { return bytes.begin() + static_cast<std::ptrdiff_t>(number * sector); };
+    switch (damage) {
+        case kCut:
+            bytes.resize(random.Below(bytes.size()));
+            break;
+        case kZeros:
+        case kRubbish:
+            for (std::size_t count = 1 + random.Below(6); count > 0; --count) {
+                const std::size_t begin = random.Below(sectors) * sector;
+                for (std::size_t each = begin; each < std::min(begin + sector, bytes.size()); ++each)
+                    bytes[each] = damage == kZeros ? std::byte{0} : static_cast<std::byte>(random.Next() & 0xFF);
+            }
+            break;
+        case kSwap:
+            for (std::size_t count = 1 + random.Below(3); count > 0 && sectors > 1; --count) {
+                const std::size_t one = random.Below(sectors), other = random.Below(sectors);
+                if (one == other || (std::max(one, other) + 1) * sector > bytes.size()) continue;
+                std::swap_ranges(at(one), at(one) + static_cast<std::ptrdiff_t>(sector), at(other));
+            }
+            break;
+        case kFlips:
+            for (std::size_t count = 1 + random.Below(40); count > 0; --count)
+                bytes[random.Below(bytes.size())] ^= static_cast<std::byte>(1u << random.Below(8));
+            break;
+        default:
+            Hurt(bytes, kSwap, random);
+            Hurt(bytes, kZeros, random);
+            Hurt(bytes, kFlips, random);
+            if (random.OneIn(2)) bytes.resize(bytes.size() - random.Below(bytes.size() / 4));
+    }
+}
+
+bool IsIntact(const StoredItem& item, const Bytes& original, const Bytes& damaged) {
+    return std::ranges::all_of(item.places, [&](const Place& place) {
+        const auto from = static_cast<std::ptrdiff_t>(place.offset),
+                   to = from + static_cast<std::ptrdiff_t>(place.count);
+        return static_cast<std::size_t>(to) <= damaged.size() &&
+               std::equal(original.begin() + from, original.begin() + to, damaged.begin() + from);
+    });
+}
+
+struct Figures {
+    std::size_t copies = 0, intact = 0, back = 0, sameId = 0, unsound = 0;
+};
+
+void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& figures) {
+    const Folder folder;
+    Random random(seed);
+    Bytes bytes = image.bytes;
+    Hurt(bytes, damage, random);
+    const auto from = folder / "damaged", to = folder / "repaired";
+    WriteFileBytes(from, bytes);
+    const std::string what = image.name + ", " + kNames[damage] + ", seed " + std::to_string(seed);
+    std::vector<GUID> intact;
+    for (const auto& [id, item] : image.items)
+        if (IsIntact(item, image.bytes, bytes)) intact.push_back(id);
+    ++figures.copies;
+    figures.intact += intact.size();
+    Items items;
+    try {
+        const Salvage salvage = SalvageDocument(from, to);
+        if (std::getenv("LUMVEX_SALVAGE_LOSSES"))
+            for (const DocumentProblem& loss : salvage.losses)
+                std::printf("  %s: %s\n", loss.where.c_str(), loss.what.c_str());
+    } catch (const lumvex::Error& error) {
+        EXPECT_TRUE(intact.empty()) << what << ": " << error.what();
+        return;
+    }
+    EXPECT_EQ(FileBytes(from), bytes) << what;
+    for (const DocumentProblem& problem : CheckDocument(to)) {
+        ++figures.unsound;
+        ADD_FAILURE() << what << ": " << problem.where << ": " << problem.what;
+    }
+    items = ItemsOf(FileBytes(to));
+    std::multiset<std::pair<const ClassInfo*, Bytes>> others;
+    std::size_t back = 0;
+    std::string lost;
+    const auto isIn = [&](const GUID& id) {
+        const auto found = items.find(id);
+        const StoredItem& item = image.items.at(id);
+        return found != items.end() && found->second.info == item.info && found->second.content == item.content;
+    };
+    for (const auto& [id, item] : items)
+        if (!std::ranges::binary_search(intact, id, inside::GuidLess()) || !isIn(id))
+            others.emplace(item.info, item.content);
+    for (const GUID& id : intact) {
+        const StoredItem& item = image.items.at(id);
+        const bool same = isIn(id);
+        const auto other = same ? others.end() : others.find({item.info, item.content});
+        figures.sameId += same;
+        if (same || other != others.end())
+            ++back;
+        else
+            lost += "\n    " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id)) + " at " +
+                    std::to_string(item.places[0].offset) + " places " + std::to_string(item.places.size());
+        if (other != others.end()) others.erase(other);
+    }
+    figures.back += back;
+    if (back != intact.size() && std::getenv("LUMVEX_SALVAGE_SHOW"))
+        std::printf("%s: %zu of %zu%s\n", what.c_str(), back, intact.size(), lost.c_str());
+}
+
+TEST(Salvage, DamagedCopiesGiveBackWhatIsStillThere) {
+    const char* wanted = std::getenv("LUMVEX_DAMAGED_COPIES");
+    const std::size_t copies = wanted ? std::strtoul(wanted, nullptr, 10) : 90;
+    Figures figures[kDamages], all;
+    const char* only = std::getenv("LUMVEX_SALVAGE_ONLY");
+    for (std::size_t copy = 0; copy < copies; ++copy) {
+        if (only && copy != std::strtoul(only, nullptr, 10)) continue;
+        const auto damage = static_cast<Damage>(copy % kDamages);
+        const Image& image = Images()[copy / kDamages % Images().size()];
+        RepairOne(image, damage, copy, figures[damage]);
+    }
+    for (int damage = 0; damage < kDamages; ++damage) {
+        const Figures& each = figures[damage];
+        std::printf("%-12s %5zu copies: %7zu objects intact, %7zu given back, %7zu under their IDs\n", kNames[damage],
+                    each.copies, each.intact, each.back, each.sameId);
+        all.copies += each.copies, all.intact += each.intact, all.back += each.back, all.sameId += each.sameId;
+    }
+    std::printf("%-12s %5zu copies: %7zu objects intact, %7zu given back, %7zu under their IDs\n", "all", all.copies,
+                all.intact, all.back, all.sameId);
+}
+
+}  // namespace
+}  // namespace lumvex::tests
