@@ -2,15 +2,18 @@
 
 import cmath
 import math
+import os
 import pathlib
 import re
 import struct
+import subprocess
 import time
 import unittest
 import urllib.parse
+import xml.etree.ElementTree
 
 import browser
-from tool import INCOMPLETE, SAMPLES, ToolTest, float_wav
+from tool import INCOMPLETE, SAMPLES, TOOL, ToolTest, float_wav
 
 RATE = 96000  # of float_wav
 STEREO = SAMPLES[0].parent / "impulse-stereo.wav"
@@ -353,6 +356,66 @@ class WithoutABrowser(ToolTest):
         self.assertEqual({round(level, 2) for level in arrays["level.12"]}, {-6})
         self.assertIn("holds no frequencies", self.tool("report", self.document, "--calibration", self.folder / "one.wav",
                                                         "--force", "-o", page, status=INCOMPLETE).stderr)
+
+
+class Pictures(ToolTest):
+    def plot(self, *arguments, file="picture.svg", **options):
+        """The finished process; the picture's bytes."""
+        done = self.tool("plot", self.document, *arguments, "--force", "-o", self.folder / file, **options)
+        return (self.folder / file).read_bytes()
+
+    def elements(self, svg, name):
+        return [each for each in xml.etree.ElementTree.fromstring(svg).iter() if each.tag.endswith("}" + name)]
+
+    def test_a_resonance_is_where_it_belongs(self):
+        resonance = Resonance(1000, 10, 0.05)
+        self.tool("import", self.document, self.file("resonance.wav", float_wav(1, resonance.samples(16384))))
+        svg = self.plot("Data/resonance", "--smoothing", "none")
+        self.assertEqual(self.plot("Data/resonance", "--smoothing", "none"), svg)
+        labels = {"right": {}, "down": {}}  # what is written below and beside the axes, and where
+        for text in self.elements(svg, "text"):
+            if re.fullmatch(r"-?[\d.]+k?", text.text):
+                along = "down" if text.get("text-anchor") == "end" else "right"
+                labels[along][float(text.text.replace("k", "e3"))] = float(text.get("x" if along == "right" else "y"))
+        low, high = min(labels["down"]), max(labels["down"])
+        slope = (labels["down"][high] - labels["down"][low]) / (high - low)
+        curve = max((each.get("d") for each in self.elements(svg, "path")), key=len)
+        places = [tuple(map(float, each.split())) for each in re.split("[ML]", curve)[1:]]
+        for frequency in [100, 1000, 2000, 5000]:
+            x = labels["right"][frequency]
+            y = labels["down"][low] - 4 + slope * (resonance.level(frequency) - low)
+            near = min(math.hypot(px - x, py - y) for px, py in places)
+            self.assertLess(near, 3 if frequency == 100 else 1.5, frequency)
+
+    def test_every_chart_of_many_kinds_of_objects(self):
+        self.tool("import", self.document, *SAMPLES)
+        self.tool("import", self.document, "--room", "</text><script>", "--position", "P", "--channel", "0", SAMPLES[0].parent / "impulse-left.wav")
+        for chart in ["level", "phase", "group-delay", "impulse", "step", "decay"]:
+            svg = self.plot("Rooms", "--chart", chart)
+            self.assertEqual(self.elements(svg, "script"), [])
+            self.assertIn("</text><script>", " ".join(text.text for text in self.elements(svg, "text")))
+        curves = [each for each in self.elements(self.plot("Data/*"), "text") if each.text.startswith("Data/")]
+        self.assertEqual(len(curves), len(SAMPLES) + 1)  # one of two channels
+
+    def test_png_and_terminals(self):
+        self.import_samples()
+        leaks = dict(os.environ, LSAN_OPTIONS="detect_leaks=0")  # what the fonts' library keeps until the end is not ours
+        png = self.plot("Data/woofer", file="picture.png", env=leaks)
+        self.assertEqual((png[:8], struct.unpack(">II", png[16:24])), (b"\x89PNG\r\n\x1a\n", (1920, 1060)))
+        for protocol, start in [("kitty", b"\x1b_Ga=T,f=100,m=1;iVBOR"), ("iterm", b"\x1b]1337;File=inline=1;size=")]:
+            done = subprocess.run([TOOL, "plot", self.document, "Data/woofer", "--terminal", protocol], capture_output=True,
+                                  check=True, env=leaks)
+            self.assertTrue(done.stdout.startswith(start), done.stdout[:40])
+
+    def test_what_cannot_be_drawn_is_told(self):
+        self.import_samples()
+        for words, *arguments in [("pictures are written as .svg or .png", "woofer", "-o", "picture.gif"),
+                                  ("there is no impulse to draw", "Data/woofer", "--chart", "impulse", "-o", "p.svg"),
+                                  ("there is no", "Nowhere", "-o", "p.svg")]:
+            self.assertIn(words, self.tool("plot", self.document, *arguments, status=INCOMPLETE).stderr)
+        mine = self.file("mine.svg", "mine")
+        self.assertIn("--force", self.tool("plot", self.document, "Data/woofer", "-o", mine, status=INCOMPLETE).stderr)
+        self.assertEqual(mine.read_text(), "mine")
 
 
 def unpacked(text, number):

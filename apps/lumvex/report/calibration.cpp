@@ -13,7 +13,8 @@ double Calibration::LevelAt(double frequency) const {
     if (above == frequencies.begin()) return levels.front();
     if (above == frequencies.end()) return levels.back();
     const auto place = static_cast<std::size_t>(above - frequencies.begin());
-    const double part = std::log(frequency / frequencies[place - 1]) / std::log(frequencies[place] / frequencies[place - 1]);
+    const double part =
+        std::log(frequency / frequencies[place - 1]) / std::log(frequencies[place] / frequencies[place - 1]);
     return levels[place - 1] + part * (levels[place] - levels[place - 1]);
 }
 

@@ -8,7 +8,7 @@
 namespace lumvex::app {
 
 struct Calibration {
-    std::string name;                         // "microphone.txt", "7000042"
+    std::string name;                                   // "microphone.txt", "7000042"
     std::vector<double> frequencies = {}, levels = {};  // Hz, rising; dB to be added to a measured level
 
     // dB at a frequency, linear over its logarithm; beyond the ends those of the ends.

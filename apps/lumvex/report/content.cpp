@@ -5,13 +5,12 @@
 
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "objects/arrays.hpp"
 #include "report/curves.hpp"
 
 namespace lumvex::app {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kNoParent = static_cast<std::size_t>(-1);
 
@@ -55,7 +54,8 @@ std::size_t ReportContent::TypeOf(const InterfaceDescription& type) {
         for (const MemberDescription* member : ShownProperties(type))
             for (const Property& place : PlacesOf(*member))
                 properties.push_back({place.Name(), UnitOf(*member), member->meaning});
-        typeList_.push_back({{"name", TypeName(type)}, {"meaning", type.meaning}, {"properties", std::move(properties)}});
+        typeList_.push_back(
+            {{"name", TypeName(type)}, {"meaning", type.meaning}, {"properties", std::move(properties)}});
     }
     return found->second;
 }
@@ -85,7 +85,8 @@ std::size_t ReportContent::Walk(const Node& object, std::size_t parent, const st
         Drawable drawable = traces.Of(object);
         Json list = Json::array();
         for (Trace& trace : drawable.traces) {
-            if (auto* response = std::get_if<ResponseTrace>(&trace.data); response && response->frequencies.empty()) continue;
+            if (auto* response = std::get_if<ResponseTrace>(&trace.data); response && response->frequencies.empty())
+                continue;
             Json described{{"label", trace.label}, {"role", NameOf(trace.role)}};
             if (!trace.isShown) described["hidden"] = true;
             described["block"] = AddBlock(std::move(trace));
@@ -103,7 +104,8 @@ std::size_t ReportContent::Walk(const Node& object, std::size_t parent, const st
     }
     if (!problems.empty()) entry["notes"] = std::move(problems);
     objects_[place] = std::move(entry);
-    for (const MemberDescription* child : ChildCollectionsOf(object.Type())) WalkCollection(object, place, *child, traces, paths);
+    for (const MemberDescription* child : ChildCollectionsOf(object.Type()))
+        WalkCollection(object, place, *child, traces, paths);
     return place;
 }
 
@@ -111,10 +113,8 @@ std::size_t ReportContent::Walk(const Node& object, std::size_t parent, const st
 void ReportContent::WalkCollection(const Node& owner, std::size_t parent, const MemberDescription& property,
                                    TraceSource& traces, Paths& paths) {
     const auto fail = [&](std::size_t below, const std::string& name, const Error& error) {
-        objects_.push_back({{"name", name},
-                            {"path", ""},
-                            {"parent", below},
-                            {"notes", {"It cannot be read: " + Describe(error)}}});
+        objects_.push_back(
+            {{"name", name}, {"path", ""}, {"parent", below}, {"notes", {"It cannot be read: " + Describe(error)}}});
         ++unreadable_;
     };
     Node collection;

@@ -38,7 +38,8 @@ public:
 
 private:
     std::size_t TypeOf(const InterfaceDescription& type);
-    std::size_t Walk(const Node& object, std::size_t parent, const std::string& name, TraceSource& traces, Paths& paths);
+    std::size_t Walk(const Node& object, std::size_t parent, const std::string& name, TraceSource& traces,
+                     Paths& paths);
     void WalkCollection(const Node& owner, std::size_t parent, const MemberDescription& property, TraceSource& traces,
                         Paths& paths);
     std::size_t AddBlock(Trace trace);
@@ -47,7 +48,7 @@ private:
     WriteBlock writeBlock_;
     std::deque<std::future<std::string>> computing_;
     Workers workers_;
-    std::size_t blocks_ = 0;   // that were begun
+    std::size_t blocks_ = 0;  // that were begun
     std::size_t written_ = 0;
     std::size_t unreadable_ = 0;
     std::map<const InterfaceDescription*, std::size_t> types_;

@@ -22,18 +22,20 @@ constexpr double kNoiseSteps = 2;             // of samples in the noise that th
 // Of the common scale's points every so many are kept: curves that are smoother need fewer.
 int StrideOf(int smoothing) { return smoothing > 12 ? 1 : smoothing == 12 ? 2 : 4; }
 
-std::string Ms(double ms) { return NumberText(ms, 5) + " ms"; }
+std::string MsText(double ms) { return NumberText(ms, 5) + " ms"; }
 
 std::string WindowText(const acoustics::Window& window, double rate, std::size_t count) {
-    const auto at = [&](std::size_t samples) { return Ms(1000 * static_cast<double>(samples) / rate); };
-    if (window.isWhole) return "Analysed is the whole response, " + std::to_string(count) + " samples, without a window.";
-    return "Analysis window from " + at(window.first) + " to " + at(window.last) + ", fading in over " + at(window.fadeIn) +
-           " and out over " + at(window.fadeOut) + " (half a Hann window each).";
+    const auto at = [&](std::size_t samples) { return MsText(1000 * static_cast<double>(samples) / rate); };
+    if (window.isWhole)
+        return "Analysed is the whole response, " + std::to_string(count) + " samples, without a window.";
+    return "Analysis window from " + at(window.first) + " to " + at(window.last) + ", fading in over " +
+           at(window.fadeIn) + " and out over " + at(window.fadeOut) + " (half a Hann window each).";
 }
 
 void AddTime(ComputedTrace& computed, const char* name, const std::optional<double>& seconds) {
-    computed.results.emplace_back(
-        name, seconds ? NumberText(*seconds, 3) + " s" : "not measurable: the decay does not reach far enough above the noise");
+    computed.results.emplace_back(name, seconds
+                                            ? NumberText(*seconds, 3) + " s"
+                                            : "not measurable: the decay does not reach far enough above the noise");
 }
 
 double StepFor(std::span<const double> values) {
@@ -61,7 +63,7 @@ double SampleStep(std::span<const float> samples) {
     return step > 0 ? step : 1;
 }
 
-void Pack(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packed) {
+void PackCurves(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packed) {
     const acoustics::Analysis& analysis = computed.analysis;
     const double rate = data.options.rate;
     auto& facts = packed.facts;
@@ -101,7 +103,7 @@ void Pack(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packe
     packed.AddSamples("samples", data.samples, computed.sampleStep);
 }
 
-void Pack(const ResponseTrace& data, Packed& packed) {
+void PackCurves(const ResponseTrace& data, Packed& packed) {
     packed.AddExact("response.x", data.frequencies);
     packed.AddExact("response.y", data.levels);
     if (!data.phases.empty()) packed.AddExact("response.phase", data.phases);
@@ -123,8 +125,8 @@ ComputedTrace Compute(const Trace& trace, const ImpulseTrace& data) {
     const acoustics::Analysis& analysis = computed.analysis;
     auto& method = computed.method;
     method.push_back(WindowText(analysis.window, options.rate, data.samples.size()));
-    method.push_back("Level, phase and group delay: Fourier transform of " + std::to_string(analysis.size) + " values, " +
-                     NumberText(options.rate / static_cast<double>(analysis.size), 4) +
+    method.push_back("Level, phase and group delay: Fourier transform of " + std::to_string(analysis.size) +
+                     " values, " + NumberText(options.rate / static_cast<double>(analysis.size), 4) +
                      " Hz apart; what is finer than " + NumberText(analysis.resolution, 4) +
                      " Hz does not come from the response.");
     method.push_back(data.isPressure
@@ -133,27 +135,32 @@ ComputedTrace Compute(const Trace& trace, const ImpulseTrace& data) {
                                (data.options.scale != 1 ? " times " + NumberText(data.options.scale) : std::string()) +
                                ", re full scale (SPLScale is 1 or does not apply).");
     method.emplace_back(
-        "Smoothing: mean power over part of an octave, at 96 points per octave; without smoothing the transform's own values, "
+        "Smoothing: mean power over part of an octave, at 96 points per octave; without smoothing the transform's own "
+        "values, "
         "of which those that no screen tells apart are left out, but never the highest and the lowest.");
-    method.push_back("Phase: its time is that of the first sample or, with the arrival taken out, " + Ms(analysis.arrival) +
-                     " later, at the greatest sample of the window. Group delay: from the first sample, weighted with the "
-                     "power over the smoothing's band (without smoothing over 1/48 octave).");
+    method.push_back(
+        "Phase: its time is that of the first sample or, with the arrival taken out, " + MsText(analysis.arrival) +
+        " later, at the greatest sample of the window. Group delay: from the first sample, weighted with the "
+        "power over the smoothing's band (without smoothing over 1/48 octave).");
     if (!analysis.decay.levels.empty()) {
         const acoustics::EnergyDecay& decay = analysis.decay;
-        method.push_back("Energy decay: backward integral of the squared samples from the greatest one on, all frequencies, "
-                         "until " + Ms(decay.end) +
-                         (decay.noise ? ", where the response meets its noise (" + NumberText(-*decay.noise, 3) +
-                                            " dB below its loudest part), less that noise"
-                                      : ", the end") +
-                         ", and what an exponential decay would still bring.");
+        method.push_back(
+            "Energy decay: backward integral of the squared samples from the greatest one on, all frequencies, "
+            "until " +
+            MsText(decay.end) +
+            (decay.noise ? ", where the response meets its noise (" + NumberText(-*decay.noise, 3) +
+                               " dB below its loudest part), less that noise"
+                         : ", the end") +
+            ", and what an exponential decay would still bring.");
         AddTime(computed, "Early decay time", decay.early);
         AddTime(computed, "Reverberation time T20", decay.t20);
         AddTime(computed, "Reverberation time T30", decay.t30);
     }
     if (!analysis.cumulative.levels.empty())
-        method.push_back("Cumulative decay: spectra of what follows each moment after the greatest sample, fading in over " +
-                         Ms(analysis.cumulative.fade) + ", smoothed to 1/12 octave, resolution " +
-                         NumberText(analysis.cumulative.resolution, 4) + " Hz and coarser with time.");
+        method.push_back(
+            "Cumulative decay: spectra of what follows each moment after the greatest sample, fading in over " +
+            MsText(analysis.cumulative.fade) + ", smoothed to 1/12 octave, resolution " +
+            NumberText(analysis.cumulative.resolution, 4) + " Hz and coarser with time.");
     computed.sampleStep = SampleStep(data.samples);
     method.push_back("The samples in this page are rounded to " + NumberText(computed.sampleStep, 3) +
                      ": half of what they end in, or 1/32767 of the greatest.");
@@ -166,10 +173,10 @@ std::string PackedTrace(const Trace& trace) {
     if (const auto* data = std::get_if<ImpulseTrace>(&trace.data)) {
         const ComputedTrace computed = Compute(trace, *data);
         packed.facts["method"] = computed.method;
-        Pack(computed, *data, packed);
+        PackCurves(computed, *data, packed);
     } else {
         packed.facts["method"] = trace.method;
-        Pack(std::get<ResponseTrace>(trace.data), packed);
+        PackCurves(std::get<ResponseTrace>(trace.data), packed);
     }
     return packed.Text();
 }

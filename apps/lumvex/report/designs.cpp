@@ -19,7 +19,7 @@ using acoustics::FilterShape;
 
 constexpr SHORT kStages = 6;
 
-FilterShape ShapeOf(LXXover method) {
+FilterShape FilterShapeOf(LXXover method) {
     switch (method) {
         case LX_LINEAR_PHASE:
             return FilterShape::LinearPhase;
@@ -50,7 +50,8 @@ std::string CornerText(const Corner& corner) {
 }
 
 constexpr const char* kPrototypes =
-    "Analogue prototypes: the order is the slope divided by 6 dB/oct; Linkwitz-Riley is two Butterworth filters of half the "
+    "Analogue prototypes: the order is the slope divided by 6 dB/oct; Linkwitz-Riley is two Butterworth filters of "
+    "half the "
     "order, linear phase has its magnitude without its phase.";
 
 std::vector<Corner> CornersOf(const Array& table, LXXover method, std::vector<std::string>& notes) {
@@ -61,7 +62,7 @@ std::vector<Corner> CornersOf(const Array& table, LXXover method, std::vector<st
         return corners;
     }
     for (std::size_t entry = 0; entry < table.Columns(); ++entry)
-        corners.push_back({table(LX_XOVERFREQ, entry), table(LX_XOVERSLOPE, entry), ShapeOf(method)});
+        corners.push_back({table(LX_XOVERFREQ, entry), table(LX_XOVERSLOPE, entry), FilterShapeOf(method)});
     return corners;
 }
 
@@ -78,11 +79,12 @@ void AddWays(const std::vector<Corner>& corners, bool isShown, Drawable& drawabl
             for (const acoustics::Complex& each : ways) sum += each;
             return isSum ? sum : ways[way];
         };
-        drawable.traces.push_back({.label = isSum ? "sum of the crossover's ways" : "crossover, way " + std::to_string(way + 1),
-                                   .role = Role::Target,
-                                   .isShown = isShown,
-                                   .data = ComputedResponse(response),
-                                   .method = {"Crossover " + text + ".", kPrototypes}});
+        drawable.traces.push_back(
+            {.label = isSum ? "sum of the crossover's ways" : "crossover, way " + std::to_string(way + 1),
+             .role = Role::Target,
+             .isShown = isShown,
+             .data = ComputedResponse(response),
+             .method = {"Crossover " + text + ".", kPrototypes}});
     }
 }
 
@@ -103,10 +105,11 @@ void AddLimits(const Array& table, Drawable& drawable) {
             trace.frequencies.push_back(table(LX_LIMITFREQ, entry));
             trace.levels.push_back(table(which, entry));
         }
-        drawable.traces.push_back({.label = which == LX_LIMITMAX ? "upper limit" : "lower limit",
-                                   .role = Role::Limit,
-                                   .data = std::move(trace),
-                                   .method = {"The table's frequencies, joined by lines; alpha and type are not drawn."}});
+        drawable.traces.push_back(
+            {.label = which == LX_LIMITMAX ? "upper limit" : "lower limit",
+             .role = Role::Limit,
+             .data = std::move(trace),
+             .method = {"The table's frequencies, joined by lines; alpha and type are not drawn."}});
     }
     for (const std::size_t entry : order) {
         std::vector<std::string> row;
@@ -125,16 +128,19 @@ void AddSamples(std::vector<float>& sum, std::span<const float> samples) {
 const ImpulseTrace& ImpulseOf(const Trace& trace) { return std::get<ImpulseTrace>(trace.data); }
 
 bool AreImpulses(const std::vector<Trace>& traces) {
-    return std::ranges::all_of(traces, [](const Trace& each) { return std::holds_alternative<ImpulseTrace>(each.data); });
+    return std::ranges::all_of(traces,
+                               [](const Trace& each) { return std::holds_alternative<ImpulseTrace>(each.data); });
 }
 
 // What measurement and filter are before and after correction: each output, and the sum of all.
-void AddPrediction(const std::vector<Trace>& measured, const std::vector<Trace>& filters, double scale, Drawable& drawable) {
+void AddPrediction(const std::vector<Trace>& measured, const std::vector<Trace>& filters, double scale,
+                   Drawable& drawable) {
     if (measured.empty() || filters.empty()) return;
     if (!AreImpulses(measured) || ImpulseOf(measured[0]).options.rate != ImpulseOf(filters[0]).options.rate ||
         measured.size() != filters.size()) {
         drawable.notes.push_back(
-            "No sum is predicted: measurement and filter are not both impulse responses of the same sample rate and number "
+            "No sum is predicted: measurement and filter are not both impulse responses of the same sample rate and "
+            "number "
             "of outputs.");
         return;
     }
@@ -164,12 +170,13 @@ void AddPrediction(const std::vector<Trace>& measured, const std::vector<Trace>&
                                .role = Role::Sum,
                                .data = std::move(whole),
                                .method = {"The measurement; of several outputs the sum of their samples."}});
-    drawable.traces.push_back({.label = "after correction, predicted",
-                               .role = Role::Corrected,
-                               .data = std::move(corrected),
-                               .method = {"Each output of the measurement convolved with its filter, and the samples added; "
-                                          "times the correction's scale, " +
-                                          NumberText(scale) + "." + window}});
+    drawable.traces.push_back(
+        {.label = "after correction, predicted",
+         .role = Role::Corrected,
+         .data = std::move(corrected),
+         .method = {"Each output of the measurement convolved with its filter, and the samples added; "
+                    "times the correction's scale, " +
+                    NumberText(scale) + "." + window}});
 }
 
 std::string StageText(const acoustics::Stage& stage) {
@@ -191,7 +198,8 @@ void TraceSource::Add(const Correction& correction, Drawable& drawable) {
         drawable.notes.emplace_back("The measurement that it was designed from is gone.");
     }
     for (Trace& trace : filters) std::get<ImpulseTrace>(trace.data).options.hasDecay = false;
-    AddPrediction(measured.traces, filters, correction.CorrectionScale() > 0 ? correction.CorrectionScale() : 1, drawable);
+    AddPrediction(measured.traces, filters, correction.CorrectionScale() > 0 ? correction.CorrectionScale() : 1,
+                  drawable);
     std::ranges::move(filters, std::back_inserter(drawable.traces));
     for (Trace& trace : measured.traces) {
         if (auto* data = std::get_if<ImpulseTrace>(&trace.data)) data->options.hasDecay = false;
@@ -199,8 +207,8 @@ void TraceSource::Add(const Correction& correction, Drawable& drawable) {
         trace.isShown = false;
         drawable.traces.push_back(std::move(trace));
     }
-    for (auto& [array, label] : {std::pair{correction.Data2(), "smoothed measurement"},
-                                 std::pair{correction.VerifyMeas(), "verification"}}) {
+    for (auto& [array, label] :
+         {std::pair{correction.Data2(), "smoothed measurement"}, std::pair{correction.VerifyMeas(), "verification"}}) {
         for (Trace& trace : ImpulsesOf(array, correction.SampleRate(), label, Role::Measured)) {
             std::get<ImpulseTrace>(trace.data).options.hasDecay = false;
             trace.isShown = false;
@@ -247,12 +255,13 @@ void TraceSource::Add(const BoxCfgBank& profile, Drawable& drawable) {
 
 void TraceSource::Add(const BoxCfgSpkr& position, Drawable& drawable) {
     std::vector<acoustics::Stage> stages;
-    TextTable table{.title = "Filter stages", .columns = {"Stage", "Kind", "Lower corner", "Upper corner", "In use", "Inverts"}};
+    TextTable table{.title = "Filter stages",
+                    .columns = {"Stage", "Kind", "Lower corner", "Upper corner", "In use", "Inverts"}};
     for (SHORT index = 1; index <= kStages; ++index) {
         const Corner upper{position.FilterFrequencyHi(index), position.FilterSlopeHi(index),
-                           ShapeOf(position.FilterMethodHi(index))};
+                           FilterShapeOf(position.FilterMethodHi(index))};
         const Corner lower{position.FilterFrequencyLo(index), position.FilterSlopeLo(index),
-                           ShapeOf(position.FilterMethodLo(index))};
+                           FilterShapeOf(position.FilterMethodLo(index))};
         const LXSimpleFilterMode mode = position.FilterMode(index);
         const FilterKind kind = mode == LX_LFM_LOWPASS    ? FilterKind::LowPass
                                 : mode == LX_LFM_BANDPASS ? FilterKind::BandPass
@@ -283,8 +292,8 @@ void TraceSource::Add(const BoxCfgSpkr& position, Drawable& drawable) {
                 drawable.notes.emplace_back("The correction that it plays is gone.");
                 break;
             }
-            for (Trace& trace : ImpulsesOf(correction.Data(), correction.SampleRate(), "plays " + Shown(correction.Name()),
-                                           Role::Filter)) {
+            for (Trace& trace : ImpulsesOf(correction.Data(), correction.SampleRate(),
+                                           "plays " + Shown(correction.Name()), Role::Filter)) {
                 auto& data = std::get<ImpulseTrace>(trace.data);
                 const double zeros = std::clamp(std::round(delay / 1000 * data.options.rate), 0.0, 1e6);
                 data.samples.insert(data.samples.begin(), static_cast<std::size_t>(zeros), 0.0f);
@@ -297,18 +306,19 @@ void TraceSource::Add(const BoxCfgSpkr& position, Drawable& drawable) {
         }
         default: {
             if (position.Mode() == LX_FM_BYPASS) stages.clear();
-            drawable.traces.push_back({.label = stages.empty() ? "gain and delay" : "all stages",
-                                       .role = Role::Sum,
-                                       .data = ComputedResponse([&](double frequency) {
-                                           return acoustics::ResponseOf(stages, gain, delay, frequency);
-                                       }),
-                                       .method = {around, kPrototypes, "The stages' Q is not used: their shapes fix it."}});
+            drawable.traces.push_back(
+                {.label = stages.empty() ? "gain and delay" : "all stages",
+                 .role = Role::Sum,
+                 .data = ComputedResponse(
+                     [&](double frequency) { return acoustics::ResponseOf(stages, gain, delay, frequency); }),
+                 .method = {around, kPrototypes, "The stages' Q is not used: their shapes fix it."}});
             for (const acoustics::Stage& stage : stages)
-                drawable.traces.push_back(
-                    {.label = "stage " + StageText(stage),
-                     .role = Role::Filter,
-                     .data = ComputedResponse([&](double frequency) { return acoustics::ResponseOf(stage, frequency); }),
-                     .method = {kPrototypes}});
+                drawable.traces.push_back({.label = "stage " + StageText(stage),
+                                           .role = Role::Filter,
+                                           .data = ComputedResponse([&](double frequency) {
+                                               return acoustics::ResponseOf(stage, frequency);
+                                           }),
+                                           .method = {kPrototypes}});
         }
     }
     for (auto& [array, label] :

@@ -21,7 +21,7 @@ void AppendNumber(std::string& bytes, std::int64_t number) {
 }
 
 // Numbers that the page can hold exactly; what is not finite is 0.
-std::int64_t Steps(double value, double step) {
+std::int64_t InSteps(double value, double step) {
     constexpr double kMost = 1e15;
     const double steps = value / step;
     return std::isfinite(steps) ? std::llround(std::clamp(steps, -kMost, kMost)) : 0;
@@ -35,7 +35,8 @@ void AppendWord(std::string& bytes, std::uint32_t word) {
 // long for the same size.
 std::string Compressed(const std::string& bytes) {
     z_stream stream{};
-    if (deflateInit2(&stream, kCompression, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, Z_RLE) != Z_OK) throw std::bad_alloc();
+    if (deflateInit2(&stream, kCompression, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, Z_RLE) != Z_OK)
+        throw std::bad_alloc();
     std::string packed(deflateBound(&stream, static_cast<uLong>(bytes.size())), '\0');
     stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(bytes.data()));
     stream.avail_in = static_cast<uInt>(bytes.size());
@@ -58,14 +59,14 @@ void Packed::AddCurve(const std::string& name, std::span<const double> values, d
     Add(name, values.size(), step, "curve");
     std::int64_t before = 0;
     for (const double value : values) {
-        const std::int64_t now = Steps(value, step);
+        const std::int64_t now = InSteps(value, step);
         AppendNumber(bytes_, now - std::exchange(before, now));
     }
 }
 
 void Packed::AddSamples(const std::string& name, std::span<const float> values, double step) {
     Add(name, values.size(), step, "samples");
-    for (const float value : values) AppendNumber(bytes_, Steps(value, step));
+    for (const float value : values) AppendNumber(bytes_, InSteps(value, step));
 }
 
 void Packed::AddExact(const std::string& name, std::span<const double> values) {

@@ -16,14 +16,19 @@ namespace {
 namespace fs = std::filesystem;
 using page_parts::Script;
 
-std::string Escaped(std::string_view text) {
+std::string HtmlText(std::string_view text) {
     std::string escaped;
     for (const char c : text) {
-        if (c == '&') escaped += "&amp;";
-        else if (c == '<') escaped += "&lt;";
-        else if (c == '>') escaped += "&gt;";
-        else if (c == '"') escaped += "&quot;";
-        else escaped += c;
+        if (c == '&')
+            escaped += "&amp;";
+        else if (c == '<')
+            escaped += "&lt;";
+        else if (c == '>')
+            escaped += "&gt;";
+        else if (c == '"')
+            escaped += "&quot;";
+        else
+            escaped += c;
     }
     return escaped;
 }
@@ -42,7 +47,7 @@ std::string Hashes(std::initializer_list<Script> scripts) {
     return hashes;
 }
 
-void Write(std::ostream& out, std::string_view tag, const Script& script) {
+void WriteElement(std::ostream& out, std::string_view tag, const Script& script) {
     out << '<' << tag << '>' << script.text << "</" << tag << ">\n";
 }
 
@@ -63,9 +68,9 @@ ReportResult WriteReport(const ReportOptions& options, const fs::path& file) {
             << "; img-src data: blob:; base-uri 'none'; form-action 'none'\">\n"
             << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
             << "<meta name=\"generator\" content=\"lumvex " << LUMVEX_TOOL_VERSION << "\">\n"
-            << "<title>" << Escaped(title) << "</title>\n";
-        Write(out, "style", kChartStyle);
-        Write(out, "style", kStyle);
+            << "<title>" << HtmlText(title) << "</title>\n";
+        WriteElement(out, "style", kChartStyle);
+        WriteElement(out, "style", kStyle);
         out << "</head>\n<body>\n" << kBody;
         ReportContent content([&](std::size_t number, const std::string& text) {
             out << "<script type=\"application/octet-stream\" id=\"block" << number << "\">" << text << "</script>\n";
@@ -73,10 +78,10 @@ ReportResult WriteReport(const ReportOptions& options, const fs::path& file) {
         for (const fs::path& document : options.documents) content.Add(document, options.calibration);
         out << "<script type=\"application/json\" id=\"content\">" << JsonInScript(content.Finish()) << "</script>\n";
         out << "<script type=\"text/plain\" id=\"licence\">" << kLicence << "</script>\n";
-        Write(out, "script", kChartLibrary);
-        Write(out, "script", kBlocks);
-        Write(out, "script", kCharts);
-        Write(out, "script", kPage);
+        WriteElement(out, "script", kChartLibrary);
+        WriteElement(out, "script", kBlocks);
+        WriteElement(out, "script", kCharts);
+        WriteElement(out, "script", kPage);
         out << "</body>\n</html>\n";
         if (!out.flush()) throw FileError(file, "it could not be written completely");
         result = {content.Objects(), content.Blocks(), content.Unreadable(), static_cast<std::uintmax_t>(out.tellp())};

@@ -21,7 +21,8 @@ Trace AsItStands(const Array& array, const std::string& label = {}) {
 
 // Why a sample rate matters: what has none and no frequencies cannot be drawn.
 constexpr const char* kNoFrequencies =
-    "It holds levels without frequencies, and no named data of its name hold these levels: there is nothing to draw them "
+    "It holds levels without frequencies, and no named data of its name hold these levels: there is nothing to draw "
+    "them "
     "against.";
 
 bool IsSameColumn(const Array& left, std::size_t leftColumn, const Array& right, std::size_t rightColumn) {
@@ -61,10 +62,11 @@ bool TraceSource::AddAs(const Node& object, Drawable& drawable) {
 
 Drawable TraceSource::Of(const Node& object) {
     Drawable drawable;
-    AddAs<Measurement>(object, drawable) || AddAs<RoomMeasurement>(object, drawable) || AddAs<Datum>(object, drawable) ||
-        AddAs<Correction>(object, drawable) || AddAs<SpkrEQDesign>(object, drawable) ||
-        AddAs<RoomCorrection>(object, drawable) || AddAs<BoxCfgSpkr>(object, drawable) ||
-        AddAs<BoxCfgBank>(object, drawable) || AddAs<Microphone>(object, drawable);
+    AddAs<Measurement>(object, drawable) || AddAs<RoomMeasurement>(object, drawable) ||
+        AddAs<Datum>(object, drawable) || AddAs<Correction>(object, drawable) ||
+        AddAs<SpkrEQDesign>(object, drawable) || AddAs<RoomCorrection>(object, drawable) ||
+        AddAs<BoxCfgSpkr>(object, drawable) || AddAs<BoxCfgBank>(object, drawable) ||
+        AddAs<Microphone>(object, drawable);
     std::ranges::stable_partition(drawable.traces, &Trace::isShown);
     return drawable;
 }

@@ -238,7 +238,7 @@ class Chart {
     const vertical = (low, high, pixels) => evenTicks(low, high, pixels / 36, kind.steps);
     this.graph = new Dygraph(this.element, rows, {
       labels: ["x", ...labels], series, legend: "never", connectSeparatedPoints: true, xlabel: kind.xLabel,
-      ylabel: kind.yLabel, dateWindow: spec.xRange.map(to), valueRange: spec.yRange, gridLineColor: paint("--grid"),
+      ylabel: kind.yLabel, dateWindow: spec.xRange.map(to), valueRange: spec.yRange, gridLineColor: paint("--grid"), gridLineWidth: 1,
       axisLineColor: paint("--line"), highlightCircleSize: 0, xLabelHeight: 20, yLabelWidth: 20,
       axes: {x: {ticker, axisLabelWidth: 60, drawGrid: true}, y: {ticker: vertical, axisLabelWidth: 52}},
       underlayCallback: (context, area, graph) => this.underlay(context, area, graph),

@@ -379,7 +379,7 @@ function showCurves(kind, loaded) {
   if (first && kind === "impulse" && first.window) shaded.push([-Infinity, first.window[0]], [first.window[1], Infinity]);
   drawnCurves = curves;
   chart.draw({kind, curves, band, shaded, xRange, yRange});
-  byId("summary").textContent = (kind === "level" && isAligned() ? "Levels are aligned: the mean of each from 500 Hz to 2 kHz is 0 dB. " : "") + summaryOf(kind, curves) +
+  byId("summary").textContent = (kind === "level" && isAligned() ? "Levels are aligned: the mean of each from 500 Hz to 2 kHz is 0 dB. " : "") + summaryOf(kind, curves, xRange) +
     (first && isFrequency && first.resolution > xRange[0] ? ` Below ${frequencyText(first.resolution)} (shaded) the window is too short to tell.` : "") +
     (first && kind === "impulse" && first.window ? ` The analysis window is from ${numberText(first.window[0])} to ${numberText(first.window[1])} ms; what is outside is shaded.` : "");
   byId("chart").setAttribute("aria-label", `${chartKinds[kind].name} of ${objects[chosen].name}, ${curves.length} curves`);
@@ -393,22 +393,31 @@ function wholeRange(kind, curves) {
   return [Math.max(20, Math.min(...starts)), Math.max(Math.min(20000, Math.max(...ends)), 40)];
 }
 
-function summaryOf(kind, curves) {
-  const {unit} = chartKinds[kind];
-  return curves.slice(0, 3).map(curve => {
-    let best = -1;
-    for (let k = 0; k < curve.y.length; ++k) if (best < 0 || curve.y[k] > curve.y[best]) best = k;
-    if (best < 0) return "";
-    const at = chartKinds[kind].isFrequency ? frequencyText(curve.x[best]) : numberText(curve.x[best]) + " ms";
-    return `${curve.label}: greatest ${numberText(curve.y[best])} ${unit} at ${at}.`;
-  }).filter(Boolean).join(" ");
+// The place of the greatest value in view, of samples that of the greatest magnitude; -1 for none.
+function greatestIn(kind, curve, range) {
+  const size = kind === "impulse" && settings.impulse === "linear" ? Math.abs : value => value;
+  let best = -1;
+  for (let k = 0; k < curve.y.length; ++k)
+    if (Number.isFinite(curve.y[k]) && curve.x[k] >= range[0] && curve.x[k] <= range[1] && (best < 0 || size(curve.y[k]) > size(curve.y[best]))) best = k;
+  return best;
+}
+
+function greatestText(kind, curve, range) {
+  const best = greatestIn(kind, curve, range);
+  if (best < 0) return "";
+  const at = chartKinds[kind].isFrequency ? frequencyText(curve.x[best]) : numberText(curve.x[best]) + " ms";
+  return `${numberText(curve.y[best])} ${chartKinds[kind].unit} at ${at}`.replace("  ", " ");
+}
+
+function summaryOf(kind, curves, range) {
+  return curves.slice(0, 3).map(curve => [curve.label, greatestText(kind, curve, range)]).filter(([, text]) => text)
+    .map(([label, text]) => `${label}: greatest ${text}.`).join(" ");
 }
 
 function showMap(loaded) {
   const one = loaded.find(each => hasChart(each.loaded, "cumulative"));
   if (!one) return;
   drawMap(byId("map"), one.loaded);
-  const resolution = one.loaded.facts.resolution;
   byId("summary").textContent = `Of ${one.label || objects[one.place].name}; levels relative to the greatest.` +
     (loaded.length > 1 ? " Of several curves the first that is shown is drawn." : "");
   byId("map").setAttribute("aria-label", `Cumulative decay of ${one.label || objects[one.place].name}`);
@@ -446,16 +455,9 @@ function fillTable(kind, isMap) {
       element("td", {}, element("span", {class: "chip"}, role)), element("td", {}), element("td", {}));
     each.row = row;
     const curve = drawnCurves.find(drawn => drawn.id === each.id);
-    if (curve && !isMap) row.cells[4].textContent = greatest(kind, curve);
+    if (curve && !isMap) row.cells[4].textContent = greatestText(kind, curve, chart.ranges().x);
     return row;
   }));
-}
-
-function greatest(kind, curve) {
-  let best = 0;
-  for (let k = 1; k < curve.y.length; ++k) if (Math.abs(curve.y[k]) > Math.abs(curve.y[best]) && kind === "impulse" || kind !== "impulse" && curve.y[k] > curve.y[best]) best = k;
-  const at = chartKinds[kind].isFrequency ? frequencyText(curve.x[best]) : numberText(curve.x[best]) + " ms";
-  return `${numberText(curve.y[best])} ${chartKinds[kind].unit} at ${at}`;
 }
 
 function toggle(each) {
