@@ -99,8 +99,11 @@ private:
 
 class MicrophoneDestination final : public NamedDestination {
 public:
-    MicrophoneDestination(const Specifications& library, bool replace)
-        : NamedDestination(replace), microphones_(library.Microphones()), names_(microphones_) {}
+    MicrophoneDestination(const Specifications& library, const Placement& placement)
+        : NamedDestination(placement.replace),
+          microphones_(library.Microphones()),
+          names_(microphones_),
+          prefix_(placement.prefix) {}
 
     StoredItem Add(std::span<InputFile> files) override {
         const fs::path& path = files[0].path;
@@ -110,7 +113,7 @@ public:
                             "it is no microphone calibration, and a library takes no other measurements (--as "
                             "calibration says that it is one)");
         if (const std::string problem = ProblemOfCalibration(file); !problem.empty()) throw FileError(path, problem);
-        if (!file.isNamed) file.name = file.serialNumber.value_or(file.name);
+        if (!file.isNamed && file.serialNumber) file.name = prefix_ + *file.serialNumber;
         Place(path, file.name, "the library has a microphone", microphones_, names_.Find(FromUtf8(file.name)),
               [&](Microphone microphone) {
                   microphone.Data(CalibrationEntries(file));
@@ -124,6 +127,7 @@ public:
 private:
     Microphones microphones_;
     MembersByName<Microphones> names_;
+    std::string prefix_;
 };
 
 class SpeakerDestination final : public NamedDestination {
@@ -211,7 +215,7 @@ std::unique_ptr<Destination> MakeDestination(const EditedDocument& document, con
     if (const Specifications* library = document.AsLibrary()) {
         if (isSpeaker || isRoom)
             throw FileError(document.Path(), "it is a library; speakers and rooms are kept in projects");
-        return std::make_unique<MicrophoneDestination>(*library, placement.replace);
+        return std::make_unique<MicrophoneDestination>(*library, placement);
     }
     const Project& project = *document.AsProject();
     if (isSpeaker) return std::make_unique<SpeakerDestination>(document.Path(), project, placement);

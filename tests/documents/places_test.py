@@ -43,6 +43,8 @@ class Libraries(Places):
         self.tool("import", "--replace", self.library, named)
         self.assertIn("42  8 x 1  Scale=-1.5", self.tree(self.library))
         self.tool("compare", self.library, named, nameless)
+        self.assertIn("lab.txt -> Lab 42: ",
+                      self.tool("import", self.folder / "other.lvs", named, "--prefix", "Lab ").stderr)
         # What the library has of them makes the same files again.
         for name, original, header in [("42", named, '"Sens Factor =-1.5dB, SERNO: 42"'), ("spare", nameless, "* Mic")]:
             self.tool("export", self.library, f"Microphones/{name}", "-o", f"{name}.csv")

@@ -251,6 +251,7 @@ Command commands::Import() {
                 std::cerr << problem << '\n';
                 return kWrongUsage;
             }
+            arguments->placement.prefix = arguments->reading.prefix;
             return ImportRun(*arguments).Run();
         }};
 }
