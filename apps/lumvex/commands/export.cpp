@@ -209,7 +209,7 @@ private:
         for (const Source& source : sources_) {
             Try(Shown(source.item.Name()), [&] {
                 const Array array(source.item.Get(*source.property));
-                if (array.Empty() && IsForAll()) return;
+                if ((array.Empty() || IsHeader(source)) && IsForAll()) return;
                 if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
             });
         }
@@ -232,6 +232,12 @@ private:
         }
         progress_.Clear();
         Reports() << written << " of " << full.size() << " arrays written to " << Utf8(arguments_.output) << '\n';
+    }
+
+    // Headers go out with the datum before them.
+    bool IsHeader(const Source& source) const {
+        const auto* project = std::get_if<Project>(&document_.Any());
+        return project && source.place > 1 && !HeaderBehind(project->Data(), source.place - 1).empty();
     }
 
     MeasurementFile FileFor(const Source& source) const {

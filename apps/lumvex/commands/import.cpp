@@ -207,7 +207,7 @@ Command commands::Import() {
             "Files become named data of a project: with all their columns, the sample rate (0 without samples), the\n"
             "file's name without its extension, and its date. What the header of a calibration or of an impulse "
             "response\n"
-            "as text says besides is kept as a datum of bytes, \"NAME (header)\"; --header keeps every header so.\n"
+            "as text says besides is kept in a datum behind it, \"NAME (header)\"; --header keeps every header so.\n"
             "`export` puts it back.\n"
             "\n"
             ".json files that `export` wrote put objects of any kind back to where they were, with everything below "

@@ -12,6 +12,7 @@
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
