@@ -11,7 +11,7 @@ import subprocess
 import tempfile
 import unittest
 
-from tool import DONE, INCOMPLETE, ToolTest, float_wav
+from tool import DONE, INCOMPLETE, WRONG_USAGE, ToolTest, float_wav
 
 
 @functools.cache
@@ -137,6 +137,30 @@ class Addresses(Objects):
                 refused = self.tool("set", self.document, address, "Name=x", status=INCOMPLETE)
                 self.assertIn(words, refused.stderr)
                 self.assertEqual((refused.stdout, self.document.read_bytes()), ("", before))
+
+
+class Trees(Objects):
+    def test_shapes_are_known_without_reading_arrays(self):
+        """Of every array property, and of what a position puts together from its measurements."""
+        document = self.folder / "large.lvp"
+        self.tool("import", document, self.file("large.wav", float_wav(2, [0.5] * 400_000)))
+        self.tool("import", document, "--room", "R", "--position", "P", "--channel", "0", self.folder / "large.wav")
+        told = self.tool("tree", "--statistics", document)
+        self.assertEqual(told.stdout.count("large  200000 x 2  96000 Hz"), 2)
+        self.assertLess(int(told.stderr.split()[-3]), 100_000)
+        for each in [self.document, self.library]:
+            for address, name, _ in self.objects(each):
+                of_tree = self.tree_of(each, address, "--depth", "0")
+                shown = json.loads(self.tool("show", "--json", each, address).stdout)[0]
+                for key, value in of_tree.items():
+                    if isinstance(value, dict) and "rows" in value:
+                        self.assertEqual(value, {part: shown[key][part] for part in value}, f"{address} {key}")
+
+    def test_depth_and_damage(self):
+        self.assertEqual(self.lines("tree", "--depth", "1", self.document, "Data"),
+                         ["Data (1)", "  " + self.lines("tree", "--depth", "0", self.document, "Data/[1]")[0]])
+        self.tool("tree", self.document, "--depth", "-1", status=WRONG_USAGE)
+        self.tool("tree", self.document, "Nowhere", status=INCOMPLETE)
 
 
 class Properties(Objects):

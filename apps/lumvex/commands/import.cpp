@@ -246,6 +246,13 @@ Command commands::Import() {
             "can be imported it is neither created nor changed.",
         .incomplete = "some files, or all, were not imported",
         .run = [arguments] {
+            const bool needsLibrary =
+                !arguments->placement.speaker.empty() ||
+                std::ranges::any_of(arguments->files, [](const fs::path& file) { return IsObjectFile(file); });
+            if (!arguments->placement.library.empty() && !needsLibrary) {
+                std::cerr << "--library needs --speaker, or a .json file\nRun with --help for more information.\n";
+                return kWrongUsage;
+            }
             if (const std::string problem = ProblemOfNames(arguments->reading, arguments->files.size());
                 !problem.empty()) {
                 std::cerr << problem << '\n';
