@@ -777,6 +777,12 @@ void Finder::ReadOthers() {
         const bool isUnknownClass = row != document_.rows.end() && !FindClass(row->second.classId);
         if (id && (!isUnknownClass || Has(*id))) continue;
         if (entries.front()->standing != SalvagedEntry::Standing::Current) continue;
+        try {
+            compound::RequireValidName(entries.front()->name);
+        } catch (const compound::StorageError& error) {
+            Lost("stream " + ToUtf8(name), std::string("its name is damaged: ") + error.what());
+            continue;
+        }
         const Source source = SourceOf(*entries.front(), Way::Chain);
         if (const std::uint64_t lost = source->Lost(source->Size()); lost != 0)
             Lost("stream " + ToUtf8(name), std::to_string(lost) + " of its bytes are lost: zeros");
