@@ -499,7 +499,7 @@ void Finder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     if (!stream.ends || stream.isMini) return;
     std::uint64_t there = 0;
     for (const compound::Extent& extent : stream.extents) there += extent.count;
-    stream.extents.push_back({compound::Extent::kLost, file_->Size()});
+    stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
     const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
     for (const ClassInfo* info : AllClasses()) {
         if (!IsPossible(*info) || info->kind != ClassKind::Item) continue;
