@@ -1,10 +1,10 @@
-// Measures a library of names in our format and in SQLite: 2,000 manufacturers with 10 models each, every model in two
-// configurations.
+// Measures names in our format and in SQLite: a library of 2,000 manufacturers with 10 models each, every model in two
+// configurations; and a list of 60,000 named arrays.
 //
-//     bench_catalogue library|sqlite save|find FILE
+//     bench_catalogue library|sqlite save|find|save-list|find-list FILE
 //
-// save: builds it and makes it durable. find: opens it and finds a model by its manufacturer's and its own name,
-// regardless of case. Prints milliseconds as JSON.
+// save: builds it and makes it durable. find: opens it and finds a model by its manufacturer's and its own name, or an
+// array by its name, regardless of case, and closes it. Prints milliseconds as JSON.
 #include <sqlite3.h>
 
 #include <chrono>
@@ -20,10 +20,13 @@ namespace {
 using namespace lumvex;
 
 constexpr int kManufacturers = 2'000, kModels = 10, kConfigs = 2;
+constexpr int kItems = 60'000;
+constexpr char kWantedItem[] = "dAtum 41234";
 constexpr char kWantedMaker[] = "mAnufacturer 1234", kWantedModel[] = "moDel 12347";
 
 std::string MakerName(int maker) { return "Manufacturer " + std::to_string(maker); }
 std::string ModelName(int maker, int model) { return "Model " + std::to_string(maker * kModels + model); }
+std::string ItemName(int item) { return "Datum " + std::to_string(item); }
 std::u16string Wide(const std::string& text) { return {text.begin(), text.end()}; }
 
 void Require(bool holds, const char* what) {
@@ -41,6 +44,7 @@ void SaveLibrary(const std::string& path) {
         }
     }
     library.SaveFileAs(Wide(path));
+    library.CloseFile();
 }
 
 void FindInLibrary(const std::string& path) {
@@ -50,6 +54,23 @@ void FindInLibrary(const std::string& path) {
     const auto maker = library.Manufacturers().FindName(Wide(kWantedMaker)).As<Manufacturer>();
     const auto model = maker.Models().FindName(Wide(kWantedModel)).As<Model>();
     Require(model && model.ModelConfigs().Count() == kConfigs, "the model is not there");
+    library.CloseFile();
+}
+
+void SaveList(const std::string& path) {
+    Project project = Project::Create();
+    const Data data = project.Data();
+    for (int item = 0; item < kItems; ++item) data.Add(Wide(ItemName(item)));
+    project.SaveFileAs(Wide(path));
+    project.CloseFile();
+}
+
+void FindInList(const std::string& path) {
+    Project project = Project::Create();
+    project.AccessMode(LX_SHARE_READ);
+    project.OpenFile(Wide(path));
+    Require(static_cast<bool>(project.Data().FindName(Wide(kWantedItem))), "the array is not there");
+    project.CloseFile();
 }
 
 class Database {
@@ -123,14 +144,40 @@ void FindInDatabase(const std::string& path) {
     sqlite3_finalize(find);
 }
 
+void SaveItems(const std::string& path) {
+    Database database(path);
+    database.Run(
+        "PRAGMA page_size=16384; PRAGMA synchronous=FULL;"
+        "CREATE TABLE items(id INTEGER PRIMARY KEY, name TEXT COLLATE NOCASE); CREATE INDEX names ON items(name); "
+        "BEGIN");
+    sqlite3_stmt* items = database.Prepare("INSERT INTO items VALUES(?, ?)");
+    for (int item = 0; item < kItems; ++item) {
+        const std::string name = ItemName(item);
+        sqlite3_bind_int(items, 1, item);
+        database.Check(sqlite3_bind_text(items, 2, name.data(), static_cast<int>(name.size()), SQLITE_TRANSIENT));
+        sqlite3_step(items);
+        database.Check(sqlite3_reset(items));
+    }
+    sqlite3_finalize(items);
+    database.Run("COMMIT");
+}
+
+void FindItem(const std::string& path) {
+    Database database(path);
+    sqlite3_stmt* find = database.Prepare("SELECT id FROM items WHERE name=? COLLATE NOCASE");
+    sqlite3_bind_text(find, 1, kWantedItem, -1, SQLITE_STATIC);
+    Require(sqlite3_step(find) == SQLITE_ROW, "the item is not there");
+    sqlite3_finalize(find);
+}
+
 int Measure(const std::string& subject, const std::string& operation, const std::string& path) {
-    const bool saves = operation == "save", ours = subject == "library";
+    const bool list = operation.ends_with("-list"), saves = operation.starts_with("save"), ours = subject == "library";
     if (saves) std::filesystem::remove(path);
+    const auto work = list   ? ours ? (saves ? SaveList : FindInList) : (saves ? SaveItems : FindItem)
+                      : ours ? (saves ? SaveLibrary : FindInLibrary)
+                             : (saves ? SaveDatabase : FindInDatabase);
     const auto start = std::chrono::steady_clock::now();
-    if (ours)
-        saves ? SaveLibrary(path) : FindInLibrary(path);
-    else
-        saves ? SaveDatabase(path) : FindInDatabase(path);
+    work(path);
     const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
     std::printf("{\"ms\": %.6f}\n", taken.count());
     return 0;
@@ -140,7 +187,7 @@ int Measure(const std::string& subject, const std::string& operation, const std:
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s library|sqlite save|find FILE\n", argv[0]);
+        std::fprintf(stderr, "usage: %s library|sqlite save|find|save-list|find-list FILE\n", argv[0]);
         return 2;
     }
     try {

@@ -198,7 +198,8 @@ std::string ManualPage(const std::vector<Command>& commands) {
         for (const Option& option : command.options) PrintOption(page, option);
         page << Paragraphs(command.details);
         page << ".PP\nExit status:\n.nf\n";
-        for (const auto& [status, meaning] : ExitStatuses(command)) page << "  " << status << "  " << Roff(meaning) << '\n';
+        for (const auto& [status, meaning] : ExitStatuses(command))
+            page << "  " << status << "  " << Roff(meaning) << '\n';
         page << ".fi\n";
     }
     page << ".SH ENVIRONMENT\n.TP\n\\fBNO_COLOR\\fR\nWhen it is set and not empty, nothing is coloured, on terminals "

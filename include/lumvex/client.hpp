@@ -10,16 +10,18 @@
 #include <string_view>
 
 #include "lumvex/create.hpp"
+#include "lumvex/error_code.hpp"
 #include "lumvex/values.hpp"
 
 namespace lumvex {
 
-// Thrown for every failed call. Status() is the call's status; what() is the text of its error information in UTF-8 or,
-// where there is none, the status in hexadecimal.
-class Error : public std::runtime_error {
+// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text
+// of its error information in UTF-8 or, where there is none, the status in hexadecimal.
+class LUMVEX_API Error : public std::runtime_error {
 public:
     Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}
     HRESULT Status() const noexcept { return status_; }
+    std::error_code Code() const noexcept { return CodeOf(status_); }
 
 private:
     HRESULT status_;
@@ -68,9 +70,12 @@ private:
 // A counted handle to any object; empty where there is none. Handles of one object are equal.
 //
 // A handle keeps its object alive, but not its document: keep the root as long as anything below it is used. An object
-// whose root or owner is gone lives on as an orphan, whose calls fail with 4009. Calls on an empty handle are not
-// allowed. Several threads may use the objects of one document: a call waits until those of other threads have ended.
-// They may not share a handle that one of them changes.
+// whose root or owner is gone lives on as an orphan, with its ID, name and values; calls that need the document fail
+// with 4009, a put after the new value is stored. Calls on an empty handle are not allowed.
+//
+// Several threads may use documents, and the objects of one document: a call waits until those of other threads have
+// ended, whichever document they concern. What is not safe is one handle that several threads use while one of them
+// assigns to it: give each thread a copy. The destructors of static and thread-local objects may still make calls.
 class Object {
 public:
     Object() = default;

@@ -21,14 +21,14 @@ Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, s
 Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::shared_ptr<const ByteSource> source,
                                    std::uint64_t offset) {
     Ref<StoredArray> made(new (0) StoredArray(type, dimensions));
-    made->file_ = std::make_unique<const InAFile>(InAFile{std::move(source), offset});
+    made->elsewhere_ = std::make_unique<const Elsewhere>(Elsewhere{std::move(source), offset, {}});
     return made;
 }
 
 Ref<StoredArray> StoredArray::Make(const Dimensions& dimensions, std::vector<Text> texts) {
     assert(texts.size() == CountOf(dimensions));
     Ref<StoredArray> made(new (0) StoredArray(VT_BSTR, dimensions));
-    made->texts_ = std::move(texts);
+    made->elsewhere_ = std::make_unique<const Elsewhere>(Elsewhere{nullptr, 0, std::move(texts)});
     return made;
 }
 
@@ -45,10 +45,15 @@ std::span<const std::byte> StoredArray::Elements() const {
 
 std::span<std::byte> StoredArray::Room() { return {reinterpret_cast<std::byte*>(this + 1), ByteSize()}; }
 
+const std::vector<StoredArray::Text>& StoredArray::Texts() const {
+    static const std::vector<Text> kNone;
+    return elsewhere_ ? elsewhere_->texts : kNone;
+}
+
 void StoredArray::CopyTo(std::span<std::byte> elements) const {
     if (elements.empty()) return;
-    if (file_)
-        file_->source->Read(file_->offset, elements);
+    if (InFile())
+        elsewhere_->source->Read(elsewhere_->offset, elements);
     else
         std::memcpy(elements.data(), Elements().data(), elements.size());
 }

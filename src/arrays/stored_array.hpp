@@ -54,8 +54,8 @@ public:
 private:
     static constexpr std::size_t kInPlace = 2;
     std::array<Dimension, kInPlace> inPlace_{};
-    std::vector<Dimension> more_;  // all of them, when they are more than two
     std::size_t count_ = 0;
+    std::vector<Dimension> more_;  // all of them, when they are more than two
 };
 
 // Counted, under the module lock. The elements are in one block of memory with the rest.
@@ -86,11 +86,11 @@ public:
     std::size_t Count() const { return CountOf(dimensions_); }           // elements in all
     std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }  // of all elements; 0 for texts
 
-    bool InFile() const { return file_ != nullptr; }
+    bool InFile() const { return elsewhere_ && elsewhere_->source; }
     void CopyTo(std::span<std::byte> elements) const;  // from the first on, at most ByteSize() bytes
     std::span<const std::byte> Elements() const;       // of an array in memory
     std::span<std::byte> Room();                       // the same, of an array that is being made
-    const std::vector<Text>& Texts() const { return texts_; }
+    const std::vector<Text>& Texts() const;
 
     // Bytes of one element in a record: 4, 8, 16 (a variant, raw) or 1; 0 for texts.
     static std::size_t ElementSize(VARTYPE type);
@@ -100,9 +100,10 @@ public:
     }
 
 private:
-    struct InAFile {
-        std::shared_ptr<const ByteSource> source;
-        std::uint64_t offset;
+    struct Elsewhere {
+        std::shared_ptr<const ByteSource> source;  // the elements are in it from the offset on
+        std::uint64_t offset = 0;
+        std::vector<Text> texts;
     };
 
     StoredArray(VARTYPE type, const Dimensions& dimensions) : type_(type), dimensions_(dimensions) {}
@@ -114,8 +115,7 @@ private:
     mutable unsigned count_ = 0;
     VARTYPE type_;
     Dimensions dimensions_;
-    std::vector<Text> texts_;
-    std::unique_ptr<const InAFile> file_;  // null: the elements follow this object in memory
+    std::unique_ptr<const Elsewhere> elsewhere_;  // null: the elements follow this object in memory
 };
 
 // What an object holds: an array or nothing.

@@ -5,8 +5,8 @@
 
 namespace lumvex::inside {
 
-// Fills up to 256 bytes from the system's source; false when it has none. Nothing is kept between calls: a
-// generator's state would be the same on both sides of a fork.
+// Fills up to 256 bytes from the system's source; false when it has none. Every thread keeps a few of the system's
+// bytes for its next calls; a forked process starts with none, so that both sides of a fork get different ones.
 bool FillRandom(void* bytes, std::size_t count) noexcept;
 
 }  // namespace lumvex::inside

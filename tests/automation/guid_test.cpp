@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <set>
 #include <thread>
@@ -70,6 +72,25 @@ TEST(Guid, NewOnesAreRandomVersionFourAndAllDifferent) {
         EXPECT_EQ(digits.size(), expected) << at;
     }
     EXPECT_EQ(CoCreateGuid(nullptr), E_POINTER);
+}
+
+TEST(Guid, BothSidesOfAForkMakeDifferentOnes) {
+    GUID mine{}, theirs{};
+    ASSERT_EQ(CoCreateGuid(&mine), S_OK);  // this thread has some of the system's bytes now
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        GUID made{};
+        CoCreateGuid(&made);
+        ::_exit(::write(ends[1], &made, sizeof made) == sizeof made ? 0 : 1);
+    }
+    ASSERT_EQ(::read(ends[0], &theirs, sizeof theirs), ssize_t{sizeof theirs});
+    ::waitpid(child, nullptr, 0);
+    ASSERT_EQ(CoCreateGuid(&mine), S_OK);
+    EXPECT_NE(lumvex::ToText(mine), lumvex::ToText(theirs));
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 }  // namespace

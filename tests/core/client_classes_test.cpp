@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <ranges>
 
+#include "core/base/failure.hpp"
 #include "kit/documents.hpp"
+#include "storage/compound/base/error.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -94,6 +96,41 @@ TEST(ClientClasses, ArraysComeFromAndGoToRangesOfNumbers) {
     EXPECT_EQ(datum.Data()(0), 9) << "a single value is taken in two dimensions";
     EXPECT_TRUE(Array().Empty());
     EXPECT_THROW(Array()(0), std::out_of_range);
+}
+
+TEST(ClientClasses, ErrorsAreErrorCodesToo) {
+    try {
+        Project::Open("nothing.lvp");
+        FAIL();
+    } catch (const Error& error) {
+        const std::error_code code = error.Code();
+        EXPECT_EQ(code, std::errc::no_such_file_or_directory);
+        EXPECT_NE(code, std::errc::permission_denied);
+        EXPECT_EQ(code.value(), error.Status());
+        EXPECT_STREQ(code.category().name(), "lumvex");
+        EXPECT_EQ(code.message(), "there is no such file");
+    }
+    const std::pair<HRESULT, std::errc> meanings[] = {{STG_E_ACCESSDENIED, std::errc::permission_denied},
+                                                      {STG_E_SHAREVIOLATION, std::errc::device_or_resource_busy},
+                                                      {STG_E_LOCKVIOLATION, std::errc::no_lock_available},
+                                                      {STG_E_MEDIUMFULL, std::errc::no_space_on_device},
+                                                      {STG_E_READFAULT, std::errc::io_error},
+                                                      {E_OUTOFMEMORY, std::errc::not_enough_memory}};
+    for (const auto& [status, meaning] : meanings) EXPECT_EQ(CodeOf(status), meaning) << CodeOf(status).message();
+    EXPECT_NE(CodeOf(STG_E_DOCFILECORRUPT), std::errc::io_error) << "has no equivalent";
+    EXPECT_FALSE(CodeOf(S_OK));
+    // Whatever the library answers has words; a status of others is shown as it is.
+    using compound::Status;
+    for (const Status each :
+         {Status::NotFound, Status::PathNotFound, Status::TooManyOpenFiles, Status::AccessDenied, Status::NoMemory,
+          Status::WriteFault, Status::ReadFault, Status::ShareViolation, Status::LockViolation,
+          Status::NotACompoundFile, Status::MediumFull, Status::InvalidHeader, Status::InvalidName, Status::InvalidFlag,
+          Status::NotCurrent, Status::Corrupt})
+        EXPECT_EQ(CodeOf(static_cast<HRESULT>(each)).message().find("status"), std::string::npos);
+    for (const int message :
+         {4000, 4002, 4003, 4004, 4005, 4007, 4008, 4009, 4010, 4011, 4013, 4014, 4015, 4017, 4018, 4019, 4020})
+        EXPECT_EQ(CodeOf(inside::StatusOf(inside::Message{message})).message().find("status"), std::string::npos);
+    EXPECT_EQ(CodeOf(static_cast<HRESULT>(0x80041234u)).message(), "status 0x80041234");
 }
 
 TEST(ClientClasses, OpenAnswersTheDocumentOfAFile) {

@@ -18,6 +18,24 @@ INSTALLED = block("cmake", "find_package")
 # Those that are there compile the headers.
 COMPILERS = [["g++"], ["clang++-14"], ["clang++-19"], ["clang++-19", "-stdlib=libc++"]]
 
+OTHERS = [["clang++-19"], ["clang++-19", "-stdlib=libc++"]]
+NOT_THERE = 77  # what ctest takes for a test that was skipped
+CATCHES = """
+#include <iostream>
+#include "lumvex/client.hpp"
+#include "lumvex/maintenance.hpp"
+int main() {
+    try {
+        lumvex::CompactDocument("nothing.lvp");
+    } catch (const lumvex::Error& error) {
+        if (error.Code() == std::errc::no_such_file_or_directory)
+            std::cout << error.Code().category().name() << ": " << error.Code().message() << '\\n';
+    } catch (...) {
+        std::cout << "the error came as something else\\n";
+    }
+}
+"""
+
 
 def compiles(compiler):
     if not shutil.which(compiler[0]):
@@ -105,6 +123,39 @@ class Installed(ConsumerTest):
                     errors = [each for each in told.splitlines() if "error:" in each]
                     self.assertEqual(len(errors), 1, told)
                     self.assertRegex(errors[0], "(has no member named|no member named) .*(SampelRate|Fnid)")
+
+
+class Compilers(ConsumerTest):
+    """The library built whole by compilers and standard libraries that no other build here uses, and used."""
+
+    def test_each(self):
+        there = list(filter(compiles, OTHERS))
+        if not there:
+            sys.exit(NOT_THERE)
+        for compiler, *options in there:
+            with self.subTest(compiler=compiler, options=options):
+                flags = [f"-DCMAKE_CXX_COMPILER={compiler}", f"-DCMAKE_CXX_FLAGS=-O0 {' '.join(options)}"]
+                made, prefix = self.folder / "library", self.folder / "prefix"
+                run(["cmake", "-G", "Ninja", "-S", SOURCE, "-B", made, *flags, "-DLUMVEX_WARNINGS_AS_ERRORS=ON",
+                     "-DLUMVEX_COMPILE_TOGETHER=ON", "-DLUMVEX_BUILD_TESTS=OFF", "-DLUMVEX_BUILD_APPS=OFF"])
+                run(["cmake", "--build", made])
+                run(["cmake", "--install", made, "--prefix", prefix])
+                for lines in (INSTALLED, INSTALLED.replace("REQUIRED", "REQUIRED COMPONENTS static")):
+                    self.assert_runs([self.build(lines, *flags, f"-DCMAKE_PREFIX_PATH={prefix}")])
+                    (self.folder / "example.lvp").unlink()
+                    shutil.rmtree(self.folder / "build")
+                self.assert_errors_arrive(flags, prefix)
+                shutil.rmtree(made)
+                shutil.rmtree(prefix)
+
+    def assert_errors_arrive(self, flags, prefix):
+        """The library's exceptions are its clients', too: some standard libraries compare types by their addresses."""
+        example = (self.folder / "main.cpp").read_text()
+        (self.folder / "main.cpp").write_text(CATCHES)
+        program = self.build(INSTALLED, *flags, f"-DCMAKE_PREFIX_PATH={prefix}")
+        self.assertEqual(run([program], cwd=self.folder), "lumvex: there is no such file\n")
+        (self.folder / "main.cpp").write_text(example)
+        shutil.rmtree(self.folder / "build")
 
 
 class Within(ConsumerTest):

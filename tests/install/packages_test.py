@@ -1,5 +1,6 @@
 """What scripts/package has made, each installed where nothing of Lumvex is, and used."""
 
+import hashlib
 import os
 import pathlib
 import shutil
@@ -8,7 +9,7 @@ import tempfile
 import unittest
 import zipfile
 
-from consumer import SOURCE, ConsumerTest, block, run
+from consumer import SOURCE, ConsumerTest, block, pack_sources, run
 
 PACKAGES = SOURCE / "build/packages"
 INSTALLED = block("cmake", "find_package")
@@ -59,6 +60,13 @@ class Debian(ConsumerTest):
         for made in ("bash-completion/completions/lumvex", "zsh/vendor-completions/_lumvex"):
             self.assertIn("compact", (share / made).read_text())
 
+    @unittest.skipUnless(list(PACKAGES.glob("python3-lumvex_*.deb")), "the Python package was left out")
+    def test_the_python_package(self):
+        place = self.install("python3-lumvex") / "lib/python3/dist-packages"
+        said = run(["/usr/bin/python3", "-c", USES_PYTHON], cwd=self.folder, env=dict(os.environ, PYTHONPATH=os.fspath(place)))
+        self.assertEqual(said, f"{place}/lumvex/__init__.py [84.5 86. ]\n")
+        self.assertRegex(self.field("python3-lumvex", "Depends"), r"python3 \(>= 3\..*python3-numpy")
+
     def test_what_they_depend_on(self):
         for package in ("liblumvex5", "lumvex"):
             self.assertRegex(self.field(package, "Depends"), r"libc6 \(>= .*libstdc\+\+6 \(>= ")
@@ -72,6 +80,27 @@ class Debian(ConsumerTest):
     def test_lintian_finds_no_errors(self):
         said = run(["lintian", "--fail-on", "error", "--tag-display-limit", "0", *sorted(PACKAGES.glob("*.deb"))])
         self.assertNotRegex(said, "(?m)^E: ")
+
+
+# In a document of its own, so that reading and writing are tried.
+USES_PYTHON = """
+import lumvex
+with lumvex.open("room.lvp", "x") as doc:
+    doc.data.add("woofer", data=[[20, 84.5], [200, 86]], samplerate=0)
+    doc.save()
+with lumvex.open("room.lvp") as doc:
+    print(lumvex.__file__, doc["woofer"].data[:, 1])
+"""
+
+
+class Wheel(ConsumerTest):
+    def test_it_is_installed_and_used(self):
+        run(["/usr/bin/python3", "-m", "pip", "install", "--no-index", "--no-deps", "--target", self.folder / "there",
+             only("lumvex-*.whl")])
+        said = run(["/usr/bin/python3", "-c", USES_PYTHON], cwd=self.folder,
+                   env=dict(os.environ, PYTHONPATH=os.fspath(self.folder / "there")))
+        self.assertEqual(said, f"{self.folder}/there/lumvex/__init__.py [84.5 86. ]\n")
+        self.assertTrue((self.folder / "there/lumvex/_classes.pyi").stat().st_size > 50000)
 
 
 class Windows(ConsumerTest):
@@ -135,6 +164,38 @@ class Source(ConsumerTest):
         shutil.copy(only("lumvex-*.tar.gz"), self.folder)
         self.assert_runs([self.build(block("cmake", "FetchContent") + INSTALLED.partition("\n")[2],
                                      "-DLUMVEX_COMPILE_TOGETHER=ON")])
+
+
+class Reproducible(unittest.TestCase):
+    """Packages made again from nothing: in another folder, time zone and language, without a compiler cache."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="lumvex-made-again-in-a-folder-of-another-length-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        time = run(["git", "-C", SOURCE, "log", "-1", "--format=%ct"]).strip()
+        self.environment = dict(os.environ, SOURCE_DATE_EPOCH=time, TZ="Pacific/Auckland", LC_ALL="C", CCACHE_DISABLE="1")
+
+    def assert_same(self, place, pattern):
+        for each in PACKAGES.glob(pattern):
+            again = place / "build/packages" / each.name
+            with self.subTest(each.name):
+                self.assertEqual(hashlib.sha256(again.read_bytes()).hexdigest(), hashlib.sha256(each.read_bytes()).hexdigest())
+
+    def test_what_is_built(self):
+        pack_sources(self.folder / "sources.tar")
+        shutil.unpack_archive(self.folder / "sources.tar", self.folder)
+        if (SOURCE / "build/sound-libraries").exists():  # fetched from elsewhere, and no work of ours
+            (self.folder / "lumvex-5.1/build").mkdir()
+            (self.folder / "lumvex-5.1/build/sound-libraries").symlink_to(SOURCE / "build/sound-libraries")
+        run([self.folder / "lumvex-5.1/scripts/package", "debian", "wheel", "windows"], env=self.environment)
+        self.assert_same(self.folder / "lumvex-5.1", "*.deb")
+        self.assert_same(self.folder / "lumvex-5.1", "*.whl")
+        self.assert_same(self.folder / "lumvex-5.1", "*.zip")
+
+    def test_the_source_archive(self):
+        run(["git", "clone", "--quiet", SOURCE, self.folder / "clone"])
+        run([self.folder / "clone/scripts/package", "source"], env=self.environment)
+        self.assert_same(self.folder / "clone", "*.tar.gz")
 
 
 if __name__ == "__main__":

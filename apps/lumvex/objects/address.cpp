@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "files/file_error.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
@@ -367,7 +368,11 @@ Node Addresses::Find(const Node& from, std::string_view address) const {
     return OnlyOne(address, Resolved(from, address));
 }
 
-std::vector<Node> Addresses::FindAll(std::string_view address) const { return Resolved(root_, address); }
+std::vector<Node> Addresses::FindAll(std::string_view address) const { return FindAll(root_, address); }
+
+std::vector<Node> Addresses::FindAll(const Node& from, std::string_view address) const {
+    return Resolved(from, address);
+}
 
 Node Addresses::FindTarget(const InterfaceDescription& type, std::string_view address) const {
     const std::vector<Step> steps = Steps(address);

@@ -56,6 +56,7 @@ public:
     // All objects that the address fits; its steps may be patterns ("Left/*/Measurements/On*"). Throws FileError when
     // there is none.
     std::vector<Node> FindAll(std::string_view address) const;
+    std::vector<Node> FindAll(const Node& from, std::string_view address) const;
 
     // The target of a reference to objects of `type`: an address in the document, or in the library that the project is
     // linked to where such objects are kept there.

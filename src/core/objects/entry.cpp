@@ -4,9 +4,7 @@
 
 namespace lumvex::inside {
 
-Entry::Entry(const GUID& objectId, const ClassInfo* objectClass) : id(objectId), classInfo(objectClass) {
-    if (objectClass) classId = objectClass->classId;
-}
+Entry::Entry(const GUID& objectId, const ClassInfo* objectClass) : id(objectId), classInfo(objectClass) {}
 
 Entry::~Entry() = default;
 

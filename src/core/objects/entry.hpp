@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "core/objects/class_info.hpp"
@@ -30,10 +31,14 @@ public:
     void Release() noexcept;
     unsigned Holders() const noexcept { return count_; }
 
+    // The second ID that the file's directory has of the object is carried unchanged. Mostly it is all zero.
+    GUID Second() const { return second_ ? *second_ : GUID_NULL; }
+    void CarrySecond(const GUID& second) {
+        second_ = IsEqualGUID(second, GUID_NULL) ? nullptr : std::make_unique<const GUID>(second);
+    }
+
     GUID id;
-    GUID second{};               // carried unchanged through save and load
     const ClassInfo* classInfo;  // null: a class this program does not know
-    GUID classId{};              // as stored, for classes this program does not know
     std::uint32_t tag = 0;
     LONG locks = 0;
     std::u16string name;  // known once the object was loaded
@@ -42,22 +47,23 @@ public:
     Ref<Object> object;  // the live object while it is loaded; never the root's, which owns the directory
 
     // Kept by the directory; eventWaits by the event queue.
-    bool stored = false;      // the open file holds the object's stream
-    bool listed = false;      // the open file's directory lists the object
-    bool assumed = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up
-    bool rowRead = true;      // `second` is what the file's directory has, or the file does not have the entry
-    bool stays = false;       // closing the file has taken hold of its object
-    bool joins = false;       // the next save adds it to the file's directory
-    bool changed = false;     // the next save writes the object
-    LONG storedLocks = 0;     // the lock counter in the open file
     std::uint64_t order = 0;  // rises with every entry made
-    bool eventWaits = false;  // in the event queue of the call under way
     Entry* newer = nullptr;   // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
+    LONG storedLocks = 0;         // the lock counter in the open file
+    bool stored : 1 = false;      // the open file holds the object's stream
+    bool listed : 1 = false;      // the open file's directory lists the object
+    bool assumed : 1 = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up
+    bool rowRead : 1 = true;      // the second ID is what the file's directory has, or the file lacks the entry
+    bool stays : 1 = false;       // closing the file has taken hold of its object
+    bool joins : 1 = false;       // the next save adds it to the file's directory
+    bool changed : 1 = false;     // the next save writes the object
+    bool eventWaits : 1 = false;  // in the event queue of the call under way
 
 private:
     ~Entry();
     unsigned count_ = 0;
+    std::unique_ptr<const GUID> second_;  // null: all zero
 };
 
 }  // namespace lumvex::inside

@@ -82,6 +82,8 @@ void PrintAll(const Directory& directory) {
                       [&](std::ostream& out) { PrintClass(out, each); });
     directory.Put("made/published/classes.hpp", PrintClassList);
     directory.Put("made/published/slots.hpp", PrintSlots);
+    directory.Put("made/python/classes.hpp", PrintPythonTable);
+    directory.Put("made/python/_classes.pyi", PrintPythonStub);
     directory.Put("reference.md", PrintManual);
     directory.Put("Lumvex51.idl", PrintDefinition);
 }

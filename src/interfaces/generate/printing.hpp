@@ -24,6 +24,9 @@ void PrintClass(std::ostream& out, const Class& row);
 void PrintClassList(std::ostream& out);
 void PrintSlots(std::ostream& out);  // slots.hpp: every slot by its C++ member, for tests
 
+void PrintPythonTable(std::ostream& out);  // classes.hpp: from which the Python module builds its classes
+void PrintPythonStub(std::ostream& out);   // _classes.pyi: the same classes for type checkers
+
 // ---- names and types ----
 
 bool IsPointer(std::string_view type);

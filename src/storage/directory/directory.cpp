@@ -16,8 +16,7 @@ Ref<Entry> Directory::Find(const GUID& id) {
     const auto row = table_.Find(id);
     if (!row) return nullptr;
     Ref<Entry> entry = Make(id, FindClass(row->classId));
-    entry->classId = row->classId;
-    entry->second = row->second;
+    entry->CarrySecond(row->second);
     entry->tag = row->tag;
     entry->stored = entry->listed = true;
     return entry;
@@ -182,11 +181,11 @@ void Directory::ReadFromTable() {
         table_.ForEach([&](const DirectoryRow& row) {
             if (IsEqualGUID(row.second, GUID_NULL)) return;
             Entry* entry = FindInMemory(row.id);
-            if (entry && !entry->rowRead) entry->second = row.second;
+            if (entry && !entry->rowRead) entry->CarrySecond(row.second);
         });
     } else {
         for (Entry* entry : missing)
-            if (const auto row = table_.Find(entry->id)) entry->second = row->second;
+            if (const auto row = table_.Find(entry->id)) entry->CarrySecond(row->second);
     }
     for (Entry* entry : missing) entry->rowRead = true;
 }

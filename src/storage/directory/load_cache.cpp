@@ -146,7 +146,8 @@ std::vector<Entry*> LoadCache::Assumed() const {
 }
 
 void LoadCache::ClearAssumed(Entry& entry) noexcept {
-    if (std::exchange(entry.assumed, false) && entry.object) --assumedCount_;
+    if (entry.assumed && entry.object) --assumedCount_;
+    entry.assumed = false;
 }
 
 }  // namespace lumvex::inside

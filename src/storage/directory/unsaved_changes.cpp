@@ -1,6 +1,7 @@
 #include "storage/directory/unsaved_changes.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <new>
 #include <utility>
 
@@ -22,15 +23,21 @@ void UnsavedChanges::MakeRoomToJoin(std::size_t entries) {
 void UnsavedChanges::MakeRoomToMark(std::size_t entries) { MakeRoom(marked_, entries); }
 
 void UnsavedChanges::Mark(Entry& entry) noexcept {
-    if (!std::exchange(entry.changed, true)) marked_.emplace_back(&entry);
+    if (entry.changed) return;
+    entry.changed = true;
+    marked_.emplace_back(&entry);
 }
 
 void UnsavedChanges::Unmark(Entry& entry) noexcept {
-    if (std::exchange(entry.changed, false)) std::erase(marked_, Ref<Entry>(&entry));
+    if (!entry.changed) return;
+    entry.changed = false;
+    std::erase(marked_, Ref<Entry>(&entry));
 }
 
 void UnsavedChanges::Join(Entry& entry) noexcept {
-    if (!std::exchange(entry.joins, true)) joining_.emplace_back(&entry);
+    if (entry.joins) return;
+    entry.joins = true;
+    joining_.emplace_back(&entry);
 }
 
 void UnsavedChanges::PrepareToErase(std::span<const Ref<Entry>> entries) {
@@ -70,7 +77,9 @@ std::vector<std::byte> UnsavedChanges::Table(const TableOf<DirectoryRow>& stored
     changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
     changes.put.reserve(joining_.size() * sizeof(DirectoryRow));
     for (const Ref<Entry>& entry : joining_) {
-        if (IsInDocument(entry)) stored.Append(changes.put, {entry->id, entry->second, entry->classId, entry->tag});
+        if (!IsInDocument(entry)) continue;
+        assert(entry->classInfo && "objects of unknown classes are never loaded");
+        stored.Append(changes.put, {entry->id, entry->Second(), entry->classInfo->classId, entry->tag});
     }
     return stored.Merged(changes);
 }

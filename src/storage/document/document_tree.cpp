@@ -41,7 +41,7 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
     }
     if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
         throw Failure(Message::DoesNotExist);
-    const auto source = file_->FindRecord(StreamNameOf(entry.id));
+    const auto source = file_->FindRecord(StreamName(entry.id));
     if (!source) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);

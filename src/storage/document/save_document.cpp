@@ -63,7 +63,7 @@ void DocumentSaver::SaveInPlace(const Objects& objects) {
         compound::CompoundFile& file = tree_.File().Container();
         WriteRoot(file);
         WriteObjects(file, objects);
-        for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamNameOf(id));
+        for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamName(id));
         tree_.Objects().LookUpAssumed();
         tables = WriteTables(file, false);
     });
@@ -133,7 +133,8 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
         const std::size_t rank = rankOf(entry.get());
         ranked.emplace_back(rank, std::move(entry));
     }
-    std::ranges::sort(ranked, {}, [](const auto& each) { return std::pair(each.first, each.second->order); });
+    const auto place = [](const auto& each) { return std::pair(each.first, each.second->order); };
+    if (!std::ranges::is_sorted(ranked, {}, place)) std::ranges::sort(ranked, {}, place);
     Objects objects;
     objects.reserve(ranked.size());
     for (auto& each : ranked) objects.push_back(std::move(each.second));
@@ -196,7 +197,7 @@ void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& ob
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
         WriteObject(*entry->object, record);
-        WriteStream(file, StreamNameOf(entry->id), record);
+        WriteStream(file, StreamName(entry->id), record);
         if (progress_) progress_(++written, objects.size());
     }
 }
@@ -232,8 +233,8 @@ void DocumentSaver::CopyStreams(compound::CompoundFile& to, const Objects& rewri
     for (const std::u16string_view name :
          {kVersionInfoStream, kRootStream, kOldRootStream, kDirectoryStream, kLocksStream, kSettingsStream})
         skipped.emplace(name);
-    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamNameOf(entry->id));
-    for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) skipped.emplace(StreamNameOf(id));
+    for (const Ref<Entry>& entry : rewritten) skipped.emplace(StreamName(entry->id));
+    for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) skipped.emplace(StreamName(id));
     to.CarryFrom(tree_.File().Container());
     tree_.File().Container().ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
         if (!skipped.contains(compound::FoldedName(name))) WriteStream(to, name, bytes);

@@ -19,10 +19,10 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
 
 }  // namespace
 
-std::u16string StreamNameOf(const GUID& id) {
+StreamName::StreamName(const GUID& id) noexcept {
     std::array<std::byte, 16> bytes;
     std::memcpy(bytes.data(), &id, bytes.size());
-    return compound::NameOfId(Swapped(bytes));
+    compound::WriteNameOfId(Swapped(bytes), units_);
 }
 
 std::optional<GUID> IdOfStream(std::u16string_view name) {

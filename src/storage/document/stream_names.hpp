@@ -1,6 +1,7 @@
 // The streams of a document's file: one for each object, and these.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,8 +18,17 @@ inline constexpr std::u16string_view kDirectoryStream = u"ROOTDIR-V100";
 inline constexpr std::u16string_view kLocksStream = u"LOCKS-V100";
 inline constexpr std::u16string_view kSettingsStream = u"PROJECTSETTINGS-V100";
 
-// The name of an object's stream, and back; no ID for any other name.
-std::u16string StreamNameOf(const GUID& id);
+// The name of an object's stream.
+class StreamName {
+public:
+    explicit StreamName(const GUID& id) noexcept;
+    operator std::u16string_view() const { return {units_.data(), units_.size()}; }
+
+private:
+    std::array<char16_t, 26> units_;
+};
+inline std::u16string StreamNameOf(const GUID& id) { return std::u16string(std::u16string_view(StreamName(id))); }
+// The ID whose stream has the name; none for any other name.
 std::optional<GUID> IdOfStream(std::u16string_view name);
 
 }  // namespace lumvex::inside

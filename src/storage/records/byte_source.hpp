@@ -18,6 +18,8 @@ public:
     // A pointer to the bytes, where they are side by side in memory or in the mapped file; else null. Valid until the
     // file is written to.
     virtual const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const = 0;
+    // All of it, where it is in memory for as long as the source; else nothing.
+    virtual std::span<const std::byte> InMemory() const { return {}; }
 };
 
 class MemorySource final : public ByteSource {
@@ -27,6 +29,7 @@ public:
     std::uint64_t Size() const override { return bytes_.size(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const override;
+    std::span<const std::byte> InMemory() const override { return bytes_; }
 
 private:
     std::vector<std::byte> bytes_;

@@ -10,10 +10,9 @@ namespace lumvex::inside {
 static_assert(std::endian::native == std::endian::little, "records are little-endian and copied as they lie in memory");
 static_assert(sizeof(GUID) == 16);
 
-void RecordReader::Read(std::span<std::byte> bytes) {
-    const bool isAhead = position_ >= aheadAt_ && position_ + bytes.size() <= aheadAt_ + aheadCount_;
-    if (isAhead || LookAhead(bytes.size()))
-        std::copy_n(ahead_ + (position_ - aheadAt_), bytes.size(), bytes.begin());
+void RecordReader::ReadBeyond(std::span<std::byte> bytes) {
+    if (LookAhead(bytes.size()))
+        std::ranges::copy(ahead_.first(bytes.size()), bytes.begin());
     else
         source_->Read(position_, bytes);
     position_ += bytes.size();
@@ -23,18 +22,19 @@ void RecordReader::Read(std::span<std::byte> bytes) {
 // that are not needed yet may be damaged, and must not make this read fail.
 bool RecordReader::LookAhead(std::size_t needed) {
     constexpr std::uint64_t kAhead = 256;
-    aheadCount_ = 0;
-    if (needed > kAhead || position_ >= source_->Size()) return false;
+    ahead_ = {};
+    aheadAt_ = position_;
+    if (needed > kAhead || position_ >= size_) return false;
     const auto count = static_cast<std::size_t>(std::min(Left(), kAhead));
     if (count < needed) return false;
+    const std::byte* bytes = nullptr;
     try {
-        ahead_ = source_->Contiguous(position_, count);
+        bytes = source_->Contiguous(position_, count);
     } catch (const Failure&) {
         return false;
     }
-    if (!ahead_) return false;
-    aheadAt_ = position_;
-    aheadCount_ = count;
+    if (!bytes) return false;
+    ahead_ = {bytes, count};
     return true;
 }
 

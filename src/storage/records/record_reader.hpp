@@ -2,6 +2,7 @@
 // stream fails with the storage system's read fault.
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,7 +14,8 @@ namespace lumvex::inside {
 
 class RecordReader {
 public:
-    explicit RecordReader(std::shared_ptr<const ByteSource> source) : source_(std::move(source)) {}
+    explicit RecordReader(std::shared_ptr<const ByteSource> source)
+        : source_(std::move(source)), size_(source_->Size()), ahead_(source_->InMemory()) {}
 
     std::uint16_t U16() { return Number<std::uint16_t>(); }
     std::uint32_t U32() { return Number<std::uint32_t>(); }
@@ -28,9 +30,14 @@ public:
     // For fields that are read later, from the same place.
     const std::shared_ptr<const ByteSource>& Source() const { return source_; }
     std::uint64_t Position() const { return position_; }
-    std::uint64_t Left() const { return source_->Size() - position_; }
+    std::uint64_t Left() const { return size_ - position_; }
     void Skip(std::uint64_t count);
-    void Read(std::span<std::byte> bytes);
+    void Read(std::span<std::byte> bytes) {
+        if (position_ - aheadAt_ > ahead_.size() || bytes.size() > ahead_.size() - (position_ - aheadAt_))
+            return ReadBeyond(bytes);
+        if (!bytes.empty()) std::memcpy(bytes.data(), ahead_.data() + (position_ - aheadAt_), bytes.size());
+        position_ += bytes.size();
+    }
 
 private:
     template <class T>
@@ -40,14 +47,13 @@ private:
         return value;
     }
 
+    void ReadBeyond(std::span<std::byte> bytes);
     bool LookAhead(std::size_t needed);
 
     std::shared_ptr<const ByteSource> source_;
-    std::uint64_t position_ = 0;
-    const std::byte* ahead_ =
-        nullptr;  // the source's own bytes from aheadAt_ on; nothing is written while a record is read
-    std::uint64_t aheadAt_ = 0;
-    std::size_t aheadCount_ = 0;
+    std::uint64_t size_, position_ = 0;
+    std::span<const std::byte> ahead_;  // the source's own bytes from aheadAt_ on; nothing is written meanwhile
+    std::uint64_t aheadAt_ = 0;         // at most position_
 };
 
 }  // namespace lumvex::inside

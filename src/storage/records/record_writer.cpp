@@ -1,5 +1,7 @@
 #include "storage/records/record_writer.hpp"
 
+#include <algorithm>
+
 namespace lumvex::inside {
 
 void RecordWriter::ObjectReference(const Reference& reference) {
@@ -19,27 +21,32 @@ void RecordWriter::Text(std::u16string_view text) {
     U16(0);
 }
 
+void RecordWriter::Grow(std::size_t needed) {
+    constexpr std::size_t kLeast = 1024;
+    small_.resize(std::max({used_ + needed, 2 * small_.size(), kLeast}));
+}
+
 void RecordWriter::Block(std::span<const std::byte> bytes) {
-    if (!bytes.empty()) blocks_.push_back({small_.size(), bytes});
+    if (!bytes.empty()) blocks_.push_back({used_, bytes});
 }
 
 std::uint64_t RecordWriter::Size() const {
-    std::uint64_t size = small_.size();
+    std::uint64_t size = used_;
     for (const Borrowed& block : blocks_) size += block.bytes.size();
     return size;
 }
 
-std::vector<compound::Piece> RecordWriter::Pieces() const {
-    std::vector<compound::Piece> pieces;
-    const std::span<const std::byte> small(small_);
+std::span<const compound::Piece> RecordWriter::Pieces() const {
+    pieces_.clear();
+    const auto small = std::span<const std::byte>(small_).first(used_);
     std::size_t done = 0;
     for (const Borrowed& block : blocks_) {
-        if (block.at > done) pieces.push_back(small.subspan(done, block.at - done));
-        pieces.push_back(block.bytes);
+        if (block.at > done) pieces_.push_back(small.subspan(done, block.at - done));
+        pieces_.push_back(block.bytes);
         done = block.at;
     }
-    if (done < small.size()) pieces.push_back(small.subspan(done));
-    return pieces;
+    if (done < small.size()) pieces_.push_back(small.subspan(done));
+    return pieces_;
 }
 
 std::vector<std::byte> RecordWriter::Joined() const {
@@ -49,7 +56,7 @@ std::vector<std::byte> RecordWriter::Joined() const {
 }
 
 void RecordWriter::Clear() {
-    small_.clear();
+    used_ = 0;
     blocks_.clear();
 }
 

@@ -74,6 +74,26 @@ std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) 
     });
 }
 
+// How long the stream is, where it was read: where it is not pending, fits into the buffer and its bytes are adjacent.
+std::optional<std::size_t> CompoundFile::State::ReadSmall(std::u16string_view name, std::span<std::byte> buffer) {
+    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
+    const FoldedName folded(name);
+    if (pending->Find(folded) != nullptr || volume.ChangedByOthers()) return std::nullopt;
+    return committed->Reading([&]() -> std::optional<std::size_t> {
+        const auto found = committed->Find(folded);
+        if (!found) return std::nullopt;
+        const DirectoryEntry entry = committed->At(*found);
+        const std::uint64_t size = entry.Size(volume.Head().Version());
+        if (entry.Type() != EntryType::Stream || size == 0 || size > buffer.size()) return std::nullopt;
+        const auto offset = committed->PlaceOf(entry.Start(), size);
+        if (!offset) return std::nullopt;
+        const auto count = static_cast<std::size_t>(size);
+        volume.Read(*offset, buffer.first(count));
+        volume.CountRead(*offset, count);
+        return count;
+    });
+}
+
 std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
     auto body = state_->Locate(name);
     if (!body) return std::nullopt;
@@ -81,6 +101,7 @@ std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
 }
 
 CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const {
+    if (const auto read = state_->ReadSmall(name, buffer)) return {std::nullopt, *read};
     auto body = state_->Locate(name);
     if (!body) return {};
     if (body->size > buffer.size()) return {Stream(std::make_shared<StreamBody>(*std::move(body))), std::nullopt};

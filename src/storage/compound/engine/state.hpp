@@ -23,6 +23,7 @@ struct CompoundFile::State {
         pending = std::make_shared<PendingChanges>();
     }
 
+    std::optional<std::size_t> ReadSmall(std::u16string_view name, std::span<std::byte> buffer);
     std::optional<StreamBody> Locate(std::u16string_view name) const;  // a stream that a reader of this file sees
 
     void RequireFits(std::uint64_t size);  // MediumFull for a longer stream than this version can have

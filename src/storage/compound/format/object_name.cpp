@@ -6,7 +6,6 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kNameLength = 26;  // 128 bits in groups of five, the last group padded with two zero bits
 constexpr int kBitsPerCharacter = 5;
 
 std::optional<std::uint32_t> DigitOf(char16_t character) {
@@ -18,8 +17,7 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 
 }  // namespace
 
-std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
-    std::u16string name(kNameLength, u'0');
+void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept {
     char16_t* at = name.data();
     std::uint32_t bits = 0;
     int count = 0;
@@ -29,11 +27,16 @@ std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
         for (count += 8; count >= kBitsPerCharacter; count -= kBitsPerCharacter) append(bits >> (count - 5));
     }
     append(bits << (kBitsPerCharacter - count));
+}
+
+std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
+    std::u16string name(kObjectNameLength, u'0');
+    WriteNameOfId(idInTextOrder, std::span<char16_t, kObjectNameLength>(name));
     return name;
 }
 
 std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
-    if (name.size() != kNameLength) return std::nullopt;
+    if (name.size() != kObjectNameLength) return std::nullopt;
     std::array<std::byte, 16> id{};
     std::size_t filled = 0;
     std::uint32_t bits = 0;

@@ -11,7 +11,10 @@
 
 namespace lumvex::compound {
 
+inline constexpr std::size_t kObjectNameLength = 26;  // 128 bits in groups of five, the last padded with two zero bits
+
 // The bytes are in the order in which the ID's text shows them.
+void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept;
 [[nodiscard]] std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder);
 
 // The ID that NameOfId makes this name of, or its lower case, as names compare without regard to case; none where there

@@ -121,6 +121,7 @@ void Committed::FailToRead() {
     for (ChainPages* pages : {&directory_, &miniFatPages_}) pages->Forget();
     miniStream_.reset();
     miniStreamSize_ = 0;
+    miniRun_ = {0, 0, 0};
     miniFat_.SetLimit(0);
     index_.reset();
     throw StorageError(Status::ReadFault, "a part of the file cannot be read");
@@ -161,6 +162,30 @@ ChainPages& Committed::MiniStream() {
 std::uint64_t Committed::MiniStreamSize() {
     ReadRoot();
     return miniStreamSize_;
+}
+
+std::optional<std::uint64_t> Committed::PlaceOf(SectorId start, std::uint64_t size) {
+    if (IsMini(size)) return PlaceInMiniStream(start, size);
+    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
+    const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
+    if (fat_.StretchFrom(start, count).count < count) return std::nullopt;
+    return volume_.OffsetOf(start);
+}
+
+std::optional<std::uint64_t> Committed::PlaceInMiniStream(SectorId start, std::uint64_t size) {
+    const unsigned shift = volume_.SectorShift();
+    const auto miniCount = static_cast<std::uint32_t>(MiniSectorsFor(size));
+    if (size > MiniStreamSize() || MiniFat().StretchFrom(start, miniCount).count < miniCount) return std::nullopt;
+    const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
+    const auto first = static_cast<std::uint32_t>(offset >> shift);
+    const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
+    if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
+        constexpr std::uint32_t kAhead = 1024;  // sectors: the next streams are probably there, too
+        const auto place = MiniStream().Sectors().Find(fat_, first, std::max(end - first, kAhead));
+        if (!place || place->adjacent < end - first) return std::nullopt;
+        miniRun_ = {first, place->sector, place->adjacent};
+    }
+    return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
 }
 
 EntryId Committed::TreeTop() {

@@ -107,6 +107,10 @@ public:
     DirectoryEntry At(EntryId id) { return EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
+    // Where a stream's bytes are in the file, when they are adjacent; none where they are not, or where there cannot be
+    // a stream of this size.
+    std::optional<std::uint64_t> PlaceOf(SectorId start, std::uint64_t size);
+
     // Visits the root storage's tree in its order. Where this throws, what was visited may be wrong.
     void Walk(const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
         Reading([&] { return WalkTree(directory_, TreeTop(), EntryCount(), visit), true; });
@@ -116,6 +120,7 @@ public:
     std::optional<EntryId> Find(const FoldedName& name);
 
 private:
+    std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
     std::optional<EntryId> Descend(const FoldedName& name);
     std::optional<EntryId> LookUp(const FoldedName& name);
     void BuildIndex();
@@ -132,6 +137,7 @@ private:
     SectorTable miniFat_;
     std::optional<ChainPages> miniStream_;  // once the root entry was read
     std::uint64_t miniStreamSize_ = 0;
+    Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last stream that was looked for
 
     // The root storage's entries by the hashes of their names. Made when searching the tree has taken as many steps as
     // making this.

@@ -38,8 +38,6 @@ private:
     void FindAll();
     void ReadSorted(std::vector<Found>& all);
     void Read(EntryId id);
-    std::optional<std::uint64_t> PlaceOf(SectorId start, std::uint64_t size);
-    std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
     const std::byte* EntryBytes(EntryId id);
 
     std::shared_ptr<Committed> committed_;
@@ -49,7 +47,6 @@ private:
     PerPage perPage_;
     std::vector<const std::byte*> pages_;  // of the directory; null where one was not needed yet
     std::vector<Found> small_, large_;
-    Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last small stream
     FileView::Window window_;
     std::vector<std::byte> buffer_;
 };
@@ -115,7 +112,7 @@ void Reader::Read(EntryId id) {
     const std::uint64_t size = entry.Size(version_);
     std::span<const std::byte> bytes;
     if (size != 0) {
-        if (const auto offset = PlaceOf(entry.Start(), size)) {
+        if (const auto offset = committed_->PlaceOf(entry.Start(), size)) {
             bytes = {volume_.Bytes(*offset, size, window_, kReadAhead), static_cast<std::size_t>(size)};
             volume_.CountRead(*offset, size);
         } else {
@@ -128,34 +125,6 @@ void Reader::Read(EntryId id) {
     }
     std::array<char16_t, kMaxNameLength> name;
     visit_(entry.Name(name), bytes);
-}
-
-// The offset of a stream's bytes in the file where they are adjacent; none where they are not, or where there cannot be
-// a stream of this size.
-std::optional<std::uint64_t> Reader::PlaceOf(SectorId start, std::uint64_t size) {
-    if (committed_->IsMini(size)) return PlaceInMiniStream(start, size);
-    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
-    const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
-    Chain chain(start);
-    const auto place = chain.Find(committed_->Fat(), 0, count);
-    if (!place || place->adjacent < count) return std::nullopt;
-    return volume_.OffsetOf(place->sector);
-}
-
-std::optional<std::uint64_t> Reader::PlaceInMiniStream(SectorId start, std::uint64_t size) {
-    const unsigned shift = volume_.SectorShift();
-    const auto miniCount = static_cast<std::uint32_t>(MiniSectorsFor(size));
-    if (size > committed_->MiniStreamSize() || committed_->MiniFat().StretchFrom(start, miniCount).count < miniCount)
-        return std::nullopt;
-    const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
-    const auto first = static_cast<std::uint32_t>(offset >> shift);
-    const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
-    if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
-        const auto place = committed_->MiniStream().Sectors().Find(committed_->Fat(), first, kMaxSector);
-        if (!place || place->adjacent < end - first) return std::nullopt;
-        miniRun_ = {first, place->sector, place->adjacent};
-    }
-    return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
 }
 
 }  // namespace
