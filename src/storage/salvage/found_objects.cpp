@@ -499,7 +499,7 @@ void Finder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     if (!stream.ends || stream.isMini) return;
     std::uint64_t there = 0;
     for (const compound::Extent& extent : stream.extents) there += extent.count;
-    stream.extents.push_back({compound::Extent::kLost, file_->Size()});
+    stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
     const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
     for (const ClassInfo* info : AllClasses()) {
         if (!IsPossible(*info) || info->kind != ClassKind::Item) continue;
@@ -777,6 +777,12 @@ void Finder::ReadOthers() {
         const bool isUnknownClass = row != document_.rows.end() && !FindClass(row->second.classId);
         if (id && (!isUnknownClass || Has(*id))) continue;
         if (entries.front()->standing != SalvagedEntry::Standing::Current) continue;
+        try {
+            compound::RequireValidName(entries.front()->name);
+        } catch (const compound::StorageError& error) {
+            Lost("stream " + ToUtf8(name), std::string("its name is damaged: ") + error.what());
+            continue;
+        }
         const Source source = SourceOf(*entries.front(), Way::Chain);
         if (const std::uint64_t lost = source->Lost(source->Size()); lost != 0)
             Lost("stream " + ToUtf8(name), std::to_string(lost) + " of its bytes are lost: zeros");

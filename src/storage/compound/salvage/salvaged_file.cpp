@@ -63,6 +63,11 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     Read(0, bytes);
     const Header header(bytes);
     FindEntries();
+    if (view_.IsMapped() && file_.LookAtMap() != File::Shown::Whole) {  // a part that cannot be read showed as zeros
+        view_.ReadPageByPage();
+        entries_.clear(), entryOffsets_.clear(), roots_.clear(), rootOffsets_.clear();
+        FindEntries();
+    }
     shift_ = ShiftOf(header);
     sectors_ = size_ <= OffsetOf(0) ? 0 : SectorsFor(size_ - OffsetOf(0));
     hasHeader_ = header.SectorShift() == shift_ && header.MiniCutoff() == kMiniCutoff;
@@ -315,7 +320,7 @@ std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
             beginnings.push_back(mini);
     for (const SalvagedEntry& entry : entries_)
         if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free &&
-            miniFat_.Next(entry.start) == kUnknown)
+            miniFat_.Next(entry.start) == kUnknown && std::uint64_t{entry.start} << kMiniSectorShift < size_)
             beginnings.push_back(entry.start);
     return beginnings;
 }
@@ -408,6 +413,7 @@ void SalvagedFile::FindMiniStream(const Header& header) {
     ReadMiniFat(header, minis);
     const std::vector<SectorId> beginnings = MiniBeginnings();
     for (const SectorId mini : beginnings) minis = std::max<std::uint64_t>(minis, std::uint64_t{mini} + 1);
+    minis = std::min(minis, MiniSectorsFor(size_));  // a damaged number must not ask for any amount of pages
     SectorId start = kEndOfChain;
     std::size_t best = 0;
     for (const Root& root : roots_) {
@@ -479,7 +485,9 @@ std::vector<Extent> SalvagedFile::Joined(const std::vector<SectorId>& sectors, b
 
 std::vector<Extent> SalvagedFile::ExtentsOf(const SalvagedEntry& entry, Way way) const {
     const bool isMini = !IsLarge(entry);
-    const std::uint64_t described = fat_.next.size() << shift_;
+    // The file may have been longer, but a damaged size must not ask for any amount of zeros.
+    constexpr std::uint64_t kMostCut = 16;
+    const std::uint64_t described = std::min<std::uint64_t>(fat_.next.size() << shift_, kMostCut * size_);
     const std::uint64_t size = std::min(entry.size, std::max(size_, described));
     const std::uint64_t count = isMini ? MiniSectorsFor(size) : SectorsFor(size);
     return Joined(Follow(isMini ? miniFat_ : fat_, entry.start, count, way), isMini, size);
