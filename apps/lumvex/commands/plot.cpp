@@ -62,7 +62,7 @@ void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, st
 // Empty where the trace has no such curve.
 PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int smoothing) {
     PictureCurve curve{.label = named.name};
-    curve.isDashed = named.trace.role == Role::Limit || named.trace.role == Role::Target;
+    curve.isDashed = named.trace.role == Role::Limit || named.trace.role == Role::Intended;
     if (const auto* response = std::get_if<ResponseTrace>(&named.trace.data)) {
         curve.x = response->frequencies;
         if (chart == "level") curve.y = response->levels;
