@@ -207,10 +207,10 @@ ExitStatus RunPlot(const PlotArguments& arguments) {
         if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
             throw FileError(arguments.file, "the file exists already; --force replaces it");
     }
+    const Picture picture = PictureOf(arguments);
     const std::string protocol = arguments.terminal.empty() ? TerminalProtocol() : arguments.terminal;
     if (arguments.file.empty() && protocol.empty())
         throw std::runtime_error("this terminal is not known to show pictures: -o names a file, --terminal a protocol");
-    const Picture picture = PictureOf(arguments);
     std::string bytes;
     try {
         bytes = extension == ".svg" ? SvgText(picture) : PngBytes(picture);
