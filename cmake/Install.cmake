@@ -61,7 +61,7 @@ if(TARGET lumvex_server)
   install(PROGRAMS packaging/windows/register.cmd DESTINATION . COMPONENT server)
 endif()
 
-install(FILES README.md DESTINATION ${doc_dir} COMPONENT tool)
+install(FILES README.md THIRD-PARTY.md DESTINATION ${doc_dir} COMPONENT tool)
 install(FILES docs/reliability.md DESTINATION ${doc_dir}/docs COMPONENT tool)
 install(FILES docs/architecture.md docs/file-format.md DESTINATION ${doc_dir}/docs COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/reference.md DESTINATION ${doc_dir} COMPONENT development)

@@ -88,7 +88,7 @@ public:
 private:
     // What a datum has no property for.
     std::string HeaderOf(const MeasurementFile& file) const {
-        const bool isMore = file.kind == FileKind::Calibration || file.startTime.has_value();
+        const bool isMore = file.kind == FileKind::Calibration || file.startTime.value_or(0) != 0;
         return isMore || (header_ && !file.header.empty()) ? HeaderText(file) : std::string();
     }
 
@@ -141,7 +141,7 @@ public:
     std::size_t FilesTogether() const override { return outputs_; }
 
     StoredItem Add(std::span<InputFile> files) override {
-        for (const InputFile& file : files) CheckIsSound(file, "a speaker");
+        for (const InputFile& file : files) CheckIsSound(file, "speaker");
         MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
@@ -185,7 +185,7 @@ public:
           channel_(*placement.channel) {}
 
     StoredItem Add(std::span<InputFile> files) override {
-        CheckIsSound(files[0], "a room");
+        CheckIsSound(files[0], "room");
         MeasurementFile channels = Joined(files);
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the position has a measurement", measurements_, names_.Find(name),

@@ -19,48 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Words for the statuses that the storage system returns without a text. Null for any other status.
-const char* WordsOf(HRESULT status) {
-    switch (status) {
-        case STG_E_FILENOTFOUND:
-            return "there is no such file";
-        case STG_E_PATHNOTFOUND:
-            return "there is no such folder";
-        case STG_E_TOOMANYOPENFILES:
-            return "too many files are open";
-        case STG_E_ACCESSDENIED:
-            return "permission denied";
-        case STG_E_INSUFFICIENTMEMORY:
-        case E_OUTOFMEMORY:
-            return "out of memory";
-        case STG_E_WRITEFAULT:
-            return "the file cannot be written";
-        case STG_E_READFAULT:
-            return "the file cannot be read, or something is missing from it";
-        case STG_E_SHAREVIOLATION:
-            return "another program has the file open";
-        case STG_E_FILEALREADYEXISTS:
-            return "it is no compound file";
-        case STG_E_MEDIUMFULL:
-            return "the disk is full";
-        case STG_E_INVALIDHEADER:
-            return "the header of the file is damaged";
-        case STG_E_INVALIDNAME:
-            return "the name is too long or not allowed";
-        case STG_E_DOCFILECORRUPT:
-            return "the file is damaged";
-        default:
-            return nullptr;
-    }
-}
-
-std::string StatusText(HRESULT status) {
-    std::ostringstream text;
-    text << "status 0x" << std::uppercase << std::hex << std::setw(8) << std::setfill('0')
-         << static_cast<std::uint32_t>(status);
-    return text.str();
-}
-
 // Describes the error by what is at the path where that says more than the status: a directory, a device.
 std::string ReasonAt(const fs::path& document, const Error& error) {
     std::error_code ignored;
@@ -208,14 +166,6 @@ std::u16string PathText(const fs::path& document) {
     const std::string_view bytes(reinterpret_cast<const char*>(text.data()), text.size());
     if (ValidUtf8(bytes) != bytes) throw DocumentError(document, "cannot be opened", "its name is no valid UTF-8");
     return FromUtf8(bytes);
-}
-
-std::string Describe(const Error& error) {
-    const char* words = WordsOf(error.Status());
-    std::string text = words ? words : error.what();
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    const std::string status = StatusText(error.Status());
-    return text == status ? text : text + " (" + status + ")";
 }
 
 std::string Shown(std::u16string_view text) {

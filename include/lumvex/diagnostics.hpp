@@ -27,6 +27,22 @@ struct DocumentProblem {
 // cannot be read at all.
 LUMVEX_API std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress = {});
 
+// The library that a project is linked to, as the project's record names it: the library may be elsewhere by now.
+struct LinkedLibrary {
+    std::string id;    // in braces
+    std::string path;  // where it was seen last; may be relative or of another system
+};
+
+struct DocumentCheck {
+    std::vector<DocumentProblem> problems;  // what CheckDocument answers
+    std::vector<DocumentProblem> lost;      // references that lead to nothing, and links without a target
+    std::optional<LinkedLibrary> library;   // whether it is there is not looked at
+};
+
+// CheckDocument, and what in the document leads nowhere although every record is sound: removing an object leaves such
+// references behind.
+LUMVEX_API DocumentCheck ExamineDocument(const std::filesystem::path& path, const Progress& progress = {});
+
 struct ClassCount {
     std::string className;  // of unknown classes: their ID
     std::size_t objects = 0;
@@ -41,6 +57,7 @@ struct DocumentFacts {
     std::uint64_t streamBytes = 0;    // content of all streams
     std::size_t objects = 0;          // listed in the object directory, the root included
     std::vector<ClassCount> classes;  // by name
+    std::optional<LinkedLibrary> library;
 };
 
 // What the file says of itself, without loading any object. Throws as CheckDocument.

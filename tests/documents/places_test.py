@@ -119,7 +119,7 @@ class Projects(Places):
         self.speaker(low, high)
         text = self.file("low.txt", "20 80 -5\n30 81 -6\n40 82 -7\n")
         refused = self.speaker(text, config="Subwoofer", status=INCOMPLETE).stderr
-        self.assertIn("a speaker keeps impulse responses; the project itself keeps it (--as data), and --to-impulse",
+        self.assertIn("a speaker keeps impulse responses; without --speaker it becomes named data (--as data",
                       refused)
         self.speaker("--to-impulse", "48000", text, config="Subwoofer")
         self.tool("import", self.document, "--speaker", "Right", "--model", "acme/sons/a/b", "--config", "single AMP",

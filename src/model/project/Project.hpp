@@ -31,6 +31,7 @@ private:
     void SaveSettings(RecordWriter& writer) const override;
     void LoadSettings(RecordReader& reader) override;
     void SwapSettings(DocumentRoot& other) noexcept override;
+    std::optional<Link> LinkedDocument() const override { return Specifications.Current(); }
     void FileClosed() noexcept override { Specifications.Close(); }
 };
 

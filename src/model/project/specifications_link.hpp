@@ -34,6 +34,9 @@ public:
     void Put(ISpecifications* library, Owner& owner) {
         StoreAndTell(owner, LX_EV_DEFAULT, [&] { Point(library); });
     }
+    // What is saved: none without a link.
+    using Target = DocumentRoot::Link;
+    std::optional<Target> Current() const;
     // Called when the project's file was closed. Releases a library that the link opened; no display name opens it
     // again.
     void Close() noexcept;
@@ -42,15 +45,9 @@ public:
     friend void LoadField(RecordReader& reader, SpecificationsLink& field);
 
 private:
-    struct Target {
-        GUID id;
-        std::u16string path;
-    };
-
     Ref<Object> Library(const std::filesystem::path& projectFolder, Reach reach);
     void Find(const std::filesystem::path& projectFolder, Reach reach);
     void Point(ISpecifications* library);
-    std::optional<Target> Current() const;
 
     mutable std::optional<Target> stored_;  // as it was loaded, saved, found or put last
     Ref<CSpecifications> library_;

@@ -5,9 +5,11 @@
 
 #include "core/base/guid_order.hpp"
 #include "core/tree/collection.hpp"
+#include "core/tree/references.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/compound/check/check.hpp"
 #include "storage/document/document_file.hpp"
+#include "storage/document/document_root.hpp"
 #include "storage/inspect/client_errors.hpp"
 #include "storage/records/object_record.hpp"
 #include "storage/records/table_rows.hpp"
@@ -16,12 +18,35 @@ namespace lumvex::inside {
 
 namespace {
 
+std::optional<LinkedLibrary> LibraryOf(const DocumentRoot& root) {
+    const auto link = root.LinkedDocument();
+    if (!link) return std::nullopt;
+    return LinkedLibrary{ToUtf8(ToText(link->id)), ToUtf8(link->path)};
+}
+
+// Of a file whose root record can be read.
+std::optional<LinkedLibrary> LibraryOf(DocumentFile& file, const ClassInfo& rootClass) {
+    const bool current = file.Contains(kRootStream);
+    const auto source = file.Find(current ? kRootStream : kOldRootStream);
+    if (!source) return std::nullopt;
+    try {
+        RecordReader reader(source);
+        const VersionWord version(current ? reader.U32() : 1);
+        reader.ObjectReference();
+        const Ref<Object> root = rootClass.create();
+        rootClass.load(*root, reader, version);
+        return LibraryOf(static_cast<const DocumentRoot&>(*root));
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
 class Checker {
 public:
     Checker(std::shared_ptr<DocumentFile> file, const Progress& progress)
         : file_(std::move(file)), progress_(progress) {}
 
-    std::vector<DocumentProblem> Run() {
+    DocumentCheck Run() {
         file_->Container().ForEachStream([&](std::u16string_view name, std::uint64_t) {
             if (const auto id = IdOfStream(name)) streams_.insert(*id);
         });
@@ -36,12 +61,19 @@ public:
         }
         Try("lock counters", [&] { ReadLocks(); });
         ReportUnreached();
-        return std::move(problems_);
+        ReportLost();
+        return {std::move(problems_), std::move(lost_), std::move(library_)};
     }
 
 private:
     struct Waiting {
         Reference reference;
+        const ClassInfo* classInfo;
+        std::string owner;
+    };
+
+    struct Referred {
+        GUID id;
         const ClassInfo* classInfo;
         std::string owner;
     };
@@ -119,6 +151,7 @@ private:
         info->load(*root, reader, version);
         if (reader.Left() != 0)
             Report("root record", std::to_string(reader.Left()) + " bytes follow that its class does not know");
+        library_ = LibraryOf(static_cast<const DocumentRoot&>(*root));
         Follow(*root, "the root");
     }
 
@@ -173,10 +206,28 @@ private:
             const auto source = file_->Find(StreamNameOf(next.reference.id));
             const RecordExtent extent = ReadObject(*object, source);
             object->Materialise();
+            object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& target) {
+                if (reference.Id())
+                    referred_.push_back({*reference.Id(), &target, name});
+                else if (object->Class().isLink)
+                    lost_.push_back({name, "it links to no " + ToUtf8(target.name)});
+            });
             if (extent.bytes < source->Size() && extent.version.Writer() <= next.classInfo->version.Writer())
                 Report(name, std::to_string(source->Size() - extent.bytes) + " bytes follow its record");
             Follow(*object, name);
         });
+    }
+
+    // Nothing is said of objects that there are but could not be read.
+    void ReportLost() {
+        for (const Referred& each : referred_) {
+            const auto listed = table_.find(each.id);
+            const std::string target = ToUtf8(each.classInfo->name) + " " + ToUtf8(ToText(each.id));
+            if (!reached_.contains(each.id))
+                lost_.push_back({each.owner, "it refers to " + target + ", which the document does not have"});
+            else if (listed != table_.end() && !IsEqualGUID(listed->second.classId, each.classInfo->classId))
+                lost_.push_back({each.owner, "it refers to " + target + ", which is of another class"});
+        }
     }
 
     // References in objects of a newer program's classes cannot be followed, so that nothing is said of these objects.
@@ -194,7 +245,9 @@ private:
 
     std::shared_ptr<DocumentFile> file_;
     const Progress& progress_;
-    std::vector<DocumentProblem> problems_;
+    std::vector<DocumentProblem> problems_, lost_;
+    std::vector<Referred> referred_;
+    std::optional<LinkedLibrary> library_;
     std::set<GUID, GuidLess> streams_, reached_;
     std::map<GUID, DirectoryRow, GuidLess> table_;
     bool hasTable_ = false;
@@ -215,9 +268,14 @@ std::shared_ptr<DocumentFile> OpenForReading(const std::filesystem::path& path) 
 namespace lumvex {
 
 std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, const Progress& progress) {
+    return ExamineDocument(path, progress).problems;
+}
+
+DocumentCheck ExamineDocument(const std::filesystem::path& path, const Progress& progress) {
     using namespace inside;
     return ForClient([&] {
-        std::vector<DocumentProblem> problems;
+        DocumentCheck check;
+        std::vector<DocumentProblem>& problems = check.problems;
         {
             const auto file = compound::OpenFile(path, compound::Access::ReadShared);
             try {
@@ -229,12 +287,14 @@ std::vector<DocumentProblem> CheckDocument(const std::filesystem::path& path, co
             }
         }
         try {
-            auto records = Checker(OpenForReading(path), progress).Run();
-            problems.insert(problems.end(), records.begin(), records.end());
+            DocumentCheck records = Checker(OpenForReading(path), progress).Run();
+            problems.insert(problems.end(), records.problems.begin(), records.problems.end());
+            check.lost = std::move(records.lost);
+            check.library = std::move(records.library);
         } catch (const Failure&) {
             if (problems.empty()) throw;  // else the problems of the file's structure are the cause
         }
-        return problems;
+        return check;
     });
 }
 
@@ -260,6 +320,7 @@ DocumentFacts InspectDocument(const std::filesystem::path& path) {
                 if (info && info->kind == ClassKind::Root) {
                     facts.rootClass = ToUtf8(info->name);
                     facts.rootId = ToUtf8(ToText(row.id));
+                    facts.library = LibraryOf(*file, *info);
                 }
                 ++classes[info ? ToUtf8(info->name) : ToUtf8(ToText(row.classId))];
             }

@@ -70,9 +70,10 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     const std::vector<SectorId> listed = hasHeader_ ? ListedFatPages(header) : std::vector<SectorId>();
     const std::uint64_t pages = std::max<std::uint64_t>(listed.size(), (sectors_ + perPage - 1) / perPage);
     fat_.next.assign(pages * perPage, kUnknown);
+    fat_.isListed.assign(fat_.next.size(), false);
     for (std::uint32_t index = 0; index < listed.size(); ++index) {
         Page page = ReadPage(listed[index]);
-        if (Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page);
+        if (Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page, true);
     }
     SearchPages(fat_, true);
     NoteFollowers(fat_, true);
@@ -228,9 +229,14 @@ std::vector<SectorId> SalvagedFile::ListedFatPages(const Header& header) const {
     return listed;
 }
 
-void SalvagedFile::Adopt(Table& table, std::uint32_t index, const Page& page) const {
-    const std::size_t first = std::size_t{index} * page.size();
-    if (first + page.size() <= table.next.size()) std::ranges::copy(page, table.next.begin() + std::ptrdiff_t(first));
+// A page that was found by its content may be one of an older state: sectors that were free then may be in use now.
+void SalvagedFile::Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed) {
+    for (std::size_t at = 0; at < page.size(); ++at) {
+        const std::size_t sector = std::size_t{index} * page.size() + at;
+        if (sector >= table.next.size()) return;
+        table.next[sector] = !isListed && page[at] == kFreeSector ? kUnknown : page[at];
+        table.isListed[sector] = isListed;
+    }
 }
 
 // How well a page agrees with the directory: streams that begin in it and whose chain ends after their length.
@@ -276,7 +282,7 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
             if (fits >= score) score = fits, chosen = std::move(candidate);
         }
     }
-    for (const auto& [index, found] : best) Adopt(table, index, found.second);
+    for (const auto& [index, found] : best) Adopt(table, index, found.second, false);
 }
 
 void SalvagedFile::NoteFollowers(Table& table, bool large) {
@@ -368,8 +374,12 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
         pages.push_back(sector);
         used.insert(sector);
         const SectorId next = fat_.Next(sector);
-        isKnown = IsRegular(next) && next < fat_.next.size();
-        for (sector = isKnown ? next : sector + 1; !isKnown && fat_.IsTaken(sector); ++sector) {
+        isKnown = fat_.IsCertain(sector);
+        if (IsRegular(next) && next < fat_.next.size()) {
+            sector = next;
+            continue;
+        }
+        for (++sector; fat_.IsTaken(sector); ++sector) {
         }
     }
     return pages;
@@ -382,8 +392,9 @@ void SalvagedFile::ReadMiniFat(const Header& header, std::uint64_t miniSectors) 
     for (; pages.size() < sectors_ && IsRegular(sector); sector = fat_.Next(sector)) pages.push_back(ReadPage(sector));
     const std::uint64_t count = std::max<std::uint64_t>(pages.size(), (miniSectors + perPage - 1) / perPage);
     miniFat_.next.assign(count * perPage, kUnknown);
+    miniFat_.isListed.assign(miniFat_.next.size(), false);
     for (std::uint32_t index = 0; index < pages.size(); ++index)
-        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index]);
+        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index], true);
     SearchPages(miniFat_, false);
     NoteFollowers(miniFat_, false);
 }

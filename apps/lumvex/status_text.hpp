@@ -1,0 +1,15 @@
+// Why calls of the library fail, in words.
+#pragma once
+
+#include <string>
+
+#include "lumvex/client.hpp"
+
+namespace lumvex::app {
+
+std::string StatusText(HRESULT status);  // "status 0x80030002"
+
+// Why a call of the library failed: words and the status, on one line.
+std::string Describe(const Error& error);
+
+}  // namespace lumvex::app
