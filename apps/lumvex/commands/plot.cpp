@@ -62,7 +62,7 @@ void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, st
 // Empty where the trace has no such curve.
 PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int smoothing) {
     PictureCurve curve{.label = named.name};
-    curve.isDashed = named.trace.role == Role::Limit || named.trace.role == Role::Target;
+    curve.isDashed = named.trace.role == Role::Limit || named.trace.role == Role::Intended;
     if (const auto* response = std::get_if<ResponseTrace>(&named.trace.data)) {
         curve.x = response->frequencies;
         if (chart == "level") curve.y = response->levels;
@@ -207,10 +207,10 @@ ExitStatus RunPlot(const PlotArguments& arguments) {
         if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
             throw FileError(arguments.file, "the file exists already; --force replaces it");
     }
+    const Picture picture = PictureOf(arguments);
     const std::string protocol = arguments.terminal.empty() ? TerminalProtocol() : arguments.terminal;
     if (arguments.file.empty() && protocol.empty())
         throw std::runtime_error("this terminal is not known to show pictures: -o names a file, --terminal a protocol");
-    const Picture picture = PictureOf(arguments);
     std::string bytes;
     try {
         bytes = extension == ".svg" ? SvgText(picture) : PngBytes(picture);

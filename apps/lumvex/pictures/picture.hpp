@@ -10,8 +10,8 @@
 namespace lumvex::app {
 
 struct PictureCurve {
-    std::string label;         // UTF-8
-    std::vector<double> x, y;  // as many of both; a y that is no number leaves a gap
+    std::string label;                   // UTF-8
+    std::vector<double> x = {}, y = {};  // as many of both; a y that is no number leaves a gap
     bool isDashed = false;
 };
 

@@ -81,7 +81,7 @@ void AddWays(const std::vector<Corner>& corners, bool isShown, Drawable& drawabl
         };
         drawable.traces.push_back(
             {.label = isSum ? "sum of the crossover's ways" : "crossover, way " + std::to_string(way + 1),
-             .role = Role::Target,
+             .role = Role::Intended,
              .isShown = isShown,
              .data = ComputedResponse(response),
              .method = {"Crossover " + text + ".", kPrototypes}});

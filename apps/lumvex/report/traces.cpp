@@ -43,7 +43,7 @@ const char* NameOf(Role role) {
             return "sum";
         case Role::Corrected:
             return "corrected";
-        case Role::Target:
+        case Role::Intended:
             return "target";
         case Role::Limit:
             return "limit";

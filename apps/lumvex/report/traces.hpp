@@ -28,7 +28,7 @@ struct ResponseTrace {
     std::vector<double> delays;               // group delay, ms; as many or none
 };
 
-enum class Role { Measured, Filter, Sum, Corrected, Target, Limit };
+enum class Role { Measured, Filter, Sum, Corrected, Intended, Limit };
 
 struct Trace {
     std::string label = {};  // within the object: "output 1"; may be empty
