@@ -13,6 +13,7 @@
 #include "files/file_error.hpp"
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
