@@ -142,7 +142,7 @@ bool LeadsToDocument(const MemberDescription& member) {
 Node OpenedLibrary(std::string_view path) {
     if (path.empty() || EqualNames(path, "none")) return {};
     const std::filesystem::path file = std::filesystem::absolute(std::u8string(path.begin(), path.end()));
-    return NodeOf(OpenDocument(file, LX_SHARE_READ));
+    return Node(RootOf(OpenDocument(file, LX_SHARE_READ)));
 }
 
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
