@@ -1,10 +1,7 @@
 #include "document.hpp"
 
 #include <algorithm>
-#include <cstdint>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 #include <system_error>
 
 #include "files/text_encoding.hpp"
@@ -18,48 +15,6 @@ namespace lumvex::app {
 namespace fs = std::filesystem;
 
 namespace {
-
-// Words for the statuses that the storage system returns without a text. Null for any other status.
-const char* WordsOf(HRESULT status) {
-    switch (status) {
-        case STG_E_FILENOTFOUND:
-            return "there is no such file";
-        case STG_E_PATHNOTFOUND:
-            return "there is no such folder";
-        case STG_E_TOOMANYOPENFILES:
-            return "too many files are open";
-        case STG_E_ACCESSDENIED:
-            return "permission denied";
-        case STG_E_INSUFFICIENTMEMORY:
-        case E_OUTOFMEMORY:
-            return "out of memory";
-        case STG_E_WRITEFAULT:
-            return "the file cannot be written";
-        case STG_E_READFAULT:
-            return "the file cannot be read, or something is missing from it";
-        case STG_E_SHAREVIOLATION:
-            return "another program has the file open";
-        case STG_E_FILEALREADYEXISTS:
-            return "it is no compound file";
-        case STG_E_MEDIUMFULL:
-            return "the disk is full";
-        case STG_E_INVALIDHEADER:
-            return "the header of the file is damaged";
-        case STG_E_INVALIDNAME:
-            return "the name is too long or not allowed";
-        case STG_E_DOCFILECORRUPT:
-            return "the file is damaged";
-        default:
-            return nullptr;
-    }
-}
-
-std::string StatusText(HRESULT status) {
-    std::ostringstream text;
-    text << "status 0x" << std::uppercase << std::hex << std::setw(8) << std::setfill('0')
-         << static_cast<std::uint32_t>(status);
-    return text.str();
-}
 
 // Describes the error by what is at the path where that says more than the status: a directory, a device.
 std::string ReasonAt(const fs::path& document, const Error& error) {
@@ -75,7 +30,7 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
     } else {
         return Describe(error);
     }
-    return reason + " (" + StatusText(error.Status()) + ")";
+    return Error(error.Status(), reason).what();
 }
 
 // A search by name loads items. Above the upper bound, items that are not in use are released down to the lower one.
@@ -211,11 +166,12 @@ std::u16string PathText(const fs::path& document) {
 }
 
 std::string Describe(const Error& error) {
-    const char* words = WordsOf(error.Status());
-    std::string text = words ? words : error.what();
+    // The engine's own texts give numbers for whoever looks for the cause.
+    constexpr HRESULT kFacility = 0x1FFF0000, kStorage = 0x00030000;
+    const char* words = (error.Status() & kFacility) == kStorage ? WordsOf(error.Status()) : nullptr;
+    std::string text = Error(error.Status(), words ? words : error.Words()).what();
     std::replace(text.begin(), text.end(), '\n', ' ');
-    const std::string status = StatusText(error.Status());
-    return text == status ? text : text + " (" + status + ")";
+    return text;
 }
 
 std::string Shown(std::u16string_view text) {

@@ -225,7 +225,11 @@ Command commands::Tree() {
                  {"--depth", &arguments->depth, {"DEPTH", ProblemOfDepth}, "print so many levels below it, 0: itself"},
                  {"--ids", &arguments->ids, {}, "print every object's ID behind it"},
                  {"--paths", &arguments->paths, {}, "print every object's address behind it"},
-                 {"--json", &arguments->json, {}, "print the tree as JSON"}},
+                 {"--json", &arguments->json, {}, "print the tree as JSON"},
+                 {"--statistics",
+                  &arguments->statistics,
+                  {},
+                  "print on standard error how many objects were loaded and how many bytes were read"}},
             .details =
                 std::string(kAddressHelp) +
                 "\nCollections are printed with the number of their members, unless all is as when their owner was "
