@@ -64,9 +64,9 @@ void CheckIsSound(const InputFile& file, const std::string& owner) {
     if (file.content.kind == FileKind::Impulse) return;
     const std::string what =
         file.content.kind == FileKind::Data ? "it holds numbers as they are" : "it is a frequency response";
-    throw FileError(file.path, what + ", and " + owner +
-                                   " keeps impulse responses; the project itself keeps it (--as data), and "
-                                   "--to-impulse RATE makes an impulse response of a frequency response");
+    throw FileError(file.path, what + ", and a " + owner + " keeps impulse responses; without --" + owner +
+                                   " it becomes named data (--as data keeps every column), and --to-impulse RATE "
+                                   "makes an impulse response of levels and phases");
 }
 
 MeasurementFile Joined(std::span<InputFile> files) {

@@ -18,7 +18,7 @@ struct InputFile {
 void CheckIsMeasurement(const InputFile& file);  // throws FileError for a calibration
 void CheckIsImpulse(const InputFile& file);      // throws FileError for any response
 
-// Throws FileError, which says what to do, for a file that is no impulse response. `owner`: "a room".
+// Throws FileError, which says what to do, for a file that is no impulse response. `owner`: "room".
 void CheckIsSound(const InputFile& file, const std::string& owner);
 
 // Joins mono impulse responses into one measurement, a channel for each file in their order; a single file stays as it

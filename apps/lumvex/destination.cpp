@@ -88,7 +88,7 @@ public:
 private:
     // What a datum has no property for.
     std::string HeaderOf(const MeasurementFile& file) const {
-        const bool isMore = file.kind == FileKind::Calibration || file.startTime.has_value();
+        const bool isMore = file.kind == FileKind::Calibration || file.startTime.value_or(0) != 0;
         return isMore || (header_ && !file.header.empty()) ? HeaderText(file) : std::string();
     }
 
@@ -99,8 +99,11 @@ private:
 
 class MicrophoneDestination final : public NamedDestination {
 public:
-    MicrophoneDestination(const Specifications& library, bool replace)
-        : NamedDestination(replace), microphones_(library.Microphones()), names_(microphones_) {}
+    MicrophoneDestination(const Specifications& library, const Placement& placement)
+        : NamedDestination(placement.replace),
+          microphones_(library.Microphones()),
+          names_(microphones_),
+          prefix_(placement.prefix) {}
 
     StoredItem Add(std::span<InputFile> files) override {
         const fs::path& path = files[0].path;
@@ -110,7 +113,7 @@ public:
                             "it is no microphone calibration, and a library takes no other measurements (--as "
                             "calibration says that it is one)");
         if (const std::string problem = ProblemOfCalibration(file); !problem.empty()) throw FileError(path, problem);
-        if (!file.isNamed) file.name = file.serialNumber.value_or(file.name);
+        if (!file.isNamed && file.serialNumber) file.name = prefix_ + *file.serialNumber;
         Place(path, file.name, "the library has a microphone", microphones_, names_.Find(FromUtf8(file.name)),
               [&](Microphone microphone) {
                   microphone.Data(CalibrationEntries(file));
@@ -124,6 +127,7 @@ public:
 private:
     Microphones microphones_;
     MembersByName<Microphones> names_;
+    std::string prefix_;
 };
 
 class SpeakerDestination final : public NamedDestination {
@@ -141,7 +145,7 @@ public:
     std::size_t FilesTogether() const override { return outputs_; }
 
     StoredItem Add(std::span<InputFile> files) override {
-        for (const InputFile& file : files) CheckIsSound(file, "a speaker");
+        for (const InputFile& file : files) CheckIsSound(file, "speaker");
         MeasurementFile channels = WithOutputs(files, outputs_, "a measurement of " + Quoted(configName_));
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
@@ -185,7 +189,7 @@ public:
           channel_(*placement.channel) {}
 
     StoredItem Add(std::span<InputFile> files) override {
-        CheckIsSound(files[0], "a room");
+        CheckIsSound(files[0], "room");
         MeasurementFile channels = Joined(files);
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the position has a measurement", measurements_, names_.Find(name),
@@ -211,7 +215,7 @@ std::unique_ptr<Destination> MakeDestination(const EditedDocument& document, con
     if (const Specifications* library = document.AsLibrary()) {
         if (isSpeaker || isRoom)
             throw FileError(document.Path(), "it is a library; speakers and rooms are kept in projects");
-        return std::make_unique<MicrophoneDestination>(*library, placement.replace);
+        return std::make_unique<MicrophoneDestination>(*library, placement);
     }
     const Project& project = *document.AsProject();
     if (isSpeaker) return std::make_unique<SpeakerDestination>(document.Path(), project, placement);

@@ -18,6 +18,7 @@ struct Placement {
     std::string room, position;
     std::optional<short> channel;
     bool replace = false;
+    std::string prefix;   // of the names that microphones get from their serial numbers
     bool header = false;  // keep the lines above the numbers of every text file beside its datum
 };
 

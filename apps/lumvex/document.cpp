@@ -165,15 +165,6 @@ std::u16string PathText(const fs::path& document) {
     return FromUtf8(bytes);
 }
 
-std::string Describe(const Error& error) {
-    // The engine's own texts give numbers for whoever looks for the cause.
-    constexpr HRESULT kFacility = 0x1FFF0000, kStorage = 0x00030000;
-    const char* words = (error.Status() & kFacility) == kStorage ? WordsOf(error.Status()) : nullptr;
-    std::string text = Error(error.Status(), words ? words : error.Words()).what();
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
 std::string Shown(std::u16string_view text) {
     std::u16string shown(text);
     for (char16_t& unit : shown) {

@@ -10,6 +10,7 @@
 
 #include "lumvex/lumvex.hpp"
 #include "run_options.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
@@ -87,9 +88,6 @@ private:
 
 // The path as the library takes it. Throws DocumentError for a name that is no valid UTF-8.
 std::u16string PathText(const std::filesystem::path& document);
-
-// Why a call of the library failed: words and the status, on one line.
-std::string Describe(const Error& error);
 
 // Text of a document made fit to print: control characters, line ends among them, become visible signs.
 std::string Shown(std::u16string_view text);

@@ -1,5 +1,6 @@
 #include "named_data.hpp"
 
+#include <cmath>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -24,7 +25,8 @@ std::u16string HeaderNameOf(std::u16string_view name) { return std::u16string(na
 
 void StoreHeader(const std::string& header, Datum datum) {
     if (header.empty()) return datum.Data(Array());
-    const std::vector<BYTE> bytes(header.begin(), header.end());
+    std::vector<float> bytes;
+    for (const char each : header) bytes.push_back(static_cast<float>(static_cast<unsigned char>(each)));
     datum.Data(Array::FromColumns(bytes, bytes.size(), 1));
     datum.SampleRate(0);
 }
@@ -32,9 +34,13 @@ void StoreHeader(const std::string& header, Datum datum) {
 std::optional<std::string> HeaderIn(const Datum& datum) {
     const Array array(datum.Data());
     if (array.Empty()) return std::string();
-    if (array.Type() != VT_UI1 || array.Columns() != 1) return std::nullopt;
-    const std::span<const BYTE> bytes = array.Values<BYTE>();
-    return std::string(bytes.begin(), bytes.end());
+    if (array.Type() != VT_R4 || array.Columns() != 1) return std::nullopt;
+    std::string header;
+    for (const float each : array.Values<float>()) {
+        if (!(each >= 1 && each <= 255 && each == std::floor(each))) return std::nullopt;
+        header += static_cast<char>(static_cast<unsigned char>(each));
+    }
+    return header;
 }
 
 std::string HeaderBehind(const Data& data, LONG place) {

@@ -64,8 +64,8 @@ private:
 
 using NamedData = MembersByName<Data>;
 
-// The header of a text file is kept as the bytes of its UTF-8 text in the datum behind the file's own, "microphone
-// (header)", where it says more than the numbers do.
+// The header of a text file is kept in the datum behind the file's own, "microphone (header)", where it says more than
+// the numbers do: the bytes of its UTF-8 text as numbers, which every client of arrays takes.
 std::u16string HeaderNameOf(std::u16string_view name);
 void StoreHeader(const std::string& header, Datum datum);
 std::optional<std::string> HeaderIn(const Datum& datum);  // none: it holds something else

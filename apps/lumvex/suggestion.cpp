@@ -33,12 +33,15 @@ std::size_t Distance(const std::string& left, const std::string& right) {
 }  // namespace
 
 std::string ClosestTo(const std::string& mistyped, const std::vector<std::string>& known) {
+    // Of names that are equally close the one with the same letters is meant: "erport" is "report", not "export".
     std::string closest;
-    std::size_t least = std::max<std::size_t>(1, mistyped.size() / 3) + 1;
+    std::size_t least = 2 * std::max<std::size_t>(1, mistyped.size() / 3) + 1;
     for (const std::string& each : known) {
         const std::size_t distance = each.starts_with(mistyped) && mistyped.size() > 1 ? 1 : Distance(mistyped, each);
-        if (distance >= least) continue;
-        least = distance;
+        const bool hasSameLetters = std::is_permutation(mistyped.begin(), mistyped.end(), each.begin(), each.end());
+        const std::size_t weight = 2 * distance - (hasSameLetters && distance > 0 ? 1 : 0);
+        if (weight >= least) continue;
+        least = weight;
         closest = each;
     }
     return closest;

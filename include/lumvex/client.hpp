@@ -23,50 +23,6 @@ inline std::string StatusText(HRESULT status) {
     return hex;
 }
 
-// Words for statuses that come without a text. Null for any other status.
-inline const char* WordsOf(HRESULT status) noexcept {
-    switch (status) {
-        case E_INVALIDARG:
-            return "an argument is out of range or not allowed";
-        case E_POINTER:
-            return "an object is missing";
-        case E_NOINTERFACE:
-            return "an object is of another class";
-        case DISP_E_TYPEMISMATCH:
-            return "a value is of another type";
-        case STG_E_FILENOTFOUND:
-            return "there is no such file";
-        case STG_E_PATHNOTFOUND:
-            return "there is no such folder";
-        case STG_E_TOOMANYOPENFILES:
-            return "too many files are open";
-        case E_ACCESSDENIED:
-        case STG_E_ACCESSDENIED:
-            return "permission denied";
-        case STG_E_INSUFFICIENTMEMORY:
-        case E_OUTOFMEMORY:
-            return "out of memory";
-        case STG_E_WRITEFAULT:
-            return "the file cannot be written";
-        case STG_E_READFAULT:
-            return "the file cannot be read, or something is missing from it";
-        case STG_E_SHAREVIOLATION:
-            return "another program has the file open";
-        case STG_E_FILEALREADYEXISTS:
-            return "it is no compound file";
-        case STG_E_MEDIUMFULL:
-            return "the disk is full";
-        case STG_E_INVALIDHEADER:
-            return "the header of the file is damaged";
-        case STG_E_INVALIDNAME:
-            return "the name is too long or not allowed";
-        case STG_E_DOCFILECORRUPT:
-            return "the file is damaged";
-        default:
-            return nullptr;
-    }
-}
-
 // Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code. Words() says why:
 // the text of the call's error information in UTF-8 or, where there is none, of its status. what() has the call before
 // the words and the status behind them: OpenFile("none.lvp"): there is no such file (status 0x80030002)
@@ -97,9 +53,7 @@ inline std::string DescriptionOf(HRESULT status) {
     Ref<IErrorInfo> info;
     Bstr text;
     if (GetErrorInfo(0, info.Out()) == S_OK && info) info->GetDescription(text.Out());
-    if (!text.view().empty()) return ToUtf8(text.view());
-    const char* words = WordsOf(status);
-    return words ? words : StatusText(status);
+    return text.view().empty() ? CodeOf(status).message() : ToUtf8(text.view());
 }
 
 inline void Check(HRESULT status) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "automation/element.hpp"
 #include "core/base/failure.hpp"
 #include "core/objects/document.hpp"
 #include "core/objects/object.hpp"
@@ -36,14 +37,19 @@ struct Destroy {
 };
 using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
-OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds) {
+// Elements that the caller is going to set, all of them, need not be cleared.
+enum class Elements { Cleared, ToFill };
+OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds,
+                     Elements elements = Elements::Cleared) {
     constexpr std::size_t kUsual = 2;
     std::array<SAFEARRAYBOUND, kUsual> inPlace{};
     std::vector<SAFEARRAYBOUND> more(dimensions.size() > kUsual ? dimensions.size() : 0);
     SAFEARRAYBOUND* const bounds = more.empty() ? inPlace.data() : more.data();
     SAFEARRAYBOUND* next = bounds;
     for (const Dimension& dimension : dimensions) *next++ = {dimension.count, keepLowerBounds ? dimension.lower : 0};
-    OwnedArray array(SafeArrayCreate(type, static_cast<UINT>(dimensions.size()), bounds));
+    const auto count = static_cast<UINT>(dimensions.size());
+    OwnedArray array(elements == Elements::ToFill ? CreateArrayToFill(type, count, bounds)
+                                                  : SafeArrayCreate(type, count, bounds));
     if (!array) throw Failure(E_OUTOFMEMORY);
     return array;
 }
@@ -169,7 +175,7 @@ void EachNumber(const StoredArray& array, std::size_t count, Put put) {
 }
 
 Variant Copied(const StoredArray& stored) {
-    OwnedArray array = MakeArray(stored.Type(), stored.Shape(), true);
+    OwnedArray array = MakeArray(stored.Type(), stored.Shape(), true, Elements::ToFill);
     {
         const Access access(array.get());
         stored.CopyTo(access.As<std::byte>(stored.ByteSize()));

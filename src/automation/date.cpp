@@ -62,6 +62,16 @@ DATE ToDate(std::time_t time) {
         .value_or(0);
 }
 
-DATE LocalTimeNow() { return ToDate(system_clock::to_time_t(system_clock::now())); }
+// Many objects are made in one second. A change of the time zone counts from the next one on.
+DATE LocalTimeNow() {
+    struct Known {
+        std::time_t time;
+        DATE date;
+    };
+    constinit thread_local Known known{-1, 0};
+    const std::time_t now = system_clock::to_time_t(system_clock::now());
+    if (known.time != now) known = {now, ToDate(now)};
+    return known.date;
+}
 
 }  // namespace lumvex

@@ -2,7 +2,7 @@
 // knows the types, shared by arrays and variants.
 #pragma once
 
-#include "lumvex/native_automation.hpp"
+#include "lumvex/automation.hpp"
 
 namespace lumvex::inside {
 
@@ -48,5 +48,9 @@ inline bool IsVariantType(VARTYPE type) noexcept {
     if (flags == 0) return base == VT_EMPTY || base == VT_NULL || (base != VT_VARIANT && SizeOfElement(base) != 0);
     return (flags & ~(VT_ARRAY | VT_BYREF)) == 0 && SizeOfElement(base) != 0;
 }
+
+// A safe array as SafeArrayCreate makes it, for elements that are numbers; where the system's library allows it, they
+// are not set yet. The caller sets them all: clearing a large array before takes as long as that.
+SAFEARRAY* CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept;
 
 }  // namespace lumvex::inside

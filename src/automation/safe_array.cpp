@@ -80,7 +80,9 @@ void* AllocateZeros(std::size_t bytes) noexcept {
 }
 
 // An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be made.
-SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds) noexcept {
+enum class Elements { Cleared, NotSet };
+SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds,
+                    Elements elements = Elements::Cleared) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
     std::uint64_t bytes = SizeOfElement(type);
     if (bytes == 0) return nullptr;
@@ -98,7 +100,8 @@ SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bound
     const std::size_t descriptor = sizeof(Prefix) + sizeof(SAFEARRAY) + dimensions * sizeof(SAFEARRAYBOUND);
     char* const block = static_cast<char*>(AllocateZeros(descriptor));
     if (!block) return nullptr;
-    void* const data = AllocateZeros(static_cast<std::size_t>(bytes));
+    const auto size = static_cast<std::size_t>(bytes);
+    void* const data = elements == Elements::Cleared ? AllocateZeros(size) : std::malloc(size);
     if (!data) {
         std::free(block);
         return nullptr;
@@ -153,9 +156,7 @@ void Free(SAFEARRAY* array) noexcept {
     std::free(&PrefixOf(array));
 }
 
-}  // namespace
-
-SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) noexcept {
+SAFEARRAY* Create(VARTYPE vt, UINT cDims, const SAFEARRAYBOUND* rgsabound, Elements elements) noexcept {
     if (!rgsabound || cDims == 0 || cDims > std::numeric_limits<USHORT>::max() || SizeOfElement(vt) == 0)
         return nullptr;
     constexpr UINT kUsual = 4;
@@ -164,7 +165,17 @@ SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) no
     SAFEARRAYBOUND* const reversed = cDims > kUsual ? more.get() : inPlace;
     if (!reversed) return nullptr;
     for (UINT i = 0; i < cDims; ++i) reversed[i] = rgsabound[cDims - 1 - i];
-    return Allocate(vt, static_cast<USHORT>(cDims), reversed);
+    return Allocate(vt, static_cast<USHORT>(cDims), reversed, elements);
+}
+
+}  // namespace
+
+SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) noexcept {
+    return Create(vt, cDims, rgsabound, Elements::Cleared);
+}
+
+SAFEARRAY* lumvex::inside::CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
+    return Create(type, dimensions, bounds, Elements::NotSet);
 }
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) noexcept {

@@ -33,6 +33,7 @@ TEST(TextTable, WhatIsWrongIsToldWithItsLine) {
         {"20,1\n30,2,3\n", 2, "3 fields"},
         {"frequency,gain\n20,x\n", 2, "\"x\""},
         {"20,nan\n", 1, "\"nan\""},
+        {"20;1\n1,000;2\n", 2, "without groups of thousands, found \"1,000\""},
         {"20,1e99\n", 1, "\"1e99\""},
         {"20,\n", 1, "\"\""},
         {"20,1\nfrequency,gain\n", 2, "\"freq"},

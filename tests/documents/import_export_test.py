@@ -115,7 +115,7 @@ class ImportExport(ToolTest):
         sample = SAMPLES_FOLDER / "woofer.frd"
         with open(sample, "rb") as opened:
             subprocess.run([TOOL, "import", self.document, "-", "--name", "piped"], stdin=opened, check=True,
-                           stdout=subprocess.DEVNULL, timeout=300)
+                           capture_output=True, timeout=300)
         self.tool("compare", self.document, sample, "--name", "piped")
         stereo = SAMPLES_FOLDER / "impulse-stereo.wav"
         self.tool("import", self.document, stereo)

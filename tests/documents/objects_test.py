@@ -2,14 +2,16 @@
 
 import functools
 import json
+import math
 import os
 import pathlib
 import shutil
+import struct
 import subprocess
 import tempfile
 import unittest
 
-from tool import DONE, INCOMPLETE, ToolTest
+from tool import DONE, INCOMPLETE, WRONG_USAGE, ToolTest, float_wav
 
 
 @functools.cache
@@ -135,6 +137,30 @@ class Addresses(Objects):
                 refused = self.tool("set", self.document, address, "Name=x", status=INCOMPLETE)
                 self.assertIn(words, refused.stderr)
                 self.assertEqual((refused.stdout, self.document.read_bytes()), ("", before))
+
+
+class Trees(Objects):
+    def test_shapes_are_known_without_reading_arrays(self):
+        """Of every array property, and of what a position puts together from its measurements."""
+        document = self.folder / "large.lvp"
+        self.tool("import", document, self.file("large.wav", float_wav(2, [0.5] * 400_000)))
+        self.tool("import", document, "--room", "R", "--position", "P", "--channel", "0", self.folder / "large.wav")
+        told = self.tool("tree", "--statistics", document)
+        self.assertEqual(told.stdout.count("large  200000 x 2  96000 Hz"), 2)
+        self.assertLess(int(told.stderr.split()[-3]), 100_000)
+        for each in [self.document, self.library]:
+            for address, name, _ in self.objects(each):
+                of_tree = self.tree_of(each, address, "--depth", "0")
+                shown = json.loads(self.tool("show", "--json", each, address).stdout)[0]
+                for key, value in of_tree.items():
+                    if isinstance(value, dict) and "rows" in value:
+                        self.assertEqual(value, {part: shown[key][part] for part in value}, f"{address} {key}")
+
+    def test_depth_and_damage(self):
+        self.assertEqual(self.lines("tree", "--depth", "1", self.document, "Data"),
+                         ["Data (1)", "  " + self.lines("tree", "--depth", "0", self.document, "Data/[1]")[0]])
+        self.tool("tree", self.document, "--depth", "-1", status=WRONG_USAGE)
+        self.tool("tree", self.document, "Nowhere", status=INCOMPLETE)
 
 
 class Properties(Objects):
@@ -351,6 +377,56 @@ class Documents(Objects):
             told = self.lines("diff", document, other, status=INCOMPLETE if document is self.document else DONE)
             self.assertEqual([line for line in told if line[0] != " " and line != "~ /"], [])
 
+    def test_everything_goes_through_json(self):
+        for document, options in [(self.library, []), (self.document, ["--library", "everything.lvs"])]:
+            exported, copied = self.folder / "whole.json", self.folder / f"copied{document.suffix}"
+            self.tool("export", document, "--all", "-o", exported, "--force")
+            self.tool("import", copied, exported, *options)
+            self.assertEqual(self.tool("check", copied).stdout, f"{copied}: sound\n")
+            self.assertEqual(self.tool("diff", document, copied).stdout, "")
+            again = self.tool("export", copied, "--all", "-o", "-", "--format", "json").stdout
+            self.assertEqual(json.loads(again), json.loads(exported.read_text(encoding="utf-8")))
+
+    def test_numbers_and_texts_go_through_json_bit_for_bit(self):
+        """Every kind of float, also as the value of a property, and texts that are not well-formed."""
+        bits = [0, 1, 0x7FFFFF, 0x800000, 0x3DCCCCCD, 0x7F7FFFFF, 0x7F800000, 0x7FC00000, 0x7FC00001, 0x7FFFFFFF]
+        bits += [each | 1 << 31 for each in bits] + [pow(7, each, 2**32) for each in range(2000)]
+        bits = [each if each & 0x7FC00000 != 0x7F800000 or each & 0x7FFFFF == 0 else each | 0x400000 for each in bits]
+        numbers = list(struct.unpack(f"<{len(bits)}f", struct.pack(f"<{len(bits)}I", *bits)))
+        self.tool("import", "--name", "bits", self.document, self.file("bits.wav", float_wav(2, [0.5] * len(bits))))
+        values = [special(number, pattern) for number, pattern in zip(numbers, bits)]
+        self.file("bits.json", json.dumps({"format": "lumvex objects", "version": 1, "root": "CProject", "objects": [
+            {"address": "Data/bits", "class": "CDatum", "collection": "Data", "Name": "bits",
+             "Data": {"rows": len(bits), "columns": 1, "type": "float", "lowerBounds": [3], "values": values}},
+            {"address": "Data/lone", "class": "CDatum", "collection": "Data", "Name": {"utf16": [0xD800, 65, 0, 10]},
+             "Timestamp": 45000.123456789}]}))
+        self.tool("import", self.document, "bits.json", "--replace")
+        self.assertIn(struct.pack(f"<{len(bits)}I", *bits), self.document.read_bytes())
+        for step in ["Data/bits", "Data/'\\uD800A\\u0000\\n'"]:
+            self.tool("export", self.document, step, "-o", "out.json", "--force")
+            other = self.folder / "other.lvp"
+            self.tool("import", other, "out.json")
+            self.assertEqual(self.tool("diff", self.document, other, step).stdout, "")
+
+    def test_bad_json_changes_nothing(self):
+        self.tool("export", self.document, "Data/[1]", "-o", "good.json")
+        good = (self.folder / "good.json").read_text(encoding="utf-8")
+        before = self.document.read_bytes()
+        for old, new, words in [
+                ("", "", "it is there already; --replace"), ('"CDatum"', '"CNone"', 'there is no class "CNone"'),
+                ('"collection": "Data"', '"collection": "No"', 'there is no "No"'), ("lumvex objects", "other", "holds no objects"),
+                ('"version": 1', '"version": 2', "a newer version"), ("CProject", "CSpecifications", "document is a CProject"),
+                ('"collection": "Data"', '"collection": "Rooms"', "something else at its address"),
+                ('"SampleRate"', '"Sample"', 'there is no property "Sample"'), ('"rows": ', '"rows": 1', "and the values have"),
+                ('"Name": "', '"Name": 7, "x": "', "Name: expected a text"), ("]}", "", "parse error"),
+                ('"type":"float"', '"type":"double"', 'of type "double" cannot be put')]:
+            with self.subTest(words=words):
+                file = self.file("bad.json", good.replace('"rows":', '"rows": ').replace(old, new, 1))
+                options = ["--replace"] if old else []
+                refused = self.tool("import", self.document, file, *options, status=INCOMPLETE)
+                self.assertIn(words, refused.stderr)
+                self.assertEqual(self.document.read_bytes(), before)
+
     def test_what_others_refer_to_is_removed_by_force_alone(self):
         before = self.document.read_bytes()
         refused = self.tool("remove", self.document, "SpeakerEQs/*", status=INCOMPLETE)
@@ -360,7 +436,7 @@ class Documents(Objects):
         self.tool("remove", "--force", self.document, "SpeakerEQs/*")
         self.assertEqual(self.tree_of(self.document, "SpeakerEQs")["Count"], 0)
         emptied = self.tool("check", self.document, status=INCOMPLETE).stdout
-        self.assertRegex(emptied, r"Link \{.*\}: it links to no C")
+        self.assertRegex(emptied, r"\{.*\}: it (links to no|refers to) C")
         self.assertIn(f"{self.document}: the structure is sound, but ", emptied)
         for address, words in [("/", "is no item"), ("Data", "is no item"), ("CrossoverConfigs/[1]", "always there")]:
             self.assertIn(words, self.tool("remove", self.document, address, status=INCOMPLETE).stderr)
@@ -379,6 +455,13 @@ class Documents(Objects):
         for target, words in [(other, "in that collection already"), ("Rooms/[1]/Positions", "holds no objects of the"),
                               ("Rooms/[1]", "several; say which: CorrectionGroups, Positions")]:
             self.assertIn(words, self.tool("move", self.document, moved, target, status=INCOMPLETE).stderr)
+
+
+def special(number, pattern):
+    """As JSON has a float."""
+    if math.isnan(number):
+        return "NaN" if pattern == 0x7FC00000 else f"NaN:{pattern:08X}"
+    return number if math.isfinite(number) else "Infinity" if number > 0 else "-Infinity"
 
 
 def collection_path(added, collection):

@@ -45,6 +45,8 @@ class Libraries(Places):
         self.tool("import", "--replace", self.library, named)
         self.assertIn("42  8 x 1  Scale=-1.5", self.tree(self.library))
         self.tool("compare", self.library, named, nameless)
+        self.assertIn("lab.txt -> Lab 42: ",
+                      self.tool("import", self.folder / "other.lvs", named, "--prefix", "Lab ").stderr)
         # What the library has of them makes the same files again.
         for name, original, header in [("42", named, '"Sens Factor =-1.5dB, SERNO: 42"'), ("spare", nameless, "* Mic")]:
             self.tool("export", self.library, f"Microphones/{name}", "-o", f"{name}.csv")
@@ -121,7 +123,7 @@ class Projects(Places):
         self.speaker(low, high)
         text = self.file("low.txt", "20 80 -5\n30 81 -6\n40 82 -7\n")
         refused = self.speaker(text, config="Subwoofer", status=INCOMPLETE).stderr
-        self.assertIn("a speaker keeps impulse responses; the project itself keeps it (--as data), and --to-impulse",
+        self.assertIn("a speaker keeps impulse responses; without --speaker it becomes named data (--as data",
                       refused)
         self.speaker("--to-impulse", "48000", text, config="Subwoofer")
         self.tool("import", self.document, "--speaker", "Right", "--model", "acme/sons/a/b", "--config", "single AMP",

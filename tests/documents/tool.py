@@ -101,7 +101,7 @@ class ToolTest(unittest.TestCase):
                  "--output": self.folder / "exported.csv"}
         for option in command_table()[command]["options"]:
             name = option["names"][-1]
-            if option["isRequired"] or (command, name) in [("find", "FILE"), ("export", "NAME")]:
+            if option["isRequired"] or (command, name) == ("export", "NAME"):
                 yield from [name, named.get(name, "X")] if name.startswith("-") else [named[name]]
 
     def every_command(self, document, but=()):

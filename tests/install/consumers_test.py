@@ -129,10 +129,7 @@ class Compilers(ConsumerTest):
     """The library built whole by compilers and standard libraries that no other build here uses, and used."""
 
     def test_each(self):
-        there = list(filter(compiles, OTHERS))
-        if not there:
-            sys.exit(NOT_THERE)
-        for compiler, *options in there:
+        for compiler, *options in filter(compiles, OTHERS):
             with self.subTest(compiler=compiler, options=options):
                 flags = [f"-DCMAKE_CXX_COMPILER={compiler}", f"-DCMAKE_CXX_FLAGS=-O0 {' '.join(options)}"]
                 made, prefix = self.folder / "library", self.folder / "prefix"
@@ -193,4 +190,7 @@ class Within(ConsumerTest):
 
 
 if __name__ == "__main__":
+    if "Compilers" in sys.argv and not any(map(compiles, OTHERS)):
+        print("none of these compilers is installed")
+        sys.exit(NOT_THERE)
     sys.exit(unittest.main())

@@ -60,6 +60,13 @@ class Debian(ConsumerTest):
         for made in ("bash-completion/completions/lumvex", "zsh/vendor-completions/_lumvex"):
             self.assertIn("compact", (share / made).read_text())
 
+    @unittest.skipUnless(list(PACKAGES.glob("python3-lumvex_*.deb")), "the Python package was left out")
+    def test_the_python_package(self):
+        place = self.install("python3-lumvex") / "lib/python3/dist-packages"
+        said = run(["/usr/bin/python3", "-c", USES_PYTHON], cwd=self.folder, env=dict(os.environ, PYTHONPATH=os.fspath(place)))
+        self.assertEqual(said, f"{place}/lumvex/__init__.py [84.5 86. ]\n")
+        self.assertRegex(self.field("python3-lumvex", "Depends"), r"python3 \(>= 3\..*python3-numpy")
+
     def test_what_they_depend_on(self):
         for package in ("liblumvex5", "lumvex"):
             self.assertRegex(self.field(package, "Depends"), r"libc6 \(>= .*libstdc\+\+6 \(>= ")
@@ -73,6 +80,27 @@ class Debian(ConsumerTest):
     def test_lintian_finds_no_errors(self):
         said = run(["lintian", "--fail-on", "error", "--tag-display-limit", "0", *sorted(PACKAGES.glob("*.deb"))])
         self.assertNotRegex(said, "(?m)^E: ")
+
+
+# In a document of its own, so that reading and writing are tried.
+USES_PYTHON = """
+import lumvex
+with lumvex.open("room.lvp", "x") as doc:
+    doc.data.add("woofer", data=[[20, 84.5], [200, 86]], samplerate=0)
+    doc.save()
+with lumvex.open("room.lvp") as doc:
+    print(lumvex.__file__, doc["woofer"].data[:, 1])
+"""
+
+
+class Wheel(ConsumerTest):
+    def test_it_is_installed_and_used(self):
+        run(["/usr/bin/python3", "-m", "pip", "install", "--no-index", "--no-deps", "--target", self.folder / "there",
+             only("lumvex-*.whl")])
+        said = run(["/usr/bin/python3", "-c", USES_PYTHON], cwd=self.folder,
+                   env=dict(os.environ, PYTHONPATH=os.fspath(self.folder / "there")))
+        self.assertEqual(said, f"{self.folder}/there/lumvex/__init__.py [84.5 86. ]\n")
+        self.assertTrue((self.folder / "there/lumvex/_classes.pyi").stat().st_size > 50000)
 
 
 class Windows(ConsumerTest):
@@ -159,8 +187,9 @@ class Reproducible(unittest.TestCase):
         if (SOURCE / "build/sound-libraries").exists():  # fetched from elsewhere, and no work of ours
             (self.folder / "lumvex-5.1/build").mkdir()
             (self.folder / "lumvex-5.1/build/sound-libraries").symlink_to(SOURCE / "build/sound-libraries")
-        run([self.folder / "lumvex-5.1/scripts/package", "debian", "windows"], env=self.environment)
+        run([self.folder / "lumvex-5.1/scripts/package", "debian", "wheel", "windows"], env=self.environment)
         self.assert_same(self.folder / "lumvex-5.1", "*.deb")
+        self.assert_same(self.folder / "lumvex-5.1", "*.whl")
         self.assert_same(self.folder / "lumvex-5.1", "*.zip")
 
     def test_the_source_archive(self):

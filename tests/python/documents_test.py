@@ -2,12 +2,27 @@
 
 import os
 import pickle
+import re
 import threading
 import warnings
 
 import lumvex
 import numpy
 import pytest
+from conftest import SOURCE
+
+
+def test_what_the_readme_shows(tmp_path, monkeypatch, capsys):
+    monkeypatch.chdir(tmp_path)
+    with lumvex.open("room.lvp", "x") as made:
+        made.data.add("woofer", data=[[20, 80], [200, 90]], samplerate=0)
+        made.save()
+    shown = re.findall(r"^```python\n(.*?)^```$", (SOURCE / "README.md").read_text(), re.M | re.S)
+    assert len(shown[0].splitlines()) == 3
+    for block in shown:
+        exec(block, {"lumvex": lumvex})  # pylint: disable=exec-used
+    assert capsys.readouterr().out == "[200.  90.] 0 Hz\nwoofer (2, 2) 0\nhalf (2, 2) 0\n"
+    assert lumvex.open("room.lvp").data["half"].data[1, 1] == 45
 
 
 @pytest.mark.parametrize("mode, exists, outcome", [

@@ -83,7 +83,7 @@ TEST_F(Saving, TellsOfEachObjectAndEndsWhereTheListenerThrows) {
         EXPECT_THROW(save(stopInTheMiddle), Stopped);
         EXPECT_EQ(FilesInFolder(), isNew ? 0u : 1u);
         EXPECT_TRUE(isNew || FileBytes(path) == before);
-        EXPECT_EQ(project.Modified().boolVal, VARIANT_TRUE);
+        EXPECT_TRUE(project.Modified());
         save([&](std::size_t done, std::size_t total) {
             EXPECT_EQ(done, ++told);
             all = total;

@@ -12,11 +12,11 @@ namespace lumvex::acoustics {
 namespace {
 
 constexpr std::size_t kLongest = 8192, kLeast = 128;
-constexpr int kParts = 40;
+constexpr int kParts = 36;
 constexpr double kShown = 0.6;  // of the window: later parts are too short for a spectrum
 constexpr double kFadeMs = 0.3;
-constexpr int kPointsBetween = 4;  // of the frequency scale's points every fourth: 24 in an octave
-constexpr int kSmoothing = 24;
+constexpr int kPointsBetween = 6;  // of the frequency scale's points every sixth: 16 in an octave
+constexpr int kSmoothing = 12;
 
 }  // namespace
 

@@ -25,7 +25,7 @@ Complex HighPass(const Corner& corner, double frequency);
 
 struct Stage {
     FilterKind kind = FilterKind::HighPass;
-    Corner upper, lower;  // a high-pass uses the lower, a low-pass the upper, a band-pass both
+    Corner upper = {}, lower = {};  // a high-pass uses the lower, a low-pass the upper, a band-pass both
     bool inverts = false;
 };
 

@@ -22,8 +22,12 @@ std::size_t SampleAt(double ms, double rate, std::size_t count) {
 
 std::size_t PeakOf(std::span<const float> samples) {
     std::size_t peak = 0;
-    for (std::size_t n = 1; n < samples.size(); ++n)
-        if (std::abs(samples[n]) > std::abs(samples[peak])) peak = n;
+    float greatest = 0;
+    for (std::size_t n = 0; n < samples.size(); ++n) {
+        if (std::abs(samples[n]) <= greatest) continue;
+        greatest = std::abs(samples[n]);
+        peak = n;
+    }
     return peak;
 }
 

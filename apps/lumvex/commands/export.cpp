@@ -12,6 +12,7 @@
 #include "export_names.hpp"
 #include "files/text_encoding.hpp"
 #include "named_data.hpp"
+#include "object_files.hpp"
 #include "objects/opened.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
@@ -68,6 +69,8 @@ public:
 
     ExitStatus Run() {
         return OnObjects(arguments_.document, "cannot be read", [&] {
+            if (arguments_.format == "json" || (arguments_.format.empty() && IsObjectFile(arguments_.output)))
+                return ExportObjects(document_, arguments_.addresses, arguments_.output, arguments_.force);
             const bool isFile = !IsFolder(arguments_.output) && arguments_.output.has_extension();
             if (arguments_.addresses.empty() && isFile)
                 throw FileError(arguments_.output,
@@ -206,7 +209,7 @@ private:
         for (const Source& source : sources_) {
             Try(Shown(source.item.Name()), [&] {
                 const Array array(source.item.Get(*source.property));
-                if (array.Empty() && IsForAll()) return;
+                if ((array.Empty() || IsHeader(source)) && IsForAll()) return;
                 if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
             });
         }
@@ -229,6 +232,12 @@ private:
         }
         progress_.Clear();
         Reports() << written << " of " << full.size() << " arrays written to " << Utf8(arguments_.output) << '\n';
+    }
+
+    // Headers go out with the datum before them.
+    bool IsHeader(const Source& source) const {
+        const auto* project = std::get_if<Project>(&document_.Any());
+        return project && source.place > 1 && !HeaderBehind(project->Data(), source.place - 1).empty();
     }
 
     MeasurementFile FileFor(const Source& source) const {
@@ -293,7 +302,7 @@ Command commands::Export() {
               "write every array of what is below NAME, or of the document, into a folder"},
              {"--format",
               &arguments->format,
-              {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac"}},
+              {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac", "json"}},
               "the format in a folder and on standard output; else wav for impulse responses, csv for plain numbers "
               "and "
               "txt for all others"},
@@ -319,6 +328,10 @@ Command commands::Export() {
             "each entry. A microphone's calibration has its sensitivity and its name as serial number. A file is "
             "written\n"
             "completely or not at all, and gets the item's date.\n"
+            "\n"
+            ".json keeps the items themselves, with all their properties and everything below them, arrays included; "
+            "import\n"
+            "puts them back without loss. --all takes the whole document.\n"
             "\n"
             "In a folder each file is named after its item, in folders as in the document, without those that all "
             "files\n"

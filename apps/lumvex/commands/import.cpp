@@ -12,6 +12,7 @@
 #include "files/impulse_of_response.hpp"
 #include "files/text_encoding.hpp"
 #include "named_data.hpp"
+#include "object_files.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
 #include "run_options.hpp"
@@ -59,6 +60,10 @@ public:
             AddTogether();
         } else {
             for (const fs::path& path : arguments_.files) {
+                if (IsObjectFile(path)) {
+                    AddObjects(path);
+                    continue;
+                }
                 Try([&] {
                     InputFile file{path, Read(path)};
                     Add(std::span(&file, 1));
@@ -111,6 +116,25 @@ private:
         imported_ += files.size();
         progress_.Clear();
         Reports() << report << '\n';
+    }
+
+    // A file of objects that fails may have added some of them: the document must not be saved then.
+    void AddObjects(const fs::path& path) {
+        LinkLibrary();
+        const std::vector<std::string> added = ImportObjects(document_, path, arguments_.placement.replace);
+        progress_.Clear();
+        for (const std::string& each : added) Reports() << Utf8(path) << " -> " << each << '\n';
+        ++imported_;
+    }
+
+    void LinkLibrary() {
+        const fs::path& library = arguments_.placement.library;
+        if (library.empty()) return;
+        const Node root = NodeOf(document_.Any());
+        OnObjects(arguments_.document, "cannot be changed", [&] {
+            const Property property = FindProperties(root.Type(), "Specifications")[0];
+            SetText(root, property, Utf8(library), Addresses(arguments_.document, root));
+        });
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
@@ -167,7 +191,7 @@ Command commands::Import() {
         {"--model", &placement.model, kName, "its model, \"Acme/Alpha\"", {.needs = {"--speaker"}}},
         {"--config", &placement.config, kName, "its configuration, \"Bi amp\"", {.needs = {"--speaker"}}},
         {"--experiment", &placement.experiment, kName, "the set-up of the measurement", {.needs = {"--speaker"}}},
-        {"--library", &placement.library, {"LIB"}, "links the project to this library", {.needs = {"--speaker"}}},
+        {"--library", &placement.library, {"LIB"}, "links the project to this library"},
         {"--room", &placement.room, kName, "the room that was measured", {.needs = {"--position", "--channel"}}},
         {"--position", &placement.position, kName, "the microphone's place in the room", {.needs = {"--room"}}},
         {"--channel", &placement.channel, {"N"}, "the processor channel that was heard", {.needs = {"--room"}}}};
@@ -183,8 +207,11 @@ Command commands::Import() {
             "Files become named data of a project: with all their columns, the sample rate (0 without samples), the\n"
             "file's name without its extension, and its date. What the header of a calibration or of an impulse "
             "response\n"
-            "as text says besides is kept as a datum of bytes, \"NAME (header)\"; --header keeps every header so.\n"
+            "as text says besides is kept in a datum behind it, \"NAME (header)\"; --header keeps every header so.\n"
             "`export` puts it back.\n"
+            "\n"
+            ".json files that `export` wrote put objects of any kind back to where they were, with everything below "
+            "them.\n"
             "\n"
             "Speakers and rooms keep impulse responses, one column per channel. --to-impulse makes one of 65536 "
             "samples of\n"
@@ -219,11 +246,19 @@ Command commands::Import() {
             "can be imported it is neither created nor changed.",
         .incomplete = "some files, or all, were not imported",
         .run = [arguments] {
+            const bool needsLibrary =
+                !arguments->placement.speaker.empty() ||
+                std::ranges::any_of(arguments->files, [](const fs::path& file) { return IsObjectFile(file); });
+            if (!arguments->placement.library.empty() && !needsLibrary) {
+                std::cerr << "--library needs --speaker, or a .json file\nRun with --help for more information.\n";
+                return kWrongUsage;
+            }
             if (const std::string problem = ProblemOfNames(arguments->reading, arguments->files.size());
                 !problem.empty()) {
                 std::cerr << problem << '\n';
                 return kWrongUsage;
             }
+            arguments->placement.prefix = arguments->reading.prefix;
             return ImportRun(*arguments).Run();
         }};
 }

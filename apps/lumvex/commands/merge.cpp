@@ -104,7 +104,7 @@ ExitStatus RunMerge(const MergeArguments& arguments) {
             for (const Node& each : source.Objects().FindAll(address)) merger.Take(each);
         status = merger.Finish(lines);
     });
-    if (!lines.empty()) document.Save("cannot be saved, nothing was merged");
+    if (!lines.empty() || CurrentRun().dryRun) document.Save("cannot be saved, nothing was merged");
     for (const std::string& line : lines) Reports() << line << '\n';
     return status;
 }

@@ -217,29 +217,28 @@ private:
 
 Command commands::Tree() {
     const auto arguments = std::make_shared<TreeArguments>();
-    return {.name = "tree",
-            .summary = "Print the content of a document as an indented tree",
-            .options =
-                {DocumentOption(arguments->document, "the project or library; opened for reading only"),
-                 {"ADDRESS", &arguments->address, kShown, "print what is below this object alone"},
-                 {"--depth", &arguments->depth, {"DEPTH", ProblemOfDepth}, "print so many levels below it, 0: itself"},
-                 {"--ids", &arguments->ids, {}, "print every object's ID behind it"},
-                 {"--paths", &arguments->paths, {}, "print every object's address behind it"},
-                 {"--json", &arguments->json, {}, "print the tree as JSON"},
-                 {"--statistics",
-                  &arguments->statistics,
-                  {},
-                  "print on standard error how many objects were loaded and how many bytes were read"}},
-            .details =
-                std::string(kAddressHelp) +
-                "\nCollections are printed with the number of their members, unless all is as when their owner was "
-                "made. Behind an object follows what is not "
-                "as in a new\n"
-                "one: the shapes of its arrays, rows x columns, the sample rate of samples, settings as \"set\" takes "
-                "them, and\n"
-                "what it refers to. The elements of arrays are not read.",
-            .incomplete = "there is no such object",
-            .run = [arguments] { return TreePrinter(*arguments).Run(); }};
+    return {
+        .name = "tree",
+        .summary = "Print the content of a document as an indented tree",
+        .options =
+            {DocumentOption(arguments->document, "the project or library; opened for reading only"),
+             {"ADDRESS", &arguments->address, kShown, "print what is below this object alone"},
+             {"--depth", &arguments->depth, {"DEPTH", ProblemOfDepth}, "print so many levels below it, 0: itself"},
+             {"--ids", &arguments->ids, {}, "print every object's ID behind it"},
+             {"--paths", &arguments->paths, {}, "print every object's address behind it"},
+             {"--json", &arguments->json, {}, "print the tree as JSON"},
+             {"--statistics",
+              &arguments->statistics,
+              {},
+              "say on standard error how much was loaded and read to answer"}},
+        .details =
+            std::string(kAddressHelp) +
+            "\nCollections are printed with the number of their members, unless all is as when their owner was made.\n"
+            "Behind an object follows what is not as in a new one: the shapes of its arrays (rows x columns), the\n"
+            "sample rate of samples, settings as \"set\" takes them, and what it refers to. The elements of arrays\n"
+            "are not read.",
+        .incomplete = "there is no such object",
+        .run = [arguments] { return TreePrinter(*arguments).Run(); }};
 }
 
 }  // namespace lumvex::app

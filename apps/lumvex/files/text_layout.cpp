@@ -7,6 +7,7 @@
 #include <functional>
 #include <locale>
 #include <sstream>
+#include <utility>
 
 #include "files/file_error.hpp"
 
@@ -88,6 +89,13 @@ struct Reading {
         previous = frequency;
     }
 };
+
+// Two readings that differ in the groups of thousands alone, and a line without their mark.
+bool ReadsTheSame(std::string_view line, const RowSyntax& one, const RowSyntax& two) {
+    const char decimalMark = DecimalMarkOf(one.style);
+    return one.separator == two.separator && decimalMark == DecimalMarkOf(two.style) &&
+           line.find(decimalMark == '.' ? ',' : '.') == line.npos;
+}
 
 std::string Describe(const Layout& layout) {
     const char separator = layout.syntax.separator;
@@ -172,7 +180,8 @@ std::optional<Layout> MostLikelyLayout(TableLines& lines) {
                 continue;
             std::ostringstream found;
             found.imbue(std::locale::classic());
-            found << Quoted(row.fields[at]) << ", which could be " << row.values[at] << " or " << other.values[at];
+            const auto [less, more] = std::minmax(row.values[at], other.values[at]);
+            found << Quoted(row.fields[at]) << ", which could be " << less << " or " << more;
             throw FileError(path, lines.Number(),
                             "numbers whose decimal mark some line of the file shows (else --decimal says it)",
                             found.str());
@@ -223,6 +232,10 @@ TableForm FindLayout(const std::filesystem::path& path, TableLines& lines, const
         if (!wish.decimalMark || DecimalMarkOf(syntax.style) == *wish.decimalMark)
             readings.push_back({.syntax = syntax});
     }
+    // Those that may take a line alike follow each other.
+    std::ranges::stable_sort(readings, {}, [](const Reading& reading) {
+        return std::pair(reading.syntax.separator, DecimalMarkOf(reading.syntax.style));
+    });
     const auto fits = [](const Reading& reading) { return reading.fits; };
     Row row;
     while (lines.Next()) {
@@ -234,9 +247,12 @@ TableForm FindLayout(const std::filesystem::path& path, TableLines& lines, const
             form.firstLine = lines.Number();
             form.firstText = lines.Text();
         }
+        const Reading* read = nullptr;  // what `row` was read as
         for (Reading& reading : readings) {
             if (!reading.fits) continue;
-            ReadRow(lines.Text(), reading.syntax, row);
+            if (!read || !ReadsTheSame(lines.Text(), read->syntax, reading.syntax))
+                ReadRow(lines.Text(), reading.syntax, row);
+            read = &reading;
             reading.Add(row, wish);
         }
         if (std::ranges::none_of(readings, fits)) RefuseWorstLine(path, lines);

@@ -54,18 +54,6 @@ std::size_t DigitsAt(std::string_view text, std::size_t from) {
     return end - from;
 }
 
-// Whether the field's first digits are groups of three between marks: "1,000", "-20,000.5".
-bool IsGrouped(std::string_view field, char mark) {
-    std::size_t at = field.starts_with('-') || field.starts_with('+') ? 1 : 0;
-    const std::size_t first = DigitsAt(field, at);
-    if (first == 0 || first > 3 || field[at] == '0') return false;
-    std::size_t groups = 0;
-    for (at += first; at < field.size() && field[at] == mark; at += 4, ++groups) {
-        if (DigitsAt(field, at + 1) != 3) return false;
-    }
-    return groups != 0 && field.find(mark, at) == npos;
-}
-
 // Writes the number with a decimal point, without groups and with the exponent of C. Returns false where the field is
 // none in this style.
 bool Plain(std::string_view field, NumberStyle style, std::string& plain) {
@@ -125,6 +113,17 @@ std::string_view WithoutEndSeparators(std::string_view line, char separator) {
 }
 
 }  // namespace
+
+bool IsGrouped(std::string_view field, char mark) {
+    std::size_t at = field.starts_with('-') || field.starts_with('+') ? 1 : 0;
+    const std::size_t first = DigitsAt(field, at);
+    if (first == 0 || first > 3 || field[at] == '0') return false;
+    std::size_t groups = 0;
+    for (at += first; at < field.size() && field[at] == mark; at += 4, ++groups) {
+        if (DigitsAt(field, at + 1) != 3) return false;
+    }
+    return groups != 0 && field.find(mark, at) == npos;
+}
 
 NumberState ParseNumber(std::string_view field, NumberStyle style, float& value) { return Parse(field, style, value); }
 NumberState ParseNumber(std::string_view field, NumberStyle style, double& value) { return Parse(field, style, value); }

@@ -35,6 +35,9 @@ enum class NumberState {
 NumberState ParseNumber(std::string_view field, NumberStyle style, float& value);
 NumberState ParseNumber(std::string_view field, NumberStyle style, double& value);
 
+// Whether the field's first digits are groups of three between these marks: "1,000", "-20,000.5".
+bool IsGrouped(std::string_view field, char mark);
+
 // Reads one line as a row. Separators at its end are ignored, because spreadsheets fill short rows with them. Values
 // that are not finite become NaN.
 struct Row {

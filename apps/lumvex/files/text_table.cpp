@@ -158,6 +158,9 @@ std::vector<float> ReadNumbers(const fs::path& path, const std::vector<std::stri
         if (row.fields.size() != names.size())
             throw FileError(path, row.line, expected, std::to_string(row.fields.size()) + " fields");
         for (const std::string& field : row.fields) {
+            if (IsGrouped(field, ','))
+                throw FileError(path, row.line, expected + " with a decimal point, or without groups of thousands",
+                                Quoted(field));
             if (!ReadNumber(field, values.emplace_back())) throw FileError(path, row.line, expected, Quoted(field));
         }
         if (!problemOf) continue;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "files/file_error.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 

@@ -260,6 +260,24 @@ float FloatFrom(const Json& value) {
     throw std::invalid_argument("expected a number, found " + value.dump());
 }
 
+Json ArrayHeadJson(const VARIANT& array) {
+    const std::vector<std::size_t> shape = ShapeOf(array);
+    const std::size_t rows = shape.empty() ? 0 : shape[0];
+    std::size_t columns = shape.empty() ? 0 : 1;
+    for (std::size_t at = 1; at < shape.size(); ++at) columns *= shape[at];
+    Json json{{"rows", rows}, {"columns", columns}, {"type", ElementName(array.vt)}};
+    LONG lower = 0;
+    Json lowers = Json::array();
+    bool isShifted = false;
+    for (UINT at = 1; at <= shape.size(); ++at) {
+        Check(SafeArrayGetLBound(array.parray, at, &lower));
+        lowers.push_back(lower);
+        isShifted |= lower != 0;
+    }
+    if (isShifted) json["lowerBounds"] = std::move(lowers);
+    return json;
+}
+
 Json ArrayJson(const VARIANT& array) {
     const std::vector<std::size_t> shape = ShapeOf(array);
     const std::size_t rows = shape.empty() ? 0 : shape[0];
@@ -283,16 +301,7 @@ Json ArrayJson(const VARIANT& array) {
         else
             values.push_back(std::move(list));
     }
-    Json json{{"rows", rows}, {"columns", columns}, {"type", ElementName(type)}};
-    LONG lower = 0;
-    Json lowers = Json::array();
-    bool isShifted = false;
-    for (UINT at = 1; at <= shape.size(); ++at) {
-        Check(SafeArrayGetLBound(array.parray, at, &lower));
-        lowers.push_back(lower);
-        isShifted |= lower != 0;
-    }
-    if (isShifted) json["lowerBounds"] = std::move(lowers);
+    Json json = ArrayHeadJson(array);
     json["values"] = std::move(values);
     return json;
 }

@@ -48,6 +48,7 @@ float FloatFrom(const Json& value);  // throws std::invalid_argument
 // All of an array, as {"rows", "columns", "type", "values": a list for each column}. ArrayFrom() takes that, a list of
 // columns alone, or a list of numbers, which is one column; null is no array. Throws std::invalid_argument.
 Json ArrayJson(const VARIANT& array);
+Json ArrayHeadJson(const VARIANT& array);  // the same without its values
 Variant ArrayFrom(const Json& value);
 Variant ArrayFromText(std::string_view json);  // the same; "none" and the empty text are no array
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "document.hpp"
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
 

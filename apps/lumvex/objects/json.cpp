@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "status_text.hpp"
+
 namespace lumvex::app {
 
 namespace {

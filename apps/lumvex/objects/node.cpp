@@ -195,8 +195,6 @@ Node Node::Parent() const {
 
 Node Node::Root() const { return !Class() || Class()->kind == Kind::Root ? *this : Follow("Root"); }
 
-Node NodeOf(const AnyDocument& document) { return Node(Object(Ref<IDispatch>(RootOf(document).Get()))); }
-
 std::string_view PropertyOf(const Node& owner, const Node& collection) {
     for (const MemberDescription* each : ChildCollectionsOf(owner.Type()))
         if (each->objectInterface == &collection.Type()) return each->name;

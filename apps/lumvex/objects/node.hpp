@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "document.hpp"
 #include "lumvex/lumvex.hpp"
 #include "lumvex/members.hpp"
 
@@ -107,8 +106,6 @@ private:
     Object object_;
     const InterfaceDescription* type_ = nullptr;
 };
-
-Node NodeOf(const AnyDocument& document);
 
 // The property of the owner in which a collection is: "Measurements". Empty text for a collection without owner.
 std::string_view PropertyOf(const Node& owner, const Node& collection);

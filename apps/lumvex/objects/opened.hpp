@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "document.hpp"
 #include "files/file_error.hpp"
 #include "objects/address.hpp"
 #include "objects/properties.hpp"
@@ -19,6 +20,8 @@ decltype(auto) OnObjects(const std::filesystem::path& document, const char* atte
         throw FileError(document, error.what());
     }
 }
+
+inline Node NodeOf(const AnyDocument& document) { return Node(RootOf(document)); }
 
 // A document that is only read. Documents may be larger than memory, and what has been answered is not needed again:
 // few items are kept.

@@ -4,12 +4,15 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <sstream>
 
+#include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
+#include "status_text.hpp"
 
 namespace lumvex::app {
 
@@ -126,6 +129,20 @@ Variant FromFloat(float value) {
 
 [[noreturn]] void RefuseValue(const MemberDescription& member, std::string_view text) {
     throw PropertyError(std::string(member.name) + " takes " + Expected(member) + ", found " + Quoted(text));
+}
+
+// The library that a project is linked to.
+bool LeadsToDocument(const MemberDescription& member) {
+    const ClassDescription* known =
+        member.objectInterface ? FindClassDescription(member.objectInterface->name) : nullptr;
+    return known && known->kind == Kind::Root;
+}
+
+// The project keeps it open.
+Node OpenedLibrary(std::string_view path) {
+    if (path.empty() || EqualNames(path, "none")) return {};
+    const std::filesystem::path file = std::filesystem::absolute(std::u8string(path.begin(), path.end()));
+    return NodeOf(OpenDocument(file, LX_SHARE_READ));
 }
 
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
@@ -338,6 +355,7 @@ std::string Expected(const MemberDescription& member) {
         const std::string words = Joined(WordsOf(*member.enumeration));
         return member.enumeration->isCombined ? "words joined with +: " + words : "one of " + words;
     }
+    if (LeadsToDocument(member)) return "the path of a library (.lvs), or none";
     if (member.objectInterface) return "the address of a " + TypeName(*member.objectInterface) + ", or none";
     if (IsText(member)) return "a text";
     if (IsDate(member)) return "a date like 2024-05-03T21:05:00";
@@ -352,6 +370,7 @@ std::string Expected(const MemberDescription& member) {
 
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses) {
     if (IsText(member)) return Variant::FromText(FromUtf8(text));
+    if (LeadsToDocument(member)) return Variant::FromDispatch(OpenedLibrary(text).Pointer());
     if (member.objectInterface) {
         if (text.empty() || EqualNames(text, "none")) return Variant::FromDispatch(nullptr);
         return Variant::FromDispatch(addresses.FindTarget(*member.objectInterface, text).Pointer());

@@ -54,7 +54,8 @@ void Object::Materialise() {}
 void Object::Arrived(Arrival) {}
 
 Entry& Object::OwnEntry() const {
-    if (!entry_) throw COstrelException(1);
+    // The bare name: with a path, what is built would depend on the folder that it is built in.
+    if (!entry_) throw COstrelException(1, __FILE_NAME__, __LINE__);
     return *entry_;
 }
 

@@ -133,7 +133,8 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
         const std::size_t rank = rankOf(entry.get());
         ranked.emplace_back(rank, std::move(entry));
     }
-    std::ranges::sort(ranked, {}, [](const auto& each) { return std::pair(each.first, each.second->order); });
+    const auto place = [](const auto& each) { return std::pair(each.first, each.second->order); };
+    if (!std::ranges::is_sorted(ranked, {}, place)) std::ranges::sort(ranked, {}, place);
     Objects objects;
     objects.reserve(ranked.size());
     for (auto& each : ranked) objects.push_back(std::move(each.second));

@@ -14,12 +14,13 @@ void ForEachStoredStream(const std::filesystem::path& path,
         opened->ForEachStream([&](std::u16string_view name, std::uint64_t size) { streams.emplace_back(name, size); });
         return opened;
     });
-    for (const auto& [name, size] : streams) {
+    for (const auto& stream : streams) {
+        const std::u16string& name = stream.first;
         const auto id = IdOfStream(name);
         const ReadStream read = [&](std::uint64_t offset, std::span<std::byte> bytes) {
             ForClient([&] { file->Get(name).Read(offset, bytes); });
         };
-        visit({id ? ToUtf8(ToText(*id)) : ToUtf8(name), size, streams.size()}, read);
+        visit({id ? ToUtf8(ToText(*id)) : ToUtf8(name), stream.second, streams.size()}, read);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "storage/records/record_writer.hpp"
 
+#include <algorithm>
+
 namespace lumvex::inside {
 
 void RecordWriter::ObjectReference(const Reference& reference) {
@@ -19,19 +21,24 @@ void RecordWriter::Text(std::u16string_view text) {
     U16(0);
 }
 
+void RecordWriter::Grow(std::size_t needed) {
+    constexpr std::size_t kLeast = 1024;
+    small_.resize(std::max({used_ + needed, 2 * small_.size(), kLeast}));
+}
+
 void RecordWriter::Block(std::span<const std::byte> bytes) {
-    if (!bytes.empty()) blocks_.push_back({small_.size(), bytes});
+    if (!bytes.empty()) blocks_.push_back({used_, bytes});
 }
 
 std::uint64_t RecordWriter::Size() const {
-    std::uint64_t size = small_.size();
+    std::uint64_t size = used_;
     for (const Borrowed& block : blocks_) size += block.bytes.size();
     return size;
 }
 
 std::span<const compound::Piece> RecordWriter::Pieces() const {
     pieces_.clear();
-    const std::span<const std::byte> small(small_);
+    const auto small = std::span<const std::byte>(small_).first(used_);
     std::size_t done = 0;
     for (const Borrowed& block : blocks_) {
         if (block.at > done) pieces_.push_back(small.subspan(done, block.at - done));
@@ -49,7 +56,7 @@ std::vector<std::byte> RecordWriter::Joined() const {
 }
 
 void RecordWriter::Clear() {
-    small_.clear();
+    used_ = 0;
     blocks_.clear();
 }
 

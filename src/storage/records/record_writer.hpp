@@ -2,6 +2,7 @@
 // is written to the file in one call.
 #pragma once
 
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -24,7 +25,11 @@ public:
     void OptionalReference(const std::optional<Reference>& reference);
     void Text(std::u16string_view text);  // empty: count 0 alone
 
-    void Bytes(std::span<const std::byte> bytes) { small_.insert(small_.end(), bytes.begin(), bytes.end()); }
+    void Bytes(std::span<const std::byte> bytes) {
+        if (bytes.size() > small_.size() - used_) Grow(bytes.size());
+        if (!bytes.empty()) std::memcpy(small_.data() + used_, bytes.data(), bytes.size());
+        used_ += bytes.size();
+    }
     // The bytes are not copied: they have to stay where they are until the record was written.
     void Block(std::span<const std::byte> bytes);
 
@@ -39,7 +44,10 @@ private:
         std::size_t at;  // how many of the small bytes come before
         std::span<const std::byte> bytes;
     };
-    std::vector<std::byte> small_;
+    void Grow(std::size_t needed);
+
+    std::vector<std::byte> small_;  // with room behind what is used
+    std::size_t used_ = 0;
     std::vector<Borrowed> blocks_;
     mutable std::vector<compound::Piece> pieces_;  // kept, as a writer writes one record after the other
 };

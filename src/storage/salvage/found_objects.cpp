@@ -151,6 +151,11 @@ bool MayBeSaved(const FoundObject& found) {
     }
 }
 
+std::string CutText(std::uint64_t lost, std::uint64_t size) {
+    return std::to_string(lost) + " of the " + std::to_string(size) +
+           " bytes of its record are lost: its array is cut, and what is missing is 0";
+}
+
 class Finder {
 public:
     Finder(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
@@ -200,6 +205,7 @@ private:
     void Accept(std::unique_ptr<FoundObject> found);
     void ReadUnnamed();
     Readings ReadingsAt(std::uint64_t offset) const;
+    void ReadCutAt(std::uint64_t offset, Readings& readings) const;
     bool EndsWell(const SalvagedSource& source) const;
     int PointsOfLength(const SalvagedSource& source) const;
     static int CertaintyOf(const FoundObject& found);
@@ -487,6 +493,23 @@ void Finder::ReadNamed() {
 
 // ---- objects without a name -----------------------------------------------------------------------------------------
 
+// The file ends inside of an array: what is missing of it reads as zeros.
+void Finder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
+    SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, file_->Size(), Way::Chain);
+    if (!stream.ends || stream.isMini) return;
+    std::uint64_t there = 0;
+    for (const compound::Extent& extent : stream.extents) there += extent.count;
+    stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
+    const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
+    for (const ClassInfo* info : AllClasses()) {
+        if (!IsPossible(*info) || info->kind != ClassKind::Item) continue;
+        auto found = Read(*info, GUID{}, source);
+        if (!found->isWhole || found->understood <= there || found->name.empty()) continue;
+        found->source = source->First(found->understood);
+        readings.push_back(std::move(found));
+    }
+}
+
 // Does another stream begin where this one ends, or the file end, or is that place taken?
 bool Finder::EndsWell(const SalvagedSource& source) const {
     if (source.Extents().empty()) return false;
@@ -549,6 +572,7 @@ Finder::Readings Finder::ReadingsAt(std::uint64_t offset) const {
         }
         if (!isLonger) break;
     }
+    if (std::ranges::none_of(readings, isGood)) ReadCutAt(offset, readings);
     return readings;
 }
 
@@ -656,6 +680,8 @@ void Finder::Choose(Readings& readings, std::size_t at, bool isMissing) {
     std::unique_ptr<FoundObject> chosen = std::move(readings[at]);
     readings.clear();
     if (!isMissing && IsNil(chosen->id) && IsCopy(*chosen)) return;
+    if (const std::uint64_t size = chosen->source->Size(), lost = chosen->source->Lost(size); lost != 0)
+        Lost(Described(*chosen->info, chosen->id, chosen->name), CutText(lost, size));
     Learn(*chosen);
     if (!IsNil(chosen->id)) known_.emplace(chosen->id, chosen->info);
     if (!IsNil(chosen->id) && referred_.contains(chosen->id) && !Has(chosen->id))
@@ -725,8 +751,7 @@ void Finder::KeepDamaged() {
         if (lost >= size) continue;
         const std::string name = Described(*found->info, found->id, found->name);
         if (found->isWhole && lost != 0)
-            Lost(name, std::to_string(lost) + " of the " + std::to_string(size) +
-                           " bytes of its record are lost: its array is cut, and what is missing is 0");
+            Lost(name, CutText(lost, size));
         else if (found->isWhole)
             Lost(name, "its record ends after " + std::to_string(found->understood) + " of " + std::to_string(size) +
                            " bytes: a part of it was overwritten, and what was read may be wrong");
@@ -752,6 +777,12 @@ void Finder::ReadOthers() {
         const bool isUnknownClass = row != document_.rows.end() && !FindClass(row->second.classId);
         if (id && (!isUnknownClass || Has(*id))) continue;
         if (entries.front()->standing != SalvagedEntry::Standing::Current) continue;
+        try {
+            compound::RequireValidName(entries.front()->name);
+        } catch (const compound::StorageError& error) {
+            Lost("stream " + ToUtf8(name), std::string("its name is damaged: ") + error.what());
+            continue;
+        }
         const Source source = SourceOf(*entries.front(), Way::Chain);
         if (const std::uint64_t lost = source->Lost(source->Size()); lost != 0)
             Lost("stream " + ToUtf8(name), std::to_string(lost) + " of its bytes are lost: zeros");
@@ -806,7 +837,7 @@ FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, std::ve
 }
 
 std::string Described(const ClassInfo& info, const GUID& id, std::u16string_view name) {
-    const std::string shown = ToUtf8(info.name) + " " + ToUtf8(ToText(id));
+    const std::string shown = ToUtf8(info.name) + (IsNil(id) ? std::string() : " " + ToUtf8(ToText(id)));
     return name.empty() ? shown : shown + " \"" + ToUtf8(name) + "\"";
 }
 

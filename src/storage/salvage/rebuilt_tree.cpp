@@ -20,7 +20,7 @@ GUID NewId() {
 }  // namespace
 
 RebuiltTree::RebuiltTree(const FoundDocument& document, const ClassGraph& graph, std::vector<DocumentProblem>& losses)
-    : document_(document), graph_(graph), losses_(losses) {
+    : graph_(graph), losses_(losses) {
     root_.info = document.rootClass;
     root_.reference = document.root;
     if (IsEqualGUID(root_.reference.id, GUID_NULL)) root_.reference = {NewId(), 0};

@@ -46,7 +46,6 @@ private:
     std::string PathOf(const TreeNode& node) const;
     void Lost(const TreeNode& node, std::string what) { losses_.push_back({NameOf(node), std::move(what)}); }
 
-    const FoundDocument& document_;
     const ClassGraph& graph_;
     std::vector<DocumentProblem>& losses_;
     TreeNode root_;

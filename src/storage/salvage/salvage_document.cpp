@@ -102,12 +102,13 @@ void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const
     root->Materialise();
     WriteRootRecord(file, *root, tree.Root().reference);
     if (document.settings) WriteStream(file, kSettingsStream, document.settings->All());
+    // First: an object of the tree takes the place of a stream of its name.
+    for (const FoundDocument::Other& other : document.others) WriteStream(file, other.name, other.source->All());
     const std::vector<const TreeNode*> nodes = tree.InOrder();
     for (std::size_t at = 0; at < nodes.size(); ++at) {
         WriteNode(file, *nodes[at]);
         if (progress) progress(at + 1, nodes.size());
     }
-    for (const FoundDocument::Other& other : document.others) WriteStream(file, other.name, other.source->All());
     WriteTables(file, document, tree);
     file.Commit();
 }

@@ -63,6 +63,11 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     Read(0, bytes);
     const Header header(bytes);
     FindEntries();
+    if (view_.IsMapped() && file_.LookAtMap() != File::Shown::Whole) {  // a part that cannot be read showed as zeros
+        view_.ReadPageByPage();
+        entries_.clear(), entryOffsets_.clear(), roots_.clear(), rootOffsets_.clear();
+        FindEntries();
+    }
     shift_ = ShiftOf(header);
     sectors_ = size_ <= OffsetOf(0) ? 0 : SectorsFor(size_ - OffsetOf(0));
     hasHeader_ = header.SectorShift() == shift_ && header.MiniCutoff() == kMiniCutoff;
@@ -70,9 +75,10 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     const std::vector<SectorId> listed = hasHeader_ ? ListedFatPages(header) : std::vector<SectorId>();
     const std::uint64_t pages = std::max<std::uint64_t>(listed.size(), (sectors_ + perPage - 1) / perPage);
     fat_.next.assign(pages * perPage, kUnknown);
+    fat_.isListed.assign(fat_.next.size(), false);
     for (std::uint32_t index = 0; index < listed.size(); ++index) {
         Page page = ReadPage(listed[index]);
-        if (Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page);
+        if (Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page, true);
     }
     SearchPages(fat_, true);
     NoteFollowers(fat_, true);
@@ -228,9 +234,14 @@ std::vector<SectorId> SalvagedFile::ListedFatPages(const Header& header) const {
     return listed;
 }
 
-void SalvagedFile::Adopt(Table& table, std::uint32_t index, const Page& page) const {
-    const std::size_t first = std::size_t{index} * page.size();
-    if (first + page.size() <= table.next.size()) std::ranges::copy(page, table.next.begin() + std::ptrdiff_t(first));
+// A page that was found by its content may be one of an older state: sectors that were free then may be in use now.
+void SalvagedFile::Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed) {
+    for (std::size_t at = 0; at < page.size(); ++at) {
+        const std::size_t sector = std::size_t{index} * page.size() + at;
+        if (sector >= table.next.size()) return;
+        table.next[sector] = !isListed && page[at] == kFreeSector ? kUnknown : page[at];
+        table.isListed[sector] = isListed;
+    }
 }
 
 // How well a page agrees with the directory: streams that begin in it and whose chain ends after their length.
@@ -276,7 +287,7 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
             if (fits >= score) score = fits, chosen = std::move(candidate);
         }
     }
-    for (const auto& [index, found] : best) Adopt(table, index, found.second);
+    for (const auto& [index, found] : best) Adopt(table, index, found.second, false);
 }
 
 void SalvagedFile::NoteFollowers(Table& table, bool large) {
@@ -309,7 +320,7 @@ std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
             beginnings.push_back(mini);
     for (const SalvagedEntry& entry : entries_)
         if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free &&
-            miniFat_.Next(entry.start) == kUnknown)
+            miniFat_.Next(entry.start) == kUnknown && std::uint64_t{entry.start} << kMiniSectorShift < size_)
             beginnings.push_back(entry.start);
     return beginnings;
 }
@@ -368,8 +379,12 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
         pages.push_back(sector);
         used.insert(sector);
         const SectorId next = fat_.Next(sector);
-        isKnown = IsRegular(next) && next < fat_.next.size();
-        for (sector = isKnown ? next : sector + 1; !isKnown && fat_.IsTaken(sector); ++sector) {
+        isKnown = fat_.IsCertain(sector);
+        if (IsRegular(next) && next < fat_.next.size()) {
+            sector = next;
+            continue;
+        }
+        for (++sector; fat_.IsTaken(sector); ++sector) {
         }
     }
     return pages;
@@ -382,8 +397,9 @@ void SalvagedFile::ReadMiniFat(const Header& header, std::uint64_t miniSectors) 
     for (; pages.size() < sectors_ && IsRegular(sector); sector = fat_.Next(sector)) pages.push_back(ReadPage(sector));
     const std::uint64_t count = std::max<std::uint64_t>(pages.size(), (miniSectors + perPage - 1) / perPage);
     miniFat_.next.assign(count * perPage, kUnknown);
+    miniFat_.isListed.assign(miniFat_.next.size(), false);
     for (std::uint32_t index = 0; index < pages.size(); ++index)
-        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index]);
+        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index], true);
     SearchPages(miniFat_, false);
     NoteFollowers(miniFat_, false);
 }
@@ -397,6 +413,7 @@ void SalvagedFile::FindMiniStream(const Header& header) {
     ReadMiniFat(header, minis);
     const std::vector<SectorId> beginnings = MiniBeginnings();
     for (const SectorId mini : beginnings) minis = std::max<std::uint64_t>(minis, std::uint64_t{mini} + 1);
+    minis = std::min(minis, MiniSectorsFor(size_));  // a damaged number must not ask for any amount of pages
     SectorId start = kEndOfChain;
     std::size_t best = 0;
     for (const Root& root : roots_) {
@@ -468,7 +485,9 @@ std::vector<Extent> SalvagedFile::Joined(const std::vector<SectorId>& sectors, b
 
 std::vector<Extent> SalvagedFile::ExtentsOf(const SalvagedEntry& entry, Way way) const {
     const bool isMini = !IsLarge(entry);
-    const std::uint64_t described = fat_.next.size() << shift_;
+    // The file may have been longer, but a damaged size must not ask for any amount of zeros.
+    constexpr std::uint64_t kMostCut = 16;
+    const std::uint64_t described = std::min<std::uint64_t>(fat_.next.size() << shift_, kMostCut * size_);
     const std::uint64_t size = std::min(entry.size, std::max(size_, described));
     const std::uint64_t count = isMini ? MiniSectorsFor(size) : SectorsFor(size);
     return Joined(Follow(isMini ? miniFat_ : fat_, entry.start, count, way), isMini, size);

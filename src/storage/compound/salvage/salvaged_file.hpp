@@ -72,11 +72,16 @@ private:
     static constexpr SectorId kUnknown = kMaxSector + 1;
     struct Table {
         std::vector<SectorId> next;
-        std::vector<bool>
-            follows;  // a page says that the sector follows another, or an entry that a stream begins there
+        std::vector<bool> isListed;  // the page that says it was listed in the header, the DIFAT or a chain
+        // A page says that the sector follows another, or an entry that a stream begins there.
+        std::vector<bool> follows;
 
         SectorId Next(SectorId sector) const { return sector < next.size() ? next[sector] : kUnknown; }
         bool IsTaken(SectorId sector) const;
+        // Does a page that was listed say which sector is next?
+        bool IsCertain(SectorId sector) const {
+            return sector < next.size() && isListed[sector] && next[sector] < next.size();
+        }
     };
     struct Root {
         SectorId start;
@@ -96,7 +101,7 @@ private:
     Page ReadPage(SectorId sector) const;
     static bool Looks(Page& page, std::uint32_t first, std::uint64_t limit);
     std::vector<SectorId> ListedFatPages(const Header& header) const;
-    void Adopt(Table& table, std::uint32_t index, const Page& page) const;
+    static void Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed);
     void SearchPages(Table& table, bool large);
     int Fits(const Page& page, std::uint32_t first, bool large) const;
     void NoteFollowers(Table& table, bool large);

@@ -1,0 +1,452 @@
+"""The report's page in a browser: curves at the right places, all controls, names that mean harm, no requests."""
+
+import cmath
+import math
+import os
+import pathlib
+import re
+import struct
+import subprocess
+import time
+import unittest
+import urllib.parse
+import xml.etree.ElementTree
+
+import browser
+from tool import INCOMPLETE, SAMPLES, TOOL, ToolTest, float_wav
+
+RATE = 96000  # of float_wav
+STEREO = SAMPLES[0].parent / "impulse-stereo.wav"
+FILTER = SAMPLES[0].parent / "design/correction.wav"
+
+
+class Resonance:
+    """Samples r^n sin(w n) from `delay` on, and their spectrum."""
+
+    def __init__(self, frequency, quality, gain, delay=0):
+        self.w = 2 * math.pi * frequency / RATE
+        self.r = math.exp(-self.w / (2 * quality))
+        self.gain, self.delay = gain, delay
+
+    def samples(self, count):
+        return [0.0] * self.delay + [self.gain * self.r ** n * math.sin(self.w * n) for n in range(count - self.delay)]
+
+    def at(self, frequency):
+        z = cmath.exp(-2j * math.pi * frequency / RATE)
+        return self.gain * self.r * math.sin(self.w) * z / (1 - 2 * self.r * math.cos(self.w) * z + self.r ** 2 * z * z)
+
+    def level(self, frequency):
+        return 20 * math.log10(abs(self.at(frequency)))
+
+
+class Page(ToolTest):
+    @classmethod
+    def setUpClass(cls):
+        if not browser.is_there():
+            raise unittest.SkipTest("there is no chromium with its driver here (apt-get install chromium chromium-driver)")
+        cls.browser = browser.Browser()
+        cls.addClassCleanup(cls.browser.close)
+
+    def report(self, *documents):
+        page = self.folder / "report.html"
+        self.tool("report", *(documents or [self.document]), "--force", "-o", page)
+        return page
+
+    def show(self, page, address="", state=""):
+        """Opens the page at an object and waits until it has drawn."""
+        self.browser.open(f"file://{page}#" + urllib.parse.quote(address) + ("?" + state if state else ""))
+        self.drawn()
+
+    def drawn(self):
+        self.browser.wait_for("return document.documentElement.dataset.drawn == drawing || document.getElementById('drawing').hidden")
+
+    def tearDown(self):
+        if self.browser:
+            console, asked = self.browser.problems()
+            self.assertEqual(console, [])
+            self.assertEqual([url for url in asked if not re.fullmatch(r"file://[^?]*/report\.html(#.*)?", url)], [])
+
+    def assert_drawn_at(self, x, y):
+        """A line passes within a pixel of the point."""
+        distance = self.browser.run("""
+            const {left, top} = chart.pixelOf(arguments[0], arguments[1]);
+            const canvas = chart.element.querySelector("canvas"), scale = canvas.width / canvas.clientWidth;
+            const context = canvas.getContext("2d"), wanted = drawnCurves[0].colour;
+            const [r, g, b] = [1, 3, 5].map(at => parseInt(wanted.slice(at, at + 2), 16));
+            let nearest = 99;
+            for (let dy = -30; dy <= 30; ++dy)
+              for (let dx = -1; dx <= 1; ++dx) {
+                const pixel = context.getImageData(Math.round((left + dx) * scale), Math.round((top + dy) * scale), 1, 1).data;
+                if (pixel[3] > 60 && Math.abs(pixel[0] - r) + Math.abs(pixel[1] - g) + Math.abs(pixel[2] - b) < 60)
+                  nearest = Math.min(nearest, Math.hypot(dx, dy));
+              }
+            return nearest;""", x, y)
+        self.assertLessEqual(distance, 1.5, f"{x} Hz, {y}")
+
+    def at_cursor(self, x, curve=0):
+        """What the page says of a curve at a frequency or time."""
+        return self.browser.run("""
+            const box = chart.element.getBoundingClientRect();
+            chart.follow(box.left + chart.pixelOf(arguments[0], 0).left);
+            return valueAt(drawnCurves[arguments[1]], chart.cursor, chartKinds[chart.spec.kind].isFrequency);""", x, curve)
+
+    def test_a_resonance_appears_at_its_frequency_with_its_level_and_quality(self):
+        resonance = Resonance(1000, 10, 0.05)
+        self.tool("import", self.document, self.file("resonance.wav", float_wav(1, resonance.samples(16384))))
+        page = self.report()
+        for smoothing in ["0", "48"]:
+            self.show(page, "Data/resonance", "smoothing=" + smoothing)
+            for frequency in [200, 500, 950, 1000, 1050, 2000, 5000]:
+                self.assert_drawn_at(frequency, resonance.level(frequency))
+                self.assertAlmostEqual(self.at_cursor(frequency), resonance.level(frequency), delta=0.1)
+        greatest = self.browser.run("return series[0].row.cells[4].textContent")
+        self.assertRegex(greatest, r"dB at (1 kHz|99\d(\.\d)? Hz|1\.00\d kHz)$")
+        # The labels of the axes are where the values are.
+        places = self.browser.run("""
+            return [...chart.element.querySelectorAll(".dygraph-axis-label-x")].filter(each => each.textContent).map(each => {
+              const box = each.getBoundingClientRect(), frame = chart.element.getBoundingClientRect();
+              return [each.textContent, (box.left + box.right) / 2 - frame.left]; })""")
+        labels = [label for label, _ in places]
+        self.assertEqual(labels, ["20", "50", "100", "200", "500", "1k", "2k", "5k", "10k", "20k"][:len(labels)])
+        for label, left in places:
+            frequency = float(label.replace("k", "000"))
+            self.assertAlmostEqual(left, self.browser.run("return chart.pixelOf(arguments[0], 0).left", frequency), delta=1)
+        self.assertIn("2.93 Hz apart", self.browser.run("return document.getElementById('method').textContent"))
+
+    def test_a_delay_has_its_phase_and_group_delay(self):
+        samples = [0.0] * 4096
+        samples[96] = 0.5  # 1 ms
+        self.tool("import", self.document, self.file("delay.wav", float_wav(1, samples)))
+        page = self.report()
+        self.show(page, "Data/delay", "chart=phase&arrivalOut=false")
+        for frequency, phase in [(100, -36), (400, -144), (700, 108), (1250, -90)]:
+            self.assert_drawn_at(frequency, phase)
+            self.assertAlmostEqual(self.at_cursor(frequency), phase, delta=2)
+        self.show(page, "Data/delay", "chart=phase")
+        self.assertAlmostEqual(self.at_cursor(5000), 0, delta=0.2)
+        self.show(page, "Data/delay", "chart=delay&arrivalOut=false")
+        self.assertAlmostEqual(self.at_cursor(5000), 1, delta=0.01)
+        self.show(page, "Data/delay", "chart=impulse")
+        self.assertAlmostEqual(self.at_cursor(1.0), 0.5, delta=0.2)  # a line of one sample's width
+        self.show(page, "Data/delay", "chart=impulse&zoom=0.9,1.1,-1,1")
+        self.assert_drawn_at(1.0, 0.5)
+        self.show(page, "Data/delay", "chart=impulse&impulse=log")
+        self.assertAlmostEqual(self.browser.run("return Math.max(...drawnCurves[0].y)"), 0, delta=1e-6)
+
+    def test_a_gated_level_is_that_of_its_window(self):
+        """The window leaves out a reflection that would make a comb; SPLScale moves the level."""
+        samples = [0.0] * 4096
+        samples[96], samples[960] = 0.5, 0.25
+        library = self.folder / "library.lvs"
+        self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Single amp\n"))
+        self.tool("import", self.document, "--library", library, "--speaker", "Left", "--model", "Acme/Alpha", "--config",
+                  "Single amp", "--experiment", "Near", self.file("gated.wav", float_wav(1, samples)))
+        address = "Left/Single amp/Measurements/gated"
+        self.tool("set", self.document, address, "MeasureStart=0.5", "MeasureEnd=8", "SPLScale=2")
+        self.show(self.report(), address, "smoothing=0")
+        expected = 20 * math.log10(0.5 * 2 / 20e-6)
+        for frequency in [500, 1000, 1055, 5000]:
+            self.assertAlmostEqual(self.at_cursor(frequency), expected, delta=0.05)
+        self.assertIn("Below 133.3 Hz", self.browser.run("return document.getElementById('summary').textContent"))
+        self.assertIn("dB SPL", self.browser.run("return document.getElementById('method').textContent"))
+
+    def test_names_that_mean_harm_are_shown(self):
+        names = ["</script><img src=x onerror=alert(1)>", "<!--<script>", "a\"b'c&amp;d", "\u202egnp.exe", "{{1}}${2}\\"]
+        wav = float_wav(1, [1.0, 0.5, 0.25, 0.125] * 16)
+        for number, name in enumerate(names):
+            self.tool("import", self.document, "--room", name, "--position", name, "--channel", "0",
+                      self.file(f"r{number}.wav", wav))
+        page = self.report()
+        self.show(page)
+        self.assertEqual(self.browser.run("return document.querySelectorAll('img, iframe, object').length"), 0)
+        rooms = self.browser.run("return objects.filter(each => each.type !== undefined && typeOf(each).name === 'RoomEQ').map(each => each.name)")
+        self.assertEqual(rooms, names)
+        for name in names:
+            place = self.browser.run("""
+                const place = objects.findIndex(each => each.name === arguments[0]);
+                location.hash = toHash(addressOf(place));
+                return place;""", name)
+            self.browser.wait_for("return chosen === arguments[0]", place)
+            self.drawn()
+            self.assertEqual(self.browser.run("return document.getElementById('name').textContent"), name)
+            self.assertEqual(self.browser.run("return document.querySelectorAll('img, iframe, object').length"), 0)
+            svg = self.browser.run("return new DOMParser().parseFromString(svgText(), 'image/svg+xml').querySelectorAll('parsererror, img, script').length")
+            self.assertEqual(svg, 0)
+
+    def test_all_controls(self):
+        self.tool("import", self.document, *SAMPLES)
+        self.tool("import", self.document, "--room", "Studio", "--position", "Listener", "--channel", "0", SAMPLES[0].parent / "impulse-left.wav")
+        self.tool("import", self.document, "--room", "Studio", "--position", "Sofa", "--channel", "0", SAMPLES[0].parent / "impulse-right.wav")
+        page = self.report()
+        run, click = self.browser.run, self.browser.click
+
+        # Every chart of a measurement draws something, and its state is in the address.
+        self.show(page, "Data/impulse-left")
+        kinds = run("return [...document.querySelectorAll('#charts button')].map(each => each.id)")
+        self.assertEqual(kinds, [f"tab-{kind}" for kind in ["level", "phase", "delay", "impulse", "step", "decay", "cumulative"]])
+        for kind in kinds:
+            click("#" + kind)
+            self.browser.wait_for("return document.getElementById(arguments[0]).getAttribute('aria-selected') === 'true'", kind)
+            self.drawn()
+            painted = run("""const canvas = document.querySelector(arguments[0] === "tab-cumulative" ? "#map" : "#chart canvas");
+                const data = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;
+                let count = 0;
+                for (let at = 3; at < data.length; at += 4) count += data[at] > 200;
+                return count;""", kind)
+            self.assertGreater(painted, 500, kind)
+        click("#tab-decay")
+        self.drawn()
+        self.assertRegex(run("return document.getElementById('results-of').textContent"), r"T20\s*0\.\d+ s")
+
+        # Zooming by dragging, moving with Shift, by keys and buttons, and back by a double click.
+        self.show(page, "Data/impulse-left")
+        area = run("const box = chart.element.getBoundingClientRect(), area = chart.graph.getArea(); return [box.left + area.x, box.top + area.y, area.w, area.h]")
+        left, top, width, height = area
+        self.browser.drag((left + width * 0.4, top + height / 2), (left + width * 0.6, top + height / 2 + 3))
+        whole, zoomed = [20, 20000], self.browser.wait_for("return settings.zoom && settings.zoom.x")
+        self.assertAlmostEqual(zoomed[0], 20 * 1000 ** 0.4, delta=zoomed[0] * 0.02)
+        self.assertAlmostEqual(zoomed[1], 20 * 1000 ** 0.6, delta=zoomed[1] * 0.02)
+        self.assertIn("zoom=", run("return location.hash"))
+        address = run("return location.hash")
+        self.browser.drag((left + width * 0.5, top + height / 2), (left + width * 0.25, top + height / 2), shift=True)
+        moved = self.browser.wait_for("return settings.zoom.x[0] > arguments[0] * 1.2 && settings.zoom.x", zoomed[0])
+        self.assertAlmostEqual(math.log(moved[1] / moved[0]), math.log(zoomed[1] / zoomed[0]), delta=0.02)
+        click("#zoom-all")
+        self.browser.wait_for("return settings.zoom === null")
+        self.drawn()
+        self.assertEqual([round(each) for each in run("return chart.ranges().x")], whole)
+        click("#zoom-in")
+        self.assertLess(self.browser.wait_for("return settings.zoom && settings.zoom.x[1]"), 20000)
+        run("chart.element.focus()")
+        self.browser.press("0")
+        self.browser.wait_for("return settings.zoom === null")
+        self.drawn()
+        self.browser.press("\ue014", "\ue014")  # right
+        self.assertRegex(run("return document.getElementById('readout').textContent"), r"^[\d.]+ k?Hz: .* dB$")
+        self.browser.press("\ue014", shift=True)
+        self.browser.wait_for("return settings.zoom !== null")
+        run("location.hash = arguments[0]", address)
+        self.browser.wait_for("return settings.zoom && Math.abs(settings.zoom.x[0] - arguments[0]) < 1", zoomed[0])
+
+        # A cursor over the chart reads all curves; hidden ones are not read.
+        self.show(page, "Data/impulse-stereo")
+        self.browser.move(left + width / 2, top + height / 2)
+        cells = "return series.map(each => each.row.cells[3].textContent)"
+        self.assertEqual([bool(re.fullmatch(r"\u2212?[\d.]+ dB", text)) for text in run(cells)], [True, True])
+        click("#series tbody tr:nth-child(2) input")
+        self.browser.wait_for("return drawnCurves.length === 1")
+        self.assertIn("toggled=1", run("return location.hash"))
+
+        # Positions of a room with mean and spread; the tree, by search and keys.
+        self.browser.type("#search", "studio roomeq")
+        self.assertEqual(run("return [...document.querySelectorAll('#results a')].map(each => each.firstChild.data)"), ["Studio"])
+        click("#results a")
+        self.browser.wait_for("return objects[chosen].name === 'Studio'")
+        self.drawn()
+        self.assertEqual(run("return drawnCurves.map(each => each.id)"), ["curve0", "curve1", "mean"])
+        one, two, mean = (self.at_cursor(1000, curve) for curve in range(3))
+        self.assertAlmostEqual(mean, 10 * math.log10((10 ** (one / 10) + 10 ** (two / 10)) / 2), delta=0.1)
+        click("#spread")
+        self.browser.wait_for("return drawnCurves.length === 2")
+        run("document.getElementById('search').value = ''; search(); rows.get(chosen).focus()")
+        self.browser.press("\ue014", "\ue014", "\ue007")  # right twice: its first collection; Enter
+        self.browser.wait_for("return objects[chosen].path === 'Rooms/Studio/Positions'")
+
+        # Comparison, themes, and what can be taken away.
+        self.drawn()
+        click("#pin")
+        run("choose(placeOf('Data/woofer'), true)")
+        self.browser.wait_for("return drawnCurves.length === 3")
+        click("#unpin")
+        self.browser.wait_for("return drawnCurves.length === 1")
+        before = run("return document.documentElement.dataset.theme")
+        click("#theme")
+        self.assertNotEqual(run("return document.documentElement.dataset.theme"), before)
+        self.drawn()
+        for name, start in [("svg", b"<svg "), ("png", b"\x89PNG"), ("csv", b'"Frequency (Hz)","woofer"')]:
+            click("#save-" + name)
+            saved = time.monotonic() + 30
+            found = []
+            while not found and time.monotonic() < saved:
+                found = [path for path in pathlib.Path(self.browser.profile).glob("*." + name) if path.stat().st_size]
+            self.assertEqual([path.name for path in found], [f"woofer-level.{name}"])
+            self.assertTrue(found[0].read_bytes().startswith(start))
+        rows = found[0].read_text().splitlines()[1:]
+        self.assertEqual(len(rows), 479)
+        self.assertEqual([float(each) for each in rows[0].split(",")], [20, float(rows[0].split(",")[1])])
+
+        # A phone: nothing is wider than the screen.
+        self.browser.resize(400, 800)
+        try:
+            self.show(page, "Data/impulse-left")
+            self.assertLessEqual(run("return document.documentElement.scrollWidth - innerWidth"), 0)
+        finally:
+            self.browser.resize(1360, 1000)
+
+    def test_a_correction_predicts_what_it_does(self):
+        """A filter that is a gain of a half and a delay lowers the sum by 6 dB."""
+        library = self.folder / "library.lvs"
+        self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Bi amp\n"))
+        samples = [0.0] * 2 * 1024
+        samples[20], samples[21] = 0.5, 0.25  # both outputs at once
+        half = [0.0] * 2 * 64
+        half[10], half[11] = 0.5, 0.5
+        speaker = ["--speaker", "Left", "--config", "Bi amp", "--experiment", "Near"]
+        self.tool("import", self.document, "--library", library, "--model", "Acme/Alpha", *speaker,
+                  self.file("both.wav", float_wav(2, samples)))
+        self.tool("correct", self.document, *speaker, "--name", "Half", "--crossover", "1000:24", "--set",
+                  "CrossoverMethod=linkwitz-riley", "--limits", self.file("limits.csv", "20,1,3,-9,0\n20000,1,3,-9,0\n"),
+                  self.file("half.wav", float_wav(2, half)))
+        self.show(self.report(), "Left/Bi amp/Corrections/Half")
+        labels = self.browser.run("return drawnCurves.map(each => each.label)")
+        before, after = labels.index("before correction"), labels.index("after correction, predicted")
+        for frequency in [100, 1000, 10000]:
+            self.assertAlmostEqual(self.at_cursor(frequency, before), 20 * math.log10(0.75), delta=0.02)
+            self.assertAlmostEqual(self.at_cursor(frequency, after), 20 * math.log10(0.375), delta=0.02)
+            self.assertEqual(self.at_cursor(frequency, labels.index("upper limit")), 3)
+            self.assertEqual(self.at_cursor(frequency, labels.index("lower limit")), -9)
+        self.browser.run("series.forEach(each => { if (!each.isShown) toggle(each); })")
+        self.browser.wait_for("return drawnCurves.length === series.length")
+        labels = self.browser.run("return drawnCurves.map(each => each.label)")
+        self.assertAlmostEqual(self.at_cursor(1000, labels.index("crossover, way 1")), -6.02, delta=0.02)
+        self.assertAlmostEqual(self.at_cursor(300, labels.index("sum of the crossover's ways")), 0, delta=0.01)
+
+    def test_several_documents_and_many_measurements(self):
+        other = self.folder / "other.lvp"
+        for document, gain in [(self.document, 1.0), (other, 0.5)]:
+            self.tool("import", document, self.file("same.wav", float_wav(1, [gain] + [0.0] * 255)))
+        files = []
+        for number in range(500):
+            files.append(self.file(f"m{number:03}.wav", float_wav(1, [0.0] * (number % 50) + [0.5] + [0.0] * 999)))
+        self.tool("import", self.document, "--room", "Hall", "--position", "Seat", "--channel", "0", *files)
+        page = self.report(self.document, other)
+        before = page.read_bytes()
+        self.assertEqual(self.report(self.document, other).read_bytes(), before)
+        self.show(page, "2:Data/same", "others=true")
+        self.assertEqual(self.browser.run("return drawnCurves.map(each => each.label)"), ["same", "project.lvp: same"])
+        self.assertAlmostEqual(self.at_cursor(1000, 1) - self.at_cursor(1000, 0), 6.02, delta=0.02)
+        self.show(page, "1:Hall")
+        self.assertEqual(self.browser.run("return [series.length, drawnCurves.length]"), [500, 13])
+        self.show(page, "1:Hall/Seat/m499")
+        self.assertAlmostEqual(self.at_cursor(1000), -6.02, delta=0.02)
+
+
+class WithoutABrowser(ToolTest):
+    def test_a_page_replaces_nothing_unasked(self):
+        self.import_samples()
+        page = self.file("page.html", "mine")
+        self.assertIn("--force replaces it", self.tool("report", self.document, "-o", page, status=INCOMPLETE).stderr)
+        self.assertEqual(page.read_text(), "mine")
+        done = self.tool("report", self.document, "--force", "-o", page)
+        self.assertEqual(done.stdout, "")
+        self.assertRegex(done.stderr, r"page\.html: \d+ objects, \d+ traces, ")
+        text = page.read_text()
+        self.assertEqual(re.findall(r"\b(?:src|href)\s*=\s*[\"']?(?!#)\w+:", text.split('id="licence"')[0]), [])
+
+    def test_a_calibration_is_taken_out_of_the_levels_of_speakers(self):
+        library = self.folder / "library.lvs"
+        self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Single amp\n"))
+        self.tool("import", self.document, "--library", library, "--speaker", "Left", "--model", "Acme/Alpha", "--config",
+                  "Single amp", "--experiment", "Near", self.file("one.wav", float_wav(1, [1.0] + [0.0] * 1023)))
+        curve = self.file("curve.txt", "20 6\n20000 6\n")
+        page = self.folder / "page.html"
+        self.tool("report", self.document, "--calibration", curve, "-o", page)
+        facts, arrays = unpacked(page.read_text(), 0)
+        self.assertIn("curve.txt", " ".join(facts["method"]))
+        self.assertEqual({round(level, 2) for level in arrays["level.12"]}, {-6})
+        self.assertIn("holds no frequencies", self.tool("report", self.document, "--calibration", self.folder / "one.wav",
+                                                        "--force", "-o", page, status=INCOMPLETE).stderr)
+
+
+class Pictures(ToolTest):
+    def plot(self, *arguments, file="picture.svg", **options):
+        """The finished process; the picture's bytes."""
+        done = self.tool("plot", self.document, *arguments, "--force", "-o", self.folder / file, **options)
+        return (self.folder / file).read_bytes()
+
+    def elements(self, svg, name):
+        return [each for each in xml.etree.ElementTree.fromstring(svg).iter() if each.tag.endswith("}" + name)]
+
+    def test_a_resonance_is_where_it_belongs(self):
+        resonance = Resonance(1000, 10, 0.05)
+        self.tool("import", self.document, self.file("resonance.wav", float_wav(1, resonance.samples(16384))))
+        svg = self.plot("Data/resonance", "--smoothing", "none")
+        self.assertEqual(self.plot("Data/resonance", "--smoothing", "none"), svg)
+        labels = {"right": {}, "down": {}}  # what is written below and beside the axes, and where
+        for text in self.elements(svg, "text"):
+            if re.fullmatch(r"-?[\d.]+k?", text.text):
+                along = "down" if text.get("text-anchor") == "end" else "right"
+                labels[along][float(text.text.replace("k", "e3"))] = float(text.get("x" if along == "right" else "y"))
+        low, high = min(labels["down"]), max(labels["down"])
+        slope = (labels["down"][high] - labels["down"][low]) / (high - low)
+        curve = max((each.get("d") for each in self.elements(svg, "path")), key=len)
+        places = [tuple(map(float, each.split())) for each in re.split("[ML]", curve)[1:]]
+        for frequency in [100, 1000, 2000, 5000]:
+            x = labels["right"][frequency]
+            y = labels["down"][low] - 4 + slope * (resonance.level(frequency) - low)
+            near = min(math.hypot(px - x, py - y) for px, py in places)
+            self.assertLess(near, 3 if frequency == 100 else 1.5, frequency)
+
+    def test_every_chart_of_many_kinds_of_objects(self):
+        self.tool("import", self.document, *SAMPLES)
+        self.tool("import", self.document, "--room", "</text><script>", "--position", "P", "--channel", "0", SAMPLES[0].parent / "impulse-left.wav")
+        for chart in ["level", "phase", "group-delay", "impulse", "step", "decay"]:
+            svg = self.plot("Rooms", "--chart", chart)
+            self.assertEqual(self.elements(svg, "script"), [])
+            self.assertIn("</text><script>", " ".join(text.text for text in self.elements(svg, "text")))
+        curves = [each for each in self.elements(self.plot("Data/*"), "text") if each.text.startswith("Data/")]
+        self.assertEqual(len(curves), len(SAMPLES) + 1)  # one of two channels
+
+    def test_png_and_terminals(self):
+        self.import_samples()
+        leaks = dict(os.environ, LSAN_OPTIONS="detect_leaks=0")  # what the fonts' library keeps until the end is not ours
+        png = self.plot("Data/woofer", file="picture.png", env=leaks)
+        self.assertEqual((png[:8], struct.unpack(">II", png[16:24])), (b"\x89PNG\r\n\x1a\n", (1920, 1060)))
+        for protocol, start in [("kitty", b"\x1b_Ga=T,f=100,m=1;iVBOR"), ("iterm", b"\x1b]1337;File=inline=1;size=")]:
+            done = subprocess.run([TOOL, "plot", self.document, "Data/woofer", "--terminal", protocol], capture_output=True,
+                                  check=True, env=leaks)
+            self.assertTrue(done.stdout.startswith(start), done.stdout[:40])
+
+    def test_what_cannot_be_drawn_is_told(self):
+        self.import_samples()
+        for words, *arguments in [("pictures are written as .svg or .png", "woofer", "-o", "picture.gif"),
+                                  ("there is no impulse to draw", "Data/woofer", "--chart", "impulse", "-o", "p.svg"),
+                                  ("there is no", "Nowhere", "-o", "p.svg")]:
+            self.assertIn(words, self.tool("plot", self.document, *arguments, status=INCOMPLETE).stderr)
+        mine = self.file("mine.svg", "mine")
+        self.assertIn("--force", self.tool("plot", self.document, "Data/woofer", "-o", mine, status=INCOMPLETE).stderr)
+        self.assertEqual(mine.read_text(), "mine")
+
+
+def unpacked(text, number):
+    """The facts and arrays of a block, read without the page."""
+    import base64
+    import json
+    import zlib
+    raw = zlib.decompress(base64.b64decode(re.search(rf'id="block{number}">([^<]*)<', text)[1]))
+    length = struct.unpack("<I", raw[:4])[0]
+    facts, at, arrays = json.loads(raw[4:4 + length]), 4 + length, {}
+    for name, count, step, form in facts["arrays"]:
+        values, before = [], 0
+        for _ in range(count):
+            if form == "exact":
+                values.append(struct.unpack_from("<f", raw, at)[0])
+                at += 4
+                continue
+            number, shift = 0, 0
+            while True:
+                number |= (raw[at] & 127) << shift
+                shift += 7
+                at += 1
+                if raw[at - 1] < 128:
+                    break
+            value = -(number + 1) // 2 if number & 1 else number // 2
+            before = before + value if form == "curve" else value
+            values.append(before * step)
+        arrays[name] = values
+    assert at == len(raw)
+    return facts, arrays
+
+
+if __name__ == "__main__":
+    unittest.main()
