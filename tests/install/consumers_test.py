@@ -129,10 +129,10 @@ class Compilers(ConsumerTest):
     """The library built whole by compilers and standard libraries that no other build here uses, and used."""
 
     def test_each(self):
-        for compiler, *options in filter(compiles, OTHERS):
+        for number, (compiler, *options) in enumerate(filter(compiles, OTHERS)):
             with self.subTest(compiler=compiler, options=options):
                 flags = [f"-DCMAKE_CXX_COMPILER={compiler}", f"-DCMAKE_CXX_FLAGS=-O0 {' '.join(options)}"]
-                made, prefix = self.folder / "library", self.folder / "prefix"
+                made, prefix = self.folder / f"library{number}", self.folder / f"prefix{number}"
                 run(["cmake", "-G", "Ninja", "-S", SOURCE, "-B", made, *flags, "-DLUMVEX_WARNINGS_AS_ERRORS=ON",
                      "-DLUMVEX_COMPILE_TOGETHER=ON", "-DLUMVEX_BUILD_TESTS=OFF", "-DLUMVEX_BUILD_APPS=OFF"])
                 run(["cmake", "--build", made])
@@ -142,8 +142,6 @@ class Compilers(ConsumerTest):
                     (self.folder / "example.lvp").unlink()
                     shutil.rmtree(self.folder / "build")
                 self.assert_errors_arrive(flags, prefix)
-                shutil.rmtree(made)
-                shutil.rmtree(prefix)
 
     def assert_errors_arrive(self, flags, prefix):
         """The library's exceptions are its clients', too: some standard libraries compare types by their addresses."""

@@ -1,4 +1,5 @@
 #include "objects/json.hpp"
+#include "status_text.hpp"
 
 #include <nlohmann/json.hpp>
 #include <ostream>

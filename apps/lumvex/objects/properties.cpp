@@ -8,7 +8,6 @@
 #include <limits>
 #include <sstream>
 
-#include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
@@ -142,7 +141,14 @@ bool LeadsToDocument(const MemberDescription& member) {
 Node OpenedLibrary(std::string_view path) {
     if (path.empty() || EqualNames(path, "none")) return {};
     const std::filesystem::path file = std::filesystem::absolute(std::u8string(path.begin(), path.end()));
-    return NodeOf(OpenDocument(file, LX_SHARE_READ));
+    try {
+        auto library = Specifications::Create();
+        library.AccessMode(LX_SHARE_READ);
+        library.OpenFile(file.u16string());
+        return Node(library);
+    } catch (const Error& error) {
+        throw PropertyError(Quoted(path) + ": cannot be opened as a library: " + Describe(error));
+    }
 }
 
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
