@@ -1,10 +1,7 @@
 #include "document.hpp"
 
 #include <algorithm>
-#include <cstdint>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 #include <system_error>
 
 #include "files/text_encoding.hpp"
@@ -33,7 +30,7 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
     } else {
         return Describe(error);
     }
-    return reason + " (" + StatusText(error.Status()) + ")";
+    return Error(error.Status(), reason).what();
 }
 
 // A search by name loads items. Above the upper bound, items that are not in use are released down to the lower one.

@@ -15,28 +15,45 @@
 
 namespace lumvex {
 
-// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code; what() is the text
-// of its error information in UTF-8 or, where there is none, the status in hexadecimal.
-class LUMVEX_API Error : public std::runtime_error {
-public:
-    Error(HRESULT status, const std::string& text) : std::runtime_error(text), status_(status) {}
-    HRESULT Status() const noexcept { return status_; }
-    std::error_code Code() const noexcept { return CodeOf(status_); }
-
-private:
-    HRESULT status_;
-};
-
-// The text that the last failed call of this thread left, or the status in hexadecimal.
-inline std::string DescriptionOf(HRESULT status) {
-    Ref<IErrorInfo> info;
-    Bstr text;
-    if (GetErrorInfo(0, info.Out()) == S_OK && info) info->GetDescription(text.Out());
-    if (!text.view().empty()) return ToUtf8(text.view());
+// "status 0x80030002"
+inline std::string StatusText(HRESULT status) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string hex = "status 0x";
     for (int shift = 28; shift >= 0; shift -= 4) hex += kDigits[(static_cast<unsigned>(status) >> shift) & 0xF];
     return hex;
+}
+
+// Thrown for every failed call. Status() is the call's status, Code() the same as std::error_code. Words() says why:
+// the text of the call's error information in UTF-8 or, where there is none, of its status. what() has the call before
+// the words and the status behind them: OpenFile("none.lvp"): there is no such file (status 0x80030002)
+class LUMVEX_API Error : public std::runtime_error {
+public:
+    // `call`: "Item(7)"; empty where it was none.
+    Error(HRESULT status, const std::string& words, const std::string& call = {})
+        : std::runtime_error(Together(status, words, call)),
+          status_(status),
+          begin_(call.empty() ? 0 : call.size() + 2),
+          length_(words.size()) {}
+    HRESULT Status() const noexcept { return status_; }
+    std::error_code Code() const noexcept { return CodeOf(status_); }
+    std::string Words() const { return std::string(what() + begin_, length_); }
+
+private:
+    static std::string Together(HRESULT status, const std::string& words, const std::string& call) {
+        const std::string shown = StatusText(status);
+        return (call.empty() ? "" : call + ": ") + words + (words == shown ? "" : " (" + shown + ")");
+    }
+
+    HRESULT status_;
+    std::size_t begin_, length_;  // of the words in what(), so that copying an error needs no memory
+};
+
+// The text that the last failed call of this thread left, or words for the status, or the status in hexadecimal.
+inline std::string DescriptionOf(HRESULT status) {
+    Ref<IErrorInfo> info;
+    Bstr text;
+    if (GetErrorInfo(0, info.Out()) == S_OK && info) info->GetDescription(text.Out());
+    return text.view().empty() ? CodeOf(status).message() : ToUtf8(text.view());
 }
 
 inline void Check(HRESULT status) {
@@ -62,10 +79,32 @@ public:
     TextArgument& operator=(const TextArgument&) = delete;
 
     BSTR get() const noexcept { return text_.get(); }
+    std::u16string_view view() const noexcept { return text_.view(); }
 
 private:
     Bstr text_;
 };
+
+// An argument of a call as errors show it; objects and values of any type are left out.
+inline std::string ArgumentText(const TextArgument& text) { return '"' + ToUtf8(text.view()) + '"'; }
+template <class Argument>
+std::string ArgumentText(const Argument& argument) {
+    if constexpr (std::is_enum_v<Argument>)
+        return std::to_string(static_cast<long long>(argument));
+    else if constexpr (std::is_arithmetic_v<Argument>)
+        return std::to_string(argument);
+    else
+        return "...";
+}
+
+// Checks the status of a published call, given its name and its arguments.
+template <class... Arguments>
+void CheckCall(HRESULT status, const char* name, const Arguments&... arguments) {
+    if (!FAILED(status)) return;
+    std::string call;
+    ((call += (call.empty() ? "" : ", ") + ArgumentText(arguments)), ...);
+    throw Error(status, DescriptionOf(status), std::string(name) + '(' + call + ')');
+}
 
 // A counted handle to any object; empty where there is none. Handles of one object are equal.
 //
@@ -215,16 +254,17 @@ private:
     }
 };
 
-// Calls a published method that has a result, and answers the result as the client classes show it. Throws Error.
-template <class Result, class Raw, class Call>
-Result Received(Call call) {
+// Calls a published method that has a result, and answers the result as the client classes show it. Throws Error, which
+// names the method and its arguments.
+template <class Result, class Raw, class Call, class... Arguments>
+Result Received(Call call, const char* name, const Arguments&... arguments) {
     if constexpr (std::is_same_v<Raw, BSTR>) {
         Bstr text;
-        Check(call(text.Out()));
+        CheckCall(call(text.Out()), name, arguments...);
         return std::u16string(text.view());
     } else if constexpr (std::is_same_v<Raw, VARIANT>) {
         Variant value;
-        Check(call(value.Out()));
+        CheckCall(call(value.Out()), name, arguments...);
         if constexpr (std::is_same_v<Result, Object>)
             return Object(Ref<IDispatch>(value.vt == VT_DISPATCH ? value.pdispVal : nullptr));
         else if constexpr (std::is_same_v<Result, bool>)
@@ -233,11 +273,11 @@ Result Received(Call call) {
             return Result(std::move(value));
     } else if constexpr (std::is_pointer_v<Raw>) {
         Ref<std::remove_pointer_t<Raw>> pointer;
-        Check(call(pointer.Out()));
+        CheckCall(call(pointer.Out()), name, arguments...);
         return Result(std::move(pointer));
     } else {
         Raw value{};
-        Check(call(&value));
+        CheckCall(call(&value), name, arguments...);
         return value;
     }
 }

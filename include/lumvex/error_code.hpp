@@ -45,7 +45,7 @@ private:
     static constexpr Meaning kMeanings[] = {
         {S_OK, {}, "no error"},
         {E_OUTOFMEMORY, std::errc::not_enough_memory, "out of memory"},
-        {E_INVALIDARG, std::errc::invalid_argument, "a value is not allowed"},
+        {E_INVALIDARG, std::errc::invalid_argument, "an argument is out of range or not allowed"},
         {E_POINTER, std::errc::invalid_argument, "an object or a place for the result is missing"},
         {E_NOTIMPL, std::errc::function_not_supported, "the call is not supported"},
         {E_NOINTERFACE, std::errc::function_not_supported, "the object has no such interface"},

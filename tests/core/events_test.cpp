@@ -162,7 +162,7 @@ TEST_F(Events, TheErrorOfTheCallOutlivesItsHandlers) {
         FAIL() << "a locked member must stay";
     } catch (const Error& error) {
         EXPECT_EQ(error.Status(), static_cast<HRESULT>(0x80040FB2));
-        EXPECT_STREQ(error.what(), "Not all items could be removed from the collection.");
+        EXPECT_EQ(error.Words(), "Not all items could be removed from the collection.");
     }
 }
 

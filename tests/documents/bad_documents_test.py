@@ -34,7 +34,9 @@ class BadDocuments(ToolTest):
 
     def test_no_regular_file(self):
         self.assert_refused(self.folder, "it is a directory .status 0x80030005",
-                            self.every_command(self.folder, but=["find"]))  # which searches folders
+                            self.every_command(self.folder, but=["find", "info", "check"]))  # which search folders
+        self.assert_refused(self.folder, "there is no document .* in it",
+                            [(name, self.folder) for name in ("info", "check")])
         pipe = self.folder / "pipe.lvp"
         os.mkfifo(pipe)
         self.assert_refused(pipe, "it is a device or pipe .status 0x80030005")

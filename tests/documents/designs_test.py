@@ -39,7 +39,7 @@ class Designs(ToolTest):
 
     def lines(self, first):
         """The part of the tree that begins with this line: the line and all that is indented below it."""
-        self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
+        self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: the structure is sound\n")
         tree = self.tool("tree", self.document).stdout.splitlines()
         start = next(number for number, line in enumerate(tree) if line.lstrip().startswith(first))
         indent = len(tree[start]) - len(tree[start].lstrip())

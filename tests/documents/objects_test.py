@@ -253,7 +253,7 @@ class Properties(Objects):
                         refused = self.tool("set", document, identifier, f"{place}={text}", status=INCOMPLETE)
                         self.assertIn(key, refused.stderr + key * (each["type"].endswith("*")))
                         self.assertEqual((refused.stdout, document.read_bytes()), ("", before))
-            self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+            self.assertEqual(self.tool("check", document).stdout, f"{document}: the structure is sound\n")
         self.assertGreater(count, 500)
 
     def test_names(self):
@@ -312,7 +312,7 @@ class Changes(Objects):
                 removed = self.tool("remove", document, identifier, copied).stderr
                 self.assertEqual(removed.count("removed"), 2)
                 self.assertEqual(self.tool("diff", before, document).stdout, "")
-                self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+                self.assertEqual(self.tool("check", document).stdout, f"{document}: the structure is sound\n")
                 changed += 1
         self.assertEqual(changed, len([each for each in classes().values() if "add" in each]))
 
@@ -373,7 +373,7 @@ class Documents(Objects):
             if document is self.document:
                 self.tool("copy", document, "CrossoverConfigs/*/*", "--into", other)
                 self.tool("merge", "--replace", other, document)
-            self.assertEqual(self.tool("check", other).stdout, f"{other}: sound\n")
+            self.assertEqual(self.tool("check", other).stdout, f"{other}: the structure is sound\n")
             told = self.lines("diff", document, other, status=INCOMPLETE if document is self.document else DONE)
             self.assertEqual([line for line in told if line[0] != " " and line != "~ /"], [])
 
@@ -435,7 +435,9 @@ class Documents(Objects):
         self.assertEqual((refused.stdout, self.document.read_bytes()), ("", before))
         self.tool("remove", "--force", self.document, "SpeakerEQs/*")
         self.assertEqual(self.tree_of(self.document, "SpeakerEQs")["Count"], 0)
-        self.assertEqual(self.tool("check", self.document).stdout, f"{self.document}: sound\n")
+        emptied = self.tool("check", self.document, status=INCOMPLETE).stdout
+        self.assertRegex(emptied, r"\{.*\}: it (links to no|refers to) C")
+        self.assertIn(f"{self.document}: the structure is sound, but ", emptied)
         for address, words in [("/", "is no item"), ("Data", "is no item"), ("CrossoverConfigs/[1]", "always there")]:
             self.assertIn(words, self.tool("remove", self.document, address, status=INCOMPLETE).stderr)
 

@@ -1,5 +1,7 @@
 """Files land where an import says: microphones and catalogues of a library, speakers and rooms of a project."""
 
+import json
+import os
 import unittest
 
 from tool import DOCUMENT_FAILED, INCOMPLETE, WRONG_USAGE, ToolTest, float_wav
@@ -15,7 +17,7 @@ class Places(ToolTest):
     def tree(self, document):
         """The lines below the file's name, each without the blanks that indent it."""
         lines = self.tool("tree", document).stdout.splitlines()
-        self.assertEqual(self.tool("check", document).stdout, f"{document}: sound\n")
+        self.assertEqual(self.tool("check", document).stdout, f"{document}: the structure is sound\n")
         return [line.strip() for line in lines[1:]]
 
     def fill_library(self):
@@ -137,6 +139,34 @@ class Projects(Places):
                      "way-low  Measurement -> SpeakerEQs/Right/Single amp/Measurements/way-low"]:
             self.assertEqual(tree.count(line), 1, f"{line} in {tree}")
 
+    def test_what_leads_nowhere_is_told(self):
+        self.fill_library()
+        self.speaker("--library", self.library, self.file("both.wav", float_wav(2, [0.5, 0.25, 0, 1])))
+        self.tree(self.document)  # all is well
+        self.tool("remove", "--force", self.document, "Left/Bi amp/Measurements/both")
+        found = self.tool("check", self.document, status=INCOMPLETE).stdout
+        self.assertRegex(found, r"CExpMeasureLink \{[-0-9A-F]{36}\}: it (refers to|links to no) CMeasurement")
+        self.assertIn(f"{self.document}: the structure is sound, but 1 reference leads nowhere\n", found)
+
+        self.library.rename(self.folder / "elsewhere.lvs")
+        found = self.tool("check", self.document, status=INCOMPLETE).stdout
+        self.assertIn(f"{self.document}: the library that it is linked to was not found: {self.library}\n", found)
+        self.assertIn(f"{self.library}, which was not found\n", self.tool("info", self.document).stdout)
+        missing = self.folder / "missing.lvp"
+        several = self.tool("check", "--json", missing, self.folder, status=DOCUMENT_FAILED)
+        told = {os.path.basename(each["document"]): each for each in json.loads(several.stdout)}
+        self.assertEqual(list(told), ["missing.lvp", "elsewhere.lvs", "project.lvp"])
+        self.assertIn("there is no such file (status 0x80030002)", told["missing.lvp"]["error"])
+        self.assertEqual(told["elsewhere.lvs"], {"document": str(self.folder / "elsewhere.lvs"), "sound": True,
+                                                 "problems": [], "lost": []})
+        self.assertEqual((told["project.lvp"]["sound"], len(told["project.lvp"]["lost"])), (True, 1))
+        self.assertEqual(told["project.lvp"]["library"]["found"], False)
+        (self.folder / "elsewhere.lvs").rename(self.library)
+        facts = json.loads(self.tool("info", "--json", self.document, self.library).stdout)
+        self.assertEqual([each["rootClass"] for each in facts], ["CProject", "CSpecifications"])
+        self.assertEqual(facts[0]["library"], {"id": facts[1]["id"], "path": str(self.library), "found": True})
+        self.assertEqual(facts[0]["units"], "metric")
+
     def test_refused_measurements_of_a_speaker(self):
         self.fill_library()
         mono, longer = self.file("mono.wav", float_wav(1, [1, 2])), self.file("longer.wav", float_wav(1, [1, 2, 3]))
@@ -174,7 +204,7 @@ class Projects(Places):
         self.library.unlink()
         again = self.file("again.wav", float_wav(1, [3, 4]))
         self.speaker(again, config="Subwoofer", model=None)
-        self.assertIn("again  2 x 1  96000 Hz  Experiment -> Experiments/Near", self.tree(self.document))
+        self.assertIn("again  2 x 1  96000 Hz  Experiment -> Experiments/Near", self.tool("tree", self.document).stdout)
 
     def test_measurements_of_a_room(self):
         left, right = (self.file(f"{name}.wav", float_wav(1, [1, 0])) for name in ["left", "right"])

@@ -21,6 +21,8 @@ SHOWN = re.compile(r"^    \$ ((?:.*\\\n)*.*)\n((?:    (?!\$ ).*\n|\n(?=    (?!\$
 def comparable(text):
     """Without what differs from run to run, and from one way of keeping a document to a better one: IDs and sizes."""
     text = re.sub(r"\{[-0-9A-F]{36}\}", "{ID}", text)
+    text = re.sub(r"\d{4}-\d\d-\d\dT[0-9:]{8}", "DATE", text)
+    text = re.sub(r"\d{4}-\d\d-\d\dT[0-9:]{8}", "DATE", text)
     return re.sub(r"\d+(?= (?:bytes|still in memory|objects loaded))", "N", text)
 
 

@@ -30,6 +30,37 @@ protected:
     const fs::path path = folder / "a.lvx";
 };
 
+// Errors of the client classes name the call, say why in words, and have the status behind them.
+TEST_F(FailedOpen, IsToldInWords) {
+    Project project = Project::Create();
+    const auto name = [](const fs::path& file) { return '"' + ToUtf8(PathText(file)) + '"'; };
+    struct Case {
+        std::function<void()> work;
+        std::string words, what;
+    };
+    const Case cases[] = {
+        {[&] { project.OpenFile(PathText(path)); }, "there is no such file",
+         "OpenFile(" + name(path) + "): there is no such file (status 0x80030002)"},
+        {[&] { project.Data().Item(7); }, "an argument is out of range or not allowed",
+         "Item(7): an argument is out of range or not allowed (status 0x80070057)"},
+        {[&] { project.SetCacheBounds(9, 8); }, "", "SetCacheBounds(9, 8): "},
+        {[&] { CheckDocument(path); }, "", ToUtf8(PathText(path)) + ": "},
+    };
+    for (const Case& each : cases) {
+        try {
+            each.work();
+            ADD_FAILURE() << "no error: " << each.what;
+        } catch (const Error& error) {
+            const Error copy = error;
+            EXPECT_EQ(std::string(copy.what()).substr(0, each.what.size()), each.what);
+            EXPECT_NE(std::string(copy.what()).find(copy.Words() + " (status 0x80"), std::string::npos) << copy.what();
+            if (!each.words.empty()) {
+                EXPECT_EQ(copy.Words(), each.words);
+            }
+        }
+    }
+}
+
 TEST_F(FailedOpen, WhatIsNoDocument) {
     fs::create_directory(folder / "directory");
     WriteFileBytes(folder / "empty", {});

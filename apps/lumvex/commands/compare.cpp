@@ -24,6 +24,7 @@ struct CompareArguments {
     std::vector<fs::path> files;
     std::string with;  // address
     ReadingArguments reading;
+    bool statistics = false;
 };
 
 // The items below an object, itself included, that have an array "Data" of their own and this name. What cannot be read
@@ -73,9 +74,11 @@ public:
                 }
             }
         });
-        const LoadStatistics statistics = StatisticsOf(RootOf(document_).Get());
-        std::cout << same_ << " of " << arguments_.files.size() << " files are the same bit for bit; "
-                  << statistics.objectsLoaded << " objects loaded, " << statistics.bytesRead << " bytes read\n";
+        std::cout << same_ << " of " << arguments_.files.size() << " files are the same bit for bit\n";
+        if (arguments_.statistics) {
+            const LoadStatistics statistics = StatisticsOf(RootOf(document_).Get());
+            std::cerr << statistics.objectsLoaded << " objects loaded, " << statistics.bytesRead << " bytes read\n";
+        }
         return same_ == arguments_.files.size() ? kDone : kIncomplete;
     }
 
@@ -147,7 +150,11 @@ Command commands::Compare() {
     std::vector<Option> options = {
         DocumentOption(arguments->document, "the project or library; opened for reading only"),
         {"FILE", &arguments->files, kShown, "measurement files, as for import", {.required = true}},
-        {"--with", &arguments->with, {"ADDRESS"}, "the item that all files are compared with"}};
+        {"--with", &arguments->with, {"ADDRESS"}, "the item that all files are compared with"},
+        {"--statistics",
+         &arguments->statistics,
+         {},
+         "print on standard error how many objects were loaded and how many bytes of the document were read"}};
     std::ranges::move(ReadingOptions(arguments->reading), std::back_inserter(options));
     return {
         .name = "compare",
@@ -161,9 +168,7 @@ Command commands::Compare() {
             "as\n"
             "the document keeps them. A file with samples that 32-bit floats do not hold differs. What cannot be read "
             "is\n"
-            "left out. Data are loaded as they are looked for. The last line says how many files are the same, how "
-            "many\n"
-            "objects were loaded and how many bytes of the document were read, in whole sectors.",
+            "left out. Data are loaded as they are looked for.",
         .incomplete = "a file differs, could not be read, or the document has nothing of its name",
         .run = [arguments] { return CompareRun(*arguments).Run(); }};
 }

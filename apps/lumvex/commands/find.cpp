@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "commands.hpp"
+#include "documents_in.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
@@ -34,31 +35,6 @@ std::string ProblemOfClass(const std::string& name) {
 
 std::string ProblemOfId(const std::string& text) {
     return ParseGuid(FromUtf8(text)) ? "" : "an ID looks like {5281BFCB-CB56-4B5D-A88E-D0B028D7B626}";
-}
-
-bool IsDocumentName(const fs::path& path) {
-    const std::string extension = LowerExtension(path);
-    return extension == ".lvp" || extension == ".lvs";
-}
-
-// The documents in the folders, with everything below them, and the files that are named themselves.
-std::vector<fs::path> DocumentsIn(const std::vector<fs::path>& places) {
-    std::vector<fs::path> documents;
-    for (const fs::path& place : places) {
-        if (!fs::is_directory(place)) {
-            documents.push_back(place);
-            continue;
-        }
-        std::vector<fs::path> below;
-        constexpr auto kOptions = fs::directory_options::skip_permission_denied;
-        for (const fs::directory_entry& each : fs::recursive_directory_iterator(place, kOptions)) {
-            std::error_code ignored;
-            if (IsDocumentName(each.path()) && each.is_regular_file(ignored)) below.push_back(each.path());
-        }
-        std::ranges::sort(below);
-        documents.insert(documents.end(), below.begin(), below.end());
-    }
-    return documents;
 }
 
 // What was found in one document, or why it could not be searched.
@@ -172,7 +148,7 @@ Command commands::Find() {
                      kShown,
                      "a part of the name, or a pattern for all of it",
                      {.required = true}},
-                    {"FILE", &arguments->places, kShown,
+                    {"DOC", &arguments->places, kShown,
                      "documents, and folders that are searched for .lvp and .lvs; this folder if there is none"},
                     {"--class", &arguments->className, {"CLASS", ProblemOfClass}, "only objects of the class"},
                     {"--id", &arguments->id, {"ID", ProblemOfId}, "only the object of the ID"},

@@ -1,19 +1,29 @@
+#include <algorithm>
+#include <chrono>
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 
+#include "colours.hpp"
 #include "commands.hpp"
 #include "document.hpp"
+#include "documents_in.hpp"
 #include "files/text_encoding.hpp"
-#include "lumvex/diagnostics.hpp"
+#include "linked_library.hpp"
+#include "objects/json.hpp"
+#include "objects/properties.hpp"
 
 namespace lumvex::app {
 
 namespace {
 
-constexpr int kLabelWidth = 25;  // fits "  CSpkrCorrectionGroups"
+namespace fs = std::filesystem;
 
-std::ostream& Line(const std::string& label) { return std::cout << std::left << std::setw(kLabelWidth) << label; }
+struct InfoArguments {
+    std::vector<fs::path> places;
+    bool json = false;
+};
 
 const char* WordsOf(LXVersionSupport support) {
     switch (support) {
@@ -31,59 +41,147 @@ const char* WordsOf(LXVersionSupport support) {
     return "unknown";
 }
 
-void PrintSupport(const std::filesystem::path& document, Root root, const char* attempt) {
-    const auto print = [&] {
+// The local time of the last change: "2024-05-03T21:05:00"; empty where the system does not tell it.
+std::string LastSaved(const fs::path& document) {
+    std::error_code error;
+    const auto written = fs::last_write_time(document, error);
+    if (error) return {};
+    const auto time = std::chrono::system_clock::to_time_t(
+        std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::file_clock::to_sys(written)));
+    const std::tm* local = std::localtime(&time);
+    std::ostringstream text;
+    if (local) text << std::put_time(local, "%Y-%m-%dT%H:%M:%S");
+    return text.str();
+}
+
+// What is known of a document before and after it was opened. Facts of a document that cannot be opened are known too.
+Json FactsOf(const fs::path& document) {
+    const DocumentFacts facts =
+        OnDocument(document, "cannot be read", [&] { return WhenFree([&] { return InspectDocument(document); }); });
+    Json json{
+        {"document", Utf8(document)},
+        {"rootClass", facts.rootClass},
+        {"id", facts.rootId},
+        {"objects", facts.objects},
+        {"classes", Json::object()},
+        {"file", {{"bytes", facts.fileBytes}, {"sectorBytes", facts.sectorBytes}, {"saved", LastSaved(document)}}},
+        {"streams", {{"count", facts.streams}, {"bytes", facts.streamBytes}}}};
+    for (const ClassCount& each : facts.classes) json["classes"][each.className] = each.objects;
+    if (facts.library) json["library"] = LibraryJson(*facts.library, FindLibrary(document, *facts.library).has_value());
+    return json;
+}
+
+// Adds what only an open document tells. Throws DocumentError, and has added the version support then.
+void AddOpened(const fs::path& document, Json& json) {
+    const bool isLibrary = json["rootClass"] == "CSpecifications";
+    Project project = isLibrary ? Project() : Project::Create();
+    Root root = isLibrary ? static_cast<Root>(Specifications::Create()) : static_cast<Root>(project);
+    const auto addSupport = [&] {
         const LXVersionSupport support = root.VersionSupport();
-        Line("version support") << static_cast<LONG>(support) << ", " << WordsOf(support) << '\n';
+        json["versionSupport"] = {{"value", static_cast<LONG>(support)}, {"meaning", WordsOf(support)}};
     };
-    OnDocument(document, attempt, [&] {
+    OnDocument(document, isLibrary ? "cannot be opened as a library" : "cannot be opened as a project", [&] {
         root.AccessMode(LX_SHARE_READ);
         try {
-            root.OpenFile(PathText(document));
+            WhenFree([&] { root.OpenFile(PathText(document)); });
         } catch (const Error&) {
-            print();
+            addSupport();
             throw;
         }
-        print();
+        addSupport();
+        if (project) json["units"] = project.Units() == LX_UNITS_METRIC ? "metric" : "imperial";
     });
 }
 
-// Prints the facts about the file before it opens the document, so that they are seen also when that fails.
-ExitStatus RunInfo(const std::filesystem::path& document) {
-    const DocumentFacts facts = OnDocument(document, "cannot be read", [&] { return InspectDocument(document); });
-    Line("document") << Utf8(document) << '\n';
-    Line("root class") << (facts.rootClass.empty() ? "none is listed" : facts.rootClass) << '\n';
-    Line("ID") << (facts.rootId.empty() ? "none is listed" : facts.rootId) << '\n';
-    Line("objects") << facts.objects << '\n';
-    for (const ClassCount& each : facts.classes) Line("  " + each.className) << each.objects << '\n';
-    Line("file") << facts.fileBytes << " bytes in sectors of " << facts.sectorBytes << '\n';
-    Line("streams") << facts.streams << " with " << facts.streamBytes << " bytes\n";
+constexpr int kLabelWidth = 25;  // fits "  CSpkrCorrectionGroups"
 
-    if (facts.rootClass == "CSpecifications") {
-        PrintSupport(document, Specifications::Create(), "cannot be opened as a library");
-    } else {
-        PrintSupport(document, Project::Create(), "cannot be opened as a project");
+template <class Value>
+void Line(const std::string& label, const Value& value) {
+    std::cout << std::left << std::setw(kLabelWidth) << label << value << '\n';
+}
+
+std::string Words(const Json& value, const char* otherwise) {
+    const std::string text = value.get<std::string>();
+    return text.empty() ? otherwise : text;
+}
+
+void Print(const Json& json) {
+    Line("document", json["document"].get<std::string>());
+    Line("root class", Words(json["rootClass"], "none is listed"));
+    Line("ID", Words(json["id"], "none is listed"));
+    Line("objects", json["objects"]);
+    for (const auto& [name, count] : json["classes"].items()) Line("  " + name, count);
+    const Json& file = json["file"];
+    Line("file", file["bytes"].dump() + " bytes in sectors of " + file["sectorBytes"].dump());
+    if (!file["saved"].get<std::string>().empty()) Line("saved", file["saved"].get<std::string>());
+    Line("streams", json["streams"]["count"].dump() + " with " + json["streams"]["bytes"].dump() + " bytes");
+    if (json.contains("library")) {
+        const Json& library = json["library"];
+        Line("linked library", library["path"].get<std::string>() + (library["found"] ? "" : ", which was not found"));
+        Line("  ID", library["id"].get<std::string>());
     }
-    return kDone;
+    if (json.contains("units")) Line("units", json["units"].get<std::string>());
+    if (json.contains("versionSupport")) {
+        const Json& support = json["versionSupport"];
+        Line("version support", support["value"].dump() + ", " + support["meaning"].get<std::string>());
+    }
+}
+
+// One document after the other; one that cannot be read is reported, and the others are printed. Facts are printed also
+// of a document that cannot be opened.
+ExitStatus RunInfo(const InfoArguments& arguments) {
+    ExitStatus status = kDone;
+    Json all = Json::array();
+    for (const fs::path& document : DocumentsIn(arguments.places)) {
+        Json facts;
+        std::string problem;
+        try {
+            facts = FactsOf(document);
+            AddOpened(document, facts);
+        } catch (const DocumentError& error) {
+            problem = error.what();
+            status = kDocumentFailed;
+        }
+        if (arguments.json) {
+            if (facts.is_null()) facts["document"] = Utf8(document);
+            if (!problem.empty()) facts["error"] = problem;
+        } else if (!facts.is_null()) {
+            if (!all.empty()) std::cout << '\n';
+            Print(facts);
+        }
+        if (!problem.empty()) std::cerr << OnErrors(Colour::Bad, problem) << '\n';
+        all.push_back(std::move(facts));
+    }
+    if (arguments.json) PrintJson(std::cout, all);
+    return status;
 }
 
 }  // namespace
 
 Command commands::Info() {
-    const auto document = std::make_shared<std::filesystem::path>();
+    const auto arguments = std::make_shared<InfoArguments>();
     return {
         .name = "info",
-        .summary = "Print what a document says of itself, without loading its objects",
-        .options = {DocumentOption(*document, "the document; opened for reading only")},
+        .summary = "Print what documents say of themselves, without loading their objects",
+        .options = {{"DOC",
+                     &arguments->places,
+                     kShown,
+                     "documents, opened for reading only, and folders of them (.lvp, .lvs)",
+                     {.required = true}},
+                    {"--json", &arguments->json, {}, "print a JSON list of documents"}},
         .details =
-            "Printed are the class and ID of the root, how the versions of the stored classes suit this program, the\n"
-            "number of objects of each class (the root included), the file's length and sector size in bytes, and the\n"
-            "number of streams with the length of their content in bytes.\n"
+            "Printed are the class and ID of the root, the number of objects of each class (the root included), the "
+            "file's\n"
+            "length and sector size in bytes and when it was saved last (local time), the number of streams with the "
+            "length of\n"
+            "their content in bytes, the library that a project is linked to and its system of units, and how the "
+            "versions of\n"
+            "the stored classes suit this program.\n"
             "Version support: 0 can be read and written, 1 written by a newer version and can be read, 3 needs a "
             "newer\n"
             "version, 7 of an old format without version information, -1 damaged version information.",
         .incomplete = "the answer could not be printed",
-        .run = [document] { return RunInfo(*document); }};
+        .run = [arguments] { return RunInfo(*arguments); }};
 }
 
 }  // namespace lumvex::app

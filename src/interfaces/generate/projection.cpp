@@ -47,7 +47,7 @@ std::string ClientArgument(std::string_view type, std::string_view name) {
 struct Projected {
     std::string name, result, slot;
     bool returns;
-    Texts declared, parameters, arguments;  // declared: with defaults
+    Texts declared, parameters, names, arguments;  // declared: with defaults
 };
 
 Projected Project(const Slot& slot) {
@@ -61,6 +61,7 @@ Projected Project(const Slot& slot) {
         made.parameters.push_back(ClientParameter(type, name));
         made.declared.push_back(made.parameters.back() +
                                 (defaultValue.empty() ? "" : " = " + std::string(defaultValue)));
+        made.names.emplace_back(name);
         made.arguments.push_back(ClientArgument(type, name));
     };
     for (const Parameter& each : member.parameters) add(each.type, each.name, DefaultOf(each));
@@ -82,10 +83,13 @@ void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot
         out << "    return Received<" << made.result << ", " << slot.member.type << ">([&](auto* pVal) { return Get()->"
             << made.slot << "(";
         for (const std::string& each : made.arguments) out << each << ", ";
-        out << "pVal); });\n}\n";
+        out << "pVal); }, ";
     } else {
-        out << "    Check(Get()->" << made.slot << "(" << Join(made.arguments) << "));\n}\n";
+        out << "    CheckCall(Get()->" << made.slot << "(" << Join(made.arguments) << "), ";
     }
+    out << '"' << made.name << '"';
+    for (const std::string& each : made.names) out << ", " << each;
+    out << ");\n}\n";
 }
 
 // The client's class of a collection's members; empty for what is no collection.
