@@ -382,7 +382,7 @@ class Documents(Objects):
             exported, copied = self.folder / "whole.json", self.folder / f"copied{document.suffix}"
             self.tool("export", document, "--all", "-o", exported, "--force")
             self.tool("import", copied, exported, *options)
-            self.assertEqual(self.tool("check", copied).stdout, f"{copied}: sound\n")
+            self.assertEqual(self.tool("check", copied).stdout, f"{copied}: the structure is sound\n")
             self.assertEqual(self.tool("diff", document, copied).stdout, "")
             again = self.tool("export", copied, "--all", "-o", "-", "--format", "json").stdout
             self.assertEqual(json.loads(again), json.loads(exported.read_text(encoding="utf-8")))

@@ -1,6 +1,7 @@
 // Files that cannot be opened, and what such an attempt leaves of the root.
 #include "kit/hand_made.hpp"
 #include "kit/published.hpp"
+#include "lumvex/diagnostics.hpp"
 
 namespace lumvex::tests {
 namespace {
