@@ -7,7 +7,6 @@
 
 namespace lumvex::app {
 
-
 // Why a call of the library failed: words and the status, on one line.
 std::string Describe(const Error& error);
 

@@ -2,6 +2,8 @@
 // `error.Code() == std::errc::no_such_file_or_directory` holds for every status of a file that does not exist.
 #pragma once
 
+#include <cstddef>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -14,7 +16,9 @@ namespace lumvex {
 class StatusCategory : public std::error_category {
 public:
     static const StatusCategory& Instance() noexcept {
-        static const StatusCategory& instance = *new StatusCategory;
+        alignas(
+            StatusCategory) static std::byte place[sizeof(StatusCategory)];  // there is no memory to allocate, perhaps
+        static const StatusCategory& instance = *new (place) StatusCategory;
         return instance;
     }
 

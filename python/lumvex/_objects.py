@@ -275,16 +275,16 @@ class CollectionBase(ObjectBase, Generic[M]):
 
     def __delitem__(self, key: Any) -> None:
         """Removes members, by place, slice or name, with all that is below them. One whose `locks` is not 0 stays."""
-        if isinstance(key, slice):
-            for place in sorted(range(*key.indices(len(self))), reverse=True):
-                _lumvex.call(self, "Remove", place + 1)
-            return
-        place = self.index(self[key]) if isinstance(key, str) else self._place(key)
-        _lumvex.call(self, "Remove", place + 1)
+        found = self[key]
+        for member in reversed(found) if isinstance(key, slice) else [found]:
+            self.remove(member)
 
     def remove(self, member: Any) -> None:
         """Removes a member, or the first of a name, with all that is below it."""
-        _lumvex.call(self, "Remove", self.index(member) + 1)
+        if isinstance(member, str):
+            member = self[member]
+        if not (isinstance(member, _lumvex.Handle) and _lumvex.remove_member(self, member)):
+            raise ValueError(f"{self._title()} has no {member!r}")
 
     def clear(self) -> None:
         """Removes every member whose `locks` is 0; fails where one stays."""

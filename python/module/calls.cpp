@@ -37,7 +37,7 @@ Variant Invoke(IDispatch* object, const MemberDescription& member, WORD kind, st
 
 void ThrowError(const Error& error) {
     const py::object make = py::module_::import("lumvex._errors").attr("error_of");
-    const py::object made = make(static_cast<std::uint32_t>(error.Status()), error.what());
+    const py::object made = make(static_cast<std::uint32_t>(error.Status()), error.Words());
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(made.ptr())), made.ptr());
     throw py::error_already_set();
 }

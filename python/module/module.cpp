@@ -1,9 +1,11 @@
 // The compiled module of the Python package: lumvex/__init__.py says what it is for.
 #include <filesystem>
+#include <span>
 
 #include "files/file_error.hpp"
 #include "lumvex/create.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "lumvex/host.hpp"
 #include "module/calls.hpp"
 #include "module/enumerator.hpp"
 #include "module/members.hpp"
@@ -46,6 +48,27 @@ py::object Iterate(py::handle collection, std::string_view what) {
     const Yields yields = what == "names" ? Yields::Names : what == "items" ? Yields::NamesAndObjects : Yields::Objects;
     return Enumerate(Ref<IUnknown>(made.punkVal), &PublishedOf(*type.Find("Item")->objectInterface), handle.document,
                      yields);
+}
+
+// Finds the member's place and removes it, with no call of another thread in between, which could move the member.
+// False where the collection does not have it.
+bool RemoveMember(py::handle collection, py::handle member) {
+    const Handle& handle = HandleIn(collection.ptr());
+    const Ref<IDispatch> pointer = PointerOf(handle), wanted = PointerOf(HandleIn(member.ptr()));
+    const InterfaceDescription& type = handle.published->interfaceDescribed;
+    return Called([&] {
+        const SeveralCalls together;
+        const LONG count = Invoke(pointer.get(), *type.Find("Count"), DISPATCH_PROPERTYGET, {}).lVal;
+        for (LONG at = 1; at <= count; ++at) {
+            const Variant number = Variant::FromLong(at);
+            const std::span<const VARIANT> place(&static_cast<const VARIANT&>(number), 1);
+            const Variant found = Invoke(pointer.get(), *type.Find("Item"), DISPATCH_PROPERTYGET, place);
+            if (found.pdispVal != wanted.get()) continue;
+            Invoke(pointer.get(), *type.Find("Remove"), DISPATCH_METHOD, place);
+            return true;
+        }
+        return false;
+    });
 }
 
 // ---- addresses ----
@@ -171,6 +194,7 @@ PYBIND11_MODULE(_lumvex, module) {
                [](py::handle document, const std::string& path) { DocumentOf(document).path = path; });
     module.def("statistics", Statistics);
     module.def("iterate", Iterate);
+    module.def("remove_member", RemoveMember);
     module.def("find", Find);
     module.def("find_all", FindAll);
     module.def("path_of", PathOf);

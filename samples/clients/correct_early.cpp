@@ -117,7 +117,7 @@ void MakeProject(lumvex::Project project, const lumvex::ModelConfig& modelConfig
     try {
         designs.Add(u"DESK");
     } catch (const lumvex::Error& error) {
-        std::cout << "refused: " << error.what() << "\n";
+        std::cout << "refused: " << error.Words() << "\n";
     }
     project.SaveFileAs((folder / "desk.lvp").u16string());
 }

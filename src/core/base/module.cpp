@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "lumvex/host.hpp"
+
 namespace lumvex::inside {
 
 namespace {
@@ -16,3 +18,10 @@ void LockModule() noexcept { liveObjects.fetch_add(1, std::memory_order_relaxed)
 void UnlockModule() noexcept { liveObjects.fetch_sub(1, std::memory_order_relaxed); }
 
 }  // namespace lumvex::inside
+
+namespace lumvex {
+
+SeveralCalls::SeveralCalls() { inside::ModuleLock().lock(); }
+SeveralCalls::~SeveralCalls() { inside::ModuleLock().unlock(); }
+
+}  // namespace lumvex

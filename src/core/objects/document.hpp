@@ -13,7 +13,7 @@ namespace lumvex::inside {
 
 // What ArrayType() answers while somebody asks for the shapes of arrays alone, and no elements are to be read: a get
 // then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
-inline constexpr auto kShapesAlone = static_cast<LXArray>(0);
+inline constexpr auto kShapesAlone = static_cast<LXArray>(1);
 
 class Document {
 public:
