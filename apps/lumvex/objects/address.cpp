@@ -439,13 +439,13 @@ std::string StepText(std::u16string_view name, bool isQuoted) {
     for (std::size_t at = 0; at < name.size(); ++at) {
         const char16_t unit = name[at];
         if (IsHidden(unit) || IsLone(name, at)) {
-            constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+            constexpr char16_t kHexDigits[] = u"0123456789ABCDEF";
             if (unit == u'\n') {
                 text += u"\\n";
                 continue;
             }
             text += u"\\u";
-            for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[unit >> shift & 0xF];
+            for (int shift = 12; shift >= 0; shift -= 4) text += kHexDigits[unit >> shift & 0xF];
             continue;
         }
         if (unit == mark || unit == u'\\') text += u'\\';

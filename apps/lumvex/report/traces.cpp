@@ -67,7 +67,8 @@ Drawable TraceSource::Of(const Node& object) {
         AddAs<SpkrEQDesign>(object, drawable) || AddAs<RoomCorrection>(object, drawable) ||
         AddAs<BoxCfgSpkr>(object, drawable) || AddAs<BoxCfgBank>(object, drawable) ||
         AddAs<Microphone>(object, drawable);
-    std::ranges::stable_partition(drawable.traces, &Trace::isShown);
+    std::stable_partition(drawable.traces.begin(), drawable.traces.end(),
+                          [](const Trace& each) { return each.isShown; });
     return drawable;
 }
 
