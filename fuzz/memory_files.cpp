@@ -48,6 +48,10 @@ std::unique_ptr<File> CreateReplacing(const std::filesystem::path&, Access) {
     throw StorageError(Status::AccessDenied, "no file is made here");
 }
 
+std::unique_ptr<File> CreateNew(const std::filesystem::path& path, Access access) {
+    return CreateReplacing(path, access);
+}
+
 bool IsSameFile(const std::filesystem::path& left, const std::filesystem::path& right) { return left == right; }
 
 }  // namespace lumvex::compound
