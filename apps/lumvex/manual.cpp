@@ -110,7 +110,7 @@ void PrintOption(std::ostream& page, const Option& option) {
 }
 
 // In single quotes of a shell.
-std::string Quoted(const std::string& text) {
+std::string ShellQuoted(const std::string& text) {
     std::string quoted = "'";
     for (const char each : text) quoted += each == '\'' ? std::string("'\\''") : std::string(1, each);
     return quoted + "'";
@@ -157,14 +157,14 @@ std::string ZshText(const std::string& text) {
 std::string ZshSpecification(const Option& option, std::size_t position) {
     const std::string value = ZshText(ValueName(option)) + ":" + ZshAction(option);
     if (IsPositional(option))
-        return Quoted((IsList(option) ? "*" : std::to_string(position)) + ":" + ZshText(option.name) + ":" +
-                      ZshAction(option));
+        return ShellQuoted((IsList(option) ? "*" : std::to_string(position)) + ":" + ZshText(option.name) + ":" +
+                           ZshAction(option));
     const std::vector<std::string> names = NamesOf(option);
     const std::string repeats = IsList(option) ? "*" : "(" + Joined(names) + ")";
     std::string text;
     for (const std::string& name : names)
-        text += (text.empty() ? "" : " ") +
-                Quoted(repeats + name + "[" + ZshText(option.help) + "]" + (TakesValue(option) ? ":" + value : ""));
+        text += (text.empty() ? "" : " ") + ShellQuoted(repeats + name + "[" + ZshText(option.help) + "]" +
+                                                        (TakesValue(option) ? ":" + value : ""));
     return text;
 }
 
@@ -220,7 +220,7 @@ std::string BashCompletion(const std::vector<Command>& commands) {
               "    COMPREPLY=()\n"
               "    if ((COMP_CWORD == 1)); then\n"
               "        COMPREPLY=($(compgen -W "
-           << Quoted(Joined(NamesOf(commands)) + " --help --version")
+           << ShellQuoted(Joined(NamesOf(commands)) + " --help --version")
            << " -- \"$current\"))\n"
               "        return\n"
               "    fi\n"
@@ -230,7 +230,7 @@ std::string BashCompletion(const std::vector<Command>& commands) {
             if (IsPositional(option) || option.value.choices.empty()) continue;
             std::vector<std::string> cases;
             for (const std::string& name : NamesOf(option)) cases.push_back(command.name + ":" + name);
-            script << "        " << Joined(cases, " | ") << ") words=" << Quoted(Joined(option.value.choices))
+            script << "        " << Joined(cases, " | ") << ") words=" << ShellQuoted(Joined(option.value.choices))
                    << " ;;\n";
         }
     }
@@ -238,11 +238,11 @@ std::string BashCompletion(const std::vector<Command>& commands) {
               "    if [[ -z $words && $current == -* ]]; then\n"
               "        case ${COMP_WORDS[1]} in\n";
     for (const Command& command : commands)
-        script << "            " << command.name << ") words=" << Quoted(Joined(OptionNames(command))) << " ;;\n";
+        script << "            " << command.name << ") words=" << ShellQuoted(Joined(OptionNames(command))) << " ;;\n";
     script << "        esac\n"
               "    elif [[ -z $words && ${COMP_WORDS[1]} == help ]]; then\n"
               "        words="
-           << Quoted(Joined(NamesOf(commands)))
+           << ShellQuoted(Joined(NamesOf(commands)))
            << "\n"
               "    fi\n"
               "    if [[ -n $words ]]; then COMPREPLY=($(compgen -W \"$words\" -- \"$current\")); fi\n"
@@ -264,7 +264,7 @@ std::string ZshCompletion(const std::vector<Command>& commands) {
               "        command)\n"
               "            local -a commands=(\n";
     for (const Command& command : commands)
-        script << "                " << Quoted(command.name + ":" + ZshText(command.summary)) << '\n';
+        script << "                " << ShellQuoted(command.name + ":" + ZshText(command.summary)) << '\n';
     script << "            )\n"
               "            _describe -t commands command commands ;;\n"
               "        arguments)\n"
@@ -276,7 +276,7 @@ std::string ZshCompletion(const std::vector<Command>& commands) {
             if (IsPositional(option)) ++position;
             const bool isCommand = command.use == DocumentUse::None && IsPositional(option);
             script << " \\\n                    "
-                   << (isCommand ? Quoted("*:" + ZshText(option.name) + ":(" + Joined(NamesOf(commands)) + ")")
+                   << (isCommand ? ShellQuoted("*:" + ZshText(option.name) + ":(" + Joined(NamesOf(commands)) + ")")
                                  : ZshSpecification(option, position));
         }
         script << " \\\n                    '(- *)'{-h,--help}'[print the help]' ;;\n";
