@@ -23,10 +23,10 @@ Variant TargetFor(const InterfaceDescription& type, const Node& collection, cons
                   const Addresses& addresses) {
     const Node owner = collection.Parent();
     for (const MemberDescription* each : PropertiesOf(owner.Type())) {
-        const Node near = IsReference(*each) ? owner.Follow(*each) : Node();
-        if (!near) continue;
+        const Node nearby = IsReference(*each) ? owner.Follow(*each) : Node();
+        if (!nearby) continue;
         try {
-            const Node found = addresses.Find(near, text);
+            const Node found = addresses.Find(nearby, text);
             if (&found.Type() == &type) return Variant::FromDispatch(found.Pointer());
         } catch (const FileError&) {  // it is elsewhere
         }
