@@ -247,7 +247,7 @@ void MakeProject(const Object& project, const Object& modelConfig, const std::ve
     try {
         designs.Get(L"Add", L"DESK");
     } catch (const std::exception& error) {
-        std::cout << "refused: " << error.Words() << "\n";
+        std::cout << "refused: " << error.what() << "\n";
     }
     project.Get(L"SaveFileAs", (folder / "desk.lvp").c_str());
 }
