@@ -2,21 +2,9 @@
 
 #include <array>
 
+#include "objects/node.hpp"
+
 namespace lumvex::python {
-
-namespace {
-
-// Frees what a failed call says, and makes it an exception.
-[[noreturn]] void Fail(HRESULT status, EXCEPINFO& exception) {
-    const Bstr source = Bstr::Attach(exception.bstrSource);
-    const Bstr description = Bstr::Attach(exception.bstrDescription);
-    const Bstr help = Bstr::Attach(exception.bstrHelpFile);
-    if (status != DISP_E_EXCEPTION) Check(status);
-    const HRESULT reason = FAILED(exception.scode) ? exception.scode : status;
-    throw Error(reason, description.view().empty() ? DescriptionOf(reason) : ToUtf8(description.view()));
-}
-
-}  // namespace
 
 Variant Invoke(IDispatch* object, const MemberDescription& member, WORD kind, std::span<const VARIANT> arguments) {
     // The last argument comes first. They stay the caller's.
@@ -31,7 +19,7 @@ Variant Invoke(IDispatch* object, const MemberDescription& member, WORD kind, st
     EXCEPINFO exception{};
     const HRESULT status = object->Invoke(static_cast<DISPID>(member.id), IID_NULL, 0, kind, &parameters,
                                           isPut ? nullptr : result.Out(), &exception, nullptr);
-    if (FAILED(status)) Fail(status, exception);
+    if (FAILED(status)) app::ThrowFailure(status, exception);
     return result;
 }
 

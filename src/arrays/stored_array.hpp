@@ -58,7 +58,8 @@ private:
     std::vector<Dimension> more_;  // all of them, when they are more than two
 };
 
-// Counted, under the module lock. The elements are in one block of memory with the rest.
+// References are counted without atomics, as every call holds the module lock. The elements are in one block of memory
+// with the rest.
 class StoredArray {
 public:
     using Text = std::optional<std::u16string>;  // none: a null string

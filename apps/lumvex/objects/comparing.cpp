@@ -75,7 +75,7 @@ bool Comparison::IsSame(const Property& property, const VARIANT& before, const V
 
 std::vector<Difference> Comparison::Of(const Node& before, const Node& after) {
     std::vector<Difference> differences;
-    // What is always there has the time at which its document was made.
+    // An item that nobody can add was made with its document, whose age is no difference.
     const bool isAlwaysThere = before.Is(Kind::Item) && !AddOf(before.Parent().Type());
     for (const MemberDescription* member : ContentOf(before.Type())) {
         if (isAlwaysThere && member->name == "Timestamp") continue;

@@ -24,8 +24,9 @@ void AddBelow(const InterfaceDescription& type, const ClassDescription& root,
     }
 }
 
-// Frees what a failed call says, and makes it an exception.
-[[noreturn]] void Fail(HRESULT status, EXCEPINFO& exception) {
+}  // namespace
+
+void ThrowFailure(HRESULT status, EXCEPINFO& exception) {
     const Bstr source = Bstr::Attach(exception.bstrSource);
     const Bstr description = Bstr::Attach(exception.bstrDescription);
     const Bstr help = Bstr::Attach(exception.bstrHelpFile);
@@ -33,8 +34,6 @@ void AddBelow(const InterfaceDescription& type, const ClassDescription& root,
     const HRESULT reason = FAILED(exception.scode) ? exception.scode : status;
     throw Error(reason, description.view().empty() ? lumvex::DescriptionOf(reason) : ToUtf8(description.view()));
 }
-
-}  // namespace
 
 const InterfaceDescription* FindInterfaceById(std::u16string_view id) {
     const std::string text = ToUtf8(id);
@@ -147,7 +146,7 @@ Variant Node::Invoke(const MemberDescription& member, WORD kind, std::span<const
     EXCEPINFO exception{};
     const HRESULT status = object_.Pointer()->Invoke(static_cast<DISPID>(member.id), IID_NULL, 0, kind, &parameters,
                                                      isPut ? nullptr : result.Out(), &exception, nullptr);
-    if (FAILED(status)) Fail(status, exception);
+    if (FAILED(status)) ThrowFailure(status, exception);
     return result;
 }
 

@@ -50,6 +50,9 @@ const ClassDescription* FindClass(std::string_view name);
 
 // ---- the objects ----
 
+// Throws the Error of a late-bound call that failed with the status, and frees what the call said of it.
+[[noreturn]] void ThrowFailure(HRESULT status, EXCEPINFO& exception);
+
 // A counted handle to an object together with its description; empty where there is none. Calls throw Error with the
 // status and the text that the object gives.
 class Node {

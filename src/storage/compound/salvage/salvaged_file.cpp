@@ -221,7 +221,7 @@ bool SalvagedFile::Looks(Page& page, std::uint32_t first, std::uint64_t limit) {
 std::vector<SectorId> SalvagedFile::ListedFatPages(const Header& header) const {
     std::vector<SectorId> listed;
     const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
-    // The file may have been cut, but a page describes so many sectors that there are not many more pages than fit.
+    // A damaged header may claim any number of pages. There cannot be more than the file has sectors.
     const std::uint64_t most = std::min<std::uint64_t>(header.FatSectors(), sectors_ + kDifatInHeader);
     for (std::size_t at = 0; at < kDifatInHeader && listed.size() < most; ++at) listed.push_back(header.Difat(at));
     SectorId sector = header.FirstDifat();
