@@ -159,12 +159,6 @@ void Protect(const Command& command, std::vector<std::string>& arguments) {
     if (mark != arguments.end()) arguments.erase(mark);
 }
 
-std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
-    std::vector<std::string> names;
-    for (const Command& command : commands) names.push_back(command.name);
-    return names;
-}
-
 // What the parser says of wrong usage, with a suggestion for a word that it does not know.
 void PrintUsageError(const CLI::ParseError& error, const std::vector<Command>& commands, const Command* named,
                      const std::vector<std::string>& arguments) {

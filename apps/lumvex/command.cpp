@@ -42,6 +42,13 @@ bool IsPath(const Option& option) {
            std::holds_alternative<std::vector<std::filesystem::path>*>(option.target);
 }
 
+std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
+    std::vector<std::string> names;
+    names.reserve(commands.size());
+    for (const Command& command : commands) names.push_back(command.name);
+    return names;
+}
+
 std::vector<std::string> NamesOf(const Option& option) {
     std::vector<std::string> names;
     std::istringstream text(option.name);

@@ -77,6 +77,8 @@ struct Command {
     std::function<ExitStatus()> run;
 };
 
+std::vector<std::string> NamesOf(const std::vector<Command>& commands);
+
 // Gives a command the options that follow from its use of DOC: --wait, --dry-run, --quiet.
 Command WithCommonOptions(Command command);
 

@@ -71,7 +71,7 @@ public:
         const bool isBehind = !existing || (oldHeader ? names_.Place(headerName) == names_.Place(name) + 1
                                                       : names_.Place(name) == data_.Count());
         Place(path, file.name, "the document has a datum", data_, existing,
-              [&](const Datum& datum) { Store(std::move(file), datum); });
+              [&](const Datum& datum) { Store(file, datum); });
         StoredItem stored{Shown(name), file};
         if (!isBehind) {
             if (!header.empty()) stored.note = "its header is not kept, because another datum follows";
@@ -150,7 +150,7 @@ public:
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the speaker's configuration has a measurement", measurements_,
               names_.Find(name), [&](Measurement measurement) {
-                  Store(std::move(channels), measurement);
+                  Store(channels, measurement);
                   StoreStartTime(channels.startTime, measurement);
                   measurement.Experiment(experiment_);
                   Link(measurement);
@@ -194,7 +194,7 @@ public:
         const std::u16string name = FromUtf8(channels.name);
         Place(files[0].path, channels.name, "the position has a measurement", measurements_, names_.Find(name),
               [&](RoomMeasurement measurement) {
-                  Store(std::move(channels), measurement);
+                  Store(channels, measurement);
                   StoreStartTime(channels.startTime, measurement);
                   measurement.Channel(channel_);
               });

@@ -66,7 +66,9 @@ fs::path ExportNames::PathOf(std::size_t place, const std::string& extension) {
     std::string text;
     for (std::size_t at = shared; at < parts.size(); ++at) text += (text.empty() ? "" : "/") + parts[at];
     for (std::size_t number = 1;; ++number) {
-        const std::string name = (number == 1 ? text : text + " (" + std::to_string(number) + ')') + extension;
+        std::string name = text;
+        if (number > 1) name.append(" (").append(std::to_string(number)).append(")");
+        name += extension;
         std::u16string upper = FromUtf8(name);
         std::ranges::transform(upper, upper.begin(), ToUpper);
         if (taken_.insert(ToUtf8(upper)).second) return fs::path(std::u8string(name.begin(), name.end()));

@@ -82,9 +82,9 @@ std::string Synopsis(const Command& command) {
         if (!IsPositional(option) && TakesValue(option)) shown += " \\fI" + Roff(ValueName(option)) + "\\fR";
         const std::string more = IsList(option) ? " ..." : "";
         if (option.rules.required)
-            text += " " + shown + more;
+            text.append(" ").append(shown).append(more);
         else if (IsPositional(option))
-            text += " [" + shown + more + "]";
+            text.append(" [").append(shown).append(more).append("]");
     }
     return text + " [\\fIOPTIONS\\fR]";
 }
@@ -129,12 +129,6 @@ std::vector<std::string> OptionNames(const Command& command) {
     }
     names.push_back("-h");
     names.push_back("--help");
-    return names;
-}
-
-std::vector<std::string> NamesOf(const std::vector<Command>& commands) {
-    std::vector<std::string> names;
-    for (const Command& command : commands) names.push_back(command.name);
     return names;
 }
 

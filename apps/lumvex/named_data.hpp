@@ -80,10 +80,11 @@ Array ArrayOf(const MeasurementFile& file);
 // Column after column, each of `rows` values, always in two dimensions.
 Array InTwoDimensions(std::span<const float> values, std::size_t rows);
 
-// Puts the file's array, sample rate and date into a datum, measurement or correction, and frees the file's values: a
-// file may be as large as half of the memory. When the item refuses the array, it throws and the item is as it was.
+// Puts the file's array, sample rate and date into a datum, measurement or correction, and frees the file's values, the
+// rest of it stays: a file may be as large as half of the memory. When the item refuses the array, it throws and the
+// item is as it was.
 template <class Item>
-void Store(MeasurementFile&& file, Item item) {
+void Store(MeasurementFile& file, Item item) {
     const Array array = ArrayOf(file);
     std::vector<float>().swap(file.values);  // assigning {} would keep the memory
     item.Data(array);

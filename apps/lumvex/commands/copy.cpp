@@ -27,7 +27,7 @@ Node Beside(Copier& copier, const Node& object, const Node& collection, const Co
         const std::vector<Ingredient> ingredients = IngredientsOf(collection.Type());
         if (!arguments.name || ingredients.empty() || ingredients[0].type) throw;
         const Variant name = Variant::FromText(FromUtf8(*arguments.name));
-        const Node copy = AddMember(collection, {&name, 1});
+        Node copy = AddMember(collection, {&name, 1});
         copier.Contents(object, copy);
         return copy;
     }
@@ -37,7 +37,7 @@ Node CopiedInto(Copier& copier, const Node& object, const Addresses& addresses, 
     if (!arguments.collection.empty())
         return Beside(copier, object, CollectionFor(object.Type(), addresses.Find(arguments.collection)), arguments);
     if (arguments.into.empty()) return Beside(copier, object, object.Parent(), arguments);
-    const Node existing = copier.CounterpartOf(object);
+    Node existing = copier.CounterpartOf(object);
     if (!existing) return copier.WithParents(object);
     if (!arguments.replace)
         throw PropertyError(PathOf(existing) +

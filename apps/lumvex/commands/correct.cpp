@@ -69,7 +69,7 @@ private:
         }
         if (filter) {
             CheckOtherArrays(correction, *filter);
-            Store(std::move(*filter), correction);
+            Store(*filter, correction);
         }
         if (smoothed) correction.Data2(ArrayAt(correction.SampleRate(), *smoothed, arguments_.smoothed[0]));
         if (verified) correction.VerifyMeas(ArrayAt(correction.SampleRate(), *verified, arguments_.verified[0]));

@@ -62,7 +62,9 @@ ExitStatus RunSet(const SetArguments& arguments) {
                 // The elements of an array may be kept as another type.
                 const std::string after =
                     IsArray(wish) ? ValueText(object, property, paths) : ValueText(property, wish, paths, root);
-                lines.push_back(property.Name() + ": " + Shown(FromUtf8(before + " -> " + after)));
+                std::string change = before;
+                change.append(" -> ").append(after);
+                lines.push_back(property.Name() + ": " + Shown(FromUtf8(change)));
                 wishes[property.Name()] = after;
             }
         }

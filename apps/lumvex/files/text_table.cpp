@@ -134,6 +134,7 @@ void DropHeader(const fs::path& path, std::vector<TableRow>& rows, const std::ve
     for (TableRow& row : rows) {
         if (row.fields.size() != names.size()) continue;
         std::vector<std::string> fields;
+        fields.reserve(places.size());
         for (const std::size_t place : places) fields.push_back(std::move(row.fields[place]));
         row.fields = std::move(fields);
     }

@@ -248,7 +248,7 @@ std::vector<Node> StepFrom(const std::vector<Node>& from, const Step& step) {
     return found;
 }
 
-std::string ListText(std::vector<std::string> texts, std::size_t total) {
+std::string ListText(const std::vector<std::string>& texts, std::size_t total) {
     std::string text;
     for (const std::string& each : texts) text += (text.empty() ? "" : ", ") + each;
     return total > texts.size() ? text + ", ..." : text;
@@ -267,7 +267,7 @@ std::string Below(const Node& from) {
             texts.push_back(std::string(each->name) + " (" + std::to_string(from.Follow(*each).Count()) + ')');
         total = texts.size();
     }
-    return texts.empty() ? "there is nothing" : "there is " + ListText(std::move(texts), total);
+    return texts.empty() ? "there is nothing" : "there is " + ListText(texts, total);
 }
 
 std::string Joined(const std::string& path, const std::string& step) { return path == "/" ? step : path + '/' + step; }
@@ -358,8 +358,8 @@ Node Addresses::OnlyOne(std::string_view address, const std::vector<Node>& found
     std::vector<std::string> texts;
     Paths paths;
     for (std::size_t at = 0; at < std::min(found.size(), kMostListed); ++at) texts.push_back(paths.Of(found[at]));
-    Refuse(address, "it fits " + std::to_string(found.size()) +
-                        " objects; say which: " + ListText(std::move(texts), found.size()));
+    Refuse(address,
+           "it fits " + std::to_string(found.size()) + " objects; say which: " + ListText(texts, found.size()));
 }
 
 Node Addresses::Find(std::string_view address) const { return Find(root_, address); }

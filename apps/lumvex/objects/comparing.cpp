@@ -1,7 +1,8 @@
 #include "objects/comparing.hpp"
 
+#include <bit>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -35,6 +36,15 @@ bool HaveOneForm(const VARIANT& before, const VARIANT& after) {
     return IsArray(before) && IsArray(after) && before.vt == after.vt && ShapeOf(before) == ShapeOf(after);
 }
 
+// Not-a-number is like itself here, and zero unlike its negative: what is stored counts.
+bool HaveSameBits(float left, float right) {
+    return std::bit_cast<std::uint32_t>(left) == std::bit_cast<std::uint32_t>(right);
+}
+
+bool HaveSameBits(double left, double right) {
+    return std::bit_cast<std::uint64_t>(left) == std::bit_cast<std::uint64_t>(right);
+}
+
 bool IsText(const VARIANT& array) { return (array.vt & VT_TYPEMASK) == VT_BSTR; }
 
 ArrayDifference DifferenceOf(const VARIANT& before, const VARIANT& after) {
@@ -43,7 +53,7 @@ ArrayDifference DifferenceOf(const VARIANT& before, const VARIANT& after) {
     ArrayDifference found;
     found.count = left.size();
     for (std::size_t at = 0; at < left.size(); ++at) {
-        if (std::memcmp(&left[at], &right[at], sizeof(double)) == 0) continue;
+        if (HaveSameBits(left[at], right[at])) continue;
         ++found.differing;
         double difference = std::abs(left[at] - right[at]);
         if (!std::isfinite(difference)) difference = std::numeric_limits<double>::infinity();
@@ -64,8 +74,8 @@ bool Comparison::IsSame(const Property& property, const VARIANT& before, const V
         return IsText(before) ? TextsIn(before) == TextsIn(after) : BytesOf(before) == BytesOf(after);
     }
     if (before.vt == VT_BSTR && after.vt == VT_BSTR) return TextOf(before.bstrVal) == TextOf(after.bstrVal);
-    if (before.vt == VT_R4 && after.vt == VT_R4) return std::memcmp(&before.fltVal, &after.fltVal, sizeof(float)) == 0;
-    if (before.vt == VT_DATE && after.vt == VT_DATE) return std::memcmp(&before.date, &after.date, sizeof(DATE)) == 0;
+    if (before.vt == VT_R4 && after.vt == VT_R4) return HaveSameBits(before.fltVal, after.fltVal);
+    if (before.vt == VT_DATE && after.vt == VT_DATE) return HaveSameBits(before.date, after.date);
     if (before.vt == VT_DISPATCH && after.vt == VT_DISPATCH && before.pdispVal && after.pdispVal) {
         const Node leftTarget = left.Follow(*property.member), rightTarget = right.Follow(*property.member);
         if (leftTarget.HasId() && leftTarget.Id() == rightTarget.Id()) return true;

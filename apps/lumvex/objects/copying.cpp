@@ -36,14 +36,14 @@ const MemberDescription* LibraryOf(const Node& root) {
 }  // namespace
 
 Node Copier::Into(const Node& original, const Node& collection) {
-    const Node copy = Copied(original, "Copy", collection);
+    Node copy = Copied(original, "Copy", collection);
     Remember(original, copy);
     return copy;
 }
 
 Node Copier::WithParents(const Node& original) {
     LinkLibrary(original.Root());
-    const Node copy = Copied(original, "CopyWithParents", to_);
+    Node copy = Copied(original, "CopyWithParents", to_);
     Remember(original, copy);
     return copy;
 }

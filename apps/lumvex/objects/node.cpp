@@ -27,9 +27,10 @@ void AddBelow(const InterfaceDescription& type, const ClassDescription& root,
 }  // namespace
 
 void ThrowFailure(HRESULT status, EXCEPINFO& exception) {
-    const Bstr source = Bstr::Attach(exception.bstrSource);
+    // The texts are the caller's to free, whether they are read or not.
     const Bstr description = Bstr::Attach(exception.bstrDescription);
-    const Bstr help = Bstr::Attach(exception.bstrHelpFile);
+    SysFreeString(exception.bstrSource);
+    SysFreeString(exception.bstrHelpFile);
     if (status != DISP_E_EXCEPTION) Check(status);
     const HRESULT reason = FAILED(exception.scode) ? exception.scode : status;
     throw Error(reason, description.view().empty() ? lumvex::DescriptionOf(reason) : ToUtf8(description.view()));

@@ -312,7 +312,7 @@ std::optional<long> ReadWord(const EnumerationDescription& enumeration, std::str
 }
 
 std::string TargetText(const Node& target, const Node& root, Paths& paths) {
-    const std::string path = paths.Of(target);
+    std::string path = paths.Of(target);
     const ClassDescription* home = RootClassOf(target.Type());
     if (target.Is(Kind::Root)) return ToUtf8(target.Id());
     if (!home || home == root.Class()) return path;

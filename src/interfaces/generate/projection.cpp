@@ -108,7 +108,8 @@ void PrintMakers(std::ostream& out, const std::string& name) {
 
 // "Collection", or for what holds members "TypedCollection<Data, Collection, lumvex::Datum>".
 std::string BaseOf(const Interface& interface) {
-    const std::string base(ClientName(interface.base)), item = ItemTypeOf(interface);
+    std::string base(ClientName(interface.base));
+    const std::string item = ItemTypeOf(interface);
     if (item.empty()) return base;
     return "TypedCollection<" + std::string(ClientName(interface.name)) + ", " + base + ", lumvex::" + item + ">";
 }

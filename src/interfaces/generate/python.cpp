@@ -136,7 +136,8 @@ std::string ParameterType(const Parameter& parameter) {
 
 // Of an indexed property the type of all its values: Indexed[Indexed[float]].
 std::string Nested(const Member& member, std::string type, const char* of) {
-    for (std::size_t at = 0; at < member.parameters.size(); ++at) type = std::string(of) + "[" + type + "]";
+    for (std::size_t at = 0; at < member.parameters.size(); ++at)
+        type = std::string(of).append("[").append(type).append("]");
     return type;
 }
 

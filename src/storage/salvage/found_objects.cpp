@@ -403,13 +403,18 @@ void Finder::Learn(const FoundObject& found) {
     }
 }
 
+// Read whole, its record exactly as long as its stream; that of a newer writer may be longer.
+bool IsUnderstood(const FoundObject& found, const ClassInfo& info) {
+    if (!found.isWhole) return false;
+    return found.understood == found.source->Size() ||
+           VersionWord(At<std::uint32_t>(Head(found.source), 0)).Writer() > info.version.Writer();
+}
+
 // Whole, with its record exactly as long as its stream; else the best of what there is, or nothing.
 std::unique_ptr<FoundObject> Finder::ReadNamed(const GUID& id, const ClassInfo& info) const {
     std::unique_ptr<FoundObject> best;
     const auto isExact = [&](const FoundObject& found) {
-        return found.isWhole && found.source->Lost(found.source->Size()) == 0 &&
-               (found.understood == found.source->Size() ||
-                VersionWord(At<std::uint32_t>(Head(found.source), 0)).Writer() > info.version.Writer());
+        return found.source->Lost(found.source->Size()) == 0 && IsUnderstood(found, info);
     };
     for (const SalvagedEntry* entry : named_.at(id)) {
         for (const Way way : {Way::Chain, Way::Adjacent}) {
@@ -474,10 +479,7 @@ void Finder::ReadNamed() {
             if (IsStale(id)) continue;
             auto found = ReadNamed(id, *known->second);
             if (!found) continue;
-            if (found->isWhole && found->understood == found->source->Size())
-                Accept(std::move(found));
-            else if (found->isWhole &&
-                     VersionWord(At<std::uint32_t>(Head(found->source), 0)).Writer() > known->second->version.Writer())
+            if (IsUnderstood(*found, *known->second))
                 Accept(std::move(found));
             else
                 damaged_.push_back(std::move(found));

@@ -45,7 +45,7 @@ Ref<Object> Rebuilt(const TreeNode& node) {
     const bool isItem = info.kind == ClassKind::Item;
     const bool isRead = node.found && isItem && !node.found->hasNameOnly;
     const ReadAttempt read = isItem && node.found ? ReadAs(info, node.reference.id, node.found->source) : ReadAttempt{};
-    const Ref<Object> object = isRead ? read.object : isItem ? MadeAnew(info) : info.create();
+    Ref<Object> object = isRead ? read.object : isItem ? MadeAnew(info) : info.create();
     object->Bind(*Ref<Entry>(new Entry(node.reference.id, &info)));
     if (CollectionBase* collection = object->AsCollection()) {
         for (const TreeNode* member : node.below) {
