@@ -105,7 +105,9 @@ TEST(Analysis, ADelayIsConstantAndItsLevelIsFlat) {
         for (const double delay : SmoothedFrom(found.parts, smoothing).delays) EXPECT_NEAR(delay, 5, 1e-6);
     }
     for (const double phase : found.phase) EXPECT_NEAR(std::abs(phase), 180, 1e-6);
-    EXPECT_DOUBLE_EQ(StepOf(samples, kRate).y.back(), -1);
+    const Points step = StepOf(samples, kRate, 239, 242);
+    EXPECT_EQ(step.y, (std::vector<double>{0, -1, -1}));
+    EXPECT_DOUBLE_EQ(step.x[1], 5);
 }
 
 TEST(Analysis, AWindowLeavesOutAReflectionAndKeepsTheTimeOfTheFirstSample) {

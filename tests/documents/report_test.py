@@ -313,6 +313,9 @@ class Page(ToolTest):
         click("#theme")
         self.assertNotEqual(run("return document.documentElement.dataset.theme"), before)
         self.drawn()
+        for event, theme, is_open in [("beforeprint", "light", True), ("afterprint", run("return document.documentElement.dataset.theme"), False)]:
+            run("dispatchEvent(new Event(arguments[0]))", event)
+            self.assertEqual(run("return [document.documentElement.dataset.theme, document.getElementById('method').open]"), [theme, is_open])
         for name, start in [("svg", b"<svg "), ("png", b"\x89PNG"), ("csv", b'"Frequency (Hz)","woofer"')]:
             click("#save-" + name)
             found = self.saved(name)
@@ -513,7 +516,7 @@ class Pictures(ToolTest):
     def test_every_chart_of_many_kinds_of_objects(self):
         self.tool("import", self.document, *SAMPLES)
         self.tool("import", self.document, "--room", "</text><script>", "--position", "P", "--channel", "0", SAMPLES[0].parent / "impulse-left.wav")
-        for chart in ["level", "phase", "group-delay", "impulse", "step", "decay"]:
+        for chart in ["level", "phase", "group-delay", "impulse", "step", "decay", "reverberation"]:
             svg = self.plot("Rooms", "--chart", chart)
             self.assertEqual(self.elements(svg, "script"), [])
             self.assertIn("</text><script>", " ".join(text.text for text in self.elements(svg, "text")))

@@ -39,6 +39,13 @@ Points ExactLevel(const ResponseSpectrum& spectrum) {
     return points;
 }
 
+Points TimePoints(std::span<const double> values, double rate, std::size_t first, std::size_t last) {
+    const auto shown = values.subspan(first, last - first);
+    Points points = Kept(shown, Thinned(shown, EqualParts(shown.size(), kTimeParts)), 1000 / rate);
+    for (double& time : points.x) time += 1000 * static_cast<double>(first) / rate;
+    return points;
+}
+
 }  // namespace
 
 Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options) {
@@ -63,17 +70,16 @@ Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options)
     return analysis;
 }
 
-Points ImpulseOf(std::span<const float> samples, double rate) {
-    const std::vector<double> values(samples.begin(), samples.end());
-    return Kept(values, Thinned(values, EqualParts(values.size(), kTimeParts)), 1000 / rate);
+Points ImpulseOf(std::span<const float> samples, double rate, std::size_t first, std::size_t last) {
+    return TimePoints(std::vector<double>(samples.begin(), samples.end()), rate, first, last);
 }
 
-Points StepOf(std::span<const float> samples, double rate) {
+Points StepOf(std::span<const float> samples, double rate, std::size_t first, std::size_t last) {
     std::vector<double> step(samples.size());
     const double greatest = std::abs(samples[PeakOf(samples)]);
     double sum = 0;
     for (std::size_t n = 0; n < step.size(); ++n) step[n] = greatest > 0 ? (sum += samples[n]) / greatest : 0;
-    return Kept(step, Thinned(step, EqualParts(step.size(), kTimeParts)), 1000 / rate);
+    return TimePoints(step, rate, first, last);
 }
 
 Points LevelOf(const std::function<Complex(double)>& response, std::span<const double> frequencies) {

@@ -45,11 +45,12 @@ struct Analysis {
 // At least one sample, all finite.
 Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options);
 
-// Samples against time in ms, thinned out to what can be seen.
-Points ImpulseOf(std::span<const float> samples, double rate);
+// Samples against time in ms from the first of all, thinned out to what can be seen: those from `first` to before
+// `last`.
+Points ImpulseOf(std::span<const float> samples, double rate, std::size_t first, std::size_t last);
 
-// Their running sum, relative to the greatest sample.
-Points StepOf(std::span<const float> samples, double rate);
+// The same of the running sum of all samples, relative to the greatest of them.
+Points StepOf(std::span<const float> samples, double rate, std::size_t first, std::size_t last);
 
 // Level and phase of a response that is known at any frequency, at the frequencies of the scale.
 Points LevelOf(const std::function<Complex(double)>& response, std::span<const double> frequencies);

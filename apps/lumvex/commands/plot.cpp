@@ -59,6 +59,16 @@ void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, st
         Collect(object.Follow(*child), source, paths, all, found);
 }
 
+// Of long responses what arrives first, as a report begins; else all. The first sample and the one behind the last.
+std::pair<std::size_t, std::size_t> ShownSamples(const ImpulseTrace& data, double arrival) {
+    constexpr double kLong = 60, kBefore = 3, kBehind = 27;  // ms
+    const double perMs = data.options.rate / 1000, count = static_cast<double>(data.samples.size());
+    if (count <= kLong * perMs) return {0, data.samples.size()};
+    const double first = std::floor(std::max(0.0, (arrival - kBefore) * perMs));
+    const double last = std::min(count, std::ceil((arrival + kBehind) * perMs) + 1);
+    return {static_cast<std::size_t>(first), static_cast<std::size_t>(last)};
+}
+
 // Empty where the trace has no such curve.
 PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int smoothing) {
     PictureCurve curve{.label = named.name};
@@ -81,12 +91,18 @@ PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int sm
             curve.y = analysis.phase;
         } else if (chart == "group-delay") {
             curve.y = SmoothedFrom(analysis.parts, smoothing == 0 ? acoustics::kSmoothings[0] : smoothing).delays;
-        } else if (chart == "impulse") {
-            const acoustics::Points points = acoustics::ImpulseOf(data.samples, data.options.rate);
+        } else if (chart == "impulse" || chart == "step") {
+            const auto [first, last] = ShownSamples(data, analysis.arrival);
+            const acoustics::Points points = (chart == "step" ? acoustics::StepOf : acoustics::ImpulseOf)(
+                data.samples, data.options.rate, first, last);
             std::tie(curve.x, curve.y) = std::tie(points.x, points.y);
-        } else if (chart == "step") {
-            const acoustics::Points points = acoustics::StepOf(data.samples, data.options.rate);
-            std::tie(curve.x, curve.y) = std::tie(points.x, points.y);
+        } else if (chart == "reverberation") {
+            curve.x.clear();
+            for (const auto& [centre, decay] : analysis.bands) {
+                if (!decay.t20) continue;
+                curve.x.push_back(centre);
+                curve.y.push_back(*decay.t20);
+            }
         } else {
             std::tie(curve.x, curve.y) = std::tie(analysis.decay.times, analysis.decay.levels);
         }
@@ -105,11 +121,15 @@ PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int sm
 }
 
 void SetAxes(Picture& picture, const std::string& chart) {
-    picture.isLogarithmic = chart == "level" || chart == "phase" || chart == "group-delay";
-    picture.xLabel = picture.isLogarithmic ? "Frequency (Hz)" : "Time from the first sample (ms)";
+    const bool isReverberation = chart == "reverberation";
+    picture.isLogarithmic = chart == "level" || chart == "phase" || chart == "group-delay" || isReverberation;
+    picture.xLabel = isReverberation         ? "Octave band (Hz)"
+                     : picture.isLogarithmic ? "Frequency (Hz)"
+                                             : "Time from the first sample (ms)";
     picture.yLabel = chart == "level"         ? "Level (dB)"
                      : chart == "phase"       ? "Phase (degrees), arrival taken out"
                      : chart == "group-delay" ? "Group delay (ms)"
+                     : isReverberation        ? "Reverberation time T20 (s)"
                      : chart == "impulse"     ? "Sample"
                      : chart == "step"        ? "Step, relative to the greatest sample"
                                               : "Energy still to come (dB)";
@@ -118,7 +138,9 @@ void SetAxes(Picture& picture, const std::string& chart) {
         fromX = std::min(fromX, curve.x.front());
         toX = std::max(toX, curve.x.back());
     }
-    if (picture.isLogarithmic) {
+    if (isReverberation) {
+        fromX = 100, toX = 10000;
+    } else if (picture.isLogarithmic) {
         fromX = std::max(20.0, fromX);
         toX = std::max(2 * fromX, std::min(20000.0, toX));
     }
@@ -136,6 +158,8 @@ void SetAxes(Picture& picture, const std::string& chart) {
     } else if (chart == "phase") {
         low = -180, high = 180;
         picture.ySteps = {15, 30, 45, 90};
+    } else if (isReverberation) {
+        low = 0, high *= 1.15;
     } else if (chart == "decay") {
         high = 3, low = std::max(low, -90.0);
     } else {
@@ -237,7 +261,8 @@ ExitStatus RunPlot(const PlotArguments& arguments) {
 
 Command commands::Plot() {
     const auto arguments = std::make_shared<PlotArguments>();
-    const Value chart{.shown = "CHART", .choices = {"level", "phase", "group-delay", "impulse", "step", "decay"}};
+    const Value chart{.shown = "CHART",
+                      .choices = {"level", "phase", "group-delay", "impulse", "step", "decay", "reverberation"}};
     const Value smoothing{.shown = "PART", .choices = {"none", "1/48", "1/24", "1/12", "1/6", "1/3"}};
     const Value terminal{.shown = "PROTOCOL", .choices = {"kitty", "iterm"}};
     return {.name = "plot",

@@ -463,12 +463,12 @@ function setControls(kind) {
   for (const name of ["zoom-in", "zoom-out", "zoom-all", "save-svg"]) byId(name).hidden = kind === "cumulative";
 }
 
+const paintSwatch = each => { each.row.querySelector(".swatch").style.borderTopColor = colourOf(each.number); };
+
 function fillTable(kind, isMap) {
   const body = byId("series").tBodies[0];
   body.replaceChildren(...series.map(each => {
-    const swatch = element("span", {class: "swatch"});
-    swatch.style.borderTopColor = colourOf(each.number);
-    const role = each.trace.role;
+    const swatch = element("span", {class: "swatch"}), {role} = each.trace;
     swatch.style.borderTopStyle = dashOf(each.number) || role === "limit" || role === "target" ? "dashed" : "solid";
     const label = each.label || objects[each.place].name;
     const box = element("input", {type: "checkbox", "aria-label": `Show ${label}`, onchange: () => toggle(each)});
@@ -477,6 +477,7 @@ function fillTable(kind, isMap) {
       element("td", {}, swatch, each.place === chosen ? label : linkTo(each.place, label)),
       element("td", {}, element("span", {class: "chip"}, role)), element("td", {}), element("td", {}));
     each.row = row;
+    paintSwatch(each);
     const curve = drawnCurves.find(drawn => drawn.id === each.id);
     if (curve && !isMap) row.cells[4].textContent = greatestText(kind, curve, chart.ranges().x);
     return row;
@@ -572,12 +573,12 @@ function save(name, type, data) {
   link.remove();
 }
 
-const isMap = () => !byId("map").hidden;
-const fileName = end => objects[chosen].name.replace(/[^\p{L}\p{N}]+/gu, "-").replace(/^-|-$/g, "").slice(0, 60) + "-" + (isMap() ? "cumulative" : chart.spec.kind) + end;
+const isMapShown = () => !byId("map").hidden;
+const fileName = end => objects[chosen].name.replace(/[^\p{L}\p{N}]+/gu, "-").replace(/^-|-$/g, "").slice(0, 60) + "-" + (isMapShown() ? "cumulative" : chart.spec.kind) + end;
 const svgText = () => chartSvg(chart.spec, chart.ranges(), `${chartKinds[chart.spec.kind].name}: ${objects[chosen].name}`);
 
 async function savePng() {
-  if (isMap()) return save(fileName(".png"), "image/png", await new Promise(done => byId("map").toBlob(done)));
+  if (isMapShown()) return save(fileName(".png"), "image/png", await new Promise(done => byId("map").toBlob(done)));
   const image = new Image();
   const address = URL.createObjectURL(new Blob([svgText()], {type: "image/svg+xml"}));
   await new Promise((done, failed) => { image.onload = done; image.onerror = failed; image.src = address; });
@@ -631,7 +632,7 @@ bind("unpin", "click", () => { settings.pins = []; keepState(false); listSeries(
 bind("save-svg", "click", () => save(fileName(".svg"), "image/svg+xml", svgText()));
 bind("save-png", "click", savePng);
 bind("save-csv", "click", () => {
-  if (isMap()) return save(fileName(".csv"), "text/csv", mapCsv(byId("map").map));
+  if (isMapShown()) return save(fileName(".csv"), "text/csv", mapCsv(byId("map").map));
   const {kind} = chart.spec, ranges = chart.ranges();
   const spec = isOfSamples(kind) ? {...chart.spec, curves: curvesFor(kind, drawnSeries(), ranges.x, true)} : chart.spec;
   save(fileName(".csv"), "text/csv", chartCsv(spec, ranges));
@@ -667,6 +668,24 @@ bind("map", "keydown", event => {
   const column = Math.min(map.f.length - 1, Math.max(0, (map.at ? map.at.column : 0) + right));
   const row = Math.min(map.t.length - 1, Math.max(0, (map.at ? map.at.row : 0) + down));
   followMap(...map.pixelOf(column, row));
+});
+// On paper everything is light, and says how it was computed.
+function drawAgain() {
+  if (isMapShown()) showMap(drawnSeries());
+  else if (chart.spec && series.length) showCurves(chart.spec.kind, drawnSeries());
+  for (const each of series) if (each.row) paintSwatch(each);
+}
+let wasMethodOpen = false;
+addEventListener("beforeprint", () => {
+  wasMethodOpen = byId("method").open;
+  byId("method").open = true;
+  document.documentElement.dataset.theme = "light";
+  drawAgain();
+});
+addEventListener("afterprint", () => {
+  byId("method").open = wasMethodOpen;
+  setTheme();
+  drawAgain();
 });
 addEventListener("hashchange", () => { if (location.hash !== shownHash) { readState(); shownHash = location.hash; } });
 addEventListener("resize", () => { if (!byId("map").hidden) show(); });
