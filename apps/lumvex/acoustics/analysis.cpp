@@ -51,7 +51,11 @@ Points TimePoints(std::span<const double> values, double rate, std::size_t first
 Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options) {
     Analysis analysis;
     analysis.window = WindowFrom(options.startMs, options.endMs, options.rate, samples);
-    ResponseSpectrum spectrum = SpectrumOf(samples, options.rate, analysis.window);
+    // The octave bands are those of the whole response; without a window it has been transformed already.
+    const bool hasAll = options.hasDecay && analysis.window.isWhole;
+    ResponseSpectrum spectrum =
+        SpectrumOf(samples, options.rate, analysis.window, hasAll ? SizeForBands(samples.size(), options.rate) : 0);
+    if (hasAll) analysis.bands = OctaveBandDecays(samples, options.rate, spectrum.values, spectrum.size);
     Multiply(spectrum, [&](double frequency) {
         return options.scale * (options.calibration ? options.calibration(frequency) : 1);
     });
@@ -64,7 +68,7 @@ Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options)
     analysis.phase = UnwrappedPhase(spectrum, analysis.frequencies);
     if (options.hasDecay) {
         analysis.decay = EnergyDecayOf(samples, options.rate);
-        analysis.bands = OctaveBandDecays(samples, options.rate);
+        if (!hasAll) analysis.bands = OctaveBandDecays(samples, options.rate);
         analysis.cumulative = CumulativeDecayOf(samples, options.rate, analysis.window);
     }
     return analysis;

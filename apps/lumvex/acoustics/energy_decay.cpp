@@ -16,7 +16,7 @@ constexpr std::size_t kBlocks = 200;       // in which the power is averaged to 
 constexpr std::size_t kCurvePoints = 600;  // at most
 constexpr std::size_t kBandPoints = 150;   // at most, of the curve of an octave band
 constexpr double kIndependent = 8;         // values in a block that tell a mean power from chance
-constexpr double kRingingTime = 0.1;       // s that are kept free for the bands' filters
+constexpr double kRingingTime = 0.1;       // s behind the samples, for what the bands' filters ring before the first
 constexpr double kLeastTime = 8;           // of a reverberation time, times the width of its band
 constexpr double kAboveNoise = 5;          // dB: nearer to the noise a decay is not told from it
 constexpr double kDistanceFromNoise = 10;  // dB below the lowest level that a reverberation time uses
@@ -113,14 +113,6 @@ EnergyDecay DecayOf(std::span<const double> powers, double rate, double width, s
     return decay;
 }
 
-// A size that transforms are fast for: a power of two, or five or six eighths of one.
-std::size_t FastSizeFrom(std::size_t count) {
-    const std::size_t whole = PowerOfTwoFrom(count);
-    for (const std::size_t eighths : {5u, 6u})
-        if (whole >= 16 && whole / 8 * eighths >= count) return whole / 8 * eighths;
-    return whole;
-}
-
 // What the filter of an octave band does to an amplitude.
 double BandFilter(double frequency, double centre) {
     const double flank = 2 * std::abs(std::log2(frequency / centre)) - 0.5;  // 0 where it begins, 1 where it ends
@@ -142,12 +134,18 @@ EnergyDecay EnergyDecayOf(std::span<const float> samples, double rate) {
     return DecayOf(powers, rate, rate / 2, kCurvePoints);
 }
 
+std::size_t SizeForBands(std::size_t count, double rate) {
+    return FastSizeFrom(count + static_cast<std::size_t>(std::min(kRingingTime * rate, 1e5)));
+}
+
 std::vector<BandDecay> OctaveBandDecays(std::span<const float> samples, double rate) {
+    const std::size_t size = SizeForBands(samples.size(), rate);
+    return OctaveBandDecays(samples, rate, Spectrum(std::vector<double>(samples.begin(), samples.end()), size), size);
+}
+
+std::vector<BandDecay> OctaveBandDecays(std::span<const float> samples, double rate, std::span<const Complex> spectrum,
+                                        std::size_t size) {
     if (!IsDecay(samples)) return {};
-    // Behind the samples there is room for what the filters ring before the first of them.
-    const std::size_t size =
-        FastSizeFrom(samples.size() + static_cast<std::size_t>(std::min(kRingingTime * rate, 1e5)));
-    const std::vector<Complex> spectrum = Spectrum(std::vector<double>(samples.begin(), samples.end()), size);
     const double distance = rate / static_cast<double>(size);
     std::vector<BandDecay> bands;
     for (const double centre : kOctaveBands) {

@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "acoustics/fft.hpp"
+
 namespace lumvex::acoustics {
 
 // The energy that is still to come (Schroeder's backward integration), relative to all of it, from the response's peak
@@ -39,5 +41,10 @@ struct BandDecay {
 // and are 3 dB down at the bands' edges; they pass all within 1/4 octave of the centre and nothing beyond 3/4. A time
 // that is too short to be told from the filter's own decay is not defined. Empty for fewer samples than make a decay.
 std::vector<BandDecay> OctaveBandDecays(std::span<const float> samples, double rate);
+
+// The same from the samples' spectrum, of a transform of `size`, which is not below SizeForBands().
+std::vector<BandDecay> OctaveBandDecays(std::span<const float> samples, double rate, std::span<const Complex> spectrum,
+                                        std::size_t size);
+std::size_t SizeForBands(std::size_t count, double rate);
 
 }  // namespace lumvex::acoustics

@@ -23,6 +23,13 @@ const kissfft<double>& Transform(std::size_t size, bool isInverse) {
 
 std::size_t PowerOfTwoFrom(std::size_t count) { return std::bit_ceil(count < 2 ? 2 : count); }
 
+std::size_t FastSizeFrom(std::size_t count) {
+    const std::size_t whole = PowerOfTwoFrom(count);
+    for (const std::size_t sixteenths : {9u, 10u, 12u})
+        if (whole >= 32 && whole / 16 * sixteenths >= count) return whole / 16 * sixteenths;
+    return whole;
+}
+
 std::vector<Complex> Spectrum(std::span<const double> samples, std::size_t size) {
     assert(size % 2 == 0 && size >= 2 && samples.size() <= size);
     std::vector<double> padded(samples.begin(), samples.end());

@@ -13,6 +13,9 @@ using Complex = std::complex<double>;
 // The smallest power of two that is not below `count`, and at least 2.
 std::size_t PowerOfTwoFrom(std::size_t count);
 
+// A size from `count` on that transforms are fast for: a power of two, or 9, 10 or 12 sixteenths of one.
+std::size_t FastSizeFrom(std::size_t count);
+
 // The spectrum of the samples with zeros behind them up to `size`, an even number not below their count: size / 2 + 1
 // values from 0 to half the sample rate, sum over n of x[n] exp(-2 pi i k n / size), without a factor.
 std::vector<Complex> Spectrum(std::span<const double> samples, std::size_t size);

@@ -23,10 +23,10 @@ static_assert(std::ranges::all_of(kSmoothings, [](int each) { return kPointsPerO
 double Decibels(double magnitude) { return PowerDecibels(magnitude * magnitude); }
 double PowerDecibels(double power) { return 10 * std::log10(std::max(power, kLeastPower)); }
 
-ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const Window& window) {
+ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const Window& window, std::size_t leastSize) {
     const std::vector<double> inside = Windowed(samples, window);
     ResponseSpectrum spectrum;
-    spectrum.size = std::max(kSmallestTransform, PowerOfTwoFrom(inside.size()));
+    spectrum.size = std::max({kSmallestTransform, FastSizeFrom(inside.size()), leastSize});
     spectrum.distance = rate / static_cast<double>(spectrum.size);
     spectrum.resolution = rate / static_cast<double>(std::max<std::size_t>(1, inside.size()));
     const std::size_t peak = PeakOf(samples.subspan(window.first, window.Count()));

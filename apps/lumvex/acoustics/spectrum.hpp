@@ -26,8 +26,10 @@ struct ResponseSpectrum {
     double Highest() const { return distance * static_cast<double>(values.size() - 1); }
 };
 
-// The transform is as long as the window, and not below 32,768, so that its values are close together.
-ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const Window& window);
+// The transform is as long as the window, and not below 32,768, so that its values are close together, nor below
+// `leastSize`, an even number.
+ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const Window& window,
+                            std::size_t leastSize = 0);
 
 // Multiplies every value with what a function answers for its frequency in Hz.
 void Multiply(ResponseSpectrum& spectrum, const std::function<double(double)>& factor);
