@@ -69,6 +69,25 @@ class ImportExport(ToolTest):
                                 "falling": (0, "2 x 2"), "german": (0, "2 x 2"), "named": (0, "2 x 2"),
                                 "plain": (48000, "3 x 1")})
 
+    def test_memory_is_that_of_the_largest_file(self):
+        """20 files of 16 MB, which are holes in the disk, in the memory of one and what the tool keeps back."""
+        megabytes = 1 << 20
+        for number in range(20):
+            path = self.file(f"{number}.wav", float_wav(1, []))
+            with path.open("r+b") as file:
+                file.truncate(path.stat().st_size + 16 * megabytes)
+                for at in [4, 40]:  # the lengths
+                    file.seek(at)
+                    file.write(struct.pack("<I", 16 * megabytes + (36 if at == 4 else 0)))
+        files = [f"{number}.wav" for number in range(20)]
+        environment = {**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1:" + os.environ.get("ASAN_OPTIONS", "")}
+        tool = subprocess.Popen([TOOL, "import", "--quiet", self.document, *files], cwd=self.folder, env=environment)
+        _, status, usage = os.wait4(tool.pid, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 0)
+        self.assertLess(usage.ru_maxrss * 1024, 200 * megabytes)
+        self.tool("compare", self.document, *files)
+        self.assertEqual(sorted(os.listdir(self.folder)), sorted([self.document.name, *files]))
+
     def test_a_start_time_is_kept(self):
         text = self.file("ir.txt", SAMPLED)
         library = self.folder / "library.lvs"
