@@ -47,7 +47,8 @@ Option CrossoverOption(DesignOptions& options) {
             "a crossover: frequency in Hz and slope in dB/oct; repeatable"};
 }
 
-Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)(const std::string&)) {
+Option SetOption(std::vector<std::string>& assignments, const Settings& settings) {
+    const auto problemOf = [settings](const std::string& text) { return settings.ProblemOf(text); };
     return {"--set", &assignments, {"NAME=VALUE", problemOf}, "a setting, as listed below; repeatable"};
 }
 

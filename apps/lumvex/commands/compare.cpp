@@ -11,6 +11,7 @@
 #include "objects/opened.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
+#include "run_options.hpp"
 #include "stored_files.hpp"
 
 namespace lumvex::app {
@@ -74,7 +75,7 @@ public:
                 }
             }
         });
-        std::cout << same_ << " of " << arguments_.files.size() << " files are the same bit for bit\n";
+        Reports() << same_ << " of " << arguments_.files.size() << " files are the same bit for bit\n";
         if (arguments_.statistics) {
             const LoadStatistics statistics = StatisticsOf(RootOf(document_).Get());
             std::cerr << statistics.objectsLoaded << " objects loaded, " << statistics.bytesRead << " bytes read\n";
