@@ -71,12 +71,14 @@ TEST(Analysis, AResonanceHasItsFrequencyLevelQualityAndDelay) {
             }
         }
         EXPECT_NEAR(found.exact.x[highest], resonance.frequency, resonance.frequency / resonance.quality / 20);
+        const Smoothed narrow = SmoothedFrom(found.parts, 48);
+        ASSERT_EQ(narrow.levels.size(), found.frequencies.size());
         for (std::size_t k = 0; k < found.frequencies.size(); ++k) {
             const double f = found.frequencies[k];
             if (f > 20000) continue;
             // Narrow bands lower a peak by little; at the feet of a resonance the means of power and level differ more.
             if (resonance.quality <= 10) {
-                EXPECT_NEAR(found.levels[0][k], level(f), 0.04) << f;
+                EXPECT_NEAR(narrow.levels[k], level(f), 0.04) << f;
             }
             if (std::abs(std::log2(f / resonance.frequency)) > 0.5) continue;
             const double turned = kTurn * f * (480 / kRate - found.arrival / 1000);
@@ -86,7 +88,7 @@ TEST(Analysis, AResonanceHasItsFrequencyLevelQualityAndDelay) {
                 10 -
                 1000 * Slope([&](double at) { return std::arg(resonance.At(at) / resonance.At(f)); }, f, 0.1) / kTurn;
             if (resonance.quality <= 10) {
-                EXPECT_NEAR(found.delays[0][k], delay, 0.01 * std::abs(delay)) << f;
+                EXPECT_NEAR(narrow.delays[k], delay, 0.01 * std::abs(delay)) << f;
             }
         }
     }
@@ -97,12 +99,12 @@ TEST(Analysis, ADelayIsConstantAndItsLevelIsFlat) {
     samples[240] = -0.5f;  // 5 ms
     const Analysis found = Analyse(samples, {.rate = kRate, .hasDecay = false});
     EXPECT_DOUBLE_EQ(found.arrival, 5);
-    for (std::size_t k = 0; k < found.frequencies.size(); ++k) {
-        EXPECT_NEAR(found.levels[4][k], Decibels(0.5), 1e-6);
-        EXPECT_NEAR(found.delays[2][k], 5, 1e-6);
-        EXPECT_NEAR(std::abs(found.phase[k]), 180, 1e-6);
+    for (const int smoothing : kSmoothings) {
+        for (const double level : SmoothedFrom(found.parts, smoothing).levels) EXPECT_NEAR(level, Decibels(0.5), 1e-6);
+        for (const double delay : SmoothedFrom(found.parts, smoothing).delays) EXPECT_NEAR(delay, 5, 1e-6);
     }
-    EXPECT_DOUBLE_EQ(found.step.y.back(), -1);
+    for (const double phase : found.phase) EXPECT_NEAR(std::abs(phase), 180, 1e-6);
+    EXPECT_DOUBLE_EQ(StepOf(samples, kRate).y.back(), -1);
 }
 
 TEST(Analysis, AWindowLeavesOutAReflectionAndKeepsTheTimeOfTheFirstSample) {
@@ -113,7 +115,8 @@ TEST(Analysis, AWindowLeavesOutAReflectionAndKeepsTheTimeOfTheFirstSample) {
         const Analysis found = Analyse(samples, {.rate = kRate, .startMs = 1, .endMs = end, .hasDecay = false});
         EXPECT_DOUBLE_EQ(found.arrival, 2);
         const double turned = std::cos(kTurn * found.frequencies.front() * 0.008);
-        EXPECT_NEAR(found.delays[0].front(), end < 10 ? 2 : 2 + 8 * (0.25 + 0.5 * turned) / (1.25 + turned), 0.002);
+        EXPECT_NEAR(SmoothedFrom(found.parts, 48).delays.front(),
+                    end < 10 ? 2 : 2 + 8 * (0.25 + 0.5 * turned) / (1.25 + turned), 0.002);
         const auto [low, high] = std::ranges::minmax(found.exact.y);
         return high - low;
     };
@@ -126,23 +129,45 @@ TEST(Analysis, AWindowLeavesOutAReflectionAndKeepsTheTimeOfTheFirstSample) {
     EXPECT_EQ(beyond.last, samples.size());
 }
 
+// One Hz between values; only the power differs from a response without delay.
+ResponseSpectrum SpectrumOfPowers(const std::function<double(double)>& power) {
+    ResponseSpectrum spectrum{
+        .values = std::vector<Complex>(20001), .delays = std::vector<Complex>(20001), .distance = 1};
+    for (std::size_t k = 0; k < spectrum.values.size(); ++k)
+        spectrum.values[k] = std::sqrt(power(static_cast<double>(k)));
+    return spectrum;
+}
+
 TEST(Smoothing, IsTheMeanPowerOfItsBand) {
-    ResponseSpectrum line;
-    line.values.resize(10001);
-    line.delays.resize(10001);
-    line.distance = 1;
-    line.values[1000] = 1;  // as a triangle one Hz wide on either side: the area of 1 Hz
-    for (const int smoothing : kSmoothings) {
-        const double half = std::exp2(0.5 / smoothing), width = 1000 * (half - 1 / half);
-        const std::vector<double> at{1000, 1000 * half * 0.99, 1000 * half * 1.01};
-        const std::vector<double> levels = SmoothedLevel(line, at, smoothing);
-        EXPECT_NEAR(levels[0], PowerDecibels(1 / width), 1e-6) << smoothing;
-        EXPECT_NEAR(levels[1], PowerDecibels(1 / (width * half * 0.99)), 1e-6) << smoothing;
-        EXPECT_LT(levels[2], -200) << smoothing;
-    }
     const std::vector<double> scale = FrequencyScale(20, 20000);
     EXPECT_NEAR(scale[96] / scale[0], 2, 1e-12);
-    EXPECT_TRUE(std::ranges::find(scale, 1000.0) != scale.end());
+    const auto middle = static_cast<std::size_t>(std::ranges::find(scale, 1000.0) - scale.begin());
+    ASSERT_LT(middle, scale.size());
+    // A line has the area of 1 Hz, from 999 to 1001 Hz; a step of -40 dB lies between 1000 and 1001 Hz.
+    const OctaveParts line = PartsOf(SpectrumOfPowers([](double f) { return f == 1000 ? 1 : 0; }), 20);
+    const OctaveParts step = PartsOf(SpectrumOfPowers([](double f) { return f <= 1000 ? 1 : 1e-4; }), 20);
+    for (const int smoothing : kSmoothings) {
+        const double half = std::exp2(0.5 / smoothing);
+        const auto parts = static_cast<std::size_t>(kPointsPerOctave / 2 / smoothing);
+        const std::vector<double> lines = SmoothedFrom(line, smoothing).levels,
+                                  steps = SmoothedFrom(step, smoothing).levels;
+        ASSERT_EQ(lines.size(), scale.size());
+        for (std::size_t k = 0; k < scale.size(); ++k) {
+            const double from = scale[k] / half, to = std::min(scale[k] * half, 20000.0);
+            const double below = std::clamp(1000.5 - from, 0.0, to - from);
+            EXPECT_NEAR(steps[k], PowerDecibels((below + 1e-4 * (to - from - below)) / (to - from)),
+                        k == middle + parts || k == middle - parts ? 0.5 : 0.02)
+                << smoothing << ' ' << scale[k];
+            if (k == middle + parts || k == middle - parts) {
+                EXPECT_NEAR(lines[k], PowerDecibels(0.5 / (to - from)), 0.01)
+                    << smoothing;  // half of it is in the band
+            } else if (k > middle - parts && k < middle + parts) {
+                EXPECT_NEAR(lines[k], PowerDecibels(1 / (to - from)), 0.01) << smoothing << ' ' << scale[k];
+            } else {
+                EXPECT_LT(lines[k], -250) << smoothing << ' ' << scale[k];
+            }
+        }
+    }
 }
 
 TEST(Decay, AnExponentialHasItsReverberationTime) {
@@ -184,6 +209,43 @@ TEST(Decay, AnExponentialHasItsReverberationTime) {
     }
     EXPECT_TRUE(EnergyDecayOf(std::vector<float>(1000), kRate).levels.empty());
     EXPECT_TRUE(EnergyDecayOf(std::vector<float>(10, 1.0f), kRate).levels.empty());
+}
+
+TEST(Decay, EveryOctaveBandHasItsOwnReverberationTime) {
+    // Resonances in the middle of each band die away at rates of their own; noise hides the end of them.
+    const double times[] = {1.2, 0.9, 0.7, 0.5, 0.4, 0.3, 0.25};
+    for (const double noise : {-200.0, -70.0}) {
+        std::mt19937 random(3);
+        std::normal_distribution<double> normal;
+        std::vector<float> samples(65536);
+        for (std::size_t n = 0; n < samples.size(); ++n) {
+            double sum = std::pow(10, noise / 20) * normal(random);
+            for (std::size_t band = 0; band < std::size(kOctaveBands) && n >= 2000; ++band) {
+                const double t = static_cast<double>(n - 2000) / kRate;
+                sum += std::pow(10, -3 * t / times[band]) * std::sin(kTurn * kOctaveBands[band] * t);
+            }
+            samples[n] = static_cast<float>(sum);
+        }
+        const std::vector<BandDecay> bands = OctaveBandDecays(samples, kRate);
+        ASSERT_EQ(bands.size(), std::size(kOctaveBands));
+        for (std::size_t band = 0; band < bands.size(); ++band) {
+            const double time = times[band], tolerance = (noise > -100 ? 0.03 : 0.01) * time;
+            EXPECT_EQ(bands[band].centre, kOctaveBands[band]);
+            EXPECT_NEAR(bands[band].decay.early.value_or(0), time, 0.06 * time) << bands[band].centre;
+            EXPECT_NEAR(bands[band].decay.t20.value_or(0), time, tolerance) << bands[band].centre;
+            EXPECT_NEAR(bands[band].decay.t30.value_or(0), time, tolerance) << bands[band].centre;
+            if (noise > -100) {
+                EXPECT_TRUE(bands[band].decay.noise) << bands[band].centre;
+            }
+        }
+    }
+    // A band's own decay is not taken for that of a room; bands above half the sample rate are left out.
+    std::vector<float> one(16384);
+    one[100] = 1;
+    for (const BandDecay& band : OctaveBandDecays(one, kRate)) EXPECT_FALSE(band.decay.t20) << band.centre;
+    EXPECT_EQ(OctaveBandDecays(one, 8000).size(), 5u);
+    EXPECT_TRUE(OctaveBandDecays(std::vector<float>(1000), kRate).empty());
+    EXPECT_TRUE(EnergyDecayOf(std::vector<float>(1000, 1.0f), kRate).levels.empty());  // nothing dies away
 }
 
 TEST(Decay, ACumulativeSpectrumFallsAsTheResonanceDoes) {
@@ -231,6 +293,24 @@ TEST(Filters, HaveTheirShapes) {
     EXPECT_NEAR(std::remainder(std::arg(response / ResponseOf(pass, 450)) + kTurn * 450 * 0.0005, kTurn), 0, 1e-9);
     EXPECT_EQ(HighPass({100, 24, FilterShape::LinkwitzRiley}, 0), Complex(0));
     EXPECT_EQ(WaysOf({{3000, 24, FilterShape::LinkwitzRiley}, {300, 24, FilterShape::LinkwitzRiley}}, 30).size(), 3u);
+}
+
+TEST(Filters, ABellHasItsGainAndWidth) {
+    for (const double gain : {-12.0, -0.5, 3.0, 18.0}) {
+        for (const double q : {0.5, 1.0, 8.0}) {
+            const Bell bell{500, 0.5 / q, gain};
+            const auto level = [&](double f) { return Decibels(std::abs(ResponseOf(bell, f))); };
+            EXPECT_NEAR(level(500), gain, 1e-9);
+            // Half of the gain in dB at the two frequencies that are f0 / Q apart around it.
+            const double apart = 1 / (2 * q), ratio = std::sqrt(1 + apart * apart) + apart;
+            EXPECT_NEAR(level(500 * ratio), gain / 2, 1e-9);
+            EXPECT_NEAR(level(500 / ratio), gain / 2, 1e-9);
+            EXPECT_NEAR(level(0.001), 0, 1e-3);
+            const Complex undone = ResponseOf(bell, 700) * ResponseOf(Bell{500, 0.5 / q, -gain}, 700);
+            EXPECT_LT(std::abs(undone - 1.0), 1e-12);
+        }
+    }
+    EXPECT_EQ(ResponseOf(Bell{0, 1, 6}, 100), Complex(1));
 }
 
 TEST(Thinning, KeepsTheExtremesInTheirOrder) {

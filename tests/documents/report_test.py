@@ -1,9 +1,11 @@
 """The report's page in a browser: curves at the right places, all controls, names that mean harm, no requests."""
 
 import cmath
+import json
 import math
 import os
 import pathlib
+import random
 import re
 import struct
 import subprocess
@@ -11,6 +13,7 @@ import time
 import unittest
 import urllib.parse
 import xml.etree.ElementTree
+import zlib
 
 import browser
 from tool import INCOMPLETE, SAMPLES, TOOL, ToolTest, float_wav
@@ -38,6 +41,12 @@ class Resonance:
     def level(self, frequency):
         return 20 * math.log10(abs(self.at(frequency)))
 
+    def smoothed(self, frequency, smoothing):
+        """The level of the mean power over a part of an octave."""
+        low, high = frequency * 2 ** (-0.5 / smoothing), frequency * 2 ** (0.5 / smoothing)
+        powers = [abs(self.at(low + (high - low) * (k + 0.5) / 400)) ** 2 for k in range(400)]
+        return 10 * math.log10(sum(powers) / len(powers))
+
 
 class Page(ToolTest):
     @classmethod
@@ -59,6 +68,14 @@ class Page(ToolTest):
 
     def drawn(self):
         self.browser.wait_for("return document.documentElement.dataset.drawn == drawing || document.getElementById('drawing').hidden")
+
+    def saved(self, extension):
+        """The file that the page gave to take away, under the name that it had."""
+        end, found = time.monotonic() + 30, []
+        while not found and time.monotonic() < end:
+            found = [path for path in pathlib.Path(self.browser.profile).glob("*." + extension) if path.stat().st_size]
+        self.assertEqual(len(found), 1, found)
+        return found[0].rename(self.folder / found[0].name)
 
     def tearDown(self):
         if self.browser:
@@ -100,6 +117,10 @@ class Page(ToolTest):
                 self.assert_drawn_at(frequency, resonance.level(frequency))
                 self.assertAlmostEqual(self.at_cursor(frequency), resonance.level(frequency), delta=0.1)
         greatest = self.browser.run("return series[0].row.cells[4].textContent")
+        for smoothing in [24, 12, 6, 3]:
+            self.show(page, "Data/resonance", f"smoothing={smoothing}")
+            for frequency in [200, 900, 1000, 1300, 5000]:
+                self.assertAlmostEqual(self.at_cursor(frequency), resonance.smoothed(frequency, smoothing), delta=0.1)
         self.assertRegex(greatest, r"dB at (1 kHz|99\d(\.\d)? Hz|1\.00\d kHz)$")
         # The labels of the axes are where the values are.
         places = self.browser.run("""
@@ -183,7 +204,8 @@ class Page(ToolTest):
         # Every chart of a measurement draws something, and its state is in the address.
         self.show(page, "Data/impulse-left")
         kinds = run("return [...document.querySelectorAll('#charts button')].map(each => each.id)")
-        self.assertEqual(kinds, [f"tab-{kind}" for kind in ["level", "phase", "delay", "impulse", "step", "decay", "cumulative"]])
+        self.assertEqual(kinds, [f"tab-{kind}" for kind in ["level", "phase", "delay", "impulse", "step", "decay",
+                                                            "reverberation", "cumulative"]])
         for kind in kinds:
             click("#" + kind)
             self.browser.wait_for("return document.getElementById(arguments[0]).getAttribute('aria-selected') === 'true'", kind)
@@ -197,6 +219,24 @@ class Page(ToolTest):
         click("#tab-decay")
         self.drawn()
         self.assertRegex(run("return document.getElementById('results-of').textContent"), r"T20\s*0\.\d+ s")
+        self.assertRegex(run("return document.querySelector('.bands tbody').innerText"), r"T20(\t[\d.]+|\t\u2013){7}")
+        run("""const box = document.getElementById("band");
+            box.value = "1000";
+            box.dispatchEvent(new Event("change"));""")
+        self.drawn()
+        self.assertIn("band=1000", run("return location.hash"))
+        self.assertLess(run("return drawnCurves[0].y.length"), 151)
+
+        # The map is read by keys, and taken away as numbers.
+        click("#tab-cumulative")
+        self.drawn()
+        run("document.getElementById('map').focus()")
+        self.browser.press("\ue014", "\ue015")  # right, down
+        self.assertRegex(run("return document.getElementById('readout').textContent"), r"^[\d.]+ k?Hz, [\d.]+ ms: \u2212?[\d.]+ dB$")
+        click("#save-csv")
+        table = self.saved("csv").read_text().splitlines()
+        self.assertEqual(len(table), 1 + run("return document.getElementById('map').map.f.length"))
+        self.assertRegex(table[0], r'^"Frequency \(Hz\)","0 ms \(dB\)"')
 
         # Zooming by dragging, moving with Shift, by keys and buttons, and back by a double click.
         self.show(page, "Data/impulse-left")
@@ -265,13 +305,11 @@ class Page(ToolTest):
         self.drawn()
         for name, start in [("svg", b"<svg "), ("png", b"\x89PNG"), ("csv", b'"Frequency (Hz)","woofer"')]:
             click("#save-" + name)
-            saved = time.monotonic() + 30
-            found = []
-            while not found and time.monotonic() < saved:
-                found = [path for path in pathlib.Path(self.browser.profile).glob("*." + name) if path.stat().st_size]
-            self.assertEqual([path.name for path in found], [f"woofer-level.{name}"])
-            self.assertTrue(found[0].read_bytes().startswith(start))
-        rows = found[0].read_text().splitlines()[1:]
+            found = self.saved(name)
+            self.assertEqual(found.name, f"woofer-level.{name}")
+            data = found.read_bytes()
+            self.assertTrue(data.startswith(start))
+        rows = data.decode().splitlines()[1:]
         self.assertEqual(len(rows), 479)
         self.assertEqual([float(each) for each in rows[0].split(",")], [20, float(rows[0].split(",")[1])])
 
@@ -282,6 +320,33 @@ class Page(ToolTest):
             self.assertLessEqual(run("return document.documentElement.scrollWidth - innerWidth"), 0)
         finally:
             self.browser.resize(1360, 1000)
+
+    def test_equalisers_and_stages_of_rooms_and_profiles(self):
+        for position in ["A", "B"]:
+            self.tool("import", self.document, "--room", "Studio", "--position", position, "--channel", "0",
+                      self.file("one.wav", float_wav(1, [0.5] + [0.0] * 2047)))
+        table = "EqualiserData=[[500,0.5,6],[5000,0.25,-4]]"
+        self.tool("set", self.document, "Rooms/Studio", table)
+        self.tool("processor", self.document, "--name", "Rack", self.file("positions.csv", "profile,position,GaindB,FilterEnable(1),"
+                  "FilterMode(1),FilterFrequencyLo(1),FilterSlopeLo(1),FilterMethodLo(1)\nProfile 1,Left,-3,1,high-pass,500,24,linkwitz-riley\n"))
+        profile = self.tool("find", "Profile 1", self.document).stdout.strip()
+        self.tool("set", self.document, profile, table)
+        self.tool("set", self.document, profile + "/Left", "Mode=crossover")
+        page = self.report()
+        self.show(page, "Rooms/Studio")
+        labels = self.browser.run("return drawnCurves.map(each => each.label)")
+        self.assertEqual(labels[:3], ["equaliser", "equaliser band, 500 Hz, 6 dB", "equaliser band, 5000 Hz, -4 dB"])
+        self.assertEqual(len(labels), 6)  # two positions and their mean
+        self.assertAlmostEqual(self.at_cursor(500, 1), 6, delta=0.02)
+        self.assertAlmostEqual(self.at_cursor(5000, 2), -4, delta=0.02)
+        both = self.at_cursor(2000, 1) + self.at_cursor(2000, 2)
+        self.assertAlmostEqual(self.at_cursor(2000, 0), both, delta=0.02)
+        self.assertAlmostEqual(self.at_cursor(1000, 3), 0, delta=0.05)  # measured levels are aligned with the gains
+        self.show(page, profile)
+        stage = self.browser.run("return drawnCurves.findIndex(each => each.label === 'Left, all stages, with the profile\\'s equaliser')")
+        self.assertAlmostEqual(self.at_cursor(500, stage), -3 - 6.02 + 6, delta=0.1)
+        tables = self.browser.run("return [...document.querySelectorAll('#tables caption')].map(each => each.textContent)")
+        self.assertEqual(tables, ["Filter stages of Left", "Equaliser"])
 
     def test_a_correction_predicts_what_it_does(self):
         """A filter that is a gain of a half and a delay lowers the sum by 6 dB."""
@@ -353,9 +418,33 @@ class WithoutABrowser(ToolTest):
         self.tool("report", self.document, "--calibration", curve, "-o", page)
         facts, arrays = unpacked(page.read_text(), 0)
         self.assertIn("curve.txt", " ".join(facts["method"]))
-        self.assertEqual({round(level, 2) for level in arrays["level.12"]}, {-6})
+        self.assertEqual({round(level, 2) for level in arrays["parts.levels"]}, {-6})
         self.assertIn("holds no frequencies", self.tool("report", self.document, "--calibration", self.folder / "one.wav",
                                                         "--force", "-o", page, status=INCOMPLETE).stderr)
+
+
+    def test_samples_are_exact_where_they_are_coarse_and_else_as_fine_as_is_said(self):
+        page = self.folder / "page.html"
+        chance = random.Random(5)
+        whole = [round(20000 * 0.99 ** n) / 32768 for n in range(2000)]
+        noisy = [0.7 * 0.99 ** n + chance.gauss(0, 0.0003) for n in range(2000)]
+        self.tool("import", self.document, self.file("whole.wav", float_wav(1, whole)), self.file("noisy.wav", float_wav(1, noisy)))
+        self.tool("report", self.document, "-o", page)
+        for number, (samples, words) in enumerate([(whole, "are exact"), (noisy, "the noise that they end in")]):
+            facts, arrays = unpacked(page.read_text(), number)
+            self.assertIn(words, " ".join(facts["method"]))
+            step = next(each[2] for each in facts["arrays"] if each[0] == "samples")
+            found = arrays["samples"]
+            if number == 0:
+                self.assertEqual(found, samples)
+                continue
+            self.assertAlmostEqual(step, 0.0003, delta=0.0001)
+            self.assertIn(f"rounded to {step:.3g},", " ".join(facts["method"]))
+            carried = 0
+            for ours, theirs in zip(found, samples):
+                self.assertLessEqual(abs(ours - theirs), step * 1.001)
+                carried += ours - theirs
+                self.assertLessEqual(abs(carried), step / 2 * 1.001)
 
 
 class Pictures(ToolTest):
@@ -420,29 +509,36 @@ class Pictures(ToolTest):
 
 def unpacked(text, number):
     """The facts and arrays of a block, read without the page."""
-    import base64
-    import json
-    import zlib
-    raw = zlib.decompress(base64.b64decode(re.search(rf'id="block{number}">([^<]*)<', text)[1]))
+    length, characters = re.search(rf'id="block{number}">(\d+) ([^<]*)<', text).groups()
+    digits = {chr(code): place for place, code in enumerate(each for each in range(33, 127) if chr(each) not in "&<>")}
+    bits = sum((digits[low] + 91 * digits[high]) << 13 * place
+               for place, (low, high) in enumerate(zip(characters[::2], characters[1::2])))
+    raw = zlib.decompress(bits.to_bytes(int(length) + 1, "little")[:int(length)])
     length = struct.unpack("<I", raw[:4])[0]
     facts, at, arrays = json.loads(raw[4:4 + length]), 4 + length, {}
-    for name, count, step, form in facts["arrays"]:
+
+    def next_number():
+        nonlocal at
+        number, shift = 0, 0
+        while True:
+            number |= (raw[at] & 127) << shift
+            shift += 7
+            at += 1
+            if raw[at - 1] < 128:
+                return -(number + 1) // 2 if number & 1 else number // 2
+
+    for name, count, step, form, *more in facts["arrays"]:
         values, before = [], 0
-        for _ in range(count):
+        for place in range(count):
             if form == "exact":
                 values.append(struct.unpack_from("<f", raw, at)[0])
                 at += 4
-                continue
-            number, shift = 0, 0
-            while True:
-                number |= (raw[at] & 127) << shift
-                shift += 7
-                at += 1
-                if raw[at - 1] < 128:
-                    break
-            value = -(number + 1) // 2 if number & 1 else number // 2
-            before = before + value if form == "curve" else value
-            values.append(before * step)
+            elif form == "even":
+                values.append(more[0] + place * step)
+            else:
+                number = next_number()
+                before = before + number if form == "curve" else number
+                values.append(before * step)
         arrays[name] = values
     assert at == len(raw)
     return facts, arrays

@@ -10,7 +10,6 @@ namespace lumvex::acoustics {
 
 namespace {
 
-constexpr double kLowest = 10;            // Hz
 constexpr std::size_t kTimeParts = 600;   // of curves against time; each keeps two points
 constexpr int kExactPartsPerOctave = 96;  // of the exact level
 
@@ -26,16 +25,18 @@ Points Kept(std::span<const double> values, std::span<const std::size_t> places,
 // The spectrum's own values from the lowest frequency on; of those that are closer than a point of the scale the
 // extremes.
 Points ExactLevel(const ResponseSpectrum& spectrum) {
-    std::vector<double> levels(spectrum.values.size());
-    for (std::size_t k = 0; k < levels.size(); ++k) levels[k] = Decibels(std::abs(spectrum.values[k]));
+    std::vector<double> powers(spectrum.values.size());
+    std::ranges::transform(spectrum.values, powers.begin(), [](const Complex& value) { return std::norm(value); });
     const double ratio = std::exp2(1.0 / kExactPartsPerOctave);
     std::vector<std::size_t> parts;
-    auto place = static_cast<std::size_t>(std::ceil(kLowest / spectrum.distance));
-    while (place < levels.size()) {
+    auto place = static_cast<std::size_t>(std::ceil(kLowestAnalysed / spectrum.distance));
+    while (place < powers.size()) {
         parts.push_back(place);
         place = std::max(place + 1, static_cast<std::size_t>(std::ceil(static_cast<double>(place) * ratio)));
     }
-    return Kept(levels, Thinned(levels, parts), spectrum.distance);
+    Points points = Kept(powers, Thinned(powers, parts), spectrum.distance);
+    for (double& level : points.y) level = PowerDecibels(level);
+    return points;
 }
 
 }  // namespace
@@ -50,28 +51,29 @@ Analysis Analyse(std::span<const float> samples, const AnalysisOptions& options)
     analysis.size = spectrum.size;
     analysis.resolution = spectrum.resolution;
     analysis.arrival = 1000 * spectrum.arrival;
-    analysis.frequencies = FrequencyScale(kLowest, spectrum.Highest());
+    analysis.frequencies = FrequencyScale(kLowestAnalysed, spectrum.Highest());
     analysis.exact = ExactLevel(spectrum);
-    for (std::size_t each = 0; each < std::size(kSmoothings); ++each) {
-        analysis.levels[each] = SmoothedLevel(spectrum, analysis.frequencies, kSmoothings[each]);
-        analysis.delays[each] = GroupDelay(spectrum, analysis.frequencies, kSmoothings[each]);
-    }
+    analysis.parts = PartsOf(spectrum, kLowestAnalysed);
     analysis.phase = UnwrappedPhase(spectrum, analysis.frequencies);
-
-    const std::vector<double> values(samples.begin(), samples.end());
-    const double distance = 1000 / options.rate;
-    const std::vector<std::size_t> parts = EqualParts(values.size(), kTimeParts);
-    analysis.impulse = Kept(values, Thinned(values, parts), distance);
-    std::vector<double> step(values.size());
-    const double greatest = std::abs(values[PeakOf(samples)]);
-    double sum = 0;
-    for (std::size_t n = 0; n < values.size(); ++n) step[n] = greatest > 0 ? (sum += values[n]) / greatest : 0;
-    analysis.step = Kept(step, Thinned(step, parts), distance);
     if (options.hasDecay) {
         analysis.decay = EnergyDecayOf(samples, options.rate);
+        analysis.bands = OctaveBandDecays(samples, options.rate);
         analysis.cumulative = CumulativeDecayOf(samples, options.rate, analysis.window);
     }
     return analysis;
+}
+
+Points ImpulseOf(std::span<const float> samples, double rate) {
+    const std::vector<double> values(samples.begin(), samples.end());
+    return Kept(values, Thinned(values, EqualParts(values.size(), kTimeParts)), 1000 / rate);
+}
+
+Points StepOf(std::span<const float> samples, double rate) {
+    std::vector<double> step(samples.size());
+    const double greatest = std::abs(samples[PeakOf(samples)]);
+    double sum = 0;
+    for (std::size_t n = 0; n < step.size(); ++n) step[n] = greatest > 0 ? (sum += samples[n]) / greatest : 0;
+    return Kept(step, Thinned(step, EqualParts(step.size(), kTimeParts)), 1000 / rate);
 }
 
 Points LevelOf(const std::function<Complex(double)>& response, std::span<const double> frequencies) {

@@ -11,27 +11,38 @@ namespace lumvex::acoustics {
 
 namespace {
 
-constexpr std::size_t kLongest = 8192, kLeast = 128;
-constexpr int kParts = 36;
+constexpr std::size_t kTransform = 8192, kLeast = 128;
+constexpr int kParts = 30;
 constexpr double kShown = 0.6;  // of the window: later parts are too short for a spectrum
 constexpr double kFadeMs = 0.3;
-constexpr int kPointsBetween = 6;  // of the frequency scale's points every sixth: 16 in an octave
-constexpr int kSmoothing = 12;
+
+// Rises from 0 before the first value to 1 behind the last.
+std::vector<double> HalfHann(std::size_t count) {
+    std::vector<double> values(count);
+    for (std::size_t n = 0; n < count; ++n)
+        values[n] =
+            0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(n + 1) / static_cast<double>(count + 1));
+    return values;
+}
 
 }  // namespace
 
 CumulativeDecay CumulativeDecayOf(std::span<const float> samples, double rate, const Window& window) {
     const std::size_t peak = window.first + PeakOf(samples.subspan(window.first, window.Count()));
-    const std::size_t count = std::min(window.last - peak, kLongest);
-    const auto fade = static_cast<std::size_t>(kFadeMs / 1000 * rate);
+    const std::size_t fade = std::min(static_cast<std::size_t>(kFadeMs / 1000 * rate), kTransform / 2);
+    const std::size_t count = std::min(window.last - peak, kTransform - fade);
     if (count < kLeast) return {};
 
     CumulativeDecay decay;
     decay.fade = static_cast<double>(fade) / rate * 1000;
     decay.resolution = rate / static_cast<double>(count);
-    const std::vector<double> scale = FrequencyScale(std::max(20.0, decay.resolution), std::min(20000.0, 0.49 * rate));
-    for (std::size_t k = 0; k < scale.size(); k += kPointsBetween) decay.frequencies.push_back(scale[k]);
+    const double lowest = std::max(20.0, decay.resolution);
+    const std::vector<double> scale = FrequencyScale(lowest, std::min(20000.0, 0.49 * rate));
+    if (scale.empty()) return {};
+    decay.firstPoint = FirstPoint(lowest);
+    for (std::size_t k = 0; k < scale.size(); k += kMapPoints) decay.frequencies.push_back(scale[k]);
     const std::size_t size = PowerOfTwoFrom(count + fade);
+    const std::vector<double> rising = HalfHann(fade), falling = HalfHann(count / 5);
     for (int part = 0; part < kParts; ++part) {
         const double shift = kShown * static_cast<double>(count) * part / (kParts - 1);
         const auto start = peak + static_cast<std::size_t>(shift);
@@ -40,18 +51,13 @@ CumulativeDecay CumulativeDecayOf(std::span<const float> samples, double rate, c
         const std::size_t first = start - std::min(start - window.first, fade);
         std::vector<double> inside(samples.begin() + static_cast<std::ptrdiff_t>(first),
                                    samples.begin() + static_cast<std::ptrdiff_t>(peak + count));
-        for (std::size_t n = first; n < start; ++n)
-            inside[n - first] *= 0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(n - first + 1) /
-                                                      static_cast<double>(start - first + 1));
-        const std::size_t out = count / 5;
-        for (std::size_t n = 0; n < out && n < inside.size(); ++n)
-            inside[inside.size() - 1 - n] *=
-                0.5 - 0.5 * std::cos(std::numbers::pi * (static_cast<double>(n) + 1) / (static_cast<double>(out) + 1));
+        for (std::size_t n = first; n < start; ++n) inside[n - first] *= rising[fade - (start - n)];
+        for (std::size_t n = 0; n < falling.size() && n < inside.size(); ++n)
+            inside[inside.size() - 1 - n] *= falling[n];
         ResponseSpectrum spectrum;
         spectrum.values = Spectrum(inside, size);
-        spectrum.delays.resize(spectrum.values.size());
         spectrum.distance = rate / static_cast<double>(size);
-        for (const double level : SmoothedLevel(spectrum, decay.frequencies, kSmoothing))
+        for (const double level : TwelfthOctaveLevel(spectrum, decay.frequencies))
             decay.levels.push_back(static_cast<float>(level));
     }
     const float greatest = *std::ranges::max_element(decay.levels);

@@ -8,7 +8,11 @@
 
 namespace lumvex::acoustics {
 
+// Of the frequency scale's points every so many are in it: 16 in an octave.
+inline constexpr int kMapPoints = 6;
+
 struct CumulativeDecay {
+    long firstPoint = 0;              // of the frequency scale
     std::vector<double> times;        // ms after the peak
     std::vector<double> frequencies;  // Hz
     std::vector<float> levels;        // dB relative to the greatest; all frequencies of the first time, then the next

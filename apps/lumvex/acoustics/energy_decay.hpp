@@ -24,7 +24,20 @@ struct EnergyDecay {
     std::optional<double> t30;    // -5 to -35 dB
 };
 
-// Empty for fewer samples than make a decay, or silence.
+// Of all frequencies. Empty for fewer samples than make a decay, or silence.
 EnergyDecay EnergyDecayOf(std::span<const float> samples, double rate);
+
+// The centres of the octave bands of room acoustics, Hz.
+inline constexpr double kOctaveBands[] = {125, 250, 500, 1000, 2000, 4000, 8000};
+
+struct BandDecay {
+    double centre = 0;  // Hz
+    EnergyDecay decay;
+};
+
+// In the octave bands below half the sample rate, each from its own greatest power on. The bands' filters have no delay
+// and are 3 dB down at the bands' edges; they pass all within 1/4 octave of the centre and nothing beyond 3/4. A time
+// that is too short to be told from the filter's own decay is not defined. Empty for fewer samples than make a decay.
+std::vector<BandDecay> OctaveBandDecays(std::span<const float> samples, double rate);
 
 }  // namespace lumvex::acoustics

@@ -1,5 +1,6 @@
 #include "acoustics/fft.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <kissfft/kissfft.hh>
@@ -34,14 +35,21 @@ std::vector<Complex> Spectrum(std::span<const double> samples, std::size_t size)
     return spectrum;
 }
 
+std::vector<Complex> InverseOf(std::span<const Complex> values) {
+    std::vector<Complex> turned(values.size());
+    Transform(values.size(), true).transform(values.data(), turned.data());
+    for (Complex& value : turned) value /= static_cast<double>(values.size());
+    return turned;
+}
+
 std::vector<double> SamplesOf(std::span<const Complex> spectrum, std::size_t size) {
     assert(size % 2 == 0 && spectrum.size() == size / 2 + 1);
-    std::vector<Complex> whole(size), turned(size);
+    std::vector<Complex> whole(size);
     for (std::size_t k = 0; k <= size / 2; ++k) whole[k] = spectrum[k];
     for (std::size_t k = size / 2 + 1; k < size; ++k) whole[k] = std::conj(spectrum[size - k]);
-    Transform(size, true).transform(whole.data(), turned.data());
+    const std::vector<Complex> turned = InverseOf(whole);
     std::vector<double> samples(size);
-    for (std::size_t n = 0; n < size; ++n) samples[n] = turned[n].real() / static_cast<double>(size);
+    std::ranges::transform(turned, samples.begin(), [](const Complex& value) { return value.real(); });
     return samples;
 }
 

@@ -64,6 +64,13 @@ Complex ResponseOf(std::span<const Stage> stages, double gain, double delay, dou
     return response;
 }
 
+Complex ResponseOf(const Bell& bell, double frequency) {
+    if (!(bell.frequency > 0 && bell.alpha > 0)) return 1;
+    const double amplitude = std::pow(10, bell.gain / 40), ratio = frequency / bell.frequency;
+    const double rest = 1 - ratio * ratio;
+    return Complex(rest, 2 * bell.alpha * amplitude * ratio) / Complex(rest, 2 * bell.alpha / amplitude * ratio);
+}
+
 std::vector<Complex> WaysOf(std::vector<Corner> corners, double frequency) {
     std::ranges::sort(corners, {}, &Corner::frequency);
     std::vector<Complex> ways(corners.size() + 1, Complex(1));

@@ -34,6 +34,17 @@ Complex ResponseOf(const Stage& stage, double frequency);
 // What stages in a row do together, with a gain in dB and a delay in ms.
 Complex ResponseOf(std::span<const Stage> stages, double gain, double delay, double frequency);
 
+// A band of a parametric equaliser: a bell around its frequency.
+struct Bell {
+    double frequency = 0;  // Hz
+    double alpha = 0;      // half of the reciprocal of its Q
+    double gain = 0;       // dB, at the frequency
+};
+
+// The analogue prototype (s^2 + 2 a A s + 1) / (s^2 + 2 a / A s + 1), A^2 being the gain: bells of opposite gains undo
+// each other. Without a frequency or alpha nothing is filtered.
+Complex ResponseOf(const Bell& bell, double frequency);
+
 // The ways of a crossover with these corners: the lowest first, one more than there are corners. Corners are put into
 // the order of their frequencies.
 std::vector<Complex> WaysOf(std::vector<Corner> corners, double frequency);

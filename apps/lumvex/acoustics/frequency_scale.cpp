@@ -8,16 +8,21 @@ namespace lumvex::acoustics {
 namespace {
 
 constexpr double kReference = 1000;  // Hz
+constexpr double kRounding = 1e-9;   // of points
+
+double PointOf(double frequency) { return std::log2(frequency / kReference) * kPointsPerOctave; }
 
 }  // namespace
 
+double ScaleFrequency(long point) { return kReference * std::exp2(static_cast<double>(point) / kPointsPerOctave); }
+
+long FirstPoint(double lowest) { return static_cast<long>(std::ceil(PointOf(lowest) - kRounding)); }
+long LastPoint(double highest) { return static_cast<long>(std::floor(PointOf(highest) + kRounding)); }
+
 std::vector<double> FrequencyScale(double lowest, double highest) {
     std::vector<double> points;
-    constexpr double kRounding = 1e-9;
-    const auto first = static_cast<long>(std::ceil(std::log2(lowest / kReference) * kPointsPerOctave - kRounding));
-    const auto last = static_cast<long>(std::floor(std::log2(highest / kReference) * kPointsPerOctave + kRounding));
-    for (long point = first; point <= last; ++point)
-        points.push_back(kReference * std::exp2(static_cast<double>(point) / kPointsPerOctave));
+    for (long point = FirstPoint(lowest), last = LastPoint(highest); point <= last; ++point)
+        points.push_back(ScaleFrequency(point));
     return points;
 }
 

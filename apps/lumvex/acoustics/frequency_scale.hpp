@@ -12,6 +12,12 @@ namespace lumvex::acoustics {
 // measurements have the same frequencies.
 inline constexpr int kPointsPerOctave = 96;
 
+double ScaleFrequency(long point);  // Hz; point 0 is 1000 Hz
+
+// The first point that is not below a frequency in Hz, the last that is not above it.
+long FirstPoint(double lowest);
+long LastPoint(double highest);
+
 // The points from `lowest` to `highest` (Hz), both above 0, the ends included where they are points.
 std::vector<double> FrequencyScale(double lowest, double highest);
 

@@ -14,24 +14,9 @@ constexpr std::size_t kSmallestTransform = 32768;
 constexpr double kLeastPower = 1e-30;
 constexpr double kDegrees = 180 / std::numbers::pi;
 
-struct Band {
-    double from, to;
-};
-
-// A frequency and one part of an octave around it.
-Band BandAt(double frequency, int smoothing) {
-    const double half = smoothing == 0 ? 1 : std::exp2(0.5 / smoothing);
-    return {frequency / half, frequency * half};
-}
-
-template <class Value>
-std::vector<double> OfEach(const ResponseSpectrum& spectrum, Value value) {
-    std::vector<double> all(spectrum.values.size());
-    for (std::size_t k = 0; k < all.size(); ++k) all[k] = value(spectrum.values[k], spectrum.delays[k]);
-    return all;
-}
-
-double PowerOf(const Complex& value, const Complex&) { return std::norm(value); }
+// Bands of every smoothing are whole numbers of parts on either side of a point.
+constexpr long kMostParts = kPointsPerOctave / 2 / *std::ranges::min_element(kSmoothings);
+static_assert(std::ranges::all_of(kSmoothings, [](int each) { return kPointsPerOctave % (2 * each) == 0; }));
 
 }  // namespace
 
@@ -39,24 +24,22 @@ double Decibels(double magnitude) { return PowerDecibels(magnitude * magnitude);
 double PowerDecibels(double power) { return 10 * std::log10(std::max(power, kLeastPower)); }
 
 ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const Window& window) {
-    std::vector<double> inside = Windowed(samples, window);
+    const std::vector<double> inside = Windowed(samples, window);
     ResponseSpectrum spectrum;
     spectrum.size = std::max(kSmallestTransform, PowerOfTwoFrom(inside.size()));
     spectrum.distance = rate / static_cast<double>(spectrum.size);
     spectrum.resolution = rate / static_cast<double>(std::max<std::size_t>(1, inside.size()));
     const std::size_t peak = PeakOf(samples.subspan(window.first, window.Count()));
     spectrum.arrival = static_cast<double>(window.first + peak) / rate;
-    spectrum.values = Spectrum(inside, spectrum.size);
-    for (std::size_t n = 0; n < inside.size(); ++n) inside[n] *= static_cast<double>(n) / rate;
-    spectrum.delays = Spectrum(inside, spectrum.size);
-    // Both as if the window began with the response's first sample.
-    const double start = static_cast<double>(window.first) / rate;
-    for (std::size_t k = 0; window.first > 0 && k < spectrum.values.size(); ++k) {
-        const Complex turn =
-            std::polar(1.0, -2 * std::numbers::pi * spectrum.distance * static_cast<double>(k) * start);
-        spectrum.delays[k] = turn * (spectrum.delays[k] + start * spectrum.values[k]);
-        spectrum.values[k] *= turn;
+    // The transform takes time as a circle: samples keep the time of the response's first one, however late the window.
+    std::vector<double> placed(spectrum.size), delayed(spectrum.size);
+    for (std::size_t n = 0; n < inside.size(); ++n) {
+        const std::size_t at = (window.first + n) % spectrum.size;
+        placed[at] = inside[n];
+        delayed[at] = inside[n] * (static_cast<double>(window.first + n) / rate);
     }
+    spectrum.values = Spectrum(placed, spectrum.size);
+    spectrum.delays = Spectrum(delayed, spectrum.size);
     return spectrum;
 }
 
@@ -68,40 +51,65 @@ void Multiply(ResponseSpectrum& spectrum, const std::function<double(double)>& f
     }
 }
 
-std::vector<double> SmoothedLevel(const ResponseSpectrum& spectrum, std::span<const double> frequencies,
-                                  int smoothing) {
-    const std::vector<double> powers = OfEach(spectrum, PowerOf);
-    const RunningSum sum(powers, spectrum.distance);
-    std::vector<double> levels;
-    levels.reserve(frequencies.size());
-    for (const double frequency : frequencies) {
-        const Band band = BandAt(frequency, smoothing);
-        levels.push_back(PowerDecibels(sum.Mean(band.from, band.to)));
+OctaveParts PartsOf(const ResponseSpectrum& spectrum, double lowest) {
+    std::vector<double> powers(spectrum.values.size()), delayed(spectrum.values.size());
+    for (std::size_t k = 0; k < powers.size(); ++k) {
+        const Complex& value = spectrum.values[k];
+        const Complex& delay = spectrum.delays[k];
+        powers[k] = std::norm(value);
+        delayed[k] = value.real() * delay.real() + value.imag() * delay.imag();
     }
-    return levels;
+    const RunningSum power(powers, spectrum.distance), delay(delayed, spectrum.distance);
+    OctaveParts parts{.first = FirstPoint(lowest) - kMostParts, .highest = spectrum.Highest()};
+    for (long point = parts.first; ScaleFrequency(point) < parts.highest; ++point) {
+        const double from = ScaleFrequency(point), to = std::min(ScaleFrequency(point + 1), parts.highest);
+        const double mean = std::max(power.Mean(from, to), kLeastPower);
+        parts.levels.push_back(PowerDecibels(mean));
+        parts.delays.push_back(1000 * delay.Mean(from, to) / mean);
+    }
+    return parts;
 }
 
-std::vector<double> GroupDelay(const ResponseSpectrum& spectrum, std::span<const double> frequencies, int smoothing) {
-    const std::vector<double> powers = OfEach(spectrum, PowerOf);
-    const std::vector<double> delayed = OfEach(spectrum, [](const Complex& value, const Complex& delay) {
-        return value.real() * delay.real() + value.imag() * delay.imag();
-    });
-    const RunningSum power(powers, spectrum.distance), delay(delayed, spectrum.distance);
-    std::vector<double> delays;
-    delays.reserve(frequencies.size());
-    for (const double frequency : frequencies) {
-        const Band band = BandAt(frequency, smoothing);
-        const double below = std::max(power.Mean(band.from, band.to), kLeastPower);
-        delays.push_back(1000 * delay.Mean(band.from, band.to) / below);
+Smoothed SmoothedFrom(const OctaveParts& parts, int smoothing) {
+    const auto count = static_cast<long>(parts.levels.size());
+    std::vector<double> widths, energies;
+    for (long k = 0; k < count; ++k) {
+        const double from = ScaleFrequency(parts.first + k);
+        widths.push_back(std::min(ScaleFrequency(parts.first + k + 1), parts.highest) - from);
+        energies.push_back(widths.back() * std::pow(10, parts.levels[k] / 10));
     }
-    return delays;
+    Smoothed curves;
+    const long half = kPointsPerOctave / 2 / smoothing;
+    for (long point = kMostParts, last = LastPoint(parts.highest) - parts.first; point <= last; ++point) {
+        double width = 0, energy = 0, delayed = 0;
+        for (long k = point - half; k < std::min(point + half, count); ++k) {
+            width += widths[k];
+            energy += energies[k];
+            delayed += energies[k] * parts.delays[k];
+        }
+        curves.levels.push_back(PowerDecibels(energy / width));
+        curves.delays.push_back(delayed / energy);
+    }
+    return curves;
+}
+
+std::vector<double> TwelfthOctaveLevel(const ResponseSpectrum& spectrum, std::span<const double> frequencies) {
+    std::vector<double> powers(spectrum.values.size());
+    std::ranges::transform(spectrum.values, powers.begin(), [](const Complex& value) { return std::norm(value); });
+    const RunningSum sum(powers, spectrum.distance);
+    static const double half = std::exp2(0.5 / 12);
+    std::vector<double> levels;
+    levels.reserve(frequencies.size());
+    for (const double frequency : frequencies)
+        levels.push_back(PowerDecibels(sum.Mean(frequency / half, frequency * half)));
+    return levels;
 }
 
 std::vector<double> UnwrappedPhase(const ResponseSpectrum& spectrum, std::span<const double> frequencies) {
     std::vector<double> all(spectrum.values.size());
     for (std::size_t k = 0; k < all.size(); ++k) {
-        const double turn = 2 * std::numbers::pi * spectrum.distance * static_cast<double>(k) * spectrum.arrival;
-        all[k] = kDegrees * std::arg(spectrum.values[k] * std::polar(1.0, std::remainder(turn, 2 * std::numbers::pi)));
+        const double turns = spectrum.distance * static_cast<double>(k) * spectrum.arrival;
+        all[k] = kDegrees * std::arg(spectrum.values[k]) + 360 * (turns - std::floor(turns));
     }
     Unwrap(all);
     std::vector<double> phases;

@@ -32,11 +32,27 @@ ResponseSpectrum SpectrumOf(std::span<const float> samples, double rate, const W
 // Multiplies every value with what a function answers for its frequency in Hz.
 void Multiply(ResponseSpectrum& spectrum, const std::function<double(double)>& factor);
 
-// The spectrum's power at a frequency, a mean over one part of an octave in `smoothing`; in dB.
-std::vector<double> SmoothedLevel(const ResponseSpectrum& spectrum, std::span<const double> frequencies, int smoothing);
+// A spectrum's power and group delay in equal parts of an octave. All smoothed curves are made of it: a band of 1/48
+// octave around a point of the frequency scale is two parts, one of 1/3 octave 32.
+struct OctaveParts {
+    long first = 0;                   // part k begins at the frequency scale's point first + k: ScaleFrequency()
+    double highest = 0;               // Hz; where the last part ends
+    std::vector<double> levels = {};  // dB: mean power
+    std::vector<double> delays = {};  // ms from the response's first sample, weighted with the power
+};
 
-// Group delay in ms from the response's first sample: the mean over the same band, weighted with the power.
-std::vector<double> GroupDelay(const ResponseSpectrum& spectrum, std::span<const double> frequencies, int smoothing);
+// The parts that bands of every smoothing need around the points from `lowest` Hz up to the spectrum's highest.
+OctaveParts PartsOf(const ResponseSpectrum& spectrum, double lowest);
+
+// Curves of the parts, at the points that PartsOf() was asked for: the mean power in the band around each point, and
+// the group delay in it, weighted with the power. `smoothing` is one of kSmoothings.
+struct Smoothed {
+    std::vector<double> levels, delays;  // dB, ms
+};
+Smoothed SmoothedFrom(const OctaveParts& parts, int smoothing);
+
+// The spectrum's mean power over 1/12 octave at any frequencies, in dB.
+std::vector<double> TwelfthOctaveLevel(const ResponseSpectrum& spectrum, std::span<const double> frequencies);
 
 // Phase in degrees without jumps, with the arrival's delay taken out; within +-180 at the lowest frequency.
 std::vector<double> UnwrappedPhase(const ResponseSpectrum& spectrum, std::span<const double> frequencies);

@@ -39,7 +39,7 @@ struct PlottedTrace {
 
 int SmoothingOf(const std::string& text) { return text == "none" ? 0 : std::atoi(text.c_str() + 2); }
 
-// The traces of an object; of one that has none, those that were measured below it.
+// The traces of an object; of one that has none, those that were measured below it, and of a room both.
 void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, std::vector<PlottedTrace>& found) {
     Drawable drawable;
     if (!object.IsCollection()) drawable = source.Of(object);
@@ -49,7 +49,7 @@ void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, st
         const std::string name = paths.Of(object) + (trace.label.empty() ? "" : ", " + trace.label);
         found.push_back({name, std::move(trace)});
     }
-    if (!drawable.traces.empty()) return;
+    if (!drawable.traces.empty() && !object.As<RoomEQ>()) return;
     if (object.IsCollection()) {
         for (LONG place = 1, count = object.Count(); place <= count && found.size() < kMostCurves; ++place)
             Collect(object.Member(place), source, paths, all, found);
@@ -71,20 +71,22 @@ PictureCurve CurveOf(const PlottedTrace& named, const std::string& chart, int sm
     } else {
         const auto& data = std::get<ImpulseTrace>(named.trace.data);
         const acoustics::Analysis analysis = Compute(named.trace, data).analysis;
-        const auto* known = std::ranges::find(acoustics::kSmoothings, smoothing);
-        const auto place = known == std::end(acoustics::kSmoothings) ? 0 : known - std::begin(acoustics::kSmoothings);
         curve.x = analysis.frequencies;
         if (chart == "level") {
-            curve.y = analysis.levels[place];
-            if (smoothing == 0) std::tie(curve.x, curve.y) = std::tie(analysis.exact.x, analysis.exact.y);
+            if (smoothing == 0)
+                std::tie(curve.x, curve.y) = std::tie(analysis.exact.x, analysis.exact.y);
+            else
+                curve.y = SmoothedFrom(analysis.parts, smoothing).levels;
         } else if (chart == "phase") {
             curve.y = analysis.phase;
         } else if (chart == "group-delay") {
-            curve.y = analysis.delays[place];
+            curve.y = SmoothedFrom(analysis.parts, smoothing == 0 ? acoustics::kSmoothings[0] : smoothing).delays;
         } else if (chart == "impulse") {
-            std::tie(curve.x, curve.y) = std::tie(analysis.impulse.x, analysis.impulse.y);
+            const acoustics::Points points = acoustics::ImpulseOf(data.samples, data.options.rate);
+            std::tie(curve.x, curve.y) = std::tie(points.x, points.y);
         } else if (chart == "step") {
-            std::tie(curve.x, curve.y) = std::tie(analysis.step.x, analysis.step.y);
+            const acoustics::Points points = acoustics::StepOf(data.samples, data.options.rate);
+            std::tie(curve.x, curve.y) = std::tie(points.x, points.y);
         } else {
             std::tie(curve.x, curve.y) = std::tie(analysis.decay.times, analysis.decay.levels);
         }

@@ -1,7 +1,9 @@
 #include "report/curves.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include "report/columns.hpp"
 #include "report/packed.hpp"
@@ -12,15 +14,14 @@ namespace {
 
 constexpr double kReferencePressure = 20e-6;  // Pa
 constexpr double kLevelStep = 0.01;           // dB
-constexpr double kDelayStep = 0.005;          // ms
-constexpr double kPhaseStep = 0.2;            // degrees
+constexpr double kExactStep = 0.02;           // dB, of the transform's own values
+constexpr double kDelayStep = 0.01;           // ms
+constexpr double kPhaseStep = 0.4;            // degrees
 constexpr double kCoarseStep = 1;             // dB, of the cumulative decay
 constexpr double kLowestShown = -60;          // dB, of the cumulative decay
+constexpr double kBandStep = 0.1;             // dB, of the decay in octave bands
 constexpr double kPeakSteps = 32767;          // of samples in the greatest one
-constexpr double kNoiseSteps = 2;             // of samples in the noise that they end in
-
-// Of the common scale's points every so many are kept: curves that are smoother need fewer.
-int StrideOf(int smoothing) { return smoothing > 12 ? 1 : smoothing == 12 ? 2 : 4; }
+constexpr double kCoarsestPeakSteps = 1024;   // the same where they end in loud noise
 
 std::string MsText(double ms) { return NumberText(ms, 5) + " ms"; }
 
@@ -38,29 +39,50 @@ void AddTime(ComputedTrace& computed, const char* name, const std::optional<doub
                                             : "not measurable: the decay does not reach far enough above the noise");
 }
 
-double StepFor(std::span<const double> values) {
-    double greatest = 0;
-    for (const double value : values) greatest = std::max(greatest, std::abs(value));
-    return greatest > 0 ? greatest / kPeakSteps : 1;
+// The greatest power of two, up to 1, of which all samples are whole multiples, as those of sound files are: 2^-15 of
+// 16 bits.
+double WholeStep(std::span<const float> samples) {
+    constexpr int kMantissaBits = 23, kBias = 127 + kMantissaBits;
+    int lowest = 0;
+    for (const float sample : samples) {
+        const auto bits = std::bit_cast<std::uint32_t>(sample);
+        const int exponent = static_cast<int>(bits >> kMantissaBits & 0xFF);
+        const std::uint32_t mantissa = (bits & 0x7FFFFF) | (exponent > 0 ? 0x800000 : 0);
+        if (mantissa != 0) lowest = std::min(lowest, std::max(exponent, 1) - kBias + std::countr_zero(mantissa));
+    }
+    return std::ldexp(1.0, lowest);
 }
 
-// The last point is always kept, so that the curve reaches as far as the others.
-std::vector<double> EveryOf(std::span<const double> values, int stride) {
-    std::vector<double> kept;
-    for (std::size_t k = 0; k < values.size(); k += static_cast<std::size_t>(stride)) kept.push_back(values[k]);
-    if (!values.empty() && (values.size() - 1) % static_cast<std::size_t>(stride) != 0) kept.push_back(values.back());
-    return kept;
-}
-
-// Samples are rounded to a part of their noise, which hides the difference, and never finer than their greatest allows.
-double SampleStep(std::span<const float> samples) {
+// Samples are rounded to the noise that they end in, which hides the difference, and never finer than their greatest
+// allows; not at all where their own steps are as coarse.
+void SetSampleStep(ComputedTrace& computed, std::span<const float> samples) {
     double greatest = 0, noise = 0;
     for (const float sample : samples) greatest = std::max(greatest, std::abs(double{sample}));
     const auto last = samples.last(samples.size() / 10);
     for (const float sample : last) noise += double{sample} * sample;
     if (!last.empty()) noise = std::sqrt(noise / static_cast<double>(last.size()));
-    const double step = std::max(greatest / kPeakSteps, std::min(noise / kNoiseSteps, greatest / 1024));
-    return step > 0 ? step : 1;
+    const double rounded = std::max(greatest / kPeakSteps, std::min(noise, greatest / kCoarsestPeakSteps));
+    const double whole = WholeStep(samples);
+    const bool areExact = whole >= rounded;
+    computed.sampleStep = areExact ? whole : rounded;
+    computed.method.push_back(
+        areExact
+            ? "The samples in this page are exact."
+            : "The samples in this page are rounded to " + NumberText(rounded, 3) +
+                  (rounded > greatest / kPeakSteps ? ", the noise that they end in" : ", 1/32767 of the greatest") +
+                  ", so that their running sum is off by no more than half of that; all other curves were computed "
+                  "before.");
+}
+
+// Of the bands that have any: centre; early decay time, T20 and T30 in s, null where they are not measurable.
+nlohmann::ordered_json BandTimes(const std::vector<acoustics::BandDecay>& bands) {
+    const auto rounded = [](const std::optional<double>& seconds) {
+        return seconds ? nlohmann::ordered_json(std::round(*seconds * 1e4) / 1e4) : nlohmann::ordered_json(nullptr);
+    };
+    auto times = nlohmann::ordered_json::array();
+    for (const auto& [centre, decay] : bands)
+        times.push_back({centre, rounded(decay.early), rounded(decay.t20), rounded(decay.t30)});
+    return times;
 }
 
 void PackCurves(const ComputedTrace& computed, const ImpulseTrace& data, Packed& packed) {
@@ -75,30 +97,30 @@ void PackCurves(const ComputedTrace& computed, const ImpulseTrace& data, Packed&
         facts["window"] = {1000 * static_cast<double>(analysis.window.first) / rate,
                            1000 * static_cast<double>(analysis.window.last) / rate};
     facts["results"] = computed.results;
-    const double firstPoint = std::log2(analysis.frequencies.front() / 1000) * acoustics::kPointsPerOctave;
-    facts["scale"] = {std::lround(firstPoint), analysis.frequencies.size()};
+    facts["parts"] = {analysis.parts.first, analysis.parts.highest};
+    facts["scale"] = {acoustics::FirstPoint(acoustics::kLowestAnalysed), analysis.frequencies.size()};
+    if (!analysis.bands.empty()) facts["bands"] = BandTimes(analysis.bands);
 
     packed.AddCurve("exact.x", analysis.exact.x, rate / static_cast<double>(analysis.size));
-    packed.AddCurve("exact.y", analysis.exact.y, kLevelStep);
-    for (std::size_t each = 0; each < std::size(acoustics::kSmoothings); ++each) {
-        const int smoothing = acoustics::kSmoothings[each];
-        const std::string name = std::to_string(smoothing);
-        packed.AddCurve("level." + name, EveryOf(analysis.levels[each], StrideOf(smoothing)), kLevelStep);
-        packed.AddCurve("delay." + name, EveryOf(analysis.delays[each], StrideOf(smoothing)), kDelayStep);
-    }
+    packed.AddCurve("exact.y", analysis.exact.y, kExactStep);
+    packed.AddCurve("parts.levels", analysis.parts.levels, kLevelStep);
+    packed.AddCurve("parts.delays", analysis.parts.delays, kDelayStep);
     packed.AddCurve("phase", analysis.phase, kPhaseStep);
-    packed.AddCurve("step.x", analysis.step.x, 1000 / rate);
-    packed.AddCurve("step.y", analysis.step.y, StepFor(analysis.step.y));
     if (!analysis.decay.levels.empty()) {
-        packed.AddCurve("decay.x", analysis.decay.times, 1000 / rate);
+        packed.AddEven("decay.x", analysis.decay.times);
         packed.AddCurve("decay.y", analysis.decay.levels, kLevelStep);
+    }
+    for (const auto& [centre, decay] : analysis.bands) {
+        const std::string name = "decay." + NumberText(centre);
+        packed.AddEven(name + ".x", decay.times);
+        packed.AddCurve(name + ".y", decay.levels, kBandStep);
     }
     if (!analysis.cumulative.levels.empty()) {
         std::vector<double> levels(analysis.cumulative.levels.begin(), analysis.cumulative.levels.end());
         for (double& level : levels) level = std::max(level, kLowestShown);
         packed.AddCurve("cumulative.times", analysis.cumulative.times, 1000 / rate);
-        packed.AddExact("cumulative.frequencies", analysis.cumulative.frequencies);
-        packed.AddCurve("cumulative.levels", levels, kCoarseStep);
+        facts["map"] = {analysis.cumulative.firstPoint, acoustics::kMapPoints, analysis.cumulative.frequencies.size()};
+        packed.AddMap("cumulative.levels", levels, analysis.cumulative.frequencies.size(), kCoarseStep);
     }
     packed.AddSamples("samples", data.samples, computed.sampleStep);
 }
@@ -161,9 +183,12 @@ ComputedTrace Compute(const Trace& trace, const ImpulseTrace& data) {
             "Cumulative decay: spectra of what follows each moment after the greatest sample, fading in over " +
             MsText(analysis.cumulative.fade) + ", smoothed to 1/12 octave, resolution " +
             NumberText(analysis.cumulative.resolution, 4) + " Hz and coarser with time.");
-    computed.sampleStep = SampleStep(data.samples);
-    method.push_back("The samples in this page are rounded to " + NumberText(computed.sampleStep, 3) +
-                     ": half of what they end in, or 1/32767 of the greatest.");
+    if (!analysis.bands.empty())
+        method.emplace_back(
+            "Octave bands: the same for what a filter without delay leaves of 1/4 octave around each band's centre, 3 "
+            "dB "
+            "down at its edges, nothing beyond 3/4; from the greatest power in the band on.");
+    SetSampleStep(computed, data.samples);
     return computed;
 }
 

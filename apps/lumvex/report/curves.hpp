@@ -11,7 +11,7 @@ namespace lumvex::app {
 // Of an impulse trace: all its curves, and how they were computed.
 struct ComputedTrace {
     acoustics::Analysis analysis;
-    double sampleStep = 1;                                          // to which a page rounds the samples
+    double sampleStep = 1;                                          // of the samples in a page
     std::vector<std::string> method = {};                           // sentences
     std::vector<std::pair<std::string, std::string>> results = {};  // "Reverberation time T20", "0.31 s"
 };

@@ -13,11 +13,21 @@ namespace lumvex::app {
 
 namespace {
 
+using acoustics::Bell;
 using acoustics::Corner;
 using acoustics::FilterKind;
 using acoustics::FilterShape;
 
 constexpr SHORT kStages = 6;
+constexpr double kMostGain = 200;  // dB, of an equaliser band that is drawn
+constexpr std::size_t kMostBandsShown = 6;
+
+// All bells one after the other.
+acoustics::Complex ResponseOf(const std::vector<Bell>& bells, double frequency) {
+    acoustics::Complex response = 1;
+    for (const Bell& bell : bells) response *= acoustics::ResponseOf(bell, frequency);
+    return response;
+}
 
 FilterShape FilterShapeOf(LXXover method) {
     switch (method) {
@@ -119,6 +129,45 @@ void AddLimits(const Array& table, Drawable& drawable) {
     drawable.tables.push_back(std::move(shown));
 }
 
+// The bands of an equaliser table and, of several, what they do together.
+std::vector<Bell> AddEqualiser(const Array& table, Drawable& drawable) {
+    std::vector<Bell> bells;
+    if (table.Empty()) return bells;
+    if (table.Rows() != LX_EQSIZE) {
+        drawable.notes.emplace_back("The equaliser table is not 3 x n, and not drawn.");
+        return bells;
+    }
+    const std::string method =
+        "Equaliser bands: analogue prototypes of bells, alpha being taken as half of the reciprocal of Q; the table "
+        "does "
+        "not say what else it may mean.";
+    TextTable shown{.title = "Equaliser", .columns = {"Band", "Frequency (Hz)", "Alpha", "Q", "Gain (dB)"}};
+    for (std::size_t band = 0; band < table.Columns(); ++band) {
+        const Bell bell{table(LX_EQFREQ, band), table(LX_EQALPHA, band), table(LX_EQGAIN, band)};
+        const bool isFinite = std::isfinite(bell.frequency) && std::isfinite(bell.alpha) && std::isfinite(bell.gain);
+        shown.rows.push_back({std::to_string(band + 1), NumberText(bell.frequency), NumberText(bell.alpha),
+                              bell.alpha > 0 ? NumberText(0.5 / bell.alpha, 3) : "", NumberText(bell.gain)});
+        if (isFinite && std::abs(bell.gain) <= kMostGain) bells.push_back(bell);
+    }
+    drawable.tables.push_back(std::move(shown));
+    if (bells.size() < table.Columns())
+        drawable.notes.emplace_back(
+            "Equaliser bands with numbers that are none, or gains beyond 200 dB, are not drawn.");
+    if (bells.empty()) return bells;
+    drawable.traces.push_back({.label = "equaliser",
+                               .role = Role::Filter,
+                               .data = ComputedResponse([&](double frequency) { return ResponseOf(bells, frequency); }),
+                               .method = {"All bands of the equaliser together.", method}});
+    for (const Bell& bell : bells)
+        drawable.traces.push_back(
+            {.label = "equaliser band, " + NumberText(bell.frequency) + " Hz, " + NumberText(bell.gain) + " dB",
+             .role = Role::Filter,
+             .isShown = bells.size() > 1 && bells.size() <= kMostBandsShown,
+             .data = ComputedResponse([&](double frequency) { return acoustics::ResponseOf(bell, frequency); }),
+             .method = {method}});
+    return bells;
+}
+
 // Adds the samples, the shorter ones as if zeros followed.
 void AddSamples(std::vector<float>& sum, std::span<const float> samples) {
     sum.resize(std::max(sum.size(), samples.size()));
@@ -177,6 +226,38 @@ void AddPrediction(const std::vector<Trace>& measured, const std::vector<Trace>&
          .method = {"Each output of the measurement convolved with its filter, and the samples added; "
                     "times the correction's scale, " +
                     NumberText(scale) + "." + window}});
+}
+
+// The filter stages of an output position.
+struct Stages {
+    std::vector<acoustics::Stage> used;
+    TextTable table{.title = "Filter stages",
+                    .columns = {"Stage", "Kind", "Lower corner", "Upper corner", "In use", "Inverts"}};
+};
+
+Stages StagesOf(const BoxCfgSpkr& position) {
+    Stages stages;
+    for (SHORT index = 1; index <= kStages; ++index) {
+        const Corner upper{position.FilterFrequencyHi(index), position.FilterSlopeHi(index),
+                           FilterShapeOf(position.FilterMethodHi(index))};
+        const Corner lower{position.FilterFrequencyLo(index), position.FilterSlopeLo(index),
+                           FilterShapeOf(position.FilterMethodLo(index))};
+        const LXSimpleFilterMode mode = position.FilterMode(index);
+        const FilterKind kind = mode == LX_LFM_LOWPASS    ? FilterKind::LowPass
+                                : mode == LX_LFM_BANDPASS ? FilterKind::BandPass
+                                                          : FilterKind::HighPass;
+        const acoustics::Stage stage{kind, upper, lower, position.FilterInvert(index) != 0};
+        const bool isUsed = position.FilterEnable(index) != 0;
+        stages.table.rows.push_back({std::to_string(index),
+                                     kind == FilterKind::LowPass    ? "low-pass"
+                                     : kind == FilterKind::BandPass ? "band-pass"
+                                                                    : "high-pass",
+                                     kind == FilterKind::LowPass ? "" : CornerText(lower),
+                                     kind == FilterKind::HighPass ? "" : CornerText(upper), isUsed ? "yes" : "no",
+                                     stage.inverts ? "yes" : "no"});
+        if (isUsed) stages.used.push_back(stage);
+    }
+    return stages;
 }
 
 std::string StageText(const acoustics::Stage& stage) {
@@ -244,6 +325,43 @@ void TraceSource::Add(const SpkrEQDesign& design, Drawable& drawable) {
 }
 
 void TraceSource::Add(const BoxCfgBank& profile, Drawable& drawable) {
+    Drawable equaliser;
+    const std::vector<Bell> bells = AddEqualiser(profile.EqualiserData(), equaliser);
+    const std::string with = bells.empty() ? "" : ", with the profile's equaliser";
+    for (const BoxCfgSpkr& position : profile.Spkrs()) {
+        const std::string name = Shown(position.Name());
+        if (position.Mode() == LX_FM_DISABLE) continue;
+        Stages stages = StagesOf(position);
+        if (position.Mode() == LX_FM_BYPASS) stages.used.clear();
+        if (position.Mode() != LX_FM_CORRECTION) {
+            const double gain = position.GaindB(), delay = position.DelayMs();
+            std::string label = name;
+            label += stages.used.empty() ? ", gain and delay" : ", all stages";
+            label += with;
+            drawable.traces.push_back(
+                {.label = std::move(label),
+                 .role = Role::Sum,
+                 .data = ComputedResponse([&](double frequency) {
+                     return ResponseOf(bells, frequency) * acoustics::ResponseOf(stages.used, gain, delay, frequency);
+                 }),
+                 .method = {"Gain " + NumberText(gain) + " dB, delay " + NumberText(delay) + " ms, " +
+                                std::to_string(stages.used.size()) + " stages" + with + ".",
+                            kPrototypes}});
+            stages.table.title += " of " + name;
+            if (!stages.used.empty()) drawable.tables.push_back(std::move(stages.table));
+            continue;
+        }
+        Drawable played;
+        Add(position, played);
+        for (Trace& trace : played.traces) {
+            if (!trace.isShown) continue;
+            trace.label = name + ", " + trace.label;
+            drawable.traces.push_back(std::move(trace));
+        }
+    }
+    std::ranges::move(equaliser.traces, std::back_inserter(drawable.traces));
+    std::ranges::move(equaliser.tables, std::back_inserter(drawable.tables));
+    std::ranges::move(equaliser.notes, std::back_inserter(drawable.notes));
     for (auto& [array, label] :
          {std::pair{profile.Data(), "filter data"}, std::pair{profile.Data2(), "further filter data"}}) {
         for (Trace& trace : ImpulsesOf(array, profile.SampleRate(), label, Role::Filter)) {
@@ -254,29 +372,8 @@ void TraceSource::Add(const BoxCfgBank& profile, Drawable& drawable) {
 }
 
 void TraceSource::Add(const BoxCfgSpkr& position, Drawable& drawable) {
-    std::vector<acoustics::Stage> stages;
-    TextTable table{.title = "Filter stages",
-                    .columns = {"Stage", "Kind", "Lower corner", "Upper corner", "In use", "Inverts"}};
-    for (SHORT index = 1; index <= kStages; ++index) {
-        const Corner upper{position.FilterFrequencyHi(index), position.FilterSlopeHi(index),
-                           FilterShapeOf(position.FilterMethodHi(index))};
-        const Corner lower{position.FilterFrequencyLo(index), position.FilterSlopeLo(index),
-                           FilterShapeOf(position.FilterMethodLo(index))};
-        const LXSimpleFilterMode mode = position.FilterMode(index);
-        const FilterKind kind = mode == LX_LFM_LOWPASS    ? FilterKind::LowPass
-                                : mode == LX_LFM_BANDPASS ? FilterKind::BandPass
-                                                          : FilterKind::HighPass;
-        const acoustics::Stage stage{kind, upper, lower, position.FilterInvert(index) != 0};
-        const bool isUsed = position.FilterEnable(index) != 0;
-        table.rows.push_back({std::to_string(index),
-                              kind == FilterKind::LowPass    ? "low-pass"
-                              : kind == FilterKind::BandPass ? "band-pass"
-                                                             : "high-pass",
-                              kind == FilterKind::LowPass ? "" : CornerText(lower),
-                              kind == FilterKind::HighPass ? "" : CornerText(upper), isUsed ? "yes" : "no",
-                              stage.inverts ? "yes" : "no"});
-        if (isUsed) stages.push_back(stage);
-    }
+    auto [all, table] = StagesOf(position);
+    std::vector<acoustics::Stage> stages = std::move(all);
     drawable.tables.push_back(std::move(table));
 
     const double gain = position.GaindB(), delay = position.DelayMs();
@@ -331,5 +428,7 @@ void TraceSource::Add(const BoxCfgSpkr& position, Drawable& drawable) {
         }
     }
 }
+
+void TraceSource::Add(const RoomEQ& room, Drawable& drawable) { AddEqualiser(room.EqualiserData(), drawable); }
 
 }  // namespace lumvex::app

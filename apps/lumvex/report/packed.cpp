@@ -11,8 +11,6 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr int kCompression = 6;
-
 // Seven bits a byte, the lowest first; small numbers of either sign take one byte.
 void AppendNumber(std::string& bytes, std::int64_t number) {
     auto rest = (static_cast<std::uint64_t>(number) << 1) ^ static_cast<std::uint64_t>(number >> 63);
@@ -21,33 +19,46 @@ void AppendNumber(std::string& bytes, std::int64_t number) {
 }
 
 // Numbers that the page can hold exactly; what is not finite is 0.
-std::int64_t InSteps(double value, double step) {
+std::int64_t Rounded(double steps) {
     constexpr double kMost = 1e15;
-    const double steps = value / step;
-    return std::isfinite(steps) ? std::llround(std::clamp(steps, -kMost, kMost)) : 0;
+    if (!(std::abs(steps) < kMost)) steps = std::isfinite(steps) ? std::copysign(kMost, steps) : 0;
+    return static_cast<std::int64_t>(steps + std::copysign(0.5, steps));
 }
+
+std::int64_t InSteps(double value, double step) { return Rounded(value / step); }
 
 void AppendWord(std::string& bytes, std::uint32_t word) {
     for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(word >> shift & 0xFF);
 }
 
-// Runs and single bytes alone are looked for: the numbers repeat hardly anything longer, and looking takes ten times as
-// long for the same size.
-std::string Compressed(const std::string& bytes) {
+// Of the numbers, runs and single bytes alone are looked for: they repeat hardly anything longer, and looking takes ten
+// times as long for the same size. A low memory level makes their code change more often, as loud samples pass into
+// quiet ones.
+std::string Compressed(std::string& words, std::string& numbers) {
+    constexpr int kCompression = 6, kMemoryLevel = 6;
     z_stream stream{};
-    if (deflateInit2(&stream, kCompression, Z_DEFLATED, MAX_WBITS, MAX_MEM_LEVEL, Z_RLE) != Z_OK)
+    if (deflateInit2(&stream, kCompression, Z_DEFLATED, MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY) != Z_OK)
         throw std::bad_alloc();
-    std::string packed(deflateBound(&stream, static_cast<uLong>(bytes.size())), '\0');
-    stream.next_in = const_cast<Bytef*>(reinterpret_cast<const Bytef*>(bytes.data()));
-    stream.avail_in = static_cast<uInt>(bytes.size());
+    std::string packed(deflateBound(&stream, static_cast<uLong>(words.size() + numbers.size())) + 64, '\0');
     stream.next_out = reinterpret_cast<Bytef*>(packed.data());
     stream.avail_out = static_cast<uInt>(packed.size());
-    const int result = deflate(&stream, Z_FINISH);
+    const auto take = [&](std::string& bytes) {
+        stream.next_in = reinterpret_cast<Bytef*>(bytes.data());
+        stream.avail_in = static_cast<uInt>(bytes.size());
+    };
+    take(words);
+    int result = deflate(&stream, Z_NO_FLUSH);
+    if (result == Z_OK) result = deflateParams(&stream, kCompression, Z_RLE);
+    take(numbers);
+    if (result == Z_OK) result = deflate(&stream, Z_FINISH);
     packed.resize(stream.total_out);
     deflateEnd(&stream);
     if (result != Z_STREAM_END) throw std::runtime_error("numbers could not be compressed");
     return packed;
 }
+
+// Without the digits that only rounding has made.
+double Short(double value) { return std::round(value * 1e9) / 1e9; }
 
 }  // namespace
 
@@ -64,9 +75,36 @@ void Packed::AddCurve(const std::string& name, std::span<const double> values, d
     }
 }
 
+void Packed::AddEven(const std::string& name, std::span<const double> values) {
+    const double step = values.size() > 1 ? values[1] - values[0] : 0;
+    arrays_.push_back({name, values.size(), Short(step), "even", Short(values.empty() ? 0 : values[0])});
+}
+
+void Packed::AddMap(const std::string& name, std::span<const double> values, std::size_t columns, double step) {
+    Add(name, values.size(), step, "map");
+    arrays_.back().push_back(columns);
+    const auto at = [&](std::size_t place) { return InSteps(values[place], step); };
+    for (std::size_t place = 0; place < values.size(); ++place) {
+        const bool hasLeft = place % columns > 0, hasAbove = place >= columns;
+        std::int64_t expected = 0;
+        if (hasLeft) expected += at(place - 1);
+        if (hasAbove) expected += at(place - columns);
+        if (hasLeft && hasAbove) expected -= at(place - columns - 1);
+        AppendNumber(bytes_, at(place) - expected);
+    }
+}
+
 void Packed::AddSamples(const std::string& name, std::span<const float> values, double step) {
     Add(name, values.size(), step, "samples");
-    for (const float value : values) AppendNumber(bytes_, InSteps(value, step));
+    const double inverse = 1 / step;
+    double carried = 0;  // steps: the running sum of what rounding has taken away
+    for (const float value : values) {
+        const double wanted = value * inverse + carried;
+        const std::int64_t now = Rounded(wanted);
+        carried = wanted - static_cast<double>(now);
+        if (!(std::abs(carried) <= 1)) carried = 0;  // the value is beyond what the page can hold
+        AppendNumber(bytes_, now);
+    }
 }
 
 void Packed::AddExact(const std::string& name, std::span<const double> values) {
@@ -78,9 +116,37 @@ std::string Packed::Text() const {
     nlohmann::ordered_json head = facts;
     head["arrays"] = arrays_;
     const std::string text = head.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    std::string bytes;
-    AppendWord(bytes, static_cast<std::uint32_t>(text.size()));
-    return Base64(Compressed(bytes + text + bytes_));
+    std::string words, numbers = bytes_;
+    AppendWord(words, static_cast<std::uint32_t>(text.size()));
+    words += text;
+    return Printable(Compressed(words, numbers));
+}
+
+std::string Printable(std::string_view bytes) {
+    constexpr std::uint32_t kCharacters = 91;
+    const auto character = [](std::uint32_t digit) {
+        char c = static_cast<char>('!' + digit);
+        for (const char leftOut : {'&', '<', '>'}) c = static_cast<char>(c + (c >= leftOut ? 1 : 0));
+        return c;
+    };
+    std::string text = std::to_string(bytes.size()) + ' ';
+    text.reserve(text.size() + bytes.size() / 13 * 16 + 4);
+    std::uint32_t bits = 0;
+    int count = 0;
+    const auto append = [&] {
+        const std::uint32_t group = bits & 0x1FFF;
+        text += character(group % kCharacters);
+        text += character(group / kCharacters);
+        bits >>= 13;
+        count -= 13;
+    };
+    for (const char byte : bytes) {
+        bits |= static_cast<std::uint32_t>(static_cast<unsigned char>(byte)) << count;
+        count += 8;
+        if (count >= 13) append();
+    }
+    if (count > 0) append();
+    return text;
 }
 
 std::string Base64(std::string_view bytes) {

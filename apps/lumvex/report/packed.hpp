@@ -19,13 +19,21 @@ public:
     // Whole multiples of `step` that are nearest to the values, each as its difference from the one before: for curves.
     void AddCurve(const std::string& name, std::span<const double> values, double step);
 
-    // The same without differences: for noise.
+    // The same without differences, for noise; what rounding takes from a value is added to the next, so that running
+    // sums are off by half a step at most.
     void AddSamples(const std::string& name, std::span<const float> values, double step);
+
+    // Values at equal distances: the first of them and the distance.
+    void AddEven(const std::string& name, std::span<const double> values);
+
+    // Whole multiples of `step`, row after row, each as its difference from what its neighbours to the left and above
+    // let expect.
+    void AddMap(const std::string& name, std::span<const double> values, std::size_t columns, double step);
 
     // 32-bit floats as they are.
     void AddExact(const std::string& name, std::span<const double> values);
 
-    // The block in base64.
+    // The block, Printable().
     std::string Text() const;
 
 private:
@@ -34,6 +42,10 @@ private:
     nlohmann::ordered_json arrays_ = nlohmann::ordered_json::array();
     std::string bytes_;
 };
+
+// Bytes as characters that scripts in pages may hold, less of them than of base64: the number of bytes, a blank, and
+// for every 13 bits, the lowest first, two of the 91 printable characters but &, < and >, the lower digit first.
+std::string Printable(std::string_view bytes);
 
 std::string Base64(std::string_view bytes);
 

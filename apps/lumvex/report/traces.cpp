@@ -66,7 +66,7 @@ Drawable TraceSource::Of(const Node& object) {
         AddAs<Datum>(object, drawable) || AddAs<Correction>(object, drawable) ||
         AddAs<SpkrEQDesign>(object, drawable) || AddAs<RoomCorrection>(object, drawable) ||
         AddAs<BoxCfgSpkr>(object, drawable) || AddAs<BoxCfgBank>(object, drawable) ||
-        AddAs<Microphone>(object, drawable);
+        AddAs<Microphone>(object, drawable) || AddAs<RoomEQ>(object, drawable);
     std::stable_partition(drawable.traces.begin(), drawable.traces.end(),
                           [](const Trace& each) { return each.isShown; });
     return drawable;
@@ -132,7 +132,8 @@ const Calibration* TraceSource::CalibrationOf(const Measurement& measurement, st
                 acoustics::Analyse(data.samples, {.rate = data.options.rate, .hasDecay = false});
             const double sign = microphone.CalibrationMethod() == LX_CAL_INVERSE ? -1 : 1;
             Calibration calibration{.name = Shown(serial), .frequencies = analysis.frequencies};
-            for (const double level : analysis.levels[0]) calibration.levels.push_back(sign * level);
+            for (const double level : SmoothedFrom(analysis.parts, acoustics::kSmoothings[0]).levels)
+                calibration.levels.push_back(sign * level);
             found->second = std::move(calibration);
         }
     }

@@ -68,6 +68,7 @@ private:
     void Add(const Microphone& microphone, Drawable& drawable);
     void Add(const Correction& correction, Drawable& drawable);
     void Add(const SpkrEQDesign& design, Drawable& drawable);
+    void Add(const RoomEQ& room, Drawable& drawable);
     void Add(const RoomCorrection& correction, Drawable& drawable);
     void Add(const BoxCfgBank& profile, Drawable& drawable);
     void Add(const BoxCfgSpkr& position, Drawable& drawable);

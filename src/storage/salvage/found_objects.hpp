@@ -48,6 +48,13 @@ struct ReadAttempt {
 };
 ReadAttempt ReadAs(const ClassInfo& info, const GUID& id, const std::shared_ptr<const ByteSource>& source);
 
+// A candidate for what an object's stream is.
+std::unique_ptr<FoundObject> ReadCandidate(const ClassInfo& info, const GUID& id,
+                                           const std::shared_ptr<const SalvagedSource>& source);
+
+// What an object's fields refer to, and an item's name, put into `found`.
+void NoteReferences(FoundObject& found, Object& object);
+
 struct FoundDocument {
     const ClassInfo* rootClass = nullptr;
     Reference root;          // its ID and tag
@@ -70,6 +77,8 @@ struct FoundDocument {
 FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
                           const Progress& progress);
 
+// For reports: which object, and that the end of its record is lost.
 std::string Described(const ClassInfo& info, const GUID& id, std::u16string_view name);
+std::string CutText(std::uint64_t lost, std::uint64_t size);
 
 }  // namespace lumvex::inside

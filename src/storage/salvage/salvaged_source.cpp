@@ -57,4 +57,10 @@ std::vector<std::byte> SalvagedSource::All() const {
     return bytes;
 }
 
+bool SalvagedSource::IsZero(std::uint64_t from, std::uint64_t to) const {
+    std::vector<std::byte> bytes(static_cast<std::size_t>(std::min(to, Size()) - from));
+    Read(from, bytes);
+    return std::ranges::all_of(bytes, [](std::byte each) { return each == std::byte{0}; });
+}
+
 }  // namespace lumvex::inside

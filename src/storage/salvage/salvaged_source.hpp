@@ -23,6 +23,7 @@ public:
     const std::vector<compound::Extent>& Extents() const { return extents_; }
     std::shared_ptr<const SalvagedSource> First(std::uint64_t count) const;  // its first bytes alone
     std::vector<std::byte> All() const;
+    bool IsZero(std::uint64_t from, std::uint64_t to) const;  // what there is of these bytes
 
 private:
     std::shared_ptr<const compound::SalvagedFile> file_;

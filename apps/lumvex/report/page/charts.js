@@ -38,6 +38,18 @@ function evenTicks(low, high, most, steps) {
   return ticks;
 }
 
+const octaveBands = [125, 250, 500, 1000, 2000, 4000, 8000];
+
+function octaveTicks(low, high) {
+  return octaveBands.map(band => ({v: Math.log10(band), label: band >= 1000 ? band / 1000 + "k" : String(band)}))
+    .filter(tick => tick.v >= low && tick.v <= high);
+}
+
+function horizontalTicks(kind, low, high, pixels) {
+  if (kind === chartKinds.reverberation) return octaveTicks(low, high);
+  return kind.isFrequency ? frequencyTicks(low, high, pixels) : evenTicks(low, high, pixels / 75);
+}
+
 // Lines at every digit of a decade, labels at 20, 50, 100, ...; positions are logarithms.
 function frequencyTicks(low, high, pixels) {
   const from = 10 ** low, to = 10 ** high;
@@ -70,6 +82,8 @@ const chartKinds = {
     digits: 4},
   decay: {name: "Energy decay", xLabel: "Time from the first sample (ms)", yLabel: "Energy still to come (dB)", unit: "dB",
     digits: 4},
+  reverberation: {name: "Reverberation time", isFrequency: true, xLabel: "Octave band (Hz)", yLabel: "Time (s)", unit: "s", digits: 3,
+    hasPoints: true},
   cumulative: {name: "Cumulative decay", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Time after the peak (ms)"},
 };
 
@@ -80,6 +94,7 @@ function hasChart(block, kind) {
     case "phase": return Boolean(a.phase || a["response.phase"]);
     case "delay": return Boolean(a.scale || a["response.delay"]);
     case "cumulative": return Boolean(a["cumulative.levels"]);
+    case "reverberation": return (block.facts.bands || []).some(([, ...times]) => times.some(time => time !== null));
     default: return Boolean(a[kind + ".y"]);
   }
 }
@@ -92,12 +107,12 @@ function curveOf(block, kind, settings) {
   if (!hasChart(block, kind)) return null;
   if (kind === "level") {
     if (!a.scale) return {x: a["response.x"], y: a["response.y"]};
-    return settings.smoothing ? {x: a["scale." + settings.smoothing], y: a["level." + settings.smoothing]} : {x: a["exact.x"], y: a["exact.y"]};
+    return settings.smoothing ? {x: a.scale, y: smoothed(block, settings.smoothing).level} : {x: a["exact.x"], y: a["exact.y"]};
   }
   if (kind === "delay") {
     if (!a.scale) return {x: a["response.x"], y: a["response.delay"]};
-    const smoothing = settings.smoothing || 48, delays = a["delay." + smoothing];
-    return {x: a["scale." + smoothing], y: settings.arrivalOut ? delays.map(each => each - facts.arrival) : delays};
+    const delays = smoothed(block, settings.smoothing || 48).delay;
+    return {x: a.scale, y: settings.arrivalOut ? delays.map(each => each - facts.arrival) : delays};
   }
   if (kind === "phase") {
     const x = a.scale || a["response.x"];
@@ -110,22 +125,35 @@ function curveOf(block, kind, settings) {
     }
     return settings.phase === "wrapped" ? withGaps(x, y) : {x, y};
   }
-  if (kind === "impulse") {
-    const curve = detailed(block, settings.range) || {x: a["impulse.x"], y: a["impulse.y"]};
-    if (settings.impulse !== "log") return curve;
+  if (isOfSamples(kind)) {
+    const curve = detailed(block, kind, settings.range, settings.isWhole ? Infinity : 6000) || {x: a[kind + ".x"], y: a[kind + ".y"]};
+    if (kind !== "impulse" || settings.impulse !== "log") return curve;
+    // What is rounded to nothing is drawn at half of the rounding.
     const greatest = a["impulse.y"].reduce((most, each) => Math.max(most, Math.abs(each)), 0) || 1;
-    return {x: curve.x, y: curve.y.map(each => Math.max(-120, 20 * Math.log10(Math.abs(each) / greatest)))};
+    const least = Math.max(10 ** -6, facts.sampleStep / 2 / greatest);
+    return {x: curve.x, y: curve.y.map(each => 20 * Math.log10(Math.max(least, Math.abs(each) / greatest)))};
+  }
+  if (kind === "decay" && settings.band) {
+    const name = `decay.${settings.band}`;
+    return a[name + ".y"] ? {x: a[name + ".x"], y: a[name + ".y"]} : null;
+  }
+  if (kind === "reverberation") {
+    const bands = facts.bands.filter(band => band[timeKinds[settings.time]] !== null);
+    return {x: bands.map(([centre]) => centre), y: bands.map(band => band[timeKinds[settings.time]])};
   }
   return {x: a[kind + ".x"], y: a[kind + ".y"]};
 }
 
-// All samples of a range that is short enough to tell them apart.
-function detailed(block, range) {
-  const samples = block.arrays.samples;
+const timeKinds = {edt: 1, t20: 2, t30: 3};  // places in the facts of a band
+const isOfSamples = kind => kind === "impulse" || kind === "step";
+
+// All samples of a range, as long as they are not more than so many.
+function detailed(block, kind, range, most) {
+  const samples = block.arrays[kind + ".all"];
   if (!samples || !range) return null;
   const perMs = block.facts.rate / 1000;
   const first = Math.max(0, Math.floor(range[0] * perMs) - 1), last = Math.min(samples.length, Math.ceil(range[1] * perMs) + 2);
-  if (last - first > 6000 || last <= first) return null;
+  if (last - first > most || last <= first) return null;
   const y = samples.slice(first, last);
   return {x: Float64Array.from(y, (_, k) => (first + k) / perMs), y};
 }
@@ -195,6 +223,7 @@ function verticalRange(kind, curves, settings) {
   if (!Number.isFinite(low)) return [0, 1];
   if (kind === "level") return [Math.max(5 * Math.floor(low / 5 - 0.4), 5 * Math.ceil(high / 5 + 0.4) - 60), 5 * Math.ceil(high / 5 + 0.4)];
   if (kind === "phase" && settings.phase === "wrapped") return [-180, 180];
+  if (kind === "reverberation") return [0, high * 1.15];
   if (kind === "decay" || (kind === "impulse" && settings.impulse === "log")) return [Math.max(low, -90), 3];
   if (kind === "delay") {
     // Noise in deep dips reaches far; nine tenths of all values are what is looked at.
@@ -234,12 +263,12 @@ class Chart {
     const series = {};
     for (const curve of spec.curves)
       series[curve.id] = {color: curve.colour, strokePattern: curve.dash, strokeWidth: curve.width || 1.6};
-    const ticker = kind.isFrequency ? frequencyTicks : (low, high, pixels) => evenTicks(low, high, pixels / 75);
+    const ticker = (low, high, pixels) => horizontalTicks(kind, low, high, pixels);
     const vertical = (low, high, pixels) => evenTicks(low, high, pixels / 36, kind.steps);
     this.graph = new Dygraph(this.element, rows, {
       labels: ["x", ...labels], series, legend: "never", connectSeparatedPoints: true, xlabel: kind.xLabel,
       ylabel: kind.yLabel, dateWindow: spec.xRange.map(to), valueRange: spec.yRange, gridLineColor: paint("--grid"), gridLineWidth: 1,
-      axisLineColor: paint("--line"), highlightCircleSize: 0, xLabelHeight: 20, yLabelWidth: 20,
+      axisLineColor: paint("--line"), highlightCircleSize: 0, drawPoints: Boolean(kind.hasPoints), pointSize: 4, xLabelHeight: 20, yLabelWidth: 20,
       axes: {x: {ticker, axisLabelWidth: 60, drawGrid: true}, y: {ticker: vertical, axisLabelWidth: 52}},
       underlayCallback: (context, area, graph) => this.underlay(context, area, graph),
       zoomCallback: () => this.changed(), interactionModel: this.interactions(),
@@ -434,11 +463,23 @@ function drawMap(canvas, block) {
   context.textAlign = "left";
   for (let level = 0; level >= -60; level -= 20)
     context.fillText(numberText(level) + " dB", bar.x + bar.w + 4, area.y + 4 - level / 60 * area.h);
-  canvas.map = {area, value(left, top) {
-    if (left < area.x || left > area.x + area.w || top < area.y || top > area.y + area.h) return null;
-    const column = Math.round((left - area.x) / area.w * (f.length - 1)), row = Math.round((top - area.y) / area.h * (t.length - 1));
-    return {frequency: f[column], time: t[row], level: levels[row * f.length + column]};
-  }};
+  canvas.map = {area, f, t, levels,
+    value(left, top) {
+      if (left < area.x || left > area.x + area.w || top < area.y || top > area.y + area.h) return null;
+      const column = Math.round((left - area.x) / area.w * (f.length - 1));
+      const time = (top - area.y) / area.h * last;
+      const row = t.reduce((best, each, k) => Math.abs(each - time) < Math.abs(t[best] - time) ? k : best, 0);
+      return {column, row, frequency: f[column], time: t[row], level: levels[row * f.length + column]};
+    },
+    pixelOf: (column, row) => [area.x + area.w * column / (f.length - 1), area.y + area.h * t[row] / last],
+  };
+}
+
+// A column for every time, a row for every frequency.
+function mapCsv({f, t, levels}) {
+  const lines = [["Frequency (Hz)", ...Array.from(t, time => `${Number(time.toPrecision(6))} ms (dB)`)].map(each => `"${each}"`).join(",")];
+  f.forEach((frequency, column) => lines.push([Number(frequency.toPrecision(6)), ...Array.from(t, (_, row) => levels[row * f.length + column])].join(",")));
+  return lines.join("\r\n") + "\r\n";
 }
 
 // ---- pictures and numbers to take away ----
@@ -457,8 +498,7 @@ function chartSvg(spec, ranges, title) {
     `font-family="sans-serif" font-size="12"><rect width="100%" height="100%" fill="#fff"/>` +
     `<clipPath id="area"><rect x="${area.x}" y="${area.y}" width="${area.w}" height="${area.h}"/></clipPath>` +
     `<text x="${area.x}" y="24" font-size="15">${escapeXml(title)}</text>`];
-  const horizontal = kind.isFrequency ? frequencyTicks(x0, x1, area.w) : evenTicks(x0, x1, area.w / 75);
-  for (const tick of horizontal) {
+  for (const tick of horizontalTicks(kind, x0, x1, area.w)) {
     const x = (area.x + area.w * (tick.v - x0) / (x1 - x0)).toFixed(2);
     parts.push(`<path d="M${x} ${area.y}v${area.h}" stroke="#e2e6ea"/><text x="${x}" y="${area.y + area.h + 18}" text-anchor="middle">${tick.label}</text>`);
   }

@@ -23,7 +23,7 @@ function isNamed(object, steps) {
 }
 
 // What the address holds, beside the object.
-const fresh = () => ({chart: "level", smoothing: 12, phase: "wrapped", arrivalOut: true, impulse: "linear", spread: null, align: null,
+const fresh = () => ({chart: "level", smoothing: 12, phase: "wrapped", arrivalOut: true, impulse: "linear", band: 0, time: "t20", spread: null, align: null,
   others: false, pins: [], toggled: new Set(), zoom: null, theme: null});
 let chosen = 0;
 let settings = fresh();
@@ -75,7 +75,7 @@ const fromHash = text => { try { return decodeURIComponent(text); } catch { retu
 function stateText() {
   const parts = [];
   const usual = fresh();
-  for (const name of ["chart", "smoothing", "phase", "arrivalOut", "impulse", "spread", "align", "others", "theme"])
+  for (const name of ["chart", "smoothing", "phase", "arrivalOut", "impulse", "band", "time", "spread", "align", "others", "theme"])
     if (settings[name] !== usual[name]) parts.push(`${name}=${settings[name]}`);
   if (settings.toggled.size) parts.push("toggled=" + toHash([...settings.toggled].join("|")));
   if (settings.zoom) parts.push("zoom=" + [...settings.zoom.x, ...settings.zoom.y].map(each => Number(each.toPrecision(6))).join(","));
@@ -103,6 +103,8 @@ function readState() {
     if (name === "phase" && value === "unwrapped") state.phase = value;
     if (name === "arrivalOut") state.arrivalOut = value !== "false";
     if (name === "impulse" && value === "log") state.impulse = value;
+    if (name === "band" && octaveBands.includes(Number(value))) state.band = Number(value);
+    if (name === "time" && timeKinds[value]) state.time = value;
     if (name === "spread") state.spread = value === "true";
     if (name === "align") state.align = value === "true";
     if (name === "others") state.others = value === "true";
@@ -258,19 +260,18 @@ function showProperties(object, type) {
 
 // ---- curves ----
 
-// The traces of an object, or those that were measured below it.
+// The traces of an object, and those that were measured below it.
 function tracesOf(place, isOwn) {
   const own = objects[place].traces;
   const label = (each, trace) => [isOwn && each === place && trace.label ? "" : labelOf(each, place), trace.label].filter(Boolean).join(", ");
-  if (own) return own.map((trace, k) => ({place, k, trace, label: label(place, trace), isShown: !trace.hidden}));
-  const found = [];
+  const found = (own || []).map((trace, k) => ({place, k, trace, label: label(place, trace), isShown: !trace.hidden}));
   const below = each => {
     for (const trace of (objects[each].traces || []))
       if (trace.role === "measured" && !trace.hidden)
         found.push({place: each, k: objects[each].traces.indexOf(trace), trace, label: label(each, trace), isShown: found.length < 12});
     for (const inside of children[each]) below(inside);
   };
-  below(place);
+  if (own) children[place].forEach(below); else below(place);
   return found;
 }
 
@@ -308,15 +309,18 @@ function listSeries() {
 }
 
 // Mean and spread are shown where measurements of one thing come together; a document holds many things.
-const isOverview = () => !objects[chosen].traces && series.length > 1 && objects[chosen].parent !== undefined;
+const isOverview = () => series.filter(each => each.place !== chosen && !each.isAdded).length > 1 && objects[chosen].parent !== undefined;
 const hasSpread = () => settings.spread === null ? isOverview() : settings.spread;
 
 // Levels relative to different things are aligned unless somebody chooses otherwise.
 function isAligned() {
   if (settings.align !== null) return settings.align;
-  const units = new Set(series.filter(each => each.isShown && each.loaded && each.trace.role === "measured").map(each => each.loaded.facts.unit));
-  return units.size > 1;
+  const shown = drawnSeries(), measured = shown.filter(each => each.trace.role === "measured");
+  const isWithGains = isOverview() && measured.length < shown.length;  // those of an equaliser are around 0 dB
+  return measured.length > 0 && (isWithGains || new Set(measured.map(each => each.loaded.facts.unit)).size > 1);
 }
+
+const drawnSeries = () => series.filter(each => each.loaded && each.isShown);
 
 // Loads what is needed and draws the chart.
 async function show() {
@@ -326,7 +330,7 @@ async function show() {
   if (series.length === 0) return;
   await Promise.all(series.filter(each => each.isShown).map(async each => { each.loaded = await loadBlock(each.trace.block); }));
   if (mine !== drawing) return;
-  const loaded = series.filter(each => each.loaded && each.isShown);
+  const loaded = drawnSeries();
   const known = series.filter(each => each.loaded);
   const kinds = Object.keys(chartKinds).filter(kind => known.some(each => hasChart(each.loaded, kind)));
   let kind = settings.chart;
@@ -345,12 +349,13 @@ async function show() {
   document.documentElement.dataset.drawn = String(mine);
 }
 
-function curvesFor(kind, loaded, range) {
+// `range`: of the samples that are wanted themselves; `isWhole`: however many they are.
+function curvesFor(kind, loaded, range, isWhole = false) {
   return loaded.map(each => {
-    const curve = curveOf(each.loaded, kind, {...settings, range});
+    const curve = curveOf(each.loaded, kind, {...settings, range, isWhole});
     if (curve && kind === "level" && isAligned() && !["limit", "target", "filter"].includes(each.trace.role)) Object.assign(curve, aligned(curve));
     const isLimit = each.trace.role === "limit" || each.trace.role === "target";
-    return curve && {id: each.id, label: each.label || objects[each.place].name, colour: colourOf(each.number),
+    return curve && {id: each.id, role: each.trace.role, label: each.label || objects[each.place].name, colour: colourOf(each.number),
       dash: isLimit ? [4, 4] : dashOf(each.number), width: each.trace.role === "corrected" || each.trace.role === "sum" ? 2.4 : 1.6, ...curve};
   }).filter(Boolean);
 }
@@ -358,13 +363,12 @@ function curvesFor(kind, loaded, range) {
 function showCurves(kind, loaded) {
   const isFrequency = chartKinds[kind].isFrequency;
   const zoom = settings.zoom;
-  let curves = curvesFor(kind, loaded, zoom && kind === "impulse" ? zoom.x : null);
-  const whole = wholeRange(kind, curves);
-  const xRange = zoom ? zoom.x : whole;
+  const xRange = zoom ? zoom.x : firstRange(kind, loaded);
+  let curves = curvesFor(kind, loaded, xRange);
   const yRange = zoom ? zoom.y : verticalRange(kind, curves, {...settings, range: xRange});
   let band = null;
   if (kind === "level" && hasSpread()) {
-    const measured = curves.filter((_, k) => loaded[k].trace.role === "measured");
+    const measured = curves.filter(curve => curve.role === "measured");
     if (measured.length > 1) {
       const {x, mean, low, high} = meanAndSpread(measured);
       const colour = paint("--text");
@@ -376,12 +380,12 @@ function showCurves(kind, loaded) {
   const shaded = [];
   const first = loaded.length === 1 ? loaded[0].loaded.facts : null;
   if (first && isFrequency && first.resolution) shaded.push([-Infinity, first.resolution]);
-  if (first && kind === "impulse" && first.window) shaded.push([-Infinity, first.window[0]], [first.window[1], Infinity]);
+  if (first && isOfSamples(kind) && first.window) shaded.push([-Infinity, first.window[0]], [first.window[1], Infinity]);
   drawnCurves = curves;
   chart.draw({kind, curves, band, shaded, xRange, yRange});
   byId("summary").textContent = (kind === "level" && isAligned() ? "Levels are aligned: the mean of each from 500 Hz to 2 kHz is 0 dB. " : "") + summaryOf(kind, curves, xRange) +
     (first && isFrequency && first.resolution > xRange[0] ? ` Below ${frequencyText(first.resolution)} (shaded) the window is too short to tell.` : "") +
-    (first && kind === "impulse" && first.window ? ` The analysis window is from ${numberText(first.window[0])} to ${numberText(first.window[1])} ms; what is outside is shaded.` : "");
+    (first && isOfSamples(kind) && first.window ? ` The analysis window is from ${numberText(first.window[0])} to ${numberText(first.window[1])} ms; what is outside is shaded.` : "");
   byId("chart").setAttribute("aria-label", `${chartKinds[kind].name} of ${objects[chosen].name}, ${curves.length} curves`);
 }
 
@@ -390,7 +394,17 @@ function wholeRange(kind, curves) {
   const ends = curves.filter(curve => curve.x.length).map(curve => curve.x[curve.x.length - 1]);
   if (!starts.length) return chartKinds[kind].isFrequency ? [20, 20000] : [0, 1];
   if (!chartKinds[kind].isFrequency) return [Math.min(...starts), Math.max(...ends)];
+  if (kind === "reverberation") return [88, 11400];
   return [Math.max(20, Math.min(...starts)), Math.max(Math.min(20000, Math.max(...ends)), 40)];
+}
+
+// Of long responses what arrives first, where samples can be told apart; of all else all.
+function firstRange(kind, loaded) {
+  const whole = wholeRange(kind, curvesFor(kind, loaded, null));
+  const isLong = isOfSamples(kind) && !(kind === "impulse" && settings.impulse === "log") && whole[1] - whole[0] > 60;
+  if (!isLong) return whole;
+  const arrivals = loaded.map(each => each.loaded.facts.arrival).filter(Number.isFinite);
+  return [Math.max(whole[0], Math.min(...arrivals) - 3), Math.min(whole[1], Math.max(...arrivals) + 27)];
 }
 
 // The place of the greatest value in view, of samples that of the greatest magnitude; -1 for none.
@@ -429,6 +443,8 @@ function setControls(kind) {
   byId("phase").value = settings.phase;
   byId("arrival").checked = settings.arrivalOut;
   byId("impulse").value = settings.impulse;
+  byId("band").value = String(settings.band);
+  byId("time").value = settings.time;
   byId("spread").checked = hasSpread();
   byId("align").checked = isAligned();
   byId("others").checked = settings.others;
@@ -437,7 +453,7 @@ function setControls(kind) {
   byId("pin").textContent = isPinned ? "Compared" : "Compare";
   byId("pin").setAttribute("aria-pressed", String(isPinned));
   byId("unpin").hidden = settings.pins.length === 0;
-  for (const name of ["zoom-in", "zoom-out", "zoom-all", "save-svg", "save-png", "save-csv"]) byId(name).hidden = kind === "cumulative";
+  for (const name of ["zoom-in", "zoom-out", "zoom-all", "save-svg"]) byId(name).hidden = kind === "cumulative";
 }
 
 function fillTable(kind, isMap) {
@@ -467,10 +483,21 @@ function toggle(each) {
   show();
 }
 
+// Early decay time and reverberation times of octave bands.
+function bandTable(each, isNamed) {
+  const {bands} = each.loaded.facts, label = each.label || objects[each.place].name;
+  return element("table", {class: "bands"},
+    element("caption", {}, "Octave bands, times in s" + (isNamed ? ": " + label : "")),
+    element("thead", {}, element("tr", {}, element("th", {scope: "col"}, "Band"), ...bands.map(([centre]) => element("th", {scope: "col"}, frequencyText(centre))))),
+    element("tbody", {}, ...[["Early decay", 1], ["T20", 2], ["T30", 3]].map(([name, place]) => element("tr", {}, element("th", {scope: "row"}, name),
+      ...bands.map(band => element("td", {}, band[place] === null ? "\u2013" : band[place].toFixed(2)))))));
+}
+
 function fillResults(known) {
   byId("results-of").replaceChildren(...known.filter(each => each.isShown && each.loaded.facts.results && each.loaded.facts.results.length)
     .map(each => element("div", {class: "facts"}, known.length > 1 ? element("strong", {}, each.label || objects[each.place].name) : null,
-      ...each.loaded.facts.results.map(([name, value]) => element("div", {}, element("span", {}, name), value)))));
+      ...each.loaded.facts.results.map(([name, value]) => element("div", {}, element("span", {}, name), value)))),
+    ...known.filter(each => each.isShown && hasChart(each.loaded, "reverberation")).slice(0, 4).map(each => bandTable(each, known.length > 1)));
   const told = new Map();
   for (const each of known.filter(one => one.isShown)) {
     const text = each.loaded.facts.method.concat("Levels in " + each.loaded.facts.unit + ".");
@@ -503,13 +530,30 @@ function showCursor(x) {
 function zoomed(ranges) {
   settings.zoom = ranges;
   keepState(false);
-  if (chart.spec.kind === "impulse") show();
+  if (isOfSamples(chart.spec.kind)) show();
 }
 
+// All there is; where that is in view already, the view that a chart begins with.
 function showAll() {
-  settings.zoom = null;
+  const {kind} = chart.spec, {x, y} = chart.ranges();
+  const whole = wholeRange(kind, curvesFor(kind, drawnSeries(), null));
+  const isThere = x[0] <= whole[0] + 1e-6 && x[1] >= whole[1] - 1e-6;
+  settings.zoom = !isOfSamples(kind) || isThere ? null : {x: whole, y};
   keepState(false);
   show();
+}
+
+// Reads the map at a pixel, and marks it.
+function followMap(left, top) {
+  const {map} = byId("map"), line = byId("cursor-line");
+  const found = map ? map.value(left, top) : null;
+  line.hidden = !found;
+  byId("readout").textContent = found ? `${frequencyText(found.frequency)}, ${numberText(found.time)} ms: ${numberText(found.level)} dB` : "";
+  if (!found) return;
+  map.at = found;
+  line.style.left = byId("map").offsetLeft + map.pixelOf(found.column, found.row)[0] + "px";
+  line.style.top = byId("map").offsetTop + map.area.y + "px";
+  line.style.height = map.area.h + "px";
 }
 
 // ---- taking away ----
@@ -521,10 +565,12 @@ function save(name, type, data) {
   link.remove();
 }
 
-const fileName = end => objects[chosen].name.replace(/[^\p{L}\p{N}]+/gu, "-").replace(/^-|-$/g, "").slice(0, 60) + "-" + settings.chart + end;
+const isMap = () => !byId("map").hidden;
+const fileName = end => objects[chosen].name.replace(/[^\p{L}\p{N}]+/gu, "-").replace(/^-|-$/g, "").slice(0, 60) + "-" + (isMap() ? "cumulative" : chart.spec.kind) + end;
 const svgText = () => chartSvg(chart.spec, chart.ranges(), `${chartKinds[chart.spec.kind].name}: ${objects[chosen].name}`);
 
 async function savePng() {
+  if (isMap()) return save(fileName(".png"), "image/png", await new Promise(done => byId("map").toBlob(done)));
   const image = new Image();
   const address = URL.createObjectURL(new Blob([svgText()], {type: "image/svg+xml"}));
   await new Promise((done, failed) => { image.onload = done; image.onerror = failed; image.src = address; });
@@ -559,6 +605,8 @@ bindSetting("smoothing", "smoothing", each => Number(each.value));
 bindSetting("phase", "phase", each => each.value);
 bindSetting("arrival", "arrivalOut", each => each.checked);
 bindSetting("impulse", "impulse", each => each.value);
+bindSetting("band", "band", each => Number(each.value));
+bindSetting("time", "time", each => each.value);
 bindSetting("spread", "spread", each => each.checked);
 bindSetting("align", "align", each => each.checked);
 bindSetting("others", "others", each => each.checked);
@@ -575,7 +623,12 @@ bind("pin", "click", () => {
 bind("unpin", "click", () => { settings.pins = []; keepState(false); listSeries(); show(); });
 bind("save-svg", "click", () => save(fileName(".svg"), "image/svg+xml", svgText()));
 bind("save-png", "click", savePng);
-bind("save-csv", "click", () => save(fileName(".csv"), "text/csv", chartCsv(chart.spec, chart.ranges())));
+bind("save-csv", "click", () => {
+  if (isMap()) return save(fileName(".csv"), "text/csv", mapCsv(byId("map").map));
+  const {kind} = chart.spec, ranges = chart.ranges();
+  const spec = isOfSamples(kind) ? {...chart.spec, curves: curvesFor(kind, drawnSeries(), ranges.x, true)} : chart.spec;
+  save(fileName(".csv"), "text/csv", chartCsv(spec, ranges));
+});
 bind("theme", "click", () => {
   settings.theme = document.documentElement.dataset.theme === "dark" ? "light" : "dark";
   setTheme();
@@ -598,9 +651,15 @@ bind("chart", "keydown", event => {
   event.preventDefault();
   keys[event.key]();
 });
-bind("map", "mousemove", event => {
-  const found = byId("map").map && byId("map").map.value(event.offsetX, event.offsetY);
-  byId("readout").textContent = found ? `${frequencyText(found.frequency)}, ${numberText(found.time)} ms: ${numberText(found.level)} dB` : "";
+bind("map", "mousemove", event => followMap(event.offsetX, event.offsetY));
+bind("map", "keydown", event => {
+  const {map} = byId("map"), moves = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]};
+  if (!map || !moves[event.key]) return;
+  event.preventDefault();
+  const [right, down] = moves[event.key];
+  const column = Math.min(map.f.length - 1, Math.max(0, (map.at ? map.at.column : 0) + right));
+  const row = Math.min(map.t.length - 1, Math.max(0, (map.at ? map.at.row : 0) + down));
+  followMap(...map.pixelOf(column, row));
 });
 addEventListener("hashchange", () => { if (location.hash !== shownHash) { readState(); shownHash = location.hash; } });
 addEventListener("resize", () => { if (!byId("map").hidden) show(); });

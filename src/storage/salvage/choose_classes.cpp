@@ -1,0 +1,161 @@
+// Which of its classes an object without a directory entry is, and which ID it has: from what refers to it and what it
+// refers to.
+#include <algorithm>
+
+#include "storage/salvage/object_finder.hpp"
+
+namespace lumvex::inside {
+
+// How much speaks for a class, with what is known of the objects that refer to this one and that it refers to; far
+// below 0 where that contradicts.
+int ObjectFinder::ScoreOf(const FoundObject& found) const {
+    constexpr int kContradicts = -100;
+    int score = found.certainty;
+    const auto add = [&](const GUID& id, const ClassInfo& info, int points) {
+        if (IsNil(id)) return score += kContradicts;
+        if (const auto known = known_.find(id); known != known_.end())
+            return score += known->second == &info ? points : kContradicts;
+        const auto possible = possible_.find(id);
+        if (possible == possible_.end()) return score;
+        return score += possible->second.contains(&info) ? 1 : kContradicts;
+    };
+    for (const FoundObject::Below& below : found.below) add(below.reference.id, *below.info, 8);
+    for (const FoundObject::Target& target : found.targets) add(target.id, *target.info, 4);
+    if (IsNil(found.id)) return score;
+    if (const auto known = known_.find(found.id); known != known_.end())
+        return score + (known->second == found.info ? 8 : kContradicts);
+    const auto wanted = wanted_.find(found.id);
+    return wanted == wanted_.end() ? score : score + (wanted->second.contains(found.info) ? 2 : kContradicts);
+}
+
+// Where neither the root record nor the object directory tells: the kind of which most objects are, of which only one
+// can be; else the kind that most readings fit.
+void ObjectFinder::ChooseRootClass() {
+    if (document_.rootClass) return;
+    std::map<const ClassInfo*, std::size_t> votes;
+    for (const auto& object : document_.objects) votes[graph_.RootOf(*object->info)] += 1000;
+    for (const Readings& readings : unnamed_) {
+        std::set<const ClassInfo*> roots;
+        for (const auto& reading : readings) roots.insert(graph_.RootOf(*reading->info));
+        for (const ClassInfo* root : roots) votes[root] += roots.size() == 1 ? 1000 : 1;
+    }
+    votes.erase(nullptr);
+    if (votes.empty()) return;
+    document_.rootClass = std::ranges::max_element(votes, {}, [](const auto& each) { return each.second; })->first;
+    for (Readings& readings : unnamed_)
+        std::erase_if(readings, [&](const auto& each) { return graph_.RootOf(*each->info) != document_.rootClass; });
+    Narrow();
+}
+
+// Was it left behind by an older state? Sectors of small streams are written anew as a whole: then the same bytes are
+// at the same place of another sector, and most of what is beside them as well.
+bool ObjectFinder::IsCopy(const FoundObject& found) const {
+    const std::uint64_t sector = file_->SectorSize();
+    const auto begin = [](const auto& each) { return each->source->Extents().front().offset; };
+    const std::uint64_t offset = found.source->Extents().front().offset;
+    if (found.understood >= compound::kMiniCutoff || offset == compound::Extent::kLost) return false;
+    const std::vector<std::byte> bytes = found.source->All();
+    std::vector<std::byte> here(sector), there(sector);
+    file_->Read(offset / sector * sector, here);
+    const auto isSame = [&](const auto& other) {
+        if (other->info != found.info || other->source->Size() != bytes.size()) return false;
+        if (begin(other) / sector == offset / sector || begin(other) % sector != offset % sector) return false;
+        if (other->source->All() != bytes) return false;
+        file_->Read(begin(other) / sector * sector, there);
+        std::size_t equal = 0, beside = 0;
+        for (std::size_t at = 0; at < sector; ++at) {
+            if (at >= offset % sector && at < offset % sector + bytes.size()) continue;
+            ++beside;
+            equal += here[at] == there[at];
+        }
+        return beside >= 2 * compound::kMiniSectorSize && 4 * equal > 3 * beside;
+    };
+    return std::ranges::any_of(document_.objects, isSame) || std::ranges::any_of(document_.unnamed, isSame);
+}
+
+// Drops readings that contradict what else is known, until none does.
+void ObjectFinder::Narrow() {
+    for (bool more = true; more;) {
+        possible_.clear();
+        wanted_.clear();
+        for (const Readings& readings : unnamed_) {
+            for (const auto& reading : readings) {
+                if (!IsNil(reading->id)) possible_[reading->id].insert(reading->info);
+                for (const FoundObject::Below& below : reading->below) wanted_[below.reference.id].insert(below.info);
+            }
+        }
+        more = false;
+        for (Readings& readings : unnamed_)
+            more = std::erase_if(readings, [&](const auto& each) { return ScoreOf(*each) < -20; }) != 0 || more;
+    }
+    std::erase_if(unnamed_, [](const Readings& readings) { return readings.empty(); });
+}
+
+void ObjectFinder::Choose(Readings& readings, std::size_t at, bool isMissing) {
+    std::unique_ptr<FoundObject> chosen = std::move(readings[at]);
+    readings.clear();
+    if (!isMissing && IsNil(chosen->id) && IsCopy(*chosen)) return;
+    if (const std::uint64_t size = chosen->source->Size(), lost = chosen->source->Lost(size); lost != 0)
+        Lost(Described(*chosen->info, chosen->id, chosen->name), CutText(lost, size));
+    Learn(*chosen);
+    if (!IsNil(chosen->id)) known_.emplace(chosen->id, chosen->info);
+    if (!IsNil(chosen->id) && referred_.contains(chosen->id) && !Has(chosen->id))
+        Accept(std::move(chosen));
+    else
+        document_.unnamed.push_back(std::move(chosen));
+}
+
+// Classes that are certain come first: what these objects refer to tells the classes of others.
+void ObjectFinder::ChooseClasses() {
+    constexpr std::size_t kFew = 2000;  // so many are chosen one by one
+    Narrow();
+    ChooseRootClass();
+    for (int margin = 9; !unnamed_.empty();) {
+        const auto missing = MissingByClass();
+        bool chosen = false;
+        for (Readings& readings : unnamed_) {
+            std::vector<std::pair<int, std::size_t>> scores;
+            for (std::size_t at = 0; at < readings.size(); ++at)
+                scores.emplace_back(ScoreOf(*readings[at]) + (missing.contains(readings[at]->info) ? 3 : 0), at);
+            std::ranges::stable_sort(scores, std::greater(), [](const auto& each) { return each.first; });
+            if (scores.size() > 1 && scores[0].first - scores[1].first < margin) continue;
+            // A list that may be that of several classes tells nothing.
+            const FoundObject& best = *readings[scores[0].second];
+            const bool isList = best.info->kind == ClassKind::Collection;
+            if (isList && margin > 0 && margin <= 3 && scores.size() > 1) continue;
+            if (isList && margin == 0)
+                readings.clear();
+            else
+                Choose(readings, scores[0].second, missing.contains(best.info));
+            chosen = true;
+            if (margin < 2 && unnamed_.size() < kFew) break;
+        }
+        Narrow();
+        margin = chosen ? 9 : margin / 2;
+    }
+    std::ranges::stable_sort(document_.unnamed, {}, [](const auto& each) { return each->source->Extents()[0].offset; });
+}
+
+// Where as many objects of a class were found without a name as are missing, they are these, in the order in which they
+// are referred to: objects are saved in that order.
+void ObjectFinder::MatchIds() {
+    const auto missing = MissingByClass();
+    for (const auto& [info, ids] : missing) {
+        std::vector<std::size_t> found;
+        for (std::size_t at = 0; at < document_.unnamed.size(); ++at)
+            if (document_.unnamed[at] && document_.unnamed[at]->info == info) found.push_back(at);
+        if (found.size() != ids.size()) continue;
+        for (std::size_t at = 0; at < ids.size(); ++at) {
+            std::unique_ptr<FoundObject> object = std::move(document_.unnamed[found[at]]);
+            object->id = ids[at];
+            if (ids.size() > 1)
+                Lost(Described(*info, object->id, object->name),
+                     "its directory entry is lost: which of " + std::to_string(ids.size()) +
+                         " objects it is was told by its place in the file");
+            Accept(std::move(object));
+        }
+    }
+    std::erase(document_.unnamed, nullptr);
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,87 @@
+// Objects whose stream has a directory entry that names it.
+#include <algorithm>
+
+#include "storage/salvage/object_finder.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// Read whole, its record exactly as long as its stream; that of a newer writer may be longer.
+bool IsUnderstood(const FoundObject& found, const ClassInfo& info) {
+    if (!found.isWhole) return false;
+    return found.understood == found.source->Size() ||
+           VersionWord(At<std::uint32_t>(Head(*found.source), 0)).Writer() > info.version.Writer();
+}
+
+}  // namespace
+
+// Whole, with its record exactly as long as its stream; else the best of what there is, or nothing.
+std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const ClassInfo& info) const {
+    std::unique_ptr<FoundObject> best;
+    const auto isExact = [&](const FoundObject& found) {
+        return found.source->Lost(found.source->Size()) == 0 && IsUnderstood(found, info);
+    };
+    for (const SalvagedEntry* entry : named_.at(id)) {
+        for (const Way way : {Way::Chain, Way::Adjacent}) {
+            const Source source = SourceOf(*entry, way);
+            const std::vector<std::byte> head = Head(*source);
+            const bool isCollection = info.kind == ClassKind::Collection;
+            if (source->Size() < 8 || !(isCollection ? BeginsAsCollection(head) : BeginsAsItem(head))) continue;
+            auto found = ReadCandidate(info, id, source);
+            if (isExact(*found)) return found;
+            const auto rank = [](const FoundObject& each) {
+                return std::pair(each.isWhole, each.source->Size() - each.source->Lost(each.source->Size()));
+            };
+            if (!best || rank(*found) > rank(*best)) best = std::move(found);
+        }
+    }
+    return best;
+}
+
+// Of the objects to which nothing leads: as each class whose record is as long as the stream. The name may be damaged.
+ObjectFinder::Readings ObjectFinder::ReadNamedAsAny(const GUID& id) const {
+    Readings readings;
+    for (const ClassInfo* info : AllClasses()) {
+        if (!IsPossible(*info)) continue;
+        auto found = ReadNamed(id, *info);
+        if (!found || !found->isWhole || found->understood != found->source->Size()) continue;
+        found->certainty = 4 + CertaintyOf(*found);
+        readings.push_back(std::move(found));
+    }
+    return readings;
+}
+
+// An entry of an older state, for an object that the document does not have any more.
+bool ObjectFinder::IsStale(const GUID& id) const {
+    return named_.at(id).front()->standing != SalvagedEntry::Standing::Current && !document_.rows.empty() &&
+           !document_.rows.contains(id) && !referred_.contains(id);
+}
+
+void ObjectFinder::ReadNamed() {
+    std::set<GUID, GuidLess> tried;
+    std::size_t done = 0;
+    for (bool more = true; more;) {
+        more = false;
+        for (const auto& [id, entries] : named_) {
+            const auto known = known_.find(id);
+            if (known == known_.end() || known->second->kind == ClassKind::Root || !tried.insert(id).second) continue;
+            more = true;
+            if (IsStale(id)) continue;
+            auto found = ReadNamed(id, *known->second);
+            if (!found) continue;
+            if (IsUnderstood(*found, *known->second))
+                Accept(std::move(found));
+            else
+                damaged_.push_back(std::move(found));
+            if (progress_) progress_(std::min(++done, named_.size()), named_.size());
+        }
+    }
+    for (const auto& [id, entries] : named_) {
+        if (tried.contains(id) || IsStale(id)) continue;
+        auto readings = ReadNamedAsAny(id);
+        if (!readings.empty()) AddUnnamed(std::move(readings));
+    }
+}
+
+}  // namespace lumvex::inside

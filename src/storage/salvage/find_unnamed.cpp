@@ -1,0 +1,137 @@
+// Objects without a directory entry: what the bytes at a place may be.
+#include <algorithm>
+
+#include "storage/records/object_record.hpp"
+#include "storage/salvage/object_finder.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// IDs are random. Other bytes in their place have many zeros; new IDs are of the fourth kind, whose variant says so.
+int PointsOfReference(const Reference& reference) {
+    std::byte bytes[sizeof(GUID)];
+    std::memcpy(bytes, &reference.id, sizeof bytes);
+    int points = reference.tag == 0 ? 0 : -4;
+    if (std::ranges::count(bytes, std::byte{0}) > 3) points -= 8;
+    if ((bytes[7] & std::byte{0xF0}) == std::byte{0x40} && (bytes[8] & std::byte{0xC0}) == std::byte{0x80}) points += 3;
+    return points;
+}
+
+}  // namespace
+
+// The file ends inside of an array: what is missing of it reads as zeros.
+void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
+    SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, file_->Size(), Way::Chain);
+    if (!stream.ends || stream.isMini) return;
+    std::uint64_t there = 0;
+    for (const compound::Extent& extent : stream.extents) there += extent.count;
+    stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
+    const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
+    for (const ClassInfo* info : AllClasses()) {
+        if (!IsPossible(*info) || info->kind != ClassKind::Item) continue;
+        auto found = ReadCandidate(*info, GUID{}, source);
+        if (!found->isWhole || found->understood <= there || found->name.empty()) continue;
+        found->source = source->First(found->understood);
+        readings.push_back(std::move(found));
+    }
+}
+
+// Does another stream begin where this one ends, or the file end, or is that place taken?
+bool ObjectFinder::EndsWell(const SalvagedSource& source) const {
+    if (source.Extents().empty()) return false;
+    const compound::Extent& last = source.Extents().back();
+    const std::uint64_t end = (last.offset + last.count + 63) / 64 * 64;
+    std::vector<std::byte> next(64);
+    file_->Read(end, next);
+    const bool isNew = VersionWord(At<std::uint32_t>(next, 0)).NamesMinimumReader();
+    return end >= file_->Size() || IsClaimed(end) || (isNew && BeginsAsAny(next));
+}
+
+// Of two readings of which one is the beginning of the other, the longer one says more, unless other streams begin
+// inside.
+int ObjectFinder::PointsOfLength(const SalvagedSource& source) const {
+    constexpr std::uint64_t kMost = 512;
+    std::vector<std::byte> head(64);
+    int points = static_cast<int>(std::min(source.Size(), kMost) / 64);
+    for (std::uint64_t at = 64; at + 64 <= std::min(source.Size(), 8 * kMost); at += 64) {
+        source.Read(at, head);
+        if (VersionWord(At<std::uint32_t>(head, 0)).NamesMinimumReader() && BeginsAsAny(head)) points -= 10;
+    }
+    return points;
+}
+
+// Of each class that the bytes can be read as, the record to its end. It has to be followed by zeros up to the end of
+// its last sector; where the tables say how many sectors there are, it has to take all of them.
+ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
+    Readings readings;
+    std::vector<std::byte> head(64);
+    file_->Read(offset, head);
+    const bool mayBeCollection = BeginsAsCollection(head), mayBeItem = BeginsAsItem(head);
+    const auto isGood = [](const auto& each) { return each->certainty >= 4; };
+    for (std::uint64_t most = compound::kMiniCutoff; std::ranges::none_of(readings, isGood); most *= 16) {
+        bool isLonger = false;
+        for (const Way way : {Way::Chain, Way::Adjacent}) {
+            const SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, most, way);
+            const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
+            isLonger = isLonger || source->Size() >= most;
+            for (const ClassInfo* info : AllClasses()) {
+                const bool isCollection = info->kind == ClassKind::Collection;
+                if (!IsPossible(*info) || !(isCollection ? mayBeCollection : mayBeItem)) continue;
+                auto found = ReadCandidate(*info, GUID{}, source);
+                if (!found->isWhole || (isCollection && found->below.empty())) continue;
+                const std::uint64_t unit = stream.isMini || found->understood < compound::kMiniCutoff ? 64 : 512;
+                const std::uint64_t end = (found->understood + unit - 1) / unit * unit;
+                if (!source->IsZero(found->understood, end)) continue;
+                if (stream.isMini && found->understood >= compound::kMiniCutoff) continue;
+                const std::uint64_t sector = stream.isMini ? 64 : file_->SectorSize();
+                if (stream.isWholeChain && source->Size() - found->understood >= sector) continue;
+                found->source = source->First(found->understood);
+                const bool endsWell = EndsWell(*found->source);
+                found->certainty = (stream.isWholeChain ? 3 : 0) + (endsWell ? 4 : stream.isWholeChain ? 0 : -6);
+                found->certainty += CertaintyOf(*found) + PointsOfLength(*found->source);
+                const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == info; });
+                if (same == readings.end())
+                    readings.push_back(std::move(found));
+                else if ((*same)->certainty < found->certainty)
+                    *same = std::move(found);
+            }
+        }
+        if (!isLonger) break;
+    }
+    if (std::ranges::none_of(readings, isGood)) ReadCutAt(offset, readings);
+    return readings;
+}
+
+// What speaks for a class in the record itself: what was written as this class is what is written again.
+int ObjectFinder::CertaintyOf(const FoundObject& found) {
+    int points = 0;
+    for (const FoundObject::Below& below : found.below)
+        points = std::clamp(points + PointsOfReference(below.reference), -12, 6);
+    if (found.info->kind != ClassKind::Item) return points;
+    if (At<std::uint32_t>(Head(*found.source), 0) != found.info->version.Word()) return points - 4;
+    const ReadAttempt attempt = ReadAs(*found.info, found.id, found.source);
+    attempt.object->Materialise();
+    RecordWriter writer;
+    try {
+        WriteObject(*attempt.object, writer);
+        return writer.Joined() == found.source->First(found.understood)->All() ? points + 2 : -50;
+    } catch (const Failure&) {
+        return -50;
+    }
+}
+
+void ObjectFinder::AddUnnamed(Readings readings) {
+    std::erase_if(readings, [&](const auto& each) { return ScoreOf(*each) < -20; });
+    if (readings.empty()) return;
+    const FoundObject& longest = **std::ranges::max_element(readings, {}, &FoundObject::understood);
+    Claim(*longest.source, longest.understood);
+    unnamed_.push_back(std::move(readings));
+}
+
+void ObjectFinder::ReadUnnamed() {
+    for (const std::uint64_t offset : file_->Beginnings())
+        if (!IsClaimed(offset)) AddUnnamed(ReadingsAt(offset));
+}
+
+}  // namespace lumvex::inside

@@ -1,0 +1,143 @@
+#include "storage/salvage/object_finder.hpp"
+
+#include <algorithm>
+
+#include "storage/compound/format/names.hpp"
+#include "storage/document/stream_names.hpp"
+#include "storage/records/failures.hpp"
+#include "storage/records/object_record.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+// Some classes cannot be saved where the record ended before a certain field.
+bool MayBeSaved(const FoundObject& found) {
+    const ReadAttempt attempt = ReadAs(*found.info, found.id, found.source);
+    try {
+        RecordWriter writer;
+        attempt.object->Materialise();
+        WriteObject(*attempt.object, writer);
+        return true;
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+}  // namespace
+
+FoundDocument ObjectFinder::Run() {
+    SortEntries();
+    ReadTable();
+    ReadRoot();
+    ReadNamed();
+    ReadUnnamed();
+    ChooseClasses();
+    MatchIds();
+    KeepDamaged();
+    ReadOthers();
+    if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
+        throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
+    NoteMissing();
+    return std::move(document_);
+}
+
+void ObjectFinder::SortEntries() {
+    for (const SalvagedEntry& entry : file_->Entries()) {
+        if (file_->IsDirectoryWhole() && entry.standing != SalvagedEntry::Standing::Current) continue;
+        entries_[std::u16string(compound::FoldedName(entry.name).Text())].push_back(&entry);
+    }
+    for (auto& [name, entries] : entries_) {
+        std::ranges::stable_sort(entries, std::greater(), &SalvagedEntry::standing);
+        if (const auto id = IdOfStream(name)) named_.emplace(*id, entries);
+    }
+}
+
+void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t count) {
+    for (const compound::Extent& extent : source.Extents()) {
+        const std::uint64_t here = std::min(extent.count, count);
+        count -= here;
+        if (extent.offset == compound::Extent::kLost) continue;
+        for (std::uint64_t at = extent.offset / 64; at * 64 < extent.offset + here && at < claimed_.size(); ++at)
+            claimed_[static_cast<std::size_t>(at)] = true;
+    }
+}
+
+void ObjectFinder::Learn(const FoundObject& found) {
+    for (const FoundObject::Below& below : found.below) {
+        known_[below.reference.id] = below.info;
+        if (referred_.insert(below.reference.id).second) knownInOrder_.push_back(below.reference.id);
+    }
+}
+
+void ObjectFinder::Accept(std::unique_ptr<FoundObject> found) {
+    Claim(*found->source, found->source->Size());
+    Learn(*found);
+    objects_[found->id] = found.get();
+    document_.objects.push_back(std::move(found));
+}
+
+std::map<const ClassInfo*, std::vector<GUID>> ObjectFinder::MissingByClass() const {
+    std::map<const ClassInfo*, std::vector<GUID>> missing;
+    for (const GUID& id : knownInOrder_)
+        if (!Has(id)) missing[known_.at(id)].push_back(id);
+    for (const auto& [id, row] : document_.rows) {
+        const ClassInfo* info = FindClass(row.classId);
+        if (info && info->kind != ClassKind::Root && !Has(id) && !referred_.contains(id)) missing[info].push_back(id);
+    }
+    return missing;
+}
+
+// Of objects that are still missing, what could be read of them.
+void ObjectFinder::KeepDamaged() {
+    for (std::unique_ptr<FoundObject>& found : damaged_) {
+        if (Has(found->id)) continue;
+        const std::uint64_t size = found->source->Size(), lost = found->source->Lost(size);
+        if (lost >= size) continue;
+        const std::string name = Described(*found->info, found->id, found->name);
+        if (found->isWhole && lost != 0)
+            Lost(name, CutText(lost, size));
+        else if (found->isWhole)
+            Lost(name, "its record ends after " + std::to_string(found->understood) + " of " + std::to_string(size) +
+                           " bytes: a part of it was overwritten, and what was read may be wrong");
+        else if (found->hasNameOnly = !MayBeSaved(*found); found->hasNameOnly)
+            Lost(name, "only its name and its date can be read");
+        else
+            Lost(name,
+                 "its record makes no sense from some place on: what comes before was kept, the rest is as in a new"
+                 " object");
+        Accept(std::move(found));
+    }
+}
+
+// Streams that are none of the document's. Those whose entry is not certain are left.
+void ObjectFinder::ReadOthers() {
+    const std::set<std::u16string, std::less<>> ours{
+        std::u16string(kVersionInfoStream), std::u16string(kRootStream),  std::u16string(kOldRootStream),
+        std::u16string(kDirectoryStream),   std::u16string(kLocksStream), std::u16string(kSettingsStream)};
+    for (const auto& [name, entries] : entries_) {
+        if (ours.contains(name)) continue;
+        const auto id = IdOfStream(name);
+        const auto row = id ? document_.rows.find(*id) : document_.rows.end();
+        const bool isUnknownClass = row != document_.rows.end() && !FindClass(row->second.classId);
+        if (id && (!isUnknownClass || Has(*id))) continue;
+        if (entries.front()->standing != SalvagedEntry::Standing::Current) continue;
+        try {
+            compound::RequireValidName(entries.front()->name);
+        } catch (const compound::StorageError& error) {
+            Lost("stream " + ToUtf8(name), std::string("its name is damaged: ") + error.what());
+            continue;
+        }
+        const Source source = SourceOf(*entries.front(), Way::Chain);
+        if (const std::uint64_t lost = source->Lost(source->Size()); lost != 0)
+            Lost("stream " + ToUtf8(name), std::to_string(lost) + " of its bytes are lost: zeros");
+        document_.others.push_back({entries.front()->name, source});
+    }
+}
+
+void ObjectFinder::NoteMissing() {
+    for (const auto& [info, ids] : MissingByClass())
+        for (const GUID& id : ids) document_.missing.emplace(id, info);
+}
+
+}  // namespace lumvex::inside

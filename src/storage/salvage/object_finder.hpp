@@ -1,0 +1,100 @@
+// The search of FindObjects: what it knows so far, and its steps, each in the file that is named above it.
+#pragma once
+
+#include "storage/salvage/found_objects.hpp"
+#include "storage/salvage/stream_beginnings.hpp"
+
+namespace lumvex::inside {
+
+class ObjectFinder {
+public:
+    ObjectFinder(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
+                 const Progress& progress)
+        : file_(std::make_shared<SalvagedFile>(file, BeginsAsAny)),
+          graph_(graph),
+          losses_(losses),
+          progress_(progress),
+          claimed_(static_cast<std::size_t>(file_->Size() / compound::kMiniSectorSize + 1)) {}
+
+    // To be called once.
+    FoundDocument Run();
+
+private:
+    using SalvagedEntry = compound::SalvagedEntry;
+    using SalvagedFile = compound::SalvagedFile;
+    using Way = SalvagedFile::Way;
+    using Source = std::shared_ptr<const SalvagedSource>;
+    // What the bytes at a place may be: one for each class that fits.
+    using Readings = std::vector<std::unique_ptr<FoundObject>>;
+
+    // ---- find_tables.cpp
+    template <class Visit>
+    void ForEachReading(std::u16string_view name, Visit&& visit) const;
+    void ReadTable();
+    void TakeTable(const Source& source);
+    void ReadRoot();
+    bool TakeRoot(const Source& source, bool hasWord, bool isNamed);
+
+    // ---- find_named.cpp
+    void ReadNamed();
+    std::unique_ptr<FoundObject> ReadNamed(const GUID& id, const ClassInfo& info) const;
+    Readings ReadNamedAsAny(const GUID& id) const;
+    bool IsStale(const GUID& id) const;
+
+    // ---- find_unnamed.cpp
+    void ReadUnnamed();
+    Readings ReadingsAt(std::uint64_t offset) const;
+    void ReadCutAt(std::uint64_t offset, Readings& readings) const;
+    bool EndsWell(const SalvagedSource& source) const;
+    int PointsOfLength(const SalvagedSource& source) const;
+    static int CertaintyOf(const FoundObject& found);
+    void AddUnnamed(Readings readings);
+
+    // ---- choose_classes.cpp
+    int ScoreOf(const FoundObject& found) const;
+    void ChooseRootClass();
+    bool IsCopy(const FoundObject& found) const;
+    void Narrow();
+    void Choose(Readings& readings, std::size_t at, bool isMissing);
+    void ChooseClasses();
+    void MatchIds();
+
+    // ---- object_finder.cpp
+    void SortEntries();
+    void Learn(const FoundObject& found);
+    void Accept(std::unique_ptr<FoundObject> found);
+    void Claim(const SalvagedSource& source, std::uint64_t count);
+    std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;
+    void KeepDamaged();
+    void ReadOthers();
+    void NoteMissing();
+
+    Source SourceOf(const SalvagedEntry& entry, Way way) const {
+        return std::make_shared<SalvagedSource>(file_, file_->ExtentsOf(entry, way));
+    }
+    bool IsClaimed(std::uint64_t offset) const { return claimed_[static_cast<std::size_t>(offset / 64)]; }
+    bool Has(const GUID& id) const { return objects_.contains(id); }
+    bool IsPossible(const ClassInfo& info) const {
+        return info.kind != ClassKind::Root && (!document_.rootClass || graph_.RootOf(info) == document_.rootClass);
+    }
+    void Lost(std::string where, std::string what) { losses_.push_back({std::move(where), std::move(what)}); }
+
+    std::shared_ptr<const SalvagedFile> file_;
+    const ClassGraph& graph_;
+    std::vector<DocumentProblem>& losses_;
+    const Progress& progress_;
+    std::vector<bool> claimed_;
+    FoundDocument document_;
+    std::map<std::u16string, std::vector<const SalvagedEntry*>> entries_;  // by name in upper case, the best first
+    std::map<GUID, std::vector<const SalvagedEntry*>, GuidLess> named_;
+    std::map<GUID, FoundObject*, GuidLess> objects_;
+    std::map<GUID, const ClassInfo*, GuidLess> known_;  // classes as references and the object directory name them
+    std::vector<GUID> knownInOrder_;                    // the referred ones, in the order of the references
+    std::set<GUID, GuidLess> referred_;
+    std::vector<std::unique_ptr<FoundObject>> damaged_;
+    std::vector<Readings> unnamed_;
+    // Of objects whose class is not certain yet: which it may be, and which those want that may refer to it.
+    std::map<GUID, std::set<const ClassInfo*>, GuidLess> possible_, wanted_;
+};
+
+}  // namespace lumvex::inside
