@@ -211,6 +211,12 @@ class Designs(ToolTest):
                 ('has in "Single amp" no correction "Flat"; there is none',
                  header + "Bypass,Left,Right,Flat,full-range-mono,\n")]:
             self.assert_refused(words, self.processor, table)
+        for words, value in [
+                ("LimitData takes in column 2 a frequency above the one before", "LimitData=[[20,1,2,1,4],[20,1,2,1,4]]"),
+                ("LimitData takes in column 1 a maximum above the minimum", "LimitData=[[20,1,1,1,4]]"),
+                ("CrossoverData takes in column 1 a slope above 0", "CrossoverData=[[20,0]]"),
+                ("CrossoverData takes a column of 2 numbers for each entry (frequency, slope)", "CrossoverData=[20]")]:
+            self.assert_refused(words, self.tool, "set", self.document, "Right/Bi amp/Corrections/Flat", value)
         self.assert_refused("it is a library; speakers", self.tool, "processor", "library.lvs", "--name", "Rack")
         self.assert_refused("there is no such file", self.tool, "correct", "none.lvp", *right, "--config", "Bi amp",
                             "--name", "Flat", status=DOCUMENT_FAILED)

@@ -96,7 +96,7 @@ class ImportExport(ToolTest):
                       self.tool("import", self.document, text).stderr)
         self.tool("import", self.document, text, "--room", "R", "--position", "P", "--channel", "0")
         self.tool("import", self.document, text, "--library", library, "--model", "Acme/Alpha", "--speaker", "S",
-                  "--config", "single-amp".replace("-", " "), "--experiment", "E")
+                  "--config", "single-amp", "--experiment", "E")
         for address in ["ir", "Rooms/R/Positions/P/Measurements/ir", "S/Single amp/Measurements/ir"]:
             with self.subTest(address=address):
                 self.tool("compare", self.document, text, "--with", address)
@@ -106,6 +106,8 @@ class ImportExport(ToolTest):
                 self.assertIn("again.wav: the start time is left out; .txt and .csv keep it", told)
                 differs = self.tool("compare", self.document, "again.wav", "--with", address, status=INCOMPLETE).stdout
                 self.assertIn("start time: -0.125010", differs)
+        self.tool("export", self.document, "Rooms/R", "--all", "-o", "room")
+        self.assertEqual(sorted(os.listdir(self.folder / "room")), ["ir.ConfigData.csv", "ir.wav"])
         # A header that comes with the numbers goes out with them.
         self.tool("export", self.document, "ir", "-o", "again.txt", "--force")
         self.assertTrue((self.folder / "again.txt").read_text().startswith(SAMPLED.partition("* Data")[0]))

@@ -193,9 +193,10 @@ class Properties(Objects):
             if (old or {}).get("type") == "byte":
                 array = {"rows": 3, "columns": 1, "type": "byte", "values": [0, 255, 7]}
                 return [(json.dumps(array), array)]
-            array = [[row + column / 4 for row in range(3)] for column in range(columns)]
+            rows = {"LimitData": 5, "CrossoverData": 2}.get(name, 3)
+            array = [[20 + column - row for row in range(rows)] for column in range(columns)]
             flat = array if columns > 1 else array[0]
-            return [(json.dumps(flat), {"rows": 3, "columns": columns, "type": "float", "values": flat})]
+            return [(json.dumps(flat), {"rows": rows, "columns": columns, "type": "float", "values": flat})]
         if kind == "float":
             unit = each["unit"]
             return [("0", 0.0), ("0.1", 0.1), ("1234.5" + unit, 1234.5)]

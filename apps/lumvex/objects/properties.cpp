@@ -8,6 +8,8 @@
 #include <limits>
 #include <sstream>
 
+#include "design_tables.hpp"
+#include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
@@ -155,14 +157,8 @@ bool LeadsToDocument(const MemberDescription& member) {
 Node OpenedLibrary(std::string_view path) {
     if (path.empty() || EqualNames(path, "none")) return {};
     const std::filesystem::path file = std::filesystem::absolute(std::u8string(path.begin(), path.end()));
-    try {
-        auto library = Specifications::Create();
-        library.AccessMode(LX_SHARE_READ);
-        library.OpenFile(file.u16string());
-        return Node(library);
-    } catch (const Error& error) {
-        throw PropertyError(Quoted(path) + ": cannot be opened as a library: " + Describe(error));
-    }
+    return OnDocument(std::u8string(path.begin(), path.end()), "cannot be opened as a library",
+                      [&] { return Node(Specifications::Open(file)); });
 }
 
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
@@ -436,7 +432,12 @@ Variant ReadPlain(const MemberDescription& member, std::string_view text) {
     }
     if (IsArrayProperty(member)) {
         try {
-            return ArrayFromText(Trimmed(text));
+            const Array array(ArrayFromText(Trimmed(text)));
+            const DesignTable* table = FindDesignTable(member.name);
+            const std::string problem = table ? ProblemOfTable(*table, array) : "";
+            if (!problem.empty())
+                throw PropertyError(std::string(member.name) + " takes " + problem + ", found " + Quoted(text));
+            return Variant(array.AsVariant());
         } catch (const std::invalid_argument& error) {
             throw PropertyError(std::string(member.name) + " takes " + Expected(member) + ": " + error.what());
         }

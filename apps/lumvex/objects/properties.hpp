@@ -75,7 +75,8 @@ std::string_view UnitOf(const MemberDescription& member);
 std::string Expected(const MemberDescription& member);
 
 // The value that a text means for the property, checked against its type, range, unit and words; the addresses find
-// objects that are referred to. Throws PropertyError, and FileError for an address that leads nowhere.
+// objects that are referred to. Throws PropertyError, FileError for an address that leads nowhere, and DocumentError
+// for a library that cannot be opened.
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses);
 
 // The same for a property that is no reference.
