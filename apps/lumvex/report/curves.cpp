@@ -53,14 +53,27 @@ double WholeStep(std::span<const float> samples) {
     return std::ldexp(1.0, lowest);
 }
 
+// What the samples end in: the mean square root of the last tenth of them. Where that is still falling it is no noise,
+// and what may be below it has to be kept.
+double NoiseOf(std::span<const float> samples) {
+    constexpr double kFalling = 0.9;
+    const std::size_t tenth = samples.size() / 10;
+    if (tenth == 0) return 0;
+    const auto effective = [](std::span<const float> part) {
+        double power = 0;
+        for (const float sample : part) power += double{sample} * sample;
+        return std::sqrt(power / static_cast<double>(part.size()));
+    };
+    const double last = effective(samples.last(tenth)), before = effective(samples.last(2 * tenth).first(tenth));
+    return last < kFalling * before ? 0 : last;
+}
+
 // Samples are rounded to the noise that they end in, which hides the difference, and never finer than their greatest
 // allows; not at all where their own steps are as coarse.
 void SetSampleStep(ComputedTrace& computed, std::span<const float> samples) {
-    double greatest = 0, noise = 0;
+    double greatest = 0;
     for (const float sample : samples) greatest = std::max(greatest, std::abs(double{sample}));
-    const auto last = samples.last(samples.size() / 10);
-    for (const float sample : last) noise += double{sample} * sample;
-    if (!last.empty()) noise = std::sqrt(noise / static_cast<double>(last.size()));
+    const double noise = NoiseOf(samples);
     const double rounded = std::max(greatest / kPeakSteps, std::min(noise, greatest / kCoarsestPeakSteps));
     const double whole = WholeStep(samples);
     const bool areExact = whole >= rounded;

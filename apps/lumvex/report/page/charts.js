@@ -21,6 +21,13 @@ function numberText(value, digits = 4) {
   return String(Number(value.toPrecision(digits))).replace("-", "\u2212");
 }
 
+// A value of a chart with its unit.
+function valueText(value, {unit, digits, decimals}) {
+  if (!Number.isFinite(value)) return "";
+  const number = decimals === undefined ? numberText(value, digits) : value.toFixed(decimals).replace(/^-(?=0\.?0*$)/, "").replace("-", "\u2212");
+  return number + (unit === "\u00b0" || !unit ? unit : " " + unit);
+}
+
 function frequencyText(f) {
   return f >= 10000 ? numberText(f / 1000, 4) + " kHz" : f >= 1000 ? numberText(f / 1000, 4) + " kHz" : numberText(f, 4) + " Hz";
 }
@@ -46,7 +53,7 @@ function octaveTicks(low, high) {
 }
 
 function horizontalTicks(kind, low, high, pixels) {
-  if (kind === chartKinds.reverberation) return octaveTicks(low, high);
+  if (kind.hasPoints) return octaveTicks(low, high);
   return kind.isFrequency ? frequencyTicks(low, high, pixels) : evenTicks(low, high, pixels / 75);
 }
 
@@ -73,19 +80,28 @@ function frequencyTicks(low, high, pixels) {
 
 // value(x): of a curve at the cursor. x in the unit of the data (Hz, ms); the drawing takes logarithms of frequencies.
 const chartKinds = {
-  level: {name: "Level", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Level (dB)", unit: "dB", digits: 4},
-  phase: {name: "Phase", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Phase (degrees)", unit: "\u00b0", digits: 4,
+  level: {name: "Level", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Level (dB)", unit: "dB", decimals: 2},
+  phase: {name: "Phase", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Phase (degrees)", unit: "\u00b0", decimals: 1,
     steps: [15, 30, 45, 90, 180, 360, 720, 1440, 3600, 7200]},
   delay: {name: "Group delay", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Group delay (ms)", unit: "ms", digits: 4},
   impulse: {name: "Impulse response", xLabel: "Time from the first sample (ms)", yLabel: "Sample", unit: "", digits: 4},
   step: {name: "Step response", xLabel: "Time from the first sample (ms)", yLabel: "Relative to the greatest sample", unit: "",
     digits: 4},
   decay: {name: "Energy decay", xLabel: "Time from the first sample (ms)", yLabel: "Energy still to come (dB)", unit: "dB",
-    digits: 4},
-  reverberation: {name: "Reverberation time", isFrequency: true, xLabel: "Octave band (Hz)", yLabel: "Time (s)", unit: "s", digits: 3,
+    decimals: 2},
+  reverberation: {name: "Reverberation", isFrequency: true, xLabel: "Octave band (Hz)", yLabel: "Reverberation time (s)", unit: "s", digits: 3,
     hasPoints: true},
   cumulative: {name: "Cumulative decay", isFrequency: true, xLabel: "Frequency (Hz)", yLabel: "Time after the peak (ms)"},
 };
+
+// The kind with the axis that the settings give it; `units`: of the levels that are shown.
+function kindWith(kind, settings, units) {
+  const usual = chartKinds[kind];
+  if (kind === "impulse" && settings.impulse === "log") return {...usual, yLabel: "Level relative to the greatest sample (dB)", unit: "dB", decimals: 2};
+  if (kind === "level" && settings.align) return {...usual, yLabel: "Level, aligned (dB)"};
+  if (kind === "level" && units.length === 1) return {...usual, yLabel: `Level (${units[0]})`};
+  return usual;
+}
 
 function hasChart(block, kind) {
   const a = block.arrays;
@@ -239,6 +255,9 @@ function verticalRange(kind, curves, settings) {
 
 // ---- drawing on the page ----
 
+// A range with its upper end inside: the library draws no label at the very end.
+const justBeyond = ([low, high]) => [low, high + (high - low) * 1e-6];
+
 // One chart at a time in its element. `listeners`: cursor(x) and zoomed().
 class Chart {
   constructor(element, line, listeners) {
@@ -253,11 +272,11 @@ class Chart {
     new ResizeObserver(() => { if (this.graph) { this.graph.resize(); this.moveTo(this.cursor); } }).observe(element);
   }
 
-  // spec: {kind, curves: [{id, label, colour, dash, width, x, y}], band, shaded, xRange, yRange}; x ranges in Hz or ms.
+  // spec: {kind, shape: kindWith(), curves: [{id, label, colour, dash, width, x, y}], band, shaded, xRange, yRange}; x ranges in Hz or ms.
   draw(spec) {
     this.clear();
     this.spec = spec;
-    const kind = chartKinds[spec.kind];
+    const kind = spec.shape;
     const to = kind.isFrequency ? Math.log10 : x => x;
     const {rows, labels} = rowsOf(spec.curves, to);
     const series = {};
@@ -267,9 +286,9 @@ class Chart {
     const vertical = (low, high, pixels) => evenTicks(low, high, pixels / 36, kind.steps);
     this.graph = new Dygraph(this.element, rows, {
       labels: ["x", ...labels], series, legend: "never", connectSeparatedPoints: true, xlabel: kind.xLabel,
-      ylabel: kind.yLabel, dateWindow: spec.xRange.map(to), valueRange: spec.yRange, gridLineColor: paint("--grid"), gridLineWidth: 1,
-      axisLineColor: paint("--line"), highlightCircleSize: 0, drawPoints: Boolean(kind.hasPoints), pointSize: 4, xLabelHeight: 20, yLabelWidth: 20,
-      axes: {x: {ticker, axisLabelWidth: 60, drawGrid: true}, y: {ticker: vertical, axisLabelWidth: 52}},
+      ylabel: kind.yLabel, dateWindow: justBeyond(spec.xRange.map(to)), valueRange: justBeyond(spec.yRange), rightGap: 24, gridLineColor: paint("--grid"), gridLineWidth: 1,
+      axisLineColor: paint("--line"), highlightCircleSize: 0, drawPoints: Boolean(kind.hasPoints), pointSize: kind.hasPoints ? 4 : 1, xLabelHeight: 20, yLabelWidth: 20,
+      axes: {x: {ticker, axisLabelWidth: 46, drawGrid: true}, y: {ticker: vertical, axisLabelWidth: 52}},
       underlayCallback: (context, area, graph) => this.underlay(context, area, graph),
       zoomCallback: () => this.changed(), interactionModel: this.interactions(),
     });
@@ -488,7 +507,7 @@ const escapeXml = text => text.replace(/[&<>"]/g, each => ({"&": "&amp;", "<": "
 
 // The chart as it is in view, on white.
 function chartSvg(spec, ranges, title) {
-  const kind = chartKinds[spec.kind], to = kind.isFrequency ? Math.log10 : x => x;
+  const kind = spec.shape, to = kind.isFrequency ? Math.log10 : x => x;
   const width = 960, legend = 20 * spec.curves.length, area = {x: 70, y: 40, w: 860, h: 400};
   const height = area.y + area.h + 60 + legend;
   const [x0, x1] = ranges.x.map(to), [y0, y1] = ranges.y;

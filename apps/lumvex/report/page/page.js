@@ -53,6 +53,15 @@ function addressOf(place) {
   return content.documents.length > 1 || /^\d+:/.test(path) ? `${object.document + 1}:${path}` : path;
 }
 
+// A link to an object. Followed in the page, chart and smoothing stay as they are.
+function linkTo(place, ...inside) {
+  return element("a", {href: "#" + toHash(addressOf(place)), onclick: event => {
+    if (event.ctrlKey || event.metaKey || event.shiftKey) return;
+    event.preventDefault();
+    choose(place, true);
+  }}, ...inside);
+}
+
 function placeOf(address) {
   let document = 0, path = address;
   const numbered = /^(\d+):(.*)$/s.exec(address);
@@ -203,19 +212,14 @@ function search() {
   });
   byId("found").textContent = `${found.length} found` + (found.length > most ? `, the first ${most} shown` : "");
   results.replaceChildren(...found.slice(0, most).map(place => element("li", {},
-    element("a", {href: "#" + toHash(addressOf(place))}, objects[place].name, " ",
+    linkTo(place, objects[place].name, " ",
       element("span", {class: "chip"}, kindOf(objects[place])), element("small", {}, objects[place].path)))));
 }
 
 // ---- the chosen object ----
 
 function choose(place, isNew) {
-  if (place !== chosen) {
-    settings.toggled = new Set();
-    settings.spread = null;
-    settings.align = null;
-    if (isNew) settings.zoom = null;
-  }
+  if (isNew && place !== chosen) Object.assign(settings, {toggled: new Set(), spread: null, align: null, zoom: null});
   chosen = place;
   const object = objects[place], type = object.type === undefined ? null : typeOf(object);
   for (const each of byId("tree").querySelectorAll('[aria-selected="true"]')) each.setAttribute("aria-selected", "false");
@@ -238,7 +242,7 @@ function choose(place, isNew) {
   const members = children[place];
   byId("inside").hidden = members.length === 0;
   byId("inside").querySelector("ul").replaceChildren(...members.map(each => element("li", {},
-    element("a", {href: "#" + toHash(addressOf(each))}, objects[each].name), " ", element("span", {class: "chip"}, kindOf(objects[each])))));
+    linkTo(each, objects[each].name), " ", element("span", {class: "chip"}, kindOf(objects[each])))));
   if (isNew) keepState(true);
   listSeries();
   show();
@@ -322,6 +326,9 @@ function isAligned() {
 
 const drawnSeries = () => series.filter(each => each.loaded && each.isShown);
 
+const shapeOf = kind => kindWith(kind, {...settings, align: isAligned()},
+  [...new Set(drawnSeries().filter(each => each.trace.role !== "limit" && each.trace.role !== "target").map(each => each.loaded.facts.unit))]);
+
 // Loads what is needed and draws the chart.
 async function show() {
   const mine = ++drawing;
@@ -382,7 +389,7 @@ function showCurves(kind, loaded) {
   if (first && isFrequency && first.resolution) shaded.push([-Infinity, first.resolution]);
   if (first && isOfSamples(kind) && first.window) shaded.push([-Infinity, first.window[0]], [first.window[1], Infinity]);
   drawnCurves = curves;
-  chart.draw({kind, curves, band, shaded, xRange, yRange});
+  chart.draw({kind, shape: shapeOf(kind), curves, band, shaded, xRange, yRange});
   byId("summary").textContent = (kind === "level" && isAligned() ? "Levels are aligned: the mean of each from 500 Hz to 2 kHz is 0 dB. " : "") + summaryOf(kind, curves, xRange) +
     (first && isFrequency && first.resolution > xRange[0] ? ` Below ${frequencyText(first.resolution)} (shaded) the window is too short to tell.` : "") +
     (first && isOfSamples(kind) && first.window ? ` The analysis window is from ${numberText(first.window[0])} to ${numberText(first.window[1])} ms; what is outside is shaded.` : "");
@@ -420,7 +427,7 @@ function greatestText(kind, curve, range) {
   const best = greatestIn(kind, curve, range);
   if (best < 0) return "";
   const at = chartKinds[kind].isFrequency ? frequencyText(curve.x[best]) : numberText(curve.x[best]) + " ms";
-  return `${numberText(curve.y[best])} ${chartKinds[kind].unit} at ${at}`.replace("  ", " ");
+  return `${valueText(curve.y[best], shapeOf(kind))} at ${at}`;
 }
 
 function summaryOf(kind, curves, range) {
@@ -467,7 +474,7 @@ function fillTable(kind, isMap) {
     const box = element("input", {type: "checkbox", "aria-label": `Show ${label}`, onchange: () => toggle(each)});
     box.checked = each.isShown;
     const row = element("tr", {}, element("td", {}, box),
-      element("td", {}, swatch, each.place === chosen ? label : element("a", {href: "#" + toHash(addressOf(each.place))}, label)),
+      element("td", {}, swatch, each.place === chosen ? label : linkTo(each.place, label)),
       element("td", {}, element("span", {class: "chip"}, role)), element("td", {}), element("td", {}));
     each.row = row;
     const curve = drawnCurves.find(drawn => drawn.id === each.id);
@@ -512,17 +519,17 @@ function fillResults(known) {
 function showCursor(x) {
   const kind = chart.spec ? chart.spec.kind : null;
   if (!kind) return;
-  const {isFrequency, unit, digits} = chartKinds[kind];
+  const {shape} = chart.spec, {isFrequency} = shape;
   for (const each of series) {
     if (!each.row) continue;
     const curve = drawnCurves.find(drawn => drawn.id === each.id);
     const value = x === null || !curve ? NaN : valueAt(curve, x, isFrequency);
-    each.row.cells[3].textContent = Number.isFinite(value) ? `${numberText(value, digits)} ${unit}` : "";
+    each.row.cells[3].textContent = valueText(value, shape);
   }
   if (x === null) { byId("readout").textContent = ""; return; }
   const at = isFrequency ? frequencyText(x) : numberText(x, 5) + " ms";
   const texts = drawnCurves.slice(0, 4).map(curve => [curve.label, valueAt(curve, x, isFrequency)])
-    .filter(([, value]) => Number.isFinite(value)).map(([label, value]) => `${label} ${numberText(value, digits)} ${unit}`);
+    .filter(([, value]) => Number.isFinite(value)).map(([label, value]) => `${label} ${valueText(value, shape)}`);
   byId("readout").textContent = `${at}: ${texts.join(" \u00b7 ")}`;
 }
 
