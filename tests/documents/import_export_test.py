@@ -1,5 +1,6 @@
 """Names, places and formats of what goes in and comes out; what is refused, told or kept besides the numbers."""
 
+import json
 import os
 import struct
 import subprocess
@@ -36,6 +37,9 @@ class ImportExport(ToolTest):
         self.tool("compare", self.document, files[1], "--with", "L left")
         self.assertIn("row 1, column 2: 70 in the document, 80 in the file",
                       self.tool("compare", self.document, files[0], "--name", "L left", status=INCOMPLETE).stdout)
+        told = self.tool("compare", "--json", self.document, files[0], "none.csv", "--with", "L left", status=INCOMPLETE)
+        found = [(each.get("address"), each.get("same")) for each in json.loads(told.stdout)]
+        self.assertEqual(found, [("Data/L left", False), (None, None)])
         for arguments in [["--name", "same", *files], ["--name", "", files[0]], ["--as", "wish", files[0]],
                           ["--columns", "1,0", files[0]], ["--columns", "", files[0]], ["--rate", "0", files[0]],
                           ["--to-impulse", "fast", files[0]], ["--decimal", ",", files[0]]]:
