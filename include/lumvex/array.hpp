@@ -119,10 +119,8 @@ private:
     }
 
     void* Elements() const {
-        void* data = nullptr;
-        Check(SafeArrayAccessData(value_.parray, &data));
-        SafeArrayUnaccessData(value_.parray);
-        return data;
+        if (!value_.parray) throw Error(E_INVALIDARG, "there is no array");
+        return value_.parray->pvData;
     }
     std::size_t Length(UINT dimension) const {
         if (Empty()) return 0;

@@ -114,11 +114,13 @@ private:
 // type word is not one.
 class LUMVEX_API Variant : public VARIANT {
 public:
-    Variant() noexcept { VariantInit(this); }
+    Variant() noexcept : VARIANT{} {}
     explicit Variant(const VARIANT& other);
     Variant(const Variant& other) : Variant(static_cast<const VARIANT&>(other)) {}
     Variant(Variant&& other) noexcept : Variant() { std::swap<VARIANT>(*this, other); }
-    ~Variant() { VariantClear(this); }
+    ~Variant() {
+        if (vt != VT_EMPTY) VariantClear(this);
+    }
     Variant& operator=(Variant other) noexcept {
         std::swap<VARIANT>(*this, other);
         return *this;

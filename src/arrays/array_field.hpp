@@ -1,6 +1,8 @@
 // The array property of a class: converted when it is put and when it is got, stored in the object's record.
 #pragma once
 
+#include <type_traits>
+
 #include "arrays/array_record.hpp"
 #include "arrays/convert_array.hpp"
 #include "core/tree/fields.hpp"
@@ -44,5 +46,6 @@ private:
 
 inline void SaveField(RecordWriter& writer, const Array& field) { WriteArrayRecord(writer, field.slot); }
 inline void LoadField(RecordReader& reader, Array& field) { ReadArrayRecord(reader, field.slot); }
+inline void PassField(RecordReader& reader, std::type_identity<Array>) { PassArrayRecord(reader); }
 
 }  // namespace lumvex::inside

@@ -41,7 +41,7 @@ VARTYPE CheckedType(std::uint16_t type) {
 // Refuses bounds whose elements, of at least `elementSize` bytes each, do not fit into the rest of the stream, before
 // any memory is taken for them. Refuses more dimensions than a safe array can count, which are 16 bits.
 Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
-    constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40;
+    constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40, kLongest = 0xFFFFFFFF;
     constexpr std::uint32_t kMostDimensions = 0xFFFF;
     if (count == 0 || count > kMostDimensions || count > reader.Left() / 8) throw Failure(kReadFault);
     Dimensions dimensions;
@@ -49,9 +49,12 @@ Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t
     for (std::uint32_t at = 0; at < count; ++at) {
         const std::int32_t lower = reader.I32();
         const std::int64_t length = std::int64_t{reader.I32()} - lower + 1;
-        if (length < 0 || length > std::int64_t{0xFFFFFFFF}) throw Failure(kReadFault);
-        if (length != 0 && elements > kMostElements / static_cast<std::uint64_t>(length)) throw Failure(kReadFault);
-        elements *= static_cast<std::uint64_t>(length);
+        if (length < 0 || length > static_cast<std::int64_t>(kLongest)) throw Failure(kReadFault);
+        const auto more = static_cast<std::uint64_t>(length);
+        const bool isProductSmall = elements <= kLongest;  // it fits into 64 bits, and few arrays need the division
+        if (isProductSmall ? elements * more > kMostElements : more != 0 && elements > kMostElements / more)
+            throw Failure(kReadFault);
+        elements *= more;
         dimensions.Add({lower, static_cast<ULONG>(length)});
     }
     if (elements * elementSize > reader.Left()) throw Failure(kReadFault);
@@ -87,6 +90,25 @@ private:
     std::vector<Moving> moving_;
     std::size_t index_ = 0;
 };
+
+// An array of more bytes stays in the file, where it takes about as much memory as one of so many.
+constexpr std::size_t kReadNow = 4096;
+
+// What a record says of an array before its elements; nothing where there is no array.
+struct Head {
+    VARTYPE type;
+    Dimensions dimensions;
+};
+
+std::optional<Head> ReadHead(RecordReader& reader) {
+    const std::uint16_t format = reader.U16();
+    if (format == kNoArray) return std::nullopt;
+    if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
+    const std::uint32_t count = reader.U32();
+    const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
+    const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
+    return Head{type, ReadDimensions(reader, count, elementSize)};
+}
 
 StoredArray::Text ReadText(RecordReader& reader) {
     const std::uint32_t length = reader.U32();
@@ -130,28 +152,35 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
 
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     slot = nullptr;
-    const std::uint16_t format = reader.U16();
-    if (format == kNoArray) return;
-    if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
-    const std::uint32_t count = reader.U32();
-    const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
-    const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
-    const Dimensions dimensions = ReadDimensions(reader, count, elementSize);
-    if (type == VT_BSTR) {
-        slot = ReadTexts(reader, dimensions);
+    const auto head = ReadHead(reader);
+    if (!head) return;
+    if (head->type == VT_BSTR) {
+        slot = ReadTexts(reader, head->dimensions);
         return;
     }
-    const std::size_t size = StoredArray::SizeOf(type, dimensions);
-    constexpr std::size_t kReadNow = 4096;  // bytes: an array that stays in the file takes about as much memory
+    const std::size_t size = StoredArray::SizeOf(head->type, head->dimensions);
     if (size <= kReadNow) {
-        const Ref<StoredArray> array = StoredArray::Make(type, dimensions);
+        const Ref<StoredArray> array = StoredArray::Make(head->type, head->dimensions);
         reader.Read(array->Room());
         slot = array;
         return;
     }
-    const Ref<StoredArray> array = StoredArray::Make(type, dimensions, reader.Source(), reader.Position());
+    const Ref<StoredArray> array = StoredArray::Make(head->type, head->dimensions, reader.Source(), reader.Position());
     reader.Skip(size);
     slot = array;
+}
+
+void PassArrayRecord(RecordReader& reader) {
+    const auto head = ReadHead(reader);
+    if (!head) return;
+    if (head->type == VT_BSTR) {
+        ReadTexts(reader, head->dimensions);
+        return;
+    }
+    const std::size_t size = StoredArray::SizeOf(head->type, head->dimensions);
+    if (size > kReadNow) return reader.Skip(size);
+    std::array<std::byte, kReadNow> elements;
+    reader.Read(std::span(elements).first(size));
 }
 
 }  // namespace lumvex::inside

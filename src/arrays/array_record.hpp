@@ -23,4 +23,7 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot);
 // more than 65,535 dimensions and for bounds whose elements the rest of the stream cannot hold.
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot);
 
+// Reads past an array without making it. Fails as ReadArrayRecord does.
+void PassArrayRecord(RecordReader& reader);
+
 }  // namespace lumvex::inside

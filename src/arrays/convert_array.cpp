@@ -54,6 +54,12 @@ OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerB
     return array;
 }
 
+// Of an array that nobody else has yet, so that it need not be locked.
+template <class T>
+std::span<T> ElementsOf(const OwnedArray& array, std::size_t count) {
+    return {static_cast<T*>(array->pvData), count};
+}
+
 // ---- in -------------------------------------------------------------------------------------------------------------
 
 Dimensions DimensionsOf(SAFEARRAY* array) {
@@ -183,21 +189,15 @@ void EachNumber(const StoredArray& array, std::size_t count, Put put) {
 
 Variant Copied(const StoredArray& stored) {
     OwnedArray array = MakeArray(stored.Type(), stored.Shape(), true, Elements::ToFill);
-    {
-        const Access access(array.get());
-        stored.CopyTo(access.As<std::byte>(stored.ByteSize()));
-    }
+    stored.CopyTo(ElementsOf<std::byte>(array, stored.ByteSize()));
     return Variant::FromArray(stored.Type(), array.release());
 }
 
 Variant Texts(const StoredArray& stored) {
     OwnedArray array = MakeArray(VT_BSTR, stored.Shape(), true);
-    {
-        const Access access(array.get());
-        const auto elements = access.As<BSTR>(stored.Count());
-        for (std::size_t at = 0; at < elements.size(); ++at)
-            if (const auto& text = stored.Texts()[at]) elements[at] = Bstr(*text).Detach();
-    }
+    const auto elements = ElementsOf<BSTR>(array, stored.Count());
+    for (std::size_t at = 0; at < elements.size(); ++at)
+        if (const auto& text = stored.Texts()[at]) elements[at] = Bstr(*text).Detach();
     return Variant::FromArray(VT_BSTR, array.release());
 }
 
@@ -219,10 +219,7 @@ void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
 template <class T>
 Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds) {
     OwnedArray array = MakeArray(type, stored.Shape(), keepLowerBounds);
-    {
-        const Access access(array.get());
-        ConvertElementsOut(stored, access.As<T>(stored.Count()));
-    }
+    ConvertElementsOut(stored, ElementsOf<T>(array, stored.Count()));
     return Variant::FromArray(type, array.release());
 }
 
@@ -243,13 +240,10 @@ RowCounts RowsOf(std::span<const ArraySlot> columns) {
 // The element type and the number of elements in each dimension.
 Variant ShapeAlone(VARTYPE type, const Dimensions& shape) {
     OwnedArray array = MakeArray(VT_I4, {{0, static_cast<ULONG>(shape.size() + 1)}}, false);
-    {
-        const Access access(array.get());
-        const auto numbers = access.As<LONG>(shape.size() + 1);
-        numbers[0] = type;
-        std::ranges::transform(shape, numbers.begin() + 1,
-                               [](const Dimension& each) { return static_cast<LONG>(each.count); });
-    }
+    const auto numbers = ElementsOf<LONG>(array, shape.size() + 1);
+    numbers[0] = type;
+    std::ranges::transform(shape, numbers.begin() + 1,
+                           [](const Dimension& each) { return static_cast<LONG>(each.count); });
     return Variant::FromArray(VT_I4, array.release());
 }
 
@@ -262,18 +256,15 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
         rows = counts.empty;
     }
     OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
-    {
-        const Access access(array.get());
-        const auto elements = access.As<T>(rows * columns.size());
-        for (std::size_t column = 0; column < columns.size(); ++column) {
-            const StoredArray& stored = *columns[column];
-            const std::size_t count = std::min<std::size_t>(stored.Shape()[0].count, stored.Count());
-            const auto into = elements.subspan(column * rows, count);
-            if (std::is_same_v<T, float> && stored.Type() == VT_R4)
-                stored.CopyTo(std::as_writable_bytes(into));
-            else
-                ConvertElementsOut(stored, into);
-        }
+    const auto elements = ElementsOf<T>(array, rows * columns.size());
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+        const StoredArray& stored = *columns[column];
+        const std::size_t count = std::min<std::size_t>(stored.Shape()[0].count, stored.Count());
+        const auto into = elements.subspan(column * rows, count);
+        if (std::is_same_v<T, float> && stored.Type() == VT_R4)
+            stored.CopyTo(std::as_writable_bytes(into));
+        else
+            ConvertElementsOut(stored, into);
     }
     return Variant::FromArray(type, array.release());
 }

@@ -10,14 +10,14 @@ namespace lumvex::inside {
 
 template <class Class, class Interface>
 Ref<Object> Create() {
-    return Ref<Object>(new Published<Class, Interface>);
+    return Ref<Object>::Attach(new Published<Class, Interface>);
 }
 
 template <class Class, class Interface>
 Ref<Object> CreateRoot() {
-    const Ref<Class> root(new Published<Class, Interface>);
+    Ref<Class> root = Ref<Class>::Attach(new Published<Class, Interface>);
     root->Construct(Class::kName);
-    return Ref<Object>(root.get());
+    return Ref<Object>::Attach(root.Detach());
 }
 
 template <class Class>
@@ -47,6 +47,7 @@ ClassInfo ItemInfo(std::u16string_view name, const GUID& classId) {
             .create = Create<Class, Interface>,
             .save = SaveFields<Class>,
             .load = LoadFields<Class>,
+            .pass = PassFields<Class>,
             .copy = CopyFields<Class>,
             .swap = SwapFields<Class, Children::Stay>};
 }

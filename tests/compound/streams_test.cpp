@@ -1,5 +1,7 @@
 // Streams of every size on both sides of each boundary, in both versions: written, read back, changed, removed.
+#include <algorithm>
 #include <bit>
+#include <numeric>
 #include <random>
 
 #include "support.hpp"
@@ -260,6 +262,43 @@ TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
     EXPECT_EQ(ContentOf(disk.Content()), content);
     for (unsigned number = 0; number < 9000; ++number)
         EXPECT_EQ(file->Contains(Name(number)), content.contains(Name(number)));
+}
+
+// Many look-ups make an index; until then each one searches the tree. Another program may have left two entries of one
+// name: then it is one of them that is found, whatever was asked for before.
+TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
+    constexpr unsigned kCount = 2000, kHidden = 1001, kHiding = 1000;
+    Content content;
+    for (unsigned i = 0; i < kCount; ++i) content[Name(i)] = Pattern(i % 50 == 3 ? 5000 : i % 100 + 1, i);
+    Bytes image = ImageOf(content, GetParam());
+    const auto nameInDirectory = [&](unsigned number) {
+        const std::u16string name = Name(number);
+        const auto bytes = std::as_bytes(std::span(name.c_str(), name.size() + 1));
+        return std::search(image.begin(), image.end(), bytes.begin(), bytes.end());
+    };
+    const std::u16string hiding = Name(kHiding);
+    std::ranges::copy(std::as_bytes(std::span(hiding)), nameInDirectory(kHidden));
+    std::vector<std::vector<unsigned>> orders(3, std::vector<unsigned>(kCount));
+    for (auto& order : orders) std::iota(order.begin(), order.end(), 0u);
+    std::ranges::reverse(orders[1]);
+    std::shuffle(orders[2].begin(), orders[2].end(), std::mt19937(3));
+    for (const auto& first : orders) {
+        const auto file = OpenBytes(image);
+        const Bytes found = Get(*file, Name(kHiding));
+        const auto expectFound = [&] { ASSERT_EQ(Get(*file, Name(kHiding)), found); };
+        for (const std::vector<unsigned>* order : {&first, &std::as_const(orders[0]), &std::as_const(orders[2])})
+            for (const unsigned number : *order) {
+                if (number == kHidden) continue;
+                if (number == kHiding) {
+                    for (int time = 0; time < 2; ++time) ASSERT_NO_FATAL_FAILURE(expectFound());
+                } else {
+                    ASSERT_EQ(Get(*file, Name(number)), content[Name(number)]) << number;
+                }
+                if (number % 10 == 0) {
+                    ASSERT_FALSE(file->Contains(Name(number + kCount)));
+                }
+            }
+    }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "lumvex/diagnostics.hpp"
 #include "lumvex/events.hpp"
 #include "storage/document/document_file.hpp"
+#include "storage/records/object_record.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -373,6 +374,58 @@ TEST_F(EveryClassInAFile, HasTheRecordOfTheFormat) {
     if (const char* path = std::getenv("LUMVEX_WRITE_RECORDS")) std::ofstream(path) << lines;
     std::ifstream expected(LUMVEX_RECORDS);
     EXPECT_EQ(lines, std::string(std::istreambuf_iterator<char>(expected), {}));
+}
+
+// The name that a record has, or the status with which reading it fails; into an object, or past one.
+std::string NameInRecord(const inside::ClassInfo& info, const Bytes& record, bool intoObject) {
+    const auto source = std::make_shared<const inside::MemorySource>(record);
+    std::u16string name;
+    try {
+        if (!intoObject) {
+            inside::ReadName(info, source, name);
+            return ToUtf8(name);
+        }
+        const Ref<inside::Object> object = info.create();
+        object->Bind(*Ref<inside::Entry>(new inside::Entry(GUID_NULL, &info)));
+        inside::ReadObject(*object, source);
+        return ToUtf8(object->OwnEntry().name);
+    } catch (const inside::Failure& failure) {
+        return "fails: " + std::to_string(static_cast<unsigned>(failure.Status())) + ", " +
+               std::to_string(failure.MessageNumber());
+    }
+}
+
+// A search for a name reads the records that it passes, and has to notice whatever loading them would.
+TEST_F(EveryClassInAFile, HasItsNameReadAsItIsLoadedWhateverIsDamaged) {
+    everything.Fill(1);
+    Save(everything.library.get(), "library");
+    Save(everything.project.get(), "project");
+    const std::map<bool, Streams> streams{{true, ReadDocument(folder / "library")},
+                                          {false, ReadDocument(folder / "project")}};
+    for (const ClassTable& table : ClassTables()) {
+        if (table.kind != Kind::Item) continue;
+        const inside::ClassInfo& info = *inside::FindClass(table.classId);
+        const Bytes whole =
+            streams.at(table.ofLibrary).at(inside::StreamNameOf(*ParseGuid(IdOf(everything.Of(table)))));
+        const auto expectSame = [&](const Bytes& record, std::size_t at) {
+            EXPECT_EQ(NameInRecord(info, record, false), NameInRecord(info, record, true)) << table.name << ", " << at;
+        };
+        EXPECT_EQ(NameInRecord(info, whole, false),
+                  ToUtf8(TextOf(GetLate(everything.Of(table), member::kName).value.bstrVal)));
+        for (std::size_t at = 0; at < whole.size(); ++at) {
+            expectSame(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at)), at);
+            for (const unsigned bits : {0x01u, 0x04u, 0xFFu}) {
+                Bytes damaged = whole;
+                damaged[at] ^= std::byte(bits);
+                expectSame(damaged, at);
+            }
+        }
+        for (unsigned version = 0; version <= info.version.Writer() + 1; ++version) {
+            Bytes older = whole;
+            older[0] = std::byte(version);
+            expectSame(older, version);
+        }
+    }
 }
 
 TEST_F(EveryClassInAFile, IsReadBackAsItWasSaved) {

@@ -64,6 +64,29 @@ protected:
     }
 };
 
+// Members that are changed and saved, in memory and in the file alone, renamed through the list and found by their ID.
+TEST_F(NameSearch, FindsTheFirstOfTheNameWhereverTheMembersAre) {
+    library.AccessMode(LX_SHARE_READWRITE);
+    library.SaveFileAs(PathText(folder / "a.lvs"));
+    for (int round = 0; round < 60; ++round) {
+        for (std::size_t steps = Any(30); steps > 0; --steps) Step();
+        if (!list.empty()) {
+            Known& known = list[Any(list.size())];
+            known.name = AnyName();
+            library.Load(known.id).As<Microphone>().Name(known.name);
+        }
+        if (Any(2) == 0) library.SaveFile();
+        for (int search = 0; search < 5; ++search) ASSERT_NO_FATAL_FAILURE(ExpectFound(AnyName())) << round;
+        if (Any(3) != 0) continue;
+        library.SaveFile();
+        library = Specifications::Create();
+        library.AccessMode(LX_SHARE_READWRITE);
+        library.OpenFile(PathText(folder / "a.lvs"));
+        for (std::size_t search = Any(5); search > 0; --search)
+            ASSERT_NO_FATAL_FAILURE(ExpectFound(AnyName())) << round;
+    }
+}
+
 // Forty microphones "0" to "39" of which one, or its stream, is damaged.
 TEST_F(NameSearch, AMemberThatCannotBeLoadedEndsTheSearchBeforeIt) {
     constexpr unsigned kCount = 40, kDamaged = 20;

@@ -1,8 +1,12 @@
 // The streams of a document byte for byte: what is written, and that it reads back.
+#include <set>
+
 #include "core/base/guid_order.hpp"
 #include "kit/hand_made.hpp"
 #include "kit/published.hpp"
+#include "kit/random.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "storage/records/sorted_records.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -235,6 +239,47 @@ TEST_F(Records, ObjectsAreFoundInTheDirectoryByTheBytesOfTheirIDs) {
     ASSERT_EQ(table.size(), 4u + 302 * 52);
     for (std::size_t at = 4 + 52; at < table.size(); at += 52)
         EXPECT_LT(std::memcmp(&table[at - 52], &table[at], 16), 0);
+}
+
+// IDs of any distribution: random, in a row, in bunches, and both ends of what there is.
+TEST(SortedRecords, FindWhatIsThereAndNothingElse) {
+    Random random(7);
+    const auto idOf = [](std::uint64_t leading, std::uint64_t rest) {
+        Bytes bytes(sizeof(GUID));
+        for (std::size_t at = 0; at < 8; ++at) bytes[at] = std::byte(leading >> (56 - 8 * at));
+        std::memcpy(&bytes[8], &rest, sizeof rest);
+        GUID id;
+        std::memcpy(&id, bytes.data(), sizeof id);
+        return id;
+    };
+    for (const int kind : {0, 1, 2, 3})
+        for (const std::size_t count : {0, 1, 2, 8, 9, 10, 100, 5000}) {
+            std::set<GUID, inside::GuidLess> all;
+            if (count > 8) all = {idOf(0, 0), idOf(~std::uint64_t{0}, ~std::uint64_t{0})};
+            for (std::uint64_t number = 0; all.size() < count; ++number) {
+                const std::uint64_t any = random.Next();
+                const std::uint64_t leading = kind == 0   ? any
+                                              : kind == 1 ? number / 2
+                                              : kind == 2 ? (any >> 62 << 62) + number
+                                                          : ~std::uint64_t{0} - (any >> 40 << 8);
+                all.insert(idOf(leading, kind == 1 ? number % 2 : random.Next()));
+            }
+            inside::SortedRecords::Changes rows;
+            for (const GUID& id : all)
+                if (!random.OneIn(4)) {
+                    const auto bytes = std::as_bytes(std::span(&id, 1));
+                    rows.put.insert(rows.put.end(), bytes.begin(), bytes.end());
+                }
+            inside::SortedRecords table(sizeof(GUID));
+            table.Open(std::make_shared<inside::MemorySource>(table.Merged(rows)));
+            std::size_t at = 0;
+            for (const GUID& id : all) {
+                const bool isThere = at < table.Count() && IsEqualGUID(table.IdAt(at), id);
+                ASSERT_EQ(table.IndexOf(id), isThere ? std::optional(at) : std::nullopt) << kind << ", " << count;
+                at += isThere ? 1 : 0;
+            }
+            EXPECT_EQ(at, table.Count());
+        }
 }
 
 }  // namespace

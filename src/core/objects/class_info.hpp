@@ -47,7 +47,8 @@ struct ClassInfo {
     Ref<Object> (*create)() = nullptr;
     void (*save)(const Object&, RecordWriter&) = nullptr;  // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;
-    void (*copy)(Object& to, const Object& from) = nullptr;       // the class's own fields, child collections not
+    void (*pass)(RecordReader&, VersionWord) = nullptr;      // items: reads past the same, and fails as `load` would
+    void (*copy)(Object& to, const Object& from) = nullptr;  // the class's own fields, child collections not
     void (*swap)(Object& one, Object& other) noexcept = nullptr;  // the same; of roots their child collections, too
 };
 

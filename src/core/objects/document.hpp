@@ -34,6 +34,9 @@ public:
     Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
         return Get(*EntryOf(reference, classInfo, owner));
     }
+    // The name of a collection's member. One that is not in memory is not loaded for this, but fails as loading it
+    // would. Valid until the next call.
+    virtual std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) = 0;
     // The child collection of a slot, created on first use.
     virtual Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) = 0;
     // Takes a new object into the directory under a new ID, as a step of the operation under way.
@@ -41,6 +44,8 @@ public:
     // Takes objects out; they are orphaned from now on. All of them or, when it throws std::bad_alloc, none. It is not
     // taken back when the operation fails, so nothing may fail after it.
     virtual void Erase(std::span<const Ref<Entry>> entries) = 0;
+    // Changes whenever objects leave the document.
+    virtual std::uint64_t Departures() const noexcept = 0;
     // The owner of an object; null when nothing owns it. Where the object was reached by its ID, its owner is searched
     // for in the whole document.
     virtual Ref<Entry> OwnerOf(Entry& entry) = 0;

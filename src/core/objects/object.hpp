@@ -103,7 +103,7 @@ protected:
 
 private:
     LiveObject alive_;
-    std::atomic<ULONG> count_{0};  // Release() counts in a way of its own
+    std::atomic<ULONG> count_{1};  // the first one is its maker's; Release() counts in a way of its own
     Ref<Entry> entry_;
 };
 

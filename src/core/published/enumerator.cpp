@@ -30,12 +30,44 @@ private:
     std::vector<EnumeratedObject> objects_;
 };
 
+// As long as nothing has left the document, all members are still there, and none is searched for in the directory.
+class EnumeratedMembers {
+public:
+    EnumeratedMembers(Ref<Object> collection, std::vector<Reference> members)
+        : collection_(std::move(collection)),
+          members_(std::move(members)),
+          departures_(collection_->ResolveRoot().Departures()) {}
+
+    std::size_t size() const { return members_.size(); }
+    bool Put(std::size_t at, VARIANT* value) const {
+        Document& document = collection_->ResolveRoot();
+        const Reference& member = members_[at];
+        if (document.Departures() != departures_ && !document.Find(member.id)) return false;
+        const Ref<Object> object = document.Get(member, *collection_->Class().member(), collection_->OwnEntry());
+        Variant::FromDispatch(object->Dispatch()).Detach(value);
+        return true;
+    }
+
+private:
+    Ref<Object> collection_;
+    std::vector<Reference> members_;
+    std::uint64_t departures_;
+};
+
+template <class List, class Element>
+Ref<IUnknown> EnumeratorOf(Object& source, std::vector<Element> elements) {
+    return Ref<IUnknown>::Attach(SnapshotEnumerator<IEnumVARIANT, VARIANT, List>::Make(
+        std::make_shared<const List>(Ref<Object>(&source), std::move(elements))));
+}
+
 }  // namespace
 
 Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objects) {
-    using Enumerator = SnapshotEnumerator<IEnumVARIANT, VARIANT, EnumeratedObjects>;
-    return Ref<IUnknown>::Attach(
-        Enumerator::Make(std::make_shared<const EnumeratedObjects>(Ref<Object>(&source), std::move(objects))));
+    return EnumeratorOf<EnumeratedObjects>(source, std::move(objects));
+}
+
+Ref<IUnknown> MakeMemberEnumerator(Object& collection, std::vector<Reference> members) {
+    return EnumeratorOf<EnumeratedMembers>(collection, std::move(members));
 }
 
 }  // namespace lumvex::inside

@@ -12,9 +12,7 @@ std::u16string CollectionBase::Name() const { return std::u16string(Class().titl
 
 Ref<IUnknown> CollectionBase::_NewEnum() {
     ResolveRoot();
-    std::vector<EnumeratedObject> all(members.Count());
-    for (std::size_t index = 0; index < all.size(); ++index) all[index] = {members.At(index).id, OwnEntry().id};
-    return MakeEnumerator(*this, std::move(all));
+    return MakeMemberEnumerator(*this, members.All());
 }
 
 Ref<Object> CollectionBase::Member(std::size_t index) const {
@@ -26,24 +24,25 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
-// A search loads the members that it passes. The index of names then answers for that part of the list.
+// Loads the member that it finds, and no other. A second search of a long list indexes the members that it passes; the
+// index then answers for that part of the list.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
+    const ClassInfo& memberClass = *Class().member();
     NameIndex& names = members.names;
-    const bool indexing = names.Covered() != 0 || members.Count() >= NameIndex::kWorthIt;
-    Ref<Object> found;
+    const bool indexing = names.IsWorthIt(members.Count());
+    std::optional<Reference> found;
     const auto bearsName = [&](const Reference& reference, bool passing) {
-        Ref<Object> member = document.Get(reference, *Class().member(), OwnEntry());
-        const std::u16string& its = member->OwnEntry().name;
+        const std::u16string_view its = document.NameOf(reference, memberClass);
         if (passing) names.Add(reference, its);
-        if (CompareNoCase(its, name) == 0) found = std::move(member);
-        return found != nullptr;
+        if (its.size() == name.size() && CompareNoCase(its, name) == 0) found = reference;
+        return found.has_value();
     };
     names.ForName(name, [&](const Reference& reference) { return bearsName(reference, false); });
     for (std::size_t index = names.Covered(); !found && index < members.Count(); ++index)
         bearsName(members.At(index), indexing);
-    return found;
+    return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
 }
 
 Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {

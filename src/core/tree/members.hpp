@@ -25,6 +25,7 @@ public:
     std::size_t Count() const { return stored_ ? stored_->Count() : list_.size(); }
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
+    std::vector<Reference> All() const { return stored_ ? stored_->All() : list_; }
 
     // After Materialise() and, for Append, MakeRoom() these cannot fail.
     void Append(const Reference& reference);

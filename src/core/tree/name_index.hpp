@@ -13,8 +13,12 @@ namespace lumvex::inside {
 
 class NameIndex {
 public:
-    // A shorter list is searched faster than it is indexed.
-    static constexpr std::size_t kWorthIt = 32;
+    // To be asked once for each search of a list of so many members. A single search takes less time without an index,
+    // and so does every search of a short list.
+    bool IsWorthIt(std::size_t members) {
+        constexpr std::size_t kLong = 32;
+        return covered_ != 0 || (members >= kLong && std::exchange(wasSearched_, true));
+    }
 
     std::size_t Covered() const { return covered_; }  // members, from the first on
     // The first that is not covered. Throws std::bad_alloc and covers nothing then.
@@ -38,6 +42,7 @@ private:
     std::map<Place, Reference> byName_;
     std::unordered_map<GUID, Place, GuidHash> places_;
     std::size_t covered_ = 0;
+    bool wasSearched_ = false;
     std::uint64_t nextRank_ = 0;  // ranks rise along the list and outlive removals
 };
 

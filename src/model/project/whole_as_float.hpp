@@ -37,5 +37,6 @@ public:
 
 inline void SaveField(RecordWriter& writer, const WholeAsFloat& field) { writer.F32(field.value); }
 inline void LoadField(RecordReader& reader, WholeAsFloat& field) { field.value = reader.F32(); }
+inline void PassField(RecordReader& reader, std::type_identity<WholeAsFloat>) { reader.F32(); }
 
 }  // namespace lumvex::inside

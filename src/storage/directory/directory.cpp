@@ -61,7 +61,8 @@ Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     Ref<Entry> entry(new Entry(id, classInfo));
     entry->document = &owner_;
     entry->order = nextOrder_++;
-    if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
+    if (locks_.Count() != 0)
+        if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
     changes_.MakeRoomToJoin(entries_.Count() + 1);
     entries_.Add(entry);
     return entry;
@@ -77,6 +78,7 @@ Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent)
 void Directory::PrepareToErase(std::span<const Ref<Entry>> entries) { changes_.PrepareToErase(entries); }
 
 void Directory::Erase(std::span<const Ref<Entry>> entries) noexcept {
+    ++departures_;
     for (const Ref<Entry>& entry : entries) {
         const Ref<Object> object = entry->object ? cache_.Take(*entry) : nullptr;  // released last
         changes_.Erase(*entry);
@@ -95,6 +97,7 @@ void Directory::Rekey(Entry& entry, const GUID& id) {
 }
 
 void Directory::Clear() noexcept {
+    ++departures_;
     for (std::size_t at = 0; at < entries_.Count(); ++at) {
         entries_.At(at).document = nullptr;
         entries_.At(at).parent = nullptr;
@@ -112,6 +115,7 @@ void Directory::Swap(Directory& other) noexcept {
     std::swap(locks_, other.locks_);
     std::swap(changes_, other.changes_);
     std::swap(nextOrder_, other.nextOrder_);
+    departures_ = other.departures_ = std::max(departures_, other.departures_) + 1;
     for (Directory* directory : {this, &other})
         for (std::size_t at = 0; at < directory->entries_.Count(); ++at)
             directory->entries_.At(at).document = &directory->owner_;
@@ -192,6 +196,7 @@ void Directory::ReadFromTable() {
 
 void Directory::CloseFile() noexcept {
     const ClassInfo& root = owner_.RootObject().Class();
+    ++departures_;
     changes_.Clear();
     for (std::size_t at = 0; at < entries_.Count();) {
         const Ref<Entry> entry(&entries_.At(at));

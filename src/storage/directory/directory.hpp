@@ -36,9 +36,10 @@ public:
     // throw std::bad_alloc and has then done nothing; of objects entered since the last save it cannot fail.
     void PrepareToErase(std::span<const Ref<Entry>> entries);
     void Erase(std::span<const Ref<Entry>> entries) noexcept;
-    void Rekey(Entry& entry, const GUID& id);  // the object has another ID
-    void Clear() noexcept;                     // orphans everything
-    void Swap(Directory& other) noexcept;      // with all entries; the owners and the bounds of their caches stay
+    std::uint64_t Departures() const { return departures_; }  // changes with these two, and when the file goes
+    void Rekey(Entry& entry, const GUID& id);                 // the object has another ID
+    void Clear() noexcept;                                    // orphans everything
+    void Swap(Directory& other) noexcept;  // with all entries; the owners and the bounds of their caches stay
 
     // ---- loaded objects ----
     LoadCache& Cache() { return cache_; }
@@ -80,7 +81,7 @@ private:
     TableOf<LockRow> locks_;
     UnsavedChanges changes_;
     LoadCache cache_{entries_};
-    std::uint64_t nextOrder_ = 0;
+    std::uint64_t nextOrder_ = 0, departures_ = 0;
 };
 
 }  // namespace lumvex::inside

@@ -54,14 +54,16 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
 // object stays loaded even if the operation under way fails.
 void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
     directory_.PrepareToLoad();
-    Operation arrival;
-    RecordStep(*object, this, [](Object& loaded, void* tree) noexcept {
-        static_cast<DocumentTree*>(tree)->directory_.Unload(loaded.OwnEntry());
-    });
     directory_.Cache().Add(entry, object);
     if (how == Object::Arrival::Made) MarkChanged(*object);
-    object->Arrived(how);
-    arrival.Keep();
+    try {
+        Operation arrival;
+        object->Arrived(how);
+        arrival.Keep();
+    } catch (...) {
+        directory_.Unload(entry);
+        throw;
+    }
 }
 
 // Checks the class: a damaged file may give one ID to objects of two classes.
@@ -70,6 +72,17 @@ Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& cl
     if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
     if (!entry->parent) entry->parent = Ref<Entry>(&owner);
     return entry;
+}
+
+std::u16string_view DocumentTree::NameOf(const Reference& member, const ClassInfo& memberClass) {
+    if (const Entry* entry = directory_.FindInMemory(member.id)) {
+        if (entry->classInfo != &memberClass) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
+        if (entry->object) return entry->name;
+    }
+    const auto source = file_->IsOpen() ? file_->FindRecord(StreamName(member.id)) : nullptr;
+    if (!source) throw Failure(Message::DoesNotExist);
+    ReadName(memberClass, source, nameRead_);
+    return nameRead_;
 }
 
 // Making a collection ready is no change of the document yet, though the next save writes it.

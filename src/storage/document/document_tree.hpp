@@ -25,9 +25,11 @@ public:
     using Document::Get;
     Ref<Object> Get(Entry& entry) override;
     Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
+    std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) override;
     Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) override;
     Entry& Enter(Object& object, Entry& owner) override;
     void Erase(std::span<const Ref<Entry>> entries) override;
+    std::uint64_t Departures() const noexcept override { return directory_.Departures(); }
     Ref<Entry> OwnerOf(Entry& entry) override;
     std::vector<GUID> DependentLinks(const GUID& target) override;
     void LinkMoved(const GUID& link, const std::optional<GUID>& from, const std::optional<GUID>& to) override;
@@ -85,6 +87,7 @@ private:
     bool mayLackObjects_ = false;
     EventSource events_{root_};
     LinkIndex links_;
+    std::u16string nameRead_;  // of a member that is not in memory
     Directory directory_{*this};
 };
 

@@ -93,4 +93,13 @@ RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>&
     return {version, reader.Position()};
 }
 
+void ReadName(const ClassInfo& itemClass, const std::shared_ptr<const ByteSource>& source, std::u16string& name) {
+    RecordReader reader(source);
+    const VersionWord version = ReadVersion(reader, itemClass.version);
+    reader.F64();  // the timestamp
+    reader.Text(name);
+    if (version.Writer() == itemClass.version.Writer()) return itemClass.pass(reader, version);
+    itemClass.load(*itemClass.create(), reader, version);  // which mends what older records meant differently
+}
+
 }  // namespace lumvex::inside

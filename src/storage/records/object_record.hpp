@@ -26,4 +26,7 @@ struct RecordExtent {
 };
 RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source);
 
+// The name in an item's record, read without an object. The whole record is read: this fails as ReadObject would.
+void ReadName(const ClassInfo& itemClass, const std::shared_ptr<const ByteSource>& source, std::u16string& name);
+
 }  // namespace lumvex::inside

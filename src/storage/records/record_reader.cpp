@@ -55,12 +55,17 @@ std::optional<Reference> RecordReader::OptionalReference() {
 
 // Empty texts are written with count 0; a count of 2, the bare terminator, reads as empty too.
 std::u16string RecordReader::Text() {
+    std::u16string text;
+    Text(text);
+    return text;
+}
+
+void RecordReader::Text(std::u16string& text) {
     const std::uint32_t count = U32();
     if (count > Left() || count % 2 != 0) throw Failure(kReadFault);
-    std::u16string text(count / 2, u'\0');
+    text.resize(count / 2);
     Read(std::as_writable_bytes(std::span(text)));
     if (!text.empty()) text.pop_back();
-    return text;
 }
 
 }  // namespace lumvex::inside

@@ -26,6 +26,7 @@ public:
     Reference ObjectReference();                   // 20 bytes
     std::optional<Reference> OptionalReference();  // 2 or 22 bytes
     std::u16string Text();                         // 32-bit byte count with terminator, then UTF-16
+    void Text(std::u16string& text);               // the same; its memory is used again
 
     // For fields that are read later, from the same place.
     const std::shared_ptr<const ByteSource>& Source() const { return source_; }

@@ -1,5 +1,5 @@
 // Saves and loads the fields of a class by its record table; every kind of field has its overload of SaveField and
-// LoadField, found where the kind is declared.
+// LoadField, found where the kind is declared. PassField reads past a field, and fails as LoadField would.
 #pragma once
 
 #include <type_traits>
@@ -62,6 +62,12 @@ inline void LoadField(RecordReader& reader, ReferenceBase& field) {
     field.PointTo(present ? ParseGuid(reader.Text()) : std::nullopt);
 }
 
+template <class Field>
+void PassField(RecordReader& reader, std::type_identity<Field>) {
+    Field field;
+    LoadField(reader, field);
+}
+
 template <class Class>
 void SaveFields(const Object& object, RecordWriter& writer) {
     ForEachField(static_cast<const Class&>(object), [&](const auto& field, const auto& row) {
@@ -78,6 +84,16 @@ void LoadFields(Object& object, RecordReader& reader, VersionWord version) {
         if (row.IsIn(version.Writer())) LoadField(reader, field);
     });
     if constexpr (requires { self.Upgrade(version); }) self.Upgrade(version);
+}
+
+// Reads past the fields without an object to load them into. Fails as LoadFields would.
+template <class Class>
+void PassFields(RecordReader& reader, VersionWord version) {
+    const auto pass = [&]<class Pointer>(const RecordField<Pointer>& row) {
+        using Field = std::remove_reference_t<decltype(std::declval<Class&>().*row.pointer)>;
+        if (row.IsIn(version.Writer())) PassField(reader, std::type_identity<Field>());
+    };
+    std::apply([&](auto... field) { (pass(FieldOf(field)), ...); }, RecordOf<Class>::fields);
 }
 
 }  // namespace lumvex::inside

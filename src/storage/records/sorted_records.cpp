@@ -1,6 +1,7 @@
 #include "storage/records/sorted_records.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "storage/records/failures.hpp"
@@ -9,7 +10,16 @@ namespace lumvex::inside {
 
 namespace {
 constexpr std::size_t kCountSize = 4;
+
+// The first eight bytes of an ID as a number: in the order of the IDs.
+std::uint64_t LeadingBytes(const void* id) {
+    std::uint64_t key = 0;
+    for (std::size_t byte = 0; byte < sizeof key; ++byte)
+        key = key << 8 | std::to_integer<std::uint64_t>(static_cast<const std::byte*>(id)[byte]);
+    return key;
 }
+
+}  // namespace
 
 SortedRecords::SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source,
                              std::span<const std::byte> content)
@@ -32,34 +42,52 @@ void SortedRecords::Close() {
     count_ = 0;
 }
 
-SortedRecords::Record SortedRecords::At(std::size_t index) const {
-    Record record(recordSize_);
+void SortedRecords::Read(std::size_t index, std::span<std::byte> record) const {
     source_->Read(kCountSize + std::uint64_t{index} * recordSize_, record);
-    return record;
 }
 
 GUID SortedRecords::IdAt(std::size_t index) const {
     GUID id;
-    source_->Read(kCountSize + std::uint64_t{index} * recordSize_, std::as_writable_bytes(std::span(&id, 1)));
+    Read(index, std::as_writable_bytes(std::span(&id, 1)));
     return id;
 }
 
+// IDs are mostly random, so that the place of one can be estimated: it is hardly further from there than the square
+// root of the number of records. Two looks, at the estimate and on the other side of the place, then leave few records.
+// Where they do not, the next look halves what is left.
 std::size_t SortedRecords::LowerBound(const GUID& id) const {
     std::size_t low = 0, high = count_;
+    std::uint64_t lowKey = 0, highKey = ~std::uint64_t{0};  // of the records before low and at high
+    const std::uint64_t key = LeadingBytes(&id);
+    const auto look = [&](std::size_t at) {
+        const GUID found = IdAt(at);
+        const bool isBefore = CompareIds(found, id) < 0;
+        (isBefore ? low : high) = isBefore ? at + 1 : at;
+        (isBefore ? lowKey : highKey) = LeadingBytes(&found);
+        return isBefore;
+    };
+    constexpr std::size_t kFew = 8;
     while (low < high) {
-        const std::size_t middle = low + (high - low) / 2;
-        if (CompareIds(IdAt(middle), id) < 0)
-            low = middle + 1;
-        else
-            high = middle;
+        const std::size_t left = high - low;
+        if (left > kFew && lowKey < highKey && lowKey <= key && key <= highKey) {
+            const double part = static_cast<double>(key - lowKey) / static_cast<double>(highKey - lowKey);
+            const std::size_t estimate = std::min(static_cast<std::size_t>(part * static_cast<double>(left)), left - 1);
+            const auto distance = static_cast<std::size_t>(std::sqrt(static_cast<double>(left)));
+            if (look(low + estimate)) {
+                if (distance < high - low) look(low + distance);
+            } else if (distance < high - low) {
+                look(high - distance);
+            }
+        }
+        if (low < high && high - low > left / 2) look(low + (high - low) / 2);
     }
     return low;
 }
 
-std::optional<SortedRecords::Record> SortedRecords::Find(const GUID& id) const {
+std::optional<std::size_t> SortedRecords::IndexOf(const GUID& id) const {
     const std::size_t index = LowerBound(id);
     if (index == count_ || !IsEqualGUID(IdAt(index), id)) return std::nullopt;
-    return At(index);
+    return index;
 }
 
 void SortedRecords::ForEach(FunctionRef<void(const std::byte* record)> visit) const {
@@ -84,7 +112,7 @@ bool SortedRecords::IsFasterReadWhole(std::size_t ids) const {
 std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
     std::vector<bool> found(ids.size());
     if (!IsFasterReadWhole(ids.size())) {
-        for (std::size_t at = 0; at < ids.size(); ++at) found[at] = Find(ids[at]).has_value();
+        for (std::size_t at = 0; at < ids.size(); ++at) found[at] = IndexOf(ids[at]).has_value();
         return found;
     }
     std::vector<std::byte> stored(count_ * recordSize_);
@@ -111,10 +139,7 @@ std::vector<const std::byte*> SortedById(std::span<const std::byte> records, std
     std::vector<Keyed> keyed;
     keyed.reserve(records.size() / recordSize);
     for (std::size_t at = 0; at < records.size(); at += recordSize) {
-        std::uint64_t key = 0;
-        for (std::size_t byte = 0; byte < sizeof key; ++byte)
-            key = key << 8 | std::to_integer<std::uint64_t>(records[at + byte]);
-        keyed.push_back({key, records.data() + at});
+        keyed.push_back({LeadingBytes(&records[at]), records.data() + at});
     }
     std::ranges::sort(keyed, [](const Keyed& left, const Keyed& right) {
         return left.key != right.key ? left.key < right.key : std::memcmp(left.record, right.record, sizeof(GUID)) < 0;

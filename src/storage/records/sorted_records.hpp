@@ -16,7 +16,6 @@ namespace lumvex::inside {
 
 class SortedRecords {
 public:
-    using Record = std::vector<std::byte>;
     // Changes to a table. A record that is put replaces the one of the same ID.
     struct Changes {
         std::vector<std::byte> put;  // whole records side by side, in any order
@@ -34,9 +33,9 @@ public:
     void Close();
 
     std::size_t Count() const { return count_; }
-    Record At(std::size_t index) const;
+    void Read(std::size_t index, std::span<std::byte> record) const;
     GUID IdAt(std::size_t index) const;
-    std::optional<Record> Find(const GUID& id) const;
+    std::optional<std::size_t> IndexOf(const GUID& id) const;
     // In order. The records are valid during the visit.
     void ForEach(FunctionRef<void(const std::byte* record)> visit) const;
     // Is it faster to read the whole table than to look up so many IDs one by one?

@@ -32,10 +32,14 @@ public:
     TableOf(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content)
         : SortedRecords(sizeof(Row), std::move(source), content) {}
 
-    Row At(std::size_t index) const { return RowOf(SortedRecords::At(index)); }
+    Row At(std::size_t index) const {
+        Row row;
+        Read(index, std::as_writable_bytes(std::span(&row, 1)));
+        return row;
+    }
     std::optional<Row> Find(const GUID& id) const {
-        const auto record = SortedRecords::Find(id);
-        return record ? std::optional(RowOf(*record)) : std::nullopt;
+        const auto index = IndexOf(id);
+        return index ? std::optional(At(*index)) : std::nullopt;
     }
 
     template <class Visit>
@@ -50,13 +54,6 @@ public:
     static void Append(std::vector<std::byte>& rows, const Row& row) {
         const auto bytes = std::as_bytes(std::span(&row, 1));
         rows.insert(rows.end(), bytes.begin(), bytes.end());
-    }
-
-private:
-    static Row RowOf(const Record& record) {
-        Row row;
-        std::memcpy(&row, record.data(), sizeof row);
-        return row;
     }
 };
 

@@ -6,7 +6,7 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr int kBitsPerCharacter = 5;
+constexpr unsigned kBitsPerCharacter = 5;
 
 std::optional<std::uint32_t> DigitOf(char16_t character) {
     if (character >= u'0' && character <= u'9') return static_cast<std::uint32_t>(character - u'0');
@@ -18,15 +18,15 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 }  // namespace
 
 void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept {
-    char16_t* at = name.data();
-    std::uint32_t bits = 0;
-    int count = 0;
-    const auto append = [&at](std::uint32_t digit) { *at++ = u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[digit & 31]; };
-    for (const std::byte byte : idInTextOrder) {
-        bits = (bits << 8) | std::to_integer<std::uint32_t>(byte);
-        for (count += 8; count >= kBitsPerCharacter; count -= kBitsPerCharacter) append(bits >> (count - 5));
-    }
-    append(bits << (kBitsPerCharacter - count));
+    // The ID as two numbers; the thirteenth character has bits of both.
+    std::uint64_t halves[2] = {};
+    for (std::size_t at = 0; at < idInTextOrder.size(); ++at)
+        halves[at / 8] = halves[at / 8] << 8 | std::to_integer<std::uint64_t>(idInTextOrder[at]);
+    const auto digit = [](std::uint64_t bits) { return u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[bits & 31]; };
+    for (unsigned at = 0; at < 12; ++at) name[at] = digit(halves[0] >> (59 - kBitsPerCharacter * at));
+    name[12] = digit(halves[0] << 1 | halves[1] >> 63);
+    for (unsigned at = 13; at < 25; ++at) name[at] = digit(halves[1] >> (58 - kBitsPerCharacter * (at - 13)));
+    name[25] = digit(halves[1] << 2);
 }
 
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
@@ -40,7 +40,7 @@ std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
     std::array<std::byte, 16> id{};
     std::size_t filled = 0;
     std::uint32_t bits = 0;
-    int count = 0;
+    unsigned count = 0;
     for (const char16_t character : name) {
         const auto digit = DigitOf(character);
         if (!digit) return std::nullopt;

@@ -100,6 +100,7 @@ void Committed::ViewsMoved() noexcept {
     directory_.ForgetLast();
     miniFatPages_.ForgetLast();
     if (miniStream_) miniStream_->ForgetLast();
+    if (index_) index_->entries.PagesMoved();
 }
 
 // Does the file, which has become shorter, still have every sector that this state uses? A writer that keeps to our
@@ -220,10 +221,11 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
         id = order < 0 ? entry.Left() : entry.Right();
     }
     steps_ += steps;
-    constexpr std::uint64_t kStepsWorthAnIndex = 256;
+    // A step of a search waits for memory, while an index is made of entries that are prefetched.
+    constexpr std::uint64_t kStepsWorthAnIndex = 256, kEntriesPerStep = 4;
     if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
         try {
-            if (steps_ > EntryCount()) BuildIndex();
+            if (steps_ > EntryCount() / kEntriesPerStep) BuildIndex();
         } catch (const StorageError&) {  // a part of the tree is damaged, but not the way to this name
             indexFailed_ = true;
         }
@@ -236,20 +238,69 @@ void Committed::BuildIndex() {
         std::uint32_t hash;
         EntryId id;
     };
+    Index index(directory_);
     std::vector<Named> found;
-    WalkTree(directory_, TreeTop(), EntryCount(), [&found](EntryId id, const DirectoryEntry& entry) {
+    FileOrder small, large;
+    EntryId last = 0;
+    const int version = volume_.Head().Version();
+    VisitLevelByLevel(index.entries, TreeTop(), EntryCount(), [&](EntryId id, const DirectoryEntry& entry) {
+        if (!IsMember(entry.Type())) return;
         std::array<char16_t, kMaxNameLength> buffer;
         found.push_back({HashOf(FoldedName(entry.Name(buffer))), id});
+        last = std::max(last, id);
+        if (entry.Type() == EntryType::Stream) (IsMini(entry.Size(version)) ? small : large).Add(entry.Start(), id);
     });
-    HashIndex index;
-    index.Reserve(found.size());
-    for (const Named& each : found) index.Add(each.hash, each.id);
-    index_ = std::move(index);
+    index.byName.Reserve(found.size());
+    std::vector<bool> isHidden(std::size_t{last} + 1);  // behind another entry of the same name
+    for (const Named& each : found) {
+        std::array<char16_t, kMaxNameLength> buffer;
+        const EntryId same = index.byName.Find(each.hash, [&](EntryId other) {
+            return FoldedName(index.entries.At(each.id).Name(buffer)).Compare(index.entries.At(other)) == 0;
+        });
+        if (same == kNoEntry)
+            index.byName.Add(each.hash, each.id);
+        else
+            isHidden[each.id] = true;
+    }
+    index.next.assign(std::size_t{last} + 1, kNoEntry);
+    EntryId before = kNoEntry;
+    for (FileOrder* order : {&small, &large}) {
+        order->Sort();
+        for (std::size_t place = 0; place < order->Count(); ++place) {
+            const EntryId id = (*order)[place];
+            if (isHidden[id]) continue;
+            if (before != kNoEntry) index.next[before] = id;
+            before = id;
+        }
+    }
+    index_.emplace(std::move(index));
 }
 
 std::optional<EntryId> Committed::LookUp(const FoldedName& name) {
-    const EntryId id = index_->Find(HashOf(name), [&](EntryId each) { return name.Compare(At(each)) == 0; });
-    return id == kNoEntry ? std::nullopt : std::optional(id);
+    Index& index = *index_;
+    EntryId id = index.expected;
+    if (id == kNoEntry || name.Compare(index.entries.At(id)) != 0) {
+        id = index.byName.Find(HashOf(name), [&](EntryId each) { return name.Compare(index.entries.At(each)) == 0; });
+        index.ahead = 0;
+        if (id == kNoEntry) return std::nullopt;
+    }
+    Expect(id);
+    return id;
+}
+
+// Where streams are asked for in no order, one entry is prefetched each time; in file order the distance grows.
+void Committed::Expect(EntryId found) {
+    Index& index = *index_;
+    index.expected = index.next[found];
+    if (index.ahead == 0)
+        index.prefetched = found;
+    else
+        --index.ahead;
+    for (int step = 0; step < 2 && index.ahead < kEntriesAhead && index.prefetched != kNoEntry; ++step) {
+        index.prefetched = index.next[index.prefetched];
+        ++index.ahead;
+        if (index.prefetched != kNoEntry) index.entries.PrefetchEntry(index.prefetched);
+    }
 }
 
 }  // namespace lumvex::compound

@@ -8,6 +8,7 @@
 #include "generic/hash_index.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/compound/format/sector_table.hpp"
+#include "storage/compound/read/entries.hpp"
 #include "storage/compound/read/volume.hpp"
 
 namespace lumvex::compound {
@@ -123,6 +124,7 @@ private:
     std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
     std::optional<EntryId> Descend(const FoldedName& name);
     std::optional<EntryId> LookUp(const FoldedName& name);
+    void Expect(EntryId found);
     void BuildIndex();
     void ReadRoot();
     bool IsWhole();
@@ -139,9 +141,20 @@ private:
     std::uint64_t miniStreamSize_ = 0;
     Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last stream that was looked for
 
-    // The root storage's entries by the hashes of their names. Made when searching the tree has taken as many steps as
-    // making this.
-    std::optional<HashIndex> index_;
+    // The root storage's entries, once searching the tree has cost as much as making this. Streams are mostly asked for
+    // in the order in which they are in the file: so the stream behind the last one is tried first, and entries are
+    // prefetched in this order.
+    struct Index {
+        explicit Index(Pages& directory) : entries(directory) {}
+
+        Entries entries;
+        HashIndex byName;               // by the hashes of the names; of entries of one name the topmost alone
+        std::vector<EntryId> next;      // of each stream, the one behind it in the file
+        EntryId expected = kNoEntry;    // the stream behind the one that was found last
+        EntryId prefetched = kNoEntry;  // so many steps further:
+        std::size_t ahead = 0;
+    };
+    std::optional<Index> index_;
     std::uint64_t steps_ = 0;
     bool indexFailed_ = false;
 };
