@@ -115,7 +115,7 @@ std::vector<Measurement> MeasurementsWith(const fs::path& document, const Projec
     return found;
 }
 
-SpkrEQConfig FindOrAddSpeakerConfig(const fs::path& document, Project project, const Placement& placement) {
+SpkrEQConfig FindOrAddSpeakerConfig(const fs::path& document, const Project& project, const Placement& placement) {
     LinkLibrary(document, project, placement.library);
     const Config config = ExistingConfig(document, project.Configs(), placement.config);
     const SpeakerEQs speakers = project.SpeakerEQs();

@@ -72,6 +72,7 @@ std::vector<Measurement> MeasurementsWith(const std::filesystem::path& document,
 // The configuration of the placement's speaker. Adds the speaker and the configuration where they are missing; that
 // takes the model, which the placement names or the existing speaker has. Throws FileError, naming the document, when
 // the model is not known.
-SpkrEQConfig FindOrAddSpeakerConfig(const std::filesystem::path& document, Project project, const Placement& placement);
+SpkrEQConfig FindOrAddSpeakerConfig(const std::filesystem::path& document, const Project& project,
+                                    const Placement& placement);
 
 }  // namespace lumvex::app

@@ -17,6 +17,12 @@ struct GetArguments {
     bool json = false;
 };
 
+// The shortest text of a number, which JSON's is not always.
+std::string CellText(const Json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    return value.is_number_float() ? DoubleText(value.get<double>()) : value.dump();
+}
+
 // Row after row, the columns separated by tabs.
 void PrintTable(const VARIANT& array) {
     const Json whole = ArrayJson(array);
@@ -25,7 +31,7 @@ void PrintTable(const VARIANT& array) {
     for (std::size_t row = 0; row < rows; ++row) {
         for (std::size_t column = 0; column < columns; ++column) {
             const Json& value = isFlat ? whole["values"][row] : whole["values"][column][row];
-            std::cout << (column == 0 ? "" : "\t") << (value.is_string() ? value.get<std::string>() : value.dump());
+            std::cout << (column == 0 ? "" : "\t") << CellText(value);
         }
         std::cout << '\n';
     }
