@@ -60,8 +60,8 @@ private:
 };
 
 // References are counted without atomics, as every call holds the module lock. The elements are in one block of memory
-// with the rest.
-class StoredArray {
+// with the rest, behind it: alignas lets elements of every type follow.
+class alignas(double) StoredArray {
 public:
     using Text = std::optional<std::u16string>;  // none: a null string
 

@@ -372,7 +372,15 @@ class Page(ToolTest):
         self.tool("correct", self.document, *speaker, "--name", "Half", "--crossover", "1000:24", "--set",
                   "CrossoverMethod=linkwitz-riley", "--limits", self.file("limits.csv", "20,1,3,-9,0\n20000,1,3,-9,0\n"),
                   self.file("half.wav", float_wav(2, half)))
-        self.show(self.report(), "Left/Bi amp/Corrections/Half")
+        self.tool("crossover", self.document, "--config", "Bi amp", "--name", "Ways", *speaker[:2], *speaker[4:], "--crossover",
+                  "1000:24", "--set", "CrossoverMethod=linkwitz-riley")
+        page = self.report()
+        self.show(page, "Bi amp/Ways")
+        labels = self.browser.run("return drawnCurves.map(each => each.label)")
+        ways = labels.index("both through the ways, predicted sum")
+        for frequency, low, high in [(100, 1, 0), (1000, 0.5, 0.5), (10000, 0, 1)]:
+            self.assertAlmostEqual(self.at_cursor(frequency, ways), 20 * math.log10(0.5 * low + 0.25 * high), delta=0.05)
+        self.show(page, "Left/Bi amp/Corrections/Half")
         labels = self.browser.run("return drawnCurves.map(each => each.label)")
         before, after = labels.index("before correction"), labels.index("after correction, predicted")
         for frequency in [100, 1000, 10000]:
@@ -418,17 +426,29 @@ class WithoutABrowser(ToolTest):
         text = page.read_text()
         self.assertEqual(re.findall(r"\b(?:src|href)\s*=\s*[\"']?(?!#)\w+:", text.split('id="licence"')[0]), [])
 
-    def test_a_calibration_is_taken_out_of_the_levels_of_speakers(self):
+    def test_calibrations_move_the_levels(self):
         library = self.folder / "library.lvs"
         self.tool("catalogue", library, self.file("table.csv", "Acme,Alpha,Single amp\n"))
         self.tool("import", self.document, "--library", library, "--speaker", "Left", "--model", "Acme/Alpha", "--config",
                   "Single amp", "--experiment", "Near", self.file("one.wav", float_wav(1, [1.0] + [0.0] * 1023)))
         curve = self.file("curve.txt", "20 6\n20000 6\n")
         page = self.folder / "page.html"
+        self.tool("import", self.document, "--room", "R", "--position", "P", "--channel", "0", self.folder / "one.wav")
         self.tool("report", self.document, "--calibration", curve, "-o", page)
-        facts, arrays = unpacked(page.read_text(), 0)
-        self.assertIn("curve.txt", " ".join(facts["method"]))
-        self.assertEqual({round(level, 2) for level in arrays["parts.levels"]}, {-6})
+        for number in range(2):
+            facts, arrays = unpacked(page.read_text(), number)
+            self.assertIn("curve.txt", " ".join(facts["method"]))
+            self.assertEqual({round(level, 2) for level in arrays["parts.levels"]}, {-6})
+        # The microphone's curve in the library is added or, inverse, taken out.
+        self.tool("import", library, self.file("mic.txt", "Sens Factor =-12dB, SERNO: 4711\n20 3\n200 6\n20000 6\n"))
+        self.tool("set", self.document, "Experiments/Near", "MicSerialNo=4711")
+        for method, level, words in [("forward", 6, "4711 is added"), ("inverse", -6, "4711 is taken out")]:
+            self.tool("set", library, "Microphones/4711", f"CalibrationMethod={method}")
+            self.tool("report", self.document, library, "--force", "-o", page)
+            facts, arrays = unpacked(page.read_text(), 0)
+            self.assertIn(words, " ".join(facts["method"]))
+            self.assertAlmostEqual(arrays["parts.levels"][-1], level, delta=0.01)
+            self.assertEqual(unpacked(page.read_text(), 2)[1]["response.y"], [3, 6, 6])
         self.assertIn("holds no frequencies", self.tool("report", self.document, "--calibration", self.folder / "one.wav",
                                                         "--force", "-o", page, status=INCOMPLETE).stderr)
 

@@ -255,7 +255,8 @@ Command commands::Plot() {
                          "of level and group delay, in parts of an octave; 1/12 without this option"},
                         {"--all", &arguments->all, {}, "draw also the curves that a report hides at first"},
                         {"--calibration", &arguments->calibration, kFile,
-                         "the response of the microphone, which is taken out of the levels of speaker measurements"},
+                         "the response of the microphone, which is taken out of the levels of all\nmeasurements of "
+                         "speakers and rooms"},
                         {"--terminal", &arguments->terminal, terminal,
                          "how the terminal takes pictures; found out where it is known"},
                         {"--force", &arguments->force, {}, "replace FILE when it exists; without it that is refused"}},

@@ -51,7 +51,7 @@ Command commands::Report() {
              {"-o,--output", &arguments->file, kFile, "the page to write, an HTML file", {.required = true}},
              {"--calibration", &arguments->calibration, kFile,
               "the response of the microphone, a text file of frequencies and levels; it is taken out of the levels "
-              "of\nall speaker measurements"},
+              "of\nall measurements of speakers and rooms"},
              {"--force", &arguments->force, {}, "replace FILE when it exists; without it that is refused"}},
         .details =
             "The page is one file that needs no network: a tree of all objects with search, every property with its "

@@ -24,6 +24,8 @@ Calibration ReadCalibration(const std::filesystem::path& file) {
         throw FileError(file, "it holds no frequencies and levels, as a microphone calibration does");
     Calibration calibration;
     calibration.name = Utf8(file.filename());
+    calibration.isFile = true;
+    calibration.isInverse = true;
     for (std::size_t row = 0; row < read.rows; ++row) {
         calibration.frequencies.push_back(read.values[row]);
         calibration.levels.push_back(-double{read.values[read.rows + row]});

@@ -9,6 +9,8 @@ namespace lumvex::app {
 
 struct Calibration {
     std::string name;                                   // "microphone.txt", "7000042"
+    bool isFile = false;                                // it is from a file that holds a microphone's own response
+    bool isInverse = false;                             // the curve that it was made from is taken out
     std::vector<double> frequencies = {}, levels = {};  // Hz, rising; dB to be added to a measured level
 
     // dB at a frequency, linear over its logarithm; beyond the ends those of the ends.

@@ -99,6 +99,18 @@ std::vector<float> Convolved(std::span<const float> left, std::span<const float>
     return result;
 }
 
+std::vector<float> Filtered(std::span<const float> samples, double rate,
+                            const std::function<acoustics::Complex(double)>& response) {
+    // Twice as long, so that nothing comes back at the beginning that belongs behind the end.
+    const std::size_t size = 2 * acoustics::PowerOfTwoFrom(samples.size());
+    std::vector<acoustics::Complex> spectrum =
+        acoustics::Spectrum(std::vector<double>(samples.begin(), samples.end()), size);
+    for (std::size_t k = 0; k < spectrum.size(); ++k)
+        spectrum[k] *= response(static_cast<double>(k) * rate / static_cast<double>(size));
+    const std::vector<double> filtered = acoustics::SamplesOf(spectrum, size);
+    return {filtered.begin(), filtered.begin() + static_cast<std::ptrdiff_t>(samples.size())};
+}
+
 std::string NumberText(double number, int digits) {
     char text[40];
     std::snprintf(text, sizeof text, "%.*g", digits, number);

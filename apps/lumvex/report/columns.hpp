@@ -31,6 +31,10 @@ ResponseTrace ComputedResponse(const std::function<acoustics::Complex(double)>& 
 // One after the other through both.
 std::vector<float> Convolved(std::span<const float> left, std::span<const float> right);
 
+// The samples through a filter whose response at a frequency in Hz is known; as many, the filter's later ones are cut.
+std::vector<float> Filtered(std::span<const float> samples, double rate,
+                            const std::function<acoustics::Complex(double)>& response);
+
 std::string NumberText(double number, int digits = 6);  // "2.5", "65536"
 
 }  // namespace lumvex::app

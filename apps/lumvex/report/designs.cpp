@@ -181,6 +181,28 @@ bool AreImpulses(const std::vector<Trace>& traces) {
                                [](const Trace& each) { return std::holds_alternative<ImpulseTrace>(each.data); });
 }
 
+// What the outputs of a measurement give together when each plays its way of the crossover.
+void AddSumOfWays(const std::vector<Trace>& measured, const std::vector<Corner>& corners, const std::string& name,
+                  Drawable& drawable) {
+    if (corners.empty() || !AreImpulses(measured) || measured.size() != corners.size() + 1) return;
+    ImpulseTrace sum = ImpulseOf(measured[0]);
+    sum.samples.clear();
+    for (std::size_t way = 0; way < measured.size(); ++way) {
+        const ImpulseTrace& output = ImpulseOf(measured[way]);
+        AddSamples(sum.samples, Filtered(output.samples, output.options.rate,
+                                         [&](double frequency) { return acoustics::WaysOf(corners, frequency)[way]; }));
+    }
+    const bool isShown = !sum.isPressure;  // else it is far from the crossover's own curves
+    drawable.traces.push_back(
+        {.label = name + " through the ways, predicted sum",
+         .role = Role::Corrected,
+         .isShown = isShown,
+         .data = std::move(sum),
+         .method = {"Each output of the measurement, times its way of the crossover and the link's "
+                    "scale, and all added; without corrections.",
+                    kPrototypes}});
+}
+
 // What measurement and filter are before and after correction: each output, and the sum of all.
 void AddPrediction(const std::vector<Trace>& measured, const std::vector<Trace>& filters, double scale,
                    Drawable& drawable) {
@@ -301,7 +323,8 @@ void TraceSource::Add(const Correction& correction, Drawable& drawable) {
 }
 
 void TraceSource::Add(const SpkrEQDesign& design, Drawable& drawable) {
-    AddWays(CornersOf(design.CrossoverData(), design.CrossoverMethod(), drawable.notes), true, drawable);
+    const std::vector<Corner> corners = CornersOf(design.CrossoverData(), design.CrossoverMethod(), drawable.notes);
+    AddWays(corners, true, drawable);
     AddLimits(design.LimitData(), drawable);
     for (const SpkrMeasureLink& link : design.SpkrMeasureLinks()) {
         const Measurement measurement = link.Measurement();
@@ -312,10 +335,13 @@ void TraceSource::Add(const SpkrEQDesign& design, Drawable& drawable) {
         Drawable measured;
         Add(measurement, measured);
         for (Trace& trace : measured.traces) {
-            if (auto* data = std::get_if<ImpulseTrace>(&trace.data)) {
-                data->options.scale *= link.Scale();
-                data->options.hasDecay = false;
-            }
+            auto* data = std::get_if<ImpulseTrace>(&trace.data);
+            if (!data) continue;
+            data->options.scale *= link.Scale();
+            data->options.hasDecay = false;
+        }
+        AddSumOfWays(measured.traces, corners, Shown(measurement.Name()), drawable);
+        for (Trace& trace : measured.traces) {
             trace.label = Shown(measurement.Name()) + (trace.label.empty() ? "" : ", " + trace.label);
             trace.method.push_back("Scale of the link: " + NumberText(link.Scale()) + ".");
             trace.isShown = false;

@@ -6,6 +6,7 @@
 
 #include "document.hpp"
 #include "report/columns.hpp"
+#include "stored_files.hpp"
 
 namespace lumvex::app {
 
@@ -24,6 +25,49 @@ constexpr const char* kNoFrequencies =
     "It holds levels without frequencies, and no named data of its name hold these levels: there is nothing to draw "
     "them "
     "against.";
+
+// The curve that the tool keeps of a calibration: points of frequency, level and perhaps phase. Empty where it has
+// none.
+ResponseTrace CurveOf(const Microphone& microphone) {
+    ResponseTrace curve;
+    if (microphone.Data().Empty()) return curve;
+    const Node item(microphone);
+    const MeasurementFile file = FileFrom(item, *item.Type().Find("Data"));
+    if (file.kind != MeasurementFile::Kind::Calibration && file.kind != MeasurementFile::Kind::Response) return curve;
+    return ResponseFrom(Array::FromColumns(file.values, file.rows, file.columns));
+}
+
+// Levels to be added, as the microphone's method says; of a curve that says its frequencies, or of an impulse response.
+std::optional<Calibration> CalibrationFrom(const Microphone& microphone) {
+    Calibration calibration{.name = Shown(microphone.Name()),
+                            .isInverse = microphone.CalibrationMethod() == LX_CAL_INVERSE};
+    const Array array = microphone.Data();
+    if (ResponseTrace curve = CurveOf(microphone); !curve.frequencies.empty()) {
+        calibration.frequencies = std::move(curve.frequencies);
+        calibration.levels = std::move(curve.levels);
+    } else if (microphone.SampleRate() > 0) {
+        for (const Trace& trace : ImpulsesOf(array, microphone.SampleRate(), "", Role::Measured)) {
+            const auto& data = std::get<ImpulseTrace>(trace.data);
+            const acoustics::Analysis analysis =
+                acoustics::Analyse(data.samples, {.rate = data.options.rate, .hasDecay = false});
+            calibration.frequencies = analysis.frequencies;
+            calibration.levels = SmoothedFrom(analysis.parts, acoustics::kSmoothings[0]).levels;
+            break;
+        }
+    }
+    if (calibration.frequencies.empty()) return std::nullopt;
+    for (double& level : calibration.levels) level *= calibration.isInverse ? -1 : 1;
+    return calibration;
+}
+
+// Levels of the trace, all made of samples, are corrected.
+void Apply(const Calibration& calibration, Trace& trace) {
+    std::get<ImpulseTrace>(trace.data).options.calibration = [calibration](double frequency) {
+        return std::pow(10, calibration.LevelAt(std::max(frequency, 1.0)) / 20);
+    };
+    if (calibration.isFile)
+        trace.method.push_back("The response of the microphone in " + calibration.name + " is taken out of the level.");
+}
 
 bool IsSameColumn(const Array& left, std::size_t leftColumn, const Array& right, std::size_t rightColumn) {
     for (std::size_t row = 0; row < left.Rows(); ++row)
@@ -106,10 +150,7 @@ void TraceSource::AddResponses(const Array& levels, std::u16string_view name, Dr
 }
 
 const Calibration* TraceSource::CalibrationOf(const Measurement& measurement, std::vector<std::string>& method) {
-    if (chosen_) {
-        method.push_back("The response of the microphone in " + chosen_->name + " is taken out.");
-        return &*chosen_;
-    }
+    if (chosen_) return &*chosen_;
     const Experiment experiment = measurement.Experiment();
     const std::u16string serial = experiment ? experiment.MicSerialNo() : std::u16string();
     if (serial.empty()) {
@@ -122,27 +163,16 @@ const Calibration* TraceSource::CalibrationOf(const Measurement& measurement, st
         const Project project = root_.As<Project>();
         const Specifications library = project ? project.Specifications() : Specifications();
         const Microphone microphone = library ? library.Microphones().FindName(serial).As<Microphone>() : Microphone();
-        const Array curve = microphone ? microphone.Data() : Array();
-        std::vector<Trace> impulse;
-        if (microphone && microphone.SampleRate() > 0 && !IsResponse(curve, microphone.SampleRate()))
-            impulse = ImpulsesOf(curve, microphone.SampleRate(), "", Role::Measured);
-        if (!impulse.empty()) {
-            const auto& data = std::get<ImpulseTrace>(impulse.front().data);
-            const acoustics::Analysis analysis =
-                acoustics::Analyse(data.samples, {.rate = data.options.rate, .hasDecay = false});
-            const double sign = microphone.CalibrationMethod() == LX_CAL_INVERSE ? -1 : 1;
-            Calibration calibration{.name = Shown(serial), .frequencies = analysis.frequencies};
-            for (const double level : SmoothedFrom(analysis.parts, acoustics::kSmoothings[0]).levels)
-                calibration.levels.push_back(sign * level);
-            found->second = std::move(calibration);
-        }
+        if (microphone) found->second = CalibrationFrom(microphone);
     }
     if (!found->second) {
         method.push_back("The library has no calibration of the microphone " + Shown(serial) +
                          " that says its frequencies: none is applied (--calibration takes one from a file).");
         return nullptr;
     }
-    method.push_back("The calibration of the microphone " + Shown(serial) + " is applied.");
+    method.push_back("The calibration curve of the microphone " + Shown(serial) +
+                     (found->second->isInverse ? " is taken out of the level (its method is inverse)."
+                                               : " is added to the level (its method is forward)."));
     return &*found->second;
 }
 
@@ -160,10 +190,7 @@ void TraceSource::Add(const Measurement& measurement, Drawable& drawable) {
         data.options.endMs = measurement.MeasureEnd();
         data.isPressure = scale > 0 && scale != 1;
         if (data.isPressure) data.options.scale = scale;
-        if (calibration)
-            data.options.calibration = [copy = *calibration](double frequency) {
-                return std::pow(10, copy.LevelAt(std::max(frequency, 1.0)) / 20);
-            };
+        if (calibration) Apply(*calibration, trace);
         trace.method.insert(trace.method.end(), method.begin(), method.end());
     }
     Append(drawable, std::move(traces));
@@ -177,6 +204,7 @@ void TraceSource::Add(const RoomMeasurement& measurement, Drawable& drawable) {
     const RoomEQ room = position.Parent().Parent();
     std::vector<Trace> traces = ImpulsesOf(array, measurement.SampleRate(), "", Role::Measured);
     for (Trace& trace : traces) {
+        if (chosen_) Apply(*chosen_, trace);
         auto& data = std::get<ImpulseTrace>(trace.data);
         data.options.startMs = room.MeasureStart();
         data.options.endMs = room.MeasureEnd();
@@ -188,10 +216,13 @@ void TraceSource::Add(const RoomMeasurement& measurement, Drawable& drawable) {
 }
 
 void TraceSource::Add(const Microphone& microphone, Drawable& drawable) {
-    const Array array = microphone.Data();
-    if (microphone.SampleRate() > 0 && !IsResponse(array, microphone.SampleRate()))
-        return Append(drawable, ImpulsesOf(array, microphone.SampleRate(), "", Role::Measured));
-    AddResponses(array, microphone.Name(), drawable);
+    if (ResponseTrace curve = CurveOf(microphone); !curve.frequencies.empty()) {
+        drawable.traces.push_back({.data = std::move(curve), .method = {"The calibration curve as it is stored."}});
+    } else if (microphone.SampleRate() > 0) {
+        Append(drawable, ImpulsesOf(microphone.Data(), microphone.SampleRate(), "", Role::Measured));
+    } else if (!microphone.Data().Empty()) {
+        drawable.notes.emplace_back("Its curve does not say its frequencies, and is not drawn.");
+    }
 }
 
 void TraceSource::Add(const RoomCorrection& correction, Drawable& drawable) {

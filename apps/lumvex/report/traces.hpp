@@ -54,8 +54,8 @@ struct Drawable {
 // What there is to draw of the objects of one document.
 class TraceSource {
 public:
-    // `chosen`: the calibration of all acoustic measurements; without it each takes that of its microphone, as far as
-    // the project's library has one with frequencies.
+    // `chosen`: the calibration of all measurements of speakers and rooms; without it those of speakers take that of
+    // their microphone, as far as the project's library has one with frequencies.
     TraceSource(const Node& root, const std::optional<Calibration>& chosen);
 
     // Of an object without anything to draw empty. Throws Error when it cannot be read.

@@ -50,7 +50,7 @@ void ObjectFinder::ChooseRootClass() {
 // Was it left behind by an older state? Sectors of small streams are written anew as a whole: then the same bytes are
 // at the same place of another sector, and most of what is beside them as well.
 bool ObjectFinder::IsCopy(const FoundObject& found) const {
-    const std::uint64_t sector = file_->SectorSize();
+    const auto sector = static_cast<std::size_t>(file_->SectorSize());
     const auto begin = [](const auto& each) { return each->source->Extents().front().offset; };
     const std::uint64_t offset = found.source->Extents().front().offset;
     if (found.understood >= compound::kMiniCutoff || offset == compound::Extent::kLost) return false;

@@ -343,7 +343,7 @@ async function show() {
   let kind = settings.chart;
   if (kinds.length && !kinds.includes(kind)) kind = kinds[0];
   byId("charts").replaceChildren(...kinds.map(each => element("button", {role: "tab", "aria-selected": String(each === kind),
-    id: "tab-" + each, onclick: () => { settings.chart = each; settings.zoom = null; keepState(false); show(); }}, chartKinds[each].name)));
+    id: "tab-" + each, onclick: () => { settings.chart = each; settings.zoom = null; keepState(false); show(); }}, chartKinds[each].tab || chartKinds[each].name)));
   setControls(kind);
   const isMap = kind === "cumulative";
   byId("chart").hidden = isMap;

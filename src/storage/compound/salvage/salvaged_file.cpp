@@ -74,7 +74,7 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
     const std::vector<SectorId> listed = hasHeader_ ? ListedFatPages(header) : std::vector<SectorId>();
     const std::uint64_t pages = std::max<std::uint64_t>(listed.size(), (sectors_ + perPage - 1) / perPage);
-    fat_.next.assign(pages * perPage, kUnknown);
+    fat_.next.assign(static_cast<std::size_t>(pages * perPage), kUnknown);
     fat_.isListed.assign(fat_.next.size(), false);
     for (std::uint32_t index = 0; index < listed.size(); ++index) {
         Page page = ReadPage(listed[index]);
@@ -396,7 +396,7 @@ void SalvagedFile::ReadMiniFat(const Header& header, std::uint64_t miniSectors) 
     SectorId sector = hasHeader_ ? header.FirstMiniFat() : kEndOfChain;
     for (; pages.size() < sectors_ && IsRegular(sector); sector = fat_.Next(sector)) pages.push_back(ReadPage(sector));
     const std::uint64_t count = std::max<std::uint64_t>(pages.size(), (miniSectors + perPage - 1) / perPage);
-    miniFat_.next.assign(count * perPage, kUnknown);
+    miniFat_.next.assign(static_cast<std::size_t>(count * perPage), kUnknown);
     miniFat_.isListed.assign(miniFat_.next.size(), false);
     for (std::uint32_t index = 0; index < pages.size(); ++index)
         if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index], true);
@@ -415,11 +415,11 @@ void SalvagedFile::FindMiniStream(const Header& header) {
     for (const SectorId mini : beginnings) minis = std::max<std::uint64_t>(minis, std::uint64_t{mini} + 1);
     minis = std::min(minis, MiniSectorsFor(size_));  // a damaged number must not ask for any amount of pages
     SectorId start = kEndOfChain;
-    std::size_t best = 0;
+    std::uint64_t best = 0;
     for (const Root& root : roots_) {
         if (!IsRegular(root.start)) continue;
         const bool isCurrent = root.standing == SalvagedEntry::Standing::Current;
-        const std::size_t hits = 1 + MiniHits(root.start, beginnings) + (isCurrent ? size_ : 0);
+        const std::uint64_t hits = 1 + MiniHits(root.start, beginnings) + (isCurrent ? size_ : 0);
         if (hits > best) best = hits, start = root.start;
     }
     if (best <= 1) {  // it may be anywhere
