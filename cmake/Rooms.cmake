@@ -64,8 +64,8 @@ endfunction()
 
 # lumvex_rooms(TARGET ROOMS ROOM... [LIBRARIES ...] [OPTIONS ...] [DEFINITIONS ...]): the object files of all sources in
 # the rooms, folders below the current one. A file whose name ends with a system's (_windows, _posix) is taken on that
-# system alone. A file for one POSIX system (_linux, _other) is left to whoever chooses between them. What links TARGET
-# sees all of src/.
+# system alone. A file for one POSIX system (_linux, _other) is left to whoever chooses between them. With sanitizers a
+# file whose name ends with _sanitized takes the place of the one without. What links TARGET sees all of src/.
 function(lumvex_rooms target)
   cmake_parse_arguments(ARG "" "" "ROOMS;LIBRARIES;OPTIONS;DEFINITIONS" ${ARGN})
   add_library(${target} INTERFACE)
@@ -75,6 +75,16 @@ function(lumvex_rooms target)
     get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR}/${each} ABSOLUTE)  # also through a link
     file(RELATIVE_PATH path ${PROJECT_SOURCE_DIR} ${folder})
     file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+    foreach(sanitized IN LISTS sources)
+      string(REGEX REPLACE "_sanitized\\.cpp$" ".cpp" usual ${sanitized})
+      if(usual STREQUAL sanitized)
+        continue()
+      elseif(LUMVEX_SANITIZE)
+        list(REMOVE_ITEM sources ${usual})
+      else()
+        list(REMOVE_ITEM sources ${sanitized})
+      endif()
+    endforeach()
     if(WIN32)
       list(FILTER sources EXCLUDE REGEX "_(posix|linux|other)\\.cpp$")
     else()

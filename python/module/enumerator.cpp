@@ -40,8 +40,20 @@ void Dealloc(PyObject* self) {
     Py_DECREF(type);
 }
 
-void Fetch(Enumerator& enumerator) {
+// Items are asked through their own interface, which takes less time than late binding.
+Variant NameOf(IDispatch* object) {
     static const MemberDescription& name = *FindInterfaceDescription("_Collectable")->Find("Name");
+    const auto item = Ref<IDispatch>(object).As<::_Collectable>();
+    if (!item) return Invoke(object, name, DISPATCH_PROPERTYGET, {});
+    Bstr text;
+    Check(item->get_Name(text.Out()));
+    VARIANT value{};
+    value.vt = VT_BSTR;
+    value.bstrVal = text.Detach();
+    return Variant::Attach(value);
+}
+
+void Fetch(Enumerator& enumerator) {
     if (enumerator.isFetching) throw py::value_error("another thread uses the iterator");
     struct Fetching {
         bool& flag;
@@ -56,8 +68,7 @@ void Fetch(Enumerator& enumerator) {
         for (Variant& each : enumerator.objects) VariantClear(&each);  // left by a fetch that failed
         Check(enumerator.source->Next(enumerator.wanted, enumerator.objects.data(), &fetched));
         if (enumerator.yields == Yields::Objects) return;
-        for (ULONG at = 0; at < fetched; ++at)
-            enumerator.names[at] = Invoke(enumerator.objects[at].pdispVal, name, DISPATCH_PROPERTYGET, {});
+        for (ULONG at = 0; at < fetched; ++at) enumerator.names[at] = NameOf(enumerator.objects[at].pdispVal);
     });
     enumerator.fetched = fetched;
     enumerator.wanted = std::min(kMost, enumerator.wanted * 4);

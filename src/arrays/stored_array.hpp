@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "core/objects/block_pool.hpp"
 #include "lumvex/values.hpp"
 #include "storage/records/byte_source.hpp"
 #include "storage/records/record_writer.hpp"
@@ -114,9 +115,9 @@ private:
 
     StoredArray(VARTYPE type, const Dimensions& dimensions) : type_(type), dimensions_(dimensions) {}
     ~StoredArray() = default;
-    static void* operator new(std::size_t size, std::size_t elements) { return ::operator new(size + elements); }
-    static void operator delete(void* block) { ::operator delete(block); }
-    static void operator delete(void* block, std::size_t) { ::operator delete(block); }
+    static void* operator new(std::size_t size, std::size_t elements) { return TakeBlock(size + elements); }
+    static void operator delete(void* block) { GiveBlock(block); }
+    static void operator delete(void* block, std::size_t) { GiveBlock(block); }
 
     mutable unsigned count_ = 0;
     VARTYPE type_;

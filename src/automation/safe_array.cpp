@@ -76,15 +76,6 @@ constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size
 
 enum class Elements { Cleared, NotSet };
 
-// Long blocks may come cleared from the system. Short ones are cleared here: malloc() has some at hand, which calloc()
-// of the usual library leaves alone.
-void* AllocateBlock(std::size_t size, Elements elements) noexcept {
-    if (elements == Elements::Cleared && size >= kLong) return std::calloc(1, size);
-    void* const block = std::malloc(size);
-    if (block && elements == Elements::Cleared) std::memset(block, 0, size);
-    return block;
-}
-
 // An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be made.
 SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds,
                     Elements elements = Elements::Cleared) noexcept {
@@ -105,10 +96,16 @@ SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bound
     const auto size = static_cast<std::size_t>(bytes);
     const std::size_t descriptor =
         RoundedUp(sizeof(Prefix) + sizeof(SAFEARRAY) + dimensions * sizeof(SAFEARRAYBOUND), alignof(Prefix));
-    char* const block = static_cast<char*>(AllocateBlock(descriptor + size + (size < kLong ? 0 : kPage), elements));
+    // Long elements may come cleared from the system. Short ones are cleared here, apart from the descriptor: malloc()
+    // has blocks at hand, which calloc() of the usual library leaves alone, and compilers would make one calloc() of a
+    // malloc() whose whole block is cleared.
+    const bool isLong = size >= kLong, isCleared = elements == Elements::Cleared;
+    const std::size_t whole = descriptor + size + (isLong ? kPage : 0);
+    char* const block = static_cast<char*>(isLong && isCleared ? std::calloc(1, whole) : std::malloc(whole));
     if (!block) return nullptr;
     char* data = block + descriptor;
-    if (size >= kLong) data += kPage - reinterpret_cast<std::uintptr_t>(data) % kPage;
+    if (isLong) data += kPage - reinterpret_cast<std::uintptr_t>(data) % kPage;
+    if (isCleared && !isLong) std::memset(data, 0, size);
     new (block) Prefix{type};
     SAFEARRAY* const array = new (block + sizeof(Prefix)) SAFEARRAY{};
     array->cDims = dimensions;

@@ -1,8 +1,14 @@
 // Threads beside each other: every call is serialised, and a last release may come from anywhere.
+#include <algorithm>
 #include <atomic>
+#include <mutex>
+#include <optional>
 #include <thread>
 
+#include "core/objects/block_pool.hpp"
+#include "core/objects/guard.hpp"
 #include "kit/published.hpp"
+#include "kit/random.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -86,6 +92,47 @@ TEST(Threads, ObjectsAreReleasedOnOtherThreadsThanTheirMakers) {
     std::thread([held = std::move(held)]() mutable { held.clear(); }).join();
     held.clear();
     EXPECT_EQ(inside::LiveObjects(), before);
+}
+
+// Blocks that are out at the same time do not overlap, whichever thread takes and gives them, inside of calls or not.
+TEST(Threads, TakeAndGiveBlocksOfMemory) {
+    struct Block {
+        std::byte* at;
+        std::size_t size;
+        std::byte filling;
+    };
+    std::mutex lock;
+    std::vector<Block> out;
+    const auto work = [&](unsigned seed) {
+        Random random(seed);
+        for (int round = 0; round < 3000; ++round) {
+            std::optional<inside::Call> call;
+            if (random.OneIn(2)) call.emplace();
+            for (std::size_t steps = random.Below(60); steps > 0; --steps) {
+                std::unique_lock locked(lock);
+                if (out.size() < 3000 && (out.empty() || random.OneIn(2) || round % 500 < 250)) {
+                    locked.unlock();
+                    const std::size_t size = 1 + random.Below(random.OneIn(20) ? 2000 : 300);
+                    Block made{static_cast<std::byte*>(inside::TakeBlock(size)), size, std::byte(random.Next())};
+                    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(made.at) % __STDCPP_DEFAULT_NEW_ALIGNMENT__, 0u);
+                    std::fill_n(made.at, size, made.filling);
+                    locked.lock();
+                    out.push_back(made);
+                } else if (!out.empty()) {
+                    std::swap(out[random.Below(out.size())], out.back());
+                    const Block last = out.back();
+                    out.pop_back();
+                    locked.unlock();
+                    ASSERT_EQ(std::count(last.at, last.at + last.size, last.filling), std::ptrdiff_t(last.size));
+                    inside::GiveBlock(last.at);
+                }
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (unsigned seed = 1; seed <= 3; ++seed) threads.emplace_back(work, seed);
+    for (std::thread& thread : threads) thread.join();
+    for (const Block& each : out) inside::GiveBlock(each.at);
 }
 
 }  // namespace

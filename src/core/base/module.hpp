@@ -18,6 +18,10 @@ std::size_t LiveObjects() noexcept;
 void LockModule() noexcept;
 void UnlockModule() noexcept;
 
+// The same for whoever holds the lock that serialises all calls, as a count of its own: no other thread changes it.
+void LockModuleInCall() noexcept;
+void UnlockModuleInCall() noexcept;
+
 // Part of every object that a client can hold: counts it among those alive.
 class LiveObject {
 public:

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "core/objects/block_pool.hpp"
 #include "core/objects/class_info.hpp"
 #include "lumvex/values.hpp"
 
@@ -24,6 +25,8 @@ struct Reference {
 class Entry {
 public:
     Entry(const GUID& objectId, const ClassInfo* objectClass);
+    static void* operator new(std::size_t size) { return TakeBlock(size); }
+    static void operator delete(void* entry) { GiveBlock(entry); }
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
 

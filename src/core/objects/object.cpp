@@ -13,9 +13,9 @@ void Check(HRESULT status) {
     if (FAILED(status)) throw PassedOn(status);
 }
 
-Object::Object() = default;
+Object::Object() : madeInCall_(CallDepth() != 0) { madeInCall_ ? LockModuleInCall() : LockModule(); }
 
-Object::~Object() = default;
+Object::~Object() { madeInCall_ ? UnlockModuleInCall() : UnlockModule(); }
 
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
@@ -34,7 +34,9 @@ ULONG Object::Release() noexcept {
         if (count_.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel)) return count - 1;
     }
     const Call call;
-    const ULONG left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    // Nobody else can take a reference of an object that has one alone while the lock is held.
+    const bool isLast = count_.load(std::memory_order_acquire) == 1;
+    const ULONG left = isLast ? 0 : count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 1 && entry_ && entry_->document && entry_->object.get() == this) {
         const Ref<Entry> entry = entry_;  // LetGo may destroy this object
         entry->document->LetGo(*entry);

@@ -35,6 +35,8 @@ class Object {
 public:
     using ChildVisitor = FunctionRef<void(ChildSlot&, const ClassInfo&)>;
 
+    static void* operator new(std::size_t size) { return TakeBlock(size); }
+    static void operator delete(void* object) { GiveBlock(object); }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
@@ -102,7 +104,8 @@ protected:
     }
 
 private:
-    LiveObject alive_;
+    // Is it counted among the objects that calls have made? They all go under the lock.
+    bool madeInCall_;
     std::atomic<ULONG> count_{1};  // the first one is its maker's; Release() counts in a way of its own
     Ref<Entry> entry_;
 };

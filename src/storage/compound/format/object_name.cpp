@@ -8,6 +8,14 @@ namespace {
 
 constexpr unsigned kBitsPerCharacter = 5;
 
+// Written so that compilers make one instruction of it.
+std::uint64_t BigEndian(const std::byte* bytes) {
+    const auto at = [bytes](unsigned place) {
+        return std::to_integer<std::uint64_t>(bytes[place]) << (56 - 8 * place);
+    };
+    return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+}
+
 std::optional<std::uint32_t> DigitOf(char16_t character) {
     if (character >= u'0' && character <= u'9') return static_cast<std::uint32_t>(character - u'0');
     if (character >= u'A' && character <= u'V') return static_cast<std::uint32_t>(character - u'A' + 10);
@@ -18,15 +26,13 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 }  // namespace
 
 void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept {
-    // The ID as two numbers; the thirteenth character has bits of both.
-    std::uint64_t halves[2] = {};
-    for (std::size_t at = 0; at < idInTextOrder.size(); ++at)
-        halves[at / 8] = halves[at / 8] << 8 | std::to_integer<std::uint64_t>(idInTextOrder[at]);
+    // The thirteenth character has bits of both halves.
+    const std::uint64_t first = BigEndian(&idInTextOrder[0]), second = BigEndian(&idInTextOrder[8]);
     const auto digit = [](std::uint64_t bits) { return u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[bits & 31]; };
-    for (unsigned at = 0; at < 12; ++at) name[at] = digit(halves[0] >> (59 - kBitsPerCharacter * at));
-    name[12] = digit(halves[0] << 1 | halves[1] >> 63);
-    for (unsigned at = 13; at < 25; ++at) name[at] = digit(halves[1] >> (58 - kBitsPerCharacter * (at - 13)));
-    name[25] = digit(halves[1] << 2);
+    for (unsigned at = 0; at < 12; ++at) name[at] = digit(first >> (59 - kBitsPerCharacter * at));
+    name[12] = digit(first << 1 | second >> 63);
+    for (unsigned at = 13; at < 25; ++at) name[at] = digit(second >> (58 - kBitsPerCharacter * (at - 13)));
+    name[25] = digit(second << 2);
 }
 
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {

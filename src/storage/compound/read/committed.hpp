@@ -105,7 +105,7 @@ public:
     bool Empty() const { return volume_.Head().FirstDirectory() == kEndOfChain; }  // before the first commit
     std::uint32_t EntryCount();  // of the directory, unallocated ones included
     EntryId TreeTop();           // of the root storage's tree; kNoEntry where it is empty
-    DirectoryEntry At(EntryId id) { return EntryAt(directory_, id); }
+    DirectoryEntry At(EntryId id) { return index_ ? index_->entries.At(id) : EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
     // Where a stream's bytes are in the file, when they are adjacent; none where they are not, or where there cannot be

@@ -1,0 +1,116 @@
+#include "core/objects/block_pool.hpp"
+
+#include <array>
+#include <cstdint>
+#include <new>
+
+#include "core/objects/guard.hpp"
+
+namespace lumvex::inside {
+
+namespace {
+
+struct Piece;
+
+// Right before every block: the piece that it is from; null where it is from none.
+struct BlockHead {
+    Piece* piece;
+};
+
+constexpr std::size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+constexpr std::size_t kLargest = 512;  // bytes: longer blocks are from no piece
+constexpr std::size_t kPieceSize =
+    std::size_t{64} * 1024 - 64;  // with what operator new needs a little less than 64 KiB
+
+constexpr std::size_t RoundedUp(std::size_t size) { return (size + kAlignment - 1) / kAlignment * kAlignment; }
+constexpr std::size_t StrideFor(std::size_t size) { return RoundedUp(size + sizeof(BlockHead)); }
+
+struct FreeBlock {
+    FreeBlock* next;
+};
+
+struct alignas(kAlignment) Piece {
+    Piece* before = nullptr;  // among the pieces of this size that have room
+    Piece* after = nullptr;
+    FreeBlock* free = nullptr;    // blocks that came back
+    std::uint32_t used = 0;       // blocks that are out
+    std::uint32_t stride = 0;     // from one block to the next, in bytes
+    std::uint32_t untouched = 0;  // where the part begins that has not been given out yet
+
+    std::byte* At(std::size_t offset) { return reinterpret_cast<std::byte*>(this) + offset; }
+    bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
+};
+constexpr std::size_t kFirstBlock = RoundedUp(sizeof(Piece) + sizeof(BlockHead));
+
+// The pieces that have room, by stride; the first one is used. Guarded by the module lock.
+constinit std::array<Piece*, StrideFor(kLargest) / kAlignment + 1> piecesWithRoom{};
+
+Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kAlignment]; }
+
+BlockHead& HeadOf(void* block) { return static_cast<BlockHead*>(block)[-1]; }
+
+void Link(Piece& piece) noexcept {
+    Piece*& first = FirstOf(piece.stride);
+    piece.before = nullptr;
+    piece.after = first;
+    if (first) first->before = &piece;
+    first = &piece;
+}
+
+void Unlink(Piece& piece) noexcept {
+    (piece.before ? piece.before->after : FirstOf(piece.stride)) = piece.after;
+    if (piece.after) piece.after->before = piece.before;
+}
+
+Piece& PieceWithRoom(std::size_t stride) {
+    if (Piece* first = FirstOf(stride)) return *first;
+    Piece& made = *new (::operator new(kPieceSize)) Piece;
+    made.stride = static_cast<std::uint32_t>(stride);
+    made.untouched = static_cast<std::uint32_t>(kFirstBlock);
+    Link(made);
+    return made;
+}
+
+void* TakeFrom(Piece& piece) noexcept {
+    void* block = nullptr;
+    if (piece.free) {
+        block = piece.free;
+        piece.free = piece.free->next;
+    } else {
+        block = piece.At(piece.untouched);
+        piece.untouched += piece.stride;
+        HeadOf(block).piece = &piece;
+    }
+    ++piece.used;
+    if (!piece.HasRoom()) Unlink(piece);
+    return block;
+}
+
+// The last piece with room is kept for the next block.
+void GiveTo(Piece& piece, void* block) noexcept {
+    if (!piece.HasRoom()) Link(piece);
+    piece.free = new (block) FreeBlock{piece.free};
+    if (--piece.used != 0 || (!piece.before && !piece.after)) return;
+    Unlink(piece);
+    ::operator delete(&piece);
+}
+
+}  // namespace
+
+void* TakeBlock(std::size_t size) {
+    if (size <= kLargest && CallDepth() != 0) return TakeFrom(PieceWithRoom(StrideFor(size)));
+    std::byte* const block = static_cast<std::byte*>(::operator new(kAlignment + size)) + kAlignment;
+    HeadOf(block).piece = nullptr;
+    return block;
+}
+
+void GiveBlock(void* block) noexcept {
+    if (!block) return;
+    Piece* const piece = HeadOf(block).piece;
+    if (!piece) return ::operator delete(static_cast<std::byte*>(block) - kAlignment);
+    if (CallDepth() != 0) return GiveTo(*piece, block);
+    const Call call;
+    GiveTo(*piece, block);
+}
+
+}  // namespace lumvex::inside
