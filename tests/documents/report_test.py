@@ -327,12 +327,13 @@ class Page(ToolTest):
         self.assertEqual([float(each) for each in rows[0].split(",")], [20, float(rows[0].split(",")[1])])
 
         # A phone: nothing is wider than the screen.
-        self.browser.resize(400, 800)
+        self.browser.become_a_phone(375, 800)
         try:
-            self.show(page, "Data/impulse-left")
-            self.assertLessEqual(run("return document.documentElement.scrollWidth - innerWidth"), 0)
+            for chart in ["level", "reverberation", "cumulative"]:
+                self.show(page, "Data/impulse-left", "chart=" + chart)
+                self.assertEqual(run("return [innerWidth, document.documentElement.scrollWidth]"), [375, 375])
         finally:
-            self.browser.resize(1360, 1000)
+            self.browser.become_a_phone(None, None)
 
     def test_equalisers_and_stages_of_rooms_and_profiles(self):
         for position in ["A", "B"]:
