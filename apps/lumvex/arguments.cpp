@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "files/file_error.hpp"
+#include "files/text_table.hpp"
 #include "manual.hpp"
 #include "run_options.hpp"
 #include "suggestion.hpp"
@@ -46,20 +47,24 @@ CLI::Option* AddTo(CLI::App& parser, const Option& option, std::vector<std::stri
     return parser.add_option_function<std::vector<std::string>>(option.name, take, option.help);
 }
 
-// Refuses an empty text, which the parser would read as 0.
-template <class Number>
-CLI::Option* AddNumber(CLI::App& parser, const Option& option, const std::function<void(const Number&)>& take) {
-    return parser.add_option_function<Number>(option.name, take, option.help)->check([](const std::string& text) {
-        return std::string(text.empty() ? "a number is empty" : "");
+// The parser would read the beginning of some texts, and "1,000" is 1 or 1000.
+CLI::Option* AddTo(CLI::App& parser, const Option& option, float* target) {
+    const auto take = [target](const std::string& text) { ReadNumber(text, *target); };
+    return parser.add_option_function<std::string>(option.name, take, option.help)->check([](const std::string& text) {
+        float value = 0;
+        if (!ReadNumber(text, value)) return "expected a number, found " + Quoted(text);
+        return text.find(',') == text.npos
+                   ? std::string()
+                   : "expected a number with a decimal point, such as 0.5, found " + Quoted(text);
     });
 }
 
-CLI::Option* AddTo(CLI::App& parser, const Option& option, float* target) {
-    return AddNumber<float>(parser, option, [target](float value) { *target = value; });
-}
-
+// Refuses an empty text, which the parser would read as 0.
 CLI::Option* AddTo(CLI::App& parser, const Option& option, std::optional<short>* target) {
-    return AddNumber<short>(parser, option, [target](short value) { *target = value; });
+    const auto take = [target](short value) { *target = value; };
+    return parser.add_option_function<short>(option.name, take, option.help)->check([](const std::string& text) {
+        return std::string(text.empty() ? "a number is empty" : "");
+    });
 }
 
 CLI::Option* AddTo(CLI::App& parser, const Option& option, fs::path* target) {

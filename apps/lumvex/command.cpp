@@ -32,6 +32,11 @@ bool IsPositional(const Option& option) { return !option.name.starts_with('-'); 
 
 bool TakesValue(const Option& option) { return !std::holds_alternative<bool*>(option.target); }
 
+std::string ValueName(const Option& option) {
+    if (!TakesValue(option)) return "";
+    return option.value.shown.empty() ? "VALUE" : option.value.shown;
+}
+
 bool IsList(const Option& option) {
     return std::visit([](const auto* target) { return kIsList<std::remove_cvref_t<decltype(*target)>>; },
                       option.target);

@@ -27,9 +27,9 @@ using Target =
 
 // What an option takes. Flags take nothing: `{}`.
 struct Value {
-    std::string shown;                                       // in the help: "NAME"
-    std::string (*problemOf)(const std::string&) = nullptr;  // what is wrong with a value; empty: nothing
-    std::vector<std::string> choices = {};                   // when not empty, no other value is accepted
+    std::string shown;                                                   // in the help: "NAME"
+    std::function<std::string(const std::string&)> problemOf = nullptr;  // what is wrong with a value; empty: nothing
+    std::vector<std::string> choices = {};                               // when not empty, no other value is accepted
 };
 
 extern const Value kName;   // text that must not be empty
@@ -56,6 +56,7 @@ struct Option {
 
 bool IsPositional(const Option& option);
 bool TakesValue(const Option& option);
+std::string ValueName(const Option& option);  // the word for its value: "FILE"; "VALUE" for one of some choices
 bool IsList(const Option& option);
 bool IsPath(const Option& option);
 std::vector<std::string> NamesOf(const Option& option);  // "-o" and "--output" of "-o,--output"

@@ -1,18 +1,13 @@
 #include "design_options.hpp"
 
-#include <cmath>
 #include <span>
 
+#include "design_tables.hpp"
 #include "files/file_error.hpp"
 
 namespace lumvex::app {
 
 namespace {
-
-// In the order of LXArrayIndex.
-const std::vector<std::string> kLimitColumns = {"frequency", "alpha", "maximum", "minimum", "type"};
-static_assert(LX_LIMITFREQ == 0 && LX_LIMITALPHA == 1 && LX_LIMITMAX == 2 && LX_LIMITMIN == 3 && LX_LIMITTYPE == 4);
-static_assert(LX_XOVERFREQ == 0 && LX_XOVERSLOPE == 1);
 
 // Appends the frequency and the slope of "2200:24" to the values. Returns false for any other text.
 bool ReadCrossover(const std::string& text, std::vector<float>& values) {
@@ -24,16 +19,9 @@ bool ReadCrossover(const std::string& text, std::vector<float>& values) {
 std::string ProblemOfCrossover(const std::string& text) {
     std::vector<float> values;
     if (!ReadCrossover(text, values)) return "a crossover is a frequency and a slope, such as 2200:24";
-    return values[LX_XOVERFREQ] > 0 && values[LX_XOVERSLOPE] > 0 ? ""
-                                                                 : "frequency and slope of a crossover are above 0";
-}
-
-std::string ProblemOfLimit(std::span<const float> limit, std::span<const float> before) {
-    if (!(limit[LX_LIMITFREQ] > 0)) return "a frequency above 0";
-    if (!before.empty() && !(limit[LX_LIMITFREQ] > before[LX_LIMITFREQ])) return "a frequency above the one before";
-    if (!(limit[LX_LIMITMAX] > limit[LX_LIMITMIN])) return "a maximum above the minimum";
-    const float type = limit[LX_LIMITTYPE];
-    return type >= 0 && type == std::floor(type) ? "" : "a type that is a whole number";
+    return ProblemOfEntry(*FindDesignTable("CrossoverData"), values, {}).empty()
+               ? ""
+               : "frequency and slope of a crossover are above 0";
 }
 
 }  // namespace
@@ -47,7 +35,8 @@ Option CrossoverOption(DesignOptions& options) {
             "a crossover: frequency in Hz and slope in dB/oct; repeatable"};
 }
 
-Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)(const std::string&)) {
+Option SetOption(std::vector<std::string>& assignments, const Settings& settings) {
+    const auto problemOf = [settings](const std::string& text) { return settings.ProblemOf(text); };
     return {"--set", &assignments, {"NAME=VALUE", problemOf}, "a setting, as listed below; repeatable"};
 }
 
@@ -61,7 +50,9 @@ std::string DesignHelp() {
 
 Array LimitTable(const DesignOptions& options) {
     if (options.limits.empty()) return {};
-    const std::vector<float> values = ReadNumbers(options.limits, kLimitColumns, ProblemOfLimit);
+    const DesignTable& table = *FindDesignTable("LimitData");
+    const std::vector<float> values = ReadNumbers(
+        options.limits, table.values, [&](auto limit, auto before) { return ProblemOfEntry(table, limit, before); });
     return InTwoDimensions(values, LX_LIMITSIZE);
 }
 

@@ -22,13 +22,8 @@ struct DesignOptions {
 Option LimitsOption(DesignOptions& options);
 Option CrossoverOption(DesignOptions& options);
 
-// "--set NAME=VALUE": assignments to the settings of a class of items.
-Option SetOption(std::vector<std::string>& assignments, std::string (*problemOf)(const std::string&));
-
-template <class Item>
-Option SetOption(std::vector<std::string>& assignments) {
-    return SetOption(assignments, [](const std::string& text) { return ProblemOf<Item>(text); });
-}
+// "--set NAME=VALUE": assignments to settings.
+Option SetOption(std::vector<std::string>& assignments, const Settings& settings);
 
 std::string DesignHelp();
 

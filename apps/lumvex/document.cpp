@@ -36,6 +36,9 @@ std::string ReasonAt(const fs::path& document, const Error& error) {
 // A search by name loads items. Above the upper bound, items that are not in use are released down to the lower one.
 constexpr LONG kFewestLoaded = 1000, kMostLoaded = 4000;
 
+// Bytes of arrays that are not saved yet. What has more waits in a temporary file beside the document.
+constexpr std::uint64_t kArraysInMemory = std::uint64_t{64} << 20;
+
 // True also for a path that cannot be examined: opening it then fails with the reason.
 bool Exists(const fs::path& document) {
     std::error_code error;
@@ -130,6 +133,7 @@ EditedDocument::EditedDocument(fs::path path, DocumentUse use)
     if (CurrentRun().use != DocumentUse::Changes && CurrentRun().use != DocumentUse::Makes)
         throw std::logic_error("the command's table does not say that it changes documents");
     DocumentIsBeingChanged();
+    OnDocument(path_, "cannot be changed", [&] { SpoolArrays(RootOf(document_).Get(), path_, kArraysInMemory); });
 }
 
 void EditedDocument::Save(const char* attempt) {

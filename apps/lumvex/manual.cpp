@@ -68,12 +68,6 @@ std::string NamesInBold(const Option& option) {
     return text;
 }
 
-// The word for an option's value: "FILE"; "WORD" for one of some choices.
-std::string ValueName(const Option& option) {
-    if (!TakesValue(option)) return "";
-    return option.value.shown.empty() ? "VALUE" : option.value.shown;
-}
-
 std::string Synopsis(const Command& command) {
     std::string text = "\\fBlumvex " + Roff(command.name) + "\\fR";
     for (const Option& option : command.options) {
@@ -107,59 +101,6 @@ void PrintOption(std::ostream& page, const Option& option) {
     list(". Not beside ", option.rules.excludes);
     if (option.rules.required) page << " (required)";
     page << '\n';
-}
-
-// In single quotes of a shell.
-std::string ShellQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char each : text) quoted += each == '\'' ? std::string("'\\''") : std::string(1, each);
-    return quoted + "'";
-}
-
-std::string Joined(const std::vector<std::string>& words, const char* between = " ") {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : between) + word;
-    return text;
-}
-
-std::vector<std::string> OptionNames(const Command& command) {
-    std::vector<std::string> names;
-    for (const Option& option : command.options) {
-        if (!IsPositional(option)) std::ranges::copy(NamesOf(option), std::back_inserter(names));
-    }
-    names.push_back("-h");
-    names.push_back("--help");
-    return names;
-}
-
-// What zsh completes a value with.
-std::string ZshAction(const Option& option) {
-    if (!option.value.choices.empty()) return "(" + Joined(option.value.choices) + ")";
-    return IsPath(option) ? "_files" : " ";
-}
-
-// Text inside of the brackets and between the colons of zsh.
-std::string ZshText(const std::string& text) {
-    std::string escaped;
-    for (const char each : text) {
-        if (each == '[' || each == ']' || each == ':' || each == '\\') escaped += '\\';
-        escaped += each == '\n' ? ' ' : each;
-    }
-    return escaped;
-}
-
-std::string ZshSpecification(const Option& option, std::size_t position) {
-    const std::string value = ZshText(ValueName(option)) + ":" + ZshAction(option);
-    if (IsPositional(option))
-        return ShellQuoted((IsList(option) ? "*" : std::to_string(position)) + ":" + ZshText(option.name) + ":" +
-                           ZshAction(option));
-    const std::vector<std::string> names = NamesOf(option);
-    const std::string repeats = IsList(option) ? "*" : "(" + Joined(names) + ")";
-    std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "" : " ") + ShellQuoted(repeats + name + "[" + ZshText(option.help) + "]" +
-                                                        (TakesValue(option) ? ":" + value : ""));
-    return text;
 }
 
 }  // namespace
@@ -203,83 +144,6 @@ std::string ManualPage(const std::vector<Command>& commands) {
             "or "
             "saved; it is as it was before.\n";
     return page.str();
-}
-
-// Values that are not listed are completed as files, which is what bash does where there is no answer.
-std::string BashCompletion(const std::vector<Command>& commands) {
-    std::ostringstream script;
-    script << "# Completion of lumvex for bash, made by `lumvex help --as bash`.\n"
-              "_lumvex() {\n"
-              "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} words=\n"
-              "    COMPREPLY=()\n"
-              "    if ((COMP_CWORD == 1)); then\n"
-              "        COMPREPLY=($(compgen -W "
-           << ShellQuoted(Joined(NamesOf(commands)) + " --help --version")
-           << " -- \"$current\"))\n"
-              "        return\n"
-              "    fi\n"
-              "    case ${COMP_WORDS[1]}:$previous in\n";
-    for (const Command& command : commands) {
-        for (const Option& option : command.options) {
-            if (IsPositional(option) || option.value.choices.empty()) continue;
-            std::vector<std::string> cases;
-            for (const std::string& name : NamesOf(option)) cases.push_back(command.name + ":" + name);
-            script << "        " << Joined(cases, " | ") << ") words=" << ShellQuoted(Joined(option.value.choices))
-                   << " ;;\n";
-        }
-    }
-    script << "    esac\n"
-              "    if [[ -z $words && $current == -* ]]; then\n"
-              "        case ${COMP_WORDS[1]} in\n";
-    for (const Command& command : commands)
-        script << "            " << command.name << ") words=" << ShellQuoted(Joined(OptionNames(command))) << " ;;\n";
-    script << "        esac\n"
-              "    elif [[ -z $words && ${COMP_WORDS[1]} == help ]]; then\n"
-              "        words="
-           << ShellQuoted(Joined(NamesOf(commands)))
-           << "\n"
-              "    fi\n"
-              "    if [[ -n $words ]]; then COMPREPLY=($(compgen -W \"$words\" -- \"$current\")); fi\n"
-              "}\n"
-              "complete -o default -F _lumvex lumvex\n";
-    return script.str();
-}
-
-std::string ZshCompletion(const std::vector<Command>& commands) {
-    std::ostringstream script;
-    script << "#compdef lumvex\n"
-              "# Completion of lumvex for zsh, made by `lumvex help --as zsh`.\n"
-              "_lumvex() {\n"
-              "    local context state state_descr line\n"
-              "    typeset -A opt_args\n"
-              "    _arguments -C '(- *)'{-h,--help}'[print the help]' '(- *)'{-v,--version}'[print the version]' \\\n"
-              "        '1:command:->command' '*::argument:->arguments' && return\n"
-              "    case $state in\n"
-              "        command)\n"
-              "            local -a commands=(\n";
-    for (const Command& command : commands)
-        script << "                " << ShellQuoted(command.name + ":" + ZshText(command.summary)) << '\n';
-    script << "            )\n"
-              "            _describe -t commands command commands ;;\n"
-              "        arguments)\n"
-              "            case $words[1] in\n";
-    for (const Command& command : commands) {
-        script << "                " << command.name << ") _arguments -S";
-        std::size_t position = 0;
-        for (const Option& option : command.options) {
-            if (IsPositional(option)) ++position;
-            const bool isCommand = command.use == DocumentUse::None && IsPositional(option);
-            script << " \\\n                    "
-                   << (isCommand ? ShellQuoted("*:" + ZshText(option.name) + ":(" + Joined(NamesOf(commands)) + ")")
-                                 : ZshSpecification(option, position));
-        }
-        script << " \\\n                    '(- *)'{-h,--help}'[print the help]' ;;\n";
-    }
-    script << "            esac ;;\n"
-              "    esac\n"
-              "}\n"
-              "if [[ $zsh_eval_context[-1] == loadautofunc ]]; then _lumvex \"$@\"; else compdef _lumvex lumvex; fi\n";
-    return script.str();
 }
 
 std::string CommandTable(const std::vector<Command>& commands) {

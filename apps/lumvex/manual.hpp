@@ -1,5 +1,4 @@
-// What is made from the table of commands beside the help: the manual page, completion for shells, and the table
-// itself.
+// What is made from the table of commands beside the help: the manual page, and the table itself.
 #pragma once
 
 #include <string>
@@ -9,9 +8,7 @@
 
 namespace lumvex::app {
 
-std::string ManualPage(const std::vector<Command>& commands);  // for man, in roff
-std::string BashCompletion(const std::vector<Command>& commands);
-std::string ZshCompletion(const std::vector<Command>& commands);
+std::string ManualPage(const std::vector<Command>& commands);    // for man, in roff
 std::string CommandTable(const std::vector<Command>& commands);  // as JSON
 
 // What the exit statuses of a command mean: status and meaning, by status.

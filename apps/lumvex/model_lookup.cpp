@@ -1,22 +1,13 @@
 #include "model_lookup.hpp"
 
 #include "files/text_encoding.hpp"
+#include "objects/opened.hpp"
 
 namespace lumvex::app {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-void LinkLibrary(Project& project, const fs::path& path) {
-    const fs::path whole = fs::absolute(path);
-    project.Specifications(OnDocument(path, "cannot be opened", [&] {
-        Specifications library = Specifications::Create();
-        library.AccessMode(LX_SHARE_READ);
-        library.OpenFile(PathText(whole));
-        return library;
-    }));
-}
 
 // Finds "Acme/Alpha". The names of manufacturer and model may contain slashes themselves: each slash is tried as the
 // one between them.
@@ -53,13 +44,22 @@ Config FindConfig(const Configs& configs, std::string_view name) {
     for (const Config& config : configs) {
         if (CompareNoCase(config.Name(), wanted) == 0) return config;
     }
-    return {};
+    const std::optional<long> id = ReadWord(*FindEnumerationDescription("LXConfig"), name);
+    return id ? configs.Item(static_cast<LXConfig>(*id)) : Config();
 }
 
 std::string ConfigNames(const Configs& configs) {
     std::string names;
     for (const Config& config : configs) names += (names.empty() ? "" : ", ") + ToUtf8(config.Name());
     return names;
+}
+
+void LinkLibrary(const fs::path& document, const Project& project, const fs::path& library) {
+    if (library.empty()) return;
+    const Node root(project);
+    const Property property{root.Type().Find("Specifications"), {}};
+    OnObjects(document, "cannot be changed",
+              [&] { SetText(root, property, Utf8(library), Addresses(document, root)); });
 }
 
 Project ProjectIn(const EditedDocument& document) {
@@ -116,7 +116,7 @@ std::vector<Measurement> MeasurementsWith(const fs::path& document, const Projec
 }
 
 SpkrEQConfig FindOrAddSpeakerConfig(const fs::path& document, Project project, const Placement& placement) {
-    if (!placement.library.empty()) LinkLibrary(project, placement.library);
+    LinkLibrary(document, project, placement.library);
     const Config config = ExistingConfig(document, project.Configs(), placement.config);
     const SpeakerEQs speakers = project.SpeakerEQs();
     const std::u16string name = FromUtf8(placement.speaker);

@@ -21,7 +21,7 @@ auto FindOrAdd(const Collection& collection, std::u16string_view name) {
     return found ? found : Item(collection.Add(name));
 }
 
-// The fixed configuration of this name ("Bi amp"), regardless of case; empty when there is none.
+// The fixed configuration of this name or word ("Bi amp", "bi-amp"), regardless of case; empty when there is none.
 Config FindConfig(const Configs& configs, std::string_view name);
 
 std::string ConfigNames(const Configs& configs);  // "Single amp, Bi amp, ..."
@@ -51,7 +51,10 @@ auto Existing(const std::filesystem::path& document, const Collection& collectio
 // The project of a document that a command changes. Throws FileError for a library.
 Project ProjectIn(const EditedDocument& document);
 
-// The fixed configuration of this name. Throws FileError when there is none.
+// Links the project to the library in a file; an empty path changes nothing. Throws FileError.
+void LinkLibrary(const std::filesystem::path& document, const Project& project, const std::filesystem::path& library);
+
+// The fixed configuration of this name or word. Throws FileError when there is none.
 Config ExistingConfig(const std::filesystem::path& document, const Configs& configs, const std::string& name);
 
 // The speaker of this name, or of this display name ("Acme/Alpha/Left"), which tells speakers of one name apart;

@@ -21,6 +21,26 @@ Array ArrayOf(const MeasurementFile& file) {
                                    : Array::FromColumns(file.values, file.rows, file.columns);
 }
 
+// An array of no elements, whose descriptor is changed for as long as this lives.
+LentArray::LentArray(const MeasurementFile& file) {
+    const bool isColumn = file.columns == 1 && file.rows != 1;
+    SAFEARRAYBOUND bounds[2] = {};
+    SAFEARRAY* array = SafeArrayCreate(VT_R4, isColumn ? 1 : 2, bounds);
+    if (!array) throw std::bad_alloc();
+    value_ = Variant::FromArray(VT_R4, array);
+    own_ = array->pvData;
+    array->pvData = const_cast<float*>(file.values.data());  // a put only reads
+    SAFEARRAYBOUND* bound = array->rgsabound;                // the last dimension first
+    if (!isColumn) (bound++)->cElements = static_cast<ULONG>(file.columns);
+    bound->cElements = static_cast<ULONG>(file.rows);
+}
+
+LentArray::~LentArray() {
+    SAFEARRAY* const array = value_.parray;
+    for (SAFEARRAYBOUND& bound : std::span(array->rgsabound, array->cDims)) bound.cElements = 0;
+    array->pvData = own_;
+}
+
 std::u16string HeaderNameOf(std::u16string_view name) { return std::u16string(name) + u" (header)"; }
 
 void StoreHeader(const std::string& header, Datum datum) {

@@ -80,14 +80,28 @@ Array ArrayOf(const MeasurementFile& file);
 // Column after column, each of `rows` values, always in two dimensions.
 Array InTwoDimensions(std::span<const float> values, std::size_t rows);
 
+// The file's values as ArrayOf makes an array of them, but where they are: the file must outlive it.
+class LentArray {
+public:
+    explicit LentArray(const MeasurementFile& file);
+    LentArray(const LentArray&) = delete;
+    LentArray& operator=(const LentArray&) = delete;
+    ~LentArray();
+
+    const VARIANT& AsVariant() const { return value_; }
+
+private:
+    Variant value_;
+    void* own_;  // what the array had for its elements
+};
+
 // Puts the file's array, sample rate and date into a datum, measurement or correction, and frees the file's values, the
 // rest of it stays: a file may be as large as half of the memory. When the item refuses the array, it throws and the
 // item is as it was.
 template <class Item>
 void Store(MeasurementFile& file, Item item) {
-    const Array array = ArrayOf(file);
+    item.Data(LentArray(file).AsVariant());
     std::vector<float>().swap(file.values);  // assigning {} would keep the memory
-    item.Data(array);
     item.SampleRate(file.sampleRate);
     item.Timestamp(ToDate(file.modified));
 }

@@ -60,13 +60,14 @@ std::string NameFrom(const std::string& pattern, const fs::path& path, const std
 
 MeasurementFile ReadStandardInput(const ReadOptions& options) {
     // Kept for a command that runs a second time, because its document was made meanwhile.
-    static const std::string input = [] {
+    static std::stringstream bytes = [] {
         BinaryInput();
         std::string read{std::istreambuf_iterator<char>(std::cin), {}};
         if (std::cin.bad()) throw FileError("-", LastSystemError());
-        return read;
+        return std::stringstream(std::move(read));
     }();
-    std::stringstream bytes(input);
+    bytes.clear();
+    bytes.seekg(0);
     MeasurementFile file = ReadMeasurement("-", bytes, options);
     file.name = "stdin";
     file.modified = std::time(nullptr);

@@ -11,6 +11,7 @@
 #include <span>
 #include <sstream>
 
+#include "design_tables.hpp"
 #include "files/text_header.hpp"
 #include "named_data.hpp"
 
@@ -46,18 +47,8 @@ std::vector<float> Turned(std::span<const float> values, std::size_t rows) {
     return turned;
 }
 
-struct Table {
-    std::string_view property;
-    std::size_t size;  // values of an entry
-    const char* header;
-};
-
-constexpr Table kTables[] = {{"LimitData", LX_LIMITSIZE, "frequency,alpha,maximum,minimum,type\n"},
-                             {"CrossoverData", LX_XOVERSIZE, "frequency,slope\n"},
-                             {"EqualiserData", LX_EQSIZE, "frequency,alpha,gain\n"}};
-static_assert(LX_LIMITFREQ == 0 && LX_LIMITALPHA == 1 && LX_LIMITMAX == 2 && LX_LIMITMIN == 3 && LX_LIMITTYPE == 4);
-static_assert(LX_XOVERFREQ == 0 && LX_XOVERSLOPE == 1);
-static_assert(LX_EQFREQ == 0 && LX_EQALPHA == 1 && LX_EQGAIN == 2);
+// The client's own, which no sample rate goes with.
+constexpr std::string_view kOwnArray = "ConfigData";
 
 // 0 for a date that the system's clock does not know.
 std::time_t TimeOf(DATE date) {
@@ -188,15 +179,20 @@ MeasurementFile FileFrom(const Node& item, const MemberDescription& property, co
     file.columns = array.Columns();
     if (const MemberDescription* date = item.Type().Find("Timestamp")) file.modified = TimeOf(item.Get(*date).date);
     const std::span<const float> values = array.Values<float>();
-    const auto* table = std::ranges::find(kTables, property.name, &Table::property);
-    if (table != std::end(kTables) && array.Rows() == table->size) {
+    const DesignTable* table = FindDesignTable(property.name);
+    if (table && array.Rows() == table->values.size()) {
         file.values = Turned(values, array.Rows());
         file.kind = FileKind::Data;
         std::swap(file.rows, file.columns);
-        file.header = table->header;
+        for (const std::string& each : table->values) file.header += (file.header.empty() ? "" : ",") + each;
+        file.header += '\n';
         return file;
     }
     file.values.assign(values.begin(), values.end());
+    if (property.name == kOwnArray) {
+        file.kind = FileKind::Data;
+        return file;
+    }
     file.sampleRate = SampleRateOf(item);
     file.kind = KindOf(file);
     if (property.name != "Data") return file;

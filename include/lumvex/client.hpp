@@ -282,6 +282,21 @@ Result Received(Call call, const char* name, const Arguments&... arguments) {
     }
 }
 
+// The member of a collection at a place. Where there is none, the error says how many members there are.
+template <class Member, class Collection, class Place>
+Member ReceivedItem(const Collection& collection, Place place) {
+    Ref<typename Member::Interface> member;
+    const HRESULT status = collection.Get()->get_Item(place, member.Out());
+    LONG count = 0;
+    if (status == E_INVALIDARG && SUCCEEDED(collection.Get()->get_Count(&count)))
+        throw Error(status,
+                    "it is out of range, as there " + std::string(count == 1 ? "is " : "are ") +
+                        (count == 0 ? "no members" : std::to_string(count) + (count == 1 ? " member" : " members")),
+                    "Item(" + ArgumentText(place) + ')');
+    CheckCall(status, "Item", place);
+    return Member(std::move(member));
+}
+
 template <class Interface>
 Ref<Interface> CreateInstance(const GUID& clsid) {
     void* object = nullptr;

@@ -19,6 +19,15 @@ LUMVEX_API void SaveDocument(::_Root* root, const Progress& progress = {});
 // there by the time that the new file is complete is not touched (0x80030050). `progress` and errors as above.
 LUMVEX_API void SaveNewDocument(::_Root* root, const std::filesystem::path& path, const Progress& progress = {});
 
+// From now on the arrays that are put into the document wait for its save in a temporary file in the folder of `path`,
+// all of them but short ones and the first that have up to `inMemory` bytes together: a program that adds more than its
+// memory holds calls this. Everything else is as it was, also where no such file can be made or there is no room in it:
+// then arrays stay in memory. The save reads them back one by one, and fails with 0x8003001E where that is not
+// possible. Nothing is left of the file when the program ends; where a program is killed on a system that has no files
+// without names, the next save of `path` removes it. Throws lumvex::Error (client.hpp) with 0x80004002 for an object
+// that is no root of this library.
+LUMVEX_API void SpoolArrays(::_Root* root, const std::filesystem::path& path, std::uint64_t inMemory);
+
 struct Compaction {
     std::uint64_t bytesBefore = 0, bytesAfter = 0;  // of the file
 };

@@ -3,7 +3,7 @@
 namespace lumvex::inside {
 
 void Array::Materialise() {
-    if (!slot || !slot->InFile()) return;
+    if (!slot || slot->IsLasting()) return;
     const Ref<StoredArray> read = StoredArray::Make(slot->Type(), slot->Shape());
     slot->CopyTo(read->Room());
     slot = read;

@@ -26,11 +26,12 @@ public:
     }
     template <class Owner>
     void Put(const VARIANT& value, Owner& owner) {
-        owner.ResolveRoot();
-        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, channels_(owner)); });
+        ByteSpool* const spool = owner.ResolveRoot().Spool();
+        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, channels_(owner), spool); });
     }
+    // Reads an array that is still in the document's file.
     void Materialise();
-    // Reads an array that is still in the file, because the other object's stream may go away.
+    // Reads it as well, because the other object's stream may go away.
     void CopyFrom(const Array& other) {
         slot = other.slot;
         Materialise();

@@ -139,7 +139,7 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
         writer.I32(dimension.lower);
         writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lower} + dimension.count - 1));
     }
-    if (slot->Type() != VT_BSTR) return writer.Block(slot->Elements());
+    if (slot->Type() != VT_BSTR) return slot->WriteTo(writer);
     RecordOrder order(slot->Shape());
     for (std::size_t at = 0; at < slot->Texts().size(); ++at, order.Next()) {
         const StoredArray::Text& text = slot->Texts()[order.Index()];

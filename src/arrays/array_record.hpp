@@ -15,8 +15,8 @@
 
 namespace lumvex::inside {
 
-// The writer borrows the elements: the array has to exist until the record was written. An array that is still in the
-// file has to be read into memory before.
+// The writer borrows elements that are in memory: the array has to exist until the record was written. An array that is
+// still in the document's file has to be read into memory before.
 void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot);
 
 // Leaves the slot empty when it fails: with 4007 for an unknown format or element type, with the read fault for no or

@@ -130,6 +130,13 @@ void ConvertElements(SAFEARRAY* array, std::span<std::byte> elements, Convert co
     std::ranges::transform(access.As<const From>(count), reinterpret_cast<float*>(elements.data()), convert);
 }
 
+// The elements in the spool, where that takes them, else in memory.
+ArraySlot Kept(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements, ByteSpool* spool) {
+    std::shared_ptr<const ByteSource> spooled = spool ? spool->Put(elements) : nullptr;
+    if (spooled) return StoredArray::Make(type, dimensions, std::move(spooled), 0);
+    return StoredArray::Make(type, dimensions, elements);
+}
+
 // ---- out ------------------------------------------------------------------------------------------------------------
 
 // The number in a stored variant; 0 where it is none.
@@ -264,7 +271,7 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
 
 }  // namespace
 
-void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
+void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels, ByteSpool* spool) {
     if (value.vt == VT_EMPTY) {
         slot = nullptr;
         return;
@@ -276,20 +283,17 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
     CheckShape(dimensions, channels);
 
     const auto type = static_cast<VARTYPE>(value.vt & ~VT_ARRAY);
-    const bool bytes = type == VT_UI1;
     CheckType(value.parray, type);
-    if (type != VT_R4 && !bytes)
-        for (Dimension& dimension : dimensions) dimension.lower = 0;
-    const Ref<StoredArray> made = StoredArray::Make(bytes ? VT_UI1 : VT_R4, dimensions);
+    if (type == VT_R4 || type == VT_UI1) {
+        const Access access(value.parray);
+        const auto elements = access.As<const std::byte>(StoredArray::SizeOf(type, dimensions));
+        slot = Kept(type, dimensions, elements, spool);
+        return;
+    }
+    for (Dimension& dimension : dimensions) dimension.lower = 0;
+    const Ref<StoredArray> made = StoredArray::Make(VT_R4, dimensions);
     const std::span<std::byte> elements = made->Room();
     switch (type) {
-        case VT_R4:
-        case VT_UI1: {
-            const Access access(value.parray);
-            if (!elements.empty())
-                std::memcpy(elements.data(), access.As<const std::byte>(elements.size()).data(), elements.size());
-            break;
-        }
         case VT_R8:
             ConvertElements<double>(value.parray, elements, [](double element) { return static_cast<float>(element); });
             break;
@@ -300,7 +304,10 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels) {
             ConvertElements<VARIANT>(value.parray, elements, FloatOf);
             break;
     }
-    slot = made;
+    if (std::shared_ptr<const ByteSource> spooled = spool ? spool->Put(elements) : nullptr)
+        slot = StoredArray::Make(VT_R4, dimensions, std::move(spooled), 0);
+    else
+        slot = made;
 }
 
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {

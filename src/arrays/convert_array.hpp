@@ -4,6 +4,7 @@
 #include "arrays/stored_array.hpp"
 #include "lumvex/interfaces.hpp"
 #include "lumvex/values.hpp"
+#include "storage/records/byte_spool.hpp"
 
 namespace lumvex::inside {
 
@@ -13,8 +14,8 @@ inline constexpr LONG kAnyChannels = -1;
 // An empty variant empties the slot. `channels` is how many elements the second dimension must have, where an array of
 // one dimension counts as one channel; negative: any number. Fails with 4002 (number of channels), 4003 (more than two
 // dimensions), 4004 (no array), 4007 (element type, or a variant that says another type than its array),
-// DISP_E_BADINDEX (one dimension of one element).
-void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels);
+// DISP_E_BADINDEX (one dimension of one element). With a spool the elements may wait there.
+void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels, ByteSpool* spool = nullptr);
 
 // The stored array in the element type that the client wants: with the stored bounds for LX_R4 and LX_UI1, with lower
 // bounds 0 for LX_R8 and LX_VT. Empty when nothing is stored or the type is none of these. Numbers are converted to the

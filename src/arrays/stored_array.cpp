@@ -58,6 +58,14 @@ void StoredArray::CopyTo(std::span<std::byte> elements) const {
         std::memcpy(elements.data(), Elements().data(), elements.size());
 }
 
+void StoredArray::WriteTo(RecordWriter& writer) const {
+    assert(IsLasting());
+    if (InFile())
+        writer.Block(*elsewhere_->source, elsewhere_->offset, ByteSize());
+    else
+        writer.Block(Elements());
+}
+
 std::size_t StoredArray::ElementSize(VARTYPE type) {
     switch (type) {
         case VT_UI1:

@@ -16,6 +16,7 @@
 
 #include "lumvex/values.hpp"
 #include "storage/records/byte_source.hpp"
+#include "storage/records/record_writer.hpp"
 
 namespace lumvex::inside {
 
@@ -87,9 +88,13 @@ public:
     std::size_t Count() const { return CountOf(dimensions_); }           // elements in all
     std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }  // of all elements; 0 for texts
 
-    bool InFile() const { return elsewhere_ && elsewhere_->source; }
+    bool InFile() const { return elsewhere_ && elsewhere_->source; }  // the document's, or that of its ByteSpool
+    bool IsLasting() const {
+        return !InFile() || elsewhere_->source->IsLasting();
+    }                                                  // whatever becomes of the document's
     void CopyTo(std::span<std::byte> elements) const;  // from the first on, at most ByteSize() bytes
     std::span<const std::byte> Elements() const;       // of an array in memory
+    void WriteTo(RecordWriter& writer) const;          // the elements, as WriteArrayRecord says
     std::span<std::byte> Room();                       // the same, of an array that is being made
     const std::vector<Text>& Texts() const;
 

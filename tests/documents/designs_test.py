@@ -194,7 +194,7 @@ class Designs(ToolTest):
         header = "profile,position,speaker,correction,amplification,GaindB\n"
         for words, table in [
                 ('csv:1: the header names no column "position"', "profile,speaker\n"),
-                ('csv:1: there is no column "Gain"', "profile,position,Gain\n"),
+                ('csv:1: there is no column "Loud"', "profile,position,Loud\n"),
                 ('csv:1: the header names the column "GAINDB" twice', "profile,position,GaindB,GAINDB\n"),
                 ("there are no rows below the header", header), ("the file is empty", ""),
                 ("csv:2: expected 6 fields, found 2", header + "Profile 1,Left\n"),
@@ -202,15 +202,21 @@ class Designs(ToolTest):
                 ('csv:2: there is no profile "Profile 4"; there is Bypass', header + "Profile 4,Left,,,,\n"),
                 ('csv:3: there is no position "Middle"; there is Left', header + "Bypass,Left,,,,\nBypass,Middle,,,,\n"),
                 ("csv:3: a line above has the same position", header + "Bypass,Left,,,,\nBYPASS,left,,,,\n"),
-                ("csv:2: the amplification is one of tri-amp,", header + "Bypass,Left,,,stereo,\n"),
+                ("csv:2: amplification: Config takes one of tri-amp,", header + "Bypass,Left,,,stereo,\n"),
                 ("csv:3: the profile has another amplification",
                  header + "Bypass,Left,,,tri-amp,\nBypass,Right,,,bi-amp-mono,\n"),
-                ("csv:2: GaindB takes a number, not", header + "Bypass,Left,,,,loud\n"),
+                ("csv:2: GaindB takes a number (dB), found", header + "Bypass,Left,,,,loud\n"),
                 ("csv:2: a correction needs its speaker", header + "Bypass,Left,,Flat,,\n"),
                 ('has no configuration "Tri amp"', header + "Bypass,Left,Right,,,\n"),
                 ('has in "Single amp" no correction "Flat"; there is none',
                  header + "Bypass,Left,Right,Flat,full-range-mono,\n")]:
             self.assert_refused(words, self.processor, table)
+        for words, value in [
+                ("LimitData takes in column 2 a frequency above the one before", "LimitData=[[20,1,2,1,4],[20,1,2,1,4]]"),
+                ("LimitData takes in column 1 a maximum above the minimum", "LimitData=[[20,1,1,1,4]]"),
+                ("CrossoverData takes in column 1 a slope above 0", "CrossoverData=[[20,0]]"),
+                ("CrossoverData takes a column of 2 numbers for each entry (frequency, slope)", "CrossoverData=[20]")]:
+            self.assert_refused(words, self.tool, "set", self.document, "Right/Bi amp/Corrections/Flat", value)
         self.assert_refused("it is a library; speakers", self.tool, "processor", "library.lvs", "--name", "Rack")
         self.assert_refused("there is no such file", self.tool, "correct", "none.lvp", *right, "--config", "Bi amp",
                             "--name", "Flat", status=DOCUMENT_FAILED)
@@ -218,12 +224,18 @@ class Designs(ToolTest):
 
     def test_wrong_usage(self):
         for words, run, arguments in [
-                ("there is no setting Loudness", self.correct, ["--set", "Loudness=1"]),
-                ("MagTol takes a number", self.correct, ["--set", "MagTol"]),
+                ('Correction has no setting "Loudness"; there is ActMagError', self.correct, ["--set", "Loudness=1"]),
+                ("expected NAME=VALUE", self.correct, ["--set", "MagTol"]),
                 ("MinphaseSmooth takes a whole number", self.correct, ["--set", "MinphaseSmooth=0.5"]),
                 ("OptMethod takes one of min-delay, min-error", self.design, ["--set", "OptMethod=2"]),
-                ("XdA_FIR(1) takes a whole number of 16 bits", self.processor, ["", "--set", "XdA_FIR(1)=32768"]),
-                ("there is no setting XdA_Mute(17,1)", self.processor, ["", "--set", "XdA_Mute(17,1)=1"]),
+                ("MagTol takes a number of at least 0 (dB), found", self.correct, ["--set", "MagTol=-1"]),
+                ("MagTol takes a number of at least 0 (dB) with a decimal point: 3.5, not", self.correct,
+                 ["--set", "MagTol=3,5"]),
+                ("a number with a decimal point, such as 0.5", self.design,
+                 ["--speaker", "Right", "--experiment", "Near", "--scale", "0,5"]),
+                ("XdA_FIR takes a whole number from 0 to 32767", self.processor, ["", "--set", "XdA_FIR(1)=32768"]),
+                ('there is no "XdA_Mute(17,1)", only XdA_Mute(1..16,1..6)', self.processor,
+                 ["", "--set", "XdA_Mute(17,1)=1"]),
                 ("such as 2200:24", self.design, ["--crossover", "2200"]),
                 ("--speaker", self.design, ["--experiment", "Near"]),
                 ("--speaker requires", self.design, ["--speaker", "Right"]),

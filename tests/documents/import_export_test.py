@@ -1,5 +1,6 @@
 """Names, places and formats of what goes in and comes out; what is refused, told or kept besides the numbers."""
 
+import json
 import os
 import struct
 import subprocess
@@ -36,6 +37,9 @@ class ImportExport(ToolTest):
         self.tool("compare", self.document, files[1], "--with", "L left")
         self.assertIn("row 1, column 2: 70 in the document, 80 in the file",
                       self.tool("compare", self.document, files[0], "--name", "L left", status=INCOMPLETE).stdout)
+        told = self.tool("compare", "--json", self.document, files[0], "none.csv", "--with", "L left", status=INCOMPLETE)
+        found = [(each.get("address"), each.get("same")) for each in json.loads(told.stdout)]
+        self.assertEqual(found, [("Data/L left", False), (None, None)])
         for arguments in [["--name", "same", *files], ["--name", "", files[0]], ["--as", "wish", files[0]],
                           ["--columns", "1,0", files[0]], ["--columns", "", files[0]], ["--rate", "0", files[0]],
                           ["--to-impulse", "fast", files[0]], ["--decimal", ",", files[0]]]:
@@ -69,6 +73,25 @@ class ImportExport(ToolTest):
                                 "falling": (0, "2 x 2"), "german": (0, "2 x 2"), "named": (0, "2 x 2"),
                                 "plain": (48000, "3 x 1")})
 
+    def test_memory_is_that_of_the_largest_file(self):
+        """20 files of 16 MB, which are holes in the disk, in the memory of one and what the tool keeps back."""
+        megabytes = 1 << 20
+        for number in range(20):
+            path = self.file(f"{number}.wav", float_wav(1, []))
+            with path.open("r+b") as file:
+                file.truncate(path.stat().st_size + 16 * megabytes)
+                for at in [4, 40]:  # the lengths
+                    file.seek(at)
+                    file.write(struct.pack("<I", 16 * megabytes + (36 if at == 4 else 0)))
+        files = [f"{number}.wav" for number in range(20)]
+        environment = {**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1:" + os.environ.get("ASAN_OPTIONS", "")}
+        tool = subprocess.Popen([TOOL, "import", "--quiet", self.document, *files], cwd=self.folder, env=environment)
+        _, status, usage = os.wait4(tool.pid, 0)
+        self.assertEqual(os.waitstatus_to_exitcode(status), 0)
+        self.assertLess(usage.ru_maxrss * 1024, 200 * megabytes)
+        self.tool("compare", self.document, *files)
+        self.assertEqual(sorted(os.listdir(self.folder)), sorted([self.document.name, *files]))
+
     def test_a_start_time_is_kept(self):
         text = self.file("ir.txt", SAMPLED)
         library = self.folder / "library.lvs"
@@ -77,7 +100,7 @@ class ImportExport(ToolTest):
                       self.tool("import", self.document, text).stderr)
         self.tool("import", self.document, text, "--room", "R", "--position", "P", "--channel", "0")
         self.tool("import", self.document, text, "--library", library, "--model", "Acme/Alpha", "--speaker", "S",
-                  "--config", "single-amp".replace("-", " "), "--experiment", "E")
+                  "--config", "single-amp", "--experiment", "E")
         for address in ["ir", "Rooms/R/Positions/P/Measurements/ir", "S/Single amp/Measurements/ir"]:
             with self.subTest(address=address):
                 self.tool("compare", self.document, text, "--with", address)
@@ -87,6 +110,8 @@ class ImportExport(ToolTest):
                 self.assertIn("again.wav: the start time is left out; .txt and .csv keep it", told)
                 differs = self.tool("compare", self.document, "again.wav", "--with", address, status=INCOMPLETE).stdout
                 self.assertIn("start time: -0.125010", differs)
+        self.tool("export", self.document, "Rooms/R", "--all", "-o", "room")
+        self.assertEqual(sorted(os.listdir(self.folder / "room")), ["ir.ConfigData.csv", "ir.wav"])
         # A header that comes with the numbers goes out with them.
         self.tool("export", self.document, "ir", "-o", "again.txt", "--force")
         self.assertTrue((self.folder / "again.txt").read_text().startswith(SAMPLED.partition("* Data")[0]))

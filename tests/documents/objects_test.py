@@ -193,17 +193,20 @@ class Properties(Objects):
             if (old or {}).get("type") == "byte":
                 array = {"rows": 3, "columns": 1, "type": "byte", "values": [0, 255, 7]}
                 return [(json.dumps(array), array)]
-            array = [[row + column / 4 for row in range(3)] for column in range(columns)]
+            rows = {"LimitData": 5, "CrossoverData": 2}.get(name, 3)
+            array = [[20 + column - row for row in range(rows)] for column in range(columns)]
             flat = array if columns > 1 else array[0]
-            return [(json.dumps(flat), {"rows": 3, "columns": columns, "type": "float", "values": flat})]
+            return [(json.dumps(flat), {"rows": rows, "columns": columns, "type": "float", "values": flat})]
         if kind == "float":
             unit = each["unit"]
             return [("0", 0.0), ("0.1", 0.1), ("1234.5" + unit, 1234.5)]
-        low, high = each.get("range", (0 if each["unit"] == "Hz" else -5, 32767))
+        low, high = each.get("range", (-5, 32767))
+        high = 32767 if high is None else high
         return [(str(low), low), (f"{high} {each['unit']}", high)]
 
     def bad_values(self, each):
         kind = each["type"]
+        below = [str(each["range"][0] - 1)] if "range" in each else []
         if "words" in each:
             return ["nonsense", "", "99", *(["5"] if "range" in each else [])]
         if kind.endswith("*"):
@@ -213,9 +216,10 @@ class Properties(Objects):
         if kind == "VARIANT":
             return ["[[1],[1,2]]", '["x"]', "[1,", "1", '{"type":"double","values":[1]}']
         if kind == "float":
-            return ["x", "", "1e39", *(["-1"] if each["unit"] == "Hz" else [])]
+            return ["x", "", "1e39", "0,5", *below]
         if kind in ("LONG", "SHORT"):
-            return ["x", "", "1.5", str(2**31), *([str(each["range"][1] + 1)] if "range" in each else [])]
+            above = [] if each.get("range", [0, None])[1] is None else [str(each["range"][1] + 1)]
+            return ["x", "", "1.5", "1,000", str(2**31), *below, *above]
         return []
 
     def test_every_one_is_set_and_kept_or_refused(self):
@@ -291,7 +295,9 @@ class Changes(Objects):
                 before = self.folder / f"before{document.suffix}"
                 shutil.copy(document, before)
                 known = {identifier for _, _, identifier in self.objects(document)}
-                added = self.tool("add", document, collection, self.adding(document, name)).stdout[:-1]
+                added = self.tool("add", document, collection, self.adding(document, name)).stderr
+                self.assertEqual(added[-8:], ": added\n")
+                added = added[:-8]
                 identifier = self.tool("get", document, added, "ID").stdout.strip()
                 self.assertNotIn(identifier, known)
                 member = classes()[name]["member"]

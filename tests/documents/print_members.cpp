@@ -31,7 +31,8 @@ Json Properties(const InterfaceDescription& type) {
                   {"indexes", Indexes(each)}, {"unit", each.unit}, {"isKept", each.keptSince.has_value()}};
         if (each.enumeration) json["words"] = Words(*each.enumeration);
         if (each.enumeration) json["isCombined"] = each.enumeration->isCombined;
-        if (each.hasRange) json["range"] = {each.range.lowest, each.range.highest};
+        const bool isOpen = each.range.highest == RangeDescription::kNoLimit;
+        if (each.hasRange) json["range"] = {each.range.lowest, isOpen ? Json() : Json(each.range.highest)};
         properties[std::string(each.name)] = std::move(json);
     }
     return properties;

@@ -42,8 +42,8 @@ TEST_F(FailedOpen, IsToldInWords) {
     const Case cases[] = {
         {[&] { project.OpenFile(PathText(path)); }, "there is no such file",
          "OpenFile(" + name(path) + "): there is no such file (status 0x80030002)"},
-        {[&] { project.Data().Item(7); }, "an argument is out of range or not allowed",
-         "Item(7): an argument is out of range or not allowed (status 0x80070057)"},
+        {[&] { project.Data().Item(7); }, "it is out of range, as there are no members",
+         "Item(7): it is out of range, as there are no members (status 0x80070057)"},
         {[&] { project.SetCacheBounds(9, 8); }, "", "SetCacheBounds(9, 8): "},
         {[&] { CheckDocument(path); }, "", ToUtf8(PathText(path)) + ": "},
     };

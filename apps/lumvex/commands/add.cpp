@@ -1,11 +1,9 @@
 #include <algorithm>
-#include <iostream>
 #include <memory>
 
 #include "commands.hpp"
 #include "objects/adding.hpp"
-#include "objects/opened.hpp"
-#include "run_options.hpp"
+#include "objects/changing.hpp"
 
 namespace lumvex::app {
 
@@ -50,8 +48,7 @@ const std::string* TakeFor(const Ingredient& ingredient, const InterfaceDescript
 
 ExitStatus RunAdd(const AddArguments& arguments) {
     EditedDocument document(arguments.document);
-    std::string path;
-    OnObjects(arguments.document, "cannot be changed", [&] {
+    return ChangeAndSave(document, [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));
         const Node collection = CollectionOf(addresses.Find(arguments.collection));
         const InterfaceDescription& member = MemberTypeOf(collection.Type());
@@ -75,12 +72,8 @@ ExitStatus RunAdd(const AddArguments& arguments) {
         const LONG before = collection.Count();
         const Node added = AddMember(collection, values);
         for (const std::string* each : assignments) Assign(added, *each, addresses);
-        path = PathOf(added);
-        if (collection.Count() == before) std::cerr << path << ": it was there already\n";
+        return PathOf(added) + (collection.Count() == before ? ": was there already" : ": added");
     });
-    document.Save("cannot be saved, nothing was added");
-    std::cout << path << '\n';
-    return kDone;
 }
 
 }  // namespace
@@ -107,8 +100,8 @@ Command commands::Add() {
             std::string(kAddressHelp) +
             "\nA speaker of a model is added with Model=Acme/Alpha, one of its configurations by the word for it "
             "(bi-amp), a\n"
-            "measurement that was taken with a set-up with Experiment=\"On axis\". The address of the new object is "
-            "printed.",
+            "measurement that was taken with a set-up with Experiment=\"On axis\". Standard error says the address of "
+            "the new object.",
         .incomplete = "there is no such collection, or a value is refused; nothing was added",
         .run = [arguments] { return RunAdd(*arguments); }};
 }

@@ -1,6 +1,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "commands.hpp"
@@ -8,9 +9,11 @@
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "named_data.hpp"
+#include "objects/json.hpp"
 #include "objects/opened.hpp"
 #include "progress_line.hpp"
 #include "reading_options.hpp"
+#include "run_options.hpp"
 #include "stored_files.hpp"
 
 namespace lumvex::app {
@@ -24,7 +27,7 @@ struct CompareArguments {
     std::vector<fs::path> files;
     std::string with;  // address
     ReadingArguments reading;
-    bool statistics = false;
+    bool json = false, statistics = false;
 };
 
 // The items below an object, itself included, that have an array "Data" of their own and this name. What cannot be read
@@ -71,10 +74,12 @@ public:
                 } catch (const FileError& error) {
                     progress_.Clear();
                     std::cerr << error.what() << '\n';
+                    all_.push_back({{"file", Utf8(path)}, {"problem", error.what()}});
                 }
             }
         });
-        std::cout << same_ << " of " << arguments_.files.size() << " files are the same bit for bit\n";
+        if (arguments_.json) PrintJson(std::cout, all_);
+        Reports() << same_ << " of " << arguments_.files.size() << " files are the same bit for bit\n";
         if (arguments_.statistics) {
             const LoadStatistics statistics = StatisticsOf(RootOf(document_).Get());
             std::cerr << statistics.objectsLoaded << " objects loaded, " << statistics.bytesRead << " bytes read\n";
@@ -91,9 +96,16 @@ private:
         bool isSame = false;
         for (const Node& item : ItemsFor(path, file)) {
             const auto difference = DifferenceOf(file, FileFrom(item, *item.Type().Find("Data"), HeaderFor(item)));
+            isSame |= !difference;
+            if (arguments_.json) {
+                Json json{{"file", Utf8(path)}, {"ID", ToUtf8(item.Id())}, {"address", AddressOf(item)}};
+                json["same"] = !difference;
+                json["difference"] = difference ? Json(*difference) : Json();
+                all_.push_back(std::move(json));
+                continue;
+            }
             std::cout << NameOf(item) << ": " << (difference ? "differs: " + *difference : "the same")
                       << (difference ? "" : ", " + ShapeText(file.rows, file.columns)) << '\n';
-            isSame |= !difference;
         }
         same_ += isSame;
     }
@@ -127,10 +139,16 @@ private:
     // Data by their names, as most are; others by their addresses.
     std::string NameOf(const Node& item) {
         if (item.As<Datum>() || item.As<Microphone>()) return Shown(item.Name());
+        const std::string address = AddressOf(item);
+        return address.starts_with('{') ? Shown(item.Name()) + ' ' + address : address;
+    }
+
+    // The path or, where something beside the item cannot be read, the ID.
+    std::string AddressOf(const Node& item) {
         try {
             return paths_.Of(item);
-        } catch (const Error&) {  // something beside it cannot be read
-            return Shown(item.Name()) + ' ' + ToUtf8(item.Id());
+        } catch (const Error&) {
+            return ToUtf8(item.Id());
         }
     }
 
@@ -139,6 +157,7 @@ private:
     Node root_;
     std::optional<NamedData> data_;
     Paths paths_;
+    Json all_ = Json::array();
     ProgressLine progress_{"comparing file"};
     std::size_t started_ = 0, same_ = 0;
 };
@@ -151,6 +170,7 @@ Command commands::Compare() {
         DocumentOption(arguments->document, "the project or library; opened for reading only"),
         {"FILE", &arguments->files, kShown, "measurement files, as for import", {.required = true}},
         {"--with", &arguments->with, {"ADDRESS"}, "the item that all files are compared with"},
+        {"--json", &arguments->json, {}, "print a JSON list of comparisons"},
         {"--statistics",
          &arguments->statistics,
          {},

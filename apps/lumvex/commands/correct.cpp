@@ -10,8 +10,8 @@
 #include "files/text_encoding.hpp"
 #include "model_lookup.hpp"
 #include "named_data.hpp"
+#include "objects/changing.hpp"
 #include "progress_line.hpp"
-#include "run_options.hpp"
 #include "settings.hpp"
 
 namespace lumvex::app {
@@ -28,6 +28,12 @@ struct CorrectArguments {
     bool replace = false;
 };
 
+// Its sample rate comes with the filter.
+const Settings& SettingsOfCorrection() {
+    static const Settings settings(TypeOf<Correction>(), {"SampleRate"});
+    return settings;
+}
+
 // One run of the command. Makes or changes the correction in memory, and saves the document when all of it was
 // accepted.
 class CorrectRun {
@@ -35,12 +41,11 @@ public:
     explicit CorrectRun(const CorrectArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
-        std::string report;
-        OnDocument(arguments_.document, "cannot be changed", [&] { report = Put(); });
-        progress_.Clear();
-        document_.Save("cannot be saved, nothing was changed");
-        Reports() << report << '\n';
-        return kDone;
+        return ChangeAndSave(document_, [&] {
+            std::string report = Put();
+            progress_.Clear();
+            return report;
+        });
     }
 
 private:
@@ -74,7 +79,7 @@ private:
         if (smoothed) correction.Data2(ArrayAt(correction.SampleRate(), *smoothed, arguments_.smoothed[0]));
         if (verified) correction.VerifyMeas(ArrayAt(correction.SampleRate(), *verified, arguments_.verified[0]));
         PutTables(arguments_.design, correction);
-        Assign(correction, arguments_.design.settings);
+        SettingsOfCorrection().Assign(Node(correction), arguments_.design.settings);
 
         const Array data(correction.Data());
         const Measurement source = correction.Measurement();
@@ -165,7 +170,7 @@ Command commands::Correct() {
                      "the measurement that verified the correction; repeated for mono files"},
                     LimitsOption(design),
                     CrossoverOption(design),
-                    SetOption<Correction>(design.settings),
+                    SetOption(design.settings, SettingsOfCorrection()),
                     {"--replace",
                      &arguments->replace,
                      {},
@@ -178,7 +183,7 @@ Command commands::Correct() {
             "sample rate in Hz from the filter, else from the measurement, and the others must be at that rate. A "
             "filter\n"
             "may follow later, with --replace.\n\n" +
-            DesignHelp() + "Settings of a correction:\n" + SettingsHelp<Correction>() +
+            DesignHelp() + "Settings of a correction:\n" + SettingsOfCorrection().Help() +
             "\nThe document is saved when all of it went in, and is else as it was.",
         .incomplete = "a name was not found or is taken, or a file was refused; nothing was changed",
         .run = [arguments] { return CorrectRun(*arguments).Run(); }};

@@ -10,7 +10,7 @@
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "model_lookup.hpp"
-#include "run_options.hpp"
+#include "objects/changing.hpp"
 
 namespace lumvex::app {
 
@@ -33,14 +33,11 @@ public:
     explicit CrossoverRun(const CrossoverArguments& arguments) : arguments_(arguments), document_(arguments.document) {}
 
     ExitStatus Run() {
-        OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
-        document_.Save("cannot be saved, nothing was changed");
-        Reports() << report_ << '\n';
-        return kDone;
+        return ChangeAndSave(document_, [&] { return Put(); });
     }
 
 private:
-    void Put() {
+    std::string Put() {
         const fs::path& path = arguments_.document;
         project_ = ProjectIn(document_);
         const Config config = ExistingConfig(path, project_.Configs(), arguments_.config);
@@ -58,12 +55,12 @@ private:
 
         if (!design) design = designs.Add(FromUtf8(arguments_.name));
         PutTables(arguments_.design, design);
-        Assign(design, arguments_.design.settings);
+        Settings(TypeOf<SpkrEQDesign>()).Assign(Node(design), arguments_.design.settings);
         if (!arguments_.measurements.empty() || !arguments_.experiment.empty()) LinkMeasurements(design, speakers);
         if (!arguments_.corrections.empty()) GroupCorrections(design, speakers);
-        report_ = Shown(design.Name()) + ": a design for " + Quoted(ToUtf8(config.Name())) + " with " +
-                  CountOf(static_cast<std::size_t>(design.SpkrMeasureLinks().Count()), "measurement") + " and " +
-                  CountOf(static_cast<std::size_t>(design.SpkrCorrectionGroups().Count()), "correction group");
+        return Shown(design.Name()) + ": a design for " + Quoted(ToUtf8(config.Name())) + " with " +
+               CountOf(static_cast<std::size_t>(design.SpkrMeasureLinks().Count()), "measurement") + " and " +
+               CountOf(static_cast<std::size_t>(design.SpkrCorrectionGroups().Count()), "correction group");
     }
 
     SpkrEQDesigns DesignsFor(LXConfig id) const {
@@ -118,7 +115,6 @@ private:
     const CrossoverArguments& arguments_;
     EditedDocument document_;
     Project project_;
-    std::string report_;
 };
 
 }  // namespace
@@ -165,14 +161,14 @@ Command commands::Crossover() {
               {.needsOneOf = {"--experiment", "--measurement"}}},
              LimitsOption(design),
              CrossoverOption(design),
-             SetOption<SpkrEQDesign>(design.settings),
+             SetOption(design.settings, Settings(TypeOf<SpkrEQDesign>())),
              {"--replace", &arguments->replace, {}, "change a design that is there: what is not given stays as it is"}},
         .details =
             "The design links to measurements and, in one group for each name, to corrections of its speakers in its\n"
             "configuration. With --replace, measurements that are given take the place of all that are linked, and so "
             "do\n"
             "corrections.\n\n" +
-            DesignHelp() + "Settings of a design:\n" + SettingsHelp<SpkrEQDesign>() +
+            DesignHelp() + "Settings of a design:\n" + Settings(TypeOf<SpkrEQDesign>()).Help() +
             "\nThe document is saved when all of it went in, and is else as it was.",
         .incomplete = "a name was not found or is taken, or a table was refused; nothing was changed",
         .run = [arguments] { return CrossoverRun(*arguments).Run(); }};

@@ -1,12 +1,6 @@
-#include <algorithm>
-#include <atomic>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
-#include <sstream>
-#include <system_error>
-#include <thread>
 
 #include "commands.hpp"
 #include "documents_in.hpp"
@@ -14,6 +8,7 @@
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
+#include "processes.hpp"
 #include "run_options.hpp"
 
 namespace lumvex::app {
@@ -40,8 +35,20 @@ std::string ProblemOfId(const std::string& text) {
 // What was found in one document, or why it could not be searched.
 struct Findings {
     std::string text, problem;
-    Json json = Json::array();
+    Json objects = Json::array();
     std::size_t count = 0;
+
+    // As bytes, on the way from another process.
+    std::string Packed() const {
+        std::string bytes;
+        Json::to_cbor({text, problem, objects, count}, bytes);
+        return bytes;
+    }
+    static Findings Unpacked(const std::string& bytes) {
+        Json packed = Json::from_cbor(bytes);
+        return {packed[0].get<std::string>(), packed[1].get<std::string>(), std::move(packed[2]),
+                packed[3].get<std::size_t>()};
+    }
 };
 
 class Search {
@@ -85,7 +92,7 @@ private:
             Json json{{"document", Utf8(path)}, {"address", paths.Of(item)}, {"class", item.Class()->name}};
             json["ID"] = ToUtf8(item.Id());
             json["Name"] = TextJson(item.Name());
-            findings.json.push_back(std::move(json));
+            findings.objects.push_back(std::move(json));
         } else {
             findings.text += (namesDocument ? Utf8(path) + ": " : "") + paths.Of(item) + '\n';
         }
@@ -97,37 +104,23 @@ private:
     bool hasPattern_, isPath_;
 };
 
-// Searches several documents at a time and prints what is found in their order.
+// Searches the documents and prints what is found in their order.
 ExitStatus RunFind(const FindArguments& arguments) {
-    const Search search(arguments);
+    const Search finder(arguments);
     const std::vector<fs::path> places = arguments.places.empty() ? std::vector<fs::path>{"."} : arguments.places;
     const std::vector<fs::path> documents = DocumentsIn(places);
     const bool namesDocuments = documents.size() != 1 || fs::is_directory(places[0]);
-    std::vector<std::unique_ptr<Findings>> done(documents.size());
-    std::mutex mutex;
-    std::size_t next = 0, printed = 0, found = 0, failed = 0;
+    std::size_t found = 0, failed = 0;
     Json all = Json::array();
-    const auto work = [&] {
-        for (std::unique_lock lock(mutex); next < documents.size();) {
-            const std::size_t mine = next++;
-            lock.unlock();
-            auto findings = std::make_unique<Findings>(search.In(documents[mine], namesDocuments));
-            lock.lock();
-            done[mine] = std::move(findings);
-            for (; printed < done.size() && done[printed]; ++printed) {
-                Findings& each = *done[printed];
-                std::cout << each.text;
-                if (!each.problem.empty()) std::cerr << each.problem << '\n';
-                failed += each.problem.empty() ? 0 : 1;
-                found += each.count;
-                for (Json& json : each.json) all.push_back(std::move(json));
-                each = {};
-            }
-        }
-    };
-    std::vector<std::thread> threads(std::min<std::size_t>(std::max(1U, std::thread::hardware_concurrency()), 16));
-    for (std::thread& each : threads) each = std::thread(work);
-    for (std::thread& each : threads) each.join();
+    const auto search = [&](std::size_t at) { return finder.In(documents[at], namesDocuments).Packed(); };
+    InProcesses(documents.size(), search, [&](const std::string& answer) {
+        const Findings each = Findings::Unpacked(answer);
+        std::cout << each.text;
+        if (!each.problem.empty()) std::cerr << each.problem << '\n';
+        failed += each.problem.empty() ? 0 : 1;
+        found += each.count;
+        all.insert(all.end(), each.objects.begin(), each.objects.end());
+    });
     if (arguments.json) PrintJson(std::cout, all);
     if (documents.size() != 1)
         Reports() << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()

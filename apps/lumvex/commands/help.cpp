@@ -3,6 +3,7 @@
 
 #include "arguments.hpp"
 #include "commands.hpp"
+#include "completion.hpp"
 #include "files/file_error.hpp"
 #include "manual.hpp"
 #include "objects/properties.hpp"

@@ -11,6 +11,7 @@
 #include "document.hpp"
 #include "files/impulse_of_response.hpp"
 #include "files/text_encoding.hpp"
+#include "model_lookup.hpp"
 #include "named_data.hpp"
 #include "object_files.hpp"
 #include "progress_line.hpp"
@@ -120,21 +121,12 @@ private:
 
     // A file of objects that fails may have added some of them: the document must not be saved then.
     void AddObjects(const fs::path& path) {
-        LinkLibrary();
+        if (const Project* project = document_.AsProject())
+            LinkLibrary(arguments_.document, *project, arguments_.placement.library);
         const std::vector<std::string> added = ImportObjects(document_, path, arguments_.placement.replace);
         progress_.Clear();
         for (const std::string& each : added) Reports() << Utf8(path) << " -> " << each << '\n';
         ++imported_;
-    }
-
-    void LinkLibrary() {
-        const fs::path& library = arguments_.placement.library;
-        if (library.empty()) return;
-        const Node root = NodeOf(document_.Any());
-        OnObjects(arguments_.document, "cannot be changed", [&] {
-            const Property property = FindProperties(root.Type(), "Specifications")[0];
-            SetText(root, property, Utf8(library), Addresses(arguments_.document, root));
-        });
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others
@@ -243,7 +235,9 @@ Command commands::Import() {
             "the\n"
             "reason; nothing of it is imported, and the others are. The document is saved once, at the end; when "
             "nothing\n"
-            "can be imported it is neither created nor changed.",
+            "can be imported it is neither created nor changed. Until then what is more than 64 MB waits in a "
+            "temporary\n"
+            "file in the document's folder.",
         .incomplete = "some files, or all, were not imported",
         .run = [arguments] {
             const bool needsLibrary =

@@ -1,11 +1,9 @@
-#include <iostream>
 #include <memory>
 
 #include "commands.hpp"
 #include "objects/adding.hpp"
+#include "objects/changing.hpp"
 #include "objects/copying.hpp"
-#include "objects/opened.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 
@@ -16,31 +14,25 @@ struct MoveArguments {
     std::string address, collection;
 };
 
+Node Moved(const Node& item, const Node& collection, const Node& root) {
+    if (collection.Id() == item.Parent().Id()) throw PropertyError(PathOf(item) + " is in that collection already");
+    try {
+        Copier copier(root);
+        Node moved = copier.Into(item, collection);
+        copier.TakeOverReferences();
+        RemoveFromCollection(item);
+        return moved;
+    } catch (const Error& error) {
+        throw PropertyError(PathOf(item) + " cannot be moved: " + Describe(error));
+    }
+}
+
 ExitStatus RunMove(const MoveArguments& arguments) {
-    EditedDocument document(arguments.document);
-    std::string before, after;
-    OnObjects(arguments.document, "cannot be changed", [&] {
-        const Node root = NodeOf(document.Any());
-        const Addresses addresses(arguments.document, root);
-        const Node object = addresses.Find(arguments.address);
-        before = PathOf(object);
-        if (!object.Is(Kind::Item)) throw PropertyError(before + " is no item, and cannot be moved");
-        const Node from = object.Parent();
-        const Node to = CollectionFor(object.Type(), addresses.Find(arguments.collection));
-        if (to.Id() == from.Id()) throw PropertyError(before + " is in that collection already");
-        try {
-            Copier copier(root);
-            const Node moved = copier.Into(object, to);
-            copier.TakeOverReferences();
-            RemoveFromCollection(object);
-            after = PathOf(moved);
-        } catch (const Error& error) {
-            throw PropertyError(before + " cannot be moved: " + Describe(error));
-        }
-    });
-    document.Save("cannot be saved, nothing was moved");
-    Reports() << before << " -> " << after << '\n';
-    return kDone;
+    return ChangeItem(arguments.document, arguments.address, " is no item, and cannot be moved",
+                      [&](const Node& item, const Node& root, const Addresses& addresses) {
+                          const Node place = addresses.Find(arguments.collection);
+                          return Moved(item, CollectionFor(item.Type(), place), root);
+                      });
 }
 
 }  // namespace

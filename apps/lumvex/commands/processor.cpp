@@ -2,6 +2,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "channels.hpp"
@@ -10,9 +11,10 @@
 #include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
+#include "files/text_numbers.hpp"
 #include "files/text_table.hpp"
 #include "model_lookup.hpp"
-#include "run_options.hpp"
+#include "objects/changing.hpp"
 #include "settings.hpp"
 
 namespace lumvex::app {
@@ -33,6 +35,14 @@ struct ProcessorArguments {
 enum Column { kProfile, kAmplification, kPosition, kSpeaker, kCorrection, kNamedColumns };
 constexpr std::string_view kColumnNames[kNamedColumns] = {"profile", "amplification", "position", "speaker",
                                                           "correction"};
+
+// A position has the configuration of its profile's amplification.
+const Settings& SettingsOfPosition() {
+    static const Settings settings(TypeOf<BoxCfgSpkr>(), {"ConfigID"});
+    return settings;
+}
+
+const MemberDescription& Amplification() { return *TypeOf<BoxCfgBank>().Find("Config"); }
 
 bool SameName(std::string_view one, std::string_view two) { return CompareNoCase(FromUtf8(one), FromUtf8(two)) == 0; }
 
@@ -68,12 +78,20 @@ public:
     // An empty field leaves the setting as it is.
     void PutSettings(const TableRow& row, BoxCfgSpkr& output) const {
         for (std::size_t index = 0; index < settings_.size(); ++index) {
-            if (!settings_[index] || row.fields[index].empty()) continue;
-            const auto value = settings_[index]->Read(row.fields[index]);
-            Check(row, value.has_value(),
-                  settings_[index]->name + " takes " + settings_[index]->Expected() + ", not " +
-                      Quoted(row.fields[index]));
-            Assign(*output.Get(), *settings_[index], *value);
+            for (const Property& property : settings_[index])
+                if (!row.fields[index].empty()) Put(row, Node(output), property, row.fields[index]);
+        }
+    }
+
+    // Puts a field into a property. Tables whose fields are between semicolons may have decimal commas.
+    void Put(const TableRow& row, const Node& item, const Property& property, std::string field,
+             const std::string& column = {}) const {
+        float number = 0;
+        if (!IsGrouped(field, ',') && ReadNumber(field, number)) std::ranges::replace(field, ',', '.');
+        try {
+            SetPlain(item, property, field);
+        } catch (const PropertyError& error) {
+            Check(row, false, column + error.what());
         }
     }
 
@@ -95,10 +113,12 @@ private:
             isNew = place == kAbsent;
             place = index;
         } else {
-            const SettingForm* setting = FindSetting<BoxCfgSpkr>(name);
-            Check(header, setting, "there is no column " + Quoted(name) + "; --help lists all");
-            isNew = std::ranges::find(settings_, setting) == settings_.end();
-            settings_[index] = setting;
+            try {
+                settings_[index] = SettingsOfPosition().Find(name);
+            } catch (const PropertyError&) {
+                Check(header, false, "there is no column " + Quoted(name) + "; `lumvex help processor` lists all");
+            }
+            for (const Property& each : settings_[index]) isNew = seen_.insert(each.Name()).second && isNew;
         }
         Check(header, isNew, "the header names the column " + Quoted(name) + " twice");
     }
@@ -106,7 +126,8 @@ private:
     fs::path path_;
     std::vector<TableRow> rows_;
     std::size_t places_[kNamedColumns] = {kAbsent, kAbsent, kAbsent, kAbsent, kAbsent};
-    std::vector<const SettingForm*> settings_;  // by column; null for one that names something
+    std::vector<std::vector<Property>> settings_;  // by column; none for one that names something
+    std::set<std::string> seen_;
 };
 
 // One run of the command. Makes or changes the configuration in memory, and saves the document when all of it was
@@ -119,14 +140,11 @@ public:
           document_(arguments.document) {}
 
     ExitStatus Run() {
-        OnDocument(arguments_.document, "cannot be changed", [&] { Put(); });
-        document_.Save("cannot be saved, nothing was changed");
-        Reports() << report_ << '\n';
-        return kDone;
+        return ChangeAndSave(document_, [&] { return Put(); });
     }
 
 private:
-    void Put() {
+    std::string Put() {
         project_ = ProjectIn(document_);
         const BoxCfgs boxes = project_.BoxCfgs();
         box_ = boxes.FindName(FromUtf8(arguments_.name)).As<BoxCfg>();
@@ -135,16 +153,16 @@ private:
                                                      " already; --replace changes it");
         if (!box_) box_ = boxes.Add(FromUtf8(arguments_.name));
         if (arguments_.text) box_.XdA_CustomText(FromUtf8(*arguments_.text));
-        Assign(box_, arguments_.settings);
+        Settings(TypeOf<BoxCfg>()).Assign(Node(box_), arguments_.settings);
         const std::size_t positions = table_ ? table_->Rows().size() : 0;
         if (table_) {
             PutAmplifications();
             for (const TableRow& row : table_->Rows()) PutPosition(row);
             for (const TableRow& row : table_->Rows()) CheckPlayable(row);
         }
-        report_ = Shown(box_.Name()) + ": a processor configuration with " +
-                  CountOf(static_cast<std::size_t>(box_.Banks().Count()), "profile") + "; " +
-                  CountOf(positions, "output position") + " filled";
+        return Shown(box_.Name()) + ": a processor configuration with " +
+               CountOf(static_cast<std::size_t>(box_.Banks().Count()), "profile") + "; " +
+               CountOf(positions, "output position") + " filled";
     }
 
     BoxCfgBank ProfileOf(const TableRow& row) const {
@@ -163,15 +181,11 @@ private:
             const std::string field = table_->Field(row, kAmplification);
             BoxCfgBank profile = ProfileOf(row);
             if (field.empty()) continue;
-            SettingForm form;
-            form.words = kBoxModeWords;
-            const auto mode = form.Read(field);
-            table_->Check(row, mode.has_value(), "the amplification is " + form.Expected() + ", not " + Quoted(field));
             const auto before = std::ranges::find(seen, profile.ID(), [](const auto& each) { return each.first; });
             table_->Check(row, before == seen.end() || SameName(before->second, field),
                           "the profile has another amplification in a line above");
             seen.emplace_back(profile.ID(), field);
-            profile.Config(static_cast<LXBoxMode>(*mode));
+            table_->Put(row, Node(profile), {&Amplification(), {}}, field, "amplification: ");
         }
     }
 
@@ -236,15 +250,12 @@ private:
     Project project_;
     BoxCfg box_;
     std::vector<std::u16string> filled_;  // IDs of positions
-    std::string report_;
 };
 
 }  // namespace
 
 Command commands::Processor() {
     const auto arguments = std::make_shared<ProcessorArguments>();
-    std::string modes;
-    for (const std::string_view mode : kBoxModeWords) modes += (modes.empty() ? "" : ", ") + std::string(mode);
     return {
         .name = "processor",
         .summary = "Put a processor configuration into a project",
@@ -253,7 +264,7 @@ Command commands::Processor() {
                     {"TABLE", &arguments->table, kShown, "the output positions of its profiles"},
                     {"--name", &arguments->name, kName, "the name of the configuration", {.required = true}},
                     {"--text", &arguments->text, {"TEXT"}, "the text that the processor keeps"},
-                    SetOption<BoxCfg>(arguments->settings),
+                    SetOption(arguments->settings, Settings(TypeOf<BoxCfg>())),
                     {"--replace",
                      &arguments->replace,
                      {},
@@ -266,16 +277,16 @@ Command commands::Processor() {
             "semicolons. Its first line names the columns, in any order; each other line is one position:\n"
             "  profile, position (both needed), speaker (\"Left\" or \"Acme/Alpha/Left\"), correction,\n"
             "  amplification (" +
-            modes +
+            WordsText(*Amplification().enumeration) +
             "), the same for all of a profile,\n"
-            "and any of these settings of a position, frequencies in Hz, slopes in dB/oct, delays in ms, gains in "
-            "dB:\n" +
-            SettingsHelp<BoxCfgSpkr>() +
+            "and any of these settings of a position:\n" +
+            SettingsOfPosition().Help() +
             "An empty field leaves things as they are. The amplification decides which configuration of its speaker a\n"
             "position plays: the correction has to be one of that. It sets Mode to correction where the table has no "
             "other.\n\n"
             "Settings of the configuration, by bank and channel:\n" +
-            SettingsHelp<BoxCfg>() + "\nThe document is saved when all of it went in, and is else as it was.",
+            Settings(TypeOf<BoxCfg>()).Help() +
+            "\nThe document is saved when all of it went in, and is else as it was.",
         .incomplete = "a name was not found or is taken, or TABLE was refused; nothing was changed",
         .run = [arguments] { return ProcessorRun(*arguments).Run(); }};
 }

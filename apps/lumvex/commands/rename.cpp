@@ -1,9 +1,7 @@
-#include <iostream>
 #include <memory>
 
 #include "commands.hpp"
-#include "objects/opened.hpp"
-#include "run_options.hpp"
+#include "objects/changing.hpp"
 
 namespace lumvex::app {
 
@@ -15,19 +13,11 @@ struct RenameArguments {
 };
 
 ExitStatus RunRename(const RenameArguments& arguments) {
-    EditedDocument document(arguments.document);
-    std::string before, after;
-    OnObjects(arguments.document, "cannot be changed", [&] {
-        const Addresses addresses(arguments.document, NodeOf(document.Any()));
-        const Node object = addresses.Find(arguments.address);
-        before = PathOf(object);
-        if (!object.Is(Kind::Item)) throw PropertyError(before + " is no item; its name is fixed");
-        SetText(object, {object.Type().Find("Name"), {}}, arguments.name, addresses);
-        after = PathOf(object);
-    });
-    document.Save("cannot be saved, nothing was renamed");
-    Reports() << before << " -> " << after << '\n';
-    return kDone;
+    return ChangeItem(arguments.document, arguments.address, " is no item; its name is fixed",
+                      [&](const Node& item, const Node&, const Addresses&) {
+                          SetPlain(item, {item.Type().Find("Name"), {}}, arguments.name);
+                          return item;
+                      });
 }
 
 }  // namespace

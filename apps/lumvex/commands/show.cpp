@@ -38,9 +38,11 @@ std::vector<ShownLine> LinesOf(const Node& object, Paths& paths) {
             lines.push_back({place.Name(), value, std::string(UnitOf(*member)), std::string(member->meaning)});
         }
     }
-    for (const MemberDescription* child : ChildCollectionsOf(object.Type()))
-        lines.push_back({std::string(child->name), std::to_string(object.Follow(*child).Count()), "members",
+    for (const MemberDescription* child : ChildCollectionsOf(object.Type())) {
+        const LONG count = object.Follow(*child).Count();
+        lines.push_back({std::string(child->name), std::to_string(count), count == 1 ? "member" : "members",
                          std::string(child->meaning)});
+    }
     return lines;
 }
 

@@ -8,6 +8,8 @@
 #include <limits>
 #include <sstream>
 
+#include "design_tables.hpp"
+#include "document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
@@ -51,14 +53,6 @@ void AddPlaces(std::vector<Property>& places, const Property& property) {
         place.indexes.push_back(index);
         AddPlaces(places, place);
     }
-}
-
-// "FilterQHi(1..6)"
-std::string FamilyName(const MemberDescription& member) {
-    std::vector<std::string> ranges;
-    for (const ParameterDescription& each : member.parameters)
-        ranges.push_back(std::to_string(each.range.lowest) + ".." + std::to_string(each.range.highest));
-    return std::string(member.name) + InParentheses(ranges);
 }
 
 // The indexes in "FilterQHi(2)"; nothing where it is not of this form.
@@ -107,11 +101,23 @@ std::optional<long long> ReadWhole(std::string_view text) {
     return error == std::errc{} && end == text.data() + text.size() ? std::optional(whole) : std::nullopt;
 }
 
+bool IsInRange(const MemberDescription& member, double value) {
+    const auto [lowest, highest] = member.range;
+    return !member.hasRange || (value >= static_cast<double>(lowest) &&
+                                (highest == RangeDescription::kNoLimit || value <= static_cast<double>(highest)));
+}
+
+// " of at least 0", " from 0 to 1"; empty for any number.
+std::string RangeText(const RangeDescription& range, const RangeDescription& all) {
+    const std::string lowest = std::to_string(range.lowest);
+    if (range.highest < all.highest) return " from " + lowest + " to " + std::to_string(range.highest);
+    return range.lowest > all.lowest ? " of at least " + lowest : "";
+}
+
 // The whole numbers that the property's type and range allow.
 RangeDescription WholeRange(const MemberDescription& member) {
     RangeDescription range{std::numeric_limits<LONG>::min(), std::numeric_limits<LONG>::max()};
     if (member.type == "SHORT") range = {std::numeric_limits<SHORT>::min(), std::numeric_limits<SHORT>::max()};
-    if (member.unit == "Hz") range.lowest = 0;
     if (member.hasRange) {
         range.lowest = std::max(range.lowest, member.range.lowest);
         range.highest = std::min(range.highest, member.range.highest);
@@ -130,6 +136,16 @@ Variant FromFloat(float value) {
     throw PropertyError(std::string(member.name) + " takes " + Expected(member) + ", found " + Quoted(text));
 }
 
+// "0,5" would be read as 0.5 by some and refused by others, and "1,000" is 1 or 1000.
+void RefuseComma(const MemberDescription& member, std::string_view text) {
+    float value = 0;
+    if (text.find(',') == text.npos || !ReadNumber(text, value)) return;
+    std::string pointed(text);
+    std::ranges::replace(pointed, ',', '.');
+    throw PropertyError(std::string(member.name) + " takes " + Expected(member) + " with a decimal point: " + pointed +
+                        ", not " + Quoted(text));
+}
+
 // The library that a project is linked to.
 bool LeadsToDocument(const MemberDescription& member) {
     const ClassDescription* known =
@@ -141,19 +157,28 @@ bool LeadsToDocument(const MemberDescription& member) {
 Node OpenedLibrary(std::string_view path) {
     if (path.empty() || EqualNames(path, "none")) return {};
     const std::filesystem::path file = std::filesystem::absolute(std::u8string(path.begin(), path.end()));
-    try {
-        auto library = Specifications::Create();
-        library.AccessMode(LX_SHARE_READ);
-        library.OpenFile(file.u16string());
-        return Node(library);
-    } catch (const Error& error) {
-        throw PropertyError(Quoted(path) + ": cannot be opened as a library: " + Describe(error));
-    }
+    return OnDocument(std::u8string(path.begin(), path.end()), "cannot be opened as a library",
+                      [&] { return Node(Specifications::Open(file)); });
 }
 
 bool IsText(const MemberDescription& member) { return member.type == "BSTR"; }
 bool IsDate(const MemberDescription& member) { return member.type == "DATE"; }
 bool IsFloat(const MemberDescription& member) { return member.type == "float"; }
+
+// Puts what `read` makes of the text, and answers it.
+template <class Read>
+Variant PutAs(const Node& object, const Property& property, std::string_view text, Read read) {
+    const MemberDescription& member = *property.member;
+    if (member.use != MemberUse::ReadWrite)
+        throw PropertyError(property.Name() + " can be read only: " + std::string(member.meaning));
+    Variant value = read();
+    try {
+        object.Put(member, property.indexes, value);
+        return value;
+    } catch (const Error& error) {
+        throw PropertyError(property.Name() + " does not take " + Quoted(text) + ": " + Describe(error));
+    }
+}
 
 const char* TypeText(const MemberDescription& member) {
     if (member.enumeration) return member.enumeration->isCombined ? "words, joined with +" : "one of the words below";
@@ -167,6 +192,17 @@ const char* TypeText(const MemberDescription& member) {
 }
 
 }  // namespace
+
+std::string FamilyName(const MemberDescription& member) {
+    std::vector<std::string> ranges;
+    for (const ParameterDescription& each : member.parameters)
+        ranges.push_back(std::to_string(each.range.lowest) + ".." + std::to_string(each.range.highest));
+    return std::string(member.name) + InParentheses(ranges);
+}
+
+bool IsNumber(const MemberDescription& member) {
+    return !member.enumeration && (IsFloat(member) || member.type == "SHORT" || member.type == "LONG");
+}
 
 bool IsArrayProperty(const MemberDescription& member) {
     return member.type == "VARIANT" && member.use == MemberUse::ReadWrite;
@@ -205,9 +241,13 @@ std::vector<const MemberDescription*> ContentOf(const InterfaceDescription& type
 }
 
 std::vector<Property> FindProperties(const InterfaceDescription& type, std::string_view name) {
+    return FindAmong(ShownProperties(type), TypeName(type) + " has no property", name);
+}
+
+std::vector<Property> FindAmong(const std::vector<const MemberDescription*>& all, const std::string& none,
+                                std::string_view name) {
     const std::size_t parenthesis = std::min(name.find('('), name.size());
     const std::string_view wanted = name.substr(0, parenthesis);
-    const std::vector<const MemberDescription*> all = ShownProperties(type);
     std::vector<const MemberDescription*> found;
     for (const MemberDescription* each : all)
         if (EqualNames(each->name, wanted)) found = {each};
@@ -216,8 +256,7 @@ std::vector<Property> FindProperties(const InterfaceDescription& type, std::stri
                              [&](const MemberDescription* each) { return IsBeginning(wanted, each->name); });
     std::vector<std::string_view> names;
     for (const MemberDescription* each : found.empty() ? all : found) names.push_back(each->name);
-    if (found.empty())
-        throw PropertyError(TypeName(type) + " has no property " + Quoted(name) + "; there is " + Joined(names));
+    if (found.empty()) throw PropertyError(none + ' ' + Quoted(name) + "; there is " + Joined(names));
     if (found.size() > 1) throw PropertyError(Quoted(name) + " is the beginning of " + Joined(names) + "; say which");
 
     const MemberDescription& member = *found[0];
@@ -311,6 +350,8 @@ std::optional<long> ReadWord(const EnumerationDescription& enumeration, std::str
     return isKnown ? std::optional(static_cast<long>(*number)) : std::nullopt;
 }
 
+std::string WordsText(const EnumerationDescription& enumeration) { return Joined(WordsOf(enumeration)); }
+
 std::string TargetText(const Node& target, const Node& root, Paths& paths) {
     std::string path = paths.Of(target);
     const ClassDescription* home = RootClassOf(target.Type());
@@ -358,7 +399,7 @@ std::string_view UnitOf(const MemberDescription& member) { return IsDate(member)
 
 std::string Expected(const MemberDescription& member) {
     if (member.enumeration) {
-        const std::string words = Joined(WordsOf(*member.enumeration));
+        const std::string words = WordsText(*member.enumeration);
         return member.enumeration->isCombined ? "words joined with +: " + words : "one of " + words;
     }
     if (LeadsToDocument(member)) return "the path of a library (.lvs), or none";
@@ -367,20 +408,23 @@ std::string Expected(const MemberDescription& member) {
     if (IsDate(member)) return "a date like 2024-05-03T21:05:00";
     if (IsArrayProperty(member)) return "an array as JSON, a list of columns ([[20,200],[84.5,86]]), or none";
     const std::string unit = member.unit.empty() ? "" : " (" + std::string(member.unit) + ')';
-    if (IsFloat(member)) return (member.unit == "Hz" ? "a number of at least 0" : "a number") + unit;
-    const RangeDescription range = WholeRange(member);
-    if (range.highest == std::numeric_limits<LONG>::max() && range.lowest == std::numeric_limits<LONG>::min())
-        return "a whole number" + unit;
-    return "a whole number from " + std::to_string(range.lowest) + " to " + std::to_string(range.highest) + unit;
+    if (IsFloat(member)) {
+        constexpr RangeDescription kAll{std::numeric_limits<long>::min(), RangeDescription::kNoLimit};
+        return "a number" + RangeText(member.hasRange ? member.range : kAll, kAll) + unit;
+    }
+    constexpr RangeDescription kAll{std::numeric_limits<LONG>::min(), std::numeric_limits<LONG>::max()};
+    return "a whole number" + RangeText(WholeRange(member), kAll) + unit;
 }
 
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses) {
-    if (IsText(member)) return Variant::FromText(FromUtf8(text));
     if (LeadsToDocument(member)) return Variant::FromDispatch(OpenedLibrary(text).Pointer());
-    if (member.objectInterface) {
-        if (text.empty() || EqualNames(text, "none")) return Variant::FromDispatch(nullptr);
-        return Variant::FromDispatch(addresses.FindTarget(*member.objectInterface, text).Pointer());
-    }
+    if (!member.objectInterface) return ReadPlain(member, text);
+    if (text.empty() || EqualNames(text, "none")) return Variant::FromDispatch(nullptr);
+    return Variant::FromDispatch(addresses.FindTarget(*member.objectInterface, text).Pointer());
+}
+
+Variant ReadPlain(const MemberDescription& member, std::string_view text) {
+    if (IsText(member)) return Variant::FromText(FromUtf8(text));
     if (IsDate(member)) {
         const std::optional<DATE> date = ReadDate(text);
         if (!date) RefuseValue(member, text);
@@ -388,21 +432,26 @@ Variant ReadValue(const MemberDescription& member, std::string_view text, const 
     }
     if (IsArrayProperty(member)) {
         try {
-            return ArrayFromText(Trimmed(text));
+            const Array array(ArrayFromText(Trimmed(text)));
+            const DesignTable* table = FindDesignTable(member.name);
+            const std::string problem = table ? ProblemOfTable(*table, array) : "";
+            if (!problem.empty())
+                throw PropertyError(std::string(member.name) + " takes " + problem + ", found " + Quoted(text));
+            return Variant(array.AsVariant());
         } catch (const std::invalid_argument& error) {
             throw PropertyError(std::string(member.name) + " takes " + Expected(member) + ": " + error.what());
         }
     }
     if (member.enumeration) {
         const std::optional<long> value = ReadWord(*member.enumeration, Trimmed(text));
-        if (!value || (member.hasRange && (*value < member.range.lowest || *value > member.range.highest)))
-            RefuseValue(member, text);
+        if (!value || !IsInRange(member, static_cast<double>(*value))) RefuseValue(member, text);
         return Variant::FromLong(static_cast<LONG>(*value));
     }
     const std::string_view bare = WithoutUnit(text, member.unit);
+    RefuseComma(member, bare);
     if (IsFloat(member)) {
         float value = 0;
-        if (!ReadNumber(bare, value) || (member.unit == "Hz" && value < 0)) RefuseValue(member, text);
+        if (!ReadNumber(bare, value) || !IsInRange(member, static_cast<double>(value))) RefuseValue(member, text);
         return FromFloat(value);
     }
     const std::optional<long long> whole = ReadWhole(bare);
@@ -412,16 +461,11 @@ Variant ReadValue(const MemberDescription& member, std::string_view text, const 
 }
 
 Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses) {
-    const MemberDescription& member = *property.member;
-    if (member.use != MemberUse::ReadWrite)
-        throw PropertyError(property.Name() + " can be read only: " + std::string(member.meaning));
-    Variant value = ReadValue(member, text, addresses);
-    try {
-        object.Put(member, property.indexes, value);
-        return value;
-    } catch (const Error& error) {
-        throw PropertyError(property.Name() + " does not take " + Quoted(text) + ": " + Describe(error));
-    }
+    return PutAs(object, property, text, [&] { return ReadValue(*property.member, text, addresses); });
+}
+
+Variant SetPlain(const Node& object, const Property& property, std::string_view text) {
+    return PutAs(object, property, text, [&] { return ReadPlain(*property.member, text); });
 }
 
 NamedValue SplitAssignment(std::string_view text) {
@@ -465,7 +509,13 @@ std::string DescriptionText(std::string_view classAndProperty) {
     text << "  type    "
          << (member.objectInterface ? "reference to a " + TypeName(*member.objectInterface) : TypeText(member)) << '\n';
     if (!UnitOf(member).empty()) text << "  unit    " << UnitOf(member) << '\n';
-    if (member.hasRange) text << "  range   " << member.range.lowest << " to " << member.range.highest << '\n';
+    if (member.hasRange) {
+        text << "  range   " << member.range.lowest;
+        if (member.range.highest == RangeDescription::kNoLimit)
+            text << " or more\n";
+        else
+            text << " to " << member.range.highest << '\n';
+    }
     text << "  use     " << (member.use == MemberUse::ReadWrite ? "can be read and set" : "can be read") << '\n';
     if (member.keptSince) text << "  kept    since version " << *member.keptSince << " of the class's records\n";
     if (member.use == MemberUse::ReadWrite) text << "  takes   " << Expected(member) << '\n';

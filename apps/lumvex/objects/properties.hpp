@@ -41,6 +41,13 @@ bool IsArrayProperty(const MemberDescription& member);
 // its places, "FilterQHi(2)" the one. Throws PropertyError, which lists what there is.
 std::vector<Property> FindProperties(const InterfaceDescription& type, std::string_view name);
 
+// The same among some properties. `none` begins the text of an error: "Correction has no setting".
+std::vector<Property> FindAmong(const std::vector<const MemberDescription*>& members, const std::string& none,
+                                std::string_view name);
+
+std::string FamilyName(const MemberDescription& member);  // "FilterQHi(1..6)", with all places
+bool IsNumber(const MemberDescription& member);           // and no choice among words
+
 // ---- values ----
 
 // A date as ISO 8601, "2024-05-03T21:05:00"; one that is between two seconds, or no date of the calendar, as its number
@@ -52,6 +59,7 @@ std::optional<DATE> ReadDate(
 // The words of an enumeration's value: "min-error", "analog-in+microphone-in" of bits; the number where it has none.
 std::string WordText(const EnumerationDescription& enumeration, long value);
 std::optional<long> ReadWord(const EnumerationDescription& enumeration, std::string_view text);
+std::string WordsText(const EnumerationDescription& enumeration);  // "min-delay, min-error": all that can be chosen
 
 // A value as people write it and as SetText() takes it; an array as its summary.
 std::string ValueText(const Property& property, const VARIANT& value, Paths& paths, const Node& root);
@@ -67,12 +75,17 @@ std::string_view UnitOf(const MemberDescription& member);
 std::string Expected(const MemberDescription& member);
 
 // The value that a text means for the property, checked against its type, range, unit and words; the addresses find
-// objects that are referred to. Throws PropertyError, and FileError for an address that leads nowhere.
+// objects that are referred to. Throws PropertyError, FileError for an address that leads nowhere, and DocumentError
+// for a library that cannot be opened.
 Variant ReadValue(const MemberDescription& member, std::string_view text, const Addresses& addresses);
+
+// The same for a property that is no reference.
+Variant ReadPlain(const MemberDescription& member, std::string_view text);
 
 // Puts it and answers it. Throws PropertyError also when the object refuses the value, and for a property that can only
 // be read.
 Variant SetText(const Node& object, const Property& property, std::string_view text, const Addresses& addresses);
+Variant SetPlain(const Node& object, const Property& property, std::string_view text);
 
 // "NAME=VALUE" taken apart; throws PropertyError without "=".
 struct NamedValue {

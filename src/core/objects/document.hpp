@@ -15,6 +15,8 @@ namespace lumvex::inside {
 // then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
 inline constexpr auto kShapesAlone = static_cast<LXArray>(1);
 
+class ByteSpool;  // of storage/records: the document has it, and arrays know what it is
+
 class Document {
 public:
     virtual Object& RootObject() noexcept = 0;
@@ -60,6 +62,8 @@ public:
     virtual void MarkChanged(Object& object) noexcept = 0;
 
     virtual LXArray ArrayType() const noexcept = 0;
+    // Where arrays wait that are put and not saved yet; null: in memory.
+    virtual ByteSpool* Spool() noexcept = 0;
     // Is anybody connected who would be told of events?
     virtual bool IsObserved() const noexcept = 0;
     virtual void Fire(const PendingEvent& event) noexcept = 0;

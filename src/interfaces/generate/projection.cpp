@@ -79,6 +79,10 @@ void PrintDefinition(std::ostream& out, std::string_view owner, const Slot& slot
     const Projected made = Project(slot);
     out << "inline " << made.result << " " << owner << "::" << made.name << "(" << Join(made.parameters) << ")"
         << (made.returns ? " const" : "") << " {\n";
+    if (made.returns && made.name == "Item" && made.names.size() == 1) {
+        out << "    return ReceivedItem<" << made.result << ">(*this, " << made.names[0] << ");\n}\n";
+        return;
+    }
     if (made.returns) {
         out << "    return Received<" << made.result << ", " << slot.member.type << ">([&](auto* pVal) { return Get()->"
             << made.slot << "(";

@@ -151,8 +151,9 @@ std::string Docstring(const Member& member) {
     if (member.kind != Kind::Property) return text;
     Texts facts{Nested(member, ReadType(member), "sequence")};
     if (member.range && !IsTruth(member))
-        facts.push_back(std::to_string(member.range->lowest) + " to " +
-                        (member.range->highest ? std::to_string(*member.range->highest) : "the last one"));
+        facts.push_back(member.range->highest
+                            ? std::to_string(member.range->lowest) + " to " + std::to_string(*member.range->highest)
+                            : "at least " + std::to_string(member.range->lowest));
     if (!(member.access & Put)) facts.push_back("cannot be set");
     return text + "\n\n" + Join(facts, "; ") + ".";
 }

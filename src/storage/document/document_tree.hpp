@@ -8,6 +8,7 @@
 #include "storage/directory/link_index.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
+#include "storage/records/byte_spool.hpp"
 
 namespace lumvex::inside {
 
@@ -35,6 +36,7 @@ public:
     void MarkModified() override;
     void MarkChanged(Object& object) noexcept override;
     LXArray ArrayType() const noexcept override { return arrayType; }
+    ByteSpool* Spool() noexcept override { return spool.get(); }
     bool IsObserved() const noexcept override { return events_.HasSinks(); }
     void Fire(const PendingEvent& event) noexcept override { events_.Fire(event); }
     void LetGo(Entry& entry) noexcept override { directory_.Cache().LetGo(entry); }
@@ -56,6 +58,8 @@ public:
     bool IsModified() const { return modified_; }
     void ClearModified() { modified_ = false; }
     LXArray arrayType = LX_R4;  // what arrays are answered as; kShapesAlone for the length of one call
+
+    std::unique_ptr<ByteSpool> spool;  // null: none
 
     // Lists every object that the root leads to: for files that were written before there was a directory, or whose
     // directory is not complete.

@@ -126,6 +126,14 @@ void RootDocument::SaveAs(const std::filesystem::path& path, Taken taken, const 
     path_ = std::move(bound);
 }
 
+void RootDocument::SpoolArrays(const std::filesystem::path& path, std::uint64_t inMemory) {
+    std::error_code ignored;
+    const auto makeFile = [beside = std::filesystem::absolute(path, ignored)] {
+        return compound::CreateNew(beside, compound::Access::Exclusive);
+    };
+    tree_.spool = std::make_unique<ByteSpool>(makeFile, inMemory);
+}
+
 // A document that was opened for reading and not modified keeps only what clients hold.
 void RootDocument::CloseFile() {
     if (!tree_.File().IsOpen()) return;

@@ -38,6 +38,9 @@ public:
     void Save(const Progress& progress);
     void SaveNew(const std::filesystem::path& path, const Progress& progress);
 
+    // Arrays that are put wait in a temporary file beside `path`, as ByteSpool says.
+    void SpoolArrays(const std::filesystem::path& path, std::uint64_t inMemory);
+
     // A put on the root itself.
     void Commit(LXEventType type);
 

@@ -1,4 +1,4 @@
-// Saving as the published interfaces do it, with progress and without replacing anything.
+// Saving as the published interfaces do it, with progress and without replacing anything, and what waits for it.
 #include "core/objects/guard.hpp"
 #include "lumvex/maintenance.hpp"
 #include "storage/document/root_document.hpp"
@@ -31,6 +31,10 @@ void SaveDocument(::_Root* root, const Progress& progress) {
 
 void SaveNewDocument(::_Root* root, const std::filesystem::path& path, const Progress& progress) {
     AsCall(root, [&](inside::RootDocument& document) { document.SaveNew(path, progress); });
+}
+
+void SpoolArrays(::_Root* root, const std::filesystem::path& path, std::uint64_t inMemory) {
+    AsCall(root, [&](inside::RootDocument& document) { document.SpoolArrays(path, inMemory); });
 }
 
 }  // namespace lumvex

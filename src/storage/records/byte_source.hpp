@@ -20,6 +20,9 @@ public:
     virtual const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const = 0;
     // All of it, where it is in memory for as long as the source; else nothing.
     virtual std::span<const std::byte> InMemory() const { return {}; }
+    // Whether it can be read whatever becomes of the document's file: a stream is replaced by a save, and gone when the
+    // file is closed.
+    virtual bool IsLasting() const { return false; }
 };
 
 class MemorySource final : public ByteSource {

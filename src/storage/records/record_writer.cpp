@@ -30,6 +30,13 @@ void RecordWriter::Block(std::span<const std::byte> bytes) {
     if (!bytes.empty()) blocks_.push_back({used_, bytes});
 }
 
+void RecordWriter::Block(const ByteSource& source, std::uint64_t offset, std::size_t count) {
+    auto bytes = std::make_unique_for_overwrite<std::byte[]>(count);
+    source.Read(offset, std::span(bytes.get(), count));
+    kept_.push_back(std::move(bytes));
+    Block(std::span<const std::byte>(kept_.back().get(), count));
+}
+
 std::uint64_t RecordWriter::Size() const {
     std::uint64_t size = used_;
     for (const Borrowed& block : blocks_) size += block.bytes.size();
@@ -58,6 +65,7 @@ std::vector<std::byte> RecordWriter::Joined() const {
 void RecordWriter::Clear() {
     used_ = 0;
     blocks_.clear();
+    kept_.clear();
 }
 
 }  // namespace lumvex::inside

@@ -10,6 +10,7 @@
 
 #include "core/objects/entry.hpp"
 #include "storage/compound/file/file.hpp"
+#include "storage/records/byte_source.hpp"
 
 namespace lumvex::inside {
 
@@ -32,6 +33,8 @@ public:
     }
     // The bytes are not copied: they have to stay where they are until the record was written.
     void Block(std::span<const std::byte> bytes);
+    // The bytes of a source, which are read into memory and kept there until Clear().
+    void Block(const ByteSource& source, std::uint64_t offset, std::size_t count);
 
     std::uint64_t Size() const;
     // In order; valid until the next call.
@@ -49,7 +52,8 @@ private:
     std::vector<std::byte> small_;  // with room behind what is used
     std::size_t used_ = 0;
     std::vector<Borrowed> blocks_;
-    mutable std::vector<compound::Piece> pieces_;  // kept, as a writer writes one record after the other
+    std::vector<std::unique_ptr<std::byte[]>> kept_;  // what was read for blocks
+    mutable std::vector<compound::Piece> pieces_;     // kept, as a writer writes one record after the other
 };
 
 }  // namespace lumvex::inside
