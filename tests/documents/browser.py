@@ -122,8 +122,11 @@ class Browser:
         self.call("POST", f"/session/{self.session}/actions", {"actions": [{
             "type": "pointer", "id": "mouse", "actions": [{"type": "pointerMove", "x": round(x), "y": round(y), "duration": 0}]}]})
 
-    def resize(self, width, height):
-        self.call("POST", f"/session/{self.session}/window/rect", {"width": width, "height": height})
+    def become_a_phone(self, width, height):
+        """Until the next call without a width. A window of its own has no less than 500 pixels."""
+        self.call("POST", f"/session/{self.session}/goog/cdp/execute", {
+            "cmd": "Emulation.setDeviceMetricsOverride" if width else "Emulation.clearDeviceMetricsOverride",
+            "params": {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": True} if width else {}})
 
     def picture(self):
         return base64.b64decode(self.call("GET", f"/session/{self.session}/screenshot"))

@@ -176,6 +176,15 @@ class Page(ToolTest):
         self.assertIn("Below 133.3 Hz", self.browser.run("return document.getElementById('summary').textContent"))
         self.assertEqual(self.browser.run("return document.querySelector('.dygraph-ylabel').textContent"), "Level (dB SPL)")
 
+    def test_views_without_extent_end(self):
+        """Labels of axes are counted, whatever the view; a loop that does not end takes the browser's tab with it."""
+        self.tool("import", self.document, self.file("flat.wav", float_wav(1, [1.0] * 5000)))
+        page = self.report()
+        for chart in ["level", "phase", "delay", "impulse", "step", "decay"]:
+            for view in ["", "zoom=0,100,0,1", "zoom=5,5,1,1", "zoom=1e-300,1e300,-1e300,1e300", "zoom=1000,1000.0000000000002,1,1.0000000000000002"]:
+                self.show(page, "Data/flat", f"chart={chart}&{view}")
+                self.assertEqual(self.browser.run("return document.querySelectorAll('.dygraph-axis-label').length < 700"), True)
+
     def test_names_that_mean_harm_are_shown(self):
         names = ["</script><img src=x onerror=alert(1)>", "<!--<script>", "a\"b'c&amp;d", "\u202egnp.exe", "{{1}}${2}\\"]
         wav = float_wav(1, [1.0, 0.5, 0.25, 0.125] * 16)
@@ -327,12 +336,13 @@ class Page(ToolTest):
         self.assertEqual([float(each) for each in rows[0].split(",")], [20, float(rows[0].split(",")[1])])
 
         # A phone: nothing is wider than the screen.
-        self.browser.resize(400, 800)
+        self.browser.become_a_phone(375, 800)
         try:
-            self.show(page, "Data/impulse-left")
-            self.assertLessEqual(run("return document.documentElement.scrollWidth - innerWidth"), 0)
+            for chart in ["level", "reverberation", "cumulative"]:
+                self.show(page, "Data/impulse-left", "chart=" + chart)
+                self.assertEqual(run("return [innerWidth, document.documentElement.scrollWidth]"), [375, 375])
         finally:
-            self.browser.resize(1360, 1000)
+            self.browser.become_a_phone(None, None)
 
     def test_equalisers_and_stages_of_rooms_and_profiles(self):
         for position in ["A", "B"]:

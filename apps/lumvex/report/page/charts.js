@@ -37,11 +37,15 @@ function stepFor(range, most) {
   return [1, 2, 5, 10].map(each => each * power).find(step => step >= raw * 0.999);
 }
 
+// However small the range or far from 0, not more than a few hundred.
 function evenTicks(low, high, most, steps) {
   const step = (steps && steps.find(each => (high - low) / each <= most)) || stepFor(high - low, most);
-  const ticks = [];
-  for (let k = Math.ceil(low / step - 1e-9); k * step <= high + 1e-9 * step; ++k)
-    ticks.push({v: k * step, label: numberText(k * step, 6)});
+  const ticks = [], first = Math.ceil(low / step - 1e-9);
+  for (let k = 0; k < 300; ++k) {
+    const v = (first + k) * step;
+    if (!(v <= high + 1e-9 * step)) break;
+    ticks.push({v, label: numberText(v, 6)});
+  }
   return ticks;
 }
 
@@ -66,7 +70,7 @@ function frequencyTicks(low, high, pixels) {
       .map(tick => ({v: Math.log10(tick.v), label: tick.v >= 1000 ? numberText(tick.v / 1000, 6) + "k" : numberText(tick.v, 6)}));
   const labelled = perDecade < 90 ? [1] : perDecade < 420 ? [1, 2, 5] : [1, 2, 3, 4, 5, 7];
   const ticks = [];
-  for (let power = Math.floor(low); power <= Math.ceil(high); ++power) {
+  for (let power = Math.max(-30, Math.floor(low)); power <= Math.min(30, Math.ceil(high)); ++power) {
     for (let digit = 1; digit < 10; ++digit) {
       const v = Math.log10(digit) + power, f = digit * 10 ** power;
       if (v < low - 1e-9 || v > high + 1e-9) continue;
@@ -249,7 +253,8 @@ function verticalRange(kind, curves, settings) {
       high = all[Math.min(all.length - 1, Math.floor(all.length * 0.97))];
     }
   }
-  const margin = (high - low) * 0.06 || Math.abs(high) * 0.1 || 1;
+  const isFlat = high - low <= 1e-9 * Math.abs(high);
+  const margin = isFlat ? Math.abs(high) * 0.1 || 1 : (high - low) * 0.06;
   return [low - margin, high + margin];
 }
 

@@ -122,7 +122,7 @@ function readState() {
     if (name === "with") state.pins.push(value);
     if (name === "zoom") {
       const numbers = value.split(",").map(Number);
-      if (numbers.length === 4 && numbers.every(Number.isFinite)) state.zoom = {x: numbers.slice(0, 2), y: numbers.slice(2)};
+      if (numbers.length === 4 && numbers.every(Number.isFinite) && numbers[0] < numbers[1] && numbers[2] < numbers[3]) state.zoom = {x: numbers.slice(0, 2), y: numbers.slice(2)};
     }
   }
   settings = state;
@@ -369,7 +369,7 @@ function curvesFor(kind, loaded, range, isWhole = false) {
 
 function showCurves(kind, loaded) {
   const isFrequency = chartKinds[kind].isFrequency;
-  const zoom = settings.zoom;
+  const zoom = settings.zoom && isFrequency && settings.zoom.x[0] <= 0 ? null : settings.zoom;
   const xRange = zoom ? zoom.x : firstRange(kind, loaded);
   let curves = curvesFor(kind, loaded, xRange);
   const yRange = zoom ? zoom.y : verticalRange(kind, curves, {...settings, range: xRange});
