@@ -3,13 +3,13 @@
 #include <iostream>
 #include <new>
 
-#include "arguments.hpp"
-#include "colours.hpp"
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/arguments.hpp"
+#include "command_line/colours.hpp"
+#include "command_line/interruption.hpp"
+#include "command_line/terminal.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
-#include "interruption.hpp"
-#include "terminal.hpp"
 
 namespace lumvex::app {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 #include "objects/adding.hpp"
 #include "objects/changing.hpp"
 

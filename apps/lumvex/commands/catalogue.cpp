@@ -2,15 +2,15 @@
 #include <iostream>
 #include <memory>
 
-#include "channels.hpp"
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "files/text_table.hpp"
-#include "model_lookup.hpp"
-#include "progress_line.hpp"
-#include "run_options.hpp"
+#include "measurements/channels.hpp"
+#include "measurements/model_lookup.hpp"
 
 namespace lumvex::app {
 

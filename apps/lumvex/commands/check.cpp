@@ -3,16 +3,16 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "colours.hpp"
-#include "commands.hpp"
+#include "command_line/colours.hpp"
+#include "command_line/progress_line.hpp"
+#include "commands/commands.hpp"
 #include "digests/check_digests.hpp"
-#include "document.hpp"
-#include "documents_in.hpp"
+#include "documents/document.hpp"
+#include "documents/documents_in.hpp"
 #include "files/text_encoding.hpp"
-#include "linked_library.hpp"
 #include "lumvex/diagnostics.hpp"
+#include "measurements/linked_library.hpp"
 #include "objects/json.hpp"
-#include "progress_line.hpp"
 
 namespace lumvex::app {
 

@@ -1,13 +1,13 @@
 #include <iostream>
 #include <memory>
 
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/interruption.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
-#include "interruption.hpp"
 #include "lumvex/maintenance.hpp"
-#include "progress_line.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

@@ -4,17 +4,17 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
-#include "named_data.hpp"
+#include "measurements/named_data.hpp"
+#include "measurements/reading_options.hpp"
+#include "measurements/stored_files.hpp"
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
-#include "progress_line.hpp"
-#include "reading_options.hpp"
-#include "run_options.hpp"
-#include "stored_files.hpp"
 
 namespace lumvex::app {
 

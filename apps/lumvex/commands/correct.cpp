@@ -3,16 +3,16 @@
 #include <span>
 #include <vector>
 
-#include "channels.hpp"
-#include "commands.hpp"
-#include "design_options.hpp"
-#include "document.hpp"
+#include "command_line/progress_line.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
-#include "model_lookup.hpp"
-#include "named_data.hpp"
+#include "measurements/channels.hpp"
+#include "measurements/design_options.hpp"
+#include "measurements/model_lookup.hpp"
+#include "measurements/named_data.hpp"
+#include "measurements/settings.hpp"
 #include "objects/changing.hpp"
-#include "progress_line.hpp"
-#include "settings.hpp"
 
 namespace lumvex::app {
 

@@ -3,13 +3,13 @@
 #include <memory>
 #include <vector>
 
-#include "channels.hpp"
-#include "commands.hpp"
-#include "design_options.hpp"
-#include "document.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
-#include "model_lookup.hpp"
+#include "measurements/channels.hpp"
+#include "measurements/design_options.hpp"
+#include "measurements/model_lookup.hpp"
 #include "objects/changing.hpp"
 
 namespace lumvex::app {

@@ -2,12 +2,12 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
 #include "objects/comparing.hpp"
 #include "objects/json.hpp"
 #include "objects/matching.hpp"
 #include "objects/opened.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

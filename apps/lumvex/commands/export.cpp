@@ -7,18 +7,18 @@
 #include <unordered_set>
 #include <vector>
 
-#include "commands.hpp"
-#include "document.hpp"
-#include "export_names.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "command_line/terminal.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
-#include "named_data.hpp"
-#include "object_files.hpp"
+#include "measurements/export_names.hpp"
+#include "measurements/named_data.hpp"
+#include "measurements/object_files.hpp"
+#include "measurements/reading_options.hpp"
+#include "measurements/stored_files.hpp"
 #include "objects/opened.hpp"
-#include "progress_line.hpp"
-#include "reading_options.hpp"
-#include "run_options.hpp"
-#include "stored_files.hpp"
-#include "terminal.hpp"
 
 namespace lumvex::app {
 

@@ -2,14 +2,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
-#include "documents_in.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/documents_in.hpp"
+#include "documents/processes.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
-#include "processes.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

@@ -2,7 +2,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 #include "objects/json.hpp"
 #include "objects/opened.hpp"
 

@@ -1,13 +1,13 @@
 #include <iostream>
 #include <memory>
 
-#include "arguments.hpp"
-#include "commands.hpp"
-#include "completion.hpp"
+#include "command_line/arguments.hpp"
+#include "command_line/completion.hpp"
+#include "command_line/manual.hpp"
+#include "command_line/suggestion.hpp"
+#include "commands/commands.hpp"
 #include "files/file_error.hpp"
-#include "manual.hpp"
 #include "objects/properties.hpp"
-#include "suggestion.hpp"
 
 namespace lumvex::app {
 

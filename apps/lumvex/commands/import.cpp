@@ -6,17 +6,17 @@
 #include <sstream>
 #include <vector>
 
-#include "commands.hpp"
-#include "destination.hpp"
-#include "document.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/impulse_of_response.hpp"
 #include "files/text_encoding.hpp"
-#include "model_lookup.hpp"
-#include "named_data.hpp"
-#include "object_files.hpp"
-#include "progress_line.hpp"
-#include "reading_options.hpp"
-#include "run_options.hpp"
+#include "measurements/destination.hpp"
+#include "measurements/model_lookup.hpp"
+#include "measurements/named_data.hpp"
+#include "measurements/object_files.hpp"
+#include "measurements/reading_options.hpp"
 
 namespace lumvex::app {
 

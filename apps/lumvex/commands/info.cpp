@@ -5,12 +5,12 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "colours.hpp"
-#include "commands.hpp"
-#include "document.hpp"
-#include "documents_in.hpp"
+#include "command_line/colours.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
+#include "documents/documents_in.hpp"
 #include "files/text_encoding.hpp"
-#include "linked_library.hpp"
+#include "measurements/linked_library.hpp"
 #include "objects/json.hpp"
 #include "objects/properties.hpp"
 

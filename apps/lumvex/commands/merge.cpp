@@ -2,12 +2,12 @@
 #include <iostream>
 #include <memory>
 
-#include "commands.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
 #include "objects/adding.hpp"
 #include "objects/comparing.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

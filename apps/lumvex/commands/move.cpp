@@ -1,6 +1,6 @@
 #include <memory>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 #include "objects/adding.hpp"
 #include "objects/changing.hpp"
 #include "objects/copying.hpp"

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "commands.hpp"
-#include "document.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/opened.hpp"

@@ -5,17 +5,17 @@
 #include <set>
 #include <vector>
 
-#include "channels.hpp"
-#include "commands.hpp"
-#include "design_options.hpp"
-#include "document.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "files/text_numbers.hpp"
 #include "files/text_table.hpp"
-#include "model_lookup.hpp"
+#include "measurements/channels.hpp"
+#include "measurements/design_options.hpp"
+#include "measurements/model_lookup.hpp"
+#include "measurements/settings.hpp"
 #include "objects/changing.hpp"
-#include "settings.hpp"
 
 namespace lumvex::app {
 

@@ -3,12 +3,12 @@
 #include <memory>
 #include <set>
 
-#include "commands.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/adding.hpp"
 #include "objects/opened.hpp"
 #include "objects/walking.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

@@ -3,13 +3,13 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/maintenance.hpp"
 #include "objects/json.hpp"
-#include "progress_line.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

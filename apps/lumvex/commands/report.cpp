@@ -2,12 +2,12 @@
 #include <memory>
 #include <system_error>
 
-#include "commands.hpp"
-#include "document.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 #include "report/page.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

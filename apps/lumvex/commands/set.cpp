@@ -2,11 +2,11 @@
 #include <map>
 #include <memory>
 
-#include "commands.hpp"
+#include "command_line/run_options.hpp"
+#include "commands/commands.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/arrays.hpp"
 #include "objects/opened.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.hpp"
+#include "commands/commands.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "objects/adding.hpp"

@@ -3,11 +3,11 @@
 #include <iostream>
 #include <system_error>
 
+#include "command_line/progress_line.hpp"
+#include "command_line/run_options.hpp"
 #include "digests/digests.hpp"
-#include "document.hpp"
+#include "documents/document.hpp"
 #include "files/text_encoding.hpp"
-#include "progress_line.hpp"
-#include "run_options.hpp"
 
 namespace lumvex::app {
 

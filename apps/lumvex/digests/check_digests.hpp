@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "command.hpp"
+#include "command_line/command.hpp"
 #include "lumvex/diagnostics.hpp"
 
 namespace lumvex::app {

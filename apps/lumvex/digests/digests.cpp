@@ -6,7 +6,7 @@
 #include <set>
 
 #include "digests/sha256.hpp"
-#include "document.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <stdexcept>
 
+#include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
-#include "status_text.hpp"
 
 namespace lumvex::app {
 

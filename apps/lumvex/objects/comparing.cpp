@@ -6,7 +6,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "document.hpp"
+#include "documents/document.hpp"
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
 

@@ -10,10 +10,10 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
-#include "status_text.hpp"
 
 namespace lumvex::app {
 

@@ -1,10 +1,10 @@
 #include "objects/json.hpp"
-#include "status_text.hpp"
+#include "command_line/status_text.hpp"
 
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "status_text.hpp"
+#include "command_line/status_text.hpp"
 
 namespace lumvex::app {
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "document.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "objects/address.hpp"
 #include "objects/properties.hpp"

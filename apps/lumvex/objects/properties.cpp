@@ -8,12 +8,12 @@
 #include <limits>
 #include <sstream>
 
-#include "design_tables.hpp"
-#include "document.hpp"
+#include "command_line/status_text.hpp"
+#include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
 #include "objects/arrays.hpp"
-#include "status_text.hpp"
+#include "objects/design_tables.hpp"
 
 namespace lumvex::app {
 

@@ -10,8 +10,8 @@
 #include <ostream>
 #include <string>
 
+#include "command_line/progress_line.hpp"
 #include "objects/opened.hpp"
-#include "progress_line.hpp"
 #include "report/traces.hpp"
 #include "report/workers.hpp"
 

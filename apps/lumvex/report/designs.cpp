@@ -4,7 +4,7 @@
 #include <numbers>
 
 #include "acoustics/filters.hpp"
-#include "document.hpp"
+#include "documents/document.hpp"
 #include "objects/properties.hpp"
 #include "report/columns.hpp"
 #include "report/traces.hpp"

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <functional>
 
-#include "document.hpp"
+#include "documents/document.hpp"
+#include "measurements/stored_files.hpp"
 #include "report/columns.hpp"
-#include "stored_files.hpp"
 
 namespace lumvex::app {
 
