@@ -150,9 +150,10 @@ void InProcesses(std::size_t count, const Work& work, const std::function<void(c
         }
         takeWhatIsReady();
     }
-    // What no worker has answered.
-    for (; taken < count; takeWhatIsReady())
-        if (!answers[taken]) answers[taken] = work(taken);
+    while (taken < count) {  // what no worker has answered
+        answers[taken] = work(taken);
+        takeWhatIsReady();
+    }
 }
 
 }  // namespace lumvex::app
