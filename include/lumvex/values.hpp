@@ -114,7 +114,7 @@ private:
 // type word is not one.
 class LUMVEX_API Variant : public VARIANT {
 public:
-    Variant() noexcept : VARIANT{} {}
+    Variant() noexcept : VARIANT() {}
     explicit Variant(const VARIANT& other);
     Variant(const Variant& other) : Variant(static_cast<const VARIANT&>(other)) {}
     Variant(Variant&& other) noexcept : Variant() { std::swap<VARIANT>(*this, other); }
