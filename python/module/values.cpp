@@ -11,6 +11,7 @@
 
 #include "module/calls.hpp"
 #include "module/enumerator.hpp"
+#include "read_real.hpp"
 
 namespace lumvex::python {
 
@@ -27,7 +28,7 @@ double Shortest(float value) {
     char text[32];
     const auto written = std::to_chars(std::begin(text), std::end(text), value);
     double shortest = value;
-    std::from_chars(std::begin(text), written.ptr, shortest);
+    inside::ReadReal(std::begin(text), written.ptr, shortest);
     return shortest;
 }
 

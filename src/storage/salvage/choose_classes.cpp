@@ -2,6 +2,7 @@
 // refers to.
 #include <algorithm>
 
+#include "storage/compound/base/stable_sort.hpp"
 #include "storage/salvage/object_finder.hpp"
 
 namespace lumvex::inside {
@@ -117,7 +118,8 @@ void ObjectFinder::ChooseClasses() {
             std::vector<std::pair<int, std::size_t>> scores;
             for (std::size_t at = 0; at < readings.size(); ++at)
                 scores.emplace_back(ScoreOf(*readings[at]) + (missing.contains(readings[at]->info) ? 3 : 0), at);
-            std::ranges::stable_sort(scores, std::greater(), [](const auto& each) { return each.first; });
+            compound::StableSort(scores.begin(), scores.end(),
+                                 [](const auto& one, const auto& other) { return one.first > other.first; });
             if (scores.size() > 1 && scores[0].first - scores[1].first < margin) continue;
             // A list that may be that of several classes tells nothing.
             const FoundObject& best = *readings[scores[0].second];
@@ -133,7 +135,9 @@ void ObjectFinder::ChooseClasses() {
         Narrow();
         margin = chosen ? 9 : margin / 2;
     }
-    std::ranges::stable_sort(document_.unnamed, {}, [](const auto& each) { return each->source->Extents()[0].offset; });
+    const auto offset = [](const auto& each) { return each->source->Extents()[0].offset; };
+    compound::StableSort(document_.unnamed.begin(), document_.unnamed.end(),
+                         [&](const auto& one, const auto& other) { return offset(one) < offset(other); });
 }
 
 // Where as many objects of a class were found without a name as are missing, they are these, in the order in which they

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "storage/compound/base/stable_sort.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/document/stream_names.hpp"
 #include "storage/records/failures.hpp"
@@ -48,7 +49,8 @@ void ObjectFinder::SortEntries() {
         entries_[std::u16string(compound::FoldedName(entry.name).Text())].push_back(&entry);
     }
     for (auto& [name, entries] : entries_) {
-        std::ranges::stable_sort(entries, std::greater(), &SalvagedEntry::standing);
+        compound::StableSort(entries.begin(), entries.end(),
+                             [](const auto* one, const auto* other) { return one->standing > other->standing; });
         if (const auto id = IdOfStream(name)) named_.emplace(*id, entries);
     }
 }
