@@ -133,7 +133,7 @@ py::object ToArray(Variant value) {
     if (dtype.kind() != 'O') {
         auto owned = std::make_unique<Variant>(std::move(value));
         const py::capsule owner(owned.get(), [](void* variant) { delete static_cast<Variant*>(variant); });
-        owned.release();
+        static_cast<void>(owned.release());  // the capsule's from here on
         return py::array(dtype, shape, strides, ElementsOf(array), owner);
     }
     std::size_t count = 1;
@@ -219,7 +219,7 @@ std::map<const EnumerationDescription*, py::dict*>& Enumerations() {
 py::object Enumerated(const EnumerationDescription& enumeration, long value) {
     const auto found = Enumerations().find(&enumeration);
     if (found == Enumerations().end()) return py::int_(value);
-    const py::int_ number(value);
+    py::int_ number(value);
     PyObject* const member = PyDict_GetItemWithError(found->second->ptr(), number.ptr());
     if (member) return py::reinterpret_borrow<py::object>(member);
     if (!enumeration.isCombined) return number;
