@@ -118,7 +118,7 @@ void AddEnumeratorType(py::module_& module) {
     enumeratorType = reinterpret_cast<PyTypeObject*>(type.inc_ref().ptr());
 }
 
-py::object Enumerate(Ref<IUnknown> source, const PublishedClass* published,
+py::object Enumerate(const Ref<IUnknown>& source, const PublishedClass* published,
                      const std::shared_ptr<OpenDocument>& document, Yields yields) {
     auto* const made = reinterpret_cast<Enumerator*>(enumeratorType->tp_alloc(enumeratorType, 0));
     if (!made) throw py::error_already_set();

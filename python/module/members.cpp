@@ -141,11 +141,11 @@ std::vector<Variant> ArgumentsOf(const PublishedMember& member, const py::args& 
         }
     }
     if (used != named.size())
-        for (const auto& [name, value] : named)
-            if (std::ranges::none_of(member.parameters,
-                                     [&](const char* known) { return name.cast<std::string>() == known; }))
-                throw py::type_error(std::string(member.name) + "() takes no argument '" + name.cast<std::string>() +
-                                     "'");
+        for (const auto& each : named) {
+            const auto name = each.first.cast<std::string>();
+            if (std::ranges::find(member.parameters, name) == std::end(member.parameters))
+                throw py::type_error(std::string(member.name) + "() takes no argument '" + name + "'");
+        }
     return arguments;
 }
 
@@ -168,7 +168,7 @@ py::object Call(py::handle self, const PublishedMember& member, const py::args& 
     Variant value = Called([&] { return Invoke(pointer.get(), member.described, kind, raw); });
     // What was copied belongs to the document of the destination.
     const bool isCopy = member.described.name.starts_with("Copy");
-    const py::handle changed = isCopy && given.size() > 0 ? py::handle(given[0]) : self;
+    const py::handle changed = isCopy && !given.empty() ? py::handle(given[0]) : self;
     if (kind == DISPATCH_METHOD && Changes(member)) MarkChanged(changed);
     return ToPython(std::move(value), member,
                     IsHandle(changed.ptr()) ? HandleIn(changed.ptr()).document : handle.document);
@@ -177,7 +177,7 @@ py::object Call(py::handle self, const PublishedMember& member, const py::args& 
 PyObject* MethodCall(PyObject* self, PyObject* arguments, PyObject* named) {
     return Guarded([&] {
         auto all = py::reinterpret_borrow<py::args>(arguments);
-        if (all.size() == 0) throw py::type_error("the method needs its object");
+        if (all.empty()) throw py::type_error("the method needs its object");
         const py::kwargs names = named ? py::reinterpret_borrow<py::kwargs>(named) : py::kwargs();
         const auto given = py::reinterpret_steal<py::args>(PyTuple_GetSlice(arguments, 1, PyTuple_GET_SIZE(arguments)));
         return Call(all[0], MemberOf(self), given, names);

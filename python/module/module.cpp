@@ -178,7 +178,8 @@ PYBIND11_MODULE(_lumvex, module) {
     AddHandleType(module);
     AddEnumeratorType(module);
     AddMemberTypes(module);
-    py::class_<Subscription, std::shared_ptr<Subscription>>(module, "Subscription");
+    using Declared = py::class_<Subscription, std::shared_ptr<Subscription>>;
+    Declared(module, "Subscription");  // NOLINT(bugprone-unused-raii): the module keeps the class
 
     module.def("create", Create);
     module.def("wrapped_root_of", [](py::handle object) {
