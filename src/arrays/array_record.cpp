@@ -91,7 +91,8 @@ private:
     std::size_t index_ = 0;
 };
 
-// An array of more bytes stays in the file, where it takes about as much memory as one of so many.
+// An array with more bytes of elements stays in the file until somebody asks for them. Keeping a shorter one there
+// would save no memory: the reference to its place takes about as much.
 constexpr std::size_t kReadNow = 4096;
 
 // What a record says of an array before its elements; nothing where there is no array.

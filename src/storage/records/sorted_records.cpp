@@ -11,7 +11,7 @@ namespace lumvex::inside {
 namespace {
 constexpr std::size_t kCountSize = 4;
 
-// The first eight bytes of an ID as a number: in the order of the IDs.
+// The first eight bytes of an ID as a number. Of two IDs the one that comes first has no larger number.
 std::uint64_t LeadingBytes(const void* id) {
     std::uint64_t key = 0;
     for (std::size_t byte = 0; byte < sizeof key; ++byte)

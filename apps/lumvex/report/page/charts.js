@@ -454,7 +454,7 @@ function drawMap(canvas, block) {
     }
   image.getContext("2d").putImageData(pixels, 0, 0);
   context.imageSmoothingEnabled = true;
-  // The middle of an image's pixel is its point: the half pixels beyond the first and last are cut.
+  // A point of the data is drawn in the middle of its pixel. Half a pixel stands out at each end, and is cut.
   context.drawImage(image, 0.5, 0.5, f.length - 1, t.length - 1, area.x, area.y, area.w, area.h);
   context.font = "12px system-ui, sans-serif";
   context.fillStyle = paint("--quiet");
