@@ -68,8 +68,11 @@ public:
             const ReadDocument document(path);
             OnDocument(path, "cannot be read", [&] {
                 Paths paths;
-                ForEachItem(document.Root(), [&](const Node& item) {
+                const auto add = [&](const Node& item) {
                     if (Fits(item, paths)) Add(item, paths, path, namesDocument, findings);
+                };
+                ForEachItem(document.Root(), add, [&](const std::string& problem) {
+                    findings.problem += (findings.problem.empty() ? "" : "\n") + Utf8(path) + ": " + problem;
                 });
             });
         } catch (const std::exception& error) {
