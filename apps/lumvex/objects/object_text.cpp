@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "objects/properties.hpp"
 
@@ -160,6 +162,126 @@ private:
     TextObject whole_;
 };
 
+// Builds the JSON value of an object. The values of arrays of floats are packed on the way: 4 bytes for each number
+// instead of 16.
+class Builder {
+public:
+    explicit Builder(std::uint64_t length) : most_(length / 2) {}  // a number takes a digit and a comma
+
+    Json Take() { return std::move(whole_); }
+
+    bool start_object(std::size_t) {
+        Begin(Json::object(), false);
+        return true;
+    }
+    bool key(std::string& name) {
+        key_ = std::move(name);
+        return true;
+    }
+    bool end_object() { return End(); }
+    bool start_array(std::size_t) {
+        const Json* const array = ArrayOfFloats();
+        if (!open_.empty() && open_.back().isPacked) Unpack();
+        Begin(array ? Json::binary({}) : Json::array(), array != nullptr);
+        if (array && array->contains("rows")) Reserve((*array)["rows"]);
+        return true;
+    }
+    bool end_array() { return End(); }
+    bool null() { return Put(nullptr); }
+    bool boolean(bool value) { return Put(value); }
+    bool number_integer(Json::number_integer_t value) { return PutNumber(value); }
+    bool number_unsigned(Json::number_unsigned_t value) { return PutNumber(value); }
+    bool number_float(Json::number_float_t value, const std::string&) { return PutNumber(value); }
+    bool string(std::string& value) {
+        if (!open_.empty() && open_.back().isPacked) {
+            try {
+                return PutFloat(FloatFrom(Json(value)));
+            } catch (const std::invalid_argument&) {  // no array of floats after all
+            }
+        }
+        return Put(std::move(value));
+    }
+    bool binary(Json::binary_t&) { return false; }
+    bool parse_error(std::size_t, const std::string&, const Json::exception& error) {
+        throw PropertyError(error.what());
+    }
+
+private:
+    struct Open {
+        Json* value;
+        bool isPacked;
+    };
+
+    // The array of floats of which the list that begins is all values, or a column; null where it is none.
+    const Json* ArrayOfFloats() const {
+        const auto isArray = [&](const Json& value) {
+            return value.is_object() && key_ == "values" && value.contains("type") && value["type"] == "float";
+        };
+        for (std::size_t up = 1; up <= std::min<std::size_t>(2, open_.size()); ++up) {
+            const Json& value = *open_[open_.size() - up].value;
+            if (value.is_object()) return isArray(value) ? &value : nullptr;
+        }
+        return nullptr;
+    }
+
+    // What a list of columns has reserved is given up: each column reserves its own.
+    void Unpack() {
+        Json list = Json::array();
+        const Json::binary_t& bytes = open_.back().value->get_binary();
+        for (std::size_t at = 0; at + sizeof(float) <= bytes.size(); at += sizeof(float)) {
+            float number = 0;
+            std::memcpy(&number, &bytes[at], sizeof number);
+            list.push_back(NumberJson(number));
+        }
+        *open_.back().value = std::move(list);
+        open_.back().isPacked = false;
+    }
+
+    void Reserve(const Json& rows) {
+        if (!rows.is_number_unsigned()) return;
+        const auto count = std::min(rows.get<std::uint64_t>(), most_);
+        open_.back().value->get_binary().reserve(static_cast<std::size_t>(count * sizeof(float)));
+    }
+
+    Json& Add(Json value) {
+        if (open_.empty()) return whole_ = std::move(value);
+        Json& into = *open_.back().value;
+        if (into.is_object()) return into[key_] = std::move(value);
+        into.push_back(std::move(value));
+        return into.back();
+    }
+    void Begin(Json value, bool isPacked) {
+        Json& added = Add(std::move(value));
+        open_.push_back({&added, isPacked});
+    }
+    bool End() {
+        open_.pop_back();
+        return true;
+    }
+    template <class Value>
+    bool Put(Value&& value) {
+        if (!open_.empty() && open_.back().isPacked) Unpack();
+        Add(Json(std::forward<Value>(value)));
+        return true;
+    }
+    template <class Number>
+    bool PutNumber(Number value) {
+        if (!open_.empty() && open_.back().isPacked) return PutFloat(static_cast<float>(value));
+        return Put(value);
+    }
+    bool PutFloat(float value) {
+        Json::binary_t& bytes = open_.back().value->get_binary();
+        const auto* const from = reinterpret_cast<const std::uint8_t*>(&value);
+        bytes.insert(bytes.end(), from, from + sizeof value);
+        return true;
+    }
+
+    std::uint64_t most_;
+    Json whole_;
+    std::vector<Open> open_;
+    std::string key_;  // of the object that is open, for the value that comes
+};
+
 }  // namespace
 
 const TextObject::List* TextObject::Find(std::string_view key) const {
@@ -184,7 +306,9 @@ Json ObjectText::Own(const TextObject& object) const {
     }
     ranges.push_back({from, object.end});
     Characters characters(text_, std::move(ranges));
-    return Json::parse(CharacterIterator{&characters}, CharacterIterator{});
+    Builder builder(object.end - object.begin);
+    Json::sax_parse(CharacterIterator{&characters}, CharacterIterator{}, &builder);
+    return builder.Take();
 }
 
 }  // namespace lumvex::app
