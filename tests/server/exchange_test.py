@@ -105,11 +105,12 @@ class Exchange(ToolTest):
             self.tool("compare", document, self.folder / name)
             self.wine(DONE, WINDOWS_TOOL, "compare", document, self.folder / name)
         # Several documents are searched in as many processes as there are processors, each started with this line.
-        (self.folder / "broken.lvp").write_bytes(b"no document")
+        (self.folder / "many").mkdir()
+        (self.folder / "many/broken.lvp").write_bytes(b"no document")
         for number in range(5):
-            shutil.copy(document, self.folder / f"\u65e5 {number}.lvp")
-        found, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "find", "*", ".")
-        native = self.tool("find", "*", ".", status=DOCUMENT_FAILED)
+            shutil.copy(document, self.folder / f"many/\u65e5 {number}.lvp")
+        found, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "find", "*", "many")
+        native = self.tool("find", "*", "many", status=DOCUMENT_FAILED)
         self.assertEqual(found.replace("\\", "/"), native.stdout)
         self.assertEqual(said.replace("\\", "/").replace("\r\n", "\n"), native.stderr)
 
