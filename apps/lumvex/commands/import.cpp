@@ -230,7 +230,7 @@ Command commands::Import() {
             "the\n"
             "entries frequency and level (and phase) one after the other in one channel, the sensitivity as scale, "
             "where\n"
-            "1 is none. Other files are refused.\n"
+            "1 is none. CalibrationMethod stays forward, as in every new one. Other files are refused.\n"
             "\n"
             "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with "
             "the\n"
