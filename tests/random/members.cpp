@@ -221,8 +221,12 @@ void World::RemoveAll(Doc& doc) {
     doc.indexed = false;
 }
 
+// Long lists are searched in another way than short ones, and there are few of them.
 void World::Find(Doc& doc) {
     Node* collection = AnyCollection(doc);
+    if (random_.OneIn(2))
+        collection =
+            *std::ranges::max_element(doc.collections, {}, [](const Node* each) { return each->below.size(); });
     const Ref<IDispatch> object = Live(doc, *collection);
     const std::size_t which = random_.Below(7);
     if (which < 3) {
