@@ -8,12 +8,14 @@
 namespace lumvex::tests {
 namespace {
 
-TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
-    constexpr SectorId kReserved = 300;
+TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOnesNever) {
+    constexpr SectorId kReserved = 300, kFront = 7;
     std::mt19937 random(1);
     FreeMap map(70, kReserved);
     std::vector<bool> used(70, true);
-    std::vector<compound::Run> taken;
+    map.Give(3, 2);
+    map.KeepFront(kFront);
+    std::vector<compound::Run> taken = {{0, 0, 3}, {0, 5, 20}};  // partly or wholly in front
     const auto take = [&](const compound::Run& run) {
         used.resize(std::max<std::size_t>(used.size(), map.End()), false);
         ASSERT_LE(run.first + run.count, map.End());
@@ -53,7 +55,8 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOneNever) {
             const compound::Run run = taken.back();
             taken.pop_back();
             map.Give(run.first, run.count);
-            for (SectorId sector = run.first; sector < run.first + run.count; ++sector) used[sector] = false;
+            for (SectorId sector = std::max(run.first, kFront); sector < run.first + run.count; ++sector)
+                used[sector] = false;
         }
         if (random() % 50 == 0) {
             map.CutTo(map.UsedEnd());

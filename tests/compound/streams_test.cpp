@@ -195,6 +195,25 @@ TEST(LargeFiles, CrossTheFirstSectorsOfTheDifatUpAndDown) {
 }
 
 // Behind what was removed there are structures, which only shortening moves.
+// A disk that loses the header with the 4,096 bytes around it loses nothing else.
+TEST_P(Streams, AreNeverBesideTheHeader) {
+    FaultyDisk disk;
+    const auto file = CompoundFile::Create(disk.Open(), GetParam());
+    Content content;
+    for (std::size_t round = 0; round < 100; ++round) {
+        const std::u16string name(1 + round % 7, u'a');
+        if (round % 5 == 4 && content.erase(name) != 0)
+            file->Remove(name);
+        else
+            Put(*file, name, content[name] = Pattern(round * 7919 % 30'000, static_cast<unsigned>(round)));
+        file->Commit();
+        Bytes image = disk.Content();
+        std::fill(image.begin() + 512, image.begin() + 4096, std::byte{0xEE});
+        ASSERT_EQ(Problems(image), "");
+        ASSERT_TRUE(ContentOf(image) == content) << round;
+    }
+}
+
 TEST_P(Streams, RemovedFromTheEndLeaveAShortFile) {
     Content content{{u"a", Pattern(5'000'000, 1)}, {u"b", Pattern(11'000'000, 2)}};
     FaultyDisk disk(ImageOf(content, GetParam()));

@@ -50,10 +50,9 @@ inline Bytes operator+(Bytes left, const Bytes& right) {
 inline std::u16string PathText(const std::filesystem::path& path) { return path.u16string(); }
 
 inline Bytes FileBytes(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    Bytes bytes(text.size());
-    if (!text.empty()) std::memcpy(bytes.data(), text.data(), text.size());
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    Bytes bytes(file ? static_cast<std::size_t>(file.tellg()) : 0);
+    file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), std::ssize(bytes));
     return bytes;
 }
 

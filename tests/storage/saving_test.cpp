@@ -182,6 +182,30 @@ TEST_F(Saving, ArraysThatWaitInAFileAreTheSame) {
     }
 }
 
+// Arrays of 16 KiB take sectors of 512 bytes, long and very short ones those of 4,096, in a new document and in one
+// that is saved elsewhere.
+TEST(SectorSizes, FollowWhatADocumentHolds) {
+    const struct {
+        int members;
+        std::size_t floats;
+        int version;
+    } kCases[] = {{5, 30, 3}, {4000, 30, 4}, {300, 4096, 3}, {1500, 4096, 3}, {10, 131'072, 4}};
+    for (const auto& [members, floats, version] : kCases) {
+        const Folder folder;
+        Project project = Project::Create();
+        for (int member = 0; member < members; ++member)
+            project.Data().Add(u"member").Data(Floats(std::vector<float>(floats, 1.0f)));
+        for (const char* name : {"a.lvp", "b.lvp"}) {
+            project.SaveFileAs(PathText(folder / name));
+            EXPECT_EQ(FileBytes(folder / name).at(26), std::byte(version)) << members << " of " << floats << name;
+            if (floats >= 4096) {
+                EXPECT_LT(std::filesystem::file_size(folder / name),
+                          static_cast<std::uintmax_t>(members) * floats * sizeof(float) * 106 / 100);
+            }
+        }
+    }
+}
+
 TEST(ByteSpool, TakesLongBlocksBeyondItsRoomInMemory) {
     using inside::ByteSpool;
     constexpr std::size_t kShort = ByteSpool::kShort;

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <map>
+#include <random>
 #include <unordered_set>
 
 #include "core/tree/collection.hpp"
 #include "core/tree/references.hpp"
 #include "storage/compound/format/names.hpp"
+#include "storage/compound/format/stream_lengths.hpp"
 #include "storage/document/marks_stamp.hpp"
 #include "storage/document/write_streams.hpp"
 #include "storage/records/failures.hpp"
@@ -15,9 +17,6 @@
 namespace lumvex::inside {
 
 namespace {
-
-// From this size on the larger sectors cost less than they waste.
-constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;
 
 void RemoveStream(compound::CompoundFile& file, std::u16string_view name) {
     if (file.Contains(name)) file.Remove(name);
@@ -188,15 +187,24 @@ void DocumentSaver::ListObjectsThatTheTableLacks() {
     if (streams + 1 > tree_.Objects().CountInFile()) tree_.ListEverything();
 }
 
+// Of many objects, some taken at random stand for all.
 int DocumentSaver::SectorVersionFor(const Objects& objects) const {
-    std::uint64_t size = tree_.File().IsOpen() ? tree_.File().Container().FileSize() : 0;
+    compound::StreamLengths lengths;
+    if (tree_.File().IsOpen())
+        OnStorage([&] {
+            tree_.File().Container().ForEachStream(
+                [&](std::u16string_view, std::uint64_t bytes) { lengths.Add(bytes); });
+        });
+    constexpr std::size_t kEnough = 1000;
+    const std::size_t each = objects.size() / kEnough + 1;
+    std::minstd_rand random;
     RecordWriter record;
-    for (auto entry = objects.begin(); entry != objects.end() && size < kLargeDocument; ++entry) {
+    for (std::size_t index = 0; index < objects.size(); index += each == 1 ? 1 : 1 + random() % (2 * each - 1)) {
         record.Clear();
-        WriteObject(*(*entry)->object, record);
-        size += record.Size();
+        WriteObject(*objects[index]->object, record);
+        lengths.Add(record.Size(), each);
     }
-    return size < kLargeDocument ? 3 : 4;
+    return lengths.BestVersion();
 }
 
 void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {

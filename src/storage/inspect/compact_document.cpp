@@ -1,11 +1,10 @@
 // Compacting: writes a document's file anew, as short as it can be.
 #include <span>
-#include <vector>
 
 #include "lumvex/maintenance.hpp"
 #include "storage/compound/engine/compound_file.hpp"
-#include "storage/compound/format/format.hpp"
 #include "storage/compound/format/names.hpp"
+#include "storage/compound/format/stream_lengths.hpp"
 #include "storage/document/marks_stamp.hpp"
 #include "storage/document/stream_names.hpp"
 #include "storage/inspect/client_errors.hpp"
@@ -16,27 +15,11 @@ namespace {
 
 using compound::CompoundFile;
 
-std::uint64_t RoundedUp(std::uint64_t bytes, std::uint64_t unit) { return (bytes + unit - 1) / unit * unit; }
-
-// How long a file of these streams would be, in bytes. Sectors that list FAT sectors beyond the header's are left out.
-std::uint64_t FileSize(const std::vector<std::uint64_t>& streams, std::uint64_t sector) {
-    using namespace compound;
-    std::uint64_t miniStream = 0, bytes = RoundedUp((streams.size() + 1) * kEntrySize, sector);
-    for (const std::uint64_t size : streams) {
-        if (size < kMiniCutoff)
-            miniStream += RoundedUp(size, kMiniSectorSize);
-        else
-            bytes += RoundedUp(size, sector);
-    }
-    bytes += RoundedUp(miniStream, sector) + RoundedUp(miniStream / kMiniSectorSize * sizeof(std::uint32_t), sector);
-    return sector + bytes + RoundedUp(bytes / sector * sizeof(std::uint32_t), sector);
-}
-
 // Both formats hold any document; version 3 up to its limits, with room to spare.
-int ShortestVersion(const std::vector<std::uint64_t>& streams) {
+int ShortestVersion(const compound::StreamLengths& streams) {
     constexpr std::uint64_t kLargestVersion3 = std::uint64_t{1} << 30;
-    const std::uint64_t version3 = FileSize(streams, 512);
-    return version3 <= FileSize(streams, 4096) && version3 <= kLargestVersion3 ? 3 : 4;
+    const std::uint64_t version3 = streams.FileLength(3);
+    return version3 <= streams.FileLength(4) && version3 <= kLargestVersion3 ? 3 : 4;
 }
 
 // Writes the shorter file where `create` makes it from the old one, given the version of the format.
@@ -46,12 +29,15 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress, 
         CompoundFile::Open(compound::OpenFile(path, compound::Access::Exclusive), compound::Access::Exclusive);
     if (!from->Contains(inside::kRootStream) && !from->Contains(inside::kOldRootStream))
         throw compound::StorageError(compound::Status::NotFound, "it is a compound file, but no document");
-    std::vector<std::uint64_t> sizes;
-    from->ForEachStream([&](std::u16string_view, std::uint64_t size) { sizes.push_back(size); });
-    const std::size_t streams = sizes.size();
-    from->ForEachInFolders([&](std::uint64_t size) { sizes.push_back(size); });
+    compound::StreamLengths lengths;
+    std::size_t streams = 0;
+    from->ForEachStream([&](std::u16string_view, std::uint64_t bytes) {
+        lengths.Add(bytes);
+        ++streams;
+    });
+    from->ForEachInFolders([&](std::uint64_t bytes) { lengths.Add(bytes); });
 
-    const auto to = create(*from, ShortestVersion(sizes));
+    const auto to = create(*from, ShortestVersion(lengths));
     to->CarryFrom(*from);
     std::size_t done = 0;
     const compound::FoldedName versionInfo(inside::kVersionInfoStream);

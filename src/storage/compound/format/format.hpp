@@ -1,7 +1,7 @@
 // The compound file on disk: constants, the header, a directory entry. Every number is little-endian.
 //
 //   version  sector  header occupies  FAT entries per sector  directory entries per sector
-//      3      512        512                  128                        4
+//      3      512        512 + 3584           128                        4
 //      4     4096       4096                 1024                       32
 #pragma once
 
@@ -27,6 +27,9 @@ constexpr SectorId kFreeSector = 0xFFFFFFFF;
 constexpr EntryId kNoEntry = 0xFFFFFFFF;
 
 constexpr std::size_t kHeaderSize = 512;
+// A disk may write or lose the header together with the physical sector around it. So nothing else is put there: in
+// version 3, the sectors before this place stay free.
+constexpr std::size_t kFrontSize = 4096;
 constexpr std::size_t kEntrySize = 128;
 constexpr std::size_t kMiniSectorSize = 64;
 constexpr unsigned kMiniSectorShift = 6;

@@ -68,8 +68,8 @@ SectorId FreeMap::Take(std::uint32_t count) {
 }
 
 SectorId FreeMap::TakeAtEnd(std::uint32_t count) {
-    SectorId first = end_;  // moves back over the gap that ends where the file does
-    while (first > 0 && end_ - first < count && IsFree(first - 1)) --first;
+    SectorId first = std::max(end_, front_);  // moves back over the gap that ends where the file does
+    while (first > 0 && first <= end_ && end_ - first < count && IsFree(first - 1)) --first;
     std::uint64_t newEnd = std::uint64_t{first} + count;
     const bool reserve = first <= reserved_ && reserved_ < newEnd;
     if (reserve) {
@@ -128,7 +128,14 @@ std::vector<Run> FreeMap::TakeNear(std::uint32_t count, const std::vector<std::u
 }
 
 void FreeMap::Give(SectorId first, std::uint32_t count) {
-    if (count != 0) Mark(first, count, true);
+    const std::uint32_t kept = first < front_ ? std::min(front_ - first, count) : 0;
+    if (count != kept) Mark(first + kept, count - kept, true);
+}
+
+void FreeMap::KeepFront(SectorId first) {
+    front_ = first;
+    for (auto gap = NextGap(0); gap && gap->first < first; gap = NextGap(gap->first + 1))
+        TakeGap({0, gap->first, std::min(gap->count, first - gap->first)});
 }
 
 void FreeMap::CutTo(std::uint32_t end) {

@@ -39,6 +39,9 @@ public:
 
     void Give(SectorId first, std::uint32_t count);
 
+    // From now on no sector before `first` is given, even if it is free or becomes so.
+    void KeepFront(SectorId first);
+
     // Moves the end back; all sectors from there on must be free.
     void CutTo(std::uint32_t end);
 
@@ -52,6 +55,7 @@ private:
     std::vector<std::uint64_t> words_;  // bit set: free
     std::uint32_t end_;
     std::uint32_t free_ = 0;
+    SectorId front_ = 0;   // no sector below is given
     SectorId lowest_ = 0;  // no sector below is free
     SectorId reserved_;
     std::uint32_t limit_;

@@ -133,6 +133,7 @@ Space::Space(Committed& committed, bool alone)
     sectors_ = ScanFree(committed.FatSectors(), pages, volume.SectorCount(), reserved, limit);
     RequireNothingMissing(committed, sectors_, reserved);
     RequireStructuresInUse(committed, sectors_);
+    sectors_.KeepFront(static_cast<SectorId>((kFrontSize >> volume.SectorShift()) - 1));
     if (alone_) return;
     latest_ = LatestAnnounced(file_, volume.Head().Generation());
     const bool isCurrent = latest_ == volume.Head().Generation();
