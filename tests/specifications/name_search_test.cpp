@@ -81,6 +81,9 @@ TEST_F(NameSearch, FindsTheFirstOfTheNameWhereverTheMembersAre) {
             library.Load(known.id).As<Microphone>().Name(known.name);
         }
         if (Any(2) == 0) library.SaveFile();
+        // So many searches of one list make an index.
+        for (std::size_t search = Any(6) == 0 ? 1100 : 0; search > 0; --search)
+            ASSERT_FALSE(library.Microphones().NameExists(u"nobody"));
         for (int search = 0; search < 5; ++search) ASSERT_NO_FATAL_FAILURE(ExpectFound(AnyName())) << round;
         if (Any(3) != 0) continue;
         library.SaveFile();
@@ -230,6 +233,15 @@ protected:
         WriteFileBytes(path, after);
         names[at] = name;
     }
+    void Repair(const std::function<void(Bytes& list)>& damage) {
+        Streams streams = ReadDocument(path);
+        damage(streams[inside::StreamNameOf(ParseGuid(listId).value())]);
+        WriteDocument(path, streams);
+        const std::filesystem::path repaired = folder / (path.stem().string() + " repaired.lvs");
+        std::filesystem::remove(repaired);
+        EXPECT_EQ(SalvageDocument(path, repaired).losses.size(), 0u);
+        path = repaired;
+    }
     void SaveAnew(const std::function<void(const Specifications&)>& change) {
         Specifications library = Open();
         change(library);
@@ -374,6 +386,11 @@ TEST_F(NameMarks, AreCurrentWhateverWasDoneToTheDocument) {
              path = other;
          }},
         {"compacted", true, [&] { CompactDocument(path); }},
+        {"repaired", false, [&] { Repair([](Bytes&) {}); }},
+        {"repaired, the number of members being wrong", false,
+         [&] { Repair([](Bytes& list) { list[5] = std::byte{9}; }); }},
+        {"repaired, the marks being cut off", false,
+         [&] { Repair([](Bytes& list) { list.resize(list.size() - 20); }); }},
         {"written anew by another program", false, [&] { WriteDocument(path, ReadDocument(path)); }},
         {"renamed by another program that numbers states", false,
          [&] { RenameByAnotherProgram(names.size() - 1, u"renamed", true); }},

@@ -85,11 +85,13 @@ void CollectionBase::ForgetMarksOfRenamed() {
 }
 
 void CollectionBase::FillMarks() {
-    if (members.Count() < Members::kMarkedFrom) return;
+    const std::size_t count = members.Count();
+    if (count < Members::kMarkedFrom) return;
     const Document& document = ResolveRoot();
     const bool anyRenamed = std::exchange(members.renamed, false);
-    for (std::size_t index = 0; index < members.Count(); ++index) {
-        const bool isKnown = !members.Marks().empty() && members.Marks()[index] != kUnknownMark;
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto marks = members.Marks();
+        const bool isKnown = !marks.empty() && marks[index] != kUnknownMark;
         if (isKnown && !anyRenamed) continue;
         Entry* entry = document.InMemory(members.At(index).id);
         if (!entry || !entry->object || (isKnown && !entry->renamed)) continue;

@@ -31,8 +31,8 @@ void Members::Append(const Reference& reference, std::u16string_view name) {
     Materialise();
     list_.push_back(reference);
     if (marks_.empty() && list_.size() < kMarkedFrom) return;
-    marks_.resize(list_.size(), kUnknownMark);
-    marks_.back() = MarkOf(name);
+    if (marks_.empty()) marks_.resize(list_.size() - 1, kUnknownMark);
+    marks_.push_back(MarkOf(name));
 }
 
 void Members::Erase(std::size_t index) {

@@ -4,12 +4,19 @@
 
 namespace lumvex::inside {
 
+namespace {
+
+// As ToUpper, which is a call; most units of names are ASCII.
+std::uint32_t Upper(char16_t unit) noexcept {
+    if (unit >= 0x80) return ToUpper(unit);
+    return unit >= u'a' && unit <= u'z' ? unit - 32u : unit;
+}
+
+}  // namespace
+
 NameMark MarkOf(std::u16string_view name) noexcept {
     NameMark mark = 0x811C9DC5;
-    for (const char16_t unit : name) {
-        const bool isPlain = unit < 0x80 && (unit < u'a' || unit > u'z');  // most units: ToUpper is a call
-        mark = (mark ^ (isPlain ? unit : ToUpper(unit))) * 0x01000193;
-    }
+    for (const char16_t unit : name) mark = (mark ^ Upper(unit)) * 0x01000193;
     return mark == kUnknownMark ? 1 : mark;
 }
 
