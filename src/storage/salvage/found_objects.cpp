@@ -23,13 +23,11 @@ constexpr std::size_t kReferenceSize = 20;
 std::shared_ptr<const ByteSource> WithCountThatFits(const std::shared_ptr<const SalvagedSource>& source) {
     if (source->Size() < 8) return source;
     const std::vector<std::byte> head = Head(*source);
-    const auto stored = At<std::uint32_t>(head, 4);
-    if (AreMarksBehind(*source, stored)) return source;
     const std::uint64_t room = source->Size() - 8;
     const std::uint64_t withMarks = room / (kReferenceSize + sizeof(NameMark));  // what comes before them is shorter
     const auto count =
         static_cast<std::uint32_t>(AreMarksBehind(*source, withMarks) ? withMarks : room / kReferenceSize);
-    if (stored == count) return source;
+    if (At<std::uint32_t>(head, 4) == count) return source;
     std::vector<std::byte> bytes = source->All();
     std::memcpy(bytes.data() + 4, &count, sizeof count);
     return std::make_shared<MemorySource>(std::move(bytes));
