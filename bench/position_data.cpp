@@ -58,9 +58,9 @@ int main(int argc, char** argv) {
         const std::vector<std::byte> source(bytes, std::byte{1});
         std::vector<double> answers, copies;
         for (int round = 0; round < rounds; ++round) {
-            Variant answer;
+            Array answer;
             answers.push_back(Milliseconds([&] { answer = position.Data(); }));
-            answer = Variant();
+            answer = Array();
             std::unique_ptr<std::byte[]> copy;
             copies.push_back(Milliseconds([&] {
                 copy.reset(new std::byte[bytes]);

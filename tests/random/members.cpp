@@ -221,8 +221,12 @@ void World::RemoveAll(Doc& doc) {
     doc.indexed = false;
 }
 
+// Long lists are searched in another way than short ones, and there are few of them.
 void World::Find(Doc& doc) {
     Node* collection = AnyCollection(doc);
+    if (random_.OneIn(2))
+        collection =
+            *std::ranges::max_element(doc.collections, {}, [](const Node* each) { return each->below.size(); });
     const Ref<IDispatch> object = Live(doc, *collection);
     const std::size_t which = random_.Below(7);
     if (which < 3) {
@@ -234,6 +238,8 @@ void World::Find(Doc& doc) {
         const Bstr text(name);
         const DISPID id = which == 0 ? member::kFindName : which == 1 ? member::kFindNameExact : member::kNameExists;
         Log("find " + ToUtf8(name.substr(0, 20)) + " in " + PathOf(*collection) + " by " + std::to_string(id));
+        for (int times = random_.OneIn(100) ? 1100 : 0; times > 0; --times)  // which makes an index
+            DoLate(object.get(), member::kNameExists, {TextArgument(text.get())});
         const Answer answer = Do(object.get(), id, DISPATCH_METHOD, {TextArgument(text.get())});
         if (OutOfMemory(answer, doc)) return;
         const bool there = found != collection->below.end();

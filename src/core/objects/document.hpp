@@ -25,6 +25,9 @@ public:
 
     // The entry of an ID, or null when the document does not have the object.
     virtual Ref<Entry> Find(const GUID& id) = 0;
+    // The same without a look into the file: null for an object that was not reached yet. Valid until the next object
+    // is loaded.
+    virtual Entry* InMemory(const GUID& id) const noexcept = 0;
     // The entry's object, loaded from its stream when it is not in memory. Throws 4010 when there is nothing to load it
     // from, else what the reading failed with; the object then stays unloaded.
     virtual Ref<Object> Get(Entry& entry) = 0;
@@ -37,6 +40,9 @@ public:
     // The name of a collection's member. One that is not in memory is not loaded for this, but fails as loading it
     // would. Valid until the next call.
     virtual std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) = 0;
+    // A mark of a name in the file may be wrong and cannot be mended: after the next save none counts that it has not
+    // written.
+    virtual void DistrustMarks() noexcept = 0;
     // The child collection of a slot, created on first use.
     virtual Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) = 0;
     // Takes a new object into the directory under a new ID, as a step of the operation under way.

@@ -61,6 +61,7 @@ public:
     bool stays : 1 = false;       // closing the file has taken hold of its object
     bool joins : 1 = false;       // the next save adds it to the file's directory
     bool changed : 1 = false;     // the next save writes the object
+    bool renamed : 1 = false;     // its name is not the one whose mark its collection has
     bool eventWaits : 1 = false;  // in the event queue of the call under way
 
 private:

@@ -1,6 +1,7 @@
 #include "core/tree/collection.hpp"
 
 #include <exception>
+#include <utility>
 
 #include "core/objects/operation.hpp"
 #include "core/published/enumerator.hpp"
@@ -24,25 +25,79 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
-// Loads the member that it finds, and no other. A second search of a long list indexes the members that it passes; the
-// index then answers for that part of the list.
+// Reads the names of members whose marks fit or are not known, and notes the marks of these; loads the member that it
+// finds, and no other.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
     const ClassInfo& memberClass = *Class().member();
-    NameIndex& names = members.names;
-    const bool indexing = names.IsWorthIt(members.Count());
+    const NameMark mark = MarkOf(name);
+    if (members.renamed) ForgetMarksOfRenamed();
+    members.ExtendIndex();
     std::optional<Reference> found;
-    const auto bearsName = [&](const Reference& reference, bool passing) {
-        const std::u16string_view its = document.NameOf(reference, memberClass);
-        if (passing) names.Add(reference, its);
+    const auto bearsName = [&](const Reference& reference, std::u16string_view its) {
         if (its.size() == name.size() && CompareNoCase(its, name) == 0) found = reference;
         return found.has_value();
     };
-    names.ForName(name, [&](const Reference& reference) { return bearsName(reference, false); });
-    for (std::size_t index = names.Covered(); !found && index < members.Count(); ++index)
-        bearsName(members.At(index), indexing);
+    members.names.ForMark(mark, [&](const Reference& reference) {
+        return bearsName(reference, document.NameOf(reference, memberClass));
+    });
+    if (!found)
+        members.ForMark(mark, members.names.Covered(), [&](std::size_t index, bool isKnown) {
+            const Reference reference = members.At(index);
+            const std::u16string_view its = document.NameOf(reference, memberClass);
+            if (!isKnown) members.SetMark(index, MarkOf(its));
+            return bearsName(reference, its);
+        });
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
+}
+
+bool CollectionBase::HasMarks() const {
+    try {
+        return members.HasMarks();
+    } catch (const Failure&) {
+        if (Document* document = OwnEntry().document) document->DistrustMarks();
+        return false;
+    }
+}
+
+// The save has to write the list, with the new mark.
+void CollectionBase::MemberRenamed(Entry& member) noexcept {
+    members.names.Rename(member.id, MarkOf(member.name));
+    member.renamed = members.renamed = true;
+    if (Document* document = OwnEntry().document) document->MarkChanged(*this);
+}
+
+// The index knows the new names of those that it covers.
+void CollectionBase::ForgetMarksOfRenamed() {
+    const std::size_t count = members.Count();
+    if (members.names.Covered() == count) return;
+    const Document& document = ResolveRoot();
+    constexpr std::size_t kAsComparing = 32;  // marks: what looking for an entry costs
+    members.names.Compared(kAsComparing * count);
+    for (std::size_t index = 0; index < count; ++index) {
+        Entry* entry = document.InMemory(members.At(index).id);
+        if (!entry || !entry->renamed) continue;
+        members.SetMark(index, kUnknownMark);
+        entry->renamed = false;
+    }
+    members.renamed = false;
+}
+
+void CollectionBase::FillMarks() {
+    const std::size_t count = members.Count();
+    if (count < Members::kMarkedFrom) return;
+    const Document& document = ResolveRoot();
+    const bool anyRenamed = std::exchange(members.renamed, false);
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto marks = members.Marks();
+        const bool isKnown = !marks.empty() && marks[index] != kUnknownMark;
+        if (isKnown && !anyRenamed) continue;
+        Entry* entry = document.InMemory(members.At(index).id);
+        if (!entry || !entry->object || (isKnown && !entry->renamed)) continue;
+        members.SetMark(index, MarkOf(entry->name));
+        entry->renamed = false;
+    }
 }
 
 Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {
@@ -98,7 +153,7 @@ void CollectionBase::AppendMember(Object& member) {
     members.MakeRoom();
     RecordStep(*this, nullptr,
                [](Object& collection, void*) noexcept { collection.AsCollection()->members.EraseLast(); });
-    members.Append({member.OwnEntry().id, member.OwnEntry().tag});
+    members.Append({member.OwnEntry().id, member.OwnEntry().tag}, member.OwnEntry().name);
     document.MarkChanged(*this);
     Raise(document, EventKind::Item, member, LX_EV_CREATE);
     Raise(document, EventKind::Collection, *this, LX_EV_CREATE);

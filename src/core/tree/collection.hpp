@@ -56,16 +56,22 @@ public:
     // under way.
     void AppendMember(Object& member);
 
-    void Materialise() override {
-        members.Materialise();
-        members.names.Clear();  // members that it knows by name may be out of memory
-    }
+    // Has the list marks of names, in memory or in the file? Where that cannot be read, no marks of the document count
+    // from now on.
+    bool HasMarks() const;
+    // A member of a list that has marks has another name now.
+    void MemberRenamed(Entry& member) noexcept;
+    // Marks that are not known, of members that are in memory. The list is in memory.
+    void FillMarks();
+
+    void Materialise() override { members.Materialise(); }
 
     static constexpr std::u16string_view kErrorSource{};
 
 private:
     Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
     Ref<Object> Member(std::size_t index) const;
+    void ForgetMarksOfRenamed();
     // `likely` is where the member was last seen in the list.
     void RemoveMember(ItemBase& member, std::size_t likely);
     void Detach(ItemBase& member, std::size_t likely);

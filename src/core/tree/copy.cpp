@@ -85,7 +85,8 @@ private:
             for (LONG position = 1; position <= collection.Count(); ++position) {
                 const Ref<Object> member = collection.Item(position);
                 const Ref<Object> made = Make(*member->AsItem(), copies->OwnEntry(), true);
-                copies->AsCollection()->members.Append({made->OwnEntry().id, made->OwnEntry().tag});
+                copies->AsCollection()->members.Append({made->OwnEntry().id, made->OwnEntry().tag},
+                                                       made->OwnEntry().name);
             }
         });
     }

@@ -51,8 +51,13 @@ std::vector<Ref<Entry>> ItemBase::EmptyCollections() {
 
 void ItemBase::Name(std::u16string_view name) {
     const Ref<Object> parent = ResolveParent();
+    CollectionBase* list = parent->AsCollection();
+    const bool isMarked = list && MarkOf(name) != MarkOf(OwnEntry().name) && list->HasMarks();
     std::u16string text(name);
-    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] { OwnEntry().name.swap(text); });
+    StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] {
+        OwnEntry().name.swap(text);
+        if (isMarked) list->MemberRenamed(OwnEntry());
+    });
 }
 
 std::u16string ItemBase::FQName() const {

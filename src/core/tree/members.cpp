@@ -1,8 +1,24 @@
 #include "core/tree/members.hpp"
 
+#include <algorithm>
 #include <cassert>
 
+#include "core/base/failure.hpp"
+
 namespace lumvex::inside {
+
+namespace {
+
+// A list whose marks cannot be read is searched as one that has none.
+bool HasReadableMarks(const StoredMembers& stored) {
+    try {
+        return stored.HasMarks();
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+}  // namespace
 
 std::optional<std::size_t> Members::IndexOf(const GUID& id) const {
     const std::size_t count = Count();
@@ -11,20 +27,26 @@ std::optional<std::size_t> Members::IndexOf(const GUID& id) const {
     return std::nullopt;
 }
 
-void Members::Append(const Reference& reference) {
+void Members::Append(const Reference& reference, std::u16string_view name) {
     Materialise();
     list_.push_back(reference);
+    if (marks_.empty() && list_.size() < kMarkedFrom) return;
+    if (marks_.empty()) marks_.resize(list_.size() - 1, kUnknownMark);
+    marks_.push_back(MarkOf(name));
 }
 
 void Members::Erase(std::size_t index) {
     Materialise();
     names.Erase(list_[index].id, index);
     list_.erase(list_.begin() + static_cast<std::ptrdiff_t>(index));
+    if (!marks_.empty()) marks_.erase(marks_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 void Members::Swap(Members& other) noexcept {
     assert(!stored_ && !other.stored_);
     list_.swap(other.list_);
+    marks_.swap(other.marks_);
+    std::swap(renamed, other.renamed);
     names.Clear();
     other.names.Clear();
 }
@@ -32,18 +54,62 @@ void Members::Swap(Members& other) noexcept {
 void Members::MakeRoom() {
     Materialise();
     lumvex::MakeRoom(list_, 1);
+    if (!marks_.empty() || list_.size() + 1 >= kMarkedFrom) lumvex::MakeRoom(marks_, list_.size() + 1 - marks_.size());
 }
 
 void Members::Load(std::unique_ptr<StoredMembers> stored) {
     list_.clear();
+    marks_.clear();
     names.Clear();
+    renamed = false;
     stored_ = std::move(stored);
 }
 
 void Members::Materialise() {
     if (!stored_) return;
-    list_ = stored_->All();
+    std::vector<Reference> list = stored_->All();
+    if (marks_.empty() && HasReadableMarks(*stored_)) {
+        marks_.resize(list.size());
+        stored_->ReadMarks(0, marks_);
+    }
+    list_ = std::move(list);
     stored_.reset();
+}
+
+void Members::SetMark(std::size_t index, NameMark mark) {
+    if (marks_.empty()) {
+        if (Count() < kMarkedFrom) return;
+        std::vector<NameMark> marks(Count(), kUnknownMark);
+        if (stored_ && HasReadableMarks(*stored_)) stored_->ReadMarks(0, marks);
+        marks_ = std::move(marks);
+    }
+    marks_[index] = mark;
+}
+
+// Behind the last mark, what is compared together with it is filled with unknown ones, at which nobody looks.
+std::size_t Members::ReadPart(std::size_t first, Part& part) const {
+    const std::size_t count = std::min(Count() - first, kPart);
+    const auto marks = std::span(part).first(count);
+    if (!marks_.empty())
+        std::ranges::copy(std::span(marks_).subspan(first, count), marks.begin());
+    else if (stored_ && HasReadableMarks(*stored_))
+        stored_->ReadMarks(first, marks);
+    else
+        std::ranges::fill(marks, kUnknownMark);
+    for (std::size_t at = count; at % kTogether != 0; ++at) part[at] = kUnknownMark;
+    return count;
+}
+
+void Members::ExtendIndex() {
+    if (Count() < kMarkedFrom || names.Covered() == Count() || !names.IsWorthIt(Count())) return;
+    Part part;
+    for (std::size_t first = names.Covered(); first < Count(); first += kPart) {
+        const std::size_t inPart = ReadPart(first, part);
+        for (std::size_t at = 0; at < inPart; ++at) {
+            if (part[at] == kUnknownMark) return;
+            names.Add(At(first + at), part[at]);
+        }
+    }
 }
 
 }  // namespace lumvex::inside

@@ -1,9 +1,12 @@
-// A collection's list of members: references in order. Until the list changes, it is read from the file one reference
-// at a time, so that opening a collection takes the same time whatever its size.
+// A collection's list of members: references in order, and marks of their names. Until the list changes, it is read
+// from the file where it is needed, so that opening a collection takes the same time whatever its size.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
+#include <span>
+#include <string_view>
 #include <vector>
 
 #include "core/tree/name_index.hpp"
@@ -18,17 +21,25 @@ public:
     virtual std::size_t Count() const = 0;
     virtual Reference At(std::size_t index) const = 0;  // counted from 0
     virtual std::vector<Reference> All() const = 0;
+    // Has the file marks of the members' names that count? Where that cannot be read this throws, once; the answer is
+    // no from then on.
+    virtual bool HasMarks() const = 0;
+    // Those of the members from `first` on; unknown ones where they cannot be read.
+    virtual void ReadMarks(std::size_t first, std::span<NameMark> marks) const = 0;
 };
 
 class Members {
 public:
+    // Shorter lists have no marks: reading the names is as fast.
+    static constexpr std::size_t kMarkedFrom = 32;
+
     std::size_t Count() const { return stored_ ? stored_->Count() : list_.size(); }
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
     std::vector<Reference> All() const { return stored_ ? stored_->All() : list_; }
 
     // After Materialise() and, for Append, MakeRoom() these cannot fail.
-    void Append(const Reference& reference);
+    void Append(const Reference& reference, std::u16string_view name);
     void Erase(std::size_t index);
     void EraseLast() { Erase(Count() - 1); }
     void Swap(Members& other) noexcept;  // both in memory; the names are indexed anew
@@ -37,11 +48,53 @@ public:
     void Materialise();  // reads what is still only in the file
     void MakeRoom();     // for one more
 
-    NameIndex names;  // of members that a search has passed; Erase, Swap and Load keep it up to date
+    // ---- marks of names ----
+    // Is there any? Throws as StoredMembers::HasMarks does.
+    bool HasMarks() const { return !marks_.empty() || (stored_ && stored_->HasMarks()); }
+    // One for each member of a list that is in memory, or none at all.
+    std::span<const NameMark> Marks() const { return marks_; }
+    void SetMark(std::size_t index, NameMark mark);  // nothing in a short list
+    // Calls visit(index, isKnown) for the members from `first` on that have the mark, and for those whose mark is not
+    // known, in list order, until it answers true. The visit may set the mark of its member.
+    template <class Visit>
+    void ForMark(NameMark mark, std::size_t first, Visit&& visit);
+    // Indexes the members whose marks are known, up to the first whose is not, once it is worth it.
+    void ExtendIndex();
+
+    NameIndex names;       // Erase, Swap and Load keep it up to date
+    bool renamed = false;  // some of the members, after their marks were set: their entries say which
 
 private:
+    // Marks are read and compared in parts, which are short enough for the processor's cache.
+    static constexpr std::size_t kPart = 4096, kTogether = 16;
+    using Part = std::array<NameMark, kPart>;
+    static_assert(kPart % kTogether == 0);
+
+    std::size_t ReadPart(std::size_t first, Part& part) const;
+
     std::unique_ptr<StoredMembers> stored_;
     std::vector<Reference> list_;
+    std::vector<NameMark> marks_;  // empty: none is known, or they are read from the file
 };
+
+// Parts of a part in which no mark fits are passed over at once: a search is bound by how fast marks are read.
+template <class Visit>
+void Members::ForMark(NameMark mark, std::size_t first, Visit&& visit) {
+    Part part;
+    for (const std::size_t count = Count(); first < count; first += kPart) {
+        const std::size_t inPart = ReadPart(first, part);
+        names.Compared(inPart);
+        for (std::size_t at = 0; at < inPart; at += kTogether) {
+            unsigned fitting = 0;
+            for (std::size_t each = at; each < at + kTogether; ++each)
+                fitting |= unsigned{part[each] == mark} | unsigned{part[each] == kUnknownMark};
+            if (fitting == 0) continue;
+            for (std::size_t each = at; each < std::min(at + kTogether, inPart); ++each) {
+                const bool isKnown = part[each] != kUnknownMark;
+                if ((part[each] == mark || !isKnown) && visit(first + each, isKnown)) return;
+            }
+        }
+    }
+}
 
 }  // namespace lumvex::inside

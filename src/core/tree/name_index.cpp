@@ -4,8 +4,8 @@
 
 namespace lumvex::inside {
 
-void NameIndex::Add(const Reference& member, std::u16string_view name) {
-    const Place place{HashNoCase(name), nextRank_};
+void NameIndex::Add(const Reference& member, NameMark mark) {
+    const Place place{mark, nextRank_};
     // A broken file may list a member twice: the first counts.
     try {
         if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
@@ -17,11 +17,11 @@ void NameIndex::Add(const Reference& member, std::u16string_view name) {
     ++covered_;
 }
 
-void NameIndex::Rename(const GUID& member, std::u16string_view name) {
+void NameIndex::Rename(const GUID& member, NameMark mark) noexcept {
     if (covered_ == 0) return;
     const auto found = places_.find(member);
     if (found == places_.end()) return;
-    const Place renamed{HashNoCase(name), found->second.second};
+    const Place renamed{mark, found->second.second};
     if (renamed == found->second) return;
     auto node = byName_.extract(found->second);
     node.key() = renamed;
@@ -41,7 +41,7 @@ void NameIndex::Erase(const GUID& member, std::size_t index) {
 void NameIndex::Clear() noexcept {
     byName_.clear();
     places_.clear();
-    covered_ = 0;
+    covered_ = compared_ = 0;
 }
 
 }  // namespace lumvex::inside

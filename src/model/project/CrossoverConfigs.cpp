@@ -16,7 +16,7 @@ void CCrossoverConfigs::Arrived(Arrival how) {
         auto& crossover = static_cast<CCrossoverConfig&>(*made);
         crossover.timestamp = LocalTimeNow();
         crossover.Config.Point(config->ConfigID());
-        members.Append({entry.id, entry.tag});
+        members.Append({entry.id, entry.tag}, entry.name);
     }
 }
 

@@ -45,7 +45,7 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
     if (!source) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);
-    ReadObject(*object, source);
+    ReadObject(*object, source, marksEpoch_);
     Place(entry, object, Object::Arrival::Loaded);
     return object;
 }
@@ -169,14 +169,7 @@ void DocumentTree::MarkModified() {
     modified_ = true;
 }
 
-// The change may be that of an item's name, by which its collection indexes it.
-void DocumentTree::MarkChanged(Object& object) noexcept {
-    Entry& entry = object.OwnEntry();
-    directory_.MarkChanged(entry);
-    Object* owner = entry.parent ? entry.parent->object.get() : nullptr;
-    if (CollectionBase* collection = owner ? owner->AsCollection() : nullptr)
-        collection->members.names.Rename(entry.id, entry.name);
-}
+void DocumentTree::MarkChanged(Object& object) noexcept { directory_.MarkChanged(object.OwnEntry()); }
 
 // The first question reads every link of the document once.
 std::vector<GUID> DocumentTree::DependentLinks(const GUID& target) {
@@ -211,6 +204,7 @@ void DocumentTree::CloseFile(bool onlyHeld) {
         ~Release() {
             tree.directory_.CloseFile();
             tree.file_->Replace(nullptr);
+            tree.marksEpoch_ = 0;
             tree.mayLackObjects_ = true;
         }
     } release{*this};
@@ -245,6 +239,7 @@ void DocumentTree::Swap(DocumentTree& other) noexcept {
     file_.swap(other.file_);
     std::swap(modified_, other.modified_);
     std::swap(mayLackObjects_, other.mayLackObjects_);
+    std::swap(marksEpoch_, other.marksEpoch_);
     links_.Forget();
     other.links_.Forget();
 }

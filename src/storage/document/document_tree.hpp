@@ -22,10 +22,12 @@ public:
     // ---- Document ----
     Object& RootObject() noexcept override { return root_; }
     Ref<Entry> Find(const GUID& id) override { return directory_.Find(id); }
+    Entry* InMemory(const GUID& id) const noexcept override { return directory_.FindInMemory(id); }
     using Document::Get;
     Ref<Object> Get(Entry& entry) override;
     Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) override;
+    void DistrustMarks() noexcept override { marksEpoch_ = 0; }
     Ref<Object> GetChild(ChildSlot& slot, const ClassInfo& classInfo, Object& owner) override;
     Entry& Enter(Object& object, Entry& owner) override;
     void Erase(std::span<const Ref<Entry>> entries) override;
@@ -61,6 +63,10 @@ public:
 
     std::unique_ptr<ByteSpool> spool;  // null: none
 
+    // Marks of names count in lists of the bound file that have this epoch; 0: none do.
+    std::uint64_t MarksEpoch() const { return marksEpoch_; }
+    void MarksCountOf(std::uint64_t epoch) noexcept { marksEpoch_ = epoch; }
+
     // Lists every object that the root leads to: for files that were written before there was a directory, or whose
     // directory is not complete.
     void ListEverything();
@@ -85,6 +91,7 @@ private:
     std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();
     bool modified_ = false;
     bool mayLackObjects_ = false;
+    std::uint64_t marksEpoch_ = 0;
     EventSource events_{root_};
     LinkIndex links_;
     std::u16string nameRead_;  // of a member that is not in memory

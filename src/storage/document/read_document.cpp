@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "storage/document/marks_stamp.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
@@ -17,8 +18,7 @@ bool IsReadable(VersionWord word, LXVersionSupport support) {
     return word.MinimumReader() <= word.Writer() && word.MinimumReader() <= kRootVersion;
 }
 
-LXVersionSupport CheckVersions(DocumentFile& file) {
-    const auto source = file.Find(kVersionInfoStream);
+LXVersionSupport CheckVersions(const std::shared_ptr<const ByteSource>& source) {
     if (!source) return LX_VER_DEPRECATED;
     RecordReader reader(source);
     unsigned result = LX_VER_RW_COMPATIBLE;
@@ -75,8 +75,10 @@ void RequireKind(DocumentFile& file, const GUID& rootId, const ClassInfo& rootCl
 void ReadDocument(DocumentTree& tree, LXVersionSupport& support) {
     DocumentFile& file = tree.File();
     DocumentRoot& root = tree.Root();
-    support = CheckVersions(file);
+    const auto versions = file.Find(kVersionInfoStream);
+    support = CheckVersions(versions);
     if (support < 0 || support == LX_VER_INCOMPATIBLE) throw Failure(Message::FileFormat);
+    if (versions) tree.MarksCountOf(CountingEpoch(*versions, file.Container().Number()));
     RootRecord record = OpenRootRecord(file, support);
     const Reference self = record.fields.ObjectReference();
     RequireKind(file, self.id, root.Class());

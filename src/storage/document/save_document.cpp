@@ -9,6 +9,7 @@
 #include "core/tree/references.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/compound/format/stream_lengths.hpp"
+#include "storage/document/marks_stamp.hpp"
 #include "storage/document/write_streams.hpp"
 #include "storage/records/failures.hpp"
 #include "storage/records/object_record.hpp"
@@ -57,16 +58,19 @@ void DocumentSaver::Save() {
 
 void DocumentSaver::SaveInPlace(const Objects& objects) {
     Directory::NextTables tables;
+    const std::uint64_t marksEpoch = MarksEpochFor(objects);
     Transaction transaction(tree_.File());
     OnStorage([&] {
         compound::CompoundFile& file = tree_.File().Container();
         WriteRoot(file);
-        WriteObjects(file, objects);
+        WriteObjects(file, objects, marksEpoch);
         for (const GUID& id : tree_.Objects().Changes().RemovedStreams()) RemoveStream(file, StreamName(id));
         tree_.Objects().LookUpAssumed();
         tables = WriteTables(file, false);
+        WriteVersions(file, marksEpoch);
     });
     transaction.Commit();
+    tree_.MarksCountOf(marksEpoch);
     tree_.Objects().Saved(objects, std::move(tables));
 }
 
@@ -82,16 +86,19 @@ void DocumentSaver::SaveAs(const std::filesystem::path& path, compound::Access a
 // The new file takes the place that it was made for, and the document is bound to it.
 void DocumentSaver::SaveInto(std::unique_ptr<compound::CompoundFile> created, const Objects& objects) {
     Directory::NextTables tables;
+    const std::uint64_t marksEpoch = MarksEpochFor(objects);
     OnStorage([&] {
         WriteRoot(*created);
         if (tree_.File().IsOpen()) CopyStreams(*created, objects);
-        WriteObjects(*created, objects);
+        WriteObjects(*created, objects, marksEpoch);
         tree_.Objects().LookUpAssumed();
         tables = WriteTables(*created, true);
+        WriteVersions(*created, marksEpoch);
         created->Commit();  // nothing can fail from here on
     });
     tree_.File().Replace(std::move(created));
     tree_.Complete();
+    tree_.MarksCountOf(marksEpoch);
     tree_.Objects().Saved(objects, std::move(tables));
 }
 
@@ -101,7 +108,7 @@ void DocumentSaver::SaveInto(std::unique_ptr<compound::CompoundFile> created, co
 void DocumentSaver::SaveWithLargerSectors(const Objects& objects) {
     ListObjectsThatTheTableLacks();
     try {
-        SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4); }), objects);
+        SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4, FirstNumber()); }), objects);
     } catch (const Failure& failure) {
         if (failure.Status() != kAccessDenied) throw;
         throw Failure(kMediumFull, std::string("the file would have more than 2 GB, and could not be written anew: ") +
@@ -126,6 +133,7 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
     root.Materialise();
     for (Ref<Entry>& entry : tree_.Objects().Changes().Marked()) {
         entry->object->Materialise();
+        if (CollectionBase* collection = entry->object->AsCollection()) collection->FillMarks();
         entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
             reference.ForgetLostTarget(tree_, targetClass);
         });
@@ -138,6 +146,14 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
     objects.reserve(ranked.size());
     for (auto& each : ranked) objects.push_back(std::move(each.second));
     return objects;
+}
+
+// That of the file goes on. Where no marks count in it, this save begins a new one with those that it writes.
+std::uint64_t DocumentSaver::MarksEpochFor(const Objects& objects) const {
+    if (tree_.MarksEpoch() != 0) return tree_.MarksEpoch();
+    const bool any =
+        std::ranges::any_of(objects, [](const Ref<Entry>& entry) { return HasMarksToWrite(*entry->object); });
+    return any ? NewMarksEpoch() : 0;
 }
 
 // A tree that has lost members with the file that they were in must not be saved as if it were whole.
@@ -199,12 +215,12 @@ void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
     if (settings.Size() != 0) WriteStream(file, kSettingsStream, settings);
 }
 
-void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects) const {
+void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects, std::uint64_t marksEpoch) const {
     RecordWriter record;
     std::size_t written = 0;
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
-        WriteObject(*entry->object, record);
+        WriteObject(*entry->object, record, marksEpoch);
         WriteStream(file, StreamName(entry->id), record);
         if (progress_) progress_(++written, objects.size());
     }
@@ -226,7 +242,6 @@ Directory::NextTables DocumentSaver::WriteTables(compound::CompoundFile& file, b
         else
             RemoveStream(file, kLocksStream);
     }
-    WriteVersions(file);
     return next;
 }
 

@@ -23,6 +23,7 @@ private:
     using Objects = std::vector<Ref<Entry>>;
 
     Objects ObjectsToWrite();
+    std::uint64_t MarksEpochFor(const Objects& objects) const;
     void RequireComplete();
     void ListObjectsThatTheTableLacks();
     int SectorVersionFor(const Objects& objects) const;
@@ -33,7 +34,7 @@ private:
     void SaveWithLargerSectors(const Objects& objects);
 
     void WriteRoot(compound::CompoundFile& file) const;
-    void WriteObjects(compound::CompoundFile& file, const Objects& objects) const;
+    void WriteObjects(compound::CompoundFile& file, const Objects& objects, std::uint64_t marksEpoch) const;
     Directory::NextTables WriteTables(compound::CompoundFile& file, bool all) const;
     void CopyStreams(compound::CompoundFile& to, const Objects& rewritten) const;
 

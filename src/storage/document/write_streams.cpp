@@ -1,5 +1,7 @@
 #include "storage/document/write_streams.hpp"
 
+#include "storage/document/marks_stamp.hpp"
+
 namespace lumvex::inside {
 
 void WriteStream(compound::CompoundFile& file, std::u16string_view name, const RecordWriter& record) {
@@ -25,14 +27,21 @@ void WriteRootRecord(compound::CompoundFile& file, const Object& root, const Ref
     WriteStream(file, kRootStream, record);
 }
 
-void WriteVersions(compound::CompoundFile& file) {
+// A save that changes nothing is no commit, and the file keeps its number.
+void WriteVersions(compound::CompoundFile& file, std::uint64_t marksEpoch) {
     RecordWriter versions;
     versions.U32(static_cast<std::uint32_t>(AllClasses().size()));
     for (const ClassInfo* each : AllClasses()) {
         versions.Guid(each->classId);
         versions.U32(each->version.Word());
     }
-    WriteStream(file, kVersionInfoStream, versions);
+    const auto write = [&](std::uint32_t number) {
+        std::vector<std::byte> bytes = versions.Joined();
+        if (marksEpoch != 0) AppendMarksStamp(bytes, {marksEpoch, number});
+        WriteStream(file, kVersionInfoStream, bytes);
+    };
+    if (!file.IsChanged()) write(file.Number());
+    if (file.IsChanged()) write(file.NextNumber());
 }
 
 }  // namespace lumvex::inside

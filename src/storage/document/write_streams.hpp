@@ -13,7 +13,8 @@ void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::sp
 
 // The root's record, in its two streams. The root has read what it had only in the file.
 void WriteRootRecord(compound::CompoundFile& file, const Object& root, const Reference& self);
-// The versions of all classes of this program.
-void WriteVersions(compound::CompoundFile& file);
+// The versions of all classes of this program, and the epoch of the marks of names that count; 0: none do. To be called
+// when everything else is written.
+void WriteVersions(compound::CompoundFile& file, std::uint64_t marksEpoch);
 
 }  // namespace lumvex::inside

@@ -10,6 +10,7 @@
 #include "storage/compound/check/check.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
+#include "storage/document/marks_stamp.hpp"
 #include "storage/inspect/client_errors.hpp"
 #include "storage/records/object_record.hpp"
 #include "storage/records/table_rows.hpp"
@@ -70,6 +71,7 @@ private:
         Reference reference;
         const ClassInfo* classInfo;
         std::string owner;
+        NameMark mark = kUnknownMark;  // that the owner's list has of the name
     };
 
     struct Referred {
@@ -127,6 +129,7 @@ private:
     void ReadVersionInfo() {
         const auto source = file_->Find(kVersionInfoStream);
         if (!source) return;
+        marksEpoch_ = CountingEpoch(*source, file_->Container().Number());
         RecordReader reader(source);
         const std::uint32_t count = reader.U32();
         for (std::uint32_t at = 0; at < count; ++at) {
@@ -178,12 +181,14 @@ private:
     void Follow(Object& owner, const std::string& name) {
         if (const CollectionBase* collection = owner.AsCollection()) {
             const Members& members = collection->members;
+            const auto marks = members.Marks();
             for (std::size_t index = members.Count(); index-- > 0;)
-                waiting_.push_back({members.At(index), owner.Class().member(), name});
+                waiting_.push_back(
+                    {members.At(index), owner.Class().member(), name, marks.empty() ? kUnknownMark : marks[index]});
             return;
         }
         owner.ForEachChild([&](ChildSlot& slot, const ClassInfo& classInfo) {
-            if (slot.reference) waiting_.push_back({*slot.reference, &classInfo, name});
+            if (slot.reference) waiting_.push_back({*slot.reference, &classInfo, name, kUnknownMark});
         });
     }
 
@@ -204,16 +209,19 @@ private:
             const Ref<Object> object = next.classInfo->create();
             object->Bind(*Ref<Entry>(new Entry(next.reference.id, next.classInfo)));
             const auto source = file_->Find(StreamNameOf(next.reference.id));
-            const RecordExtent extent = ReadObject(*object, source);
+            const RecordExtent extent = ReadObject(*object, source, marksEpoch_);
+            const std::uint64_t bytes = BytesWithMarks(*object, extent, *source);
             object->Materialise();
+            if (next.mark != kUnknownMark && next.mark != MarkOf(object->OwnEntry().name))
+                Report(name, "the mark that " + next.owner + " has of its name is wrong: it is not found by its name");
             object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& target) {
                 if (reference.Id())
                     referred_.push_back({*reference.Id(), &target, name});
                 else if (object->Class().isLink)
                     lost_.push_back({name, "it links to no " + ToUtf8(target.name)});
             });
-            if (extent.bytes < source->Size() && extent.version.Writer() <= next.classInfo->version.Writer())
-                Report(name, std::to_string(source->Size() - extent.bytes) + " bytes follow its record");
+            if (bytes < source->Size() && extent.version.Writer() <= next.classInfo->version.Writer())
+                Report(name, std::to_string(source->Size() - bytes) + " bytes follow its record");
             Follow(*object, name);
         });
     }
@@ -251,6 +259,7 @@ private:
     std::set<GUID, GuidLess> streams_, reached_;
     std::map<GUID, DirectoryRow, GuidLess> table_;
     bool hasTable_ = false;
+    std::uint64_t marksEpoch_ = 0;
     std::vector<Waiting> waiting_;
     std::size_t done_ = 0;
 };

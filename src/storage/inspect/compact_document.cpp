@@ -3,7 +3,9 @@
 
 #include "lumvex/maintenance.hpp"
 #include "storage/compound/engine/compound_file.hpp"
+#include "storage/compound/format/names.hpp"
 #include "storage/compound/format/stream_lengths.hpp"
+#include "storage/document/marks_stamp.hpp"
 #include "storage/document/stream_names.hpp"
 #include "storage/inspect/client_errors.hpp"
 
@@ -38,7 +40,13 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress, 
     const auto to = create(*from, ShortestVersion(lengths));
     to->CarryFrom(*from);
     std::size_t done = 0;
+    const compound::FoldedName versionInfo(inside::kVersionInfoStream);
     from->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+        std::vector<std::byte> restamped;
+        if (compound::FoldedName(name).Compare(versionInfo) == 0) {
+            restamped = inside::Restamped(bytes, from->Number(), to->NextNumber());
+            bytes = restamped;
+        }
         to->Write(name, std::span(&bytes, 1));
         if (progress) progress(++done, streams);
     });
@@ -51,7 +59,9 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress, 
 }  // namespace
 
 Compaction CompactDocument(const std::filesystem::path& path, const Progress& progress) {
-    const auto successor = [](const CompoundFile& from, int version) { return from.CreateSuccessor(version); };
+    const auto successor = [](const CompoundFile& from, int version) {
+        return from.CreateSuccessor(version, inside::FirstNumber());
+    };
     return inside::ForClient([&] { return Compact(path, progress, successor); });
 }
 

@@ -1,6 +1,7 @@
 #include "storage/records/object_record.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/tree/collection.hpp"
 #include "core/tree/item.hpp"
@@ -14,10 +15,32 @@ constexpr std::uint64_t kMembersAt = 8;
 constexpr std::uint64_t kReferenceSize = 20;
 static_assert(sizeof(Reference) == kReferenceSize, "references are read as they lie in memory");
 
+struct MarksHead {
+    std::array<char, 8> marker;
+    std::uint64_t epoch;
+};
+static_assert(sizeof(MarksHead) == 16);
+
+constexpr std::uint64_t MarksAt(std::uint64_t members) { return kMembersAt + members * kReferenceSize; }
+constexpr std::uint64_t MarksBytes(std::uint64_t members) { return sizeof(MarksHead) + members * sizeof(NameMark); }
+
+// What is behind a list of members, where it is the beginning of marks.
+std::optional<MarksHead> ReadMarksHead(const ByteSource& source, std::uint64_t members) {
+    const std::uint64_t at = MarksAt(members), size = source.Size();
+    if (members < Members::kMarkedFrom || size < at || size - at < sizeof(MarksHead)) return std::nullopt;
+    MarksHead head;
+    source.Read(at, std::as_writable_bytes(std::span(&head, 1)));
+    return head.marker == kMarksMarker ? std::optional(head) : std::nullopt;
+}
+
+bool HasRoomForMarks(const ByteSource& source, std::uint64_t members) {
+    return source.Size() - MarksAt(members) >= MarksBytes(members);
+}
+
 class StoredMemberList final : public StoredMembers {
 public:
-    StoredMemberList(std::shared_ptr<const ByteSource> source, std::size_t count)
-        : source_(std::move(source)), count_(count) {}
+    StoredMemberList(std::shared_ptr<const ByteSource> source, std::size_t count, std::uint64_t marksEpoch)
+        : source_(std::move(source)), count_(count), marksEpoch_(marksEpoch) {}
 
     std::size_t Count() const override { return count_; }
     Reference At(std::size_t index) const override {
@@ -28,6 +51,20 @@ public:
         std::vector<Reference> all(count_);
         Read(0, all);
         return all;
+    }
+    bool HasMarks() const override {
+        if (std::exchange(looked_, true) || marksEpoch_ == 0) return hasMarks_;
+        const auto head = ReadMarksHead(*source_, count_);
+        hasMarks_ = head && head->epoch == marksEpoch_ && HasRoomForMarks(*source_, count_);
+        return hasMarks_;
+    }
+    void ReadMarks(std::size_t first, std::span<NameMark> marks) const override {
+        const std::uint64_t at = MarksAt(count_) + sizeof(MarksHead) + first * sizeof(NameMark);
+        try {
+            source_->Read(at, std::as_writable_bytes(marks));
+        } catch (const Failure&) {
+            std::ranges::fill(marks, kUnknownMark);
+        }
     }
 
 private:
@@ -51,6 +88,8 @@ private:
 
     std::shared_ptr<const ByteSource> source_;
     std::size_t count_;
+    std::uint64_t marksEpoch_;
+    mutable bool looked_ = false, hasMarks_ = false;
     mutable std::vector<Reference> ahead_;  // from aheadAt_ on
     mutable std::size_t aheadAt_ = 0;
 };
@@ -63,13 +102,23 @@ VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {
 
 }  // namespace
 
-void WriteObject(const Object& object, RecordWriter& writer) {
+bool HasMarksToWrite(const Object& object) {
+    const CollectionBase* collection = object.AsCollection();
+    return collection && collection->members.Count() >= Members::kMarkedFrom &&
+           std::ranges::any_of(collection->members.Marks(), [](NameMark mark) { return mark != kUnknownMark; });
+}
+
+void WriteObject(const Object& object, RecordWriter& writer, std::uint64_t marksEpoch) {
     const ClassInfo& info = object.Class();
     writer.U32(info.version.Word());
     if (const CollectionBase* collection = object.AsCollection()) {
         const Members& members = collection->members;
         writer.U32(static_cast<std::uint32_t>(members.Count()));
         for (std::size_t index = 0; index < members.Count(); ++index) writer.ObjectReference(members.At(index));
+        if (marksEpoch == 0 || !HasMarksToWrite(object)) return;
+        const MarksHead head{kMarksMarker, marksEpoch};
+        writer.Bytes(std::as_bytes(std::span(&head, 1)));
+        writer.Block(std::as_bytes(members.Marks()));
         return;
     }
     writer.F64(object.AsItem()->timestamp);
@@ -77,20 +126,31 @@ void WriteObject(const Object& object, RecordWriter& writer) {
     info.save(object, writer);
 }
 
-RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source) {
+RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source, std::uint64_t marksEpoch) {
     const ClassInfo& info = object.Class();
     RecordReader reader(source);
     const VersionWord version = ReadVersion(reader, info.version);
     if (CollectionBase* collection = object.AsCollection()) {
         const std::uint32_t count = reader.U32();
         if (count > reader.Left() / kReferenceSize) throw Failure(kReadFault);
-        collection->members.Load(std::make_unique<StoredMemberList>(source, count));
+        collection->members.Load(std::make_unique<StoredMemberList>(source, count, marksEpoch));
         return {version, kMembersAt + count * kReferenceSize};
     }
     object.AsItem()->timestamp = reader.F64();
     object.OwnEntry().name = reader.Text();
     info.load(object, reader, version);
     return {version, reader.Position()};
+}
+
+std::uint64_t BytesWithMarks(const Object& object, const RecordExtent& read, const ByteSource& source) {
+    const CollectionBase* collection = object.AsCollection();
+    const std::size_t members = collection ? collection->members.Count() : 0;
+    const bool areWhole = AreMarksBehind(source, members) && HasRoomForMarks(source, members);
+    return read.bytes + (areWhole ? MarksBytes(members) : 0);
+}
+
+bool AreMarksBehind(const ByteSource& source, std::uint64_t members) {
+    return ReadMarksHead(source, members).has_value();
 }
 
 void ReadName(const ClassInfo& itemClass, const std::shared_ptr<const ByteSource>& source, std::u16string& name) {

@@ -18,11 +18,15 @@ namespace {
 
 constexpr std::size_t kReferenceSize = 20;
 
-// A collection whose count is not what its stream holds has as many members as the stream has room for.
+// A collection whose count is not what its stream holds has as many members as the stream has room for, with marks of
+// their names or without.
 std::shared_ptr<const ByteSource> WithCountThatFits(const std::shared_ptr<const SalvagedSource>& source) {
     if (source->Size() < 8) return source;
-    const auto count = static_cast<std::uint32_t>((source->Size() - 8) / kReferenceSize);
     const std::vector<std::byte> head = Head(*source);
+    const std::uint64_t room = source->Size() - 8;
+    const std::uint64_t withMarks = room / (kReferenceSize + sizeof(NameMark));  // what comes before them is shorter
+    const auto count =
+        static_cast<std::uint32_t>(AreMarksBehind(*source, withMarks) ? withMarks : room / kReferenceSize);
     if (At<std::uint32_t>(head, 4) == count) return source;
     std::vector<std::byte> bytes = source->All();
     std::memcpy(bytes.data() + 4, &count, sizeof count);
@@ -69,7 +73,7 @@ ReadAttempt ReadAs(const ClassInfo& info, const GUID& id, const std::shared_ptr<
         salvaged && info.kind == ClassKind::Collection && !IsNil(id))
         from = WithCountThatFits(salvaged);
     try {
-        attempt.bytes = ReadObject(*attempt.object, from).bytes;
+        attempt.bytes = BytesWithMarks(*attempt.object, ReadObject(*attempt.object, from), *from);
         attempt.isRead = true;
     } catch (const Failure&) {  // the fields before the one that failed are read
     }

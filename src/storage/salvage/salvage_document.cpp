@@ -50,7 +50,7 @@ Ref<Object> Rebuilt(const TreeNode& node) {
     if (CollectionBase* collection = object->AsCollection()) {
         for (const TreeNode* member : node.below) {
             collection->members.MakeRoom();
-            collection->members.Append(member->reference);
+            collection->members.Append(member->reference, member->name);
         }
         return object;
     }
@@ -92,7 +92,7 @@ void WriteTables(compound::CompoundFile& file, const FoundDocument& document, co
     for (const LockRow& row : document.locks)
         if (ids.contains(row.id) && row.locks != 0) TableOf<LockRow>::Append(locks.put, row);
     if (!locks.put.empty()) WriteStream(file, kLocksStream, TableOf<LockRow>().Merged(locks));
-    WriteVersions(file);
+    WriteVersions(file, 0);
 }
 
 void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree,
@@ -146,7 +146,7 @@ Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem
         const RebuiltTree tree(document, graph, salvage.losses);
         salvage.objects = tree.Count();
         const int version = damaged->Size() < kLargeDocument ? 3 : 4;
-        const auto file = compound::CompoundFile::Create(compound::CreateNew(to, compound::Access::Exclusive), version);
+        const auto file = CreateCompoundFile(to, compound::Access::Exclusive, version, Taken::IsKept);
         WriteAll(*file, document, tree, progress);
         return salvage;
     });

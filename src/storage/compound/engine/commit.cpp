@@ -186,8 +186,7 @@ void CompoundFile::State::Commit::PlaceAll() {
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
         DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
     }
-    const std::uint32_t generation = state.lastGeneration + 2;  // the lowest bit marks a header that is on the disk
-    header.SetGeneration(generation < 2 ? 2 : generation);      // other programs leave 0
+    header.SetGeneration(state.NextGeneration());
     draft.PlaceStructures(header);
 }
 

@@ -43,18 +43,20 @@ std::unique_ptr<CompoundFile> CompoundFile::Open(std::unique_ptr<File> file, Acc
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
 
-std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version) {
+std::unique_ptr<CompoundFile> CompoundFile::Create(std::unique_ptr<File> file, int version, std::uint32_t number) {
     if (version != 3 && version != 4) throw StorageError(Status::InvalidFlag, "version ", version, ", not 3 or 4");
     if (file->Size() != 0)
         throw StorageError(Status::AccessDenied, "a new compound file in a file of ", file->Size(), " bytes");
-    auto state = std::make_unique<State>(std::move(file), Header::Make(version), Access::ReadWriteDenyWrite);
+    Header header = Header::Make(version);
+    header.SetGeneration(number);
+    auto state = std::make_unique<State>(std::move(file), header, Access::ReadWriteDenyWrite);
     return std::unique_ptr<CompoundFile>(new CompoundFile(std::move(state)));
 }
 
-std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version) const {
+std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version, std::uint32_t number) const {
     state_->RequireWritable();
     state_->RequireCurrent();
-    return Create(state_->volume.GetFile().CreateSuccessor(), version);
+    return Create(state_->volume.GetFile().CreateSuccessor(), version, number);
 }
 
 std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) const {
@@ -175,6 +177,18 @@ bool CompoundFile::IsOutgrown() const {
     if (Version() != 3) return false;
     return state_->hadTooLong || (state_->space && state_->space->Sectors().Refused()) ||
            FileSize() > kLargestVersion3File;
+}
+
+bool CompoundFile::IsChanged() const { return !state_->pending->Empty(); }
+
+std::uint32_t CompoundFile::Number() const { return state_->volume.Head().Generation(); }
+
+std::uint32_t CompoundFile::NextNumber() {
+    state_->InCurrentFile([this] {
+        state_->RequireWritable();
+        state_->PrepareToWrite();
+    });
+    return state_->NextGeneration();
 }
 
 int CompoundFile::Version() const { return state_->volume.Head().Version(); }

@@ -23,12 +23,13 @@ public:
     [[nodiscard]] static std::unique_ptr<CompoundFile> Open(std::unique_ptr<File> file, Access access);
 
     // An empty compound file in an empty file, version 3 (512-byte sectors) or 4 (4096); on disk after the first
-    // Commit.
-    [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version);
+    // Commit. Its commits are numbered from `number` on.
+    [[nodiscard]] static std::unique_ptr<CompoundFile> Create(std::unique_ptr<File> file, int version,
+                                                              std::uint32_t number = 0);
 
     // An empty compound file that takes this one's place at its first commit; until then this one stays open and as it
     // is.
-    [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version) const;
+    [[nodiscard]] std::unique_ptr<CompoundFile> CreateSuccessor(int version, std::uint32_t number = 0) const;
 
     ~CompoundFile();  // forgets what is not committed
     CompoundFile(const CompoundFile&) = delete;
@@ -75,6 +76,14 @@ public:
 
     // What CarryFrom would take over: the bytes of each stream inside of folders, 0 for each folder.
     void ForEachInFolders(const std::function<void(std::uint64_t size)>& visit) const;
+
+    bool IsChanged() const;  // is anything pending?
+
+    // The number of the committed state: what the header has in bytes 52-55, without the lowest bit. Each commit has
+    // another one. Programs that count no commits leave 0.
+    std::uint32_t Number() const;
+    std::uint32_t
+    NextNumber();  // of the state that the next Commit makes, unless an earlier one fails; as Write throws
 
     int Version() const;
 

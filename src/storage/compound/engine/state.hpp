@@ -2,6 +2,7 @@
 // CompoundFile work on it; its own are in compound_file.cpp, write_stream.cpp, carry.cpp, shorten.cpp and commit.cpp.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -54,8 +55,12 @@ struct CompoundFile::State {
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
     void Carry(const std::shared_ptr<Committed>& from);
+    void PrepareToWrite();
     void CommitAll();
     void Revert() noexcept;
+
+    // The lowest bit marks a header that is on the disk, and other programs leave 0.
+    std::uint32_t NextGeneration() const { return std::max<std::uint32_t>(lastGeneration + 2, 2); }
 
     Volume volume;
     Access access;
@@ -82,7 +87,6 @@ private:
         bool isSame = false;
     };
 
-    void PrepareToWrite();
     void MakeHeaderDurable();
     void RequireNothingLost();
     void MoveStreamsToFront();
