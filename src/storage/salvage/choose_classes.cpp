@@ -88,7 +88,7 @@ bool ObjectFinder::IsCopy(const FoundObject& found) const {
     const auto begin = [](const auto& each) { return each->source->Extents().front().offset; };
     const std::uint64_t offset = found.source->Extents().front().offset;
     if (found.understood >= compound::kMiniCutoff || offset == compound::Extent::kLost) return false;
-    if (file_->IsFirstState()) return false;
+    if (file_->MayBeInMiniStream(offset)) return false;
     const std::vector<std::byte> bytes = found.source->All();
     std::vector<std::byte> here(sector), there(sector);
     file_->Read(offset / sector * sector, here);

@@ -13,8 +13,7 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::uint32_t kFirstGeneration = 2;  // of a header that was written once
-constexpr std::size_t kBlock = 65536;          // read at once where the whole file is gone through
+constexpr std::size_t kBlock = 65536;  // read at once where the whole file is gone through
 constexpr std::size_t kObjectNameLength = 26;
 constexpr std::size_t kLook = kMiniSectorSize;  // bytes by which the beginning of a stream is told
 
@@ -73,7 +72,6 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     shift_ = ShiftOf(header);
     sectors_ = size_ <= OffsetOf(0) ? 0 : SectorsFor(size_ - OffsetOf(0));
     hasHeader_ = header.SectorShift() == shift_ && header.MiniCutoff() == kMiniCutoff;
-    isFirstState_ = hasHeader_ && header.Generation() == kFirstGeneration;
     const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
     const std::vector<SectorId> listed = hasHeader_ ? ListedFatPages(header) : std::vector<SectorId>();
     const std::uint64_t pages = std::max<std::uint64_t>(listed.size(), (sectors_ + perPage - 1) / perPage);
@@ -524,6 +522,11 @@ std::vector<Extent> SalvagedFile::ExtentsOf(const SalvagedEntry& entry, Way way)
         if (begin < size_ && size <= size_ - begin) return {{begin, size}};
     }
     return Joined(Follow(isMini ? miniFat_ : fat_, entry.start, count, way), isMini, size);
+}
+
+bool SalvagedFile::MayBeInMiniStream(std::uint64_t offset) const {
+    if (miniPages_.empty()) return true;
+    return offset >= OffsetOf(0) && pageOfSector_.contains(static_cast<SectorId>((offset >> shift_) - 1));
 }
 
 bool SalvagedFile::EndsInZeros(const std::vector<Extent>& extents) const {

@@ -48,8 +48,6 @@ public:
     bool Read(std::uint64_t offset, std::span<std::byte> bytes) const;
 
     const std::vector<SalvagedEntry>& Entries() const { return entries_; }
-    // The header says that the file was saved once: it has nothing of older states.
-    bool IsFirstState() const { return isFirstState_; }
     // The file's own directory could be followed to its end: it has no entries but the current ones.
     bool IsDirectoryWhole() const { return directoryWhole_; }
 
@@ -75,6 +73,8 @@ public:
     };
     Unnamed ExtentsFrom(std::uint64_t offset, std::uint64_t most, Way way) const;
     bool BeginsAt(std::uint64_t offset) const;
+    // Is the place in a sector that was found to be one of the mini stream, or was none found?
+    bool MayBeInMiniStream(std::uint64_t offset) const;
 
 private:
     // For each sector the next one of its chain, or a mark; kUnknown where no page says it.
@@ -133,7 +133,7 @@ private:
     std::uint64_t size_ = 0;
     unsigned shift_ = 9;
     std::uint64_t sectors_ = 0;  // in the file, the last one perhaps in part
-    bool hasHeader_ = false, isFirstState_ = false, directoryWhole_ = false;
+    bool hasHeader_ = false, directoryWhole_ = false;
     std::vector<SalvagedEntry> entries_;
     std::vector<std::uint64_t> entryOffsets_;  // where in the file each of them is
     std::vector<Root> roots_;
