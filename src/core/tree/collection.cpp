@@ -45,7 +45,7 @@ Ref<Object> CollectionBase::FindName(std::u16string_view name) {
         members.ForMark(mark, members.names.Covered(), [&](std::size_t index, bool isKnown) {
             const Reference reference = members.At(index);
             const std::u16string_view its = document.NameOf(reference, memberClass);
-            if (!isKnown) members.SetMark(index, MarkOf(its));
+            if (!isKnown && members.Count() >= Members::kMarkedFrom) members.SetMark(index, MarkOf(its));
             return bearsName(reference, its);
         });
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
