@@ -202,7 +202,13 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
                       kFew = "expected 2 or 3 numbers (frequency, level, phase)",
                       kMark =
                           "expected numbers whose decimal mark some line of the file shows (else --decimal says it), ",
-                      kFinite = "expected a finite number (--columns leaves a column out), found ";
+                      kFinite = "expected a finite number (--columns leaves a column out), found ",
+                      kOther =
+                          "expected levels in dB and phases in degrees (--as data keeps other quantities, --columns "
+                          "chooses columns), found ",
+                      kThousands =
+                          "expected columns that are no groups of thousands (--columns 1,2,3 takes them as they are, "
+                          "1 500 70 as 1 Hz, 500 dB and 70 degrees), found ";
     const struct {
         std::string text;
         std::size_t line;
@@ -242,6 +248,10 @@ TEST(TextFiles, RefuseEveryOtherLineByItsNumber) {
          "--columns 1,2,3 takes them as they are"},
         {"Freq Ohm Phase\n20 6.1 12\n", 2,
          "expected levels in dB (--as data keeps other quantities), found an impedance"},
+        {"Freq THD[%]\n20 6.1\n", 2, kOther + "parts in percent in \"Freq THD[%]\""},
+        {"Freq dB Phase(rad)\n20 6.1 0\n", 2, kOther + "phases in radians in \"Freq dB Phase(rad)\""},
+        {"1 500 70\n2 500 71\n", 1, kThousands + R"("1 500 70")"},
+        {"1,500,70\n2,500,71\n", 1, kThousands + R"("1,500,70")"},
         {"Freq(kHz) dB\n0.02 6.1\n", 2, R"(expected frequencies in Hz, found kHz in "Freq(kHz) dB")"},
         {"Time Amplitude\n0.0 0.1\n0.00002 0.2\n0.00005 0.3\n", 3,
          R"(expected times at an even step of 2.5e-05, found "0.00002 0.2")"},

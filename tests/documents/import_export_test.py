@@ -6,7 +6,7 @@ import struct
 import subprocess
 import unittest
 
-from tool import INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
+from tool import DOCUMENT_FAILED, DONE, INCOMPLETE, SAMPLES, SAMPLES_FOLDER, TOOL, WRONG_USAGE, ToolTest, float_wav
 
 RESPONSE = "20 80 1\n30 81 2\n40 82 3\n"
 SAMPLED = ("* Impulse response\n4 // Response length\n2.0833333333333333E-5 // Sample interval (seconds)\n"
@@ -110,6 +110,14 @@ class ImportExport(ToolTest):
                 self.assertIn("again.wav: the start time is left out; .txt and .csv keep it", told)
                 differs = self.tool("compare", self.document, "again.wav", "--with", address, status=INCOMPLETE).stdout
                 self.assertIn("start time: -0.125010", differs)
+        # What takes its place and has none does not keep it.
+        for place in [["--room", "R", "--position", "P", "--channel", "0"],
+                      ["--speaker", "S", "--config", "single-amp", "--experiment", "E"]]:
+            self.tool("import", "replaced.lvp", text, *place, "--library", library, "--model", "Acme/Alpha") \
+                if "--speaker" in place else self.tool("import", "replaced.lvp", text, *place)
+            self.tool("import", "replaced.lvp", "again.wav", "--name", "ir", "--replace", *place)
+        self.tool("compare", "replaced.lvp", "again.wav", "--with", "R/P/ir")
+        self.tool("compare", "replaced.lvp", "again.wav", "--with", "S/Single amp/Measurements/ir")
         self.tool("export", self.document, "Rooms/R", "--all", "-o", "room")
         self.assertEqual(sorted(os.listdir(self.folder / "room")), ["ir.ConfigData.csv", "ir.wav"])
         # A header that comes with the numbers goes out with them.
@@ -220,6 +228,19 @@ class ImportExport(ToolTest):
         self.tool("import", self.document, self.file("fourth.txt", RESPONSE))
         self.tool("import", "--replace", self.document, "third.txt")
         self.tool("compare", self.document, "third.txt", "fourth.txt")
+        unreadable = "member 1 of Data cannot be read"
+        for line, status in [(["find", "third", self.document], DOCUMENT_FAILED),
+                             (["diff", self.document, self.document], DOCUMENT_FAILED),
+                             (["plot", self.document, "Data", "-o", "data.svg"], DONE),
+                             (["export", self.document, "--all", "-o", "all.json"], INCOMPLETE),
+                             (["remove", self.document, "third"], DONE)]:
+            self.assertIn(unreadable, self.tool(*line, status=status).stderr, line)
+        self.assertEqual(len(json.loads((self.folder / "all.json").read_text())["objects"][0]["Data"]), 3)
+        self.tool("rename", self.document, "fourth", "third")
+        self.tool("copy", self.document, "impulse-stereo", "--into", "other.lvp")
+        merged = self.tool("merge", "other.lvp", self.document, status=INCOMPLETE)
+        self.assertIn(unreadable, merged.stderr)
+        self.assertEqual([each[0] for each in self.data("other.lvp")], ["impulse-stereo", "third"])
 
 
 if __name__ == "__main__":

@@ -11,7 +11,7 @@ import subprocess
 import tempfile
 import unittest
 
-from tool import DONE, INCOMPLETE, WRONG_USAGE, ToolTest, float_wav
+from tool import DONE, INCOMPLETE, TOOL, WRONG_USAGE, ToolTest, float_wav
 
 
 @functools.cache
@@ -392,6 +392,15 @@ class Documents(Objects):
             self.assertEqual(self.tool("diff", document, copied).stdout, "")
             again = self.tool("export", copied, "--all", "-o", "-", "--format", "json").stdout
             self.assertEqual(json.loads(again), json.loads(exported.read_text(encoding="utf-8")))
+            # Other programs order and indent it as they like, and it may come through a pipe.
+            piped = self.folder / f"piped{document.suffix}"
+            text = json.dumps(json.loads(again), sort_keys=True, indent=1, ensure_ascii=False)
+            subprocess.run([TOOL, "import", piped, "-", *options], cwd=self.folder, input=text.encode("utf-8"),
+                           capture_output=True, check=True)
+            self.assertEqual(self.tool("diff", document, piped).stdout, "")
+            if options:
+                refused = self.tool("import", "without.lvp", exported, status=INCOMPLETE)
+                self.assertRegex(refused.stderr, "needs its library .* --library LIB links it")
 
     def test_numbers_and_texts_go_through_json_bit_for_bit(self):
         """Every kind of float, also as the value of a property, and texts that are not well-formed."""

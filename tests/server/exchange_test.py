@@ -2,12 +2,13 @@
 
 import os
 import pathlib
+import shutil
 import subprocess
 import sys
 import unittest
 
 sys.path.insert(0, os.fspath(pathlib.Path(__file__).resolve().parent.parent / "documents"))
-from tool import DONE, SAMPLES, TOOL, ToolTest  # noqa: E402
+from tool import DOCUMENT_FAILED, DONE, SAMPLES, TOOL, ToolTest  # noqa: E402
 
 WINE = os.environ["LUMVEX_WINE"]
 WINDOWS_TOOL = os.environ["LUMVEX_WINDOWS_TOOL"]
@@ -103,6 +104,15 @@ class Exchange(ToolTest):
             self.wine(DONE, WINDOWS_TOOL, "export", document, pathlib.Path(name).stem, "-o", self.folder / name)
             self.tool("compare", document, self.folder / name)
             self.wine(DONE, WINDOWS_TOOL, "compare", document, self.folder / name)
+        # Several documents are searched in as many processes as there are processors, each started with this line.
+        (self.folder / "many").mkdir()
+        (self.folder / "many/broken.lvp").write_bytes(b"no document")
+        for number in range(5):
+            shutil.copy(document, self.folder / f"many/\u65e5 {number}.lvp")
+        found, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "find", "*", "many")
+        native = self.tool("find", "*", "many", status=DOCUMENT_FAILED)
+        self.assertEqual(found.replace("\\", "/"), native.stdout)
+        self.assertEqual(said.replace("\\", "/").replace("\r\n", "\n"), native.stderr)
 
 
 def windows_text(argument):

@@ -4,6 +4,7 @@
 
 #include "command_line/run_options.hpp"
 #include "commands/commands.hpp"
+#include "files/text_encoding.hpp"
 #include "objects/comparing.hpp"
 #include "objects/json.hpp"
 #include "objects/matching.hpp"
@@ -29,9 +30,16 @@ ExitStatus RunDiff(const DiffArguments& arguments) {
         throw FileError(arguments.after, "it is a " + TypeName(after.Root().Type()) + ", the other document a " +
                                              TypeName(before.Root().Type()));
     Json added = Json::array(), removed = Json::array(), changed = Json::array();
-    std::size_t objects = 0;
+    std::size_t objects = 0, unreadable = 0;
+    const auto tell = [&](const std::filesystem::path& document) {
+        return [&](const std::string& problem) {
+            ++unreadable;
+            std::cerr << Utf8(document) << ": " << problem << '\n';
+        };
+    };
     OnObjects(arguments.after, "cannot be compared", [&] {
-        const Matching matching(before.Root(), after.Root(), arguments.address);
+        const Matching matching(before.Root(), after.Root(), arguments.address, tell(arguments.before),
+                                tell(arguments.after));
         Comparison comparison;
         Paths left, right;
         for (const Node& each : matching.Removed()) {
@@ -59,7 +67,7 @@ ExitStatus RunDiff(const DiffArguments& arguments) {
                   << matching.Added().size() << " added\n";
     });
     if (arguments.json) PrintJson(std::cout, {{"removed", removed}, {"changed", changed}, {"added", added}});
-    return objects == 0 ? kDone : kIncomplete;
+    return unreadable != 0 ? kDocumentFailed : objects == 0 ? kDone : kIncomplete;
 }
 
 }  // namespace

@@ -16,7 +16,7 @@
 #include "measurements/export_names.hpp"
 #include "measurements/named_data.hpp"
 #include "measurements/object_files.hpp"
-#include "measurements/reading_options.hpp"
+#include "measurements/piped_input.hpp"
 #include "measurements/stored_files.hpp"
 #include "objects/opened.hpp"
 

@@ -68,8 +68,11 @@ public:
             const ReadDocument document(path);
             OnDocument(path, "cannot be read", [&] {
                 Paths paths;
-                ForEachItem(document.Root(), [&](const Node& item) {
+                const auto add = [&](const Node& item) {
                     if (Fits(item, paths)) Add(item, paths, path, namesDocument, findings);
+                };
+                ForEachItem(document.Root(), add, [&](const std::string& problem) {
+                    findings.problem += (findings.problem.empty() ? "" : "\n") + Utf8(path) + ": " + problem;
                 });
             });
         } catch (const std::exception& error) {
@@ -113,7 +116,9 @@ ExitStatus RunFind(const FindArguments& arguments) {
     std::size_t found = 0, failed = 0;
     Json all = Json::array();
     const auto search = [&](std::size_t at) { return finder.In(documents[at], namesDocuments).Packed(); };
-    InProcesses(documents.size(), search, [&](const std::string& answer) {
+    std::vector<std::string> jobs;
+    for (const fs::path& each : documents) jobs.push_back(Utf8(each));
+    InProcesses(jobs, search, [&](const std::string& answer) {
         const Findings each = Findings::Unpacked(answer);
         std::cout << each.text;
         if (!each.problem.empty()) std::cerr << each.problem << '\n';

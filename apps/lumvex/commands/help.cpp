@@ -21,6 +21,19 @@ ExitStatus PrintHelp(std::vector<std::string> arguments) {
     return std::get<ExitStatus>(ParseArguments(AllCommands(), std::move(arguments)));
 }
 
+// "; it is a property: Correction.MagTol, SpkrEQDesign.MagTol"; nothing where no class has such a property.
+std::string ClassesThatHave(const std::string& property) {
+    std::string text;
+    for (const ClassDescription& each : kClasses) {
+        if (each.kind == Kind::Collection) continue;
+        const MemberDescription* member = each.ownInterface->Find(property);
+        if (member && (IsValue(*member) || IsReference(*member)))
+            text += (text.empty() ? "; it is a property: " : ", ") + TypeName(*each.ownInterface) + '.' +
+                    std::string(member->name);
+    }
+    return text;
+}
+
 ExitStatus RunHelp(const HelpArguments& arguments) try {
     const std::vector<Command> commands = AllCommands();
     if (!arguments.form.empty()) {
@@ -42,7 +55,7 @@ ExitStatus RunHelp(const HelpArguments& arguments) try {
         return kDone;
     }
     std::cerr << "lumvex help: there is no command or class " << Quoted(arguments.topic)
-              << DidYouMean(arguments.topic, names) << '\n';
+              << DidYouMean(arguments.topic, names) << ClassesThatHave(arguments.topic) << '\n';
     return kIncomplete;
 } catch (const PropertyError& error) {
     std::cerr << "lumvex help: " << error.what() << '\n';

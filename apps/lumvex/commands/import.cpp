@@ -61,7 +61,7 @@ public:
             AddTogether();
         } else {
             for (const fs::path& path : arguments_.files) {
-                if (IsObjectFile(path)) {
+                if (HoldsObjects(path)) {
                     AddObjects(path);
                     continue;
                 }
@@ -203,7 +203,8 @@ Command commands::Import() {
             "`export` puts it back.\n"
             "\n"
             ".json files that `export` wrote put objects of any kind back to where they were, with everything below "
-            "them.\n"
+            "them,\n"
+            "also from standard input. Speakers need their library, which --library links.\n"
             "\n"
             "Speakers and rooms keep impulse responses, one column per channel. --to-impulse makes one of 65536 "
             "samples of\n"
@@ -229,7 +230,7 @@ Command commands::Import() {
             "the\n"
             "entries frequency and level (and phase) one after the other in one channel, the sensitivity as scale, "
             "where\n"
-            "1 is none. Other files are refused.\n"
+            "1 is none. CalibrationMethod stays forward, as in every new one. Other files are refused.\n"
             "\n"
             "A file that cannot be read, or whose name is taken (regardless of case), is named on standard error with "
             "the\n"
@@ -240,10 +241,10 @@ Command commands::Import() {
             "file in the document's folder.",
         .incomplete = "some files, or all, were not imported",
         .run = [arguments] {
-            const bool needsLibrary =
-                !arguments->placement.speaker.empty() ||
-                std::ranges::any_of(arguments->files, [](const fs::path& file) { return IsObjectFile(file); });
-            if (!arguments->placement.library.empty() && !needsLibrary) {
+            const bool isLibraryUseful = arguments->placement.library.empty() ||
+                                         !arguments->placement.speaker.empty() ||
+                                         std::ranges::any_of(arguments->files, &HoldsObjects);
+            if (!isLibraryUseful) {
                 std::cerr << "--library needs --speaker, or a .json file\nRun with --help for more information.\n";
                 return kWrongUsage;
             }

@@ -4,6 +4,7 @@
 
 #include "command_line/run_options.hpp"
 #include "commands/commands.hpp"
+#include "files/text_encoding.hpp"
 #include "objects/adding.hpp"
 #include "objects/comparing.hpp"
 #include "objects/copying.hpp"
@@ -22,7 +23,14 @@ struct MergeArguments {
 // Takes objects of another document over: what is missing is copied, what differs is replaced or left.
 class Merger {
 public:
-    Merger(const Node& to, bool replace) : copier_(to), replace_(replace) {}
+    // `from` is named in reports.
+    Merger(const Node& to, const std::filesystem::path& from, bool replace)
+        : copier_(to), replace_(replace), unreadable_([this, &from](const std::string& problem) {
+              ++conflicts_;
+              std::cerr << Utf8(from) << ": " << problem << '\n';
+          }) {}
+    Merger(const Merger&) = delete;
+    Merger& operator=(const Merger&) = delete;
 
     // The object with everything below it.
     void Take(const Node& original) {
@@ -52,7 +60,8 @@ private:
     void TakeBelow(const Node& original) {
         if (original.IsCollection()) {
             const LONG count = original.Count();
-            for (LONG place = 1; place <= count; ++place) Take(original.Member(place));
+            for (LONG place = 1; place <= count; ++place)
+                if (const Node member = ReadableMember(original, place, unreadable_)) Take(member);
             return;
         }
         for (const MemberDescription* each : ChildCollectionsOf(original.Type())) TakeBelow(original.Follow(*each));
@@ -83,7 +92,8 @@ private:
     Copier copier_;
     Comparison comparison_;
     bool replace_;
-    std::size_t conflicts_ = 0;
+    Unreadable unreadable_;
+    std::size_t conflicts_ = 0;  // and what cannot be read
     std::vector<std::pair<std::string, Node>> told_;
 };
 
@@ -97,7 +107,7 @@ ExitStatus RunMerge(const MergeArguments& arguments) {
     ExitStatus status = kDone;
     std::vector<std::string> lines;
     OnObjects(arguments.document, "cannot be changed", [&] {
-        Merger merger(root, arguments.replace);
+        Merger merger(root, arguments.from, arguments.replace);
         std::vector<std::string> addresses = arguments.addresses;
         if (addresses.empty()) addresses.emplace_back("/");
         for (const std::string& address : addresses)
@@ -126,7 +136,7 @@ Command commands::Merge() {
                    "address. Lines with +\n"
                    "are the addresses of what was copied, lines with ~ of what was replaced; \"diff FROM DOC\" says "
                    "before what would be.",
-        .incomplete = "something differs and was left as it is, or there is no such object",
+        .incomplete = "something differs and was left as it is or cannot be read, or there is no such object",
         .run = [arguments] { return RunMerge(*arguments); }};
 }
 

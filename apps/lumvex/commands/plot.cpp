@@ -12,6 +12,7 @@
 #include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/opened.hpp"
+#include "objects/walking.hpp"
 #include "pictures/picture.hpp"
 #include "report/curves.hpp"
 #include "report/packed.hpp"
@@ -52,7 +53,9 @@ void Collect(const Node& object, TraceSource& source, Paths& paths, bool all, st
     if (!drawable.traces.empty() && !object.As<RoomEQ>()) return;
     if (object.IsCollection()) {
         for (LONG place = 1, count = object.Count(); place <= count && found.size() < kMostCurves; ++place)
-            Collect(object.Member(place), source, paths, all, found);
+            if (const Node member =
+                    ReadableMember(object, place, [](const std::string& problem) { std::cerr << problem << '\n'; }))
+                Collect(member, source, paths, all, found);
         return;
     }
     for (const MemberDescription* child : ChildCollectionsOf(object.Type()))

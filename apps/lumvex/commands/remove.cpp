@@ -21,9 +21,10 @@ struct RemoveArguments {
 };
 
 // What else in the document refers to one of the objects: "BoxCfgs/Studio/Banks/.../Left: Speaker".
-std::vector<std::string> ReferencesTo(const std::set<std::u16string>& ids, const Node& root, Paths& paths) {
+std::vector<std::string> ReferencesTo(const std::set<std::u16string>& ids, const Node& root, Paths& paths,
+                                      const Unreadable& unreadable) {
     std::vector<std::string> found;
-    ForEachItem(root, [&](const Node& item) {
+    const auto look = [&](const Node& item) {
         if (ids.contains(item.Id())) return;
         for (const MemberDescription* each : ContentOf(item.Type())) {
             if (!IsReference(*each)) continue;
@@ -31,7 +32,8 @@ std::vector<std::string> ReferencesTo(const std::set<std::u16string>& ids, const
             if (target && target.HasId() && ids.contains(target.Id()))
                 found.push_back(paths.Of(item) + ": " + std::string(each->name));
         }
-    });
+    };
+    ForEachItem(root, look, unreadable);
     return found;
 }
 
@@ -64,7 +66,10 @@ ExitStatus RunRemove(const RemoveArguments& arguments) {
                                 (count == 1 ? "" : ", with " + std::to_string(count - 1) + " below it"));
             }
         }
-        const std::vector<std::string> references = ReferencesTo(ids, root, paths);
+        const auto tell = [&](const std::string& problem) {
+            std::cerr << Utf8(arguments.document) << ": " << problem << "; what it refers to is not known\n";
+        };
+        const std::vector<std::string> references = ReferencesTo(ids, root, paths, tell);
         for (const std::string& each : references) std::cerr << each << " refers to it\n";
         if (!references.empty() && !arguments.force)
             throw PropertyError("nothing was removed; --force empties what refers to it");

@@ -48,7 +48,9 @@ ExitStatus RunRepair(const RepairArguments& arguments) {
     Print(salvage, arguments);
     Reports() << Utf8(arguments.out) << ": created with " << salvage.objects
               << (salvage.objects == 1 ? " object; " : " objects; ")
-              << (salvage.losses.empty() ? "nothing was lost" : std::to_string(salvage.losses.size()) + " losses")
+              << (salvage.losses.empty()       ? "nothing was lost"
+                  : salvage.losses.size() == 1 ? "1 loss"
+                                               : std::to_string(salvage.losses.size()) + " losses")
               << '\n';
     return salvage.losses.empty() ? kDone : kIncomplete;
 }

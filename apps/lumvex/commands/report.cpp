@@ -31,7 +31,8 @@ ExitStatus RunReport(const ReportArguments& arguments) {
     Reports() << Utf8(arguments.file) << ": " << result.objects << " objects, " << result.curves << " traces, "
               << result.bytes << " bytes\n";
     if (result.unreadable == 0) return kDone;
-    std::cerr << result.unreadable << " objects could not be read; the report says which\n";
+    std::cerr << result.unreadable << (result.unreadable == 1 ? " object" : " objects")
+              << " could not be read; the report says which\n";
     return kDocumentFailed;
 }
 

@@ -11,6 +11,7 @@
 #include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/opened.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -60,7 +61,9 @@ Found DigestsOf(const fs::path& document, const Progress& progress) {
 void NotePaths(const Node& node, Paths& paths, std::map<std::string, std::string>& byId) {
     if (node.HasId()) byId.emplace(ToUtf8(node.Id()), paths.Of(node));
     if (node.IsCollection()) {
-        for (LONG place = 1; place <= node.Count(); ++place) NotePaths(node.Member(place), paths, byId);
+        for (LONG place = 1; place <= node.Count(); ++place)
+            if (const Node member = ReadableMember(node, place, [](const std::string&) {}))
+                NotePaths(member, paths, byId);  // what cannot be read is known by its ID
         return;
     }
     for (const MemberDescription* child : ChildCollectionsOf(node.Type()))

@@ -6,11 +6,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <new>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -42,11 +39,6 @@ private:
     std::atomic<std::size_t>* next_ = nullptr;
 };
 
-// An answer on its way through a pipe: this, and then its bytes.
-struct Head {
-    std::uint64_t number, size;
-};
-
 bool WriteAll(int pipe, const void* bytes, std::size_t count) {
     for (const char* from = static_cast<const char*>(bytes); count != 0;) {
         const ssize_t written = ::write(pipe, from, count);
@@ -62,7 +54,7 @@ bool WriteAll(int pipe, const void* bytes, std::size_t count) {
 [[noreturn]] void Serve(SharedCounter& counter, std::size_t count, const Work& work, int pipe) {
     for (std::size_t number = counter.Next(); number < count; number = counter.Next()) {
         const std::string answer = work(number);
-        const Head head{number, answer.size()};
+        const AnswerHead head{number, answer.size()};
         if (!WriteAll(pipe, &head, sizeof head) || !WriteAll(pipe, answer.data(), answer.size())) break;
     }
     ::_exit(0);
@@ -104,12 +96,7 @@ public:
             return;
         }
         received_.append(bytes, static_cast<std::size_t>(count));
-        for (Head head{}; received_.size() >= sizeof head;) {
-            std::memcpy(&head, received_.data(), sizeof head);
-            if (received_.size() - sizeof head < head.size) break;
-            take(static_cast<std::size_t>(head.number), received_.substr(sizeof head, head.size));
-            received_.erase(0, sizeof head + head.size);
-        }
+        TakeAnswers(received_, take);
     }
 
 private:
@@ -120,15 +107,10 @@ private:
 
 }  // namespace
 
-void InProcesses(std::size_t count, const Work& work, const std::function<void(const std::string&)>& take) {
-    std::vector<std::optional<std::string>> answers(count);
-    std::size_t taken = 0;
-    const auto takeWhatIsReady = [&] {
-        for (; taken < count && answers[taken]; ++taken) {
-            take(*answers[taken]);
-            answers[taken].emplace();
-        }
-    };
+void InProcesses(const std::vector<std::string>& jobs, const Work& work,
+                 const std::function<void(const std::string&)>& take) {
+    const std::size_t count = jobs.size();
+    AnswersInOrder answers(count, take);
     SharedCounter counter;
     const std::size_t processors = std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::unique_ptr<Worker>> workers;
@@ -146,14 +128,11 @@ void InProcesses(std::size_t count, const Work& work, const std::function<void(c
         if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) break;
         for (std::size_t at = 0; at < from.size(); ++at) {
             if (waiting[at].revents == 0) continue;
-            from[at]->Receive([&](std::size_t number, std::string answer) { answers[number] = std::move(answer); });
+            from[at]->Receive([&](std::size_t number, std::string answer) { answers.Add(number, std::move(answer)); });
         }
-        takeWhatIsReady();
     }
-    while (taken < count) {  // what no worker has answered
-        answers[taken] = work(taken);
-        takeWhatIsReady();
-    }
+    while (const auto missing = answers.Missing())
+        answers.Add(*missing, work(*missing));  // what no worker has answered
 }
 
 }  // namespace lumvex::app

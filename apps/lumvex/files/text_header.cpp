@@ -118,6 +118,18 @@ bool TextHeader::NamesKilohertz() const {
     return Has(lower, {"khz"}) && Has(lower, {"freq", "frequency", "f"});
 }
 
+std::string_view TextHeader::NamesOther() const {
+    const std::string lower = Lowered(last_);
+    if (!Has(lower, {"freq", "frequency", "hz"})) return {};
+    if (Has(lower, {"rad", "radians"})) return "phases in radians";
+    if (Has(lower, {"group delay", "groupdelay", "gd"})) return "a group delay";
+    if (Has(lower, {"real", "imag", "imaginary"})) return "real and imaginary parts";
+    if (Has(lower, {"thd", "distortion"}) || lower.find('%') != npos) return "parts in percent";
+    if (Has(lower, {"linear"})) return "linear levels";
+    if (Has(lower, {"rt60", "t60", "t30", "t20", "edt"})) return "a reverberation time";
+    return {};
+}
+
 std::optional<double> TextHeader::NamesTime() const {
     const std::string lower = Lowered(last_);
     if (!Has(lower, {"time"}) || Has(lower, {"freq", "frequency", "hz"})) return std::nullopt;

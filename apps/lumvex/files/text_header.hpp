@@ -38,6 +38,8 @@ public:
     const std::string& ColumnNames() const { return last_; }
     bool NamesImpedance() const;  // "Ohm" and its relatives
     bool NamesKilohertz() const;
+    // What a table of frequencies has instead of levels in dB and phases in degrees: "a group delay"; empty: nothing.
+    std::string_view NamesOther() const;
     std::optional<double> NamesTime() const;  // the unit of times in seconds: 1 or 0.001
 
     const std::string& Text() const { return text_; }  // all lines, at most kMostText bytes

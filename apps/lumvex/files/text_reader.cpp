@@ -190,6 +190,11 @@ private:
                    Columns());
         }
         if (!options_.as) CheckQuantity();
+        if (options_.columns.empty() && MayBeGrouped())
+            Refuse(
+                "columns that are no groups of thousands (--columns 1,2,3 takes them as they are, 1 500 70 as 1 Hz, "
+                "500 dB and 70 degrees)",
+                Quoted(form_.firstText));
         TakeColumns(chosen_);
         DropEmptyPhases();
         CheckFinite();
@@ -204,10 +209,32 @@ private:
         if (header_.NamesImpedance() || LowerExtension(path_) == ".zma")
             Refuse("levels in dB (--as data keeps other quantities)", "an impedance");
         if (header_.NamesKilohertz()) Refuse("frequencies in Hz", "kHz in " + Quoted(header_.ColumnNames()));
+        if (const std::string_view other = header_.NamesOther(); !other.empty() && options_.columns.empty())
+            Refuse("levels in dB and phases in degrees (--as data keeps other quantities, --columns chooses columns)",
+                   std::string(other) + " in " + Quoted(header_.ColumnNames()));
         if (options_.columns.empty() && chosen_.size() == 3 && CountsRows())
             Refuse(
                 "frequencies in the first column",
                 "numbers that count the rows; --columns 2,3 leaves them out, --columns 1,2,3 takes them as they are");
+    }
+
+    // Whether the first two columns could be one in every line: "1 500 70" for 1500 Hz, with the separator between
+    // thousands.
+    bool MayBeGrouped() {
+        if (chosen_.size() != 3 || form_.layout.syntax.separator == ';') return false;
+        lines_.Rewind();
+        float previous = 0;
+        for (Row row; lines_.NextNumbers();) {
+            ReadRow(lines_.Text(), form_.layout.syntax, row);
+            const auto isDigits = [](std::string_view field) { return std::ranges::all_of(field, IsDigit); };
+            const char* const end = row.fields[0].data() + row.fields[0].size();
+            const bool areBeside = row.fields[1].data() == end + 1 && *end != '\t';
+            const bool isThousands = isDigits(row.fields[0]) && row.fields[0].size() <= 3 && row.values[0] > 0;
+            const float frequency = 1000 * row.values[0] + row.values[1];
+            if (!areBeside || !isThousands || row.fields[1].size() != 3 || !isDigits(row.fields[1])) return false;
+            if (!(frequency > std::exchange(previous, frequency))) return false;
+        }
+        return true;
     }
 
     // Whether the first column counts 1, 2, 3 (or from 0) and the second one rises as frequencies do.

@@ -50,7 +50,8 @@ std::string CountOf(std::size_t count, const std::string& what) {
 void CheckIsMeasurement(const InputFile& file) {
     if (file.content.kind == FileKind::Calibration)
         throw FileError(file.path,
-                        "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those");
+                        "it is the calibration of a microphone, no measurement; a library (.lvs) keeps those (--as "
+                        "response says that it is a measurement)");
 }
 
 void CheckIsImpulse(const InputFile& file) {

@@ -1,12 +1,13 @@
 #include "measurements/object_files.hpp"
 
+#include <cerrno>
 #include <fstream>
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "command_line/run_options.hpp"
 #include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
+#include "measurements/piped_input.hpp"
 #include "objects/exchange.hpp"
 
 namespace lumvex::app {
@@ -15,40 +16,51 @@ namespace fs = std::filesystem;
 
 bool IsObjectFile(const fs::path& path) { return LowerExtension(path) == ".json"; }
 
+bool HoldsObjects(const fs::path& path) {
+    if (!IsPiped(path)) return IsObjectFile(path);
+    char first = 0;
+    return PipedInput(path) >> first && first == '{';
+}
+
 ExitStatus ExportObjects(const ReadDocument& document, std::vector<std::string> addresses, const fs::path& output,
                          bool force) {
     if (addresses.empty()) addresses.emplace_back("/");
     std::vector<Node> objects;
     for (const std::string& address : addresses)
         for (Node& each : document.Objects().FindAll(address)) objects.push_back(std::move(each));
-    if (output == "-") {
-        WriteObjects(std::cout, objects);
-        return kDone;
+    ExitStatus status = kDone;
+    const auto unreadable = [&](const std::string& problem) {
+        std::cerr << Utf8(document.Path()) << ": " << problem << '\n';
+        status = kIncomplete;
+    };
+    if (IsStandardStream(output)) {
+        WriteObjects(std::cout, objects, unreadable);
+        return status;
     }
     std::error_code ignored;
     if (!force && fs::exists(fs::symlink_status(output, ignored)))
         throw FileError(output, "the file exists already; --force replaces it");
     ReplacedFile file(output);
     std::ofstream stream(file.Temporary(), std::ios::binary);
-    WriteObjects(stream, objects);
+    WriteObjects(stream, objects, unreadable);
     stream.close();
     if (!stream) throw FileError(output, LastSystemError());
     file.Commit();
     Reports() << objects.size() << (objects.size() == 1 ? " object" : " objects")
               << " with everything below written to " << Utf8(output) << '\n';
-    return kDone;
+    return status;
 }
 
 std::vector<std::string> ImportObjects(EditedDocument& document, const fs::path& path, bool replace) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw FileError(path, LastSystemError());
+    std::ifstream file;
+    errno = 0;
+    if (!IsPiped(path)) file.open(path, std::ios::binary);
+    if (!file) throw FileError(path, LastSystemError());
+    std::istream& stream = IsPiped(path) ? static_cast<std::istream&>(PipedInput(path)) : file;
     try {
-        const Json json = Json::parse(stream);
         const Node root = NodeOf(document.Any());
         return OnDocument(document.Path(), "cannot be changed",
-                          [&] { return ReadObjects(json, Addresses(document.Path(), root), root, replace); });
-    } catch (const Json::parse_error& error) {
-        throw FileError(path, error.what());
+                          [&] { return ReadObjects(stream, Addresses(document.Path(), root), root, replace); });
     } catch (const PropertyError& error) {
         throw FileError(path, error.what());
     }

@@ -10,11 +10,13 @@
 
 namespace lumvex::app {
 
-// Is it such a file, by its name?
+// Is it such a file, by its name? What comes through a pipe is read to tell it.
 bool IsObjectFile(const std::filesystem::path& path);
+bool HoldsObjects(const std::filesystem::path& path);  // throws FileError
 
 // Writes the objects of the addresses, or the whole document, with everything below them; "-" is standard output.
-// Throws FileError, and leaves an existing file as it was then.
+// What cannot be read is told on standard error and left out: kIncomplete. Throws FileError, and leaves an existing
+// file as it was then.
 ExitStatus ExportObjects(const ReadDocument& document, std::vector<std::string> addresses,
                          const std::filesystem::path& output, bool force);
 

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <ctime>
-#include <iostream>
 #include <iterator>
-#include <sstream>
 
-#include "command_line/terminal.hpp"
 #include "files/text_encoding.hpp"
+#include "measurements/piped_input.hpp"
 
 namespace lumvex::app {
 
@@ -58,18 +56,9 @@ std::string NameFrom(const std::string& pattern, const fs::path& path, const std
     return name;
 }
 
-MeasurementFile ReadStandardInput(const ReadOptions& options) {
-    // Kept for a command that runs a second time, because its document was made meanwhile.
-    static std::stringstream bytes = [] {
-        BinaryInput();
-        std::string read{std::istreambuf_iterator<char>(std::cin), {}};
-        if (std::cin.bad()) throw FileError("-", LastSystemError());
-        return std::stringstream(std::move(read));
-    }();
-    bytes.clear();
-    bytes.seekg(0);
-    MeasurementFile file = ReadMeasurement("-", bytes, options);
-    file.name = "stdin";
+MeasurementFile ReadPiped(const fs::path& path, const ReadOptions& options) {
+    MeasurementFile file = ReadMeasurement(path, PipedInput(path), options);
+    file.name = IsStandardStream(path) ? "stdin" : Utf8(path.stem());
     file.modified = std::time(nullptr);
     return file;
 }
@@ -82,8 +71,6 @@ std::string ProblemOfRate(const std::string& text) {
     return numbers && numbers->size() == 1 && numbers->front() <= kFastest ? ""
                                                                            : "a sample rate is a whole number in Hz";
 }
-
-bool IsStandardStream(const fs::path& path) { return path == "-"; }
 
 std::vector<Option> ReadingOptions(ReadingArguments& arguments) {
     return {{"--as",
@@ -111,10 +98,12 @@ const char* const kReadingHelp =
     "line below a header that states the sample interval or rate, and perhaps the start time; or pairs of time and\n"
     "amplitude at an even step. --as data takes any columns of numbers as they are. A sound file (.wav, .flac and\n"
     "others) holds an impulse response: one column per channel, full scale -1 to 1, and the sample rate in Hz. - is\n"
-    "standard input.\n"
+    "standard input, and pipes are read as well.\n"
     "\n"
     "Numbers may have decimal points or commas and groups of thousands; what could be read in two ways is refused\n"
-    "unless another line tells or --decimal says it. Impedances and columns that count rows are refused as responses.\n"
+    "unless another line tells or --decimal says it. Impedances and other quantities, and columns that count rows, "
+    "are\n"
+    "refused as responses.\n"
     "What is rounded (samples of more than 32-bit floats hold), was compressed with loss or is left out is told on\n"
     "standard error.\n";
 
@@ -141,7 +130,7 @@ std::string ProblemOfNames(const ReadingArguments& arguments, std::size_t files)
 
 MeasurementFile ReadNamed(const fs::path& path, const ReadingArguments& arguments) {
     const ReadOptions options = ReadOptionsOf(arguments);
-    MeasurementFile file = IsStandardStream(path) ? ReadStandardInput(options) : ReadMeasurementFile(path, options);
+    MeasurementFile file = IsPiped(path) ? ReadPiped(path, options) : ReadMeasurementFile(path, options);
     file.isNamed = !arguments.name.empty();
     if (file.isNamed) file.name = NameFrom(arguments.name, path, file.name);
     file.name = arguments.prefix + file.name;

@@ -30,10 +30,7 @@ ReadOptions ReadOptionsOf(const ReadingArguments& arguments);
 // What is wrong with the names of so many files; empty: nothing.
 std::string ProblemOfNames(const ReadingArguments& arguments, std::size_t files);
 
-// Reads the file, or standard input for "-", and gives it its name in a document. Throws FileError.
+// Reads the file, a pipe, or standard input for "-", and gives it its name in a document. Throws FileError.
 MeasurementFile ReadNamed(const std::filesystem::path& path, const ReadingArguments& arguments);
-
-// "-" stands for standard input and output.
-bool IsStandardStream(const std::filesystem::path& path);
 
 }  // namespace lumvex::app

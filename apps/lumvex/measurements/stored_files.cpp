@@ -110,15 +110,18 @@ void TakeMicrophone(const Microphone& microphone, MeasurementFile& file) {
     file.kind = FileKind::Calibration;
 }
 
+std::optional<double> StartTimeIn(const RoomMeasurement& measurement) {
+    const Array stored(measurement.ConfigData());
+    if (stored.Type() != VT_R4 || stored.Rows() * stored.Columns() != 1) return std::nullopt;
+    return static_cast<double>(stored.Values<float>()[0]);
+}
+
 void TakeStartTime(const Node& item, MeasurementFile& file) {
     if (file.kind != FileKind::Impulse) return;
     if (const auto measurement = item.As<Measurement>(); measurement && measurement.MeasureStart() != 0)
         file.startTime = -static_cast<double>(measurement.MeasureStart()) / 1000;
-    if (const auto measurement = item.As<RoomMeasurement>()) {
-        const Array stored(measurement.ConfigData());
-        if (stored.Type() == VT_R4 && stored.Rows() * stored.Columns() == 1)
-            file.startTime = static_cast<double>(stored.Values<float>()[0]);
-    }
+    if (const auto measurement = item.As<RoomMeasurement>())
+        if (const auto start = StartTimeIn(measurement)) file.startTime = start;
 }
 
 }  // namespace
@@ -155,12 +158,13 @@ std::optional<double> SensitivityOf(float scale) {
 }
 
 void StoreStartTime(const std::optional<double>& seconds, Measurement measurement) {
-    if (seconds) measurement.MeasureStart(static_cast<float>(-*seconds * 1000));
+    const double start = seconds.value_or(0);
+    if (start != 0 || measurement.MeasureStart() != 0) measurement.MeasureStart(static_cast<float>(-start * 1000));
 }
 
 void StoreStartTime(const std::optional<double>& seconds, RoomMeasurement measurement) {
     const float value = static_cast<float>(seconds.value_or(0));
-    if (seconds) measurement.ConfigData(InTwoDimensions({&value, 1}, 1));
+    if (seconds || StartTimeIn(measurement)) measurement.ConfigData(InTwoDimensions({&value, 1}, 1));
 }
 
 std::vector<const MemberDescription*> ArrayProperties(const InterfaceDescription& type) {

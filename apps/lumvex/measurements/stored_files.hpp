@@ -23,7 +23,8 @@ float ScaleOf(const std::optional<double>& sensitivity);
 std::optional<double> SensitivityOf(float scale);
 
 // Where the file's start time goes, which a datum has no property for: of a speaker's measurement MeasureStart (ms),
-// the beginning of what is analysed, is time zero; the ConfigData of a room's measurement is the start time (s).
+// the beginning of what is analysed, is time zero; the ConfigData of a room's measurement is the start time (s). A file
+// without one takes that of an earlier file away.
 void StoreStartTime(const std::optional<double>& seconds, Measurement measurement);
 void StoreStartTime(const std::optional<double>& seconds, RoomMeasurement measurement);
 

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "objects/properties.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -142,7 +143,8 @@ void RemoveFromCollection(const Node& item) {
     const std::u16string id = item.Id();
     const LONG count = collection.Count();
     for (LONG place = 1; place <= count; ++place) {
-        if (collection.Member(place).Id() != id) continue;
+        const Node member = ReadableMember(collection, place, [](const std::string&) {});
+        if (!member || member.Id() != id) continue;
         collection.Call(*collection.Type().Find("Remove"), Variant::FromLong(place));
         return;
     }

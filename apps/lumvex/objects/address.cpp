@@ -260,8 +260,13 @@ std::string Below(const Node& from) {
     std::size_t total = 0;
     if (from.IsCollection()) {
         total = static_cast<std::size_t>(from.Count());
-        for (std::size_t place = 1; place <= std::min(total, kMostListed); ++place)
-            texts.push_back(StepText(from.Member(static_cast<LONG>(place)).Name()));
+        for (std::size_t place = 1; place <= std::min(total, kMostListed); ++place) {
+            try {
+                texts.push_back(StepText(from.Member(static_cast<LONG>(place)).Name()));
+            } catch (const Error&) {
+                texts.push_back('[' + std::to_string(place) + "], which cannot be read");
+            }
+        }
     } else {
         for (const MemberDescription* each : ChildCollectionsOf(from.Type()))
             texts.push_back(std::string(each->name) + " (" + std::to_string(from.Follow(*each).Count()) + ')');
@@ -417,9 +422,13 @@ std::string Paths::Of(const Node& object) {
         std::map<std::u16string, std::vector<Named>, NoCase> sharing;
         const LONG count = parent.Count();
         for (LONG place = 1; place <= count; ++place) {
-            const Node member = parent.Member(place);
-            const std::u16string name = member.Name();
-            sharing[name].push_back({name, member.Id()});
+            try {
+                const Node member = parent.Member(place);
+                const std::u16string name = member.Name();
+                sharing[name].push_back({name, member.Id()});
+            } catch (const Error&) {
+                continue;  // as in AddMembers()
+            }
         }
         for (const auto& [name, members] : sharing) {
             const bool isHidden = isOnlyCollection && NamesStep(owner.Type(), name);

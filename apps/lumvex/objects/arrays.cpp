@@ -62,13 +62,20 @@ struct Shape {
     bool isFlat = false;  // one dimension
 };
 
+bool IsList(const Json& value) { return value.is_array() || value.is_binary(); }
+
+// Of a list of values, or of packed floats.
+std::size_t CountIn(const Json& list) {
+    return list.is_binary() ? list.get_binary().size() / sizeof(float) : list.size();
+}
+
 Shape ShapeIn(const Json& values) {
-    if (!values.is_array()) throw std::invalid_argument("the values are no list");
-    const bool isNested = !values.empty() && values[0].is_array();
-    if (!isNested) return {values.size(), 1, true};
-    const std::size_t rows = values[0].size();
+    if (!IsList(values)) throw std::invalid_argument("the values are no list");
+    const bool isNested = values.is_array() && !values.empty() && IsList(values[0]);
+    if (!isNested) return {CountIn(values), 1, true};
+    const std::size_t rows = CountIn(values[0]);
     for (const Json& column : values)
-        if (!column.is_array() || column.size() != rows)
+        if (!IsList(column) || CountIn(column) != rows)
             throw std::invalid_argument("the columns are lists of different lengths");
     return {rows, values.size(), false};
 }
@@ -92,13 +99,19 @@ void Fill(SAFEARRAY* array, const Json& values, const Shape& shape, Read read) {
     void* data = nullptr;
     Check(SafeArrayAccessData(array, &data));
     T* into = static_cast<T*>(data);
+    const auto take = [&](const Json& list) {
+        if (list.is_binary()) {
+            std::memcpy(into, list.get_binary().data(), list.get_binary().size());
+            into += CountIn(list);
+        } else {
+            for (const Json& each : list) *into++ = read(each);
+        }
+    };
     try {
-        for (const Json& column : values) {
-            if (shape.isFlat) {
-                *into++ = read(column);
-            } else {
-                for (const Json& each : column) *into++ = read(each);
-            }
+        if (shape.isFlat) {
+            take(values);
+        } else {
+            for (const Json& column : values) take(column);
         }
     } catch (...) {
         SafeArrayUnaccessData(array);
@@ -315,7 +328,8 @@ Variant ArrayFrom(const Json& value) {
     std::array<LONG, 2> lower{};
     if (value.is_object()) {
         if (value.contains("type")) type = value["type"].is_string() ? value["type"].get<std::string>() : "";
-        if (shape.isFlat && values.empty() && value.contains("columns") && value["columns"] == 0) shape = {0, 0, false};
+        if (shape.isFlat && CountIn(values) == 0 && value.contains("columns") && value["columns"] == 0)
+            shape = {0, 0, false};
         CheckCount(value, "columns", shape.columns);
         CheckCount(value, "rows",
                    shape.columns == 0 && value.contains("rows") ? value["rows"].get<std::size_t>() : shape.rows);

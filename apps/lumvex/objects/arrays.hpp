@@ -46,7 +46,8 @@ Json NumberJson(float value);
 float FloatFrom(const Json& value);  // throws std::invalid_argument
 
 // All of an array, as {"rows", "columns", "type", "values": a list for each column}. ArrayFrom() takes that, a list of
-// columns alone, or a list of numbers, which is one column; null is no array. Throws std::invalid_argument.
+// columns alone, or a list of numbers, which is one column; null is no array. A list of numbers of type "float" may
+// also be packed, as the bytes of 32-bit floats. Throws std::invalid_argument.
 Json ArrayJson(const VARIANT& array);
 Json ArrayHeadJson(const VARIANT& array);  // the same without its values
 Variant ArrayFrom(const Json& value);

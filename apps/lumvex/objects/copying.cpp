@@ -123,13 +123,14 @@ std::vector<std::string> Copier::MendReferences() {
 }
 
 void Copier::TakeOverReferences() {
-    ForEachItem(to_, [&](const Node& item) {
+    const auto takeOver = [&](const Node& item) {
         for (const MemberDescription* each : ReferencesOf(item.Type())) {
             const Node target = item.Follow(*each);
             const auto copied = target ? copies_.find(target.Id()) : copies_.end();
             if (copied != copies_.end()) Put(item, *each, copied->second);
         }
-    });
+    };
+    ForEachItem(to_, takeOver, [](const std::string&) {});  // what cannot be read stays as it is
 }
 
 }  // namespace lumvex::app

@@ -9,11 +9,13 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <utility>
 
 #include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
 #include "objects/adding.hpp"
 #include "objects/json.hpp"
+#include "objects/object_text.hpp"
 
 namespace lumvex::app {
 
@@ -34,7 +36,7 @@ std::vector<const MemberDescription*> Given(const Node& item) {
 
 class Writer {
 public:
-    explicit Writer(std::ostream& out) : out_(out) {}
+    Writer(std::ostream& out, const Unreadable& unreadable) : out_(out), unreadable_(unreadable) {}
 
     void Write(const Node& object) {
         out_ << "{\"address\": " << Text(paths_.Of(object)) << ", \"class\": \"" << object.Class()->name << '"';
@@ -61,13 +63,16 @@ private:
     static std::string Text(const std::string& text) { return Json(text).dump(); }
 
     void WriteMembers(const Node& collection) {
-        out_ << "[\n";
+        out_ << '[';
         const LONG count = collection.Count();
+        const char* separator = "\n";
         for (LONG place = 1; place <= count; ++place) {
-            Write(collection.Member(place));
-            out_ << (place == count ? "\n" : ",\n");
+            const Node member = ReadableMember(collection, place, unreadable_);
+            if (!member) continue;
+            out_ << std::exchange(separator, ",\n");
+            Write(member);
         }
-        out_ << ']';
+        out_ << "\n]";
     }
 
     void WriteProperty(const Node& object, const MemberDescription& member) {
@@ -121,6 +126,7 @@ private:
     }
 
     std::ostream& out_;
+    const Unreadable& unreadable_;
     Paths paths_;
 };
 
@@ -176,13 +182,25 @@ Variant ValueFrom(const MemberDescription& member, const Json& value) {
     return Variant::FromLong(static_cast<LONG>(whole));
 }
 
+// The project whose objects these are cannot be read without its library.
+void CheckLibrary(const Json& json, const Node& root) {
+    for (const MemberDescription* each : ContentOf(root.Type())) {
+        const ClassDescription* known =
+            IsReference(*each) ? FindClassDescription(each->objectInterface->name) : nullptr;
+        const bool isNamed = json.contains(each->name) && json[each->name].is_string();
+        if (known && known->kind == Kind::Root && isNamed && !root.Follow(*each))
+            Refuse(json,
+                   "the project needs its library " + json[each->name].get<std::string>() + "; --library LIB links it");
+    }
+}
+
 class Reader {
 public:
-    Reader(const Addresses& addresses, Node root, bool replace)
-        : addresses_(addresses), root_(std::move(root)), replace_(replace) {}
+    Reader(const ObjectText& text, const Addresses& addresses, Node root, bool replace)
+        : text_(text), addresses_(addresses), root_(std::move(root)), replace_(replace) {}
 
-    std::vector<std::string> Read(const Json& objects) {
-        for (const Json& each : objects) Take(each);
+    std::vector<std::string> Read(const std::vector<TextObject>& objects) {
+        for (const TextObject& each : objects) Take(each);
         AddWaiting();
         PutReferences();
         Paths paths;
@@ -193,23 +211,25 @@ public:
 
 private:
     struct Waiting {
-        const Json* json;
+        const TextObject* object;
         Node collection;
     };
     struct PendingReference {
-        const Json* json;
+        const TextObject* from;
         Node object;
         const MemberDescription* member;
         std::string address;
     };
 
-    void Take(const Json& json) {
+    void Take(const TextObject& object) {
+        Json json = text_.Own(object);
         const ClassDescription* known = FindClass(Member<std::string>(json, "class"));
         if (!known) Refuse(json, "there is no class " + json["class"].dump());
         if (known->kind == Kind::Root) {
             if (known != root_.Class()) Refuse(json, "it is a whole document of another kind");
+            CheckLibrary(json, root_);
             top_.push_back(root_);
-            Fill(json, root_, false);
+            Fill(object, std::move(json), root_, false);
             return;
         }
         const bool isCollection = known->kind == Kind::Collection;
@@ -219,37 +239,41 @@ private:
             Refuse(json, "the document has something else at its address");
         if (isCollection) {
             top_.push_back(collection);
-            TakeMembers(Member<Json>(json, "members"), json["members"], collection, false);
+            TakeMembers(object, "members", Member<Json>(json, "members"), collection, false);
         } else {
-            TakeMember(json, collection, true);
+            TakeMember(object, collection, true);
         }
     }
 
     // Members of an owner that was just made are those that it was made with, in their order; else they are told by
-    // name.
-    void TakeMembers(const Json&, const Json& members, const Node& collection, bool isNew) {
-        if (!members.is_array()) Refuse(members, "the members of " + PathOf(collection) + " are no list");
+    // name. `own`: the list without its objects.
+    void TakeMembers(const TextObject& owner, std::string_view key, const Json& own, const Node& collection,
+                     bool isNew) {
+        if (!own.is_array() || !own.empty()) Refuse(own, "the members of " + PathOf(collection) + " are no list");
+        const TextObject::List* members = owner.Find(key);
+        if (!members) return;
         const LONG count = isNew || !AddOf(collection.Type()) ? collection.Count() : 0;
         LONG place = 0;
-        for (const Json& each : members) {
+        for (const TextObject& each : members->objects) {
             if (++place <= count)
-                Adopt(each, collection.Member(place), isNew);
+                Adopt(each, text_.Own(each), collection.Member(place), isNew);
             else
                 TakeMember(each, collection, !isNew);
         }
     }
 
-    void TakeMember(const Json& json, const Node& collection, bool mayBeThere) {
-        if (mayBeThere) {
+    void TakeMember(const TextObject& object, const Node& collection, bool mayBeThere) {
+        if (mayBeThere && collection.Count() != 0) {
+            Json json = text_.Own(object);
             const Node existing = MemberNamed(collection, NameOf(json));
             if (existing && !replace_) Refuse(json, "it is there already; --replace gives it the values");
             if (existing) {
                 top_.push_back(existing);
-                Adopt(json, existing, false);
+                Adopt(object, std::move(json), existing, false);
                 return;
             }
         }
-        waiting_.push_back({&json, collection});
+        waiting_.push_back({&object, collection});
     }
 
     static std::u16string NameOf(const Json& json) {
@@ -263,8 +287,8 @@ private:
     static Node MemberNamed(const Node& collection, std::u16string_view name) {
         const LONG count = collection.Count();
         for (LONG place = 1; place <= count; ++place) {
-            Node member = collection.Member(place);
-            if (CompareNoCase(member.Name(), name) == 0) return member;
+            Node member = ReadableMember(collection, place, [](const std::string&) {});
+            if (member && CompareNoCase(member.Name(), name) == 0) return member;
         }
         return {};
     }
@@ -275,23 +299,24 @@ private:
             std::vector<Waiting> now;
             now.swap(waiting_);
             std::string reason;
-            const Json* refused = nullptr;
+            const TextObject* refused = nullptr;
             std::size_t added = 0;
             for (Waiting& each : now) {
+                Json json = text_.Own(*each.object);
                 try {
-                    const Node made = AddMember(each.collection, ValuesFor(*each.json, each.collection));
+                    const Node made = AddMember(each.collection, ValuesFor(json, each.collection));
                     ++added;
                     if (!IsBelowAnother(each.collection)) top_.push_back(made);
-                    Adopt(*each.json, made, true);
+                    Adopt(*each.object, std::move(json), made, true);
                 } catch (const FileError& error) {
                     if (!refused) reason = error.what();
-                    if (!refused) refused = each.json;
+                    if (!refused) refused = each.object;
                     waiting_.push_back(std::move(each));
                 } catch (const Error& error) {
-                    Refuse(*each.json, "it cannot be added: " + Describe(error));
+                    Refuse(json, "it cannot be added: " + Describe(error));
                 }
             }
-            if (added == 0 && refused) Refuse(*refused, reason);
+            if (added == 0 && refused) Refuse(text_.Own(*refused), reason);
         }
     }
 
@@ -322,27 +347,31 @@ private:
         return made != byAddress_.end() ? made->second : addresses_.FindTarget(type, address);
     }
 
-    void Adopt(const Json& json, const Node& object, bool isNew) {
+    void Adopt(const TextObject& from, Json json, const Node& object, bool isNew) {
         byAddress_[Member<std::string>(json, "address")] = object;
         if (isNew) made_.insert_or_assign(object.Id(), true);
-        Fill(json, object, isNew);
+        Fill(from, std::move(json), object, isNew);
     }
 
-    void Fill(const Json& json, const Node& object, bool isNew) {
+    void Fill(const TextObject& from, Json json, const Node& object, bool isNew) {
         Paths paths;
+        std::vector<std::pair<const MemberDescription*, Json>> collections;
         for (const auto& [key, value] : json.items()) {
             if (key == "address" || key == "class" || key == "collection") continue;
             const MemberDescription* member = object.Type().Find(key);
             if (!member) Refuse(json, "there is no property \"" + key + '"');
             if (IsChildCollection(*member)) {
-                TakeMembers(value, value, object.Follow(*member), isNew);
+                collections.emplace_back(member, std::move(value));
             } else if (IsReference(*member)) {
                 if (member->use == MemberUse::ReadWrite)
-                    references_.push_back({&json, object, member, value.is_string() ? value.get<std::string>() : ""});
+                    references_.push_back({&from, object, member, value.is_string() ? value.get<std::string>() : ""});
             } else {
                 PutPlaces(json, object, *member, {}, value, paths);
             }
         }
+        json = {};  // before what is below it is read: one object at a time
+        for (const auto& [member, own] : collections)
+            TakeMembers(from, member->name, own, object.Follow(*member), isNew);
     }
 
     void PutPlaces(const Json& json, const Node& object, const MemberDescription& member, std::vector<long> indexes,
@@ -382,20 +411,19 @@ private:
                 const Variant now = each.object.Get(*each.member);
                 const bool isLibrary = FindClassDescription(each.member->objectInterface->name)->kind == Kind::Root;
                 if (isLibrary && now.vt == VT_DISPATCH && now.pdispVal) continue;  // the one of this document
-                if (isLibrary && !each.address.empty())
-                    Refuse(*each.json, "the project needs its library " + each.address + "; --library LIB links it");
                 const Property property{each.member, {}};
                 if (ValueText(property, now, paths, root_) == (each.address.empty() ? "none" : each.address)) continue;
                 const Node target = each.address.empty() ? Node() : Target(*each.member->objectInterface, each.address);
                 each.object.Put(*each.member, {}, Variant::FromDispatch(target.Pointer()));
             } catch (const Error& error) {
-                Refuse(*each.json, std::string(each.member->name) + ": " + Describe(error));
+                Refuse(text_.Own(*each.from), std::string(each.member->name) + ": " + Describe(error));
             } catch (const FileError& error) {
-                Refuse(*each.json, std::string(each.member->name) + ": " + error.what());
+                Refuse(text_.Own(*each.from), std::string(each.member->name) + ": " + error.what());
             }
         }
     }
 
+    const ObjectText& text_;
     const Addresses& addresses_;
     Node root_;
     bool replace_;
@@ -408,10 +436,10 @@ private:
 
 }  // namespace
 
-void WriteObjects(std::ostream& out, const std::vector<Node>& objects) {
+void WriteObjects(std::ostream& out, const std::vector<Node>& objects, const Unreadable& unreadable) {
     out << "{\"format\": \"" << kFormat << "\", \"version\": " << kVersion << ", \"root\": \""
         << (objects.empty() ? std::string_view() : objects[0].Root().Class()->name) << "\", \"objects\": [\n";
-    Writer writer(out);
+    Writer writer(out, unreadable);
     bool isFirst = true;
     for (const Node& each : objects) {
         if (!std::exchange(isFirst, false)) out << ",\n";
@@ -420,17 +448,19 @@ void WriteObjects(std::ostream& out, const std::vector<Node>& objects) {
     out << "\n]}\n";
 }
 
-bool AreObjects(const Json& json) { return json.is_object() && json.contains("format") && json["format"] == kFormat; }
-
-std::vector<std::string> ReadObjects(const Json& json, const Addresses& addresses, const Node& root, bool replace) {
-    if (!AreObjects(json)) throw PropertyError("it holds no objects of a document");
+std::vector<std::string> ReadObjects(std::istream& in, const Addresses& addresses, const Node& root, bool replace) {
+    const ObjectText text(in);
+    const Json json = text.Own(text.Whole());
+    if (!json.contains("format") || json["format"] != kFormat) throw PropertyError("it holds no objects of a document");
     if (Member<int>(json, "version") > kVersion) throw PropertyError("a newer version of the program wrote it");
     const std::string kind = Member<std::string>(json, "root");
     if (FindClass(kind) != root.Class())
         throw PropertyError("its objects are of a " + kind + ", and the document is a " +
                             std::string(root.Class()->name));
-    if (!json.contains("objects") || !json["objects"].is_array()) throw PropertyError("it has no list of objects");
-    return Reader(addresses, root, replace).Read(json["objects"]);
+    if (!json.contains("objects") || !json["objects"].is_array() || !json["objects"].empty())
+        throw PropertyError("it has no list of objects");
+    const TextObject::List* objects = text.Whole().Find("objects");
+    return Reader(text, addresses, root, replace).Read(objects ? objects->objects : std::vector<TextObject>());
 }
 
 }  // namespace lumvex::app

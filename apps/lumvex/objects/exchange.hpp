@@ -9,24 +9,24 @@
 // which are lists of their members.
 #pragma once
 
-#include <iosfwd>
+#include <istream>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "objects/address.hpp"
-#include "objects/arrays.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
-// Writes one array at a time: memory does not grow with the number of objects.
-void WriteObjects(std::ostream& out, const std::vector<Node>& objects);
-
-// Is the text the beginning of such JSON?
-bool AreObjects(const Json& json);
+// Writes one array at a time: memory does not grow with the number of objects. What cannot be read is told and left
+// out.
+void WriteObjects(std::ostream& out, const std::vector<Node>& objects, const Unreadable& unreadable);
 
 // Adds the objects to the document: each to the collection that it was in, which has to be there. What has the name
-// already is refused, or with `replace` gets the values; nothing is ever removed. Answers the addresses. Throws
-// PropertyError, which says where in the JSON it went wrong; the document is not to be saved then.
-std::vector<std::string> ReadObjects(const Json& json, const Addresses& addresses, const Node& root, bool replace);
+// already is refused, or with `replace` gets the values; nothing is ever removed. The stream has to be able to seek;
+// one of its objects at a time is in memory. Answers the addresses. Throws PropertyError, which says where in the JSON
+// it went wrong; the document is not to be saved then.
+std::vector<std::string> ReadObjects(std::istream& in, const Addresses& addresses, const Node& root, bool replace);
 
 }  // namespace lumvex::app

@@ -11,12 +11,14 @@ namespace lumvex::app {
 namespace {
 
 // The root itself, and every item below the address.
-std::vector<Node> ObjectsBelow(const Node& root, std::string_view address, std::string& problem) {
+std::vector<Node> ObjectsBelow(const Node& root, std::string_view address, std::string& problem,
+                               const Unreadable& unreadable) {
     std::vector<Node> objects;
     try {
         const Node from = Addresses({}, root).Find(address);
         if (from.Is(Kind::Root)) objects.push_back(from);
-        ForEachItem(from, [&](const Node& each) { objects.push_back(each); });
+        ForEachItem(
+            from, [&](const Node& each) { objects.push_back(each); }, unreadable);
     } catch (const FileError& error) {
         problem = error.what();
     }
@@ -25,10 +27,11 @@ std::vector<Node> ObjectsBelow(const Node& root, std::string_view address, std::
 
 }  // namespace
 
-Matching::Matching(const Node& before, const Node& after, std::string_view address) {
+Matching::Matching(const Node& before, const Node& after, std::string_view address, const Unreadable& unreadableBefore,
+                   const Unreadable& unreadableAfter) {
     std::string noneBefore, noneAfter;
-    const std::vector<Node> older = ObjectsBelow(before, address, noneBefore);
-    const std::vector<Node> newer = ObjectsBelow(after, address, noneAfter);
+    const std::vector<Node> older = ObjectsBelow(before, address, noneBefore, unreadableBefore);
+    const std::vector<Node> newer = ObjectsBelow(after, address, noneAfter, unreadableAfter);
     if (!noneBefore.empty() && !noneAfter.empty()) throw FileError({}, noneAfter);
 
     std::map<std::u16string, std::size_t> byId;

@@ -11,8 +11,9 @@ namespace lumvex::app {
 class Matching {
 public:
     // Of what is below an address. Where only one of the documents has it, all of it is added or removed. Throws
-    // FileError when neither has it.
-    Matching(const Node& before, const Node& after, std::string_view address);
+    // FileError when neither has it. What cannot be read of a document is told and left out.
+    Matching(const Node& before, const Node& after, std::string_view address, const Unreadable& unreadableBefore,
+             const Unreadable& unreadableAfter);
 
     const NodePairs& Pairs() const { return pairs_; }              // in the newer document's order
     const std::vector<Node>& Removed() const { return removed_; }  // only in the older one

@@ -28,10 +28,11 @@ inline Node NodeOf(const AnyDocument& document) { return Node(RootOf(document));
 class ReadDocument {
 public:
     explicit ReadDocument(const std::filesystem::path& path)  // throws DocumentError
-        : document_(OpenDocument(path, LX_SHARE_READ)), root_(NodeOf(document_)), addresses_(path, root_) {
+        : path_(path), document_(OpenDocument(path, LX_SHARE_READ)), root_(NodeOf(document_)), addresses_(path, root_) {
         OnDocument(path, "cannot be read", [&] { RootOf(document_).SetCacheBounds(kFewestKept, kMostKept); });
     }
 
+    const std::filesystem::path& Path() const { return path_; }
     const AnyDocument& Any() const { return document_; }
     const Node& Root() const { return root_; }
     const Addresses& Objects() const { return addresses_; }
@@ -39,6 +40,7 @@ public:
 private:
     static constexpr LONG kFewestKept = 16, kMostKept = 64;
 
+    std::filesystem::path path_;
     AnyDocument document_;
     Node root_;
     Addresses addresses_;

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "command_line/status_text.hpp"
+#include "command_line/suggestion.hpp"
 #include "documents/document.hpp"
 #include "files/file_error.hpp"
 #include "files/text_table.hpp"
@@ -256,7 +257,11 @@ std::vector<Property> FindAmong(const std::vector<const MemberDescription*>& all
                              [&](const MemberDescription* each) { return IsBeginning(wanted, each->name); });
     std::vector<std::string_view> names;
     for (const MemberDescription* each : found.empty() ? all : found) names.push_back(each->name);
-    if (found.empty()) throw PropertyError(none + ' ' + Quoted(name) + "; there is " + Joined(names));
+    if (found.empty()) {
+        const std::string suggested = DidYouMean(std::string(wanted), {names.begin(), names.end()});
+        throw PropertyError(none + ' ' + Quoted(name) +
+                            (suggested.empty() ? "; there is " + Joined(names) : suggested));
+    }
     if (found.size() > 1) throw PropertyError(Quoted(name) + " is the beginning of " + Joined(names) + "; say which");
 
     const MemberDescription& member = *found[0];

@@ -2,16 +2,32 @@
 
 #include <algorithm>
 
+#include "command_line/status_text.hpp"
+#include "objects/address.hpp"
+
 namespace lumvex::app {
 
-void ForEachItem(const Node& from, const std::function<void(const Node&)>& visit) {
+Node ReadableMember(const Node& collection, LONG place, const Unreadable& unreadable) {
+    if (!unreadable) return collection.Member(place);
+    try {
+        return collection.Member(place);
+    } catch (const Error& error) {
+        unreadable("member " + std::to_string(place) + " of " + PathOf(collection) +
+                   " cannot be read: " + Describe(error));
+        return {};
+    }
+}
+
+void ForEachItem(const Node& from, const std::function<void(const Node&)>& visit, const Unreadable& unreadable) {
     if (from.IsCollection()) {
         const LONG count = from.Count();
-        for (LONG place = 1; place <= count; ++place) ForEachItem(from.Member(place), visit);
+        for (LONG place = 1; place <= count; ++place)
+            if (const Node member = ReadableMember(from, place, unreadable)) ForEachItem(member, visit, unreadable);
         return;
     }
     if (from.Is(Kind::Item)) visit(from);
-    for (const MemberDescription* each : ChildCollectionsOf(from.Type())) ForEachItem(from.Follow(*each), visit);
+    for (const MemberDescription* each : ChildCollectionsOf(from.Type()))
+        ForEachItem(from.Follow(*each), visit, unreadable);
 }
 
 NodePairs PairsOf(const Node& original, const Node& copy) {

@@ -1,17 +1,50 @@
 // Which of its classes an object without a directory entry is, and which ID it has: from what refers to it and what it
 // refers to.
 #include <algorithm>
+#include <functional>
 
 #include "storage/compound/base/stable_sort.hpp"
 #include "storage/salvage/object_finder.hpp"
 
 namespace lumvex::inside {
 
+namespace {
+
+// A record is followed by the next one at the end of its last mini sector.
+std::uint64_t BeginOf(const FoundObject& found) { return found.source->Extents().front().offset; }
+
+std::uint64_t EndOf(const FoundObject& found) {
+    const compound::Extent& last = found.source->Extents().back();
+    return (last.offset + last.count + compound::kMiniSectorSize - 1) / compound::kMiniSectorSize *
+           compound::kMiniSectorSize;
+}
+
+}  // namespace
+
+void ObjectFinder::Places::Add(const FoundObject& found) {
+    if (!found.source || found.source->Extents().empty()) return;
+    begins[BeginOf(found)].push_back(found.info);
+    ends[EndOf(found)].push_back(found.info);
+}
+
+// What is before the object in the file, and what behind it.
+int ObjectFinder::PointsBeside(const FoundObject& found) const {
+    if (found.source->Extents().empty()) return 0;
+    int before = 0, behind = 0;
+    for (const Places* places : {&certainPlaces_, &possiblePlaces_}) {
+        if (const auto there = places->ends.find(BeginOf(found)); there != places->ends.end())
+            for (const ClassInfo* info : there->second) before = std::max(before, graph_.Nearness(*info, *found.info));
+        if (const auto there = places->begins.find(EndOf(found)); there != places->begins.end())
+            for (const ClassInfo* info : there->second) behind = std::max(behind, graph_.Nearness(*found.info, *info));
+    }
+    return before + behind;
+}
+
 // How much speaks for a class, with what is known of the objects that refer to this one and that it refers to; far
 // below 0 where that contradicts.
 int ObjectFinder::ScoreOf(const FoundObject& found) const {
     constexpr int kContradicts = -100;
-    int score = found.certainty;
+    int score = found.certainty - found.doubt + PointsBeside(found);
     const auto add = [&](const GUID& id, const ClassInfo& info, int points) {
         if (IsNil(id)) return score += kContradicts;
         if (const auto known = known_.find(id); known != known_.end())
@@ -55,6 +88,7 @@ bool ObjectFinder::IsCopy(const FoundObject& found) const {
     const auto begin = [](const auto& each) { return each->source->Extents().front().offset; };
     const std::uint64_t offset = found.source->Extents().front().offset;
     if (found.understood >= compound::kMiniCutoff || offset == compound::Extent::kLost) return false;
+    if (file_->IsFirstState()) return false;
     const std::vector<std::byte> bytes = found.source->All();
     std::vector<std::byte> here(sector), there(sector);
     file_->Read(offset / sector * sector, here);
@@ -74,20 +108,30 @@ bool ObjectFinder::IsCopy(const FoundObject& found) const {
     return std::ranges::any_of(document_.objects, isSame) || std::ranges::any_of(document_.unnamed, isSame);
 }
 
-// Drops readings that contradict what else is known, until none does.
+// Drops readings that contradict what else is known. Where all of them do, what is known may be a wrong guess, and
+// those stay that have much of their own.
+bool ObjectFinder::DropContradicted(Readings& readings) const {
+    constexpr int kContradicted = -20, kSure = 8;
+    const auto isContradicted = [&](const auto& each) { return ScoreOf(*each) < kContradicted; };
+    if (std::ranges::any_of(readings, std::not_fn(isContradicted))) return std::erase_if(readings, isContradicted) != 0;
+    return std::erase_if(readings, [&](const auto& each) { return each->certainty < kSure; }) != 0;
+}
+
+// Until none is left that contradicts another.
 void ObjectFinder::Narrow() {
     for (bool more = true; more;) {
         possible_.clear();
         wanted_.clear();
+        possiblePlaces_ = {};
         for (const Readings& readings : unnamed_) {
             for (const auto& reading : readings) {
+                possiblePlaces_.Add(*reading);
                 if (!IsNil(reading->id)) possible_[reading->id].insert(reading->info);
                 for (const FoundObject::Below& below : reading->below) wanted_[below.reference.id].insert(below.info);
             }
         }
         more = false;
-        for (Readings& readings : unnamed_)
-            more = std::erase_if(readings, [&](const auto& each) { return ScoreOf(*each) < -20; }) != 0 || more;
+        for (Readings& readings : unnamed_) more = DropContradicted(readings) || more;
     }
     std::erase_if(unnamed_, [](const Readings& readings) { return readings.empty(); });
 }
@@ -99,6 +143,7 @@ void ObjectFinder::Choose(Readings& readings, std::size_t at, bool isMissing) {
     if (const std::uint64_t size = chosen->source->Size(), lost = chosen->source->Lost(size); lost != 0)
         Lost(Described(*chosen->info, chosen->id, chosen->name), CutText(lost, size));
     Learn(*chosen);
+    certainPlaces_.Add(*chosen);
     if (!IsNil(chosen->id)) known_.emplace(chosen->id, chosen->info);
     if (!IsNil(chosen->id) && referred_.contains(chosen->id) && !Has(chosen->id))
         Accept(std::move(chosen));
@@ -112,7 +157,12 @@ void ObjectFinder::ChooseClasses() {
     Narrow();
     ChooseRootClass();
     for (int margin = 9; !unnamed_.empty();) {
-        const auto missing = MissingByClass();
+        const auto all = MissingByClass();
+        auto missing = all;  // more of them than have been found without their IDs
+        for (const auto& found : document_.unnamed)
+            if (const auto ids = missing.find(found->info); ids != missing.end() && !ids->second.empty())
+                ids->second.pop_back();
+        std::erase_if(missing, [](const auto& each) { return each.second.empty(); });
         bool chosen = false;
         for (Readings& readings : unnamed_) {
             std::vector<std::pair<int, std::size_t>> scores;
@@ -124,11 +174,11 @@ void ObjectFinder::ChooseClasses() {
             // A list that may be that of several classes tells nothing.
             const FoundObject& best = *readings[scores[0].second];
             const bool isList = best.info->kind == ClassKind::Collection;
-            if (isList && margin > 0 && margin <= 3 && scores.size() > 1) continue;
+            if (isList && margin == 1 && scores.size() > 1) continue;
             if (isList && margin == 0)
                 readings.clear();
             else
-                Choose(readings, scores[0].second, missing.contains(best.info));
+                Choose(readings, scores[0].second, all.contains(best.info));
             chosen = true;
             if (margin < 2 && unnamed_.size() < kFew) break;
         }

@@ -18,25 +18,28 @@ bool IsUnderstood(const FoundObject& found, const ClassInfo& info) {
 
 // Whole, with its record exactly as long as its stream; else the best of what there is, or nothing.
 std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const ClassInfo& info) const {
-    std::unique_ptr<FoundObject> best;
+    std::unique_ptr<FoundObject> best, exact;
     const auto isExact = [&](const FoundObject& found) {
         return found.source->Lost(found.source->Size()) == 0 && IsUnderstood(found, info);
     };
     for (const SalvagedEntry* entry : named_.at(id)) {
-        for (const Way way : {Way::Chain, Way::Adjacent}) {
+        for (const Way way : {Way::Chain, Way::Adjacent, Way::Beside}) {
             const Source source = SourceOf(*entry, way);
             const std::vector<std::byte> head = Head(*source);
             const bool isCollection = info.kind == ClassKind::Collection;
             if (source->Size() < 8 || !(isCollection ? BeginsAsCollection(head) : BeginsAsItem(head))) continue;
             auto found = ReadCandidate(info, id, source);
-            if (isExact(*found)) return found;
+            // Zeros fill the last sector, unless another program has saved: what is followed by something else may have
+            // its end from elsewhere.
+            if (isExact(*found) && file_->EndsInZeros(source->Extents())) return found;
+            if (isExact(*found) && !exact) exact = ReadCandidate(info, id, source);
             const auto rank = [](const FoundObject& each) {
                 return std::pair(each.isWhole, each.source->Size() - each.source->Lost(each.source->Size()));
             };
             if (!best || rank(*found) > rank(*best)) best = std::move(found);
         }
     }
-    return best;
+    return exact ? std::move(exact) : std::move(best);
 }
 
 // Of the objects to which nothing leads: as each class whose record is as long as the stream. The name may be damaged.

@@ -32,10 +32,10 @@ void ObjectFinder::TakeTable(const Source& source) {
     source->Read(4, bytes);
     for (std::size_t at = 0; at < count; ++at) {
         const auto row = At<DirectoryRow>(bytes, at * kRowSize);
-        if (!IsNil(row.id) && (FindClass(row.classId) || (named_.contains(row.id) && !IsNil(row.classId))))
-            document_.rows.emplace(row.id, row);
+        if (IsNil(row.id) || !(FindClass(row.classId) || (named_.contains(row.id) && !IsNil(row.classId)))) continue;
+        document_.rows.emplace(row.id, row);
+        Claim(*source, 4 + at * kRowSize, 4 + (at + 1) * kRowSize);
     }
-    if (!document_.rows.empty()) Claim(*source, source->Size());
 }
 
 void ObjectFinder::ReadTable() {

@@ -37,6 +37,16 @@ void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     }
 }
 
+// Zeros at the end may fill the last sector, and be no part of the record.
+int ObjectFinder::DoubtOf(const SalvagedSource& source) {
+    constexpr std::uint64_t kField = 4, kMost = 3;
+    std::uint64_t zeros = 0;
+    while (zeros < kField * kMost && zeros + kField <= source.Size() &&
+           source.IsZero(source.Size() - zeros - kField, source.Size() - zeros))
+        zeros += kField;
+    return 2 * static_cast<int>(zeros / kField);
+}
+
 // Does another stream begin where this one ends, or the file end, or is that place taken?
 bool ObjectFinder::EndsWell(const SalvagedSource& source) const {
     if (source.Extents().empty()) return false;
@@ -71,10 +81,13 @@ ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
     const auto isGood = [](const auto& each) { return each->certainty >= 4; };
     for (std::uint64_t most = compound::kMiniCutoff; std::ranges::none_of(readings, isGood); most *= 16) {
         bool isLonger = false;
-        for (const Way way : {Way::Chain, Way::Adjacent}) {
+        std::vector<std::vector<compound::Extent>> read;  // ways that lead to the same bytes say the same
+        for (const Way way : {Way::Chain, Way::Adjacent, Way::Beside}) {
             const SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, most, way);
+            if (std::ranges::find(read, stream.extents) != read.end()) continue;
+            read.push_back(stream.extents);
             const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
-            isLonger = isLonger || source->Size() >= most;
+            isLonger = isLonger || (way != Way::Beside && source->Size() >= most);
             for (const ClassInfo* info : AllClasses()) {
                 const bool isCollection = info->kind == ClassKind::Collection;
                 if (!IsPossible(*info) || !(isCollection ? mayBeCollection : mayBeItem)) continue;
@@ -90,6 +103,7 @@ ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
                 const bool endsWell = EndsWell(*found->source);
                 found->certainty = (stream.isWholeChain ? 3 : 0) + (endsWell ? 4 : stream.isWholeChain ? 0 : -6);
                 found->certainty += CertaintyOf(*found) + PointsOfLength(*found->source);
+                found->doubt = DoubtOf(*found->source);
                 const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == info; });
                 if (same == readings.end())
                     readings.push_back(std::move(found));
@@ -122,10 +136,11 @@ int ObjectFinder::CertaintyOf(const FoundObject& found) {
 }
 
 void ObjectFinder::AddUnnamed(Readings readings) {
-    std::erase_if(readings, [&](const auto& each) { return ScoreOf(*each) < -20; });
+    DropContradicted(readings);
     if (readings.empty()) return;
-    const FoundObject& longest = **std::ranges::max_element(readings, {}, &FoundObject::understood);
-    Claim(*longest.source, longest.understood);
+    const FoundObject& best = **std::ranges::max_element(
+        readings, {}, [&](const auto& each) { return std::pair(ScoreOf(*each), each->understood); });
+    Claim(*best.source, best.understood);
     unnamed_.push_back(std::move(readings));
 }
 

@@ -25,6 +25,7 @@ struct FoundObject {
     bool isWhole = false;                          // the record was read from its beginning to its end
     bool hasNameOnly = false;                      // no more of the record than date and name can be used
     int certainty = 0;                             // of one without a directory entry: what speaks for its length
+    int doubt = 0;                                 // the same: what speaks against its end
     std::u16string name;                           // of an item
 
     // What the record refers to: child collections of an item or a root, members of a collection; other items.

@@ -55,12 +55,14 @@ void ObjectFinder::SortEntries() {
     }
 }
 
-void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t count) {
+void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to) {
+    std::uint64_t begin = 0;  // of the extent, in the stream
     for (const compound::Extent& extent : source.Extents()) {
-        const std::uint64_t here = std::min(extent.count, count);
-        count -= here;
-        if (extent.offset == compound::Extent::kLost) continue;
-        for (std::uint64_t at = extent.offset / 64; at * 64 < extent.offset + here && at < claimed_.size(); ++at)
+        const std::uint64_t first = std::max(from, begin), last = std::min(to, begin + extent.count);
+        begin += extent.count;
+        if (extent.offset == compound::Extent::kLost || first >= last) continue;
+        const std::uint64_t place = extent.offset + first - (begin - extent.count);
+        for (std::uint64_t at = place / 64; at * 64 < place + last - first && at < claimed_.size(); ++at)
             claimed_[static_cast<std::size_t>(at)] = true;
     }
 }
@@ -75,6 +77,7 @@ void ObjectFinder::Learn(const FoundObject& found) {
 void ObjectFinder::Accept(std::unique_ptr<FoundObject> found) {
     Claim(*found->source, found->source->Size());
     Learn(*found);
+    certainPlaces_.Add(*found);
     objects_[found->id] = found.get();
     document_.objects.push_back(std::move(found));
 }

@@ -1,6 +1,8 @@
 // The search of FindObjects: what it knows so far, and its steps, each in the file that is named above it.
 #pragma once
 
+#include <unordered_map>
+
 #include "storage/salvage/found_objects.hpp"
 #include "storage/salvage/stream_beginnings.hpp"
 
@@ -47,13 +49,16 @@ private:
     void ReadCutAt(std::uint64_t offset, Readings& readings) const;
     bool EndsWell(const SalvagedSource& source) const;
     int PointsOfLength(const SalvagedSource& source) const;
+    static int DoubtOf(const SalvagedSource& source);
     static int CertaintyOf(const FoundObject& found);
     void AddUnnamed(Readings readings);
 
     // ---- choose_classes.cpp
     int ScoreOf(const FoundObject& found) const;
+    int PointsBeside(const FoundObject& found) const;
     void ChooseRootClass();
     bool IsCopy(const FoundObject& found) const;
+    bool DropContradicted(Readings& readings) const;
     void Narrow();
     void Choose(Readings& readings, std::size_t at, bool isMissing);
     void ChooseClasses();
@@ -63,7 +68,8 @@ private:
     void SortEntries();
     void Learn(const FoundObject& found);
     void Accept(std::unique_ptr<FoundObject> found);
-    void Claim(const SalvagedSource& source, std::uint64_t count);
+    void Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to);
+    void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
     std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;
     void KeepDamaged();
     void ReadOthers();
@@ -95,6 +101,13 @@ private:
     std::vector<Readings> unnamed_;
     // Of objects whose class is not certain yet: which it may be, and which those want that may refer to it.
     std::map<GUID, std::set<const ClassInfo*>, GuidLess> possible_, wanted_;
+    // Where in the file objects begin and end, with their classes: those that are certain, and those that are not yet.
+    struct Places {
+        std::unordered_map<std::uint64_t, std::vector<const ClassInfo*>> begins, ends;
+
+        void Add(const FoundObject& found);
+    };
+    Places certainPlaces_, possiblePlaces_;
 };
 
 }  // namespace lumvex::inside

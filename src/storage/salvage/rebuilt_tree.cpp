@@ -120,6 +120,7 @@ void RebuiltTree::OwnOne(TreeNode& owner, const FoundObject::Below& below) {
     made.reference = below.reference;
     byId_.emplace(made.reference.id, &made);
     made.wasLost = true;
+    lost_[made.info].push_back(&made);
 }
 
 void RebuiltTree::OwnBelow(TreeNode& top) {
@@ -185,11 +186,8 @@ void RebuiltTree::Place(TreeNode& orphan) {
 
 // The one collection of the class whose list is lost; else one of the root's own, or below an item that is made for it.
 TreeNode& RebuiltTree::PlaceFor(const ClassInfo& collection) {
-    TreeNode* only = nullptr;
-    std::size_t lost = 0;
-    for (const auto& node : nodes_)
-        if (node->wasLost && node->info == &collection) only = node.get(), ++lost;
-    if (lost == 1) return *only;
+    if (const auto lost = lost_.find(&collection); lost != lost_.end() && lost->second.size() == 1)
+        return *lost->second.front();
     const ClassInfo* ownerClass = graph_.OwnerOf(collection);
     TreeNode& owner = ownerClass == root_.info ? root_ : RecoveredOwner(*ownerClass);
     if (TreeNode* there = ChildOf(owner, collection)) return *there;

@@ -52,7 +52,8 @@ private:
     std::vector<std::unique_ptr<TreeNode>> nodes_;
     std::map<GUID, TreeNode*, GuidLess> byId_;
     std::map<const ClassInfo*, TreeNode*> recovered_;
-    std::set<GUID, GuidLess> told_;  // missing objects that were reported
+    std::map<const ClassInfo*, std::vector<TreeNode*>> lost_;  // collections that were referred to, but not found
+    std::set<GUID, GuidLess> told_;                            // missing objects that were reported
 };
 
 }  // namespace lumvex::inside

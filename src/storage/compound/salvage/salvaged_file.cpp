@@ -5,6 +5,7 @@
 #include <bit>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "storage/compound/format/object_name.hpp"
 
@@ -12,7 +13,8 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::size_t kBlock = 65536;  // read at once where the whole file is gone through
+constexpr std::uint32_t kFirstGeneration = 2;  // of a header that was written once
+constexpr std::size_t kBlock = 65536;          // read at once where the whole file is gone through
 constexpr std::size_t kObjectNameLength = 26;
 constexpr std::size_t kLook = kMiniSectorSize;  // bytes by which the beginning of a stream is told
 
@@ -71,6 +73,7 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     shift_ = ShiftOf(header);
     sectors_ = size_ <= OffsetOf(0) ? 0 : SectorsFor(size_ - OffsetOf(0));
     hasHeader_ = header.SectorShift() == shift_ && header.MiniCutoff() == kMiniCutoff;
+    isFirstState_ = hasHeader_ && header.Generation() == kFirstGeneration;
     const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
     const std::vector<SectorId> listed = hasHeader_ ? ListedFatPages(header) : std::vector<SectorId>();
     const std::uint64_t pages = std::max<std::uint64_t>(listed.size(), (sectors_ + perPage - 1) / perPage);
@@ -339,35 +342,60 @@ std::size_t SalvagedFile::MiniHits(SectorId start, const std::vector<SectorId>& 
 // The sectors of the mini stream. Where the FAT does not say which one is next, it is the one in which streams begin at
 // the places at which the directory says so; the next one in the file, where that fits.
 std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count,
-                                              const std::vector<SectorId>& beginnings) const {
+                                              const std::vector<SectorId>& beginnings) {
+    constexpr std::uint32_t kRun = 16;             // pages
+    constexpr std::size_t kMostTries = 2'000'000;  // runs that are looked at; some seconds
     const PerPage perPage = MiniSectorsPerPage(shift_);
     using Places = std::uint64_t;  // a bit for each mini sector of a page
     std::unordered_map<std::uint32_t, Places> expected;
     for (const SectorId mini : beginnings) expected[perPage.PageOf(mini)] |= Places{1} << perPage.IndexOf(mini);
-    std::vector<std::pair<SectorId, Places>> holders;  // sectors in which streams begin
-    const auto beginsIn = [&](SectorId sector) {
-        Places places = 0;
-        for (std::uint32_t at = 0; at < perPage.Count(); ++at)
-            if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) places |= Places{1} << at;
-        return places;
+    std::unordered_map<SectorId, Places> known;
+    const auto placesIn = [&](SectorId sector) {
+        const auto [found, isNew] = known.try_emplace(sector, 0);
+        for (std::uint32_t at = 0; isNew && sector < sectors_ && at < perPage.Count(); ++at)
+            if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) found->second |= Places{1} << at;
+        return found->second;
     };
     const auto fit = [](Places wanted, Places there) {
         return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(there & ~wanted);
     };
+    // How well a page and those behind it fit sectors side by side, and where in them the first beginnings are
+    // expected.
+    struct Run {
+        int points = 0;
+        bool hasAll = true;
+        std::uint32_t first = kRun;
+    };
+    const auto runAt = [&](std::uint32_t page, SectorId sector) {
+        Run run;
+        for (std::uint32_t at = 0; at < kRun; ++at) {
+            const auto wanted = expected.find(page + at);
+            if (wanted == expected.end()) continue;
+            run.first = std::min(run.first, at);
+            const Places there = placesIn(sector + at);
+            run.points += fit(wanted->second, there);
+            run.hasAll = run.hasAll && (wanted->second & ~there) == 0;
+        }
+        return run;
+    };
+    std::vector<SectorId> holders;  // sectors in which streams begin
+    bool haveHolders = false;
+    std::size_t tries = kMostTries;
     std::unordered_set<SectorId> used;
     const auto best = [&](std::uint32_t page, SectorId guess) {
-        const auto wanted = expected.find(page);
-        if (wanted == expected.end()) return guess;
-        int score = fit(wanted->second, guess < sectors_ ? beginsIn(guess) : 0);
-        if (score == 2 * std::popcount(wanted->second)) return guess;
-        if (holders.empty())
+        const Run run = runAt(page, guess);
+        if (run.hasAll || tries == 0) return guess;
+        if (!std::exchange(haveHolders, true))
             for (SectorId sector = 0; sector < sectors_; ++sector)
-                if (const Places places = fat_.Next(sector) == kFreeSector ? 0 : beginsIn(sector); places != 0)
-                    holders.emplace_back(sector, places);
+                if (fat_.Next(sector) != kFreeSector && placesIn(sector) != 0) holders.push_back(sector);
+        int points = run.points + 1;  // where others are as good, the next sector it is
         SectorId chosen = guess;
-        for (const auto& [sector, places] : holders) {
-            const int points = fit(wanted->second, places);
-            if (points > score && !used.contains(sector)) score = points, chosen = sector;
+        for (const SectorId holder : holders) {
+            if (holder < run.first || used.contains(holder - run.first)) continue;
+            if (tries == 0) break;
+            --tries;
+            const int other = runAt(page, holder - run.first).points;
+            if (other > points) points = other, chosen = holder - run.first;
         }
         return chosen;
     };
@@ -376,6 +404,7 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
     bool isKnown = true;
     for (std::uint32_t page = 0; page < count && IsRegular(sector); ++page) {
         if (!isKnown) sector = best(page, sector);
+        if (isKnown && certainMiniPages_ == page) ++certainMiniPages_;
         pages.push_back(sector);
         used.insert(sector);
         const SectorId next = fat_.Next(sector);
@@ -490,7 +519,19 @@ std::vector<Extent> SalvagedFile::ExtentsOf(const SalvagedEntry& entry, Way way)
     const std::uint64_t described = std::min<std::uint64_t>(fat_.next.size() << shift_, kMostCut * size_);
     const std::uint64_t size = std::min(entry.size, std::max(size_, described));
     const std::uint64_t count = isMini ? MiniSectorsFor(size) : SectorsFor(size);
+    if (isMini && way == Way::Beside) {
+        const std::uint64_t begin = OffsetOfMini(entry.start);
+        if (begin < size_ && size <= size_ - begin) return {{begin, size}};
+    }
     return Joined(Follow(isMini ? miniFat_ : fat_, entry.start, count, way), isMini, size);
+}
+
+bool SalvagedFile::EndsInZeros(const std::vector<Extent>& extents) const {
+    if (extents.empty() || extents.back().offset == Extent::kLost) return true;
+    const std::uint64_t end = extents.back().offset + extents.back().count;
+    std::vector<std::byte> rest(static_cast<std::size_t>(-end % kMiniSectorSize));
+    Read(end, rest);
+    return std::ranges::all_of(rest, [](std::byte each) { return each == std::byte{0}; });
 }
 
 std::vector<std::uint64_t> SalvagedFile::Beginnings() const {
@@ -503,12 +544,12 @@ std::vector<std::uint64_t> SalvagedFile::Beginnings() const {
             if (place < OffsetOf(0) || !begins_(std::span(block).subspan(at, kLook))) continue;
             const auto sector = static_cast<SectorId>((place >> shift_) - 1);
             const std::uint64_t inSector = place - OffsetOf(sector);
-            if (fat_.Next(sector) == kFreeSector) continue;
+            if (fat_.IsCertainlyFree(sector)) continue;
             const auto page = pageOfSector_.find(sector);
             if (page != pageOfSector_.end()) {
                 const auto mini = static_cast<SectorId>((std::uint64_t{page->second} << (shift_ - kMiniSectorShift)) +
                                                         inSector / kMiniSectorSize);
-                if (miniFat_.Next(mini) == kFreeSector) continue;
+                if (page->second < certainMiniPages_ && miniFat_.IsCertainlyFree(mini)) continue;
             }
             beginnings.push_back(place);
         }
@@ -526,7 +567,9 @@ SalvagedFile::Unnamed SalvagedFile::ExtentsFrom(std::uint64_t offset, std::uint6
         first = static_cast<SectorId>((std::uint64_t{page->second} << (shift_ - kMiniSectorShift)) +
                                       inSector / kMiniSectorSize);
         most = std::min<std::uint64_t>(most, kMiniCutoff);
-    } else if (inSector != 0) {  // a small one, in a part of the mini stream to which nothing leads
+    }
+    // A small one, in a part of the mini stream to which nothing leads, or to which something else may lead.
+    if (way == Way::Beside || (inSector != 0 && !stream.isMini)) {
         const std::uint64_t count = std::min({most, size_ - offset, std::uint64_t{kMiniCutoff}});
         return {{{offset, count}}, true, offset + count == size_, false};
     }

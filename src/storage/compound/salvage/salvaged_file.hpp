@@ -22,6 +22,8 @@ struct Extent {
     static constexpr std::uint64_t kLost = ~std::uint64_t{0};
     std::uint64_t offset;  // in the file
     std::uint64_t count;
+
+    bool operator==(const Extent&) const = default;
 };
 
 // A directory entry of a stream.
@@ -46,12 +48,19 @@ public:
     bool Read(std::uint64_t offset, std::span<std::byte> bytes) const;
 
     const std::vector<SalvagedEntry>& Entries() const { return entries_; }
+    // The header says that the file was saved once: it has nothing of older states.
+    bool IsFirstState() const { return isFirstState_; }
     // The file's own directory could be followed to its end: it has no entries but the current ones.
     bool IsDirectoryWhole() const { return directoryWhole_; }
 
-    // How the sectors of a stream are found: by the tables as far as they lead, or as if they were side by side.
-    enum class Way { Chain, Adjacent };
+    // How the sectors of a stream are found: by the tables as far as they lead; as if they were side by side, those of
+    // a small stream in the mini stream; or, of a small stream whose beginning alone is known, side by side in the
+    // file.
+    enum class Way { Chain, Adjacent, Beside };
     std::vector<Extent> ExtentsOf(const SalvagedEntry& entry, Way way) const;
+
+    // Are there zeros from the end of the stream to that of its last mini sector?
+    bool EndsInZeros(const std::vector<Extent>& extents) const;
 
     // Where streams without an entry may begin: ascending offsets in the file of sectors and mini sectors whose content
     // begins as one, and which the tables do not call free.
@@ -82,6 +91,7 @@ private:
         bool IsCertain(SectorId sector) const {
             return sector < next.size() && isListed[sector] && next[sector] < next.size();
         }
+        bool IsCertainlyFree(SectorId sector) const { return Next(sector) == kFreeSector && isListed[sector]; }
     };
     struct Root {
         SectorId start;
@@ -111,7 +121,7 @@ private:
     void ReadMiniFat(const Header& header, std::uint64_t miniSectors);
     std::vector<SectorId> MiniBeginnings() const;
     std::size_t MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const;
-    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings) const;
+    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);
 
     std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
     std::vector<Extent> Joined(const std::vector<SectorId>& sectors, bool isMini, std::uint64_t size) const;
@@ -123,13 +133,14 @@ private:
     std::uint64_t size_ = 0;
     unsigned shift_ = 9;
     std::uint64_t sectors_ = 0;  // in the file, the last one perhaps in part
-    bool hasHeader_ = false, directoryWhole_ = false;
+    bool hasHeader_ = false, isFirstState_ = false, directoryWhole_ = false;
     std::vector<SalvagedEntry> entries_;
     std::vector<std::uint64_t> entryOffsets_;  // where in the file each of them is
     std::vector<Root> roots_;
     std::vector<std::uint64_t> rootOffsets_;
     Table fat_, miniFat_;
     std::vector<SectorId> miniPages_;
+    std::uint32_t certainMiniPages_ = 0;  // so many, from the first one on, are those that listed pages lead to
     std::map<SectorId, std::uint32_t> pageOfSector_;  // in the mini stream
 };
 

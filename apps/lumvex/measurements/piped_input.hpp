@@ -1,0 +1,19 @@
+// Measurement files that are no files: standard input and pipes.
+#pragma once
+
+#include <filesystem>
+#include <iostream>
+
+namespace lumvex::app {
+
+// "-" stands for standard input and output.
+bool IsStandardStream(const std::filesystem::path& path);
+
+// Is it standard input or a pipe, such as <(...) of a shell?
+bool IsPiped(const std::filesystem::path& path);
+
+// All that came through it, from the beginning. It is kept, because a command may run a second time when its document
+// was made meanwhile. Throws FileError.
+std::iostream& PipedInput(const std::filesystem::path& path);
+
+}  // namespace lumvex::app
