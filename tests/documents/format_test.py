@@ -27,6 +27,17 @@ KINDS = {name: kind for name, _, _, kind in made("classes")}
 WORDS = {name: int(word, 16) for name, _, word, _ in made("classes")}
 FIELDS = {name: [(field, kind, versions) for _, field, kind, _, versions, _, _ in made("fields of " + name)]
           for name, kind in KINDS.items() if not kind.startswith("collection")}
+MARKER = b"LVMARKS1"
+
+
+def mark(name):
+    """The mark of a name of the Basic Multilingual Plane."""
+    value = 0x811C9DC5
+    for unit in name:
+        folded = unit.casefold() if len(unit.casefold()) == 1 else unit
+        upper = folded.upper() if len(folded.upper()) == 1 else folded
+        value = (value ^ ord(upper)) * 0x01000193 % 2**32
+    return value or 1
 
 
 class Record:
@@ -69,7 +80,11 @@ class Reader:
     def __init__(self, path):
         with olefile.OleFileIO(str(path), raise_defects=olefile.DEFECT_INCORRECT) as file:
             self.streams = {"/".join(name): file.openstream(name).read() for name in file.listdir()}
-        self.objects = {}
+            file.fp.seek(52)
+            self.state = struct.unpack("<I", file.fp.read(4))[0] & ~1
+        self.objects, self.marks = {}, {}
+        versions = self.streams["VERSIONINFO-V000"]
+        self.stamp = versions[4 + 20 * struct.unpack_from("<I", versions)[0]:]
         count = struct.unpack_from("<I", self.streams["ROOTDIR-V100"])[0]
         listed = Record(self.streams["ROOTDIR-V100"][4:])
         classes = {listed.guid(): (listed.guid(), listed.guid(), listed.number("I"))[1] for _ in range(count)}
@@ -110,6 +125,9 @@ class Reader:
         if member := re.match("collection of (.*)", KINDS[name]):
             assert version == WORDS[name], hex(version)
             members = [record.reference()[0] for _ in range(record.number("I"))]
+            if record.at < len(record.content):
+                assert len(members) >= 32 and record.take(8) == MARKER and record.take(8) == self.stamp[8:16]
+                self.marks[identifier] = [record.number("I") for _ in members]
             assert record.at == len(record.content)
             self.objects[identifier] = (name, {"members": " ".join(members)})
             for each in members:
@@ -142,6 +160,17 @@ class Format(ToolTest):
                     for unseen in [field for field in fields if (name, field) in self.UNSEEN]:
                         del fields[unseen]
             self.assertEqual(found.objects, objects)
+
+    def test_marks_of_names_are_as_described(self):
+        names = [f"Größe \u03a3\u03c3\u03c2 \u017f\u212a {number}" for number in range(33)]
+        for name in names:
+            self.tool("add", self.document, "Data", name) if self.document.exists() else self.tool(
+                "import", self.document, self.file(f"{name}.txt", "20 80\n30 81\n"))
+        self.tool("set", self.document, "Data/[2]", "Name=another")
+        names[1] = "another"
+        found = Reader(self.document)
+        self.assertEqual(found.stamp[:8] + found.stamp[16:], MARKER + struct.pack("<I", found.state))
+        self.assertEqual(list(found.marks.values()), [[mark(name) for name in names]])
 
 
 if __name__ == "__main__":

@@ -432,6 +432,28 @@ TEST_F(NameMarks, AreCurrentWhateverWasDoneToTheDocument) {
     }
 }
 
+TEST_F(NameMarks, GoWithTheMembersThatAnItemTakesOver) {
+    Save(1);
+    SaveAnew([](const Specifications& library) {
+        for (const char16_t* maker : {u"one", u"other"}) {
+            const Models models = library.Manufacturers().Add(maker).Models();
+            for (int model = 0; model < 40; ++model) models.Add(maker + Number(static_cast<std::size_t>(model)));
+        }
+    });
+    const auto expectModels = [](const Specifications& library) {
+        for (LONG maker = 1; maker <= 2; ++maker) {
+            const Models models = library.Manufacturers().Item(maker).Models();
+            EXPECT_TRUE(models.FindName(u"ONE39"));
+            EXPECT_FALSE(models.FindName(u"other39"));
+        }
+    };
+    SaveAnew([&](const Specifications& library) {
+        library.Manufacturers().Item(1).CopyContents(library.Manufacturers().Item(2));
+        expectModels(library);
+    });
+    expectModels(Open(LX_SHARE_READ));
+}
+
 // As from a file whose end cannot be read at the moment.
 class MarksThatCannotBeRead final : public inside::StoredMembers {
 public:

@@ -1,7 +1,6 @@
 #include "core/tree/collection.hpp"
 
 #include <exception>
-#include <utility>
 
 #include "core/objects/operation.hpp"
 #include "core/published/enumerator.hpp"
@@ -46,7 +45,7 @@ Ref<Object> CollectionBase::FindName(std::u16string_view name) {
         members.ForMark(mark, members.names.Covered(), [&](std::size_t index, bool isKnown) {
             const Reference reference = members.At(index);
             const std::u16string_view its = document.NameOf(reference, memberClass);
-            if (!isKnown) members.SetMark(index, MarkOf(its));
+            if (!isKnown && members.Count() >= Members::kMarkedFrom) members.SetMark(index, MarkOf(its));
             return bearsName(reference, its);
         });
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
@@ -88,16 +87,16 @@ void CollectionBase::FillMarks() {
     const std::size_t count = members.Count();
     if (count < Members::kMarkedFrom) return;
     const Document& document = ResolveRoot();
-    const bool anyRenamed = std::exchange(members.renamed, false);
     for (std::size_t index = 0; index < count; ++index) {
         const auto marks = members.Marks();
         const bool isKnown = !marks.empty() && marks[index] != kUnknownMark;
-        if (isKnown && !anyRenamed) continue;
+        if (isKnown && !members.renamed) continue;
         Entry* entry = document.InMemory(members.At(index).id);
         if (!entry || !entry->object || (isKnown && !entry->renamed)) continue;
         members.SetMark(index, MarkOf(entry->name));
         entry->renamed = false;
     }
+    members.renamed = false;
 }
 
 Ref<Object> CollectionBase::FindNameExact(std::u16string_view name) {

@@ -78,7 +78,7 @@ void Members::Materialise() {
 
 void Members::SetMark(std::size_t index, NameMark mark) {
     if (marks_.empty()) {
-        if (Count() < kMarkedFrom) return;
+        assert(Count() >= kMarkedFrom);
         std::vector<NameMark> marks(Count(), kUnknownMark);
         if (stored_ && HasReadableMarks(*stored_)) stored_->ReadMarks(0, marks);
         marks_ = std::move(marks);

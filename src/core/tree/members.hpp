@@ -53,7 +53,7 @@ public:
     bool HasMarks() const { return !marks_.empty() || (stored_ && stored_->HasMarks()); }
     // One for each member of a list that is in memory, or none at all.
     std::span<const NameMark> Marks() const { return marks_; }
-    void SetMark(std::size_t index, NameMark mark);  // nothing in a short list
+    void SetMark(std::size_t index, NameMark mark);  // in a list that is not short
     // Calls visit(index, isKnown) for the members from `first` on that have the mark, and for those whose mark is not
     // known, in list order, until it answers true. The visit may set the mark of its member.
     template <class Visit>

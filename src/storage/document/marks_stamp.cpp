@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "automation/random.hpp"
 #include "core/base/failure.hpp"
+#include "lumvex/values.hpp"
 #include "storage/records/object_record.hpp"
 
 namespace lumvex::inside {
@@ -38,6 +38,15 @@ std::optional<MarksStamp> ReadMarksStamp(const ByteSource& versionInfo) {
     return MarksStamp{stored.epoch, stored.number};
 }
 
+// The first and the last four bytes of a new ID, which are random; 0 where the system makes none.
+std::uint64_t RandomNumber() noexcept {
+    GUID id{};
+    if (FAILED(CoCreateGuid(&id))) return 0;
+    std::uint32_t last = 0;
+    std::memcpy(&last, id.Data4 + 4, sizeof last);
+    return std::uint64_t{last} << 32 | id.Data1;
+}
+
 }  // namespace
 
 std::uint64_t CountingEpoch(const ByteSource& versionInfo, std::uint32_t number) {
@@ -56,15 +65,11 @@ void AppendMarksStamp(std::vector<std::byte>& versionInfo, const MarksStamp& sta
 }
 
 std::uint32_t FirstNumber() noexcept {
-    std::uint32_t number = 0;
     constexpr std::uint32_t kFarFromTheLast = 0x7FFFFFFF;
-    return FillRandom(&number, sizeof number) ? number & kFarFromTheLast : 0;
+    return static_cast<std::uint32_t>(RandomNumber()) & kFarFromTheLast;
 }
 
-std::uint64_t NewMarksEpoch() noexcept {
-    std::uint64_t epoch = 0;
-    return FillRandom(&epoch, sizeof epoch) ? epoch : 0;
-}
+std::uint64_t NewMarksEpoch() noexcept { return RandomNumber(); }
 
 std::vector<std::byte> Restamped(std::span<const std::byte> versionInfo, std::uint32_t from, std::uint32_t to) {
     std::vector<std::byte> bytes(versionInfo.begin(), versionInfo.end());
