@@ -91,7 +91,7 @@ std::unique_ptr<compound::CompoundFile> OpenCompoundFile(const std::filesystem::
 std::unique_ptr<compound::CompoundFile> CreateCompoundFile(const std::filesystem::path& path, compound::Access access,
                                                            int version, Taken taken) {
     const auto create = taken == Taken::IsReplaced ? compound::CreateReplacing : compound::CreateNew;
-    return OnStorage([&] { return compound::CompoundFile::Create(create(path, access), version, FirstNumber()); });
+    return OnStorage([&] { return compound::CompoundFile::Create(create(path, access), version, kFirstNumber); });
 }
 
 }  // namespace lumvex::inside

@@ -64,11 +64,6 @@ void AppendMarksStamp(std::vector<std::byte>& versionInfo, const MarksStamp& sta
     versionInfo.insert(versionInfo.end(), bytes.begin(), bytes.end());
 }
 
-std::uint32_t FirstNumber() noexcept {
-    constexpr std::uint32_t kFarFromTheLast = 0x7FFFFFFF;
-    return static_cast<std::uint32_t>(RandomNumber()) & kFarFromTheLast;
-}
-
 std::uint64_t NewMarksEpoch() noexcept { return RandomNumber(); }
 
 std::vector<std::byte> Restamped(std::span<const std::byte> versionInfo, std::uint32_t from, std::uint32_t to) {

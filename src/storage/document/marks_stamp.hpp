@@ -7,6 +7,7 @@
 //     bits)
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -22,9 +23,9 @@ struct MarksStamp {
 // The epoch whose marks count in a state of the number; 0: none do.
 std::uint64_t CountingEpoch(const ByteSource& versionInfo, std::uint32_t number);
 void AppendMarksStamp(std::vector<std::byte>& versionInfo, const MarksStamp& stamp);
-// Where to begin numbering the states of a new file: anywhere, so that a stamp that is copied along with the streams of
-// another file does not fit.
-std::uint32_t FirstNumber() noexcept;
+// The states of files that we make are numbered from here on: a stamp that is copied along with all streams by a
+// program that numbers from 0 does not fit.
+constexpr std::uint32_t kFirstNumber = 0x40000000;
 // A new epoch, which no list has; 0 where the system has no random numbers.
 std::uint64_t NewMarksEpoch() noexcept;
 

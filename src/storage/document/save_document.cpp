@@ -108,7 +108,7 @@ void DocumentSaver::SaveInto(std::unique_ptr<compound::CompoundFile> created, co
 void DocumentSaver::SaveWithLargerSectors(const Objects& objects) {
     ListObjectsThatTheTableLacks();
     try {
-        SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4, FirstNumber()); }), objects);
+        SaveInto(OnStorage([&] { return tree_.File().Container().CreateSuccessor(4, kFirstNumber); }), objects);
     } catch (const Failure& failure) {
         if (failure.Status() != kAccessDenied) throw;
         throw Failure(kMediumFull, std::string("the file would have more than 2 GB, and could not be written anew: ") +

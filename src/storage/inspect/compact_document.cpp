@@ -60,7 +60,7 @@ Compaction Compact(const std::filesystem::path& path, const Progress& progress, 
 
 Compaction CompactDocument(const std::filesystem::path& path, const Progress& progress) {
     const auto successor = [](const CompoundFile& from, int version) {
-        return from.CreateSuccessor(version, inside::FirstNumber());
+        return from.CreateSuccessor(version, inside::kFirstNumber);
     };
     return inside::ForClient([&] { return Compact(path, progress, successor); });
 }
