@@ -66,7 +66,7 @@ const Syntax kSyntaxes[] = {
     {"end-of-text character of old systems", "20.5 63.1\r\n21 64\r\n\x1A", kTwoByTwo, 2},
     {"signs, exponents and bare points", "+20.5e0 -.5 5.\n2.15E+1 -5e-1 +5\n", {20.5f, 21.5f, -0.5f, -0.5f, 5, 5}, 3},
     {"one row", "1 5\n", {1, 5}, 2},
-    {"nearest floats", "16777217 0.1\n16777219 3.4028235e38\n", {16777216, 16777220, 0.1f, 3.4028235e38f}, 2},
+    {"nearest floats", "16777217 0.1\n16777219 3.4028235e38\n", {16777216, 16777220.0f, 0.1f, 3.4028235e38f}, 2},
     {"numbers too small for a float are zero",
      "1e-46 -1e-400\n1e-45 0.5\n",
      {0, 1e-45f, -0.0f, 0.5f},

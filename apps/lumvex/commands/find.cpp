@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -116,8 +117,8 @@ ExitStatus RunFind(const FindArguments& arguments) {
     std::size_t found = 0, failed = 0;
     Json all = Json::array();
     const auto search = [&](std::size_t at) { return finder.In(documents[at], namesDocuments).Packed(); };
-    std::vector<std::string> jobs;
-    for (const fs::path& each : documents) jobs.push_back(Utf8(each));
+    std::vector<std::string> jobs(documents.size());
+    std::ranges::transform(documents, jobs.begin(), [](const fs::path& each) { return Utf8(each); });
     InProcesses(jobs, search, [&](const std::string& answer) {
         const Findings each = Findings::Unpacked(answer);
         std::cout << each.text;
