@@ -1,5 +1,6 @@
 // Measures a project as its users make them: 200 speakers in two configurations each, every configuration with four
-// measurements and four corrections of 4,096 samples a channel, and a crossover design for each.
+// measurements and four corrections of 4,096 samples a channel, and a crossover design for each. The library that it is
+// linked to is FILE.lvs.
 //
 //     bench_speakers save|walk FILE
 //
@@ -36,6 +37,7 @@ void Save(const std::u16string& path) {
     const Model model = library.Manufacturers().Add(u"Acme").Models().Add(u"Alpha");
     const ModelConfig configs[] = {model.ModelConfigs().Add(library.Configs().Item(LX_SINGLEAMP)),
                                    model.ModelConfigs().Add(library.Configs().Item(LX_BIAMP))};
+    library.SaveFileAs(path + u".lvs");
     Project project = Project::Create();
     project.Specifications(library);
     const Experiment experiment = project.Experiments().Add(u"Anechoic");
@@ -79,7 +81,8 @@ int main(int argc, char** argv) {
     try {
         const std::string path = argv[2];
         const bool saves = std::string(argv[1]) == "save";
-        if (saves) std::filesystem::remove(path);
+        if (saves)
+            for (const char* extension : {"", ".lvs"}) std::filesystem::remove(path + extension);
         const std::u16string text = FromUtf8(path);
         const auto start = std::chrono::steady_clock::now();
         saves ? Save(text) : Walk(text);
