@@ -82,8 +82,8 @@ public:
     // The number of the committed state: what the header has in bytes 52-55, without the lowest bit. Each commit has
     // another one. Programs that count no commits leave 0.
     std::uint32_t Number() const;
-    std::uint32_t
-    NextNumber();  // of the state that the next Commit makes, unless an earlier one fails; as Write throws
+    // Of the state that the next Commit makes, unless an earlier one fails. Throws as Write does.
+    std::uint32_t NextNumber();
 
     int Version() const;
 
