@@ -24,8 +24,8 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
-// Reads the names of members whose marks fit or are not known, and notes the marks of these; loads the member that it
-// finds, and no other.
+// Reads only the names whose marks equal that of the wanted name or are not known. Marks that were not known are set
+// from the names that are read. Of the members, only the one that is found is loaded.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
@@ -67,7 +67,8 @@ void CollectionBase::MemberRenamed(Entry& member) noexcept {
     if (Document* document = OwnEntry().document) document->MarkChanged(*this);
 }
 
-// The index knows the new names of those that it covers.
+// Sets the marks of renamed members to unknown. Nothing has to be done where the index covers the whole list, because
+// MemberRenamed has put the new names into the index.
 void CollectionBase::ForgetMarksOfRenamed() {
     const std::size_t count = members.Count();
     if (members.names.Covered() == count) return;

@@ -59,7 +59,7 @@ public:
     // Has the list marks of names, in memory or in the file? Where that cannot be read, no marks of the document count
     // from now on.
     bool HasMarks() const;
-    // A member of a list that has marks has another name now.
+    // To be called when a member has been given another name, if the list has marks.
     void MemberRenamed(Entry& member) noexcept;
     // Marks that are not known, of members that are in memory. The list is in memory.
     void FillMarks();

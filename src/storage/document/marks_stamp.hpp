@@ -1,10 +1,10 @@
-// Which marks of names in a file count (storage/records/object_record.hpp). Programs that do not know of marks leave
-// them behind the lists as they are, whatever they do to the names. They write VERSIONINFO-V000 anew with every save:
-// what is behind its entries is gone then. Should one change a document without that, the number of the file's state is
-// another.
+// The stamp says which marks of names in a file are up to date (storage/records/object_record.hpp). A program that does
+// not know of marks may rename items and leave the old marks behind the lists. But it writes VERSIONINFO-V000 with
+// every save, without the stamp, and then no marks count. If it changes streams without writing that one, the number of
+// the file's state is no longer the one in the stamp.
 //
-//     VERSIONINFO-V000   ..., kMarksMarker, the epoch of the marks that count (64 bits), the number of the state (32
-//     bits)
+// The stamp follows the entries of VERSIONINFO-V000:
+//     kMarksMarker, the epoch of the marks that count (64 bits), the number of the state (32 bits)
 #pragma once
 
 #include <cstdint>

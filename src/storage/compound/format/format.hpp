@@ -27,8 +27,8 @@ constexpr SectorId kFreeSector = 0xFFFFFFFF;
 constexpr EntryId kNoEntry = 0xFFFFFFFF;
 
 constexpr std::size_t kHeaderSize = 512;
-// A disk may write or lose the header together with the physical sector around it. So nothing else is put there: in
-// version 3, the sectors before this place stay free.
+// A disk may write or lose the header together with the physical sector of 4,096 bytes around it. So nothing else is
+// put there: in version 3, no content is written to the sectors that begin before this byte.
 constexpr std::size_t kFrontSize = 4096;
 constexpr std::size_t kEntrySize = 128;
 constexpr std::size_t kMiniSectorSize = 64;
