@@ -124,6 +124,28 @@ class Addresses(Objects):
                 if found:
                     self.assertEqual(json.loads(self.tool("show", "--json", self.document, address).stdout)[0]["address"],
                                      found)
+        listed = self.objects(self.document)
+        items = [address for address, name, _ in listed if classes()[name]["kind"] == "item"]
+        rooms = [address for address in items if address.startswith("Rooms/")]
+        self.tool("add", self.document, "Rooms", "Exp")  # as a collection is called, too
+        for pattern, found in [("Roo*/Stu*", ["Rooms/Studio"]), ("R*/*/Pos*/S*/T*", [path + "[1]", path + "[2]"]),
+                               ("Studio/S*/*", [path + "[1]", path + "[2]"]), ("*/Studio", ["Rooms/Studio"]),
+                               ("Studio/**/Take", [path + "[1]", path + "[2]"]), ("**/Take[2]", [path + "[2]"]),
+                               ("Rooms/**", [*rooms, "Rooms/Exp"]), ("/**", [*items, "Rooms/Exp"]),
+                               ("Exp*/O*", [each for each in items if each.startswith("Experiments/")
+                                            and each.count("/") == 1]),
+                               ("Studio/**/Balcony", []), ("**/Rooms/E*", ["Rooms/Exp"]), ("R*/S*[1]/", ["Rooms/Studio"])]:
+            with self.subTest(pattern=pattern):
+                self.assertCountEqual(self.lines("find", pattern, self.document,
+                                                 status=DONE if found else INCOMPLETE), found)
+                if found:
+                    shown = json.loads(self.tool("show", "--json", self.document, pattern).stdout)
+                    self.assertCountEqual([each["address"] for each in shown], found)
+        self.assertIn("a step is empty", self.tool("find", "Studio//x", self.document, status=WRONG_USAGE).stderr)
+        # What is below another object goes with it, once.
+        self.assertEqual(self.tool("copy", self.document, "Rooms/Studio/**", "--into", "copied.lvp").stderr.splitlines()[1:],
+                         ["Rooms/Studio/Positions/Sofa left -> Rooms/Studio/Positions/Sofa left"])
+        self.tool("remove", self.document, "Rooms/Exp")
         before = self.document.read_bytes()
         for address, words in [("Studio/Sofa/Take", "it fits 2 objects; say which: " + path + "[1]"),
                                ("Studio/Balcony", 'there is no "Balcony" in Rooms/Studio; there is CorrectionGroups (0), '

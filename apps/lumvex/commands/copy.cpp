@@ -7,6 +7,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -55,7 +56,7 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
         Copier copier(root);
         Paths paths;
         std::vector<Node> copies;
-        for (const Node& object : from.FindAll(arguments.address)) {
+        for (const Node& object : Outermost(from.FindAll(arguments.address))) {
             const std::string path = paths.Of(object);
             if (!object.Is(Kind::Item)) throw PropertyError(path + " is no item, and cannot be copied");
             try {
@@ -109,8 +110,8 @@ Command commands::Copy() {
                          {.needs = {"--into"}, .excludes = {"--to"}}}},
             .details =
                 std::string(kAddressHelp) +
-                "\nSteps may be patterns here: Left/*/Measurements/On* is several objects. In another document the "
-                "copy gets to the same\n"
+                "\nWhat is below another object that is copied goes with that. In another document the copy gets to "
+                "the same\n"
                 "place; the speakers, rooms and so on that it belongs to are made where they are missing. Copies refer "
                 "to the copies\n"
                 "made with them, or to what is at the same address there; standard error names what is missing.",

@@ -132,7 +132,7 @@ Command commands::Merge() {
                     {"ADDRESS", &arguments->addresses, kShown, "the objects in it; all of them if there is none"},
                     {"--replace", &arguments->replace, {}, "also take over what differs; nothing is ever removed"}},
         .details = std::string(kAddressHelp) +
-                   "\nSteps may be patterns here. Objects are the same object when they have one ID, or else one "
+                   "\nObjects are the same object when they have one ID, or else one "
                    "address. Lines with +\n"
                    "are the addresses of what was copied, lines with ~ of what was replaced; \"diff FROM DOC\" says "
                    "before what would be.",

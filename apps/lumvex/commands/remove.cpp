@@ -97,11 +97,10 @@ Command commands::Remove() {
             .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                         {"ADDRESS", &arguments->addresses, kShown, "the objects", {.required = true}},
                         {"--force", &arguments->force, {}, "also what others refer to; the references become none"}},
-            .details =
-                std::string(kAddressHelp) +
-                "\nSteps may be patterns here: \"Data/*\" is all named data. All of the objects are removed, or none "
-                "is. \"compact\"\n"
-                "gives the space back to the disk.",
+            .details = std::string(kAddressHelp) +
+                       "\n\"Data/*\" is all named data. All of the objects are removed, or none "
+                       "is. \"compact\"\n"
+                       "gives the space back to the disk.",
             .incomplete = "there is no such object, or something refers to it; nothing was removed",
             .run = [arguments] { return RunRemove(*arguments); }};
 }
