@@ -8,6 +8,7 @@
 #include "command_line/run_options.hpp"
 #include "commands/commands.hpp"
 #include "documents/documents_in.hpp"
+#include "documents/folders.hpp"
 #include "documents/processes.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/json.hpp"
@@ -139,8 +140,9 @@ private:
 ExitStatus RunFind(const FindArguments& arguments) {
     const Search finder(arguments);
     const std::vector<fs::path> places = arguments.places.empty() ? std::vector<fs::path>{"."} : arguments.places;
-    const std::vector<fs::path> documents = DocumentsIn(places);
-    const bool namesDocuments = documents.size() != 1 || fs::is_directory(places[0]);
+    const FoundDocuments there = DocumentsIn(places);
+    const std::vector<fs::path>& documents = there.paths;
+    const bool namesDocuments = documents.size() != 1 || IsFolder(places[0]);
     std::size_t found = 0, failed = 0;
     Json all = Json::array();
     const auto search = [&](std::size_t at) { return finder.In(documents[at], namesDocuments).Packed(); };
@@ -154,6 +156,8 @@ ExitStatus RunFind(const FindArguments& arguments) {
         found += each.count;
         all.insert(all.end(), each.objects.begin(), each.objects.end());
     });
+    for (const std::string& problem : there.problems) std::cerr << problem << '\n';
+    failed += there.problems.size();
     if (arguments.json) PrintJson(std::cout, all);
     if (documents.size() != 1)
         Reports() << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
