@@ -282,6 +282,18 @@ class Properties(Objects):
             self.assertEqual(self.tool("check", document).stdout, f"{document}: the structure is sound\n")
         self.assertGreater(count, 500)
 
+    def test_every_one_is_explained(self):
+        """A class for each name; those that only programs call have none."""
+        owners = {key: name for name, each in classes().items() for key in each["properties"]
+                  if key not in ("Item", "Bank") and not key.endswith("Enum")}
+        for key, name in owners.items():
+            said = self.lines("help", f"{name[1:]}.{key.lower()}")
+            self.assertRegex(said[0], rf"^{name[1:]}\.{key}(\(|$)")
+            self.assertGreater(len(said[1]), 10)
+            self.assertRegex(said[3], "^  type    .")
+        self.assertIn("a property: Correction.MagTol, SpkrEQDesign.MagTol",
+                      self.tool("help", "magtol", status=INCOMPLETE).stderr)
+
     def test_names(self):
         for arguments, words in [(["Rooms/[1]", "Nam=x"], ""), (["Rooms/[1]", "Meas=x"], "is the beginning of Measure"),
                                  (["Rooms/[1]", "Nme=x"], "has no property"), (["Rooms/[1]", "ID=x"], "can be read only"),
