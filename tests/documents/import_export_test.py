@@ -239,6 +239,8 @@ class ImportExport(ToolTest):
         design = ["crossover", self.document, "--config", "Bi amp", "--name", "LR"]
         for crossover in ["-5:24", "0:0", "2000:0"]:
             self.assertIn("above 0", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
+        for crossover in ["2,200:24", "2200:24,5"]:
+            self.assertIn("decimal point", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
         header = "frequency,alpha,maximum,minimum,type\n"
         for rows, words in [("20,1,6,-6,0\n20,1,6,-6,0\n", "limits.csv:3: expected a frequency above the one before"),
                             ("-20,1,6,-6,0\n", "limits.csv:2: expected a frequency above 0"),
