@@ -135,7 +135,8 @@ Command commands::Merge() {
                    "\nObjects are the same object when they have one ID, or else one "
                    "address. Lines with +\n"
                    "are the addresses of what was copied, lines with ~ of what was replaced; \"diff FROM DOC\" says "
-                   "before what would be.",
+                   "before what would be.\n"
+                   "What the document says of itself (Units) stays.",
         .incomplete = "something differs and was left as it is or cannot be read, or there is no such object",
         .run = [arguments] { return RunMerge(*arguments); }};
 }
