@@ -417,6 +417,23 @@ class Documents(Objects):
             told = self.lines("diff", document, other, status=INCOMPLETE if document is self.document else DONE)
             self.assertEqual([line for line in told if line[0] != " " and line != "~ /"], [])
 
+    def test_copies_know_the_library_of_their_own_document(self):
+        """Objects of the same addresses in it are referred to; what cannot be, as a speaker's model, is told."""
+        self.tool("export", self.library, "--all", "-o", "library.json")
+        self.tool("import", "second.lvs", "library.json")
+        self.tool("add", self.document, "Experiments", "empty")
+        self.tool("copy", self.document, "Experiments/empty", "--into", "other.lvp")
+        self.tool("set", "other.lvp", "/", "Specifications=second.lvs")
+        told = self.tool("copy", self.document, "SpeakerEQs/*", "--into", "other.lvp").stderr
+        self.assertRegex(told, r"\nSpeakerEQs/one of everything: Model \(Specifications/.*\) is no object of that")
+        self.assertNotIn("ModelConfig", told)
+        speaker = self.tree_of(self.document, "SpeakerEQs/[1]")["SpkrEQConfigs"]["members"][0]["address"]
+        config = self.tool("get", self.document, speaker, "ModelConfig").stdout
+        self.assertIn("Specifications/Manufacturers/", config)
+        self.assertEqual(self.tool("get", "other.lvp", speaker, "ModelConfig").stdout, config)
+        self.assertIn("it is a Specifications, the other document a Project",
+                      self.tool("copy", self.document, "Data/*", "--into", "second.lvs", status=INCOMPLETE).stderr)
+
     def test_everything_goes_through_json(self):
         for document, options in [(self.library, []), (self.document, ["--library", "everything.lvs"])]:
             exported, copied = self.folder / "whole.json", self.folder / f"copied{document.suffix}"

@@ -53,6 +53,9 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
     OnObjects(document.Path(), "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(document.Path(), root);
+        if (root.Class() != from.Root().Class())
+            throw PropertyError("it is a " + TypeName(root.Type()) + ", the other document a " +
+                                TypeName(from.Root().Type()));
         Copier copier(root);
         Paths paths;
         std::vector<Node> copies;
@@ -74,7 +77,7 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
     });
     document.Save("cannot be saved, nothing was copied");
     for (const std::string& line : lines) Reports() << line << '\n';
-    for (const std::string& each : left) std::cerr << each << " is not in the document, and is left empty\n";
+    for (const std::string& each : left) std::cerr << each << " is no object of that document or its library\n";
     return kDone;
 }
 

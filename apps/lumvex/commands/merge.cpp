@@ -50,7 +50,7 @@ public:
     // To be called once, when everything has been taken.
     ExitStatus Finish(std::vector<std::string>& lines) {
         for (const std::string& each : copier_.MendReferences())
-            std::cerr << each << " is not in the document; the reference is left as it was\n";
+            std::cerr << each << " is no object of the document or its library\n";
         Paths paths;
         for (const auto& [sign, object] : told_) lines.push_back(sign + paths.Of(object));
         return conflicts_ == 0 ? kDone : kIncomplete;

@@ -54,6 +54,8 @@ public:
     // `document` is named in errors.
     Addresses(std::filesystem::path document, Node root) : document_(std::move(document)), root_(std::move(root)) {}
 
+    const Node& Root() const { return root_; }
+
     // The object of the address; the root for "/" and for the empty text. Throws FileError, which says how far the path
     // leads and what there is, or which objects it fits.
     Node Find(std::string_view address) const;
