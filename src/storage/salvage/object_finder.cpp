@@ -39,6 +39,7 @@ FoundDocument ObjectFinder::Run() {
     ReadOthers();
     if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
         throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
+    NoteDoubts();
     NoteMissing();
     return std::move(document_);
 }
@@ -113,6 +114,47 @@ void ObjectFinder::KeepDamaged() {
                  " object");
         Accept(std::move(found));
     }
+}
+
+// May both be records of one object, of different states? What is below it stays, and mostly its name.
+bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) {
+    const auto idOf = [](const FoundObject::Below& below) { return below.reference.id; };
+    const auto isSame = [](const GUID& a, const GUID& b) { return IsEqualGUID(a, b) != 0; };
+    return std::ranges::equal(one.below, other.below, isSame, idOf, idOf) &&
+           (!one.below.empty() || one.name == other.name);
+}
+
+// May the one's part of the mini stream be in the sector of the other?
+bool ObjectFinder::MayBeMisplaced(const FoundObject& one, const FoundObject& other) const {
+    return one.source->Size() == other.source->Size() &&
+           file_->MayBeElsewhere(one.source->Extents().front().offset, other.source->Extents().front().offset);
+}
+
+// Where the tables that lead to a record may be those of an older state, and another record was found that the object
+// may have as well, nothing tells which is the current one. The other one is in the document too, under a new ID.
+void ObjectFinder::NoteDoubts() {
+    std::size_t looks = 20'000'000;  // at pairs of records, some seconds; what is left then counts as doubtful
+    std::map<const ClassInfo*, std::vector<const FoundObject*>> others;
+    for (const auto& found : document_.unnamed) others[found->info].push_back(found.get());
+    for (const auto& found : document_.objects)
+        if (found->isMatched) others[found->info].push_back(found.get());
+    const auto isDoubtful = [&](const FoundObject& found) {
+        if (found.hasRival || !Has(found.id)) return true;
+        return std::ranges::any_of(others[found.info], [&](const FoundObject* other) {
+            if (looks == 0) return true;
+            --looks;
+            const bool mayBe = MayBeMisplaced(found, *other) ||
+                               (found.trust == FoundObject::Trust::None && MayBeOneObject(found, *other));
+            return mayBe && other->source->All() != found.source->All();
+        });
+    };
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects)
+            if (!IsNil(found->id) && !found->isMatched && found->trust != FoundObject::Trust::Certain &&
+                !found->source->Extents().empty() && isDoubtful(*found))
+                Lost(Described(*found->info, found->id, found->name),
+                     "it is doubtful: what leads to its record may be of an older state, and other bytes may be its "
+                     "own");
 }
 
 // Streams that are none of the document's. Those whose entry is not certain are left.

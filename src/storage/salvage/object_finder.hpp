@@ -39,6 +39,7 @@ private:
 
     // ---- find_named.cpp
     void ReadNamed();
+    bool IsOutdated(const SalvagedEntry& entry) const;
     std::unique_ptr<FoundObject> ReadNamed(const GUID& id, const ClassInfo& info) const;
     Readings ReadNamedAsAny(const GUID& id) const;
     bool IsStale(const GUID& id) const;
@@ -72,6 +73,9 @@ private:
     void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
     std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;
     void KeepDamaged();
+    static bool MayBeOneObject(const FoundObject& one, const FoundObject& other);
+    bool MayBeMisplaced(const FoundObject& one, const FoundObject& other) const;
+    void NoteDoubts();
     void ReadOthers();
     void NoteMissing();
 

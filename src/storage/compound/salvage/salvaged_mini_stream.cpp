@@ -1,0 +1,244 @@
+// Which sectors hold the mini stream.
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "storage/compound/salvage/salvaged_file.hpp"
+
+namespace lumvex::compound {
+
+std::uint64_t SalvagedFile::OffsetOfMini(SectorId sector) const {
+    const PerPage perPage = MiniSectorsPerPage(shift_);
+    const std::uint32_t page = perPage.PageOf(sector);
+    if (page >= miniPages_.size() || miniPages_[page] >= sectors_) return Extent::kLost;
+    return OffsetOf(miniPages_[page]) + kMiniSectorSize * std::uint64_t{perPage.IndexOf(sector)};
+}
+
+// Where in the mini stream streams begin, as the directory and the mini FAT say.
+std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
+    std::vector<SectorId> beginnings;
+    std::vector<bool> follows(miniFat_.next.size());
+    for (const SectorId next : miniFat_.next)
+        if (IsRegular(next) && next < follows.size()) follows[next] = true;
+    for (SectorId mini = 0; mini < follows.size(); ++mini)
+        if (!follows[mini] && (IsRegular(miniFat_.next[mini]) || miniFat_.next[mini] == kEndOfChain))
+            beginnings.push_back(mini);
+    for (const SalvagedEntry& entry : entries_)
+        if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free &&
+            miniFat_.Next(entry.start) == kUnknown && std::uint64_t{entry.start} << kMiniSectorShift < size_)
+            beginnings.push_back(entry.start);
+    return beginnings;
+}
+
+// How many of these begin as they should if the mini stream is in adjacent sectors from `start` on.
+std::size_t SalvagedFile::MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const {
+    constexpr std::size_t kSample = 256;
+    std::size_t hits = 0, tried = 0;
+    for (const SectorId mini : beginnings) {
+        if (BeginsAt(OffsetOf(start) + std::uint64_t{mini} * kMiniSectorSize)) ++hits;
+        if (++tried == kSample || (tried == 16 && hits == 0)) break;
+    }
+    return hits;
+}
+
+// The sectors of the mini stream. Where the FAT does not say which one is next, it is the one in which streams begin at
+// the places at which the directory says so; the next one in the file, where that fits.
+std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count,
+                                              const std::vector<SectorId>& beginnings) {
+    constexpr std::uint32_t kRun = 16;             // pages
+    constexpr std::size_t kMostTries = 2'000'000;  // runs that are looked at; some seconds
+    const PerPage perPage = MiniSectorsPerPage(shift_);
+    using Places = std::uint64_t;  // a bit for each mini sector of a page
+    std::unordered_map<std::uint32_t, Places> expected;
+    for (const SectorId mini : beginnings) expected[perPage.PageOf(mini)] |= Places{1} << perPage.IndexOf(mini);
+    std::unordered_map<SectorId, Places> known;
+    const auto placesIn = [&](SectorId sector) {
+        const auto [found, isNew] = known.try_emplace(sector, 0);
+        for (std::uint32_t at = 0; isNew && sector < sectors_ && at < perPage.Count(); ++at)
+            if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) found->second |= Places{1} << at;
+        return found->second;
+    };
+    const auto fit = [](Places wanted, Places there) {
+        return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(there & ~wanted);
+    };
+    // How well a page and those behind it fit the sectors from one on, and where in them the first beginnings are
+    // expected.
+    struct Run {
+        int points = 0;
+        bool hasAll = true;
+        std::uint32_t first = kRun;
+    };
+    const auto runAt = [&](std::uint32_t page, SectorId sector) {
+        Run run;
+        int points = 0;
+        bool isChain = true;  // as far as the FAT says it; what is beside its end may be something else
+        for (std::uint32_t at = 0; at < kRun && IsRegular(sector); ++at) {
+            if (const auto wanted = expected.find(page + at); wanted != expected.end()) {
+                run.first = std::min(run.first, at);
+                const Places there = placesIn(sector);
+                points += fit(wanted->second, there);
+                run.points = isChain ? points : std::max(run.points, points);
+                run.hasAll = run.hasAll && (wanted->second & ~there) == 0;
+            }
+            const SectorId next = fat_.Next(sector);
+            if (!IsRegular(next)) isChain = isChain && at == 0 && run.first == kRun;
+            sector = IsRegular(next) ? next : sector + 1;
+        }
+        return run;
+    };
+    std::vector<SectorId> holders;  // sectors in which streams begin
+    bool haveHolders = false;
+    std::size_t tries = kMostTries;
+    std::unordered_set<SectorId> used;
+    const auto best = [&](std::uint32_t page, SectorId guess) {
+        const Run run = runAt(page, guess);
+        if (run.hasAll || tries == 0) return guess;
+        if (!std::exchange(haveHolders, true))
+            for (SectorId sector = 0; sector < sectors_; ++sector)
+                if (fat_.Next(sector) != kFreeSector && placesIn(sector) != 0) holders.push_back(sector);
+        int points = run.points + 1;  // where others are as good, the next sector it is
+        SectorId chosen = guess;
+        for (const SectorId holder : holders) {
+            if (holder < run.first || used.contains(holder - run.first)) continue;
+            if (tries == 0) break;
+            --tries;
+            const int other = runAt(page, holder - run.first).points;
+            if (other > points) points = other, chosen = holder - run.first;
+        }
+        return chosen;
+    };
+    std::vector<SectorId> pages;
+    SectorId sector = start;
+    bool isKnown = true;
+    for (std::uint32_t page = 0; page < count && IsRegular(sector); ++page) {
+        if (!isKnown) sector = best(page, sector);
+        if (isKnown && certainMiniPages_ == page) ++certainMiniPages_;
+        pages.push_back(sector);
+        used.insert(sector);
+        const SectorId next = fat_.Next(sector);
+        isKnown = fat_.IsCertain(sector);
+        if (IsRegular(next) && next < fat_.next.size()) {
+            sector = next;
+            continue;
+        }
+        for (++sector; fat_.IsTaken(sector); ++sector) {
+        }
+    }
+    return pages;
+}
+
+void SalvagedFile::ReadMiniFat(std::uint64_t miniSectors) {
+    const std::uint32_t perPage = TableEntriesPerPage(shift_).Count();
+    std::vector<Page> pages;
+    for (SectorId sector = firstMiniFat_; pages.size() < sectors_ && IsRegular(sector); sector = fat_.Next(sector)) {
+        pages.push_back(ReadPage(sector));
+        if (!fat_.IsCertain(sector)) break;  // others may fit better
+    }
+    const std::uint64_t count = std::max<std::uint64_t>(pages.size(), (miniSectors + perPage - 1) / perPage);
+    miniFat_.next.assign(static_cast<std::size_t>(count * perPage), kUnknown);
+    miniFat_.isListed.assign(miniFat_.next.size(), false);
+    for (std::uint32_t index = 0; index < pages.size(); ++index)
+        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index], true);
+    NoteLinks(miniFat_);
+    SearchPages(miniFat_, false);
+    NoteFollowers(miniFat_, false);
+}
+
+// Sectors with which chains begin that nothing owns: no entry of the directory, and neither is it the directory or the
+// mini FAT. That of the mini stream is one of them where its own entry, the root, is lost.
+std::vector<SectorId> SalvagedFile::UnownedChains() const {
+    std::unordered_set<SectorId> owned{firstDirectory_, firstMiniFat_};
+    for (const SalvagedEntry& entry : entries_)
+        if (entry.size != 0 && IsLarge(entry) && entry.standing >= SalvagedEntry::Standing::Likely)
+            owned.insert(entry.start);
+    std::vector<bool> isLinked(fat_.next.size());
+    for (const SectorId next : fat_.next)
+        if (IsRegular(next) && next < isLinked.size()) isLinked[next] = true;
+    std::vector<SectorId> begins;
+    for (SectorId sector = 0; sector < fat_.next.size(); ++sector)
+        if ((IsRegular(fat_.next[sector]) || fat_.next[sector] == kEndOfChain) && !isLinked[sector] &&
+            !owned.contains(sector))
+            begins.push_back(sector);
+    return begins;
+}
+
+// How many beginnings are where they should be, less those that are not, if the mini stream is the chain from `start`
+// on, as far as the FAT says it.
+int SalvagedFile::ChainHits(SectorId start, const std::vector<SectorId>& beginnings) const {
+    constexpr int kSample = 2048, kFew = 16;
+    const PerPage perPage = MiniSectorsPerPage(shift_);
+    std::vector<SectorId> pages;
+    for (SectorId sector = start; IsRegular(sector) && sector < sectors_ && pages.size() < sectors_;
+         sector = fat_.Next(sector))
+        pages.push_back(sector);
+    int hits = 0, tried = 0;
+    for (const SectorId mini : beginnings) {
+        const std::uint32_t page = perPage.PageOf(mini);
+        if (page >= pages.size()) continue;
+        hits += BeginsAt(OffsetOf(pages[page]) + kMiniSectorSize * std::uint64_t{perPage.IndexOf(mini)}) ? 1 : -1;
+        if (++tried == kSample || (tried == kFew && hits == -kFew)) break;
+    }
+    return hits;
+}
+
+// Where the mini stream begins, by the streams that begin in it. `isCertain`: the directory that the header leads to
+// says it.
+std::optional<SectorId> SalvagedFile::MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const {
+    std::vector<SectorId> candidates;
+    isCertain = false;
+    for (const Root& root : roots_) {
+        if (!IsRegular(root.start)) continue;
+        isCertain = root.standing == SalvagedEntry::Standing::Current;
+        if (isCertain) return root.start;
+        if (!fat_.IsNoBeginning(root.start)) candidates.push_back(root.start);
+    }
+    const std::vector<SectorId> unowned = UnownedChains();
+    candidates.insert(candidates.end(), unowned.begin(), unowned.end());
+    std::optional<SectorId> start;
+    int best = 1;
+    for (const SectorId candidate : candidates) {
+        const int hits = std::max(ChainHits(candidate, beginnings), static_cast<int>(MiniHits(candidate, beginnings)));
+        if (hits > best) best = hits, start = candidate;
+    }
+    if (start) return start;
+    best = 2;
+    for (SectorId sector = 0; sector < sectors_; ++sector) {  // it may be anywhere
+        if (fat_.IsNoBeginning(sector)) continue;
+        if (const int hits = static_cast<int>(MiniHits(sector, beginnings)); hits > best) best = hits, start = sector;
+    }
+    return start;
+}
+
+void SalvagedFile::FindMiniStream() {
+    std::uint64_t minis = 0;  // that entries lead to
+    for (const SalvagedEntry& entry : entries_)
+        if (!IsLarge(entry) && entry.size != 0 && std::uint64_t{entry.start} << kMiniSectorShift < size_)
+            minis = std::max(minis, entry.start + MiniSectorsFor(entry.size));
+    for (const Root& root : roots_) minis = std::max(minis, MiniSectorsFor(std::min<std::uint64_t>(root.size, size_)));
+    ReadMiniFat(minis);
+    const std::vector<SectorId> beginnings = MiniBeginnings();
+    for (const SectorId mini : beginnings) minis = std::max<std::uint64_t>(minis, std::uint64_t{mini} + 1);
+    minis = std::min(minis, MiniSectorsFor(size_));  // a damaged number must not ask for any amount of pages
+    bool isCertain = false;
+    const std::optional<SectorId> start = MiniStart(beginnings, isCertain);
+    if (!start) return;
+    if (*start < fat_.follows.size()) fat_.follows[*start] = true;
+    miniPages_ = MiniPages(*start, SectorsFor(minis << kMiniSectorShift), beginnings);
+    if (!isCertain) certainMiniPages_ = 0;
+    miniBeginnings_ = beginnings;
+    std::ranges::sort(miniBeginnings_);
+    for (std::uint32_t page = 0; page < miniPages_.size(); ++page)
+        if (!pageOfSector_.emplace(miniPages_[page], page).second) disputed_.insert(miniPages_[page]);
+}
+
+void SalvagedFile::NoteUnownedLengths() {
+    for (SectorId sector : UnownedChains()) {
+        if (pageOfSector_.contains(sector)) continue;
+        std::uint64_t length = 0;
+        for (; sector < fat_.next.size() && fat_.isListed[sector]; sector = fat_.next[sector])
+            if (++length > fat_.next.size()) break;
+        if (sector == kEndOfChain) unownedLengths_.insert(length);
+    }
+}
+
+}  // namespace lumvex::compound
