@@ -269,7 +269,9 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
         const StoredItem& item = image.items.at(id);
         return found != items.end() && found->second.info == item.info && found->second.content == item.content;
     };
-    for (const auto& [id, item] : items) {
+    for (const auto& each : items) {
+        const GUID& id = each.first;
+        const StoredItem& item = each.second;
         const bool isIntact = std::ranges::binary_search(intact, id, inside::GuidLess());
         if (isIntact && isIn(id)) {
             figures.doubted += Says(losses, id, {"doubtful"});
@@ -280,7 +282,7 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
         if (had == image.items.end() || had->second.content == item.content) continue;
         if (Says(losses, id, {"doubtful", "its directory entry is lost", "its record", "only its name"})) continue;
         const bool isOfOther = std::ranges::any_of(
-            image.items, [&](const auto& each) { return each.first != id && each.second.content == item.content; });
+            image.items, [&](const auto& other) { return other.first != id && other.second.content == item.content; });
         if (!isIntact && !isOfOther) continue;
         ++(isIntact ? figures.wrong : figures.ofOthers);
         lost += "\n    not told: " + ToUtf8(item.info->name) + " " + ToUtf8(ToText(id));
