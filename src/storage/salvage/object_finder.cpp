@@ -56,6 +56,15 @@ void ObjectFinder::SortEntries() {
     }
 }
 
+template <class Visit>
+void ObjectFinder::ForEachUnit(const SalvagedSource& source, Visit&& visit) const {
+    for (const compound::Extent& extent : source.Extents())
+        for (std::uint64_t at = extent.offset / 64; extent.offset != compound::Extent::kLost; ++at) {
+            if (at * 64 >= extent.offset + extent.count || at >= claimed_.size()) break;
+            visit(static_cast<std::size_t>(at));
+        }
+}
+
 void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to) {
     std::uint64_t begin = 0;  // of the extent, in the stream
     for (const compound::Extent& extent : source.Extents()) {
@@ -94,10 +103,24 @@ std::map<const ClassInfo*, std::vector<GUID>> ObjectFinder::MissingByClass() con
     return missing;
 }
 
-// Of objects that are still missing, what could be read of them.
+// How many objects have each mini sector of the file.
+std::vector<std::uint8_t> ObjectFinder::Owners() const {
+    std::vector<std::uint8_t> owners(claimed_.size());
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects)
+            ForEachUnit(*found->source, [&](std::size_t unit) { owners[unit] = owners[unit] == 0 ? 1 : 2; });
+    return owners;
+}
+
+// Of objects that are still missing, what could be read of them. A record at a place that is not certain, and where
+// another object was found, is no part of it.
 void ObjectFinder::KeepDamaged() {
+    const std::vector<std::uint8_t> owners = Owners();
     for (std::unique_ptr<FoundObject>& found : damaged_) {
         if (Has(found->id)) continue;
+        bool isOthers = false;
+        ForEachUnit(*found->source, [&](std::size_t unit) { isOthers = isOthers || owners[unit] != 0; });
+        if (isOthers && found->trust != FoundObject::Trust::Certain) continue;
         const std::uint64_t size = found->source->Size(), lost = found->source->Lost(size);
         if (lost >= size) continue;
         const std::string name = Described(*found->info, found->id, found->name);
@@ -131,15 +154,19 @@ bool ObjectFinder::MayBeMisplaced(const FoundObject& one, const FoundObject& oth
 }
 
 // Where the tables that lead to a record may be those of an older state, and another record was found that the object
-// may have as well, nothing tells which is the current one. The other one is in the document too, under a new ID.
+// may have as well, nothing tells which is the current one. The other one is in the document too, under a new ID. The
+// same holds where several objects have the same bytes, and where a sector was guessed.
 void ObjectFinder::NoteDoubts() {
     std::size_t looks = 20'000'000;  // at pairs of records, some seconds; what is left then counts as doubtful
     std::map<const ClassInfo*, std::vector<const FoundObject*>> others;
     for (const auto& found : document_.unnamed) others[found->info].push_back(found.get());
     for (const auto& found : document_.objects)
         if (found->isMatched) others[found->info].push_back(found.get());
+    const std::vector<std::uint8_t> owners = Owners();
     const auto isDoubtful = [&](const FoundObject& found) {
-        if (found.hasRival || !Has(found.id)) return true;
+        bool isShared = found.hasRival || !Has(found.id);
+        ForEachUnit(*found.source, [&](std::size_t unit) { isShared = isShared || owners[unit] > 1; });
+        if (isShared) return true;
         return std::ranges::any_of(others[found.info], [&](const FoundObject* other) {
             if (looks == 0) return true;
             --looks;

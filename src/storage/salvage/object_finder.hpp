@@ -69,6 +69,10 @@ private:
     void SortEntries();
     void Learn(const FoundObject& found);
     void Accept(std::unique_ptr<FoundObject> found);
+    // Visits the number of each mini sector of the file that holds a part of it.
+    template <class Visit>
+    void ForEachUnit(const SalvagedSource& source, Visit&& visit) const;
+    std::vector<std::uint8_t> Owners() const;
     void Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to);
     void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
     std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;

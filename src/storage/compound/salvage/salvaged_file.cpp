@@ -188,7 +188,7 @@ bool SalvagedFile::MayBeElsewhere(std::uint64_t offset, std::uint64_t other) con
     const auto sectorOf = [&](std::uint64_t place) { return static_cast<SectorId>((place >> shift_) - 1); };
     const auto page = pageOfSector_.find(sectorOf(offset));
     if (page == pageOfSector_.end() || page->second < certainMiniPages_) return false;
-    if (offset == other || (offset - other) % SectorSize() != 0 || fat_.IsNoBeginning(sectorOf(other))) return false;
+    if (offset == other || (offset - other) % SectorSize() != 0 || fat_.IsCertainlyFree(sectorOf(other))) return false;
     const std::uint64_t perPage = MiniSectorsPerPage(shift_).Count();
     const auto first = std::ranges::lower_bound(miniBeginnings_, page->second * perPage);
     const auto last = std::ranges::lower_bound(miniBeginnings_, (page->second + 1) * perPage);

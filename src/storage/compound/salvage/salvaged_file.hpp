@@ -86,7 +86,8 @@ public:
     };
     Unnamed ExtentsFrom(std::uint64_t offset, std::uint64_t most, Way way) const;
     bool BeginsAt(std::uint64_t offset) const;
-    // Is a part of it in a sector that was taken for two parts of the mini stream?
+    // Is a part of it in a sector that was taken for two parts of the mini stream, or that was guessed in a file that
+    // has sectors of older states?
     bool IsDisputed(const std::vector<Extent>& extents) const;
     // Could the sector of the second place be a part of the mini stream instead of that of the first one?
     bool MayBeElsewhere(std::uint64_t offset, std::uint64_t other) const;
@@ -152,6 +153,7 @@ private:
     std::size_t MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const;
     int ChainHits(SectorId start, const std::vector<SectorId>& beginnings) const;
     std::vector<SectorId> UnownedChains() const;
+    std::size_t Likeness(SectorId one, SectorId other) const;
     void NoteUnownedLengths();
     std::optional<SectorId> MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const;
     std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);
@@ -180,7 +182,8 @@ private:
     std::vector<SectorId> miniBeginnings_;  // where streams begin in them, as tables and entries say; ascending
     std::uint32_t certainMiniPages_ = 0;    // so many, from the first one on, are those that listed pages lead to
     std::map<SectorId, std::uint32_t> pageOfSector_;  // in the mini stream
-    std::unordered_set<SectorId> disputed_;           // that are two of its pages
+    std::unordered_set<std::size_t> guessedPages_;    // of them, those to which no certain link leads
+    std::unordered_set<SectorId> disputed_;           // that are two of its pages, or a guess among several states
 };
 
 }  // namespace lumvex::compound

@@ -1,6 +1,8 @@
 // Which sectors hold the mini stream.
 #include <algorithm>
 #include <bit>
+#include <functional>
+#include <numeric>
 #include <utility>
 
 #include "storage/compound/salvage/salvaged_file.hpp"
@@ -117,6 +119,7 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
         used.insert(sector);
         const SectorId next = fat_.Next(sector);
         isKnown = fat_.IsCertain(sector);
+        if (!isKnown) guessedPages_.insert(page + 1);
         if (IsRegular(next) && next < fat_.next.size()) {
             sector = next;
             continue;
@@ -124,7 +127,48 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
         for (++sector; fat_.IsTaken(sector); ++sector) {
         }
     }
+    // A chain of the FAT that is in use and to which nothing leads is a part of the mini stream where its beginnings
+    // are those of pages that do not follow for certain; where there are several such, of those that it resembles most.
+    const auto points = [&](const std::vector<SectorId>& chain, std::size_t first) {
+        int sum = 0;
+        for (std::size_t at = 0; at < chain.size(); ++at) {
+            const auto wanted = expected.find(static_cast<std::uint32_t>(first + at));
+            if (wanted == expected.end()) continue;
+            const Places there = placesIn(chain[at]);
+            if ((wanted->second & ~there) != 0) return 0;
+            sum += std::popcount(wanted->second);
+        }
+        return sum;
+    };
+    for (const SectorId begin : UnownedChains()) {
+        if (used.contains(begin) || !fat_.isListed[begin] || tries == 0) continue;
+        std::vector<SectorId> chain{begin};
+        while (chain.size() < pages.size() && fat_.IsCertain(chain.back())) chain.push_back(fat_.Next(chain.back()));
+        std::pair<std::size_t, int> most{0, 0};
+        std::size_t chosen = 0;
+        for (std::size_t page = std::max(1u, certainMiniPages_); page + chain.size() <= pages.size(); ++page) {
+            if (fat_.IsCertain(pages[page - 1]) || tries == 0) continue;
+            --tries;
+            const int sum = points(chain, page);
+            if (sum == 0) continue;
+            if (const std::pair likeness{Likeness(begin, pages[page]), sum}; likeness > most)
+                most = likeness, chosen = page;
+        }
+        if (chosen == 0) continue;
+        std::ranges::copy(chain, pages.begin() + static_cast<std::ptrdiff_t>(chosen));
+        guessedPages_.erase(chosen);
+        used.insert(chain.begin(), chain.end());
+    }
     return pages;
+}
+
+// How many bytes are the same in both sectors.
+std::size_t SalvagedFile::Likeness(SectorId one, SectorId other) const {
+    std::vector<std::byte> bytes(std::size_t{1} << shift_), others(bytes.size());
+    Read(OffsetOf(one), bytes);
+    Read(OffsetOf(other), others);
+    return static_cast<std::size_t>(
+        std::inner_product(bytes.begin(), bytes.end(), others.begin(), 0, std::plus<>(), std::equal_to<>()));
 }
 
 void SalvagedFile::ReadMiniFat(std::uint64_t miniSectors) {
@@ -151,12 +195,9 @@ std::vector<SectorId> SalvagedFile::UnownedChains() const {
     for (const SalvagedEntry& entry : entries_)
         if (entry.size != 0 && IsLarge(entry) && entry.standing >= SalvagedEntry::Standing::Likely)
             owned.insert(entry.start);
-    std::vector<bool> isLinked(fat_.next.size());
-    for (const SectorId next : fat_.next)
-        if (IsRegular(next) && next < isLinked.size()) isLinked[next] = true;
     std::vector<SectorId> begins;
     for (SectorId sector = 0; sector < fat_.next.size(); ++sector)
-        if ((IsRegular(fat_.next[sector]) || fat_.next[sector] == kEndOfChain) && !isLinked[sector] &&
+        if ((IsRegular(fat_.next[sector]) || fat_.next[sector] == kEndOfChain) && !fat_.followsCertainly[sector] &&
             !owned.contains(sector))
             begins.push_back(sector);
     return begins;
@@ -228,7 +269,9 @@ void SalvagedFile::FindMiniStream() {
     miniBeginnings_ = beginnings;
     std::ranges::sort(miniBeginnings_);
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page)
-        if (!pageOfSector_.emplace(miniPages_[page], page).second) disputed_.insert(miniPages_[page]);
+        if (!pageOfSector_.emplace(miniPages_[page], page).second ||
+            (roots_.size() > 1 && guessedPages_.contains(page)))
+            disputed_.insert(miniPages_[page]);
 }
 
 void SalvagedFile::NoteUnownedLengths() {
