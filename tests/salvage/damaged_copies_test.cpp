@@ -30,6 +30,11 @@ struct StoredItem {
     std::vector<Place> places;
     Bytes content;
     std::vector<GUID> targets;
+
+    bool operator==(const StoredItem& other) const {
+        return info == other.info && content == other.content &&
+               std::ranges::equal(targets, other.targets, IsEqualGUID);
+    }
 };
 
 using Items = std::map<GUID, StoredItem, inside::GuidLess>;
@@ -146,6 +151,20 @@ const std::vector<Image>& Images() {
         }
         keep("varied");
         made.back().name = "saved again and again";
+        // A list with marks of names, records on both sides of the length from which on they are long streams.
+        Everything listed;
+        listed.Fill(1);
+        Project data = Object(listed.project).As<Project>();
+        for (LONG member = 1; member <= 60; ++member) {
+            Datum datum = data.Data().Add(u"listed " + FromUtf8(std::to_string(member)));
+            datum.Data(Floats(std::vector<float>(980 + static_cast<std::size_t>(member), static_cast<float>(member))));
+        }
+        data.SaveFileAs(PathText(folder / "listed"));
+        data.Data().Item(5).Name(u"renamed");
+        data.Data().Item(6).Data(Floats(std::vector<float>(30)));
+        data.Data().Item(7).Data(Floats(std::vector<float>(3000)));
+        data.SaveFile();
+        keep("listed");
         Everything other;
         other.Fill(2);
         Project large = Object(other.project).As<Project>();
@@ -302,6 +321,26 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
     figures.back += back;
     if (!lost.empty() && std::getenv("LUMVEX_SALVAGE_SHOW"))
         std::printf("%s: %zu of %zu%s\n", what.c_str(), back, intact.size(), lost.c_str());
+}
+
+TEST(Salvage, SoundDocumentsAreRepairedAsTheyAre) {
+    const Folder folder;
+    // Long streams of little more than one large sector: small ones suit them.
+    Project project = Project::Create();
+    for (int member = 0; member < 400; ++member)
+        project.Data().Add(FromUtf8(std::to_string(member))).Data(Floats(std::vector<float>(1100, 1.0f)));
+    project.SaveFileAs(PathText(folder / "fitting"));
+    std::vector<Image> images = Images();
+    images.push_back({"fitting", FileBytes(folder / "fitting"), ItemsOf(FileBytes(folder / "fitting"))});
+    for (const Image& image : images) {
+        const std::filesystem::path from = folder / "sound", to = folder / ("repaired " + image.name);
+        WriteFileBytes(from, image.bytes);
+        EXPECT_EQ(SalvageDocument(from, to).losses.size(), 0u) << image.name;
+        const Bytes repaired = FileBytes(to);
+        constexpr std::size_t kVersionAt = 26;
+        EXPECT_EQ(repaired[kVersionAt], image.bytes[kVersionAt]) << image.name;
+        EXPECT_TRUE(ItemsOf(repaired) == image.items) << image.name;
+    }
 }
 
 TEST(Salvage, DamagedCopiesGiveBackWhatIsStillThere) {
