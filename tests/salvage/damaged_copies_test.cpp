@@ -124,6 +124,18 @@ void MakeVaried(Project& project, int copies, std::size_t elements) {
     });
 }
 
+// Dates that are a minute apart, and the same in every run, for what has been made since the last call.
+void PutDates(const ClassTable& root, Object& document) {
+    constexpr DATE kBegin = 30000, kMinute = 1.0 / 1440;
+    static int minutes = 0;
+    const auto tree = ReadTree(root, document.Pointer());
+    ForEach(*tree->root, [&](const Node& node) {
+        if (!node.IsItem()) return;
+        Collectable item = document.As<Root>().Load(node.id).As<Collectable>();
+        if (item.Timestamp() > kBegin + 1000) item.Timestamp(kBegin + kMinute * ++minutes);
+    });
+}
+
 const std::vector<Image>& Images() {
     static const std::vector<Image> images = [] {
         std::vector<Image> made;
@@ -134,7 +146,9 @@ const std::vector<Image>& Images() {
             made.push_back({name, std::move(bytes), std::move(items)});
         };
         const auto saved = [&](const Everything& everything, const ClassTable& root, const std::string& name) {
-            Object(everything.RootOf(root)).As<Root>().SaveFileAs(PathText(folder / name));
+            Object document(everything.RootOf(root));
+            PutDates(root, document);
+            document.As<Root>().SaveFileAs(PathText(folder / name));
             keep(name);
         };
         Everything everything;
@@ -143,10 +157,12 @@ const std::vector<Image>& Images() {
         saved(everything, LibraryTable(), "library");
         Project project = Object(everything.project).As<Project>();
         MakeVaried(project, 4, 3000);
+        PutDates(ProjectTable(), project);
         project.SaveFileAs(PathText(folder / "varied"));
         keep("varied");
         for (LONG round = 1; round <= 3; ++round) {
             ChangeEverything(project, round);
+            PutDates(ProjectTable(), project);
             project.SaveFile();
         }
         keep("varied");
@@ -159,6 +175,7 @@ const std::vector<Image>& Images() {
             Datum datum = data.Data().Add(u"listed " + FromUtf8(std::to_string(member)));
             datum.Data(Floats(std::vector<float>(980 + static_cast<std::size_t>(member), static_cast<float>(member))));
         }
+        PutDates(ProjectTable(), data);
         data.SaveFileAs(PathText(folder / "listed"));
         data.Data().Item(5).Name(u"renamed");
         data.Data().Item(6).Data(Floats(std::vector<float>(30)));
@@ -169,6 +186,7 @@ const std::vector<Image>& Images() {
         other.Fill(2);
         Project large = Object(other.project).As<Project>();
         MakeVaried(large, 2, 60000);
+        PutDates(ProjectTable(), large);
         large.SaveFileAs(PathText(folder / "large"));
         keep("large");
         return made;

@@ -21,7 +21,7 @@ void ObjectFinder::ForEachReading(std::u16string_view name, Visit&& visit) const
     if (found == entries_.end()) return;
     for (const SalvagedEntry* entry : found->second)
         for (const Way way : {Way::Chain, Way::Adjacent})
-            if (visit(SourceOf(*entry, way))) return;
+            if (!IsOutdated(*entry) && visit(SourceOf(*entry, way))) return;
 }
 
 // Rows of classes that nobody knows are what other bytes look like; they are kept where there is a stream of the ID.
@@ -121,8 +121,11 @@ bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
 void ObjectFinder::ReadRoot() {
     ForEachReading(kRootStream, [&](const Source& source) { return TakeRoot(source, true, true); });
     ForEachReading(kOldRootStream, [&](const Source& source) {
-        if (document_.rootObject) Claim(*source, source->Size());
-        return document_.rootObject || TakeRoot(source, false, true);
+        if (!document_.rootObject) return TakeRoot(source, false, true);
+        // The same again for older programs, without the version word.
+        const bool isIt = IsEqualGUID(At<GUID>(Head(*source), 0), document_.root.id) != 0;
+        if (isIt) Claim(*source, source->Size());
+        return isIt;
     });
     if (document_.rootObject) return;
     for (const std::uint64_t offset : file_->Beginnings()) {

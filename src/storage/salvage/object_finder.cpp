@@ -79,6 +79,7 @@ void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::
 
 void ObjectFinder::Learn(const FoundObject& found) {
     for (const FoundObject::Below& below : found.below) {
+        if (IsNil(below.reference.id)) continue;
         known_[below.reference.id] = below.info;
         if (referred_.insert(below.reference.id).second) knownInOrder_.push_back(below.reference.id);
     }
@@ -139,12 +140,18 @@ void ObjectFinder::KeepDamaged() {
     }
 }
 
-// May both be records of one object, of different states? What is below it stays, and mostly its name.
-bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) {
+// May both be records of one object, of different states? Its date and what is below it stay; its name does mostly, and
+// a record that does not need more mini sectors than before stays in its place of the mini stream.
+bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) const {
+    constexpr std::size_t kDateAt = 4;
+    if (one.info->kind == ClassKind::Item &&
+        At<double>(Head(*one.source), kDateAt) != At<double>(Head(*other.source), kDateAt))
+        return false;
     const auto idOf = [](const FoundObject::Below& below) { return below.reference.id; };
     const auto isSame = [](const GUID& a, const GUID& b) { return IsEqualGUID(a, b) != 0; };
+    const auto offset = [](const FoundObject& each) { return each.source->Extents().front().offset; };
     return std::ranges::equal(one.below, other.below, isSame, idOf, idOf) &&
-           (!one.below.empty() || one.name == other.name);
+           (!one.below.empty() || one.name == other.name || (offset(one) - offset(other)) % file_->SectorSize() == 0);
 }
 
 // May the one's part of the mini stream be in the sector of the other?

@@ -77,7 +77,7 @@ private:
     void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
     std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;
     void KeepDamaged();
-    static bool MayBeOneObject(const FoundObject& one, const FoundObject& other);
+    bool MayBeOneObject(const FoundObject& one, const FoundObject& other) const;
     bool MayBeMisplaced(const FoundObject& one, const FoundObject& other) const;
     void NoteDoubts();
     void ReadOthers();
