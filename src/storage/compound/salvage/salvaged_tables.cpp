@@ -1,5 +1,6 @@
 // Pages of the FAT and of the mini FAT, wherever they are.
 #include <algorithm>
+#include <utility>
 
 #include "storage/compound/salvage/salvaged_file.hpp"
 
@@ -131,7 +132,16 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
     for (const auto& [index, found] : best) Adopt(table, index, found.second, false);
 }
 
+// Links to a sector that another one leads to as well, or that is free, are not certain: one of the entries is damaged.
 void SalvagedFile::NoteLinks(Table& table) {
+    std::vector<SectorId> before(table.next.size(), kUnknown);
+    for (SectorId sector = 0; sector < table.next.size(); ++sector) {
+        const SectorId next = table.next[sector];
+        if (!table.isListed[sector] || !IsRegular(next) || next >= before.size()) continue;
+        if (const SectorId other = std::exchange(before[next], sector); other != kUnknown)
+            table.isListed[sector] = table.isListed[other] = false;
+        if (table.IsCertainlyFree(next)) table.isListed[sector] = table.isListed[next] = false;
+    }
     table.follows.assign(table.next.size(), false);
     table.followsCertainly.assign(table.next.size(), false);
     for (SectorId sector = 0; sector < table.next.size(); ++sector) {
