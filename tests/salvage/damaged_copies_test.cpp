@@ -342,13 +342,13 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
 }
 
 TEST(Salvage, SoundDocumentsAreRepairedAsTheyAre) {
+    std::vector<Image> images = Images();  // before anything else gets an ID
     const Folder folder;
     // Long streams of little more than one large sector: small ones suit them.
     Project project = Project::Create();
     for (int member = 0; member < 400; ++member)
         project.Data().Add(FromUtf8(std::to_string(member))).Data(Floats(std::vector<float>(1100, 1.0f)));
     project.SaveFileAs(PathText(folder / "fitting"));
-    std::vector<Image> images = Images();
     images.push_back({"fitting", FileBytes(folder / "fitting"), ItemsOf(FileBytes(folder / "fitting"))});
     for (const Image& image : images) {
         const std::filesystem::path from = folder / "sound", to = folder / ("repaired " + image.name);
