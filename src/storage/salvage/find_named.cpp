@@ -37,7 +37,7 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
     };
     for (const SalvagedEntry* entry : named_.at(id)) {
         if (IsOutdated(*entry)) continue;
-        const bool isCertain = file_->IsCertain(*entry);
+        const bool isCertain = file_->IsCertain(*entry), isWholeLarge = file_->IsWholeLarge(*entry);
         for (const Way way : {Way::Chain, Way::Adjacent, Way::Beside}) {
             const Source source = SourceOf(*entry, way);
             const std::vector<std::byte> head = Head(*source);
@@ -52,7 +52,7 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
             if (found->trust == Trust::Certain && std::get<0>(rank(*found))) return found;
             found->hasRival = !isCertain && way == Way::Chain && file_->MayEndElsewhere(*entry);
             if (!best || rank(*found) > rank(*best)) best.swap(found);
-            if (found && isExact && std::get<0>(rank(*found)) == std::get<0>(rank(*best)) &&
+            if (found && isExact && !isWholeLarge && std::get<0>(rank(*found)) == std::get<0>(rank(*best)) &&
                 found->source->All() != best->source->All())
                 best->hasRival = true;
         }

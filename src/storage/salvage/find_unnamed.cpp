@@ -20,12 +20,25 @@ int PointsOfReference(const Reference& reference) {
 
 }  // namespace
 
+// Does another stream begin in it?
+bool ObjectFinder::HoldsOthers(const std::vector<compound::Extent>& extents) const {
+    std::vector<std::byte> head(64);
+    for (const compound::Extent& extent : extents)
+        for (std::uint64_t at = extent.offset; at < extent.offset + extent.count; at += file_->SectorSize()) {
+            file_->Read(at, head);
+            const bool isNew = VersionWord(At<std::uint32_t>(head, 0)).NamesMinimumReader();
+            if (at != extents.front().offset && (IsClaimed(at) || (isNew && BeginsAsAny(head)))) return true;
+        }
+    return false;
+}
+
 // The file ends inside of an array: what is missing of it reads as zeros.
 void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, file_->Size(), Way::Chain);
     if (!stream.ends || stream.isMini) return;
     std::uint64_t there = 0;
     for (const compound::Extent& extent : stream.extents) there += extent.count;
+    if (HoldsOthers(stream.extents)) return;
     stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
     const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
     for (const ClassInfo* info : AllClasses()) {

@@ -47,6 +47,7 @@ private:
     // ---- find_unnamed.cpp
     void ReadUnnamed();
     Readings ReadingsAt(std::uint64_t offset) const;
+    bool HoldsOthers(const std::vector<compound::Extent>& extents) const;
     void ReadCutAt(std::uint64_t offset, Readings& readings) const;
     bool EndsWell(const SalvagedSource& source) const;
     int PointsOfLength(const SalvagedSource& source) const;

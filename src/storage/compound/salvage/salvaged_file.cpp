@@ -141,6 +141,13 @@ SalvagedFile::Verdict SalvagedFile::JudgeChain(const SalvagedEntry& entry) const
     return sector == kEndOfChain ? Verdict::Confirmed : Verdict::Contradicted;
 }
 
+bool SalvagedFile::IsWholeLarge(const SalvagedEntry& entry) const {
+    std::uint64_t left = IsLarge(entry) ? SectorsFor(entry.size) : 0;
+    SectorId sector = entry.start;
+    for (; left > 0 && sector < fat_.next.size(); --left) sector = fat_.next[sector];
+    return left == 0 && sector == kEndOfChain;
+}
+
 bool SalvagedFile::MayEndElsewhere(const SalvagedEntry& entry) const {
     if (!IsLarge(entry)) return false;
     std::uint64_t left = SectorsFor(entry.size);

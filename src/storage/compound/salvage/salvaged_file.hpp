@@ -64,6 +64,8 @@ public:
     // start that is as long as its stream. Contradicted: it is one of an older state, or a table is damaged.
     enum class Verdict { Contradicted, Unknown, Confirmed };
     Verdict JudgeChain(const SalvagedEntry& entry) const;
+    // Is it a long stream whose chain ends where it does, in tables of whatever state?
+    bool IsWholeLarge(const SalvagedEntry& entry) const;
     // Is there a chain to which nothing leads that may be the rest of a large stream, where no table that is certain
     // says which sectors are?
     bool MayEndElsewhere(const SalvagedEntry& entry) const;

@@ -47,8 +47,8 @@ std::size_t SalvagedFile::MiniHits(SectorId start, const std::vector<SectorId>& 
 // the places at which the directory says so; the next one in the file, where that fits.
 std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count,
                                               const std::vector<SectorId>& beginnings) {
-    constexpr std::uint32_t kRun = 16;             // pages
-    constexpr std::size_t kMostTries = 2'000'000;  // runs that are looked at; some seconds
+    constexpr std::uint32_t kRun = 64;             // pages
+    constexpr std::size_t kMostTries = 1'000'000;  // runs that are looked at; some seconds
     const PerPage perPage = MiniSectorsPerPage(shift_);
     using Places = std::uint64_t;  // a bit for each mini sector of a page
     std::unordered_map<std::uint32_t, Places> expected;
@@ -60,8 +60,41 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
             if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) found->second |= Places{1} << at;
         return found->second;
     };
-    const auto fit = [](Places wanted, Places there) {
-        return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(there & ~wanted);
+    // Streams end in zeros: of which mini sectors of a page this is known, and after how many bytes.
+    std::unordered_map<std::uint32_t, std::vector<std::pair<std::uint32_t, std::size_t>>> ends;
+    const bool hasCurrent = std::ranges::any_of(
+        entries_, [](const SalvagedEntry& entry) { return entry.standing >= SalvagedEntry::Standing::Likely; });
+    for (const SalvagedEntry& entry : entries_) {
+        if (IsLarge(entry) || entry.size % kMiniSectorSize == 0 || entry.start >= MiniSectorsFor(size_)) continue;
+        if (hasCurrent && entry.standing < SalvagedEntry::Standing::Likely) continue;
+        SectorId mini = entry.start;
+        for (std::uint64_t left = MiniSectorsFor(entry.size); left > 1; --left)
+            mini = IsRegular(miniFat_.Next(mini)) ? miniFat_.Next(mini) : mini + 1;
+        ends[perPage.PageOf(mini)].emplace_back(perPage.IndexOf(mini), entry.size % kMiniSectorSize);
+    }
+    std::unordered_map<SectorId, std::vector<std::uint8_t>> lengths;  // of what is not zero in each mini sector
+    const auto pointsOfEnds = [&](std::uint32_t page, SectorId sector) {
+        const auto ending = ends.find(page);
+        if (ending == ends.end() || sector >= sectors_ || placesIn(sector) == 0) return 0;
+        const auto [found, isNew] = lengths.try_emplace(sector);
+        if (isNew) {
+            std::vector<std::byte> bytes(std::size_t{1} << shift_);
+            Read(OffsetOf(sector), bytes);
+            found->second.resize(perPage.Count());
+            for (std::size_t at = 0; at < bytes.size(); ++at)
+                if (bytes[at] != std::byte{0})
+                    found->second[at / kMiniSectorSize] = static_cast<std::uint8_t>(at % kMiniSectorSize + 1);
+        }
+        int points = 0;
+        for (const auto& [index, length] : ending->second) points += found->second[index] <= length ? 1 : -2;
+        return points;
+    };
+    const auto fit = [&](std::uint32_t page, Places wanted, Places there) {
+        if (there == 0 && wanted != 0) return -3;  // it may have been overwritten
+        Places unwanted = there & ~wanted;  // where the mini FAT is lost, streams may begin of which nothing is known
+        for (std::uint32_t at = 0; unwanted != 0 && at < perPage.Count(); ++at)
+            if (miniFat_.Next((page << perPage.Shift()) + at) == kUnknown) unwanted &= ~(Places{1} << at);
+        return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(unwanted);
     };
     // How well a page and those behind it fit the sectors from one on, and where in them the first beginnings are
     // expected.
@@ -78,7 +111,7 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
             if (const auto wanted = expected.find(page + at); wanted != expected.end()) {
                 run.first = std::min(run.first, at);
                 const Places there = placesIn(sector);
-                points += fit(wanted->second, there);
+                points += fit(page + at, wanted->second, there) + pointsOfEnds(page + at, sector);
                 run.points = isChain ? points : std::max(run.points, points);
                 run.hasAll = run.hasAll && (wanted->second & ~there) == 0;
             }
@@ -104,8 +137,12 @@ std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t coun
             if (holder < run.first || used.contains(holder - run.first)) continue;
             if (tries == 0) break;
             --tries;
-            const int other = runAt(page, holder - run.first).points;
-            if (other > points) points = other, chosen = holder - run.first;
+            const SectorId begin = holder - run.first;
+            const int other = runAt(page, begin).points;
+            // It is none of those that come later where nothing is missing between.
+            const bool isLater =
+                other > points && begin > guess && runAt(page + (begin - guess), begin).points >= other;
+            if (other > points && !isLater) points = other, chosen = begin;
         }
         return chosen;
     };
@@ -278,7 +315,7 @@ void SalvagedFile::NoteUnownedLengths() {
     for (SectorId sector : UnownedChains()) {
         if (pageOfSector_.contains(sector)) continue;
         std::uint64_t length = 0;
-        for (; sector < fat_.next.size() && fat_.isListed[sector]; sector = fat_.next[sector])
+        for (; sector < fat_.next.size() && (fat_.isListed[sector] || roots_.size() > 1); sector = fat_.next[sector])
             if (++length > fat_.next.size()) break;
         if (sector == kEndOfChain) unownedLengths_.insert(length);
     }
