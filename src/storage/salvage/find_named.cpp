@@ -39,6 +39,7 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
         if (IsOutdated(*entry)) continue;
         const bool isCertain = file_->IsCertain(*entry), isWholeLarge = file_->IsWholeLarge(*entry);
         for (const Way way : {Way::Chain, Way::Adjacent, Way::Beside}) {
+            if (way == Way::Beside && entry->size >= compound::kMiniCutoff) continue;
             const Source source = SourceOf(*entry, way);
             const std::vector<std::byte> head = Head(*source);
             const bool isCollection = info.kind == ClassKind::Collection;

@@ -178,7 +178,8 @@ private:
     Table fat_, miniFat_;
     // Of the chains that begin in listed pages of the FAT and to which nothing leads.
     std::unordered_set<std::uint64_t> unownedLengths_;
-    std::unordered_set<SectorId> listedFat_;  // sectors that hold the FAT, as the header and the DIFAT say
+    std::unordered_set<SectorId> listedFat_;       // sectors that hold the FAT, as the header and the DIFAT say
+    std::unordered_set<SectorId> miniFatSectors_;  // of pages of the mini FAT that were found by their content
     SectorId firstDirectory_ = kEndOfChain, firstMiniFat_ = kEndOfChain;  // as the header says
     std::vector<SectorId> miniPages_;
     std::vector<SectorId> miniBeginnings_;  // where streams begin in them, as tables and entries say; ascending

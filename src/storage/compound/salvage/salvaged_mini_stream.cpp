@@ -228,7 +228,9 @@ void SalvagedFile::ReadMiniFat(std::uint64_t miniSectors) {
 // Sectors with which chains begin that nothing owns: no entry of the directory, and neither is it the directory or the
 // mini FAT. That of the mini stream is one of them where its own entry, the root, is lost.
 std::vector<SectorId> SalvagedFile::UnownedChains() const {
-    std::unordered_set<SectorId> owned{firstDirectory_, firstMiniFat_};
+    std::unordered_set<SectorId> owned = miniFatSectors_;
+    owned.insert({firstDirectory_, firstMiniFat_});
+    for (const std::uint64_t offset : rootOffsets_) owned.insert(static_cast<SectorId>((offset >> shift_) - 1));
     for (const SalvagedEntry& entry : entries_)
         if (entry.size != 0 && IsLarge(entry) && entry.standing >= SalvagedEntry::Standing::Likely)
             owned.insert(entry.start);

@@ -109,7 +109,12 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
         if (std::all_of(begin, begin + perPage, [](SectorId next) { return next == kUnknown; })) missing.insert(index);
     }
     if (missing.empty()) return;
-    std::map<std::uint32_t, std::pair<int, Page>> best;
+    struct Found {
+        int points;
+        SectorId sector;
+        Page page;
+    };
+    std::map<std::uint32_t, Found> best;
     for (SectorId sector = 0; sector < sectors_; ++sector) {
         Page page = ReadPage(sector);
         std::map<std::uint32_t, std::size_t> votes;
@@ -124,12 +129,15 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
             if (fits <= 0) continue;
             const int points =
                 2 * (fits + Agreement(table, candidate, index * perPage)) - (fat_.IsCertainlyFree(sector) ? 1 : 0);
-            const auto [found, isFirst] = best.try_emplace(index);
-            auto& [score, chosen] = found->second;
-            if (isFirst || points >= score) score = points, chosen = std::move(candidate);
+            const auto found = best.find(index);
+            if (found == best.end() || points >= found->second.points)
+                best.insert_or_assign(index, Found{points, sector, std::move(candidate)});
         }
     }
-    for (const auto& [index, found] : best) Adopt(table, index, found.second, false);
+    for (const auto& [index, found] : best) {
+        Adopt(table, index, found.page, false);
+        if (!large) miniFatSectors_.insert(found.sector);
+    }
 }
 
 // Links to a sector that another one leads to as well, or that is free, are not certain: one of the entries is damaged.
