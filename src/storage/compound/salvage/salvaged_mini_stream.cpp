@@ -5,6 +5,7 @@
 #include <numeric>
 #include <utility>
 
+#include "storage/compound/format/object_name.hpp"
 #include "storage/compound/salvage/salvaged_file.hpp"
 
 namespace lumvex::compound {
@@ -16,7 +17,7 @@ std::uint64_t SalvagedFile::OffsetOfMini(SectorId sector) const {
     return OffsetOf(miniPages_[page]) + kMiniSectorSize * std::uint64_t{perPage.IndexOf(sector)};
 }
 
-// Where in the mini stream streams begin, as the directory and the mini FAT say.
+// Where in the mini stream objects begin, as the directory and the mini FAT say.
 std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
     std::vector<SectorId> beginnings;
     std::vector<bool> follows(miniFat_.next.size());
@@ -25,10 +26,15 @@ std::vector<SectorId> SalvagedFile::MiniBeginnings() const {
     for (SectorId mini = 0; mini < follows.size(); ++mini)
         if (!follows[mini] && (IsRegular(miniFat_.next[mini]) || miniFat_.next[mini] == kEndOfChain))
             beginnings.push_back(mini);
-    for (const SalvagedEntry& entry : entries_)
-        if (entry.size != 0 && !IsLarge(entry) && entry.standing != SalvagedEntry::Standing::Free &&
-            miniFat_.Next(entry.start) == kUnknown && std::uint64_t{entry.start} << kMiniSectorShift < size_)
+    std::unordered_set<SectorId> others;  // streams that are no objects begin in ways of their own
+    for (const SalvagedEntry& entry : entries_) {
+        if (entry.size == 0 || IsLarge(entry) || entry.standing == SalvagedEntry::Standing::Free) continue;
+        if (!IdOfName(entry.name))
+            others.insert(entry.start);
+        else if (miniFat_.Next(entry.start) == kUnknown && std::uint64_t{entry.start} << kMiniSectorShift < size_)
             beginnings.push_back(entry.start);
+    }
+    std::erase_if(beginnings, [&](SectorId mini) { return others.contains(mini); });
     return beginnings;
 }
 
