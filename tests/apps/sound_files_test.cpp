@@ -206,7 +206,8 @@ TEST(SoundFiles, TellWhatIsRoundedOrLeftOut) {
         std::vector<float> samples;
         const char* note;  // null: none
     } cases[] = {{"whole.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, {0.5f}, nullptr},
-                 {"lossy.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, Samples(4096, 1), "compressed with loss (Vorbis)"}};
+                 {"lossy.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, Samples(4096, 1), "compressed with loss (Vorbis)"},
+                 {"short.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, Samples(100, 1), "compressed with loss (Vorbis)"}};
     for (const auto& test : cases) {
         WriteWithLibrary(folder / test.name, test.format, 48000, 1, test.samples);
         const MeasurementFile file = ReadMeasurementFile(folder / test.name);
@@ -229,6 +230,47 @@ TEST(SoundFiles, TellWhatIsRoundedOrLeftOut) {
     EXPECT_EQ(file.rounded, 2u);
     EXPECT_EQ(file.notes, (std::vector<std::string>{"2 of 3 samples are rounded to 32-bit floats",
                                                     "what else it has is left out: \"LIST\""}));
+}
+
+// Other programs than libsndfile want the length of an extension behind the format of floats, and take a channel mask
+// that libsndfile makes up for what the channels are.
+TEST(SoundFiles, HaveTheFormatThatOtherProgramsExpect) {
+    const Folder folder;
+    const std::vector<std::string> surround{"FL", "FR", "FC", "LFE", "BL", "BR", "SL", "SR"};
+    const struct {
+        std::size_t channels;
+        SampleBits bits;
+        std::vector<std::string> loudspeakers;
+        std::string_view format;          // from the length of the chunk to the number of channels
+        std::optional<std::string> mask;  // of an extended format
+    } cases[] = {{1, SampleBits::Float, {}, {"\x12\0\0\0\x03\0", 6}, {}},
+                 {8, SampleBits::Float, {}, {"\x12\0\0\0\x03\0", 6}, {}},
+                 {2, SampleBits::Whole16, {}, {"\x10\0\0\0\x01\0", 6}, {}},
+                 {8, SampleBits::Whole24, {}, {"\x28\0\0\0\xFE\xFF", 6}, std::string(4, '\0')},
+                 {8, SampleBits::Whole24, surround, {"\x28\0\0\0\xFE\xFF", 6}, std::string("\x3F\x06\0\0", 4)},
+                 {8, SampleBits::Float, surround, {"\x28\0\0\0\xFE\xFF", 6}, std::string("\x3F\x06\0\0", 4)}};
+    for (const auto& test : cases) {
+        MeasurementFile file = Table(MeasurementFile::Kind::Impulse, test.channels, Samples(16, 8));
+        file.loudspeakers = test.loudspeakers;
+        WriteMeasurementFile(folder / "a.wav", file, {.bits = test.bits});
+        const std::string bytes = Bytes(folder / "a.wav");
+        EXPECT_EQ(bytes.substr(16, 6), test.format);
+        if (test.mask) {
+            EXPECT_EQ(bytes.substr(40, 4), *test.mask);
+        }
+        if (test.format[0] == '\x12') {
+            EXPECT_EQ(bytes.substr(36, 6), std::string("\0\0fact", 6));
+        }
+        const MeasurementFile again = ReadMeasurementFile(folder / "a.wav");
+        EXPECT_TRUE(SameBits(again.values, file.values));
+        EXPECT_EQ(again.loudspeakers, test.loudspeakers);
+        EXPECT_TRUE(again.notes.empty());
+    }
+    // As text they are a line of the header.
+    MeasurementFile file = Table(MeasurementFile::Kind::Impulse, 8, Samples(16, 8));
+    file.loudspeakers = surround;
+    WriteMeasurementFile(folder / "a.csv", file);
+    EXPECT_EQ(ReadMeasurementFile(folder / "a.csv").loudspeakers, surround);
 }
 
 TEST(SoundFiles, OfTheSamplesHoldTheDistancesTheyAreMadeFrom) {

@@ -78,6 +78,13 @@ class Table(ToolTest):
                 self.assertEqual(done.returncode, DOCUMENT_FAILED, done.stderr)
                 self.assertIn("permission denied (status 0x80030005)", done.stderr)
         self.assertEqual(self.document.read_bytes(), before)
+        # What cannot be searched is said, and the rest is.
+        (self.folder / "closed").mkdir(mode=0o000)
+        for line in [["find", "woofer", "."], ["check", "."], ["info", "."]]:
+            done = subprocess.run([*as_nobody, TOOL, *line], cwd=self.folder, capture_output=True, text=True)
+            self.assertEqual(done.returncode, DOCUMENT_FAILED, done.stderr)
+            self.assertIn("./closed: Permission denied; what is in the folder is left out\n", done.stderr)
+            self.assertIn("project.lvp", done.stdout)
 
     def test_a_dry_run_changes_nothing(self):
         self.import_samples()

@@ -158,8 +158,41 @@ class ImportExport(ToolTest):
             self.assertIn(f"{name}: ".encode(), out.stderr)
             subprocess.run([TOOL, "compare", self.document, "-", "--name", name], input=out.stdout, check=True,
                            stdout=subprocess.DEVNULL, timeout=300)
-        self.assertIn("standard output takes one item alone",
+        self.assertIn("take one item alone",
                       self.tool("export", self.document, "piped", "impulse-stereo", "-o", "-", status=INCOMPLETE).stderr)
+        # Devices and pipes that are named are written to; so is what a shell has made of standard output.
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        for name, options in [("piped", []), ("impulse-stereo", []), ("piped", ["--format", "json"])]:
+            expected = subprocess.run([TOOL, "export", self.document, name, "-o", "-", *options], check=True,
+                                      capture_output=True, timeout=300).stdout
+            with subprocess.Popen(["cat", pipe], stdout=subprocess.PIPE) as reader:
+                self.tool("export", self.document, name, "-o", pipe, *options)
+                self.assertEqual(reader.communicate(timeout=300)[0], expected)
+            with open(self.folder / "redirected", "wb") as out:
+                subprocess.run([TOOL, "export", self.document, name, "-o", "/dev/stdout", *options], stdout=out,
+                               stderr=subprocess.DEVNULL, check=True, timeout=300)
+            self.assertEqual((self.folder / "redirected").read_bytes(), expected)
+            self.assertIn("/dev/full: No space left", self.tool("export", self.document, name, "-o", "/dev/full",
+                                                                *options, status=INCOMPLETE).stderr)
+        self.assertTrue(pipe.is_fifo())
+
+    def test_formats_of_files(self):
+        """A file is called as it was named; its extension may say nothing, but nothing else than --format."""
+        self.tool("import", self.document, SAMPLES_FOLDER / "woofer.frd", SAMPLES_FOLDER / "impulse-left.wav")
+        for name, format_, output, same in [("woofer", "csv", "bare", "woofer.csv"), ("woofer", "txt", "a.frd", "w.txt"),
+                                            ("impulse-left", "wav", "other.ext", "i.wav"),
+                                            ("woofer", "json", "objects", "w.json")]:
+            self.tool("export", self.document, name, "-o", output, "--format", format_)
+            self.tool("export", self.document, name, "-o", same)
+            self.assertEqual((self.folder / output).read_bytes(), (self.folder / same).read_bytes())
+        for format_, output in [("csv", "x.txt"), ("json", "x.csv"), ("csv", "x.json")]:
+            self.assertIn("its extension says another format than --format", self.tool(
+                "export", self.document, "woofer", "-o", output, "--format", format_, status=INCOMPLETE).stderr)
+            self.assertFalse((self.folder / output).exists())
+        self.tool("export", self.document, "--format", "json", "-o", "folder/")
+        self.tool("import", "again.lvp", "folder/project.json")
+        self.assertEqual(self.tool("diff", self.document, "again.lvp").stdout, "")
 
     def test_dates_go_in_and_out(self):
         path = self.file("one.txt", RESPONSE)
@@ -179,6 +212,21 @@ class ImportExport(ToolTest):
         told = self.tool("export", self.document, "wide", "-o", "wide.flac").stderr
         self.assertIn("wide.flac: 2 of 3 samples are rounded\n", told)
         self.assertIn("differs", self.tool("compare", self.document, "wide.flac", status=INCOMPLETE).stdout)
+        # What the eight channels are for comes back from named data, and is told where there is no place for it.
+        mask = struct.pack("<HHI", 22, 24, 0x63F) + bytes.fromhex("0100000000001000800000aa00389b71")
+        fmt = struct.pack("<HHIIHH", 0xFFFE, 8, 48000, 48000 * 24, 24, 24) + mask
+        surround = self.file("surround.wav", struct.pack("<4sI4s4sI", b"RIFF", 68 + 48, b"WAVE", b"fmt ", 40) + fmt +
+                             struct.pack("<4sI", b"data", 48) + bytes(range(48)))
+        self.tool("import", self.document, surround)
+        self.tool("export", self.document, "surround", "-o", "out.wav", "--bits", "24")
+        self.assertEqual((self.folder / "out.wav").read_bytes()[20:60], fmt)
+        self.tool("compare", self.document, surround)
+        self.assertIn("the loudspeakers of its channels are left out",
+                      self.tool("export", self.document, "surround", "-o", "out.flac").stderr)
+        room = ["import", self.document, surround, "--room", "R", "--position", "P", "--channel", "0"]
+        self.assertIn("the loudspeakers of its channels are not kept", self.tool(*room).stderr)
+        self.assertIn("loudspeakers: none in the document", self.tool("compare", self.document, surround, "--with",
+                                                                      "R/P/surround", status=INCOMPLETE).stdout)
         loud = self.file("loud.wav", float_wav(1, [1.5, 0]))
         self.tool("import", self.document, loud)
         self.assertIn("samples from -1 to 1", self.tool("export", self.document, "loud", "-o", "l.wav", "--bits", "24",
@@ -191,6 +239,8 @@ class ImportExport(ToolTest):
         design = ["crossover", self.document, "--config", "Bi amp", "--name", "LR"]
         for crossover in ["-5:24", "0:0", "2000:0"]:
             self.assertIn("above 0", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
+        for crossover in ["2,200:24", "2200:24,5"]:
+            self.assertIn("decimal point", self.tool(*design, "--crossover", crossover, status=WRONG_USAGE).stderr)
         header = "frequency,alpha,maximum,minimum,type\n"
         for rows, words in [("20,1,6,-6,0\n20,1,6,-6,0\n", "limits.csv:3: expected a frequency above the one before"),
                             ("-20,1,6,-6,0\n", "limits.csv:2: expected a frequency above 0"),

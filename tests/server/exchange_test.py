@@ -109,8 +109,9 @@ class Exchange(ToolTest):
         (self.folder / "many/broken.lvp").write_bytes(b"no document")
         for number in range(5):
             shutil.copy(document, self.folder / f"many/\u65e5 {number}.lvp")
-        found, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "find", "*", "many")
-        native = self.tool("find", "*", "many", status=DOCUMENT_FAILED)
+        found, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "find", "*", ".")  # and the one that is so deep
+        native = self.tool("find", "*", ".", status=DOCUMENT_FAILED)
+        self.assertIn(f"{document.name}: Data/woofer\n", native.stdout)
         self.assertEqual(found.replace("\\", "/"), native.stdout)
         self.assertEqual(said.replace("\\", "/").replace("\r\n", "\n"), native.stderr)
 

@@ -137,12 +137,18 @@ std::string ManualPage(const std::vector<Command>& commands) {
             page << "  " << status << "  " << Roff(meaning) << '\n';
         page << ".fi\n";
     }
-    page << ".SH ENVIRONMENT\n.TP\n\\fBNO_COLOR\\fR\nWhen it is set and not empty, nothing is coloured, on terminals "
-            "either.\n"
-            ".SH EXIT STATUS\n.TP\n0\nAll done.\n.TP\n1\nSome files failed, a name was not found, or a difference or "
-            "problem was found.\n.TP\n2\nWrong usage; nothing was done.\n.TP\n3\nA document could not be opened, read "
-            "or "
-            "saved; it is as it was before.\n";
+    page
+        << ".SH GOING BACK\nThere is no undo, and no history: \\fB\\-\\-dry\\-run\\fR says before what a command would "
+           "do, and a copy of the file keeps the document as it is.\n"
+           "What has changed since, \\fBlumvex diff\\fR \\fICOPY DOC\\fR says, and \\fBlumvex merge "
+           "\\-\\-replace\\fR \\fIDOC COPY\\fR gives back what was changed or removed, all of it or what addresses "
+           "name.\nWhat was added stays, and \\fBlumvex remove\\fR takes it away.\n"
+           ".SH ENVIRONMENT\n.TP\n\\fBNO_COLOR\\fR\nWhen it is set and not empty, nothing is coloured, on terminals "
+           "either.\n"
+           ".SH EXIT STATUS\n.TP\n0\nAll done.\n.TP\n1\nSome files failed, a name was not found, or a difference or "
+           "problem was found.\n.TP\n2\nWrong usage; nothing was done.\n.TP\n3\nA document could not be opened, read "
+           "or "
+           "saved; it is as it was before.\n";
     return page.str();
 }
 

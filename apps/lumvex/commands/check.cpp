@@ -36,7 +36,7 @@ public:
     explicit CheckRun(const CheckArguments& arguments) : arguments_(arguments) {}
 
     ExitStatus Run() {
-        const std::vector<std::filesystem::path> documents = DocumentsIn(arguments_.places);
+        const auto [documents, unsearched] = DocumentsIn(arguments_.places);
         std::size_t sound = 0;
         ExitStatus status = kDone;
         for (const std::filesystem::path& document : documents) {
@@ -51,6 +51,8 @@ public:
                 status = kDocumentFailed;
             }
         }
+        for (const std::string& problem : unsearched) std::cerr << OnErrors(Colour::Bad, problem) << '\n';
+        if (!unsearched.empty()) status = kDocumentFailed;
         if (arguments_.json) PrintJson(std::cout, all_);
         if (documents.size() != 1) Reports() << sound << " of " << documents.size() << " documents are sound\n";
         return status;

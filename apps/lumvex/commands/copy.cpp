@@ -7,6 +7,7 @@
 #include "objects/adding.hpp"
 #include "objects/copying.hpp"
 #include "objects/opened.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -52,10 +53,13 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
     OnObjects(document.Path(), "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(document.Path(), root);
+        if (root.Class() != from.Root().Class())
+            throw PropertyError("it is a " + TypeName(root.Type()) + ", the other document a " +
+                                TypeName(from.Root().Type()));
         Copier copier(root);
         Paths paths;
         std::vector<Node> copies;
-        for (const Node& object : from.FindAll(arguments.address)) {
+        for (const Node& object : Outermost(from.FindAll(arguments.address))) {
             const std::string path = paths.Of(object);
             if (!object.Is(Kind::Item)) throw PropertyError(path + " is no item, and cannot be copied");
             try {
@@ -73,7 +77,7 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
     });
     document.Save("cannot be saved, nothing was copied");
     for (const std::string& line : lines) Reports() << line << '\n';
-    for (const std::string& each : left) std::cerr << each << " is not in the document, and is left empty\n";
+    for (const std::string& each : left) std::cerr << each << " is no object of that document or its library\n";
     return kDone;
 }
 
@@ -109,8 +113,8 @@ Command commands::Copy() {
                          {.needs = {"--into"}, .excludes = {"--to"}}}},
             .details =
                 std::string(kAddressHelp) +
-                "\nSteps may be patterns here: Left/*/Measurements/On* is several objects. In another document the "
-                "copy gets to the same\n"
+                "\nWhat is below another object that is copied goes with that. In another document the copy gets to "
+                "the same\n"
                 "place; the speakers, rooms and so on that it belongs to are made where they are missing. Copies refer "
                 "to the copies\n"
                 "made with them, or to what is at the same address there; standard error names what is missing.",

@@ -12,6 +12,8 @@
 #include "command_line/terminal.hpp"
 #include "commands/commands.hpp"
 #include "documents/document.hpp"
+#include "files/replaced_file.hpp"
+#include "files/sound_file.hpp"
 #include "files/text_encoding.hpp"
 #include "measurements/export_names.hpp"
 #include "measurements/named_data.hpp"
@@ -19,6 +21,7 @@
 #include "measurements/piped_input.hpp"
 #include "measurements/stored_files.hpp"
 #include "objects/opened.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -42,6 +45,13 @@ struct Source {
     const MemberDescription* property;
     LONG place = 0;  // of a datum among all, from 1; 0: not known
 };
+
+const std::vector<std::string>& Formats() {
+    static const std::vector<std::string> formats = {"txt", "frd", "csv", "wav", "flac", "json"};
+    return formats;
+}
+
+FileFormat FormatCalled(const std::string& format) { return FormatOf("x." + format); }
 
 bool IsSound(FileFormat format) { return format == FileFormat::Wav || format == FileFormat::Flac; }
 
@@ -69,17 +79,22 @@ public:
 
     ExitStatus Run() {
         return OnObjects(arguments_.document, "cannot be read", [&] {
+            CheckFormat();
             if (arguments_.format == "json" || (arguments_.format.empty() && IsObjectFile(arguments_.output)))
-                return ExportObjects(document_, arguments_.addresses, arguments_.output, arguments_.force);
+                return ExportObjects(document_, arguments_.addresses, ObjectFile(), arguments_.force);
             const bool isFile = !IsFolder(arguments_.output) && arguments_.output.has_extension();
             if (arguments_.addresses.empty() && isFile)
                 throw FileError(arguments_.output,
                                 "NAME says which array goes into the file; all of them take a folder");
             FindSources();
             const bool single = !IsForAll() && sources_.size() == 1;
-            if (IsStandardStream(arguments_.output)) {
-                if (!single) Refuse("standard output takes one item alone");
-                ToStandardOutput(sources_[0]);
+            if (IsStandardOutput(arguments_.output) || IsDevice(arguments_.output)) {
+                if (!single) Refuse("standard output, devices and pipes take one item alone");
+                if (IsStandardOutput(arguments_.output)) {
+                    ToStandardOutput(sources_[0]);
+                } else {
+                    ToFile(FileFor(sources_[0]), arguments_.output);
+                }
             } else if (single && !IsFolder(arguments_.output)) {
                 ToFile(FileFor(sources_[0]), arguments_.output);
             } else {
@@ -97,11 +112,41 @@ private:
 
     [[noreturn]] void Refuse(const std::string& reason) const { throw FileError(arguments_.document, reason); }
 
+    // A file whose extension says another format than --format would mislead whoever finds it.
+    void CheckFormat() const {
+        const std::string extension = LowerExtension(arguments_.output);
+        if (arguments_.format.empty() || IsFolder(arguments_.output) || IsDevice(arguments_.output)) return;
+        const auto isSame = [&](const std::string& said) {
+            return said == arguments_.format || (said != "json" && arguments_.format != "json" &&
+                                                 FormatCalled(said) == FormatCalled(arguments_.format));
+        };
+        for (const std::string& known : Formats())
+            if (extension == "." + known && !isSame(known))
+                throw FileError(arguments_.output,
+                                "its extension says another format than --format " + arguments_.format);
+    }
+
+    // Where objects go: in a folder into a file that is called as the document.
+    fs::path ObjectFile() const {
+        if (!IsFolder(arguments_.output)) return arguments_.output;
+        std::error_code error;
+        fs::create_directories(arguments_.output, error);
+        if (error) throw FileError(arguments_.output, error);
+        return arguments_.output / arguments_.document.filename().replace_extension(".json");
+    }
+
+    // What a single file or device is written as; none: as its extension says.
+    std::optional<FileFormat> FormatFor(const MeasurementFile& file, const fs::path& path) const {
+        if (!arguments_.format.empty()) return FormatCalled(arguments_.format);
+        if (IsDevice(path)) return FormatOf(std::string("x") + ExtensionFor(file));
+        return std::nullopt;
+    }
+
     void FindSources() {
         if (IsForAll()) {
             if (arguments_.addresses.empty()) AddAllBelow(document_.Root());
             for (const std::string& address : arguments_.addresses) {
-                for (const Node& each : Found(address)) AddAllBelow(each);
+                for (const Node& each : Outermost(Found(address))) AddAllBelow(each);
             }
         } else {
             for (const std::string& address : arguments_.addresses) {
@@ -183,8 +228,9 @@ private:
         MeasurementFile file = FileFor(source);
         const fs::path path = "stdout" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format);
         std::stringstream bytes;
-        Write(path, file, [&](const MeasurementFile& written) {
-            return WriteMeasurement(path, bytes, FormatOf(path), written, OptionsOf(arguments_.bits));
+        const FileFormat format = FormatOf(path);
+        Write(path, format, file, [&](const MeasurementFile& written) {
+            return WriteMeasurement(path, bytes, format, written, OptionsOf(arguments_.bits));
         });
         BinaryOutput();
         bytes.clear();
@@ -194,12 +240,11 @@ private:
     }
 
     void ToFile(MeasurementFile file, const fs::path& path) {
-        std::error_code ignored;
-        if (!arguments_.force && fs::exists(fs::symlink_status(path, ignored)))
-            throw FileError(path, "the file exists already; --force replaces it");
-        Write(path, file, [&](const MeasurementFile& written) {
-            return WriteMeasurementFile(path, written, OptionsOf(arguments_.bits));
-        });
+        CheckMayWrite(path, arguments_.force);
+        WriteOptions options = OptionsOf(arguments_.bits);
+        options.format = FormatFor(file, path);
+        Write(path, options.format ? *options.format : FormatOf(path), file,
+              [&](const MeasurementFile& written) { return WriteMeasurementFile(path, written, options); });
         Reports() << Shown(FromUtf8(file.name)) << ": " << ShapeText(file.rows, file.columns) << " written to "
                   << Utf8(path) << '\n';
     }
@@ -254,8 +299,8 @@ private:
 
     // What a format of samples does not keep is told.
     template <class WriteFile>
-    void Write(const fs::path& path, MeasurementFile& file, WriteFile write) {
-        if (!IsSound(FormatOf(path))) {
+    void Write(const fs::path& path, FileFormat format, MeasurementFile& file, WriteFile write) {
+        if (!IsSound(format)) {
             write(file);
             return;
         }
@@ -263,6 +308,8 @@ private:
         const std::size_t rounded = write(file);
         if (rounded != 0)
             Tell(path, std::to_string(rounded) + " of " + std::to_string(file.values.size()) + " samples are rounded");
+        const SoundFormat sound = format == FileFormat::Flac ? SoundFormat::Flac : SoundFormat::Wav;
+        if (!KeepsLoudspeakers(file, sound)) Tell(path, "the loudspeakers of its channels are left out");
         if (file.startTime.value_or(0) != 0) Tell(path, "the start time is left out; .txt and .csv keep it");
     }
 
@@ -294,7 +341,8 @@ Command commands::Export() {
              {"-o,--output",
               &arguments->output,
               kFile,
-              "the file to write, whose extension says the format; - for standard output; or a folder",
+              "the file to write, whose extension says the format; - for standard output; a device or pipe; or a "
+              "folder",
               {.required = true}},
              {"--all",
               &arguments->all,
@@ -302,10 +350,9 @@ Command commands::Export() {
               "write every array of what is below NAME, or of the document, into a folder"},
              {"--format",
               &arguments->format,
-              {.shown = "FORMAT", .choices = {"txt", "frd", "csv", "wav", "flac", "json"}},
-              "the format in a folder and on standard output; else wav for impulse responses, csv for plain numbers "
-              "and "
-              "txt for all others"},
+              {.shown = "FORMAT", .choices = Formats()},
+              "the format in a folder, of a file whose extension says none, and on standard output, devices and pipes; "
+              "there and\nin folders else wav for impulse responses, csv for plain numbers and txt for all others"},
              {"--bits",
               &arguments->bits,
               {.shown = "BITS", .choices = {"16", "24", "32", "float"}},
@@ -331,7 +378,9 @@ Command commands::Export() {
             "\n"
             ".json keeps the items themselves, with all their properties and everything below them, arrays included; "
             "import\n"
-            "puts them back without loss. --all takes the whole document.\n"
+            "puts them back without loss. Without NAME it is the whole document; in a folder the file is called as "
+            "the\n"
+            "document is (\"studio.json\").\n"
             "\n"
             "In a folder each file is named after its item, in folders as in the document, without those that all "
             "files\n"

@@ -2,10 +2,13 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
 
 #include "command_line/run_options.hpp"
 #include "commands/commands.hpp"
 #include "documents/documents_in.hpp"
+#include "documents/folders.hpp"
 #include "documents/processes.hpp"
 #include "files/text_encoding.hpp"
 #include "objects/json.hpp"
@@ -27,6 +30,16 @@ struct FindArguments {
 
 std::string ProblemOfClass(const std::string& name) {
     return FindClass(name) ? "" : "there is no class " + name + "; \"tree --json\" prints the classes of objects";
+}
+
+std::string ProblemOfPattern(const std::string& pattern) {
+    if (pattern.find('/') == pattern.npos) return {};
+    try {
+        StepsOf(pattern);
+        return {};
+    } catch (const std::invalid_argument& problem) {
+        return Quoted(pattern) + ": " + problem.what();
+    }
 }
 
 std::string ProblemOfId(const std::string& text) {
@@ -59,7 +72,7 @@ public:
           pattern_(FromUtf8(arguments.pattern)),
           className_(arguments.className.empty() ? nullptr : FindClass(arguments.className)),
           hasPattern_(pattern_.find_first_of(u"*?") != pattern_.npos),
-          isPath_(pattern_.find(u'/') != pattern_.npos) {
+          isAddress_(pattern_.find(u'/') != pattern_.npos) {
         if (!arguments.id.empty()) id_ = ToText(*ParseGuid(FromUtf8(arguments.id)));
     }
 
@@ -69,10 +82,12 @@ public:
             const ReadDocument document(path);
             OnDocument(path, "cannot be read", [&] {
                 Paths paths;
+                const Node& root = document.Root();
+                const std::set<std::u16string> addressed = Addressed(path, root);
                 const auto add = [&](const Node& item) {
-                    if (Fits(item, paths)) Add(item, paths, path, namesDocument, findings);
+                    if (Fits(item, addressed)) Add(item, paths, path, namesDocument, findings);
                 };
-                ForEachItem(document.Root(), add, [&](const std::string& problem) {
+                ForEachItem(root, add, [&](const std::string& problem) {
                     findings.problem += (findings.problem.empty() ? "" : "\n") + Utf8(path) + ": " + problem;
                 });
             });
@@ -83,11 +98,24 @@ public:
     }
 
 private:
-    bool Fits(const Node& item, Paths& paths) const {
+    // The IDs of what the pattern fits as an address.
+    std::set<std::u16string> Addressed(const fs::path& path, const Node& root) const {
+        std::set<std::u16string> ids;
+        if (!isAddress_) return ids;
+        try {
+            for (const Node& each : Addresses(path, root).FindAll(arguments_.pattern))
+                if (each.HasId()) ids.insert(each.Id());
+        } catch (const FileError&) {
+            return ids;  // there is none
+        }
+        return ids;
+    }
+
+    bool Fits(const Node& item, const std::set<std::u16string>& addressed) const {
         if (className_ && item.Class() != className_) return false;
-        if (!id_.empty() && item.Id() != id_) return false;
-        const std::u16string text = isPath_ ? FromUtf8(paths.Of(item)) : item.Name();
-        return FitsPattern(text, hasPattern_ ? pattern_ : u'*' + pattern_ + u'*');
+        const std::u16string id = item.Id();
+        if (!id_.empty() && id != id_) return false;
+        return addressed.contains(id) || FitsPattern(item.Name(), hasPattern_ ? pattern_ : u'*' + pattern_ + u'*');
     }
 
     void Add(const Node& item, Paths& paths, const fs::path& path, bool namesDocument, Findings& findings) const {
@@ -105,15 +133,16 @@ private:
     const FindArguments& arguments_;
     std::u16string pattern_, id_;
     const ClassDescription* className_;
-    bool hasPattern_, isPath_;
+    bool hasPattern_, isAddress_;
 };
 
 // Searches the documents and prints what is found in their order.
 ExitStatus RunFind(const FindArguments& arguments) {
     const Search finder(arguments);
     const std::vector<fs::path> places = arguments.places.empty() ? std::vector<fs::path>{"."} : arguments.places;
-    const std::vector<fs::path> documents = DocumentsIn(places);
-    const bool namesDocuments = documents.size() != 1 || fs::is_directory(places[0]);
+    const FoundDocuments there = DocumentsIn(places);
+    const std::vector<fs::path>& documents = there.paths;
+    const bool namesDocuments = documents.size() != 1 || IsFolder(places[0]);
     std::size_t found = 0, failed = 0;
     Json all = Json::array();
     const auto search = [&](std::size_t at) { return finder.In(documents[at], namesDocuments).Packed(); };
@@ -127,6 +156,8 @@ ExitStatus RunFind(const FindArguments& arguments) {
         found += each.count;
         all.insert(all.end(), each.objects.begin(), each.objects.end());
     });
+    for (const std::string& problem : there.problems) std::cerr << problem << '\n';
+    failed += there.problems.size();
     if (arguments.json) PrintJson(std::cout, all);
     if (documents.size() != 1)
         Reports() << found << (found == 1 ? " object" : " objects") << " found in " << documents.size()
@@ -144,8 +175,8 @@ Command commands::Find() {
         .use = DocumentUse::None,
         .options = {{"PATTERN",
                      &arguments->pattern,
-                     kShown,
-                     "a part of the name, or a pattern for all of it",
+                     {"", ProblemOfPattern},
+                     "a part of the name, a pattern for all of it, or an address",
                      {.required = true}},
                     {"DOC", &arguments->places, kShown,
                      "documents, and folders that are searched for .lvp and .lvs; this folder if there is none"},
@@ -153,11 +184,13 @@ Command commands::Find() {
                     {"--id", &arguments->id, {"ID", ProblemOfId}, "only the object of the ID"},
                     {"--json", &arguments->json, {}, "print a JSON list of what is found"}},
         .details =
-            "A pattern has * for any characters or ? for any one; letter case does not matter. One with a slash in it "
-            "has to fit\n"
-            "the whole address instead of the name: \"SpeakerEQs/*/Measurements/On*\". '' fits all names. Addresses "
-            "are printed\n"
-            "as all commands take them, behind the document where several are searched.",
+            "A pattern has * for any characters or ? for any one; letter case does not matter, and '' fits all names. "
+            "One with a\n"
+            "slash in it is an address as other commands take them, whose steps may be patterns: "
+            "\"Left/*/Measurements/On*\",\n"
+            "\"Exp*/O*\", and \"Rooms/**/L*\", where ** is any number of steps (\"lumvex help show\" says all about "
+            "them).\n"
+            "Addresses are printed as all commands take them, behind the document where several are searched.",
         .incomplete = "nothing was found",
         .run = [arguments] { return RunFind(*arguments); }};
 }

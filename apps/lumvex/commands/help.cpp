@@ -26,10 +26,10 @@ std::string ClassesThatHave(const std::string& property) {
     std::string text;
     for (const ClassDescription& each : kClasses) {
         if (each.kind == Kind::Collection) continue;
-        const MemberDescription* member = each.ownInterface->Find(property);
-        if (member && (IsValue(*member) || IsReference(*member)))
-            text += (text.empty() ? "; it is a property: " : ", ") + TypeName(*each.ownInterface) + '.' +
-                    std::string(member->name);
+        for (const MemberDescription* member : ShownProperties(*each.ownInterface))
+            if (CompareNoCase(FromUtf8(member->name), FromUtf8(property)) == 0)
+                text += (text.empty() ? "; it is a property: " : ", ") + TypeName(*each.ownInterface) + '.' +
+                        std::string(member->name);
     }
     return text;
 }

@@ -11,6 +11,7 @@
 #include "commands/commands.hpp"
 #include "documents/document.hpp"
 #include "files/impulse_of_response.hpp"
+#include "files/loudspeakers.hpp"
 #include "files/text_encoding.hpp"
 #include "measurements/destination.hpp"
 #include "measurements/model_lookup.hpp"
@@ -40,6 +41,7 @@ std::string Report(std::span<const InputFile> files, const StoredItem& stored) {
     if (content.kind == MeasurementFile::Kind::Impulse) report << ", " << content.sampleRate << " Hz";
     if (content.kind == MeasurementFile::Kind::Calibration) report << ", calibration";
     if (content.startTime && *content.startTime != 0) report << ", starts at " << *content.startTime << " s";
+    if (!content.loudspeakers.empty()) report << ", for " << LoudspeakerText(content.loudspeakers);
     if (content.sensitivity) report << ", sensitivity " << *content.sensitivity << " dB";
     if (content.serialNumber) report << ", serial number " << Shown(FromUtf8(*content.serialNumber));
     if (!stored.note.empty()) report << "; " << stored.note;
@@ -199,7 +201,8 @@ Command commands::Import() {
             "Files become named data of a project: with all their columns, the sample rate (0 without samples), the\n"
             "file's name without its extension, and its date. What the header of a calibration or of an impulse "
             "response\n"
-            "as text says besides is kept in a datum behind it, \"NAME (header)\"; --header keeps every header so.\n"
+            "as text says besides, and the loudspeakers that the channels of a sound file are for, is kept in a datum "
+            "behind it, \"NAME (header)\"; --header keeps every header so.\n"
             "`export` puts it back.\n"
             "\n"
             ".json files that `export` wrote put objects of any kind back to where they were, with everything below "

@@ -132,7 +132,8 @@ void Print(const Json& json) {
 ExitStatus RunInfo(const InfoArguments& arguments) {
     ExitStatus status = kDone;
     Json all = Json::array();
-    for (const fs::path& document : DocumentsIn(arguments.places)) {
+    const FoundDocuments documents = DocumentsIn(arguments.places);
+    for (const fs::path& document : documents.paths) {
         Json facts;
         std::string problem;
         try {
@@ -152,6 +153,8 @@ ExitStatus RunInfo(const InfoArguments& arguments) {
         if (!problem.empty()) std::cerr << OnErrors(Colour::Bad, problem) << '\n';
         all.push_back(std::move(facts));
     }
+    for (const std::string& problem : documents.problems) std::cerr << OnErrors(Colour::Bad, problem) << '\n';
+    if (!documents.problems.empty()) status = kDocumentFailed;
     if (arguments.json) PrintJson(std::cout, all);
     return status;
 }

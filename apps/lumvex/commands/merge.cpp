@@ -50,7 +50,7 @@ public:
     // To be called once, when everything has been taken.
     ExitStatus Finish(std::vector<std::string>& lines) {
         for (const std::string& each : copier_.MendReferences())
-            std::cerr << each << " is not in the document; the reference is left as it was\n";
+            std::cerr << each << " is no object of the document or its library\n";
         Paths paths;
         for (const auto& [sign, object] : told_) lines.push_back(sign + paths.Of(object));
         return conflicts_ == 0 ? kDone : kIncomplete;
@@ -132,10 +132,11 @@ Command commands::Merge() {
                     {"ADDRESS", &arguments->addresses, kShown, "the objects in it; all of them if there is none"},
                     {"--replace", &arguments->replace, {}, "also take over what differs; nothing is ever removed"}},
         .details = std::string(kAddressHelp) +
-                   "\nSteps may be patterns here. Objects are the same object when they have one ID, or else one "
+                   "\nObjects are the same object when they have one ID, or else one "
                    "address. Lines with +\n"
                    "are the addresses of what was copied, lines with ~ of what was replaced; \"diff FROM DOC\" says "
-                   "before what would be.",
+                   "before what would be.\n"
+                   "What the document says of itself (Units) stays.",
         .incomplete = "something differs and was left as it is or cannot be read, or there is no such object",
         .run = [arguments] { return RunMerge(*arguments); }};
 }

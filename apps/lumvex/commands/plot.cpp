@@ -229,12 +229,10 @@ void PrintPicture(const std::string& png, const std::string& protocol) {
 
 ExitStatus RunPlot(const PlotArguments& arguments) {
     const std::string extension = LowerExtension(arguments.file);
-    std::error_code ignored;
     if (!arguments.file.empty()) {
         if (extension != ".svg" && extension != ".png")
             throw FileError(arguments.file, "pictures are written as .svg or .png");
-        if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
-            throw FileError(arguments.file, "the file exists already; --force replaces it");
+        CheckMayWrite(arguments.file, arguments.force);
     }
     const Picture picture = PictureOf(arguments);
     const std::string protocol = arguments.terminal.empty() ? TerminalProtocol() : arguments.terminal;

@@ -20,22 +20,29 @@ struct RemoveArguments {
     bool force = false;
 };
 
-// What else in the document refers to one of the objects: "BoxCfgs/Studio/Banks/.../Left: Speaker".
-std::vector<std::string> ReferencesTo(const std::set<std::u16string>& ids, const Node& root, Paths& paths,
-                                      const Unreadable& unreadable) {
-    std::vector<std::string> found;
+struct Referring {
+    Node item;
+    const MemberDescription* reference;
+};
+
+// What else in the document refers to one of the objects.
+std::vector<Referring> ReferencesTo(const std::set<std::u16string>& ids, const Node& root,
+                                    const Unreadable& unreadable) {
+    std::vector<Referring> found;
     const auto look = [&](const Node& item) {
         if (ids.contains(item.Id())) return;
         for (const MemberDescription* each : ContentOf(item.Type())) {
             if (!IsReference(*each)) continue;
             const Node target = item.Follow(*each);
-            if (target && target.HasId() && ids.contains(target.Id()))
-                found.push_back(paths.Of(item) + ": " + std::string(each->name));
+            if (target && target.HasId() && ids.contains(target.Id())) found.push_back({item, each});
         }
     };
     ForEachItem(root, look, unreadable);
     return found;
 }
+
+// A link takes no target but a real one.
+bool IsLink(const Node& item) { return item.Get(*item.Type().Find("IsLink")).lVal != 0; }
 
 void CheckRemovable(const Node& object, const std::string& path) {
     if (!object.Is(Kind::Item))
@@ -69,10 +76,13 @@ ExitStatus RunRemove(const RemoveArguments& arguments) {
         const auto tell = [&](const std::string& problem) {
             std::cerr << Utf8(arguments.document) << ": " << problem << "; what it refers to is not known\n";
         };
-        const std::vector<std::string> references = ReferencesTo(ids, root, paths, tell);
-        for (const std::string& each : references) std::cerr << each << " refers to it\n";
+        const std::vector<Referring> references = ReferencesTo(ids, root, tell);
+        for (const Referring& each : references)
+            std::cerr << paths.Of(each.item) << ": " << each.reference->name << " refers to it\n";
         if (!references.empty() && !arguments.force)
             throw PropertyError("nothing was removed; --force empties what refers to it");
+        for (const Referring& each : references)
+            if (!IsLink(each.item)) each.item.Put(*each.reference, {}, Variant::FromDispatch(nullptr));
         for (const Node& object : chosen) {
             const std::string path = paths.Of(object);
             try {
@@ -96,12 +106,14 @@ Command commands::Remove() {
             .use = DocumentUse::Changes,
             .options = {DocumentOption(arguments->document, "the project or library that is changed"),
                         {"ADDRESS", &arguments->addresses, kShown, "the objects", {.required = true}},
-                        {"--force", &arguments->force, {}, "also what others refer to; the references become none"}},
-            .details =
-                std::string(kAddressHelp) +
-                "\nSteps may be patterns here: \"Data/*\" is all named data. All of the objects are removed, or none "
-                "is. \"compact\"\n"
-                "gives the space back to the disk.",
+                        {"--force",
+                         &arguments->force,
+                         {},
+                         "also what others refer to; the references become none, and links lead nowhere"}},
+            .details = std::string(kAddressHelp) +
+                       "\n\"Data/*\" is all named data. All of the objects are removed, or none "
+                       "is. \"compact\"\n"
+                       "gives the space back to the disk.",
             .incomplete = "there is no such object, or something refers to it; nothing was removed",
             .run = [arguments] { return RunRemove(*arguments); }};
 }

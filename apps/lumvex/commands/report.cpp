@@ -6,6 +6,7 @@
 #include "commands/commands.hpp"
 #include "documents/document.hpp"
 #include "files/file_error.hpp"
+#include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
 #include "report/page.hpp"
 
@@ -22,14 +23,12 @@ struct ReportArguments {
 };
 
 ExitStatus RunReport(const ReportArguments& arguments) {
-    std::error_code ignored;
-    if (!arguments.force && fs::exists(fs::symlink_status(arguments.file, ignored)))
-        throw FileError(arguments.file, "the file exists already; --force replaces it");
+    CheckMayWrite(arguments.file, arguments.force);
     ReportOptions options{.documents = arguments.documents};
     if (!arguments.calibration.empty()) options.calibration = ReadCalibration(arguments.calibration);
     const ReportResult result = WriteReport(options, arguments.file);
-    Reports() << Utf8(arguments.file) << ": " << result.objects << " objects, " << result.curves << " traces, "
-              << result.bytes << " bytes\n";
+    Reports() << Utf8(arguments.file) << ": " << result.objects << " objects, " << result.curves << " traces"
+              << (result.bytes ? ", " + std::to_string(*result.bytes) + " bytes" : "") << '\n';
     if (result.unreadable == 0) return kDone;
     std::cerr << result.unreadable << (result.unreadable == 1 ? " object" : " objects")
               << " could not be read; the report says which\n";

@@ -103,7 +103,7 @@ Command commands::Show() {
                     {"ADDRESS", &arguments->addresses, kShown, "the objects; the document itself when there is none"},
                     {"--json", &arguments->json, {}, "print a JSON list of objects"}},
         .details = std::string(kAddressHelp) +
-                   "\nSteps may be patterns here: Left/*/Measurements/On* shows several objects.\n"
+                   "\n"
                    "Of arrays the shape, the type, the range, the greatest magnitude with its place and the first "
                    "values are\n"
                    "shown; \"get\" prints all values.",

@@ -1,9 +1,10 @@
 #include "documents/documents_in.hpp"
 
-#include <algorithm>
 #include <string>
 
 #include "documents/document.hpp"
+#include "documents/folders.hpp"
+#include "files/file_error.hpp"
 #include "files/text_encoding.hpp"
 
 namespace lumvex::app {
@@ -17,27 +18,33 @@ bool IsDocumentName(const fs::path& path) {
     return extension == ".lvp" || extension == ".lvs";
 }
 
+void AddDocumentsBelow(const fs::path& folder, FoundDocuments& found) {
+    try {
+        for (const FolderEntry& each : EntriesOf(folder)) {
+            if (each.isFolder) AddDocumentsBelow(each.path, found);
+            if (each.isFile && IsDocumentName(each.path)) found.paths.push_back(each.path);
+        }
+    } catch (const FileError& error) {
+        found.problems.push_back(std::string(error.what()) + "; what is in the folder is left out");
+    }
+}
+
 }  // namespace
 
-std::vector<fs::path> DocumentsIn(const std::vector<fs::path>& places) {
-    std::vector<fs::path> documents;
+FoundDocuments DocumentsIn(const std::vector<fs::path>& places) {
+    FoundDocuments found;
     for (const fs::path& place : places) {
-        if (!fs::is_directory(place)) {
-            documents.push_back(place);
-            continue;
+        if (IsFolder(place)) {
+            AddDocumentsBelow(place, found);
+        } else {
+            found.paths.push_back(place);
         }
-        std::vector<fs::path> below;
-        constexpr auto kOptions = fs::directory_options::skip_permission_denied;
-        for (const fs::directory_entry& each : fs::recursive_directory_iterator(place, kOptions)) {
-            std::error_code ignored;
-            if (IsDocumentName(each.path()) && each.is_regular_file(ignored)) below.push_back(each.path());
-        }
-        std::ranges::sort(below);
-        documents.insert(documents.end(), below.begin(), below.end());
     }
-    if (documents.empty() && !places.empty())
+    if (found.paths.empty() && !found.problems.empty())
+        throw DocumentError(places[0], "cannot be opened", "no document was found; " + found.problems[0]);
+    if (found.paths.empty() && !places.empty())
         throw DocumentError(places[0], "cannot be opened", "there is no document (.lvp, .lvs) in it");
-    return documents;
+    return found;
 }
 
 }  // namespace lumvex::app

@@ -2,12 +2,18 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
 namespace lumvex::app {
 
+struct FoundDocuments {
+    std::vector<std::filesystem::path> paths;
+    std::vector<std::string> problems;  // folders that could not be searched, and why
+};
+
 // The files that are named, and the documents (.lvp, .lvs) in the folders that are named, with everything below them,
-// by name. Throws DocumentError where there is no document at all.
-std::vector<std::filesystem::path> DocumentsIn(const std::vector<std::filesystem::path>& places);
+// by name; links to folders are not followed. Throws DocumentError where there is no document at all.
+FoundDocuments DocumentsIn(const std::vector<std::filesystem::path>& places);
 
 }  // namespace lumvex::app

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -64,6 +65,20 @@ std::string Beginning(const fs::path& path, std::istream& in) {
     return bytes;
 }
 
+// Sound is written in two passes, which a pipe does not take.
+std::size_t WriteToDevice(const fs::path& path, FileFormat format, const MeasurementFile& file,
+                          const WriteOptions& options) {
+    std::stringstream bytes;
+    const std::size_t rounded = WriteMeasurement(path, bytes, format, file, options);
+    bytes.clear();
+    bytes.seekg(0);
+    errno = 0;
+    std::ofstream device(path, std::ios::binary);
+    if (device << bytes.rdbuf()) device.close();
+    if (!device) throw FileError(path, LastSystemError());
+    return rounded;
+}
+
 void CheckTable(const fs::path& path, const MeasurementFile& file) {
     if (file.rows == 0 || file.columns == 0) throw FileError(path, "there are no values to write");
     if (file.values.size() / file.rows != file.columns || file.values.size() % file.rows != 0) {
@@ -119,8 +134,9 @@ std::size_t WriteMeasurement(const fs::path& path, std::iostream& out, FileForma
 }
 
 std::size_t WriteMeasurementFile(const fs::path& path, const MeasurementFile& file, const WriteOptions& options) {
-    const FileFormat format = FormatOf(path);
+    const FileFormat format = options.format ? *options.format : FormatOf(path);
     ReplacedFile replaced(path);
+    if (replaced.IsDevice()) return WriteToDevice(path, format, file, options);
     std::fstream out = Open(path, replaced.Temporary(), std::ios::in | std::ios::out | std::ios::trunc);
     errno = 0;
     const std::size_t rounded = WriteMeasurement(path, out, format, file, options);

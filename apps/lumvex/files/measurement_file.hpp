@@ -35,6 +35,7 @@ struct MeasurementFile {
                                   // phase in degrees; or the channels, full scale -1..1
     std::optional<double> startTime;          // of an impulse response: the time of its first sample in seconds, where
                                               // the file states it
+    std::vector<std::string> loudspeakers;    // of an impulse response, which each channel is for: "FL"; empty: unknown
     std::optional<std::string> serialNumber;  // of a calibrated microphone
     std::optional<double> sensitivity;        // of a calibrated microphone, in dB: relative to what the file says (full
                                               // scale, a factor); a header in mV/Pa is given in dB re 1 V/Pa
@@ -67,16 +68,17 @@ enum class FileFormat { Tabs, Commas, Wav, Flac };
 enum class SampleBits { Whole16, Whole24, Whole32, Float };
 
 struct WriteOptions {
-    std::optional<SampleBits> bits = {};  // none: floats in .wav, 24 bits in .flac
+    std::optional<FileFormat> format = {};  // of a file; none: as its extension says
+    std::optional<SampleBits> bits = {};    // none: floats in .wav, 24 bits in .flac
 };
 
 // The format of a path's extension: .frd and .txt (tabs) and .csv (commas) for text, .wav and .flac for impulse
 // responses. Throws FileError for any other.
 [[nodiscard]] FileFormat FormatOf(const std::filesystem::path& path);
 
-// Writes a file, and gives it the table's date unless that is 0. Reading text and 32-bit floats back gives the same
-// bits. Returns how many samples had to be rounded. Throws FileError, and leaves a file that was there as it was, when
-// the table does not fit the format or the file cannot be written.
+// Writes a file, and gives it the table's date unless that is 0; or into a device or pipe. Reading text and 32-bit
+// floats back gives the same bits. Returns how many samples had to be rounded. Throws FileError, and leaves a file that
+// was there as it was, when the table does not fit the format or the file cannot be written.
 std::size_t WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file,
                                  const WriteOptions& options = {});
 

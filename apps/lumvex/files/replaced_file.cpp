@@ -10,8 +10,25 @@ namespace lumvex::app {
 
 namespace fs = std::filesystem;
 
+bool IsDevice(const fs::path& path) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(path, ignored);
+    return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
+void CheckMayWrite(const fs::path& path, bool force) {
+    std::error_code ignored;
+    const bool isThere = fs::exists(fs::symlink_status(path, ignored));
+    if (isThere && !force && !IsDevice(path)) throw FileError(path, "the file exists already; --force replaces it");
+}
+
 ReplacedFile::ReplacedFile(const fs::path& path) : path_(path), target_(path) {
     std::error_code error;
+    if (app::IsDevice(path)) {
+        isDevice_ = true;
+        temporary_ = path;
+        return;
+    }
     if (fs::is_symlink(fs::symlink_status(path, error))) {
         target_ = fs::weakly_canonical(path, error);
         if (error) throw FileError(path, error);
@@ -19,7 +36,6 @@ ReplacedFile::ReplacedFile(const fs::path& path) : path_(path), target_(path) {
     old_ = fs::status(target_, error);
     if (old_.type() == fs::file_type::none) throw FileError(path, error);
     if (fs::is_directory(old_)) throw FileError(path, std::make_error_code(std::errc::is_a_directory));
-    if (fs::exists(old_) && !fs::is_regular_file(old_)) throw FileError(path, 0, "a file", "a device or pipe");
     // A move would replace even a file that is write-protected, so permission to write is tested first.
     if (fs::exists(old_) && (old_.permissions() & fs::perms::owner_write) == fs::perms::none) {
         throw FileError(path, std::make_error_code(std::errc::permission_denied));
@@ -33,10 +49,11 @@ ReplacedFile::ReplacedFile(const fs::path& path) : path_(path), target_(path) {
 
 ReplacedFile::~ReplacedFile() {
     std::error_code ignored;
-    if (!committed_) fs::remove(temporary_, ignored);
+    if (!committed_ && !isDevice_) fs::remove(temporary_, ignored);
 }
 
 void ReplacedFile::Commit() {
+    if (isDevice_) return;
     std::error_code error;
     if (fs::exists(old_)) fs::permissions(temporary_, old_.permissions(), error);
     if (!error) fs::rename(temporary_, target_, error);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
@@ -12,7 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "files/loudspeakers.hpp"
 #include "files/sound_chunks.hpp"
+#include "files/wave_format.hpp"
 
 namespace lumvex::app {
 
@@ -49,7 +52,9 @@ sf_count_t Read(void* bytes, sf_count_t count, void* stream) {
     auto& file = *static_cast<std::iostream*>(stream);
     file.clear();
     file.read(static_cast<char*>(bytes), count);
-    return file.gcount();
+    const sf_count_t there = file.gcount();
+    if (file.eof()) file.clear();  // the library asks where it is then, too
+    return there;
 }
 
 sf_count_t Write(const void* bytes, sf_count_t count, void* stream) {
@@ -159,10 +164,11 @@ std::string LossOf(int format) {
     }
 }
 
-int FormatOf(SoundFormat format, SampleBits bits, std::size_t channels) {
-    const int container = format == SoundFormat::Flac ? SF_FORMAT_FLAC
-                          : channels > 2 ? SF_FORMAT_WAVEX  // with more, readers expect the extended header
-                                         : SF_FORMAT_WAV;
+// More channels than two go into the extended header, which says what they are for or that this is not known. Floats
+// need it for the first alone: they are then read without a warning by programs that misread it.
+int FormatOf(SoundFormat format, SampleBits bits, const MeasurementFile& file) {
+    const bool isExtended = file.columns > 2 && (bits != SampleBits::Float || !file.loudspeakers.empty());
+    const int container = format == SoundFormat::Flac ? SF_FORMAT_FLAC : isExtended ? SF_FORMAT_WAVEX : SF_FORMAT_WAV;
     switch (bits) {
         case SampleBits::Whole16:
             return container | SF_FORMAT_PCM_16;
@@ -174,6 +180,48 @@ int FormatOf(SoundFormat format, SampleBits bits, std::size_t channels) {
             break;
     }
     return container | SF_FORMAT_FLOAT;
+}
+
+// The loudspeaker of a channel in the library's numbers, which are others in some formats; empty: one without a word.
+std::string LoudspeakerOf(int channel) {
+    constexpr std::pair<int, int> kChannels[] = {
+        {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_FRONT_LEFT},
+        {SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_FRONT_RIGHT},
+        {SF_CHANNEL_MAP_CENTER, SF_CHANNEL_MAP_FRONT_CENTER},
+        {SF_CHANNEL_MAP_LFE, SF_CHANNEL_MAP_LFE},
+        {SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_LEFT},
+        {SF_CHANNEL_MAP_REAR_RIGHT, SF_CHANNEL_MAP_REAR_RIGHT},
+        {SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER, SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER},
+        {SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER, SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER},
+        {SF_CHANNEL_MAP_REAR_CENTER, SF_CHANNEL_MAP_REAR_CENTER},
+        {SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_LEFT},
+        {SF_CHANNEL_MAP_SIDE_RIGHT, SF_CHANNEL_MAP_SIDE_RIGHT},
+        {SF_CHANNEL_MAP_TOP_CENTER, SF_CHANNEL_MAP_TOP_CENTER},
+        {SF_CHANNEL_MAP_TOP_FRONT_LEFT, SF_CHANNEL_MAP_TOP_FRONT_LEFT},
+        {SF_CHANNEL_MAP_TOP_FRONT_CENTER, SF_CHANNEL_MAP_TOP_FRONT_CENTER},
+        {SF_CHANNEL_MAP_TOP_FRONT_RIGHT, SF_CHANNEL_MAP_TOP_FRONT_RIGHT},
+        {SF_CHANNEL_MAP_TOP_REAR_LEFT, SF_CHANNEL_MAP_TOP_REAR_LEFT},
+        {SF_CHANNEL_MAP_TOP_REAR_CENTER, SF_CHANNEL_MAP_TOP_REAR_CENTER},
+        {SF_CHANNEL_MAP_TOP_REAR_RIGHT, SF_CHANNEL_MAP_TOP_REAR_RIGHT}};
+    static_assert(std::size(kChannels) == std::size(kLoudspeakers));
+    const auto known = std::ranges::find_if(
+        kChannels, [&](const auto& each) { return each.first == channel || each.second == channel; });
+    return known == std::end(kChannels) ? "" : std::string(kLoudspeakers[known - std::begin(kChannels)]);
+}
+
+// What the channels are for, where the file has more than two and says it.
+void TakeLoudspeakers(SNDFILE* sound, const SF_INFO& info, MeasurementFile& file) {
+    std::vector<int> channels(static_cast<std::size_t>(info.channels));
+    const int size = static_cast<int>(channels.size() * sizeof(int));
+    if (info.channels <= 2 || sf_command(sound, SFC_GET_CHANNEL_MAP_INFO, channels.data(), size) != SF_TRUE) return;
+    if (std::ranges::count(channels, SF_CHANNEL_MAP_INVALID) == info.channels) return;
+    std::vector<std::string> loudspeakers;
+    std::ranges::transform(channels, std::back_inserter(loudspeakers), LoudspeakerOf);
+    if (std::ranges::find(loudspeakers, "") == loudspeakers.end()) {
+        file.loudspeakers = std::move(loudspeakers);
+    } else {
+        file.notes.push_back("the loudspeakers of its channels are left out");
+    }
 }
 
 // The sample as an integer of 32 bits of which only the first are used; full scale, 1, becomes the largest one.
@@ -211,10 +259,7 @@ MeasurementFile ReadSound(const std::filesystem::path& path, std::iostream& in) 
         file.notes.push_back(std::to_string(file.rounded) + " of " + std::to_string(file.values.size()) +
                              " samples are rounded to 32-bit floats");
     }
-    std::vector<int> speakers(static_cast<std::size_t>(info.channels));
-    const int size = static_cast<int>(speakers.size() * sizeof(int));
-    const bool hasSpeakers = sf_command(sound.get(), SFC_GET_CHANNEL_MAP_INFO, speakers.data(), size) == SF_TRUE;
-    if (info.channels > 2 && hasSpeakers) file.notes.push_back("the loudspeakers of its channels are left out");
+    TakeLoudspeakers(sound.get(), info, file);
     if (!others.empty()) {
         std::string names;
         for (const std::string& each : others) names += (names.empty() ? "" : ", ") + Quoted(each);
@@ -234,7 +279,7 @@ std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, co
     SF_INFO info{};
     info.samplerate = file.sampleRate;
     info.channels = static_cast<int>(file.columns);
-    info.format = FormatOf(format, bits, file.columns);
+    info.format = FormatOf(format, bits, file);
     Sound sound = Open(out, SFM_WRITE, info);
     if (!sound) throw FileError(path, Reason(nullptr));
     // Leaves out the chunk of peaks, which holds the time of writing: the same table always makes the same file.
@@ -266,6 +311,7 @@ std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, co
             throw FileError(path, out ? std::make_error_code(std::errc::io_error) : LastSystemError());
     }
     sound.reset();  // writes the header's lengths
+    if (format == SoundFormat::Wav) CompleteWaveFormat(out, ChannelMaskOf(file.loudspeakers).value_or(0));
     return rounded;
 }
 

@@ -23,6 +23,9 @@ enum class SoundFormat { Wav, Flac };
 void CheckFitsSound(const std::filesystem::path& path, const MeasurementFile& file, SoundFormat format,
                     SampleBits bits);
 
+// Does a file of this format keep which loudspeakers the channels are for?
+[[nodiscard]] bool KeepsLoudspeakers(const MeasurementFile& file, SoundFormat format);
+
 // A file of these samples. The table has been checked; throws FileError when writing fails. Returns how many samples
 // had to be rounded to the bits.
 std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, const MeasurementFile& file,

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 
+#include "files/loudspeakers.hpp"
 #include "files/sound_file.hpp"
 #include "files/text_encoding.hpp"
 
@@ -36,6 +37,11 @@ bool IsSound(std::string_view beginning, const std::filesystem::path& path) {
     constexpr std::string_view kExtensions[] = {".wav", ".wave", ".rf64", ".w64",  ".aif", ".aiff", ".aifc",
                                                 ".au",  ".snd",  ".caf",  ".flac", ".ogg", ".opus", ".mp3"};
     return std::find(std::begin(kExtensions), std::end(kExtensions), LowerExtension(path)) != std::end(kExtensions);
+}
+
+bool KeepsLoudspeakers(const MeasurementFile& file, SoundFormat format) {
+    if (file.loudspeakers.empty()) return true;
+    return format == SoundFormat::Wav && file.columns > 2 && ChannelMaskOf(file.loudspeakers).has_value();
 }
 
 void CheckFitsSound(const fs::path& path, const MeasurementFile& file, SoundFormat format, SampleBits bits) {

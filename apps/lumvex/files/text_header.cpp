@@ -4,6 +4,7 @@
 #include <cmath>
 #include <initializer_list>
 
+#include "files/loudspeakers.hpp"
 #include "files/text_encoding.hpp"
 #include "files/text_numbers.hpp"
 
@@ -102,6 +103,9 @@ void TextHeader::ReadLine(std::string_view line) {
     take(interval_, {"sample interval", "sampling interval", "sample period", "sampling period", "time step"}, seconds);
     take(rate_, {"sample rate", "sampling rate", "samplerate", "sampling frequency", "sample frequency"}, hertz);
     take(start_, {"start time"}, seconds);
+    constexpr std::string_view kLoudspeakersMark = "loudspeakers:";
+    if (const std::size_t at = lower.find(kLoudspeakersMark); at != npos && loudspeakers_.empty())
+        loudspeakers_ = LoudspeakersIn(line.substr(at + kLoudspeakersMark.size()));
     std::optional<StatedNumber> length, channels;
     take(length, {"response length", "number of samples"}, one);
     take(channels, {"channels"}, one);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "files/calibration_header.hpp"
 
@@ -31,6 +32,8 @@ public:
     const std::optional<StatedNumber>& Start() const { return start_; }        // time of the first sample, in seconds
     const std::optional<std::size_t>& Length() const { return length_; }       // samples
     const std::optional<std::size_t>& Channels() const { return channels_; }
+    // "Loudspeakers: FL FR FC", of the channels in their order.
+    const std::vector<std::string>& Loudspeakers() const { return loudspeakers_; }
     bool IsOfMeasurement() const { return measurement_; }
     bool IsOfImpulse() const { return impulse_; }
 
@@ -50,6 +53,7 @@ private:
     CalibrationHeader calibration_;
     std::optional<StatedNumber> interval_, rate_, start_;
     std::optional<std::size_t> length_, channels_;
+    std::vector<std::string> loudspeakers_;
     bool measurement_ = false, impulse_ = false;
     std::string last_, text_;
 };

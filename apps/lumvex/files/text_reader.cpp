@@ -279,6 +279,7 @@ private:
         TakeColumns(channels);
         chosen_ = channels;
         CheckFinite();
+        if (header_.Loudspeakers().size() == file_.columns) file_.loudspeakers = header_.Loudspeakers();
         file_.sampleRate = options_.sampleRate;
         const bool isWhole = header_.Rate() && header_.Rate()->value > 0 && header_.Rate()->value < 1e9 &&
                              header_.Rate()->value == std::floor(header_.Rate()->value);

@@ -8,6 +8,7 @@
 #include <ostream>
 #include <string>
 
+#include "files/loudspeakers.hpp"
 #include "files/text_encoding.hpp"
 #include "files/text_header.hpp"
 #include "files/text_numbers.hpp"
@@ -44,6 +45,7 @@ std::string ImpulseLines(const MeasurementFile& file) {
     lines += " Hz\n* Channels: ";
     Append(lines, file.columns);
     lines += '\n';
+    if (!file.loudspeakers.empty()) lines += "* Loudspeakers: " + LoudspeakerText(file.loudspeakers) + '\n';
     if (!file.startTime) return lines;
     lines += "* Start time (seconds): ";
     Append(lines, *file.startTime);

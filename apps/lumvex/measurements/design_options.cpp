@@ -18,6 +18,8 @@ bool ReadCrossover(const std::string& text, std::vector<float>& values) {
 
 std::string ProblemOfCrossover(const std::string& text) {
     std::vector<float> values;
+    if (text.find(',') != text.npos)  // "1,000" is 1 or 1000
+        return "a crossover has numbers with a decimal point, such as 2200.5:24";
     if (!ReadCrossover(text, values)) return "a crossover is a frequency and a slope, such as 2200:24";
     return ProblemOfEntry(*FindDesignTable("CrossoverData"), values, {}).empty()
                ? ""

@@ -88,7 +88,8 @@ public:
 private:
     // What a datum has no property for.
     std::string HeaderOf(const MeasurementFile& file) const {
-        const bool isMore = file.kind == FileKind::Calibration || file.startTime.value_or(0) != 0;
+        const bool isMore = file.kind == FileKind::Calibration || file.startTime.value_or(0) != 0 ||
+                            (file.kind == FileKind::Impulse && !file.loudspeakers.empty());
         return isMore || (header_ && !file.header.empty()) ? HeaderText(file) : std::string();
     }
 
@@ -130,6 +131,11 @@ private:
     std::string prefix_;
 };
 
+// What measurements of speakers and rooms have no property for.
+std::string NoteOn(const MeasurementFile& channels) {
+    return channels.loudspeakers.empty() ? "" : "the loudspeakers of its channels are not kept; named data keep them";
+}
+
 class SpeakerDestination final : public NamedDestination {
 public:
     SpeakerDestination(const fs::path& document, const Project& project, const Placement& placement)
@@ -156,7 +162,7 @@ public:
                   Link(measurement);
               });
         return {StepText(FromUtf8(speakerName_)) + '/' + StepText(FromUtf8(configName_)) + '/' + StepText(name),
-                channels};
+                channels, NoteOn(channels)};
     }
 
 private:
@@ -198,7 +204,7 @@ public:
                   StoreStartTime(channels.startTime, measurement);
                   measurement.Channel(channel_);
               });
-        return {place_ + StepText(name), channels};
+        return {place_ + StepText(name), channels, NoteOn(channels)};
     }
 
 private:

@@ -9,6 +9,7 @@
 #include "files/text_encoding.hpp"
 #include "measurements/piped_input.hpp"
 #include "objects/exchange.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -28,18 +29,17 @@ ExitStatus ExportObjects(const ReadDocument& document, std::vector<std::string> 
     std::vector<Node> objects;
     for (const std::string& address : addresses)
         for (Node& each : document.Objects().FindAll(address)) objects.push_back(std::move(each));
+    objects = Outermost(objects);
     ExitStatus status = kDone;
     const auto unreadable = [&](const std::string& problem) {
         std::cerr << Utf8(document.Path()) << ": " << problem << '\n';
         status = kIncomplete;
     };
-    if (IsStandardStream(output)) {
+    if (IsStandardOutput(output)) {
         WriteObjects(std::cout, objects, unreadable);
         return status;
     }
-    std::error_code ignored;
-    if (!force && fs::exists(fs::symlink_status(output, ignored)))
-        throw FileError(output, "the file exists already; --force replaces it");
+    CheckMayWrite(output, force);
     ReplacedFile file(output);
     std::ofstream stream(file.Temporary(), std::ios::binary);
     WriteObjects(stream, objects, unreadable);

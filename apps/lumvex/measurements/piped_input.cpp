@@ -24,7 +24,7 @@ std::string AllOf(std::istream& in, const fs::path& path) {
 }
 
 std::string Received(const fs::path& path) {
-    if (IsStandardStream(path)) {
+    if (IsStandardInput(path)) {
         BinaryInput();
         return AllOf(std::cin, path);
     }
@@ -36,11 +36,13 @@ std::string Received(const fs::path& path) {
 
 }  // namespace
 
-bool IsStandardStream(const fs::path& path) { return path == "-"; }
+bool IsStandardInput(const fs::path& path) { return path == "-"; }
+
+bool IsStandardOutput(const fs::path& path) { return path == "-" || path == "/dev/stdout"; }
 
 bool IsPiped(const fs::path& path) {
     std::error_code ignored;
-    return IsStandardStream(path) || fs::is_fifo(path, ignored);
+    return IsStandardInput(path) || fs::is_fifo(path, ignored);
 }
 
 std::iostream& PipedInput(const fs::path& path) {

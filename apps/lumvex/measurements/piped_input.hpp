@@ -1,4 +1,4 @@
-// Measurement files that are no files: standard input and pipes.
+// Measurement files that are no files: standard input and output, and pipes.
 #pragma once
 
 #include <filesystem>
@@ -6,8 +6,12 @@
 
 namespace lumvex::app {
 
-// "-" stands for standard input and output.
-bool IsStandardStream(const std::filesystem::path& path);
+// "-" stands for standard input.
+bool IsStandardInput(const std::filesystem::path& path);
+
+// "-" stands for standard output. /dev/stdout is taken for it, too: where a shell has sent that into a file, the path
+// leads to the file itself.
+bool IsStandardOutput(const std::filesystem::path& path);
 
 // Is it standard input or a pipe, such as <(...) of a shell?
 bool IsPiped(const std::filesystem::path& path);

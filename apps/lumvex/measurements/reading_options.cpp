@@ -58,7 +58,7 @@ std::string NameFrom(const std::string& pattern, const fs::path& path, const std
 
 MeasurementFile ReadPiped(const fs::path& path, const ReadOptions& options) {
     MeasurementFile file = ReadMeasurement(path, PipedInput(path), options);
-    file.name = IsStandardStream(path) ? "stdin" : Utf8(path.stem());
+    file.name = IsStandardInput(path) ? "stdin" : Utf8(path.stem());
     file.modified = std::time(nullptr);
     return file;
 }

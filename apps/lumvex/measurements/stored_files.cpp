@@ -11,6 +11,7 @@
 #include <span>
 #include <sstream>
 
+#include "files/loudspeakers.hpp"
 #include "files/text_header.hpp"
 #include "measurements/named_data.hpp"
 #include "objects/design_tables.hpp"
@@ -83,6 +84,8 @@ void TakeHeader(const std::string& text, MeasurementFile& file) {
     }
     file.header = text;
     if (file.kind == FileKind::Impulse && header.Start()) file.startTime = header.Start()->value;
+    if (file.kind == FileKind::Impulse && header.Loudspeakers().size() == file.columns)
+        file.loudspeakers = header.Loudspeakers();
     const CalibrationHeader& calibration = header.Calibration();
     if (file.kind != FileKind::Response || !calibration.IsCalibration()) return;
     file.kind = FileKind::Calibration;
@@ -244,6 +247,13 @@ std::optional<std::string> DifferenceOf(const MeasurementFile& file, const Measu
     if (file.kind == FileKind::Calibration && file.serialNumber && stored.serialNumber != file.serialNumber) {
         words << "serial number: ";
         return differs(told(stored.serialNumber, ""), told(file.serialNumber, ""));
+    }
+    if (stored.loudspeakers != file.loudspeakers) {
+        words << "loudspeakers: ";
+        const auto of = [](const MeasurementFile& each) {
+            return each.loudspeakers.empty() ? "none" : LoudspeakerText(each.loudspeakers);
+        };
+        return differs(of(stored), of(file));
     }
     if (file.rounded != 0)
         return std::to_string(file.rounded) + " of the file's samples are no 32-bit floats, which the document has";

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 #include <stdexcept>
 
 #include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
+#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -19,7 +21,10 @@ const char* const kAddressHelp =
     "next\n"
     "character as it is, and \\n, \\t and \\u0041 are what they are in JSON; '' is the empty name. An ID in braces is "
     "an\n"
-    "address, too, and / is the document itself.";
+    "address, too, and / is the document itself. In a step without quotation marks * stands for any characters and\n"
+    "? for any one; such a pattern fits collections as well as members, members before collections in the last step,\n"
+    "and ** fits any number of steps: \"Left/**/On*\". Of several objects that an address fits each is taken; where\n"
+    "one is wanted, that is refused.";
 
 namespace {
 
@@ -99,6 +104,7 @@ private:
             if (bracket != step.name.npos) step.place = PlaceIn(std::u16string_view(step.name).substr(bracket));
             if (step.place) step.name.resize(bracket);
             step.isPattern = step.name.find_first_of(u"*?") != step.name.npos;
+            step.isAnySteps = step.name == u"**" && !step.place;
         }
         step.text = ToUtf8(std::u16string_view(text_).substr(first, at_ - first));
         return step;
@@ -186,7 +192,7 @@ bool HasWord(const Node& member, std::u16string_view word) {
 bool Fits(const Node& member, const Step& step, Fit fit) {
     if (fit == Fit::Word) return !step.isQuoted && HasWord(member, step.name);
     const std::u16string name = member.Name();
-    if (step.isPattern) return fit == Fit::Whole && FitsPattern(name, step.name);
+    if (step.isPattern) return FitsPattern(name, step.name);
     return fit == Fit::Whole ? EqualNames(name, step.name) : !step.isQuoted && StartsWith(name, step.name);
 }
 
@@ -234,7 +240,69 @@ void AddBelow(const Node& from, const Step& step, Fit fit, std::vector<Node>& fo
     for (const Node& collection : owned) AddMembers(collection, step, fit, found);
 }
 
-std::vector<Node> StepFrom(const std::vector<Node>& from, const Step& step) {
+// Without those that are there twice: a member can be reached through its collection and past it.
+std::vector<Node> EachOnce(std::vector<Node> nodes) {
+    std::set<std::u16string> seen;
+    std::erase_if(nodes, [&](const Node& each) { return each.HasId() && !seen.insert(each.Id()).second; });
+    return nodes;
+}
+
+std::vector<Node> CollectionsOf(const Node& owner) {
+    std::vector<Node> collections;
+    for (const MemberDescription* each : ChildCollectionsOf(owner.Type())) collections.push_back(owner.Follow(*each));
+    return collections;
+}
+
+// The object and everything below it, owners first; of what cannot be read, nothing.
+void AddWithAllBelow(const Node& from, std::vector<Node>& found) {
+    found.push_back(from);
+    if (from.IsCollection()) {
+        const LONG count = from.Count();
+        for (LONG place = 1; place <= count; ++place)
+            if (const Node member = ReadableMember(from, place, [](const std::string&) {}))
+                AddWithAllBelow(member, found);
+        return;
+    }
+    for (const Node& each : CollectionsOf(from)) AddWithAllBelow(each, found);
+}
+
+// The step "**". As the last one it fits what is below, items alone.
+std::vector<Node> AnyStepsFrom(const std::vector<Node>& from, bool isLast) {
+    std::vector<Node> found;
+    for (const Node& each : from) {
+        const std::size_t first = found.size();
+        AddWithAllBelow(each, found);
+        if (isLast) found.erase(found.begin() + static_cast<std::ptrdiff_t>(first));
+    }
+    if (isLast) std::erase_if(found, [](const Node& each) { return each.IsCollection(); });
+    return found;
+}
+
+// A pattern fits members, and the collections that lead to more.
+std::vector<Node> PatternFrom(const std::vector<Node>& from, const Step& step, bool isLast) {
+    std::vector<Node> members, collections;
+    for (const Node& each : from) {
+        if (each.IsCollection()) {
+            AddMembers(each, step, Fit::Whole, members);
+            continue;
+        }
+        for (const Node& collection : CollectionsOf(each)) {
+            AddMembers(collection, step, Fit::Whole, members);
+            if (!FitsPattern(FromUtf8(PropertyOf(each, collection)), step.name)) continue;
+            if (!step.place) {
+                collections.push_back(collection);
+            } else if (*step.place <= collection.Count()) {
+                collections.push_back(collection.Member(*step.place));
+            }
+        }
+    }
+    if (!isLast || members.empty()) members.insert(members.end(), collections.begin(), collections.end());
+    return members;
+}
+
+std::vector<Node> StepFrom(const std::vector<Node>& from, const Step& step, bool isLast) {
+    if (step.isAnySteps) return AnyStepsFrom(from, isLast);
+    if (step.isPattern) return PatternFrom(from, step, isLast);
     std::vector<Node> found;
     for (const Fit fit : {Fit::Whole, Fit::Word, Fit::Beginning}) {
         for (const Node& each : from) AddBelow(each, step, fit, found);
@@ -349,7 +417,10 @@ std::vector<Node> Addresses::Resolved(const Node& from, std::string_view address
         }
     }
     for (; at < steps.size(); ++at) {
-        std::vector<Node> next = StepFrom(found, steps[at]);
+        std::vector<Node> next = EachOnce(StepFrom(found, steps[at], at + 1 == steps.size()));
+        if (next.empty() && found.size() > 1)
+            Refuse(address, "there is no " + Quoted(steps[at].text) + " in the " + std::to_string(found.size()) +
+                                " objects that what is before it fits");
         if (next.empty())
             Refuse(address,
                    "there is no " + Quoted(steps[at].text) + " in " + PathOf(found[0]) + "; " + Below(found[0]));

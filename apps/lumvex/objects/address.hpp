@@ -9,6 +9,13 @@
 // no whole name may be the beginning of one, as long as it fits one object alone. Speaker configurations are found by
 // their words as well ("bi-amp"). In quotation marks, single or double ones, a step is the whole name of a member,
 // whatever it contains; a backslash there takes the next character as it is (\n, \r, \t and \uXXXX as in JSON).
+//
+//     Exp*/O*                                  all members of "Experiments" whose names begin with O
+//     Left/**/On*                              all objects anywhere below "Left" whose names begin with On
+//
+// A step with * (any characters) or ? (any one) is a pattern. It fits members, and collections that are named; as the
+// last step it fits collections only where it fits no member. The step "**" is any number of steps, none as well; as
+// the last one it is every item below.
 #pragma once
 
 #include <filesystem>
@@ -31,6 +38,7 @@ struct Step {
     std::optional<LONG> place;  // "[2]"
     bool isQuoted = false;      // a member's whole name
     bool isPattern = false;     // the name has * or ? for any characters, or any one
+    bool isAnySteps = false;    // "**"
     std::string text;           // as it was typed
 };
 
@@ -45,6 +53,8 @@ class Addresses {
 public:
     // `document` is named in errors.
     Addresses(std::filesystem::path document, Node root) : document_(std::move(document)), root_(std::move(root)) {}
+
+    const Node& Root() const { return root_; }
 
     // The object of the address; the root for "/" and for the empty text. Throws FileError, which says how far the path
     // leads and what there is, or which objects it fits.

@@ -18,11 +18,24 @@ void Put(const Node& object, const MemberDescription& property, const Node& targ
     object.Put(property, {}, Variant::FromDispatch(target.Pointer()));
 }
 
-// References that can be put and lead to objects with an ID.
+// References to objects with an ID.
+bool LeadsToObject(const MemberDescription& property) {
+    return IsReference(property) && FindClassDescription(property.objectInterface->name);
+}
+
+// Those that can be put.
 std::vector<const MemberDescription*> ReferencesOf(const InterfaceDescription& type) {
-    std::vector<const MemberDescription*> references;
-    for (const MemberDescription* each : ContentOf(type))
-        if (IsReference(*each) && FindClassDescription(each->objectInterface->name)) references.push_back(each);
+    std::vector<const MemberDescription*> references = ContentOf(type);
+    std::erase_if(references, [](const MemberDescription* each) { return !LeadsToObject(*each); });
+    return references;
+}
+
+// Those that are what they were made with: a speaker's model.
+std::vector<const MemberDescription*> FixedReferencesOf(const InterfaceDescription& type) {
+    std::vector<const MemberDescription*> references = ShownProperties(type);
+    std::erase_if(references, [](const MemberDescription* each) {
+        return each->use == MemberUse::ReadWrite || !LeadsToObject(*each);
+    });
     return references;
 }
 
@@ -68,10 +81,12 @@ void Copier::Remember(const Node& original, const Node& copy) {
     }
 }
 
-Node Copier::CounterpartOf(const Node& original) {
-    const MemberDescription& load = *to_.Type().Find("Load");
+Node Copier::CounterpartOf(const Node& original) { return Counterpart(original, to_); }
+
+Node Copier::Counterpart(const Node& original, const Node& root) {
+    const MemberDescription& load = *root.Type().Find("Load");
     try {
-        const Variant loaded = to_.Call(load, Variant::FromText(original.Id()));
+        const Variant loaded = root.Call(load, Variant::FromText(original.Id()));
         if (loaded.vt == VT_DISPATCH && loaded.pdispVal) {
             Node found{Object(Ref<IDispatch>(loaded.pdispVal))};
             if (&found.Type() == &original.Type()) return found;
@@ -79,7 +94,7 @@ Node Copier::CounterpartOf(const Node& original) {
     } catch (const Error&) {  // the document does not have the ID
     }
     try {
-        Node found = addresses_.Find(fromPaths_.Of(original));
+        Node found = Addresses({}, root).Find(fromPaths_.Of(original));
         if (&found.Type() == &original.Type()) return found;
     } catch (const FileError&) {  // nor anything at the address
     }
@@ -89,17 +104,25 @@ Node Copier::CounterpartOf(const Node& original) {
 Node Copier::CopyOf(const Node& target) {
     const auto copied = copies_.find(target.Id());
     if (copied != copies_.end()) return copied->second;
-    const ClassDescription* home = RootClassOf(target.Type());
-    if (home && home != to_.Class()) return target;  // an object of the library
-    return CounterpartOf(target);
+    if (!IsOfLibrary(target)) return CounterpartOf(target);
+    if (IsAtHome(target)) return target;
+    return Counterpart(target, to_.Follow(*LibraryOf(to_)));
 }
 
-// Until it is saved a copied link leads to an object of the document that it came from.
+bool Copier::IsOfLibrary(const Node& target) const {
+    const ClassDescription* home = RootClassOf(target.Type());
+    return home && home != to_.Class();
+}
+
+// Until it is saved a copied link leads to an object of the document that it came from, or of that one's library.
 bool Copier::IsAtHome(const Node& target) const {
     if (!target) return false;
-    if (RootClassOf(target.Type()) != to_.Class()) return true;
-    const MemberDescription& isSame = *to_.Type().Find("IsSame");
-    return to_.Call(isSame, Variant::FromDispatch(target.Root().Pointer())).lVal != 0;
+    if (!target.HasId()) return true;  // the table of configurations is the same everywhere
+    const MemberDescription* library = IsOfLibrary(target) ? LibraryOf(to_) : nullptr;
+    const Node home = library ? to_.Follow(*library) : to_;
+    if (!home) return true;  // nothing says that it is not
+    const MemberDescription& isSame = *home.Type().Find("IsSame");
+    return home.Call(isSame, Variant::FromDispatch(target.Root().Pointer())).lVal != 0;
 }
 
 void Copier::MendLater(const Node& original, const Node& item, const MemberDescription& reference) {
@@ -111,13 +134,18 @@ std::vector<std::string> Copier::MendReferences() {
         for (const MemberDescription* each : ReferencesOf(original.Type()))
             if (original.Follow(*each) && !IsAtHome(copy.Follow(*each))) MendLater(original, copy, *each);
     std::vector<std::string> left;
+    const auto tell = [&](const Node& original, const Node& item, const MemberDescription& reference) {
+        left.push_back(toPaths_.Of(item) + ": " + std::string(reference.name) + " (" +
+                       TargetText(original.Follow(reference), original.Root(), fromPaths_) + ')');
+    };
+    for (const auto& [original, copy] : pairs_)
+        for (const MemberDescription* each : FixedReferencesOf(original.Type()))
+            if (original.Follow(*each) && !IsAtHome(copy.Follow(*each))) tell(original, copy, *each);
     for (const Pending& each : pending_) {
         const Node target = each.original.Follow(*each.reference);
         const Node found = target ? CopyOf(target) : Node();
         if (found || !target) Put(each.item, *each.reference, found);
-        if (target && !found)
-            left.push_back(toPaths_.Of(each.item) + ": " + std::string(each.reference->name) + " (" +
-                           TargetText(target, each.original.Root(), fromPaths_) + ')');
+        if (target && !found) tell(each.original, each.item, *each.reference);
     }
     return left;
 }

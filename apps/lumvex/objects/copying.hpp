@@ -15,7 +15,7 @@ namespace lumvex::app {
 class Copier {
 public:
     // `to` is the root of the copies' document.
-    explicit Copier(Node to) : to_(std::move(to)), addresses_({}, to_) {}
+    explicit Copier(Node to) : to_(std::move(to)) {}
 
     // Into a collection of any document.
     Node Into(const Node& original, const Node& collection);
@@ -42,10 +42,11 @@ private:
     void Remember(const Node& original, const Node& copy);
     void LinkLibrary(const Node& from);
     Node CopyOf(const Node& target);
+    Node Counterpart(const Node& original, const Node& root);
+    bool IsOfLibrary(const Node& target) const;
     bool IsAtHome(const Node& target) const;
 
     Node to_;
-    Addresses addresses_;
     Paths fromPaths_, toPaths_;
     NodePairs pairs_;
     struct Pending {

@@ -484,6 +484,25 @@ void Assign(const Node& object, std::string_view assignment, const Addresses& ad
     for (const Property& property : FindProperties(object.Type(), name)) SetText(object, property, value, addresses);
 }
 
+namespace {
+
+// What there is to say of: what objects tell, and what leads to others, up and down.
+std::vector<const MemberDescription*> DescribedProperties(const InterfaceDescription& type) {
+    std::vector<const MemberDescription*> described = ShownProperties(type);
+    for (const MemberDescription* each : PropertiesOf(type)) {
+        const bool isThere = std::ranges::find(described, each) != described.end();
+        if (!isThere && each->parameters.empty()) described.push_back(each);
+    }
+    return described;
+}
+
+std::string ObjectTypeText(const InterfaceDescription& type) {
+    if (IsCollection(type)) return "collection, whose members are of the class " + TypeName(MemberTypeOf(type));
+    return "reference to a " + TypeName(type);
+}
+
+}  // namespace
+
 std::string DescriptionText(std::string_view classAndProperty) {
     const std::size_t point = std::min(classAndProperty.find('.'), classAndProperty.size());
     const std::string_view className = classAndProperty.substr(0, point);
@@ -508,11 +527,12 @@ std::string DescriptionText(std::string_view classAndProperty) {
                  << each->meaning << '\n';
         return text.str();
     }
-    const std::vector<Property> found = FindProperties(*type, classAndProperty.substr(point + 1));
+    const std::vector<Property> found =
+        FindAmong(DescribedProperties(*type), TypeName(*type) + " has no property", classAndProperty.substr(point + 1));
     const MemberDescription& member = *found[0].member;
     text << TypeName(*type) << '.' << FamilyName(member) << "\n  " << member.meaning << "\n\n";
-    text << "  type    "
-         << (member.objectInterface ? "reference to a " + TypeName(*member.objectInterface) : TypeText(member)) << '\n';
+    text << "  type    " << (member.objectInterface ? ObjectTypeText(*member.objectInterface) : TypeText(member))
+         << '\n';
     if (!UnitOf(member).empty()) text << "  unit    " << UnitOf(member) << '\n';
     if (member.hasRange) {
         text << "  range   " << member.range.lowest;

@@ -1,6 +1,7 @@
 #include "objects/walking.hpp"
 
 #include <algorithm>
+#include <set>
 
 #include "command_line/status_text.hpp"
 #include "objects/address.hpp"
@@ -28,6 +29,24 @@ void ForEachItem(const Node& from, const std::function<void(const Node&)>& visit
     if (from.Is(Kind::Item)) visit(from);
     for (const MemberDescription* each : ChildCollectionsOf(from.Type()))
         ForEachItem(from.Follow(*each), visit, unreadable);
+}
+
+std::vector<Node> Outermost(const std::vector<Node>& objects) {
+    std::set<std::u16string> chosen, told;
+    for (const Node& each : objects)
+        if (each.HasId()) chosen.insert(each.Id());
+    const auto isBelowOther = [&](const Node& object) {
+        for (Node each = object; each.HasId() && !each.Is(Kind::Root);) {
+            each = each.Parent();
+            if (chosen.contains(each.Id())) return true;
+        }
+        return false;
+    };
+    std::vector<Node> outermost;
+    for (const Node& each : objects) {
+        if (!each.HasId() || (!isBelowOther(each) && told.insert(each.Id()).second)) outermost.push_back(each);
+    }
+    return outermost;
 }
 
 NodePairs PairsOf(const Node& original, const Node& copy) {

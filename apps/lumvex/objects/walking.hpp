@@ -21,6 +21,9 @@ Node ReadableMember(const Node& collection, LONG place, const Unreadable& unread
 // is thrown.
 void ForEachItem(const Node& from, const std::function<void(const Node&)>& visit, const Unreadable& unreadable = {});
 
+// The objects without those that are below another of them or there twice, in their order.
+std::vector<Node> Outermost(const std::vector<Node>& objects);
+
 // The items of two trees of the same form, such as an item and its copy, in pairs.
 using NodePairs = std::vector<std::pair<Node, Node>>;
 NodePairs PairsOf(const Node& original, const Node& copy);

@@ -84,7 +84,8 @@ ReportResult WriteReport(const ReportOptions& options, const fs::path& file) {
         WriteElement(out, "script", kPage);
         out << "</body>\n</html>\n";
         if (!out.flush()) throw FileError(file, "it could not be written completely");
-        result = {content.Objects(), content.Blocks(), content.Unreadable(), static_cast<std::uintmax_t>(out.tellp())};
+        result = {content.Objects(), content.Blocks(), content.Unreadable(), {}};
+        if (!replaced.IsDevice()) result.bytes = static_cast<std::uintmax_t>(out.tellp());
     }
     replaced.Commit();
     return result;

@@ -17,7 +17,7 @@ struct ReportOptions {
 
 struct ReportResult {
     std::size_t objects = 0, curves = 0, unreadable = 0;
-    std::uintmax_t bytes = 0;
+    std::optional<std::uintmax_t> bytes = {};  // of the file; none of a device or pipe
 };
 
 // Writes the page, completely or not at all. Throws DocumentError, FileError.

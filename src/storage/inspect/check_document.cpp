@@ -296,7 +296,7 @@ DocumentCheck ExamineDocument(const std::filesystem::path& path, const Progress&
             }
         }
         try {
-            DocumentCheck records = Checker(OpenForReading(path), progress).Run();
+            DocumentCheck records = OnStorage([&] { return Checker(OpenForReading(path), progress).Run(); });
             problems.insert(problems.end(), records.problems.begin(), records.problems.end());
             check.lost = std::move(records.lost);
             check.library = std::move(records.library);
