@@ -26,7 +26,9 @@ bool ObjectFinder::IsOutdated(const SalvagedEntry& entry) const {
 // Whole, with its record exactly as long as its stream; else the best of what there is, or nothing.
 std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const ClassInfo& info) const {
     using Trust = FoundObject::Trust;
+    constexpr std::size_t kMostRivals = 3;
     std::unique_ptr<FoundObject> best;
+    std::vector<Source> candidates;
     const auto rank = [&](const FoundObject& each) {
         const std::uint64_t lost = each.source->Lost(each.source->Size());
         const bool isExact = lost == 0 && IsUnderstood(each, info);
@@ -52,15 +54,20 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
                 found->trust = Trust::Listed;
             if (found->trust == Trust::Certain && std::get<0>(rank(*found))) return found;
             found->hasRival = !isCertain && way == Way::Chain && file_->MayEndElsewhere(*entry);
-            if (!best || rank(*found) > rank(*best)) best.swap(found);
-            if (found && isExact && !isWholeLarge && std::get<0>(rank(*found)) == std::get<0>(rank(*best)) &&
-                found->source->All() != best->source->All())
-                best->hasRival = true;
+            if (isExact && !(isWholeLarge && way != Way::Chain)) candidates.push_back(found->source);
+            if (!best || rank(*found) > rank(*best)) best = std::move(found);
         }
     }
-    if (best && best->trust != Trust::Certain)
-        best->hasRival = best->hasRival || !file_->EndsInZeros(best->source->Extents()) ||
-                         file_->IsDisputed(best->source->Extents());
+    if (!best || best->trust == Trust::Certain) return best;
+    best->hasRival =
+        best->hasRival || !file_->EndsInZeros(best->source->Extents()) || file_->IsDisputed(best->source->Extents());
+    std::set<std::vector<std::byte>> contents{best->source->All()};
+    for (const Source& source : candidates)
+        if (contents.size() <= kMostRivals &&
+            file_->EndsInZeros(source->Extents()) >= file_->EndsInZeros(best->source->Extents()) &&
+            contents.insert(source->All()).second)
+            best->rivals.push_back(ReadCandidate(info, GUID{}, source));
+    best->hasRival = best->hasRival || !best->rivals.empty();
     return best;
 }
 

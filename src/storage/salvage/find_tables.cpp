@@ -66,6 +66,7 @@ void ObjectFinder::ReadTable() {
     ForEachReading(kLocksStream, [&](const Source& source) {
         if (source->Size() < 4 || (source->Size() - 4) % sizeof(LockRow) != 0) return false;
         const std::vector<std::byte> bytes = source->All();
+        if (At<std::uint32_t>(bytes, 0) != (bytes.size() - 4) / sizeof(LockRow)) return false;
         for (std::size_t at = 4; at + sizeof(LockRow) <= bytes.size(); at += sizeof(LockRow))
             document_.locks.push_back(At<LockRow>(bytes, at));
         Claim(*source, source->Size());

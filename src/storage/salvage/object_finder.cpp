@@ -40,6 +40,7 @@ FoundDocument ObjectFinder::Run() {
     if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
         throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
     NoteDoubts();
+    KeepRivals();
     NoteMissing();
     return std::move(document_);
 }
@@ -189,6 +190,13 @@ void ObjectFinder::NoteDoubts() {
                 Lost(Described(*found->info, found->id, found->name),
                      "it is doubtful: what leads to its record may be of an older state, and other bytes may be its "
                      "own");
+}
+
+// What is doubtful is in the document in each way that it may be.
+void ObjectFinder::KeepRivals() {
+    for (const auto& found : document_.objects)
+        for (std::unique_ptr<FoundObject>& rival : found->rivals)
+            if (found->info->kind == ClassKind::Item) document_.unnamed.push_back(std::move(rival));
 }
 
 // Streams that are none of the document's. Those whose entry is not certain are left.

@@ -81,6 +81,7 @@ private:
     bool MayBeOneObject(const FoundObject& one, const FoundObject& other) const;
     bool MayBeMisplaced(const FoundObject& one, const FoundObject& other) const;
     void NoteDoubts();
+    void KeepRivals();
     void ReadOthers();
     void NoteMissing();
 
