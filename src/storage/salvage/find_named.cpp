@@ -53,9 +53,14 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
             else if (entry->standing == SalvagedEntry::Standing::Current)
                 found->trust = Trust::Listed;
             if (found->trust == Trust::Certain && std::get<0>(rank(*found))) return found;
-            found->hasRival = !isCertain && way == Way::Chain && file_->MayEndElsewhere(*entry);
             if (isExact && !(isWholeLarge && way != Way::Chain)) candidates.push_back(found->source);
             if (!best || rank(*found) > rank(*best)) best = std::move(found);
+        }
+        if (isCertain) continue;
+        for (std::vector<compound::Extent>& extents : file_->WithOtherRests(*entry)) {
+            const auto source = std::make_shared<SalvagedSource>(file_, std::move(extents));
+            const auto found = ReadCandidate(info, id, source);
+            if (std::get<1>(rank(*found))) candidates.push_back(source);
         }
     }
     if (!best || best->trust == Trust::Certain) return best;

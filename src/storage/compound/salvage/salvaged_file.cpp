@@ -46,7 +46,7 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     JudgeEntries();
     NoteFollowers(fat_, true);
     FindMiniStream();
-    NoteUnownedLengths();
+    NoteUnowned();
 }
 
 bool SalvagedFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -148,14 +148,23 @@ bool SalvagedFile::IsWholeLarge(const SalvagedEntry& entry) const {
     return left == 0 && sector == kEndOfChain;
 }
 
-bool SalvagedFile::MayEndElsewhere(const SalvagedEntry& entry) const {
-    if (!IsLarge(entry)) return false;
-    std::uint64_t left = SectorsFor(entry.size);
-    for (SectorId sector = entry.start; left > 1 && sector < fat_.next.size(); --left) {
-        if (!fat_.IsCertain(sector) && unownedLengths_.contains(left - 1)) return true;
-        sector = IsRegular(fat_.next[sector]) ? fat_.next[sector] : sector + 1;
+std::vector<std::vector<Extent>> SalvagedFile::WithOtherRests(const SalvagedEntry& entry) const {
+    constexpr std::size_t kMost = 4;
+    std::vector<std::vector<Extent>> found;
+    if (!IsLarge(entry) || unowned_.empty()) return found;
+    const std::vector<SectorId> sectors =
+        Follow(fat_, entry.start, SectorsFor(std::min(entry.size, size_)), Way::Chain);
+    for (std::size_t at = 1; at < sectors.size(); ++at) {
+        if (fat_.IsCertain(sectors[at - 1])) continue;
+        const auto [first, last] = unowned_.equal_range(sectors.size() - at);
+        for (auto rest = first; rest != last && found.size() < kMost; ++rest) {
+            if (rest->second == entry.start) continue;
+            std::vector<SectorId> other(sectors.begin(), sectors.begin() + static_cast<std::ptrdiff_t>(at));
+            for (SectorId sector = rest->second; IsRegular(sector); sector = fat_.next[sector]) other.push_back(sector);
+            found.push_back(Joined(other, false, entry.size));
+        }
     }
-    return false;
+    return found;
 }
 
 bool SalvagedFile::IsCertain(const SalvagedEntry& entry) const {

@@ -66,9 +66,9 @@ public:
     Verdict JudgeChain(const SalvagedEntry& entry) const;
     // Is it a long stream whose chain ends where it does, in tables of whatever state?
     bool IsWholeLarge(const SalvagedEntry& entry) const;
-    // Is there a chain to which nothing leads that may be the rest of a large stream, where no table that is certain
-    // says which sectors are?
-    bool MayEndElsewhere(const SalvagedEntry& entry) const;
+    // Where no table that is certain says which sectors a long stream has: with each chain to which nothing leads, and
+    // which is as long as its rest.
+    std::vector<std::vector<Extent>> WithOtherRests(const SalvagedEntry& entry) const;
     // Nothing about the place of its stream was guessed, if it is read by way of the chain.
     bool IsCertain(const SalvagedEntry& entry) const;
 
@@ -156,7 +156,7 @@ private:
     int ChainHits(SectorId start, const std::vector<SectorId>& beginnings) const;
     std::vector<SectorId> UnownedChains() const;
     std::size_t Likeness(SectorId one, SectorId other) const;
-    void NoteUnownedLengths();
+    void NoteUnowned();
     std::optional<SectorId> MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const;
     std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);
 
@@ -176,10 +176,9 @@ private:
     std::vector<Root> roots_;
     std::vector<std::uint64_t> rootOffsets_;
     Table fat_, miniFat_;
-    // Of the chains that begin in listed pages of the FAT and to which nothing leads.
-    std::unordered_set<std::uint64_t> unownedLengths_;
-    std::unordered_set<SectorId> listedFat_;       // sectors that hold the FAT, as the header and the DIFAT say
-    std::unordered_set<SectorId> miniFatSectors_;  // of pages of the mini FAT that were found by their content
+    std::multimap<std::uint64_t, SectorId> unowned_;  // chains of the FAT to which nothing leads, by their length
+    std::unordered_set<SectorId> listedFat_;          // sectors that hold the FAT, as the header and the DIFAT say
+    std::unordered_set<SectorId> miniFatSectors_;     // of pages of the mini FAT that were found by their content
     SectorId firstDirectory_ = kEndOfChain, firstMiniFat_ = kEndOfChain;  // as the header says
     std::vector<SectorId> miniPages_;
     std::vector<SectorId> miniBeginnings_;  // where streams begin in them, as tables and entries say; ascending

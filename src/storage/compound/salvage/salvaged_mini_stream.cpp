@@ -319,13 +319,14 @@ void SalvagedFile::FindMiniStream() {
             disputed_.insert(miniPages_[page]);
 }
 
-void SalvagedFile::NoteUnownedLengths() {
-    for (SectorId sector : UnownedChains()) {
-        if (pageOfSector_.contains(sector)) continue;
+void SalvagedFile::NoteUnowned() {
+    for (const SectorId begin : UnownedChains()) {
+        if (pageOfSector_.contains(begin) || (!fat_.isListed[begin] && fat_.follows[begin])) continue;
+        SectorId sector = begin;
         std::uint64_t length = 0;
         for (; sector < fat_.next.size() && (fat_.isListed[sector] || roots_.size() > 1); sector = fat_.next[sector])
             if (++length > fat_.next.size()) break;
-        if (sector == kEndOfChain) unownedLengths_.insert(length);
+        if (sector == kEndOfChain) unowned_.emplace(length, begin);
     }
 }
 
