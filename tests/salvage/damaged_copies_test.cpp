@@ -277,7 +277,7 @@ void RepairOne(const Image& image, Damage damage, std::uint64_t seed, Figures& f
     Random random(seed);
     Bytes bytes = image.bytes;
     Hurt(bytes, damage, random);
-    const auto from = folder / "damaged", to = folder / "repaired";
+    const auto from = folder / (image.name == "library" ? "damaged.lvs" : "damaged.lvp"), to = folder / "repaired";
     WriteFileBytes(from, bytes);
     const std::string what = image.name + ", " + kNames[damage] + ", seed " + std::to_string(seed);
     std::vector<GUID> intact;

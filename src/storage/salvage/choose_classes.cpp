@@ -74,6 +74,7 @@ void ObjectFinder::ChooseRootClass() {
         for (const ClassInfo* root : roots) votes[root] += roots.size() == 1 ? 1000 : 1;
     }
     votes.erase(nullptr);
+    if (const auto likely = votes.find(likelyRoot_); likely != votes.end()) ++likely->second;
     if (votes.empty()) return;
     document_.rootClass = std::ranges::max_element(votes, {}, [](const auto& each) { return each.second; })->first;
     for (Readings& readings : unnamed_)

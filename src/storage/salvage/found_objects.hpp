@@ -81,8 +81,9 @@ struct FoundDocument {
 };
 
 // Throws Failure where the file holds nothing of a document. `losses` gets what is known to be lost so far.
-FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
-                          const Progress& progress);
+// `likelyRoot`: the kind of document where nothing in the file tells it; null: any.
+FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, const ClassInfo* likelyRoot,
+                          std::vector<DocumentProblem>& losses, const Progress& progress);
 
 // For reports: which object, and that the end of its record is lost.
 std::string Described(const ClassInfo& info, const GUID& id, std::u16string_view name);

@@ -10,9 +10,10 @@ namespace lumvex::inside {
 
 class ObjectFinder {
 public:
-    ObjectFinder(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
-                 const Progress& progress)
-        : file_(std::make_shared<SalvagedFile>(file, BeginsAsAny)),
+    ObjectFinder(compound::File& file, const ClassGraph& graph, const ClassInfo* likelyRoot,
+                 std::vector<DocumentProblem>& losses, const Progress& progress)
+        : likelyRoot_(likelyRoot),
+          file_(std::make_shared<SalvagedFile>(file, BeginsAsAny)),
           graph_(graph),
           losses_(losses),
           progress_(progress),
@@ -95,6 +96,7 @@ private:
     }
     void Lost(std::string where, std::string what) { losses_.push_back({std::move(where), std::move(what)}); }
 
+    const ClassInfo* likelyRoot_;
     std::shared_ptr<const SalvagedFile> file_;
     const ClassGraph& graph_;
     std::vector<DocumentProblem>& losses_;

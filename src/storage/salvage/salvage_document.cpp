@@ -137,11 +137,21 @@ namespace {
 
 using namespace inside;
 
+// Which kind of document is usually named so; null: none is.
+const ClassInfo* RootNamedLike(const std::filesystem::path& path) {
+    const std::u16string extension = path.extension().u16string();
+    const std::u16string_view kind = extension == u".lvs"   ? u"CSpecifications"
+                                     : extension == u".lvp" ? u"CProject"
+                                                            : u"";
+    const auto found = std::ranges::find(AllClasses(), kind, &ClassInfo::name);
+    return found == AllClasses().end() ? nullptr : *found;
+}
+
 // A file in which nothing was found is refused as when it is opened, with what is wrong with it.
 FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph,
                       Salvage& salvage) {
     try {
-        return FindObjects(file, graph, salvage.losses, {});
+        return FindObjects(file, graph, RootNamedLike(from), salvage.losses, {});
     } catch (const Failure& failure) {
         if (failure.Status() == static_cast<HRESULT>(compound::Status::NotFound))
             OpenCompoundFile(from, compound::Access::ReadShared);
