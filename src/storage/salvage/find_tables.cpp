@@ -81,6 +81,8 @@ void ObjectFinder::ReadTable() {
     });
 }
 
+// Of the kinds that a record may be, without a stream's length that tells: what the file's name says, or the shorter
+// one; what is behind it is zeros.
 bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
     const ClassInfo* best = nullptr;
     Ref<Object> object;
@@ -91,17 +93,19 @@ bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
         try {
             RecordReader reader(source);
             if (hasWord && reader.U32() != kRootWord) return false;
-            self = reader.ObjectReference();
+            const Reference its = reader.ObjectReference();
             Ref<Object> root = info->create();
             info->load(*root, reader, VersionWord(hasWord ? kRootVersion : 1));
             const bool fits = isNamed
                                   ? reader.Left() == 0
                                   : source->IsZero(reader.Position(), (reader.Position() + 63) & ~std::uint64_t{63});
-            if (!fits || IsNil(self.id)) continue;
+            if (!fits || IsNil(its.id)) continue;
+            const bool isLess = info == likelyRoot_ || (best != likelyRoot_ && reader.Position() < end);
+            if (best && !isLess) continue;
             best = info;
             object = root;
+            self = its;
             end = reader.Position();
-            break;
         } catch (const Failure&) {
         }
     }
