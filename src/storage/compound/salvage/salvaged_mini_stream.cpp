@@ -311,12 +311,23 @@ void SalvagedFile::FindMiniStream() {
     if (*start < fat_.follows.size()) fat_.follows[*start] = true;
     miniPages_ = MiniPages(*start, SectorsFor(minis << kMiniSectorShift), beginnings);
     if (!isCertain) certainMiniPages_ = 0;
+    if (IsWholeMiniStream(*start)) guessedPages_.clear();
     miniBeginnings_ = beginnings;
     std::ranges::sort(miniBeginnings_);
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page)
         if (!pageOfSector_.emplace(miniPages_[page], page).second ||
             (roots_.size() > 1 && guessedPages_.contains(page)))
             disputed_.insert(miniPages_[page]);
+}
+
+// Does a root entry lead to a chain of the FAT, of whatever state, that is as long as it says?
+bool SalvagedFile::IsWholeMiniStream(SectorId start) const {
+    std::uint64_t count = 0;
+    SectorId sector = start;
+    for (; sector < fat_.next.size() && count <= sectors_; sector = fat_.next[sector]) ++count;
+    return sector == kEndOfChain && std::ranges::any_of(roots_, [&](const Root& root) {
+               return root.start == start && SectorsFor(root.size) == count;
+           });
 }
 
 void SalvagedFile::NoteUnowned() {
