@@ -156,7 +156,7 @@ private:
     int ChainHits(SectorId start, const std::vector<SectorId>& beginnings) const;
     std::vector<SectorId> UnownedChains() const;
     std::size_t Likeness(SectorId one, SectorId other) const;
-    bool IsWholeMiniStream(SectorId start) const;
+    std::vector<bool> UnsteadyPages() const;
     void NoteUnowned();
     std::optional<SectorId> MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const;
     std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);

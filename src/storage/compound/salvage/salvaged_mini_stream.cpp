@@ -311,23 +311,30 @@ void SalvagedFile::FindMiniStream() {
     if (*start < fat_.follows.size()) fat_.follows[*start] = true;
     miniPages_ = MiniPages(*start, SectorsFor(minis << kMiniSectorShift), beginnings);
     if (!isCertain) certainMiniPages_ = 0;
-    if (IsWholeMiniStream(*start)) guessedPages_.clear();
     miniBeginnings_ = beginnings;
     std::ranges::sort(miniBeginnings_);
+    const std::vector<bool> unsteady = UnsteadyPages();
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page)
-        if (!pageOfSector_.emplace(miniPages_[page], page).second ||
-            (roots_.size() > 1 && guessedPages_.contains(page)))
+        if (!pageOfSector_.emplace(miniPages_[page], page).second || (roots_.size() > 1 && unsteady[page]))
             disputed_.insert(miniPages_[page]);
 }
 
-// Does a root entry lead to a chain of the FAT, of whatever state, that is as long as it says?
-bool SalvagedFile::IsWholeMiniStream(SectorId start) const {
-    std::uint64_t count = 0;
-    SectorId sector = start;
-    for (; sector < fat_.next.size() && count <= sectors_; sector = fat_.next[sector]) ++count;
-    return sector == kEndOfChain && std::ranges::any_of(roots_, [&](const Root& root) {
-               return root.start == start && SectorsFor(root.size) == count;
-           });
+// Of the pages to which no certain link leads, those that are near one that is not behind the sector of the page before
+// it, or in which streams do not begin as they should. Elsewhere, many sectors fit side by side.
+std::vector<bool> SalvagedFile::UnsteadyPages() const {
+    constexpr std::size_t kNear = 4;
+    const PerPage perPage = MiniSectorsPerPage(shift_);
+    std::vector<bool> isOdd(miniPages_.size()), unsteady(miniPages_.size());
+    for (std::size_t page = 1; page < miniPages_.size(); ++page)
+        if (miniPages_[page] != miniPages_[page - 1] + 1) isOdd[page] = true;
+    for (const SectorId mini : miniBeginnings_) {
+        const std::uint32_t page = perPage.PageOf(mini);
+        if (page < isOdd.size() && !BeginsAt(OffsetOfMini(mini))) isOdd[page] = true;
+    }
+    for (std::size_t page = 0; page < isOdd.size(); ++page)
+        for (std::size_t near = page - std::min(page, kNear); isOdd[page] && near <= page + kNear; ++near)
+            if (near < unsteady.size() && guessedPages_.contains(near)) unsteady[near] = true;
+    return unsteady;
 }
 
 void SalvagedFile::NoteUnowned() {
