@@ -62,12 +62,13 @@ function(lumvex_see_rooms target folder)
   endforeach()
 endfunction()
 
-# lumvex_rooms(TARGET ROOMS ROOM... [LIBRARIES ...] [OPTIONS ...] [DEFINITIONS ...]): the object files of all sources in
-# the rooms, folders below the current one. A file whose name ends with a system's (_windows, _posix) is taken on that
-# system alone. A file for one POSIX system (_linux, _other) is left to whoever chooses between them. With sanitizers a
-# file whose name ends with _sanitized takes the place of the one without. What links TARGET sees all of src/.
+# lumvex_rooms(TARGET ROOMS ROOM... [FIRST FILE...] [LIBRARIES ...] [OPTIONS ...] [DEFINITIONS ...]): the object files of
+# all sources in the rooms, folders below the current one, each room's in alphabetical order, but those of FIRST before.
+# A file whose name ends with a system's (_windows, _posix) is taken on that system alone. A file for one POSIX system
+# (_linux, _other) is left to whoever chooses between them. With sanitizers a file whose name ends with _sanitized takes
+# the place of the one without. What links TARGET sees all of src/.
 function(lumvex_rooms target)
-  cmake_parse_arguments(ARG "" "" "ROOMS;LIBRARIES;OPTIONS;DEFINITIONS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "ROOMS;FIRST;LIBRARIES;OPTIONS;DEFINITIONS" ${ARGN})
   add_library(${target} INTERFACE)
   target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${target} INTERFACE ${ARG_LIBRARIES})
@@ -93,6 +94,13 @@ function(lumvex_rooms target)
     if(NOT sources)
       continue()  # headers alone
     endif()
+    foreach(first IN LISTS ARG_FIRST)
+      set(first ${CMAKE_CURRENT_SOURCE_DIR}/${first})
+      if(first IN_LIST sources)
+        list(REMOVE_ITEM sources ${first})
+        list(PREPEND sources ${first})
+      endif()
+    endforeach()
     string(REPLACE "/" "_" objects ${path})
     string(REGEX REPLACE "^src" "room" objects ${objects})
     add_library(${objects} OBJECT ${sources})

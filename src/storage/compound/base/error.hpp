@@ -1,10 +1,12 @@
 // Status codes of the compound-file engine and the one exception that carries them.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
+#include <string_view>
 
 namespace lumvex::compound {
 
@@ -28,28 +30,35 @@ enum class Status : std::uint32_t {
     Corrupt = 0x80030109,     // the file contradicts itself or its own length
 };
 
-// Its text is put together from texts and numbers: throw StorageError(Status::NotFound, "stream ", index). what() is
-// for people and gives the numbers ("sector 900 of 812"); status() is for programs.
+// Its text is put together from texts and whole numbers: throw StorageError(Status::NotFound, "stream ", index). what()
+// is for people and gives the numbers ("sector 900 of 812"); status() is for programs.
 class StorageError : public std::runtime_error {
 public:
+    // What is put together lives as long as the call.
+    class Part {
+    public:
+        Part(const char* text) : text_(text) {}
+        Part(const std::string& text) : text_(text) {}
+        template <std::integral Number>
+        Part(Number number) : number_(static_cast<std::uint64_t>(number)), isNegative_(number < 0) {}
+
+        void AppendTo(std::string& text) const;
+
+    private:
+        std::string_view text_;
+        std::uint64_t number_ = 0;  // where text_ is nowhere
+        bool isNegative_ = false;
+    };
+
     template <class... Parts>
-    explicit StorageError(Status status, const Parts&... parts)
-        : std::runtime_error(Joined(parts...)), status_(status) {}
+    explicit StorageError(Status status, const Parts&... parts) : StorageError(status, {Part(parts)...}) {}
 
     Status status() const noexcept { return status_; }
 
 private:
-    template <class... Parts>
-    static std::string Joined(const Parts&... parts) {
-        std::string text;
-        (Append(text, parts), ...);
-        return text;
-    }
-    static void Append(std::string& text, const char* part) { text += part; }
-    static void Append(std::string& text, const std::string& part) { text += part; }
-    template <class Number>
-    requires std::is_integral_v<Number>
-    static void Append(std::string& text, Number part) { text += std::to_string(part); }
+    // Of all texts there is one function: a function for each, where errors are found, was a fifth of the engine's
+    // code.
+    StorageError(Status status, std::initializer_list<Part> parts);
 
     Status status_;
 };

@@ -12,9 +12,13 @@ namespace {
 
 Header::Bytes ReadHeader(const File& file) {
     Header::Bytes bytes;
-    if (file.Size() < bytes.size())
-        throw StorageError(Status::NotACompoundFile, "no compound file: ", file.Size(), " bytes");
-    file.Read(0, bytes);
+    try {
+        file.Read(0, bytes);
+    } catch (const StorageError&) {
+        const std::uint64_t size = file.Size();
+        if (size >= bytes.size()) throw;
+        throw StorageError(Status::NotACompoundFile, "no compound file: ", size, " bytes");
+    }
     return bytes;
 }
 

@@ -22,6 +22,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
+    volume.AboutToRead(size);
     FileView::Window window;
     StreamBody::Extent extent{0, 0};  // where the old stream's bytes from extentBegin on are
     std::uint64_t extentBegin = 0;
@@ -35,7 +36,8 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
             }
             const std::uint64_t offset = extent.offset + (begin - extentBegin);
             volume.CountRead(offset, length);
-            if (content.Equals(volume.Bytes(offset, length, window, kCompareAhead), length)) continue;
+            const auto ahead = static_cast<std::size_t>(std::min<std::uint64_t>(kCompareAhead, old.size - begin));
+            if (content.Equals(volume.Bytes(offset, length, window, ahead), length)) continue;
         } else {
             content.Skip(length);
         }

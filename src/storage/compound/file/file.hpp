@@ -86,7 +86,7 @@ enum class Access {
 };
 
 // An existing file. NotFound, AccessDenied (no permission, a directory), ShareViolation.
-[[nodiscard]] std::unique_ptr<File> OpenFile(const std::filesystem::path& path, Access access);
+[[nodiscard]] std::unique_ptr<File> OpenFile(std::filesystem::path path, Access access);
 
 // A new file that takes the path's place at TakeName(). Until then a file that exists there is not touched, and closing
 // the new one leaves nothing behind. ShareViolation where the existing file is open in a mode that forbids replacing

@@ -131,9 +131,9 @@ SystemFile::Leads Descriptor::WhereLeads(const fs::path& path) const {
 class PosixFile final : public SharedFile {
 public:
     // temporaryPath: the name that a new file has until TakeName(); empty where it has none.
-    PosixFile(const std::shared_ptr<SystemFile>& opened, int fd, Access access, const fs::path& path, bool hasName,
+    PosixFile(const std::shared_ptr<SystemFile>& opened, int fd, Access access, fs::path path, bool hasName,
               fs::path temporaryPath = {}, system::Place place = {})
-        : SharedFile(opened, access, path, hasName, std::move(place)),
+        : SharedFile(opened, access, std::move(path), hasName, std::move(place)),
           fd_(fd),
           temporaryPath_(std::move(temporaryPath)) {}
 
@@ -349,9 +349,9 @@ std::shared_ptr<SystemFile> Open(const fs::path& path, Access access) {
     return opened;
 }
 
-std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemFile>& opened, Access access) {
+std::unique_ptr<File> FileAt(fs::path path, const std::shared_ptr<SystemFile>& opened, Access access) {
     const int fd = static_cast<const Descriptor&>(*opened).Number();
-    return std::make_unique<PosixFile>(opened, fd, access, path, true);
+    return std::make_unique<PosixFile>(opened, fd, access, std::move(path), true);
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place place) {

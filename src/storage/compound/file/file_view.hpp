@@ -1,5 +1,6 @@
 // Reads a file through a mapping that is behind a guard. Where the file cannot be mapped, and after mapped bytes could
-// not be read, it reads page by page instead: then an error concerns only the bytes that were asked for.
+// not be read, it reads page by page instead: then an error concerns only the bytes that were asked for. It also begins
+// so: making a mapping, the page faults of its first pages and removing it take as long as reading some thirty pages.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +17,9 @@ class FileView {
 public:
     explicit FileView(File& file) : file_(file) {}  // empty until Refresh
 
-    void Refresh();  // looks at the file again; pages and bytes that were returned before are not valid any more
+    // Looks at the file again; pages and bytes that were returned before are not valid any more. toRead: as for
+    // AboutToRead.
+    void Refresh(std::uint64_t toRead = 0);
     void CutTo(std::uint64_t size) noexcept { size_ = std::min(size, size_); }
     std::uint64_t Size() const { return size_; }
 
@@ -34,13 +37,24 @@ public:
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
 
     bool IsMapped() const { return mapped_ != nullptr; }
+    bool Map() const;                              // now, if it can be; is it mapped?
+    void AboutToRead(std::uint64_t count) const {  // so many bytes: maps the file before, where that is faster
+        if (IsWorthMapping(count)) Map();
+    }
     void ReadPageByPage() noexcept { mapped_ = nullptr, mayMap_ = false; }  // from now on
 
 private:
+    static constexpr std::size_t kPage = 4096, kPagesUnmapped = 32;
+    static constexpr std::size_t kFewPages = 8;  // adjacent ones: a page fault of a mapping brings sixteen
+
+    static bool IsWorthMapping(std::uint64_t count) { return count > kFewPages * kPage; }
+    bool MapBefore(std::size_t count) const;
+
     File& file_;
     std::uint64_t size_ = 0;
-    const std::byte* mapped_ = nullptr;
-    bool mayMap_ = true;
+    mutable const std::byte* mapped_ = nullptr;  // the mapping is made by whoever reads much
+    mutable bool mayMap_ = true;
+    mutable std::size_t pagesLeft_ = kPagesUnmapped;  // that are read before the file is mapped
     std::unordered_map<std::uint64_t, std::unique_ptr<std::byte[]>> pages_;
     Window window_;
 };

@@ -237,9 +237,9 @@ private:
 
 class WindowsFile final : public SharedFile {
 public:
-    WindowsFile(const std::shared_ptr<OpenedHandle>& opened, Access access, const fs::path& path, bool hasName,
+    WindowsFile(const std::shared_ptr<OpenedHandle>& opened, Access access, fs::path path, bool hasName,
                 system::Place place = {})
-        : SharedFile(opened, access, path, hasName, std::move(place)), file_(*opened) {}
+        : SharedFile(opened, access, std::move(path), hasName, std::move(place)), file_(*opened) {}
 
     ~WindowsFile() override {
         Unmap();
@@ -451,8 +451,8 @@ std::shared_ptr<SystemFile> Open(const fs::path& path, Access access) {
     return std::make_shared<OpenedHandle>(std::move(file));
 }
 
-std::unique_ptr<File> FileAt(const fs::path& path, const std::shared_ptr<SystemFile>& opened, Access access) {
-    return std::make_unique<WindowsFile>(std::static_pointer_cast<OpenedHandle>(opened), access, path, true);
+std::unique_ptr<File> FileAt(fs::path path, const std::shared_ptr<SystemFile>& opened, Access access) {
+    return std::make_unique<WindowsFile>(std::static_pointer_cast<OpenedHandle>(opened), access, std::move(path), true);
 }
 
 std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place place) {

@@ -5,8 +5,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
-#include <mutex>
+#include <thread>
 
 #include "storage/compound/file/guard_slots.hpp"
 
@@ -14,11 +15,12 @@ namespace lumvex::compound {
 
 namespace {
 
+enum class Stage { Installed, Installing, None };
+
 // The first member is not zero, which puts this among the data that a program touches when it starts. Elsewhere it
 // would cost a page fault of its own, which is a tenth of the time of opening a file.
 struct Handling {
-    bool isToBeInstalled = true;
-    std::mutex whileInstalled;
+    std::atomic<Stage> stage = Stage::None;
     struct sigaction previous {};
 };
 constinit Handling handling;
@@ -72,17 +74,20 @@ struct RemovedAtTheEnd {
 }  // namespace
 
 bool GuardIsInPlace() noexcept {
-    const std::lock_guard lock(handling.whileInstalled);
+    Stage stage = Stage::None;
+    const bool isFirst = handling.stage.compare_exchange_strong(stage, Stage::Installing);
+    while (!isFirst && handling.stage == Stage::Installing) std::this_thread::yield();  // another thread is at it
     struct sigaction current {};
-    if (::sigaction(SIGBUS, nullptr, &current) != 0) return false;
-    if (!handling.isToBeInstalled) return IsOurs(current);
+    if (!isFirst) return ::sigaction(SIGBUS, nullptr, &current) == 0 && IsOurs(current);
+    // The handler before ours has to be known when ours is called for the first time.
     struct sigaction action {};
     action.sa_sigaction = OnBusError;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     ::sigemptyset(&action.sa_mask);
-    handling.previous = current;
-    handling.isToBeInstalled = false;
-    return ::sigaction(SIGBUS, &action, nullptr) == 0;
+    const bool done =
+        ::sigaction(SIGBUS, nullptr, &handling.previous) == 0 && ::sigaction(SIGBUS, &action, nullptr) == 0;
+    handling.stage = Stage::Installed;
+    return done;
 }
 
 }  // namespace lumvex::compound

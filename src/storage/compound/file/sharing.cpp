@@ -23,7 +23,7 @@ constexpr std::uint64_t kGenerationBytes = kWriterByte + 16;
 constexpr std::uint64_t kGenerations = std::uint64_t{1} << 32;
 
 // A path stays what it is when the program changes its folder.
-fs::path Absolute(const fs::path& path) {
+fs::path Absolute(fs::path path) {
     if (path.is_absolute()) return path;
     std::error_code ignored;
     fs::path absolute = fs::absolute(path, ignored);
@@ -84,12 +84,12 @@ void RemoveLeftBehind(const fs::path& target) noexcept {
     }
 }
 
-SharedFile::SharedFile(std::shared_ptr<SystemFile> opened, Access access, const fs::path& path, bool hasName,
+SharedFile::SharedFile(std::shared_ptr<SystemFile> opened, Access access, fs::path path, bool hasName,
                        system::Place place)
     : opened_(std::move(opened)),
       access_(access),
       hasName_(hasName),
-      path_(access == Access::ReadShared ? fs::path() : Absolute(path)),
+      path_(access == Access::ReadShared ? fs::path() : Absolute(std::move(path))),
       mayReplace_(place.mayReplace),
       replaced_(std::move(place.replaced)) {}
 
@@ -131,8 +131,9 @@ bool SharedFile::AnyReader(std::uint32_t first, std::uint32_t count) const {
     return count > before && opened_->MayBeLocked(kGenerationBytes, count - before);
 }
 
-std::unique_ptr<File> OpenFile(const fs::path& path, Access access) {
-    return system::FileAt(path, OpenLocked(path, access), access);
+std::unique_ptr<File> OpenFile(fs::path path, Access access) {
+    const std::shared_ptr<SystemFile> opened = OpenLocked(path, access);
+    return system::FileAt(std::move(path), opened, access);
 }
 
 namespace {

@@ -51,7 +51,7 @@ public:
 
 protected:
     // A file at its path or, without hasName, a new one that takes the path at TakeName(). place: as in CreateBeside.
-    SharedFile(std::shared_ptr<SystemFile> opened, Access access, const std::filesystem::path& path, bool hasName,
+    SharedFile(std::shared_ptr<SystemFile> opened, Access access, std::filesystem::path path, bool hasName,
                system::Place place);
 
     // Of a new file without a name, where something has its name that it may not replace.

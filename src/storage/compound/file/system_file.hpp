@@ -49,7 +49,7 @@ namespace system {
 [[nodiscard]] std::shared_ptr<SystemFile> Open(const std::filesystem::path& path, Access access);
 
 // The file at this path, which was opened by Open and locked for this access.
-[[nodiscard]] std::unique_ptr<File> FileAt(const std::filesystem::path& path, const std::shared_ptr<SystemFile>& opened,
+[[nodiscard]] std::unique_ptr<File> FileAt(std::filesystem::path path, const std::shared_ptr<SystemFile>& opened,
                                            Access access);
 
 // What a new file finds where it is to have its name.

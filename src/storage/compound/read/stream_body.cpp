@@ -118,7 +118,7 @@ const std::byte* StreamBody::Contiguous(std::uint64_t offset, std::uint64_t coun
     static constexpr std::byte kNothing{};
     if (count == 0) return &kNothing;
     const Volume& volume = committed->GetVolume();
-    if (uncommitted || !volume.IsMapped()) return nullptr;
+    if (uncommitted || !volume.MapNow()) return nullptr;
     const std::byte* bytes = nullptr;
     try {
         bytes = FindContiguous(offset, count);

@@ -22,10 +22,7 @@ void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
     for (const Piece& piece : pieces) size += piece.size();
     if (size > kShort) return Write(offset, pieces);
     if (offset != bufferAt_ + buffer_.size() || buffer_.size() + size > kMostBuffered) WriteBuffered();
-    if (buffer_.empty()) {
-        buffer_.reserve(kMostBuffered);
-        bufferAt_ = offset;
-    }
+    if (buffer_.empty()) bufferAt_ = offset;
     for (const Piece& piece : pieces) buffer_.insert(buffer_.end(), piece.begin(), piece.end());
 }
 
@@ -79,9 +76,9 @@ void Volume::HeaderIsWritten() noexcept {
     }
 }
 
-void Volume::Map() {
+void Volume::Map(std::uint64_t toRead) {
     WriteBuffered();
-    view_.Refresh();
+    view_.Refresh(toRead);
     Measure();
 }
 

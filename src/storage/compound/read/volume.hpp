@@ -37,7 +37,8 @@ public:
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
                            std::size_t ahead = 0) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
-    bool IsMapped() const { return view_.IsMapped(); }
+    bool MapNow() const { return view_.Map(); }  // false where bytes cannot be had in a mapping
+    void AboutToRead(std::uint64_t count) const { view_.AboutToRead(count); }
 
     // Unless the answer is Whole, bytes that were read through the mapping may have been zeros in place of the file's.
     File::Shown LookAtMap() const { return view_.IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
@@ -69,7 +70,8 @@ public:
     void AboutToWrite(const Header& header) { tried_.push_back(header); }
     void HeaderIsWritten() noexcept;  // to be called when it was flushed too; marks it as such in the file
 
-    void Map();  // looks at the file again; what was read before may have moved in memory
+    // Looks at the file again; what was read before may have moved in memory. toRead: as for AboutToRead.
+    void Map(std::uint64_t toRead = 0);
     void Adopt(const Header& header) { header_ = header; }
     void CutTo(std::uint64_t size);  // the file was made as short as this
 
