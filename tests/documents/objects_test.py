@@ -431,8 +431,20 @@ class Documents(Objects):
         config = self.tool("get", self.document, speaker, "ModelConfig").stdout
         self.assertIn("Specifications/Manufacturers/", config)
         self.assertEqual(self.tool("get", "other.lvp", speaker, "ModelConfig").stdout, config)
-        self.assertIn("it is a Specifications, the other document a Project",
+        self.assertIn("is of a Project, and the document a Specifications",
                       self.tool("copy", self.document, "Data/*", "--into", "second.lvs", status=INCOMPLETE).stderr)
+        self.tool("copy", self.document, "Specifications/Microphones/*", "--into", "third.lvs")
+
+    def test_a_project_does_not_change_its_library(self):
+        before, library = self.document.read_bytes(), self.library.read_bytes()
+        there = "Specifications/Manufacturers"
+        for line in [["set", there + "/[1]", "Name=x"], ["remove", there + "/*"], ["rename", there + "/[1]", "x"],
+                     ["add", there, "x"], ["copy", there + "/[1]"], ["move", there + "/[1]", "Data"],
+                     ["set", "Specifications", "Name=x"]]:
+            with self.subTest(line=line):
+                self.assertIn("it is of the library; to change that, name its file",
+                              self.tool(line[0], self.document, *line[1:], status=INCOMPLETE).stderr)
+        self.assertEqual((self.document.read_bytes(), self.library.read_bytes()), (before, library))
 
     def test_everything_goes_through_json(self):
         for document, options in [(self.library, []), (self.document, ["--library", "everything.lvs"])]:

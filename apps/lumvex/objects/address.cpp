@@ -450,6 +450,25 @@ std::vector<Node> Addresses::FindAll(const Node& from, std::string_view address)
     return Resolved(from, address);
 }
 
+Node Addresses::FindOwn(std::string_view address) const {
+    Node found = Find(address);
+    RequireOwn(address, found);
+    return found;
+}
+
+std::vector<Node> Addresses::FindAllOwn(std::string_view address) const {
+    std::vector<Node> found = FindAll(address);
+    for (const Node& each : found) RequireOwn(address, each);
+    return found;
+}
+
+void Addresses::RequireOwn(std::string_view address, const Node& object) const {
+    if (!object.HasId()) return;  // a fixed table, which says itself that it cannot be changed
+    const Node root = object.Is(Kind::Root) ? object : object.Root();
+    if (root.Class() == root_.Class()) return;
+    Refuse(address, "it is of the library; to change that, name its file as the document");
+}
+
 Node Addresses::FindTarget(const InterfaceDescription& type, std::string_view address) const {
     const std::vector<Step> steps = Steps(address);
     const bool isId = !steps.empty() && ParseGuid(steps[0].name);
