@@ -396,6 +396,11 @@ class Documents(Objects):
                          ["~ Data/one of everything", "    Data: 1 of 2 values differ, the most by 1 in row 1, column 1",
                           "+ Rooms/mine"])
         self.assertEqual(self.tool("merge", "--replace", self.document, other).stderr, "~ Data/one of everything\n")
+        # The first of a name is the same whether there is a second or not.
+        for document in ["left.lvp", "right.lvp"]:
+            self.tool("import", document, self.file("a'[1].txt", "20 80\n30 81\n"))
+        self.tool("add", "right.lvp", "Data", "a'[1]")
+        self.assertEqual(self.lines("diff", "left.lvp", "right.lvp", status=INCOMPLETE), ["+ Data/\"a'[1]\"[2]"])
         self.assertEqual(self.lines("diff", other, self.document, status=INCOMPLETE), ["+ Rooms/mine"])
         before = self.document.read_bytes()
         self.tool("merge", self.document, other)
@@ -503,6 +508,8 @@ class Documents(Objects):
                 options = ["--replace"] if old else []
                 refused = self.tool("import", self.document, file, *options, status=INCOMPLETE)
                 self.assertIn(words, refused.stderr)
+                self.assertIn("nothing was imported; the document was not changed", refused.stderr)
+                self.assertNotIn("json.exception", refused.stderr)
                 self.assertEqual(self.document.read_bytes(), before)
 
     def test_what_others_refer_to_is_removed_by_force_alone(self):
