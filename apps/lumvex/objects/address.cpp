@@ -7,7 +7,6 @@
 
 #include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
-#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -258,9 +257,13 @@ void AddWithAllBelow(const Node& from, std::vector<Node>& found) {
     found.push_back(from);
     if (from.IsCollection()) {
         const LONG count = from.Count();
-        for (LONG place = 1; place <= count; ++place)
-            if (const Node member = ReadableMember(from, place, [](const std::string&) {}))
-                AddWithAllBelow(member, found);
+        for (LONG place = 1; place <= count; ++place) {
+            try {
+                AddWithAllBelow(from.Member(place), found);
+            } catch (const Error&) {
+                continue;
+            }
+        }
         return;
     }
     for (const Node& each : CollectionsOf(from)) AddWithAllBelow(each, found);
