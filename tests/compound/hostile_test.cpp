@@ -3,6 +3,7 @@
 #include <random>
 
 #include "kit/folders.hpp"
+#include "storage/compound/file/file_view.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
@@ -393,6 +394,26 @@ TEST_P(Hostile, AListOfSixtyThousandEntriesIsReadAndMadeATree) {
     file->Commit();
     EXPECT_EQ(RequireRedBlackTree(disk.Content()), 16u);
     EXPECT_EQ(ContentOf(disk.Content()), content);
+}
+
+// A writer cuts what no reader needs off a file; the cut may be within a page of which others need the beginning.
+TEST(Views, OfFilesThatBecomeShorterReadWhatIsLeft) {
+    const Bytes content = Pattern(20000, 1);
+    const auto file = MemoryFile(content);
+    FileView view(*file);
+    view.Refresh();
+    file->Resize(9000);
+    const auto is = [&](const std::byte* found, std::size_t offset) {
+        return std::equal(found, found + 512, content.begin() + static_cast<std::ptrdiff_t>(offset));
+    };
+    EXPECT_TRUE(is(view.Page(8192, 512), 8192));
+    EXPECT_EQ(StatusOf([&] { view.Page(8704, 512); }), Status::ReadFault);
+    file->Resize(20000);
+    EXPECT_TRUE(is(view.Page(8192, 512), 8192));
+    view.Refresh();
+    EXPECT_FALSE(is(view.Page(9216, 512), 9216));  // not from before the cut
+    EXPECT_EQ(std::string(StorageError(Status::Corrupt, "sector ", -1, std::string(" of "), 7u).what()),
+              "sector -1 of 7");
 }
 
 }  // namespace
