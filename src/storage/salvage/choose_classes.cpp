@@ -74,6 +74,7 @@ void ObjectFinder::ChooseRootClass() {
         for (const ClassInfo* root : roots) votes[root] += roots.size() == 1 ? 1000 : 1;
     }
     votes.erase(nullptr);
+    if (const auto likely = votes.find(likelyRoot_); likely != votes.end()) ++likely->second;
     if (votes.empty()) return;
     document_.rootClass = std::ranges::max_element(votes, {}, [](const auto& each) { return each.second; })->first;
     for (Readings& readings : unnamed_)
@@ -202,10 +203,12 @@ void ObjectFinder::MatchIds() {
         for (std::size_t at = 0; at < ids.size(); ++at) {
             std::unique_ptr<FoundObject> object = std::move(document_.unnamed[found[at]]);
             object->id = ids[at];
-            if (ids.size() > 1)
-                Lost(Described(*info, object->id, object->name),
-                     "its directory entry is lost: which of " + std::to_string(ids.size()) +
-                         " objects it is was told by its place in the file");
+            object->isMatched = true;
+            Lost(Described(*info, object->id, object->name),
+                 "its directory entry is lost: " +
+                     (ids.size() > 1 ? "which of " + std::to_string(ids.size()) +
+                                           " objects it is was told by its place in the file"
+                                     : std::string("it is taken for the one object of its class that is missing")));
             Accept(std::move(object));
         }
     }

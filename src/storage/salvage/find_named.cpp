@@ -1,5 +1,6 @@
 // Objects whose stream has a directory entry that names it.
 #include <algorithm>
+#include <tuple>
 
 #include "storage/salvage/object_finder.hpp"
 
@@ -16,30 +17,63 @@ bool IsUnderstood(const FoundObject& found, const ClassInfo& info) {
 
 }  // namespace
 
+// An entry that is not in the directory of the last state, and whose stream is not where it says any more.
+bool ObjectFinder::IsOutdated(const SalvagedEntry& entry) const {
+    return entry.standing != SalvagedEntry::Standing::Current &&
+           file_->JudgeChain(entry) == SalvagedFile::Verdict::Contradicted;
+}
+
 // Whole, with its record exactly as long as its stream; else the best of what there is, or nothing.
 std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const ClassInfo& info) const {
-    std::unique_ptr<FoundObject> best, exact;
-    const auto isExact = [&](const FoundObject& found) {
-        return found.source->Lost(found.source->Size()) == 0 && IsUnderstood(found, info);
+    using Trust = FoundObject::Trust;
+    constexpr std::size_t kMostRivals = 3;
+    std::unique_ptr<FoundObject> best;
+    std::vector<Source> candidates;
+    const auto rank = [&](const FoundObject& each) {
+        const std::uint64_t lost = each.source->Lost(each.source->Size());
+        const bool isExact = lost == 0 && IsUnderstood(each, info);
+        // Zeros fill the last sector, unless another program has saved: what is followed by something else may have its
+        // end from elsewhere.
+        return std::tuple(isExact && file_->EndsInZeros(each.source->Extents()), isExact, each.isWhole,
+                          each.source->Size() - lost);
     };
     for (const SalvagedEntry* entry : named_.at(id)) {
+        if (IsOutdated(*entry)) continue;
+        const bool isCertain = file_->IsCertain(*entry), isWholeLarge = file_->IsWholeLarge(*entry);
         for (const Way way : {Way::Chain, Way::Adjacent, Way::Beside}) {
+            if (way == Way::Beside && entry->size >= compound::kMiniCutoff) continue;
             const Source source = SourceOf(*entry, way);
             const std::vector<std::byte> head = Head(*source);
             const bool isCollection = info.kind == ClassKind::Collection;
             if (source->Size() < 8 || !(isCollection ? BeginsAsCollection(head) : BeginsAsItem(head))) continue;
             auto found = ReadCandidate(info, id, source);
-            // Zeros fill the last sector, unless another program has saved: what is followed by something else may have
-            // its end from elsewhere.
-            if (isExact(*found) && file_->EndsInZeros(source->Extents())) return found;
-            if (isExact(*found) && !exact) exact = ReadCandidate(info, id, source);
-            const auto rank = [](const FoundObject& each) {
-                return std::pair(each.isWhole, each.source->Size() - each.source->Lost(each.source->Size()));
-            };
+            const bool isExact = std::get<1>(rank(*found));
+            if (isCertain && way == Way::Chain)
+                found->trust = Trust::Certain;
+            else if (entry->standing == SalvagedEntry::Standing::Current)
+                found->trust = Trust::Listed;
+            if (found->trust == Trust::Certain && std::get<0>(rank(*found))) return found;
+            if (isExact && !(isWholeLarge && way != Way::Chain)) candidates.push_back(found->source);
             if (!best || rank(*found) > rank(*best)) best = std::move(found);
         }
+        if (isCertain) continue;
+        for (std::vector<compound::Extent>& extents : file_->WithOtherRests(*entry)) {
+            const auto source = std::make_shared<SalvagedSource>(file_, std::move(extents));
+            const auto found = ReadCandidate(info, id, source);
+            if (std::get<1>(rank(*found))) candidates.push_back(source);
+        }
     }
-    return exact ? std::move(exact) : std::move(best);
+    if (!best || best->trust == Trust::Certain) return best;
+    best->hasRival =
+        best->hasRival || !file_->EndsInZeros(best->source->Extents()) || file_->IsDisputed(best->source->Extents());
+    std::set<std::vector<std::byte>> contents{best->source->All()};
+    for (const Source& source : candidates)
+        if (contents.size() <= kMostRivals &&
+            file_->EndsInZeros(source->Extents()) >= file_->EndsInZeros(best->source->Extents()) &&
+            contents.insert(source->All()).second)
+            best->rivals.push_back(ReadCandidate(info, GUID{}, source));
+    best->hasRival = best->hasRival || !best->rivals.empty();
+    return best;
 }
 
 // Of the objects to which nothing leads: as each class whose record is as long as the stream. The name may be damaged.

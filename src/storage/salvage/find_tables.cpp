@@ -21,7 +21,7 @@ void ObjectFinder::ForEachReading(std::u16string_view name, Visit&& visit) const
     if (found == entries_.end()) return;
     for (const SalvagedEntry* entry : found->second)
         for (const Way way : {Way::Chain, Way::Adjacent})
-            if (visit(SourceOf(*entry, way))) return;
+            if (!IsOutdated(*entry) && visit(SourceOf(*entry, way))) return;
 }
 
 // Rows of classes that nobody knows are what other bytes look like; they are kept where there is a stream of the ID.
@@ -66,6 +66,7 @@ void ObjectFinder::ReadTable() {
     ForEachReading(kLocksStream, [&](const Source& source) {
         if (source->Size() < 4 || (source->Size() - 4) % sizeof(LockRow) != 0) return false;
         const std::vector<std::byte> bytes = source->All();
+        if (At<std::uint32_t>(bytes, 0) != (bytes.size() - 4) / sizeof(LockRow)) return false;
         for (std::size_t at = 4; at + sizeof(LockRow) <= bytes.size(); at += sizeof(LockRow))
             document_.locks.push_back(At<LockRow>(bytes, at));
         Claim(*source, source->Size());
@@ -80,6 +81,8 @@ void ObjectFinder::ReadTable() {
     });
 }
 
+// Of the kinds that a record may be, without a stream's length that tells: what the file's name says, or the shorter
+// one; what is behind it is zeros.
 bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
     const ClassInfo* best = nullptr;
     Ref<Object> object;
@@ -90,17 +93,19 @@ bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
         try {
             RecordReader reader(source);
             if (hasWord && reader.U32() != kRootWord) return false;
-            self = reader.ObjectReference();
+            const Reference its = reader.ObjectReference();
             Ref<Object> root = info->create();
             info->load(*root, reader, VersionWord(hasWord ? kRootVersion : 1));
             const bool fits = isNamed
                                   ? reader.Left() == 0
                                   : source->IsZero(reader.Position(), (reader.Position() + 63) & ~std::uint64_t{63});
-            if (!fits || IsNil(self.id)) continue;
+            if (!fits || IsNil(its.id)) continue;
+            const bool isLess = info == likelyRoot_ || (best != likelyRoot_ && reader.Position() < end);
+            if (best && !isLess) continue;
             best = info;
             object = root;
+            self = its;
             end = reader.Position();
-            break;
         } catch (const Failure&) {
         }
     }
@@ -121,8 +126,11 @@ bool ObjectFinder::TakeRoot(const Source& source, bool hasWord, bool isNamed) {
 void ObjectFinder::ReadRoot() {
     ForEachReading(kRootStream, [&](const Source& source) { return TakeRoot(source, true, true); });
     ForEachReading(kOldRootStream, [&](const Source& source) {
-        if (document_.rootObject) Claim(*source, source->Size());
-        return document_.rootObject || TakeRoot(source, false, true);
+        if (!document_.rootObject) return TakeRoot(source, false, true);
+        // The same again for older programs, without the version word.
+        const bool isIt = IsEqualGUID(At<GUID>(Head(*source), 0), document_.root.id) != 0;
+        if (isIt) Claim(*source, source->Size());
+        return isIt;
     });
     if (document_.rootObject) return;
     for (const std::uint64_t offset : file_->Beginnings()) {

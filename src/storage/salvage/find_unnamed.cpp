@@ -8,6 +8,8 @@ namespace lumvex::inside {
 
 namespace {
 
+constexpr int kHoldsOthers = 20;  // points against a record in which others begin
+
 // IDs are random. Other bytes in their place have many zeros; new IDs are of the fourth kind, whose variant says so.
 int PointsOfReference(const Reference& reference) {
     std::byte bytes[sizeof(GUID)];
@@ -20,12 +22,28 @@ int PointsOfReference(const Reference& reference) {
 
 }  // namespace
 
+// Does another stream begin in one of its sectors?
+bool ObjectFinder::HoldsOthers(const std::vector<compound::Extent>& extents) const {
+    std::vector<std::byte> head(64);
+    const std::uint64_t sector = file_->SectorSize();
+    for (const compound::Extent& extent : extents)
+        for (std::uint64_t at = (extent.offset + sector - 1) / sector * sector; at < extent.offset + extent.count;
+             at += sector) {
+            if (extent.offset == compound::Extent::kLost) break;
+            file_->Read(at, head);
+            const bool isNew = VersionWord(At<std::uint32_t>(head, 0)).NamesMinimumReader();
+            if (at != extents.front().offset && (IsClaimed(at) || (isNew && BeginsAsAny(head)))) return true;
+        }
+    return false;
+}
+
 // The file ends inside of an array: what is missing of it reads as zeros.
 void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, file_->Size(), Way::Chain);
     if (!stream.ends || stream.isMini) return;
     std::uint64_t there = 0;
     for (const compound::Extent& extent : stream.extents) there += extent.count;
+    if (HoldsOthers(stream.extents)) return;
     stream.extents.push_back({compound::Extent::kLost, 16 * file_->Size()});
     const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
     for (const ClassInfo* info : AllClasses()) {
@@ -103,6 +121,7 @@ ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
                 const bool endsWell = EndsWell(*found->source);
                 found->certainty = (stream.isWholeChain ? 3 : 0) + (endsWell ? 4 : stream.isWholeChain ? 0 : -6);
                 found->certainty += CertaintyOf(*found) + PointsOfLength(*found->source);
+                if (HoldsOthers(found->source->Extents())) found->certainty -= kHoldsOthers;
                 found->doubt = DoubtOf(*found->source);
                 const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == info; });
                 if (same == readings.end())

@@ -80,9 +80,9 @@ ReadAttempt ReadAs(const ClassInfo& info, const GUID& id, const std::shared_ptr<
     return attempt;
 }
 
-FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
-                          const Progress& progress) {
-    return ObjectFinder(file, graph, losses, progress).Run();
+FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, const ClassInfo* likelyRoot,
+                          std::vector<DocumentProblem>& losses, const Progress& progress) {
+    return ObjectFinder(file, graph, likelyRoot, losses, progress).Run();
 }
 
 std::string Described(const ClassInfo& info, const GUID& id, std::u16string_view name) {

@@ -24,9 +24,15 @@ struct FoundObject {
     std::uint64_t understood = 0;                  // bytes of its record, where all of it could be read
     bool isWhole = false;                          // the record was read from its beginning to its end
     bool hasNameOnly = false;                      // no more of the record than date and name can be used
-    int certainty = 0;                             // of one without a directory entry: what speaks for its length
-    int doubt = 0;                                 // the same: what speaks against its end
-    std::u16string name;                           // of an item
+    // How certain the place of its record is: the tables of the last state say it; the directory of the last state has
+    // the object; nothing of that.
+    enum class Trust { None, Listed, Certain } trust = Trust::None;
+    bool isMatched = false;  // its ID was told by what other objects are missing
+    bool hasRival = false;   // other directory entries or ways lead to other records of it, or may do
+    std::vector<std::unique_ptr<FoundObject>> rivals;  // these records, as far as they are whole
+    int certainty = 0;                                 // of one without a directory entry: what speaks for its length
+    int doubt = 0;                                     // the same: what speaks against its end
+    std::u16string name;                               // of an item
 
     // What the record refers to: child collections of an item or a root, members of a collection; other items.
     struct Below {
@@ -75,8 +81,9 @@ struct FoundDocument {
 };
 
 // Throws Failure where the file holds nothing of a document. `losses` gets what is known to be lost so far.
-FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
-                          const Progress& progress);
+// `likelyRoot`: the kind of document where nothing in the file tells it; null: any.
+FoundDocument FindObjects(compound::File& file, const ClassGraph& graph, const ClassInfo* likelyRoot,
+                          std::vector<DocumentProblem>& losses, const Progress& progress);
 
 // For reports: which object, and that the end of its record is lost.
 std::string Described(const ClassInfo& info, const GUID& id, std::u16string_view name);

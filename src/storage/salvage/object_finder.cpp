@@ -39,6 +39,8 @@ FoundDocument ObjectFinder::Run() {
     ReadOthers();
     if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
         throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
+    NoteDoubts();
+    KeepRivals();
     NoteMissing();
     return std::move(document_);
 }
@@ -55,6 +57,15 @@ void ObjectFinder::SortEntries() {
     }
 }
 
+template <class Visit>
+void ObjectFinder::ForEachUnit(const SalvagedSource& source, Visit&& visit) const {
+    for (const compound::Extent& extent : source.Extents())
+        for (std::uint64_t at = extent.offset / 64; extent.offset != compound::Extent::kLost; ++at) {
+            if (at * 64 >= extent.offset + extent.count || at >= claimed_.size()) break;
+            visit(static_cast<std::size_t>(at));
+        }
+}
+
 void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to) {
     std::uint64_t begin = 0;  // of the extent, in the stream
     for (const compound::Extent& extent : source.Extents()) {
@@ -69,6 +80,7 @@ void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::
 
 void ObjectFinder::Learn(const FoundObject& found) {
     for (const FoundObject::Below& below : found.below) {
+        if (IsNil(below.reference.id)) continue;
         known_[below.reference.id] = below.info;
         if (referred_.insert(below.reference.id).second) knownInOrder_.push_back(below.reference.id);
     }
@@ -93,10 +105,24 @@ std::map<const ClassInfo*, std::vector<GUID>> ObjectFinder::MissingByClass() con
     return missing;
 }
 
-// Of objects that are still missing, what could be read of them.
+// How many objects have each mini sector of the file.
+std::vector<std::uint8_t> ObjectFinder::Owners() const {
+    std::vector<std::uint8_t> owners(claimed_.size());
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects)
+            ForEachUnit(*found->source, [&](std::size_t unit) { owners[unit] = owners[unit] == 0 ? 1 : 2; });
+    return owners;
+}
+
+// Of objects that are still missing, what could be read of them. A record at a place that is not certain, and where
+// another object was found, is no part of it.
 void ObjectFinder::KeepDamaged() {
+    const std::vector<std::uint8_t> owners = Owners();
     for (std::unique_ptr<FoundObject>& found : damaged_) {
         if (Has(found->id)) continue;
+        bool isOthers = false;
+        ForEachUnit(*found->source, [&](std::size_t unit) { isOthers = isOthers || owners[unit] != 0; });
+        if (isOthers && found->trust != FoundObject::Trust::Certain) continue;
         const std::uint64_t size = found->source->Size(), lost = found->source->Lost(size);
         if (lost >= size) continue;
         const std::string name = Described(*found->info, found->id, found->name);
@@ -113,6 +139,64 @@ void ObjectFinder::KeepDamaged() {
                  " object");
         Accept(std::move(found));
     }
+}
+
+// May both be records of one object, of different states? Its date and what is below it stay; its name does mostly, and
+// a record that does not need more mini sectors than before stays in its place of the mini stream.
+bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) const {
+    constexpr std::size_t kDateAt = 4;
+    if (one.info->kind == ClassKind::Item &&
+        At<double>(Head(*one.source), kDateAt) != At<double>(Head(*other.source), kDateAt))
+        return false;
+    const auto idOf = [](const FoundObject::Below& below) { return below.reference.id; };
+    const auto isSame = [](const GUID& a, const GUID& b) { return IsEqualGUID(a, b) != 0; };
+    const auto offset = [](const FoundObject& each) { return each.source->Extents().front().offset; };
+    return std::ranges::equal(one.below, other.below, isSame, idOf, idOf) &&
+           (!one.below.empty() || one.name == other.name || (offset(one) - offset(other)) % file_->SectorSize() == 0);
+}
+
+// May the one's part of the mini stream be in the sector of the other?
+bool ObjectFinder::MayBeMisplaced(const FoundObject& one, const FoundObject& other) const {
+    return one.source->Size() == other.source->Size() &&
+           file_->MayBeElsewhere(one.source->Extents().front().offset, other.source->Extents().front().offset);
+}
+
+// Where the tables that lead to a record may be those of an older state, and another record was found that the object
+// may have as well, nothing tells which is the current one. The other one is in the document too, under a new ID. The
+// same holds where several objects have the same bytes, and where a sector was guessed.
+void ObjectFinder::NoteDoubts() {
+    std::size_t looks = 20'000'000;  // at pairs of records, some seconds; what is left then counts as doubtful
+    std::map<const ClassInfo*, std::vector<const FoundObject*>> others;
+    for (const auto& found : document_.unnamed) others[found->info].push_back(found.get());
+    for (const auto& found : document_.objects)
+        if (found->isMatched) others[found->info].push_back(found.get());
+    const std::vector<std::uint8_t> owners = Owners();
+    const auto isDoubtful = [&](const FoundObject& found) {
+        bool isShared = found.hasRival || !Has(found.id);
+        ForEachUnit(*found.source, [&](std::size_t unit) { isShared = isShared || owners[unit] > 1; });
+        if (isShared) return true;
+        return std::ranges::any_of(others[found.info], [&](const FoundObject* other) {
+            if (looks == 0) return true;
+            --looks;
+            const bool mayBe = MayBeMisplaced(found, *other) ||
+                               (found.trust == FoundObject::Trust::None && MayBeOneObject(found, *other));
+            return mayBe && other->source->All() != found.source->All();
+        });
+    };
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects)
+            if (!IsNil(found->id) && !found->isMatched && found->trust != FoundObject::Trust::Certain &&
+                !found->source->Extents().empty() && isDoubtful(*found))
+                Lost(Described(*found->info, found->id, found->name),
+                     "it is doubtful: what leads to its record may be of an older state, and other bytes may be its "
+                     "own");
+}
+
+// What is doubtful is in the document in each way that it may be.
+void ObjectFinder::KeepRivals() {
+    for (const auto& found : document_.objects)
+        for (std::unique_ptr<FoundObject>& rival : found->rivals)
+            if (found->info->kind == ClassKind::Item) document_.unnamed.push_back(std::move(rival));
 }
 
 // Streams that are none of the document's. Those whose entry is not certain are left.

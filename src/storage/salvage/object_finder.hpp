@@ -10,9 +10,10 @@ namespace lumvex::inside {
 
 class ObjectFinder {
 public:
-    ObjectFinder(compound::File& file, const ClassGraph& graph, std::vector<DocumentProblem>& losses,
-                 const Progress& progress)
-        : file_(std::make_shared<SalvagedFile>(file, BeginsAsAny)),
+    ObjectFinder(compound::File& file, const ClassGraph& graph, const ClassInfo* likelyRoot,
+                 std::vector<DocumentProblem>& losses, const Progress& progress)
+        : likelyRoot_(likelyRoot),
+          file_(std::make_shared<SalvagedFile>(file, BeginsAsAny)),
           graph_(graph),
           losses_(losses),
           progress_(progress),
@@ -39,6 +40,7 @@ private:
 
     // ---- find_named.cpp
     void ReadNamed();
+    bool IsOutdated(const SalvagedEntry& entry) const;
     std::unique_ptr<FoundObject> ReadNamed(const GUID& id, const ClassInfo& info) const;
     Readings ReadNamedAsAny(const GUID& id) const;
     bool IsStale(const GUID& id) const;
@@ -46,6 +48,7 @@ private:
     // ---- find_unnamed.cpp
     void ReadUnnamed();
     Readings ReadingsAt(std::uint64_t offset) const;
+    bool HoldsOthers(const std::vector<compound::Extent>& extents) const;
     void ReadCutAt(std::uint64_t offset, Readings& readings) const;
     bool EndsWell(const SalvagedSource& source) const;
     int PointsOfLength(const SalvagedSource& source) const;
@@ -68,10 +71,18 @@ private:
     void SortEntries();
     void Learn(const FoundObject& found);
     void Accept(std::unique_ptr<FoundObject> found);
+    // Visits the number of each mini sector of the file that holds a part of it.
+    template <class Visit>
+    void ForEachUnit(const SalvagedSource& source, Visit&& visit) const;
+    std::vector<std::uint8_t> Owners() const;
     void Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to);
     void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
     std::map<const ClassInfo*, std::vector<GUID>> MissingByClass() const;
     void KeepDamaged();
+    bool MayBeOneObject(const FoundObject& one, const FoundObject& other) const;
+    bool MayBeMisplaced(const FoundObject& one, const FoundObject& other) const;
+    void NoteDoubts();
+    void KeepRivals();
     void ReadOthers();
     void NoteMissing();
 
@@ -85,6 +96,7 @@ private:
     }
     void Lost(std::string where, std::string what) { losses_.push_back({std::move(where), std::move(what)}); }
 
+    const ClassInfo* likelyRoot_;
     std::shared_ptr<const SalvagedFile> file_;
     const ClassGraph& graph_;
     std::vector<DocumentProblem>& losses_;

@@ -5,6 +5,7 @@
 #include "core/tree/item.hpp"
 #include "core/tree/references.hpp"
 #include "lumvex/maintenance.hpp"
+#include "storage/compound/format/stream_lengths.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
 #include "storage/document/write_streams.hpp"
@@ -15,8 +16,6 @@
 namespace lumvex::inside {
 
 namespace {
-
-constexpr std::uint64_t kLargeDocument = std::uint64_t{1} << 20;  // bytes; from here on larger sectors waste less
 
 // The fields of an object that is made anew. Some classes cannot be saved before they have been given a value: these
 // get what a record of zeros means.
@@ -95,6 +94,21 @@ void WriteTables(compound::CompoundFile& file, const FoundDocument& document, co
     WriteVersions(file, 0);
 }
 
+// Records that are written anew are about as long as those that were found.
+int SectorVersionFor(const FoundDocument& document, const RebuiltTree& tree) {
+    compound::StreamLengths lengths;
+    const auto nodes = tree.InOrder();
+    for (const TreeNode* node : nodes) {
+        const bool isCollection = node->info->kind == ClassKind::Collection;
+        lengths.Add(isCollection  ? 8 + sizeof(Reference) * node->below.size()
+                    : node->found ? node->found->source->Size()
+                                  : 0);
+    }
+    for (const FoundDocument::Other& other : document.others) lengths.Add(other.source->Size());
+    lengths.Add(4 + sizeof(DirectoryRow) * (nodes.size() + 1));
+    return lengths.BestVersion();
+}
+
 void WriteAll(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree,
               const Progress& progress) {
     const Ref<Object> root = document.rootObject ? document.rootObject : document.rootClass->create();
@@ -123,11 +137,21 @@ namespace {
 
 using namespace inside;
 
+// Which kind of document is usually named so; null: none is.
+const ClassInfo* RootNamedLike(const std::filesystem::path& path) {
+    const std::u16string extension = path.extension().u16string();
+    const std::u16string_view kind = extension == u".lvs"   ? u"CSpecifications"
+                                     : extension == u".lvp" ? u"CProject"
+                                                            : u"";
+    const auto found = std::ranges::find(AllClasses(), kind, &ClassInfo::name);
+    return found == AllClasses().end() ? nullptr : *found;
+}
+
 // A file in which nothing was found is refused as when it is opened, with what is wrong with it.
 FoundDocument FoundIn(const std::filesystem::path& from, compound::File& file, const ClassGraph& graph,
                       Salvage& salvage) {
     try {
-        return FindObjects(file, graph, salvage.losses, {});
+        return FindObjects(file, graph, RootNamedLike(from), salvage.losses, {});
     } catch (const Failure& failure) {
         if (failure.Status() == static_cast<HRESULT>(compound::Status::NotFound))
             OpenCompoundFile(from, compound::Access::ReadShared);
@@ -145,8 +169,8 @@ Salvage SalvageDocument(const std::filesystem::path& from, const std::filesystem
         const FoundDocument document = FoundIn(from, *damaged, graph, salvage);
         const RebuiltTree tree(document, graph, salvage.losses);
         salvage.objects = tree.Count();
-        const int version = damaged->Size() < kLargeDocument ? 3 : 4;
-        const auto file = CreateCompoundFile(to, compound::Access::Exclusive, version, Taken::IsKept);
+        const auto file =
+            CreateCompoundFile(to, compound::Access::Exclusive, SectorVersionFor(document, tree), Taken::IsKept);
         WriteAll(*file, document, tree, progress);
         return salvage;
     });

@@ -10,6 +10,8 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "storage/compound/file/file_view.hpp"
@@ -31,8 +33,9 @@ struct SalvagedEntry {
     std::u16string name;
     SectorId start;
     std::uint64_t size;
-    // What speaks for it: an older state of the file may have left entries in sectors that are free now.
-    enum class Standing { Free, Unknown, Current } standing;
+    // What speaks for it: an older state of the file may have left entries in sectors that are free now. Likely: a
+    // directory that tables of uncertain origin lead to has it.
+    enum class Standing { Free, Unknown, Likely, Current } standing;
 };
 
 class SalvagedFile {
@@ -57,6 +60,18 @@ public:
     enum class Way { Chain, Adjacent, Beside };
     std::vector<Extent> ExtentsOf(const SalvagedEntry& entry, Way way) const;
 
+    // What the tables say of an entry, where they are those of the file's last state: whether a chain begins at its
+    // start that is as long as its stream. Contradicted: it is one of an older state, or a table is damaged.
+    enum class Verdict { Contradicted, Unknown, Confirmed };
+    Verdict JudgeChain(const SalvagedEntry& entry) const;
+    // Is it a long stream whose chain ends where it does, in tables of whatever state?
+    bool IsWholeLarge(const SalvagedEntry& entry) const;
+    // Where no table that is certain says which sectors a long stream has: with each chain to which nothing leads, and
+    // which is as long as its rest.
+    std::vector<std::vector<Extent>> WithOtherRests(const SalvagedEntry& entry) const;
+    // Nothing about the place of its stream was guessed, if it is read by way of the chain.
+    bool IsCertain(const SalvagedEntry& entry) const;
+
     // Are there zeros from the end of the stream to that of its last mini sector?
     bool EndsInZeros(const std::vector<Extent>& extents) const;
 
@@ -73,10 +88,18 @@ public:
     };
     Unnamed ExtentsFrom(std::uint64_t offset, std::uint64_t most, Way way) const;
     bool BeginsAt(std::uint64_t offset) const;
+    // Is a part of it in a sector that was taken for two parts of the mini stream, or that was guessed in a file that
+    // has sectors of older states?
+    bool IsDisputed(const std::vector<Extent>& extents) const;
+    // Could the sector of the second place be a part of the mini stream instead of that of the first one?
+    bool MayBeElsewhere(std::uint64_t offset, std::uint64_t other) const;
     // Is the place in a sector that was found to be one of the mini stream, or was none found?
     bool MayBeInMiniStream(std::uint64_t offset) const;
 
 private:
+    static constexpr std::size_t kBlock = 65536;  // bytes; read at once where the whole file is gone through
+    static bool IsRegular(SectorId sector) { return sector <= kMaxSector; }
+
     // For each sector the next one of its chain, or a mark; kUnknown where no page says it.
     static constexpr SectorId kUnknown = kMaxSector + 1;
     struct Table {
@@ -84,6 +107,7 @@ private:
         std::vector<bool> isListed;  // the page that says it was listed in the header, the DIFAT or a chain
         // A page says that the sector follows another, or an entry that a stream begins there.
         std::vector<bool> follows;
+        std::vector<bool> followsCertainly;  // a page that was listed says that it follows another
 
         SectorId Next(SectorId sector) const { return sector < next.size() ? next[sector] : kUnknown; }
         bool IsTaken(SectorId sector) const;
@@ -92,6 +116,10 @@ private:
             return sector < next.size() && isListed[sector] && next[sector] < next.size();
         }
         bool IsCertainlyFree(SectorId sector) const { return Next(sector) == kFreeSector && isListed[sector]; }
+        // No chain begins here.
+        bool IsNoBeginning(SectorId sector) const {
+            return IsCertainlyFree(sector) || (sector < next.size() && followsCertainly[sector]);
+        }
     };
     struct Root {
         SectorId start;
@@ -103,6 +131,7 @@ private:
     std::uint64_t OffsetOf(SectorId sector) const { return (std::uint64_t{sector} + 1) << shift_; }
     std::uint64_t SectorsFor(std::uint64_t bytes) const { return (bytes + (std::uint64_t{1} << shift_) - 1) >> shift_; }
 
+    Header FindHeader() const;
     unsigned ShiftOf(const Header& header) const;
     void FindEntries();
     void NoteEntry(std::uint64_t offset, const std::byte* bytes);
@@ -114,13 +143,22 @@ private:
     static void Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed);
     void SearchPages(Table& table, bool large);
     int Fits(const Page& page, std::uint32_t first, bool large) const;
+    int Agreement(const Table& table, const Page& page, std::uint32_t first) const;
+    static void NoteLinks(Table& table);
     void NoteFollowers(Table& table, bool large);
 
-    void JudgeEntries(const Header& header);
-    void FindMiniStream(const Header& header);
-    void ReadMiniFat(const Header& header, std::uint64_t miniSectors);
+    void JudgeEntries();
+    std::unordered_map<SectorId, SalvagedEntry::Standing> LikelyDirectory() const;
+    void FindMiniStream();
+    void ReadMiniFat(std::uint64_t miniSectors);
     std::vector<SectorId> MiniBeginnings() const;
     std::size_t MiniHits(SectorId start, const std::vector<SectorId>& beginnings) const;
+    int ChainHits(SectorId start, const std::vector<SectorId>& beginnings) const;
+    std::vector<SectorId> UnownedChains() const;
+    std::size_t Likeness(SectorId one, SectorId other) const;
+    std::vector<bool> UnsteadyPages() const;
+    void NoteUnowned();
+    std::optional<SectorId> MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const;
     std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);
 
     std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
@@ -139,9 +177,16 @@ private:
     std::vector<Root> roots_;
     std::vector<std::uint64_t> rootOffsets_;
     Table fat_, miniFat_;
+    std::multimap<std::uint64_t, SectorId> unowned_;  // chains of the FAT to which nothing leads, by their length
+    std::unordered_set<SectorId> listedFat_;          // sectors that hold the FAT, as the header and the DIFAT say
+    std::unordered_set<SectorId> miniFatSectors_;     // of pages of the mini FAT that were found by their content
+    SectorId firstDirectory_ = kEndOfChain, firstMiniFat_ = kEndOfChain;  // as the header says
     std::vector<SectorId> miniPages_;
-    std::uint32_t certainMiniPages_ = 0;  // so many, from the first one on, are those that listed pages lead to
+    std::vector<SectorId> miniBeginnings_;  // where streams begin in them, as tables and entries say; ascending
+    std::uint32_t certainMiniPages_ = 0;    // so many, from the first one on, are those that listed pages lead to
     std::map<SectorId, std::uint32_t> pageOfSector_;  // in the mini stream
+    std::unordered_set<std::size_t> guessedPages_;    // of them, those to which no certain link leads
+    std::unordered_set<SectorId> disputed_;           // that are two of its pages, or a guess among several states
 };
 
 }  // namespace lumvex::compound
