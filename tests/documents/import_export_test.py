@@ -133,6 +133,10 @@ class ImportExport(ToolTest):
             self.tool("import", self.document, self.file("one.txt", f"20 {number}\n30 81\n"), "--name", name)
         self.tool("import", self.document, SAMPLES_FOLDER / "impulse-left.wav", "--room", "R", "--position", "P",
                   "--channel", "0")
+        self.file("empty.json", json.dumps({"format": "lumvex objects", "version": 1, "root": "CProject", "objects": [
+            {"address": "Data/empty", "class": "CDatum", "collection": "Data", "Name": "empty",
+             "Data": {"rows": 0, "columns": 3, "type": "float", "values": [[], [], []]}}]}))
+        self.tool("import", self.document, "empty.json")
         done = self.tool("export", self.document, "--all", "-o", "out")
         self.assertIn("7 of 7 arrays written to out\n", done.stderr)
         files = sorted(str(path.relative_to(self.folder / "out")) for path in (self.folder / "out").rglob("*.*"))

@@ -407,6 +407,24 @@ class Documents(Objects):
         self.assertEqual(self.document.read_bytes(), before)
         self.tool("merge", self.document, other, "Rooms/nowhere", status=INCOMPLETE)
 
+    def test_what_goes_to_another_document_keeps_its_whole_name(self):
+        """Short names are for people: nothing takes the place of what is called "On axis" because it is called "On"."""
+        self.tool("import", "short.lvp", self.file("On.txt", "20 80\n30 81\n"))
+        self.tool("export", "short.lvp", "Data/On", "-o", "on.json")
+        self.tool("import", "long.lvp", self.file("On axis.txt", "20 70\n30 71\n"))
+        for line in [["merge", "--replace", "to.lvp", "short.lvp"], ["import", "--replace", "to.lvp", "on.json"],
+                     ["copy", "--replace", "short.lvp", "Data/On", "--into", "to.lvp"]]:
+            with self.subTest(line=line):
+                shutil.copy(self.folder / "long.lvp", self.folder / "to.lvp")
+                self.tool(*line)
+                self.assertEqual(self.lines("diff", "long.lvp", "to.lvp", status=INCOMPLETE), ["+ Data/On"])
+                self.assertEqual(self.lines("diff", "short.lvp", "to.lvp", status=INCOMPLETE), ["+ Data/On axis"])
+        # Of several of one name the first is meant.
+        self.tool("add", "to.lvp", "Data", "On")
+        self.tool("merge", "to.lvp", "short.lvp")
+        self.assertEqual(self.lines("diff", "short.lvp", "to.lvp", status=INCOMPLETE),
+                         ["+ Data/On axis", "+ Data/On[2]"])
+
     def test_everything_gets_into_an_empty_document(self):
         """Copied item by item, with references mended: the two say the same, but for what no document keeps."""
         for document in [self.document, self.library]:

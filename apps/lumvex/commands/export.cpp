@@ -254,7 +254,8 @@ private:
         for (const Source& source : sources_) {
             Try(Shown(source.item.Name()), [&] {
                 const Array array(source.item.Get(*source.property));
-                if ((array.Empty() || IsHeader(source)) && IsForAll()) return;
+                const bool hasValues = !array.Empty() && array.Rows() != 0 && array.Columns() != 0;
+                if ((!hasValues || IsHeader(source)) && IsForAll()) return;
                 if (array.Type() == VT_R4 || !IsForAll()) full.push_back(source);
             });
         }

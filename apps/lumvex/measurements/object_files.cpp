@@ -59,8 +59,9 @@ std::vector<std::string> ImportObjects(EditedDocument& document, const fs::path&
     std::istream& stream = IsPiped(path) ? static_cast<std::istream&>(PipedInput(path)) : file;
     try {
         const Node root = NodeOf(document.Any());
-        return OnDocument(document.Path(), "cannot be changed",
-                          [&] { return ReadObjects(stream, Addresses(document.Path(), root), root, replace); });
+        return OnDocument(document.Path(), "cannot be changed", [&] {
+            return ReadObjects(stream, Addresses(document.Path(), root, Addresses::Names::Whole), root, replace);
+        });
     } catch (const PropertyError& error) {
         throw FileError(path, error.what());
     }

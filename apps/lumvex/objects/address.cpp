@@ -303,15 +303,15 @@ std::vector<Node> PatternFrom(const std::vector<Node>& from, const Step& step, b
     return members;
 }
 
-std::vector<Node> StepFrom(const std::vector<Node>& from, const Step& step, bool isLast) {
+std::vector<Node> StepFrom(const std::vector<Node>& from, const Step& step, bool isLast, Addresses::Names names) {
     if (step.isAnySteps) return AnyStepsFrom(from, isLast);
     if (step.isPattern) return PatternFrom(from, step, isLast);
     std::vector<Node> found;
     for (const Fit fit : {Fit::Whole, Fit::Word, Fit::Beginning}) {
         for (const Node& each : from) AddBelow(each, step, fit, found);
-        if (!found.empty()) return found;
+        if (!found.empty() || names == Addresses::Names::Whole) break;
     }
-    if (!step.place || step.name.empty() || step.isQuoted) return found;
+    if (!found.empty() || !step.place || step.name.empty() || step.isQuoted) return found;
     Step literal = step;  // perhaps the brackets are the name's own
     literal.name = FromUtf8(step.text);
     literal.place.reset();
@@ -420,7 +420,7 @@ std::vector<Node> Addresses::Resolved(const Node& from, std::string_view address
         }
     }
     for (; at < steps.size(); ++at) {
-        std::vector<Node> next = EachOnce(StepFrom(found, steps[at], at + 1 == steps.size()));
+        std::vector<Node> next = EachOnce(StepFrom(found, steps[at], at + 1 == steps.size(), names_));
         if (next.empty() && found.size() > 1)
             Refuse(address, "there is no " + Quoted(steps[at].text) + " in the " + std::to_string(found.size()) +
                                 " objects that what is before it fits");

@@ -51,8 +51,12 @@ bool FitsPattern(std::u16string_view text, std::u16string_view pattern);
 // Finds objects of one document.
 class Addresses {
 public:
+    // What people type may be short; what was printed for an object of another document must not find something else.
+    enum class Names { MayBeShort, Whole };
+
     // `document` is named in errors.
-    Addresses(std::filesystem::path document, Node root) : document_(std::move(document)), root_(std::move(root)) {}
+    Addresses(std::filesystem::path document, Node root, Names names = Names::MayBeShort)
+        : document_(std::move(document)), root_(std::move(root)), names_(names) {}
 
     // The object of the address; the root for "/" and for the empty text. Throws FileError, which says how far the path
     // leads and what there is, or which objects it fits.
@@ -84,6 +88,7 @@ private:
 
     std::filesystem::path document_;
     Node root_;
+    Names names_;
 };
 
 // The addresses of a document's objects, such that Addresses::Find() finds each and nothing else; "/" is the root's.

@@ -94,8 +94,9 @@ Node Copier::Counterpart(const Node& original, const Node& root) {
     } catch (const Error&) {  // the document does not have the ID
     }
     try {
-        Node found = Addresses({}, root).Find(fromPaths_.Of(original));
-        if (&found.Type() == &original.Type()) return found;
+        const Addresses addresses({}, root, Addresses::Names::Whole);
+        for (const Node& found : addresses.FindAll(fromPaths_.Of(original)))  // of one name the first
+            if (&found.Type() == &original.Type()) return found;
     } catch (const FileError&) {  // nor anything at the address
     }
     return {};
