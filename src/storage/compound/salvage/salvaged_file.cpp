@@ -213,7 +213,9 @@ bool SalvagedFile::MayBeElsewhere(std::uint64_t offset, std::uint64_t other) con
             return BeginsAt(OffsetOf(sector) + kMiniSectorSize * (mini % perPage));
         });
     };
-    return hits(sectorOf(other)) >= hits(sectorOf(offset));
+    if (hits(sectorOf(other)) < hits(sectorOf(offset))) return false;
+    // Where many sectors fit side by side, only another state of one of them takes its place, which is much like it.
+    return unsteady_[page->second] || 2 * Likeness(sectorOf(offset), sectorOf(other)) > SectorSize();
 }
 
 bool SalvagedFile::MayBeInMiniStream(std::uint64_t offset) const {
