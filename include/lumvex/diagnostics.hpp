@@ -35,7 +35,8 @@ struct LinkedLibrary {
 
 struct DocumentCheck {
     std::vector<DocumentProblem> problems;  // what CheckDocument answers
-    std::vector<DocumentProblem> lost;      // references that lead to nothing, and links without a target
+    std::vector<DocumentProblem> lost;      // references that lead to nothing, also in the library where it is on this
+                                            // machine, and links without a target
     std::optional<LinkedLibrary> library;   // whether it is there is not looked at
 };
 

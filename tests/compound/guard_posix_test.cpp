@@ -49,7 +49,8 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                         if (before == std::string_view("read")) {
                             EXPECT_TRUE(GetAll(*file) == content);
                         } else if (before == std::string_view("mapped")) {
-                            EXPECT_NE(file->Get(content.rbegin()->first).Contiguous(0, 1), nullptr);
+                            for (const auto& each : content)  // one that is in several pages has the file mapped
+                                file->Get(each.first).Contiguous(0, each.second.size());
                         }
                         CutTo(path_, left);
                         int faults = 0;
@@ -61,7 +62,9 @@ TEST_F(Sharing, AFileThatIsCutShortByOthersAnswersReadFaults) {
                                     << static_cast<std::uint32_t>(status);
                                 faults += status == Status::ReadFault ? 1 : 0;
                             }
-                        EXPECT_GT(faults, 0);
+                        if (before == std::string_view("nothing")) {
+                            EXPECT_GT(faults, 0);
+                        }
                         Content found;
                         const Status all = StatusOf([&] {
                             file->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
@@ -107,7 +110,7 @@ TEST_F(Sharing, WhatCanBeReadAgainIsReadAfterAFault) {
             }
             const auto file = Open(Access::ReadShared);
             const Stream stream = file->Get(u"a");
-            ASSERT_NE(stream.Contiguous(0, 1), nullptr);  // mapped
+            ASSERT_NE(stream.Contiguous(0, stream.Size()), nullptr);  // in several pages: mapped
             Bytes bytes(fs::file_size(path_)), found(stream.Size());
             OpenFile(path_, Access::ReadShared)->Read(0, bytes);
             CutTo(path_, 0);

@@ -29,8 +29,8 @@ TEST_F(Sharing, PagesThatCannotBeReadShowZerosAndAreReported) {
 
 TEST_F(Sharing, AReadThatMeetsSuchAPageAnswersAReadFaultOnce) {
     const auto file = Open(Access::ReadShared);
-    const Stream stream = file->Get(u"b");
-    const std::byte* mapped = stream.Contiguous(0, 100);
+    const Stream stream = file->Get(u"a");
+    const std::byte* mapped = stream.Contiguous(0, stream.Size());  // in several pages
     ASSERT_NE(mapped, nullptr);
     RaiseInPageError(mapped);
     EXPECT_EQ(StatusOf([&] { Get(*file, u"a"); }), Status::ReadFault);

@@ -120,9 +120,12 @@ class ImportExport(ToolTest):
         self.tool("compare", "replaced.lvp", "again.wav", "--with", "S/Single amp/Measurements/ir")
         self.tool("export", self.document, "Rooms/R", "--all", "-o", "room")
         self.assertEqual(sorted(os.listdir(self.folder / "room")), ["ir.ConfigData.csv", "ir.wav"])
-        # A header that comes with the numbers goes out with them.
+        # A header that comes with the numbers goes out with them, and says nothing twice.
         self.tool("export", self.document, "ir", "-o", "again.txt", "--force")
-        self.assertTrue((self.folder / "again.txt").read_text().startswith(SAMPLED.partition("* Data")[0]))
+        self.assertEqual((self.folder / "again.txt").read_text(), SAMPLED.replace("1e-9", "1e-09"))
+        # A first column that does not step as the rate says is no time.
+        self.tool("import", self.document, self.file("three.txt", "1 2 3\n4 5 6\n"), "--as", "impulse", "--rate", "48000")
+        self.assertEqual(self.data()[-1][:3], ("three", 48000, "2 x 3"))
 
     def test_folders(self):
         names = ["a/b", "A:b", "con", "x" * 240, "tail.", "ok"]

@@ -396,6 +396,11 @@ class Documents(Objects):
                          ["~ Data/one of everything", "    Data: 1 of 2 values differ, the most by 1 in row 1, column 1",
                           "+ Rooms/mine"])
         self.assertEqual(self.tool("merge", "--replace", self.document, other).stderr, "~ Data/one of everything\n")
+        # The first of a name is the same whether there is a second or not.
+        for document in ["left.lvp", "right.lvp"]:
+            self.tool("import", document, self.file("a'[1].txt", "20 80\n30 81\n"))
+        self.tool("add", "right.lvp", "Data", "a'[1]")
+        self.assertEqual(self.lines("diff", "left.lvp", "right.lvp", status=INCOMPLETE), ["+ Data/\"a'[1]\"[2]"])
         self.assertEqual(self.lines("diff", other, self.document, status=INCOMPLETE), ["+ Rooms/mine"])
         before = self.document.read_bytes()
         self.tool("merge", self.document, other)
@@ -431,8 +436,20 @@ class Documents(Objects):
         config = self.tool("get", self.document, speaker, "ModelConfig").stdout
         self.assertIn("Specifications/Manufacturers/", config)
         self.assertEqual(self.tool("get", "other.lvp", speaker, "ModelConfig").stdout, config)
-        self.assertIn("it is a Specifications, the other document a Project",
+        self.assertIn("is of a Project, and the document a Specifications",
                       self.tool("copy", self.document, "Data/*", "--into", "second.lvs", status=INCOMPLETE).stderr)
+        self.tool("copy", self.document, "Specifications/Microphones/*", "--into", "third.lvs")
+
+    def test_a_project_does_not_change_its_library(self):
+        before, library = self.document.read_bytes(), self.library.read_bytes()
+        there = "Specifications/Manufacturers"
+        for line in [["set", there + "/[1]", "Name=x"], ["remove", there + "/*"], ["rename", there + "/[1]", "x"],
+                     ["add", there, "x"], ["copy", there + "/[1]"], ["move", there + "/[1]", "Data"],
+                     ["set", "Specifications", "Name=x"]]:
+            with self.subTest(line=line):
+                self.assertIn("it is of the library; to change that, name its file",
+                              self.tool(line[0], self.document, *line[1:], status=INCOMPLETE).stderr)
+        self.assertEqual((self.document.read_bytes(), self.library.read_bytes()), (before, library))
 
     def test_everything_goes_through_json(self):
         for document, options in [(self.library, []), (self.document, ["--library", "everything.lvs"])]:
@@ -491,6 +508,8 @@ class Documents(Objects):
                 options = ["--replace"] if old else []
                 refused = self.tool("import", self.document, file, *options, status=INCOMPLETE)
                 self.assertIn(words, refused.stderr)
+                self.assertIn("nothing was imported; the document was not changed", refused.stderr)
+                self.assertNotIn("json.exception", refused.stderr)
                 self.assertEqual(self.document.read_bytes(), before)
 
     def test_what_others_refer_to_is_removed_by_force_alone(self):

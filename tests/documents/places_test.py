@@ -148,6 +148,14 @@ class Projects(Places):
         self.assertRegex(found, r"CExpMeasureLink \{[-0-9A-F]{36}\}: it (refers to|links to no) CMeasurement")
         self.assertIn(f"{self.document}: the structure is sound, but 1 reference leads nowhere\n", found)
 
+        whole = self.library.read_bytes()
+        self.tool("remove", self.library, "Manufacturers/*")
+        found = self.tool("check", self.document, status=INCOMPLETE).stdout
+        for owner, target in [("CSpeakerEQ", "CModel"), ("CSpkrEQConfig", "CModelConfig")]:
+            self.assertRegex(found, rf"{owner} \{{.*\}}: it refers to {target} \{{.*\}}, which the library does not have")
+        self.assertIn("but 3 references lead nowhere\n", found)
+        self.library.write_bytes(whole)
+
         self.library.rename(self.folder / "elsewhere.lvs")
         found = self.tool("check", self.document, status=INCOMPLETE).stdout
         self.assertIn(f"{self.document}: the library that it is linked to was not found: {self.library}\n", found)

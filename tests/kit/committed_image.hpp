@@ -15,7 +15,7 @@ class CommittedImage {
 public:
     explicit CommittedImage(const std::vector<std::byte>& image)
         : volume_(compound::MemoryFile(image), HeaderOf(image)),
-          state_((volume_.Map(), volume_.MapNow(), std::make_shared<compound::Committed>(volume_))) {}
+          state_((volume_.Map(~std::uint64_t{0}), std::make_shared<compound::Committed>(volume_))) {}
 
     const std::shared_ptr<compound::Committed>& State() const { return state_; }
     compound::Committed* operator->() const { return state_.get(); }

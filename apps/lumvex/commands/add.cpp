@@ -50,7 +50,7 @@ ExitStatus RunAdd(const AddArguments& arguments) {
     EditedDocument document(arguments.document);
     return ChangeAndSave(document, [&] {
         const Addresses addresses(arguments.document, NodeOf(document.Any()));
-        const Node collection = CollectionOf(addresses.Find(arguments.collection));
+        const Node collection = CollectionOf(addresses.FindOwn(arguments.collection));
         const InterfaceDescription& member = MemberTypeOf(collection.Type());
         if (!AddOf(collection.Type()))
             throw PropertyError("the members of " + PathOf(collection) + " are fixed; nothing can be added");

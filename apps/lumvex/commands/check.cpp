@@ -132,11 +132,11 @@ Command commands::Check() {
                 "directory and\n"
                 "every object's record. Each problem is printed on a line of its own with its place, and so are "
                 "references to\n"
-                "objects that the document does not have, links without a target, and a library that is not where "
-                "the project\n"
-                "has it and not beside the project. What a sound structure holds may still be wrong: --digest finds "
-                "changed\n"
-                "content.\n\n" +
+                "objects that the document or its library does not have, links without a target, and a library that "
+                "is not\n"
+                "where the project has it and not beside the project. What a sound structure holds may still be wrong: "
+                "--digest\n"
+                "finds changed content.\n\n" +
                 std::string(kDigestHelp),
             .incomplete = "problems were found, or references that lead nowhere",
             .run = [arguments] { return CheckRun(*arguments).Run(); }};

@@ -36,8 +36,11 @@ Node Beside(Copier& copier, const Node& object, const Node& collection, const Co
 
 Node CopiedInto(Copier& copier, const Node& object, const Addresses& addresses, const CopyArguments& arguments) {
     if (!arguments.collection.empty())
-        return Beside(copier, object, CollectionFor(object.Type(), addresses.Find(arguments.collection)), arguments);
-    if (arguments.into.empty()) return Beside(copier, object, object.Parent(), arguments);
+        return Beside(copier, object, CollectionFor(object.Type(), addresses.FindOwn(arguments.collection)), arguments);
+    if (arguments.into.empty()) {
+        addresses.RequireOwn(arguments.address, object);
+        return Beside(copier, object, object.Parent(), arguments);
+    }
     Node existing = copier.CounterpartOf(object);
     if (!existing) return copier.WithParents(object);
     if (!arguments.replace)
@@ -53,15 +56,15 @@ ExitStatus Copy(const CopyArguments& arguments, EditedDocument& document, const 
     OnObjects(document.Path(), "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(document.Path(), root);
-        if (root.Class() != from.Root().Class())
-            throw PropertyError("it is a " + TypeName(root.Type()) + ", the other document a " +
-                                TypeName(from.Root().Type()));
         Copier copier(root);
         Paths paths;
         std::vector<Node> copies;
         for (const Node& object : Outermost(from.FindAll(arguments.address))) {
             const std::string path = paths.Of(object);
             if (!object.Is(Kind::Item)) throw PropertyError(path + " is no item, and cannot be copied");
+            if (!arguments.into.empty() && object.Root().Class() != root.Class())
+                throw PropertyError(path + " is of a " + TypeName(object.Root().Type()) + ", and the document a " +
+                                    TypeName(root.Type()));
             try {
                 copies.push_back(CopiedInto(copier, object, addresses, arguments));
             } catch (const Error& error) {

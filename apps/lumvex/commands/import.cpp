@@ -64,7 +64,7 @@ public:
         } else {
             for (const fs::path& path : arguments_.files) {
                 if (HoldsObjects(path)) {
-                    AddObjects(path);
+                    if (!AddedObjects(path)) return NothingImported();
                     continue;
                 }
                 Try([&] {
@@ -75,13 +75,9 @@ public:
         }
         progress_.Clear();
         if (imported_ != 0) document_.Save("cannot be saved, nothing was imported");
-        const std::string document = Utf8(arguments_.document);
-        if (imported_ == 0) {
-            std::cerr << document << ": nothing was imported; the document was not "
-                      << (document_.IsNew() ? "created\n" : "changed\n");
-        } else {
-            Reports() << imported_ << " of " << arguments_.files.size() << " files imported into " << document << '\n';
-        }
+        if (imported_ == 0) return NothingImported();
+        Reports() << imported_ << " of " << arguments_.files.size() << " files imported into "
+                  << Utf8(arguments_.document) << '\n';
         return imported_ == arguments_.files.size() ? kDone : kIncomplete;
     }
 
@@ -91,14 +87,23 @@ private:
         return OnDocument(arguments_.document, "cannot be read", std::forward<Work>(work));
     }
 
-    // Reports a file that fails, so that the others can follow.
+    ExitStatus NothingImported() {
+        progress_.Clear();
+        std::cerr << Utf8(arguments_.document) << ": nothing was imported; the document was not "
+                  << (document_.IsNew() ? "created\n" : "changed\n");
+        return kIncomplete;
+    }
+
+    // Reports a file that fails, so that the others can follow; answers whether it did not.
     template <class Work>
-    void Try(Work&& work) {
+    bool Try(Work&& work) {
         try {
             work();
+            return true;
         } catch (const FileError& error) {
             progress_.Clear();
             std::cerr << error.what() << '\n';
+            return false;
         }
     }
 
@@ -122,13 +127,15 @@ private:
     }
 
     // A file of objects that fails may have added some of them: the document must not be saved then.
-    void AddObjects(const fs::path& path) {
-        if (const Project* project = document_.AsProject())
-            LinkLibrary(arguments_.document, *project, arguments_.placement.library);
-        const std::vector<std::string> added = ImportObjects(document_, path, arguments_.placement.replace);
-        progress_.Clear();
-        for (const std::string& each : added) Reports() << Utf8(path) << " -> " << each << '\n';
-        ++imported_;
+    bool AddedObjects(const fs::path& path) {
+        return Try([&] {
+            if (const Project* project = document_.AsProject())
+                LinkLibrary(arguments_.document, *project, arguments_.placement.library);
+            const std::vector<std::string> added = ImportObjects(document_, path, arguments_.placement.replace);
+            progress_.Clear();
+            for (const std::string& each : added) Reports() << Utf8(path) << " -> " << each << '\n';
+            ++imported_;
+        });
     }
 
     // Makes one measurement of mono files, a channel for each. If one of them cannot be read or is not mono, the others

@@ -30,7 +30,7 @@ Node Moved(const Node& item, const Node& collection, const Node& root) {
 ExitStatus RunMove(const MoveArguments& arguments) {
     return ChangeItem(arguments.document, arguments.address, " is no item, and cannot be moved",
                       [&](const Node& item, const Node& root, const Addresses& addresses) {
-                          const Node place = addresses.Find(arguments.collection);
+                          const Node place = addresses.FindOwn(arguments.collection);
                           return Moved(item, CollectionFor(item.Type(), place), root);
                       });
 }

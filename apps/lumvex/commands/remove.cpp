@@ -60,7 +60,7 @@ ExitStatus RunRemove(const RemoveArguments& arguments) {
         std::vector<Node> chosen;
         std::set<std::u16string> ids;  // of these and of what is below them
         for (const std::string& address : arguments.addresses) {
-            for (const Node& object : addresses.FindAll(address)) {
+            for (const Node& object : addresses.FindAllOwn(address)) {
                 CheckRemovable(object, paths.Of(object));
                 if (ids.contains(object.Id())) continue;
                 chosen.push_back(object);

@@ -50,7 +50,7 @@ ExitStatus RunSet(const SetArguments& arguments) {
     OnObjects(arguments.document, "cannot be changed", [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(arguments.document, root);
-        const Node object = addresses.Find(arguments.address);
+        const Node object = addresses.FindOwn(arguments.address);
         if (!object.HasId()) throw PropertyError("configurations are fixed and cannot be changed");
         id = object.Id();
         for (const std::string& assignment : arguments.assignments) {

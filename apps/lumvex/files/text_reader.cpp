@@ -269,9 +269,9 @@ private:
     void ReadImpulse() {
         std::optional<StatedNumber> interval = header_.Interval();
         if (header_.Start()) file_.startTime = header_.Start()->value;
+        const std::optional<double> stated = StatedInterval();
         std::vector<std::size_t> channels = chosen_;
-        if (channels.size() > 1 && channels.size() != header_.Channels() &&
-            !(interval && !FirstColumnSteps(interval->value))) {
+        if (channels.size() > 1 && channels.size() != header_.Channels() && !(stated && !FirstColumnSteps(*stated))) {
             const TimeColumn times = Times();
             if (times.Rows() > 1) interval = TakeTimes(times);
             channels.erase(channels.begin());
@@ -288,6 +288,14 @@ private:
         if (header_.Length() && *header_.Length() != file_.rows)
             throw FileError(path_, 0, std::to_string(*header_.Length()) + " samples, as the header says",
                             std::to_string(file_.rows));
+    }
+
+    // Seconds between two samples, as the user or else the header says.
+    std::optional<double> StatedInterval() const {
+        if (options_.sampleRate > 0) return 1.0 / options_.sampleRate;
+        if (header_.Interval()) return header_.Interval()->value;
+        if (header_.Rate() && header_.Rate()->value > 0) return 1 / header_.Rate()->value;
+        return std::nullopt;
     }
 
     // Whether the first column is the time besides a header that states the interval.

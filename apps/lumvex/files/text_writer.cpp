@@ -12,6 +12,7 @@
 #include "files/text_encoding.hpp"
 #include "files/text_header.hpp"
 #include "files/text_numbers.hpp"
+#include "files/time_column.hpp"
 
 namespace lumvex::app {
 
@@ -61,6 +62,31 @@ std::string NameLine(const MeasurementFile& file, char separator) {
     return line + '\n';
 }
 
+bool SaysCalibration(const TextHeader& header, const MeasurementFile& file) {
+    const CalibrationHeader& said = header.Calibration();
+    return said.IsCalibration() && said.SerialNumber() == file.serialNumber && said.Sensitivity() == file.sensitivity;
+}
+
+bool SaysImpulse(const TextHeader& header, const MeasurementFile& file) {
+    const bool isRate = header.Rate() && header.Rate()->value == file.sampleRate;
+    const bool isInterval = !header.Rate() && header.Interval() && SampleRateOf(*header.Interval()) == file.sampleRate;
+    const std::optional<double> start = header.Start() ? std::optional(header.Start()->value) : std::nullopt;
+    return (isRate || isInterval) && header.IsOfImpulse() && start.value_or(0) == file.startTime.value_or(0) &&
+           header.Channels().value_or(1) == file.columns && header.Loudspeakers() == file.loudspeakers;
+}
+
+// Does the header that came with the numbers say already what would be written?
+bool SaysAll(const MeasurementFile& file) {
+    TextHeader header;
+    for (std::string_view rest = file.header; !rest.empty();) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
+        header.ReadLine(rest.substr(0, end));
+        rest.remove_prefix(end + 1);
+    }
+    if (file.kind == MeasurementFile::Kind::Calibration) return SaysCalibration(header, file);
+    return file.kind == MeasurementFile::Kind::Impulse && SaysImpulse(header, file);
+}
+
 }  // namespace
 
 void CheckFitsText(const std::filesystem::path& path, const MeasurementFile& file) {
@@ -95,18 +121,7 @@ std::string HeaderText(const MeasurementFile& file, char separator) {
     const bool hasNames =
         file.kind == MeasurementFile::Kind::Response || file.kind == MeasurementFile::Kind::Calibration;
     if (file.header.empty()) return facts + (hasNames ? NameLine(file, separator) : "");
-    if (file.kind == MeasurementFile::Kind::Calibration) {
-        TextHeader header;
-        header.ReadLine(file.header);
-        for (std::string_view rest = file.header; !rest.empty();) {
-            const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
-            header.ReadLine(rest.substr(0, end));
-            rest.remove_prefix(end + 1);
-        }
-        const CalibrationHeader& said = header.Calibration();
-        if (said.IsCalibration() && said.SerialNumber() == file.serialNumber && said.Sensitivity() == file.sensitivity)
-            return file.header;
-    }
+    if (SaysAll(file)) return file.header;
     std::string lines = file.header;
     for (std::string_view rest = facts; !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find('\n') + 1);

@@ -7,7 +7,6 @@
 
 #include "command_line/status_text.hpp"
 #include "files/file_error.hpp"
-#include "objects/walking.hpp"
 
 namespace lumvex::app {
 
@@ -258,9 +257,13 @@ void AddWithAllBelow(const Node& from, std::vector<Node>& found) {
     found.push_back(from);
     if (from.IsCollection()) {
         const LONG count = from.Count();
-        for (LONG place = 1; place <= count; ++place)
-            if (const Node member = ReadableMember(from, place, [](const std::string&) {}))
-                AddWithAllBelow(member, found);
+        for (LONG place = 1; place <= count; ++place) {
+            try {
+                AddWithAllBelow(from.Member(place), found);
+            } catch (const Error&) {
+                continue;
+            }
+        }
         return;
     }
     for (const Node& each : CollectionsOf(from)) AddWithAllBelow(each, found);
@@ -448,6 +451,25 @@ std::vector<Node> Addresses::FindAll(std::string_view address) const { return Fi
 
 std::vector<Node> Addresses::FindAll(const Node& from, std::string_view address) const {
     return Resolved(from, address);
+}
+
+Node Addresses::FindOwn(std::string_view address) const {
+    Node found = Find(address);
+    RequireOwn(address, found);
+    return found;
+}
+
+std::vector<Node> Addresses::FindAllOwn(std::string_view address) const {
+    std::vector<Node> found = FindAll(address);
+    for (const Node& each : found) RequireOwn(address, each);
+    return found;
+}
+
+void Addresses::RequireOwn(std::string_view address, const Node& object) const {
+    if (!object.HasId()) return;  // a fixed table, which says itself that it cannot be changed
+    const Node root = object.Is(Kind::Root) ? object : object.Root();
+    if (root.Class() == root_.Class()) return;
+    Refuse(address, "it is of the library; to change that, name its file as the document");
 }
 
 Node Addresses::FindTarget(const InterfaceDescription& type, std::string_view address) const {

@@ -54,8 +54,6 @@ public:
     // `document` is named in errors.
     Addresses(std::filesystem::path document, Node root) : document_(std::move(document)), root_(std::move(root)) {}
 
-    const Node& Root() const { return root_; }
-
     // The object of the address; the root for "/" and for the empty text. Throws FileError, which says how far the path
     // leads and what there is, or which objects it fits.
     Node Find(std::string_view address) const;
@@ -67,6 +65,12 @@ public:
     // there is none.
     std::vector<Node> FindAll(std::string_view address) const;
     std::vector<Node> FindAll(const Node& from, std::string_view address) const;
+
+    // The same for what is to be changed: of this document, not of its library, which is read alone and never saved
+    // with it. Throws FileError for that, too.
+    Node FindOwn(std::string_view address) const;
+    std::vector<Node> FindAllOwn(std::string_view address) const;
+    void RequireOwn(std::string_view address, const Node& object) const;
 
     // The target of a reference to objects of `type`: an address in the document, or in the library that the project is
     // linked to where such objects are kept there.

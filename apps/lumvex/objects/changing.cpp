@@ -8,7 +8,7 @@ ExitStatus ChangeItem(const std::filesystem::path& path, const std::string& addr
     return ChangeAndSave(document, [&] {
         const Node root = NodeOf(document.Any());
         const Addresses addresses(path, root);
-        const Node item = addresses.Find(address);
+        const Node item = addresses.FindOwn(address);
         const std::string before = PathOf(item);
         if (!item.Is(Kind::Item)) throw PropertyError(before + refusal);
         return before + " -> " + PathOf(change(item, root, addresses));

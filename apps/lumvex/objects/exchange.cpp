@@ -233,7 +233,7 @@ private:
             return;
         }
         const bool isCollection = known->kind == Kind::Collection;
-        const Node collection = addresses_.Find(Member<std::string>(json, isCollection ? "address" : "collection"));
+        const Node collection = addresses_.FindOwn(Member<std::string>(json, isCollection ? "address" : "collection"));
         const InterfaceDescription* held = collection.IsCollection() ? &MemberTypeOf(collection.Type()) : nullptr;
         if (isCollection ? collection.Class() != known : held != known->ownInterface)
             Refuse(json, "the document has something else at its address");

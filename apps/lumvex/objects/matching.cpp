@@ -10,6 +10,29 @@ namespace lumvex::app {
 
 namespace {
 
+// The first of a name has a place in its address only where there is a second: "Data/woofer[1]". Within quotation marks
+// it is the name's own.
+std::string WithoutFirstPlaces(const std::string& path) {
+    std::string text;
+    char quote = '\0';
+    for (std::size_t at = 0; at < path.size(); ++at) {
+        const bool isStep = at == 0 || path[at - 1] == '/';
+        if (quote == '\0' && path.compare(at, 3, "[1]") == 0 && (at + 3 == path.size() || path[at + 3] == '/')) {
+            at += 2;
+            continue;
+        }
+        if (quote != '\0' && path[at] == '\\') {
+            text += path[at++];
+        } else if (path[at] == quote) {
+            quote = '\0';
+        } else if (quote == '\0' && isStep && (path[at] == '\'' || path[at] == '"')) {
+            quote = path[at];
+        }
+        text += path[at];
+    }
+    return text;
+}
+
 // The root itself, and every item below the address.
 std::vector<Node> ObjectsBelow(const Node& root, std::string_view address, std::string& problem,
                                const Unreadable& unreadable) {
@@ -51,10 +74,10 @@ Matching::Matching(const Node& before, const Node& after, std::string_view addre
     Paths left, right;
     std::map<std::string, std::size_t> byPath;
     for (std::size_t at = 0; at < older.size(); ++at)
-        if (!isTaken[at]) byPath[left.Of(older[at])] = at;
+        if (!isTaken[at]) byPath[WithoutFirstPlaces(left.Of(older[at]))] = at;
     for (std::size_t at = 0; at < newer.size() && !byPath.empty(); ++at) {
         if (partner[at] != older.size()) continue;
-        const auto same = byPath.find(right.Of(newer[at]));
+        const auto same = byPath.find(WithoutFirstPlaces(right.Of(newer[at])));
         if (same != byPath.end()) match(at, same->second);
     }
     for (std::size_t at = 0; at < newer.size(); ++at) {

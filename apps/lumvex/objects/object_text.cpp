@@ -14,6 +14,13 @@ namespace lumvex::app {
 
 namespace {
 
+// Without the library's number before them: "[json.exception.parse_error.101] parse error at line 1, ...".
+std::string WordsOf(const Json::exception& error) {
+    const std::string text = error.what();
+    const std::size_t number = text.find("] ");
+    return text.starts_with('[') && number != text.npos ? text.substr(number + 2) : text;
+}
+
 struct Range {
     std::uint64_t begin, end;
 };
@@ -135,7 +142,7 @@ public:
     bool string(std::string&) { return Note(); }
     bool binary(Json::binary_t&) { return Note(); }
     bool parse_error(std::size_t, const std::string&, const Json::exception& error) {
-        throw PropertyError(error.what());
+        throw PropertyError(WordsOf(error));
     }
 
 private:
@@ -203,7 +210,7 @@ public:
     }
     bool binary(Json::binary_t&) { return false; }
     bool parse_error(std::size_t, const std::string&, const Json::exception& error) {
-        throw PropertyError(error.what());
+        throw PropertyError(WordsOf(error));
     }
 
 private:

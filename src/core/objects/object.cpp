@@ -49,6 +49,8 @@ void Object::ForEachChild(const ChildVisitor&) {}
 
 void Object::ForEachReference(const ReferenceVisitor&) {}
 
+void Object::ForEachLinkedReference(const LinkedReferenceVisitor&) const {}
+
 IUnknown* Object::Facet(REFIID) noexcept { return nullptr; }
 
 void Object::Materialise() {}

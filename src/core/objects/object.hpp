@@ -63,6 +63,10 @@ public:
     // Visits the object's references to other items of its document, each with the class that its target has to have.
     using ReferenceVisitor = FunctionRef<void(ReferenceBase&, const ClassInfo& targetClass)>;
     virtual void ForEachReference(const ReferenceVisitor& visit);
+    // Visits the object's references into the document that its own is linked to: the target's ID as text, empty for
+    // none, and class.
+    using LinkedReferenceVisitor = FunctionRef<void(std::u16string_view id, const ClassInfo& targetClass)>;
+    virtual void ForEachLinkedReference(const LinkedReferenceVisitor& visit) const;
     // A further interface that the object offers; no reference is added. Null for none.
     virtual IUnknown* Facet(REFIID iid) noexcept;
     // Reads what is still only in the object's stream, which is about to go away.

@@ -71,6 +71,12 @@ public:
     void ForEachReference(const Object::ReferenceVisitor& visit) override {
         VisitReferenceFields(static_cast<Derived&>(*this), visit);
     }
+    void ForEachLinkedReference(const Object::LinkedReferenceVisitor& visit) const override {
+        ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, const auto&) {
+            using Field = std::remove_cvref_t<decltype(field)>;
+            if constexpr (requires { Field::kIsIntoLinkedDocument; }) visit(field.Id(), Field::TargetInfo());
+        });
+    }
     Ref<Object> LinkDispatch() const override {
         Ref<Object> target;
         ForEachField(static_cast<const Derived&>(*this), [&](const auto& field, const auto&) {

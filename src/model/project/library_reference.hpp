@@ -30,6 +30,9 @@ private:
 template <class TargetClass, std::size_t kDepth>
 class LibraryReference : public LibraryReferenceBase {
 public:
+    static constexpr bool kIsIntoLinkedDocument = true;
+    static const ClassInfo& TargetInfo() { return ClassOf<TargetClass>(); }
+
     static Ref<Object> Checked(IUnknown* given) {
         return given ? Accepted(given, ClassOf<TargetClass>()) : Ref<Object>();
     }

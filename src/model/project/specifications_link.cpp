@@ -6,11 +6,6 @@ namespace lumvex::inside {
 
 namespace {
 
-bool IsSeparator(char16_t unit) noexcept { return unit == u'/' || unit == u'\\'; }
-
-// The path may have been written on another system.
-std::u16string_view FileName(std::u16string_view path) { return path.substr(path.find_last_of(u"/\\") + 1); }
-
 // A full path stays as it is. One that leads elsewhere is full as well, though not every library's idea of a path says
 // so.
 std::u16string Within(const std::filesystem::path& folder, std::u16string_view path) {
@@ -33,13 +28,6 @@ Ref<CSpecifications> TryOpen(const std::filesystem::path& folder, std::u16string
 }
 
 }  // namespace
-
-bool LeadsElsewhere(std::u16string_view path) noexcept {
-    if (path.size() >= 2 && IsSeparator(path[0]) && IsSeparator(path[1])) return true;  // \\host\share, \\.\device
-    if (path.starts_with(u"/dev/") || path.starts_with(u"\\??\\")) return true;
-    const std::size_t colon = path.find(u':');
-    return colon != path.npos && colon > 1 && path.find_first_of(u"/\\") > colon;  // file:, but not C:
-}
 
 Ref<Object> SpecificationsLink::Library(const std::filesystem::path& projectFolder, Reach reach) {
     if (isOwn_ && library_->Path().empty()) {  // somebody closed its file

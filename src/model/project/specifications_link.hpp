@@ -6,12 +6,9 @@
 #include <optional>
 
 #include "model/specifications/Specifications.hpp"
+#include "storage/document/linked_path.hpp"
 
 namespace lumvex::inside {
-
-// Can opening the path reach another machine or a device? True for paths of the network, of devices and with a scheme,
-// of any system.
-bool LeadsElsewhere(std::u16string_view path) noexcept;
 
 class SpecificationsLink {
 public:

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <system_error>
 
 #include "core/base/guid_order.hpp"
 #include "core/tree/collection.hpp"
@@ -10,6 +11,7 @@
 #include "storage/compound/check/check.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
+#include "storage/document/linked_path.hpp"
 #include "storage/document/marks_stamp.hpp"
 #include "storage/inspect/client_errors.hpp"
 #include "storage/records/object_record.hpp"
@@ -19,10 +21,34 @@ namespace lumvex::inside {
 
 namespace {
 
+std::shared_ptr<DocumentFile> OpenForReading(const std::filesystem::path& path) {
+    auto file = std::make_shared<DocumentFile>();
+    file->Replace(OpenCompoundFile(path, compound::Access::ReadShared));
+    return file;
+}
+
 std::optional<LinkedLibrary> LibraryOf(const DocumentRoot& root) {
     const auto link = root.LinkedDocument();
     if (!link) return std::nullopt;
     return LinkedLibrary{ToUtf8(ToText(link->id)), ToUtf8(link->path)};
+}
+
+// What a library lists, by ID; empty where the library is not near, or its file lists nothing.
+TableOf<DirectoryRow> TableOfLibrary(const DocumentRoot::Link& link, const std::filesystem::path& folder) {
+    for (const std::filesystem::path& place : PlacesOf(link.path, folder)) {
+        try {
+            TableOf<DirectoryRow> table;
+            if (const auto source = OpenForReading(place)->Find(kDirectoryStream)) table.Open(source);
+            if (table.Find(link.id)) return table;
+        } catch (const Failure&) {
+            continue;
+        } catch (const compound::StorageError&) {
+            continue;
+        } catch (const std::system_error&) {
+            continue;  // a path that this system cannot express
+        }
+    }
+    return {};
 }
 
 // Of a file whose root record can be read.
@@ -44,8 +70,8 @@ std::optional<LinkedLibrary> LibraryOf(DocumentFile& file, const ClassInfo& root
 
 class Checker {
 public:
-    Checker(std::shared_ptr<DocumentFile> file, const Progress& progress)
-        : file_(std::move(file)), progress_(progress) {}
+    Checker(const std::filesystem::path& path, const Progress& progress)
+        : file_(OpenForReading(path)), folder_(path.parent_path()), progress_(progress) {}
 
     DocumentCheck Run() {
         file_->Container().ForEachStream([&](std::u16string_view name, std::uint64_t) {
@@ -63,6 +89,7 @@ public:
         Try("lock counters", [&] { ReadLocks(); });
         ReportUnreached();
         ReportLost();
+        ReportLostInLibrary();
         return {std::move(problems_), std::move(lost_), std::move(library_)};
     }
 
@@ -155,6 +182,7 @@ private:
         if (reader.Left() != 0)
             Report("root record", std::to_string(reader.Left()) + " bytes follow that its class does not know");
         library_ = LibraryOf(static_cast<const DocumentRoot&>(*root));
+        link_ = static_cast<const DocumentRoot&>(*root).LinkedDocument();
         Follow(*root, "the root");
     }
 
@@ -220,6 +248,9 @@ private:
                 else if (object->Class().isLink)
                     lost_.push_back({name, "it links to no " + ToUtf8(target.name)});
             });
+            object->ForEachLinkedReference([&](std::u16string_view id, const ClassInfo& target) {
+                if (const auto wanted = ParseGuid(id)) linked_.push_back({*wanted, &target, name});
+            });
             if (bytes < source->Size() && extent.version.Writer() <= next.classInfo->version.Writer())
                 Report(name, std::to_string(source->Size() - bytes) + " bytes follow its record");
             Follow(*object, name);
@@ -238,6 +269,19 @@ private:
         }
     }
 
+    // Nothing is said where the library is not near: it is missing, and the caller says so.
+    void ReportLostInLibrary() {
+        if (!link_ || linked_.empty()) return;
+        const TableOf<DirectoryRow> table = TableOfLibrary(*link_, folder_);
+        if (table.Count() == 0) return;
+        for (const Referred& each : linked_) {
+            const auto listed = table.Find(each.id);
+            if (listed && IsEqualGUID(listed->classId, each.classInfo->classId)) continue;
+            lost_.push_back({each.owner, "it refers to " + ToUtf8(each.classInfo->name) + " " +
+                                             ToUtf8(ToText(each.id)) + ", which the library does not have"});
+        }
+    }
+
     // References in objects of a newer program's classes cannot be followed, so that nothing is said of these objects.
     void ReportUnreached() {
         for (const auto& [id, listed] : table_) {
@@ -252,10 +296,12 @@ private:
     }
 
     std::shared_ptr<DocumentFile> file_;
+    std::filesystem::path folder_;
     const Progress& progress_;
     std::vector<DocumentProblem> problems_, lost_;
-    std::vector<Referred> referred_;
+    std::vector<Referred> referred_, linked_;  // in the document, and in its library
     std::optional<LinkedLibrary> library_;
+    std::optional<DocumentRoot::Link> link_;
     std::set<GUID, GuidLess> streams_, reached_;
     std::map<GUID, DirectoryRow, GuidLess> table_;
     bool hasTable_ = false;
@@ -263,12 +309,6 @@ private:
     std::vector<Waiting> waiting_;
     std::size_t done_ = 0;
 };
-
-std::shared_ptr<DocumentFile> OpenForReading(const std::filesystem::path& path) {
-    auto file = std::make_shared<DocumentFile>();
-    file->Replace(OpenCompoundFile(path, compound::Access::ReadShared));
-    return file;
-}
 
 }  // namespace
 
@@ -296,7 +336,7 @@ DocumentCheck ExamineDocument(const std::filesystem::path& path, const Progress&
             }
         }
         try {
-            DocumentCheck records = OnStorage([&] { return Checker(OpenForReading(path), progress).Run(); });
+            DocumentCheck records = OnStorage([&] { return Checker(path, progress).Run(); });
             problems.insert(problems.end(), records.problems.begin(), records.problems.end());
             check.lost = std::move(records.lost);
             check.library = std::move(records.library);

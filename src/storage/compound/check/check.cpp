@@ -64,7 +64,8 @@ private:
     std::vector<SectorId> Walk(const std::vector<std::uint32_t>& table, Owners& owners, SectorId first,
                                const std::string& who);
     const std::byte* Sector(SectorId sector) const {
-        return view_.Page((std::uint64_t{sector} + 1) << header_.SectorShift());
+        const unsigned shift = header_.SectorShift();
+        return view_.Page((std::uint64_t{sector} + 1) << shift, std::size_t{1} << shift);
     }
     DirectoryEntry At(EntryId id) const {
         const PerPage perPage = DirectoryEntriesPerPage(header_.SectorShift());

@@ -42,17 +42,37 @@ bool FileView::MapBefore(std::size_t count) const {
     return false;
 }
 
-const std::byte* FileView::Page(std::uint64_t offset) {
+const std::byte* FileView::Page(std::uint64_t offset, std::size_t count) {
     if (mapped_ != nullptr) return mapped_ + offset;
     const std::uint64_t begin = offset & ~std::uint64_t{kPage - 1};
-    auto& page = pages_[begin];
-    if (!page) {
-        if (MapBefore(kPage)) return mapped_ + offset;
-        auto bytes = std::make_unique_for_overwrite<std::byte[]>(kPage);
-        file_.Read(begin, {bytes.get(), static_cast<std::size_t>(std::min<std::uint64_t>(kPage, size_ - begin))});
-        page = std::move(bytes);
+    KnownPage& page = pages_[begin];
+    const auto needed = static_cast<std::size_t>(offset - begin) + count;
+    if (page.count < needed) {
+        if (page.count == 0) {
+            pagesInARow_ = begin == lastPage_ + kPage ? pagesInARow_ + 1 : 1;
+            lastPage_ = begin;
+            if (pagesInARow_ > kPagesInARow ? Map() : MapBefore(kPage)) return mapped_ + offset;
+            page.bytes = std::make_unique_for_overwrite<std::byte[]>(kPage);
+        }
+        page.count = ReadPage(begin, page, needed);
     }
-    return page.get() + (offset - begin);
+    return page.bytes.get() + (offset - begin);
+}
+
+// Reads what is not known of the page, at least up to `needed`. What is behind that may be unreadable, or gone: a
+// writer cuts what no reader needs off the file.
+std::size_t FileView::ReadPage(std::uint64_t begin, const KnownPage& page, std::size_t needed) const {
+    const auto readUpTo = [&](std::size_t end) {
+        file_.Read(begin + page.count, std::span(page.bytes.get(), end).subspan(page.count));
+        return end;
+    };
+    const auto whole = static_cast<std::size_t>(std::min<std::uint64_t>(kPage, size_ - begin));
+    try {
+        return readUpTo(whole);
+    } catch (const StorageError&) {
+        if (needed == whole) throw;
+        return readUpTo(needed);
+    }
 }
 
 const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
@@ -74,9 +94,12 @@ const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window
 }
 
 void FileView::Read(std::uint64_t offset, std::span<std::byte> bytes) {
-    if (bytes.size() >= kReadDirectly || (bytes.size() >= kPage && !MapBefore(bytes.size())))
+    if (bytes.empty()) return;
+    if (mapped_ == nullptr && IsInFewPages(offset, bytes.size()))
+        std::memcpy(bytes.data(), Page(offset, bytes.size()), bytes.size());
+    else if (bytes.size() >= kReadDirectly || (bytes.size() >= kPage && !MapBefore(bytes.size())))
         file_.Read(offset, bytes);
-    else if (!bytes.empty())
+    else
         std::memcpy(bytes.data(), Bytes(offset, bytes.size(), window_, kPage), bytes.size());
 }
 

@@ -23,8 +23,14 @@ public:
     void CutTo(std::uint64_t size) noexcept { size_ = std::min(size, size_); }
     std::uint64_t Size() const { return size_; }
 
-    // The bytes from offset to the next multiple of 4096, or to the end of the file. Valid until Refresh.
-    const std::byte* Page(std::uint64_t offset);
+    // So many bytes from offset on, not beyond the next multiple of 4096 or the end of the file. Valid until Refresh.
+    const std::byte* Page(std::uint64_t offset, std::size_t count);
+
+    // Bytes of the file that are adjacent in memory: in a page while few were read, else in the mapping. Null where it
+    // cannot be mapped. Valid until Refresh.
+    const std::byte* InPlace(std::uint64_t offset, std::uint64_t count) {
+        return IsInFewPages(offset, count) || Map() ? Page(offset, static_cast<std::size_t>(count)) : nullptr;
+    }
 
     // Bytes of the file: in the mapping or, where there is none, in the window, into which at least `ahead` bytes are
     // read. Valid until the window is used again.
@@ -45,17 +51,31 @@ public:
 
 private:
     static constexpr std::size_t kPage = 4096, kPagesUnmapped = 32;
-    static constexpr std::size_t kFewPages = 8;  // adjacent ones: a page fault of a mapping brings sixteen
+    // Adjacent pages, of which a page fault of a mapping brings sixteen: so many are read when it is not known that
+    // more will be, and when it is known how many.
+    static constexpr std::size_t kPagesInARow = 3, kFewPages = 8;
 
     static bool IsWorthMapping(std::uint64_t count) { return count > kFewPages * kPage; }
+    // In one page, while few were read?
+    bool IsInFewPages(std::uint64_t offset, std::uint64_t count) const {
+        return count <= kPage - offset % kPage && pagesLeft_ > 0;
+    }
     bool MapBefore(std::size_t count) const;
+
+    struct KnownPage {
+        std::unique_ptr<std::byte[]> bytes;  // kPage
+        std::size_t count = 0;               // bytes that are known, from its beginning
+    };
+    std::size_t ReadPage(std::uint64_t begin, const KnownPage& page, std::size_t needed) const;
 
     File& file_;
     std::uint64_t size_ = 0;
     mutable const std::byte* mapped_ = nullptr;  // the mapping is made by whoever reads much
     mutable bool mayMap_ = true;
     mutable std::size_t pagesLeft_ = kPagesUnmapped;  // that are read before the file is mapped
-    std::unordered_map<std::uint64_t, std::unique_ptr<std::byte[]>> pages_;
+    std::uint64_t lastPage_ = 0;                      // the one that was read last
+    std::size_t pagesInARow_ = 0;
+    std::unordered_map<std::uint64_t, KnownPage> pages_;
     Window window_;
 };
 

@@ -117,8 +117,7 @@ const std::byte* StreamBody::Contiguous(std::uint64_t offset, std::uint64_t coun
     if (uncommitted && uncommitted->small != nullptr) return uncommitted->small + offset;
     static constexpr std::byte kNothing{};
     if (count == 0) return &kNothing;
-    const Volume& volume = committed->GetVolume();
-    if (uncommitted || !volume.MapNow()) return nullptr;
+    if (uncommitted) return nullptr;
     const std::byte* bytes = nullptr;
     try {
         bytes = FindContiguous(offset, count);
@@ -134,16 +133,16 @@ const std::byte* StreamBody::Contiguous(std::uint64_t offset, std::uint64_t coun
 }
 
 const std::byte* StreamBody::FindContiguous(std::uint64_t offset, std::uint64_t count) {
-    const Volume& volume = committed->GetVolume();
+    Volume& volume = committed->GetVolume();
     Extent extent = ExtentAt(offset, count);
     const std::uint64_t start = extent.offset;
     for (std::uint64_t known = extent.count; known < count; known += extent.count) {
         extent = ExtentAt(offset + known, count - known);
         if (extent.offset != start + known) return nullptr;
     }
-    volume.CountRead(start, count);
-    FileView::Window none;
-    return volume.Bytes(start, count, none);
+    const std::byte* bytes = volume.InPlace(start, count);
+    if (bytes != nullptr) volume.CountRead(start, count);
+    return bytes;
 }
 
 }  // namespace lumvex::compound

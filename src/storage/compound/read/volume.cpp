@@ -107,7 +107,7 @@ const std::byte* Volume::Sector(SectorId sector) {
     if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
     CountRead(OffsetOf(sector), 1);
     if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
-    return view_.Page(OffsetOf(sector));
+    return view_.Page(OffsetOf(sector), SectorSize());
 }
 
 void Volume::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
@@ -119,6 +119,11 @@ const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count, FileVi
                                std::size_t ahead) const {
     RequireWithin(offset, count);
     return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+}
+
+const std::byte* Volume::InPlace(std::uint64_t offset, std::uint64_t count) {
+    RequireWithin(offset, count);
+    return view_.InPlace(offset, count);
 }
 
 void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {

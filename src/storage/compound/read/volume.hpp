@@ -37,7 +37,8 @@ public:
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
                            std::size_t ahead = 0) const;
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
-    bool MapNow() const { return view_.Map(); }  // false where bytes cannot be had in a mapping
+    // The same without a window; null where that is not possible. Valid until Map.
+    const std::byte* InPlace(std::uint64_t offset, std::uint64_t count);
     void AboutToRead(std::uint64_t count) const { view_.AboutToRead(count); }
 
     // Unless the answer is Whole, bytes that were read through the mapping may have been zeros in place of the file's.
