@@ -45,7 +45,8 @@ LUMVEX_API Compaction TryCompactDocument(const std::filesystem::path& path, cons
 
 struct Salvage {
     std::size_t objects = 0;  // in the new document, the root not counted
-    // Each object, reference and part of an array that was lost, and each object that has another place or ID now.
+    // Each object, reference and part of an array that was lost, each object that has another place or ID now, and each
+    // whose record may be another one: nothing tells them apart.
     std::vector<DocumentProblem> losses;
 };
 

@@ -105,7 +105,7 @@ ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
             if (std::ranges::find(read, stream.extents) != read.end()) continue;
             read.push_back(stream.extents);
             const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
-            isLonger = isLonger || (way != Way::Beside && source->Size() >= most);
+            isLonger = isLonger || ((way != Way::Beside || !stream.isMini) && source->Size() >= most);
             for (const ClassInfo* info : AllClasses()) {
                 const bool isCollection = info->kind == ClassKind::Collection;
                 if (!IsPossible(*info) || !(isCollection ? mayBeCollection : mayBeItem)) continue;

@@ -141,8 +141,8 @@ void ObjectFinder::KeepDamaged() {
     }
 }
 
-// May both be records of one object, of different states? Its date and what is below it stay; its name does mostly, and
-// a record that does not need more mini sectors than before stays in its place of the mini stream.
+// May both be records of one object, of different states? Its date and what is below it stay; its name does mostly, or
+// what is behind it; a record that does not need more mini sectors than before stays in its place of the mini stream.
 bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) const {
     constexpr std::size_t kDateAt = 4;
     if (one.info->kind == ClassKind::Item &&
@@ -150,9 +150,13 @@ bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& oth
         return false;
     const auto idOf = [](const FoundObject::Below& below) { return below.reference.id; };
     const auto isSame = [](const GUID& a, const GUID& b) { return IsEqualGUID(a, b) != 0; };
+    if (!std::ranges::equal(one.below, other.below, isSame, idOf, idOf)) return false;
+    if (!one.below.empty() || one.name == other.name) return true;
     const auto offset = [](const FoundObject& each) { return each.source->Extents().front().offset; };
-    return std::ranges::equal(one.below, other.below, isSame, idOf, idOf) &&
-           (!one.below.empty() || one.name == other.name || (offset(one) - offset(other)) % file_->SectorSize() == 0);
+    if ((offset(one) - offset(other)) % file_->SectorSize() != 0) return false;
+    const std::vector<std::byte> bytes = one.source->All(), others = other.source->All();
+    const auto [end, unused] = std::mismatch(bytes.rbegin(), bytes.rend(), others.rbegin(), others.rend());
+    return 2 * static_cast<std::size_t>(end - bytes.rbegin()) > std::min(bytes.size(), others.size());
 }
 
 // May the one's part of the mini stream be in the sector of the other?

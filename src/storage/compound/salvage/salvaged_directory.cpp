@@ -62,9 +62,10 @@ Header SalvagedFile::FindHeader() const {
             if (std::memcmp(&block[at], kSignature.data(), kSignature.size()) != 0) continue;
             std::copy_n(block.begin() + static_cast<std::ptrdiff_t>(at), kHeaderSize, bytes.begin());
             const Header header(bytes);
+            if (!isSound(header)) continue;
             std::array<std::byte, kEntrySize> entry;
             Read((std::uint64_t{header.FirstDirectory()} + 1) << header.SectorShift(), entry);
-            if (isSound(header) && IsRoot(entry.data())) return header;
+            if (IsRoot(entry.data())) return header;
         }
     }
     return Header(first);

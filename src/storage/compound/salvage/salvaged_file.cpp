@@ -213,7 +213,9 @@ bool SalvagedFile::MayBeElsewhere(std::uint64_t offset, std::uint64_t other) con
             return BeginsAt(OffsetOf(sector) + kMiniSectorSize * (mini % perPage));
         });
     };
-    return hits(sectorOf(other)) >= hits(sectorOf(offset));
+    if (hits(sectorOf(other)) < hits(sectorOf(offset))) return false;
+    // Where many sectors fit side by side, only another state of one of them takes its place, which is much like it.
+    return unsteady_[page->second] || 2 * Likeness(sectorOf(offset), sectorOf(other)) > SectorSize();
 }
 
 bool SalvagedFile::MayBeInMiniStream(std::uint64_t offset) const {
@@ -257,6 +259,7 @@ SalvagedFile::Unnamed SalvagedFile::ExtentsFrom(std::uint64_t offset, std::uint6
     const std::uint64_t inSector = offset - OffsetOf(sector);
     const auto page = pageOfSector_.find(sector);
     Unnamed stream{{}, page != pageOfSector_.end(), false, false};
+    const std::uint64_t whole = most;
     SectorId first = sector;
     if (stream.isMini) {
         first = static_cast<SectorId>((std::uint64_t{page->second} << (shift_ - kMiniSectorShift)) +
@@ -264,9 +267,12 @@ SalvagedFile::Unnamed SalvagedFile::ExtentsFrom(std::uint64_t offset, std::uint6
         most = std::min<std::uint64_t>(most, kMiniCutoff);
     }
     // A small one, in a part of the mini stream to which nothing leads, or to which something else may lead.
+    // Or a long one, in a sector that was taken for a part of the mini stream.
     if (way == Way::Beside || (inSector != 0 && !stream.isMini)) {
-        const std::uint64_t count = std::min({most, size_ - offset, std::uint64_t{kMiniCutoff}});
-        return {{{offset, count}}, true, offset + count == size_, false};
+        const bool mayBeLong = inSector == 0 && stream.isMini && page->second >= certainMiniPages_;
+        const std::uint64_t count =
+            std::min({mayBeLong ? whole : most, size_ - offset, mayBeLong ? whole : kMiniCutoff});
+        return {{{offset, count}}, !mayBeLong, offset + count == size_, false};
     }
     const Table& table = stream.isMini ? miniFat_ : fat_;
     const std::uint64_t unit = stream.isMini ? kMiniSectorSize : std::uint64_t{1} << shift_;

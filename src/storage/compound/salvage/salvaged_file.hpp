@@ -186,6 +186,7 @@ private:
     std::uint32_t certainMiniPages_ = 0;    // so many, from the first one on, are those that listed pages lead to
     std::map<SectorId, std::uint32_t> pageOfSector_;  // in the mini stream
     std::unordered_set<std::size_t> guessedPages_;    // of them, those to which no certain link leads
+    std::vector<bool> unsteady_;                      // by page
     std::unordered_set<SectorId> disputed_;           // that are two of its pages, or a guess among several states
 };
 

@@ -313,9 +313,9 @@ void SalvagedFile::FindMiniStream() {
     if (!isCertain) certainMiniPages_ = 0;
     miniBeginnings_ = beginnings;
     std::ranges::sort(miniBeginnings_);
-    const std::vector<bool> unsteady = UnsteadyPages();
+    unsteady_ = UnsteadyPages();
     for (std::uint32_t page = 0; page < miniPages_.size(); ++page)
-        if (!pageOfSector_.emplace(miniPages_[page], page).second || (roots_.size() > 1 && unsteady[page]))
+        if (!pageOfSector_.emplace(miniPages_[page], page).second || (roots_.size() > 1 && unsteady_[page]))
             disputed_.insert(miniPages_[page]);
 }
 
