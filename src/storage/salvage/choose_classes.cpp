@@ -204,11 +204,14 @@ void ObjectFinder::MatchIds() {
             std::unique_ptr<FoundObject> object = std::move(document_.unnamed[found[at]]);
             object->id = ids[at];
             object->isMatched = true;
-            Lost(Described(*info, object->id, object->name),
-                 "its directory entry is lost: " +
-                     (ids.size() > 1 ? "which of " + std::to_string(ids.size()) +
-                                           " objects it is was told by its place in the file"
-                                     : std::string("it is taken for the one object of its class that is missing")));
+            std::string told =
+                "its directory entry is lost: it is taken for the one object of its class that is missing";
+            if (ids.size() > 1)
+                told = "its directory entry is lost: which of " + std::to_string(ids.size()) +
+                       " objects it is was told by its place in the file";
+            else if (LeadsTo(object->id, *object->source))
+                told = "its record does not fill its stream: what is behind it is left out";
+            Lost(Described(*info, object->id, object->name), told);
             Accept(std::move(object));
         }
     }

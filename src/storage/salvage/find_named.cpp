@@ -17,6 +17,16 @@ bool IsUnderstood(const FoundObject& found, const ClassInfo& info) {
 
 }  // namespace
 
+// Does a certain entry of this ID lead to where the source begins?
+bool ObjectFinder::LeadsTo(const GUID& id, const SalvagedSource& source) const {
+    const auto entries = named_.find(id);
+    return entries != named_.end() && std::ranges::any_of(entries->second, [&](const SalvagedEntry* entry) {
+               const Source named = SourceOf(*entry, Way::Chain);
+               return file_->IsCertain(*entry) && !named->Extents().empty() && !source.Extents().empty() &&
+                      named->Extents().front().offset == source.Extents().front().offset;
+           });
+}
+
 // An entry that is not in the directory of the last state, and whose stream is not where it says any more.
 bool ObjectFinder::IsOutdated(const SalvagedEntry& entry) const {
     return entry.standing != SalvagedEntry::Standing::Current &&
@@ -45,9 +55,13 @@ std::unique_ptr<FoundObject> ObjectFinder::ReadNamed(const GUID& id, const Class
             const Source source = SourceOf(*entry, way);
             const std::vector<std::byte> head = Head(*source);
             const bool isCollection = info.kind == ClassKind::Collection;
-            if (source->Size() < 8 || !(isCollection ? BeginsAsCollection(head) : BeginsAsItem(head))) continue;
+            if (source->Size() < 8) continue;
+            // Any date and name may be in a record that is as long as its stream, where it is certain that this is it.
+            const bool isLikely = isCollection ? BeginsAsCollection(head) : BeginsAsItem(head);
+            if (!isLikely && !(isCertain && way == Way::Chain)) continue;
             auto found = ReadCandidate(info, id, source);
             const bool isExact = std::get<1>(rank(*found));
+            if (!isLikely && !isExact) continue;
             if (isCertain && way == Way::Chain)
                 found->trust = Trust::Certain;
             else if (entry->standing == SalvagedEntry::Standing::Current)

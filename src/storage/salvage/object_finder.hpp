@@ -40,6 +40,7 @@ private:
 
     // ---- find_named.cpp
     void ReadNamed();
+    bool LeadsTo(const GUID& id, const SalvagedSource& source) const;
     bool IsOutdated(const SalvagedEntry& entry) const;
     std::unique_ptr<FoundObject> ReadNamed(const GUID& id, const ClassInfo& info) const;
     Readings ReadNamedAsAny(const GUID& id) const;
