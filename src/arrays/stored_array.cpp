@@ -14,7 +14,7 @@ Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions) {
 Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements) {
     Ref<StoredArray> made = Make(type, dimensions);
     assert(type != VT_BSTR && elements.size() == made->ByteSize());
-    std::ranges::copy(elements, made->Room().begin());
+    if (!elements.empty()) std::memcpy(made->Room().data(), elements.data(), elements.size());
     return made;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "storage/records/failures.hpp"
 
@@ -11,10 +12,10 @@ static_assert(std::endian::native == std::endian::little, "records are little-en
 static_assert(sizeof(GUID) == 16);
 
 void RecordReader::ReadBeyond(std::span<std::byte> bytes) {
-    if (LookAhead(bytes.size()))
-        std::ranges::copy(ahead_.first(bytes.size()), bytes.begin());
-    else
+    if (!LookAhead(bytes.size()))
         source_->Read(position_, bytes);
+    else if (!bytes.empty())
+        std::memcpy(bytes.data(), ahead_.data(), bytes.size());
     position_ += bytes.size();
 }
 
