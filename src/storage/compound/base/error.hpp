@@ -34,7 +34,7 @@ enum class Status : std::uint32_t {
 // is for people and gives the numbers ("sector 900 of 812"); status() is for programs.
 class StorageError : public std::runtime_error {
 public:
-    // What is put together lives as long as the call.
+    // One part of a text. Refers to what it is made of.
     class Part {
     public:
         Part(const char* text) : text_(text) {}
@@ -46,7 +46,7 @@ public:
 
     private:
         std::string_view text_;
-        std::uint64_t number_ = 0;  // where text_ is nowhere
+        std::uint64_t number_ = 0;  // the part, where text_ is null
         bool isNegative_ = false;
     };
 
@@ -56,8 +56,8 @@ public:
     Status status() const noexcept { return status_; }
 
 private:
-    // Of all texts there is one function: a function for each, where errors are found, was a fifth of the engine's
-    // code.
+    // One function puts all texts together. When each combination of parts had its own, these were a fifth of the
+    // engine's code.
     StorageError(Status status, std::initializer_list<Part> parts);
 
     Status status_;

@@ -43,20 +43,22 @@ public:
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
 
     bool IsMapped() const { return mapped_ != nullptr; }
-    bool Map() const;                              // now, if it can be; is it mapped?
-    void AboutToRead(std::uint64_t count) const {  // so many bytes: maps the file before, where that is faster
+    bool Map() const;  // now, if it can be; is it mapped?
+    // Somebody is going to read so many bytes: maps the file before, where that is faster.
+    void AboutToRead(std::uint64_t count) const {
         if (IsWorthMapping(count)) Map();
     }
     void ReadPageByPage() noexcept { mapped_ = nullptr, mayMap_ = false; }  // from now on
 
 private:
-    static constexpr std::size_t kPage = 4096, kPagesUnmapped = 32;
-    // Adjacent pages, of which a page fault of a mapping brings sixteen: so many are read when it is not known that
-    // more will be, and when it is known how many.
+    static constexpr std::size_t kPage = 4096;
+    static constexpr std::size_t kPagesUnmapped = 32;  // the file is mapped before more are read
+    // One page fault of a mapping brings sixteen adjacent pages. So the file is mapped earlier where adjacent pages are
+    // read one after the other, and where it is known that more than a few are going to be read.
     static constexpr std::size_t kPagesInARow = 3, kFewPages = 8;
 
     static bool IsWorthMapping(std::uint64_t count) { return count > kFewPages * kPage; }
-    // In one page, while few were read?
+    // Are the bytes in one page, and may that still be read without a mapping?
     bool IsInFewPages(std::uint64_t offset, std::uint64_t count) const {
         return count <= kPage - offset % kPage && pagesLeft_ > 0;
     }
@@ -72,8 +74,8 @@ private:
     std::uint64_t size_ = 0;
     mutable const std::byte* mapped_ = nullptr;  // the mapping is made by whoever reads much
     mutable bool mayMap_ = true;
-    mutable std::size_t pagesLeft_ = kPagesUnmapped;  // that are read before the file is mapped
-    std::uint64_t lastPage_ = 0;                      // the one that was read last
+    mutable std::size_t pagesLeft_ = kPagesUnmapped;
+    std::uint64_t lastPage_ = 0;  // the one that was read last
     std::size_t pagesInARow_ = 0;
     std::unordered_map<std::uint64_t, KnownPage> pages_;
     Window window_;
