@@ -39,7 +39,7 @@ std::unique_ptr<File> OpenedFile() { return std::make_unique<OpenedFileInMemory>
 
 namespace lumvex::compound {
 
-std::unique_ptr<File> OpenFile(const std::filesystem::path& path, Access) {
+std::unique_ptr<File> OpenFile(std::filesystem::path path, Access) {
     if (path != fuzz::thePath) throw StorageError(Status::NotFound, "there is one file alone");
     return fuzz::OpenedFile();
 }
