@@ -101,7 +101,7 @@ void Fill(SAFEARRAY* array, const Json& values, const Shape& shape, Read read) {
     T* into = static_cast<T*>(data);
     const auto take = [&](const Json& list) {
         if (list.is_binary()) {
-            std::memcpy(into, list.get_binary().data(), list.get_binary().size());
+            if (const auto& bytes = list.get_binary(); !bytes.empty()) std::memcpy(into, bytes.data(), bytes.size());
             into += CountIn(list);
         } else {
             for (const Json& each : list) *into++ = read(each);
