@@ -10,7 +10,7 @@
 
 namespace lumvex::app {
 
-// In the order of the bits of a .wav file's channel mask.
+// The names, in the order of their bits in the channel mask of a .wav file.
 inline constexpr std::string_view kLoudspeakers[] = {"FL", "FR", "FC", "LFE", "BL",  "BR",  "FLC", "FRC", "BC",
                                                      "SL", "SR", "TC", "TFL", "TFC", "TFR", "TBL", "TBC", "TBR"};
 

@@ -76,7 +76,7 @@ struct WriteOptions {
 // responses. Throws FileError for any other.
 [[nodiscard]] FileFormat FormatOf(const std::filesystem::path& path);
 
-// Writes a file, and gives it the table's date unless that is 0; or into a device or pipe. Reading text and 32-bit
+// Writes a file, a device or a pipe. A file gets the table's date unless that is 0. Reading text and 32-bit
 // floats back gives the same bits. Returns how many samples had to be rounded. Throws FileError, and leaves a file that
 // was there as it was, when the table does not fit the format or the file cannot be written.
 std::size_t WriteMeasurementFile(const std::filesystem::path& path, const MeasurementFile& file,

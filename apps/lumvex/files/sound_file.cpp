@@ -182,7 +182,8 @@ int FormatOf(SoundFormat format, SampleBits bits, const MeasurementFile& file) {
     return container | SF_FORMAT_FLOAT;
 }
 
-// The loudspeaker of a channel in the library's numbers, which are others in some formats; empty: one without a word.
+// The name of a channel's loudspeaker, by libsndfile's numbers; some formats use other numbers for the same one. Empty
+// where it has no name.
 std::string LoudspeakerOf(int channel) {
     constexpr std::pair<int, int> kChannels[] = {
         {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_FRONT_LEFT},

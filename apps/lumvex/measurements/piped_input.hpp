@@ -1,4 +1,4 @@
-// Measurement files that are no files: standard input and output, and pipes.
+// Measurements from standard input and pipes, and to standard output.
 #pragma once
 
 #include <filesystem>

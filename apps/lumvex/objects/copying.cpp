@@ -23,7 +23,7 @@ bool LeadsToObject(const MemberDescription& property) {
     return IsReference(property) && FindClassDescription(property.objectInterface->name);
 }
 
-// Those that can be put.
+// The properties that refer to other objects and that can be put.
 std::vector<const MemberDescription*> ReferencesOf(const InterfaceDescription& type) {
     std::vector<const MemberDescription*> references = ContentOf(type);
     std::erase_if(references, [](const MemberDescription* each) { return !LeadsToObject(*each); });

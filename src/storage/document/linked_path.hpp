@@ -1,4 +1,4 @@
-// The path of another document, as a document keeps it: perhaps from another system, or where nothing is any more.
+// The path under which a document keeps another one. It may be of another system, and the file may be gone.
 #pragma once
 
 #include <filesystem>
