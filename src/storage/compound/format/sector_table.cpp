@@ -32,7 +32,7 @@ SectorId SectorTable::Next(SectorId sector) {
     return TableEntry(pages_->Page(entries.PageOf(sector)), entries.IndexOf(sector));
 }
 
-SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
+std::uint32_t SectorTable::CountAdjacent(SectorId first, std::uint32_t most) {
     if (first >= limit_) throw Corrupt("a chain reaches sector ", first, " of ", limit_);
     const PerPage perPage = TableEntriesPerPage(pages_->Shift());
     most = std::min(most, limit_ - first);
@@ -46,7 +46,12 @@ SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most
         links += found;
         if (found < available) break;
     }
-    return {links + 1, Next(first + links)};
+    return links + 1;
+}
+
+SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
+    const std::uint32_t count = CountAdjacent(first, most);
+    return {count, Next(first + count - 1)};
 }
 
 std::optional<Chain::Place> Chain::Find(SectorTable& table, std::uint32_t index, std::uint32_t wanted) {
