@@ -26,7 +26,8 @@ FoldedName::FoldedName(const DirectoryEntry& entry) : length_(static_cast<std::u
 template <class UnitAt>
 void FoldedName::Fold(UnitAt unitAt) {
     char16_t all = 0;
-    for (std::size_t i = 0; i < length_; ++i) {  // the body has no branch, so that the compiler makes vector code of it
+    const std::size_t length = length_;
+    for (std::size_t i = 0; i < length; ++i) {  // the body has no branch, so that the compiler makes vector code of it
         const char16_t unit = unitAt(i);
         all |= unit;
         units_[i] = static_cast<char16_t>(static_cast<char16_t>(unit - u'a') < 26 ? unit - 32 : unit);
@@ -36,12 +37,19 @@ void FoldedName::Fold(UnitAt unitAt) {
 
 std::uint64_t FoldedName::Hash() const {
     std::uint64_t hash = 0x9E3779B97F4A7C15u + length_;
-    for (std::size_t i = 0; i < length_; i += 4) {
+    const auto add = [&hash](std::uint64_t units) {
+        hash = (hash ^ units) * 0xFF51AFD7ED558CCDu;
+        hash ^= hash >> 32;
+    };
+    std::size_t i = 0;
+    for (; i + 4 <= length_; i += 4) {
         std::uint64_t four = 0;
         std::memcpy(&four, &units_[i], sizeof four);
-        hash = (hash ^ four) * 0xFF51AFD7ED558CCDu;
-        hash ^= hash >> 32;
+        add(four);
     }
+    std::uint64_t rest = 0;  // one by one, as Fold() wrote them
+    for (; i < length_; ++i) rest = rest << 16 | units_[i];
+    add(rest);
     return hash;
 }
 

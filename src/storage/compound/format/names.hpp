@@ -36,7 +36,7 @@ private:
     template <class UnitAt>
     void Fold(UnitAt unitAt);
 
-    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; the length is a multiple of four
+    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name
     std::uint8_t length_ = 0;
 };
 
