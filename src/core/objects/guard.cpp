@@ -11,8 +11,6 @@ void Leave(ThreadContext& thread) noexcept {
     ModuleLock().unlock();
 }
 
-unsigned CallDepth() noexcept { return CurrentThread().depth; }
-
 HRESULT TranslateException(std::u16string_view source) noexcept {
     HRESULT status = E_UNEXPECTED;
     try {

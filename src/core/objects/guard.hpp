@@ -26,9 +26,6 @@ private:
     ThreadContext& thread_;
 };
 
-// How deep the calling thread is inside the model; 0 outside.
-unsigned CallDepth() noexcept;
-
 // The status of the exception being handled; installs its text, or clears the error information when it has none.
 HRESULT TranslateException(std::u16string_view source) noexcept;
 

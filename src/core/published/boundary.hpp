@@ -56,9 +56,16 @@ requires(std::is_arithmetic_v<T> || std::is_enum_v<T>) && std::is_convertible_v<
     return S_OK;
 }
 
+// An object is mostly asked for by its class's own interface: then the caller gets this reference.
 template <class I, HasIdentity T>
-HRESULT Assign(I** out, const Ref<T>& object) {
+HRESULT Assign(I** out, Ref<T> object) {
     if (!object) return S_OK;
+    if constexpr (std::is_base_of_v<IDispatch, I> && requires { object->Class(); }) {
+        if (IsEqualGUID(object->Class().interfaceId, kIidOf<I>)) {
+            *out = static_cast<I*>(object.Detach()->Dispatch());
+            return S_OK;
+        }
+    }
     return object->Dispatch()->QueryInterface(kIidOf<I>, reinterpret_cast<void**>(out));
 }
 

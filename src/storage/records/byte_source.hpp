@@ -28,7 +28,6 @@ public:
 class MemorySource final : public ByteSource {
 public:
     explicit MemorySource(std::vector<std::byte> bytes) : bytes_(std::move(bytes)) {}
-    void Replace(std::span<const std::byte> bytes) { bytes_.assign(bytes.begin(), bytes.end()); }
     std::uint64_t Size() const override { return bytes_.size(); }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const override;
