@@ -95,7 +95,7 @@ inline HRESULT MissingPointer() noexcept {
 }
 
 template <class Out, class Work>
-HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
     if (!out) return MissingPointer();
     Clear(out);
     return Guarded(source, [&] { return Assign(out, work()); });
@@ -106,7 +106,7 @@ HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
 enum class ResultCheck { Pointer, Argument, OwnersFirst };
 
 template <ResultCheck kCheck, class Class, class Out, class Work>
-HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
     if constexpr (kCheck == ResultCheck::OwnersFirst) {
         if (out) Clear(out);
         return Guarded(Class::kErrorSource, [&] {
@@ -131,7 +131,7 @@ HRESULT Tested(std::u16string_view source, LONG* out, Work&& work) noexcept {
 }
 
 template <class Work>
-HRESULT Done(std::u16string_view source, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Done(std::u16string_view source, Work&& work) noexcept {
     return Guarded(source, [&] {
         work();
         return S_OK;
