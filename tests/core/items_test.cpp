@@ -24,6 +24,21 @@ TEST(Items, PutsTakeAnyValueAndMarkTheDocument) {
     EXPECT_EQ(datum.Get()->put_Name(nullptr), S_OK) << "a null text is the empty text";
 }
 
+// A short name is kept in another way than a long one.
+TEST(Items, NamesOfEveryLengthTakeEachOthersPlace) {
+    const Project project = Project::Create();
+    const Datum datum = project.Data().Add(u"");
+    std::u16string longest;
+    for (char16_t unit = u'a'; unit <= u'z'; ++unit) longest += unit;
+    for (std::size_t from = 0; from <= longest.size(); ++from) {
+        for (std::size_t to = 0; to <= longest.size(); ++to) {
+            datum.Get()->put_Name(Bstr(std::u16string_view(longest).substr(longest.size() - from)).get());
+            datum.Get()->put_Name(Bstr(std::u16string_view(longest).substr(0, to)).get());
+            ASSERT_EQ(datum.Name(), longest.substr(0, to)) << from;
+        }
+    }
+}
+
 TEST(Items, SameAndSameID) {
     Project project = Project::Create();
     const Data data = project.Data();
