@@ -36,7 +36,6 @@ public:
 class MemorySource final : public SourceInMemory {
 public:
     explicit MemorySource(std::vector<std::byte> bytes) : bytes_(std::move(bytes)) {}
-    void Replace(std::span<const std::byte> bytes) { bytes_.assign(bytes.begin(), bytes.end()); }
     std::span<const std::byte> InMemory() const override { return bytes_; }
 
 private:
