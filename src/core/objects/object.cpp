@@ -66,6 +66,7 @@ void Object::ForEachLinkedReference(const LinkedReferenceVisitor&) const {}
 IUnknown* Object::Facet(REFIID) noexcept { return nullptr; }
 
 void Object::Materialise() {}
+void Object::LeaveFile() { Materialise(); }
 
 void Object::Arrived(Arrival) {}
 

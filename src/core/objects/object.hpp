@@ -74,6 +74,8 @@ public:
     virtual IUnknown* Facet(REFIID iid) noexcept;
     // Reads what is still only in the object's stream, which is about to go away.
     virtual void Materialise();
+    // The same where the object is not going to be changed at once: what is long may stay as it was in the stream.
+    virtual void LeaveFile();
     // Called when the object has become part of its document: it was loaded or, a collection, made on first use.
     enum class Arrival { Loaded, Made };
     virtual void Arrived(Arrival how);

@@ -218,8 +218,8 @@ void DocumentTree::CloseFile(bool onlyHeld) {
     } release{*this};
     if (onlyHeld) directory_.Cache().ReleaseUnheld();
     staying = LoadedWithOwners();
-    root_.Materialise();
-    for (const Ref<Object>& object : staying) object->Materialise();
+    root_.LeaveFile();
+    for (const Ref<Object>& object : staying) object->LeaveFile();
     directory_.ReadFromTable();
 }
 

@@ -67,6 +67,10 @@ public:
         }
     }
 
+    void LeaveFile() override {
+        if (!source_->IsLasting()) source_ = std::make_shared<CopiedSource>(*source_);
+    }
+
 private:
     // Whoever goes through a list asks for the next references as well. Where these cannot be read, the one is that was
     // asked for.
