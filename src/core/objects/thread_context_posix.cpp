@@ -55,6 +55,7 @@ ThreadContext& CurrentThread() { return known ? *known : MakeKnown(); }
 
 unsigned CallDepth() noexcept { return known ? known->depth : 0; }
 
-ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
+// Every call begins here. In one line of the processor's cache it takes the same time wherever it is linked.
+[[gnu::aligned(64)]] ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
 
 }  // namespace lumvex::inside
