@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "storage/compound/write/space.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
@@ -67,6 +68,39 @@ TEST(FreeMap, HandsOutEverySectorOnceAndTheReservedOnesNever) {
                                        (map.End() > kReserved ? 1 : 0));
     }
     EXPECT_GT(used.size(), kReserved);
+}
+
+// The sectors that a FAT leaves free, found by who goes through its pages once and by who looks at each entry: of FATs
+// on both sides of what is kept in memory and of what is read at a time, with sectors that changes have moved apart.
+TEST(FreeMap, OfAFatIsTheSameHoweverItsPagesAreRead) {
+    const std::vector<std::pair<int, std::uint32_t>> files = {{3, 20}, {3, 64}, {3, 65}, {3, 140}, {4, 8}, {4, 9}};
+    for (const auto& [version, pages] : files) {
+        SCOPED_TRACE(std::to_string(version) + " with a FAT of " + std::to_string(pages));
+        const PerPage perPage = TableEntriesPerPage(version == 3 ? 9 : 12);
+        const std::size_t each = (std::size_t{pages} << perPage.Shift() << (perPage.Shift() + 2)) / 40;
+        FaultyDisk disk;
+        const auto file = CompoundFile::Create(disk.Open(), version);
+        for (unsigned i = 0; i < 40; ++i) Put(*file, Name(i), Pattern(each - each / 20, i));
+        file->Commit();
+        for (unsigned round = 0; round < 3; ++round) {
+            for (unsigned i = round; i < 40; i += 11) Put(*file, Name(i), Pattern(each / (1 + i % 3), 7 * i + round));
+            file->Remove(Name(20 + round));
+            file->Commit();
+            const Bytes image = disk.Content();
+            const CommittedImage mapped(image);
+            Volume volume(MemoryFile(image), mapped->GetVolume().Head());
+            volume.Map();
+            Committed unmapped(volume);
+            const std::uint32_t count = volume.Head().FatSectors();
+            const FreeMap once = ScanFree(unmapped.FatSectors(), count, volume.SectorCount(), kFreeSector, kMaxSector);
+            ASSERT_FALSE(volume.IsMapped());
+            ASSERT_GE(once.End(), volume.SectorCount());
+            for (SectorId sector = 0; sector < once.End(); ++sector) {
+                const std::byte* page = mapped->FatSectors().Page(perPage.PageOf(sector));
+                ASSERT_EQ(once.IsFree(sector), TableEntry(page, perPage.IndexOf(sector)) == kFreeSector) << sector;
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -14,8 +14,11 @@ namespace lumvex::tests {
 class CommittedImage {
 public:
     explicit CommittedImage(const std::vector<std::byte>& image)
-        : volume_(compound::MemoryFile(image), HeaderOf(image)),
-          state_((volume_.Map(~std::uint64_t{0}), std::make_shared<compound::Committed>(volume_))) {}
+        : volume_(compound::MemoryFile(image), HeaderOf(image)) {
+        volume_.Map();
+        volume_.InPlace(0, image.size());  // from now on all is read in the mapping
+        state_ = std::make_shared<compound::Committed>(volume_);
+    }
 
     const std::shared_ptr<compound::Committed>& State() const { return state_; }
     compound::Committed* operator->() const { return state_.get(); }

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "core/objects/guard.hpp"
+#include "generic/fresh_memory.hpp"
 
 namespace lumvex::inside {
 
@@ -44,6 +45,7 @@ constexpr std::size_t kFirstBlock = RoundedUp(sizeof(Piece) + sizeof(BlockHead))
 
 // The pieces that have room, by stride; the first one is used. Guarded by the module lock.
 constinit std::array<Piece*, StrideFor(kLargest) / kAlignment + 1> piecesWithRoom{};
+constinit std::size_t pieces = 0;  // of all strides, with room or without
 
 Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kAlignment]; }
 
@@ -64,7 +66,10 @@ void Unlink(Piece& piece) noexcept {
 
 Piece& PieceWithRoom(std::size_t stride) {
     if (Piece* first = FirstOf(stride)) return *first;
-    Piece& made = *new (::operator new(kPieceSize)) Piece;
+    constexpr std::size_t kFew = 16;  // where there are more, a piece is going to be filled
+    void* const memory = ::operator new(kPieceSize);
+    if (++pieces > kFew) AboutToFill(memory, kPieceSize);
+    Piece& made = *new (memory) Piece;
     made.stride = static_cast<std::uint32_t>(stride);
     made.untouched = static_cast<std::uint32_t>(kFirstBlock);
     Link(made);
@@ -93,13 +98,16 @@ void GiveTo(Piece& piece, void* block) noexcept {
     if (--piece.used != 0 || (!piece.before && !piece.after)) return;
     Unlink(piece);
     ::operator delete(&piece);
+    --pieces;
 }
 
 }  // namespace
 
 void* TakeBlock(std::size_t size) {
     if (size <= kLargest && CallDepth() != 0) return TakeFrom(PieceWithRoom(StrideFor(size)));
+    constexpr std::size_t kLong = std::size_t{16} * 1024;  // the array that this is for has all its elements at once
     std::byte* const block = static_cast<std::byte*>(::operator new(kAlignment + size)) + kAlignment;
+    if (size >= kLong) AboutToFill(block, size);
     HeadOf(block).piece = nullptr;
     return block;
 }

@@ -19,8 +19,7 @@ namespace lumvex::compound {
 struct CompoundFile::State {
     State(std::unique_ptr<File> file, const Header& header, Access mode)
         : volume(std::move(file), header), access(mode), lastGeneration(header.Generation()) {
-        // A writer finds the free sectors in the FAT.
-        volume.Map(mode == Access::ReadShared ? 0 : std::uint64_t{header.FatSectors()} << header.SectorShift());
+        volume.Map();
         committed = std::make_shared<Committed>(volume);
         pending = std::make_shared<PendingChanges>();
     }

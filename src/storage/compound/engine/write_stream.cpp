@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVersion3Stream = 0x7FFFFFFF;
 constexpr std::array<std::byte, 4096> kZeros{};
-constexpr std::size_t kCompareAhead = std::size_t{64} * 1024;
+constexpr std::size_t kCompareAhead = std::size_t{16} * 1024;
 
 // The sectors in which new content of this size differs from the old stream; none where more than a quarter of them do.
 // Neither is small.
@@ -22,7 +22,6 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
     const auto sectors = static_cast<std::uint32_t>(volume.SectorsFor(size));
     std::vector<Run> differing;
     std::uint32_t count = 0;
-    volume.AboutToRead(size);
     FileView::Window window;
     StreamBody::Extent extent{0, 0};  // where the old stream's bytes from extentBegin on are
     std::uint64_t extentBegin = 0;
@@ -37,7 +36,7 @@ std::optional<std::vector<Run>> DifferingSectors(StreamBody& old, PieceCursor co
             const std::uint64_t offset = extent.offset + (begin - extentBegin);
             volume.CountRead(offset, length);
             const auto ahead = static_cast<std::size_t>(std::min<std::uint64_t>(kCompareAhead, old.size - begin));
-            if (content.Equals(volume.Bytes(offset, length, window, ahead), length)) continue;
+            if (content.Equals(volume.BytesOnce(offset, length, window, ahead), length)) continue;
         } else {
             content.Skip(length);
         }

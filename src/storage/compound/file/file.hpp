@@ -49,6 +49,11 @@ public:
 
     // All writes before this call are durable when it returns.
     virtual void Flush() = 0;
+    // Lets the system begin to bring these bytes to the disk, and does not wait for it, so that the next Flush() has
+    // less to do. Nothing depends on it.
+    virtual void BeginFlush(std::uint64_t offset, std::uint64_t count) noexcept {
+        static_cast<void>(offset), static_cast<void>(count);
+    }
     virtual void Resize(std::uint64_t size) = 0;
 
     // A file that is made to replace another one has no name until TakeName(). Where that throws, the name is what it

@@ -158,6 +158,10 @@ public:
         if (!FlushName()) throw SystemError(errno, Status::WriteFault, "flush of the folder");
     }
 
+    void BeginFlush(std::uint64_t offset, std::uint64_t count) noexcept override {
+        posix::BeginFlush(fd_, static_cast<off_t>(offset), static_cast<off_t>(count));
+    }
+
     void Resize(std::uint64_t size) override {
         if (::ftruncate(fd_, static_cast<off_t>(size)) != 0) throw SystemError(errno, Status::WriteFault, "resize");
         shown_ = std::min(shown_, size);

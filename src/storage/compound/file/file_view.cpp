@@ -13,11 +13,11 @@ constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 
 }  // namespace
 
-void FileView::Refresh(std::uint64_t toRead) {
+void FileView::Refresh() {
     pages_.clear();
-    window_.bytes.clear();
-    const bool isToBeMapped = std::exchange(mapped_, nullptr) != nullptr || IsWorthMapping(toRead);
-    const auto mapped = isToBeMapped && mayMap_ ? file_.Map() : std::nullopt;
+    window_.Forget();
+    const bool wasMapped = std::exchange(mapped_, nullptr) != nullptr;
+    const auto mapped = wasMapped && mayMap_ ? file_.Map() : std::nullopt;
     if (mapped) mapped_ = mapped->data();
     size_ = mapped ? mapped->size() : file_.Size();
 }
@@ -75,22 +75,29 @@ std::size_t FileView::ReadPage(std::uint64_t begin, const KnownPage& page, std::
     }
 }
 
-const std::byte* FileView::Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
-    if (mapped_ != nullptr) return mapped_ + offset;
-    if (offset < window.offset || offset + count > window.offset + window.bytes.size()) {
-        if (MapBefore(std::max(count, ahead))) return mapped_ + offset;
-        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, ahead), size_ - offset));
-        window.bytes.clear();
-        std::vector<std::byte> bytes(length);
-        try {
-            file_.Read(offset, bytes);
-        } catch (const StorageError&) {  // maybe only bytes behind those that were asked for cannot be read
-            bytes.resize(count);
-            file_.Read(offset, bytes);
-        }
-        window = {offset, std::move(bytes)};
+void FileView::Window::Fill(const File& file, std::uint64_t offset, std::size_t count) {
+    count_ = 0;
+    if (room_ < count) {
+        bytes_ = std::make_unique_for_overwrite<std::byte[]>(count);
+        room_ = count;
     }
-    return window.bytes.data() + (offset - window.offset);
+    file.Read(offset, std::span(bytes_.get(), count));
+    offset_ = offset;
+    count_ = count;
+}
+
+const std::byte* FileView::BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
+    if (mapped_ != nullptr) return mapped_ + offset;
+    if (!window.Has(offset, count)) {
+        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, ahead), size_ - offset));
+        try {
+            window.Fill(file_, offset, length);
+        } catch (const StorageError&) {  // maybe only bytes behind those that were asked for cannot be read
+            if (length == count) throw;
+            window.Fill(file_, offset, count);
+        }
+    }
+    return window.At(offset);
 }
 
 void FileView::Read(std::uint64_t offset, std::span<std::byte> bytes) {

@@ -17,9 +17,8 @@ class FileView {
 public:
     explicit FileView(File& file) : file_(file) {}  // empty until Refresh
 
-    // Looks at the file again; pages and bytes that were returned before are not valid any more. toRead: as for
-    // AboutToRead.
-    void Refresh(std::uint64_t toRead = 0);
+    // Looks at the file again; pages and bytes that were returned before are not valid any more.
+    void Refresh();
     void CutTo(std::uint64_t size) noexcept { size_ = std::min(size, size_); }
     std::uint64_t Size() const { return size_; }
 
@@ -34,30 +33,42 @@ public:
 
     // Bytes of the file: in the mapping or, where there is none, in the window, into which at least `ahead` bytes are
     // read. Valid until the window is used again.
-    struct Window {
-        std::uint64_t offset = 0;
-        std::vector<std::byte> bytes;
+    class Window {
+    public:
+        bool Has(std::uint64_t offset, std::size_t count) const {
+            return offset >= offset_ && offset - offset_ <= count_ && count <= count_ - (offset - offset_);
+        }
+        const std::byte* At(std::uint64_t offset) const { return bytes_.get() + (offset - offset_); }
+        void Fill(const File& file, std::uint64_t offset, std::size_t count);
+        void Forget() noexcept { count_ = 0; }
+
+    private:
+        std::uint64_t offset_ = 0;
+        std::size_t count_ = 0, room_ = 0;
+        std::unique_ptr<std::byte[]> bytes_;
     };
-    const std::byte* Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const;
+    const std::byte* Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const {
+        const bool isMapped = mapped_ != nullptr;
+        return !isMapped && !window.Has(offset, count) && MapBefore(std::max(count, ahead))
+                   ? mapped_ + offset
+                   : BytesOnce(offset, count, window, ahead);
+    }
+    // The same for who reads every byte once: the file is not mapped for that, however much it is.
+    const std::byte* BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const;
 
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
 
     bool IsMapped() const { return mapped_ != nullptr; }
-    bool Map() const;  // now, if it can be; is it mapped?
-    // Somebody is going to read so many bytes: maps the file before, where that is faster.
-    void AboutToRead(std::uint64_t count) const {
-        if (IsWorthMapping(count)) Map();
-    }
+    bool Map() const;                                                       // now, if it can be; is it mapped?
     void ReadPageByPage() noexcept { mapped_ = nullptr, mayMap_ = false; }  // from now on
 
 private:
     static constexpr std::size_t kPage = 4096;
     static constexpr std::size_t kPagesUnmapped = 32;  // the file is mapped before more are read
     // One page fault of a mapping brings sixteen adjacent pages. So the file is mapped earlier where adjacent pages are
-    // read one after the other, and where it is known that more than a few are going to be read.
-    static constexpr std::size_t kPagesInARow = 3, kFewPages = 8;
+    // read one after the other.
+    static constexpr std::size_t kPagesInARow = 3;
 
-    static bool IsWorthMapping(std::uint64_t count) { return count > kFewPages * kPage; }
     // Are the bytes in one page, and may that still be read without a mapping?
     bool IsInFewPages(std::uint64_t offset, std::uint64_t count) const {
         return count <= kPage - offset % kPage && pagesLeft_ > 0;

@@ -174,6 +174,8 @@ int FlushContent(int file) {
     return ::fsync(file);
 }
 
+void BeginFlush(int, off_t, off_t) noexcept {}
+
 std::int64_t Tick() {
     using namespace std::chrono;
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();

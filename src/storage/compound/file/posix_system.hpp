@@ -56,7 +56,8 @@ int MoveToFreeName(const char* from, const char* to);
 // replaced one.
 void CopyAttributes(int replaced, int created);
 
-int FlushContent(int file);  // content and length are durable
+int FlushContent(int file);                                     // content and length are durable
+void BeginFlush(int file, off_t start, off_t length) noexcept;  // does not wait; nothing where there is no such call
 
 std::int64_t Tick();  // changes every few milliseconds; cheap to ask for
 

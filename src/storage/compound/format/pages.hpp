@@ -27,6 +27,9 @@ public:
         return last_;
     }
 
+    // The same for who goes through all pages once, in order: valid until the next call only.
+    virtual const std::byte* PageOnce(std::uint32_t index) { return Page(index); }
+
     // To be called when pages have moved in memory: the last one asked for is remembered.
     void ForgetLast() noexcept { last_ = nullptr; }
 

@@ -35,6 +35,26 @@ std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
     return location;
 }
 
+// FAT sectors mostly are adjacent, so that many are read at a time. The pages of a short FAT are kept: a writer needs
+// most of them again.
+const std::byte* FatPages::PageOnce(std::uint32_t index) {
+    constexpr std::size_t kMost = std::size_t{16} * 1024;
+    const bool isShort = volume_.Head().FatSectors() * PageSize() <= 2 * kMost;
+    if (isShort || volume_.IsMapped()) return Page(index);
+    if (index - once_.first >= once_.count) {
+        const SectorId first = Location(index);
+        const std::uint32_t whole = volume_.SectorCount() - (volume_.LastSectorLacks() != 0 ? 1 : 0);
+        if (first >= whole) return Page(index);
+        const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(kMost >> Shift(), whole - first));
+        std::uint32_t count = 1;
+        while (count < most && FindLocation(index + count) == first + count) ++count;
+        const std::size_t size = count * PageSize();
+        once_ = {index, count, volume_.BytesOnce(volume_.OffsetOf(first), size, window_)};
+        volume_.CountRead(volume_.OffsetOf(first), size);
+    }
+    return once_.bytes + (index - once_.first) * PageSize();
+}
+
 bool FatPages::ReadOneMore() {
     const SectorId next = difat_.empty() ? volume_.Head().FirstDifat()
                                          : TableEntry(volume_.Sector(difat_.back()), ListedPerDifatSector(Shift()));

@@ -22,7 +22,9 @@ public:
     std::optional<SectorId> FindLocation(std::uint32_t index);  // the same; none beyond the last
     const std::vector<SectorId>& DifatSectors();                // all of them, in order
 
-    void Forget() noexcept { difat_.clear(), ForgetLast(); }  // all that was found so far
+    const std::byte* PageOnce(std::uint32_t index) override;
+
+    void Forget() noexcept { difat_.clear(), once_ = {}, ForgetLast(); }  // all that was found so far
 
     // These pages, which a commit is going to change, and the pages that change with them: those that hold the entries
     // of these pages' own sectors. Few pages are assumed.
@@ -34,6 +36,11 @@ private:
 
     Volume& volume_;
     std::vector<SectorId> difat_;  // the DIFAT sectors found so far
+    FileView::Window window_;
+    struct {
+        std::uint32_t first = 0, count = 0;
+        const std::byte* bytes = nullptr;
+    } once_;  // pages that are read once, in the window
 };
 
 // A structure in a chain of sectors: the directory, the mini FAT, the mini stream.

@@ -10,8 +10,17 @@ Volume::Volume(std::unique_ptr<File> file, const Header& header)
 void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
     WriteBuffered();
     unflushed_ = true;  // before the write, which may fail after a part
+    WriteNow(offset, pieces);
+}
+
+// The disk begins with long pieces while more are made: a flush would only begin when all are there.
+void Volume::WriteNow(std::uint64_t offset, std::span<const Piece> pieces) {
+    constexpr std::uint64_t kLong = std::uint64_t{64} * 1024;
     file_->Write(offset, pieces);
-    for (const Piece& piece : pieces) counters_.bytesWritten += piece.size();
+    std::uint64_t size = 0;
+    for (const Piece& piece : pieces) size += piece.size();
+    counters_.bytesWritten += size;
+    if (size >= kLong) file_->BeginFlush(offset, size);
 }
 
 // A few large writes cost the system less than many short ones, and what was written by them is read back faster.
@@ -29,8 +38,7 @@ void Volume::WriteContent(std::uint64_t offset, std::span<const Piece> pieces) {
 void Volume::WriteBuffered() {
     if (buffer_.empty()) return;
     const Piece piece = buffer_;
-    file_->Write(bufferAt_, std::span(&piece, 1));
-    counters_.bytesWritten += buffer_.size();
+    WriteNow(bufferAt_, std::span(&piece, 1));
     buffer_.clear();
 }
 
@@ -76,9 +84,9 @@ void Volume::HeaderIsWritten() noexcept {
     }
 }
 
-void Volume::Map(std::uint64_t toRead) {
+void Volume::Map() {
     WriteBuffered();
-    view_.Refresh(toRead);
+    view_.Refresh();
     Measure();
 }
 
@@ -119,6 +127,12 @@ const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count, FileVi
                                std::size_t ahead) const {
     RequireWithin(offset, count);
     return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+}
+
+const std::byte* Volume::BytesOnce(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                                   std::size_t ahead) const {
+    RequireWithin(offset, count);
+    return view_.BytesOnce(offset, static_cast<std::size_t>(count), window, ahead);
 }
 
 const std::byte* Volume::InPlace(std::uint64_t offset, std::uint64_t count) {

@@ -36,13 +36,15 @@ public:
     // count bytes of a stream from an offset of the file on, in the mapping or in the window. Corrupt beyond the end.
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
                            std::size_t ahead = 0) const;
+    const std::byte* BytesOnce(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
+                               std::size_t ahead = 0) const;  // for who reads every byte once
     void Read(std::uint64_t offset, std::span<std::byte> bytes);
     // The same without a window; null where that is not possible. Valid until Map.
     const std::byte* InPlace(std::uint64_t offset, std::uint64_t count);
-    void AboutToRead(std::uint64_t count) const { view_.AboutToRead(count); }
 
+    bool IsMapped() const { return view_.IsMapped(); }
     // Unless the answer is Whole, bytes that were read through the mapping may have been zeros in place of the file's.
-    File::Shown LookAtMap() const { return view_.IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
+    File::Shown LookAtMap() const { return IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
     void ReadPageByPage() noexcept { view_.ReadPageByPage(); }  // from now on, without a mapping
 
     void CountRead(std::uint64_t offset, std::uint64_t count) const;  // each sector counts once
@@ -71,8 +73,8 @@ public:
     void AboutToWrite(const Header& header) { tried_.push_back(header); }
     void HeaderIsWritten() noexcept;  // to be called when it was flushed too; marks it as such in the file
 
-    // Looks at the file again; what was read before may have moved in memory. toRead: as for AboutToRead.
-    void Map(std::uint64_t toRead = 0);
+    // Looks at the file again; what was read before may have moved in memory.
+    void Map();
     void Adopt(const Header& header) { header_ = header; }
     void CutTo(std::uint64_t size);  // the file was made as short as this
 
@@ -90,6 +92,7 @@ private:
     void Measure();
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void WriteBuffered();
+    void WriteNow(std::uint64_t offset, std::span<const Piece> pieces);
 
     std::unique_ptr<File> file_;
     Header header_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <new>
 
+#include "generic/fresh_memory.hpp"
+
 namespace lumvex::compound {
 
 namespace {
@@ -59,6 +61,7 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
         const std::size_t usual = slabs_.empty() ? kFirstSlab : std::min(2 * slabSize_, kLargestSlab);
         const std::size_t slabSize = std::max(usual, bytes);
         slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
+        if (slabSize == kLargestSlab) AboutToFill(slabs_.back().get(), slabSize);
         slabSize_ = slabSize;
         slabUsed_ = 0;
     }

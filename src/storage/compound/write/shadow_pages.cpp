@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "generic/fresh_memory.hpp"
 #include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
@@ -12,6 +13,7 @@ std::byte* PageMemory::Take(std::size_t size) {
     if (slabSize_ - used_ < size) {
         const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
         slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
+        if (slabSize == kLargest) AboutToFill(slabs_.back().get(), slabSize);
         slabSize_ = slabSize;
         used_ = 0;
     }

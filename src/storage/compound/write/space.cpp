@@ -9,18 +9,14 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr std::uint32_t kBlock = 64;  // entries; divides those of a page
+constexpr std::uint32_t kBlock = 128;  // entries; divides those of a page
 
-// Without a branch or a comparison in the loop, so that the compiler makes vector code of it: of n & ~(n + 1) the
-// highest bit is set where all bits of n are, and nowhere else.
+// Without a branch in the loop, so that the compiler makes vector code of it.
 bool AnyFree(const std::byte* entries) {
-    static_assert(kFreeSector == 0xFFFFFFFF);
     std::uint32_t found = 0;
-    for (std::uint32_t i = 0; i < kBlock; ++i) {
-        const std::uint32_t entry = Load32(entries + 4 * std::size_t{i});
-        found |= entry & ~(entry + 1);
-    }
-    return (found & 0x80000000) != 0;
+    for (std::uint32_t i = 0; i < kBlock; ++i)
+        found |= Load32(entries + 4 * std::size_t{i}) == kFreeSector ? ~std::uint32_t{0} : 0;
+    return found != 0;
 }
 
 bool AllFree(const std::byte* entries) {
@@ -110,8 +106,10 @@ FreeMap ScanFree(Pages& table, std::uint32_t pages, std::uint32_t count, SectorI
     };
     SectorId gap = 0;
     std::uint32_t length = 0;
+    const std::byte* page = nullptr;
     for (SectorId sector = 0; sector < covered;) {
-        const std::byte* entries = table.Page(sector / perPage) + 4 * std::size_t{sector % perPage};
+        if (sector % perPage == 0) page = table.PageOnce(sector / perPage);
+        const std::byte* entries = page + 4 * std::size_t{sector % perPage};
         if (sector % kBlock == 0) {
             const bool noneFree = length == 0 && !AnyFree(entries);
             const bool allFree = !noneFree && AllFree(entries);
@@ -187,7 +185,7 @@ void Space::PrepareHold(std::uint32_t generation, const std::vector<Run>& runs) 
     for (const Run& run : runs) {
         for (SectorId at = run.first, end = run.first + run.count; at < end;) {
             const std::uint32_t written = WrittenIn(at);
-            SectorId next = at + 1;
+            SectorId next = at < written_.size() ? at + 1 : end;
             while (next < end && WrittenIn(next) == written) ++next;
             of(written).push_back({0, at, next - at});
             at = next;

@@ -6,19 +6,22 @@
 
 namespace lumvex::compound {
 
+namespace {
+
+void RequireInUse(const std::byte* entry, SectorId sector) {
+    if (Load32(entry) == kFreeSector) throw Corrupt("sector ", sector, " is in two chains");
+}
+
+}  // namespace
+
 void TableEditor::SetNext(SectorId sector, SectorId next) {
     const std::uint32_t page = perPage_.PageOf(sector);
     while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
     if (Load32(pages_.Page(page) + OffsetOf(sector)) != next) Store32(pages_.Edit(page) + OffsetOf(sector), next);
 }
 
-void TableEditor::RequireInUse(SectorId sector) const {
-    if (Load32(pages_.Page(perPage_.PageOf(sector)) + OffsetOf(sector)) == kFreeSector)
-        throw Corrupt("sector ", sector, " is in two chains");
-}
-
 void TableEditor::Relink(SectorId sector, SectorId next) {
-    RequireInUse(sector);
+    RequireInUse(pages_.Page(perPage_.PageOf(sector)) + OffsetOf(sector), sector);
     SetNext(sector, next);
 }
 
@@ -34,9 +37,14 @@ void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
 }
 
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {
-    for (SectorId sector = first; sector < first + count; ++sector) {
-        RequireInUse(sector);
-        Store32(pages_.Edit(perPage_.PageOf(sector)) + OffsetOf(sector), kFreeSector);
+    for (SectorId sector = first, last = first + count; sector < last;) {
+        const std::uint32_t page = perPage_.PageOf(sector);
+        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPage_.Shift()));
+        std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
+        for (; sector < end; ++sector, entry += 4) {
+            RequireInUse(entry, sector);
+            Store32(entry, kFreeSector);
+        }
     }
 }
 

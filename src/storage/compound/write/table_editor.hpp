@@ -20,7 +20,6 @@ public:
     void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one of them is free already
 
 private:
-    void RequireInUse(SectorId sector) const;
     std::size_t OffsetOf(SectorId sector) const { return 4 * std::size_t{perPage_.IndexOf(sector)}; }
 
     ShadowPages& pages_;
