@@ -160,6 +160,13 @@ class Projects(Places):
         found = self.tool("check", self.document, status=INCOMPLETE).stdout
         self.assertIn(f"{self.document}: the library that it is linked to was not found: {self.library}\n", found)
         self.assertIn(f"{self.library}, which was not found\n", self.tool("info", self.document).stdout)
+        path, whole = str(self.library).encode("utf-16-le"), self.document.read_bytes()
+        self.assertIn(path, whole)
+        self.document.write_bytes(whole.replace(path, path[:-2] + b"\0\0"))  # damaged: a name with a zero is none
+        found = self.tool("check", self.document, status=INCOMPLETE).stdout
+        self.assertRegex(found, "the library that it is linked to was not found: .*library.lv\N{SYMBOL FOR NULL}\n")
+        self.assertIn("which was not found", self.tool("info", self.document).stdout)
+        self.document.write_bytes(whole)
         missing = self.folder / "missing.lvp"
         several = self.tool("check", "--json", missing, self.folder, status=DOCUMENT_FAILED)
         told = {os.path.basename(each["document"]): each for each in json.loads(several.stdout)}

@@ -81,8 +81,8 @@ private:
             Print(name, problems);
             Print(name, check.lost);
             if (!hasLibrary)
-                std::cout << name << ": the library that it is linked to was not found: " << check.library->path
-                          << '\n';
+                std::cout << name << ": the library that it is linked to was not found: "
+                          << Shown(FromUtf8(check.library->path)) << '\n';
             const std::string verdict = Verdict(problems.size(), check.lost.size() + (hasLibrary ? 0 : 1));
             const bool isGood = problems.empty() && check.lost.empty() && hasLibrary;
             if (!isGood || !CurrentRun().quiet)

@@ -117,7 +117,8 @@ void Print(const Json& json) {
     Line("streams", json["streams"]["count"].dump() + " with " + json["streams"]["bytes"].dump() + " bytes");
     if (json.contains("library")) {
         const Json& library = json["library"];
-        Line("linked library", library["path"].get<std::string>() + (library["found"] ? "" : ", which was not found"));
+        Line("linked library",
+             Shown(FromUtf8(library["path"].get<std::string>())) + (library["found"] ? "" : ", which was not found"));
         Line("  ID", library["id"].get<std::string>());
     }
     if (json.contains("units")) Line("units", json["units"].get<std::string>());

@@ -77,11 +77,14 @@ Command commands::Repair() {
             "whose place is lost are put where objects of their kind belong, if need be below an item \"Recovered\"; "
             "the "
             "report\n"
-            "says where. It names objects as doubtful whose record may be another one, of an earlier save; where there "
-            "is\n"
-            "another whole one, it is in OUT too. The document has no sums: bytes that were overwritten with others "
-            "that make\n"
-            "sense are not noticed, unless there are digests (lumvex check --digest).",
+            "says where. It names objects as doubtful whose record may be another one, of an earlier save or at "
+            "another "
+            "place,\n"
+            "or may be that of an object of another kind; what they may be as well is in OUT too. The document has no "
+            "sums:\n"
+            "bytes that were overwritten with others that make sense are not noticed, unless there are digests (lumvex "
+            "check\n"
+            "--digest).",
         .incomplete = "something was lost",
         .run = [arguments] { return RunRepair(*arguments); }};
 }

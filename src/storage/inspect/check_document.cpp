@@ -33,9 +33,19 @@ std::optional<LinkedLibrary> LibraryOf(const DocumentRoot& root) {
     return LinkedLibrary{ToUtf8(ToText(link->id)), ToUtf8(link->path)};
 }
 
+// None where what the document has is no path: it is damaged.
+std::vector<std::filesystem::path> PlacesOfLibrary(const DocumentRoot::Link& link,
+                                                   const std::filesystem::path& folder) {
+    try {
+        return PlacesOf(link.path, folder);
+    } catch (const Failure&) {
+        return {};
+    }
+}
+
 // What a library lists, by ID; empty where the library is not near, or its file lists nothing.
 TableOf<DirectoryRow> TableOfLibrary(const DocumentRoot::Link& link, const std::filesystem::path& folder) {
-    for (const std::filesystem::path& place : PlacesOf(link.path, folder)) {
+    for (const std::filesystem::path& place : PlacesOfLibrary(link, folder)) {
         try {
             TableOf<DirectoryRow> table;
             if (const auto source = OpenForReading(place)->Find(kDirectoryStream)) table.Open(source);

@@ -137,8 +137,18 @@ void ObjectFinder::Narrow() {
     std::erase_if(unnamed_, [](const Readings& readings) { return readings.empty(); });
 }
 
-void ObjectFinder::Choose(Readings& readings, std::size_t at, bool isMissing) {
-    std::unique_ptr<FoundObject> chosen = std::move(readings[at]);
+// The first of the scores. Items of other classes that are about as likely go along.
+void ObjectFinder::Choose(Readings& readings, const Scores& scores, bool isMissing) {
+    constexpr int kAsLikely = 3, kOfSameLength = 6;  // points less, at most
+    constexpr std::size_t kMostOthers = 3;
+    const auto& [best, first] = scores.front();
+    std::unique_ptr<FoundObject> chosen = std::move(readings[first]);
+    for (const auto& [score, at] : std::span(scores).subspan(1)) {
+        std::unique_ptr<FoundObject>& other = readings[at];
+        const int less = other->understood == chosen->understood ? kOfSameLength : kAsLikely;
+        const bool isLikely = best - score <= less && other->certainty > 0 && other->info->kind == ClassKind::Item;
+        if (isLikely && chosen->otherClasses.size() < kMostOthers) chosen->otherClasses.push_back(std::move(other));
+    }
     readings.clear();
     if (!isMissing && IsNil(chosen->id) && IsCopy(*chosen)) return;
     if (const std::uint64_t size = chosen->source->Size(), lost = chosen->source->Lost(size); lost != 0)
@@ -166,7 +176,7 @@ void ObjectFinder::ChooseClasses() {
         std::erase_if(missing, [](const auto& each) { return each.second.empty(); });
         bool chosen = false;
         for (Readings& readings : unnamed_) {
-            std::vector<std::pair<int, std::size_t>> scores;
+            Scores scores;
             for (std::size_t at = 0; at < readings.size(); ++at)
                 scores.emplace_back(ScoreOf(*readings[at]) + (missing.contains(readings[at]->info) ? 3 : 0), at);
             compound::StableSort(scores.begin(), scores.end(),
@@ -179,7 +189,7 @@ void ObjectFinder::ChooseClasses() {
             if (isList && margin == 0)
                 readings.clear();
             else
-                Choose(readings, scores[0].second, all.contains(best.info));
+                Choose(readings, scores, all.contains(best.info));
             chosen = true;
             if (margin < 2 && unnamed_.size() < kFew) break;
         }

@@ -16,12 +16,18 @@ constexpr std::size_t kRowSize = sizeof(DirectoryRow);
 
 // Visits what the stream of a name may be, the most likely first, until a visit answers true.
 template <class Visit>
-void ObjectFinder::ForEachReading(std::u16string_view name, Visit&& visit) const {
+void ObjectFinder::ForEachReading(std::u16string_view name, Visit&& visit) {
     const auto found = entries_.find(std::u16string(compound::FoldedName(name).Text()));
     if (found == entries_.end()) return;
     for (const SalvagedEntry* entry : found->second)
-        for (const Way way : {Way::Chain, Way::Adjacent})
-            if (!IsOutdated(*entry) && visit(SourceOf(*entry, way))) return;
+        for (const Way way : {Way::Chain, Way::Adjacent}) {
+            if (IsOutdated(*entry)) continue;
+            const Source source = SourceOf(*entry, way);
+            const bool isIt = visit(source);
+            if (way != Way::Chain || !file_->IsCertain(*entry))
+                ForEachUnit(*source, [&](std::size_t unit) { guessedTables_[unit] = true; });
+            if (isIt) return;
+        }
 }
 
 // Rows of classes that nobody knows are what other bytes look like; they are kept where there is a stream of the ID.

@@ -1,5 +1,6 @@
 // Objects without a directory entry: what the bytes at a place may be.
 #include <algorithm>
+#include <cstdlib>
 
 #include "storage/records/object_record.hpp"
 #include "storage/salvage/object_finder.hpp"
@@ -8,7 +9,12 @@ namespace lumvex::inside {
 
 namespace {
 
-constexpr int kHoldsOthers = 20;  // points against a record in which others begin
+constexpr int kGood = 4;           // points from which on a record is likely
+constexpr int kOtherVersion = -4;  // for a record of another version of its class than is written now
+constexpr int kHoldsOthers = 20;   // points against a record in which others begin
+// Zeros fill the last sector of a stream, but bits of them may have been flipped: so many, and the points against each.
+constexpr std::uint64_t kMostFlipped = 2;
+constexpr int kFlipped = 4;
 
 // IDs are random. Other bytes in their place have many zeros; new IDs are of the fourth kind, whose variant says so.
 int PointsOfReference(const Reference& reference) {
@@ -40,7 +46,8 @@ bool ObjectFinder::HoldsOthers(const std::vector<compound::Extent>& extents) con
 // The file ends inside of an array: what is missing of it reads as zeros.
 void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
     SalvagedFile::Unnamed stream = file_->ExtentsFrom(offset, file_->Size(), Way::Chain);
-    if (!stream.ends || stream.isMini) return;
+    if (stream.isMini) stream = file_->ExtentsFrom(offset, file_->Size(), Way::Beside);
+    if (!stream.ends) return;
     std::uint64_t there = 0;
     for (const compound::Extent& extent : stream.extents) there += extent.count;
     if (HoldsOthers(stream.extents)) return;
@@ -50,7 +57,9 @@ void ObjectFinder::ReadCutAt(std::uint64_t offset, Readings& readings) const {
         if (!IsPossible(*info) || info->kind != ClassKind::Item) continue;
         auto found = ReadCandidate(*info, GUID{}, source);
         if (!found->isWhole || found->understood <= there || found->name.empty()) continue;
+        if (stream.isMini && found->understood >= compound::kMiniCutoff) continue;
         found->source = source->First(found->understood);
+        if (At<std::uint32_t>(Head(*source), 0) != info->version.Word()) found->certainty = kOtherVersion;
         readings.push_back(std::move(found));
     }
 }
@@ -89,14 +98,62 @@ int ObjectFinder::PointsOfLength(const SalvagedSource& source) const {
     return points;
 }
 
-// Of each class that the bytes can be read as, the record to its end. It has to be followed by zeros up to the end of
-// its last sector; where the tables say how many sectors there are, it has to take all of them.
+// The record of that class to its end, with what speaks for it; null where it is none. It has to be followed by zeros,
+// up to the end of its last sector and but for a bit or two; where the tables say how many sectors there are, it has to
+// take all of them.
+std::unique_ptr<FoundObject> ObjectFinder::ReadIn(const SalvagedFile::Unnamed& stream, const Source& source,
+                                                  const ClassInfo& info) const {
+    constexpr int kWholeChain = 3, kEndsWell = 4, kEndsOddly = -6;
+    auto found = ReadCandidate(info, GUID{}, source);
+    const bool isLong = found->understood >= compound::kMiniCutoff;
+    if (!found->isWhole || (info.kind == ClassKind::Collection && found->below.empty())) return nullptr;
+    if (stream.isMini && isLong) return nullptr;
+    // A version word and zeros may be anything: objects have a date, and most of them a name.
+    const bool hasDate = At<std::uint64_t>(Head(*source), 4) != 0;
+    if (info.kind == ClassKind::Item && !hasDate && found->name.empty()) return nullptr;
+    constexpr std::uint64_t kSmallSector = 512;  // a large one may have been padded by another program to that only
+    const std::uint64_t unit = isLong ? kSmallSector : compound::kMiniSectorSize;
+    const std::uint64_t end = (found->understood + unit - 1) / unit * unit;
+    const std::uint64_t flipped = source->BitsIn(found->understood, end);
+    if (flipped > kMostFlipped) return nullptr;
+    const std::uint64_t sector = stream.isMini ? compound::kMiniSectorSize : file_->SectorSize();
+    if (stream.isWholeChain && source->Size() - found->understood >= sector) return nullptr;
+    found->source = source->First(found->understood);
+    found->certainty = CertaintyOf(*found) + PointsOfLength(*found->source);
+    if (stream.isWholeChain) found->certainty += kWholeChain;
+    if (EndsWell(*found->source))
+        found->certainty += kEndsWell;
+    else if (!stream.isWholeChain)
+        found->certainty += kEndsOddly;
+    if (HoldsOthers(found->source->Extents())) found->certainty -= kHoldsOthers;
+    found->doubt = DoubtOf(*found->source) + kFlipped * static_cast<int>(flipped);
+    return found;
+}
+
+// One for each class; where several ways lead to different records of it that are about as certain, the others are its
+// rivals.
+void ObjectFinder::AddReading(Readings& readings, std::unique_ptr<FoundObject> found) {
+    constexpr int kAsCertain = 13;  // what a table that leads there and another stream that begins behind it are worth
+    const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == found->info; });
+    if (same == readings.end()) return readings.push_back(std::move(found));
+    FoundObject& one = **same;
+    const bool isRival = std::min(one.certainty, found->certainty) >= kGood &&
+                         std::abs(one.certainty - found->certainty) <= kAsCertain &&
+                         one.source->All() != found->source->All();
+    if (one.certainty < found->certainty) {
+        std::ranges::move(one.rivals, std::back_inserter(found->rivals));
+        std::swap(*same, found);
+    }
+    if (isRival) (*same)->rivals.push_back(std::move(found));
+}
+
+// Of each class that the bytes can be read as, the record to its end.
 ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
     Readings readings;
     std::vector<std::byte> head(64);
     file_->Read(offset, head);
     const bool mayBeCollection = BeginsAsCollection(head), mayBeItem = BeginsAsItem(head);
-    const auto isGood = [](const auto& each) { return each->certainty >= 4; };
+    const auto isGood = [](const auto& each) { return each->certainty >= kGood; };
     for (std::uint64_t most = compound::kMiniCutoff; std::ranges::none_of(readings, isGood); most *= 16) {
         bool isLonger = false;
         std::vector<std::vector<compound::Extent>> read;  // ways that lead to the same bytes say the same
@@ -107,27 +164,9 @@ ObjectFinder::Readings ObjectFinder::ReadingsAt(std::uint64_t offset) const {
             const auto source = std::make_shared<SalvagedSource>(file_, stream.extents);
             isLonger = isLonger || ((way != Way::Beside || !stream.isMini) && source->Size() >= most);
             for (const ClassInfo* info : AllClasses()) {
-                const bool isCollection = info->kind == ClassKind::Collection;
-                if (!IsPossible(*info) || !(isCollection ? mayBeCollection : mayBeItem)) continue;
-                auto found = ReadCandidate(*info, GUID{}, source);
-                if (!found->isWhole || (isCollection && found->below.empty())) continue;
-                const std::uint64_t unit = stream.isMini || found->understood < compound::kMiniCutoff ? 64 : 512;
-                const std::uint64_t end = (found->understood + unit - 1) / unit * unit;
-                if (!source->IsZero(found->understood, end)) continue;
-                if (stream.isMini && found->understood >= compound::kMiniCutoff) continue;
-                const std::uint64_t sector = stream.isMini ? 64 : file_->SectorSize();
-                if (stream.isWholeChain && source->Size() - found->understood >= sector) continue;
-                found->source = source->First(found->understood);
-                const bool endsWell = EndsWell(*found->source);
-                found->certainty = (stream.isWholeChain ? 3 : 0) + (endsWell ? 4 : stream.isWholeChain ? 0 : -6);
-                found->certainty += CertaintyOf(*found) + PointsOfLength(*found->source);
-                if (HoldsOthers(found->source->Extents())) found->certainty -= kHoldsOthers;
-                found->doubt = DoubtOf(*found->source);
-                const auto same = std::ranges::find_if(readings, [&](const auto& each) { return each->info == info; });
-                if (same == readings.end())
-                    readings.push_back(std::move(found));
-                else if ((*same)->certainty < found->certainty)
-                    *same = std::move(found);
+                const bool mayBe = info->kind == ClassKind::Collection ? mayBeCollection : mayBeItem;
+                if (!mayBe || !IsPossible(*info)) continue;
+                if (auto found = ReadIn(stream, source, *info)) AddReading(readings, std::move(found));
             }
         }
         if (!isLonger) break;
@@ -142,7 +181,7 @@ int ObjectFinder::CertaintyOf(const FoundObject& found) {
     for (const FoundObject::Below& below : found.below)
         points = std::clamp(points + PointsOfReference(below.reference), -12, 6);
     if (found.info->kind != ClassKind::Item) return points;
-    if (At<std::uint32_t>(Head(*found.source), 0) != found.info->version.Word()) return points - 4;
+    if (At<std::uint32_t>(Head(*found.source), 0) != found.info->version.Word()) return points + kOtherVersion;
     const ReadAttempt attempt = ReadAs(*found.info, found.id, found.source);
     attempt.object->Materialise();
     RecordWriter writer;

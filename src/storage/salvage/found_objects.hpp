@@ -29,10 +29,11 @@ struct FoundObject {
     enum class Trust { None, Listed, Certain } trust = Trust::None;
     bool isMatched = false;  // its ID was told by what other objects are missing
     bool hasRival = false;   // other directory entries or ways lead to other records of it, or may do
-    std::vector<std::unique_ptr<FoundObject>> rivals;  // these records, as far as they are whole
-    int certainty = 0;                                 // of one without a directory entry: what speaks for its length
-    int doubt = 0;                                     // the same: what speaks against its end
-    std::u16string name;                               // of an item
+    std::vector<std::unique_ptr<FoundObject>> rivals;        // these records, as far as they are whole
+    std::vector<std::unique_ptr<FoundObject>> otherClasses;  // the same bytes as items of other classes, as likely
+    int certainty = 0;    // of one without a directory entry: what speaks for its length
+    int doubt = 0;        // the same: what speaks against its end
+    std::u16string name;  // of an item
 
     // What the record refers to: child collections of an item or a root, members of a collection; other items.
     struct Below {

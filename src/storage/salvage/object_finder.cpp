@@ -35,10 +35,14 @@ FoundDocument ObjectFinder::Run() {
     ReadUnnamed();
     ChooseClasses();
     MatchIds();
+    ReadCovered();
+    ChooseClasses();
+    MatchIds();
     KeepDamaged();
     ReadOthers();
     if (document_.objects.empty() && document_.unnamed.empty() && !document_.rootObject)
         throw Failure(static_cast<HRESULT>(compound::Status::NotFound), "there is nothing of a document in it");
+    NoteOtherEnds();
     NoteDoubts();
     KeepRivals();
     NoteMissing();
@@ -55,15 +59,6 @@ void ObjectFinder::SortEntries() {
                              [](const auto* one, const auto* other) { return one->standing > other->standing; });
         if (const auto id = IdOfStream(name)) named_.emplace(*id, entries);
     }
-}
-
-template <class Visit>
-void ObjectFinder::ForEachUnit(const SalvagedSource& source, Visit&& visit) const {
-    for (const compound::Extent& extent : source.Extents())
-        for (std::uint64_t at = extent.offset / 64; extent.offset != compound::Extent::kLost; ++at) {
-            if (at * 64 >= extent.offset + extent.count || at >= claimed_.size()) break;
-            visit(static_cast<std::size_t>(at));
-        }
 }
 
 void ObjectFinder::Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to) {
@@ -141,6 +136,21 @@ void ObjectFinder::KeepDamaged() {
     }
 }
 
+// A long record whose last sector is uncertain may end in each that nothing else has.
+void ObjectFinder::NoteOtherEnds() {
+    const std::vector<std::uint8_t> owners = Owners();
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects) {
+            if (found->trust == FoundObject::Trust::Certain || found->source->Extents().empty()) continue;
+            for (std::vector<compound::Extent>& extents : file_->WithOtherEnds(found->source->Extents())) {
+                if (owners[static_cast<std::size_t>(extents.back().offset / compound::kMiniSectorSize)] != 0) continue;
+                const auto source = std::make_shared<SalvagedSource>(file_, std::move(extents));
+                found->rivals.push_back(ReadCandidate(*found->info, GUID{}, source));
+                found->hasRival = true;
+            }
+        }
+}
+
 // May both be records of one object, of different states? Its date and what is below it stay; its name does mostly, or
 // what is behind it; a record that does not need more mini sectors than before stays in its place of the mini stream.
 bool ObjectFinder::MayBeOneObject(const FoundObject& one, const FoundObject& other) const {
@@ -196,11 +206,27 @@ void ObjectFinder::NoteDoubts() {
                      "own");
 }
 
+// An item whose record is one of other classes as well.
+void ObjectFinder::NoteOtherClasses(const FoundObject& found) {
+    if (found.otherClasses.empty()) return;
+    std::string classes;
+    for (const auto& other : found.otherClasses)
+        classes += (classes.empty() ? "a " : ", a ") + ToUtf8(other->info->name);
+    Lost(Described(*found.info, found.id, found.name),
+         "its class is doubtful: its record can be read as " + classes + " as well, and is in the document so, too");
+}
+
 // What is doubtful is in the document in each way that it may be.
 void ObjectFinder::KeepRivals() {
-    for (const auto& found : document_.objects)
-        for (std::unique_ptr<FoundObject>& rival : found->rivals)
-            if (found->info->kind == ClassKind::Item) document_.unnamed.push_back(std::move(rival));
+    Readings rivals;
+    for (const auto* objects : {&document_.objects, &document_.unnamed})
+        for (const auto& found : *objects) {
+            if (found->info->kind != ClassKind::Item) continue;
+            NoteOtherClasses(*found);
+            std::ranges::move(found->rivals, std::back_inserter(rivals));
+            std::ranges::move(found->otherClasses, std::back_inserter(rivals));
+        }
+    std::ranges::move(rivals, std::back_inserter(document_.unnamed));
 }
 
 // Streams that are none of the document's. Those whose entry is not certain are left.

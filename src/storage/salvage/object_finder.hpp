@@ -17,7 +17,8 @@ public:
           graph_(graph),
           losses_(losses),
           progress_(progress),
-          claimed_(static_cast<std::size_t>(file_->Size() / compound::kMiniSectorSize + 1)) {}
+          claimed_(static_cast<std::size_t>(file_->Size() / compound::kMiniSectorSize + 1)),
+          guessedTables_(claimed_.size()) {}
 
     // To be called once.
     FoundDocument Run();
@@ -32,7 +33,7 @@ private:
 
     // ---- find_tables.cpp
     template <class Visit>
-    void ForEachReading(std::u16string_view name, Visit&& visit) const;
+    void ForEachReading(std::u16string_view name, Visit&& visit);
     void ReadTable();
     void TakeTable(const Source& source);
     void ReadRoot();
@@ -48,6 +49,9 @@ private:
 
     // ---- find_unnamed.cpp
     void ReadUnnamed();
+    std::unique_ptr<FoundObject> ReadIn(const SalvagedFile::Unnamed& stream, const Source& source,
+                                        const ClassInfo& info) const;
+    static void AddReading(Readings& readings, std::unique_ptr<FoundObject> found);
     Readings ReadingsAt(std::uint64_t offset) const;
     bool HoldsOthers(const std::vector<compound::Extent>& extents) const;
     void ReadCutAt(std::uint64_t offset, Readings& readings) const;
@@ -57,6 +61,21 @@ private:
     static int CertaintyOf(const FoundObject& found);
     void AddUnnamed(Readings readings);
 
+    // ---- find_covered.cpp
+    // Which objects have the mini sectors of the file, and which of them begin where.
+    struct Takers {
+        enum Kind : std::uint8_t { kNone, kGuessed, kCertain };
+        struct Taker {
+            FoundObject* found;
+            bool holdsOthers;  // other streams may begin inside
+        };
+        std::vector<Kind> ofUnits;
+        std::unordered_map<std::size_t, Taker> byFirstUnit;
+    };
+    Takers TakersOf(const std::vector<std::uint64_t>& beginnings) const;
+    static void KeepBeside(const Takers::Taker& taker, Readings& readings);
+    void ReadCovered();
+
     // ---- choose_classes.cpp
     int ScoreOf(const FoundObject& found) const;
     int PointsBeside(const FoundObject& found) const;
@@ -64,7 +83,8 @@ private:
     bool IsCopy(const FoundObject& found) const;
     bool DropContradicted(Readings& readings) const;
     void Narrow();
-    void Choose(Readings& readings, std::size_t at, bool isMissing);
+    using Scores = std::vector<std::pair<int, std::size_t>>;  // of readings, with their places; the best first
+    void Choose(Readings& readings, const Scores& scores, bool isMissing);
     void ChooseClasses();
     void MatchIds();
 
@@ -74,7 +94,13 @@ private:
     void Accept(std::unique_ptr<FoundObject> found);
     // Visits the number of each mini sector of the file that holds a part of it.
     template <class Visit>
-    void ForEachUnit(const SalvagedSource& source, Visit&& visit) const;
+    void ForEachUnit(const SalvagedSource& source, Visit&& visit) const {
+        for (const compound::Extent& extent : source.Extents())
+            for (std::uint64_t at = extent.offset / 64; extent.offset != compound::Extent::kLost; ++at) {
+                if (at * 64 >= extent.offset + extent.count || at >= claimed_.size()) break;
+                visit(static_cast<std::size_t>(at));
+            }
+    }
     std::vector<std::uint8_t> Owners() const;
     void Claim(const SalvagedSource& source, std::uint64_t from, std::uint64_t to);
     void Claim(const SalvagedSource& source, std::uint64_t count) { Claim(source, 0, count); }
@@ -82,7 +108,9 @@ private:
     void KeepDamaged();
     bool MayBeOneObject(const FoundObject& one, const FoundObject& other) const;
     bool MayBeMisplaced(const FoundObject& one, const FoundObject& other) const;
+    void NoteOtherEnds();
     void NoteDoubts();
+    void NoteOtherClasses(const FoundObject& found);
     void KeepRivals();
     void ReadOthers();
     void NoteMissing();
@@ -102,7 +130,8 @@ private:
     const ClassGraph& graph_;
     std::vector<DocumentProblem>& losses_;
     const Progress& progress_;
-    std::vector<bool> claimed_;
+    std::vector<bool> claimed_;        // mini sectors of the file in which something was found
+    std::vector<bool> guessedTables_;  // those that were looked at for a stream that every document has, by a guess
     FoundDocument document_;
     std::map<std::u16string, std::vector<const SalvagedEntry*>> entries_;  // by name in upper case, the best first
     std::map<GUID, std::vector<const SalvagedEntry*>, GuidLess> named_;

@@ -1,6 +1,7 @@
 #include "storage/salvage/salvaged_source.hpp"
 
 #include <algorithm>
+#include <bit>
 
 #include "storage/records/failures.hpp"
 
@@ -57,10 +58,13 @@ std::vector<std::byte> SalvagedSource::All() const {
     return bytes;
 }
 
-bool SalvagedSource::IsZero(std::uint64_t from, std::uint64_t to) const {
+std::uint64_t SalvagedSource::BitsIn(std::uint64_t from, std::uint64_t to) const {
     std::vector<std::byte> bytes(static_cast<std::size_t>(std::min(to, Size()) - from));
     Read(from, bytes);
-    return std::ranges::all_of(bytes, [](std::byte each) { return each == std::byte{0}; });
+    std::uint64_t bits = 0;
+    for (const std::byte each : bytes)
+        bits += static_cast<std::uint64_t>(std::popcount(std::to_integer<unsigned>(each)));
+    return bits;
 }
 
 }  // namespace lumvex::inside

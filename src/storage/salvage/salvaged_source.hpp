@@ -23,7 +23,9 @@ public:
     const std::vector<compound::Extent>& Extents() const { return extents_; }
     std::shared_ptr<const SalvagedSource> First(std::uint64_t count) const;  // its first bytes alone
     std::vector<std::byte> All() const;
-    bool IsZero(std::uint64_t from, std::uint64_t to) const;  // what there is of these bytes
+    // How many bits are set in what there is of these bytes, and is none?
+    std::uint64_t BitsIn(std::uint64_t from, std::uint64_t to) const;
+    bool IsZero(std::uint64_t from, std::uint64_t to) const { return BitsIn(from, to) == 0; }
 
 private:
     std::shared_ptr<const compound::SalvagedFile> file_;

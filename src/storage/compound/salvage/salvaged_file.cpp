@@ -6,12 +6,6 @@
 
 namespace lumvex::compound {
 
-namespace {
-
-constexpr std::size_t kLook = kMiniSectorSize;  // bytes by which the beginning of a stream is told
-
-}  // namespace
-
 SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std::move(begins)), view_(file) {
     view_.Refresh();
     size_ = view_.Size();
@@ -37,7 +31,7 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     fat_.isListed.assign(fat_.next.size(), false);
     for (std::uint32_t index = 0; index < listed.size(); ++index) {
         Page page = ReadPage(listed[index]);
-        if (Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page, true);
+        if (!IsMisplaced(page, index) && Looks(page, index * perPage, fat_.next.size())) Adopt(fat_, index, page, true);
     }
     NoteLinks(fat_);
     JudgeEntries();  // by the pages that are listed: what is known of the directory tells which others fit
@@ -47,6 +41,7 @@ SalvagedFile::SalvagedFile(File& file, Begins begins) : file_(file), begins_(std
     NoteFollowers(fat_, true);
     FindMiniStream();
     NoteUnowned();
+    NoteEnds();
 }
 
 bool SalvagedFile::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
@@ -148,25 +143,6 @@ bool SalvagedFile::IsWholeLarge(const SalvagedEntry& entry) const {
     return left == 0 && sector == kEndOfChain;
 }
 
-std::vector<std::vector<Extent>> SalvagedFile::WithOtherRests(const SalvagedEntry& entry) const {
-    constexpr std::size_t kMost = 4;
-    std::vector<std::vector<Extent>> found;
-    if (!IsLarge(entry) || unowned_.empty()) return found;
-    const std::vector<SectorId> sectors =
-        Follow(fat_, entry.start, SectorsFor(std::min(entry.size, size_)), Way::Chain);
-    for (std::size_t at = 1; at < sectors.size(); ++at) {
-        if (fat_.IsCertain(sectors[at - 1])) continue;
-        const auto [first, last] = unowned_.equal_range(sectors.size() - at);
-        for (auto rest = first; rest != last && found.size() < kMost; ++rest) {
-            if (rest->second == entry.start) continue;
-            std::vector<SectorId> other(sectors.begin(), sectors.begin() + static_cast<std::ptrdiff_t>(at));
-            for (SectorId sector = rest->second; IsRegular(sector); sector = fat_.next[sector]) other.push_back(sector);
-            found.push_back(Joined(other, false, entry.size));
-        }
-    }
-    return found;
-}
-
 bool SalvagedFile::IsCertain(const SalvagedEntry& entry) const {
     if (entry.standing != SalvagedEntry::Standing::Current || JudgeChain(entry) != Verdict::Confirmed) return false;
     if (IsLarge(entry)) return true;
@@ -266,13 +242,16 @@ SalvagedFile::Unnamed SalvagedFile::ExtentsFrom(std::uint64_t offset, std::uint6
                                       inSector / kMiniSectorSize);
         most = std::min<std::uint64_t>(most, kMiniCutoff);
     }
-    // A small one, in a part of the mini stream to which nothing leads, or to which something else may lead.
-    // Or a long one, in a sector that was taken for a part of the mini stream.
-    if (way == Way::Beside || (inSector != 0 && !stream.isMini)) {
-        const bool mayBeLong = inSector == 0 && stream.isMini && page->second >= certainMiniPages_;
-        const std::uint64_t count =
-            std::min({mayBeLong ? whole : most, size_ - offset, mayBeLong ? whole : kMiniCutoff});
-        return {{{offset, count}}, !mayBeLong, offset + count == size_, false};
+    const bool mayBeLong = stream.isMini && inSector == 0 && page->second >= certainMiniPages_;
+    if (way == Way::Beside && mayBeLong) {  // a long one, in a sector that was taken for a part of the mini stream
+        stream.isMini = false;
+        first = sector;
+        most = whole;
+        way = Way::Chain;
+    } else if (way == Way::Beside || (inSector != 0 && !stream.isMini)) {
+        // A small one, in a part of the mini stream to which nothing leads, or to which something else may lead.
+        const std::uint64_t count = std::min({most, size_ - offset, std::uint64_t{kMiniCutoff}});
+        return {{{offset, count}}, true, offset + count == size_, false};
     }
     const Table& table = stream.isMini ? miniFat_ : fat_;
     const std::uint64_t unit = stream.isMini ? kMiniSectorSize : std::uint64_t{1} << shift_;

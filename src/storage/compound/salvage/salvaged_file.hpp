@@ -69,6 +69,9 @@ public:
     // Where no table that is certain says which sectors a long stream has: with each chain to which nothing leads, and
     // which is as long as its rest.
     std::vector<std::vector<Extent>> WithOtherRests(const SalvagedEntry& entry) const;
+    // The same of any long stream, as it was read, whose last sector is uncertain: with each other sector that may be
+    // the last one, as zeros begin in it where the stream ends.
+    std::vector<std::vector<Extent>> WithOtherEnds(const std::vector<Extent>& extents) const;
     // Nothing about the place of its stream was guessed, if it is read by way of the chain.
     bool IsCertain(const SalvagedEntry& entry) const;
 
@@ -97,7 +100,10 @@ public:
     bool MayBeInMiniStream(std::uint64_t offset) const;
 
 private:
-    static constexpr std::size_t kBlock = 65536;  // bytes; read at once where the whole file is gone through
+    class MiniStreamSearch;  // mini_stream_search.hpp
+
+    static constexpr std::size_t kLook = kMiniSectorSize;  // bytes by which the beginning of a stream is told
+    static constexpr std::size_t kBlock = 65536;           // bytes; read at once where the whole file is gone through
     static bool IsRegular(SectorId sector) { return sector <= kMaxSector; }
 
     // For each sector the next one of its chain, or a mark; kUnknown where no page says it.
@@ -141,6 +147,8 @@ private:
     static bool Looks(Page& page, std::uint32_t first, std::uint64_t limit);
     std::vector<SectorId> ListedFatPages(const Header& header) const;
     static void Adopt(Table& table, std::uint32_t index, const Page& page, bool isListed);
+    static std::map<std::uint32_t, std::size_t> PlacesOf(const Page& page);
+    static bool IsMisplaced(const Page& page, std::uint32_t index);
     void SearchPages(Table& table, bool large);
     int Fits(const Page& page, std::uint32_t first, bool large) const;
     int Agreement(const Table& table, const Page& page, std::uint32_t first) const;
@@ -158,8 +166,9 @@ private:
     std::size_t Likeness(SectorId one, SectorId other) const;
     std::vector<bool> UnsteadyPages() const;
     void NoteUnowned();
+    bool MayBeEnd(SectorId sector) const;
+    void NoteEnds();
     std::optional<SectorId> MiniStart(const std::vector<SectorId>& beginnings, bool& isCertain) const;
-    std::vector<SectorId> MiniPages(SectorId start, std::uint64_t count, const std::vector<SectorId>& beginnings);
 
     std::vector<SectorId> Follow(const Table& table, SectorId first, std::uint64_t count, Way way) const;
     std::vector<Extent> Joined(const std::vector<SectorId>& sectors, bool isMini, std::uint64_t size) const;
@@ -178,6 +187,7 @@ private:
     std::vector<std::uint64_t> rootOffsets_;
     Table fat_, miniFat_;
     std::multimap<std::uint64_t, SectorId> unowned_;  // chains of the FAT to which nothing leads, by their length
+    std::multimap<std::uint64_t, SectorId> ends_;     // sectors that may end a stream, by what is before their zeros
     std::unordered_set<SectorId> listedFat_;          // sectors that hold the FAT, as the header and the DIFAT say
     std::unordered_set<SectorId> miniFatSectors_;     // of pages of the mini FAT that were found by their content
     SectorId firstDirectory_ = kEndOfChain, firstMiniFat_ = kEndOfChain;  // as the header says

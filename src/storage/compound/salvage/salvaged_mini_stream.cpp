@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "storage/compound/format/object_name.hpp"
-#include "storage/compound/salvage/salvaged_file.hpp"
+#include "storage/compound/salvage/mini_stream_search.hpp"
 
 namespace lumvex::compound {
 
@@ -49,162 +49,6 @@ std::size_t SalvagedFile::MiniHits(SectorId start, const std::vector<SectorId>& 
     return hits;
 }
 
-// The sectors of the mini stream. Where the FAT does not say which one is next, it is the one in which streams begin at
-// the places at which the directory says so; the next one in the file, where that fits.
-std::vector<SectorId> SalvagedFile::MiniPages(SectorId start, std::uint64_t count,
-                                              const std::vector<SectorId>& beginnings) {
-    constexpr std::uint32_t kRun = 64;             // pages
-    constexpr std::size_t kMostTries = 1'000'000;  // runs that are looked at; some seconds
-    const PerPage perPage = MiniSectorsPerPage(shift_);
-    using Places = std::uint64_t;  // a bit for each mini sector of a page
-    std::unordered_map<std::uint32_t, Places> expected;
-    for (const SectorId mini : beginnings) expected[perPage.PageOf(mini)] |= Places{1} << perPage.IndexOf(mini);
-    std::unordered_map<SectorId, Places> known;
-    const auto placesIn = [&](SectorId sector) {
-        const auto [found, isNew] = known.try_emplace(sector, 0);
-        for (std::uint32_t at = 0; isNew && sector < sectors_ && at < perPage.Count(); ++at)
-            if (BeginsAt(OffsetOf(sector) + at * kMiniSectorSize)) found->second |= Places{1} << at;
-        return found->second;
-    };
-    // Streams end in zeros: of which mini sectors of a page this is known, and after how many bytes.
-    std::unordered_map<std::uint32_t, std::vector<std::pair<std::uint32_t, std::size_t>>> ends;
-    const bool hasCurrent = std::ranges::any_of(
-        entries_, [](const SalvagedEntry& entry) { return entry.standing >= SalvagedEntry::Standing::Likely; });
-    for (const SalvagedEntry& entry : entries_) {
-        if (IsLarge(entry) || entry.size % kMiniSectorSize == 0 || entry.start >= MiniSectorsFor(size_)) continue;
-        if (hasCurrent && entry.standing < SalvagedEntry::Standing::Likely) continue;
-        SectorId mini = entry.start;
-        for (std::uint64_t left = MiniSectorsFor(entry.size); left > 1; --left)
-            mini = IsRegular(miniFat_.Next(mini)) ? miniFat_.Next(mini) : mini + 1;
-        ends[perPage.PageOf(mini)].emplace_back(perPage.IndexOf(mini), entry.size % kMiniSectorSize);
-    }
-    std::unordered_map<SectorId, std::vector<std::uint8_t>> lengths;  // of what is not zero in each mini sector
-    const auto pointsOfEnds = [&](std::uint32_t page, SectorId sector) {
-        const auto ending = ends.find(page);
-        if (ending == ends.end() || sector >= sectors_ || placesIn(sector) == 0) return 0;
-        const auto [found, isNew] = lengths.try_emplace(sector);
-        if (isNew) {
-            std::vector<std::byte> bytes(std::size_t{1} << shift_);
-            Read(OffsetOf(sector), bytes);
-            found->second.resize(perPage.Count());
-            for (std::size_t at = 0; at < bytes.size(); ++at)
-                if (bytes[at] != std::byte{0})
-                    found->second[at / kMiniSectorSize] = static_cast<std::uint8_t>(at % kMiniSectorSize + 1);
-        }
-        int points = 0;
-        for (const auto& [index, length] : ending->second) points += found->second[index] <= length ? 1 : -2;
-        return points;
-    };
-    const auto fit = [&](std::uint32_t page, Places wanted, Places there) {
-        if (there == 0 && wanted != 0) return -3;  // it may have been overwritten
-        Places unwanted = there & ~wanted;  // where the mini FAT is lost, streams may begin of which nothing is known
-        for (std::uint32_t at = 0; unwanted != 0 && at < perPage.Count(); ++at)
-            if (miniFat_.Next((page << perPage.Shift()) + at) == kUnknown) unwanted &= ~(Places{1} << at);
-        return 2 * std::popcount(wanted & there) - 3 * std::popcount(wanted & ~there) - std::popcount(unwanted);
-    };
-    // How well a page and those behind it fit the sectors from one on, and where in them the first beginnings are
-    // expected.
-    struct Run {
-        int points = 0;
-        bool hasAll = true;
-        std::uint32_t first = kRun;
-    };
-    const auto runAt = [&](std::uint32_t page, SectorId sector) {
-        Run run;
-        int points = 0;
-        bool isChain = true;  // as far as the FAT says it; what is beside its end may be something else
-        for (std::uint32_t at = 0; at < kRun && IsRegular(sector); ++at) {
-            if (const auto wanted = expected.find(page + at); wanted != expected.end()) {
-                run.first = std::min(run.first, at);
-                const Places there = placesIn(sector);
-                points += fit(page + at, wanted->second, there) + pointsOfEnds(page + at, sector);
-                run.points = isChain ? points : std::max(run.points, points);
-                run.hasAll = run.hasAll && (wanted->second & ~there) == 0;
-            }
-            const SectorId next = fat_.Next(sector);
-            if (!IsRegular(next)) isChain = isChain && at == 0 && run.first == kRun;
-            sector = IsRegular(next) ? next : sector + 1;
-        }
-        return run;
-    };
-    std::vector<SectorId> holders;  // sectors in which streams begin
-    bool haveHolders = false;
-    std::size_t tries = kMostTries;
-    std::unordered_set<SectorId> used;
-    const auto best = [&](std::uint32_t page, SectorId guess) {
-        const Run run = runAt(page, guess);
-        if (run.hasAll || tries == 0) return guess;
-        if (!std::exchange(haveHolders, true))
-            for (SectorId sector = 0; sector < sectors_; ++sector)
-                if (fat_.Next(sector) != kFreeSector && placesIn(sector) != 0) holders.push_back(sector);
-        int points = run.points + 1;  // where others are as good, the next sector it is
-        SectorId chosen = guess;
-        for (const SectorId holder : holders) {
-            if (holder < run.first || used.contains(holder - run.first)) continue;
-            if (tries == 0) break;
-            --tries;
-            const SectorId begin = holder - run.first;
-            const int other = runAt(page, begin).points;
-            // It is none of those that come later where nothing is missing between.
-            const bool isLater =
-                other > points && begin > guess && runAt(page + (begin - guess), begin).points >= other;
-            if (other > points && !isLater) points = other, chosen = begin;
-        }
-        return chosen;
-    };
-    std::vector<SectorId> pages;
-    SectorId sector = start;
-    bool isKnown = true;
-    for (std::uint32_t page = 0; page < count && IsRegular(sector); ++page) {
-        if (!isKnown) sector = best(page, sector);
-        if (isKnown && certainMiniPages_ == page) ++certainMiniPages_;
-        pages.push_back(sector);
-        used.insert(sector);
-        const SectorId next = fat_.Next(sector);
-        isKnown = fat_.IsCertain(sector);
-        if (!isKnown) guessedPages_.insert(page + 1);
-        if (IsRegular(next) && next < fat_.next.size()) {
-            sector = next;
-            continue;
-        }
-        for (++sector; fat_.IsTaken(sector); ++sector) {
-        }
-    }
-    // A chain of the FAT that is in use and to which nothing leads is a part of the mini stream where its beginnings
-    // are those of pages that do not follow for certain; where there are several such, of those that it resembles most.
-    const auto points = [&](const std::vector<SectorId>& chain, std::size_t first) {
-        int sum = 0;
-        for (std::size_t at = 0; at < chain.size(); ++at) {
-            const auto wanted = expected.find(static_cast<std::uint32_t>(first + at));
-            if (wanted == expected.end()) continue;
-            const Places there = placesIn(chain[at]);
-            if ((wanted->second & ~there) != 0) return 0;
-            sum += std::popcount(wanted->second);
-        }
-        return sum;
-    };
-    for (const SectorId begin : UnownedChains()) {
-        if (used.contains(begin) || !fat_.isListed[begin] || tries == 0) continue;
-        std::vector<SectorId> chain{begin};
-        while (chain.size() < pages.size() && fat_.IsCertain(chain.back())) chain.push_back(fat_.Next(chain.back()));
-        std::pair<std::size_t, int> most{0, 0};
-        std::size_t chosen = 0;
-        for (std::size_t page = std::max(1u, certainMiniPages_); page + chain.size() <= pages.size(); ++page) {
-            if (fat_.IsCertain(pages[page - 1]) || tries == 0) continue;
-            --tries;
-            const int sum = points(chain, page);
-            if (sum == 0) continue;
-            if (const std::pair likeness{Likeness(begin, pages[page]), sum}; likeness > most)
-                most = likeness, chosen = page;
-        }
-        if (chosen == 0) continue;
-        std::ranges::copy(chain, pages.begin() + static_cast<std::ptrdiff_t>(chosen));
-        guessedPages_.erase(chosen);
-        used.insert(chain.begin(), chain.end());
-    }
-    return pages;
-}
-
 // How many bytes are the same in both sectors.
 std::size_t SalvagedFile::Likeness(SectorId one, SectorId other) const {
     std::vector<std::byte> bytes(std::size_t{1} << shift_), others(bytes.size());
@@ -225,7 +69,8 @@ void SalvagedFile::ReadMiniFat(std::uint64_t miniSectors) {
     miniFat_.next.assign(static_cast<std::size_t>(count * perPage), kUnknown);
     miniFat_.isListed.assign(miniFat_.next.size(), false);
     for (std::uint32_t index = 0; index < pages.size(); ++index)
-        if (Looks(pages[index], index * perPage, miniFat_.next.size())) Adopt(miniFat_, index, pages[index], true);
+        if (!IsMisplaced(pages[index], index) && Looks(pages[index], index * perPage, miniFat_.next.size()))
+            Adopt(miniFat_, index, pages[index], true);
     NoteLinks(miniFat_);
     SearchPages(miniFat_, false);
     NoteFollowers(miniFat_, false);
@@ -309,8 +154,11 @@ void SalvagedFile::FindMiniStream() {
     const std::optional<SectorId> start = MiniStart(beginnings, isCertain);
     if (!start) return;
     if (*start < fat_.follows.size()) fat_.follows[*start] = true;
-    miniPages_ = MiniPages(*start, SectorsFor(minis << kMiniSectorShift), beginnings);
-    if (!isCertain) certainMiniPages_ = 0;
+    MiniStreamSearch search(*this, beginnings);
+    search.Run(*start, SectorsFor(minis << kMiniSectorShift));
+    miniPages_ = search.Pages();
+    guessedPages_ = search.GuessedPages();
+    certainMiniPages_ = isCertain ? search.CertainPages() : 0;
     miniBeginnings_ = beginnings;
     std::ranges::sort(miniBeginnings_);
     unsteady_ = UnsteadyPages();
@@ -335,17 +183,6 @@ std::vector<bool> SalvagedFile::UnsteadyPages() const {
         for (std::size_t near = page - std::min(page, kNear); isOdd[page] && near <= page + kNear; ++near)
             if (near < unsteady.size() && guessedPages_.contains(near)) unsteady[near] = true;
     return unsteady;
-}
-
-void SalvagedFile::NoteUnowned() {
-    for (const SectorId begin : UnownedChains()) {
-        if (pageOfSector_.contains(begin) || (!fat_.isListed[begin] && fat_.follows[begin])) continue;
-        SectorId sector = begin;
-        std::uint64_t length = 0;
-        for (; sector < fat_.next.size() && (fat_.isListed[sector] || roots_.size() > 1); sector = fat_.next[sector])
-            if (++length > fat_.next.size()) break;
-        if (sector == kEndOfChain) unowned_.emplace(length, begin);
-    }
 }
 
 }  // namespace lumvex::compound

@@ -20,15 +20,20 @@ SalvagedFile::Page SalvagedFile::ReadPage(SectorId sector) const {
     return page;
 }
 
-// May the numbers be those of a page whose first sector is `first`? Marks single ones that cannot be as unknown.
+// May the numbers be those of a page whose first sector is `first`? Marks single ones that cannot be as unknown, and
+// of two that are the same both: one of them is damaged, and nothing here tells which.
 bool SalvagedFile::Looks(Page& page, std::uint32_t first, std::uint64_t limit) {
-    std::unordered_set<SectorId> named;
+    std::unordered_map<SectorId, std::uint32_t> named;  // where in the page
     std::size_t bad = 0;
     for (std::uint32_t at = 0; at < page.size(); ++at) {
-        SectorId& next = page[at];
-        const bool isMark = next >= kDifatSector;
-        if (isMark || (IsRegular(next) && next < limit && next != first + at && named.insert(next).second)) continue;
-        next = kUnknown;
+        const SectorId next = page[at];
+        if (next >= kDifatSector) continue;
+        if (IsRegular(next) && next < limit && next != first + at) {
+            const auto [other, isNew] = named.emplace(next, at);
+            if (isNew) continue;
+            page[other->second] = kUnknown;
+        }
+        page[at] = kUnknown;
         ++bad;
     }
     return !page.empty() && 8 * bad <= page.size();
@@ -99,8 +104,25 @@ int SalvagedFile::Agreement(const Table& table, const Page& page, std::uint32_t 
     return points;
 }
 
-// Pages that nothing leads to. Most streams are in adjacent sectors, so that most numbers of a page are one more than
-// their place in the table, which tells the page's own place.
+// Most streams are in adjacent sectors, so that most numbers of a page are one more than their place in the table,
+// which tells the page's own place: how many numbers say which.
+std::map<std::uint32_t, std::size_t> SalvagedFile::PlacesOf(const Page& page) {
+    std::map<std::uint32_t, std::size_t> votes;
+    for (std::uint32_t at = 0; at < page.size(); ++at)
+        if (IsRegular(page[at]) && page[at] > at && (page[at] - 1 - at) % page.size() == 0)
+            ++votes[static_cast<std::uint32_t>((page[at] - 1 - at) / page.size())];
+    return votes;
+}
+
+// Another page of the table may have come to a page's place.
+bool SalvagedFile::IsMisplaced(const Page& page, std::uint32_t index) {
+    constexpr std::size_t kSure = 8;
+    auto votes = PlacesOf(page);
+    const std::size_t own = votes[index];
+    return std::ranges::any_of(votes, [&](const auto& each) { return each.second >= kSure && each.second > 4 * own; });
+}
+
+// Pages that nothing leads to.
 void SalvagedFile::SearchPages(Table& table, bool large) {
     const auto perPage = static_cast<std::uint32_t>(std::size_t{1} << (shift_ - 2));
     std::unordered_set<std::uint32_t> missing;
@@ -116,12 +138,8 @@ void SalvagedFile::SearchPages(Table& table, bool large) {
     };
     std::map<std::uint32_t, Found> best;
     for (SectorId sector = 0; sector < sectors_; ++sector) {
-        Page page = ReadPage(sector);
-        std::map<std::uint32_t, std::size_t> votes;
-        for (std::uint32_t at = 0; at < page.size(); ++at)
-            if (IsRegular(page[at]) && page[at] > at && (page[at] - 1 - at) % perPage == 0)
-                ++votes[(page[at] - 1 - at) / perPage];
-        for (const auto& [index, count] : votes) {
+        const Page page = ReadPage(sector);
+        for (const auto& [index, count] : PlacesOf(page)) {
             if (count < 4 || !missing.contains(index)) continue;
             Page candidate = page;
             if (!Looks(candidate, index * perPage, table.next.size())) continue;
