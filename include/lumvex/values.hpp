@@ -137,7 +137,7 @@ public:
 
     void Detach(VARIANT* out) noexcept;  // *out is overwritten without being cleared
     [[nodiscard]] VARIANT* Out() noexcept {
-        VariantClear(this);
+        if (vt != VT_EMPTY) VariantClear(this);
         return this;
     }
 };

@@ -22,7 +22,7 @@ public:
     template <class Owner>
     Variant Get(const Owner& owner) const {
         const LXArray setting = owner.ResolveRoot().ArrayType();
-        return ConvertArrayOut(slot, setting == kShapesAlone ? setting : answeredAs_.value_or(setting));
+        return ConvertArrayOut(slot, setting == kShapesAlone || answeredAs_ == kAsSet ? setting : answeredAs_);
     }
     template <class Owner>
     void Put(const VARIANT& value, Owner& owner) {
@@ -40,8 +40,10 @@ public:
     ArraySlot slot;
 
 private:
+    static constexpr auto kAsSet = static_cast<LXArray>(0);  // as the document's SafeArrayType says
+
     Channels channels_;
-    std::optional<LXArray> answeredAs_;
+    LXArray answeredAs_ = kAsSet;
 };
 
 inline void SaveField(RecordWriter& writer, const Array& field) { WriteArrayRecord(writer, field.slot); }

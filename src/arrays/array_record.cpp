@@ -40,11 +40,10 @@ VARTYPE CheckedType(std::uint16_t type) {
 
 // Refuses bounds whose elements, of at least `elementSize` bytes each, do not fit into the rest of the stream, before
 // any memory is taken for them. Refuses more dimensions than a safe array can count, which are 16 bits.
-Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize) {
+void ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize, Dimensions& dimensions) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40, kLongest = 0xFFFFFFFF;
     constexpr std::uint32_t kMostDimensions = 0xFFFF;
     if (count == 0 || count > kMostDimensions || count > reader.Left() / 8) throw Failure(kReadFault);
-    Dimensions dimensions;
     std::uint64_t elements = 1;
     for (std::uint32_t at = 0; at < count; ++at) {
         const std::int32_t lower = reader.I32();
@@ -58,7 +57,6 @@ Dimensions ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t
         dimensions.Add({lower, static_cast<ULONG>(length)});
     }
     if (elements * elementSize > reader.Left()) throw Failure(kReadFault);
-    return dimensions;
 }
 
 // Goes through texts in the order of a record, in which the last dimension varies fastest, and says where each is in
@@ -95,20 +93,22 @@ private:
 // would save no memory: the reference to its place takes about as much.
 constexpr std::size_t kReadNow = 4096;
 
-// What a record says of an array before its elements; nothing where there is no array.
+// What a record says of an array before its elements.
 struct Head {
-    VARTYPE type;
+    VARTYPE type = VT_EMPTY;
     Dimensions dimensions;
 };
 
-std::optional<Head> ReadHead(RecordReader& reader) {
+// False where there is no array.
+bool ReadHead(RecordReader& reader, Head& head) {
     const std::uint16_t format = reader.U16();
-    if (format == kNoArray) return std::nullopt;
+    if (format == kNoArray) return false;
     if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
     const std::uint32_t count = reader.U32();
-    const VARTYPE type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
-    const std::size_t elementSize = type == VT_BSTR ? kShortestText : StoredArray::ElementSize(type);
-    return Head{type, ReadDimensions(reader, count, elementSize)};
+    head.type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
+    const std::size_t elementSize = head.type == VT_BSTR ? kShortestText : StoredArray::ElementSize(head.type);
+    ReadDimensions(reader, count, elementSize, head.dimensions);
+    return true;
 }
 
 StoredArray::Text ReadText(RecordReader& reader) {
@@ -153,32 +153,32 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
 
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     slot = nullptr;
-    const auto head = ReadHead(reader);
-    if (!head) return;
-    if (head->type == VT_BSTR) {
-        slot = ReadTexts(reader, head->dimensions);
+    Head head;
+    if (!ReadHead(reader, head)) return;
+    if (head.type == VT_BSTR) {
+        slot = ReadTexts(reader, head.dimensions);
         return;
     }
-    const std::size_t size = StoredArray::SizeOf(head->type, head->dimensions);
+    const std::size_t size = StoredArray::SizeOf(head.type, head.dimensions);
     if (size <= kReadNow) {
-        const Ref<StoredArray> array = StoredArray::Make(head->type, head->dimensions);
+        const Ref<StoredArray> array = StoredArray::Make(head.type, head.dimensions);
         reader.Read(array->Room());
         slot = array;
         return;
     }
-    const Ref<StoredArray> array = StoredArray::Make(head->type, head->dimensions, reader.Source(), reader.Position());
+    const Ref<StoredArray> array = StoredArray::Make(head.type, head.dimensions, reader.Source(), reader.Position());
     reader.Skip(size);
     slot = array;
 }
 
 void PassArrayRecord(RecordReader& reader) {
-    const auto head = ReadHead(reader);
-    if (!head) return;
-    if (head->type == VT_BSTR) {
-        ReadTexts(reader, head->dimensions);
+    Head head;
+    if (!ReadHead(reader, head)) return;
+    if (head.type == VT_BSTR) {
+        ReadTexts(reader, head.dimensions);
         return;
     }
-    const std::size_t size = StoredArray::SizeOf(head->type, head->dimensions);
+    const std::size_t size = StoredArray::SizeOf(head.type, head.dimensions);
     if (size > kReadNow) return reader.Skip(size);
     std::array<std::byte, kReadNow> elements;
     reader.Read(std::span(elements).first(size));

@@ -32,18 +32,10 @@ Ref<StoredArray> StoredArray::Make(const Dimensions& dimensions, std::vector<Tex
     return made;
 }
 
-std::size_t StoredArray::CountOf(const Dimensions& dimensions) {
-    std::size_t count = dimensions.empty() ? 0 : 1;
-    for (const Dimension& dimension : dimensions) count *= dimension.count;
-    return count;
-}
-
 std::span<const std::byte> StoredArray::Elements() const {
     assert(!InFile());
     return {reinterpret_cast<const std::byte*>(this + 1), ByteSize()};
 }
-
-std::span<std::byte> StoredArray::Room() { return {reinterpret_cast<std::byte*>(this + 1), ByteSize()}; }
 
 const std::vector<StoredArray::Text>& StoredArray::Texts() const {
     static const std::vector<Text> kNone;
@@ -64,21 +56,6 @@ void StoredArray::WriteTo(RecordWriter& writer) const {
         writer.Block(*elsewhere_->source, elsewhere_->offset, ByteSize());
     else
         writer.Block(Elements());
-}
-
-std::size_t StoredArray::ElementSize(VARTYPE type) {
-    switch (type) {
-        case VT_UI1:
-            return 1;
-        case VT_R4:
-            return 4;
-        case VT_R8:
-            return 8;
-        case VT_VARIANT:
-            return 16;
-        default:
-            return 0;
-    }
 }
 
 }  // namespace lumvex::inside

@@ -31,23 +31,28 @@ struct Dimension {
 class Dimensions {
 public:
     Dimensions() = default;
+    Dimensions(const Dimensions& other)
+        : inPlace_(other.inPlace_),
+          count_(other.count_),
+          more_(other.more_ ? std::make_unique<std::vector<Dimension>>(*other.more_) : nullptr) {}
+    Dimensions(Dimensions&&) = default;
     Dimensions(std::initializer_list<Dimension> all) {
         for (const Dimension& each : all) Add(each);
     }
 
     void Add(const Dimension& dimension) {
-        if (count_ == kInPlace) more_.assign(inPlace_.begin(), inPlace_.end());
+        if (count_ == kInPlace) more_ = std::make_unique<std::vector<Dimension>>(inPlace_.begin(), inPlace_.end());
         if (count_ < kInPlace)
             inPlace_[count_] = dimension;
         else
-            more_.push_back(dimension);
+            more_->push_back(dimension);
         ++count_;
     }
 
     std::size_t size() const { return count_; }
     bool empty() const { return count_ == 0; }
-    Dimension* begin() { return count_ <= kInPlace ? inPlace_.data() : more_.data(); }
-    const Dimension* begin() const { return count_ <= kInPlace ? inPlace_.data() : more_.data(); }
+    Dimension* begin() { return more_ ? more_->data() : inPlace_.data(); }
+    const Dimension* begin() const { return more_ ? more_->data() : inPlace_.data(); }
     Dimension* end() { return begin() + count_; }
     const Dimension* end() const { return begin() + count_; }
     const Dimension& operator[](std::size_t at) const { return begin()[at]; }
@@ -56,8 +61,8 @@ public:
 private:
     static constexpr std::size_t kInPlace = 2;
     std::array<Dimension, kInPlace> inPlace_{};
-    std::size_t count_ = 0;
-    std::vector<Dimension> more_;  // all of them, when they are more than two
+    std::uint32_t count_ = 0;
+    std::unique_ptr<std::vector<Dimension>> more_;  // all of them, when they are more than two
 };
 
 // References are counted without atomics, as every call holds the module lock. The elements are in one block of memory
@@ -96,12 +101,31 @@ public:
     void CopyTo(std::span<std::byte> elements) const;  // from the first on, at most ByteSize() bytes
     std::span<const std::byte> Elements() const;       // of an array in memory
     void WriteTo(RecordWriter& writer) const;          // the elements, as WriteArrayRecord says
-    std::span<std::byte> Room();                       // the same, of an array that is being made
+    std::span<std::byte> Room() {                      // the same, of an array that is being made
+        return {reinterpret_cast<std::byte*>(this + 1), ByteSize()};
+    }
     const std::vector<Text>& Texts() const;
 
     // Bytes of one element in a record: 4, 8, 16 (a variant, raw) or 1; 0 for texts.
-    static std::size_t ElementSize(VARTYPE type);
-    static std::size_t CountOf(const Dimensions& dimensions);
+    static std::size_t ElementSize(VARTYPE type) {
+        switch (type) {
+            case VT_UI1:
+                return 1;
+            case VT_R4:
+                return 4;
+            case VT_R8:
+                return 8;
+            case VT_VARIANT:
+                return 16;
+            default:
+                return 0;
+        }
+    }
+    static std::size_t CountOf(const Dimensions& dimensions) {
+        std::size_t count = dimensions.empty() ? 0 : 1;
+        for (const Dimension& dimension : dimensions) count *= dimension.count;
+        return count;
+    }
     static std::size_t SizeOf(VARTYPE type, const Dimensions& dimensions) {
         return CountOf(dimensions) * ElementSize(type);
     }
@@ -113,15 +137,15 @@ private:
         std::vector<Text> texts;
     };
 
-    StoredArray(VARTYPE type, const Dimensions& dimensions) : type_(type), dimensions_(dimensions) {}
+    StoredArray(VARTYPE type, const Dimensions& dimensions) : dimensions_(dimensions), type_(type) {}
     ~StoredArray() = default;
     static void* operator new(std::size_t size, std::size_t elements) { return TakeBlock(size + elements); }
     static void operator delete(void* block) { GiveBlock(block); }
     static void operator delete(void* block, std::size_t) { GiveBlock(block); }
 
+    Dimensions dimensions_;
     mutable unsigned count_ = 0;
     VARTYPE type_;
-    Dimensions dimensions_;
     std::unique_ptr<const Elsewhere> elsewhere_;  // null: the elements follow this object in memory
 };
 

@@ -6,11 +6,16 @@
 
 namespace lumvex {
 
+// What MakeRoom() does where there is not enough room: seldom, and therefore apart from where it is asked.
+template <class T>
+[[gnu::noinline]] void MoveToMoreRoom(std::vector<T>& vector, std::size_t more) {
+    vector.reserve(std::max(vector.size() + more, 2 * vector.capacity()));
+}
+
 // Room for so many more elements, so that adding them cannot fail.
 template <class T>
 void MakeRoom(std::vector<T>& vector, std::size_t more) {
-    const std::size_t needed = vector.size() + more;
-    if (vector.capacity() < needed) vector.reserve(std::max(needed, 2 * vector.capacity()));
+    if (vector.capacity() - vector.size() < more) MoveToMoreRoom(vector, more);
 }
 
 }  // namespace lumvex

@@ -285,12 +285,12 @@ public:
         // Most calls get a property without parameters: there is nothing to convert, and nothing to fail before the
         // member.
         const auto slot = static_cast<std::size_t>(id);
-        if (slot >= room_.plainGets.size() || !room_.plainGets[slot] ||
-            !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) || !parameters || parameters->cArgs != 0 ||
+        const PlainGet get = slot < room_.plainGets.size() ? room_.plainGets[slot] : nullptr;
+        if (!get || !(flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) || !parameters || parameters->cArgs != 0 ||
             parameters->cNamedArgs != 0 || !result || !IsNull(reserved))
             return InvokeAny(object, id, reserved, flags, parameters, result, exception, badArgument);
         SetErrorInfo(0, nullptr);
-        const HRESULT status = room_.plainGets[slot](object, result);
+        const HRESULT status = get(object, result);
         return SUCCEEDED(status) ? status : Failed(status, exception);
     }
 

@@ -382,13 +382,13 @@ std::string NameInRecord(const inside::ClassInfo& info, const Bytes& record, boo
     std::u16string name;
     try {
         if (!intoObject) {
-            inside::ReadName(info, source, name);
+            inside::ReadName(info, inside::RecordReader(record), name);
             return ToUtf8(name);
         }
         const Ref<inside::Object> object = info.create();
         object->Bind(*Ref<inside::Entry>(new inside::Entry(GUID_NULL, &info)));
-        inside::ReadObject(*object, source);
-        return ToUtf8(object->OwnEntry().name);
+        inside::ReadObject(*object, inside::RecordReader(source));
+        return ToUtf8(std::u16string_view(object->OwnEntry().name));
     } catch (const inside::Failure& failure) {
         return "fails: " + std::to_string(static_cast<unsigned>(failure.Status())) + ", " +
                std::to_string(failure.MessageNumber());

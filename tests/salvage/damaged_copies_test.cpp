@@ -49,7 +49,7 @@ Bytes ContentOf(const ClassInfo& info, const GUID& id, Bytes record, std::vector
     using namespace inside;
     const lumvex::Ref<inside::Object> object = info.create();
     object->Bind(*lumvex::Ref<Entry>(new Entry(id, &info)));
-    ReadObject(*object, std::make_shared<MemorySource>(std::move(record)));
+    ReadObject(*object, RecordReader(std::make_shared<MemorySource>(std::move(record))));
     object->Materialise();
     object->ForEachChild([](ChildSlot& slot, const ClassInfo&) { slot.reference.reset(); });
     object->ForEachReference([&](ReferenceBase& reference, const ClassInfo&) {

@@ -466,6 +466,7 @@ public:
         return false;
     }
     void ReadMarks(std::size_t, std::span<inside::NameMark>) const override { ADD_FAILURE(); }
+    void LeaveFile() override {}
 
 private:
     std::vector<inside::Reference> list_;

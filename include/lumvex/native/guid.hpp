@@ -1,6 +1,9 @@
 // 128-bit identifiers, their registry text form, and the memory that crosses interface boundaries.
 #pragma once
 
+#include <bit>
+#include <cstdint>
+
 #include "lumvex/export.hpp"
 #include "lumvex/native/types.hpp"
 
@@ -18,10 +21,11 @@ using REFIID = const IID&;
 using REFCLSID = const CLSID&;
 
 constexpr bool operator==(REFGUID left, REFGUID right) noexcept {
-    if (left.Data1 != right.Data1 || left.Data2 != right.Data2 || left.Data3 != right.Data3) return false;
-    for (int i = 0; i < 8; ++i)
-        if (left.Data4[i] != right.Data4[i]) return false;
-    return true;
+    struct Halves {
+        std::uint64_t first, second;
+    };
+    const Halves one = std::bit_cast<Halves>(left), other = std::bit_cast<Halves>(right);
+    return one.first == other.first && one.second == other.second;
 }
 
 constexpr bool IsEqualGUID(REFGUID left, REFGUID right) noexcept { return left == right; }

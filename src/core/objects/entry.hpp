@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "core/objects/block_pool.hpp"
 #include "core/objects/class_info.hpp"
+#include "generic/short_text.hpp"
 #include "lumvex/values.hpp"
 
 namespace lumvex::inside {
@@ -44,7 +44,7 @@ public:
     const ClassInfo* classInfo;  // null: a class this program does not know
     std::uint32_t tag = 0;
     LONG locks = 0;
-    std::u16string name;  // known once the object was loaded
+    ShortText name;  // known once the object was loaded
     Document* document = nullptr;
     Ref<Entry> parent;   // the collection or item that owns the object; empty until it is known
     Ref<Object> object;  // the live object while it is loaded; never the root's, which owns the directory
@@ -53,16 +53,19 @@ public:
     std::uint64_t order = 0;  // rises with every entry made
     Entry* newer = nullptr;   // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
-    LONG storedLocks = 0;         // the lock counter in the open file
-    bool stored : 1 = false;      // the open file holds the object's stream
-    bool listed : 1 = false;      // the open file's directory lists the object
-    bool assumed : 1 = false;     // `listed` is assumed, as a stored record refers to it; the next save looks it up
-    bool rowRead : 1 = true;      // the second ID is what the file's directory has, or the file lacks the entry
-    bool stays : 1 = false;       // closing the file has taken hold of its object
-    bool joins : 1 = false;       // the next save adds it to the file's directory
-    bool changed : 1 = false;     // the next save writes the object
-    bool renamed : 1 = false;     // its name is not the one whose mark its collection has
-    bool eventWaits : 1 = false;  // in the event queue of the call under way
+    LONG storedLocks = 0;  // the lock counter in the open file
+    // Eight bits, a whole byte: a part of one would be read before it is written for the first time, and a page of
+    // fresh memory that is read first takes the system two page faults.
+    bool stored : 1 = false;   // the open file holds the object's stream
+    bool listed : 1 = false;   // the open file's directory lists the object
+    bool assumed : 1 = false;  // `listed` is assumed, as a stored record refers to it; the next save looks it up
+    bool rowRead : 1 = true;   // the second ID is what the file's directory has, or the file lacks the entry
+    bool stays : 1 = false;    // closing the file has taken hold of its object
+    bool joins : 1 = false;    // the next save adds it to the file's directory
+    bool changed : 1 = false;  // the next save writes the object
+    bool renamed : 1 = false;  // its name is not the one whose mark its collection has
+
+    bool eventWaits = false;  // in the event queue of the call under way
 
 private:
     ~Entry();

@@ -5,14 +5,6 @@
 
 namespace lumvex::inside {
 
-void Leave(ThreadContext& thread) noexcept {
-    if (!thread.queue.empty()) DeliverEvents(thread);
-    --thread.depth;
-    ModuleLock().unlock();
-}
-
-unsigned CallDepth() noexcept { return CurrentThread().depth; }
-
 HRESULT TranslateException(std::u16string_view source) noexcept {
     HRESULT status = E_UNEXPECTED;
     try {

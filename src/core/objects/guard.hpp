@@ -10,7 +10,11 @@
 namespace lumvex::inside {
 
 // Ends what Enter() began. The outermost call delivers the thread's events before.
-void Leave(ThreadContext& thread) noexcept;
+inline void Leave(ThreadContext& thread) noexcept {
+    if (!thread.queue.empty()) DeliverEvents(thread);
+    --thread.depth;
+    ModuleLock().unlock();
+}
 
 // Inside the model for the life of the object.
 class Call {
@@ -26,15 +30,13 @@ private:
     ThreadContext& thread_;
 };
 
-// How deep the calling thread is inside the model; 0 outside.
-unsigned CallDepth() noexcept;
-
 // The status of the exception being handled; installs its text, or clears the error information when it has none.
 HRESULT TranslateException(std::u16string_view source) noexcept;
 
-// Answers the status of `work`, or of the exception that leaves it.
+// Answers the status of `work`, or of the exception that leaves it. Inline, as Guarded() is: each is called from one
+// place for each `work`, and a call of its own would read what `work` needs through pointers, under the lock.
 template <class Work>
-HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
     try {
         return work();
     } catch (...) {
@@ -45,7 +47,7 @@ HRESULT Translated(std::u16string_view source, Work&& work) noexcept {
 // Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing
 // except what its operation has kept. `source` names the class that reports errors.
 template <class Work>
-HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
     return Translated(source, [&] {  // entering may fail too
         const Call call;
         return Translated(source, [&] {

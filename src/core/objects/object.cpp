@@ -17,6 +17,13 @@ Object::Object() : madeInCall_(CallDepth() != 0) { madeInCall_ ? LockModuleInCal
 
 Object::~Object() { madeInCall_ ? UnlockModuleInCall() : UnlockModule(); }
 
+void Object::AddRefInCall() noexcept {
+    if (count_.load(std::memory_order_acquire) == 1)
+        count_.store(2, std::memory_order_relaxed);
+    else
+        AddRef();
+}
+
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
 void Object::CacheWaits(bool waits) noexcept {
@@ -33,7 +40,12 @@ ULONG Object::Release() noexcept {
         if (count == 2 && waitingCaches.load(std::memory_order_relaxed) != 0) break;
         if (count_.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel)) return count - 1;
     }
+    if (CallDepth() != 0) return ReleaseInCall();
     const Call call;
+    return ReleaseInCall();
+}
+
+ULONG Object::ReleaseInCall() noexcept {
     // Nobody else can take a reference of an object that has one alone while the lock is held.
     const bool isLast = count_.load(std::memory_order_acquire) == 1;
     const ULONG left = isLast ? 0 : count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
@@ -54,6 +66,7 @@ void Object::ForEachLinkedReference(const LinkedReferenceVisitor&) const {}
 IUnknown* Object::Facet(REFIID) noexcept { return nullptr; }
 
 void Object::Materialise() {}
+void Object::LeaveFile() { Materialise(); }
 
 void Object::Arrived(Arrival) {}
 
@@ -76,7 +89,7 @@ Ref<Object> Object::ResolveParent() const {
     return document.Get(*parent);
 }
 
-std::u16string Object::Name() const { return OwnEntry().name; }
+std::u16string Object::Name() const { return std::u16string(std::u16string_view(OwnEntry().name)); }
 
 std::u16string Object::ID() const { return ToText(OwnEntry().id); }
 

@@ -42,6 +42,9 @@ public:
 
     ULONG AddRef() noexcept;
     ULONG Release() noexcept;
+    // The same as AddRef(), for whoever holds the module lock: where the caller has the only reference no other thread
+    // can take or give one, and an atomic addition, which waits for all that the processor has to write, is not needed.
+    void AddRefInCall() noexcept;
     // Is the directory's own reference the only one?
     bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
@@ -71,6 +74,8 @@ public:
     virtual IUnknown* Facet(REFIID iid) noexcept;
     // Reads what is still only in the object's stream, which is about to go away.
     virtual void Materialise();
+    // The same where the object is not going to be changed at once: what is long may stay as it was in the stream.
+    virtual void LeaveFile();
     // Called when the object has become part of its document: it was loaded or, a collection, made on first use.
     enum class Arrival { Loaded, Made };
     virtual void Arrived(Arrival how);
@@ -108,6 +113,8 @@ protected:
     }
 
 private:
+    ULONG ReleaseInCall() noexcept;
+
     // Is it counted among the objects that calls have made? They all go under the lock.
     bool madeInCall_;
     std::atomic<ULONG> count_{1};  // the first one is its maker's; Release() counts in a way of its own

@@ -33,6 +33,9 @@ struct ThreadContext {
 // The calling thread's, made on first use. Throws std::bad_alloc when it cannot be made.
 ThreadContext& CurrentThread();
 
+// How deep the calling thread is inside the model; 0 outside. Makes no context.
+unsigned CallDepth() noexcept;
+
 // Begins a call: takes the module lock, and counts how deep the thread is inside the model. Throws as CurrentThread()
 // does. Each system's Enter() is beside its CurrentThread(), so that the compiler makes one function of them: that
 // saves a sixth of the time of the shortest published call.

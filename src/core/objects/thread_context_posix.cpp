@@ -53,6 +53,8 @@ private:
 
 ThreadContext& CurrentThread() { return known ? *known : MakeKnown(); }
 
+unsigned CallDepth() noexcept { return known ? known->depth : 0; }
+
 ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
 
 }  // namespace lumvex::inside

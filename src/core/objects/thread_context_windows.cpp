@@ -25,6 +25,11 @@ ThreadContext& CurrentThread() {
     return *context.release();
 }
 
+unsigned CallDepth() noexcept {
+    const void* context = ::FlsGetValue(Slot());
+    return context ? static_cast<const ThreadContext*>(context)->depth : 0;
+}
+
 ThreadContext& Enter() { return EnteredBy(CurrentThread()); }
 
 void DetachThread() noexcept {

@@ -56,9 +56,16 @@ requires(std::is_arithmetic_v<T> || std::is_enum_v<T>) && std::is_convertible_v<
     return S_OK;
 }
 
+// An object is mostly asked for by its class's own interface: then the caller gets this reference.
 template <class I, HasIdentity T>
-HRESULT Assign(I** out, const Ref<T>& object) {
+HRESULT Assign(I** out, Ref<T> object) {
     if (!object) return S_OK;
+    if constexpr (std::is_base_of_v<IDispatch, I> && requires { object->Class(); }) {
+        if (IsEqualGUID(object->Class().interfaceId, kIidOf<I>)) {
+            *out = static_cast<I*>(object.Detach()->Dispatch());
+            return S_OK;
+        }
+    }
     return object->Dispatch()->QueryInterface(kIidOf<I>, reinterpret_cast<void**>(out));
 }
 
@@ -88,7 +95,7 @@ inline HRESULT MissingPointer() noexcept {
 }
 
 template <class Out, class Work>
-HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
     if (!out) return MissingPointer();
     Clear(out);
     return Guarded(source, [&] { return Assign(out, work()); });
@@ -99,7 +106,7 @@ HRESULT Answered(std::u16string_view source, Out* out, Work&& work) noexcept {
 enum class ResultCheck { Pointer, Argument, OwnersFirst };
 
 template <ResultCheck kCheck, class Class, class Out, class Work>
-HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Got(const Class& self, Out* out, Work&& work) noexcept {
     if constexpr (kCheck == ResultCheck::OwnersFirst) {
         if (out) Clear(out);
         return Guarded(Class::kErrorSource, [&] {
@@ -124,7 +131,7 @@ HRESULT Tested(std::u16string_view source, LONG* out, Work&& work) noexcept {
 }
 
 template <class Work>
-HRESULT Done(std::u16string_view source, Work&& work) noexcept {
+[[gnu::always_inline]] inline HRESULT Done(std::u16string_view source, Work&& work) noexcept {
     return Guarded(source, [&] {
         work();
         return S_OK;

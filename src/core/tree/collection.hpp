@@ -65,6 +65,7 @@ public:
     void FillMarks();
 
     void Materialise() override { members.Materialise(); }
+    void LeaveFile() override { members.LeaveFile(); }
 
     static constexpr std::u16string_view kErrorSource{};
 

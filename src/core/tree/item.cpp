@@ -53,9 +53,9 @@ void ItemBase::Name(std::u16string_view name) {
     const Ref<Object> parent = ResolveParent();
     CollectionBase* list = parent->AsCollection();
     const bool isMarked = list && MarkOf(name) != MarkOf(OwnEntry().name) && list->HasMarks();
-    std::u16string text(name);
+    ShortText text(name);
     StoreAndTell(*this, LX_EV_NAME_CHANGE, [&] {
-        OwnEntry().name.swap(text);
+        OwnEntry().name.Swap(text);
         if (isMarked) list->MemberRenamed(OwnEntry());
     });
 }

@@ -26,6 +26,8 @@ public:
     virtual bool HasMarks() const = 0;
     // Those of the members from `first` on; unknown ones where they cannot be read.
     virtual void ReadMarks(std::size_t first, std::span<NameMark> marks) const = 0;
+    // Reads the list and its marks as they are in the file; from then on they are read from memory.
+    virtual void LeaveFile() = 0;
 };
 
 class Members {
@@ -46,7 +48,10 @@ public:
 
     void Load(std::unique_ptr<StoredMembers> stored);
     void Materialise();  // reads what is still only in the file
-    void MakeRoom();     // for one more
+    void LeaveFile() {   // the same for a list that is not going to be changed at once
+        if (stored_) stored_->LeaveFile();
+    }
+    void MakeRoom();  // for one more
 
     // ---- marks of names ----
     // Is there any? Throws as StoredMembers::HasMarks does.

@@ -47,7 +47,7 @@ std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
 std::vector<Ref<Entry>> Directory::LoadedEntries() const {
     std::vector<Ref<Entry>> loaded;
     loaded.reserve(cache_.Count());
-    for (std::size_t at = 0; at < entries_.Count(); ++at)
+    for (std::size_t at = 0; loaded.size() < cache_.Count(); ++at)
         if (entries_.At(at).object) loaded.push_back(Ref<Entry>(&entries_.At(at)));
     const auto orderOf = [](const Ref<Entry>& entry) { return entry->order; };
     if (!std::ranges::is_sorted(loaded, {}, orderOf)) std::ranges::sort(loaded, {}, orderOf);
@@ -198,19 +198,18 @@ void Directory::CloseFile() noexcept {
     const ClassInfo& root = owner_.RootObject().Class();
     ++departures_;
     changes_.Clear();
-    for (std::size_t at = 0; at < entries_.Count();) {
-        const Ref<Entry> entry(&entries_.At(at));
-        if (!entry->object && entry->classInfo != &root) {
-            entries_.Take(entry->id);  // the last entry takes its place
-            entry->document = nullptr;
-            continue;
-        }
-        cache_.ClearAssumed(*entry);
-        entry->stored = entry->listed = entry->joins = entry->changed = entry->stays = false;
-        entry->storedLocks = 0;
-        changes_.Join(*entry);
-        if (entry->object) changes_.Mark(*entry);
-        ++at;
+    entries_.TakeIf([&](Entry& entry) {
+        if (entry.object || entry.classInfo == &root) return false;
+        entry.document = nullptr;
+        return true;
+    });
+    for (std::size_t at = 0; at < entries_.Count(); ++at) {
+        Entry& entry = entries_.At(at);
+        cache_.ClearAssumed(entry);
+        entry.stored = entry.listed = entry.joins = entry.changed = entry.stays = false;
+        entry.storedLocks = 0;
+        changes_.Join(entry);
+        if (entry.object) changes_.Mark(entry);
     }
     table_.Close();
     locks_.Close();

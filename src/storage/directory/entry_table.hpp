@@ -43,6 +43,15 @@ public:
         return taken;
     }
 
+    // Takes all entries out of which leaves(entry) holds. The others stay in order.
+    template <class Leaves>
+    void TakeIf(Leaves&& leaves) noexcept {
+        if (std::erase_if(entries_, [&](const Ref<Entry>& entry) { return leaves(*entry); }) == 0) return;
+        places_.Clear();  // keeps the room
+        for (std::size_t place = 0; place < entries_.size(); ++place)
+            places_.Add(HighHashOf(entries_[place]->id), static_cast<std::uint32_t>(place));
+    }
+
     // Keeps the room: adding as many as there were cannot fail.
     void Clear() noexcept {
         places_.Clear();

@@ -11,8 +11,9 @@ void LoadCache::SetBounds(LONG lower, LONG upper) noexcept {
     Evict();
 }
 
-void LoadCache::Add(Entry& entry, Ref<Object> object) noexcept {
-    entry.object = std::move(object);
+void LoadCache::Add(Entry& entry, Object& object) noexcept {
+    object.AddRefInCall();
+    entry.object = Ref<Object>::Attach(&object);
     Link(entry);
     Evict();
 }
@@ -72,21 +73,26 @@ bool LoadCache::MayGo(const Entry& entry) const noexcept {
     return !entry.changed && entry.stored && entry.object->HeldByDirectoryOnly();
 }
 
-void LoadCache::Release(Entry& entry) noexcept {
-    const Ref<Entry> kept(&entry);
+void LoadCache::ReleaseObject(Entry& entry) noexcept {
     Unlink(entry);
     entry.object = nullptr;
+}
+
+void LoadCache::Release(Entry& entry) noexcept {
+    const Ref<Entry> kept(&entry);
+    ReleaseObject(entry);
     constexpr unsigned kOurs = 2;  // the table's reference and the one above
     if (entry.Holders() == kOurs && entry.listed && entry.locks == entry.storedLocks) entries_.Take(GUID(entry.id));
 }
 
 // While the cache waits, LetGo() and ReleaseSaved() tell of every object that may go: a load need not look for one.
 void LoadCache::Evict() noexcept {
-    if (!waits_ && count_ > static_cast<std::size_t>(upperBound_)) Drain(static_cast<std::size_t>(lowerBound_));
+    if (!waits_ && count_ > static_cast<std::size_t>(upperBound_))
+        Drain(static_cast<std::size_t>(lowerBound_), &LoadCache::Release);
 }
 
 // An object that may not go becomes the most recently used, so that the next time does not begin with it.
-void LoadCache::Drain(std::size_t lower) noexcept {
+void LoadCache::Drain(std::size_t lower, ReleaseOne release) noexcept {
     if (draining_) return;
     draining_ = true;
     Wait(true);
@@ -96,7 +102,7 @@ void LoadCache::Drain(std::size_t lower) noexcept {
         for (std::size_t left = count_; left > 0 && count_ > lower; --left) {
             Entry& entry = *std::exchange(next, next->newer);
             if (MayGo(entry))
-                Release(entry);
+                (this->*release)(entry);
             else
                 Touch(entry);
         }
@@ -117,17 +123,17 @@ void LoadCache::LetGo(Entry& entry) noexcept {
     if (count_ <= lower)
         Wait(false);
     else if (again_)
-        Drain(lower);
+        Drain(lower, &LoadCache::Release);
 }
 
 void LoadCache::ReleaseUnheld() noexcept {
-    Drain(0);
+    Drain(0, &LoadCache::ReleaseObject);
     Wait(false);
 }
 
 void LoadCache::ReleaseSaved() noexcept {
     if (waits_)
-        Drain(static_cast<std::size_t>(lowerBound_));
+        Drain(static_cast<std::size_t>(lowerBound_), &LoadCache::Release);
     else
         Evict();
 }

@@ -23,7 +23,7 @@ public:
     void SetBounds(LONG lower, LONG upper) noexcept;
 
     // Takes the directory's own reference on the object. May release others.
-    void Add(Entry& entry, Ref<Object> object) noexcept;
+    void Add(Entry& entry, Object& object) noexcept;
     // The caller gets that reference.
     Ref<Object> Take(Entry& entry) noexcept;
     void Touch(Entry& entry) noexcept;     // the object is used now
@@ -31,8 +31,9 @@ public:
     void Swap(LoadCache& other) noexcept;  // the bounds stay; the tables of both are exchanged already
 
     void LetGo(Entry& entry) noexcept;  // nobody but the directory holds the object any more
-    void ReleaseUnheld() noexcept;      // all objects that may go
-    void ReleaseSaved() noexcept;       // objects that had to wait for a save may go now
+    // All objects that may go. Their entries stay: the file is about to be closed, and they go with it, all together.
+    void ReleaseUnheld() noexcept;
+    void ReleaseSaved() noexcept;  // objects that had to wait for a save may go now
 
     // Entries of loaded objects, from the most recently used to the least.
     Entry* Newest() const { return newest_; }
@@ -46,8 +47,10 @@ public:
 private:
     bool MayGo(const Entry& entry) const noexcept;
     void Release(Entry& entry) noexcept;
+    void ReleaseObject(Entry& entry) noexcept;
     void Evict() noexcept;
-    void Drain(std::size_t lower) noexcept;
+    using ReleaseOne = void (LoadCache::*)(Entry&) noexcept;
+    void Drain(std::size_t lower, ReleaseOne release) noexcept;
     void Wait(bool waits) noexcept;
     void Link(Entry& entry) noexcept;  // as the most recently used
     void Unlink(Entry& entry) noexcept;

@@ -15,13 +15,6 @@ bool IsInDocument(const Ref<Entry>& entry) { return entry->document != nullptr; 
 
 }  // namespace
 
-void UnsavedChanges::MakeRoomToJoin(std::size_t entries) {
-    MakeRoom(joining_, entries);
-    MakeRoom(marked_, entries);
-}
-
-void UnsavedChanges::MakeRoomToMark(std::size_t entries) { MakeRoom(marked_, entries); }
-
 void UnsavedChanges::Mark(Entry& entry) noexcept {
     if (entry.changed) return;
     entry.changed = true;

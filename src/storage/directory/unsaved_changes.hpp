@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/objects/entry.hpp"
+#include "generic/make_room.hpp"
 #include "storage/records/table_rows.hpp"
 
 namespace lumvex::inside {
@@ -13,8 +14,11 @@ namespace lumvex::inside {
 class UnsavedChanges {
 public:
     // Room, so that so many more entries can be marked and joined, or marked alone. Throws std::bad_alloc.
-    void MakeRoomToJoin(std::size_t entries);
-    void MakeRoomToMark(std::size_t entries);
+    void MakeRoomToJoin(std::size_t entries) {
+        MakeRoom(joining_, entries);
+        MakeRoomToMark(entries);
+    }
+    void MakeRoomToMark(std::size_t entries) { MakeRoom(marked_, entries); }
 
     void Mark(Entry& entry) noexcept;    // its object, which is loaded, has changed
     void Unmark(Entry& entry) noexcept;  // the change was taken back

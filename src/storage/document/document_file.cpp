@@ -1,7 +1,5 @@
 #include "storage/document/document_file.hpp"
 
-#include <array>
-
 #include "storage/document/marks_stamp.hpp"
 #include "storage/records/failures.hpp"
 
@@ -54,16 +52,15 @@ std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
     return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
 }
 
-std::shared_ptr<const ByteSource> DocumentFile::FindRecord(std::u16string_view name) {
-    std::array<std::byte, 4096> buffer;  // records of up to so many bytes are read at once
-    auto found = OnStorage([&] { return file_->FindOrRead(name, buffer); });
-    if (found.stream)
-        return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream));
-    if (!found.read) return nullptr;
-    if (!lastRecord_ || lastRecord_.use_count() > 1)
-        lastRecord_ = std::make_shared<MemorySource>(std::vector<std::byte>());
-    lastRecord_->Replace(std::span(buffer).first(*found.read));
-    return lastRecord_;
+std::optional<RecordReader> DocumentFile::ReadRecord(std::u16string_view name, RecordRoom& room) {
+    auto found = OnStorage([&] { return file_->FindOrRead(name, room); });
+    std::optional<RecordReader> reader;
+    if (found.read)
+        reader.emplace(std::span(room).first(*found.read));
+    else if (found.stream)
+        reader.emplace(
+            std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream)));
+    return reader;
 }
 
 std::shared_ptr<const ByteSource> DocumentFile::FindOnRead(std::u16string_view name) {

@@ -2,15 +2,17 @@
 // when the document is bound to another file, they are read from there.
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "storage/compound/engine/compound_file.hpp"
 #include "storage/document/path.hpp"
 #include "storage/document/stream_names.hpp"
-#include "storage/records/byte_source.hpp"
+#include "storage/records/record_reader.hpp"
 
 namespace lumvex::inside {
 
@@ -26,8 +28,10 @@ public:
 
     // The stream, or null when the file does not have it. Each read sees the state committed last.
     std::shared_ptr<const ByteSource> Find(std::u16string_view name);
-    // The same for an object's record, which is read once and from its beginning: one of up to 4 KiB is read at once.
-    std::shared_ptr<const ByteSource> FindRecord(std::u16string_view name);
+    // A reader of an object's record; none when the file does not have it. A record that fits into the room is read
+    // into it at once, and the reader needs the room as long as it lives.
+    using RecordRoom = std::array<std::byte, 4096>;
+    std::optional<RecordReader> ReadRecord(std::u16string_view name, RecordRoom& room);
     // A stream that the file will have after the next commit or Replace: looked for when it is first read.
     std::shared_ptr<const ByteSource> FindOnRead(std::u16string_view name);
     bool Contains(std::u16string_view name) const;
@@ -40,7 +44,6 @@ public:
 
 private:
     std::unique_ptr<compound::CompoundFile> file_;
-    std::shared_ptr<MemorySource> lastRecord_;  // used again where nobody else has kept it
     std::uint64_t generation_ = 1;
 };
 

@@ -41,12 +41,19 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
     }
     if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
         throw Failure(Message::DoesNotExist);
-    const auto source = file_->FindRecord(StreamName(entry.id));
-    if (!source) return nullptr;
+    Ref<Object> object = Read(entry);
+    if (object) Place(entry, object, Object::Arrival::Loaded);
+    return object;
+}
+
+// A new object, which the directory does not have yet.
+Ref<Object> DocumentTree::Read(Entry& entry) {
+    DocumentFile::RecordRoom room;
+    auto record = file_->ReadRecord(StreamName(entry.id), room);
+    if (!record) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);
-    ReadObject(*object, source, marksEpoch_);
-    Place(entry, object, Object::Arrival::Loaded);
+    ReadObject(*object, *std::move(record), marksEpoch_);
     return object;
 }
 
@@ -54,7 +61,7 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
 // object stays loaded even if the operation under way fails.
 void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
     directory_.PrepareToLoad();
-    directory_.Cache().Add(entry, object);
+    directory_.Cache().Add(entry, *object);
     if (how == Object::Arrival::Made) MarkChanged(*object);
     try {
         Operation arrival;
@@ -79,9 +86,10 @@ std::u16string_view DocumentTree::NameOf(const Reference& member, const ClassInf
         if (entry->classInfo != &memberClass) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
         if (entry->object) return entry->name;
     }
-    const auto source = file_->IsOpen() ? file_->FindRecord(StreamName(member.id)) : nullptr;
-    if (!source) throw Failure(Message::DoesNotExist);
-    ReadName(memberClass, source, nameRead_);
+    DocumentFile::RecordRoom room;
+    auto record = file_->IsOpen() ? file_->ReadRecord(StreamName(member.id), room) : std::nullopt;
+    if (!record) throw Failure(Message::DoesNotExist);
+    ReadName(memberClass, *std::move(record), nameRead_);
     return nameRead_;
 }
 
@@ -142,7 +150,7 @@ Entry& DocumentTree::Enter(Object& object, Entry& owner) {
     directory_.PrepareToLoad();
     Entry& entry = directory_.Add(id, object.Class(), &owner);
     object.Bind(entry);
-    directory_.Cache().Add(entry, Ref<Object>(&object));
+    directory_.Cache().Add(entry, object);
     MarkChanged(object);
     RecordStep(object, this, [](Object& entered, void* tree) noexcept {
         const Ref<Entry> own(&entered.OwnEntry());
@@ -210,8 +218,8 @@ void DocumentTree::CloseFile(bool onlyHeld) {
     } release{*this};
     if (onlyHeld) directory_.Cache().ReleaseUnheld();
     staying = LoadedWithOwners();
-    root_.Materialise();
-    for (const Ref<Object>& object : staying) object->Materialise();
+    root_.LeaveFile();
+    for (const Ref<Object>& object : staying) object->LeaveFile();
     directory_.ReadFromTable();
 }
 

@@ -84,6 +84,7 @@ public:
 
 private:
     Ref<Object> Reach(Entry& entry);
+    Ref<Object> Read(Entry& entry);
     void Place(Entry& entry, const Ref<Object>& object, Object::Arrival how);
     std::vector<Ref<Object>> LoadedWithOwners();
 

@@ -1,6 +1,7 @@
 #include "storage/document/stream_names.hpp"
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 #include "storage/compound/format/object_name.hpp"
@@ -20,9 +21,10 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
 }  // namespace
 
 StreamName::StreamName(const GUID& id) noexcept {
-    std::array<std::byte, 16> bytes;
-    std::memcpy(bytes.data(), &id, bytes.size());
-    compound::WriteNameOfId(Swapped(bytes), units_);
+    const std::uint64_t first = std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
+    const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
+    const std::uint64_t second = at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+    compound::WriteNameOfId(first, second, units_);
 }
 
 std::optional<GUID> IdOfStream(std::u16string_view name) {

@@ -247,7 +247,7 @@ private:
             const Ref<Object> object = next.classInfo->create();
             object->Bind(*Ref<Entry>(new Entry(next.reference.id, next.classInfo)));
             const auto source = file_->Find(StreamNameOf(next.reference.id));
-            const RecordExtent extent = ReadObject(*object, source, marksEpoch_);
+            const RecordExtent extent = ReadObject(*object, RecordReader(source), marksEpoch_);
             const std::uint64_t bytes = BytesWithMarks(*object, extent, *source);
             object->Materialise();
             if (next.mark != kUnknownMark && next.mark != MarkOf(object->OwnEntry().name))

@@ -2,19 +2,27 @@
 
 #include <cstring>
 
+#include "generic/fresh_memory.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
 
-void MemorySource::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
+void SourceInMemory::Read(std::uint64_t offset, std::span<std::byte> bytes) const {
     const std::byte* from = Contiguous(offset, bytes.size());
     if (!from) throw Failure(kReadFault);
     if (!bytes.empty()) std::memcpy(bytes.data(), from, bytes.size());
 }
 
-const std::byte* MemorySource::Contiguous(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > bytes_.size() || count > bytes_.size() - offset) return nullptr;
-    return bytes_.data() + offset;
+const std::byte* SourceInMemory::Contiguous(std::uint64_t offset, std::uint64_t count) const {
+    const std::span<const std::byte> bytes = InMemory();
+    if (offset > bytes.size() || count > bytes.size() - offset) return nullptr;
+    return bytes.data() + offset;
+}
+
+CopiedSource::CopiedSource(const ByteSource& from)
+    : size_(static_cast<std::size_t>(from.Size())), bytes_(std::make_unique_for_overwrite<std::byte[]>(size_)) {
+    AboutToFill(bytes_.get(), size_);
+    from.Read(0, {bytes_.get(), size_});
 }
 
 }  // namespace lumvex::inside

@@ -25,17 +25,33 @@ public:
     virtual bool IsLasting() const { return false; }
 };
 
-class MemorySource final : public ByteSource {
+// Bytes in memory, wherever a subclass has them.
+class SourceInMemory : public ByteSource {
+public:
+    std::uint64_t Size() const final { return InMemory().size(); }
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const final;
+    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const final;
+};
+
+class MemorySource final : public SourceInMemory {
 public:
     explicit MemorySource(std::vector<std::byte> bytes) : bytes_(std::move(bytes)) {}
-    void Replace(std::span<const std::byte> bytes) { bytes_.assign(bytes.begin(), bytes.end()); }
-    std::uint64_t Size() const override { return bytes_.size(); }
-    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
-    const std::byte* Contiguous(std::uint64_t offset, std::uint64_t count) const override;
     std::span<const std::byte> InMemory() const override { return bytes_; }
 
 private:
     std::vector<std::byte> bytes_;
+};
+
+// All bytes of another source as they were when this was made.
+class CopiedSource final : public SourceInMemory {
+public:
+    explicit CopiedSource(const ByteSource& from);
+    std::span<const std::byte> InMemory() const override { return {bytes_.get(), size_}; }
+    bool IsLasting() const override { return true; }
+
+private:
+    std::size_t size_;
+    std::unique_ptr<std::byte[]> bytes_;
 };
 
 }  // namespace lumvex::inside

@@ -67,6 +67,10 @@ public:
         }
     }
 
+    void LeaveFile() override {
+        if (!source_->IsLasting()) source_ = std::make_shared<CopiedSource>(*source_);
+    }
+
 private:
     // Whoever goes through a list asks for the next references as well. Where these cannot be read, the one is that was
     // asked for.
@@ -126,18 +130,17 @@ void WriteObject(const Object& object, RecordWriter& writer, std::uint64_t marks
     info.save(object, writer);
 }
 
-RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source, std::uint64_t marksEpoch) {
+RecordExtent ReadObject(Object& object, RecordReader&& reader, std::uint64_t marksEpoch) {
     const ClassInfo& info = object.Class();
-    RecordReader reader(source);
     const VersionWord version = ReadVersion(reader, info.version);
     if (CollectionBase* collection = object.AsCollection()) {
         const std::uint32_t count = reader.U32();
         if (count > reader.Left() / kReferenceSize) throw Failure(kReadFault);
-        collection->members.Load(std::make_unique<StoredMemberList>(source, count, marksEpoch));
+        collection->members.Load(std::make_unique<StoredMemberList>(reader.Source(), count, marksEpoch));
         return {version, kMembersAt + count * kReferenceSize};
     }
     object.AsItem()->timestamp = reader.F64();
-    object.OwnEntry().name = reader.Text();
+    reader.Text(object.OwnEntry().name);
     info.load(object, reader, version);
     return {version, reader.Position()};
 }
@@ -153,8 +156,7 @@ bool AreMarksBehind(const ByteSource& source, std::uint64_t members) {
     return ReadMarksHead(source, members).has_value();
 }
 
-void ReadName(const ClassInfo& itemClass, const std::shared_ptr<const ByteSource>& source, std::u16string& name) {
-    RecordReader reader(source);
+void ReadName(const ClassInfo& itemClass, RecordReader&& reader, std::u16string& name) {
     const VersionWord version = ReadVersion(reader, itemClass.version);
     reader.F64();  // the timestamp
     reader.Text(name);

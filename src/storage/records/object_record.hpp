@@ -35,13 +35,13 @@ struct RecordExtent {
     std::uint64_t bytes;
 };
 // Marks of names count if they have the epoch; with 0 none do.
-RecordExtent ReadObject(Object& object, const std::shared_ptr<const ByteSource>& source, std::uint64_t marksEpoch = 0);
+RecordExtent ReadObject(Object& object, RecordReader&& reader, std::uint64_t marksEpoch = 0);
 // The bytes with the marks behind the list of a collection, whether or not they count.
 std::uint64_t BytesWithMarks(const Object& object, const RecordExtent& read, const ByteSource& source);
 // Do marks begin behind a list of so many members?
 bool AreMarksBehind(const ByteSource& source, std::uint64_t members);
 
 // The name in an item's record, read without an object. The whole record is read: this fails as ReadObject would.
-void ReadName(const ClassInfo& itemClass, const std::shared_ptr<const ByteSource>& source, std::u16string& name);
+void ReadName(const ClassInfo& itemClass, RecordReader&& reader, std::u16string& name);
 
 }  // namespace lumvex::inside

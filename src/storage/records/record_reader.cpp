@@ -11,37 +11,41 @@ namespace lumvex::inside {
 static_assert(std::endian::native == std::endian::little, "records are little-endian and copied as they lie in memory");
 static_assert(sizeof(GUID) == 16);
 
+std::shared_ptr<const ByteSource> RecordReader::Source() const {
+    if (source_) return source_;
+    return std::make_shared<MemorySource>(std::vector<std::byte>(end_ - size_, end_));
+}
+
 void RecordReader::ReadBeyond(std::span<std::byte> bytes) {
-    if (!LookAhead(bytes.size()))
-        source_->Read(position_, bytes);
-    else if (!bytes.empty())
-        std::memcpy(bytes.data(), ahead_.data(), bytes.size());
-    position_ += bytes.size();
+    if (LookAhead(bytes.size())) return Read(bytes);
+    if (!source_) throw Failure(kReadFault);
+    const std::uint64_t position = Position();
+    source_->Read(position, bytes);
+    endAt_ = position + bytes.size();
+    end_ = next_;
 }
 
 // A record begins with many short fields, which are cheaper to find together. False where that is not possible: bytes
 // that are not needed yet may be damaged, and must not make this read fail.
 bool RecordReader::LookAhead(std::size_t needed) {
     constexpr std::uint64_t kAhead = 256;
-    ahead_ = {};
-    aheadAt_ = position_;
-    if (needed > kAhead || position_ >= size_) return false;
+    if (!source_ || needed > kAhead || needed > Left()) return false;
     const auto count = static_cast<std::size_t>(std::min(Left(), kAhead));
-    if (count < needed) return false;
     const std::byte* bytes = nullptr;
     try {
-        bytes = source_->Contiguous(position_, count);
+        bytes = source_->Contiguous(Position(), count);
     } catch (const Failure&) {
         return false;
     }
     if (!bytes) return false;
-    ahead_ = {bytes, count};
+    See({bytes, count});
     return true;
 }
 
-void RecordReader::Skip(std::uint64_t count) {
+void RecordReader::SkipBeyond(std::uint64_t count) {
     if (count > Left()) throw Failure(kReadFault);
-    position_ += count;
+    endAt_ = Position() + count;
+    end_ = next_;
 }
 
 Reference RecordReader::ObjectReference() {
@@ -62,11 +66,28 @@ std::u16string RecordReader::Text() {
 }
 
 void RecordReader::Text(std::u16string& text) {
-    const std::uint32_t count = U32();
-    if (count > Left() || count % 2 != 0) throw Failure(kReadFault);
-    text.resize(count / 2);
+    text.resize(TextBytes() / sizeof(char16_t));
     Read(std::as_writable_bytes(std::span(text)));
     if (!text.empty()) text.pop_back();
+}
+
+void RecordReader::Text(ShortText& text) {
+    text.Make(0);
+    const std::size_t units = TextBytes() / sizeof(char16_t);
+    if (units == 0) return;
+    try {
+        Read(std::as_writable_bytes(std::span(text.Make(units - 1), units - 1)));
+    } catch (...) {
+        text.Make(0);
+        throw;
+    }
+    Skip(sizeof(char16_t));
+}
+
+std::uint32_t RecordReader::TextBytes() {
+    const std::uint32_t count = U32();
+    if (count > Left() || count % sizeof(char16_t) != 0) throw Failure(kReadFault);
+    return count;
 }
 
 }  // namespace lumvex::inside

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "core/objects/entry.hpp"
@@ -15,7 +16,11 @@ namespace lumvex::inside {
 class RecordReader {
 public:
     explicit RecordReader(std::shared_ptr<const ByteSource> source)
-        : source_(std::move(source)), size_(source_->Size()), ahead_(source_->InMemory()) {}
+        : source_(std::move(source)), size_(source_->Size()) {
+        See(source_->InMemory());
+    }
+    // Of a record in memory, which stays there as long as the reader.
+    explicit RecordReader(std::span<const std::byte> record) : size_(record.size()) { See(record); }
 
     std::uint16_t U16() { return Number<std::uint16_t>(); }
     std::uint32_t U32() { return Number<std::uint32_t>(); }
@@ -27,17 +32,20 @@ public:
     std::optional<Reference> OptionalReference();  // 2 or 22 bytes
     std::u16string Text();                         // 32-bit byte count with terminator, then UTF-16
     void Text(std::u16string& text);               // the same; its memory is used again
+    void Text(ShortText& text);                    // the same; a text that cannot be read is left empty
 
-    // For fields that are read later, from the same place.
-    const std::shared_ptr<const ByteSource>& Source() const { return source_; }
-    std::uint64_t Position() const { return position_; }
-    std::uint64_t Left() const { return size_ - position_; }
-    void Skip(std::uint64_t count);
+    // For fields that are read later, from the same place. Of a record in memory this is a copy.
+    std::shared_ptr<const ByteSource> Source() const;
+    std::uint64_t Position() const { return endAt_ - Ahead(); }
+    std::uint64_t Left() const { return size_ - Position(); }
+    void Skip(std::uint64_t count) {
+        if (count > Ahead()) return SkipBeyond(count);
+        next_ += count;
+    }
     void Read(std::span<std::byte> bytes) {
-        if (position_ - aheadAt_ > ahead_.size() || bytes.size() > ahead_.size() - (position_ - aheadAt_))
-            return ReadBeyond(bytes);
-        if (!bytes.empty()) std::memcpy(bytes.data(), ahead_.data() + (position_ - aheadAt_), bytes.size());
-        position_ += bytes.size();
+        if (bytes.size() > Ahead()) return ReadBeyond(bytes);
+        if (!bytes.empty()) std::memcpy(bytes.data(), next_, bytes.size());
+        next_ += bytes.size();
     }
 
 private:
@@ -48,13 +56,22 @@ private:
         return value;
     }
 
+    std::size_t Ahead() const { return static_cast<std::size_t>(end_ - next_); }
+    void See(std::span<const std::byte> bytes) {  // which are those from the position on
+        endAt_ = Position() + bytes.size();
+        next_ = bytes.data();
+        end_ = next_ + bytes.size();
+    }
+    void SkipBeyond(std::uint64_t count);
     void ReadBeyond(std::span<std::byte> bytes);
     bool LookAhead(std::size_t needed);
+    std::uint32_t TextBytes();
 
-    std::shared_ptr<const ByteSource> source_;
-    std::uint64_t size_, position_ = 0;
-    std::span<const std::byte> ahead_;  // the source's own bytes from aheadAt_ on; nothing is written meanwhile
-    std::uint64_t aheadAt_ = 0;         // at most position_
+    std::shared_ptr<const ByteSource> source_;  // null: the record is in memory
+    std::uint64_t size_;
+    const std::byte* next_ = nullptr;  // the record's own bytes from the position on, as far as they are seen
+    const std::byte* end_ = nullptr;
+    std::uint64_t endAt_ = 0;  // where in the record these end; nothing is written to it meanwhile
 };
 
 }  // namespace lumvex::inside

@@ -49,7 +49,7 @@ void NoteReferences(FoundObject& found, Object& object) {
     object.ForEachReference([&](ReferenceBase& reference, const ClassInfo& target) {
         if (reference.Id()) found.targets.push_back({*reference.Id(), &target});
     });
-    found.name = object.AsItem() ? object.OwnEntry().name : std::u16string();
+    found.name = object.AsItem() ? object.Name() : std::u16string();
 }
 
 std::unique_ptr<FoundObject> ReadCandidate(const ClassInfo& info, const GUID& id,
@@ -73,7 +73,7 @@ ReadAttempt ReadAs(const ClassInfo& info, const GUID& id, const std::shared_ptr<
         salvaged && info.kind == ClassKind::Collection && !IsNil(id))
         from = WithCountThatFits(salvaged);
     try {
-        attempt.bytes = BytesWithMarks(*attempt.object, ReadObject(*attempt.object, from), *from);
+        attempt.bytes = BytesWithMarks(*attempt.object, ReadObject(*attempt.object, RecordReader(from)), *from);
         attempt.isRead = true;
     } catch (const Failure&) {  // the fields before the one that failed are read
     }

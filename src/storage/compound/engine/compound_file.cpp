@@ -74,8 +74,8 @@ std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) 
     }
     return committed->Reading([&] {
         std::optional<StreamBody> body;
-        const auto found = committed->Find(folded);
-        if (found && committed->At(*found).Type() == EntryType::Stream) body.emplace(committed, *found);
+        const EntryId found = committed->Find(folded);
+        if (found != kNoEntry && committed->At(found).Type() == EntryType::Stream) body.emplace(committed, found);
         return body;
     });
 }
@@ -86,16 +86,16 @@ std::optional<std::size_t> CompoundFile::State::ReadSmall(std::u16string_view na
     const FoldedName folded(name);
     if (pending->Find(folded) != nullptr || volume.ChangedByOthers()) return std::nullopt;
     return committed->Reading([&]() -> std::optional<std::size_t> {
-        const auto found = committed->Find(folded);
-        if (!found) return std::nullopt;
-        const DirectoryEntry entry = committed->At(*found);
+        const EntryId found = committed->Find(folded);
+        if (found == kNoEntry) return std::nullopt;
+        const DirectoryEntry entry = committed->At(found);
         const std::uint64_t size = entry.Size(volume.Head().Version());
         if (entry.Type() != EntryType::Stream || size == 0 || size > buffer.size()) return std::nullopt;
-        const auto offset = committed->PlaceOf(entry.Start(), size);
-        if (!offset) return std::nullopt;
+        const std::uint64_t offset = committed->PlaceOf(entry.Start(), size);
+        if (offset == Committed::kNoPlace) return std::nullopt;
         const auto count = static_cast<std::size_t>(size);
-        volume.Read(*offset, buffer.first(count));
-        volume.CountRead(*offset, count);
+        volume.Read(offset, buffer.first(count));
+        volume.CountRead(offset, count);
         return count;
     });
 }
@@ -121,8 +121,8 @@ bool CompoundFile::Contains(std::u16string_view name) const {
     const FoldedName folded(name);
     if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
     return state_->committed->Reading([&] {
-        const auto found = state_->committed->Find(folded);
-        return found && state_->committed->At(*found).Type() == EntryType::Stream;
+        const EntryId found = state_->committed->Find(folded);
+        return found != kNoEntry && state_->committed->At(found).Type() == EntryType::Stream;
     });
 }
 

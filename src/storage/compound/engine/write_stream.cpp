@@ -128,8 +128,7 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
 
 // The committed stream of this name, kNoEntry where there is none; change: what is pending under the name.
 EntryId CompoundFile::State::ExistingStream(const FoldedName& name, const Change* change) {
-    const auto found = change == nullptr ? committed->Find(name) : std::nullopt;
-    const EntryId existing = change != nullptr ? change->existing : found.value_or(kNoEntry);
+    const EntryId existing = change != nullptr ? change->existing : committed->Find(name);
     const bool isFolder = (change != nullptr && change->kind == Change::Kind::Folder) ||
                           (existing != kNoEntry && committed->At(existing).Type() != EntryType::Stream);
     if (isFolder) throw StorageError(Status::AccessDenied, "a folder has the name of a stream");
@@ -267,11 +266,11 @@ void CompoundFile::State::Remove(std::u16string_view name) {
         if (change->existing == kNoEntry) pending->Erase(*change);
         return;
     }
-    const auto found = change != nullptr || name.size() > kMaxNameLength ? std::nullopt : committed->Find(folded);
-    if (!found || committed->At(*found).Type() != EntryType::Stream)
+    const EntryId found = change != nullptr || name.size() > kMaxNameLength ? kNoEntry : committed->Find(folded);
+    if (found == kNoEntry || committed->At(found).Type() != EntryType::Stream)
         throw StorageError(Status::NotFound, "no stream has this name");
     PrepareToWrite();
-    pending->Add(name, folded, *found);
+    pending->Add(name, folded, found);
 }
 
 void CompoundFile::State::Revert() noexcept {

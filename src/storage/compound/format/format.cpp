@@ -49,8 +49,7 @@ Header Header::Parse(const Bytes& bytes) {
 }
 
 std::u16string_view DirectoryEntry::Name(std::array<char16_t, kMaxNameLength>& buffer) const {
-    const std::size_t units = NameBytes() / 2u;
-    const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
+    const std::size_t length = NameLength();
     if constexpr (std::endian::native == std::endian::little)
         std::memcpy(buffer.data(), at_, sizeof(char16_t) * length);
     else

@@ -5,6 +5,7 @@
 //      4     4096       4096                 1024                       32
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -142,6 +143,10 @@ public:
 
     // At most 31 code units, whatever the length field says.
     std::u16string_view Name(std::array<char16_t, kMaxNameLength>& buffer) const;
+    std::size_t NameLength() const {  // in code units
+        const std::size_t units = NameBytes() / 2u;
+        return units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
+    }
     std::uint16_t NameBytes() const { return Load<std::uint16_t>(at_ + 64); }  // the terminating zero included
     EntryType Type() const { return static_cast<EntryType>(at_[66]); }
     Colour ColourOf() const { return at_[67] == std::byte{0} ? Colour::Red : Colour::Black; }

@@ -14,23 +14,42 @@ char16_t UpperCaseBeyondAscii(char16_t unit) { return unicode::UpperCase(unit); 
 
 FoldedName::FoldedName(std::u16string_view name)
     : length_(static_cast<std::uint8_t>(std::min(name.size(), kMaxNameLength))) {
-    std::copy_n(name.begin(), length_, units_.begin());
+    Fold([&](std::size_t i) { return name[i]; });
+}
+
+FoldedName::FoldedName(const DirectoryEntry& entry) : length_(static_cast<std::uint8_t>(entry.NameLength())) {
+    Fold([&](std::size_t i) { return Load<char16_t>(entry.bytes() + 2 * i); });
+}
+
+// The units are folded on their way here: reading back what was just written in parts of another size would wait until
+// everything that was written before is in the cache.
+template <class UnitAt>
+void FoldedName::Fold(UnitAt unitAt) {
     char16_t all = 0;
-    for (char16_t& unit : units_) {  // the body has no branch, so that the compiler makes vector code of it
+    const std::size_t length = length_;
+    for (std::size_t i = 0; i < length; ++i) {  // the body has no branch, so that the compiler makes vector code of it
+        const char16_t unit = unitAt(i);
         all |= unit;
-        unit = static_cast<char16_t>(static_cast<char16_t>(unit - u'a') < 26 ? unit - 32 : unit);
+        units_[i] = static_cast<char16_t>(static_cast<char16_t>(unit - u'a') < 26 ? unit - 32 : unit);
     }
     if (all >= 0x80) std::transform(units_.begin(), units_.begin() + length_, units_.begin(), UpperCase);
 }
 
 std::uint64_t FoldedName::Hash() const {
     std::uint64_t hash = 0x9E3779B97F4A7C15u + length_;
-    for (std::size_t i = 0; i < length_; i += 4) {
+    const auto add = [&hash](std::uint64_t units) {
+        hash = (hash ^ units) * 0xFF51AFD7ED558CCDu;
+        hash ^= hash >> 32;
+    };
+    std::size_t i = 0;
+    for (; i + 4 <= length_; i += 4) {
         std::uint64_t four = 0;
         std::memcpy(&four, &units_[i], sizeof four);
-        hash = (hash ^ four) * 0xFF51AFD7ED558CCDu;
-        hash ^= hash >> 32;
+        add(four);
     }
+    std::uint64_t rest = 0;  // one by one, as Fold() wrote them
+    for (; i < length_; ++i) rest = rest << 16 | units_[i];
+    add(rest);
     return hash;
 }
 
@@ -40,8 +59,7 @@ int FoldedName::Compare(const FoldedName& other) const {
 }
 
 int FoldedName::Compare(const DirectoryEntry& entry) const {
-    const std::size_t units = entry.NameBytes() / 2u;
-    const std::size_t length = units == 0 ? 0 : std::min(units - 1, kMaxNameLength);
+    const std::size_t length = entry.NameLength();
     if (length_ != length) return length_ < length ? -1 : 1;
     std::size_t same = 0;  // so many units are equal without changing their case; compared four at a time
     constexpr std::size_t kFour = 4 * sizeof(char16_t);

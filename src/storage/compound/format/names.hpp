@@ -22,6 +22,7 @@ class FoldedName {
 public:
     FoldedName() = default;
     explicit FoldedName(std::u16string_view name);  // of its first 31 code units
+    explicit FoldedName(const DirectoryEntry& entry);
 
     std::u16string_view Text() const { return {units_.data(), length_}; }
     std::uint64_t Hash() const;
@@ -32,7 +33,10 @@ public:
     int Compare(const DirectoryEntry& entry) const;
 
 private:
-    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name; the length is a multiple of four
+    template <class UnitAt>
+    void Fold(UnitAt unitAt);
+
+    std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name
     std::uint8_t length_ = 0;
 };
 

@@ -1,6 +1,6 @@
 #include "storage/compound/format/object_name.hpp"
 
-#include <cstdint>
+#include <algorithm>
 
 namespace lumvex::compound {
 
@@ -16,6 +16,22 @@ std::uint64_t BigEndian(const std::byte* bytes) {
     return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
 }
 
+constexpr std::size_t kTogether = 8;
+
+// The eight characters of the lowest 40 bits, the highest five bits first. All are made at once, each in a byte of one
+// number.
+void WriteEight(std::uint64_t bits, char16_t* name) {
+    std::uint64_t digits = (bits & 0xFFFFF00000) << 12 | (bits & 0xFFFFF);
+    digits = (digits & 0x000FFC00000FFC00) << 6 | (digits & 0x000003FF000003FF);
+    digits = (digits & 0x03E003E003E003E0) << 3 | (digits & 0x001F001F001F001F);
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    const std::uint64_t areLetters = ((digits + (0x80 - 10) * kOnes) >> 7) & kOnes;
+    const std::uint64_t characters = digits + '0' * kOnes + areLetters * ('A' - '0' - 10);
+    std::array<std::uint8_t, kTogether> each;
+    for (unsigned at = 0; at < kTogether; ++at) each[at] = static_cast<std::uint8_t>(characters >> (56 - 8 * at));
+    std::copy_n(each.begin(), kTogether, name);
+}
+
 std::optional<std::uint32_t> DigitOf(char16_t character) {
     if (character >= u'0' && character <= u'9') return static_cast<std::uint32_t>(character - u'0');
     if (character >= u'A' && character <= u'V') return static_cast<std::uint32_t>(character - u'A' + 10);
@@ -25,19 +41,19 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 
 }  // namespace
 
-void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept {
-    // The thirteenth character has bits of both halves.
-    const std::uint64_t first = BigEndian(&idInTextOrder[0]), second = BigEndian(&idInTextOrder[8]);
-    const auto digit = [](std::uint64_t bits) { return u"0123456789ABCDEFGHIJKLMNOPQRSTUV"[bits & 31]; };
-    for (unsigned at = 0; at < 12; ++at) name[at] = digit(first >> (59 - kBitsPerCharacter * at));
-    name[12] = digit(first << 1 | second >> 63);
-    for (unsigned at = 13; at < 25; ++at) name[at] = digit(second >> (58 - kBitsPerCharacter * (at - 13)));
-    name[25] = digit(second << 2);
+// The 26 characters have the 128 bits and two zeros behind them. They are written eight together; the last eight begin
+// with six that are written already.
+void WriteNameOfId(std::uint64_t first, std::uint64_t second, std::span<char16_t, kObjectNameLength> name) noexcept {
+    WriteEight(first >> 24, &name[0]);
+    WriteEight(first << 16 | second >> 48, &name[8]);
+    WriteEight(second >> 8, &name[16]);
+    WriteEight(second << 2, &name[18]);
 }
 
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
     std::u16string name(kObjectNameLength, u'0');
-    WriteNameOfId(idInTextOrder, std::span<char16_t, kObjectNameLength>(name));
+    WriteNameOfId(BigEndian(&idInTextOrder[0]), BigEndian(&idInTextOrder[8]),
+                  std::span<char16_t, kObjectNameLength>(name));
     return name;
 }
 

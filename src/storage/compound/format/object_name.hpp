@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -13,8 +14,9 @@ namespace lumvex::compound {
 
 inline constexpr std::size_t kObjectNameLength = 26;  // 128 bits in groups of five, the last padded with two zero bits
 
+// The ID is two numbers: the bytes that its text shows first, and the others, each with the first byte as the highest.
+void WriteNameOfId(std::uint64_t first, std::uint64_t second, std::span<char16_t, kObjectNameLength> name) noexcept;
 // The bytes are in the order in which the ID's text shows them.
-void WriteNameOfId(std::span<const std::byte, 16> idInTextOrder, std::span<char16_t, kObjectNameLength> name) noexcept;
 [[nodiscard]] std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder);
 
 // The ID that NameOfId makes this name of, or its lower case, as names compare without regard to case; none where there

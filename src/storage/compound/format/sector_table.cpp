@@ -9,9 +9,11 @@ namespace lumvex::compound {
 
 namespace {
 
-// How many entries from the first on hold value, value + 1, value + 2 and so on.
-std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, std::uint32_t value) {
-    constexpr std::uint32_t kBlock = 16;
+constexpr std::uint32_t kBlock = 16;
+
+// Of so many entries, how many whole blocks from the first on hold value, value + 1, value + 2 and so on: their
+// entries. Apart, as most streams are shorter than one block.
+[[gnu::noinline]] std::uint32_t CountInBlocks(const std::byte* entries, std::uint32_t count, std::uint32_t value) {
     std::uint32_t done = 0;
     for (; done + kBlock <= count;
          done += kBlock) {  // the body has no branch, so that the compiler makes vector code of it
@@ -20,6 +22,12 @@ std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, st
             difference |= Load32(entries + 4 * std::size_t{done + i}) ^ (value + done + i);
         if (difference != 0) break;
     }
+    return done;
+}
+
+// How many entries from the first on hold value, value + 1, value + 2 and so on.
+std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, std::uint32_t value) {
+    std::uint32_t done = count < kBlock ? 0 : CountInBlocks(entries, count, value);
     while (done < count && Load32(entries + 4 * std::size_t{done}) == value + done) ++done;
     return done;
 }
@@ -32,7 +40,7 @@ SectorId SectorTable::Next(SectorId sector) {
     return TableEntry(pages_->Page(entries.PageOf(sector)), entries.IndexOf(sector));
 }
 
-SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
+std::uint32_t SectorTable::CountAdjacent(SectorId first, std::uint32_t most) {
     if (first >= limit_) throw Corrupt("a chain reaches sector ", first, " of ", limit_);
     const PerPage perPage = TableEntriesPerPage(pages_->Shift());
     most = std::min(most, limit_ - first);
@@ -46,7 +54,12 @@ SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most
         links += found;
         if (found < available) break;
     }
-    return {links + 1, Next(first + links)};
+    return links + 1;
+}
+
+SectorTable::Stretch SectorTable::StretchFrom(SectorId first, std::uint32_t most) {
+    const std::uint32_t count = CountAdjacent(first, most);
+    return {count, Next(first + count - 1)};
 }
 
 std::optional<Chain::Place> Chain::Find(SectorTable& table, std::uint32_t index, std::uint32_t wanted) {

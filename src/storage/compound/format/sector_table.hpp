@@ -35,6 +35,7 @@ public:
         SectorId next;
     };
     Stretch StretchFrom(SectorId first, std::uint32_t most);
+    std::uint32_t CountAdjacent(SectorId first, std::uint32_t most);  // the count alone
 
 private:
     Pages* pages_;

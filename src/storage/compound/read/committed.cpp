@@ -185,25 +185,25 @@ std::uint64_t Committed::MiniStreamSize() {
     return miniStreamSize_;
 }
 
-std::optional<std::uint64_t> Committed::PlaceOf(SectorId start, std::uint64_t size) {
+std::uint64_t Committed::PlaceOf(SectorId start, std::uint64_t size) {
     if (IsMini(size)) return PlaceInMiniStream(start, size);
-    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return std::nullopt;
+    if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return kNoPlace;
     const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
-    if (fat_.StretchFrom(start, count).count < count) return std::nullopt;
+    if (fat_.CountAdjacent(start, count) < count) return kNoPlace;
     return volume_.OffsetOf(start);
 }
 
-std::optional<std::uint64_t> Committed::PlaceInMiniStream(SectorId start, std::uint64_t size) {
+std::uint64_t Committed::PlaceInMiniStream(SectorId start, std::uint64_t size) {
     const unsigned shift = volume_.SectorShift();
     const auto miniCount = static_cast<std::uint32_t>(MiniSectorsFor(size));
-    if (size > MiniStreamSize() || MiniFat().StretchFrom(start, miniCount).count < miniCount) return std::nullopt;
+    if (size > MiniStreamSize() || miniFat_.CountAdjacent(start, miniCount) < miniCount) return kNoPlace;
     const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
     const auto first = static_cast<std::uint32_t>(offset >> shift);
     const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
     if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
         constexpr std::uint32_t kAhead = 1024;  // sectors: the next streams are probably there, too
         const auto place = MiniStream().Sectors().Find(fat_, first, std::max(end - first, kAhead));
-        if (!place || place->adjacent < end - first) return std::nullopt;
+        if (!place || place->adjacent < end - first) return kNoPlace;
         miniRun_ = {first, place->sector, place->adjacent};
     }
     return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
@@ -216,24 +216,24 @@ EntryId Committed::TreeTop() {
     return root.Child();
 }
 
-std::optional<EntryId> Committed::Find(const FoldedName& name) {
-    if (Empty()) return std::nullopt;
+EntryId Committed::Find(const FoldedName& name) {
+    if (Empty()) return kNoEntry;
     if (!index_) {
-        const auto found = Descend(name);
+        const EntryId found = Descend(name);
         // Other programs may order names in another way, so that the name may be in the tree although the way down
         // missed it.
-        if (found || volume_.Head().IsWrittenByUs()) return found;
+        if (found != kNoEntry || volume_.Head().IsWrittenByUs()) return found;
         BuildIndex();
     }
     return LookUp(name);
 }
 
-std::optional<EntryId> Committed::Descend(const FoldedName& name) {
+EntryId Committed::Descend(const FoldedName& name) {
     constexpr std::uint32_t kUsualDepth = 64;  // deeper than any balanced tree
     std::uint32_t steps = 0, limit = kUsualDepth;
     EntryId id = TreeTop();
-    std::optional<EntryId> found;
-    while (id != kNoEntry && !found) {
+    EntryId found = kNoEntry;
+    while (id != kNoEntry && found == kNoEntry) {
         if (++steps > limit && steps > (limit = EntryCount())) throw Corrupt("the directory's tree is a cycle");
         const DirectoryEntry entry = At(id);
         const int order = name.Compare(entry);
@@ -254,41 +254,28 @@ std::optional<EntryId> Committed::Descend(const FoldedName& name) {
 }
 
 void Committed::BuildIndex() {
-    struct Named {
-        std::uint32_t hash;
-        EntryId id;
-    };
     Index index(directory_);
-    std::vector<Named> found;
     FileOrder small, large;
     EntryId last = 0;
     const int version = volume_.Head().Version();
-    VisitLevelByLevel(index.entries, TreeTop(), EntryCount(), [&](EntryId id, const DirectoryEntry& entry) {
+    const std::uint32_t most = EntryCount();
+    index.byName.Reserve(most);
+    VisitLevelByLevel(index.entries, TreeTop(), most, [&](EntryId id, const DirectoryEntry& entry) {
         if (!IsMember(entry.Type())) return;
-        std::array<char16_t, kMaxNameLength> buffer;
-        found.push_back({HashOf(FoldedName(entry.Name(buffer))), id});
+        const FoldedName name(entry);
+        const std::uint32_t hash = HashOf(name);
+        const auto isSame = [&](EntryId other) { return name.Compare(index.entries.At(other)) == 0; };
+        if (index.byName.Find(hash, isSame) != kNoEntry) return;  // hidden behind the other entry of this name
+        index.byName.Add(hash, id);
         last = std::max(last, id);
         if (entry.Type() == EntryType::Stream) (IsMini(entry.Size(version)) ? small : large).Add(entry.Start(), id);
     });
-    index.byName.Reserve(found.size());
-    std::vector<bool> isHidden(std::size_t{last} + 1);  // behind another entry of the same name
-    for (const Named& each : found) {
-        std::array<char16_t, kMaxNameLength> buffer;
-        const EntryId same = index.byName.Find(each.hash, [&](EntryId other) {
-            return FoldedName(index.entries.At(each.id).Name(buffer)).Compare(index.entries.At(other)) == 0;
-        });
-        if (same == kNoEntry)
-            index.byName.Add(each.hash, each.id);
-        else
-            isHidden[each.id] = true;
-    }
     index.next.assign(std::size_t{last} + 1, kNoEntry);
     EntryId before = kNoEntry;
     for (FileOrder* order : {&small, &large}) {
         order->Sort();
         for (std::size_t place = 0; place < order->Count(); ++place) {
             const EntryId id = (*order)[place];
-            if (isHidden[id]) continue;
             if (before != kNoEntry) index.next[before] = id;
             before = id;
         }
@@ -296,13 +283,13 @@ void Committed::BuildIndex() {
     index_.emplace(std::move(index));
 }
 
-std::optional<EntryId> Committed::LookUp(const FoldedName& name) {
+EntryId Committed::LookUp(const FoldedName& name) {
     Index& index = *index_;
     EntryId id = index.expected;
     if (id == kNoEntry || name.Compare(index.entries.At(id)) != 0) {
         id = index.byName.Find(HashOf(name), [&](EntryId each) { return name.Compare(index.entries.At(each)) == 0; });
         index.ahead = 0;
-        if (id == kNoEntry) return std::nullopt;
+        if (id == kNoEntry) return kNoEntry;
     }
     Expect(id);
     return id;

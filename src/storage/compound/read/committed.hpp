@@ -115,22 +115,24 @@ public:
     DirectoryEntry At(EntryId id) { return index_ ? index_->entries.At(id) : EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
-    // Where a stream's bytes are in the file, when they are adjacent; none where they are not, or where there cannot be
-    // a stream of this size.
-    std::optional<std::uint64_t> PlaceOf(SectorId start, std::uint64_t size);
+    // Where a stream's bytes are in the file, when they are adjacent; kNoPlace where they are not, or where there
+    // cannot be a stream of this size. (A number and no optional one, here and in Find: an optional is put together in
+    // memory and read back in another size, which waits until everything that was written before is in the cache.)
+    static constexpr std::uint64_t kNoPlace = 0;  // the header is there
+    std::uint64_t PlaceOf(SectorId start, std::uint64_t size);
 
     // Visits the root storage's tree in its order. Where this throws, what was visited may be wrong.
     void Walk(const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
         Reading([&] { return WalkTree(directory_, TreeTop(), EntryCount(), visit), true; });
     }
 
-    // A stream or a folder of the root storage.
-    std::optional<EntryId> Find(const FoldedName& name);
+    // A stream or a folder of the root storage; kNoEntry where there is none of the name.
+    EntryId Find(const FoldedName& name);
 
 private:
-    std::optional<std::uint64_t> PlaceInMiniStream(SectorId start, std::uint64_t size);
-    std::optional<EntryId> Descend(const FoldedName& name);
-    std::optional<EntryId> LookUp(const FoldedName& name);
+    std::uint64_t PlaceInMiniStream(SectorId start, std::uint64_t size);
+    EntryId Descend(const FoldedName& name);
+    EntryId LookUp(const FoldedName& name);
     void Expect(EntryId found);
     void BuildIndex();
     void ReadRoot();

@@ -79,9 +79,9 @@ void Reader::Read(EntryId id) {
     const std::uint64_t size = entry.Size(version_);
     std::span<const std::byte> bytes;
     if (size != 0) {
-        if (const auto offset = committed_->PlaceOf(entry.Start(), size)) {
-            bytes = {volume_.Bytes(*offset, size, window_, kReadAhead), static_cast<std::size_t>(size)};
-            volume_.CountRead(*offset, size);
+        if (const std::uint64_t offset = committed_->PlaceOf(entry.Start(), size); offset != Committed::kNoPlace) {
+            bytes = {volume_.Bytes(offset, size, window_, kReadAhead), static_cast<std::size_t>(size)};
+            volume_.CountRead(offset, size);
         } else {
             StreamBody stream(committed_, id);  // Corrupt where its size cannot be
             buffer_.resize(std::max(buffer_.size(), static_cast<std::size_t>(size)));

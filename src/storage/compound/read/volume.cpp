@@ -1,6 +1,7 @@
 #include "storage/compound/read/volume.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace lumvex::compound {
 
@@ -148,7 +149,7 @@ void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {
 void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
     if (count == 0) return;
     for (std::uint64_t sector = offset >> shift_; sector <= (offset + count - 1) >> shift_; ++sector) {
-        if (!touched_.Add(sector)) continue;
+        if (std::exchange(lastTouched_, sector) == sector || !touched_.Add(sector)) continue;
         ++counters_.sectorsRead;
         counters_.bytesRead += SectorSize();
     }

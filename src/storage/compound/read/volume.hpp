@@ -109,6 +109,7 @@ private:
     std::uint64_t bufferAt_ = 0;
     mutable Statistics counters_;
     mutable Touched touched_;
+    mutable std::uint64_t lastTouched_ = ~std::uint64_t{0};  // a sector; small streams are often read from one
 };
 
 }  // namespace lumvex::compound

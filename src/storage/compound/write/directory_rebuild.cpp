@@ -29,8 +29,7 @@ struct Member {
 
     FoldedName Name() const {
         if (entry == nullptr) return change->Folded();
-        std::array<char16_t, kMaxNameLength> buffer;
-        return FoldedName(DirectoryEntry(entry).Name(buffer));
+        return FoldedName(DirectoryEntry(entry));
     }
 };
 
@@ -132,8 +131,7 @@ void Rebuild::CollectCommitted(const std::unordered_map<EntryId, const Change*>&
             return;
         }
         if (entry.Type() != EntryType::Stream) canRenumber_ = false;
-        std::array<char16_t, kMaxNameLength> buffer;
-        members_.push_back({KeyOf(FoldedName(entry.Name(buffer))), entry.bytes(), change, id});
+        members_.push_back({KeyOf(FoldedName(entry)), entry.bytes(), change, id});
     });
 }
 
