@@ -110,6 +110,8 @@ class ImportExport(ToolTest):
                 self.assertIn("again.wav: the start time is left out; .txt and .csv keep it", told)
                 differs = self.tool("compare", self.document, "again.wav", "--with", address, status=INCOMPLETE).stdout
                 self.assertIn("start time: -0.125010", differs)
+        piped = subprocess.run([TOOL, "export", self.document, "ir", "-o", "-"], check=True, capture_output=True)
+        self.assertIn(b"standard output: the start time is left out", piped.stderr)
         # What takes its place and has none does not keep it.
         for place in [["--room", "R", "--position", "P", "--channel", "0"],
                       ["--speaker", "S", "--config", "single-amp", "--experiment", "E"]]:

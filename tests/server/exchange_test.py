@@ -104,6 +104,12 @@ class Exchange(ToolTest):
             self.wine(DONE, WINDOWS_TOOL, "export", document, pathlib.Path(name).stem, "-o", self.folder / name)
             self.tool("compare", document, self.folder / name)
             self.wine(DONE, WINDOWS_TOOL, "compare", document, self.folder / name)
+        for device in ["NUL", "nul", r"C:\NUL"]:
+            self.wine(DONE, WINDOWS_TOOL, "export", document, "woofer", "-o", device)
+        self.wine(DONE, WINDOWS_TOOL, "report", document, "-o", "NUL")
+        _, said = self.wine(DOCUMENT_FAILED, WINDOWS_TOOL, "repair", document, "NUL")
+        self.assertIn("NUL: cannot be made: it is a device", said)
+        self.assertEqual([path for path in self.folder.rglob("*") if path.name.lower() == "nul"], [])
         # Several documents are searched in as many processes as there are processors, each started with this line.
         (self.folder / "many").mkdir()
         (self.folder / "many/broken.lvp").write_bytes(b"no document")

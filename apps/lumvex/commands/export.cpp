@@ -226,9 +226,10 @@ private:
 
     void ToStandardOutput(const Source& source) {
         MeasurementFile file = FileFor(source);
-        const fs::path path = "stdout" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format);
+        const fs::path path = "standard output";
+        const FileFormat format =
+            FormatOf("x" + (arguments_.format.empty() ? ExtensionFor(file) : '.' + arguments_.format));
         std::stringstream bytes;
-        const FileFormat format = FormatOf(path);
         Write(path, format, file, [&](const MeasurementFile& written) {
             return WriteMeasurement(path, bytes, format, written, OptionsOf(arguments_.bits));
         });

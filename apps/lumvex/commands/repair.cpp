@@ -7,6 +7,7 @@
 #include "command_line/run_options.hpp"
 #include "commands/commands.hpp"
 #include "documents/document.hpp"
+#include "files/replaced_file.hpp"
 #include "files/text_encoding.hpp"
 #include "lumvex/maintenance.hpp"
 #include "objects/json.hpp"
@@ -34,6 +35,8 @@ void Print(const Salvage& salvage, const RepairArguments& arguments) {
 }
 
 ExitStatus RunRepair(const RepairArguments& arguments) {
+    if (IsDevice(arguments.out))
+        throw DocumentError(arguments.out, "cannot be made", "it is a device or pipe, no file");
     std::error_code ignored;
     if (fs::exists(fs::symlink_status(arguments.out, ignored)))
         throw DocumentError(arguments.out, "cannot be made", "there is a file of this name already");

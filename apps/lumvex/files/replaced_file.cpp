@@ -10,12 +10,6 @@ namespace lumvex::app {
 
 namespace fs = std::filesystem;
 
-bool IsDevice(const fs::path& path) {
-    std::error_code ignored;
-    const fs::file_status status = fs::status(path, ignored);
-    return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
-}
-
 void CheckMayWrite(const fs::path& path, bool force) {
     std::error_code ignored;
     const bool isThere = fs::exists(fs::symlink_status(path, ignored));

@@ -37,8 +37,9 @@ ObjectFinder::Takers ObjectFinder::TakersOf(const std::vector<std::uint64_t>& be
     return takers;
 }
 
-// Leaves those that may be there beside the object that begins at the same place: shorter ones, where others begin
-// inside of it; else those that are much more certain. Other ways to read the object itself are its rivals.
+// Leaves those that may be there beside the object that begins at the same place: shorter ones that are as certain,
+// where others begin inside of it; else those that are much more certain. Other ways to read the object itself are its
+// rivals.
 void ObjectFinder::KeepBeside(const Takers::Taker& taker, Readings& readings) {
     constexpr int kBetter = 6;
     FoundObject& there = *taker.found;
@@ -51,9 +52,9 @@ void ObjectFinder::KeepBeside(const Takers::Taker& taker, Readings& readings) {
         std::ranges::move((*same)->rivals, std::back_inserter(there.rivals));
     }
     if (!isReadSo && !taker.holdsOthers) return readings.clear();
-    const int least = isReadSo ? (*same)->certainty + kBetter : 0;
+    const int least = isReadSo ? (*same)->certainty + (taker.holdsOthers ? 0 : kBetter) : kLikely;
     std::erase_if(readings, [&](const auto& each) {
-        return taker.holdsOthers ? each->understood >= there.source->Size() : each->certainty < least;
+        return each->certainty < least || (taker.holdsOthers && each->understood >= there.source->Size());
     });
 }
 
