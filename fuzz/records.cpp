@@ -31,7 +31,7 @@ Loaded Read(const ClassInfo& info, const Bytes& record) {
             const VersionWord version(reader.U32());
             info.load(*loaded.object, reader, version);
         } else {
-            const RecordExtent extent = ReadObject(*loaded.object, source);
+            const RecordExtent extent = ReadObject(*loaded.object, RecordReader(source));
             if (extent.bytes > record.size()) std::abort();
         }
         loaded.object->Materialise();
