@@ -385,7 +385,11 @@ TEST_F(NameMarks, AreCurrentWhateverWasDoneToTheDocument) {
              library.SaveFileAs(other);
              path = other;
          }},
-        {"compacted", true, [&] { CompactDocument(path); }},
+        {"compacted after another save", true,  // which has another number than the first one of the compacted file
+         [&] {
+             SaveAnew([&](auto& library) { library.Manufacturers().Add(u"a manufacturer"); });
+             CompactDocument(path);
+         }},
         {"repaired", false, [&] { Repair(0, [](Bytes&) {}); }},
         {"repaired, the number of members being wrong", false,
          [&] { Repair(0, [](Bytes& list) { list[5] = std::byte{9}; }); }},
