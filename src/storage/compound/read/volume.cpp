@@ -14,14 +14,25 @@ void Volume::Write(std::uint64_t offset, std::span<const Piece> pieces) {
     WriteNow(offset, pieces);
 }
 
-// The disk begins with long pieces while more are made: a flush would only begin when all are there.
 void Volume::WriteNow(std::uint64_t offset, std::span<const Piece> pieces) {
-    constexpr std::uint64_t kLong = std::uint64_t{64} * 1024;
     file_->Write(offset, pieces);
     std::uint64_t size = 0;
     for (const Piece& piece : pieces) size += piece.size();
     counters_.bytesWritten += size;
-    if (size >= kLong) file_->BeginFlush(offset, size);
+    BeginFlush(offset, size);
+}
+
+// The disk begins with long content while more is made: Flush() would only begin when all is there. Each time as much
+// as before, so that a single stream is begun at once and many together are not more work for the disk than without
+// this.
+void Volume::BeginFlush(std::uint64_t offset, std::uint64_t size) {
+    constexpr std::uint64_t kLeast = std::uint64_t{64} * 1024, kMost = std::uint64_t{4} * 1024 * 1024;
+    if (offset != waitingAt_ + waiting_) waitingAt_ = offset, waiting_ = 0;
+    waiting_ += size;
+    if (waiting_ < std::clamp(begun_, kLeast, kMost)) return;
+    file_->BeginFlush(waitingAt_, waiting_);
+    begun_ += waiting_;
+    waitingAt_ += std::exchange(waiting_, 0);
 }
 
 // A few large writes cost the system less than many short ones, and what was written by them is read back faster.
@@ -52,6 +63,7 @@ void Volume::Flush() {
     WriteBuffered();
     std::vector<std::byte>().swap(buffer_);
     lost_.push_back(batch_++);
+    waiting_ = begun_ = 0;
     file_->Flush();
     lost_.pop_back();  // nothing was thrown: the batch is on the disk
     unflushed_ = false;

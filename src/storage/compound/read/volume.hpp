@@ -93,6 +93,7 @@ private:
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void WriteBuffered();
     void WriteNow(std::uint64_t offset, std::span<const Piece> pieces);
+    void BeginFlush(std::uint64_t offset, std::uint64_t size);
 
     std::unique_ptr<File> file_;
     Header header_;
@@ -107,6 +108,8 @@ private:
     std::vector<std::byte> lastSector_;  // with zeros for what it lacks; empty where the file has all of it
     std::vector<std::byte> buffer_;      // stream content, to be written from bufferAt_ on
     std::uint64_t bufferAt_ = 0;
+    std::uint64_t waitingAt_ = 0, waiting_ = 0;  // adjacent bytes that the disk was not asked to begin with yet
+    std::uint64_t begun_ = 0;                    // those that it was, since the last flush
     mutable Statistics counters_;
     mutable Touched touched_;
     mutable std::uint64_t lastTouched_ = ~std::uint64_t{0};  // a sector; small streams are often read from one
