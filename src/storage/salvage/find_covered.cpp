@@ -37,9 +37,9 @@ ObjectFinder::Takers ObjectFinder::TakersOf(const std::vector<std::uint64_t>& be
     return takers;
 }
 
-// Leaves those that may be there beside the object that begins at the same place: shorter ones that are as certain,
-// where others begin inside of it; else those that are much more certain. Other ways to read the object itself are its
-// rivals.
+// An object was found before at the place of these readings. Keeps the readings that may be true instead of it: where
+// other streams begin inside of the object, shorter readings that are as certain as it is; elsewhere readings that are
+// much more certain. Other ways to read the object itself become its rivals.
 void ObjectFinder::KeepBeside(const Takers::Taker& taker, Readings& readings) {
     constexpr int kBetter = 6;
     FoundObject& there = *taker.found;

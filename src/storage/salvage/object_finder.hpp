@@ -62,7 +62,7 @@ private:
     void AddUnnamed(Readings readings);
 
     // ---- find_covered.cpp
-    // Which objects have the mini sectors of the file, and which of them begin where.
+    // For each 64 bytes of the file, whether an object takes them; and which object begins where.
     struct Takers {
         enum Kind : std::uint8_t { kNone, kGuessed, kCertain };
         struct Taker {

@@ -23,7 +23,7 @@ public:
     const std::vector<compound::Extent>& Extents() const { return extents_; }
     std::shared_ptr<const SalvagedSource> First(std::uint64_t count) const;  // its first bytes alone
     std::vector<std::byte> All() const;
-    // How many bits are set in what there is of these bytes, and is none?
+    // The number of bits that are set in the bytes from `from` up to `to`, as far as the file has them.
     std::uint64_t BitsIn(std::uint64_t from, std::uint64_t to) const;
     bool IsZero(std::uint64_t from, std::uint64_t to) const { return BitsIn(from, to) == 0; }
 

@@ -18,8 +18,8 @@ std::uint64_t BigEndian(const std::byte* bytes) {
 
 constexpr std::size_t kTogether = 8;
 
-// The eight characters of the lowest 40 bits, the highest five bits first. All are made at once, each in a byte of one
-// number.
+// The eight characters of the lowest 40 bits, the highest five bits first. All are computed together, in the eight
+// bytes of one number.
 void WriteEight(std::uint64_t bits, char16_t* name) {
     std::uint64_t digits = (bits & 0xFFFFF00000) << 12 | (bits & 0xFFFFF);
     digits = (digits & 0x000FFC00000FFC00) << 6 | (digits & 0x000003FF000003FF);

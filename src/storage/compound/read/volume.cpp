@@ -22,9 +22,9 @@ void Volume::WriteNow(std::uint64_t offset, std::span<const Piece> pieces) {
     BeginFlush(offset, size);
 }
 
-// The disk begins with long content while more is made: Flush() would only begin when all is there. Each time as much
-// as before, so that a single stream is begun at once and many together are not more work for the disk than without
-// this.
+// The disk begins to write long content while the program still makes more of it; otherwise it would be idle until
+// Flush(). A single stream is begun at once. Of many, each request covers as much as all requests before it together,
+// up to 4 MiB, so that the disk gets hardly more and shorter writes than from Flush() alone.
 void Volume::BeginFlush(std::uint64_t offset, std::uint64_t size) {
     constexpr std::uint64_t kLeast = std::uint64_t{64} * 1024, kMost = std::uint64_t{4} * 1024 * 1024;
     if (offset != waitingAt_ + waiting_) waitingAt_ = offset, waiting_ = 0;

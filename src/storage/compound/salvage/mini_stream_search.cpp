@@ -109,8 +109,8 @@ const std::vector<SectorId>& SalvagedFile::MiniStreamSearch::Holders() {
     return *holders_;
 }
 
-// The sector in which, and in those behind which, streams begin at the places at which the directory says so; the
-// guess, where that fits as well.
+// The sector that fits the page best: in it, and in the sectors behind it, streams begin at the places that the
+// directory names. The guess, where no other one fits better.
 SectorId SalvagedFile::MiniStreamSearch::Best(std::uint32_t page, SectorId guess) {
     const Fit fit = FitFrom(page, guess);
     if (fit.hasAll || tries_ == 0) return guess;
@@ -197,8 +197,8 @@ bool SalvagedFile::MiniStreamSearch::IsLinked(std::size_t page) const {
     return file_.fat_.IsCertain(pages_[page - 1]) && file_.fat_.Next(pages_[page - 1]) == pages_[page];
 }
 
-// Pages whose sectors seem wrong: one of them is that of another page as well, or other streams begin in it than
-// should. All pages of a chain go together.
+// Pages whose sectors seem wrong: a sector that another page has as well, or one in which other streams begin than the
+// directory says. Where one sector of a chain seems wrong, all pages of the chain count as wrong.
 std::vector<bool> SalvagedFile::MiniStreamSearch::WrongPages() {
     std::vector<bool> wrong(pages_.size());
     std::unordered_map<SectorId, int> uses;

@@ -69,8 +69,8 @@ public:
     // Where no table that is certain says which sectors a long stream has: with each chain to which nothing leads, and
     // which is as long as its rest.
     std::vector<std::vector<Extent>> WithOtherRests(const SalvagedEntry& entry) const;
-    // The same of any long stream, as it was read, whose last sector is uncertain: with each other sector that may be
-    // the last one, as zeros begin in it where the stream ends.
+    // The same for a long stream whose last sector is uncertain, of which these are the extents: once with each other
+    // sector that may be the last one. In such a sector zeros begin where the stream ends.
     std::vector<std::vector<Extent>> WithOtherEnds(const std::vector<Extent>& extents) const;
     // Nothing about the place of its stream was guessed, if it is read by way of the chain.
     bool IsCertain(const SalvagedEntry& entry) const;

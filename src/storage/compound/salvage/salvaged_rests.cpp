@@ -5,7 +5,7 @@
 
 namespace lumvex::compound {
 
-// Chains of the FAT that end and to which nothing leads.
+// Finds the chains of the FAT that reach an end of chain and to which nothing leads.
 void SalvagedFile::NoteUnowned() {
     for (const SectorId begin : UnownedChains()) {
         if (pageOfSector_.contains(begin) || (!fat_.isListed[begin] && fat_.follows[begin])) continue;
@@ -26,7 +26,7 @@ bool SalvagedFile::MayBeEnd(SectorId sector) const {
     return fat_.next[sector] == kEndOfChain && !fat_.followsCertainly[sector];
 }
 
-// Sectors that end in zeros, and in which no stream begins.
+// Finds the sectors that end in zeros and in which no stream begins.
 void SalvagedFile::NoteEnds() {
     const auto isZero = [](std::byte each) { return each == std::byte{0}; };
     std::vector<std::byte> bytes(static_cast<std::size_t>(SectorSize()));

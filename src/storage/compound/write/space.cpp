@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint32_t kBlock = 128;  // entries; divides those of a page
 
-// Without a branch in the loop, so that the compiler makes vector code of it.
+// The loop has no branch, so that the compiler makes vector code of it.
 bool AnyFree(const std::byte* entries) {
     std::uint32_t found = 0;
     for (std::uint32_t i = 0; i < kBlock; ++i)
