@@ -9,6 +9,7 @@
 #include "core/objects/guard.hpp"
 #include "kit/published.hpp"
 #include "kit/random.hpp"
+#include "lumvex/host.hpp"
 
 namespace lumvex::tests {
 namespace {
@@ -52,6 +53,37 @@ TEST(Threads, TwoOnTwoDocuments) {
     };
     std::thread other(work);
     work();
+    other.join();
+}
+
+// Neither the calls of the thread that has it nor the end of an inner one let others in between.
+TEST(Threads, SeveralCallsKeepOthersOut) {
+    Project project = Project::Create();
+    const Data data = project.Data();
+    Datum datum = data.Add(u"A");
+    std::atomic<bool> started{false}, stop{false};
+    std::thread other;
+    const auto changeAndLook = [&](LONG rate) {
+        datum.SampleRate(rate);
+        for (int look = 0; look < 1000; ++look) EXPECT_EQ(datum.SampleRate(), rate);
+    };
+    {
+        const SeveralCalls outer;
+        other = std::thread([&] {
+            started = true;
+            while (!stop) datum.SampleRate(0);
+        });
+        while (!started) std::this_thread::yield();
+        changeAndLook(1);
+        { const SeveralCalls inner; }
+        changeAndLook(2);
+    }
+    inside::Guarded(u"", [&] {
+        const SeveralCalls inCall;
+        changeAndLook(3);
+        return S_OK;
+    });
+    stop = true;
     other.join();
 }
 

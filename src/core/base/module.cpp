@@ -3,8 +3,6 @@
 #include <atomic>
 #include <cstdint>
 
-#include "lumvex/host.hpp"
-
 namespace lumvex::inside {
 
 namespace {
@@ -29,10 +27,3 @@ void LockModuleInCall() noexcept { AddInCall(1); }
 void UnlockModuleInCall() noexcept { AddInCall(~std::uint32_t{0}); }
 
 }  // namespace lumvex::inside
-
-namespace lumvex {
-
-SeveralCalls::SeveralCalls() { inside::ModuleLock().lock(); }
-SeveralCalls::~SeveralCalls() { inside::ModuleLock().unlock(); }
-
-}  // namespace lumvex

@@ -7,9 +7,10 @@
 
 namespace lumvex::inside {
 
-// Every published call holds it; re-entrant, as a call may lead to others on the same thread.
-inline std::recursive_mutex& ModuleLock() {
-    static std::recursive_mutex lock;
+// Every published call holds it. A call may lead to others on the same thread, which do not lock it again: the thread's
+// context knows that it is inside.
+inline std::mutex& ModuleLock() {
+    static std::mutex lock;
     return lock;
 }
 

@@ -3,6 +3,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "lumvex/host.hpp"
+
 namespace lumvex::inside {
 
 HRESULT TranslateException(std::u16string_view source) noexcept {
@@ -32,3 +34,19 @@ HRESULT TranslateException(std::u16string_view source) noexcept {
 }
 
 }  // namespace lumvex::inside
+
+namespace lumvex {
+
+SeveralCalls::SeveralCalls() {
+    inside::ThreadContext& thread = inside::CurrentThread();
+    if (!thread.HoldsModuleLock()) inside::ModuleLock().lock();
+    ++thread.several;
+}
+
+SeveralCalls::~SeveralCalls() {
+    inside::ThreadContext& thread = inside::CurrentThread();
+    --thread.several;
+    if (!thread.HoldsModuleLock()) inside::ModuleLock().unlock();
+}
+
+}  // namespace lumvex

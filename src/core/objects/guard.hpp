@@ -13,7 +13,7 @@ namespace lumvex::inside {
 inline void Leave(ThreadContext& thread) noexcept {
     if (!thread.queue.empty()) DeliverEvents(thread);
     --thread.depth;
-    ModuleLock().unlock();
+    if (!thread.HoldsModuleLock()) ModuleLock().unlock();
 }
 
 // Inside the model for the life of the object.
