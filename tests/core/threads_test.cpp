@@ -7,6 +7,7 @@
 
 #include "core/objects/block_pool.hpp"
 #include "core/objects/guard.hpp"
+#include "generic/long_block.hpp"
 #include "kit/published.hpp"
 #include "kit/random.hpp"
 #include "lumvex/host.hpp"
@@ -165,6 +166,46 @@ TEST(Threads, TakeAndGiveBlocksOfMemory) {
     for (unsigned seed = 1; seed <= 3; ++seed) threads.emplace_back(work, seed);
     for (std::thread& thread : threads) thread.join();
     for (const Block& each : out) inside::GiveBlock(each.at);
+}
+
+// The same for long blocks, of sizes on both sides of those at which they come from elsewhere. What is out exceeds what
+// comes from operator new.
+TEST(Threads, TakeAndGiveLongBlocks) {
+    constexpr std::size_t kKiB = 1024, kMiB = kKiB * kKiB, kStep = 256;
+    constexpr std::size_t kSizes[] = {1,          kKiB - 1, kKiB,         kKiB + 1,        16 * kKiB, 64 * kKiB - 64,
+                                      513 * kKiB, kMiB,     2 * kMiB - 1, 4 * kMiB - kKiB, 4 * kMiB,  4 * kMiB + 1,
+                                      9 * kMiB};
+    struct Marked {
+        LongBlock block;
+        std::byte mark;
+    };
+    const auto forEachStep = [](const Marked& each, const auto& visit) {
+        for (std::size_t at = 0; at < each.block.Size(); at += kStep) visit(each.block.Data()[at]);
+        visit(each.block.Data()[each.block.Size() - 1]);
+    };
+    std::mutex lock;
+    std::vector<Marked> out;
+    const auto work = [&](unsigned seed) {
+        Random random(seed);
+        for (int round = 0; round < 600; ++round) {
+            Marked mine{LongBlock(random.Of(kSizes), random.OneIn(2) ? Filling::AtOnce : Filling::LittleByLittle),
+                        std::byte(random.Next())};
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(mine.block.Data()) % __STDCPP_DEFAULT_NEW_ALIGNMENT__, 0u);
+            forEachStep(mine, [&](std::byte& at) { at = mine.mark; });
+            {
+                const std::scoped_lock locked(lock);
+                if (out.size() < 20) {
+                    out.push_back(std::move(mine));
+                    continue;
+                }
+                std::swap(out[random.Below(out.size())], mine);
+            }
+            forEachStep(mine, [&](const std::byte& at) { ASSERT_EQ(at, mine.mark); });
+        }
+    };
+    std::vector<std::thread> threads;
+    for (unsigned seed = 1; seed <= 3; ++seed) threads.emplace_back(work, seed);
+    for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "core/objects/guard.hpp"
-#include "generic/fresh_memory.hpp"
+#include "generic/long_block.hpp"
 
 namespace lumvex::inside {
 
@@ -13,15 +13,15 @@ namespace {
 
 struct Piece;
 
-// Right before every block: the piece that it is from; null where it is from none.
+// Right before every block: the piece that it is from; null where it is from none. Before that, such a block has its
+// size.
 struct BlockHead {
     Piece* piece;
 };
 
 constexpr std::size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
-constexpr std::size_t kLargest = 512;  // bytes: longer blocks are from no piece
-constexpr std::size_t kPieceSize =
-    std::size_t{64} * 1024 - 64;  // with what operator new needs a little less than 64 KiB
+constexpr std::size_t kLargest = 512;                            // bytes: longer blocks are from no piece
+constexpr std::size_t kPieceSize = std::size_t{64} * 1024 - 64;  // with what operator new needs less than 64 KiB
 
 constexpr std::size_t RoundedUp(std::size_t size) { return (size + kAlignment - 1) / kAlignment * kAlignment; }
 constexpr std::size_t StrideFor(std::size_t size) { return RoundedUp(size + sizeof(BlockHead)); }
@@ -67,9 +67,8 @@ void Unlink(Piece& piece) noexcept {
 Piece& PieceWithRoom(std::size_t stride) {
     if (Piece* first = FirstOf(stride)) return *first;
     constexpr std::size_t kFew = 16;  // where there are more, a piece is going to be filled
-    void* const memory = ::operator new(kPieceSize);
-    if (++pieces > kFew) AboutToFill(memory, kPieceSize);
-    Piece& made = *new (memory) Piece;
+    Piece& made = *new (TakeLong(kPieceSize, pieces < kFew ? Filling::LittleByLittle : Filling::AtOnce)) Piece;
+    ++pieces;
     made.stride = static_cast<std::uint32_t>(stride);
     made.untouched = static_cast<std::uint32_t>(kFirstBlock);
     Link(made);
@@ -97,17 +96,31 @@ void GiveTo(Piece& piece, void* block) noexcept {
     piece.free = new (block) FreeBlock{piece.free};
     if (--piece.used != 0 || (!piece.before && !piece.after)) return;
     Unlink(piece);
-    ::operator delete(&piece);
+    GiveLong(&piece, kPieceSize);
     --pieces;
+}
+
+// A block that is from no piece begins with its whole size, and its head ends where the block that was given out
+// begins.
+constexpr std::size_t kLong = std::size_t{16} * 1024;  // an array that has all its elements at once
+static_assert(sizeof(std::size_t) + sizeof(BlockHead) <= kAlignment);
+
+void GiveBase(std::byte* base) noexcept {
+    const std::size_t whole = *reinterpret_cast<const std::size_t*>(base);
+    if (whole < kLong)
+        ::operator delete(base);
+    else
+        GiveLong(base, whole);
 }
 
 }  // namespace
 
 void* TakeBlock(std::size_t size) {
     if (size <= kLargest && CallDepth() != 0) return TakeFrom(PieceWithRoom(StrideFor(size)));
-    constexpr std::size_t kLong = std::size_t{16} * 1024;  // the array that this is for has all its elements at once
-    std::byte* const block = static_cast<std::byte*>(::operator new(kAlignment + size)) + kAlignment;
-    if (size >= kLong) AboutToFill(block, size);
+    const std::size_t whole = kAlignment + size;
+    void* const base = whole < kLong ? ::operator new(whole) : TakeLong(whole, Filling::AtOnce);
+    std::byte* const block = static_cast<std::byte*>(base) + kAlignment;
+    new (base) std::size_t(whole);
     HeadOf(block).piece = nullptr;
     return block;
 }
@@ -115,7 +128,7 @@ void* TakeBlock(std::size_t size) {
 void GiveBlock(void* block) noexcept {
     if (!block) return;
     Piece* const piece = HeadOf(block).piece;
-    if (!piece) return ::operator delete(static_cast<std::byte*>(block) - kAlignment);
+    if (!piece) return GiveBase(static_cast<std::byte*>(block) - kAlignment);
     if (CallDepth() != 0) return GiveTo(*piece, block);
     const Call call;
     GiveTo(*piece, block);

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "generic/fresh_memory.hpp"
 #include "storage/records/failures.hpp"
 
 namespace lumvex::inside {
@@ -19,10 +18,8 @@ const std::byte* SourceInMemory::Contiguous(std::uint64_t offset, std::uint64_t 
     return bytes.data() + offset;
 }
 
-CopiedSource::CopiedSource(const ByteSource& from)
-    : size_(static_cast<std::size_t>(from.Size())), bytes_(std::make_unique_for_overwrite<std::byte[]>(size_)) {
-    AboutToFill(bytes_.get(), size_);
-    from.Read(0, {bytes_.get(), size_});
+CopiedSource::CopiedSource(const ByteSource& from) : bytes_(static_cast<std::size_t>(from.Size()), Filling::AtOnce) {
+    from.Read(0, {bytes_.Data(), bytes_.Size()});
 }
 
 }  // namespace lumvex::inside

@@ -7,6 +7,8 @@
 #include <span>
 #include <vector>
 
+#include "generic/long_block.hpp"
+
 namespace lumvex::inside {
 
 class ByteSource {
@@ -46,12 +48,11 @@ private:
 class CopiedSource final : public SourceInMemory {
 public:
     explicit CopiedSource(const ByteSource& from);
-    std::span<const std::byte> InMemory() const override { return {bytes_.get(), size_}; }
+    std::span<const std::byte> InMemory() const override { return {bytes_.Data(), bytes_.Size()}; }
     bool IsLasting() const override { return true; }
 
 private:
-    std::size_t size_;
-    std::unique_ptr<std::byte[]> bytes_;
+    LongBlock bytes_;
 };
 
 }  // namespace lumvex::inside

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "generic/fresh_memory.hpp"
-
 namespace lumvex::compound {
 
 namespace {
@@ -60,12 +58,11 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
     if (slabs_.empty() || slabSize_ - slabUsed_ < bytes) {
         const std::size_t usual = slabs_.empty() ? kFirstSlab : std::min(2 * slabSize_, kLargestSlab);
         const std::size_t slabSize = std::max(usual, bytes);
-        slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
-        if (slabSize == kLargestSlab) AboutToFill(slabs_.back().get(), slabSize);
+        slabs_.emplace_back(slabSize, slabSize == kLargestSlab ? Filling::AtOnce : Filling::LittleByLittle);
         slabSize_ = slabSize;
         slabUsed_ = 0;
     }
-    std::byte* at = slabs_.back().get() + slabUsed_;
+    std::byte* at = slabs_.back().Data() + slabUsed_;
     slabUsed_ += bytes;
     return at;
 }

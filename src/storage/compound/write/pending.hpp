@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "generic/hash_index.hpp"
+#include "generic/long_block.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/compound/write/carried.hpp"
 #include "storage/compound/write/change.hpp"
@@ -56,7 +57,7 @@ private:
     std::vector<std::vector<Change>> blocks_;  // blocks do not grow; an erased change stays, without a name
     HashIndex index_;                          // by name: changes counted through all blocks
 
-    std::vector<std::unique_ptr<std::byte[]>> slabs_;
+    std::vector<LongBlock> slabs_;
     std::size_t slabSize_ = 0, slabUsed_ = 0;
     std::vector<std::vector<std::byte*>> returned_;  // by size in mini sectors
     std::unique_ptr<CarriedTree> carried_;

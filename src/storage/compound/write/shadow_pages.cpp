@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cassert>
 
-#include "generic/fresh_memory.hpp"
 #include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
@@ -12,12 +11,11 @@ std::byte* PageMemory::Take(std::size_t size) {
     constexpr std::size_t kLargest = std::size_t{1} << 20;
     if (slabSize_ - used_ < size) {
         const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
-        slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
-        if (slabSize == kLargest) AboutToFill(slabs_.back().get(), slabSize);
+        slabs_.emplace_back(slabSize, slabSize == kLargest ? Filling::AtOnce : Filling::LittleByLittle);
         slabSize_ = slabSize;
         used_ = 0;
     }
-    std::byte* page = slabs_.back().get() + used_;
+    std::byte* page = slabs_.back().Data() + used_;
     used_ += size;
     return page;
 }

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <cstring>
-#include <memory>
 #include <unordered_map>
 #include <vector>
 
+#include "generic/long_block.hpp"
 #include "storage/compound/format/pages.hpp"
 
 namespace lumvex::compound {
@@ -17,7 +17,7 @@ public:
     std::byte* Take(std::size_t size);
 
 private:
-    std::vector<std::unique_ptr<std::byte[]>> slabs_;
+    std::vector<LongBlock> slabs_;
     std::size_t slabSize_ = 0, used_ = 0;
 };
 

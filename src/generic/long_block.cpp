@@ -1,0 +1,180 @@
+#include "generic/long_block.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "generic/fresh_memory.hpp"
+
+namespace lumvex {
+
+namespace {
+
+constexpr std::size_t kGrain = 1024;  // blocks of a region begin and end at multiples of this
+constexpr std::size_t kRegionSize = 4 * kLargePage;
+constexpr std::size_t kGrains = kRegionSize / kGrain;
+constexpr std::size_t kLongest = kRegionSize / 2;  // in a region with others
+constexpr std::size_t kOutside =
+    std::size_t{4} * 1024 * 1024;  // so much comes from operator new: a page of 2 MiB would
+                                   // take longer to clear than a small document to open
+
+constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size + to - 1) / to * to; }
+
+class Region {
+public:
+    Region() noexcept : begin_(static_cast<std::byte*>(TakeRegion(kRegionSize))) {}
+    ~Region() {
+        if (begin_) GiveRegion(begin_, kRegionSize);
+    }
+    Region(const Region&) = delete;
+    Region& operator=(const Region&) = delete;
+
+    std::byte* Begin() const { return begin_; }  // null: there was no memory
+    bool IsEmpty() const { return used_ == 0; }
+
+    // Null where there is no room for so many grains side by side.
+    std::byte* Take(std::size_t count) noexcept {
+        if (count >= tooMany_) return nullptr;
+        std::size_t first = FindFree(next_, count);
+        if (first == kGrains) first = FindFree(0, count);
+        if (first == kGrains) {
+            tooMany_ = count;
+            return nullptr;
+        }
+        std::memset(&taken_[first], kTaken, count);
+        used_ += count;
+        next_ = first + count;
+        TouchUpTo(next_ * kGrain);
+        return begin_ + first * kGrain;
+    }
+
+    void Give(const std::byte* block, std::size_t count) noexcept {
+        std::memset(&taken_[static_cast<std::size_t>(block - begin_) / kGrain], kFree, count);
+        used_ -= count;
+        tooMany_ = kGrains + 1;
+    }
+
+private:
+    static constexpr std::uint8_t kFree = 0, kTaken = 1;
+
+    // The first of so many free grains side by side, from `from` on; kGrains where there are none.
+    std::size_t FindFree(std::size_t from, std::size_t count) const noexcept {
+        const auto find = [this](std::uint8_t what, std::size_t begin, std::size_t end) {
+            const void* const found = std::memchr(&taken_[begin], what, end - begin);
+            return found ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - taken_.data()) : end;
+        };
+        while (from + count <= kGrains) {
+            const std::size_t first = find(kFree, from, kGrains);
+            if (first + count > kGrains) break;
+            from = find(kTaken, first, first + count);
+            if (from == first + count) return first;
+        }
+        return kGrains;
+    }
+
+    // Large pages are asked for when the first block reaches them.
+    void TouchUpTo(std::size_t end) noexcept {
+        if (end <= touched_) return;
+        const std::size_t upTo = RoundedUp(end, kLargePage);
+        AboutToFill(begin_ + touched_, upTo - touched_);
+        touched_ = upTo;
+    }
+
+    std::byte* begin_;
+    std::size_t used_ = 0, next_ = 0;    // grains that are taken; where the search begins
+    std::size_t tooMany_ = kGrains + 1;  // since a block came back, there was no room for so many
+    std::size_t touched_ = 0;            // bytes
+    std::array<std::uint8_t, kGrains> taken_{};
+};
+
+// Objects of clients may give blocks back when static objects of this library are gone: so this has no destructor, and
+// holds nothing once all blocks are back.
+struct Regions {
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Region>>* all = nullptr;  // by address; made with the first, deleted with the last
+    Region* last = nullptr;                               // the one that had room last
+    std::size_t outside = 0;                              // bytes of blocks of operator new
+
+    // Null where the system has no memory for a region. Throws std::bad_alloc.
+    std::byte* Take(std::size_t grains) {
+        if (last)
+            if (std::byte* const block = last->Take(grains)) return block;
+        if (!all) all = new std::vector<std::unique_ptr<Region>>;
+        for (const auto& each : *all) {
+            if (std::byte* const block = each->Take(grains)) {
+                last = each.get();
+                return block;
+            }
+        }
+        all->reserve(all->size() + 1);
+        auto made = std::make_unique<Region>();
+        if (!made->Begin()) return nullptr;
+        last = made.get();
+        all->insert(Behind(made->Begin()), std::move(made));
+        return last->Take(grains);
+    }
+
+    // False where the block is not of a region.
+    bool Give(const std::byte* block, std::size_t grains) noexcept {
+        if (!all) return false;
+        const auto behind = Behind(block);
+        if (behind == all->begin()) return false;
+        const auto found = behind - 1;
+        Region& region = **found;
+        if (block >= region.Begin() + kRegionSize) return false;
+        region.Give(block, grains);
+        if (!region.IsEmpty()) return true;
+        if (last == &region) last = nullptr;
+        all->erase(found);
+        if (all->empty()) delete std::exchange(all, nullptr);
+        return true;
+    }
+
+    std::vector<std::unique_ptr<Region>>::iterator Behind(const std::byte* block) const {
+        return std::upper_bound(all->begin(), all->end(), block,
+                                [](const std::byte* at, const auto& region) { return at < region->Begin(); });
+    }
+};
+
+constinit Regions regions{};
+
+constexpr std::size_t GrainsFor(std::size_t size) { return RoundedUp(std::max<std::size_t>(size, 1), kGrain) / kGrain; }
+
+}  // namespace
+
+void* TakeLong(std::size_t size, Filling filling) {
+    void* block = nullptr;
+    if (size > kLongest) {
+        block = TakeRegion(RoundedUp(size, kGrain * 4));
+        if (!block) throw std::bad_alloc();
+    } else {
+        {
+            const std::scoped_lock lock(regions.mutex);
+            if (regions.outside + size > kOutside)
+                if (void* const inRegion = regions.Take(GrainsFor(size))) return inRegion;
+        }
+        block = ::operator new(size);
+        const std::scoped_lock lock(regions.mutex);
+        regions.outside += size;
+    }
+    if (filling == Filling::AtOnce) AboutToFill(block, size);
+    return block;
+}
+
+void GiveLong(void* block, std::size_t size) noexcept {
+    if (!block) return;
+    if (size > kLongest) return GiveRegion(block, RoundedUp(size, kGrain * 4));
+    {
+        const std::scoped_lock lock(regions.mutex);
+        if (regions.Give(static_cast<const std::byte*>(block), GrainsFor(size))) return;
+        regions.outside -= size;
+    }
+    ::operator delete(block);
+}
+
+}  // namespace lumvex
