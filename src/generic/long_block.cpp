@@ -19,9 +19,8 @@ constexpr std::size_t kGrain = 1024;  // blocks of a region begin and end at mul
 constexpr std::size_t kRegionSize = 4 * kLargePage;
 constexpr std::size_t kGrains = kRegionSize / kGrain;
 constexpr std::size_t kLongest = kRegionSize / 2;  // in a region with others
-constexpr std::size_t kOutside =
-    std::size_t{4} * 1024 * 1024;  // so much comes from operator new: a page of 2 MiB would
-                                   // take longer to clear than a small document to open
+// So much comes from operator new: for less than half of a large page, small ones take less time.
+constexpr std::size_t kOutside = std::size_t{1024} * 1024;
 
 constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size + to - 1) / to * to; }
 

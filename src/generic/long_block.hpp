@@ -1,5 +1,5 @@
 // Memory for long blocks, of which a document may have many: arrays, pieces that objects come from, buffers. Beyond the
-// first few megabytes they come from regions in which the system uses large pages where it has them: clearing one page
+// first megabyte they come from regions in which the system uses large pages where it has them: clearing one page
 // of 2 MiB takes a fifth of what it takes to find and clear 512 small ones, and giving it back a twentieth.
 #pragma once
 

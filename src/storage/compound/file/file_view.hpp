@@ -64,7 +64,7 @@ public:
 
 private:
     static constexpr std::size_t kPage = 4096;
-    static constexpr std::size_t kPagesUnmapped = 32;  // the file is mapped before more are read
+    static constexpr std::size_t kPagesUnmapped = 64;  // the file is mapped before more are read
     // One page fault of a mapping brings sixteen adjacent pages. So the file is mapped earlier where adjacent pages are
     // read one after the other.
     static constexpr std::size_t kPagesInARow = 3;
