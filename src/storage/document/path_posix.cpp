@@ -14,6 +14,14 @@ bool IsHigh(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 bool IsLow(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 bool IsEscaped(char16_t unit) { return unit >= kEscape + 0x80 && unit <= kEscape + 0xFF; }
 
+// How many units there are before the first escaped byte. The lower half of a pair is none.
+std::size_t PlainLength(std::u16string_view text) {
+    std::size_t length = 0;
+    while (length < text.size() && !IsEscaped(text[length]))
+        length += IsHigh(text[length]) && length + 1 < text.size() && IsLow(text[length + 1]) ? 2 : 1;
+    return length;
+}
+
 bool IsUtf8(std::string_view bytes) { return ToUtf8(FromUtf8(bytes)) == bytes; }
 
 // How many bytes the character at the front has; 0 when there is none.
@@ -31,14 +39,12 @@ std::filesystem::path PathOf(std::u16string_view text) {
         throw Failure(static_cast<HRESULT>(compound::Status::InvalidName));
     std::string bytes;
     while (!text.empty()) {
-        if (IsEscaped(text[0])) {
-            bytes += static_cast<char>(text[0] & 0xFF);
-            text.remove_prefix(1);
-            continue;
-        }
-        const bool isPair = text.size() > 1 && IsHigh(text[0]) && IsLow(text[1]);
-        bytes += ToUtf8(text.substr(0, isPair ? 2 : 1));
-        text.remove_prefix(isPair ? 2 : 1);
+        const std::size_t plain = PlainLength(text);
+        bytes += ToUtf8(text.substr(0, plain));
+        text.remove_prefix(plain);
+        if (text.empty()) break;
+        bytes += static_cast<char>(text[0] & 0xFF);
+        text.remove_prefix(1);
     }
     return bytes;
 }

@@ -24,8 +24,12 @@ LXVersionSupport CheckVersions(const std::shared_ptr<const ByteSource>& source) 
     unsigned result = LX_VER_RW_COMPATIBLE;
     try {
         const std::uint32_t count = reader.U32();
+        const auto all = AllClasses();
+        auto next = all.begin();  // files of this program list the classes in this order
         for (std::uint32_t at = 0; at < count && result != LX_VER_INCOMPATIBLE; ++at) {
-            const ClassInfo* known = FindClass(reader.Guid());
+            const GUID classId = reader.Guid();
+            const bool isNext = next != all.end() && IsEqualGUID((*next)->classId, classId);
+            const ClassInfo* const known = isNext ? *next++ : FindClass(classId);
             const VersionWord written(reader.U32());
             if (!known) continue;
             if (written.Writer() > known->version.Writer()) result |= LX_VER_R_COMPATIBLE;
@@ -59,12 +63,11 @@ RootRecord OpenRootRecord(DocumentFile& file, LXVersionSupport& support) {
     return {RecordReader(std::move(source)), kOldRootVersion};
 }
 
-// The file's directory lists its root under the class of the document.
-void RequireKind(DocumentFile& file, const GUID& rootId, const ClassInfo& rootClass) {
-    const auto source = file.Find(kDirectoryStream);
-    if (!source) return;
+// The file's directory, where it has one, lists its root under the class of the document.
+void RequireKind(const std::shared_ptr<const ByteSource>& directory, const GUID& rootId, const ClassInfo& rootClass) {
+    if (!directory) return;
     TableOf<DirectoryRow> table;
-    table.Open(source);
+    table.Open(directory);
     const auto row = table.Find(rootId);
     const ClassInfo* listed = row ? FindClass(row->classId) : nullptr;
     if (listed && listed != &rootClass) throw Failure(Message::FileFormat);
@@ -81,7 +84,8 @@ void ReadDocument(DocumentTree& tree, LXVersionSupport& support) {
     if (versions) tree.MarksCountOf(CountingEpoch(*versions, file.Container().Number()));
     RootRecord record = OpenRootRecord(file, support);
     const Reference self = record.fields.ObjectReference();
-    RequireKind(file, self.id, root.Class());
+    auto table = file.Find(kDirectoryStream);
+    RequireKind(table, self.id, root.Class());
     tree.Objects().Rekey(root.OwnEntry(), self.id);
     root.OwnEntry().tag = self.tag;
     root.Class().load(root, record.fields, record.version);
@@ -89,7 +93,6 @@ void ReadDocument(DocumentTree& tree, LXVersionSupport& support) {
         RecordReader reader(settings);
         root.LoadSettings(reader);
     }
-    auto table = file.Find(kDirectoryStream);
     const bool hasTable = table != nullptr;
     tree.Objects().Open(std::move(table), file.Find(kLocksStream));
     if (!hasTable) tree.ListEverything();

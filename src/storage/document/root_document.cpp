@@ -89,7 +89,7 @@ void RootDocument::LoadFile(const std::filesystem::path& path) {
     tree_.File().Replace(OpenCompoundFile(path, Access()));
     ReadDocument(tree_, versionSupport_);
     std::error_code ignored;
-    path_ = std::filesystem::absolute(path, ignored);
+    path_ = path.is_absolute() ? path : std::filesystem::absolute(path, ignored);
 }
 
 void RootDocument::ExchangeDocuments(RootDocument& other) noexcept {
