@@ -111,7 +111,7 @@ private:
         if (rows > std::numeric_limits<ULONG>::max() || columns > std::numeric_limits<ULONG>::max())
             throw std::length_error("an array has at most 2^32 - 1 rows");
         SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(columns), 0}};
-        SAFEARRAY* array = SafeArrayCreate(kArrayTypeOf<T>, dimensions, bounds);
+        SAFEARRAY* array = CreateArrayToFill(kArrayTypeOf<T>, dimensions, bounds);
         if (!array) throw std::bad_alloc();
         Array made(Variant::FromArray(kArrayTypeOf<T>, array));
         fill(static_cast<T*>(made.Elements()));

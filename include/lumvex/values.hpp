@@ -142,6 +142,11 @@ public:
     }
 };
 
+// A safe array as SafeArrayCreate makes it, for elements that are numbers; where the system's library allows it, they
+// are not set yet. The caller sets them all: clearing a large array before takes as long as that. Null where there is
+// no memory.
+LUMVEX_API SAFEARRAY* CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept;
+
 // Ill-formed parts become U+FFFD.
 LUMVEX_API std::string ToUtf8(std::u16string_view text);
 LUMVEX_API std::u16string FromUtf8(std::string_view text);

@@ -160,7 +160,7 @@ py::object ToArray(Variant value) {
 
 Variant FromBytes(const void* data, std::size_t size) {
     SAFEARRAYBOUND bound{static_cast<ULONG>(size), 0};
-    SAFEARRAY* const array = SafeArrayCreate(VT_UI1, 1, &bound);
+    SAFEARRAY* const array = CreateArrayToFill(VT_UI1, 1, &bound);
     if (!array) throw std::bad_alloc();
     Variant made = Variant::FromArray(VT_UI1, array);
     if (size > 0) std::memcpy(ElementsOf(array), data, size);
@@ -190,7 +190,7 @@ Variant FromArrayLike(py::handle value) {
         throw py::value_error("an array has at most 2147483647 rows and columns");
     // One column is an array of one dimension, but for a single value, which the model takes only in two.
     SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(columns), 0}};
-    SAFEARRAY* const array = SafeArrayCreate(type, columns == 1 && rows != 1 ? 1 : 2, bounds);
+    SAFEARRAY* const array = CreateArrayToFill(type, columns == 1 && rows != 1 ? 1 : 2, bounds);
     if (!array) throw std::bad_alloc();
     Variant made = Variant::FromArray(type, array);
     if (rows == 0 || columns == 0) return made;

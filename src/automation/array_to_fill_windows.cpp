@@ -1,9 +1,9 @@
-#include "automation/element.hpp"
+#include "lumvex/values.hpp"
 
-namespace lumvex::inside {
+namespace lumvex {
 
 SAFEARRAY* CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
     return ::SafeArrayCreate(type, dimensions, bounds);
 }
 
-}  // namespace lumvex::inside
+}  // namespace lumvex

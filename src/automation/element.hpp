@@ -49,8 +49,4 @@ inline bool IsVariantType(VARTYPE type) noexcept {
     return (flags & ~(VT_ARRAY | VT_BYREF)) == 0 && SizeOfElement(base) != 0;
 }
 
-// A safe array as SafeArrayCreate makes it, for elements that are numbers; where the system's library allows it, they
-// are not set yet. The caller sets them all: clearing a large array before takes as long as that.
-SAFEARRAY* CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept;
-
 }  // namespace lumvex::inside

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "automation/element.hpp"
-#include "lumvex/native_automation.hpp"
+#include "lumvex/values.hpp"
 
 using lumvex::inside::SizeOfElement;
 
@@ -173,7 +173,7 @@ SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) no
     return Create(vt, cDims, rgsabound, Elements::Cleared);
 }
 
-SAFEARRAY* lumvex::inside::CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
+SAFEARRAY* lumvex::CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
     return Create(type, dimensions, bounds, Elements::NotSet);
 }
 

@@ -9,7 +9,7 @@ namespace lumvex::app {
 
 Array InTwoDimensions(std::span<const float> values, std::size_t rows) {
     SAFEARRAYBOUND bounds[2] = {{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(values.size() / rows), 0}};
-    SAFEARRAY* array = SafeArrayCreate(VT_R4, 2, bounds);
+    SAFEARRAY* array = CreateArrayToFill(VT_R4, 2, bounds);
     if (!array) throw std::bad_alloc();
     Variant made = Variant::FromArray(VT_R4, array);
     std::memcpy(array->pvData, values.data(), values.size_bytes());
