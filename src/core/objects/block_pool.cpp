@@ -1,7 +1,9 @@
 #include "core/objects/block_pool.hpp"
 
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <memory>
 #include <new>
 
 #include "core/objects/guard.hpp"
@@ -12,6 +14,7 @@ namespace lumvex::inside {
 namespace {
 
 struct Piece;
+struct Part;
 
 // Right before every block: the piece that it is from; null where it is from none.
 struct BlockHead {
@@ -33,6 +36,7 @@ struct FreeBlock {
 struct alignas(kAlignment) Piece {
     Piece* before = nullptr;  // among the pieces of this size that have room
     Piece* after = nullptr;
+    Part* part = nullptr;         // that the piece is in; null: it is a block of operator new
     FreeBlock* free = nullptr;    // blocks that came back
     std::uint32_t used = 0;       // blocks that are out
     std::uint32_t stride = 0;     // from one block to the next, in bytes
@@ -43,36 +47,77 @@ struct alignas(kAlignment) Piece {
 };
 constexpr std::size_t kFirstBlock = RoundedUp(sizeof(Piece) + sizeof(BlockHead));
 
-// The pieces that have room, by stride; the first one is used. Guarded by the module lock.
+// A large part of memory, cut into pieces.
+struct Part {
+    Part* before = nullptr;  // among the parts that have room
+    Part* after = nullptr;
+    std::uint32_t free = 0xFFFFFFFF;  // a bit for each piece
+    std::byte* memory = nullptr;
+};
+constexpr std::size_t kPieces = 32, kPieceInPart = kLargePart / kPieces;
+static_assert(kPieceSize <= kPieceInPart && kPieceInPart % kAlignment == 0);
+constexpr std::uint32_t kAllFree = Part{}.free;
+
+// The pieces that have room, by stride, and the parts that have; the first one is used. Guarded by the module lock.
 constinit std::array<Piece*, StrideFor(kLargest) / kAlignment + 1> piecesWithRoom{};
+constinit Part* partsWithRoom = nullptr;
 constinit std::size_t pieces = 0;  // of all strides, with room or without
 
 Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kAlignment]; }
 
 BlockHead& HeadOf(void* block) { return static_cast<BlockHead*>(block)[-1]; }
 
-void Link(Piece& piece) noexcept {
-    Piece*& first = FirstOf(piece.stride);
-    piece.before = nullptr;
-    piece.after = first;
-    if (first) first->before = &piece;
-    first = &piece;
+template <class Linked>
+void Link(Linked& linked, Linked*& first) noexcept {
+    linked.before = nullptr;
+    linked.after = first;
+    if (first) first->before = &linked;
+    first = &linked;
 }
 
-void Unlink(Piece& piece) noexcept {
-    (piece.before ? piece.before->after : FirstOf(piece.stride)) = piece.after;
-    if (piece.after) piece.after->before = piece.before;
+template <class Linked>
+void Unlink(Linked& linked, Linked*& first) noexcept {
+    (linked.before ? linked.before->after : first) = linked.after;
+    if (linked.after) linked.after->before = linked.before;
+}
+
+Part& PartWithRoom() {
+    if (partsWithRoom) return *partsWithRoom;
+    auto made = std::make_unique<Part>();
+    made->memory = static_cast<std::byte*>(TakeLargePart());
+    Link(*made, partsWithRoom);
+    return *made.release();
+}
+
+Piece& MakePieceIn(Part& part) noexcept {
+    const auto place = static_cast<unsigned>(std::countr_zero(part.free));
+    part.free &= ~(1u << place);
+    if (part.free == 0) Unlink(part, partsWithRoom);
+    Piece& made = *new (part.memory + place * kPieceInPart) Piece;
+    made.part = &part;
+    return made;
+}
+
+void GivePiece(Piece& piece) noexcept {
+    --pieces;
+    Part* const part = piece.part;
+    if (!part) return ::operator delete(&piece);
+    if (part->free == 0) Link(*part, partsWithRoom);
+    part->free |= 1u << static_cast<std::size_t>(reinterpret_cast<std::byte*>(&piece) - part->memory) / kPieceInPart;
+    if (part->free != kAllFree) return;
+    Unlink(*part, partsWithRoom);
+    GiveLargePart(part->memory);
+    delete part;
 }
 
 Piece& PieceWithRoom(std::size_t stride) {
     if (Piece* first = FirstOf(stride)) return *first;
-    constexpr std::size_t kFew = 16;  // where there are more, a piece is going to be filled
-    void* const memory = ::operator new(kPieceSize);
-    if (++pieces > kFew) AboutToFill(memory, kPieceSize);
-    Piece& made = *new (memory) Piece;
+    constexpr std::size_t kFew = kPieces;  // where there are more, a large part is going to be filled
+    Piece& made = pieces < kFew ? *new (::operator new(kPieceSize)) Piece : MakePieceIn(PartWithRoom());
+    ++pieces;
     made.stride = static_cast<std::uint32_t>(stride);
     made.untouched = static_cast<std::uint32_t>(kFirstBlock);
-    Link(made);
+    Link(made, FirstOf(stride));
     return made;
 }
 
@@ -87,18 +132,17 @@ void* TakeFrom(Piece& piece) noexcept {
         HeadOf(block).piece = &piece;
     }
     ++piece.used;
-    if (!piece.HasRoom()) Unlink(piece);
+    if (!piece.HasRoom()) Unlink(piece, FirstOf(piece.stride));
     return block;
 }
 
 // The last piece with room is kept for the next block.
 void GiveTo(Piece& piece, void* block) noexcept {
-    if (!piece.HasRoom()) Link(piece);
+    if (!piece.HasRoom()) Link(piece, FirstOf(piece.stride));
     piece.free = new (block) FreeBlock{piece.free};
     if (--piece.used != 0 || (!piece.before && !piece.after)) return;
-    Unlink(piece);
-    ::operator delete(&piece);
-    --pieces;
+    Unlink(piece, FirstOf(piece.stride));
+    GivePiece(piece);
 }
 
 }  // namespace

@@ -124,14 +124,25 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
         const Entry* top = slot.reference ? tree_.Objects().FindInMemory(slot.reference->id) : nullptr;
         if (top) ranks.emplace(top, ranks.size());
     });
-    const auto rankOf = [&](const Entry* entry) {
+    const auto findRank = [&](const Entry* entry) {
         while (entry->parent && entry->parent.get() != &root.OwnEntry()) entry = entry->parent.get();
         const auto found = ranks.find(entry);
         return found != ranks.end() ? found->second : ranks.size();
     };
+    const Entry* lastParent = nullptr;  // an object often has that of the object before, and so its rank
+    std::size_t lastRank = 0;
+    const auto rankOf = [&](const Entry* entry) {
+        const Entry* const parent = entry->parent.get();
+        if (parent && parent == lastParent) return lastRank;
+        const bool isTop = parent == &root.OwnEntry();  // whose rank is its own
+        lastParent = isTop ? nullptr : parent;
+        return lastRank = findRank(entry);
+    };
     std::vector<std::pair<std::size_t, Ref<Entry>>> ranked;
     root.Materialise();
-    for (Ref<Entry>& entry : tree_.Objects().Changes().Marked()) {
+    std::vector<Ref<Entry>> marked = tree_.Objects().Changes().Marked();
+    ranked.reserve(marked.size());
+    for (Ref<Entry>& entry : marked) {
         entry->object->Materialise();
         if (CollectionBase* collection = entry->object->AsCollection()) collection->FillMarks();
         entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
@@ -221,7 +232,7 @@ void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& ob
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
         WriteObject(*entry->object, record, marksEpoch);
-        WriteStream(file, StreamName(entry->id), record);
+        WriteStream(file, ObjectNameOf(entry->id), record);
         if (progress_) progress_(++written, objects.size());
     }
 }

@@ -96,10 +96,14 @@ bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_
 void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
     state.pending->ForEachContent([&](Change& change) {
+        change.start = kEndOfChain;
+        if (change.existing == kNoEntry) {
+            if (change.small != nullptr) placed.push_back(&change);
+            return;
+        }
         const Old old = OldOf(change);
         const std::uint64_t oldCount = old.isMini ? MiniSectorsFor(old.size) : 0;
         const std::uint64_t newCount = change.kind == Change::Kind::Small ? MiniSectorsFor(change.size) : 0;
-        change.start = kEndOfChain;
         if (oldCount == newCount) {
             // The page with these mini sectors is going to be written to another sector, so its copy can be changed.
             if (newCount != 0) smallStreams.Replace(change, old.start);
@@ -127,6 +131,7 @@ void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
 
 void CompoundFile::State::Commit::DraftLargeStreams() {
     state.pending->ForEachContent([this](Change& change) {
+        if (change.existing == kNoEntry && change.kind != Change::Kind::Large) return;
         const Old old = OldOf(change);
         if (!old.isMini) {
             Chain chain(old.start);

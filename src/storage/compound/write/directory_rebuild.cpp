@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <optional>
 #include <unordered_map>
 
 #include "storage/compound/base/prefetch.hpp"
@@ -20,7 +21,7 @@ constexpr std::uint64_t kAhead = 16;  // entries are prefetched so many steps be
 
 // A stream or folder of the tree that is built: one that stays (no change), is replaced, or is new (no entry).
 struct Member {
-    std::uint64_t key = 0;  // KeyOf its name
+    std::uint64_t key = 0;  // the beginning of its name: that of an object's name, or KeyOf another one
     const std::byte* entry = nullptr;
     const Change* change = nullptr;
     EntryId id = kNoEntry;  // its place in the new directory
@@ -30,6 +31,10 @@ struct Member {
     FoldedName Name() const {
         if (entry == nullptr) return change->Folded();
         return FoldedName(DirectoryEntry(entry));
+    }
+    std::optional<ObjectName> Object() const {
+        if (entry == nullptr) return change->isObject ? std::optional(change->object) : std::nullopt;
+        return ObjectNameOf(Name().Text());
     }
 };
 
@@ -48,15 +53,44 @@ std::uint64_t KeyOf(const FoldedName& name) {
     return key;
 }
 
-void SortByName(std::vector<Member>& members) {
-    SortByBits(members, 0, [](const Member& member) { return member.key; });
-    const auto isBefore = [](const Member& a, const Member& b) { return a.Name().Compare(b.Name()) < 0; };
+void MakeStream(DirectoryEntryWriter entry, const Change& change) {
+    if (change.text)
+        entry.MakeStream(*change.text);
+    else
+        entry.MakeStream(change.object);
+}
+
+bool IsNameBefore(const Member& a, const Member& b) { return a.Name().Compare(b.Name()) < 0; }
+bool IsObjectBefore(const Member& a, const Member& b) {
+    return a.key != b.key ? a.key < b.key : a.Object() < b.Object();
+}
+
+// First by the bits of the keys from firstBit on; few members are equal in these.
+void SortMembers(std::vector<Member>& members, unsigned firstBit, bool (*isBefore)(const Member&, const Member&)) {
+    const auto keyOf = [firstBit](const Member& member) { return member.key >> firstBit; };
+    SortByBits(members, firstBit, [](const Member& member) { return member.key; });
     for (auto begin = members.begin(); begin != members.end();) {
-        const auto isOther = [&](const Member& member) { return member.key != begin->key; };
-        const auto end = std::find_if(begin, members.end(), isOther);
+        auto end = begin + 1;
+        while (end != members.end() && keyOf(*end) == keyOf(*begin)) ++end;
         if (end - begin > 1) StableSort(begin, end, isBefore);
         begin = end;
     }
+}
+
+// Both are in order. Nearly all are objects, so that the place of each other one is searched for among them.
+std::vector<Member> Merged(std::vector<Member> objects, const std::vector<Member>& others) {
+    if (others.empty()) return objects;
+    std::vector<Member> merged;
+    merged.reserve(objects.size() + others.size());
+    auto next = objects.cbegin();
+    for (const Member& other : others) {
+        const auto place = std::upper_bound(next, objects.cend(), other, IsNameBefore);
+        merged.insert(merged.end(), next, place);
+        merged.push_back(other);
+        next = place;
+    }
+    merged.insert(merged.end(), next, objects.cend());
+    return merged;
 }
 
 // One rebuild. There are two ways. Where only the root's tree uses the directory, its entries are numbered anew, so
@@ -73,7 +107,7 @@ public:
 
     void Run() {
         CollectMembers();
-        SortByName(members_);
+        SortByName();
         const BalancedTree tree(static_cast<std::uint32_t>(members_.size()));
         if (canRenumber_)
             WriteRenumbered(tree);
@@ -84,6 +118,8 @@ public:
 
 private:
     void CollectMembers();
+    void Collect(const Member& member);
+    void SortByName();
     void CollectCommitted(const std::unordered_map<EntryId, const Change*>& changeOf);
     std::uint32_t CountAllocated();
     void WriteInPlace(const BalancedTree& tree);
@@ -100,8 +136,9 @@ private:
     PendingChanges& changes_;
     PerPage perPage_;
     DirectoryEditor editor_;
-    std::vector<Member> members_;   // of the new tree, in order from SortByName on
-    std::vector<EntryId> removed_;  // entries of the committed tree
+    std::vector<Member> objects_, others_;  // the members until SortByName: those with names of objects, the others
+    std::vector<Member> members_;           // all, in order
+    std::vector<EntryId> removed_;          // entries of the committed tree
     bool canRenumber_ = true;
 };
 
@@ -110,13 +147,26 @@ void Rebuild::CollectMembers() {
     changes_.ForEach([&](const Change& change) {
         if (change.existing != kNoEntry) changeOf.emplace(change.existing, &change);
     });
-    members_.reserve(changes_.Count());
+    objects_.reserve(changes_.Count());
     if (!committed_.Empty()) CollectCommitted(changeOf);
     // Further allocated entries, which the root's tree does not reach, belong to folders.
-    canRenumber_ = canRenumber_ && CountAllocated() <= members_.size() + removed_.size() + 1;
+    canRenumber_ = canRenumber_ && CountAllocated() <= objects_.size() + others_.size() + removed_.size() + 1;
     changes_.ForEach([&](const Change& change) {
-        if (change.existing == kNoEntry) members_.push_back({KeyOf(change.Folded()), nullptr, &change, kNoEntry});
+        if (change.existing == kNoEntry) Collect({0, nullptr, &change, kNoEntry});
     });
+}
+
+void Rebuild::Collect(const Member& member) {
+    const auto object = member.Object();
+    Member& collected = (object ? objects_ : others_).emplace_back(member);
+    collected.key = object ? object->first : KeyOf(member.Name());
+}
+
+void Rebuild::SortByName() {
+    constexpr unsigned kEnoughBits = 33;  // of IDs, which are mostly random
+    SortMembers(objects_, 64 - kEnoughBits, IsObjectBefore);
+    SortMembers(others_, 0, IsNameBefore);
+    members_ = Merged(std::move(objects_), others_);
 }
 
 void Rebuild::CollectCommitted(const std::unordered_map<EntryId, const Change*>& changeOf) {
@@ -131,7 +181,7 @@ void Rebuild::CollectCommitted(const std::unordered_map<EntryId, const Change*>&
             return;
         }
         if (entry.Type() != EntryType::Stream) canRenumber_ = false;
-        members_.push_back({KeyOf(FoldedName(entry)), entry.bytes(), change, id});
+        Collect({0, entry.bytes(), change, id});
     });
 }
 
@@ -150,7 +200,7 @@ void Rebuild::WriteInPlace(const BalancedTree& tree) {
     for (Member& member : members_)
         if (member.id == kNoEntry) {
             member.id = editor_.TakeUnused();
-            editor_.Edit(member.id).MakeStream(member.change->Name());  // otherwise TakeUnused would give it again
+            MakeStream(editor_.Edit(member.id), *member.change);  // otherwise TakeUnused would give it again
         }
     for (std::uint32_t number = 0; number < members_.size(); ++number)
         WriteEntry(editor_.Edit(members_[number].id), tree, number);
@@ -164,20 +214,20 @@ void Rebuild::WriteRenumbered(const BalancedTree& tree) {
     for (std::uint32_t i = 0; i < count; ++i) members_[tree.order[i]].id = i + 1;
     pages_.CutTo(0);
     for (std::uint32_t first = 0; first <= count; first += perPage_.Count()) {
-        std::byte* bytes = pages_.Append(std::byte{0});
+        std::byte* bytes = pages_.AppendToFill();
         for (std::uint32_t i = 0; i < perPage_.Count(); ++i) {
             const std::uint32_t id = first + i;
             PrefetchFor(tree, std::uint64_t{id} + kAhead);
             DirectoryEntryWriter entry(bytes + kEntrySize * i);
-            if (id > count)
+            if (id == 0)
+                entry.CopyFrom(root.data());
+            else if (id > count)
                 entry.Clear();
-            else if (id != 0)
+            else
                 WriteEntry(entry, tree, tree.order[id - 1]);
         }
     }
-    DirectoryEntryWriter entry = editor_.Edit(0);
-    entry.CopyFrom(root.data());
-    entry.SetChild(IdOf(tree.top));
+    editor_.Edit(0).SetChild(IdOf(tree.top));
 }
 
 // Prefetches the change behind the entry of this ID, and the member of the entry kAhead IDs later. So the member itself
@@ -208,7 +258,7 @@ void Rebuild::WriteEntry(DirectoryEntryWriter entry, const BalancedTree& tree, s
     if (member.IsCarriedFolder())
         entry.CopyFrom(changes_.Carried()->members[static_cast<std::size_t>(member.change->size)].entry.data());
     else if (member.entry == nullptr)
-        entry.MakeStream(member.change->Name());
+        MakeStream(entry, *member.change);
     else if (canRenumber_)
         entry.CopyFrom(member.entry);
     entry.SetLeft(IdOf(tree.nodes[number].left));

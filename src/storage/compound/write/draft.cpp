@@ -8,6 +8,7 @@ namespace lumvex::compound {
 Draft::Draft(Committed& committed, Space& space)
     : committed_(committed),
       space_(space),
+      memory_(std::size_t{8} << committed.GetVolume().SectorShift()),
       fat_(committed.FatSectors(), committed.GetVolume().Head().FatSectors(), memory_),
       table_(fat_),
       oldFatCount_(fat_.Count()),

@@ -49,7 +49,7 @@ public:
 
 private:
     struct Shadow {  // the draft of a structure that lies in a chain
-        Shadow(ChainPages& committed, SectorTable& fat, PageMemory& memory)
+        Shadow(ChainPages& committed, SectorTable& fat, GrowingMemory& memory)
             : chain(committed.Sectors()), oldCount(chain.Length(fat)), pages(committed, oldCount, memory) {}
         Chain& chain;
         std::uint32_t oldCount;
@@ -71,7 +71,7 @@ private:
 
     Committed& committed_;
     Space& space_;
-    PageMemory memory_;
+    GrowingMemory memory_;
     ShadowPages fat_;
     TableEditor table_;
     std::optional<Shadow> directory_, miniFat_, miniStream_;

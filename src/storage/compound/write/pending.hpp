@@ -5,12 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "generic/growing_memory.hpp"
 #include "generic/hash_index.hpp"
-#include "storage/compound/format/names.hpp"
 #include "storage/compound/write/carried.hpp"
 #include "storage/compound/write/change.hpp"
 
@@ -18,12 +17,13 @@ namespace lumvex::compound {
 
 class PendingChanges {
 public:
+    PendingChanges();
     bool Empty() const { return index_.Empty(); }
     std::size_t Count() const { return index_.Count(); }
 
-    Change* Find(const FoldedName& name);
+    Change* Find(const ChangeName& name);
     // The name must not be here yet. The change keeps its address until it is erased.
-    Change& Add(std::u16string_view name, const FoldedName& folded, EntryId existing);
+    Change& Add(const ChangeName& name, EntryId existing);
     void Erase(Change& change) noexcept;  // whoever calls has given back its content
 
     // In the order in which they came.
@@ -31,7 +31,7 @@ public:
     void ForEach(Visit visit) {
         for (auto& block : blocks_)
             for (Change& change : block)
-                if (change.length != 0) visit(change);
+                if (change.kind != Change::Kind::Erased) visit(change);
     }
 
     // These and the streams inside of carried folders.
@@ -53,11 +53,10 @@ private:
     Change& At(std::uint32_t number) { return blocks_[number / kChangesPerBlock][number % kChangesPerBlock]; }
 
     static constexpr std::uint32_t kChangesPerBlock = 256;
-    std::vector<std::vector<Change>> blocks_;  // blocks do not grow; an erased change stays, without a name
+    std::vector<std::vector<Change>> blocks_;  // blocks do not grow; an erased change stays, as Kind::Erased
     HashIndex index_;                          // by name: changes counted through all blocks
 
-    std::vector<std::unique_ptr<std::byte[]>> slabs_;
-    std::size_t slabSize_ = 0, slabUsed_ = 0;
+    GrowingMemory smallContent_;
     std::vector<std::vector<std::byte*>> returned_;  // by size in mini sectors
     std::unique_ptr<CarriedTree> carried_;
 };

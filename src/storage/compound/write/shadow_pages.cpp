@@ -3,24 +3,9 @@
 #include <algorithm>
 #include <cassert>
 
-#include "generic/fresh_memory.hpp"
 #include "storage/compound/base/error.hpp"
 
 namespace lumvex::compound {
-
-std::byte* PageMemory::Take(std::size_t size) {
-    constexpr std::size_t kLargest = std::size_t{1} << 20;
-    if (slabSize_ - used_ < size) {
-        const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
-        slabs_.push_back(std::unique_ptr<std::byte[]>(new std::byte[slabSize]));
-        if (slabSize == kLargest) AboutToFill(slabs_.back().get(), slabSize);
-        slabSize_ = slabSize;
-        used_ = 0;
-    }
-    std::byte* page = slabs_.back().get() + used_;
-    used_ += size;
-    return page;
-}
 
 const std::byte* ShadowPages::Fetch(std::uint32_t index) {
     if (index >= kept_) {
@@ -46,8 +31,13 @@ std::byte* ShadowPages::Edit(std::uint32_t index) {
 }
 
 std::byte* ShadowPages::Append(std::byte fill) {
-    std::byte* page = memory_.Take(PageSize());
+    std::byte* page = AppendToFill();
     std::fill_n(page, PageSize(), fill);
+    return page;
+}
+
+std::byte* ShadowPages::AppendToFill() {
+    std::byte* page = memory_.Take(PageSize());
     appended_.push_back(page);
     return page;
 }

@@ -26,13 +26,14 @@ void TableEditor::Relink(SectorId sector, SectorId next) {
 }
 
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
-    const SectorId last = first + count - 1;
-    SetNext(last, next);  // makes the table long enough for the others
-    for (SectorId sector = first; sector < last;) {
+    const SectorId behind = first + count;
+    while (pages_.Count() <= perPage_.PageOf(behind - 1)) pages_.Append(std::byte{0xFF});
+    for (SectorId sector = first; sector < behind;) {
         const std::uint32_t page = perPage_.PageOf(sector);
-        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPage_.Shift()));
+        const std::uint64_t pageEnd = (std::uint64_t{page} + 1) << perPage_.Shift();
+        const auto end = static_cast<SectorId>(std::min<std::uint64_t>(behind, pageEnd));
         std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
-        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
+        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1 == behind ? next : sector + 1);
     }
 }
 
