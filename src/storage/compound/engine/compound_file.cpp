@@ -144,6 +144,8 @@ void CompoundFile::Write(const ObjectName& name, std::span<const Piece> content)
     state_->InCurrentFile([&] { state_->Write(ChangeName(name), content); });
 }
 
+void CompoundFile::ExpectWrites(std::size_t streams) { state_->pending->Reserve(streams); }
+
 void CompoundFile::Remove(std::u16string_view name) {
     state_->InCurrentFile([&] { state_->Remove(name); });
 }

@@ -55,6 +55,8 @@ public:
     void Write(std::u16string_view name, std::span<const Piece> content);
     void Write(const ObjectName& name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
+    // About so many streams are going to be written: their names then need not be arranged anew again and again.
+    void ExpectWrites(std::size_t streams);
 
     // All or nothing: after a StorageError the committed state is what it was, and what is pending stays pending. Large
     // streams that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -19,7 +18,10 @@ inline constexpr std::size_t kObjectNameLength = 26;  // 128 bits in groups of f
 // highest. These order as the names do.
 struct ObjectName {
     std::uint64_t first = 0, second = 0;
-    auto operator<=>(const ObjectName&) const = default;
+    bool operator==(const ObjectName&) const = default;
+    bool operator<(const ObjectName& other) const {
+        return first != other.first ? first < other.first : second < other.second;
+    }
 };
 void WriteText(const ObjectName& object, std::span<char16_t, kObjectNameLength> name) noexcept;
 void WriteText(const ObjectName& object, std::byte* littleEndian) noexcept;  // as 52 bytes

@@ -1,11 +1,15 @@
 #include "storage/compound/write/pending.hpp"
 
-#include <algorithm>
+#include <memory>
 #include <new>
 
 namespace lumvex::compound {
 
-PendingChanges::PendingChanges() : smallContent_(std::size_t{16} * 1024) {}
+PendingChanges::PendingChanges() : memory_(std::size_t{16} * 1024) {}
+
+void PendingChanges::DestroyAll() noexcept {
+    while (made_ != 0) std::destroy_at(&At(--made_));
+}
 
 Change* PendingChanges::Find(const ChangeName& name) {
     if (Empty()) return nullptr;
@@ -16,13 +20,12 @@ Change* PendingChanges::Find(const ChangeName& name) {
 Change& PendingChanges::Add(const ChangeName& name, EntryId existing) {
     auto text = name.Text().empty() ? nullptr : std::make_unique<std::u16string>(name.Text());
     index_.Reserve(index_.Count() + 1);
-    if (blocks_.empty() || blocks_.back().size() == kChangesPerBlock) {
-        std::vector<Change> block;
-        block.reserve(kChangesPerBlock);
-        blocks_.push_back(std::move(block));
+    if (made_ == blocks_.size() * kChangesPerBlock) {
+        blocks_.reserve(blocks_.size() + 1);
+        blocks_.push_back(reinterpret_cast<Change*>(memory_.Take(kChangesPerBlock * sizeof(Change))));
     }
-    const auto number = static_cast<std::uint32_t>((blocks_.size() - 1) * kChangesPerBlock + blocks_.back().size());
-    Change& change = blocks_.back().emplace_back();
+    const std::uint32_t number = made_++;
+    Change& change = *new (&At(number)) Change;
     change.isObject = name.Object().has_value();
     if (change.isObject) change.object = *name.Object();
     change.text = std::move(text);
@@ -38,7 +41,7 @@ void PendingChanges::Erase(Change& change) noexcept {
     change = Change{};
     change.kind = Change::Kind::Erased;
     if (!Empty()) return;
-    blocks_.clear();
+    DestroyAll();
     index_.Clear();
 }
 
@@ -50,7 +53,7 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
         returned_[sectors].pop_back();
         return bytes;
     }
-    return smallContent_.Take(sectors * kMiniSectorSize);
+    return memory_.Take(sectors * kMiniSectorSize);
 }
 
 // Where there is no memory to note it, this room is not used again before all changes are dropped.

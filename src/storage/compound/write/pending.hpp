@@ -18,9 +18,14 @@ namespace lumvex::compound {
 class PendingChanges {
 public:
     PendingChanges();
+    ~PendingChanges() { DestroyAll(); }
+    PendingChanges(const PendingChanges&) = delete;
+    PendingChanges& operator=(const PendingChanges&) = delete;
+
     bool Empty() const { return index_.Empty(); }
     std::size_t Count() const { return index_.Count(); }
 
+    void Reserve(std::size_t more) { index_.Reserve(index_.Count() + more); }  // throws std::bad_alloc
     Change* Find(const ChangeName& name);
     // The name must not be here yet. The change keeps its address until it is erased.
     Change& Add(const ChangeName& name, EntryId existing);
@@ -29,10 +34,12 @@ public:
     // In the order in which they came.
     template <class Visit>
     void ForEach(Visit visit) {
-        for (auto& block : blocks_)
-            for (Change& change : block)
-                if (change.kind != Change::Kind::Erased) visit(change);
+        for (std::uint32_t number = 0; number < made_; ++number)
+            if (Change& change = At(number); change.kind != Change::Kind::Erased) visit(change);
     }
+    // All changes that are here have numbers below this, and so may some that were erased.
+    std::uint32_t NumberEnd() const { return made_; }
+    Change& At(std::uint32_t number) { return blocks_[number / kChangesPerBlock][number % kChangesPerBlock]; }
 
     // These and the streams inside of carried folders.
     template <class Visit>
@@ -50,13 +57,14 @@ public:
     void GiveSmall(std::byte* bytes, std::uint64_t size) noexcept;
 
 private:
-    Change& At(std::uint32_t number) { return blocks_[number / kChangesPerBlock][number % kChangesPerBlock]; }
+    void DestroyAll() noexcept;
 
-    static constexpr std::uint32_t kChangesPerBlock = 256;
-    std::vector<std::vector<Change>> blocks_;  // blocks do not grow; an erased change stays, as Kind::Erased
-    HashIndex index_;                          // by name: changes counted through all blocks
+    static constexpr std::uint32_t kChangesPerBlock = 512;
+    GrowingMemory memory_;         // of the blocks, and of small content
+    std::vector<Change*> blocks_;  // room for kChangesPerBlock each
+    std::uint32_t made_ = 0;       // an erased change stays, as Kind::Erased, until all are erased
+    HashIndex index_;              // by name: changes counted through all blocks
 
-    GrowingMemory smallContent_;
     std::vector<std::vector<std::byte*>> returned_;  // by size in mini sectors
     std::unique_ptr<CarriedTree> carried_;
 };
