@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "automation/key_stream.hpp"
 #include "automation/random.hpp"
+#include "generic/key_stream.hpp"
 
 namespace lumvex::inside {
 

@@ -15,11 +15,12 @@ namespace {
 constexpr std::size_t kCountSize = 4;
 
 // The first eight bytes of an ID as a number. Of two IDs the one that comes first has no larger number.
+// (Written so that compilers make one instruction of it.)
 std::uint64_t LeadingBytes(const void* id) {
-    std::uint64_t key = 0;
-    for (std::size_t byte = 0; byte < sizeof key; ++byte)
-        key = key << 8 | std::to_integer<std::uint64_t>(static_cast<const std::byte*>(id)[byte]);
-    return key;
+    const auto at = [id](unsigned place) {
+        return std::to_integer<std::uint64_t>(static_cast<const std::byte*>(id)[place]) << (56 - 8 * place);
+    };
+    return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
 }
 
 }  // namespace

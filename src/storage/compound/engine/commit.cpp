@@ -48,6 +48,7 @@ struct CompoundFile::State::Commit {
 
     void DraftSmallStreams();
     void DraftLargeStreams();
+    void WriteMiniStreamOfNewFile();
     void DraftDirectory();
     void PlaceAll();
     void WriteAndSwitch();
@@ -70,6 +71,7 @@ struct CompoundFile::State::Commit {
     Draft draft;
     Header header;
     SmallStreams smallStreams;
+    std::optional<SectorId> miniStream;  // its first sector, once it is placed
 };
 
 CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change& change) {
@@ -151,6 +153,14 @@ void CompoundFile::State::Commit::DraftLargeStreams() {
     });
 }
 
+// The disk can begin with the mini stream of a new file, of which no page changes any more, while the directory is
+// made. In a file that is there MoveToFront may move pages of it.
+void CompoundFile::State::Commit::WriteMiniStreamOfNewFile() {
+    if (!committed.Empty() || !draft.HasMiniStream()) return;
+    miniStream = draft.PlaceMiniStream();
+    draft.WriteOut();
+}
+
 bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
     DirectoryEditor editor(draft.Directory(), header.Generation());
     bool done = true;
@@ -186,10 +196,10 @@ void CompoundFile::State::Commit::DraftDirectory() {
 
 void CompoundFile::State::Commit::PlaceAll() {
     if (draft.HasMiniStream()) {
-        const SectorId start = draft.PlaceMiniStream();
+        if (!miniStream) miniStream = draft.PlaceMiniStream();
         const auto& free = smallStreams.FreeMiniSectors();
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
-        DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
+        DirectoryEditor(draft.Directory(), 0).SetContent(0, *miniStream, size);
     }
     header.SetGeneration(state.NextGeneration());
     draft.PlaceStructures(header);
@@ -303,6 +313,7 @@ void CompoundFile::State::CommitAll() {
         Commit commit(*this);
         commit.DraftSmallStreams();
         commit.DraftLargeStreams();
+        commit.WriteMiniStreamOfNewFile();
         commit.DraftDirectory();
         commit.draft.MoveToFront();
         commit.PlaceAll();

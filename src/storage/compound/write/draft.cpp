@@ -267,6 +267,7 @@ void Draft::WriteOut() {
         volume.Write(volume.OffsetOf(writes_[begin].sector), pieces);
         begin = end;
     }
+    writes_.clear();
 }
 
 // Rule 1 of commit.cpp: no sector is written that the committed state uses. Besides, none is written twice.

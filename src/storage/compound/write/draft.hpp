@@ -40,7 +40,7 @@ public:
     SectorId PlaceMiniStream() { return Place(*miniStream_); }
     void PlaceStructures(Header& header);
 
-    // Writes what was placed, in file order.
+    // Writes what was placed since the last time, in file order.
     void WriteOut();
 
     const std::vector<Run>& Released() const { return released_; }

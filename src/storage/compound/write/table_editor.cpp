@@ -26,15 +26,22 @@ void TableEditor::Relink(SectorId sector, SectorId next) {
 }
 
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
-    const SectorId behind = first + count;
-    while (pages_.Count() <= perPage_.PageOf(behind - 1)) pages_.Append(std::byte{0xFF});
-    for (SectorId sector = first; sector < behind;) {
-        const std::uint32_t page = perPage_.PageOf(sector);
-        const std::uint64_t pageEnd = (std::uint64_t{page} + 1) << perPage_.Shift();
-        const auto end = static_cast<SectorId>(std::min<std::uint64_t>(behind, pageEnd));
-        std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
-        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1 == behind ? next : sector + 1);
-    }
+    LinkChains(first, {&count, 1});
+    if (next != kEndOfChain) SetNext(first + count - 1, next);
+}
+
+void TableEditor::LinkChains(SectorId first, std::span<const std::uint32_t> counts) {
+    std::byte* entry = nullptr;
+    SectorId sector = first;
+    for (const std::uint32_t count : counts)
+        for (std::uint32_t left = count; left != 0; --left, ++sector, entry += 4) {
+            if (entry == nullptr || perPage_.IndexOf(sector) == 0) {
+                const std::uint32_t page = perPage_.PageOf(sector);
+                while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
+                entry = pages_.Edit(page) + OffsetOf(sector);
+            }
+            Store32(entry, left == 1 ? kEndOfChain : sector + 1);
+        }
 }
 
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {

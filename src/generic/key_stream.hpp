@@ -3,11 +3,13 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
-namespace lumvex::inside {
+namespace lumvex {
 
 using StreamKey = std::array<std::uint32_t, 8>;
 inline constexpr std::size_t kStreamPart = 256;  // bytes: four blocks of the cipher
@@ -43,12 +45,18 @@ inline void KeyStream(const StreamKey& key, std::uint64_t number, std::span<std:
         mix(0, 4, 8, 12), mix(1, 5, 9, 13), mix(2, 6, 10, 14), mix(3, 7, 11, 15);
         mix(0, 5, 10, 15), mix(1, 6, 11, 12), mix(2, 7, 8, 13), mix(3, 4, 9, 14);
     }
+    for (std::size_t at = 0; at < words.size(); ++at) words[at] += first[at];
     std::byte* out = part.data();
     for (unsigned block = 0; block < kBlocks; ++block)
         for (std::size_t at = 0; at < words.size(); ++at) {
-            const std::uint32_t word = words[at][block] + first[at][block];
-            for (unsigned bits = 0; bits < 32; bits += 8) *out++ = static_cast<std::byte>(word >> bits);
+            const std::uint32_t word = words[at][block];
+            if constexpr (std::endian::native == std::endian::little)
+                std::memcpy(out, &word, sizeof word);
+            else
+                for (unsigned byte = 0; byte < sizeof word; ++byte)
+                    out[byte] = static_cast<std::byte>(word >> 8 * byte);
+            out += sizeof word;
         }
 }
 
-}  // namespace lumvex::inside
+}  // namespace lumvex
