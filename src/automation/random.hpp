@@ -5,8 +5,9 @@
 
 namespace lumvex::inside {
 
-// Fills up to 256 bytes from the system's source; false when it has none. Every thread keeps a few of the system's
-// bytes for its next calls; a forked process starts with none, so that both sides of a fork get different ones.
+// Fills up to 256 bytes from the stream of a key that the system's source gives; false when it has none. Every thread
+// has a key of its own, for some kilobytes; a forked process starts with none, so that both sides of a fork get
+// different bytes.
 bool FillRandom(void* bytes, std::size_t count) noexcept;
 
 }  // namespace lumvex::inside

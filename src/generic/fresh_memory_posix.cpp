@@ -6,6 +6,17 @@
 
 namespace lumvex {
 
+namespace {
+
+std::byte* Map(std::size_t size) noexcept {  // null where there is no memory
+    void* const begin = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return begin == MAP_FAILED ? nullptr : static_cast<std::byte*>(begin);
+}
+
+std::size_t BeyondAligned(const std::byte* at) { return reinterpret_cast<std::uintptr_t>(at) % kLargePage; }
+
+}  // namespace
+
 // Whole pages of 4096 bytes; where the system's are longer, it may refuse.
 void AboutToFill([[maybe_unused]] void* begin, [[maybe_unused]] std::size_t size) noexcept {
 #ifdef MADV_POPULATE_WRITE  // Linux; other systems have no such call
@@ -16,18 +27,20 @@ void AboutToFill([[maybe_unused]] void* begin, [[maybe_unused]] std::size_t size
 #endif
 }
 
-// The system chooses a place for more than is needed; what is before the first multiple and behind the region is given
-// back.
+// Newer systems choose an aligned place. On others more is mapped, and what is around the aligned part is given back.
 void* TakeRegion(std::size_t size) noexcept {
-    const std::size_t wider = size + kLargePage;
-    void* const mapped = ::mmap(nullptr, wider, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED) return nullptr;
-    const std::size_t before = (kLargePage - reinterpret_cast<std::uintptr_t>(mapped) % kLargePage) % kLargePage;
-    std::byte* const region = static_cast<std::byte*>(mapped) + before;
-    if (before != 0) ::munmap(mapped, before);
-    if (before != kLargePage) ::munmap(region + size, kLargePage - before);
+    std::byte* region = Map(size);
+    if (BeyondAligned(region) != 0) {
+        ::munmap(region, size);
+        std::byte* const mapped = Map(size + kLargePage);
+        if (!mapped) return nullptr;
+        const std::size_t before = kLargePage - BeyondAligned(mapped);
+        region = mapped + before;
+        ::munmap(mapped, before);
+        if (before != kLargePage) ::munmap(region + size, kLargePage - before);
+    }
 #ifdef MADV_HUGEPAGE  // Linux
-    static_cast<void>(::madvise(region, size / kLargePage * kLargePage, MADV_HUGEPAGE));
+    if (region) static_cast<void>(::madvise(region, size / kLargePage * kLargePage, MADV_HUGEPAGE));
 #endif
     return region;
 }

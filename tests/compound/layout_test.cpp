@@ -122,11 +122,17 @@ TEST(ObjectNames, AreBase32HexOfTheIdsBytes) {
     for (const auto& [hex, name] : kPairs) {
         EXPECT_EQ(NameOfId(id(hex)), name);
         EXPECT_EQ(IdOfName(name), id(hex));
+        const auto object = ObjectNameOf(name);
+        ASSERT_TRUE(object);
+        std::array<char16_t, kObjectNameLength> text;
+        WriteText(*object, text);
+        EXPECT_EQ(std::u16string(text.begin(), text.end()), name);
     }
+    EXPECT_TRUE(ObjectNameOf(kPairs[0].second) < ObjectNameOf(kPairs[2].second));
     EXPECT_EQ(IdOfName(u"vvvvvvvvvvvvvvvvvvvvvvvvvs"), id("ffffffffffffffffffffffffffffffff"));
     for (const std::u16string& other : {std::u16string(25, u'0'), std::u16string(27, u'0'), std::u16string(26, u'V'),
                                         std::u16string(25, u'0') + u"W", u"\uFF10" + std::u16string(25, u'0')})
-        EXPECT_EQ(IdOfName(other), std::nullopt);
+        EXPECT_TRUE(!IdOfName(other) && !ObjectNameOf(other));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <random>
 
+#include "storage/compound/format/object_name.hpp"
 #include "support.hpp"
 
 namespace lumvex::tests {
@@ -157,6 +158,45 @@ TEST_P(Streams, NamesAreComparedWithoutCaseAndCheckedWhenWritten) {
     EXPECT_EQ(StatusOf([&] { Put(*reader, u"a", {}); }), Status::AccessDenied);
     EXPECT_EQ(StatusOf([&] { reader->Remove(longest); }), Status::AccessDenied);
     EXPECT_EQ(StatusOf([&] { reader->Commit(); }), Status::AccessDenied);
+}
+
+// Names of objects are kept as numbers until they are written. Others of the same length may be anywhere between them,
+// and each may be given in another case.
+TEST_P(Streams, NamesOfObjectsAndOtherNamesAreInOneOrder) {
+    Content content;
+    std::mt19937 random(11);
+    const auto put = [&](CompoundFile& file, const std::u16string& name) {
+        Put(file, name, content[name] = Pattern(random() % 200, static_cast<unsigned>(content.size())));
+    };
+    FaultyDisk disk;
+    auto file = CompoundFile::Create(disk.Open(), GetParam());
+    for (int round = 0; round < 3; ++round) {  // from the second on, among what was committed
+        for (int i = 0; i < 150; ++i) {
+            std::array<std::byte, 16> id;
+            for (std::byte& byte : id) byte = static_cast<std::byte>(i % 3 == 0 && &byte < &id[12] ? 7 : random());
+            const std::u16string name = NameOfId(id);
+            put(*file, name);
+            const std::u16string known = i % 2 == 0 ? name : content.begin()->first;
+            std::u16string inLowerCase = known;
+            for (char16_t& unit : inLowerCase)
+                unit = unit == u'I'                   ? u'\u0131'
+                       : unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32)
+                                                      : unit;
+            Put(*file, inLowerCase, content[known] = Pattern(random() % 200, static_cast<unsigned>(i)));
+            if (i % 5 == 0) put(*file, name.substr(0, 25) + u"T");
+            if (i % 7 == 0) put(*file, u"Z" + name.substr(1));
+            if (i % 11 == 0) put(*file, name.substr(0, 25));
+            if (i % 13 == 0) put(*file, name + u"0");
+        }
+        if (round == 0) {
+            EXPECT_EQ(GetUncommitted(*file), content);
+        }
+        file->Commit();
+        EXPECT_EQ(ContentOf(disk.Content()), content);
+        EXPECT_EQ(Problems(disk.Content()), "");
+        RequireRedBlackTree(disk.Content());
+        file = CompoundFile::Open(disk.Open(), Access::Exclusive);
+    }
 }
 
 // 109 FAT sectors are listed in the header: 109 * 128 * 512 bytes in version 3.

@@ -70,11 +70,8 @@ void Object::LeaveFile() { Materialise(); }
 
 void Object::Arrived(Arrival) {}
 
-Entry& Object::OwnEntry() const {
-    // The bare name: with a path, what is built would depend on the folder that it is built in.
-    if (!entry_) throw COstrelException(1, __FILE_NAME__, __LINE__);
-    return *entry_;
-}
+// The bare name: with a path, what is built would depend on the folder that it is built in.
+void Object::FailForWantOfAnEntry() { throw COstrelException(1, __FILE_NAME__, __LINE__); }
 
 Document& Object::ResolveRoot() const {
     Document* document = OwnEntry().document;

@@ -81,7 +81,10 @@ public:
     virtual void Arrived(Arrival how);
 
     // Throws COstrelException where the object has none, which is a fault of the program.
-    Entry& OwnEntry() const;
+    Entry& OwnEntry() const {
+        if (!entry_) FailForWantOfAnEntry();
+        return *entry_;
+    }
     void Bind(Entry& entry) noexcept { entry_ = Ref<Entry>(&entry); }
     void SwapEntry(Object& other) noexcept { std::swap(entry_, other.entry_); }
 
@@ -114,6 +117,7 @@ protected:
 
 private:
     ULONG ReleaseInCall() noexcept;
+    [[noreturn]] static void FailForWantOfAnEntry();
 
     // Is it counted among the objects that calls have made? They all go under the lock.
     bool madeInCall_;

@@ -47,6 +47,9 @@ private:
 // Records `back(object, detail)`, which takes back the change that the caller makes next. The object is kept alive
 // until the operation ends. Outside of any call nothing is recorded. Throws std::bad_alloc, unless there is room.
 void RecordStep(Object& object, void* detail, TakeStepBack back);
+// The same with `back(entry)`. The entry is kept, its object is not, so that no atomic addition is needed: that would
+// wait for all that the processor has to write.
+void RecordStep(Entry& entry, TakeEntryBack back);
 // Makes room, so that recording the next `count` steps cannot fail. Throws std::bad_alloc.
 void MakeRoomForSteps(std::size_t count);
 

@@ -10,11 +10,14 @@ namespace lumvex::inside {
 
 // Takes a step of an operation back; see operation.hpp.
 using TakeStepBack = void (*)(Object& object, void* detail) noexcept;
+using TakeEntryBack = void (*)(Entry& entry) noexcept;
 
 struct Step {
-    Ref<Object> object;
+    Ref<Object> object;  // the first three, or else the other two
     void* detail;
     TakeStepBack back;
+    Ref<Entry> entry;
+    TakeEntryBack entryBack;
 };
 
 struct ThreadContext {

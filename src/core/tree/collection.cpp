@@ -151,8 +151,9 @@ Ref<Object> CollectionBase::FindCounterpart(ItemBase& other) { return FindName(o
 void CollectionBase::AppendMember(Object& member) {
     Document& document = ResolveRoot();
     members.MakeRoom();
-    RecordStep(*this, nullptr,
-               [](Object& collection, void*) noexcept { collection.AsCollection()->members.EraseLast(); });
+    RecordStep(OwnEntry(), [](Entry& collection) noexcept {
+        if (collection.object) collection.object->AsCollection()->members.EraseLast();
+    });
     members.Append({member.OwnEntry().id, member.OwnEntry().tag}, member.OwnEntry().name);
     document.MarkChanged(*this);
     Raise(document, EventKind::Item, member, LX_EV_CREATE);

@@ -53,7 +53,8 @@ void Members::Swap(Members& other) noexcept {
 
 void Members::MakeRoom() {
     Materialise();
-    lumvex::MakeRoom(list_, 1);
+    constexpr std::size_t kFirst = 4;  // most lists are short, and each step to more room is a block of memory
+    lumvex::MakeRoom(list_, list_.capacity() == 0 ? kFirst : 1);
     if (!marks_.empty() || list_.size() + 1 >= kMarkedFrom) lumvex::MakeRoom(marks_, list_.size() + 1 - marks_.size());
 }
 

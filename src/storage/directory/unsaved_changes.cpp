@@ -57,6 +57,7 @@ void UnsavedChanges::Erase(const Entry& entry) noexcept {
 
 std::vector<Ref<Entry>> UnsavedChanges::Marked() const {
     std::vector<Ref<Entry>> marked;
+    marked.reserve(marked_.size());
     std::ranges::copy_if(marked_, std::back_inserter(marked), IsInDocument);
     return marked;
 }
@@ -68,13 +69,13 @@ bool UnsavedChanges::ChangesTable() const {
 std::vector<std::byte> UnsavedChanges::Table(const TableOf<DirectoryRow>& stored) const {
     SortedRecords::Changes changes;
     changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
-    changes.put.reserve(joining_.size() * sizeof(DirectoryRow));
+    changes.Reserve(joining_.size(), sizeof(DirectoryRow));
     for (const Ref<Entry>& entry : joining_) {
         if (!IsInDocument(entry)) continue;
         assert(entry->classInfo && "objects of unknown classes are never loaded");
         stored.Append(changes.put, {entry->id, entry->Second(), entry->classInfo->classId, entry->tag});
     }
-    return stored.Merged(changes);
+    return stored.Merged(std::move(changes));
 }
 
 SortedRecords::Changes UnsavedChanges::LockChanges() const {

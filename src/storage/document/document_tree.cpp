@@ -152,9 +152,9 @@ Entry& DocumentTree::Enter(Object& object, Entry& owner) {
     object.Bind(entry);
     directory_.Cache().Add(entry, object);
     MarkChanged(object);
-    RecordStep(object, this, [](Object& entered, void* tree) noexcept {
-        const Ref<Entry> own(&entered.OwnEntry());
-        if (own->document) static_cast<DocumentTree*>(tree)->Erase(std::span(&own, 1));
+    RecordStep(entry, [](Entry& entered) noexcept {
+        const Ref<Entry> own(&entered);
+        if (entered.document) entered.document->Erase(std::span(&own, 1));
     });
     return entry;
 }

@@ -124,27 +124,45 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
         const Entry* top = slot.reference ? tree_.Objects().FindInMemory(slot.reference->id) : nullptr;
         if (top) ranks.emplace(top, ranks.size());
     });
-    const auto rankOf = [&](const Entry* entry) {
+    const auto findRank = [&](const Entry* entry) {
         while (entry->parent && entry->parent.get() != &root.OwnEntry()) entry = entry->parent.get();
         const auto found = ranks.find(entry);
         return found != ranks.end() ? found->second : ranks.size();
     };
-    std::vector<std::pair<std::size_t, Ref<Entry>>> ranked;
+    const Entry* lastParent = nullptr;  // an object often has that of the object before, and so its rank
+    std::size_t lastRank = 0;
+    const auto rankOf = [&](const Entry* entry) {
+        const Entry* const parent = entry->parent.get();
+        if (parent && parent == lastParent) return lastRank;
+        const bool isTop = parent == &root.OwnEntry();  // whose rank is its own
+        lastParent = isTop ? nullptr : parent;
+        return lastRank = findRank(entry);
+    };
+    using Place = std::pair<std::size_t, std::uint64_t>;
+    const auto placeOf = [&](const Ref<Entry>& entry) { return Place(rankOf(entry.get()), entry->order); };
     root.Materialise();
-    for (Ref<Entry>& entry : tree_.Objects().Changes().Marked()) {
+    Objects objects = tree_.Objects().Changes().Marked();
+    bool areInOrder = true;  // as they mostly are
+    Place last{};
+    for (const Ref<Entry>& entry : objects) {
         entry->object->Materialise();
         if (CollectionBase* collection = entry->object->AsCollection()) collection->FillMarks();
         entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
             reference.ForgetLostTarget(tree_, targetClass);
         });
-        const std::size_t rank = rankOf(entry.get());
-        ranked.emplace_back(rank, std::move(entry));
+        const Place place = placeOf(entry);
+        areInOrder = areInOrder && last <= place;
+        last = place;
     }
-    const auto place = [](const auto& each) { return std::pair(each.first, each.second->order); };
-    if (!std::ranges::is_sorted(ranked, {}, place)) std::ranges::sort(ranked, {}, place);
-    Objects objects;
-    objects.reserve(ranked.size());
-    for (auto& each : ranked) objects.push_back(std::move(each.second));
+    if (areInOrder) return objects;
+    std::vector<std::pair<Place, Ref<Entry>>> placed;
+    placed.reserve(objects.size());
+    for (Ref<Entry>& entry : objects) {
+        const Place place = placeOf(entry);
+        placed.emplace_back(place, std::move(entry));
+    }
+    std::ranges::sort(placed, {}, [](const auto& each) { return each.first; });
+    for (std::size_t at = 0; at < placed.size(); ++at) objects[at] = std::move(placed[at].second);
     return objects;
 }
 
@@ -216,12 +234,13 @@ void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
 }
 
 void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects, std::uint64_t marksEpoch) const {
+    file.ExpectWrites(objects.size());
     RecordWriter record;
     std::size_t written = 0;
     for (const Ref<Entry>& entry : objects) {
         record.Clear();
         WriteObject(*entry->object, record, marksEpoch);
-        WriteStream(file, StreamName(entry->id), record);
+        WriteStream(file, ObjectNameOf(entry->id), record);
         if (progress_) progress_(++written, objects.size());
     }
 }

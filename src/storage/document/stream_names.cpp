@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "storage/compound/format/object_name.hpp"
-
 namespace lumvex::inside {
 
 namespace {
@@ -20,12 +18,14 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
 
 }  // namespace
 
-StreamName::StreamName(const GUID& id) noexcept {
+compound::ObjectName ObjectNameOf(const GUID& id) noexcept {
     const std::uint64_t first = std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
     const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
     const std::uint64_t second = at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
-    compound::WriteNameOfId(first, second, units_);
+    return {first, second};
 }
+
+StreamName::StreamName(const GUID& id) noexcept { compound::WriteText(ObjectNameOf(id), units_); }
 
 std::optional<GUID> IdOfStream(std::u16string_view name) {
     const auto bytes = compound::IdOfName(name);

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "lumvex/values.hpp"
+#include "storage/compound/format/object_name.hpp"
 
 namespace lumvex::inside {
 
@@ -18,14 +19,15 @@ inline constexpr std::u16string_view kDirectoryStream = u"ROOTDIR-V100";
 inline constexpr std::u16string_view kLocksStream = u"LOCKS-V100";
 inline constexpr std::u16string_view kSettingsStream = u"PROJECTSETTINGS-V100";
 
-// The name of an object's stream.
+// The name of an object's stream, and its text.
+compound::ObjectName ObjectNameOf(const GUID& id) noexcept;
 class StreamName {
 public:
     explicit StreamName(const GUID& id) noexcept;
     operator std::u16string_view() const { return {units_.data(), units_.size()}; }
 
 private:
-    std::array<char16_t, 26> units_;
+    std::array<char16_t, compound::kObjectNameLength> units_;
 };
 inline std::u16string StreamNameOf(const GUID& id) { return std::u16string(std::u16string_view(StreamName(id))); }
 // The ID whose stream has the name; none for any other name.

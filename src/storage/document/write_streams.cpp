@@ -8,6 +8,10 @@ void WriteStream(compound::CompoundFile& file, std::u16string_view name, const R
     file.Write(name, record.Pieces());
 }
 
+void WriteStream(compound::CompoundFile& file, const compound::ObjectName& name, const RecordWriter& record) {
+    file.Write(name, record.Pieces());
+}
+
 void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::span<const std::byte> bytes) {
     const compound::Piece piece = bytes;
     file.Write(name, std::span(&piece, 1));

@@ -20,6 +20,8 @@ public:
     struct Changes {
         std::vector<std::byte> put;  // whole records side by side, in any order
         std::vector<GUID> removed;
+        // Room for so many records to be put, and for what Merged() adds.
+        void Reserve(std::size_t records, std::size_t recordSize);
         bool Empty() const { return put.empty() && removed.empty(); }
     };
 
@@ -44,7 +46,7 @@ public:
     std::vector<bool> Contains(std::span<const GUID> ids) const;
 
     // The whole table with the changes applied, as it is stored.
-    std::vector<std::byte> Merged(const Changes& changes) const;
+    std::vector<std::byte> Merged(Changes changes) const;
 
 private:
     std::size_t LowerBound(const GUID& id) const;

@@ -17,7 +17,7 @@ void CompoundFile::State::Carry(const std::shared_ptr<Committed>& from) {
     auto tree = std::make_unique<CarriedTree>(ReadFolders(*from, ids));
     std::array<char16_t, kMaxNameLength> buffer;
     for (std::uint32_t at = 0; at < tree->rootFolders; ++at)
-        if (pending->Find(FoldedName(DirectoryEntry(tree->members[at].entry.data()).Name(buffer))) != nullptr)
+        if (pending->Find(ChangeName(DirectoryEntry(tree->members[at].entry.data()).Name(buffer))) != nullptr)
             throw StorageError(Status::AccessDenied, "a folder has the name of a stream");
 
     PrepareToWrite();
@@ -43,7 +43,7 @@ void CompoundFile::State::Carry(const std::shared_ptr<Committed>& from) {
         for (std::uint32_t at = 0; at < tree->rootFolders; ++at) {
             const std::u16string_view name = DirectoryEntry(tree->members[at].entry.data()).Name(buffer);
             if (name.empty()) throw Corrupt("a folder has no name");
-            Change& change = pending->Add(name, FoldedName(name), kNoEntry);
+            Change& change = pending->Add(ChangeName(name), kNoEntry);
             change.kind = Change::Kind::Folder;
             change.size = at;
             added.push_back(&change);

@@ -48,6 +48,7 @@ struct CompoundFile::State::Commit {
 
     void DraftSmallStreams();
     void DraftLargeStreams();
+    void WriteMiniStreamOfNewFile();
     void DraftDirectory();
     void PlaceAll();
     void WriteAndSwitch();
@@ -70,6 +71,7 @@ struct CompoundFile::State::Commit {
     Draft draft;
     Header header;
     SmallStreams smallStreams;
+    std::optional<SectorId> miniStream;  // its first sector, once it is placed
 };
 
 CompoundFile::State::Commit::Old CompoundFile::State::Commit::OldOf(const Change& change) {
@@ -96,10 +98,14 @@ bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_
 void CompoundFile::State::Commit::DraftSmallStreams() {
     std::vector<Change*> placed;
     state.pending->ForEachContent([&](Change& change) {
+        change.start = kEndOfChain;
+        if (change.existing == kNoEntry) {
+            if (change.small != nullptr) placed.push_back(&change);
+            return;
+        }
         const Old old = OldOf(change);
         const std::uint64_t oldCount = old.isMini ? MiniSectorsFor(old.size) : 0;
         const std::uint64_t newCount = change.kind == Change::Kind::Small ? MiniSectorsFor(change.size) : 0;
-        change.start = kEndOfChain;
         if (oldCount == newCount) {
             // The page with these mini sectors is going to be written to another sector, so its copy can be changed.
             if (newCount != 0) smallStreams.Replace(change, old.start);
@@ -127,6 +133,7 @@ void CompoundFile::State::Commit::LinkLarge(const LargeContent& content) {
 
 void CompoundFile::State::Commit::DraftLargeStreams() {
     state.pending->ForEachContent([this](Change& change) {
+        if (change.existing == kNoEntry && change.kind != Change::Kind::Large) return;
         const Old old = OldOf(change);
         if (!old.isMini) {
             Chain chain(old.start);
@@ -144,6 +151,14 @@ void CompoundFile::State::Commit::DraftLargeStreams() {
         LinkLarge(*change.large);
         change.start = change.large->runs.front().first;
     });
+}
+
+// The disk can begin with the mini stream of a new file, of which no page changes any more, while the directory is
+// made. In a file that is there MoveToFront may move pages of it.
+void CompoundFile::State::Commit::WriteMiniStreamOfNewFile() {
+    if (!committed.Empty() || !draft.HasMiniStream()) return;
+    miniStream = draft.PlaceMiniStream();
+    draft.WriteOut();
 }
 
 bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
@@ -181,10 +196,10 @@ void CompoundFile::State::Commit::DraftDirectory() {
 
 void CompoundFile::State::Commit::PlaceAll() {
     if (draft.HasMiniStream()) {
-        const SectorId start = draft.PlaceMiniStream();
+        if (!miniStream) miniStream = draft.PlaceMiniStream();
         const auto& free = smallStreams.FreeMiniSectors();
         const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
-        DirectoryEditor(draft.Directory(), 0).SetContent(0, start, size);
+        DirectoryEditor(draft.Directory(), 0).SetContent(0, *miniStream, size);
     }
     header.SetGeneration(state.NextGeneration());
     draft.PlaceStructures(header);
@@ -298,6 +313,7 @@ void CompoundFile::State::CommitAll() {
         Commit commit(*this);
         commit.DraftSmallStreams();
         commit.DraftLargeStreams();
+        commit.WriteMiniStreamOfNewFile();
         commit.DraftDirectory();
         commit.draft.MoveToFront();
         commit.PlaceAll();

@@ -65,8 +65,8 @@ std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version, std::ui
 
 std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
-    const FoldedName folded(name);
-    if (const Change* change = pending->Find(folded)) {
+    const Change* change = pending->Empty() ? nullptr : pending->Find(ChangeName(name));
+    if (change != nullptr) {
         if (!change->IsStream()) return std::nullopt;
         UncommittedContent content{change->size, change->small, pending, {}, 0};
         if (change->large) content.runs = change->large->runs, content.batch = change->large->batch;
@@ -74,7 +74,7 @@ std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) 
     }
     return committed->Reading([&] {
         std::optional<StreamBody> body;
-        const EntryId found = committed->Find(folded);
+        const EntryId found = committed->Find(FoldedName(name));
         if (found != kNoEntry && committed->At(found).Type() == EntryType::Stream) body.emplace(committed, found);
         return body;
     });
@@ -83,8 +83,9 @@ std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) 
 // How long the stream is, where it was read: where it is not pending, fits into the buffer and its bytes are adjacent.
 std::optional<std::size_t> CompoundFile::State::ReadSmall(std::u16string_view name, std::span<std::byte> buffer) {
     if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
+    const bool isPending = !pending->Empty() && pending->Find(ChangeName(name)) != nullptr;
+    if (isPending || volume.ChangedByOthers()) return std::nullopt;
     const FoldedName folded(name);
-    if (pending->Find(folded) != nullptr || volume.ChangedByOthers()) return std::nullopt;
     return committed->Reading([&]() -> std::optional<std::size_t> {
         const EntryId found = committed->Find(folded);
         if (found == kNoEntry) return std::nullopt;
@@ -118,10 +119,9 @@ CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span
 
 bool CompoundFile::Contains(std::u16string_view name) const {
     if (name.empty() || name.size() > kMaxNameLength) return false;
-    const FoldedName folded(name);
-    if (const Change* change = state_->pending->Find(folded)) return change->IsStream();
+    if (const Change* change = state_->pending->Find(ChangeName(name))) return change->IsStream();
     return state_->committed->Reading([&] {
-        const EntryId found = state_->committed->Find(folded);
+        const EntryId found = state_->committed->Find(FoldedName(name));
         return found != kNoEntry && state_->committed->At(found).Type() == EntryType::Stream;
     });
 }
@@ -132,8 +132,19 @@ Stream CompoundFile::Get(std::u16string_view name) const {
 }
 
 void CompoundFile::Write(std::u16string_view name, std::span<const Piece> content) {
-    state_->InCurrentFile([&] { state_->Write(name, content); });
+    state_->InCurrentFile([&] {
+        state_->RequireWritable();
+        const ChangeName written(name);
+        if (!written.Text().empty() || name.empty()) RequireValidName(name);
+        state_->Write(written, content);
+    });
 }
+
+void CompoundFile::Write(const ObjectName& name, std::span<const Piece> content) {
+    state_->InCurrentFile([&] { state_->Write(ChangeName(name), content); });
+}
+
+void CompoundFile::ExpectWrites(std::size_t streams) { state_->pending->Reserve(streams); }
 
 void CompoundFile::Remove(std::u16string_view name) {
     state_->InCurrentFile([&] { state_->Remove(name); });

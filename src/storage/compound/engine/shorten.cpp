@@ -50,8 +50,8 @@ void CompoundFile::State::MoveStreamsToFront() {
 void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
     std::array<char16_t, kMaxNameLength> buffer;
     const std::u16string_view name = committed->At(id).Name(buffer);
-    const FoldedName folded(name);
-    if (pending->Find(folded) != nullptr) return;
+    const ChangeName known(name);
+    if (pending->Find(known) != nullptr) return;
     StreamBody stream(committed, id);
     std::vector<Piece> content;
     std::vector<FileView::Window> windows;  // where the file is not mapped
@@ -62,7 +62,7 @@ void CompoundFile::State::MoveStream(EntryId id, std::uint32_t middle) {
         at += extent.count;
     }
     moved.reserve(moved.size() + 1);
-    Change& change = pending->Add(name, folded, id);
+    Change& change = pending->Add(known, id);
     try {
         change.size = stream.size;
         LargeContent& large = MakeLarge(change);

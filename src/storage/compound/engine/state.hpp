@@ -52,7 +52,7 @@ struct CompoundFile::State {
         }
     }
 
-    void Write(std::u16string_view name, std::span<const Piece> content);
+    void Write(const ChangeName& name, std::span<const Piece> content);
     void Remove(std::u16string_view name);
     void Carry(const std::shared_ptr<Committed>& from);
     void PrepareToWrite();
@@ -94,7 +94,8 @@ private:
     void MoveStream(EntryId id, std::uint32_t middle);
     void CutFreeTail() noexcept;
     void DropContent(Change& change) noexcept;
-    EntryId ExistingStream(const FoldedName& name, const Change* change);
+    void AddNew(const ChangeName& name, std::span<const Piece> content);
+    EntryId ExistingStream(const ChangeName& name, const Change* change);
     Comparison Compare(EntryId existing, std::span<const Piece> content, std::uint64_t size);
     void WriteContent(Change& change, Comparison& comparison, std::span<const Piece> content);
     void WriteNew(Change& change, std::span<const Piece> content);

@@ -96,25 +96,27 @@ void CompoundFile::State::RequireFits(std::uint64_t size) {
     throw StorageError(Status::MediumFull, "a stream of ", size, " bytes in a version 3 file");
 }
 
-void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece> content) {
+void CompoundFile::State::Write(const ChangeName& name, std::span<const Piece> content) {
     RequireWritable();
-    RequireValidName(name);
-    Change written;
-    written.size = SizeOf(content);
-    RequireFits(written.size);
-
-    const FoldedName folded(name);
-    Change* change = pending->Find(folded);
-    const EntryId existing = ExistingStream(folded, change);
-    Comparison comparison = Compare(existing, content, written.size);
+    const std::uint64_t size = SizeOf(content);
+    RequireFits(size);
+    Change* change = pending->Find(name);
+    const EntryId existing = ExistingStream(name, change);
+    if (change == nullptr && existing == kNoEntry) {
+        PrepareToWrite();
+        return AddNew(name, content);
+    }
+    Comparison comparison = Compare(existing, content, size);
     if (comparison.isSame) {
         if (change != nullptr) DropContent(*change), pending->Erase(*change);
         return;
     }
     PrepareToWrite();
+    Change written;
+    written.size = size;
     try {
         WriteContent(written, comparison, content);
-        if (change == nullptr) change = &pending->Add(name, folded, existing);
+        if (change == nullptr) change = &pending->Add(name, existing);
     } catch (...) {
         DropContent(written);
         throw;
@@ -126,9 +128,22 @@ void CompoundFile::State::Write(std::u16string_view name, std::span<const Piece>
     change->size = written.size;
 }
 
+void CompoundFile::State::AddNew(const ChangeName& name, std::span<const Piece> content) {
+    Change& added = pending->Add(name, kNoEntry);
+    try {
+        WriteNew(added, content);
+    } catch (...) {
+        DropContent(added);
+        pending->Erase(added);
+        throw;
+    }
+}
+
 // The committed stream of this name, kNoEntry where there is none; change: what is pending under the name.
-EntryId CompoundFile::State::ExistingStream(const FoldedName& name, const Change* change) {
-    const EntryId existing = change != nullptr ? change->existing : committed->Find(name);
+EntryId CompoundFile::State::ExistingStream(const ChangeName& name, const Change* change) {
+    const EntryId existing = change != nullptr    ? change->existing
+                             : committed->Empty() ? kNoEntry
+                                                  : committed->Find(name.Folded());
     const bool isFolder = (change != nullptr && change->kind == Change::Kind::Folder) ||
                           (existing != kNoEntry && committed->At(existing).Type() != EntryType::Stream);
     if (isFolder) throw StorageError(Status::AccessDenied, "a folder has the name of a stream");
@@ -173,8 +188,10 @@ void CompoundFile::State::WriteContent(Change& change, Comparison& comparison, s
 void CompoundFile::State::WriteNew(Change& change, std::span<const Piece> content) {
     change.size = SizeOf(content);
     RequireFits(change.size);
-    Comparison none;
-    WriteContent(change, none, content);
+    if (committed->IsMini(change.size))
+        WriteSmall(change, content);
+    else
+        WriteWhole(change, nullptr, content);
 }
 
 void CompoundFile::State::WriteSmall(Change& change, std::span<const Piece> content) {
@@ -259,18 +276,19 @@ void CompoundFile::State::WriteRun(const Run& run, PieceCursor& content) {
 
 void CompoundFile::State::Remove(std::u16string_view name) {
     RequireWritable();
-    const FoldedName folded(name);
-    Change* change = name.size() > kMaxNameLength ? nullptr : pending->Find(folded);
+    const ChangeName removed(name);
+    Change* change = name.size() > kMaxNameLength ? nullptr : pending->Find(removed);
     if (change != nullptr && change->IsStream()) {
         DropContent(*change);
         if (change->existing == kNoEntry) pending->Erase(*change);
         return;
     }
-    const EntryId found = change != nullptr || name.size() > kMaxNameLength ? kNoEntry : committed->Find(folded);
+    const bool isSought = change == nullptr && name.size() <= kMaxNameLength;
+    const EntryId found = isSought ? committed->Find(removed.Folded()) : kNoEntry;
     if (found == kNoEntry || committed->At(found).Type() != EntryType::Stream)
         throw StorageError(Status::NotFound, "no stream has this name");
     PrepareToWrite();
-    pending->Add(name, folded, found);
+    pending->Add(removed, found);
 }
 
 void CompoundFile::State::Revert() noexcept {

@@ -64,17 +64,32 @@ void DirectoryEntryWriter::Clear() {
     SetChild(kNoEntry);
 }
 
-void DirectoryEntryWriter::Make(std::u16string_view name, EntryType type) {
-    Clear();
+void DirectoryEntryWriter::WriteName(std::u16string_view name) {
     for (std::size_t i = 0; i < name.size(); ++i) Store<char16_t>(at_ + 2 * i, name[i]);
-    Store<std::uint16_t>(at_ + 64, static_cast<std::uint16_t>(2 * name.size() + 2));
+}
+
+void DirectoryEntryWriter::Make(std::size_t nameLength, EntryType type) {
+    Clear();
+    Store<std::uint16_t>(at_ + 64, static_cast<std::uint16_t>(2 * nameLength + 2));
     at_[66] = static_cast<std::byte>(type);
     SetColour(Colour::Black);
     SetContent(kEndOfChain, 0);
 }
 
-void DirectoryEntryWriter::MakeStream(std::u16string_view name) { Make(name, EntryType::Stream); }
+void DirectoryEntryWriter::MakeStream(std::u16string_view name) {
+    Make(name.size(), EntryType::Stream);
+    WriteName(name);
+}
 
-void DirectoryEntryWriter::MakeRoot() { Make(u"Root Entry", EntryType::Root); }
+void DirectoryEntryWriter::MakeStream(const ObjectName& name) {
+    Make(kObjectNameLength, EntryType::Stream);
+    WriteText(name, at_);
+}
+
+void DirectoryEntryWriter::MakeRoot() {
+    constexpr std::u16string_view kName = u"Root Entry";
+    Make(kName.size(), EntryType::Root);
+    WriteName(kName);
+}
 
 }  // namespace lumvex::compound

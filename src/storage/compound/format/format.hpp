@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "storage/compound/base/little_endian.hpp"
+#include "storage/compound/format/object_name.hpp"
 
 namespace lumvex::compound {
 
@@ -171,6 +172,7 @@ public:
     void Clear();  // unallocated
     void CopyFrom(const std::byte* entry) { std::memcpy(at_, entry, kEntrySize); }
     void MakeStream(std::u16string_view name);
+    void MakeStream(const ObjectName& name);
     void MakeRoot();
     void SetFactsOf(const std::byte* entry) { std::memcpy(at_ + 80, entry + 80, 36); }  // class ID, state bits, times
     void SetType(EntryType type) { at_[66] = static_cast<std::byte>(type); }
@@ -181,7 +183,8 @@ public:
     void SetContent(SectorId start, std::uint64_t size) { Store32(at_ + 116, start), Store(at_ + 120, size); }
 
 private:
-    void Make(std::u16string_view name, EntryType type);
+    void Make(std::size_t nameLength, EntryType type);
+    void WriteName(std::u16string_view name);
 
     std::byte* at_;
 };

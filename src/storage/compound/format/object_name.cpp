@@ -1,6 +1,10 @@
 #include "storage/compound/format/object_name.hpp"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "storage/compound/base/little_endian.hpp"
 
 namespace lumvex::compound {
 
@@ -20,7 +24,7 @@ constexpr std::size_t kTogether = 8;
 
 // The eight characters of the lowest 40 bits, the highest five bits first. All are computed together, in the eight
 // bytes of one number.
-void WriteEight(std::uint64_t bits, char16_t* name) {
+std::array<char16_t, kTogether> EightOf(std::uint64_t bits) {
     std::uint64_t digits = (bits & 0xFFFFF00000) << 12 | (bits & 0xFFFFF);
     digits = (digits & 0x000FFC00000FFC00) << 6 | (digits & 0x000003FF000003FF);
     digits = (digits & 0x03E003E003E003E0) << 3 | (digits & 0x001F001F001F001F);
@@ -29,7 +33,23 @@ void WriteEight(std::uint64_t bits, char16_t* name) {
     const std::uint64_t characters = digits + '0' * kOnes + areLetters * ('A' - '0' - 10);
     std::array<std::uint8_t, kTogether> each;
     for (unsigned at = 0; at < kTogether; ++at) each[at] = static_cast<std::uint8_t>(characters >> (56 - 8 * at));
-    std::copy_n(each.begin(), kTogether, name);
+    std::array<char16_t, kTogether> units;
+    std::copy_n(each.begin(), kTogether, units.begin());
+    return units;
+}
+
+char16_t CharacterOf(unsigned digit) { return static_cast<char16_t>(digit < 10 ? u'0' + digit : u'A' + digit - 10); }
+
+// The 26 characters have the 128 bits and two zeros behind them. `put` gets them eight together, and the last two one
+// by one, each with its place.
+template <class Put>
+void WriteCharacters(const ObjectName& object, Put put) {
+    const auto [first, second] = object;
+    put(0, EightOf(first >> 24));
+    put(8, EightOf(first << 16 | second >> 48));
+    put(16, EightOf(second >> 8));
+    put(24, std::array{CharacterOf(second >> 3 & 31)});
+    put(25, std::array{CharacterOf(second << 2 & 31)});
 }
 
 std::optional<std::uint32_t> DigitOf(char16_t character) {
@@ -41,19 +61,47 @@ std::optional<std::uint32_t> DigitOf(char16_t character) {
 
 }  // namespace
 
-// The 26 characters have the 128 bits and two zeros behind them. They are written eight together; the last eight begin
-// with six that are written already.
-void WriteNameOfId(std::uint64_t first, std::uint64_t second, std::span<char16_t, kObjectNameLength> name) noexcept {
-    WriteEight(first >> 24, &name[0]);
-    WriteEight(first << 16 | second >> 48, &name[8]);
-    WriteEight(second >> 8, &name[16]);
-    WriteEight(second << 2, &name[18]);
+void WriteText(const ObjectName& object, std::span<char16_t, kObjectNameLength> name) noexcept {
+    WriteCharacters(object,
+                    [&](std::size_t at, const auto& units) { std::copy(units.begin(), units.end(), &name[at]); });
+}
+
+void WriteText(const ObjectName& object, std::byte* littleEndian) noexcept {
+    WriteCharacters(object, [&](std::size_t at, const auto& units) {
+        if constexpr (std::endian::native == std::endian::little)
+            std::memcpy(littleEndian + 2 * at, units.data(), sizeof units);
+        else
+            for (const char16_t unit : units) Store<char16_t>(littleEndian + 2 * at++, unit);
+    });
+}
+
+// The first loop has no branch, so that the compiler makes vector code of it.
+std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept {
+    if (text.size() != kObjectNameLength) return std::nullopt;
+    std::array<std::uint16_t, kObjectNameLength> digits;
+    unsigned highest = 0;  // 32 or more where one of them is no digit
+    for (std::size_t at = 0; at < kObjectNameLength; ++at) {
+        const auto fromZero = static_cast<std::uint16_t>(text[at] - u'0');
+        const auto fromTen = static_cast<std::uint16_t>(text[at] - u'A' + 10);
+        const auto letter = static_cast<std::uint16_t>(fromTen < 10 ? 0xFFFF : fromTen);
+        digits[at] = fromZero < 10 ? fromZero : letter;
+        highest |= digits[at];
+    }
+    if (highest >= 32 || digits.back() % 4 != 0) return std::nullopt;  // the last two bits are no part of the ID
+    std::uint64_t first = 0, middle = 0, last = 0;
+    for (std::size_t at = 0; at < 8; ++at) {
+        first = first << kBitsPerCharacter | digits[at];
+        middle = middle << kBitsPerCharacter | digits[8 + at];
+        last = last << kBitsPerCharacter | digits[16 + at];
+    }
+    const std::uint64_t end = std::uint64_t{digits[24]} << 3 | digits[25] >> 2;
+    return ObjectName{first << 24 | middle >> 16, middle << 48 | last << 8 | end};
 }
 
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
     std::u16string name(kObjectNameLength, u'0');
-    WriteNameOfId(BigEndian(&idInTextOrder[0]), BigEndian(&idInTextOrder[8]),
-                  std::span<char16_t, kObjectNameLength>(name));
+    WriteText({BigEndian(&idInTextOrder[0]), BigEndian(&idInTextOrder[8])},
+              std::span<char16_t, kObjectNameLength>(name));
     return name;
 }
 

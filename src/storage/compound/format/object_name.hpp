@@ -14,8 +14,19 @@ namespace lumvex::compound {
 
 inline constexpr std::size_t kObjectNameLength = 26;  // 128 bits in groups of five, the last padded with two zero bits
 
-// The ID is two numbers: the bytes that its text shows first, and the others, each with the first byte as the highest.
-void WriteNameOfId(std::uint64_t first, std::uint64_t second, std::span<char16_t, kObjectNameLength> name) noexcept;
+// Such a name as two numbers: the bytes that the ID's text shows first, and the others, each with the first byte as the
+// highest. These order as the names do.
+struct ObjectName {
+    std::uint64_t first = 0, second = 0;
+    bool operator==(const ObjectName&) const = default;
+    bool operator<(const ObjectName& other) const {
+        return first != other.first ? first < other.first : second < other.second;
+    }
+};
+void WriteText(const ObjectName& object, std::span<char16_t, kObjectNameLength> name) noexcept;
+void WriteText(const ObjectName& object, std::byte* littleEndian) noexcept;  // as 52 bytes
+// The object name that has this text, in upper case; none where no name of an object has it.
+[[nodiscard]] std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept;
 // The bytes are in the order in which the ID's text shows them.
 [[nodiscard]] std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cassert>
+#include <optional>
 #include <unordered_map>
 
 #include "storage/compound/base/prefetch.hpp"
@@ -20,17 +21,11 @@ constexpr std::uint64_t kAhead = 16;  // entries are prefetched so many steps be
 
 // A stream or folder of the tree that is built: one that stays (no change), is replaced, or is new (no entry).
 struct Member {
-    std::uint64_t key = 0;  // KeyOf its name
-    const std::byte* entry = nullptr;
-    const Change* change = nullptr;
-    EntryId id = kNoEntry;  // its place in the new directory
+    static constexpr std::uint32_t kNoChange = 0xFFFFFFFF;
 
-    bool IsCarriedFolder() const { return change != nullptr && change->kind == Change::Kind::Folder; }
-
-    FoldedName Name() const {
-        if (entry == nullptr) return change->Folded();
-        return FoldedName(DirectoryEntry(entry));
-    }
+    std::uint64_t key = 0;             // the beginning of its name: that of an object's name, or KeyOf another one
+    std::uint32_t change = kNoChange;  // as PendingChanges numbers them
+    EntryId entry = kNoEntry;          // in the committed directory
 };
 
 // The name's length and its first eight units, up to the first that does not fit into seven bits. Two names whose keys
@@ -48,12 +43,21 @@ std::uint64_t KeyOf(const FoldedName& name) {
     return key;
 }
 
-void SortByName(std::vector<Member>& members) {
-    SortByBits(members, 0, [](const Member& member) { return member.key; });
-    const auto isBefore = [](const Member& a, const Member& b) { return a.Name().Compare(b.Name()) < 0; };
+void MakeStream(DirectoryEntryWriter entry, const Change& change) {
+    if (change.text)
+        entry.MakeStream(*change.text);
+    else
+        entry.MakeStream(change.object);
+}
+
+// First by the bits of the keys from firstBit on; few members are equal in these.
+template <class IsBefore>
+void SortMembers(std::vector<Member>& members, unsigned firstBit, const IsBefore& isBefore) {
+    const auto keyOf = [firstBit](const Member& member) { return member.key >> firstBit; };
+    SortByBits(members, firstBit, [](const Member& member) { return member.key; });
     for (auto begin = members.begin(); begin != members.end();) {
-        const auto isOther = [&](const Member& member) { return member.key != begin->key; };
-        const auto end = std::find_if(begin, members.end(), isOther);
+        auto end = begin + 1;
+        while (end != members.end() && keyOf(*end) == keyOf(*begin)) ++end;
         if (end - begin > 1) StableSort(begin, end, isBefore);
         begin = end;
     }
@@ -73,7 +77,7 @@ public:
 
     void Run() {
         CollectMembers();
-        SortByName(members_);
+        SortByName();
         const BalancedTree tree(static_cast<std::uint32_t>(members_.size()));
         if (canRenumber_)
             WriteRenumbered(tree);
@@ -84,7 +88,10 @@ public:
 
 private:
     void CollectMembers();
-    void CollectCommitted(const std::unordered_map<EntryId, const Change*>& changeOf);
+    void Collect(Member member);
+    void SortByName();
+    void MergeOthers();
+    void CollectCommitted(const std::unordered_map<EntryId, std::uint32_t>& changeOf);
     std::uint32_t CountAllocated();
     void WriteInPlace(const BalancedTree& tree);
     void WriteRenumbered(const BalancedTree& tree);
@@ -93,46 +100,104 @@ private:
     void WriteEntry(DirectoryEntryWriter entry, const BalancedTree& tree, std::uint32_t number);
     void PlaceFolders();
 
-    EntryId IdOf(std::uint32_t number) const { return number == kNoEntry ? kNoEntry : members_[number].id; }
+    const Change* ChangeOf(const Member& member) const {
+        return member.change == Member::kNoChange ? nullptr : &changes_.At(member.change);
+    }
+    const Change* CarriedFolder(const Member& member) const {
+        const Change* change = ChangeOf(member);
+        return change != nullptr && change->kind == Change::Kind::Folder ? change : nullptr;
+    }
+    DirectoryEntry EntryOf(const Member& member) const { return EntryAt(committed_.Directory(), member.entry); }
+    FoldedName NameOf(const Member& member) const {
+        return member.entry == kNoEntry ? ChangeOf(member)->Folded() : FoldedName(EntryOf(member));
+    }
+    std::optional<ObjectName> ObjectOf(const Member& member) const {
+        if (member.entry != kNoEntry) return ObjectNameOf(NameOf(member).Text());
+        const Change& change = *ChangeOf(member);
+        return change.isObject ? std::optional(change.object) : std::nullopt;
+    }
+    EntryId IdOf(std::uint32_t number) const { return number == kNoEntry ? kNoEntry : ids_[number]; }
 
     ShadowPages& pages_;
     Committed& committed_;
     PendingChanges& changes_;
     PerPage perPage_;
     DirectoryEditor editor_;
-    std::vector<Member> members_;   // of the new tree, in order from SortByName on
+    std::vector<Member> members_;   // of the new tree; in order from SortByName on, those with names of objects before
+    std::vector<Member> others_;    // the others, until then
+    std::vector<EntryId> ids_;      // by number of the member: its place in the new directory
     std::vector<EntryId> removed_;  // entries of the committed tree
     bool canRenumber_ = true;
 };
 
 void Rebuild::CollectMembers() {
-    std::unordered_map<EntryId, const Change*> changeOf;  // by the entry that is replaced or removed
-    changes_.ForEach([&](const Change& change) {
-        if (change.existing != kNoEntry) changeOf.emplace(change.existing, &change);
-    });
-    members_.reserve(changes_.Count());
-    if (!committed_.Empty()) CollectCommitted(changeOf);
+    std::unordered_map<EntryId, std::uint32_t> changeOf;  // by the entry that is replaced or removed
+    const auto forEachChange = [this](auto visit) {
+        for (std::uint32_t number = 0; number < changes_.NumberEnd(); ++number)
+            if (const Change& change = changes_.At(number); change.kind != Change::Kind::Erased) visit(number, change);
+    };
+    if (!committed_.Empty()) {
+        forEachChange([&](std::uint32_t number, const Change& change) {
+            if (change.existing != kNoEntry) changeOf.emplace(change.existing, number);
+        });
+        CollectCommitted(changeOf);
+    }
     // Further allocated entries, which the root's tree does not reach, belong to folders.
-    canRenumber_ = canRenumber_ && CountAllocated() <= members_.size() + removed_.size() + 1;
-    changes_.ForEach([&](const Change& change) {
-        if (change.existing == kNoEntry) members_.push_back({KeyOf(change.Folded()), nullptr, &change, kNoEntry});
+    canRenumber_ = canRenumber_ && CountAllocated() <= members_.size() + others_.size() + removed_.size() + 1;
+    members_.reserve(members_.size() + changes_.Count());
+    forEachChange([&](std::uint32_t number, const Change& change) {
+        if (change.existing == kNoEntry) Collect({0, number, kNoEntry});
     });
 }
 
-void Rebuild::CollectCommitted(const std::unordered_map<EntryId, const Change*>& changeOf) {
+void Rebuild::CollectCommitted(const std::unordered_map<EntryId, std::uint32_t>& changeOf) {
     std::vector<bool> reached(std::size_t{pages_.Count()} * perPage_.Count());
     WalkTree(pages_, committed_.TreeTop(), committed_.EntryCount(), [&](EntryId id, const DirectoryEntry& entry) {
         if (reached[id]) throw Corrupt("the directory's tree reaches entry ", id, " twice");
         reached[id] = true;
         const auto found = changeOf.find(id);
-        const Change* change = found == changeOf.end() ? nullptr : found->second;
-        if (change != nullptr && change->kind == Change::Kind::Removed) {
+        const std::uint32_t change = found == changeOf.end() ? Member::kNoChange : found->second;
+        if (change != Member::kNoChange && changes_.At(change).kind == Change::Kind::Removed) {
             removed_.push_back(id);
             return;
         }
         if (entry.Type() != EntryType::Stream) canRenumber_ = false;
-        members_.push_back({KeyOf(FoldedName(entry)), entry.bytes(), change, id});
+        Collect({0, change, id});
     });
+}
+
+void Rebuild::Collect(Member member) {
+    const auto object = ObjectOf(member);
+    member.key = object ? object->first : KeyOf(NameOf(member));
+    (object ? members_ : others_).push_back(member);
+}
+
+void Rebuild::SortByName() {
+    constexpr unsigned kEnoughBits = 33;  // of IDs, which are mostly random
+    SortMembers(members_, 64 - kEnoughBits, [this](const Member& a, const Member& b) {
+        return a.key != b.key ? a.key < b.key : ObjectOf(a)->second < ObjectOf(b)->second;
+    });
+    SortMembers(others_, 0, [this](const Member& a, const Member& b) { return NameOf(a).Compare(NameOf(b)) < 0; });
+    MergeOthers();
+    ids_.resize(members_.size());
+}
+
+// Nearly all are objects, so that the place of each other member is searched for among them; from the last one on, so
+// that all stay in one list.
+void Rebuild::MergeOthers() {
+    auto left = static_cast<std::ptrdiff_t>(members_.size());  // objects whose place is not known yet
+    members_.resize(members_.size() + others_.size());
+    for (auto end = members_.end(); !others_.empty(); others_.pop_back()) {
+        const FoldedName name = NameOf(others_.back());
+        const auto isBefore = [&](const FoldedName& other, const Member& object) {
+            return other.Compare(NameOf(object)) < 0;
+        };
+        const auto begin = members_.begin();
+        const auto place = std::upper_bound(begin, begin + left, name, isBefore);
+        end = std::move_backward(place, begin + left, end);
+        *--end = others_.back();
+        left = place - begin;
+    }
 }
 
 std::uint32_t Rebuild::CountAllocated() {
@@ -147,13 +212,14 @@ std::uint32_t Rebuild::CountAllocated() {
 
 void Rebuild::WriteInPlace(const BalancedTree& tree) {
     for (const EntryId id : removed_) editor_.Edit(id).Clear();
-    for (Member& member : members_)
-        if (member.id == kNoEntry) {
-            member.id = editor_.TakeUnused();
-            editor_.Edit(member.id).MakeStream(member.change->Name());  // otherwise TakeUnused would give it again
-        }
+    for (std::uint32_t number = 0; number < members_.size(); ++number) {
+        const Member& member = members_[number];
+        ids_[number] = member.entry != kNoEntry ? member.entry : editor_.TakeUnused();
+        if (member.entry == kNoEntry)  // otherwise TakeUnused would give it again
+            MakeStream(editor_.Edit(ids_[number]), *ChangeOf(member));
+    }
     for (std::uint32_t number = 0; number < members_.size(); ++number)
-        WriteEntry(editor_.Edit(members_[number].id), tree, number);
+        WriteEntry(editor_.Edit(ids_[number]), tree, number);
     editor_.Edit(0).SetChild(IdOf(tree.top));
 }
 
@@ -161,23 +227,23 @@ void Rebuild::WriteInPlace(const BalancedTree& tree) {
 void Rebuild::WriteRenumbered(const BalancedTree& tree) {
     const auto root = RootEntry();
     const auto count = static_cast<std::uint32_t>(members_.size());
-    for (std::uint32_t i = 0; i < count; ++i) members_[tree.order[i]].id = i + 1;
+    for (std::uint32_t i = 0; i < count; ++i) ids_[tree.order[i]] = i + 1;
     pages_.CutTo(0);
     for (std::uint32_t first = 0; first <= count; first += perPage_.Count()) {
-        std::byte* bytes = pages_.Append(std::byte{0});
+        std::byte* bytes = pages_.AppendToFill();
         for (std::uint32_t i = 0; i < perPage_.Count(); ++i) {
             const std::uint32_t id = first + i;
             PrefetchFor(tree, std::uint64_t{id} + kAhead);
             DirectoryEntryWriter entry(bytes + kEntrySize * i);
-            if (id > count)
+            if (id == 0)
+                entry.CopyFrom(root.data());
+            else if (id > count)
                 entry.Clear();
-            else if (id != 0)
+            else
                 WriteEntry(entry, tree, tree.order[id - 1]);
         }
     }
-    DirectoryEntryWriter entry = editor_.Edit(0);
-    entry.CopyFrom(root.data());
-    entry.SetChild(IdOf(tree.top));
+    editor_.Edit(0).SetChild(IdOf(tree.top));
 }
 
 // Prefetches the change behind the entry of this ID, and the member of the entry kAhead IDs later. So the member itself
@@ -189,7 +255,7 @@ void Rebuild::PrefetchFor(const BalancedTree& tree, std::uint64_t id) const {
     };
     if (id + kAhead <= count) Prefetch(&memberOf(id + kAhead), sizeof(Member));
     if (id > count) return;
-    if (const Change* change = memberOf(id).change) Prefetch(change, sizeof *change);
+    if (const Change* change = ChangeOf(memberOf(id))) Prefetch(change, sizeof *change);
 }
 
 std::array<std::byte, kEntrySize> Rebuild::RootEntry() {
@@ -205,26 +271,29 @@ std::array<std::byte, kEntrySize> Rebuild::RootEntry() {
 
 void Rebuild::WriteEntry(DirectoryEntryWriter entry, const BalancedTree& tree, std::uint32_t number) {
     const Member& member = members_[number];
-    if (member.IsCarriedFolder())
-        entry.CopyFrom(changes_.Carried()->members[static_cast<std::size_t>(member.change->size)].entry.data());
-    else if (member.entry == nullptr)
-        entry.MakeStream(member.change->Name());
+    const Change* change = ChangeOf(member);
+    const Change* folder = CarriedFolder(member);
+    if (folder != nullptr)
+        entry.CopyFrom(changes_.Carried()->members[static_cast<std::size_t>(folder->size)].entry.data());
+    else if (member.entry == kNoEntry)
+        MakeStream(entry, *change);
     else if (canRenumber_)
-        entry.CopyFrom(member.entry);
+        entry.CopyFrom(EntryOf(member).bytes());
     entry.SetLeft(IdOf(tree.nodes[number].left));
     entry.SetRight(IdOf(tree.nodes[number].right));
     entry.SetColour(tree.nodes[number].colour);
-    if (member.IsCarriedFolder())
+    if (folder != nullptr)
         entry.SetContent(0, 0);
-    else if (member.change != nullptr)
-        entry.SetContent(member.change->start, member.change->size);
+    else if (change != nullptr)
+        entry.SetContent(change->start, change->size);
 }
 
 void Rebuild::PlaceFolders() {
     assert(canRenumber_);  // folders are carried into new files only, whose directory is empty
     std::vector<EntryId> folders(changes_.Carried()->rootFolders);
-    for (const Member& member : members_)
-        if (member.IsCarriedFolder()) folders[static_cast<std::size_t>(member.change->size)] = member.id;
+    for (std::uint32_t number = 0; number < members_.size(); ++number)
+        if (const Change* folder = CarriedFolder(members_[number]))
+            folders[static_cast<std::size_t>(folder->size)] = ids_[number];
     PlaceCarried(editor_, *changes_.Carried(), std::move(folders));
 }
 

@@ -8,6 +8,7 @@ namespace lumvex::compound {
 Draft::Draft(Committed& committed, Space& space)
     : committed_(committed),
       space_(space),
+      memory_(std::size_t{8} << committed.GetVolume().SectorShift()),
       fat_(committed.FatSectors(), committed.GetVolume().Head().FatSectors(), memory_),
       table_(fat_),
       oldFatCount_(fat_.Count()),
@@ -266,6 +267,7 @@ void Draft::WriteOut() {
         volume.Write(volume.OffsetOf(writes_[begin].sector), pieces);
         begin = end;
     }
+    writes_.clear();
 }
 
 // Rule 1 of commit.cpp: no sector is written that the committed state uses. Besides, none is written twice.

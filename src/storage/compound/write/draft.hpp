@@ -40,7 +40,7 @@ public:
     SectorId PlaceMiniStream() { return Place(*miniStream_); }
     void PlaceStructures(Header& header);
 
-    // Writes what was placed, in file order.
+    // Writes what was placed since the last time, in file order.
     void WriteOut();
 
     const std::vector<Run>& Released() const { return released_; }
@@ -49,7 +49,7 @@ public:
 
 private:
     struct Shadow {  // the draft of a structure that lies in a chain
-        Shadow(ChainPages& committed, SectorTable& fat, PageMemory& memory)
+        Shadow(ChainPages& committed, SectorTable& fat, GrowingMemory& memory)
             : chain(committed.Sectors()), oldCount(chain.Length(fat)), pages(committed, oldCount, memory) {}
         Chain& chain;
         std::uint32_t oldCount;
@@ -71,7 +71,7 @@ private:
 
     Committed& committed_;
     Space& space_;
-    PageMemory memory_;
+    GrowingMemory memory_;
     ShadowPages fat_;
     TableEditor table_;
     std::optional<Shadow> directory_, miniFat_, miniStream_;

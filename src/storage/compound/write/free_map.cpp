@@ -81,7 +81,7 @@ SectorId FreeMap::TakeAtEnd(std::uint32_t count) {
         throw StorageError(Status::MediumFull, "more than ", limit_, " sectors");
     }
     const std::uint32_t oldEnd = end_;
-    words_.resize(WordsFor(newEnd));
+    if (WordsFor(newEnd) != words_.size()) words_.resize(WordsFor(newEnd));
     end_ = static_cast<std::uint32_t>(newEnd);
     if (reserve && oldEnd < reserved_) Mark(oldEnd, reserved_ - oldEnd, true);
     if (first < oldEnd) Mark(first, oldEnd - first, false);

@@ -1,48 +1,47 @@
 #include "storage/compound/write/pending.hpp"
 
-#include <algorithm>
+#include <memory>
 #include <new>
 
 namespace lumvex::compound {
 
-namespace {
+PendingChanges::PendingChanges() : memory_(std::size_t{16} * 1024) {}
 
-constexpr std::size_t kFirstSlab = std::size_t{1} << 14;
-constexpr std::size_t kLargestSlab = std::size_t{1} << 20;
+void PendingChanges::DestroyAll() noexcept {
+    while (made_ != 0) std::destroy_at(&At(--made_));
+}
 
-std::uint32_t HashOf(const FoldedName& name) { return static_cast<std::uint32_t>(name.Hash()); }
-
-}  // namespace
-
-Change* PendingChanges::Find(const FoldedName& name) {
+Change* PendingChanges::Find(const ChangeName& name) {
     if (Empty()) return nullptr;
-    const std::uint32_t number =
-        index_.Find(HashOf(name), [&](std::uint32_t each) { return At(each).Folded() == name; });
+    const std::uint32_t number = index_.Find(name.Hash(), [&](std::uint32_t each) { return At(each).Has(name); });
     return number == HashIndex::kNone ? nullptr : &At(number);
 }
 
-Change& PendingChanges::Add(std::u16string_view name, const FoldedName& folded, EntryId existing) {
+Change& PendingChanges::Add(const ChangeName& name, EntryId existing) {
+    auto text = name.Text().empty() ? nullptr : std::make_unique<std::u16string>(name.Text());
     index_.Reserve(index_.Count() + 1);
-    if (blocks_.empty() || blocks_.back().size() == kChangesPerBlock) {
-        std::vector<Change> block;
-        block.reserve(kChangesPerBlock);
-        blocks_.push_back(std::move(block));
+    if (made_ == blocks_.size() * kChangesPerBlock) {
+        blocks_.reserve(blocks_.size() + 1);
+        blocks_.push_back(reinterpret_cast<Change*>(memory_.Take(kChangesPerBlock * sizeof(Change))));
     }
-    const auto number = static_cast<std::uint32_t>((blocks_.size() - 1) * kChangesPerBlock + blocks_.back().size());
-    Change& change = blocks_.back().emplace_back();
-    std::copy(name.begin(), name.end(), change.units.begin());
-    change.length = static_cast<std::uint8_t>(name.size());
+    const std::uint32_t number = made_++;
+    Change& change = *new (&At(number)) Change;
+    change.isObject = name.Object().has_value();
+    if (change.isObject) change.object = *name.Object();
+    change.text = std::move(text);
     change.existing = existing;
-    index_.Add(HashOf(folded), number);
+    index_.Add(name.Hash(), number);
     return change;
 }
 
 void PendingChanges::Erase(Change& change) noexcept {
-    const std::uint32_t hash = HashOf(change.Folded());
+    const NameText text = change.Name();
+    const std::uint32_t hash = ChangeName(text).Hash();
     index_.Remove(hash, index_.Find(hash, [&](std::uint32_t each) { return &At(each) == &change; }));
     change = Change{};
+    change.kind = Change::Kind::Erased;
     if (!Empty()) return;
-    blocks_.clear();
+    DestroyAll();
     index_.Clear();
 }
 
@@ -54,17 +53,7 @@ std::byte* PendingChanges::TakeSmall(std::uint64_t size) {
         returned_[sectors].pop_back();
         return bytes;
     }
-    const std::size_t bytes = sectors * kMiniSectorSize;
-    if (slabs_.empty() || slabSize_ - slabUsed_ < bytes) {
-        const std::size_t usual = slabs_.empty() ? kFirstSlab : std::min(2 * slabSize_, kLargestSlab);
-        const std::size_t slabSize = std::max(usual, bytes);
-        slabs_.emplace_back(slabSize, slabSize == kLargestSlab ? Filling::AtOnce : Filling::LittleByLittle);
-        slabSize_ = slabSize;
-        slabUsed_ = 0;
-    }
-    std::byte* at = slabs_.back().Data() + slabUsed_;
-    slabUsed_ += bytes;
-    return at;
+    return memory_.Take(sectors * kMiniSectorSize);
 }
 
 // Where there is no memory to note it, this room is not used again before all changes are dropped.

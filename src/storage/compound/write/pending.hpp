@@ -5,13 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "generic/growing_memory.hpp"
 #include "generic/hash_index.hpp"
-#include "generic/long_block.hpp"
-#include "storage/compound/format/names.hpp"
 #include "storage/compound/write/carried.hpp"
 #include "storage/compound/write/change.hpp"
 
@@ -19,21 +17,29 @@ namespace lumvex::compound {
 
 class PendingChanges {
 public:
+    PendingChanges();
+    ~PendingChanges() { DestroyAll(); }
+    PendingChanges(const PendingChanges&) = delete;
+    PendingChanges& operator=(const PendingChanges&) = delete;
+
     bool Empty() const { return index_.Empty(); }
     std::size_t Count() const { return index_.Count(); }
 
-    Change* Find(const FoldedName& name);
+    void Reserve(std::size_t more) { index_.Reserve(index_.Count() + more); }  // throws std::bad_alloc
+    Change* Find(const ChangeName& name);
     // The name must not be here yet. The change keeps its address until it is erased.
-    Change& Add(std::u16string_view name, const FoldedName& folded, EntryId existing);
+    Change& Add(const ChangeName& name, EntryId existing);
     void Erase(Change& change) noexcept;  // whoever calls has given back its content
 
     // In the order in which they came.
     template <class Visit>
     void ForEach(Visit visit) {
-        for (auto& block : blocks_)
-            for (Change& change : block)
-                if (change.length != 0) visit(change);
+        for (std::uint32_t number = 0; number < made_; ++number)
+            if (Change& change = At(number); change.kind != Change::Kind::Erased) visit(change);
     }
+    // All changes that are here have numbers below this, and so may some that were erased.
+    std::uint32_t NumberEnd() const { return made_; }
+    Change& At(std::uint32_t number) { return blocks_[number / kChangesPerBlock][number % kChangesPerBlock]; }
 
     // These and the streams inside of carried folders.
     template <class Visit>
@@ -51,14 +57,14 @@ public:
     void GiveSmall(std::byte* bytes, std::uint64_t size) noexcept;
 
 private:
-    Change& At(std::uint32_t number) { return blocks_[number / kChangesPerBlock][number % kChangesPerBlock]; }
+    void DestroyAll() noexcept;
 
-    static constexpr std::uint32_t kChangesPerBlock = 256;
-    std::vector<std::vector<Change>> blocks_;  // blocks do not grow; an erased change stays, without a name
-    HashIndex index_;                          // by name: changes counted through all blocks
+    static constexpr std::uint32_t kChangesPerBlock = 512;
+    GrowingMemory memory_;         // of the blocks, and of small content
+    std::vector<Change*> blocks_;  // room for kChangesPerBlock each
+    std::uint32_t made_ = 0;       // an erased change stays, as Kind::Erased, until all are erased
+    HashIndex index_;              // by name: changes counted through all blocks
 
-    std::vector<LongBlock> slabs_;
-    std::size_t slabSize_ = 0, slabUsed_ = 0;
     std::vector<std::vector<std::byte*>> returned_;  // by size in mini sectors
     std::unique_ptr<CarriedTree> carried_;
 };

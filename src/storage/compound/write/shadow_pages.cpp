@@ -7,19 +7,6 @@
 
 namespace lumvex::compound {
 
-std::byte* PageMemory::Take(std::size_t size) {
-    constexpr std::size_t kLargest = std::size_t{1} << 20;
-    if (slabSize_ - used_ < size) {
-        const std::size_t slabSize = std::max(size, std::clamp(2 * slabSize_, 8 * size, kLargest));
-        slabs_.emplace_back(slabSize, slabSize == kLargest ? Filling::AtOnce : Filling::LittleByLittle);
-        slabSize_ = slabSize;
-        used_ = 0;
-    }
-    std::byte* page = slabs_.back().Data() + used_;
-    used_ += size;
-    return page;
-}
-
 const std::byte* ShadowPages::Fetch(std::uint32_t index) {
     if (index >= kept_) {
         if (index >= Count()) throw Corrupt("page ", index, " of ", Count());
@@ -44,8 +31,13 @@ std::byte* ShadowPages::Edit(std::uint32_t index) {
 }
 
 std::byte* ShadowPages::Append(std::byte fill) {
-    std::byte* page = memory_.Take(PageSize());
+    std::byte* page = AppendToFill();
     std::fill_n(page, PageSize(), fill);
+    return page;
+}
+
+std::byte* ShadowPages::AppendToFill() {
+    std::byte* page = memory_.Take(PageSize());
     appended_.push_back(page);
     return page;
 }

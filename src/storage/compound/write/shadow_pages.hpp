@@ -3,33 +3,26 @@
 #pragma once
 
 #include <cstring>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
-#include "generic/long_block.hpp"
+#include "generic/growing_memory.hpp"
 #include "storage/compound/format/pages.hpp"
 
 namespace lumvex::compound {
 
-// Memory for pages, allocated for many at a time. The pages live as long as this object.
-class PageMemory {
-public:
-    std::byte* Take(std::size_t size);
-
-private:
-    std::vector<LongBlock> slabs_;
-    std::size_t slabSize_ = 0, used_ = 0;
-};
-
 class ShadowPages final : public Pages {
 public:
-    ShadowPages(Pages& committed, std::uint32_t count, PageMemory& memory)
+    // The memory has to outlive this.
+    ShadowPages(Pages& committed, std::uint32_t count, GrowingMemory& memory)
         : Pages(committed.Shift()), committed_(committed), memory_(memory), kept_(count) {}
 
     std::uint32_t Count() const { return kept_ + static_cast<std::uint32_t>(appended_.size()); }
 
     std::byte* Edit(std::uint32_t index);
     std::byte* Append(std::byte fill);
+    std::byte* AppendToFill();                                       // the caller sets all of its bytes
     void AppendView(std::byte* page) { appended_.push_back(page); }  // without a copy; the memory has to outlive this
     void CutTo(std::uint32_t count);
 
@@ -45,7 +38,7 @@ private:
     const std::byte* Fetch(std::uint32_t index) override;
 
     Pages& committed_;
-    PageMemory& memory_;
+    GrowingMemory& memory_;
     std::uint32_t kept_;  // so many first pages are the committed ones or edited copies of them
     std::unordered_map<std::uint32_t, std::byte*> edited_;
     std::vector<std::byte*> appended_;

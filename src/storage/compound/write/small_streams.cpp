@@ -59,7 +59,6 @@ void SmallStreams::Release(SectorId oldStart) {
 SectorId SmallStreams::Place(const Change& change) {
     const auto count = static_cast<std::uint32_t>(MiniSectorsFor(change.size));
     const SectorId first = Free().Take(count);
-    TableEditor(draft_.MiniFat()).LinkRun(first, count, kEndOfChain);
     const bool adjacent = first == runFirst_ + runCount_ && change.small == runBytes_ + kMiniSectorSize * runCount_;
     if (!adjacent) {
         WriteRun();
@@ -67,12 +66,16 @@ SectorId SmallStreams::Place(const Change& change) {
         runBytes_ = change.small;
     }
     runCount_ += count;
+    chains_.push_back(count);
     return first;
 }
 
 void SmallStreams::WriteRun() {
-    if (runCount_ != 0) Write(runFirst_, runBytes_, runCount_);
+    if (runCount_ == 0) return;
+    Write(runFirst_, runBytes_, runCount_);
+    TableEditor(draft_.MiniFat()).LinkChains(runFirst_, chains_);
     runCount_ = 0;
+    chains_.clear();
 }
 
 void SmallStreams::Finish() {

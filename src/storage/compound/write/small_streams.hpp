@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "storage/compound/write/change.hpp"
 #include "storage/compound/write/draft.hpp"
@@ -32,10 +33,11 @@ private:
     const std::optional<FreeMap>& known_;
     std::optional<FreeMap> free_;
 
-    // The run of mini sectors that were placed last and are not written yet. Their contents are adjacent in memory too,
-    // so that whole new pages of them need no copy.
+    // The run of mini sectors that were placed last, and are not written and not linked yet. Their contents are
+    // adjacent in memory too, so that whole new pages of them need no copy.
     std::uint32_t runFirst_ = 0, runCount_ = 0;
     std::byte* runBytes_ = nullptr;
+    std::vector<std::uint32_t> chains_;  // the streams in it: how many of the mini sectors each has
 };
 
 }  // namespace lumvex::compound

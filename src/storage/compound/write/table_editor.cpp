@@ -26,14 +26,22 @@ void TableEditor::Relink(SectorId sector, SectorId next) {
 }
 
 void TableEditor::LinkRun(SectorId first, std::uint32_t count, SectorId next) {
-    const SectorId last = first + count - 1;
-    SetNext(last, next);  // makes the table long enough for the others
-    for (SectorId sector = first; sector < last;) {
-        const std::uint32_t page = perPage_.PageOf(sector);
-        const SectorId end = std::min(last, static_cast<SectorId>((page + 1) << perPage_.Shift()));
-        std::byte* entry = pages_.Edit(page) + OffsetOf(sector);
-        for (; sector < end; ++sector, entry += 4) Store32(entry, sector + 1);
-    }
+    LinkChains(first, {&count, 1});
+    if (next != kEndOfChain) SetNext(first + count - 1, next);
+}
+
+void TableEditor::LinkChains(SectorId first, std::span<const std::uint32_t> counts) {
+    std::byte* entry = nullptr;
+    SectorId sector = first;
+    for (const std::uint32_t count : counts)
+        for (std::uint32_t left = count; left != 0; --left, ++sector, entry += 4) {
+            if (entry == nullptr || perPage_.IndexOf(sector) == 0) {
+                const std::uint32_t page = perPage_.PageOf(sector);
+                while (pages_.Count() <= page) pages_.Append(std::byte{0xFF});
+                entry = pages_.Edit(page) + OffsetOf(sector);
+            }
+            Store32(entry, left == 1 ? kEndOfChain : sector + 1);
+        }
 }
 
 void TableEditor::FreeRun(SectorId first, std::uint32_t count) {

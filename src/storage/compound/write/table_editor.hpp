@@ -2,6 +2,8 @@
 // free.
 #pragma once
 
+#include <span>
+
 #include "storage/compound/format/format.hpp"
 #include "storage/compound/write/shadow_pages.hpp"
 
@@ -17,6 +19,8 @@ public:
     void Relink(SectorId sector, SectorId next);
     // Links each sector to the one after it, and the last one to next.
     void LinkRun(SectorId first, std::uint32_t count, SectorId next);
+    // Chains of so many sectors each, one behind the other.
+    void LinkChains(SectorId first, std::span<const std::uint32_t> counts);
     void FreeRun(SectorId first, std::uint32_t count);  // Corrupt where one of them is free already
 
 private:
