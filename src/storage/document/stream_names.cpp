@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "storage/compound/format/object_name.hpp"
-
 namespace lumvex::inside {
 
 namespace {
@@ -18,14 +16,22 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
     return swapped;
 }
 
+std::uint64_t FirstNumberOf(const GUID& id) {
+    return std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
+}
+
+std::uint64_t SecondNumberOf(const GUID& id) {
+    const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
+    return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+}
+
 }  // namespace
 
 StreamName::StreamName(const GUID& id) noexcept {
-    const std::uint64_t first = std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
-    const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
-    const std::uint64_t second = at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
-    compound::WriteNameOfId(first, second, units_);
+    compound::WriteNameOfId(FirstNumberOf(id), SecondNumberOf(id), units_);
 }
+
+compound::EntryName EntryNameOf(const GUID& id) { return {FirstNumberOf(id), SecondNumberOf(id)}; }
 
 std::optional<GUID> IdOfStream(std::u16string_view name) {
     const auto bytes = compound::IdOfName(name);

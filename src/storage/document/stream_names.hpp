@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "lumvex/values.hpp"
+#include "storage/compound/format/names.hpp"
 
 namespace lumvex::inside {
 
@@ -28,6 +29,8 @@ private:
     std::array<char16_t, 26> units_;
 };
 inline std::u16string StreamNameOf(const GUID& id) { return std::u16string(std::u16string_view(StreamName(id))); }
+// The same, to look for the stream: the text is not made.
+compound::EntryName EntryNameOf(const GUID& id);
 // The ID whose stream has the name; none for any other name.
 std::optional<GUID> IdOfStream(std::u16string_view name);
 

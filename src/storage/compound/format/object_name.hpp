@@ -15,7 +15,14 @@ namespace lumvex::compound {
 inline constexpr std::size_t kObjectNameLength = 26;  // 128 bits in groups of five, the last padded with two zero bits
 
 // The ID is two numbers: the bytes that its text shows first, and the others, each with the first byte as the highest.
+// Of two IDs the one with the smaller numbers has the name that comes first. (They are passed one by one: a pair of
+// them that is copied as a whole would wait until both are in the cache.)
 void WriteNameOfId(std::uint64_t first, std::uint64_t second, std::span<char16_t, kObjectNameLength> name) noexcept;
+// The opposite, of the units of an entry's name as they are in the file, in upper or lower case. False where they are
+// no name of an ID; then the numbers mean nothing.
+[[nodiscard]] bool ReadNameOfId(std::span<const std::byte, 2 * kObjectNameLength> units, std::uint64_t& first,
+                                std::uint64_t& second) noexcept;
+
 // The bytes are in the order in which the ID's text shows them.
 [[nodiscard]] std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder);
 
