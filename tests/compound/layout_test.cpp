@@ -133,6 +133,21 @@ TEST(ObjectNames, AreBase32HexOfTheIdsBytes) {
     for (const std::u16string& other : {std::u16string(25, u'0'), std::u16string(27, u'0'), std::u16string(26, u'V'),
                                         std::u16string(25, u'0') + u"W", u"\uFF10" + std::u16string(25, u'0')})
         EXPECT_TRUE(!IdOfName(other) && !ObjectNameOf(other));
+    const std::u16string digits = u"0123456789ABCDEFGHIJKLMNOPQRSTUV";
+    for (std::size_t at = 0; at < kObjectNameLength; ++at)
+        for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+            std::u16string name = kPairs[2].second;
+            name[at] = static_cast<char16_t>(unit);
+            const bool isLower = unit >= u'a' && unit <= u'z';
+            const std::size_t digit = digits.find(static_cast<char16_t>(isLower ? unit - 32 : unit));
+            const auto found = IdOfName(name);
+            const bool isName = digit != std::u16string::npos && (at + 1 < kObjectNameLength || digit % 4 == 0);
+            ASSERT_EQ(found.has_value(), isName) << at << " " << unit;
+            ASSERT_EQ(ObjectNameOf(name).has_value(), isName && !isLower) << at << " " << unit;
+            if (!isName) continue;
+            name[at] = digits[digit];
+            ASSERT_EQ(NameOfId(*found), name);
+        }
 }
 
 }  // namespace

@@ -324,40 +324,99 @@ TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
 }
 
 // Many look-ups make an index; until then each one searches the tree. Another program may have left two entries of one
-// name: then it is one of them that is found, whatever was asked for before.
+// name: then it is one of them that is found, whatever was asked for before. It may have written a name in lower case,
+// or with a letter that is another one in upper case.
 TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
-    constexpr unsigned kCount = 2000, kHidden = 1001, kHiding = 1000;
-    Content content;
-    for (unsigned i = 0; i < kCount; ++i) content[Name(i)] = Pattern(i % 50 == 3 ? 5000 : i % 100 + 1, i);
-    Bytes image = ImageOf(content, GetParam());
-    const auto nameInDirectory = [&](unsigned number) {
-        const std::u16string name = Name(number);
-        const auto bytes = std::as_bytes(std::span(name.c_str(), name.size() + 1));
-        return std::search(image.begin(), image.end(), bytes.begin(), bytes.end());
+    constexpr unsigned kCount = 2000, kHidden = 1001, kHiding = 1000, kOtherCase = 77;
+    const auto objectName = [](unsigned number) {
+        std::array<std::byte, 16> id{};
+        for (unsigned at = 0; at < 4; ++at) id[at] = id[15 - at] = static_cast<std::byte>(number >> (24 - 8 * at));
+        std::u16string name = NameOfId(id);
+        name[10] = u'S';
+        return name;
     };
-    const std::u16string hiding = Name(kHiding);
-    std::ranges::copy(std::as_bytes(std::span(hiding)), nameInDirectory(kHidden));
     std::vector<std::vector<unsigned>> orders(3, std::vector<unsigned>(kCount));
     for (auto& order : orders) std::iota(order.begin(), order.end(), 0u);
     std::ranges::reverse(orders[1]);
     std::shuffle(orders[2].begin(), orders[2].end(), std::mt19937(3));
-    for (const auto& first : orders) {
-        const auto file = OpenBytes(image);
-        const Bytes found = Get(*file, Name(kHiding));
-        const auto expectFound = [&] { ASSERT_EQ(Get(*file, Name(kHiding)), found); };
-        for (const std::vector<unsigned>* order : {&first, &std::as_const(orders[0]), &std::as_const(orders[2])})
-            for (const unsigned number : *order) {
-                if (number == kHidden) continue;
-                if (number == kHiding) {
-                    for (int time = 0; time < 2; ++time) ASSERT_NO_FATAL_FAILURE(expectFound());
-                } else {
-                    ASSERT_EQ(Get(*file, Name(number)), content[Name(number)]) << number;
+    for (const bool areObjects : {false, true})
+        for (const bool isHidden : {false, true}) {
+            const auto nameOf = [&](unsigned number) { return areObjects ? objectName(number) : Name(number); };
+            Content content;
+            for (unsigned i = 0; i < kCount; ++i) content[nameOf(i)] = Pattern(i % 50 == 3 ? 5000 : i % 100 + 1, i);
+            Bytes image = ImageOf(content, GetParam());
+            const auto rename = [&](unsigned number, const std::u16string& newName) {
+                const std::u16string name = nameOf(number);
+                const auto bytes = std::as_bytes(std::span(name.c_str(), name.size() + 1));
+                std::ranges::copy(std::as_bytes(std::span(newName)),
+                                  std::search(image.begin(), image.end(), bytes.begin(), bytes.end()));
+            };
+            if (isHidden) rename(kHidden, nameOf(kHiding));
+            std::u16string otherCase = nameOf(kOtherCase);
+            for (char16_t& unit : otherCase) unit = unit >= u'A' && unit <= u'Z' ? unit + 32 : unit;
+            if (areObjects) otherCase[10] = u'\u017F';  // the long s
+            rename(kOtherCase, otherCase);
+            for (const auto& first : orders) {
+                const auto file = OpenBytes(image);
+                const Bytes found = Get(*file, nameOf(kHiding));
+                if (!isHidden) {
+                    ASSERT_EQ(found, content[nameOf(kHiding)]);
                 }
-                if (number % 10 == 0) {
-                    ASSERT_FALSE(file->Contains(Name(number + kCount)));
-                }
+                for (const std::vector<unsigned>* order :
+                     {&first, &std::as_const(orders[0]), &std::as_const(orders[2])})
+                    for (const unsigned number : *order) {
+                        if (isHidden && number == kHidden) continue;
+                        for (int time = number == kHiding ? 2 : 1; time > 0; --time)
+                            ASSERT_EQ(Get(*file, nameOf(number)), number == kHiding ? found : content[nameOf(number)])
+                                << number;
+                        if (number % 10 == 0) {
+                            ASSERT_FALSE(file->Contains(nameOf(number + kCount)));
+                        }
+                    }
             }
+        }
+}
+
+// Counts the bytes of its mapping that are given back.
+class MappedFile final : public File {
+public:
+    MappedFile(const Bytes& image, std::uint64_t& givenBack) : file_(MemoryFile(image)), givenBack_(givenBack) {}
+    std::uint64_t Size() const override { return file_->Size(); }
+    std::optional<std::span<const std::byte>> Map() override { return file_->Map(); }
+    void GiveBack(std::uint64_t offset, std::uint64_t count) noexcept override {
+        EXPECT_LE(offset + count, Size());
+        givenBack_ += count;
     }
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override { file_->Read(offset, bytes); }
+    void Write(std::uint64_t offset, std::span<const Piece> pieces) override { file_->Write(offset, pieces); }
+    void Flush() override {}
+    void Resize(std::uint64_t size) override { file_->Resize(size); }
+
+private:
+    std::unique_ptr<File> file_;
+    std::uint64_t& givenBack_;
+};
+
+// Mapped pages count as the process's memory. Whoever goes through the whole file must not keep all of it; whoever
+// reads here and there keeps what was read, as it may be read again, but for the directory.
+TEST_P(Streams, ThatArePassedDoNotStayInMemory) {
+    Content content;
+    for (unsigned i = 0; i < 16'000; ++i) content[Name(i)] = Pattern(i % 50 == 3 ? 5000 : 600, i);
+    const Bytes image = ImageOf(content, GetParam());
+    std::vector<std::u16string> names;
+    OpenBytes(image)->ReadAll([&](std::u16string_view name, std::span<const std::byte>) { names.emplace_back(name); });
+    const auto givenBack = [&] {
+        std::uint64_t bytes = 0;
+        const auto file = CompoundFile::Open(std::make_unique<MappedFile>(image, bytes), Access::ReadShared);
+        for (const std::u16string& name : names) EXPECT_EQ(Get(*file, name), content[name]);
+        return bytes;
+    };
+    constexpr std::uint64_t kMiB = 1 << 20;
+    const std::uint64_t inOrder = givenBack();
+    EXPECT_GT(inOrder, image.size() - 3 * kMiB);
+    EXPECT_LE(inOrder, image.size() + kMiB);
+    std::shuffle(names.begin(), names.end(), std::mt19937(4));
+    EXPECT_LE(givenBack(), content.size() * kEntrySize + kMiB);
 }
 
 }  // namespace

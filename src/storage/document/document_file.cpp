@@ -52,14 +52,13 @@ std::shared_ptr<const ByteSource> DocumentFile::Find(std::u16string_view name) {
     return std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(stream));
 }
 
-std::optional<RecordReader> DocumentFile::ReadRecord(std::u16string_view name, RecordRoom& room) {
-    auto found = OnStorage([&] { return file_->FindOrRead(name, room); });
+std::optional<RecordReader> DocumentFile::ReadRecord(const GUID& id, RecordRoom& room) {
+    auto found = OnStorage([&] { return file_->FindOrRead(EntryNameOf(id), room); });
     std::optional<RecordReader> reader;
-    if (found.read)
-        reader.emplace(std::span(room).first(*found.read));
+    if (found.read != found.kNotRead)
+        reader.emplace(std::span(room).first(found.read));
     else if (found.stream)
-        reader.emplace(
-            std::make_shared<FileSource>(shared_from_this(), std::u16string(name), *std::move(found.stream)));
+        reader.emplace(std::make_shared<FileSource>(shared_from_this(), StreamNameOf(id), *std::move(found.stream)));
     return reader;
 }
 

@@ -31,7 +31,7 @@ public:
     // A reader of an object's record; none when the file does not have it. A record that fits into the room is read
     // into it at once, and the reader needs the room as long as it lives.
     using RecordRoom = std::array<std::byte, 4096>;
-    std::optional<RecordReader> ReadRecord(std::u16string_view name, RecordRoom& room);
+    std::optional<RecordReader> ReadRecord(const GUID& id, RecordRoom& room);
     // A stream that the file will have after the next commit or Replace: looked for when it is first read.
     std::shared_ptr<const ByteSource> FindOnRead(std::u16string_view name);
     bool Contains(std::u16string_view name) const;

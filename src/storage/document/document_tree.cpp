@@ -49,7 +49,7 @@ Ref<Object> DocumentTree::Reach(Entry& entry) {
 // A new object, which the directory does not have yet.
 Ref<Object> DocumentTree::Read(Entry& entry) {
     DocumentFile::RecordRoom room;
-    auto record = file_->ReadRecord(StreamName(entry.id), room);
+    auto record = file_->ReadRecord(entry.id, room);
     if (!record) return nullptr;
     Ref<Object> object = entry.classInfo->create();
     object->Bind(entry);
@@ -87,7 +87,7 @@ std::u16string_view DocumentTree::NameOf(const Reference& member, const ClassInf
         if (entry->object) return entry->name;
     }
     DocumentFile::RecordRoom room;
-    auto record = file_->IsOpen() ? file_->ReadRecord(StreamName(member.id), room) : std::nullopt;
+    auto record = file_->IsOpen() ? file_->ReadRecord(member.id, room) : std::nullopt;
     if (!record) throw Failure(Message::DoesNotExist);
     ReadName(memberClass, *std::move(record), nameRead_);
     return nameRead_;

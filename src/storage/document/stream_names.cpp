@@ -16,16 +16,22 @@ std::array<std::byte, 16> Swapped(const std::array<std::byte, 16>& id) {
     return swapped;
 }
 
-}  // namespace
-
-compound::ObjectName ObjectNameOf(const GUID& id) noexcept {
-    const std::uint64_t first = std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
-    const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
-    const std::uint64_t second = at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
-    return {first, second};
+std::uint64_t FirstNumberOf(const GUID& id) {
+    return std::uint64_t{id.Data1} << 32 | std::uint64_t{id.Data2} << 16 | std::uint64_t{id.Data3};
 }
 
+std::uint64_t SecondNumberOf(const GUID& id) {
+    const auto at = [&id](unsigned place) { return std::uint64_t{id.Data4[place]} << (56 - 8 * place); };
+    return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+}
+
+}  // namespace
+
+compound::ObjectName ObjectNameOf(const GUID& id) noexcept { return {FirstNumberOf(id), SecondNumberOf(id)}; }
+
 StreamName::StreamName(const GUID& id) noexcept { compound::WriteText(ObjectNameOf(id), units_); }
+
+compound::EntryName EntryNameOf(const GUID& id) { return {FirstNumberOf(id), SecondNumberOf(id)}; }
 
 std::optional<GUID> IdOfStream(std::u16string_view name) {
     const auto bytes = compound::IdOfName(name);

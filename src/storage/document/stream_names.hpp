@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "lumvex/values.hpp"
-#include "storage/compound/format/object_name.hpp"
+#include "storage/compound/format/names.hpp"
 
 namespace lumvex::inside {
 
@@ -30,6 +30,8 @@ private:
     std::array<char16_t, compound::kObjectNameLength> units_;
 };
 inline std::u16string StreamNameOf(const GUID& id) { return std::u16string(std::u16string_view(StreamName(id))); }
+// The same, to look for the stream: the text is not made.
+compound::EntryName EntryNameOf(const GUID& id);
 // The ID whose stream has the name; none for any other name.
 std::optional<GUID> IdOfStream(std::u16string_view name);
 

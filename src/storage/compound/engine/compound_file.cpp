@@ -35,6 +35,8 @@ Header ReadHeaderAsReader(File& file) {
     }
 }
 
+bool IsPossible(std::u16string_view name) { return !name.empty() && name.size() <= kMaxNameLength; }
+
 }  // namespace
 
 CompoundFile::CompoundFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -63,10 +65,15 @@ std::unique_ptr<CompoundFile> CompoundFile::CreateSuccessor(int version, std::ui
     return Create(state_->volume.GetFile().CreateSuccessor(), version, number);
 }
 
-std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) const {
-    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
-    const Change* change = pending->Empty() ? nullptr : pending->Find(ChangeName(name));
-    if (change != nullptr) {
+// Object names and other names are looked up in any case, as the directory compares them.
+const Change* CompoundFile::State::FindPending(const EntryName& name) const {
+    if (pending->Empty()) return nullptr;
+    const NameKey& key = name.Key();
+    return pending->Find(key.isId ? ChangeName(ObjectName{key.first, key.second}) : ChangeName(name.Folded().Text()));
+}
+
+std::optional<StreamBody> CompoundFile::State::Locate(const EntryName& name) const {
+    if (const Change* change = FindPending(name)) {
         if (!change->IsStream()) return std::nullopt;
         UncommittedContent content{change->size, change->small, pending, {}, 0};
         if (change->large) content.runs = change->large->runs, content.batch = change->large->batch;
@@ -74,56 +81,61 @@ std::optional<StreamBody> CompoundFile::State::Locate(std::u16string_view name) 
     }
     return committed->Reading([&] {
         std::optional<StreamBody> body;
-        const EntryId found = committed->Find(FoldedName(name));
-        if (found != kNoEntry && committed->At(found).Type() == EntryType::Stream) body.emplace(committed, found);
+        if (const FoundEntry found = committed->Find(name); found.isStream)
+            body.emplace(committed, found.start, found.size);
         return body;
     });
 }
 
-// How long the stream is, where it was read: where it is not pending, fits into the buffer and its bytes are adjacent.
-std::optional<std::size_t> CompoundFile::State::ReadSmall(std::u16string_view name, std::span<std::byte> buffer) {
-    if (name.empty() || name.size() > kMaxNameLength) return std::nullopt;
-    const bool isPending = !pending->Empty() && pending->Find(ChangeName(name)) != nullptr;
-    if (isPending || volume.ChangedByOthers()) return std::nullopt;
-    const FoldedName folded(name);
-    return committed->Reading([&]() -> std::optional<std::size_t> {
-        const EntryId found = committed->Find(folded);
-        if (found == kNoEntry) return std::nullopt;
-        const DirectoryEntry entry = committed->At(found);
-        const std::uint64_t size = entry.Size(volume.Head().Version());
-        if (entry.Type() != EntryType::Stream || size == 0 || size > buffer.size()) return std::nullopt;
-        const std::uint64_t offset = committed->PlaceOf(entry.Start(), size);
-        if (offset == Committed::kNoPlace) return std::nullopt;
-        const auto count = static_cast<std::size_t>(size);
-        volume.Read(offset, buffer.first(count));
-        volume.CountRead(offset, count);
-        return count;
-    });
+// The stream's size, where it was read: where it fits into the buffer and its bytes are adjacent. Else 0.
+std::size_t CompoundFile::State::ReadSmall(const FoundEntry& found, std::span<std::byte> buffer) {
+    if (found.size == 0 || found.size > buffer.size() || volume.ChangedByOthers()) return 0;
+    const std::uint64_t offset = committed->PlaceOf(found.start, found.size);
+    if (offset == Committed::kNoPlace) return 0;
+    const auto count = static_cast<std::size_t>(found.size);
+    volume.Read(offset, buffer.first(count));
+    volume.CountRead(offset, count);
+    return count;
 }
 
 std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
-    auto body = state_->Locate(name);
+    if (!IsPossible(name)) return std::nullopt;
+    auto body = state_->Locate(EntryName(name));
     if (!body) return std::nullopt;
     return Stream(std::make_shared<StreamBody>(*std::move(body)));
 }
 
-CompoundFile::Found CompoundFile::FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const {
-    if (const auto read = state_->ReadSmall(name, buffer)) return {std::nullopt, *read};
-    auto body = state_->Locate(name);
-    if (!body) return {};
-    if (body->size > buffer.size()) return {Stream(std::make_shared<StreamBody>(*std::move(body))), std::nullopt};
-    const auto size = static_cast<std::size_t>(body->size);
-    body->Read(0, buffer.first(size));
-    return {std::nullopt, size};
+CompoundFile::Found CompoundFile::FindOrRead(const EntryName& name, std::span<std::byte> buffer) const {
+    Found result;
+    const auto take = [&](StreamBody&& body) {
+        if (body.size > buffer.size()) {
+            result.stream.emplace(std::make_shared<StreamBody>(std::move(body)));
+        } else {
+            body.Read(0, buffer.first(static_cast<std::size_t>(body.size)));
+            result.read = static_cast<std::size_t>(body.size);
+        }
+    };
+    if (state_->FindPending(name) != nullptr) {
+        if (auto body = state_->Locate(name)) take(*std::move(body));
+        return result;
+    }
+    state_->committed->Reading([&] {
+        const FoundEntry found = state_->committed->Find(name);
+        if (!found.isStream) return false;
+        if (const std::size_t read = state_->ReadSmall(found, buffer); read != 0)
+            result.read = read;
+        else
+            take(StreamBody(state_->committed, found.start, found.size));
+        return true;
+    });
+    return result;
 }
 
 bool CompoundFile::Contains(std::u16string_view name) const {
-    if (name.empty() || name.size() > kMaxNameLength) return false;
-    if (const Change* change = state_->pending->Find(ChangeName(name))) return change->IsStream();
-    return state_->committed->Reading([&] {
-        const EntryId found = state_->committed->Find(FoldedName(name));
-        return found != kNoEntry && state_->committed->At(found).Type() == EntryType::Stream;
-    });
+    if (!IsPossible(name)) return false;
+    const EntryName wanted(name);
+    if (const Change* change = state_->FindPending(wanted)) return change->IsStream();
+    return state_->committed->Reading([&] { return state_->committed->Find(wanted).isStream; });
 }
 
 Stream CompoundFile::Get(std::u16string_view name) const {

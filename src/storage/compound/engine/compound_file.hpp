@@ -12,7 +12,7 @@
 
 #include "storage/compound/base/error.hpp"
 #include "storage/compound/file/file.hpp"
-#include "storage/compound/format/object_name.hpp"
+#include "storage/compound/format/names.hpp"
 #include "storage/compound/read/statistics.hpp"
 #include "storage/compound/read/stream.hpp"
 
@@ -44,10 +44,11 @@ public:
 
     // A stream that fits into the buffer is read into it at once, and only its size is returned; a longer one is found.
     struct Found {
+        static constexpr std::size_t kNotRead = ~std::size_t{0};
         std::optional<Stream> stream;
-        std::optional<std::size_t> read;
+        std::size_t read = kNotRead;
     };
-    Found FindOrRead(std::u16string_view name, std::span<std::byte> buffer) const;
+    Found FindOrRead(const EntryName& name, std::span<std::byte> buffer) const;
 
     // Creates or replaces a stream. Content of 4096 bytes or more is written to free sectors at once and not kept in
     // memory. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where a

@@ -24,8 +24,9 @@ struct CompoundFile::State {
         pending = std::make_shared<PendingChanges>();
     }
 
-    std::optional<std::size_t> ReadSmall(std::u16string_view name, std::span<std::byte> buffer);
-    std::optional<StreamBody> Locate(std::u16string_view name) const;  // a stream that a reader of this file sees
+    const Change* FindPending(const EntryName& name) const;
+    std::optional<StreamBody> Locate(const EntryName& name) const;  // a stream that a reader of this file sees
+    std::size_t ReadSmall(const FoundEntry& found, std::span<std::byte> buffer);
 
     void RequireFits(std::uint64_t size);  // MediumFull for a longer stream than this version can have
     void RequireWritable() const {

@@ -37,6 +37,12 @@ public:
     enum class Shown { Whole, Failed, Shorter };
     virtual Shown LookAtMap() { return Shown::Whole; }
 
+    // Somebody has read these bytes of what Map() returned and will hardly read them again. They stay valid, but need
+    // not be counted as this process's memory until then.
+    virtual void GiveBack(std::uint64_t offset, std::uint64_t count) noexcept {
+        static_cast<void>(offset), static_cast<void>(count);
+    }
+
     // Reads exactly bytes.size() bytes as last written, or throws ReadFault.
     virtual void Read(std::uint64_t offset, std::span<std::byte> bytes) const = 0;
 

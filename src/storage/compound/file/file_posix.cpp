@@ -150,6 +150,10 @@ public:
 
     std::optional<std::span<const std::byte>> Map() override;
     Shown LookAtMap() override;
+    void GiveBack(std::uint64_t offset, std::uint64_t count) noexcept override {
+        if (offset <= mapped_ && count <= mapped_ - offset)
+            posix::GiveBackMapped(static_cast<std::byte*>(base_) + offset, static_cast<std::size_t>(count));
+    }
     void Read(std::uint64_t offset, std::span<std::byte> bytes) const override;
     void Write(std::uint64_t offset, std::span<const Piece> pieces) override;
 

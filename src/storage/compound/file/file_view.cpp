@@ -16,6 +16,7 @@ constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 void FileView::Refresh() {
     pages_.clear();
     window_.Forget();
+    readers_ = {};
     const bool wasMapped = std::exchange(mapped_, nullptr) != nullptr;
     const auto mapped = wasMapped && mayMap_ ? file_.Map() : std::nullopt;
     if (mapped) mapped_ = mapped->data();
@@ -40,6 +41,21 @@ bool FileView::MapBefore(std::size_t count) const {
     if (pages > pagesLeft_) return Map();
     pagesLeft_ -= pages;
     return false;
+}
+
+void FileView::Follow(std::uint64_t offset) const {
+    const auto isNear = [offset](const Reader& reader) { return offset - reader.at < kNear; };
+    const auto found = std::ranges::find_if(readers_, isNear);
+    if (found == readers_.end()) {
+        reader_ = (reader_ + 1) % readers_.size();
+        readers_[reader_] = {offset, offset};
+        return;
+    }
+    reader_ = static_cast<std::size_t>(found - readers_.begin());
+    found->at = offset;
+    if (offset - found->begin < kStep) return;
+    GiveBack(found->begin, offset - found->begin);
+    found->begin = offset;
 }
 
 const std::byte* FileView::Page(std::uint64_t offset, std::size_t count) {
@@ -87,7 +103,7 @@ void FileView::Window::Fill(const File& file, std::uint64_t offset, std::size_t 
 }
 
 const std::byte* FileView::BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
-    if (mapped_ != nullptr) return mapped_ + offset;
+    if (mapped_ != nullptr) return InMapping(offset);
     if (!window.Has(offset, count)) {
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, ahead), size_ - offset));
         try {

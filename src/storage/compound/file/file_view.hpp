@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -24,6 +25,16 @@ public:
 
     // So many bytes from offset on, not beyond the next multiple of 4096 or the end of the file. Valid until Refresh.
     const std::byte* Page(std::uint64_t offset, std::size_t count);
+    // The same of pages that are mostly asked for in order.
+    const std::byte* PageInOrder(std::uint64_t offset, std::size_t count) {
+        return mapped_ != nullptr ? InMapping(offset) : Page(offset, count);
+    }
+
+    // These bytes will hardly be read again.
+    void GiveBack(std::uint64_t offset, std::uint64_t count) const noexcept {
+        constexpr std::uint64_t kWhole = ~(std::uint64_t{64 << 10} - 1);  // of systems with long pages, too
+        if (mapped_ != nullptr) file_.GiveBack(offset & kWhole, ((offset + count) & kWhole) - (offset & kWhole));
+    }
 
     // Bytes of the file that are adjacent in memory: in a page while few were read, else in the mapping. Null where it
     // cannot be mapped. Valid until Refresh.
@@ -50,7 +61,7 @@ public:
     const std::byte* Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const {
         const bool isMapped = mapped_ != nullptr;
         return !isMapped && !window.Has(offset, count) && MapBefore(std::max(count, ahead))
-                   ? mapped_ + offset
+                   ? InMapping(offset)
                    : BytesOnce(offset, count, window, ahead);
     }
     // The same for who reads every byte once: the file is not mapped for that, however much it is.
@@ -75,6 +86,24 @@ private:
     }
     bool MapBefore(std::size_t count) const;
 
+    // Whoever reads the mapping from one end to the other leaves pages behind that count as this process's memory until
+    // the file is closed. So the parts that were passed are given back: whatever is read next, less than kNear behind
+    // where one of some readers was, is taken for that reader.
+    const std::byte* InMapping(std::uint64_t offset) const {
+        Reader& reader = readers_[reader_];
+        if (offset - reader.at >= kNear || offset - reader.begin >= kStep)
+            Follow(offset);
+        else
+            reader.at = offset;
+        return mapped_ + offset;
+    }
+    void Follow(std::uint64_t offset) const;
+
+    struct Reader {
+        std::uint64_t begin = 0, at = 0;  // what is before the beginning was given back
+    };
+    static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{512} << 10;
+
     struct KnownPage {
         std::unique_ptr<std::byte[]> bytes;  // kPage
         std::size_t count = 0;               // bytes that are known, from its beginning
@@ -90,6 +119,8 @@ private:
     std::size_t pagesInARow_ = 0;
     std::unordered_map<std::uint64_t, KnownPage> pages_;
     Window window_;
+    mutable std::array<Reader, 4> readers_;
+    mutable std::size_t reader_ = 0;  // the last one
 };
 
 }  // namespace lumvex::compound

@@ -1,5 +1,6 @@
 // Linux, whose locks can belong to the open file. A forked child shares them with the file.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <time.h>
@@ -166,6 +167,10 @@ int FlushContent(int file) { return ::fdatasync(file); }
 // Where this fails, FlushContent() says so.
 void BeginFlush(int file, off_t start, off_t length) noexcept {
     static_cast<void>(::sync_file_range(file, start, length, SYNC_FILE_RANGE_WRITE));
+}
+
+void GiveBackMapped(void* begin, std::size_t size) noexcept {
+    static_cast<void>(::madvise(begin, size, MADV_DONTNEED));
 }
 
 std::int64_t Tick() {

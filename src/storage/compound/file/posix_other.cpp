@@ -176,6 +176,8 @@ int FlushContent(int file) {
 
 void BeginFlush(int, off_t, off_t) noexcept {}
 
+void GiveBackMapped(void*, std::size_t) noexcept {}
+
 std::int64_t Tick() {
     using namespace std::chrono;
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();

@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace lumvex::compound::posix {
@@ -58,6 +59,9 @@ void CopyAttributes(int replaced, int created);
 
 int FlushContent(int file);                                     // content and length are durable
 void BeginFlush(int file, off_t start, off_t length) noexcept;  // does not wait; nothing where there is no such call
+
+// Whole pages of a file's mapping, which are mapped again when they are read; nothing where there is no such call.
+void GiveBackMapped(void* begin, std::size_t size) noexcept;
 
 std::int64_t Tick();  // changes every few milliseconds; cheap to ask for
 

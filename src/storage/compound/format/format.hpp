@@ -135,6 +135,10 @@ private:
 };
 
 enum class EntryType : std::uint8_t { Unallocated = 0, Storage = 1, Stream = 2, Root = 5 };
+[[nodiscard]] constexpr bool IsMember(EntryType type) {  // of a tree: a stream or a folder
+    return type == EntryType::Stream || type == EntryType::Storage;
+}
+
 enum class Colour : std::uint8_t { Red = 0, Black = 1 };
 
 // Reads a directory entry in place.

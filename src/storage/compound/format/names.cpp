@@ -71,6 +71,31 @@ int FoldedName::Compare(const DirectoryEntry& entry) const {
     return 0;
 }
 
+NameKey::NameKey(const FoldedName& name) {
+    if (name.Text().size() == kObjectNameLength) {
+        std::array<std::byte, 2 * kObjectNameLength> units;
+        for (std::size_t i = 0; i < kObjectNameLength; ++i) Store(&units[2 * i], name.Text()[i]);
+        isId = ReadNameOfId(units, first, second);
+    }
+    if (isId) return;
+    first = name.Hash();
+    second = 0;
+}
+
+// First of the units as they are in the entry: folding may still make a name of an ID of those beyond ASCII.
+NameKey::NameKey(const DirectoryEntry& entry) {
+    constexpr std::size_t kBytes = 2 * kObjectNameLength;
+    if (entry.NameLength() == kObjectNameLength)
+        isId = ReadNameOfId(std::span<const std::byte, kBytes>(entry.bytes(), kBytes), first, second);
+    if (!isId) *this = NameKey(FoldedName(entry));
+}
+
+void EntryName::FoldKey() const {
+    std::array<char16_t, kObjectNameLength> text;
+    WriteText({key_->first, key_->second}, text);
+    folded_.emplace(std::u16string_view(text.data(), text.size()));
+}
+
 void RequireValidName(std::u16string_view name) {
     if (name.empty() || name.size() > kMaxNameLength)
         throw StorageError(Status::InvalidName, "a name of ", name.size(), " characters, not 1 to ", kMaxNameLength);

@@ -3,9 +3,12 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "storage/compound/format/format.hpp"
+#include "storage/compound/format/object_name.hpp"
 
 namespace lumvex::compound {
 
@@ -38,6 +41,44 @@ private:
 
     std::array<char16_t, kMaxNameLength + 1> units_{};  // zero beyond the name
     std::uint8_t length_ = 0;
+};
+
+// A name as 128 bits: the two numbers of the ID that it is the name of (object_name.hpp), or a hash of it in upper
+// case, which other names may have too.
+struct NameKey {
+    explicit NameKey(const FoldedName& name);
+    explicit NameKey(const DirectoryEntry& entry);
+    NameKey(std::uint64_t firstOfId, std::uint64_t secondOfId) : first(firstOfId), second(secondOfId), isId(true) {}
+
+    bool operator==(const NameKey& other) const {
+        return first == other.first && second == other.second && isId == other.isId;
+    }
+
+    std::uint64_t first = 0, second = 0;
+    bool isId = false;
+};
+
+// A name that is looked for: a text, or an ID, of which the text is made only where it is needed.
+class EntryName {
+public:
+    explicit EntryName(std::u16string_view text) : folded_(text) {}
+    explicit EntryName(const FoldedName& folded) : folded_(folded) {}
+    EntryName(std::uint64_t firstOfId, std::uint64_t secondOfId) : key_(std::in_place, firstOfId, secondOfId) {}
+
+    const FoldedName& Folded() const {
+        if (!folded_) FoldKey();
+        return *folded_;
+    }
+    const NameKey& Key() const {
+        if (!key_) key_.emplace(*folded_);
+        return *key_;
+    }
+
+private:
+    void FoldKey() const;
+
+    mutable std::optional<FoldedName> folded_;  // at least one of the two
+    mutable std::optional<NameKey> key_;
 };
 
 void RequireValidName(std::u16string_view name);  // throws InvalidName

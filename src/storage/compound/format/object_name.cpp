@@ -10,8 +10,6 @@ namespace lumvex::compound {
 
 namespace {
 
-constexpr unsigned kBitsPerCharacter = 5;
-
 // Written so that compilers make one instruction of it.
 std::uint64_t BigEndian(const std::byte* bytes) {
     const auto at = [bytes](unsigned place) {
@@ -20,6 +18,7 @@ std::uint64_t BigEndian(const std::byte* bytes) {
     return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
 }
 
+constexpr unsigned kBitsPerCharacter = 5;
 constexpr std::size_t kTogether = 8;
 
 // The eight characters of the lowest 40 bits, the highest five bits first. All are computed together, in the eight
@@ -50,13 +49,6 @@ void WriteCharacters(const ObjectName& object, Put put) {
     put(16, EightOf(second >> 8));
     put(24, std::array{CharacterOf(second >> 3 & 31)});
     put(25, std::array{CharacterOf(second << 2 & 31)});
-}
-
-std::optional<std::uint32_t> DigitOf(char16_t character) {
-    if (character >= u'0' && character <= u'9') return static_cast<std::uint32_t>(character - u'0');
-    if (character >= u'A' && character <= u'V') return static_cast<std::uint32_t>(character - u'A' + 10);
-    if (character >= u'a' && character <= u'v') return static_cast<std::uint32_t>(character - u'a' + 10);
-    return std::nullopt;
 }
 
 }  // namespace
@@ -98,6 +90,34 @@ std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept {
     return ObjectName{first << 24 | middle >> 16, middle << 48 | last << 8 | end};
 }
 
+// The body of each loop has no branch, so that the compiler makes vector code of it.
+bool ReadNameOfId(std::span<const std::byte, 2 * kObjectNameLength> units, std::uint64_t& first,
+                  std::uint64_t& second) noexcept {
+    constexpr std::size_t kTail = 24;  // the units from here on are read one by one
+    std::array<std::byte, 2 * kObjectNameLength> digits;
+    std::uint16_t areDigits = 1;
+    const auto readDigit = [&](std::size_t at) {
+        const auto unit = Load<std::uint16_t>(&units[2 * at]);
+        const auto decimal = static_cast<std::uint16_t>(unit - u'0');
+        const auto letter = static_cast<std::uint16_t>((unit & ~0x20) - u'A');  // of either case
+        const std::uint16_t isDecimal = decimal < 10, isLetter = letter < 22;
+        Store(&digits[2 * at], isDecimal ? decimal : static_cast<std::uint16_t>(letter + 10));
+        areDigits = static_cast<std::uint16_t>(areDigits & (isDecimal | isLetter));
+    };
+    for (std::size_t at = 0; at < kTail; ++at) readDigit(at);
+    for (std::size_t at = kTail; at < kObjectNameLength; ++at) readDigit(at);
+    std::array<std::uint64_t, kTail / 4> bits;  // 20 of four digits each
+    for (std::size_t at = 0; at < bits.size(); ++at) {
+        const auto four = Load<std::uint64_t>(&digits[8 * at]);  // the first one lowest, 16 bits each
+        const std::uint64_t pairs = (four << 5 | four >> 16) & 0x000003FF000003FF;
+        bits[at] = (pairs << 10 | pairs >> 32) & 0xFFFFF;
+    }
+    const unsigned last = Load<std::uint16_t>(&digits[2 * kTail]) * 32u + Load<std::uint16_t>(&digits[2 * kTail + 2]);
+    first = bits[0] << 44 | bits[1] << 24 | bits[2] << 4 | bits[3] >> 16;
+    second = bits[3] << 48 | bits[4] << 28 | bits[5] << 8 | last >> 2;
+    return areDigits != 0 && (last & 3) == 0;
+}
+
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
     std::u16string name(kObjectNameLength, u'0');
     WriteText({BigEndian(&idInTextOrder[0]), BigEndian(&idInTextOrder[8])},
@@ -107,21 +127,15 @@ std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
 
 std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
     if (name.size() != kObjectNameLength) return std::nullopt;
-    std::array<std::byte, 16> id{};
-    std::size_t filled = 0;
-    std::uint32_t bits = 0;
-    unsigned count = 0;
-    for (const char16_t character : name) {
-        const auto digit = DigitOf(character);
-        if (!digit) return std::nullopt;
-        bits = (bits << kBitsPerCharacter) | *digit;
-        count += kBitsPerCharacter;
-        if (count >= 8) {
-            count -= 8;
-            id[filled++] = static_cast<std::byte>(bits >> count);
-        }
+    std::array<std::byte, 2 * kObjectNameLength> units;
+    for (std::size_t at = 0; at < name.size(); ++at) Store(&units[2 * at], name[at]);
+    std::uint64_t first = 0, second = 0;
+    if (!ReadNameOfId(units, first, second)) return std::nullopt;
+    std::array<std::byte, 16> id;
+    for (unsigned at = 0; at < 8; ++at) {
+        id[at] = static_cast<std::byte>(first >> (56 - 8 * at));
+        id[8 + at] = static_cast<std::byte>(second >> (56 - 8 * at));
     }
-    if ((bits & ((1u << count) - 1)) != 0) return std::nullopt;  // NameOfId leaves these padding bits zero
     return id;
 }
 

@@ -4,16 +4,6 @@
 
 namespace lumvex::compound {
 
-namespace {
-
-static_assert(kNoEntry == HashIndex::kNone);
-
-std::uint32_t HashOf(const FoldedName& name) { return static_cast<std::uint32_t>(name.Hash()); }
-
-bool IsMember(EntryType type) { return type == EntryType::Stream || type == EntryType::Storage; }
-
-}  // namespace
-
 SectorId FatPages::Location(std::uint32_t index) {
     const auto location = FindLocation(index);
     if (!location) throw Corrupt("FAT sector ", index, " is not listed");
@@ -83,28 +73,12 @@ std::vector<std::uint32_t> FatPages::ChangedWith(std::vector<std::uint32_t> page
 const std::byte* ChainPages::Fetch(std::uint32_t index) {
     const auto place = chain_.Find(fat_, index);
     if (!place) throw Corrupt("the chain from sector ", chain_.First(), " has no sector ", index);
-    return volume_.Sector(place->sector);
+    return asked_ == Asked::InAnyOrder ? volume_.Sector(place->sector) : volume_.SectorInOrder(place->sector);
 }
 
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
-    struct Step {
-        EntryId id;
-        DirectoryEntry entry;
-    };
-    std::vector<Step> above;
-    std::uint32_t reached = 0;
-    for (EntryId id = top; id != kNoEntry || !above.empty();) {
-        while (id != kNoEntry) {
-            if (++reached > limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
-            above.push_back({id, EntryAt(directory, id)});
-            id = above.back().entry.Left();
-        }
-        const Step step = above.back();
-        above.pop_back();
-        id = step.entry.Right();
-        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
-    }
+    VisitInOrder([&](EntryId id) { return EntryAt(directory, id); }, top, limit, visit);
 }
 
 Committed::Committed(Volume& volume)
@@ -112,7 +86,7 @@ Committed::Committed(Volume& volume)
       fatPages_(volume),
       fat_(fatPages_, volume.SectorCount()),
       directory_(volume, fat_, volume.Head().FirstDirectory()),
-      miniFatPages_(volume, fat_, volume.Head().FirstMiniFat()),
+      miniFatPages_(volume, fat_, volume.Head().FirstMiniFat(), ChainPages::Asked::MostlyInOrder),
       miniFat_(miniFatPages_, 0) {}
 
 void Committed::ViewsMoved() noexcept {
@@ -120,7 +94,6 @@ void Committed::ViewsMoved() noexcept {
     directory_.ForgetLast();
     miniFatPages_.ForgetLast();
     if (miniStream_) miniStream_->ForgetLast();
-    if (index_) index_->entries.PagesMoved();
 }
 
 // Does the file, which has become shorter, still have every sector that this state uses? A writer that keeps to our
@@ -216,16 +189,17 @@ EntryId Committed::TreeTop() {
     return root.Child();
 }
 
-EntryId Committed::Find(const FoldedName& name) {
-    if (Empty()) return kNoEntry;
+FoundEntry Committed::Find(const EntryName& name) {
+    if (Empty()) return {};
     if (!index_) {
-        const EntryId found = Descend(name);
+        const EntryId found = Descend(name.Folded());
+        if (found != kNoEntry) return {found, At(found), volume_.Head().Version()};
         // Other programs may order names in another way, so that the name may be in the tree although the way down
         // missed it.
-        if (found != kNoEntry || volume_.Head().IsWrittenByUs()) return found;
+        if (volume_.Head().IsWrittenByUs()) return {};
         BuildIndex();
     }
-    return LookUp(name);
+    return index_->Find(name);
 }
 
 EntryId Committed::Descend(const FoldedName& name) {
@@ -245,7 +219,10 @@ EntryId Committed::Descend(const FoldedName& name) {
     constexpr std::uint64_t kStepsWorthAnIndex = 256, kEntriesPerStep = 4;
     if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
         try {
-            if (steps_ > EntryCount() / kEntriesPerStep) BuildIndex();
+            if (steps_ > EntryCount() / kEntriesPerStep) {
+                BuildIndex();
+                index_->ExpectBehind(found);
+            }
         } catch (const StorageError&) {  // a part of the tree is damaged, but not the way to this name
             indexFailed_ = true;
         }
@@ -254,60 +231,9 @@ EntryId Committed::Descend(const FoldedName& name) {
 }
 
 void Committed::BuildIndex() {
-    Index index(directory_);
-    FileOrder small, large;
-    EntryId last = 0;
-    const int version = volume_.Head().Version();
-    const std::uint32_t most = EntryCount();
-    index.byName.Reserve(most);
-    VisitLevelByLevel(index.entries, TreeTop(), most, [&](EntryId id, const DirectoryEntry& entry) {
-        if (!IsMember(entry.Type())) return;
-        const FoldedName name(entry);
-        const std::uint32_t hash = HashOf(name);
-        const auto isSame = [&](EntryId other) { return name.Compare(index.entries.At(other)) == 0; };
-        if (index.byName.Find(hash, isSame) != kNoEntry) return;  // hidden behind the other entry of this name
-        index.byName.Add(hash, id);
-        last = std::max(last, id);
-        if (entry.Type() == EntryType::Stream) (IsMini(entry.Size(version)) ? small : large).Add(entry.Start(), id);
-    });
-    index.next.assign(std::size_t{last} + 1, kNoEntry);
-    EntryId before = kNoEntry;
-    for (FileOrder* order : {&small, &large}) {
-        order->Sort();
-        for (std::size_t place = 0; place < order->Count(); ++place) {
-            const EntryId id = (*order)[place];
-            if (before != kNoEntry) index.next[before] = id;
-            before = id;
-        }
-    }
-    index_.emplace(std::move(index));
-}
-
-EntryId Committed::LookUp(const FoldedName& name) {
-    Index& index = *index_;
-    EntryId id = index.expected;
-    if (id == kNoEntry || name.Compare(index.entries.At(id)) != 0) {
-        id = index.byName.Find(HashOf(name), [&](EntryId each) { return name.Compare(index.entries.At(each)) == 0; });
-        index.ahead = 0;
-        if (id == kNoEntry) return kNoEntry;
-    }
-    Expect(id);
-    return id;
-}
-
-// Where streams are asked for in no order, one entry is prefetched each time; in file order the distance grows.
-void Committed::Expect(EntryId found) {
-    Index& index = *index_;
-    index.expected = index.next[found];
-    if (index.ahead == 0)
-        index.prefetched = found;
-    else
-        --index.ahead;
-    for (int step = 0; step < 2 && index.ahead < kEntriesAhead && index.prefetched != kNoEntry; ++step) {
-        index.prefetched = index.next[index.prefetched];
-        ++index.ahead;
-        if (index.prefetched != kNoEntry) index.entries.PrefetchEntry(index.prefetched);
-    }
+    const Header& head = volume_.Head();
+    index_.emplace(directory_, TreeTop(), EntryCount(), head.Version(), head.MiniCutoff());
+    volume_.GiveBack(directory_.Sectors().Runs(fat_));
 }
 
 }  // namespace lumvex::compound

@@ -5,10 +5,10 @@
 #include <optional>
 #include <vector>
 
-#include "generic/hash_index.hpp"
 #include "storage/compound/format/names.hpp"
 #include "storage/compound/format/sector_table.hpp"
 #include "storage/compound/read/entries.hpp"
+#include "storage/compound/read/name_index.hpp"
 #include "storage/compound/read/volume.hpp"
 
 namespace lumvex::compound {
@@ -46,8 +46,9 @@ private:
 // A structure in a chain of sectors: the directory, the mini FAT, the mini stream.
 class ChainPages final : public Pages {
 public:
-    ChainPages(Volume& volume, SectorTable& fat, SectorId first)
-        : Pages(volume.SectorShift()), volume_(volume), fat_(fat), chain_(first) {}
+    enum class Asked { InAnyOrder, MostlyInOrder };
+    ChainPages(Volume& volume, SectorTable& fat, SectorId first, Asked asked = Asked::InAnyOrder)
+        : Pages(volume.SectorShift()), volume_(volume), fat_(fat), chain_(first), asked_(asked) {}
 
     Chain& Sectors() { return chain_; }
     void Forget() noexcept { chain_ = Chain(chain_.First()), ForgetLast(); }  // all that was found so far
@@ -58,18 +59,12 @@ private:
     Volume& volume_;
     SectorTable& fat_;
     Chain chain_;
+    Asked asked_;
 };
 
-// Visits the streams and folders of a sibling tree in its order, without recursion. Corrupt where the tree reaches more
-// than limit entries, as a cycle would.
+// As VisitInOrder, of pages that need not be in memory for long.
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit);
-
-// Corrupt beyond the directory's end.
-[[nodiscard]] inline DirectoryEntry EntryAt(Pages& directory, EntryId id) {
-    const PerPage perPage = DirectoryEntriesPerPage(directory.Shift());
-    return DirectoryEntry(directory.Page(perPage.PageOf(id)) + kEntrySize * perPage.IndexOf(id));
-}
 
 class Committed {
 public:
@@ -112,11 +107,11 @@ public:
     bool Empty() const { return volume_.Head().FirstDirectory() == kEndOfChain; }  // before the first commit
     std::uint32_t EntryCount();  // of the directory, unallocated ones included
     EntryId TreeTop();           // of the root storage's tree; kNoEntry where it is empty
-    DirectoryEntry At(EntryId id) { return index_ ? index_->entries.At(id) : EntryAt(directory_, id); }
+    DirectoryEntry At(EntryId id) { return EntryAt(directory_, id); }
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
     // Where a stream's bytes are in the file, when they are adjacent; kNoPlace where they are not, or where there
-    // cannot be a stream of this size. (A number and no optional one, here and in Find: an optional is put together in
+    // cannot be a stream of this size. (A number and no optional one: an optional is put together in
     // memory and read back in another size, which waits until everything that was written before is in the cache.)
     static constexpr std::uint64_t kNoPlace = 0;  // the header is there
     std::uint64_t PlaceOf(SectorId start, std::uint64_t size);
@@ -126,14 +121,13 @@ public:
         Reading([&] { return WalkTree(directory_, TreeTop(), EntryCount(), visit), true; });
     }
 
-    // A stream or a folder of the root storage; kNoEntry where there is none of the name.
-    EntryId Find(const FoldedName& name);
+    // A stream or a folder of the root storage; none where there is none of the name.
+    FoundEntry Find(const EntryName& name);
+    EntryId Find(const FoldedName& name) { return Find(EntryName(name)).id; }
 
 private:
     std::uint64_t PlaceInMiniStream(SectorId start, std::uint64_t size);
     EntryId Descend(const FoldedName& name);
-    EntryId LookUp(const FoldedName& name);
-    void Expect(EntryId found);
     void BuildIndex();
     void ReadRoot();
     bool IsWhole();
@@ -150,20 +144,7 @@ private:
     std::uint64_t miniStreamSize_ = 0;
     Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last stream that was looked for
 
-    // The root storage's entries, once searching the tree has cost as much as making this. Streams are mostly asked for
-    // in the order in which they are in the file: so the stream behind the last one is tried first, and entries are
-    // prefetched in this order.
-    struct Index {
-        explicit Index(Pages& directory) : entries(directory) {}
-
-        Entries entries;
-        HashIndex byName;               // by the hashes of the names; of entries of one name the topmost alone
-        std::vector<EntryId> next;      // of each stream, the one behind it in the file
-        EntryId expected = kNoEntry;    // the stream behind the one that was found last
-        EntryId prefetched = kNoEntry;  // so many steps further:
-        std::size_t ahead = 0;
-    };
-    std::optional<Index> index_;
+    std::optional<NameIndex> index_;  // once searching the tree has cost as much as making it
     std::uint64_t steps_ = 0;
     bool indexFailed_ = false;
 };

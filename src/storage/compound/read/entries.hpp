@@ -14,6 +14,12 @@
 
 namespace lumvex::compound {
 
+// Corrupt beyond the directory's end.
+[[nodiscard]] inline DirectoryEntry EntryAt(Pages& directory, EntryId id) {
+    const PerPage perPage = DirectoryEntriesPerPage(directory.Shift());
+    return DirectoryEntry(directory.Page(perPage.PageOf(id)) + kEntrySize * perPage.IndexOf(id));
+}
+
 // The entries by number.
 class Entries {
 public:
@@ -39,6 +45,29 @@ private:
     PerPage perPage_;
     std::vector<const std::byte*> pages_;  // where the directory's pages are; null where one was not needed yet
 };
+
+// Visits the streams and folders of a sibling tree in its order, without recursion. In files of this program that is
+// nearly the order of the directory. Corrupt where the tree reaches more than limit entries, as a cycle would.
+template <class At, class Visit>
+void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
+    struct Step {
+        EntryId id;
+        DirectoryEntry entry;
+    };
+    std::vector<Step> above;
+    std::uint32_t reached = 0;
+    for (EntryId id = top; id != kNoEntry || !above.empty();) {
+        while (id != kNoEntry) {
+            if (++reached > limit) throw Corrupt("a directory tree reaches more than ", limit, " entries");
+            above.push_back({id, at(id)});
+            id = above.back().entry.Left();
+        }
+        const Step step = above.back();
+        above.pop_back();
+        id = step.entry.Right();
+        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
+    }
+}
 
 constexpr std::size_t kEntriesAhead = 16;  // entries are prefetched so many steps before they are read
 

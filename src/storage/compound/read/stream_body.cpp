@@ -16,15 +16,16 @@ std::uint32_t Clamped(std::uint64_t count) {
 
 }  // namespace
 
-StreamBody::StreamBody(std::shared_ptr<Committed> from, EntryId id) : committed(std::move(from)) {
+StreamBody::StreamBody(std::shared_ptr<Committed> from, EntryId id)
+    : StreamBody(from, from->At(id).Start(), from->At(id).Size(from->GetVolume().Head().Version())) {}
+
+StreamBody::StreamBody(std::shared_ptr<Committed> from, SectorId start, std::uint64_t bytes)
+    : committed(std::move(from)), size(bytes), isMini(committed->IsMini(bytes)) {
     const Volume& volume = committed->GetVolume();
-    const DirectoryEntry entry = committed->At(id);
-    size = entry.Size(volume.Head().Version());
-    isMini = committed->IsMini(size);
     const std::uint64_t most =
         isMini ? committed->MiniStreamSize() : std::uint64_t{volume.SectorCount()} << volume.SectorShift();
     if (size > most) throw Corrupt("a stream of ", size, " bytes where there are ", most);
-    chain = Chain(size == 0 ? kEndOfChain : entry.Start());
+    chain = Chain(size == 0 ? kEndOfChain : start);
 }
 
 StreamBody::StreamBody(std::shared_ptr<Committed> from, UncommittedContent content)

@@ -22,6 +22,7 @@ struct UncommittedContent {
 struct StreamBody {
     // A stream of the committed state. Corrupt where there cannot be a stream of its size.
     StreamBody(std::shared_ptr<Committed> from, EntryId id);
+    StreamBody(std::shared_ptr<Committed> from, SectorId start, std::uint64_t bytes);  // the same, as its entry has it
     StreamBody(std::shared_ptr<Committed> from, UncommittedContent content);
 
     // Adjacent bytes of the file, at most count, from an offset of the stream on. Not of content in memory.

@@ -124,11 +124,25 @@ std::size_t Volume::LastSectorLacks() const {
     return lastSector_.empty() ? 0 : SectorSize() - static_cast<std::size_t>(view_.Size() & (SectorSize() - 1));
 }
 
-const std::byte* Volume::Sector(SectorId sector) {
+// Null where the sector's bytes are those of the file.
+const std::byte* Volume::FindSector(SectorId sector) const {
     if (sector >= sectorCount_) throw Corrupt("sector ", sector, " of ", sectorCount_);
     CountRead(OffsetOf(sector), 1);
-    if (!lastSector_.empty() && sector == sectorCount_ - 1) return lastSector_.data();
-    return view_.Page(OffsetOf(sector), SectorSize());
+    return !lastSector_.empty() && sector == sectorCount_ - 1 ? lastSector_.data() : nullptr;
+}
+
+const std::byte* Volume::Sector(SectorId sector) {
+    const std::byte* found = FindSector(sector);
+    return found != nullptr ? found : view_.Page(OffsetOf(sector), SectorSize());
+}
+
+const std::byte* Volume::SectorInOrder(SectorId sector) {
+    const std::byte* found = FindSector(sector);
+    return found != nullptr ? found : view_.PageInOrder(OffsetOf(sector), SectorSize());
+}
+
+void Volume::GiveBack(const std::vector<Run>& runs) const noexcept {
+    for (const Run& run : runs) view_.GiveBack(OffsetOf(run.first), std::uint64_t{run.count} << shift_);
 }
 
 void Volume::RequireWithin(std::uint64_t offset, std::uint64_t count) const {

@@ -8,6 +8,7 @@
 
 #include "storage/compound/file/file_view.hpp"
 #include "storage/compound/format/format.hpp"
+#include "storage/compound/format/sector_table.hpp"
 #include "storage/compound/read/statistics.hpp"
 
 namespace lumvex::compound {
@@ -32,6 +33,8 @@ public:
 
     // A whole sector of the file's own structures; bytes that the last sector lacks are zero. Corrupt beyond the end.
     const std::byte* Sector(SectorId sector);
+    const std::byte* SectorInOrder(SectorId sector);  // of a structure whose sectors are mostly asked for in order
+    void GiveBack(const std::vector<Run>& runs) const noexcept;  // sectors that will hardly be read again
 
     // count bytes of a stream from an offset of the file on, in the mapping or in the window. Corrupt beyond the end.
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
@@ -90,6 +93,7 @@ private:
     };
 
     void Measure();
+    const std::byte* FindSector(SectorId sector) const;
     void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
     void WriteBuffered();
     void WriteNow(std::uint64_t offset, std::span<const Piece> pieces);

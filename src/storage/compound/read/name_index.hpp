@@ -1,0 +1,68 @@
+// The root storage's streams and folders by name, in memory: the directory is not needed to find one of them and the
+// place of its bytes. Streams are mostly asked for in the order in which they are in the file. So they are kept in this
+// order, and the one behind the last one is tried first.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "generic/hash_index.hpp"
+#include "storage/compound/format/names.hpp"
+#include "storage/compound/read/entries.hpp"
+
+namespace lumvex::compound {
+
+// What the directory has of a stream or a folder of the root storage.
+struct FoundEntry {
+    EntryId id = kNoEntry;
+    bool isStream = false;
+    SectorId start = kEndOfChain;  // of a stream, and its size
+    std::uint64_t size = 0;
+
+    FoundEntry() = default;
+    FoundEntry(EntryId number, const DirectoryEntry& entry, int version)
+        : id(number), isStream(entry.Type() == EntryType::Stream), start(entry.Start()), size(entry.Size(version)) {}
+
+    explicit operator bool() const { return id != kNoEntry; }
+};
+
+class NameIndex {
+public:
+    // Of the entries that the tree reaches, at most limit; Corrupt where it reaches more. Of entries of one name only
+    // the topmost can be found. Streams shorter than miniCutoff are in the mini stream.
+    NameIndex(Pages& directory, EntryId top, std::uint32_t limit, int version, std::uint32_t miniCutoff);
+
+    FoundEntry Find(const EntryName& name);
+    void ExpectBehind(EntryId found);  // the stream behind this one is probably asked for next
+
+private:
+    // 28 bytes, as there are many. A longer stream's size is looked up in the directory.
+    static constexpr std::uint32_t kLong = (1u << 30) - 1;
+    struct Record {
+        Record(EntryId number, const DirectoryEntry& entry, const NameKey& nameKey, int version);
+
+        NameKey Key() const;
+
+        std::array<std::uint32_t, 4> key;
+        EntryId id;
+        SectorId start;
+        std::uint32_t size : 30;
+        std::uint32_t isStream : 1, isKeyOfId : 1;
+    };
+
+    static_assert(sizeof(Record) == 28);
+
+    bool CollectInOrder(EntryId top, std::uint32_t limit);
+    void CollectTopmost(EntryId top, std::uint32_t limit);
+    void SortInFileOrder(std::uint32_t miniCutoff);
+    void HashAll();
+    bool HasName(const Record& record, const EntryName& name);
+
+    Pages& directory_;
+    int version_;
+    std::vector<Record> records_;  // streams in file order, then folders
+    HashIndex byKey_;              // of records_; made when a name is asked for that is not the expected one
+    std::size_t expected_ = 0;     // the record behind the one that was found last
+};
+
+}  // namespace lumvex::compound
