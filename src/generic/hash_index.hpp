@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "generic/prefetch.hpp"
+
 namespace lumvex {
 
 class HashIndex {
@@ -28,6 +30,11 @@ public:
     // nothing.
     void Reserve(std::size_t count) {
         if (2 * count > slots_.size()) Resize(std::bit_ceil(std::max<std::size_t>(2 * count, kFewestSlots)));
+    }
+
+    // The hash is going to be looked for or added soon.
+    [[gnu::always_inline]] inline void Expect(std::uint32_t hash) const {
+        if (!slots_.empty()) Prefetch(&slots_[hash & Mask()], sizeof(Slot));
     }
 
     // The number must not be in the index yet. Throws as Reserve does.

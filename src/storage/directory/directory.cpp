@@ -58,6 +58,7 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
 
 // Makes room, so that marking the entry and adding it to the next table cannot fail later.
 Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
+    entries_.Expect(id);
     Ref<Entry> entry(new Entry(id, classInfo));
     entry->document = &owner_;
     entry->order = nextOrder_++;

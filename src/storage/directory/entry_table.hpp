@@ -23,6 +23,9 @@ public:
         return place == HashIndex::kNone ? nullptr : entries_[place].get();
     }
 
+    // The ID is going to be looked for or added soon.
+    [[gnu::always_inline]] inline void Expect(const GUID& id) const { places_.Expect(HighHashOf(id)); }
+
     // Its ID is not in the table yet. Throws std::bad_alloc and has then done nothing.
     void Add(Ref<Entry> entry) {
         MakeRoom(entries_, 1);

@@ -236,12 +236,14 @@ void DocumentSaver::WriteRoot(compound::CompoundFile& file) const {
 void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& objects, std::uint64_t marksEpoch) const {
     file.ExpectWrites(objects.size());
     RecordWriter record;
-    std::size_t written = 0;
-    for (const Ref<Entry>& entry : objects) {
+    constexpr std::size_t kAhead = 4;
+    for (std::size_t at = 0; at < objects.size(); ++at) {
+        if (objects.size() - at > kAhead) file.ExpectWrite(ObjectNameOf(objects[at + kAhead]->id));
+        const Entry& entry = *objects[at];
         record.Clear();
-        WriteObject(*entry->object, record, marksEpoch);
-        WriteStream(file, ObjectNameOf(entry->id), record);
-        if (progress_) progress_(++written, objects.size());
+        WriteObject(*entry.object, record, marksEpoch);
+        WriteStream(file, ObjectNameOf(entry.id), record);
+        if (progress_) progress_(at + 1, objects.size());
     }
 }
 

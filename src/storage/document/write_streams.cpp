@@ -8,7 +8,7 @@ void WriteStream(compound::CompoundFile& file, std::u16string_view name, const R
     file.Write(name, record.Pieces());
 }
 
-void WriteStream(compound::CompoundFile& file, const compound::ObjectName& name, const RecordWriter& record) {
+void WriteStream(compound::CompoundFile& file, compound::ObjectName name, const RecordWriter& record) {
     file.Write(name, record.Pieces());
 }
 

@@ -9,7 +9,7 @@
 namespace lumvex::inside {
 
 void WriteStream(compound::CompoundFile& file, std::u16string_view name, const RecordWriter& record);
-void WriteStream(compound::CompoundFile& file, const compound::ObjectName& name, const RecordWriter& record);
+void WriteStream(compound::CompoundFile& file, compound::ObjectName name, const RecordWriter& record);
 void WriteStream(compound::CompoundFile& file, std::u16string_view name, std::span<const std::byte> bytes);
 
 // The root's record, in its two streams. The root has read what it had only in the file.

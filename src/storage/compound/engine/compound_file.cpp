@@ -152,11 +152,13 @@ void CompoundFile::Write(std::u16string_view name, std::span<const Piece> conten
     });
 }
 
-void CompoundFile::Write(const ObjectName& name, std::span<const Piece> content) {
+void CompoundFile::Write(ObjectName name, std::span<const Piece> content) {
     state_->InCurrentFile([&] { state_->Write(ChangeName(name), content); });
 }
 
 void CompoundFile::ExpectWrites(std::size_t streams) { state_->pending->Reserve(streams); }
+
+void CompoundFile::ExpectWrite(ObjectName name) const { state_->pending->Expect(ChangeName(name)); }
 
 void CompoundFile::Remove(std::u16string_view name) {
     state_->InCurrentFile([&] { state_->Remove(name); });

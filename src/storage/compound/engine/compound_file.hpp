@@ -54,10 +54,12 @@ public:
     // memory. Pieces may point into this file's own mapped streams. AccessDenied on a file open for reading, or where a
     // folder has the name; InvalidName; MediumFull.
     void Write(std::u16string_view name, std::span<const Piece> content);
-    void Write(const ObjectName& name, std::span<const Piece> content);
+    void Write(ObjectName name, std::span<const Piece> content);
     void Remove(std::u16string_view name);  // NotFound
     // About so many streams are going to be written: their names then need not be arranged anew again and again.
     void ExpectWrites(std::size_t streams);
+    // The stream is going to be written soon: where its name will be is brought into the processor's cache.
+    void ExpectWrite(ObjectName name) const;
 
     // All or nothing: after a StorageError the committed state is what it was, and what is pending stays pending. Large
     // streams that a failing disk may have lost cannot be read and fail every further Commit (WriteFault) until they

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "generic/prefetch.hpp"
 #include "storage/compound/base/error.hpp"
-#include "storage/compound/base/prefetch.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/compound/format/format.hpp"
 #include "storage/compound/format/pages.hpp"

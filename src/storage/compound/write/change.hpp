@@ -27,19 +27,24 @@ struct LargeContent {
 // A name as changes are looked up by it. Nearly all names are those of objects, which are two numbers.
 class ChangeName {
 public:
-    explicit ChangeName(const ObjectName& object) : object_(object) {}
+    explicit ChangeName(ObjectName object) : first_(object.first), isObject_(true), second_(object.second) {}
     explicit ChangeName(std::u16string_view text);  // which has to outlive this; looked up by its first 31 code units
 
-    // What the name is in upper case.
-    const std::optional<ObjectName>& Object() const { return object_; }
+    // Is the name in upper case an object's?
+    bool IsObject() const { return isObject_; }
+    ObjectName Object() const { return {first_, second_}; }  // where it is one's
     FoldedName Folded() const;
-    // The name as it was given, unless it is Object().
+    // The name as it was given; empty where that is Object().
     std::u16string_view Text() const { return text_; }
     std::uint32_t Hash() const;
 
 private:
-    std::optional<ObjectName> object_;
-    std::optional<FoldedName> folded_;  // unless it is an object's
+    // The numbers are apart, so that nobody copies both at once: a processor that reads what was just written in two
+    // parts waits until all that was written before is in the cache.
+    std::uint64_t first_ = 0;
+    bool isObject_ = false;
+    std::uint64_t second_ = 0;
+    std::optional<FoldedName> folded_;  // unless the name was given as Object()
     std::u16string_view text_;
 };
 
@@ -60,20 +65,22 @@ private:
 struct Change {
     enum class Kind : std::uint8_t { Erased, Removed, Small, Large, Folder };
 
-    ObjectName object;                     // the name, where isObject
+    std::uint64_t first = 0;               // of the name, where isObject; see ChangeName for the order
     EntryId existing = kNoEntry;           // the committed stream that is replaced or removed
     SectorId start = kEndOfChain;          // the first sector in the next state, once a commit has drafted that
+    std::uint64_t second = 0;              // of the name, where isObject
     std::uint64_t size = 0;                // bytes; of a Folder its position in CarriedTree::members
     std::byte* small = nullptr;            // of Small content that is not empty: whole mini sectors
-    std::unique_ptr<std::u16string> text;  // the name, where it is not just that of `object`
+    std::unique_ptr<std::u16string> text;  // the name, where it is not just that of Object()
     std::unique_ptr<LargeContent> large;
     Kind kind = Kind::Removed;
     bool isObject = false;  // is the name that of an object, regardless of case?
 
-    NameText Name() const { return text ? NameText(*text) : NameText(object); }
+    ObjectName Object() const { return {first, second}; }
+    NameText Name() const { return text ? NameText(*text) : NameText(Object()); }
     FoldedName Folded() const { return FoldedName(Name()); }
     bool Has(const ChangeName& name) const {
-        if (isObject || name.Object()) return isObject && object == name.Object();
+        if (isObject || name.IsObject()) return isObject && name.IsObject() && Object() == name.Object();
         return Folded() == name.Folded();
     }
     bool IsStream() const { return kind == Kind::Small || kind == Kind::Large; }

@@ -6,7 +6,7 @@
 #include <optional>
 #include <unordered_map>
 
-#include "storage/compound/base/prefetch.hpp"
+#include "generic/prefetch.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/compound/base/stable_sort.hpp"
 #include "storage/compound/write/balanced_tree.hpp"
@@ -47,7 +47,7 @@ void MakeStream(DirectoryEntryWriter entry, const Change& change) {
     if (change.text)
         entry.MakeStream(*change.text);
     else
-        entry.MakeStream(change.object);
+        entry.MakeStream(change.Object());
 }
 
 // First by the bits of the keys from firstBit on; few members are equal in these.
@@ -95,7 +95,7 @@ private:
     std::uint32_t CountAllocated();
     void WriteInPlace(const BalancedTree& tree);
     void WriteRenumbered(const BalancedTree& tree);
-    void PrefetchFor(const BalancedTree& tree, std::uint64_t id) const;
+    [[gnu::always_inline]] inline void PrefetchFor(const BalancedTree& tree, std::uint64_t id) const;
     std::array<std::byte, kEntrySize> RootEntry();
     void WriteEntry(DirectoryEntryWriter entry, const BalancedTree& tree, std::uint32_t number);
     void PlaceFolders();
@@ -114,7 +114,7 @@ private:
     std::optional<ObjectName> ObjectOf(const Member& member) const {
         if (member.entry != kNoEntry) return ObjectNameOf(NameOf(member).Text());
         const Change& change = *ChangeOf(member);
-        return change.isObject ? std::optional(change.object) : std::nullopt;
+        return change.isObject ? std::optional(change.Object()) : std::nullopt;
     }
     EntryId IdOf(std::uint32_t number) const { return number == kNoEntry ? kNoEntry : ids_[number]; }
 
@@ -223,6 +223,18 @@ void Rebuild::WriteInPlace(const BalancedTree& tree) {
     editor_.Edit(0).SetChild(IdOf(tree.top));
 }
 
+// Prefetches the change behind the entry of this ID, and the member of the entry kAhead IDs later. So the member itself
+// was prefetched when this was called for an ID kAhead before.
+void Rebuild::PrefetchFor(const BalancedTree& tree, std::uint64_t id) const {
+    const std::uint64_t count = members_.size();
+    const auto memberOf = [&](std::uint64_t each) -> const Member& {
+        return members_[tree.order[static_cast<std::size_t>(each - 1)]];
+    };
+    if (id + kAhead <= count) Prefetch(&memberOf(id + kAhead), sizeof(Member));
+    if (id > count) return;
+    if (const Change* change = ChangeOf(memberOf(id))) Prefetch(change, sizeof *change);
+}
+
 // Page after page. The entries' sources are scattered over memory, so each is prefetched some time before it is read.
 void Rebuild::WriteRenumbered(const BalancedTree& tree) {
     const auto root = RootEntry();
@@ -244,18 +256,6 @@ void Rebuild::WriteRenumbered(const BalancedTree& tree) {
         }
     }
     editor_.Edit(0).SetChild(IdOf(tree.top));
-}
-
-// Prefetches the change behind the entry of this ID, and the member of the entry kAhead IDs later. So the member itself
-// was prefetched when this was called for an ID kAhead before.
-void Rebuild::PrefetchFor(const BalancedTree& tree, std::uint64_t id) const {
-    const std::uint64_t count = members_.size();
-    const auto memberOf = [&](std::uint64_t each) -> const Member& {
-        return members_[tree.order[static_cast<std::size_t>(each - 1)]];
-    };
-    if (id + kAhead <= count) Prefetch(&memberOf(id + kAhead), sizeof(Member));
-    if (id > count) return;
-    if (const Change* change = ChangeOf(memberOf(id))) Prefetch(change, sizeof *change);
 }
 
 std::array<std::byte, kEntrySize> Rebuild::RootEntry() {

@@ -26,8 +26,9 @@ Change& PendingChanges::Add(const ChangeName& name, EntryId existing) {
     }
     const std::uint32_t number = made_++;
     Change& change = *new (&At(number)) Change;
-    change.isObject = name.Object().has_value();
-    if (change.isObject) change.object = *name.Object();
+    change.isObject = name.IsObject();
+    change.first = name.Object().first;
+    change.second = name.Object().second;
     change.text = std::move(text);
     change.existing = existing;
     index_.Add(name.Hash(), number);

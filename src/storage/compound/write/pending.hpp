@@ -26,6 +26,7 @@ public:
     std::size_t Count() const { return index_.Count(); }
 
     void Reserve(std::size_t more) { index_.Reserve(index_.Count() + more); }  // throws std::bad_alloc
+    [[gnu::always_inline]] inline void Expect(const ChangeName& name) const { index_.Expect(name.Hash()); }  // a Find
     Change* Find(const ChangeName& name);
     // The name must not be here yet. The change keeps its address until it is erased.
     Change& Add(const ChangeName& name, EntryId existing);

@@ -3,12 +3,13 @@
 
 #include <cstddef>
 
-namespace lumvex::compound {
+namespace lumvex {
 
 constexpr std::size_t kCacheLine = 64;
 
-// For bytes that begin on a cache line.
-inline void Prefetch(const void* bytes, std::size_t size) noexcept {
+// For bytes that begin on a cache line. GCC takes a function that does nothing but prefetch for one without any effect,
+// and leaves calls of it out; so this one is inline, and those that only call it have to be.
+[[gnu::always_inline]] inline void Prefetch(const void* bytes, std::size_t size) noexcept {
 #if defined(__GNUC__)
     const auto* at = static_cast<const char*>(bytes);
     for (std::size_t offset = 0; offset < size; offset += kCacheLine) __builtin_prefetch(at + offset);
@@ -17,4 +18,4 @@ inline void Prefetch(const void* bytes, std::size_t size) noexcept {
 #endif
 }
 
-}  // namespace lumvex::compound
+}  // namespace lumvex
