@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "generic/fresh_memory.hpp"
+
 namespace lumvex {
 
 class HashIndex {
@@ -79,7 +81,11 @@ private:
     }
 
     void Resize(std::size_t count) {
-        std::vector<Slot> slots(count);
+        std::vector<Slot> slots;
+        slots.reserve(count);
+        constexpr std::size_t kMany = 4096;  // all slots are written at once
+        if (count >= kMany) AboutToFill(slots.data(), count * sizeof(Slot));
+        slots.resize(count);
         slots.swap(slots_);
         for (const Slot& slot : slots)
             if (slot.number != kNone) Insert(slot);

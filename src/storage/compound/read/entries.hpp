@@ -96,6 +96,7 @@ void VisitLevelByLevel(Entries& entries, EntryId top, std::uint32_t limit, Visit
 // Streams, each as one number, its first sector above its entry: ordered by these numbers they are in file order.
 class FileOrder {
 public:
+    void Reserve(std::size_t count) { all_.reserve(count); }
     void Add(SectorId start, EntryId id) { all_.push_back(std::uint64_t{start} << 32 | id); }
     void Sort() {
         SortByBits(all_, 32, [](std::uint64_t each) { return each; });

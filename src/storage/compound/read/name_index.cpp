@@ -52,19 +52,21 @@ bool NameIndex::CollectInOrder(EntryId top, std::uint32_t limit) {
     Entries entries(directory_);
     records_.reserve(limit);
     AboutToFill(records_.data(), limit * sizeof(Record));
-    std::optional<DirectoryEntry> before;
-    std::optional<NameKey> keyBefore;
     bool ascend = true;
+    std::optional<DirectoryEntry> before;
+    NameKey keyBefore(0, 0);
     VisitInOrder([&](EntryId id) { return entries.At(id); }, top, limit,
                  [&](EntryId id, const DirectoryEntry& entry) {
                      if (!IsMember(entry.Type())) return;
                      const NameKey key(entry);
                      if (before)
-                         ascend = ascend && (key.isId && keyBefore->isId ? IsBefore(*keyBefore, key)
-                                                                         : FoldedName(*before).Compare(entry) < 0);
+                         ascend = ascend && (key.isId && keyBefore.isId ? IsBefore(keyBefore, key)
+                                                                        : FoldedName(*before).Compare(entry) < 0);
                      records_.emplace_back(id, entry, key, version_);
                      before = entry;
-                     keyBefore = key;
+                     keyBefore.first = key.first;  // one by one: they would be waited for when they are copied together
+                     keyBefore.second = key.second;
+                     keyBefore.isId = key.isId;
                  });
     return ascend;
 }
@@ -90,6 +92,7 @@ void NameIndex::CollectTopmost(EntryId top, std::uint32_t limit) {
 // Streams in the mini stream, other streams, folders.
 void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
     FileOrder small, large;
+    small.Reserve(records_.size());
     std::vector<std::uint32_t> folders;
     for (std::uint32_t place = 0; place < records_.size(); ++place) {
         const Record& record = records_[place];
