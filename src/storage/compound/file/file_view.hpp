@@ -111,7 +111,7 @@ private:
     struct Reader {
         std::uint64_t begin = 0, at = 0;  // what is before the beginning was given back
     };
-    static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{512} << 10;
+    static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{256} << 10;
 
     struct KnownPage {
         std::unique_ptr<std::byte[]> bytes;  // kPage
