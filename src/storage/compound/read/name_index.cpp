@@ -64,9 +64,7 @@ bool NameIndex::CollectInOrder(EntryId top, std::uint32_t limit) {
                                                                         : FoldedName(*before).Compare(entry) < 0);
                      records_.emplace_back(id, entry, key, version_);
                      before = entry;
-                     keyBefore.first = key.first;  // one by one: they would be waited for when they are copied together
-                     keyBefore.second = key.second;
-                     keyBefore.isId = key.isId;
+                     keyBefore = key;
                  });
     return ascend;
 }
@@ -101,24 +99,15 @@ void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
         else
             (record.size < miniCutoff ? small : large).Add(record.start, place);
     }
-    std::vector<std::uint32_t> order;  // which record comes to each place
-    order.reserve(records_.size());
+    std::vector<Record> sorted;
+    sorted.reserve(records_.size());
+    AboutToFill(sorted.data(), records_.size() * sizeof(Record));
     for (FileOrder* streams : {&small, &large}) {
         streams->Sort();
-        for (std::size_t at = 0; at < streams->Count(); ++at) order.push_back((*streams)[at]);
+        for (std::size_t at = 0; at < streams->Count(); ++at) sorted.push_back(records_[(*streams)[at]]);
     }
-    order.insert(order.end(), folders.begin(), folders.end());
-    // In place: one chain of records after the other, each of which moves to where the one before it was.
-    for (std::uint32_t first = 0; first < order.size(); ++first) {
-        const Record moved = records_[first];
-        std::uint32_t at = first;
-        while (order[at] != first) {
-            records_[at] = records_[order[at]];
-            at = std::exchange(order[at], at);
-        }
-        records_[at] = moved;
-        order[at] = at;
-    }
+    for (const std::uint32_t place : folders) sorted.push_back(records_[place]);
+    records_ = std::move(sorted);
 }
 
 void NameIndex::HashAll() {
