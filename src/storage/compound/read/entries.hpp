@@ -62,10 +62,11 @@ void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
             above.push_back({id, at(id)});
             id = above.back().entry.Left();
         }
-        const Step step = above.back();
+        const EntryId last = above.back().id;  // one by one: a copy of both would wait for what was just written
+        const DirectoryEntry entry = above.back().entry;
         above.pop_back();
-        id = step.entry.Right();
-        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
+        id = entry.Right();
+        if (IsMember(entry.Type())) visit(last, entry);
     }
 }
 

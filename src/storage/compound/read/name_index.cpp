@@ -64,7 +64,9 @@ bool NameIndex::CollectInOrder(EntryId top, std::uint32_t limit) {
                                                                         : FoldedName(*before).Compare(entry) < 0);
                      records_.emplace_back(id, entry, key, version_);
                      before = entry;
-                     keyBefore = key;
+                     keyBefore.first = key.first;  // one by one, as in VisitInOrder
+                     keyBefore.second = key.second;
+                     keyBefore.isId = key.isId;
                  });
     return ascend;
 }
