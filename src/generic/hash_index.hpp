@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "generic/fresh_memory.hpp"
 #include "generic/prefetch.hpp"
 
 namespace lumvex {
@@ -86,7 +87,11 @@ private:
     }
 
     void Resize(std::size_t count) {
-        std::vector<Slot> slots(count);
+        std::vector<Slot> slots;
+        slots.reserve(count);
+        constexpr std::size_t kMany = 4096;  // all slots are written at once
+        if (count >= kMany) AboutToFill(slots.data(), count * sizeof(Slot));
+        slots.resize(count);
         slots.swap(slots_);
         for (const Slot& slot : slots)
             if (slot.number != kNone) Insert(slot);

@@ -6,13 +6,6 @@
 
 namespace lumvex::compound {
 
-namespace {
-
-// From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
-constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
-
-}  // namespace
-
 void FileView::Refresh() {
     pages_.clear();
     window_.Forget();
@@ -116,7 +109,7 @@ const std::byte* FileView::BytesOnce(std::uint64_t offset, std::size_t count, Wi
     return window.At(offset);
 }
 
-void FileView::Read(std::uint64_t offset, std::span<std::byte> bytes) {
+void FileView::ReadLongOrUnmapped(std::uint64_t offset, std::span<std::byte> bytes) {
     if (bytes.empty()) return;
     if (mapped_ == nullptr && IsInFewPages(offset, bytes.size()))
         std::memcpy(bytes.data(), Page(offset, bytes.size()), bytes.size());

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -67,7 +68,11 @@ public:
     // The same for who reads every byte once: the file is not mapped for that, however much it is.
     const std::byte* BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const;
 
-    void Read(std::uint64_t offset, std::span<std::byte> bytes);
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) {
+        if (mapped_ == nullptr || bytes.empty() || bytes.size() >= kReadDirectly)
+            return ReadLongOrUnmapped(offset, bytes);
+        std::memcpy(bytes.data(), InMapping(offset), bytes.size());
+    }
 
     bool IsMapped() const { return mapped_ != nullptr; }
     bool Map() const;                                                       // now, if it can be; is it mapped?
@@ -85,6 +90,10 @@ private:
         return count <= kPage - offset % kPage && pagesLeft_ > 0;
     }
     bool MapBefore(std::size_t count) const;
+    void ReadLongOrUnmapped(std::uint64_t offset, std::span<std::byte> bytes);
+
+    // From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
+    static constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 
     // Whoever reads the mapping from one end to the other leaves pages behind that count as this process's memory until
     // the file is closed. So the parts that were passed are given back: whatever is read next, less than kNear behind
@@ -102,7 +111,7 @@ private:
     struct Reader {
         std::uint64_t begin = 0, at = 0;  // what is before the beginning was given back
     };
-    static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{512} << 10;
+    static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{256} << 10;
 
     struct KnownPage {
         std::unique_ptr<std::byte[]> bytes;  // kPage

@@ -62,10 +62,11 @@ void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
             above.push_back({id, at(id)});
             id = above.back().entry.Left();
         }
-        const Step step = above.back();
+        const EntryId last = above.back().id;  // one by one: a copy of both would wait for what was just written
+        const DirectoryEntry entry = above.back().entry;
         above.pop_back();
-        id = step.entry.Right();
-        if (IsMember(step.entry.Type())) visit(step.id, step.entry);
+        id = entry.Right();
+        if (IsMember(entry.Type())) visit(last, entry);
     }
 }
 
@@ -96,6 +97,7 @@ void VisitLevelByLevel(Entries& entries, EntryId top, std::uint32_t limit, Visit
 // Streams, each as one number, its first sector above its entry: ordered by these numbers they are in file order.
 class FileOrder {
 public:
+    void Reserve(std::size_t count) { all_.reserve(count); }
     void Add(SectorId start, EntryId id) { all_.push_back(std::uint64_t{start} << 32 | id); }
     void Sort() {
         SortByBits(all_, 32, [](std::uint64_t each) { return each; });

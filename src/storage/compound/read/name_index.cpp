@@ -52,19 +52,21 @@ bool NameIndex::CollectInOrder(EntryId top, std::uint32_t limit) {
     Entries entries(directory_);
     records_.reserve(limit);
     AboutToFill(records_.data(), limit * sizeof(Record));
-    std::optional<DirectoryEntry> before;
-    std::optional<NameKey> keyBefore;
     bool ascend = true;
+    std::optional<DirectoryEntry> before;
+    NameKey keyBefore(0, 0);
     VisitInOrder([&](EntryId id) { return entries.At(id); }, top, limit,
                  [&](EntryId id, const DirectoryEntry& entry) {
                      if (!IsMember(entry.Type())) return;
                      const NameKey key(entry);
                      if (before)
-                         ascend = ascend && (key.isId && keyBefore->isId ? IsBefore(*keyBefore, key)
-                                                                         : FoldedName(*before).Compare(entry) < 0);
+                         ascend = ascend && (key.isId && keyBefore.isId ? IsBefore(keyBefore, key)
+                                                                        : FoldedName(*before).Compare(entry) < 0);
                      records_.emplace_back(id, entry, key, version_);
                      before = entry;
-                     keyBefore = key;
+                     keyBefore.first = key.first;  // one by one, as in VisitInOrder
+                     keyBefore.second = key.second;
+                     keyBefore.isId = key.isId;
                  });
     return ascend;
 }
@@ -90,6 +92,7 @@ void NameIndex::CollectTopmost(EntryId top, std::uint32_t limit) {
 // Streams in the mini stream, other streams, folders.
 void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
     FileOrder small, large;
+    small.Reserve(records_.size());
     std::vector<std::uint32_t> folders;
     for (std::uint32_t place = 0; place < records_.size(); ++place) {
         const Record& record = records_[place];
@@ -98,24 +101,15 @@ void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
         else
             (record.size < miniCutoff ? small : large).Add(record.start, place);
     }
-    std::vector<std::uint32_t> order;  // which record comes to each place
-    order.reserve(records_.size());
+    std::vector<Record> sorted;
+    sorted.reserve(records_.size());
+    AboutToFill(sorted.data(), records_.size() * sizeof(Record));
     for (FileOrder* streams : {&small, &large}) {
         streams->Sort();
-        for (std::size_t at = 0; at < streams->Count(); ++at) order.push_back((*streams)[at]);
+        for (std::size_t at = 0; at < streams->Count(); ++at) sorted.push_back(records_[(*streams)[at]]);
     }
-    order.insert(order.end(), folders.begin(), folders.end());
-    // In place: one chain of records after the other, each of which moves to where the one before it was.
-    for (std::uint32_t first = 0; first < order.size(); ++first) {
-        const Record moved = records_[first];
-        std::uint32_t at = first;
-        while (order[at] != first) {
-            records_[at] = records_[order[at]];
-            at = std::exchange(order[at], at);
-        }
-        records_[at] = moved;
-        order[at] = at;
-    }
+    for (const std::uint32_t place : folders) sorted.push_back(records_[place]);
+    records_ = std::move(sorted);
 }
 
 void NameIndex::HashAll() {
