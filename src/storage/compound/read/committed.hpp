@@ -62,7 +62,7 @@ private:
     Asked asked_;
 };
 
-// As VisitInOrder, of pages that need not be in memory for long.
+// As VisitInOrder, for many calls of one function.
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit);
 
@@ -111,8 +111,8 @@ public:
     bool IsMini(std::uint64_t size) const { return size < volume_.Head().MiniCutoff(); }
 
     // Where a stream's bytes are in the file, when they are adjacent; kNoPlace where they are not, or where there
-    // cannot be a stream of this size. (A number and no optional one: an optional is put together in
-    // memory and read back in another size, which waits until everything that was written before is in the cache.)
+    // cannot be a stream of this size. (A number and no optional one: an optional is put together in memory and read
+    // back in another size, which waits until everything that was written before is in the cache.)
     static constexpr std::uint64_t kNoPlace = 0;  // the header is there
     std::uint64_t PlaceOf(SectorId start, std::uint64_t size);
 

@@ -22,8 +22,6 @@ struct FoundEntry {
     FoundEntry() = default;
     FoundEntry(EntryId number, const DirectoryEntry& entry, int version)
         : id(number), isStream(entry.Type() == EntryType::Stream), start(entry.Start()), size(entry.Size(version)) {}
-
-    explicit operator bool() const { return id != kNoEntry; }
 };
 
 class NameIndex {
