@@ -9,25 +9,30 @@
 
 namespace lumvex::inside {
 
+// What holds for an array property, the same for all objects of the class.
+struct ArrayRules {
+    static constexpr auto kAsSet = static_cast<LXArray>(0);
+
+    // How many columns a put array must have, depending on the object that owns it; negative: any number.
+    LONG (*channels)(const Object& owner) = [](const Object&) { return kAnyChannels; };
+    LXArray answeredAs = kAsSet;  // the element type that a get answers: kAsSet as the document's SafeArrayType says
+};
+inline constexpr ArrayRules kAnyArray{};
+
 class Array {
 public:
-    // How many columns a put array must have, depending on the object that owns it; negative: any number.
-    using Channels = LONG (*)(const Object& owner);
-    static LONG AnyChannels(const Object&) { return kAnyChannels; }
-
-    explicit Array(Channels channels = AnyChannels) : channels_(channels) {}
-    // A get answers this element type, whatever the document's SafeArrayType is.
-    explicit Array(LXArray answeredAs) : channels_(AnyChannels), answeredAs_(answeredAs) {}
+    explicit Array(const ArrayRules& rules = kAnyArray) : rules_(&rules) {}  // which have to outlive it
 
     template <class Owner>
     Variant Get(const Owner& owner) const {
         const LXArray setting = owner.ResolveRoot().ArrayType();
-        return ConvertArrayOut(slot, setting == kShapesAlone || answeredAs_ == kAsSet ? setting : answeredAs_);
+        const bool isAsSet = setting == kShapesAlone || rules_->answeredAs == ArrayRules::kAsSet;
+        return ConvertArrayOut(slot, isAsSet ? setting : rules_->answeredAs);
     }
     template <class Owner>
     void Put(const VARIANT& value, Owner& owner) {
         ByteSpool* const spool = owner.ResolveRoot().Spool();
-        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, channels_(owner), spool); });
+        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, rules_->channels(owner), spool); });
     }
     // Reads an array that is still in the document's file.
     void Materialise();
@@ -40,10 +45,7 @@ public:
     ArraySlot slot;
 
 private:
-    static constexpr auto kAsSet = static_cast<LXArray>(0);  // as the document's SafeArrayType says
-
-    Channels channels_;
-    LXArray answeredAs_ = kAsSet;
+    const ArrayRules* rules_;
 };
 
 inline void SaveField(RecordWriter& writer, const Array& field) { WriteArrayRecord(writer, field.slot); }

@@ -64,7 +64,7 @@ void ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t eleme
 // out; of the others an array of n elements has at most log2(n), so that a step is short whatever a file says.
 class RecordOrder {
 public:
-    explicit RecordOrder(const Dimensions& dimensions) {
+    explicit RecordOrder(Shape dimensions) {
         std::size_t stride = 1;
         for (const Dimension& dimension : dimensions) {
             if (dimension.count != 1) moving_.push_back({dimension.count, stride, 0});
@@ -121,7 +121,7 @@ StoredArray::Text ReadText(RecordReader& reader) {
     return text;
 }
 
-ArraySlot ReadTexts(RecordReader& reader, const Dimensions& dimensions) {
+ArraySlot ReadTexts(RecordReader& reader, Shape dimensions) {
     const std::size_t count = StoredArray::CountOf(dimensions);
     std::vector<StoredArray::Text> texts(count);
     RecordOrder order(dimensions);

@@ -39,8 +39,7 @@ using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
 // Elements that the caller is going to set, all of them, need not be cleared.
 enum class Elements { Cleared, ToFill };
-OwnedArray MakeArray(VARTYPE type, const Dimensions& dimensions, bool keepLowerBounds,
-                     Elements elements = Elements::Cleared) {
+OwnedArray MakeArray(VARTYPE type, Shape dimensions, bool keepLowerBounds, Elements elements = Elements::Cleared) {
     constexpr std::size_t kUsual = 2;
     std::array<SAFEARRAYBOUND, kUsual> inPlace{};
     std::vector<SAFEARRAYBOUND> more(dimensions.size() > kUsual ? dimensions.size() : 0);
@@ -73,7 +72,7 @@ Dimensions DimensionsOf(SAFEARRAY* array) {
     return dimensions;
 }
 
-void CheckShape(const Dimensions& dimensions, LONG channels) {
+void CheckShape(Shape dimensions, LONG channels) {
     if (dimensions.empty()) throw Failure(Message::NotAnArray);
     if (dimensions.size() > 2) throw Failure(Message::TooManyDimensions);
     if (dimensions.size() == 2) {
@@ -131,7 +130,7 @@ void ConvertElements(SAFEARRAY* array, std::span<std::byte> elements, Convert co
 }
 
 // The elements in the spool, where that takes them, else in memory.
-ArraySlot Kept(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements, ByteSpool* spool) {
+ArraySlot Kept(VARTYPE type, Shape dimensions, std::span<const std::byte> elements, ByteSpool* spool) {
     std::shared_ptr<const ByteSource> spooled = spool ? spool->Put(elements) : nullptr;
     if (spooled) return StoredArray::Make(type, dimensions, std::move(spooled), 0);
     return StoredArray::Make(type, dimensions, elements);
@@ -238,8 +237,8 @@ RowCounts RowsOf(std::span<const ArraySlot> columns) {
 }
 
 // The element type and the number of elements in each dimension.
-Variant ShapeAlone(VARTYPE type, const Dimensions& shape) {
-    OwnedArray array = MakeArray(VT_I4, {{0, static_cast<ULONG>(shape.size() + 1)}}, false);
+Variant ShapeAlone(VARTYPE type, Shape shape) {
+    OwnedArray array = MakeArray(VT_I4, Dimensions{{0, static_cast<ULONG>(shape.size() + 1)}}, false);
     const auto numbers = ElementsOf<LONG>(array, shape.size() + 1);
     numbers[0] = type;
     std::ranges::transform(shape, numbers.begin() + 1,
@@ -255,7 +254,8 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
         if (counts.empty > kMostForEmptyRows / sizeof(T) / columns.size()) throw Failure(E_OUTOFMEMORY);
         rows = counts.empty;
     }
-    OwnedArray array = MakeArray(type, {{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
+    OwnedArray array =
+        MakeArray(type, Dimensions{{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
     const auto elements = ElementsOf<T>(array, rows * columns.size());
     for (std::size_t column = 0; column < columns.size(); ++column) {
         const StoredArray& stored = *columns[column];
@@ -335,7 +335,7 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
     if (type == kShapesAlone) {
         const RowCounts counts = RowsOf(columns);
         const auto rows = static_cast<ULONG>(std::max(counts.filled, counts.empty));
-        return ShapeAlone(VT_R4, {{0, rows}, {0, static_cast<ULONG>(columns.size())}});
+        return ShapeAlone(VT_R4, Dimensions{{0, rows}, {0, static_cast<ULONG>(columns.size())}});
     }
     switch (type) {
         case LX_R4:

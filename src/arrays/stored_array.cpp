@@ -1,5 +1,6 @@
 #include "arrays/stored_array.hpp"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -7,28 +8,43 @@ namespace lumvex::inside {
 
 static_assert(sizeof(StoredArray) % alignof(double) == 0, "elements of every type may follow");
 
-Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions) {
-    return Ref<StoredArray>(new (SizeOf(type, dimensions)) StoredArray(type, dimensions));
+StoredArray::StoredArray(VARTYPE type, inside::Shape shape)
+    : type_(type), inPlace_(static_cast<std::uint8_t>(std::min(shape.size(), kInPlace + 1))) {
+    if (shape.size() > kInPlace)
+        MakeElsewhere().dimensions.assign(shape.begin(), shape.end());
+    else
+        std::copy(shape.begin(), shape.end(), dimensions_.begin());
 }
 
-Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements) {
-    Ref<StoredArray> made = Make(type, dimensions);
+StoredArray::Elsewhere& StoredArray::MakeElsewhere() {
+    if (!elsewhere_) elsewhere_ = std::make_unique<Elsewhere>();
+    return *elsewhere_;
+}
+
+Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape) {
+    return Ref<StoredArray>(new (SizeOf(type, shape)) StoredArray(type, shape));
+}
+
+Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::span<const std::byte> elements) {
+    Ref<StoredArray> made = Make(type, shape);
     assert(type != VT_BSTR && elements.size() == made->ByteSize());
     if (!elements.empty()) std::memcpy(made->Room().data(), elements.data(), elements.size());
     return made;
 }
 
-Ref<StoredArray> StoredArray::Make(VARTYPE type, const Dimensions& dimensions, std::shared_ptr<const ByteSource> source,
+Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::shared_ptr<const ByteSource> source,
                                    std::uint64_t offset) {
-    Ref<StoredArray> made(new (0) StoredArray(type, dimensions));
-    made->elsewhere_ = std::make_unique<const Elsewhere>(Elsewhere{std::move(source), offset, {}});
+    Ref<StoredArray> made(new (0) StoredArray(type, shape));
+    Elsewhere& elsewhere = made->MakeElsewhere();
+    elsewhere.source = std::move(source);
+    elsewhere.offset = offset;
     return made;
 }
 
-Ref<StoredArray> StoredArray::Make(const Dimensions& dimensions, std::vector<Text> texts) {
-    assert(texts.size() == CountOf(dimensions));
-    Ref<StoredArray> made(new (0) StoredArray(VT_BSTR, dimensions));
-    made->elsewhere_ = std::make_unique<const Elsewhere>(Elsewhere{nullptr, 0, std::move(texts)});
+Ref<StoredArray> StoredArray::Make(inside::Shape shape, std::vector<Text> texts) {
+    assert(texts.size() == CountOf(shape));
+    Ref<StoredArray> made(new (0) StoredArray(VT_BSTR, shape));
+    made->MakeElsewhere().texts = std::move(texts);
     return made;
 }
 

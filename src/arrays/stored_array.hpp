@@ -27,7 +27,9 @@ struct Dimension {
     bool operator==(const Dimension&) const = default;
 };
 
-// The dimensions of an array, in order. Up to two are kept in place; only records made by others have more.
+using Shape = std::span<const Dimension>;  // the dimensions of an array, in order
+
+// A shape that is being put together. Up to two dimensions are kept in place; only records made by others have more.
 class Dimensions {
 public:
     Dimensions() = default;
@@ -72,14 +74,14 @@ public:
     using Text = std::optional<std::u16string>;  // none: a null string
 
     // An array whose elements the caller puts into Room() before anybody else sees it. Throws std::bad_alloc.
-    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions);
+    static Ref<StoredArray> Make(VARTYPE type, Shape shape);
     // Copies the elements; their size is the product of the counts times that of one.
-    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions, std::span<const std::byte> elements);
+    static Ref<StoredArray> Make(VARTYPE type, Shape shape, std::span<const std::byte> elements);
     // The elements are in `source` from `offset` on, and are read when they are needed.
-    static Ref<StoredArray> Make(VARTYPE type, const Dimensions& dimensions, std::shared_ptr<const ByteSource> source,
+    static Ref<StoredArray> Make(VARTYPE type, Shape shape, std::shared_ptr<const ByteSource> source,
                                  std::uint64_t offset);
     // An array of texts.
-    static Ref<StoredArray> Make(const Dimensions& dimensions, std::vector<Text> texts);
+    static Ref<StoredArray> Make(Shape shape, std::vector<Text> texts);
 
     StoredArray(const StoredArray&) = delete;
     StoredArray& operator=(const StoredArray&) = delete;
@@ -90,9 +92,11 @@ public:
     }
 
     VARTYPE Type() const { return type_; }
-    const Dimensions& Shape() const { return dimensions_; }
-    std::size_t Count() const { return CountOf(dimensions_); }           // elements in all
-    std::size_t ByteSize() const { return SizeOf(type_, dimensions_); }  // of all elements; 0 for texts
+    inside::Shape Shape() const {  // valid as long as this object
+        return inPlace_ <= kInPlace ? inside::Shape(dimensions_.data(), inPlace_) : elsewhere_->dimensions;
+    }
+    std::size_t Count() const { return CountOf(Shape()); }           // elements in all
+    std::size_t ByteSize() const { return SizeOf(type_, Shape()); }  // of all elements; 0 for texts
 
     bool InFile() const { return elsewhere_ && elsewhere_->source; }  // the document's, or that of its ByteSpool
     bool IsLasting() const {
@@ -121,32 +125,35 @@ public:
                 return 0;
         }
     }
-    static std::size_t CountOf(const Dimensions& dimensions) {
-        std::size_t count = dimensions.empty() ? 0 : 1;
-        for (const Dimension& dimension : dimensions) count *= dimension.count;
+    static std::size_t CountOf(inside::Shape shape) {
+        std::size_t count = shape.empty() ? 0 : 1;
+        for (const Dimension& dimension : shape) count *= dimension.count;
         return count;
     }
-    static std::size_t SizeOf(VARTYPE type, const Dimensions& dimensions) {
-        return CountOf(dimensions) * ElementSize(type);
-    }
+    static std::size_t SizeOf(VARTYPE type, inside::Shape shape) { return CountOf(shape) * ElementSize(type); }
 
 private:
+    static constexpr std::size_t kInPlace = 2;
+    // What few arrays have.
     struct Elsewhere {
         std::shared_ptr<const ByteSource> source;  // the elements are in it from the offset on
         std::uint64_t offset = 0;
         std::vector<Text> texts;
+        std::vector<Dimension> dimensions;  // all of them, when they are more than are in place
     };
 
-    StoredArray(VARTYPE type, const Dimensions& dimensions) : dimensions_(dimensions), type_(type) {}
+    StoredArray(VARTYPE type, inside::Shape shape);
+    Elsewhere& MakeElsewhere();
     ~StoredArray() = default;
     static void* operator new(std::size_t size, std::size_t elements) { return TakeBlock(size + elements); }
     static void operator delete(void* block) { GiveBlock(block); }
     static void operator delete(void* block, std::size_t) { GiveBlock(block); }
 
-    Dimensions dimensions_;
+    std::array<Dimension, kInPlace> dimensions_{};
+    std::unique_ptr<Elsewhere> elsewhere_;  // null: the elements follow this object in memory
     mutable unsigned count_ = 0;
     VARTYPE type_;
-    std::unique_ptr<const Elsewhere> elsewhere_;  // null: the elements follow this object in memory
+    std::uint8_t inPlace_;  // so many dimensions; more than kInPlace: they are elsewhere
 };
 
 // What an object holds: an array or nothing.

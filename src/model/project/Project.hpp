@@ -13,6 +13,8 @@
 namespace lumvex::inside {
 
 class CProject : public Root<CProject, IProject>, public OwnsConfigs {
+    static constexpr ArrayRules kBytes{.answeredAs = LX_UI1};
+
 public:
     Child<CSpeakerEQs> SpeakerEQs;
     Child<CExperiments> Experiments;
@@ -21,7 +23,7 @@ public:
     Child<CBoxCfgs> BoxCfgs;
     SpecificationsLink Specifications;
     Child<CData> Data;
-    Array WorkspaceData{LX_UI1};             // the client's own bytes
+    Array WorkspaceData{kBytes};             // the client's own bytes
     Scalar<LXUnits> Units{LX_UNITS_METRIC};  // in a stream of its own
 
     static constexpr std::u16string_view kName = u"PROJECT";

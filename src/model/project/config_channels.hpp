@@ -2,11 +2,12 @@
 // configuration above.
 #pragma once
 
-#include "core/objects/object.hpp"
+#include "arrays/array_field.hpp"
 
 namespace lumvex::inside {
 
 // Negative, which is any number, for an object that is not below a speaker configuration.
 LONG ChannelsOfConfig(const Object& owner);
+inline constexpr ArrayRules kArrayOfConfig{ChannelsOfConfig};
 
 }  // namespace lumvex::inside

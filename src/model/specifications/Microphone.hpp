@@ -7,8 +7,10 @@
 namespace lumvex::inside {
 
 class CMicrophone : public Item<CMicrophone, IMicrophone> {
+    static constexpr ArrayRules kOneChannel{[](const Object&) { return LONG{1}; }};
+
 public:
-    Array Data{[](const Object&) { return LONG{1}; }};  // one channel
+    Array Data{kOneChannel};
     Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};
     Scalar<LONG> Delay;
     Scalar<float> Scale{1.0f};
