@@ -33,11 +33,6 @@ using Shape = std::span<const Dimension>;  // the dimensions of an array, in ord
 class Dimensions {
 public:
     Dimensions() = default;
-    Dimensions(const Dimensions& other)
-        : inPlace_(other.inPlace_),
-          count_(other.count_),
-          more_(other.more_ ? std::make_unique<std::vector<Dimension>>(*other.more_) : nullptr) {}
-    Dimensions(Dimensions&&) = default;
     Dimensions(std::initializer_list<Dimension> all) {
         for (const Dimension& each : all) Add(each);
     }
@@ -58,7 +53,6 @@ public:
     Dimension* end() { return begin() + count_; }
     const Dimension* end() const { return begin() + count_; }
     const Dimension& operator[](std::size_t at) const { return begin()[at]; }
-    bool operator==(const Dimensions& other) const { return std::equal(begin(), end(), other.begin(), other.end()); }
 
 private:
     static constexpr std::size_t kInPlace = 2;

@@ -15,7 +15,7 @@ std::shared_ptr<const ByteSource> SourceOf(const Bytes& bytes) { return std::mak
 // What a record holds, for comparison: type, dimensions, and the elements as they lie in memory.
 struct Described {
     VARTYPE type = VT_EMPTY;
-    Dimensions dimensions;
+    std::vector<Dimension> dimensions;
     std::string elements;
     std::vector<StoredArray::Text> texts;
     bool operator==(const Described&) const = default;
@@ -25,7 +25,7 @@ Described Describe(const ArraySlot& slot) {
     if (!slot) return {};
     Bytes elements(slot->ByteSize());
     slot->CopyTo(elements);
-    return {slot->Type(), slot->Shape(), AsHex(elements), slot->Texts()};
+    return {slot->Type(), {slot->Shape().begin(), slot->Shape().end()}, AsHex(elements), slot->Texts()};
 }
 
 std::string Written(const ArraySlot& slot) {
