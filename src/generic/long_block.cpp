@@ -91,8 +91,7 @@ private:
     std::array<std::uint8_t, kGrains> taken_{};
 };
 
-// Objects of clients may give blocks back when static objects of this library are gone: so this has no destructor, and
-// holds nothing once all blocks are back.
+// Holds nothing once all blocks are back.
 struct Regions {
     std::mutex mutex;
     std::vector<std::unique_ptr<Region>>* all = nullptr;  // by address; made with the first, deleted with the last
@@ -140,13 +139,19 @@ struct Regions {
     }
 };
 
-constinit Regions regions{};
+// Objects of clients may give blocks back when static objects of this library are gone: so this one is not destroyed.
+Regions& TheRegions() {
+    alignas(Regions) static std::byte room[sizeof(Regions)];
+    static Regions& regions = *new (room) Regions;
+    return regions;
+}
 
 constexpr std::size_t GrainsFor(std::size_t size) { return RoundedUp(std::max<std::size_t>(size, 1), kGrain) / kGrain; }
 
 }  // namespace
 
 void* TakeLong(std::size_t size, Filling filling) {
+    Regions& regions = TheRegions();
     void* block = nullptr;
     if (size > kLongest) {
         block = TakeRegion(RoundedUp(size, kGrain * 4));
@@ -168,6 +173,7 @@ void* TakeLong(std::size_t size, Filling filling) {
 void GiveLong(void* block, std::size_t size) noexcept {
     if (!block) return;
     if (size > kLongest) return GiveRegion(block, RoundedUp(size, kGrain * 4));
+    Regions& regions = TheRegions();
     {
         const std::scoped_lock lock(regions.mutex);
         if (regions.Give(static_cast<const std::byte*>(block), GrainsFor(size))) return;
