@@ -100,8 +100,7 @@ void GiveTo(Piece& piece, void* block) noexcept {
     --pieces;
 }
 
-// A block that is from no piece begins with its whole size, and its head ends where the block that was given out
-// begins.
+// The memory of a block that is from no piece has kAlignment bytes more: its whole size, then the head, then the block.
 constexpr std::size_t kLong = std::size_t{16} * 1024;  // an array that has all its elements at once
 static_assert(sizeof(std::size_t) + sizeof(BlockHead) <= kAlignment);
 

@@ -87,7 +87,7 @@ std::optional<StreamBody> CompoundFile::State::Locate(const EntryName& name) con
     });
 }
 
-// The stream's size, where it was read: where it fits into the buffer and its bytes are adjacent. Else 0.
+// Reads the stream if it fits into the buffer and its bytes are adjacent in the file. Answers its size then, else 0.
 std::size_t CompoundFile::State::ReadSmall(const FoundEntry& found, std::span<std::byte> buffer) {
     if (found.size == 0 || found.size > buffer.size() || volume.ChangedByOthers()) return 0;
     const std::uint64_t offset = committed->PlaceOf(found.start, found.size);

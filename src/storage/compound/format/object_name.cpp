@@ -18,7 +18,6 @@ std::uint64_t BigEndian(const std::byte* bytes) {
     return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
 }
 
-constexpr unsigned kBitsPerCharacter = 5;
 constexpr std::size_t kTogether = 8;
 
 // The eight characters of the lowest 40 bits, the highest five bits first. All are computed together, in the eight
@@ -67,29 +66,6 @@ void WriteText(const ObjectName& object, std::byte* littleEndian) noexcept {
     });
 }
 
-// The first loop has no branch, so that the compiler makes vector code of it.
-std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept {
-    if (text.size() != kObjectNameLength) return std::nullopt;
-    std::array<std::uint16_t, kObjectNameLength> digits;
-    unsigned highest = 0;  // 32 or more where one of them is no digit
-    for (std::size_t at = 0; at < kObjectNameLength; ++at) {
-        const auto fromZero = static_cast<std::uint16_t>(text[at] - u'0');
-        const auto fromTen = static_cast<std::uint16_t>(text[at] - u'A' + 10);
-        const auto letter = static_cast<std::uint16_t>(fromTen < 10 ? 0xFFFF : fromTen);
-        digits[at] = fromZero < 10 ? fromZero : letter;
-        highest |= digits[at];
-    }
-    if (highest >= 32 || digits.back() % 4 != 0) return std::nullopt;  // the last two bits are no part of the ID
-    std::uint64_t first = 0, middle = 0, last = 0;
-    for (std::size_t at = 0; at < 8; ++at) {
-        first = first << kBitsPerCharacter | digits[at];
-        middle = middle << kBitsPerCharacter | digits[8 + at];
-        last = last << kBitsPerCharacter | digits[16 + at];
-    }
-    const std::uint64_t end = std::uint64_t{digits[24]} << 3 | digits[25] >> 2;
-    return ObjectName{first << 24 | middle >> 16, middle << 48 | last << 8 | end};
-}
-
 // The body of each loop has no branch, so that the compiler makes vector code of it.
 bool ReadNameOfId(std::span<const std::byte, 2 * kObjectNameLength> units, std::uint64_t& first,
                   std::uint64_t& second) noexcept {
@@ -118,6 +94,24 @@ bool ReadNameOfId(std::span<const std::byte, 2 * kObjectNameLength> units, std::
     return areDigits != 0 && (last & 3) == 0;
 }
 
+namespace {
+
+// In upper or lower case.
+std::optional<ObjectName> ReadText(std::u16string_view text) noexcept {
+    if (text.size() != kObjectNameLength) return std::nullopt;
+    std::array<std::byte, 2 * kObjectNameLength> units;
+    for (std::size_t at = 0; at < text.size(); ++at) Store(&units[2 * at], text[at]);
+    ObjectName read;
+    return ReadNameOfId(units, read.first, read.second) ? std::optional(read) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept {
+    const bool hasLower = std::ranges::any_of(text, [](char16_t unit) { return unit >= u'a' && unit <= u'z'; });
+    return hasLower ? std::nullopt : ReadText(text);
+}
+
 std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
     std::u16string name(kObjectNameLength, u'0');
     WriteText({BigEndian(&idInTextOrder[0]), BigEndian(&idInTextOrder[8])},
@@ -126,15 +120,12 @@ std::u16string NameOfId(std::span<const std::byte, 16> idInTextOrder) {
 }
 
 std::optional<std::array<std::byte, 16>> IdOfName(std::u16string_view name) {
-    if (name.size() != kObjectNameLength) return std::nullopt;
-    std::array<std::byte, 2 * kObjectNameLength> units;
-    for (std::size_t at = 0; at < name.size(); ++at) Store(&units[2 * at], name[at]);
-    std::uint64_t first = 0, second = 0;
-    if (!ReadNameOfId(units, first, second)) return std::nullopt;
+    const auto read = ReadText(name);
+    if (!read) return std::nullopt;
     std::array<std::byte, 16> id;
     for (unsigned at = 0; at < 8; ++at) {
-        id[at] = static_cast<std::byte>(first >> (56 - 8 * at));
-        id[8 + at] = static_cast<std::byte>(second >> (56 - 8 * at));
+        id[at] = static_cast<std::byte>(read->first >> (56 - 8 * at));
+        id[8 + at] = static_cast<std::byte>(read->second >> (56 - 8 * at));
     }
     return id;
 }
