@@ -193,6 +193,8 @@ FoundEntry Committed::Find(const EntryName& name) {
     if (Empty()) return {};
     if (!index_) {
         const EntryId found = Descend(name.Folded());
+        // A search that has made the index has given back the directory's memory, which the entry would need again.
+        if (index_) return index_->Find(name);
         if (found != kNoEntry) return {found, At(found), volume_.Head().Version()};
         // Other programs may order names in another way, so that the name may be in the tree although the way down
         // missed it.
@@ -221,7 +223,7 @@ EntryId Committed::Descend(const FoldedName& name) {
         try {
             if (steps_ > EntryCount() / kEntriesPerStep) {
                 BuildIndex();
-                index_->ExpectBehind(found);
+                index_->Expect(found);
             }
         } catch (const StorageError&) {  // a part of the tree is damaged, but not the way to this name
             indexFailed_ = true;

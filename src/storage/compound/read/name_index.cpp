@@ -140,9 +140,9 @@ FoundEntry NameIndex::Find(const EntryName& name) {
     return found;
 }
 
-void NameIndex::ExpectBehind(EntryId found) {
-    const auto record = std::ranges::find(records_, found, &Record::id);
-    if (record != records_.end()) expected_ = static_cast<std::size_t>(record - records_.begin()) + 1;
+void NameIndex::Expect(EntryId entry) {
+    const auto record = std::ranges::find(records_, entry, &Record::id);
+    if (record != records_.end()) expected_ = static_cast<std::size_t>(record - records_.begin());
 }
 
 }  // namespace lumvex::compound

@@ -31,7 +31,7 @@ public:
     NameIndex(Pages& directory, EntryId top, std::uint32_t limit, int version, std::uint32_t miniCutoff);
 
     FoundEntry Find(const EntryName& name);
-    void ExpectBehind(EntryId found);  // the stream behind this one is probably asked for next
+    void Expect(EntryId entry);  // its name is probably asked for next
 
 private:
     // 28 bytes, as there are many. A longer stream's size is looked up in the directory.
