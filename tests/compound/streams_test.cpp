@@ -3,6 +3,7 @@
 #include <bit>
 #include <numeric>
 #include <random>
+#include <set>
 
 #include "storage/compound/format/object_name.hpp"
 #include "support.hpp"
@@ -268,6 +269,28 @@ TEST_P(Streams, RemovedFromTheEndLeaveAShortFile) {
     EXPECT_LT(file->FileSize(), 5'500'000u);
     EXPECT_EQ(ContentOf(disk.Content()), content);
     EXPECT_EQ(Problems(disk.Content()), "");
+}
+
+// Whatever is read, and however often: the statistics have each sector once.
+TEST_P(Streams, CountEachSectorOnceWhenReadInParts) {
+    const std::size_t sectorSize = GetParam() == 3 ? 512 : 4096, count = 6000, size = count * sectorSize;
+    const auto file = OpenBytes(ImageOf({{u"long", Pattern(size, 1)}}, GetParam()), Access::ReadShared);
+    const Stream stream = file->Get(u"long");
+    std::set<std::size_t> read{count - 1};
+    Bytes bytes(1);
+    stream.Read(size - 1, bytes);  // follows the chain to its end
+    const compound::Statistics before = file->Counters();
+    std::mt19937 random(7);
+    const std::size_t lengths[] = {1, 63 * sectorSize, 64 * sectorSize, 65 * sectorSize + 1, 4097 * sectorSize};
+    for (int round = 0; round < 60; ++round) {
+        const std::size_t length = lengths[random() % std::size(lengths)], begin = random() % (size - length);
+        bytes.resize(length);
+        stream.Read(begin, bytes);
+        for (std::size_t sector = begin / sectorSize; sector <= (begin + length - 1) / sectorSize; ++sector)
+            read.insert(sector);
+        EXPECT_EQ(file->Counters().sectorsRead - before.sectorsRead, read.size() - 1) << "round " << round;
+    }
+    EXPECT_EQ(file->Counters().bytesRead - before.bytesRead, (read.size() - 1) * sectorSize);
 }
 
 // A table of fixed records, kept in order, that grows by one record at a time.

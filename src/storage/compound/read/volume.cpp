@@ -1,6 +1,7 @@
 #include "storage/compound/read/volume.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace lumvex::compound {
@@ -174,20 +175,27 @@ void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {
 
 void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
     if (count == 0) return;
-    for (std::uint64_t sector = offset >> shift_; sector <= (offset + count - 1) >> shift_; ++sector) {
-        if (std::exchange(lastTouched_, sector) == sector || !touched_.Add(sector)) continue;
-        ++counters_.sectorsRead;
-        counters_.bytesRead += SectorSize();
-    }
+    const std::uint64_t first = offset >> shift_, last = (offset + count - 1) >> shift_;
+    if (std::exchange(lastTouched_, last) == last && first == last) return;
+    const std::uint64_t added = touched_.Add(first, last + 1);
+    counters_.sectorsRead += added;
+    counters_.bytesRead += added << shift_;
 }
 
-bool Volume::Touched::Add(std::uint64_t sector) {
-    const auto block = static_cast<std::size_t>(sector / kBits);
-    if (block >= blocks_.size()) blocks_.resize(block + 1);
-    if (!blocks_[block]) blocks_[block] = std::make_unique<std::bitset<kBits>>();
-    if (blocks_[block]->test(sector % kBits)) return false;
-    blocks_[block]->set(sector % kBits);
-    return true;
+std::uint64_t Volume::Touched::Add(std::uint64_t sector, std::uint64_t end) {
+    std::uint64_t added = 0;
+    while (sector < end) {
+        const auto block = static_cast<std::size_t>(sector / kBits);
+        if (block >= blocks_.size()) blocks_.resize(block + 1);
+        if (!blocks_[block]) blocks_[block] = std::make_unique<Bits>();
+        std::uint64_t& word = (*blocks_[block])[static_cast<std::size_t>(sector % kBits / kWord)];
+        const std::uint64_t from = sector % kWord, count = std::min(kWord - from, end - sector);
+        const std::uint64_t bits = ~std::uint64_t{0} >> (kWord - count) << from;
+        added += static_cast<std::uint64_t>(std::popcount(bits & ~word));
+        word |= bits;
+        sector += count;
+    }
+    return added;
 }
 
 }  // namespace lumvex::compound

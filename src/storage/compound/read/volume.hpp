@@ -2,7 +2,7 @@
 // the file's length and counted.
 #pragma once
 
-#include <bitset>
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -85,11 +85,12 @@ private:
     // One bit per sector of the file, made as sectors are touched.
     class Touched {
     public:
-        bool Add(std::uint64_t sector);  // false when it was there
+        std::uint64_t Add(std::uint64_t sector, std::uint64_t end);  // how many of them were not there
 
     private:
-        static constexpr std::size_t kBits = 4096;
-        std::vector<std::unique_ptr<std::bitset<kBits>>> blocks_;
+        static constexpr std::uint64_t kWord = 64, kBits = 64 * kWord;
+        using Bits = std::array<std::uint64_t, kBits / kWord>;
+        std::vector<std::unique_ptr<Bits>> blocks_;
     };
 
     void Measure();
