@@ -2,7 +2,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <new>
 
 #include "automation/element.hpp"
@@ -76,19 +75,22 @@ constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size
 
 enum class Elements { Cleared, NotSet };
 
-// An array whose bounds are in the descriptor's order, last dimension first; null when it cannot be made.
-SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bounds,
-                    Elements elements = Elements::Cleared) noexcept {
+// An array with the bounds boundAt(0), boundAt(1) and so on in the descriptor's order, last dimension first; null when it
+// cannot be made.
+template <class BoundAt>
+SAFEARRAY* Allocate(VARTYPE type, UINT dimensions, BoundAt boundAt, Elements elements = Elements::Cleared) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
-    std::uint64_t bytes = SizeOfElement(type);
-    if (bytes == 0) return nullptr;
+    const ULONG elementSize = SizeOfElement(type);
+    if (elementSize == 0) return nullptr;
+    std::uint64_t bytes = elementSize;
     bool none = false;
     for (UINT i = 0; i < dimensions; ++i) {
-        const std::int64_t last = std::int64_t{bounds[i].lLbound} + bounds[i].cElements - 1;
+        const SAFEARRAYBOUND bound = boundAt(i);
+        const std::int64_t last = std::int64_t{bound.lLbound} + bound.cElements - 1;
         if (last < std::numeric_limits<LONG>::min() || last > std::numeric_limits<LONG>::max()) return nullptr;
-        if (bounds[i].cElements == 0)
+        if (bound.cElements == 0)
             none = true;
-        else if ((bytes *= bounds[i].cElements) > kMaxBytes)
+        else if ((bytes *= bound.cElements) > kMaxBytes)
             return nullptr;
     }
     if (none) bytes = 1;  // no elements, but an address all the same
@@ -108,11 +110,11 @@ SAFEARRAY* Allocate(VARTYPE type, USHORT dimensions, const SAFEARRAYBOUND* bound
     if (isCleared && !isLong) std::memset(data, 0, size);
     new (block) Prefix{type};
     SAFEARRAY* const array = new (block + sizeof(Prefix)) SAFEARRAY{};
-    array->cDims = dimensions;
+    array->cDims = static_cast<USHORT>(dimensions);
     array->fFeatures = FeaturesOf(type);
-    array->cbElements = SizeOfElement(type);
+    array->cbElements = elementSize;
     array->pvData = data;
-    std::memcpy(&array->rgsabound, bounds, dimensions * sizeof(SAFEARRAYBOUND));
+    for (UINT i = 0; i < dimensions; ++i) array->rgsabound[i] = boundAt(i);
     return array;
 }
 
@@ -155,16 +157,9 @@ void Free(SAFEARRAY* array) noexcept {
     std::free(&PrefixOf(array));
 }
 
-SAFEARRAY* Create(VARTYPE vt, UINT cDims, const SAFEARRAYBOUND* rgsabound, Elements elements) noexcept {
-    if (!rgsabound || cDims == 0 || cDims > std::numeric_limits<USHORT>::max() || SizeOfElement(vt) == 0)
-        return nullptr;
-    constexpr UINT kUsual = 4;
-    SAFEARRAYBOUND inPlace[kUsual];
-    const std::unique_ptr<SAFEARRAYBOUND[]> more(cDims > kUsual ? new (std::nothrow) SAFEARRAYBOUND[cDims] : nullptr);
-    SAFEARRAYBOUND* const reversed = cDims > kUsual ? more.get() : inPlace;
-    if (!reversed) return nullptr;
-    for (UINT i = 0; i < cDims; ++i) reversed[i] = rgsabound[cDims - 1 - i];
-    return Allocate(vt, static_cast<USHORT>(cDims), reversed, elements);
+SAFEARRAY* Create(VARTYPE type, UINT dimensions, const SAFEARRAYBOUND* bounds, Elements elements) noexcept {
+    if (!bounds || dimensions == 0 || dimensions > std::numeric_limits<USHORT>::max()) return nullptr;
+    return Allocate(type, dimensions, [=](UINT i) { return bounds[dimensions - 1 - i]; }, elements);
 }
 
 }  // namespace
@@ -179,7 +174,7 @@ SAFEARRAY* lumvex::CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOU
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) noexcept {
     const SAFEARRAYBOUND bound{cElements, lLbound};
-    SAFEARRAY* const array = Allocate(vt, 1, &bound);
+    SAFEARRAY* const array = Allocate(vt, 1, [=](UINT) { return bound; });
     if (array) array->fFeatures |= FADF_CREATEVECTOR;
     return array;
 }
@@ -195,7 +190,7 @@ HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** ppsaOut) noexcept {
     if (!ppsaOut) return E_INVALIDARG;
     *ppsaOut = nullptr;
     if (!psa) return S_OK;
-    SAFEARRAY* const copy = Allocate(TypeOf(psa), psa->cDims, psa->rgsabound);
+    SAFEARRAY* const copy = Allocate(TypeOf(psa), psa->cDims, [psa](UINT i) { return psa->rgsabound[i]; });
     if (!copy) return E_OUTOFMEMORY;
     copy->fFeatures = psa->fFeatures;
     const std::size_t count = CountOf(psa);
