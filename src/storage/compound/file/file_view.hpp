@@ -95,9 +95,10 @@ private:
     // From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
     static constexpr std::size_t kReadDirectly = std::size_t{64} * 1024;
 
-    // Whoever reads the mapping from one end to the other leaves pages behind that count as this process's memory until
-    // the file is closed. So the parts that were passed are given back: whatever is read next, less than kNear behind
-    // where one of some readers was, is taken for that reader.
+    // Pages that were read in the mapping count as this process's memory until the file is closed, all of the file for
+    // whoever reads it from one end to the other. So a few readers are followed: a read that begins less than kNear
+    // behind the last one of a reader is that reader's next one, and each time a reader has gone on by kStep, what it
+    // has passed is given back.
     const std::byte* InMapping(std::uint64_t offset) const {
         Reader& reader = readers_[reader_];
         if (offset - reader.at >= kNear || offset - reader.begin >= kStep)

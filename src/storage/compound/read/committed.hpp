@@ -62,7 +62,7 @@ private:
     Asked asked_;
 };
 
-// As VisitInOrder, for many calls of one function.
+// VisitInOrder compiled once, for callers that need no code of their own inside of it.
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit);
 
