@@ -75,8 +75,8 @@ constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size
 
 enum class Elements { Cleared, NotSet };
 
-// An array with the bounds boundAt(0), boundAt(1) and so on in the descriptor's order, last dimension first; null when it
-// cannot be made.
+// An array with the bounds boundAt(0), boundAt(1) and so on in the descriptor's order, last dimension first; null when
+// it cannot be made.
 template <class BoundAt>
 SAFEARRAY* Allocate(VARTYPE type, UINT dimensions, BoundAt boundAt, Elements elements = Elements::Cleared) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
@@ -159,7 +159,8 @@ void Free(SAFEARRAY* array) noexcept {
 
 SAFEARRAY* Create(VARTYPE type, UINT dimensions, const SAFEARRAYBOUND* bounds, Elements elements) noexcept {
     if (!bounds || dimensions == 0 || dimensions > std::numeric_limits<USHORT>::max()) return nullptr;
-    return Allocate(type, dimensions, [=](UINT i) { return bounds[dimensions - 1 - i]; }, elements);
+    return Allocate(
+        type, dimensions, [=](UINT i) { return bounds[dimensions - 1 - i]; }, elements);
 }
 
 }  // namespace

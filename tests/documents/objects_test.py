@@ -142,6 +142,7 @@ class Addresses(Objects):
                     shown = json.loads(self.tool("show", "--json", self.document, pattern).stdout)
                     self.assertCountEqual([each["address"] for each in shown], found)
         self.assertIn("a step is empty", self.tool("find", "Studio//x", self.document, status=WRONG_USAGE).stderr)
+        self.assertIn("PATTERN is missing", self.tool("find", "--class", "CDatum", self.document, status=WRONG_USAGE).stderr)
         # What is below another object goes with it, once.
         self.assertEqual(self.tool("copy", self.document, "Rooms/Studio/**", "--into", "copied.lvp").stderr.splitlines()[1:],
                          ["Rooms/Studio/Positions/Sofa left -> Rooms/Studio/Positions/Sofa left"])

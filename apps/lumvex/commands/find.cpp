@@ -136,8 +136,21 @@ private:
     bool hasPattern_, isAddress_;
 };
 
+// Who gives nothing but --class or --id and a document has left out the pattern, which then is the document.
+bool LacksPattern(const FindArguments& arguments) {
+    const fs::path path(FromUtf8(arguments.pattern));
+    std::error_code ignored;
+    return arguments.places.empty() && IsDocumentName(path) && fs::is_regular_file(path, ignored);
+}
+
 // Searches the documents and prints what is found in their order.
 ExitStatus RunFind(const FindArguments& arguments) {
+    if (LacksPattern(arguments)) {
+        std::cerr << "lumvex find: PATTERN is missing in front of " << arguments.pattern
+                  << "; '' fits all names\n"
+                     "`lumvex help find` says all about it.\n";
+        return kWrongUsage;
+    }
     const Search finder(arguments);
     const std::vector<fs::path> places = arguments.places.empty() ? std::vector<fs::path>{"."} : arguments.places;
     const FoundDocuments there = DocumentsIn(places);

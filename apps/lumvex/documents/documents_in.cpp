@@ -11,12 +11,12 @@ namespace lumvex::app {
 
 namespace fs = std::filesystem;
 
-namespace {
-
 bool IsDocumentName(const fs::path& path) {
     const std::string extension = LowerExtension(path);
     return extension == ".lvp" || extension == ".lvs";
 }
+
+namespace {
 
 void AddDocumentsBelow(const fs::path& folder, FoundDocuments& found) {
     try {

@@ -7,6 +7,9 @@
 
 namespace lumvex::app {
 
+// Does it end as the names of documents do, in .lvp or .lvs?
+bool IsDocumentName(const std::filesystem::path& path);
+
 struct FoundDocuments {
     std::vector<std::filesystem::path> paths;
     std::vector<std::string> problems;  // folders that could not be searched, and why
