@@ -6,9 +6,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
-#include "generic/fresh_memory.hpp"
+#include "generic/long_vector.hpp"
 #include "generic/prefetch.hpp"
 
 namespace lumvex {
@@ -30,7 +29,7 @@ public:
     // Room for so many numbers in all, so that adding them cannot fail. Throws std::bad_alloc and has then done
     // nothing.
     void Reserve(std::size_t count) {
-        if (2 * count > slots_.size()) Resize(std::bit_ceil(std::max<std::size_t>(2 * count, kFewestSlots)));
+        if (IsTooMany(count)) Resize(std::bit_ceil(std::max<std::size_t>(count + (count + 1) / 2, kFewestSlots)));
     }
 
     // The hash is going to be looked for or added soon.
@@ -40,7 +39,7 @@ public:
 
     // The number must not be in the index yet. Throws as Reserve does.
     void Add(std::uint32_t hash, std::uint32_t number) {
-        if (2 * (count_ + 1) > slots_.size()) Resize(std::max(2 * slots_.size(), kFewestSlots));
+        if (IsTooMany(count_ + 1)) Resize(std::max(2 * slots_.size(), kFewestSlots));
         Insert({hash, number});
         ++count_;
     }
@@ -70,6 +69,7 @@ private:
     };
     static constexpr std::size_t kNoSlot = ~std::size_t{0}, kFewestSlots = 16;
 
+    bool IsTooMany(std::size_t count) const { return 3 * count > 2 * slots_.size(); }
     std::size_t Mask() const { return slots_.size() - 1; }
 
     template <class Test>
@@ -87,11 +87,7 @@ private:
     }
 
     void Resize(std::size_t count) {
-        std::vector<Slot> slots;
-        slots.reserve(count);
-        constexpr std::size_t kMany = 4096;  // all slots are written at once
-        if (count >= kMany) AboutToFill(slots.data(), count * sizeof(Slot));
-        slots.resize(count);
+        LongVector<Slot> slots(count);
         slots.swap(slots_);
         for (const Slot& slot : slots)
             if (slot.number != kNone) Insert(slot);
@@ -108,7 +104,7 @@ private:
         slots_[gap] = {};
     }
 
-    std::vector<Slot> slots_;  // a power of two, at most half of them in use
+    LongVector<Slot> slots_;  // a power of two, at most two thirds of them in use
     std::size_t count_ = 0;
 };
 

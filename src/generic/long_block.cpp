@@ -24,6 +24,8 @@ constexpr std::size_t kOutside = std::size_t{1024} * 1024;
 
 constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size + to - 1) / to * to; }
 
+enum class Memory { Touched, Any };
+
 class Region {
 public:
     Region() noexcept : begin_(static_cast<std::byte*>(TakeRegion(kRegionSize))) {}
@@ -36,13 +38,16 @@ public:
     std::byte* Begin() const { return begin_; }  // null: there was no memory
     bool IsEmpty() const { return used_ == 0; }
 
-    // Null where there is no room for so many grains side by side.
-    std::byte* Take(std::size_t count) noexcept {
-        if (count >= tooMany_) return nullptr;
-        std::size_t first = FindFree(next_, count);
-        if (first == kGrains) first = FindFree(0, count);
+    // Null where there is no room for so many grains side by side, or none in what was touched before.
+    std::byte* Take(std::size_t count, Memory memory) noexcept {
+        const bool mayTouch = memory == Memory::Any;
+        std::size_t& tooMany = mayTouch ? tooMany_ : tooManyInTouched_;
+        if (count >= tooMany) return nullptr;
+        const std::size_t end = mayTouch ? kGrains : touched_ / kGrain;
+        std::size_t first = FindFree(next_, count, end);
+        if (first == kGrains) first = FindFree(0, count, end);
         if (first == kGrains) {
-            tooMany_ = count;
+            tooMany = count;
             return nullptr;
         }
         std::memset(&taken_[first], kTaken, count);
@@ -52,24 +57,27 @@ public:
         return begin_ + first * kGrain;
     }
 
+    // The next search begins here.
     void Give(const std::byte* block, std::size_t count) noexcept {
-        std::memset(&taken_[static_cast<std::size_t>(block - begin_) / kGrain], kFree, count);
+        const std::size_t first = static_cast<std::size_t>(block - begin_) / kGrain;
+        std::memset(&taken_[first], kFree, count);
+        next_ = std::min(next_, first);
         used_ -= count;
-        tooMany_ = kGrains + 1;
+        tooMany_ = tooManyInTouched_ = kGrains + 1;
     }
 
 private:
     static constexpr std::uint8_t kFree = 0, kTaken = 1;
 
-    // The first of so many free grains side by side, from `from` on; kGrains where there are none.
-    std::size_t FindFree(std::size_t from, std::size_t count) const noexcept {
-        const auto find = [this](std::uint8_t what, std::size_t begin, std::size_t end) {
-            const void* const found = std::memchr(&taken_[begin], what, end - begin);
-            return found ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - taken_.data()) : end;
+    // The first of so many free grains side by side, from `from` on and before `end`; kGrains where there are none.
+    std::size_t FindFree(std::size_t from, std::size_t count, std::size_t end) const noexcept {
+        const auto find = [this](std::uint8_t what, std::size_t begin, std::size_t until) {
+            const void* const found = std::memchr(&taken_[begin], what, until - begin);
+            return found ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - taken_.data()) : until;
         };
-        while (from + count <= kGrains) {
-            const std::size_t first = find(kFree, from, kGrains);
-            if (first + count > kGrains) break;
+        while (from + count <= end) {
+            const std::size_t first = find(kFree, from, end);
+            if (first + count > end) break;
             from = find(kTaken, first, first + count);
             if (from == first + count) return first;
         }
@@ -82,39 +90,48 @@ private:
         const std::size_t upTo = RoundedUp(end, kLargePage);
         AboutToFill(begin_ + touched_, upTo - touched_);
         touched_ = upTo;
+        tooManyInTouched_ = kGrains + 1;
     }
 
     std::byte* begin_;
-    std::size_t used_ = 0, next_ = 0;    // grains that are taken; where the search begins
-    std::size_t tooMany_ = kGrains + 1;  // since a block came back, there was no room for so many
-    std::size_t touched_ = 0;            // bytes
+    std::size_t used_ = 0, next_ = 0;             // grains that are taken; where the search begins
+    std::size_t tooMany_ = kGrains + 1;           // since a block came back, there was no room for so many
+    std::size_t tooManyInTouched_ = kGrains + 1;  // the same, and since more was touched
+    std::size_t touched_ = 0;                     // bytes
     std::array<std::uint8_t, kGrains> taken_{};
 };
 
-// Holds nothing once all blocks are back.
+// Holds nothing once all blocks are back, unless regions stay.
 struct Regions {
     std::mutex mutex;
     std::vector<std::unique_ptr<Region>>* all = nullptr;  // by address; made with the first, deleted with the last
-    Region* last = nullptr;                               // the one that had room last
+    Region* last = nullptr;                               // the one that had room last, or got it
     std::size_t outside = 0;                              // bytes of blocks of operator new
+    std::size_t staying = 0;                              // while not 0, empty regions stay
 
     // Null where the system has no memory for a region. Throws std::bad_alloc.
     std::byte* Take(std::size_t grains) {
-        if (last)
-            if (std::byte* const block = last->Take(grains)) return block;
         if (!all) all = new std::vector<std::unique_ptr<Region>>;
-        for (const auto& each : *all) {
-            if (std::byte* const block = each->Take(grains)) {
-                last = each.get();
-                return block;
-            }
-        }
+        for (const Memory memory : {Memory::Touched, Memory::Any})
+            if (std::byte* const block = TakeFromOne(grains, memory)) return block;
         all->reserve(all->size() + 1);
         auto made = std::make_unique<Region>();
         if (!made->Begin()) return nullptr;
         last = made.get();
         all->insert(Behind(made->Begin()), std::move(made));
-        return last->Take(grains);
+        return last->Take(grains, Memory::Any);
+    }
+
+    std::byte* TakeFromOne(std::size_t grains, Memory memory) {
+        if (last)
+            if (std::byte* const block = last->Take(grains, memory)) return block;
+        for (const auto& each : *all) {
+            if (std::byte* const block = each->Take(grains, memory)) {
+                last = each.get();
+                return block;
+            }
+        }
+        return nullptr;
     }
 
     // False where the block is not of a region.
@@ -126,11 +143,16 @@ struct Regions {
         Region& region = **found;
         if (block >= region.Begin() + kRegionSize) return false;
         region.Give(block, grains);
-        if (!region.IsEmpty()) return true;
-        if (last == &region) last = nullptr;
-        all->erase(found);
-        if (all->empty()) delete std::exchange(all, nullptr);
+        last = &region;
+        if (region.IsEmpty() && staying == 0) DropEmpty();
         return true;
+    }
+
+    void DropEmpty() noexcept {
+        if (!all) return;
+        if (last && last->IsEmpty()) last = nullptr;
+        std::erase_if(*all, [](const auto& region) { return region->IsEmpty(); });
+        if (all->empty()) delete std::exchange(all, nullptr);
     }
 
     std::vector<std::unique_ptr<Region>>::iterator Behind(const std::byte* block) const {
@@ -180,6 +202,18 @@ void GiveLong(void* block, std::size_t size) noexcept {
         regions.outside -= size;
     }
     ::operator delete(block);
+}
+
+LongBlocksStay::LongBlocksStay() noexcept {
+    Regions& regions = TheRegions();
+    const std::scoped_lock lock(regions.mutex);
+    ++regions.staying;
+}
+
+LongBlocksStay::~LongBlocksStay() {
+    Regions& regions = TheRegions();
+    const std::scoped_lock lock(regions.mutex);
+    if (--regions.staying == 0) regions.DropEmpty();
 }
 
 }  // namespace lumvex

@@ -15,6 +15,16 @@ enum class Filling { AtOnce, LittleByLittle };
 [[nodiscard]] void* TakeLong(std::size_t size, Filling filling);
 void GiveLong(void* block, std::size_t size) noexcept;  // of the size it was taken with; null is no block
 
+// While one of these exists, memory of blocks that were given back is kept for the next ones, even where it is a whole
+// region: for work that takes long blocks, gives all of them back and takes others.
+class LongBlocksStay {
+public:
+    LongBlocksStay() noexcept;
+    ~LongBlocksStay();
+    LongBlocksStay(const LongBlocksStay&) = delete;
+    LongBlocksStay& operator=(const LongBlocksStay&) = delete;
+};
+
 // Owns a long block.
 class LongBlock {
 public:

@@ -10,4 +10,7 @@ void* TakeLong(std::size_t size, Filling) { return ::operator new(size); }
 
 void GiveLong(void* block, std::size_t) noexcept { ::operator delete(block); }
 
+LongBlocksStay::LongBlocksStay() noexcept = default;
+LongBlocksStay::~LongBlocksStay() = default;
+
 }  // namespace lumvex

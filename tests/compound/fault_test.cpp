@@ -42,6 +42,11 @@ const std::vector<Save>& Saves() {
          [](CompoundFile& file, Content& content) {
              for (unsigned i = 0; i < 30; ++i) Set(file, content, Name(i), i * 300, i);
          }},
+        {"a new file whose directory is written in parts",
+         {},
+         [](CompoundFile& file, Content& content) {
+             for (unsigned i = 0; i < 1200; ++i) Set(file, content, Name(i), i % 70, i);
+         }},
         {"a new file in place of another", Many(100, 100),
          [](CompoundFile& file, Content& content) {
              for (unsigned i = 0; i < 5; ++i) Set(file, content, Name(i), i * 30000, i);

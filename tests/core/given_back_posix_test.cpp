@@ -2,6 +2,7 @@
 // have this test.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <vector>
 
@@ -10,20 +11,50 @@
 namespace lumvex::tests {
 namespace {
 
-// On systems that say in this way how large the process is; on others both sizes are 0.
-TEST(LongBlocks, AreTheSystemsAgainOnceTheyAreGivenBack) {
+constexpr std::size_t kMiB = std::size_t{1024} * 1024;
+
+// On systems that say in this way how large the process is; on others the size is always 0.
+TEST(LongBlocks, AreTheSystemsAgainOnceTheyAreGivenBackAndNobodyKeepsThem) {
     const auto pages = [] {
         std::size_t count = 0;
         std::ifstream("/proc/self/statm") >> count;
         return count;
     };
     const std::size_t before = pages();
-    constexpr std::size_t kSize = std::size_t{2} * 1024 * 1024, kCount = 40, kPage = 4096;
-    for (int round = 0; round < 4; ++round) {
+    constexpr std::size_t kSize = 2 * kMiB, kCount = 40, kPage = 4096;
+    const std::size_t between = before + (before == 0 ? 0 : kSize / kPage * kCount / 2);
+    const auto takeAndGive = [&] {
         std::vector<LongBlock> blocks;
         for (std::size_t each = 0; each < kCount; ++each) blocks.emplace_back(kSize, Filling::LittleByLittle);
+    };
+    for (int round = 0; round < 4; ++round) takeAndGive();
+    EXPECT_LE(pages(), between);
+    {
+        const LongBlocksStay outer;
+        {
+            const LongBlocksStay stay;
+            takeAndGive();
+        }
+        EXPECT_GE(pages(), between);
     }
-    EXPECT_LE(pages(), before + kSize / kPage * kCount / 2);
+    EXPECT_LE(pages(), between);
+}
+
+TEST(LongBlocks, ThatComeBackAreTakenAgainBeforeFreshMemory) {
+    std::vector<LongBlock> blocks;
+    for (int each = 0; each < 15; ++each) blocks.emplace_back(kMiB, Filling::AtOnce);  // of two regions
+    for (const std::size_t place : {3u, 8u, 12u}) {
+        const std::byte* const was = blocks[place].Data();
+        blocks[place] = LongBlock();
+        blocks[place] = LongBlock(kMiB, Filling::AtOnce);
+        EXPECT_EQ(blocks[place].Data(), was) << place;
+    }
+    // Also of another region than the one that got room last, which has more that was never used.
+    const std::byte* const was = blocks[3].Data();
+    blocks[3] = LongBlock();
+    blocks[12] = LongBlock();
+    const LongBlock taken[] = {{kMiB, Filling::AtOnce}, {kMiB, Filling::AtOnce}, {kMiB, Filling::AtOnce}};
+    EXPECT_TRUE(std::ranges::any_of(taken, [&](const LongBlock& each) { return each.Data() == was; }));
 }
 
 }  // namespace

@@ -54,8 +54,8 @@ public:
     // The same for all loaded objects. Before what follows.
     void LookUpAssumed();
     const UnsavedChanges& Changes() const { return changes_; }
-    std::vector<std::byte> Table() const { return changes_.Table(table_); }
-    std::vector<std::byte> Locks() const { return changes_.Locks(locks_); }
+    SortedRecords::Content Table() const { return changes_.Table(table_); }
+    SortedRecords::Content Locks() const { return changes_.Locks(locks_); }
     // The tables as the file has them after a save; none where they stay as they are. Made before the commit, so that
     // nothing can fail after it.
     struct NextTables {

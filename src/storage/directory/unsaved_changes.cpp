@@ -66,35 +66,32 @@ bool UnsavedChanges::ChangesTable() const {
     return !removedEntries_.empty() || std::ranges::any_of(joining_, IsInDocument);
 }
 
-std::vector<std::byte> UnsavedChanges::Table(const TableOf<DirectoryRow>& stored) const {
-    SortedRecords::Changes changes;
+SortedRecords::Content UnsavedChanges::Table(const TableOf<DirectoryRow>& stored) const {
+    TableOf<DirectoryRow>::Changes changes;
     changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
-    changes.Reserve(joining_.size(), sizeof(DirectoryRow));
     for (const Ref<Entry>& entry : joining_) {
         if (!IsInDocument(entry)) continue;
         assert(entry->classInfo && "objects of unknown classes are never loaded");
-        stored.Append(changes.put, {entry->id, entry->Second(), entry->classInfo->classId, entry->tag});
+        changes.Put({entry->id, entry->Second(), entry->classInfo->classId, entry->tag});
     }
     return stored.Merged(std::move(changes));
 }
 
-SortedRecords::Changes UnsavedChanges::LockChanges() const {
-    SortedRecords::Changes changes;
+TableOf<LockRow>::Changes UnsavedChanges::LockChanges() const {
+    TableOf<LockRow>::Changes changes;
     changes.removed = removedLocks_;
     for (const Ref<Entry>& entry : marked_) {
         if (!IsInDocument(entry) || entry->locks == entry->storedLocks) continue;
         if (entry->locks == 0)
             changes.removed.push_back(entry->id);
         else
-            TableOf<LockRow>::Append(changes.put, {entry->id, static_cast<std::int32_t>(entry->locks)});
+            changes.Put({entry->id, static_cast<std::int32_t>(entry->locks)});
     }
     return changes;
 }
 
-std::vector<std::byte> UnsavedChanges::Locks(const TableOf<LockRow>& stored) const {
-    auto table = stored.Merged(LockChanges());
-    if (table.size() <= sizeof(std::uint32_t)) table.clear();  // the count alone
-    return table;
+SortedRecords::Content UnsavedChanges::Locks(const TableOf<LockRow>& stored) const {
+    return stored.Merged(LockChanges());
 }
 
 void UnsavedChanges::Saved() noexcept {

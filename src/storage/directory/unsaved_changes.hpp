@@ -31,11 +31,11 @@ public:
     std::vector<Ref<Entry>> Marked() const;                                        // in the order in which they changed
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
 
-    // The tables of the next save, made of those that the file has. The lock counters are empty when all are 0.
+    // The tables of the next save, made of those that the file has.
     bool ChangesTable() const;
     bool ChangesLocks() const { return !LockChanges().Empty(); }
-    std::vector<std::byte> Table(const TableOf<DirectoryRow>& stored) const;
-    std::vector<std::byte> Locks(const TableOf<LockRow>& stored) const;
+    SortedRecords::Content Table(const TableOf<DirectoryRow>& stored) const;
+    SortedRecords::Content Locks(const TableOf<LockRow>& stored) const;
 
     void Saved() noexcept;  // the file has all of it
     void Clear() noexcept;
@@ -43,7 +43,7 @@ public:
     void LeaveOutListed(const TableOf<DirectoryRow>& table);
 
 private:
-    SortedRecords::Changes LockChanges() const;
+    TableOf<LockRow>::Changes LockChanges() const;
     void ForgetRemoved() noexcept;
 
     // Entries that have left the document since they came into one of these two lists are passed over.

@@ -251,15 +251,15 @@ Directory::NextTables DocumentSaver::WriteTables(compound::CompoundFile& file, b
     Directory::NextTables next;
     const Directory& directory = tree_.Objects();
     if (all || directory.Changes().ChangesTable()) {
-        const std::vector<std::byte> table = directory.Table();
-        WriteStream(file, kDirectoryStream, table);
-        next.table.emplace(tree_.File().FindOnRead(kDirectoryStream), table);
+        const SortedRecords::Content table = directory.Table();
+        file.Write(kDirectoryStream, table.Pieces());
+        next.table.emplace(tree_.File().FindOnRead(kDirectoryStream), table.Count());
     }
     if (all || directory.Changes().ChangesLocks()) {
-        const std::vector<std::byte> locks = directory.Locks();
-        next.locks.emplace(tree_.File().FindOnRead(kLocksStream), locks);
-        if (!locks.empty())
-            WriteStream(file, kLocksStream, locks);
+        const SortedRecords::Content locks = directory.Locks();
+        next.locks.emplace(tree_.File().FindOnRead(kLocksStream), locks.Count());
+        if (locks.Count() != 0)
+            file.Write(kLocksStream, locks.Pieces());
         else
             RemoveStream(file, kLocksStream);
     }

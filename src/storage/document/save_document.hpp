@@ -2,6 +2,7 @@
 // document that was in the file.
 #pragma once
 
+#include "generic/long_block.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/document/document_tree.hpp"
 
@@ -40,6 +41,7 @@ private:
 
     DocumentTree& tree_;
     const Progress& progress_;
+    LongBlocksStay memoryStays_;  // the parts of a save need much memory, one after the other
 };
 
 }  // namespace lumvex::inside

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "generic/fresh_memory.hpp"
+#include "generic/long_vector.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/records/failures.hpp"
 
@@ -25,17 +25,10 @@ std::uint64_t LeadingBytes(const void* id) {
 
 }  // namespace
 
-void SortedRecords::Changes::Reserve(std::size_t records, std::size_t recordSize) {
-    put.reserve(kCountSize + records * recordSize);
-    AboutToFill(put.data(), put.capacity());
-}
-
-SortedRecords::SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source,
-                             std::span<const std::byte> content)
-    : recordSize_(recordSize) {
-    if (content.empty()) return;
-    source_ = std::move(source);
-    count_ = (content.size() - kCountSize) / recordSize_;
+SortedRecords::Content::Content(RecordBlocks records)
+    : records_(std::move(records)), count_(new std::uint32_t(static_cast<std::uint32_t>(records_.Count()))) {
+    pieces_.push_back(std::as_bytes(std::span(count_.get(), 1)));
+    records_.AppendTo(pieces_);
 }
 
 void SortedRecords::Open(std::shared_ptr<const ByteSource> source) {
@@ -138,99 +131,76 @@ std::vector<bool> SortedRecords::Contains(std::span<const GUID> ids) const {
 
 namespace {
 
-// The places of records that lie side by side, in the order of their IDs. The first bytes of an ID as one number decide
-// nearly every comparison.
-std::vector<std::uint32_t> OrderById(std::span<const std::byte> records, std::size_t recordSize) {
-    struct Keyed {
-        std::uint64_t key;
-        std::uint32_t place;
-    };
-    const auto at = [&](const Keyed& each) { return &records[each.place * recordSize]; };
-    std::vector<Keyed> keyed(records.size() / recordSize);
-    for (std::uint32_t place = 0; place < keyed.size(); ++place)
-        keyed[place] = {LeadingBytes(&records[place * recordSize]), place};
-    constexpr unsigned kFirstBit = 31;  // the bits behind it decide among random IDs, with few exceptions
-    compound::SortByBits(keyed, kFirstBit, [](const Keyed& each) { return each.key; });
-    for (auto begin = keyed.begin(); begin != keyed.end();) {
+// The places of the records, in the order of their IDs: each the lower half of a number. The upper half is the
+// beginning of the ID, which decides nearly every comparison.
+LongVector<std::uint64_t> OrderById(const RecordBlocks& records) {
+    constexpr unsigned kPlaceBits = 32;
+    const unsigned firstBit = 64 - compound::BitsThatDecide(records.Count(), 64 - kPlaceBits);
+    const auto at = [&](std::uint64_t each) { return records.At(static_cast<std::uint32_t>(each)); };
+    LongVector<std::uint64_t> order(records.Count());
+    for (std::uint32_t place = 0; place < order.size(); ++place)
+        order[place] = (LeadingBytes(records.At(place)) >> kPlaceBits << kPlaceBits) | place;
+    compound::SortByBits(order, firstBit, [](std::uint64_t each) { return each; });
+    for (auto begin = order.begin(); begin != order.end();) {
         auto end = begin + 1;
-        while (end != keyed.end() && end->key >> kFirstBit == begin->key >> kFirstBit) ++end;
-        const auto isBefore = [&](const Keyed& left, const Keyed& right) {
+        while (end != order.end() && *end >> firstBit == *begin >> firstBit) ++end;
+        const auto isBefore = [&](std::uint64_t left, std::uint64_t right) {
             return std::memcmp(at(left), at(right), sizeof(GUID)) < 0;
         };
         if (end - begin > 1) std::sort(begin, end, isBefore);
         begin = end;
     }
-    std::vector<std::uint32_t> order;
-    order.reserve(keyed.size());
-    for (const Keyed& each : keyed) order.push_back(each.place);
     return order;
 }
 
 // Where they are, so that no second buffer is needed.
-void SortById(std::span<std::byte> records, std::size_t recordSize) {
-    std::vector<std::uint32_t> order = OrderById(records, recordSize);
+void SortById(RecordBlocks& records, std::size_t recordSize) {
+    LongVector<std::uint64_t> order = OrderById(records);
     std::vector<std::byte> first(recordSize);
-    const auto at = [&](std::size_t place) { return &records[place * recordSize]; };
+    const auto from = [&](std::uint32_t place) { return static_cast<std::uint32_t>(order[place]); };
     for (std::uint32_t begin = 0; begin < order.size(); ++begin) {
-        if (order[begin] == begin) continue;
-        std::memcpy(first.data(), at(begin), recordSize);
+        if (from(begin) == begin) continue;
+        std::memcpy(first.data(), records.At(begin), recordSize);
         std::uint32_t place = begin;  // whose record is somewhere else by now
-        for (std::uint32_t next = order[place]; next != begin; next = order[place]) {
-            std::memcpy(at(place), at(next), recordSize);
+        for (std::uint32_t next = from(place); next != begin; next = from(place)) {
+            std::memcpy(records.At(place), records.At(next), recordSize);
             order[std::exchange(place, next)] = place;
         }
-        std::memcpy(at(place), first.data(), recordSize);
+        std::memcpy(records.At(place), first.data(), recordSize);
         order[place] = place;
     }
 }
 
 }  // namespace
 
-std::vector<std::byte> SortedRecords::Merged(Changes changes) const {
+SortedRecords::Content SortedRecords::Merged(Changes changes) const {
     SortById(changes.put, recordSize_);
-    const auto storeCount = [this](std::vector<std::byte>& table) {
-        const auto count = static_cast<std::uint32_t>((table.size() - kCountSize) / recordSize_);
-        std::memcpy(table.data(), &count, sizeof count);
-    };
-    if (count_ == 0) {
-        changes.put.insert(changes.put.begin(), kCountSize, std::byte{0});
-        storeCount(changes.put);
-        return std::move(changes.put);
-    }
+    if (count_ == 0) return Content(std::move(changes.put));
 
     const auto less = [](const std::byte* left, const std::byte* right) {
         return std::memcmp(left, right, sizeof(GUID)) < 0;
     };
     std::vector<GUID>& removed = changes.removed;
     std::ranges::sort(removed, GuidLess());
-    std::vector<std::byte> stored(count_ * recordSize_);
+    LongVector<std::byte> stored(count_ * recordSize_);
     source_->Read(kCountSize, stored);
 
-    std::vector<std::byte> table(kCountSize + stored.size() + changes.put.size());
-    std::byte* out = table.data() + kCountSize;
-    const auto append = [&](const std::byte* record) {
-        std::memcpy(out, record, recordSize_);
-        out += recordSize_;
-    };
-    const std::byte* nextPut = changes.put.data();
-    const std::byte* const putEnd = nextPut + changes.put.size();
-    const auto appendPut = [&] {
-        append(nextPut);
-        nextPut += recordSize_;
+    RecordBlocks merged(recordSize_);
+    std::size_t nextPut = 0;
+    const auto isPutBefore = [&](const std::byte* record) {
+        return nextPut < changes.put.Count() && less(changes.put.At(nextPut), record);
     };
     auto nextRemoved = removed.begin();
     for (std::size_t at = 0; at < count_; ++at) {
         const std::byte* record = stored.data() + at * recordSize_;
-        while (nextPut != putEnd && less(nextPut, record)) appendPut();
-        if (nextPut != putEnd && !less(record, nextPut)) continue;  // replaced
+        while (isPutBefore(record)) merged.Append(changes.put.At(nextPut++));
+        if (nextPut < changes.put.Count() && !less(record, changes.put.At(nextPut))) continue;  // replaced
         while (nextRemoved != removed.end() && std::memcmp(&*nextRemoved, record, sizeof(GUID)) < 0) ++nextRemoved;
         if (nextRemoved != removed.end() && std::memcmp(&*nextRemoved, record, sizeof(GUID)) == 0) continue;
-        append(record);
+        merged.Append(record);
     }
-    while (nextPut != putEnd) appendPut();
-    table.resize(static_cast<std::size_t>(out - table.data()));
-    storeCount(table);
-    return table;
+    while (nextPut < changes.put.Count()) merged.Append(changes.put.At(nextPut++));
+    return Content(std::move(merged));
 }
 
 }  // namespace lumvex::inside

@@ -11,6 +11,7 @@
 #include "core/base/guid_order.hpp"
 #include "generic/function_ref.hpp"
 #include "storage/records/byte_source.hpp"
+#include "storage/records/record_blocks.hpp"
 
 namespace lumvex::inside {
 
@@ -18,17 +19,29 @@ class SortedRecords {
 public:
     // Changes to a table. A record that is put replaces the one of the same ID.
     struct Changes {
-        std::vector<std::byte> put;  // whole records side by side, in any order
+        explicit Changes(std::size_t recordSize) : put(recordSize) {}
+        RecordBlocks put;  // in any order
         std::vector<GUID> removed;
-        // Room for so many records to be put, and for what Merged() adds.
-        void Reserve(std::size_t records, std::size_t recordSize);
-        bool Empty() const { return put.empty() && removed.empty(); }
+        bool Empty() const { return put.Empty() && removed.empty(); }
+    };
+
+    // A whole table as it is stored.
+    class Content {
+    public:
+        explicit Content(RecordBlocks records);
+        std::size_t Count() const { return records_.Count(); }
+        std::span<const compound::Piece> Pieces() const { return pieces_; }  // as long as this
+
+    private:
+        RecordBlocks records_;
+        std::unique_ptr<std::uint32_t> count_;  // as pieces_ refers to it
+        std::vector<compound::Piece> pieces_;
     };
 
     explicit SortedRecords(std::size_t recordSize) : recordSize_(recordSize) {}
-    // A table that the source will have once the file is committed; `content` is the whole table, or nothing where the
-    // file has no such table.
-    SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::span<const std::byte> content);
+    // A table of so many records that the source will have once the file is committed.
+    SortedRecords(std::size_t recordSize, std::shared_ptr<const ByteSource> source, std::size_t count)
+        : recordSize_(recordSize), source_(std::move(source)), count_(count) {}
 
     // Reads the count; one that the stream cannot hold fails with the read fault.
     void Open(std::shared_ptr<const ByteSource> source);
@@ -45,8 +58,7 @@ public:
     // Of each ID whether there is a record of it. The IDs ascend; for many of them the table is read as a whole.
     std::vector<bool> Contains(std::span<const GUID> ids) const;
 
-    // The whole table with the changes applied, as it is stored.
-    std::vector<std::byte> Merged(Changes changes) const;
+    Content Merged(Changes changes) const;  // the whole table with the changes applied
 
 private:
     std::size_t LowerBound(const GUID& id) const;

@@ -29,8 +29,14 @@ template <class Row>
 class TableOf : public SortedRecords {
 public:
     TableOf() : SortedRecords(sizeof(Row)) {}
-    TableOf(std::shared_ptr<const ByteSource> source, std::span<const std::byte> content)
-        : SortedRecords(sizeof(Row), std::move(source), content) {}
+    TableOf(std::shared_ptr<const ByteSource> source, std::size_t count)
+        : SortedRecords(sizeof(Row), std::move(source), count) {}
+
+    // Changes to such a table.
+    struct Changes : SortedRecords::Changes {
+        Changes() : SortedRecords::Changes(sizeof(Row)) {}
+        void Put(const Row& row) { put.Append(&row); }
+    };
 
     Row At(std::size_t index) const {
         Row row;
@@ -49,11 +55,6 @@ public:
             std::memcpy(&row, record, sizeof row);
             visit(row);
         });
-    }
-
-    static void Append(std::vector<std::byte>& rows, const Row& row) {
-        const auto bytes = std::as_bytes(std::span(&row, 1));
-        rows.insert(rows.end(), bytes.begin(), bytes.end());
     }
 };
 

@@ -75,22 +75,23 @@ void WriteNode(compound::CompoundFile& file, const TreeNode& node) {
 void WriteTables(compound::CompoundFile& file, const FoundDocument& document, const RebuiltTree& tree) {
     std::vector<const TreeNode*> nodes = tree.InOrder();
     nodes.push_back(&tree.Root());
-    SortedRecords::Changes rows, locks;
+    TableOf<DirectoryRow>::Changes rows;
+    TableOf<LockRow>::Changes locks;
     std::set<GUID, GuidLess> ids;
     for (const TreeNode* node : nodes) {
         const auto old = document.rows.find(node->reference.id);
         const GUID second = old == document.rows.end() ? GUID{} : old->second.second;
         ids.insert(node->reference.id);
-        TableOf<DirectoryRow>::Append(rows.put, {node->reference.id, second, node->info->classId, node->reference.tag});
+        rows.Put({node->reference.id, second, node->info->classId, node->reference.tag});
     }
     for (const auto& [id, row] : document.rows) {
         const bool isUnknown = !FindClass(row.classId);
-        if (isUnknown && ids.insert(id).second) TableOf<DirectoryRow>::Append(rows.put, row);
+        if (isUnknown && ids.insert(id).second) rows.Put(row);
     }
-    WriteStream(file, kDirectoryStream, TableOf<DirectoryRow>().Merged(rows));
+    file.Write(kDirectoryStream, TableOf<DirectoryRow>().Merged(std::move(rows)).Pieces());
     for (const LockRow& row : document.locks)
-        if (ids.contains(row.id) && row.locks != 0) TableOf<LockRow>::Append(locks.put, row);
-    if (!locks.put.empty()) WriteStream(file, kLocksStream, TableOf<LockRow>().Merged(locks));
+        if (ids.contains(row.id) && row.locks != 0) locks.Put(row);
+    if (!locks.Empty()) file.Write(kLocksStream, TableOf<LockRow>().Merged(std::move(locks)).Pieces());
     WriteVersions(file, 0);
 }
 

@@ -3,20 +3,33 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 namespace lumvex::compound {
 
-// Sorts by the bits of keyOf(element) from firstBit on; elements that are equal in these keep their order.
-template <class Element, class KeyOf>
-void SortByBits(std::vector<Element>& all, unsigned firstBit, const KeyOf& keyOf) {
-    constexpr unsigned kBits = 11;
+inline constexpr unsigned kBitsOfOnePass = 11;
+
+// So many of the first bits of random keys decide nearly all comparisons among so many elements: the others are hardly
+// more than one in sixteen. Bits of whole passes of SortByBits, and no more than `most`.
+[[nodiscard]] inline unsigned BitsThatDecide(std::size_t count, unsigned most) {
+    const unsigned needed = static_cast<unsigned>(std::bit_width(count)) + 4;
+    return std::min((needed + kBitsOfOnePass - 1) / kBitsOfOnePass * kBitsOfOnePass, most);
+}
+
+// Sorts by the bits of keyOf(element) from firstBit on; elements that are equal in these keep their order. The list
+// keeps its room.
+template <class List, class KeyOf>
+void SortByBits(List& all, unsigned firstBit, const KeyOf& keyOf) {
+    using Element = typename List::value_type;
+    constexpr unsigned kBits = kBitsOfOnePass;
     std::uint64_t highest = 0;
     for (const Element& each : all) highest = std::max<std::uint64_t>(highest, keyOf(each));
-    std::vector<Element> sorted(all.size());
+    List sorted;
+    sorted.reserve(all.capacity());
+    sorted.resize(all.size());
     for (unsigned shift = firstBit; shift < 64 && highest >> shift != 0; shift += kBits) {
         std::array<std::size_t, 1u << kBits> next{};
         const auto digit = [&](const Element& each) {

@@ -48,8 +48,9 @@ struct CompoundFile::State::Commit {
 
     void DraftSmallStreams();
     void DraftLargeStreams();
-    void WriteMiniStreamOfNewFile();
+    void WriteSmallStreamsOfNewFile();
     void DraftDirectory();
+    std::uint64_t MiniStreamSize() const;  // of the next state
     void PlaceAll();
     void WriteAndSwitch();
     void Switch(std::shared_ptr<Committed> next) noexcept;
@@ -96,13 +97,9 @@ bool CompoundFile::State::Commit::IsWhole(Chain chain, bool isMini, std::uint64_
 }
 
 void CompoundFile::State::Commit::DraftSmallStreams() {
-    std::vector<Change*> placed;
     state.pending->ForEachContent([&](Change& change) {
         change.start = kEndOfChain;
-        if (change.existing == kNoEntry) {
-            if (change.small != nullptr) placed.push_back(&change);
-            return;
-        }
+        if (change.existing == kNoEntry) return;
         const Old old = OldOf(change);
         const std::uint64_t oldCount = old.isMini ? MiniSectorsFor(old.size) : 0;
         const std::uint64_t newCount = change.kind == Change::Kind::Small ? MiniSectorsFor(change.size) : 0;
@@ -113,9 +110,12 @@ void CompoundFile::State::Commit::DraftSmallStreams() {
             return;
         }
         if (oldCount != 0) smallStreams.Release(old.start);
-        if (newCount != 0) placed.push_back(&change);
     });
-    for (Change* change : placed) change->start = smallStreams.Place(*change);
+    // Into mini sectors that were released, too.
+    state.pending->ForEachContent([this](Change& change) {
+        const bool hasPlace = change.start != kEndOfChain;
+        if (change.small != nullptr && !hasPlace) change.start = smallStreams.Place(change);
+    });
     smallStreams.Finish();
 }
 
@@ -153,12 +153,18 @@ void CompoundFile::State::Commit::DraftLargeStreams() {
     });
 }
 
-// The disk can begin with the mini stream of a new file, of which no page changes any more, while the directory is
-// made. In a file that is there MoveToFront may move pages of it.
-void CompoundFile::State::Commit::WriteMiniStreamOfNewFile() {
+// The disk can begin with the mini stream of a new file and its table, of which no page changes any more, while the
+// directory is made. In a file that is there MoveToFront may move pages of them.
+void CompoundFile::State::Commit::WriteSmallStreamsOfNewFile() {
     if (!committed.Empty() || !draft.HasMiniStream()) return;
     miniStream = draft.PlaceMiniStream();
+    draft.PlaceMiniFat(header);
     draft.WriteOut();
+}
+
+std::uint64_t CompoundFile::State::Commit::MiniStreamSize() const {
+    const auto& free = smallStreams.FreeMiniSectors();
+    return free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
 }
 
 bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
@@ -180,7 +186,12 @@ bool CompoundFile::State::Commit::ChangeDirectoryInPlace() {
     return done;
 }
 
+// The directory of a new file is written while it is made: it is mostly the longest of its structures, and nothing of
+// it changes later, unless folders are carried into it.
 void CompoundFile::State::Commit::DraftDirectory() {
+    if (committed.Empty() && state.pending->Carried() == nullptr)
+        return MakeNewDirectory(draft, header, committed, *state.pending, miniStream.value_or(kEndOfChain),
+                                miniStream ? MiniStreamSize() : 0);
     std::uint64_t changing = 0;  // entries that come or go
     state.pending->ForEach([&changing](const Change& change) {
         if (change.existing == kNoEntry || change.kind == Change::Kind::Removed) ++changing;
@@ -195,11 +206,9 @@ void CompoundFile::State::Commit::DraftDirectory() {
 }
 
 void CompoundFile::State::Commit::PlaceAll() {
-    if (draft.HasMiniStream()) {
+    if (draft.HasMiniStream() && !draft.HasNewDirectory()) {
         if (!miniStream) miniStream = draft.PlaceMiniStream();
-        const auto& free = smallStreams.FreeMiniSectors();
-        const std::uint64_t size = free ? std::uint64_t{free->End()} << kMiniSectorShift : committed.MiniStreamSize();
-        DirectoryEditor(draft.Directory(), 0).SetContent(0, *miniStream, size);
+        DirectoryEditor(draft.Directory(), 0).SetContent(0, *miniStream, MiniStreamSize());
     }
     header.SetGeneration(state.NextGeneration());
     draft.PlaceStructures(header);
@@ -313,7 +322,7 @@ void CompoundFile::State::CommitAll() {
         Commit commit(*this);
         commit.DraftSmallStreams();
         commit.DraftLargeStreams();
-        commit.WriteMiniStreamOfNewFile();
+        commit.WriteSmallStreamsOfNewFile();
         commit.DraftDirectory();
         commit.draft.MoveToFront();
         commit.PlaceAll();

@@ -1,6 +1,7 @@
 #include "storage/compound/write/balanced_tree.hpp"
 
 #include <bit>
+#include <vector>
 
 namespace lumvex::compound {
 

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
+#include "generic/long_vector.hpp"
 #include "storage/compound/format/format.hpp"
 
 namespace lumvex::compound {
@@ -16,8 +16,8 @@ struct BalancedTree {
         EntryId left = kNoEntry, right = kNoEntry;
         Colour colour = Colour::Black;
     };
-    std::vector<Node> nodes;           // by number
-    std::vector<std::uint32_t> order;  // the numbers in an order in which a path from the top crosses few pages
+    LongVector<Node> nodes;           // by number
+    LongVector<std::uint32_t> order;  // the numbers in an order in which a path from the top crosses few pages
     EntryId top = kNoEntry;
 };
 

@@ -6,6 +6,8 @@
 #include <optional>
 #include <unordered_map>
 
+#include "generic/function_ref.hpp"
+#include "generic/long_vector.hpp"
 #include "generic/prefetch.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/compound/base/stable_sort.hpp"
@@ -52,7 +54,7 @@ void MakeStream(DirectoryEntryWriter entry, const Change& change) {
 
 // First by the bits of the keys from firstBit on; few members are equal in these.
 template <class IsBefore>
-void SortMembers(std::vector<Member>& members, unsigned firstBit, const IsBefore& isBefore) {
+void SortMembers(LongVector<Member>& members, unsigned firstBit, const IsBefore& isBefore) {
     const auto keyOf = [firstBit](const Member& member) { return member.key >> firstBit; };
     SortByBits(members, firstBit, [](const Member& member) { return member.key; });
     for (auto begin = members.begin(); begin != members.end();) {
@@ -79,11 +81,25 @@ public:
         CollectMembers();
         SortByName();
         const BalancedTree tree(static_cast<std::uint32_t>(members_.size()));
-        if (canRenumber_)
-            WriteRenumbered(tree);
-        else
+        if (canRenumber_) {
+            const auto root = RootEntry();
+            pages_.CutTo(0);
+            WriteRenumbered(tree, root, [this] { return pages_.AppendToFill(); });
+        } else {
             WriteInPlace(tree);
+        }
         if (changes_.Carried() != nullptr) PlaceFolders();
+    }
+
+    void RunForNewFile(Draft& draft, Header& header, SectorId miniStream, std::uint64_t miniStreamSize) {
+        CollectMembers();
+        SortByName();
+        assert(canRenumber_);
+        const BalancedTree tree(static_cast<std::uint32_t>(members_.size()));
+        auto root = RootEntry();
+        DirectoryEntryWriter(root.data()).SetContent(miniStream, miniStreamSize);
+        draft.StartNewDirectory(header, perPage_.PageOf(static_cast<std::uint32_t>(members_.size())) + 1);
+        WriteRenumbered(tree, root, [&draft] { return draft.NextDirectoryPage(); });
     }
 
 private:
@@ -94,7 +110,8 @@ private:
     void CollectCommitted(const std::unordered_map<EntryId, std::uint32_t>& changeOf);
     std::uint32_t CountAllocated();
     void WriteInPlace(const BalancedTree& tree);
-    void WriteRenumbered(const BalancedTree& tree);
+    void WriteRenumbered(const BalancedTree& tree, std::array<std::byte, kEntrySize> root,
+                         FunctionRef<std::byte*()> nextPage);
     [[gnu::always_inline]] inline void PrefetchFor(const BalancedTree& tree, std::uint64_t id) const;
     std::array<std::byte, kEntrySize> RootEntry();
     void WriteEntry(DirectoryEntryWriter entry, const BalancedTree& tree, std::uint32_t number);
@@ -123,9 +140,9 @@ private:
     PendingChanges& changes_;
     PerPage perPage_;
     DirectoryEditor editor_;
-    std::vector<Member> members_;   // of the new tree; in order from SortByName on, those with names of objects before
-    std::vector<Member> others_;    // the others, until then
-    std::vector<EntryId> ids_;      // by number of the member: its place in the new directory
+    LongVector<Member> members_;    // of the new tree; in order from SortByName on, those with names of objects before
+    LongVector<Member> others_;     // the others, until then
+    LongVector<EntryId> ids_;       // by number of the member: its place in the new directory
     std::vector<EntryId> removed_;  // entries of the committed tree
     bool canRenumber_ = true;
 };
@@ -173,8 +190,8 @@ void Rebuild::Collect(Member member) {
 }
 
 void Rebuild::SortByName() {
-    constexpr unsigned kEnoughBits = 33;  // of IDs, which are mostly random
-    SortMembers(members_, 64 - kEnoughBits, [this](const Member& a, const Member& b) {
+    const unsigned bits = BitsThatDecide(members_.size(), 64);  // of IDs, which are mostly random
+    SortMembers(members_, 64 - bits, [this](const Member& a, const Member& b) {
         return a.key != b.key ? a.key < b.key : ObjectOf(a)->second < ObjectOf(b)->second;
     });
     SortMembers(others_, 0, [this](const Member& a, const Member& b) { return NameOf(a).Compare(NameOf(b)) < 0; });
@@ -236,13 +253,13 @@ void Rebuild::PrefetchFor(const BalancedTree& tree, std::uint64_t id) const {
 }
 
 // Page after page. The entries' sources are scattered over memory, so each is prefetched some time before it is read.
-void Rebuild::WriteRenumbered(const BalancedTree& tree) {
-    const auto root = RootEntry();
+void Rebuild::WriteRenumbered(const BalancedTree& tree, std::array<std::byte, kEntrySize> root,
+                              FunctionRef<std::byte*()> nextPage) {
     const auto count = static_cast<std::uint32_t>(members_.size());
     for (std::uint32_t i = 0; i < count; ++i) ids_[tree.order[i]] = i + 1;
-    pages_.CutTo(0);
+    DirectoryEntryWriter(root.data()).SetChild(IdOf(tree.top));
     for (std::uint32_t first = 0; first <= count; first += perPage_.Count()) {
-        std::byte* bytes = pages_.AppendToFill();
+        std::byte* bytes = nextPage();
         for (std::uint32_t i = 0; i < perPage_.Count(); ++i) {
             const std::uint32_t id = first + i;
             PrefetchFor(tree, std::uint64_t{id} + kAhead);
@@ -255,7 +272,6 @@ void Rebuild::WriteRenumbered(const BalancedTree& tree) {
                 WriteEntry(entry, tree, tree.order[id - 1]);
         }
     }
-    editor_.Edit(0).SetChild(IdOf(tree.top));
 }
 
 std::array<std::byte, kEntrySize> Rebuild::RootEntry() {
@@ -301,6 +317,13 @@ void Rebuild::PlaceFolders() {
 
 void RebuildDirectory(ShadowPages& pages, Committed& committed, PendingChanges& changes, std::uint32_t seed) {
     Rebuild(pages, committed, changes, seed).Run();
+}
+
+void MakeNewDirectory(Draft& draft, Header& header, Committed& committed, PendingChanges& changes, SectorId miniStream,
+                      std::uint64_t miniStreamSize) {
+    assert(committed.Empty() && changes.Carried() == nullptr);
+    Rebuild(draft.Directory(), committed, changes, 0).RunForNewFile(draft, header, miniStream, miniStreamSize);
+    draft.StartDirectoryAgain();
 }
 
 }  // namespace lumvex::compound

@@ -111,6 +111,7 @@ SectorId Draft::Place(Shadow& shadow) {
 }
 
 void Draft::MoveToFront() {
+    if (committed_.Empty()) return;       // all pages of a new file get their places anyway
     constexpr std::uint32_t kSmall = 64;  // sectors; a shorter file is left as it is
     const std::uint32_t end = space_.Sectors().End(), middle = end / 2;
     if (end <= kSmall || space_.Sectors().FreeCount() <= middle) return;
@@ -123,11 +124,38 @@ void Draft::MoveToFront() {
         if (committed_.FatSectors().Location(i) >= middle) fat_.Edit(i);
 }
 
+void Draft::PlaceMiniFat(Header& header) {
+    if (!miniFat_) return;
+    const SectorId first = Place(*miniFat_);
+    header.SetMiniFat(first, miniFat_->pages.Count());
+    miniFat_.reset();
+}
+
+void Draft::StartNewDirectory(Header& header, std::uint32_t pages) {
+    assert(committed_.Empty() && newDirectory_.sectors.empty());
+    constexpr std::uint32_t kRoom = 64 * 1024;  // bytes
+    newDirectory_.roomPages = std::min(pages, kRoom >> fat_.Shift());
+    newDirectory_.room = memory_.Take(std::size_t{newDirectory_.roomPages} << fat_.Shift());
+    std::vector<SectorId>& sectors = newDirectory_.sectors;
+    sectors.reserve(pages);
+    for (const Run& run : Take(pages))
+        for (std::uint32_t i = 0; i < run.count; ++i) sectors.push_back(run.first + i);
+    for (std::uint32_t i = 0; i < pages; ++i) table_.SetNext(sectors[i], i + 1 < pages ? sectors[i + 1] : kEndOfChain);
+    header.SetDirectory(sectors.front(), pages);
+}
+
+std::byte* Draft::NextDirectoryPage() {
+    NewDirectory& directory = newDirectory_;
+    const std::uint32_t inRoom = directory.made % directory.roomPages;
+    if (inRoom == 0) WriteOut();
+    std::byte* const page = directory.room + (std::size_t{inRoom} << fat_.Shift());
+    writes_.push_back({directory.sectors[directory.made++], page});
+    return page;
+}
+
 void Draft::PlaceStructures(Header& header) {
-    if (miniFat_) {
-        const SectorId first = Place(*miniFat_);
-        header.SetMiniFat(first, miniFat_->pages.Count());
-    }
+    assert(newDirectory_.made == newDirectory_.sectors.size());
+    PlaceMiniFat(header);
     if (directory_) {
         const SectorId first = Place(*directory_);
         header.SetDirectory(first, directory_->pages.Count());

@@ -35,10 +35,19 @@ public:
     void MoveToFront();
 
     // Gives sectors to the pages that changed, and enters where structures begin in the header. To be called once, when
-    // no page changes any more; for the mini stream first, as the directory says where that begins.
+    // no page changes any more; for the mini stream first, as the directory says where that begins. PlaceStructures
+    // places the mini FAT too, unless that was done before.
     bool HasMiniStream() const { return miniStream_.has_value(); }
     SectorId PlaceMiniStream() { return Place(*miniStream_); }
+    void PlaceMiniFat(Header& header);
     void PlaceStructures(Header& header);
+
+    // The directory of a new file, in place of Directory(): each of its pages is made once, in order, and few of them
+    // are in memory at a time. The caller sets all bytes of a page before it asks for the next one, which may write
+    // those before. The last ones are written by WriteOut.
+    void StartNewDirectory(Header& header, std::uint32_t pages);
+    std::byte* NextDirectoryPage();
+    bool HasNewDirectory() const { return newDirectory_.made != 0; }
 
     // Writes what was placed since the last time, in file order.
     void WriteOut();
@@ -75,6 +84,14 @@ private:
     ShadowPages fat_;
     TableEditor table_;
     std::optional<Shadow> directory_, miniFat_, miniStream_;
+
+    struct NewDirectory {
+        std::vector<SectorId> sectors;
+        std::byte* room = nullptr;  // for so many pages, which are used again and again
+        std::uint32_t roomPages = 0;
+        std::uint32_t made = 0;
+    };
+    NewDirectory newDirectory_;
 
     std::uint32_t oldFatCount_;
     std::uint32_t keptFatCount_;                          // committed FAT sectors from this one on were dropped

@@ -21,7 +21,9 @@ public:
     SectorId Place(const Change& change);  // into free mini sectors; the first of them
     void Finish();                         // to be called when all are placed
 
-    std::optional<FreeMap>& FreeMiniSectors() { return free_; }  // of the next state; none where they did not change
+    // Of the next state; none where they did not change.
+    std::optional<FreeMap>& FreeMiniSectors() { return free_; }
+    const std::optional<FreeMap>& FreeMiniSectors() const { return free_; }
 
 private:
     FreeMap& Free();
