@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -18,7 +19,8 @@ namespace {
 constexpr std::size_t kGrain = 1024;  // blocks of a region begin and end at multiples of this
 constexpr std::size_t kRegionSize = 4 * kLargePage;
 constexpr std::size_t kGrains = kRegionSize / kGrain;
-constexpr std::size_t kLongest = kRegionSize / 2;  // in a region with others
+constexpr std::size_t kLongest = kRegionSize / 2;             // in a region with others
+constexpr std::size_t kMostAligned = std::size_t{64} * 1024;  // where every system begins a region, at least
 // So much comes from operator new: for less than half of a large page, small ones take less time.
 constexpr std::size_t kOutside = std::size_t{1024} * 1024;
 
@@ -36,11 +38,11 @@ public:
     std::byte* Begin() const { return begin_; }  // null: there was no memory
     bool IsEmpty() const { return used_ == 0; }
 
-    // Null where there is no room for so many grains side by side.
-    std::byte* Take(std::size_t count) noexcept {
+    // Null where there is no room for so many grains side by side, the first of them a multiple of `alignment`.
+    std::byte* Take(std::size_t count, std::size_t alignment) noexcept {
         if (count >= tooMany_) return nullptr;
-        std::size_t first = FindFree(next_, count);
-        if (first == kGrains) first = FindFree(0, count);
+        std::size_t first = FindFree(next_, count, alignment);
+        if (first == kGrains) first = FindFree(0, count, alignment);
         if (first == kGrains) {
             tooMany_ = count;
             return nullptr;
@@ -62,13 +64,13 @@ private:
     static constexpr std::uint8_t kFree = 0, kTaken = 1;
 
     // The first of so many free grains side by side, from `from` on; kGrains where there are none.
-    std::size_t FindFree(std::size_t from, std::size_t count) const noexcept {
+    std::size_t FindFree(std::size_t from, std::size_t count, std::size_t alignment) const noexcept {
         const auto find = [this](std::uint8_t what, std::size_t begin, std::size_t end) {
             const void* const found = std::memchr(&taken_[begin], what, end - begin);
             return found ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - taken_.data()) : end;
         };
         while (from + count <= kGrains) {
-            const std::size_t first = find(kFree, from, kGrains);
+            const std::size_t first = RoundedUp(find(kFree, from, kGrains), alignment);
             if (first + count > kGrains) break;
             from = find(kTaken, first, first + count);
             if (from == first + count) return first;
@@ -86,7 +88,7 @@ private:
 
     std::byte* begin_;
     std::size_t used_ = 0, next_ = 0;    // grains that are taken; where the search begins
-    std::size_t tooMany_ = kGrains + 1;  // since a block came back, there was no room for so many
+    std::size_t tooMany_ = kGrains + 1;  // since a block came back, there was no room found for so many
     std::size_t touched_ = 0;            // bytes
     std::array<std::uint8_t, kGrains> taken_{};
 };
@@ -99,12 +101,12 @@ struct Regions {
     std::size_t outside = 0;                              // bytes of blocks of operator new
 
     // Null where the system has no memory for a region. Throws std::bad_alloc.
-    std::byte* Take(std::size_t grains) {
+    std::byte* Take(std::size_t grains, std::size_t alignment) {
         if (last)
-            if (std::byte* const block = last->Take(grains)) return block;
+            if (std::byte* const block = last->Take(grains, alignment)) return block;
         if (!all) all = new std::vector<std::unique_ptr<Region>>;
         for (const auto& each : *all) {
-            if (std::byte* const block = each->Take(grains)) {
+            if (std::byte* const block = each->Take(grains, alignment)) {
                 last = each.get();
                 return block;
             }
@@ -114,7 +116,7 @@ struct Regions {
         if (!made->Begin()) return nullptr;
         last = made.get();
         all->insert(Behind(made->Begin()), std::move(made));
-        return last->Take(grains);
+        return last->Take(grains, alignment);
     }
 
     // False where the block is not of a region.
@@ -150,7 +152,8 @@ constexpr std::size_t GrainsFor(std::size_t size) { return RoundedUp(std::max<st
 
 }  // namespace
 
-void* TakeLong(std::size_t size, Filling filling) {
+void* TakeLong(std::size_t size, Filling filling, std::size_t alignment) {
+    assert(alignment <= kMostAligned);
     Regions& regions = TheRegions();
     void* block = nullptr;
     if (size > kLongest) {
@@ -160,9 +163,9 @@ void* TakeLong(std::size_t size, Filling filling) {
         {
             const std::scoped_lock lock(regions.mutex);
             if (regions.outside + size > kOutside)
-                if (void* const inRegion = regions.Take(GrainsFor(size))) return inRegion;
+                if (void* const inRegion = regions.Take(GrainsFor(size), GrainsFor(alignment))) return inRegion;
         }
-        block = ::operator new(size);
+        block = ::operator new(size, std::align_val_t(alignment));
         const std::scoped_lock lock(regions.mutex);
         regions.outside += size;
     }
@@ -170,7 +173,7 @@ void* TakeLong(std::size_t size, Filling filling) {
     return block;
 }
 
-void GiveLong(void* block, std::size_t size) noexcept {
+void GiveLong(void* block, std::size_t size, std::size_t alignment) noexcept {
     if (!block) return;
     if (size > kLongest) return GiveRegion(block, RoundedUp(size, kGrain * 4));
     Regions& regions = TheRegions();
@@ -179,7 +182,7 @@ void GiveLong(void* block, std::size_t size) noexcept {
         if (regions.Give(static_cast<const std::byte*>(block), GrainsFor(size))) return;
         regions.outside -= size;
     }
-    ::operator delete(block);
+    ::operator delete(block, std::align_val_t(alignment));
 }
 
 }  // namespace lumvex
