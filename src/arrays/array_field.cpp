@@ -2,7 +2,7 @@
 
 namespace lumvex::inside {
 
-void Array::Materialise() {
+void ArrayBase::Materialise() {
     if (!slot || slot->IsLasting()) return;
     const Ref<StoredArray> read = StoredArray::Make(slot->Type(), slot->Shape());
     slot->CopyTo(read->Room());

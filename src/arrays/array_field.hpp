@@ -19,37 +19,42 @@ struct ArrayRules {
 };
 inline constexpr ArrayRules kAnyArray{};
 
-class Array {
+// The part of the field that is the same whatever the rules.
+class ArrayBase {
 public:
-    explicit Array(const ArrayRules& rules = kAnyArray) : rules_(&rules) {}  // which have to outlive it
-
-    template <class Owner>
-    Variant Get(const Owner& owner) const {
-        const LXArray setting = owner.ResolveRoot().ArrayType();
-        const bool isAsSet = setting == kShapesAlone || rules_->answeredAs == ArrayRules::kAsSet;
-        return ConvertArrayOut(slot, isAsSet ? setting : rules_->answeredAs);
-    }
-    template <class Owner>
-    void Put(const VARIANT& value, Owner& owner) {
-        ByteSpool* const spool = owner.ResolveRoot().Spool();
-        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, rules_->channels(owner), spool); });
-    }
     // Reads an array that is still in the document's file.
     void Materialise();
     // Reads it as well, because the other object's stream may go away.
-    void CopyFrom(const Array& other) {
+    void CopyFrom(const ArrayBase& other) {
         slot = other.slot;
         Materialise();
     }
 
     ArraySlot slot;
-
-private:
-    const ArrayRules* rules_;
 };
 
-inline void SaveField(RecordWriter& writer, const Array& field) { WriteArrayRecord(writer, field.slot); }
-inline void LoadField(RecordReader& reader, Array& field) { ReadArrayRecord(reader, field.slot); }
-inline void PassField(RecordReader& reader, std::type_identity<Array>) { PassArrayRecord(reader); }
+template <const ArrayRules& kRules>
+class ArrayOf : public ArrayBase {
+public:
+    template <class Owner>
+    Variant Get(const Owner& owner) const {
+        const LXArray setting = owner.ResolveRoot().ArrayType();
+        const bool isAsSet = setting == kShapesAlone || kRules.answeredAs == ArrayRules::kAsSet;
+        return ConvertArrayOut(slot, isAsSet ? setting : kRules.answeredAs);
+    }
+    template <class Owner>
+    void Put(const VARIANT& value, Owner& owner) {
+        ByteSpool* const spool = owner.ResolveRoot().Spool();
+        StoreAndTell(owner, LX_EV_DATA_CHANGE, [&] { ConvertArrayIn(value, slot, kRules.channels(owner), spool); });
+    }
+};
+using Array = ArrayOf<kAnyArray>;
+
+inline void SaveField(RecordWriter& writer, const ArrayBase& field) { WriteArrayRecord(writer, field.slot); }
+inline void LoadField(RecordReader& reader, ArrayBase& field) { ReadArrayRecord(reader, field.slot); }
+template <const ArrayRules& kRules>
+void PassField(RecordReader& reader, std::type_identity<ArrayOf<kRules>>) {
+    PassArrayRecord(reader);
+}
 
 }  // namespace lumvex::inside

@@ -9,20 +9,21 @@ namespace lumvex::inside {
 static_assert(sizeof(StoredArray) % alignof(double) == 0, "elements of every type may follow");
 
 StoredArray::StoredArray(VARTYPE type, inside::Shape shape)
-    : type_(type), inPlace_(static_cast<std::uint8_t>(std::min(shape.size(), kInPlace + 1))) {
-    if (shape.size() > kInPlace)
-        MakeElsewhere().dimensions.assign(shape.begin(), shape.end());
+    : dimensions_(), type_(type), inPlace_(static_cast<std::uint8_t>(std::min<std::size_t>(shape.size(), kElsewhere))) {
+    if (IsElsewhere())
+        elsewhere_ = std::make_unique<Elsewhere>(shape).release();
     else
         std::copy(shape.begin(), shape.end(), dimensions_.begin());
 }
 
-StoredArray::Elsewhere& StoredArray::MakeElsewhere() {
-    if (!elsewhere_) elsewhere_ = std::make_unique<Elsewhere>();
-    return *elsewhere_;
+void StoredArray::Destroy() const noexcept {
+    const std::size_t behind = InFile() ? 0 : ByteSize();
+    this->~StoredArray();
+    GiveBlock(const_cast<StoredArray*>(this), sizeof(StoredArray) + behind);
 }
 
 Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape) {
-    return Ref<StoredArray>(new (SizeOf(type, shape)) StoredArray(type, shape));
+    return Ref<StoredArray>(new (Behind{SizeOf(type, shape)}) StoredArray(type, shape));
 }
 
 Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::span<const std::byte> elements) {
@@ -34,18 +35,18 @@ Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::span<
 
 Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::shared_ptr<const ByteSource> source,
                                    std::uint64_t offset) {
-    Ref<StoredArray> made(new (0) StoredArray(type, shape));
-    Elsewhere& elsewhere = made->MakeElsewhere();
-    elsewhere.source = std::move(source);
-    elsewhere.offset = offset;
-    return made;
+    assert(source);
+    auto elsewhere = std::make_unique<Elsewhere>(shape);
+    elsewhere->source = std::move(source);
+    elsewhere->offset = offset;
+    return Ref<StoredArray>(new (Behind{0}) StoredArray(type, std::move(elsewhere)));
 }
 
 Ref<StoredArray> StoredArray::Make(inside::Shape shape, std::vector<Text> texts) {
     assert(texts.size() == CountOf(shape));
-    Ref<StoredArray> made(new (0) StoredArray(VT_BSTR, shape));
-    made->MakeElsewhere().texts = std::move(texts);
-    return made;
+    auto elsewhere = std::make_unique<Elsewhere>(shape);
+    elsewhere->texts = std::move(texts);
+    return Ref<StoredArray>(new (Behind{0}) StoredArray(VT_BSTR, std::move(elsewhere)));
 }
 
 std::span<const std::byte> StoredArray::Elements() const {
@@ -55,7 +56,7 @@ std::span<const std::byte> StoredArray::Elements() const {
 
 const std::vector<StoredArray::Text>& StoredArray::Texts() const {
     static const std::vector<Text> kNone;
-    return elsewhere_ ? elsewhere_->texts : kNone;
+    return IsElsewhere() ? elsewhere_->texts : kNone;
 }
 
 void StoredArray::CopyTo(std::span<std::byte> elements) const {

@@ -82,17 +82,17 @@ public:
 
     void AddRef() const noexcept { ++count_; }
     void Release() const noexcept {
-        if (--count_ == 0) delete this;
+        if (--count_ == 0) Destroy();
     }
 
     VARTYPE Type() const { return type_; }
     inside::Shape Shape() const {  // valid as long as this object
-        return inPlace_ <= kInPlace ? inside::Shape(dimensions_.data(), inPlace_) : elsewhere_->dimensions;
+        return IsElsewhere() ? inside::Shape(elsewhere_->dimensions) : inside::Shape(dimensions_.data(), inPlace_);
     }
     std::size_t Count() const { return CountOf(Shape()); }           // elements in all
     std::size_t ByteSize() const { return SizeOf(type_, Shape()); }  // of all elements; 0 for texts
 
-    bool InFile() const { return elsewhere_ && elsewhere_->source; }  // the document's, or that of its ByteSpool
+    bool InFile() const { return IsElsewhere() && elsewhere_->source; }  // the document's, or that of its ByteSpool
     bool IsLasting() const {
         return !InFile() || elsewhere_->source->IsLasting();
     }                                                  // whatever becomes of the document's
@@ -128,26 +128,41 @@ public:
 
 private:
     static constexpr std::size_t kInPlace = 2;
+    static constexpr std::uint8_t kElsewhere = kInPlace + 1;
     // What few arrays have.
     struct Elsewhere {
-        std::shared_ptr<const ByteSource> source;  // the elements are in it from the offset on
+        explicit Elsewhere(inside::Shape shape) {
+            for (const Dimension& each : shape) dimensions.Add(each);
+        }
+        Dimensions dimensions;
+        std::shared_ptr<const ByteSource> source;  // the elements are in it from the offset on; null: they are not
         std::uint64_t offset = 0;
         std::vector<Text> texts;
-        std::vector<Dimension> dimensions;  // all of them, when they are more than are in place
+    };
+    struct Behind {  // so many bytes of elements follow the object in memory
+        std::size_t bytes;
     };
 
     StoredArray(VARTYPE type, inside::Shape shape);
-    Elsewhere& MakeElsewhere();
-    ~StoredArray() = default;
-    static void* operator new(std::size_t size, std::size_t elements) { return TakeBlock(size + elements); }
-    static void operator delete(void* block) { GiveBlock(block); }
-    static void operator delete(void* block, std::size_t) { GiveBlock(block); }
+    StoredArray(VARTYPE type, std::unique_ptr<Elsewhere> elsewhere) noexcept
+        : elsewhere_(elsewhere.release()), type_(type), inPlace_(kElsewhere) {}
+    ~StoredArray() {
+        if (IsElsewhere()) delete elsewhere_;
+    }
+    bool IsElsewhere() const { return inPlace_ == kElsewhere; }
+    void Destroy() const noexcept;
+    static void* operator new(std::size_t size, Behind elements) { return TakeBlock(size + elements.bytes); }
+    static void operator delete(void* block, Behind elements) {
+        GiveBlock(block, sizeof(StoredArray) + elements.bytes);
+    }
 
-    std::array<Dimension, kInPlace> dimensions_{};
-    std::unique_ptr<Elsewhere> elsewhere_;  // null: the elements follow this object in memory
+    union {
+        std::array<Dimension, kInPlace> dimensions_;
+        Elsewhere* elsewhere_;  // owned
+    };
     mutable unsigned count_ = 0;
     VARTYPE type_;
-    std::uint8_t inPlace_;  // so many dimensions; more than kInPlace: they are elsewhere
+    std::uint8_t inPlace_;  // so many dimensions; kElsewhere: they are elsewhere, as the elements may be
 };
 
 // What an object holds: an array or nothing.

@@ -92,7 +92,7 @@ std::string FormOf(const LibraryReference<Class, kDepth>&) {
     return std::to_string(kDepth) + " texts: library reference to " + Code(ClassOf<Class>().name);
 }
 std::string FormOf(const Text&) { return "text"; }
-std::string FormOf(const Array&) { return "array"; }
+std::string FormOf(const ArrayBase&) { return "array"; }
 std::string FormOf(const WholeAsFloat&) { return FormOfNumber<float>(); }
 std::string FormOf(const ConfigReference&) { return FormOfNumber<LXConfig>(); }
 std::string FormOf(const FormerReference&) { return "optional reference"; }
@@ -114,7 +114,7 @@ std::string ValueOf(const Indexed<Kind, kCounts...>& field) {
 }
 std::string ValueOf(const WholeAsFloat& field) { return ValueOf(Scalar<float>(field.value)); }
 std::string ValueOf(const ConfigReference& field) { return std::to_string(field.Id()); }
-std::string ValueOf(const Array& field) {
+std::string ValueOf(const ArrayBase& field) {
     if (field.slot) throw std::logic_error("no word for an array");
     return "no array";
 }

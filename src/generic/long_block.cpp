@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -18,7 +19,8 @@ namespace {
 constexpr std::size_t kGrain = 1024;  // blocks of a region begin and end at multiples of this
 constexpr std::size_t kRegionSize = 4 * kLargePage;
 constexpr std::size_t kGrains = kRegionSize / kGrain;
-constexpr std::size_t kLongest = kRegionSize / 2;  // in a region with others
+constexpr std::size_t kLongest = kRegionSize / 2;             // in a region with others
+constexpr std::size_t kMostAligned = std::size_t{64} * 1024;  // where every system begins a region, at least
 // So much comes from operator new: for less than half of a large page, small ones take less time.
 constexpr std::size_t kOutside = std::size_t{1024} * 1024;
 
@@ -38,14 +40,15 @@ public:
     std::byte* Begin() const { return begin_; }  // null: there was no memory
     bool IsEmpty() const { return used_ == 0; }
 
-    // Null where there is no room for so many grains side by side, or none in what was touched before.
-    std::byte* Take(std::size_t count, Memory memory) noexcept {
+    // Null where there is no room for so many grains side by side, the first of them a multiple of `alignment`, or none
+    // in what was touched before.
+    std::byte* Take(std::size_t count, std::size_t alignment, Memory memory) noexcept {
         const bool mayTouch = memory == Memory::Any;
         std::size_t& tooMany = mayTouch ? tooMany_ : tooManyInTouched_;
         if (count >= tooMany) return nullptr;
         const std::size_t end = mayTouch ? kGrains : touched_ / kGrain;
-        std::size_t first = FindFree(next_, count, end);
-        if (first == kGrains) first = FindFree(0, count, end);
+        std::size_t first = FindFree(next_, count, alignment, end);
+        if (first == kGrains) first = FindFree(0, count, alignment, end);
         if (first == kGrains) {
             tooMany = count;
             return nullptr;
@@ -70,13 +73,13 @@ private:
     static constexpr std::uint8_t kFree = 0, kTaken = 1;
 
     // The first of so many free grains side by side, from `from` on and before `end`; kGrains where there are none.
-    std::size_t FindFree(std::size_t from, std::size_t count, std::size_t end) const noexcept {
+    std::size_t FindFree(std::size_t from, std::size_t count, std::size_t alignment, std::size_t end) const noexcept {
         const auto find = [this](std::uint8_t what, std::size_t begin, std::size_t until) {
             const void* const found = std::memchr(&taken_[begin], what, until - begin);
             return found ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - taken_.data()) : until;
         };
         while (from + count <= end) {
-            const std::size_t first = find(kFree, from, end);
+            const std::size_t first = RoundedUp(find(kFree, from, end), alignment);
             if (first + count > end) break;
             from = find(kTaken, first, first + count);
             if (from == first + count) return first;
@@ -95,7 +98,7 @@ private:
 
     std::byte* begin_;
     std::size_t used_ = 0, next_ = 0;             // grains that are taken; where the search begins
-    std::size_t tooMany_ = kGrains + 1;           // since a block came back, there was no room for so many
+    std::size_t tooMany_ = kGrains + 1;           // since a block came back, there was no room found for so many
     std::size_t tooManyInTouched_ = kGrains + 1;  // the same, and since more was touched
     std::size_t touched_ = 0;                     // bytes
     std::array<std::uint8_t, kGrains> taken_{};
@@ -110,23 +113,23 @@ struct Regions {
     std::size_t staying = 0;                              // while not 0, empty regions stay
 
     // Null where the system has no memory for a region. Throws std::bad_alloc.
-    std::byte* Take(std::size_t grains) {
+    std::byte* Take(std::size_t grains, std::size_t alignment) {
         if (!all) all = new std::vector<std::unique_ptr<Region>>;
         for (const Memory memory : {Memory::Touched, Memory::Any})
-            if (std::byte* const block = TakeFromOne(grains, memory)) return block;
+            if (std::byte* const block = TakeFromOne(grains, alignment, memory)) return block;
         all->reserve(all->size() + 1);
         auto made = std::make_unique<Region>();
         if (!made->Begin()) return nullptr;
         last = made.get();
         all->insert(Behind(made->Begin()), std::move(made));
-        return last->Take(grains, Memory::Any);
+        return last->Take(grains, alignment, Memory::Any);
     }
 
-    std::byte* TakeFromOne(std::size_t grains, Memory memory) {
+    std::byte* TakeFromOne(std::size_t grains, std::size_t alignment, Memory memory) {
         if (last)
-            if (std::byte* const block = last->Take(grains, memory)) return block;
+            if (std::byte* const block = last->Take(grains, alignment, memory)) return block;
         for (const auto& each : *all) {
-            if (std::byte* const block = each->Take(grains, memory)) {
+            if (std::byte* const block = each->Take(grains, alignment, memory)) {
                 last = each.get();
                 return block;
             }
@@ -172,7 +175,8 @@ constexpr std::size_t GrainsFor(std::size_t size) { return RoundedUp(std::max<st
 
 }  // namespace
 
-void* TakeLong(std::size_t size, Filling filling) {
+void* TakeLong(std::size_t size, Filling filling, std::size_t alignment) {
+    assert(alignment <= kMostAligned);
     Regions& regions = TheRegions();
     void* block = nullptr;
     if (size > kLongest) {
@@ -182,9 +186,9 @@ void* TakeLong(std::size_t size, Filling filling) {
         {
             const std::scoped_lock lock(regions.mutex);
             if (regions.outside + size > kOutside)
-                if (void* const inRegion = regions.Take(GrainsFor(size))) return inRegion;
+                if (void* const inRegion = regions.Take(GrainsFor(size), GrainsFor(alignment))) return inRegion;
         }
-        block = ::operator new(size);
+        block = ::operator new(size, std::align_val_t(alignment));
         const std::scoped_lock lock(regions.mutex);
         regions.outside += size;
     }
@@ -192,7 +196,7 @@ void* TakeLong(std::size_t size, Filling filling) {
     return block;
 }
 
-void GiveLong(void* block, std::size_t size) noexcept {
+void GiveLong(void* block, std::size_t size, std::size_t alignment) noexcept {
     if (!block) return;
     if (size > kLongest) return GiveRegion(block, RoundedUp(size, kGrain * 4));
     Regions& regions = TheRegions();
@@ -201,7 +205,7 @@ void GiveLong(void* block, std::size_t size) noexcept {
         if (regions.Give(static_cast<const std::byte*>(block), GrainsFor(size))) return;
         regions.outside -= size;
     }
-    ::operator delete(block);
+    ::operator delete(block, std::align_val_t(alignment));
 }
 
 LongBlocksStay::LongBlocksStay() noexcept {

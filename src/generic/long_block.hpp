@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 #include <utility>
 
 namespace lumvex {
@@ -11,9 +12,12 @@ namespace lumvex {
 // How the block is going to be filled: all of it at once, or little by little and maybe not to its end.
 enum class Filling { AtOnce, LittleByLittle };
 
-// Not cleared, aligned as operator new aligns. Throws std::bad_alloc. Any thread may take blocks and give them back.
-[[nodiscard]] void* TakeLong(std::size_t size, Filling filling);
-void GiveLong(void* block, std::size_t size) noexcept;  // of the size it was taken with; null is no block
+// Not cleared, aligned as operator new aligns, or to a power of two that is more, up to 64 KiB. Throws std::bad_alloc.
+// Any thread may take blocks and give them back.
+inline constexpr std::size_t kUsualAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+[[nodiscard]] void* TakeLong(std::size_t size, Filling filling, std::size_t alignment = kUsualAlignment);
+// Of the size and alignment it was taken with; null is no block.
+void GiveLong(void* block, std::size_t size, std::size_t alignment = kUsualAlignment) noexcept;
 
 // While one of these exists, memory of blocks that were given back is kept for the next ones, even where it is a whole
 // region: for work that takes long blocks, gives all of them back and takes others.

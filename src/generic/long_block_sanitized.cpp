@@ -6,9 +6,13 @@
 
 namespace lumvex {
 
-void* TakeLong(std::size_t size, Filling) { return ::operator new(size); }
+void* TakeLong(std::size_t size, Filling, std::size_t alignment) {
+    return ::operator new(size, std::align_val_t(alignment));
+}
 
-void GiveLong(void* block, std::size_t) noexcept { ::operator delete(block); }
+void GiveLong(void* block, std::size_t, std::size_t alignment) noexcept {
+    ::operator delete(block, std::align_val_t(alignment));
+}
 
 LongBlocksStay::LongBlocksStay() noexcept = default;
 LongBlocksStay::~LongBlocksStay() = default;

@@ -147,7 +147,7 @@ TEST(Threads, TakeAndGiveBlocksOfMemory) {
                     locked.unlock();
                     const std::size_t size = 1 + random.Below(random.OneIn(20) ? 2000 : 300);
                     Block made{static_cast<std::byte*>(inside::TakeBlock(size)), size, std::byte(random.Next())};
-                    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(made.at) % __STDCPP_DEFAULT_NEW_ALIGNMENT__, 0u);
+                    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(made.at) % inside::kBlockAlignment, 0u);
                     std::fill_n(made.at, size, made.filling);
                     locked.lock();
                     out.push_back(made);
@@ -157,7 +157,7 @@ TEST(Threads, TakeAndGiveBlocksOfMemory) {
                     out.pop_back();
                     locked.unlock();
                     ASSERT_EQ(std::count(last.at, last.at + last.size, last.filling), std::ptrdiff_t(last.size));
-                    inside::GiveBlock(last.at);
+                    inside::GiveBlock(last.at, last.size);
                 }
             }
         }
@@ -165,7 +165,7 @@ TEST(Threads, TakeAndGiveBlocksOfMemory) {
     std::vector<std::thread> threads;
     for (unsigned seed = 1; seed <= 3; ++seed) threads.emplace_back(work, seed);
     for (std::thread& thread : threads) thread.join();
-    for (const Block& each : out) inside::GiveBlock(each.at);
+    for (const Block& each : out) inside::GiveBlock(each.at, each.size);
 }
 
 // The same for long blocks, of sizes on both sides of those at which they come from elsewhere. What is out exceeds what
@@ -175,22 +175,30 @@ TEST(Threads, TakeAndGiveLongBlocks) {
     constexpr std::size_t kSizes[] = {1,          kKiB - 1, kKiB,         kKiB + 1,        16 * kKiB, 64 * kKiB - 64,
                                       513 * kKiB, kMiB,     2 * kMiB - 1, 4 * kMiB - kKiB, 4 * kMiB,  4 * kMiB + 1,
                                       9 * kMiB};
+    constexpr std::size_t kAlignments[] = {kUsualAlignment, kUsualAlignment, kKiB, 32 * kKiB, 64 * kKiB};
+    struct Give {
+        std::size_t size, alignment;
+        void operator()(std::byte* block) const { GiveLong(block, size, alignment); }
+    };
     struct Marked {
-        LongBlock block;
+        std::unique_ptr<std::byte, Give> block;
         std::byte mark;
     };
     const auto forEachStep = [](const Marked& each, const auto& visit) {
-        for (std::size_t at = 0; at < each.block.Size(); at += kStep) visit(each.block.Data()[at]);
-        visit(each.block.Data()[each.block.Size() - 1]);
+        const std::size_t size = each.block.get_deleter().size;
+        for (std::size_t at = 0; at < size; at += kStep) visit(each.block.get()[at]);
+        visit(each.block.get()[size - 1]);
     };
     std::mutex lock;
     std::vector<Marked> out;
     const auto work = [&](unsigned seed) {
         Random random(seed);
         for (int round = 0; round < 600; ++round) {
-            Marked mine{LongBlock(random.Of(kSizes), random.OneIn(2) ? Filling::AtOnce : Filling::LittleByLittle),
-                        std::byte(random.Next())};
-            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(mine.block.Data()) % __STDCPP_DEFAULT_NEW_ALIGNMENT__, 0u);
+            const Give how{random.Of(kSizes), random.Of(kAlignments)};
+            const Filling filling = random.OneIn(2) ? Filling::AtOnce : Filling::LittleByLittle;
+            auto* const block = static_cast<std::byte*>(TakeLong(how.size, filling, how.alignment));
+            Marked mine{{block, how}, std::byte(random.Next())};
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % how.alignment, 0u);
             forEachStep(mine, [&](std::byte& at) { at = mine.mark; });
             {
                 const std::scoped_lock locked(lock);

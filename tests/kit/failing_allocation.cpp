@@ -1,5 +1,6 @@
 #include "kit/failing_allocation.hpp"
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -45,6 +46,17 @@ AllocationsSucceed::~AllocationsSucceed() { allocationsLeft = left_; }
 }
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return lumvex::tests::Allocate(size);
+}
+// What malloc() gave is right before the aligned block.
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
+    const auto aligned = static_cast<std::uintptr_t>(alignment);
+    void* const memory = operator new(size + aligned);
+    const std::uintptr_t block = (reinterpret_cast<std::uintptr_t>(memory) + aligned) & ~(aligned - 1);
+    reinterpret_cast<void**>(block)[-1] = memory;
+    return reinterpret_cast<void*>(block);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
+    if (memory) std::free(static_cast<void**>(memory)[-1]);
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }

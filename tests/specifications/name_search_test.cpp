@@ -461,10 +461,10 @@ TEST_F(NameMarks, GoWithTheMembersThatAnItemTakesOver) {
 // As from a file whose end cannot be read at the moment.
 class MarksThatCannotBeRead final : public inside::StoredMembers {
 public:
-    explicit MarksThatCannotBeRead(std::vector<inside::Reference> list) : list_(std::move(list)) {}
+    explicit MarksThatCannotBeRead(inside::References list) : list_(std::move(list)) {}
     std::size_t Count() const override { return list_.size(); }
     inside::Reference At(std::size_t index) const override { return list_[index]; }
-    std::vector<inside::Reference> All() const override { return list_; }
+    inside::References All() const override { return list_; }
     bool HasMarks() const override {
         if (!std::exchange(asked_, true)) throw inside::Failure(inside::kReadFault);
         return false;
@@ -473,7 +473,7 @@ public:
     void LeaveFile() override {}
 
 private:
-    std::vector<inside::Reference> list_;
+    inside::References list_;
     mutable bool asked_ = false;
 };
 

@@ -319,6 +319,31 @@ TEST_F(Documents, WhatWasNeverLoadedWentWithTheFile) {
     EXPECT_EQ(ContentOf(Opened(path)), kSmall) << "the file itself lacks nothing";
 }
 
+// Of an object that was loaded by its ID the owner is searched for when the file is closed. That loads what it passes.
+TEST_F(Documents, WhatClosingHasLoadedOutlivesTheFile) {
+    constexpr LONG kMembers = 400;  // more than is read ahead of a list
+    std::u16string last;
+    {
+        Project project = Opened(path);
+        const Experiments passed = project.Experiments();
+        for (LONG member = 1; member <= kMembers; ++member) passed.Add(u"passed");
+        last = project.Data().Item(2).ID();
+        project.SaveFile();
+    }
+    for (const LONG upperBound : {100000, 3}) {  // of the load cache
+        Project project = Opened(path);
+        project.SetCacheBounds(2, upperBound);
+        const Datum datum = project.Load(last).As<Datum>();
+        project.CloseFile();
+        EXPECT_EQ(datum.Parent().Pointer(), project.Data().Pointer());
+        EXPECT_EQ(project.Data().Item(2).Pointer(), datum.Pointer());
+        if (upperBound == 3) continue;
+        EXPECT_EQ(project.Experiments().Count(), kMembers);
+        EXPECT_EQ(project.Experiments().Item(1).Name(), u"passed");
+        EXPECT_EQ(project.Experiments().Item(kMembers).Name(), u"passed");
+    }
+}
+
 TEST_F(Documents, LoadReachesAnyObjectAndItsOwners) {
     Project project = Opened(path);
     Variant out = Variant::FromLong(3);

@@ -1,6 +1,8 @@
 #include "core/objects/block_pool.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <new>
 
@@ -11,26 +13,25 @@ namespace lumvex::inside {
 
 namespace {
 
-struct Piece;
+constexpr std::size_t kLargest = 512;  // bytes: longer blocks are from no piece
+// Pieces begin at multiples of this, so that a block's address says which piece it is from.
+constexpr std::size_t kPieceAlignment = std::size_t{32} * 1024;
+constexpr std::size_t kPieceSize = kPieceAlignment - 64;  // leaves operator new room for what it needs beside each
 
-// Right before every block: the piece that it is from; null where it is from none. Before that, such a block has its
-// size.
-struct BlockHead {
-    Piece* piece;
-};
-
-constexpr std::size_t kAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
-constexpr std::size_t kLargest = 512;                            // bytes: longer blocks are from no piece
-constexpr std::size_t kPieceSize = std::size_t{64} * 1024 - 64;  // with what operator new needs less than 64 KiB
-
-constexpr std::size_t RoundedUp(std::size_t size) { return (size + kAlignment - 1) / kAlignment * kAlignment; }
-constexpr std::size_t StrideFor(std::size_t size) { return RoundedUp(size + sizeof(BlockHead)); }
+// Arrays have many sizes. In finer steps the pieces of so many sizes would be filled side by side that it takes longer.
+constexpr std::size_t kFineSteps = 128;  // up to this size
+constexpr std::size_t StrideFor(std::size_t size) {
+    const std::size_t step = size <= kFineSteps ? kBlockAlignment : 2 * kBlockAlignment;
+    return (std::max<std::size_t>(size, 1) + step - 1) / step * step;
+}
 
 struct FreeBlock {
     FreeBlock* next;
 };
+static_assert(sizeof(FreeBlock) <= StrideFor(1));
 
-struct alignas(kAlignment) Piece {
+// At the begin of its memory; the blocks follow.
+struct alignas(kBlockAlignment) Piece {
     Piece* before = nullptr;  // among the pieces of this size that have room
     Piece* after = nullptr;
     FreeBlock* free = nullptr;    // blocks that came back
@@ -41,15 +42,15 @@ struct alignas(kAlignment) Piece {
     std::byte* At(std::size_t offset) { return reinterpret_cast<std::byte*>(this) + offset; }
     bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
 };
-constexpr std::size_t kFirstBlock = RoundedUp(sizeof(Piece) + sizeof(BlockHead));
 
 // The pieces that have room, by stride; the first one is used. Guarded by the module lock.
-constinit std::array<Piece*, StrideFor(kLargest) / kAlignment + 1> piecesWithRoom{};
-constinit std::size_t pieces = 0;  // of all strides, with room or without
+constinit std::array<Piece*, StrideFor(kLargest) / kBlockAlignment + 1> piecesWithRoom{};
 
-Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kAlignment]; }
+Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kBlockAlignment]; }
 
-BlockHead& HeadOf(void* block) { return static_cast<BlockHead*>(block)[-1]; }
+Piece& PieceOf(void* block) {
+    return *reinterpret_cast<Piece*>(reinterpret_cast<std::uintptr_t>(block) & ~(kPieceAlignment - 1));
+}
 
 void Link(Piece& piece) noexcept {
     Piece*& first = FirstOf(piece.stride);
@@ -64,73 +65,82 @@ void Unlink(Piece& piece) noexcept {
     if (piece.after) piece.after->before = piece.before;
 }
 
-Piece& PieceWithRoom(std::size_t stride) {
-    if (Piece* first = FirstOf(stride)) return *first;
-    constexpr std::size_t kFew = 16;  // where there are more, a piece is going to be filled
-    Piece& made = *new (TakeLong(kPieceSize, pieces < kFew ? Filling::LittleByLittle : Filling::AtOnce)) Piece;
-    ++pieces;
+[[gnu::noinline]] Piece& MakePiece(std::size_t stride) {
+    Piece& made = *new (TakeLong(kPieceSize, Filling::LittleByLittle, kPieceAlignment)) Piece;
     made.stride = static_cast<std::uint32_t>(stride);
-    made.untouched = static_cast<std::uint32_t>(kFirstBlock);
+    made.untouched = static_cast<std::uint32_t>(sizeof(Piece));
     Link(made);
     return made;
 }
 
-void* TakeFrom(Piece& piece) noexcept {
-    void* block = nullptr;
-    if (piece.free) {
-        block = piece.free;
+void* TakeInCall(std::size_t stride) {
+    Piece* const first = FirstOf(stride);
+    Piece& piece = first ? *first : MakePiece(stride);
+    void* block = piece.free;
+    if (block) {
         piece.free = piece.free->next;
     } else {
         block = piece.At(piece.untouched);
         piece.untouched += piece.stride;
-        HeadOf(block).piece = &piece;
     }
     ++piece.used;
     if (!piece.HasRoom()) Unlink(piece);
     return block;
 }
 
+[[gnu::noinline]] void LetGo(Piece& piece) noexcept {
+    Unlink(piece);
+    GiveLong(&piece, kPieceSize, kPieceAlignment);
+}
+
 // The last piece with room is kept for the next block.
-void GiveTo(Piece& piece, void* block) noexcept {
+void GiveInCall(void* block, [[maybe_unused]] std::size_t stride) noexcept {
+    Piece& piece = PieceOf(block);
+    assert(piece.stride == stride);
     if (!piece.HasRoom()) Link(piece);
     piece.free = new (block) FreeBlock{piece.free};
     if (--piece.used != 0 || (!piece.before && !piece.after)) return;
-    Unlink(piece);
-    GiveLong(&piece, kPieceSize);
-    --pieces;
+    LetGo(piece);
 }
 
-// The memory of a block that is from no piece has kAlignment bytes more: its whole size, then the head, then the block.
-constexpr std::size_t kLong = std::size_t{16} * 1024;  // an array that has all its elements at once
-static_assert(sizeof(std::size_t) + sizeof(BlockHead) <= kAlignment);
+// Apart from the rest, which is short then.
+[[gnu::noinline]] void* TakeOutsideOfCalls(std::size_t stride) {
+    const Call call;
+    return TakeInCall(stride);
+}
 
-void GiveBase(std::byte* base) noexcept {
-    const std::size_t whole = *reinterpret_cast<const std::size_t*>(base);
-    if (whole < kLong)
-        ::operator delete(base);
+[[gnu::noinline]] void GiveOutsideOfCalls(void* block, std::size_t stride) noexcept {
+    const Call call;
+    GiveInCall(block, stride);
+}
+
+constexpr std::size_t kLong = std::size_t{16} * 1024;  // an array that has all its elements at once
+
+void* TakeLonger(std::size_t size) { return size < kLong ? ::operator new(size) : TakeLong(size, Filling::AtOnce); }
+
+void GiveLonger(void* block, std::size_t size) noexcept {
+    if (size < kLong)
+        ::operator delete(block);
     else
-        GiveLong(base, whole);
+        GiveLong(block, size);
 }
 
 }  // namespace
 
 void* TakeBlock(std::size_t size) {
-    if (size <= kLargest && CallDepth() != 0) return TakeFrom(PieceWithRoom(StrideFor(size)));
-    const std::size_t whole = kAlignment + size;
-    void* const base = whole < kLong ? ::operator new(whole) : TakeLong(whole, Filling::AtOnce);
-    std::byte* const block = static_cast<std::byte*>(base) + kAlignment;
-    new (base) std::size_t(whole);
-    HeadOf(block).piece = nullptr;
-    return block;
+    if (size > kLargest) return TakeLonger(size);
+    const std::size_t stride = StrideFor(size);
+    return CallDepth() != 0 ? TakeInCall(stride) : TakeOutsideOfCalls(stride);
 }
 
-void GiveBlock(void* block) noexcept {
+void GiveBlock(void* block, std::size_t size) noexcept {
     if (!block) return;
-    Piece* const piece = HeadOf(block).piece;
-    if (!piece) return GiveBase(static_cast<std::byte*>(block) - kAlignment);
-    if (CallDepth() != 0) return GiveTo(*piece, block);
-    const Call call;
-    GiveTo(*piece, block);
+    if (size > kLargest)
+        GiveLonger(block, size);
+    else if (CallDepth() != 0)
+        GiveInCall(block, StrideFor(size));
+    else
+        GiveOutsideOfCalls(block, StrideFor(size));
 }
 
 }  // namespace lumvex::inside

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <vector>
 
 #include "core/objects/block_pool.hpp"
 #include "core/objects/class_info.hpp"
@@ -19,6 +19,25 @@ struct Reference {
     GUID id{};
     std::uint32_t tag = 0;
 };
+using References = std::vector<Reference, BlockAllocator<Reference>>;
+
+// A number of 48 bits: making a million entries a second takes nine years to use them up.
+class OrderOfMaking {
+public:
+    OrderOfMaking& operator=(std::uint64_t order) noexcept {
+        for (std::uint16_t& part : parts_) {
+            part = static_cast<std::uint16_t>(order);
+            order >>= 16;
+        }
+        return *this;
+    }
+    operator std::uint64_t() const noexcept {
+        return std::uint64_t{parts_[2]} << 32 | std::uint64_t{parts_[1]} << 16 | parts_[0];
+    }
+
+private:
+    std::uint16_t parts_[3] = {};
+};
 
 // Owned by the directory and by the object it describes (counted; under the module lock). An entry that has left its
 // directory has no document any more: its object is orphaned but keeps ID and name.
@@ -26,7 +45,7 @@ class Entry {
 public:
     Entry(const GUID& objectId, const ClassInfo* objectClass);
     static void* operator new(std::size_t size) { return TakeBlock(size); }
-    static void operator delete(void* entry) { GiveBlock(entry); }
+    static void operator delete(void* entry, std::size_t size) { GiveBlock(entry, size); }
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
 
@@ -35,11 +54,10 @@ public:
     unsigned Holders() const noexcept { return count_; }
 
     // The second ID that the file's directory has of the object is carried unchanged. Mostly it is all zero.
-    GUID Second() const { return second_ ? *second_ : GUID_NULL; }
-    void CarrySecond(const GUID& second) {
-        second_ = IsEqualGUID(second, GUID_NULL) ? nullptr : std::make_unique<const GUID>(second);
-    }
+    GUID Second() const;
+    void CarrySecond(const GUID& second);  // throws std::bad_alloc and has then done nothing
 
+    // In an order that leaves no gaps, as there is an entry for each object.
     GUID id;
     const ClassInfo* classInfo;  // null: a class this program does not know
     std::uint32_t tag = 0;
@@ -50,10 +68,10 @@ public:
     Ref<Object> object;  // the live object while it is loaded; never the root's, which owns the directory
 
     // Kept by the directory; eventWaits by the event queue.
-    std::uint64_t order = 0;  // rises with every entry made
-    Entry* newer = nullptr;   // neighbours among the loaded objects, by last use
+    Entry* newer = nullptr;  // neighbours among the loaded objects, by last use
     Entry* older = nullptr;
     LONG storedLocks = 0;  // the lock counter in the open file
+    OrderOfMaking order;   // rises with every entry made
     // Eight bits, a whole byte: a part of one would be read before it is written for the first time, and a page of
     // fresh memory that is read first takes the system two page faults.
     bool stored : 1 = false;   // the open file holds the object's stream
@@ -65,12 +83,14 @@ public:
     bool changed : 1 = false;  // the next save writes the object
     bool renamed : 1 = false;  // its name is not the one whose mark its collection has
 
-    bool eventWaits = false;  // in the event queue of the call under way
+    // Together a whole byte as well.
+    bool eventWaits : 1 = false;  // in the event queue of the call under way
 
 private:
     ~Entry();
+    std::uint8_t hasSecond_ : 7 = 0;  // 1: its second ID is in the list of those that are not all zero
     unsigned count_ = 0;
-    std::unique_ptr<const GUID> second_;  // null: all zero
 };
+static_assert(sizeof(void*) != 8 || sizeof(Entry) == 120, "every byte more is one for each object");
 
 }  // namespace lumvex::inside

@@ -45,10 +45,11 @@ void DeliverQueue(ThreadContext& thread) noexcept {
 
 // Only the thread that holds the module lock has a queue, so that a flag in the entry says whether an object is in it.
 void Raise(Document& document, EventKind kind, Object& object, LXEventType type) {
+    document.MarkModified();
+    if (!document.IsObserved()) return;
     ThreadContext& thread = CurrentThread();
     Entry& entry = object.OwnEntry();
-    document.MarkModified();
-    if (thread.depth != 0 && document.IsObserved() && !entry.eventWaits) {
+    if (thread.depth != 0 && !entry.eventWaits) {
         thread.queue.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
         entry.eventWaits = true;
     }

@@ -36,7 +36,8 @@ public:
     using ChildVisitor = FunctionRef<void(ChildSlot&, const ClassInfo&)>;
 
     static void* operator new(std::size_t size) { return TakeBlock(size); }
-    static void operator delete(void* object) { GiveBlock(object); }
+    // The compiler passes the size of the object's own class, since the destructor is virtual.
+    static void operator delete(void* object, std::size_t size) { GiveBlock(object, size); }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 

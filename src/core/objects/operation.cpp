@@ -17,10 +17,7 @@ void Operation::TakeBack() noexcept {
     while (HasSteps()) {
         const Step step = std::move(thread_.steps.back());
         thread_.steps.pop_back();
-        if (step.entry)
-            step.entryBack(*step.entry);
-        else
-            step.back(*step.object, step.detail);
+        step.TakeBack();
     }
     const std::size_t keep = std::max(events_, thread_.eventsKept);
     while (!thread_.queue.empty() && thread_.EventsEver() > keep) {
@@ -32,12 +29,12 @@ void Operation::TakeBack() noexcept {
 
 void RecordStep(Object& object, void* detail, TakeStepBack back) {
     ThreadContext& thread = CurrentThread();
-    if (thread.depth != 0) thread.steps.push_back({Ref<Object>(&object), detail, back, nullptr, nullptr});
+    if (thread.depth != 0) thread.steps.emplace_back(object, detail, back);
 }
 
 void RecordStep(Entry& entry, TakeEntryBack back) {
     ThreadContext& thread = CurrentThread();
-    if (thread.depth != 0) thread.steps.push_back({nullptr, nullptr, nullptr, Ref<Entry>(&entry), back});
+    if (thread.depth != 0) thread.steps.emplace_back(entry, back);
 }
 
 void MakeRoomForSteps(std::size_t count) { MakeRoom(CurrentThread().steps, count); }

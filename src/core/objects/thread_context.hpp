@@ -12,12 +12,20 @@ namespace lumvex::inside {
 using TakeStepBack = void (*)(Object& object, void* detail) noexcept;
 using TakeEntryBack = void (*)(Entry& entry) noexcept;
 
+// Of an object or of an entry; a call has few, but each is put down and dropped.
 struct Step {
-    Ref<Object> object;  // the first three, or else the other two
-    void* detail;
-    TakeStepBack back;
-    Ref<Entry> entry;
-    TakeEntryBack entryBack;
+    Step(Object& of, void* what, TakeStepBack with) : object(&of), detail(what), back(with) {}
+    Step(Entry& of, TakeEntryBack with) : entry(&of), entryBack(with) {}
+
+    void TakeBack() const noexcept { entry ? entryBack(*entry) : back(*object, detail); }
+
+    Ref<Object> object;
+    Ref<Entry> entry;  // null: a step of the object
+    void* detail = nullptr;
+    union {
+        TakeStepBack back;
+        TakeEntryBack entryBack;
+    };
 };
 
 struct ThreadContext {

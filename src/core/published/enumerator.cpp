@@ -33,7 +33,7 @@ private:
 // As long as nothing has left the document, all members are still there, and none is searched for in the directory.
 class EnumeratedMembers {
 public:
-    EnumeratedMembers(Ref<Object> collection, std::vector<Reference> members)
+    EnumeratedMembers(Ref<Object> collection, References members)
         : collection_(std::move(collection)),
           members_(std::move(members)),
           departures_(collection_->ResolveRoot().Departures()) {}
@@ -50,12 +50,12 @@ public:
 
 private:
     Ref<Object> collection_;
-    std::vector<Reference> members_;
+    References members_;
     std::uint64_t departures_;
 };
 
-template <class List, class Element>
-Ref<IUnknown> EnumeratorOf(Object& source, std::vector<Element> elements) {
+template <class List, class Elements>
+Ref<IUnknown> EnumeratorOf(Object& source, Elements elements) {
     return Ref<IUnknown>::Attach(SnapshotEnumerator<IEnumVARIANT, VARIANT, List>::Make(
         std::make_shared<const List>(Ref<Object>(&source), std::move(elements))));
 }
@@ -66,7 +66,7 @@ Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objec
     return EnumeratorOf<EnumeratedObjects>(source, std::move(objects));
 }
 
-Ref<IUnknown> MakeMemberEnumerator(Object& collection, std::vector<Reference> members) {
+Ref<IUnknown> MakeMemberEnumerator(Object& collection, References members) {
     return EnumeratorOf<EnumeratedMembers>(collection, std::move(members));
 }
 

@@ -17,6 +17,6 @@ struct EnumeratedObject {
 // An IEnumVARIANT that keeps `source` alive and resolves the document through it.
 Ref<IUnknown> MakeEnumerator(Object& source, std::vector<EnumeratedObject> objects);
 // The same for the members of a collection.
-Ref<IUnknown> MakeMemberEnumerator(Object& collection, std::vector<Reference> members);
+Ref<IUnknown> MakeMemberEnumerator(Object& collection, References members);
 
 }  // namespace lumvex::inside

@@ -24,31 +24,45 @@ Ref<Object> CollectionBase::Item(LONG position) {
     return Member(static_cast<std::size_t>(position - 1));
 }
 
-// Reads only the names whose marks equal that of the wanted name or are not known. Marks that were not known are set
-// from the names that are read. Of the members, only the one that is found is loaded.
+// Of the members, only the one that is found is loaded.
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
     const ClassInfo& memberClass = *Class().member();
-    const NameMark mark = MarkOf(name);
-    if (members.renamed) ForgetMarksOfRenamed();
-    members.ExtendIndex();
     std::optional<Reference> found;
     const auto bearsName = [&](const Reference& reference, std::u16string_view its) {
         if (its.size() == name.size() && CompareNoCase(its, name) == 0) found = reference;
         return found.has_value();
     };
-    members.names.ForMark(mark, [&](const Reference& reference) {
-        return bearsName(reference, document.NameOf(reference, memberClass));
-    });
-    if (!found)
-        members.ForMark(mark, members.names.Covered(), [&](std::size_t index, bool isKnown) {
+    if (members.Count() < Members::kMarkedFrom) {
+        for (std::size_t index = 0; index < members.Count() && !found; ++index) {
             const Reference reference = members.At(index);
-            const std::u16string_view its = document.NameOf(reference, memberClass);
-            if (!isKnown && members.Count() >= Members::kMarkedFrom) members.SetMark(index, MarkOf(its));
-            return bearsName(reference, its);
-        });
+            bearsName(reference, document.NameOf(reference, memberClass));
+        }
+    } else {
+        FindByMarks(MarkOf(name), bearsName);
+    }
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
+}
+
+// Reads only the names whose marks equal that of the wanted name or are not known. Marks that were not known are set
+// from the names that are read.
+void CollectionBase::FindByMarks(NameMark mark, BearsName bearsName) {
+    const ClassInfo& memberClass = *Class().member();
+    Document& document = ResolveRoot();
+    if (members.renamed) ForgetMarksOfRenamed();
+    members.ExtendIndex();
+    bool isFound = false;
+    members.names.ForMark(mark, [&](const Reference& reference) {
+        return isFound = bearsName(reference, document.NameOf(reference, memberClass));
+    });
+    if (isFound) return;
+    members.ForMark(mark, members.names.Covered(), [&](std::size_t index, bool isKnown) {
+        const Reference reference = members.At(index);
+        const std::u16string_view its = document.NameOf(reference, memberClass);
+        if (!isKnown) members.SetMark(index, MarkOf(its));
+        return bearsName(reference, its);
+    });
 }
 
 bool CollectionBase::HasMarks() const {

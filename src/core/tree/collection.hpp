@@ -72,6 +72,8 @@ public:
 private:
     Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
     Ref<Object> Member(std::size_t index) const;
+    using BearsName = FunctionRef<bool(const Reference& member, std::u16string_view its)>;
+    void FindByMarks(NameMark mark, BearsName bearsName);
     void ForgetMarksOfRenamed();
     // `likely` is where the member was last seen in the list.
     void RemoveMember(ItemBase& member, std::size_t likely);

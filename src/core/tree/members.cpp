@@ -68,7 +68,7 @@ void Members::Load(std::unique_ptr<StoredMembers> stored) {
 
 void Members::Materialise() {
     if (!stored_) return;
-    std::vector<Reference> list = stored_->All();
+    References list = stored_->All();
     if (marks_.empty() && HasReadableMarks(*stored_)) {
         marks_.resize(list.size());
         stored_->ReadMarks(0, marks_);

@@ -20,7 +20,7 @@ public:
     virtual ~StoredMembers() = default;
     virtual std::size_t Count() const = 0;
     virtual Reference At(std::size_t index) const = 0;  // counted from 0
-    virtual std::vector<Reference> All() const = 0;
+    virtual References All() const = 0;
     // Has the file marks of the members' names that count? Where that cannot be read this throws, once; the answer is
     // no from then on.
     virtual bool HasMarks() const = 0;
@@ -38,7 +38,7 @@ public:
     std::size_t Count() const { return stored_ ? stored_->Count() : list_.size(); }
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
-    std::vector<Reference> All() const { return stored_ ? stored_->All() : list_; }
+    References All() const { return stored_ ? stored_->All() : list_; }
 
     // After Materialise() and, for Append, MakeRoom() these cannot fail.
     void Append(const Reference& reference, std::u16string_view name);
@@ -78,7 +78,7 @@ private:
     std::size_t ReadPart(std::size_t first, Part& part) const;
 
     std::unique_ptr<StoredMembers> stored_;
-    std::vector<Reference> list_;
+    References list_;
     std::vector<NameMark> marks_;  // empty: none is known, or they are read from the file
 };
 

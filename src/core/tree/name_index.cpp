@@ -5,43 +5,43 @@
 namespace lumvex::inside {
 
 void NameIndex::Add(const Reference& member, NameMark mark) {
-    const Place place{mark, nextRank_};
+    if (!tables_) tables_ = std::make_unique<Tables>();
+    const Place place{mark, tables_->nextRank};
     // A broken file may list a member twice: the first counts.
     try {
-        if (places_.emplace(member.id, place).second) byName_.emplace(place, member);
+        if (tables_->places.emplace(member.id, place).second) tables_->byName.emplace(place, member);
     } catch (const std::bad_alloc&) {
         Clear();  // both tables have to agree; the next search fills them again
         throw;
     }
-    ++nextRank_;
-    ++covered_;
+    ++tables_->nextRank;
+    ++tables_->covered;
 }
 
 void NameIndex::Rename(const GUID& member, NameMark mark) noexcept {
-    if (covered_ == 0) return;
-    const auto found = places_.find(member);
-    if (found == places_.end()) return;
+    if (!tables_) return;
+    const auto found = tables_->places.find(member);
+    if (found == tables_->places.end()) return;
     const Place renamed{mark, found->second.second};
     if (renamed == found->second) return;
-    auto node = byName_.extract(found->second);
+    auto node = tables_->byName.extract(found->second);
     node.key() = renamed;
-    byName_.insert(std::move(node));
+    tables_->byName.insert(std::move(node));
     found->second = renamed;
 }
 
 void NameIndex::Erase(const GUID& member, std::size_t index) {
-    if (index >= covered_) return;
-    --covered_;
-    const auto found = places_.find(member);
-    if (found == places_.end()) return;
-    byName_.erase(found->second);
-    places_.erase(found);
+    if (index >= Covered()) return;
+    --tables_->covered;
+    const auto found = tables_->places.find(member);
+    if (found == tables_->places.end()) return;
+    tables_->byName.erase(found->second);
+    tables_->places.erase(found);
 }
 
 void NameIndex::Clear() noexcept {
-    byName_.clear();
-    places_.clear();
-    covered_ = compared_ = 0;
+    tables_.reset();
+    compared_ = 0;
 }
 
 }  // namespace lumvex::inside

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <unordered_map>
 
 #include "core/base/guid_order.hpp"
@@ -16,9 +17,9 @@ public:
     // Making the index takes as long as comparing so many marks for each member: until searches have compared as many,
     // they cost less without it.
     void Compared(std::size_t marks) { compared_ += marks; }
-    bool IsWorthIt(std::size_t members) const { return covered_ != 0 || compared_ / kWorth >= members; }
+    bool IsWorthIt(std::size_t members) const { return Covered() != 0 || compared_ / kWorth >= members; }
 
-    std::size_t Covered() const { return covered_; }  // members, from the first on
+    std::size_t Covered() const { return tables_ ? tables_->covered : 0; }  // members, from the first on
     // The first that is not covered. Throws std::bad_alloc and covers nothing then.
     void Add(const Reference& member, NameMark mark);
     void Rename(const GUID& member, NameMark mark) noexcept;  // nothing for one that is not covered
@@ -28,7 +29,9 @@ public:
     // Calls visit(reference) for the members that have the mark, in list order, until it answers true.
     template <class Visit>
     void ForMark(NameMark mark, Visit&& visit) const {
-        for (auto at = byName_.lower_bound({mark, 0}); at != byName_.end() && at->first.first == mark; ++at)
+        if (!tables_) return;
+        const auto& byName = tables_->byName;
+        for (auto at = byName.lower_bound({mark, 0}); at != byName.end() && at->first.first == mark; ++at)
             if (visit(at->second)) return;
     }
 
@@ -37,10 +40,15 @@ private:
 
     using Place = std::pair<NameMark, std::uint64_t>;  // mark of the name, rank in the list
 
-    std::map<Place, Reference> byName_;
-    std::unordered_map<GUID, Place, GuidHash> places_;
-    std::size_t covered_ = 0, compared_ = 0;
-    std::uint64_t nextRank_ = 0;  // ranks rise along the list and outlive removals
+    struct Tables {
+        std::map<Place, Reference> byName;
+        std::unordered_map<GUID, Place, GuidHash> places;
+        std::size_t covered = 0;
+        std::uint64_t nextRank = 0;  // ranks rise along the list and outlive removals
+    };
+
+    std::unique_ptr<Tables> tables_;  // null: nothing is covered, as in most lists
+    std::size_t compared_ = 0;
 };
 
 }  // namespace lumvex::inside

@@ -14,7 +14,7 @@ class CCorrection : public Item<CCorrection, ICorrection> {
 public:
     ItemReference<CMeasurement> Measurement;  // what it was designed from
     WholeAsFloat SampleRate{48000};
-    Array Data{kArrayOfConfig}, Data2{kArrayOfConfig}, VerifyMeas{kArrayOfConfig};
+    ArrayOf<kArrayOfConfig> Data, Data2, VerifyMeas;
     Scalar<float> ActDelay, ActGDError, ActMagError;  // what the design achieves: ms, ms, dB
     Array LimitData, CrossoverData;  // a column for each entry, its values in the order of LXArrayIndex
     Scalar<float> MaxDelay, GDTol, MagTol, MeasSmooth, LmtSmooth, MaxOffset;

@@ -12,7 +12,7 @@ class CExperiment;
 class CMeasurement : public Item<CMeasurement, IMeasurement> {
 public:
     ItemReference<CExperiment> Experiment;  // the set-up it was taken with
-    Array Data{kArrayOfConfig};
+    ArrayOf<kArrayOfConfig> Data;
     Scalar<float> MeasureEnd, MeasureStart;  // of the analysis window, milliseconds
     Scalar<float> Volume, SPLScale{1.0f};
     Scalar<LXIOConfig> IOConfig{LX_IOCFG_UNKNOWN};

@@ -23,7 +23,7 @@ public:
     Child<CBoxCfgs> BoxCfgs;
     SpecificationsLink Specifications;
     Child<CData> Data;
-    Array WorkspaceData{kBytes};             // the client's own bytes
+    ArrayOf<kBytes> WorkspaceData;           // the client's own bytes
     Scalar<LXUnits> Units{LX_UNITS_METRIC};  // in a stream of its own
 
     static constexpr std::u16string_view kName = u"PROJECT";

@@ -16,6 +16,9 @@ Ref<CConfig> CConfig::Make(LXConfig id, LONG outputCount) {
     return config;
 }
 
-std::u16string_view CConfig::Name() const { return StringOf(kFirstName + id_ - LX_SINGLEAMP); }
+std::u16string_view CConfig::Name() const {
+    if (name_.empty()) name_ = StringOf(kFirstName + id_ - LX_SINGLEAMP);
+    return name_;
+}
 
 }  // namespace lumvex::inside

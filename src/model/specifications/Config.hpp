@@ -16,6 +16,7 @@ public:
 private:
     LXConfig id_{};
     LONG outputCount_ = 0;
+    mutable std::u16string_view name_;  // empty until somebody asks for it
 };
 
 }  // namespace lumvex::inside

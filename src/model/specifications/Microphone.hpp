@@ -10,7 +10,7 @@ class CMicrophone : public Item<CMicrophone, IMicrophone> {
     static constexpr ArrayRules kOneChannel{[](const Object&) { return LONG{1}; }};
 
 public:
-    Array Data{kOneChannel};
+    ArrayOf<kOneChannel> Data;
     Scalar<LXCalMethod> CalibrationMethod{LX_CAL_FORWARD};
     Scalar<LONG> Delay;
     Scalar<float> Scale{1.0f};

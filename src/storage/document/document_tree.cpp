@@ -206,7 +206,7 @@ void DocumentTree::LinkMoved(const GUID& link, const std::optional<GUID>& from, 
 // ---- the file -------------------------------------------------------------------------------------------------------
 
 void DocumentTree::CloseFile(bool onlyHeld) {
-    std::vector<Ref<Object>> staying;  // held until the file is closed, whatever the bounds of the cache
+    std::vector<Ref<Object>> staying;
     struct Release {
         DocumentTree& tree;
         ~Release() {
@@ -217,29 +217,42 @@ void DocumentTree::CloseFile(bool onlyHeld) {
         }
     } release{*this};
     if (onlyHeld) directory_.Cache().ReleaseUnheld();
-    staying = LoadedWithOwners();
+    staying = LoadOwners();
     root_.LeaveFile();
-    for (const Ref<Object>& object : staying) object->LeaveFile();
+    ForEachLoaded([](const Entry& entry) { entry.object->LeaveFile(); });
     directory_.ReadFromTable();
 }
 
-// All objects that are loaded and all that own one of them, which are loaded for this. The answer holds references to
-// all: looking for an owner loads further objects, which may push others out of the cache.
-std::vector<Ref<Object>> DocumentTree::LoadedWithOwners() {
-    std::vector<Ref<Object>> objects;
-    const std::vector<Ref<Entry>> loaded = directory_.LoadedEntries();
-    objects.reserve(loaded.size());
-    for (const Ref<Entry>& entry : loaded) {
-        objects.push_back(entry->object);
-        entry->stays = true;
-    }
-    for (std::size_t next = 0; next < objects.size(); ++next) {
-        const Ref<Entry> owner = OwnerOf(objects[next]->OwnEntry());
-        if (!owner || owner->stays || owner.get() == &root_.OwnEntry()) continue;
-        objects.push_back(Get(*owner));
-        owner->stays = true;
-    }
-    return objects;
+// Calls visit(entry) for the entries of all loaded objects; it must not load any.
+template <class Visit>
+void DocumentTree::ForEachLoaded(Visit&& visit) {
+    for (Entry* entry = directory_.Cache().Oldest(); entry; entry = entry->newer) visit(*entry);
+}
+
+// Loads all objects that own a loaded one. Mostly none has to be loaded. Else the answer holds what is loaded, whatever
+// the bounds of the cache, as long as the file is not closed.
+std::vector<Ref<Object>> DocumentTree::LoadOwners() {
+    const Entry* const root = &root_.OwnEntry();
+    std::vector<Ref<Object>> held;
+    std::vector<Ref<Entry>> below;  // objects of which the owner is not loaded or not known
+    do {
+        below.clear();
+        ForEachLoaded([&](Entry& entry) {
+            const Entry* const owner = entry.parent.get();
+            if (entry.stays || owner == root || (owner && owner->object)) return;
+            entry.stays = true;
+            below.emplace_back(&entry);
+        });
+        if (!below.empty()) ForEachLoaded([&](const Entry& entry) { held.push_back(entry.object); });
+        for (std::size_t next = 0; next < below.size(); ++next) {
+            const Ref<Entry> owner = OwnerOf(*below[next]);
+            if (!owner || owner->stays || owner.get() == root) continue;
+            held.push_back(Get(*owner));
+            owner->stays = true;
+            below.push_back(owner);
+        }
+    } while (!below.empty());  // the search for an owner may load further objects
+    return held;
 }
 
 void DocumentTree::Swap(DocumentTree& other) noexcept {

@@ -86,7 +86,9 @@ private:
     Ref<Object> Reach(Entry& entry);
     Ref<Object> Read(Entry& entry);
     void Place(Entry& entry, const Ref<Object>& object, Object::Arrival how);
-    std::vector<Ref<Object>> LoadedWithOwners();
+    template <class Visit>
+    void ForEachLoaded(Visit&& visit);
+    std::vector<Ref<Object>> LoadOwners();
 
     DocumentRoot& root_;
     std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();

@@ -47,8 +47,8 @@ public:
         if (index - aheadAt_ >= ahead_.size()) ReadAhead(index);
         return ahead_[index - aheadAt_];
     }
-    std::vector<Reference> All() const override {
-        std::vector<Reference> all(count_);
+    References All() const override {
+        References all(count_);
         Read(0, all);
         return all;
     }
