@@ -64,7 +64,7 @@ Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
     entry->order = nextOrder_++;
     if (locks_.Count() != 0)
         if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
-    changes_.MakeRoomToJoin(entries_.Count() + 1);
+    changes_.MakeRoomFor(entries_.Count() + 1);
     entries_.Add(entry);
     return entry;
 }
@@ -125,7 +125,7 @@ void Directory::Swap(Directory& other) noexcept {
 
 // ---- loaded objects -------------------------------------------------------------------------------------------------
 
-void Directory::PrepareToLoad() { changes_.MakeRoomToMark(cache_.Count() + 1); }
+void Directory::PrepareToLoad() { changes_.MakeRoomFor(cache_.Count() + 1); }
 
 void Directory::Unload(Entry& entry) noexcept {
     const Ref<Object> object = cache_.Take(entry);
@@ -156,7 +156,7 @@ void Directory::LookUpAssumed() {
     }
 }
 
-void Directory::Saved(const std::vector<Ref<Entry>>& written, NextTables&& tables) noexcept {
+void Directory::Saved(std::span<const Ref<Entry>> written, NextTables&& tables) noexcept {
     if (tables.table) table_ = *std::move(tables.table);
     if (tables.locks) locks_ = *std::move(tables.locks);
     for (const Ref<Entry>& entry : written) {

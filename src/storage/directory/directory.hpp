@@ -62,7 +62,7 @@ public:
         std::optional<TableOf<DirectoryRow>> table;
         std::optional<TableOf<LockRow>> locks;
     };
-    void Saved(const std::vector<Ref<Entry>>& written, NextTables&& tables) noexcept;
+    void Saved(std::span<const Ref<Entry>> written, NextTables&& tables) noexcept;
 
     // ---- the tables in the file; null: the file has none ----
     void Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<const ByteSource> locks);

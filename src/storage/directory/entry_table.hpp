@@ -4,11 +4,11 @@
 
 #include <cstdint>
 #include <utility>
-#include <vector>
 
 #include "core/base/guid_order.hpp"
 #include "core/objects/entry.hpp"
 #include "generic/hash_index.hpp"
+#include "generic/long_vector.hpp"
 #include "generic/make_room.hpp"
 
 namespace lumvex::inside {
@@ -69,7 +69,7 @@ private:
                             [&](std::uint32_t place) { return IsEqualGUID(entries_[place]->id, id) != 0; });
     }
 
-    std::vector<Ref<Entry>> entries_;
+    LongVector<Ref<Entry>> entries_;
     HashIndex places_;  // in entries_
 };
 

@@ -11,26 +11,15 @@ namespace lumvex::inside {
 
 namespace {
 
-bool IsInDocument(const Ref<Entry>& entry) { return entry->document != nullptr; }
+bool IsMarked(const Ref<Entry>& entry) { return entry->changed && entry->document; }
+bool IsJoining(const Ref<Entry>& entry) { return entry->joins && entry->document; }
 
 }  // namespace
-
-void UnsavedChanges::Mark(Entry& entry) noexcept {
-    if (entry.changed) return;
-    entry.changed = true;
-    marked_.emplace_back(&entry);
-}
 
 void UnsavedChanges::Unmark(Entry& entry) noexcept {
     if (!entry.changed) return;
     entry.changed = false;
-    std::erase(marked_, Ref<Entry>(&entry));
-}
-
-void UnsavedChanges::Join(Entry& entry) noexcept {
-    if (entry.joins) return;
-    entry.joins = true;
-    joining_.emplace_back(&entry);
+    if (!entry.joins) std::erase(noted_, Ref<Entry>(&entry));
 }
 
 void UnsavedChanges::PrepareToErase(std::span<const Ref<Entry>> entries) {
@@ -55,22 +44,20 @@ void UnsavedChanges::Erase(const Entry& entry) noexcept {
     if (entry.storedLocks != 0) removedLocks_.push_back(entry.id);
 }
 
-std::vector<Ref<Entry>> UnsavedChanges::Marked() const {
-    std::vector<Ref<Entry>> marked;
-    marked.reserve(marked_.size());
-    std::ranges::copy_if(marked_, std::back_inserter(marked), IsInDocument);
+LongVector<Ref<Entry>> UnsavedChanges::Marked() const {
+    LongVector<Ref<Entry>> marked;
+    marked.reserve(noted_.size());
+    std::ranges::copy_if(noted_, std::back_inserter(marked), IsMarked);
     return marked;
 }
 
-bool UnsavedChanges::ChangesTable() const {
-    return !removedEntries_.empty() || std::ranges::any_of(joining_, IsInDocument);
-}
+bool UnsavedChanges::ChangesTable() const { return !removedEntries_.empty() || std::ranges::any_of(noted_, IsJoining); }
 
 SortedRecords::Content UnsavedChanges::Table(const TableOf<DirectoryRow>& stored) const {
     TableOf<DirectoryRow>::Changes changes;
     changes.removed.assign(removedEntries_.begin(), removedEntries_.end());
-    for (const Ref<Entry>& entry : joining_) {
-        if (!IsInDocument(entry)) continue;
+    for (const Ref<Entry>& entry : noted_) {
+        if (!IsJoining(entry)) continue;
         assert(entry->classInfo && "objects of unknown classes are never loaded");
         changes.Put({entry->id, entry->Second(), entry->classInfo->classId, entry->tag});
     }
@@ -80,8 +67,8 @@ SortedRecords::Content UnsavedChanges::Table(const TableOf<DirectoryRow>& stored
 TableOf<LockRow>::Changes UnsavedChanges::LockChanges() const {
     TableOf<LockRow>::Changes changes;
     changes.removed = removedLocks_;
-    for (const Ref<Entry>& entry : marked_) {
-        if (!IsInDocument(entry) || entry->locks == entry->storedLocks) continue;
+    for (const Ref<Entry>& entry : noted_) {
+        if (!IsMarked(entry) || entry->locks == entry->storedLocks) continue;
         if (entry->locks == 0)
             changes.removed.push_back(entry->id);
         else
@@ -95,18 +82,16 @@ SortedRecords::Content UnsavedChanges::Locks(const TableOf<LockRow>& stored) con
 }
 
 void UnsavedChanges::Saved() noexcept {
-    for (const Ref<Entry>& entry : joining_) {
-        entry->listed = true;
+    std::erase_if(noted_, [](const Ref<Entry>& entry) {
+        entry->listed = entry->listed || entry->joins;
         entry->joins = false;
-    }
-    joining_.clear();
-    std::erase_if(marked_, [](const Ref<Entry>& entry) { return !entry->changed || !IsInDocument(entry); });
+        return !IsMarked(entry);
+    });
     ForgetRemoved();
 }
 
 void UnsavedChanges::Clear() noexcept {
-    marked_.clear();
-    joining_.clear();
+    noted_.clear();
     ForgetRemoved();
 }
 
@@ -117,10 +102,11 @@ void UnsavedChanges::ForgetRemoved() noexcept {
 }
 
 void UnsavedChanges::LeaveOutListed(const TableOf<DirectoryRow>& table) {
-    std::erase_if(joining_, [&](const Ref<Entry>& entry) {
-        entry->listed = table.Find(entry->id).has_value();
-        entry->joins = !entry->listed;
-        return entry->listed;
+    for (const Ref<Entry>& entry : noted_)
+        if (entry->joins) entry->listed = table.Find(entry->id).has_value();
+    std::erase_if(noted_, [](const Ref<Entry>& entry) {  // after all that may throw
+        entry->joins = entry->joins && !entry->listed;
+        return !entry->changed && !entry->joins;
     });
 }
 

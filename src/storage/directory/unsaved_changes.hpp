@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/objects/entry.hpp"
+#include "generic/long_vector.hpp"
 #include "generic/make_room.hpp"
 #include "storage/records/table_rows.hpp"
 
@@ -13,22 +14,24 @@ namespace lumvex::inside {
 
 class UnsavedChanges {
 public:
-    // Room, so that so many more entries can be marked and joined, or marked alone. Throws std::bad_alloc.
-    void MakeRoomToJoin(std::size_t entries) {
-        MakeRoom(joining_, entries);
-        MakeRoomToMark(entries);
-    }
-    void MakeRoomToMark(std::size_t entries) { MakeRoom(marked_, entries); }
+    // Room, so that so many more entries can be marked, joined or both. Throws std::bad_alloc.
+    void MakeRoomFor(std::size_t entries) { MakeRoom(noted_, entries); }
 
-    void Mark(Entry& entry) noexcept;    // its object, which is loaded, has changed
+    void Mark(Entry& entry) noexcept {  // its object, which is loaded, has changed
+        Note(entry);
+        entry.changed = true;
+    }
     void Unmark(Entry& entry) noexcept;  // the change was taken back
-    void Join(Entry& entry) noexcept;    // the directory table of the next save gains it
+    void Join(Entry& entry) noexcept {   // the directory table of the next save gains it
+        Note(entry);
+        entry.joins = true;
+    }
     // Throws std::bad_alloc and has then done nothing. Of entries that the file lacks it cannot fail.
     void PrepareToErase(std::span<const Ref<Entry>> entries);
     void Erase(const Entry& entry) noexcept;
 
     bool IsRemoved(const GUID& id) const { return removedEntries_.contains(id); }  // the file's table still has it
-    std::vector<Ref<Entry>> Marked() const;                                        // in the order in which they changed
+    LongVector<Ref<Entry>> Marked() const;  // in the order in which they joined or changed first
     const std::vector<GUID>& RemovedStreams() const { return removedStreams_; }
 
     // The tables of the next save, made of those that the file has.
@@ -43,12 +46,15 @@ public:
     void LeaveOutListed(const TableOf<DirectoryRow>& table);
 
 private:
+    void Note(Entry& entry) noexcept {
+        if (!entry.changed && !entry.joins) noted_.emplace_back(&entry);
+    }
     TableOf<LockRow>::Changes LockChanges() const;
     void ForgetRemoved() noexcept;
 
-    // Entries that have left the document since they came into one of these two lists are passed over.
-    std::vector<Ref<Entry>> marked_;
-    std::vector<Ref<Entry>> joining_;
+    // Those that are marked (`changed`) or join (`joins`), each once. Entries that have left the document since then
+    // are passed over.
+    LongVector<Ref<Entry>> noted_;
 
     std::unordered_set<GUID, GuidHash> removedEntries_;
     std::vector<GUID> removedStreams_;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "generic/long_block.hpp"
+#include "generic/long_vector.hpp"
 #include "lumvex/diagnostics.hpp"
 #include "storage/document/document_tree.hpp"
 
@@ -21,7 +22,7 @@ public:
     void SaveAs(const std::filesystem::path& path, compound::Access access, Taken taken);
 
 private:
-    using Objects = std::vector<Ref<Entry>>;
+    using Objects = LongVector<Ref<Entry>>;
 
     Objects ObjectsToWrite();
     std::uint64_t MarksEpochFor(const Objects& objects) const;
