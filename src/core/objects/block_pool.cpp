@@ -30,7 +30,7 @@ struct FreeBlock {
 };
 static_assert(sizeof(FreeBlock) <= StrideFor(1));
 
-// At the begin of its memory; the blocks follow.
+// At the beginning of its memory; its blocks follow.
 struct alignas(kBlockAlignment) Piece {
     Piece* before = nullptr;  // among the pieces of this size that have room
     Piece* after = nullptr;
@@ -103,7 +103,7 @@ void GiveInCall(void* block, [[maybe_unused]] std::size_t stride) noexcept {
     LetGo(piece);
 }
 
-// Apart from the rest, which is short then.
+// A function of its own, so that the usual way, inside of calls, stays short.
 [[gnu::noinline]] void* TakeOutsideOfCalls(std::size_t stride) {
     const Call call;
     return TakeInCall(stride);

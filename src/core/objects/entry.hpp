@@ -57,7 +57,7 @@ public:
     GUID Second() const;
     void CarrySecond(const GUID& second);  // throws std::bad_alloc and has then done nothing
 
-    // In an order that leaves no gaps, as there is an entry for each object.
+    // The fields are in an order that leaves no gaps in memory, as there is an entry for each object.
     GUID id;
     const ClassInfo* classInfo;  // null: a class this program does not know
     std::uint32_t tag = 0;

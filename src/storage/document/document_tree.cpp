@@ -229,8 +229,8 @@ void DocumentTree::ForEachLoaded(Visit&& visit) {
     for (Entry* entry = directory_.Cache().Oldest(); entry; entry = entry->newer) visit(*entry);
 }
 
-// Loads all objects that own a loaded one. Mostly none has to be loaded. Else the answer holds what is loaded, whatever
-// the bounds of the cache, as long as the file is not closed.
+// Loads all objects that own a loaded one; mostly all of them are loaded already. Where one was not, the answer holds
+// every loaded object, so that the bounds of the cache push none of them out before the file is closed.
 std::vector<Ref<Object>> DocumentTree::LoadOwners() {
     const Entry* const root = &root_.OwnEntry();
     std::vector<Ref<Object>> held;
