@@ -1,5 +1,6 @@
 #include "core/objects/entry.hpp"
 
+#include <memory>
 #include <unordered_map>
 #include <utility>
 
@@ -34,8 +35,9 @@ GUID Entry::Second() const { return hasSecond_ != 0 ? seconds->at(this) : GUID_N
 
 void Entry::CarrySecond(const GUID& second) {
     if (!IsEqualGUID(second, GUID_NULL)) {
-        if (!seconds) seconds = new std::unordered_map<const Entry*, GUID>;
-        (*seconds)[this] = second;
+        auto made = seconds ? nullptr : std::make_unique<std::unordered_map<const Entry*, GUID>>();
+        (made ? *made : *seconds)[this] = second;
+        if (made) seconds = made.release();
         hasSecond_ = 1;
     } else if (hasSecond_ != 0) {
         Forget(this);

@@ -83,7 +83,7 @@ public:
     bool changed : 1 = false;  // the next save writes the object
     bool renamed : 1 = false;  // its name is not the one whose mark its collection has
 
-    // Together a whole byte as well.
+    // A whole byte as well, together with hasSecond_, which follows it in memory.
     bool eventWaits : 1 = false;  // in the event queue of the call under way
 
 private:
