@@ -470,7 +470,9 @@ public:
         return false;
     }
     void ReadMarks(std::size_t, std::span<inside::NameMark>) const override { ADD_FAILURE(); }
-    void LeaveFile() override {}
+    inside::Reference Reach(std::size_t index) override { return list_[index]; }
+    bool LacksMembers() const override { return false; }
+    void LeaveFile(std::size_t, IsLoaded) override {}
 
 private:
     inside::References list_;

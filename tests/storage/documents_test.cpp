@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "kit/hand_made.hpp"
+#include "kit/listener.hpp"
 #include "kit/published.hpp"
 #include "lumvex/diagnostics.hpp"
 
@@ -317,6 +318,77 @@ TEST_F(Documents, WhatWasNeverLoadedWentWithTheFile) {
     Ref<IData> none;
     EXPECT_TRUE(FailsWith(4010, untouched.Get()->get_Data(none.Out()), kProject));
     EXPECT_EQ(ContentOf(Opened(path)), kSmall) << "the file itself lacks nothing";
+}
+
+// However many members were loaded, and however they were reached, the loaded ones keep their places, and all others
+// are told to be gone. Lists that were mostly not loaded keep their loaded members alone.
+TEST_F(Documents, ListsKnowWhichOfTheirMembersWentWithTheFile) {
+    enum class Way { Item, Name, Id, Enumerator };
+    constexpr HRESULT kGone = Status(0x80040FAA);
+    const auto nameOf = [](LONG number) { return u"member " + FromUtf8(std::to_string(number)); };
+    for (const LONG count : {1, 20, 63, 64, 640}) {
+        std::vector<std::u16string> ids;
+        {
+            Project project = Project::Create();
+            for (LONG number = 1; number <= count; ++number) ids.push_back(project.Data().Add(nameOf(number)).ID());
+            project.SaveFileAs(PathText(path));
+        }
+        for (const Way way : {Way::Item, Way::Name, Way::Id, Way::Enumerator}) {
+            for (const LONG step : {1, 2, 63, 64, 65, 1000}) {
+                SCOPED_TRACE(testing::Message()
+                             << count << " members, each " << step << "th, way " << static_cast<int>(way));
+                Project project = Opened(path, LX_EXCLUSIVE_READWRITE);
+                Data data = project.Data();
+                std::map<LONG, Datum> loaded;
+                for (LONG number = count; number > 0; number -= step) {
+                    if (way == Way::Item) loaded[number] = data.Item(number);
+                    if (way == Way::Name) loaded[number] = data.FindName(nameOf(number)).As<Datum>();
+                    if (way == Way::Id) loaded[number] = project.Load(ids[number - 1]).As<Datum>();
+                    data.Item(count);  // once more
+                }
+                if (way == Way::Enumerator) {
+                    for (const Object& each : data) {
+                        loaded[static_cast<LONG>(loaded.size()) + 1] = each.As<Datum>();
+                        if (static_cast<LONG>(loaded.size()) * step >= count) break;
+                    }
+                    loaded[count] = data.Item(count);
+                }
+                project.CloseFile();
+                EXPECT_EQ(data.Count(), count);
+                const bool isWhole = loaded.size() == static_cast<std::size_t>(count);
+                for (LONG number = 1; number <= count; ++number) {
+                    SCOPED_TRACE(number);
+                    const auto known = loaded.find(number);
+                    const auto expectIt = [&](const auto& find) {
+                        if (known != loaded.end())
+                            EXPECT_EQ(find().Pointer(), known->second.Pointer());
+                        else
+                            EXPECT_EQ(StatusOf(find), kGone);
+                    };
+                    expectIt([&] { return data.Item(number); });
+                    expectIt([&] { return data.FindName(nameOf(number)); });
+                    expectIt([&] { return data.FindID(ids[number - 1], 0); });
+                }
+                if (isWhole)
+                    EXPECT_FALSE(data.FindName(u"nobody"));
+                else
+                    EXPECT_EQ(StatusOf([&] { data.FindName(u"nobody"); }), kGone);
+                // What is loaded can still be removed, and others be added.
+                data.Remove(count);
+                EXPECT_EQ(data.Add(u"new").Name(), u"new");
+                EXPECT_EQ(data.Count(), count);
+                EXPECT_EQ(data.Item(count).Name(), u"new");
+                EXPECT_EQ(SaveAs(project, folder / "saved.lvp"), isWhole ? S_OK : kGone);
+            }
+        }
+        // A reader lets go of what was reached and is not held.
+        Project reader = Opened(path, LX_SHARE_READ);
+        reader.Data().Item(count);
+        const Datum held = reader.Load(ids[0]).As<Datum>();
+        reader.CloseFile();
+        EXPECT_EQ(reader.Data().Item(1).Pointer(), held.Pointer());
+        EXPECT_EQ(StatusOf([&] { reader.Data().Item(count); }), count > 1 ? kGone : S_OK);
+    }
 }
 
 // Of an object that was loaded by its ID the owner is searched for when the file is closed. That loads what it passes.

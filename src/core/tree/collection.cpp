@@ -15,8 +15,8 @@ Ref<IUnknown> CollectionBase::_NewEnum() {
     return MakeMemberEnumerator(*this, members.All());
 }
 
-Ref<Object> CollectionBase::Member(std::size_t index) const {
-    return ResolveRoot().Get(members.At(index), *Class().member(), OwnEntry());
+Ref<Object> CollectionBase::Member(std::size_t index) {
+    return ResolveRoot().Get(members.Reach(index), *Class().member(), OwnEntry());
 }
 
 Ref<Object> CollectionBase::Item(LONG position) {
@@ -28,6 +28,7 @@ Ref<Object> CollectionBase::Item(LONG position) {
 Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() == 0) return nullptr;
     Document& document = ResolveRoot();
+    if (members.LackSome()) return FindAmongLoaded(name);
     const ClassInfo& memberClass = *Class().member();
     std::optional<Reference> found;
     const auto bearsName = [&](const Reference& reference, std::u16string_view its) {
@@ -37,12 +38,22 @@ Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     if (members.Count() < Members::kMarkedFrom) {
         for (std::size_t index = 0; index < members.Count() && !found; ++index) {
             const Reference reference = members.At(index);
-            bearsName(reference, document.NameOf(reference, memberClass));
+            if (bearsName(reference, document.NameOf(reference, memberClass))) members.Reach(index);
         }
     } else {
         FindByMarks(MarkOf(name), bearsName);
     }
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
+}
+
+// In a list that lacks members. Where none of the others bears the name, one that is lacking may.
+Ref<Object> CollectionBase::FindAmongLoaded(std::u16string_view name) {
+    const Document& document = ResolveRoot();
+    for (std::size_t index = 0; index < members.Count(); ++index) {
+        const Entry* entry = document.InMemory(members.At(index).id);
+        if (entry && entry->object && CompareNoCase(entry->name, name) == 0) return Member(index);
+    }
+    throw Failure(Message::DoesNotExist);
 }
 
 // Reads only the names whose marks equal that of the wanted name or are not known. Marks that were not known are set
@@ -61,7 +72,8 @@ void CollectionBase::FindByMarks(NameMark mark, BearsName bearsName) {
         const Reference reference = members.At(index);
         const std::u16string_view its = document.NameOf(reference, memberClass);
         if (!isKnown) members.SetMark(index, MarkOf(its));
-        return bearsName(reference, its);
+        if (bearsName(reference, its)) isFound = true, members.Reach(index);
+        return isFound;
     });
 }
 
@@ -98,6 +110,14 @@ void CollectionBase::ForgetMarksOfRenamed() {
     members.renamed = false;
 }
 
+void CollectionBase::LeaveFile() {
+    const Document* const document = OwnEntry().document;
+    members.LeaveFile([document](const GUID& member) {
+        const Entry* entry = document ? document->InMemory(member) : nullptr;
+        return entry && entry->object;
+    });
+}
+
 void CollectionBase::FillMarks() {
     const std::size_t count = members.Count();
     if (count < Members::kMarkedFrom) return;
@@ -132,9 +152,12 @@ LONG CollectionBase::NameExists(std::u16string_view name) {
 
 Ref<Object> CollectionBase::FindID(std::u16string_view text, LONG searchDescendants) {
     ResolveRoot();
-    const GUID id = ParseGuid(text).value_or(GUID_NULL);
-    if (const auto index = members.IndexOf(id)) return Member(*index);
-    return searchDescendants != 0 ? FindBelow(*this, id) : nullptr;
+    const std::optional<GUID> id = ParseGuid(text);
+    if (!id) return nullptr;
+    if (const auto index = members.IndexOf(*id)) return Member(*index);
+    Ref<Object> found = searchDescendants != 0 ? FindBelow(*this, *id) : nullptr;
+    if (!found && members.LackSome()) throw Failure(Message::DoesNotExist);
+    return found;
 }
 
 Ref<Object> CollectionBase::AddNamed(std::u16string_view name) { return AddMember(name, nullptr); }

@@ -47,7 +47,7 @@ public:
     virtual Ref<Object> FindCounterpart(ItemBase& other);
     // The first member for which the test is true, or null.
     template <class Test>
-    Ref<Object> FindFirst(Test&& test) const {
+    Ref<Object> FindFirst(Test&& test) {
         for (std::size_t index = 0; index < members.Count(); ++index)
             if (Ref<Object> member = Member(index); test(*member)) return member;
         return nullptr;
@@ -65,13 +65,14 @@ public:
     void FillMarks();
 
     void Materialise() override { members.Materialise(); }
-    void LeaveFile() override { members.LeaveFile(); }
+    void LeaveFile() override;
 
     static constexpr std::u16string_view kErrorSource{};
 
 private:
     Ref<Object> AddMember(std::u16string_view name, const Ref<Object>& linkTarget);
-    Ref<Object> Member(std::size_t index) const;
+    Ref<Object> Member(std::size_t index);
+    Ref<Object> FindAmongLoaded(std::u16string_view name);
     using BearsName = FunctionRef<bool(const Reference& member, std::u16string_view its)>;
     void FindByMarks(NameMark mark, BearsName bearsName);
     void ForgetMarksOfRenamed();

@@ -47,6 +47,7 @@ void Members::Swap(Members& other) noexcept {
     list_.swap(other.list_);
     marks_.swap(other.marks_);
     std::swap(renamed, other.renamed);
+    std::swap(lackSome_, other.lackSome_);
     names.Clear();
     other.names.Clear();
 }
@@ -62,7 +63,7 @@ void Members::Load(std::unique_ptr<StoredMembers> stored) {
     list_.clear();
     marks_.clear();
     names.Clear();
-    renamed = false;
+    renamed = lackSome_ = false;
     stored_ = std::move(stored);
 }
 
@@ -74,6 +75,7 @@ void Members::Materialise() {
         stored_->ReadMarks(0, marks_);
     }
     list_ = std::move(list);
+    lackSome_ = stored_->LacksMembers();
     stored_.reset();
 }
 

@@ -3,13 +3,16 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/tree/name_index.hpp"
+#include "generic/function_ref.hpp"
 #include "generic/make_room.hpp"
 
 namespace lumvex::inside {
@@ -17,17 +20,23 @@ namespace lumvex::inside {
 // A list that is in the file.
 class StoredMembers {
 public:
+    using IsLoaded = FunctionRef<bool(const GUID& member)>;
+
     virtual ~StoredMembers() = default;
     virtual std::size_t Count() const = 0;
-    virtual Reference At(std::size_t index) const = 0;  // counted from 0
+    // Counted from 0. Of a list that lacks members, references to these may have an ID that is all zero.
+    virtual Reference At(std::size_t index) const = 0;
     virtual References All() const = 0;
+    virtual Reference Reach(std::size_t index) = 0;  // At(), of a member that is going to be loaded
+    virtual bool LacksMembers() const = 0;           // some went with a file that was closed
     // Has the file marks of the members' names that count? Where that cannot be read this throws, once; the answer is
     // no from then on.
     virtual bool HasMarks() const = 0;
     // Those of the members from `first` on; unknown ones where they cannot be read.
     virtual void ReadMarks(std::size_t first, std::span<NameMark> marks) const = 0;
-    // Reads the list and its marks as they are in the file; from then on they are read from memory.
-    virtual void LeaveFile() = 0;
+    // The file is going to be closed, with so many of the members loaded: from now on the list is read from memory. It
+    // may lack the others, which go with the file.
+    virtual void LeaveFile(std::size_t loaded, IsLoaded isLoaded) = 0;
 };
 
 class Members {
@@ -39,6 +48,9 @@ public:
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
     References All() const { return stored_ ? stored_->All() : list_; }
+    Reference Reach(std::size_t index) { return stored_ ? stored_->Reach(index) : list_[index]; }
+    // Did members that were not loaded go with the file? References to them may have an ID that is all zero.
+    bool LackSome() const { return lackSome_ || (stored_ && stored_->LacksMembers()); }
 
     // After Materialise() and, for Append, MakeRoom() these cannot fail.
     void Append(const Reference& reference, std::u16string_view name);
@@ -48,8 +60,12 @@ public:
 
     void Load(std::unique_ptr<StoredMembers> stored);
     void Materialise();  // reads what is still only in the file
-    void LeaveFile() {   // the same for a list that is not going to be changed at once
-        if (stored_) stored_->LeaveFile();
+    // Before LeaveFile(), once for each member that is loaded.
+    void CountLoaded() noexcept {
+        if (stored_) ++loaded_;
+    }
+    void LeaveFile(StoredMembers::IsLoaded isLoaded) {
+        if (stored_) stored_->LeaveFile(std::exchange(loaded_, 0), isLoaded);
     }
     void MakeRoom();  // for one more
 
@@ -70,6 +86,9 @@ public:
     bool renamed = false;  // some of the members, after their marks were set: their entries say which
 
 private:
+    bool lackSome_ = false;     // references in list_ lead nowhere
+    std::uint32_t loaded_ = 0;  // members, as counted
+
     // Marks are read and compared in parts, which are short enough for the processor's cache.
     static constexpr std::size_t kPart = 4096, kTogether = 16;
     using Part = std::array<NameMark, kPart>;

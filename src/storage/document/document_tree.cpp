@@ -73,8 +73,14 @@ void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arriva
     }
 }
 
+// Outside of EntryOf, which has less to do with it there.
+[[gnu::noinline]] void DocumentTree::RequireInMemory(const GUID& id) const {
+    if (!directory_.FindInMemory(id)) throw Failure(Message::DoesNotExist);
+}
+
 // Checks the class: a damaged file may give one ID to objects of two classes.
 Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+    if (mayLackObjects_) RequireInMemory(reference.id);
     Ref<Entry> entry = directory_.FindReferred(reference, classInfo);
     if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
     if (!entry->parent) entry->parent = Ref<Entry>(&owner);
@@ -219,6 +225,7 @@ void DocumentTree::CloseFile(bool onlyHeld) {
     if (onlyHeld) directory_.Cache().ReleaseUnheld();
     staying = LoadOwners();
     root_.LeaveFile();
+    CountLoadedMembers();
     ForEachLoaded([](const Entry& entry) { entry.object->LeaveFile(); });
     directory_.ReadFromTable();
 }
@@ -227,6 +234,18 @@ void DocumentTree::CloseFile(bool onlyHeld) {
 template <class Visit>
 void DocumentTree::ForEachLoaded(Visit&& visit) {
     for (Entry* entry = directory_.Cache().Oldest(); entry; entry = entry->newer) visit(*entry);
+}
+
+// So that each list knows how many of its members stay.
+void DocumentTree::CountLoadedMembers() {
+    const Entry* last = nullptr;  // neighbours mostly have the same owner
+    CollectionBase* collection = nullptr;
+    ForEachLoaded([&](const Entry& entry) {
+        const Entry* const owner = entry.parent.get();
+        if (owner != std::exchange(last, owner))
+            collection = owner && owner->object ? owner->object->AsCollection() : nullptr;
+        if (collection) collection->members.CountLoaded();
+    });
 }
 
 // Loads all objects that own a loaded one; mostly all of them are loaded already. Where one was not, the answer holds

@@ -89,6 +89,8 @@ private:
     template <class Visit>
     void ForEachLoaded(Visit&& visit);
     std::vector<Ref<Object>> LoadOwners();
+    void CountLoadedMembers();
+    void RequireInMemory(const GUID& id) const;
 
     DocumentRoot& root_;
     std::shared_ptr<DocumentFile> file_ = std::make_shared<DocumentFile>();

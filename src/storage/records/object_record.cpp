@@ -44,15 +44,20 @@ public:
 
     std::size_t Count() const override { return count_; }
     Reference At(std::size_t index) const override {
+        if (!source_) return Kept(index);
         if (index - aheadAt_ >= ahead_.size()) ReadAhead(index);
         return ahead_[index - aheadAt_];
     }
     References All() const override {
         References all(count_);
-        Read(0, all);
+        if (source_)
+            Read(0, all);
+        else
+            for (const Reached& each : reached_) all[each.index] = each.reference;
         return all;
     }
     bool HasMarks() const override {
+        if (!source_) return false;
         if (std::exchange(looked_, true) || marksEpoch_ == 0) return hasMarks_;
         const auto head = ReadMarksHead(*source_, count_);
         hasMarks_ = head && head->epoch == marksEpoch_ && HasRoomForMarks(*source_, count_);
@@ -67,11 +72,47 @@ public:
         }
     }
 
-    void LeaveFile() override {
-        if (!source_->IsLasting()) source_ = std::make_shared<CopiedSource>(*source_);
+    Reference Reach(std::size_t index) override {
+        if (reached_.size() < mostReached_) Note(index);
+        return At(index);
+    }
+    bool LacksMembers() const override { return lacksMembers_; }
+
+    // Mostly few members are loaded, each of which was reached through the list. Then they are all that is kept, and
+    // closing takes no longer for a long list than for a short one.
+    void LeaveFile(std::size_t loaded, IsLoaded isLoaded) override {
+        if (!source_ || source_->IsLasting()) return;
+        ahead_.clear();
+        lacksMembers_ = loaded < count_;
+        mostReached_ = 0;
+        if (KeepReached(loaded, isLoaded)) return source_.reset();
+        source_ = std::make_shared<CopiedSource>(*source_);
     }
 
 private:
+    struct Reached {
+        std::uint32_t index;
+        Reference reference;
+    };
+    [[gnu::noinline]] void Note(std::size_t index) {  // so that reaching the others stays short
+        if (reached_.empty() || reached_.back().index != index)
+            reached_.push_back({static_cast<std::uint32_t>(index), At(index)});
+    }
+    // True: all members that are loaded are in reached_, in order, and nothing else is. They may have been loaded by
+    // their IDs, and what was reached may have left memory again.
+    bool KeepReached(std::size_t loaded, IsLoaded isLoaded) {
+        if (loaded > reached_.size()) return false;
+        std::ranges::sort(reached_, {}, &Reached::index);
+        const auto twice = std::ranges::unique(reached_, {}, &Reached::index);
+        reached_.erase(twice.begin(), twice.end());
+        std::erase_if(reached_, [&](const Reached& each) { return !isLoaded(each.reference.id); });
+        return reached_.size() == loaded;
+    }
+    Reference Kept(std::size_t index) const {
+        const auto found = std::ranges::lower_bound(reached_, index, {}, &Reached::index);
+        return found != reached_.end() && found->index == index ? found->reference : Reference{};
+    }
+
     // Whoever goes through a list asks for the next references as well. Where these cannot be read, the one is that was
     // asked for.
     void ReadAhead(std::size_t index) const {
@@ -90,9 +131,12 @@ private:
         source_->Read(kMembersAt + index * kReferenceSize, std::as_writable_bytes(references));
     }
 
-    std::shared_ptr<const ByteSource> source_;
+    std::shared_ptr<const ByteSource> source_;  // null: the file was closed, and the list is what was kept of it
     std::size_t count_;
+    std::vector<Reached> reached_;           // members that were asked for
+    std::size_t mostReached_ = count_ / 64;  // so many are noted: where more are loaded, the whole list is copied
     std::uint64_t marksEpoch_;
+    bool lacksMembers_ = false;
     mutable bool looked_ = false, hasMarks_ = false;
     mutable std::vector<Reference> ahead_;  // from aheadAt_ on
     mutable std::size_t aheadAt_ = 0;
