@@ -18,6 +18,8 @@ CATALOGUE = SAMPLES_FOLDER / "catalogue.csv"
 SAMPLES = sorted(path for path in SAMPLES_FOLDER.iterdir()
                  if path.suffix in (".frd", ".txt", ".csv", ".wav") and path != CATALOGUE)
 
+IS_SLOW = "LUMVEX_TOOL_IS_SLOW" in os.environ  # with sanitizers
+
 DONE, INCOMPLETE, WRONG_USAGE, DOCUMENT_FAILED = range(4)
 
 

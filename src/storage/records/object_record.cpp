@@ -103,8 +103,8 @@ private:
     bool KeepReached(std::size_t loaded, IsLoaded isLoaded) {
         if (loaded > reached_.size()) return false;
         std::ranges::sort(reached_, {}, &Reached::index);
-        const auto twice = std::ranges::unique(reached_, {}, &Reached::index);
-        reached_.erase(twice.begin(), twice.end());
+        const auto isSame = [](const Reached& a, const Reached& b) { return a.index == b.index; };
+        reached_.erase(std::unique(reached_.begin(), reached_.end(), isSame), reached_.end());
         std::erase_if(reached_, [&](const Reached& each) { return !isLoaded(each.reference.id); });
         return reached_.size() == loaded;
     }
