@@ -54,9 +54,10 @@ GUID SortedRecords::IdAt(std::size_t index) const {
     return id;
 }
 
-// IDs are mostly random, so that the place of one can be estimated: it is hardly further from there than the square
-// root of the number of records. Two looks, at the estimate and on the other side of the place, then leave few records.
-// Where they do not, the next look halves what is left.
+// IDs are mostly random, so that the place of one can be estimated: among n records it is hardly further from there than
+// the square root of n, and the fewer records are between the place and a known one, the nearer it is. Each look is as far
+// beyond the estimate as that may be wrong, so that the place is between two known records after two looks, which are
+// mostly in two pages of the file. Where IDs are not random, halving what is left takes over.
 std::size_t SortedRecords::LowerBound(const GUID& id) const {
     std::size_t low = 0, high = count_;
     std::uint64_t lowKey = 0, highKey = ~std::uint64_t{0};  // of the records before low and at high
@@ -66,23 +67,16 @@ std::size_t SortedRecords::LowerBound(const GUID& id) const {
         const bool isBefore = CompareIds(found, id) < 0;
         (isBefore ? low : high) = isBefore ? at + 1 : at;
         (isBefore ? lowKey : highKey) = LeadingBytes(&found);
-        return isBefore;
     };
-    constexpr std::size_t kFew = 8;
-    while (low < high) {
-        const std::size_t left = high - low;
-        if (left > kFew && lowKey < highKey && lowKey <= key && key <= highKey) {
-            const double part = static_cast<double>(key - lowKey) / static_cast<double>(highKey - lowKey);
-            const std::size_t estimate = std::min(static_cast<std::size_t>(part * static_cast<double>(left)), left - 1);
-            const auto distance = static_cast<std::size_t>(std::sqrt(static_cast<double>(left)));
-            if (look(low + estimate)) {
-                if (distance < high - low) look(low + distance);
-            } else if (distance < high - low) {
-                look(high - distance);
-            }
-        }
-        if (low < high && high - low > left / 2) look(low + (high - low) / 2);
+    constexpr std::size_t kFew = 8, kEstimates = 5;
+    for (std::size_t looks = 0; looks < kEstimates && high - low > kFew; ++looks) {
+        if (lowKey >= highKey || key < lowKey || key > highKey) break;
+        const double part = static_cast<double>(key - lowKey) / static_cast<double>(highKey - lowKey);
+        const double left = static_cast<double>(high - low), estimate = part * left;
+        const double at = part < 0.5 ? estimate + std::sqrt(estimate) : estimate - std::sqrt(left - estimate);
+        look(low + static_cast<std::size_t>(std::clamp(at, 0.0, left - 1)));
     }
+    while (low < high) look(low + (high - low) / 2);
     return low;
 }
 
