@@ -331,6 +331,7 @@ TEST_F(Documents, ListsKnowWhichOfTheirMembersWentWithTheFile) {
         {
             Project project = Project::Create();
             for (LONG number = 1; number <= count; ++number) ids.push_back(project.Data().Add(nameOf(number)).ID());
+            project.Experiments().Add(u"of another class");
             project.SaveFileAs(PathText(path));
         }
         for (const Way way : {Way::Item, Way::Name, Way::Id, Way::Enumerator}) {
@@ -339,6 +340,7 @@ TEST_F(Documents, ListsKnowWhichOfTheirMembersWentWithTheFile) {
                              << count << " members, each " << step << "th, way " << static_cast<int>(way));
                 Project project = Opened(path, LX_EXCLUSIVE_READWRITE);
                 Data data = project.Data();
+                const Experiment other = project.Experiments().Item(1);
                 std::map<LONG, Datum> loaded;
                 for (LONG number = count; number > 0; number -= step) {
                     if (way == Way::Item) loaded[number] = data.Item(number);
@@ -388,6 +390,13 @@ TEST_F(Documents, ListsKnowWhichOfTheirMembersWentWithTheFile) {
         reader.CloseFile();
         EXPECT_EQ(reader.Data().Item(1).Pointer(), held.Pointer());
         EXPECT_EQ(StatusOf([&] { reader.Data().Item(count); }), count > 1 ? kGone : S_OK);
+        // Lists of two classes, of which nothing was loaded.
+        Project untouched = Opened(path);
+        const Data data = untouched.Data();
+        const Experiments experiments = untouched.Experiments();
+        untouched.CloseFile();
+        EXPECT_EQ(StatusOf([&] { data.Item(1); }), kGone);
+        EXPECT_EQ(StatusOf([&] { experiments.Item(1); }), kGone);
     }
 }
 

@@ -54,10 +54,10 @@ GUID SortedRecords::IdAt(std::size_t index) const {
     return id;
 }
 
-// IDs are mostly random, so that the place of one can be estimated: among n records it is hardly further from there than
-// the square root of n, and the fewer records are between the place and a known one, the nearer it is. Each look is as far
-// beyond the estimate as that may be wrong, so that the place is between two known records after two looks, which are
-// mostly in two pages of the file. Where IDs are not random, halving what is left takes over.
+// IDs are mostly random, so that the place of one can be estimated: among n records it is hardly further from there
+// than the square root of n, and the fewer records are between the place and a known one, the nearer it is. Each look
+// is as far beyond the estimate as that may be wrong, so that the place is between two known records after two looks,
+// which are mostly in two pages of the file. Where IDs are not random, halving what is left takes over.
 std::size_t SortedRecords::LowerBound(const GUID& id) const {
     std::size_t low = 0, high = count_;
     std::uint64_t lowKey = 0, highKey = ~std::uint64_t{0};  // of the records before low and at high
