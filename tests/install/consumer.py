@@ -53,14 +53,21 @@ class ConsumerTest(unittest.TestCase):
         # So that a compiler cache knows the files again in another folder.
         self.environment = dict(os.environ, CCACHE_BASEDIR=os.fspath(self.folder), CCACHE_NOHASHDIR="1")
 
-    def build(self, lines, *options):
-        """Configures and builds the project of these lines, and answers the path of its program."""
+    def prepare(self, lines, *options):
+        """Configures the project of these lines."""
         (self.folder / "CMakeLists.txt").write_text(
             "cmake_minimum_required(VERSION 3.25)\nproject(program CXX)\n" + lines)
         said = run(["cmake", "-G", "Ninja", "-S", self.folder, "-B", self.folder / "build",
                     "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", *options], env=self.environment)
         self.assertNotIn("Warning", said)
-        run(["cmake", "--build", self.folder / "build", "--target", "program"], env=self.environment)
+
+    def make(self, target):
+        run(["cmake", "--build", self.folder / "build", "--target", target], env=self.environment)
+
+    def build(self, lines, *options):
+        """Configures and builds the project of these lines, and answers the path of its program."""
+        self.prepare(lines, *options)
+        self.make("program")
         return self.folder / "build/program"
 
     def assert_runs(self, command, **options):
