@@ -46,7 +46,8 @@ Ref<Object> CollectionBase::FindName(std::u16string_view name) {
     return found ? document.Get(*found, memberClass, OwnEntry()) : nullptr;
 }
 
-// In a list that lacks members. Where none of the others bears the name, one that is lacking may.
+// In a list of which some members went with the file. Where none of the others bears the name, one of these may have
+// borne it.
 Ref<Object> CollectionBase::FindAmongLoaded(std::u16string_view name) {
     const Document& document = ResolveRoot();
     for (std::size_t index = 0; index < members.Count(); ++index) {

@@ -73,7 +73,7 @@ void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arriva
     }
 }
 
-// Outside of EntryOf, which has less to do with it there.
+// After the file was closed. A function of its own, so that EntryOf, which everything goes through, stays short.
 [[gnu::noinline]] void DocumentTree::RequireInMemory(const GUID& id) const {
     if (!directory_.FindInMemory(id)) throw Failure(Message::DoesNotExist);
 }

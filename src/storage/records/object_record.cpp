@@ -98,6 +98,7 @@ private:
         if (reached_.empty() || reached_.back().index != index)
             reached_.push_back({static_cast<std::uint32_t>(index), At(index)});
     }
+
     // True: all members that are loaded are in reached_, in order, and nothing else is. They may have been loaded by
     // their IDs, and what was reached may have left memory again.
     bool KeepReached(std::size_t loaded, IsLoaded isLoaded) {
@@ -108,6 +109,7 @@ private:
         std::erase_if(reached_, [&](const Reached& each) { return !isLoaded(each.reference.id); });
         return reached_.size() == loaded;
     }
+
     Reference Kept(std::size_t index) const {
         const auto found = std::ranges::lower_bound(reached_, index, {}, &Reached::index);
         return found != reached_.end() && found->index == index ? found->reference : Reference{};
