@@ -60,7 +60,7 @@ public:
 
     void Load(std::unique_ptr<StoredMembers> stored);
     void Materialise();  // reads what is still only in the file
-    // Before LeaveFile(), once for each member that is loaded.
+    // To be called before LeaveFile(), once for each member that is loaded.
     void CountLoaded() noexcept {
         if (stored_) ++loaded_;
     }
