@@ -116,10 +116,18 @@ private:
     HANDLE handle_ = INVALID_HANDLE_VALUE;
 };
 
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 Handle Create(const std::wstring& path, DWORD access, DWORD disposition, DWORD flags = 0) {
-    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     return Handle(
         ::CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL | flags, nullptr));
+}
+
+// The handle has to have the right to delete the file.
+void RemoveWhenClosed(HANDLE file) noexcept {
+    FILE_DISPOSITION_INFO disposition{};
+    disposition.DeleteFile = TRUE;
+    ::SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition);
 }
 
 OVERLAPPED At(std::uint64_t offset) {
@@ -135,10 +143,13 @@ std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
     return information;
 }
 
+// A volume of 0 is one that the system does not know, as Wine does not once another handle has renamed the file.
 bool IsSame(const std::optional<BY_HANDLE_FILE_INFORMATION>& left,
             const std::optional<BY_HANDLE_FILE_INFORMATION>& right) {
-    return left && right && left->dwVolumeSerialNumber == right->dwVolumeSerialNumber &&
-           left->nFileIndexHigh == right->nFileIndexHigh && left->nFileIndexLow == right->nFileIndexLow;
+    if (!left || !right) return false;
+    const DWORD volume = left->dwVolumeSerialNumber, other = right->dwVolumeSerialNumber;
+    return (volume == other || volume == 0 || other == 0) && left->nFileIndexHigh == right->nFileIndexHigh &&
+           left->nFileIndexLow == right->nFileIndexLow;
 }
 
 Handle OpenToAsk(const std::wstring& path) {
@@ -244,11 +255,11 @@ public:
     ~WindowsFile() override {
         Unmap();
         CutShort();
-        if (hasName_ || !file_) return;
-        FILE_DISPOSITION_INFO disposition{};
-        disposition.DeleteFile = TRUE;
-        ::SetFileInformationByHandle(file_.get(), FileDispositionInfo, &disposition, sizeof disposition);
+        if (maker_) RemoveWhenClosed(maker_.get());
     }
+
+    // The handle that the file was made with, which may rename and remove it; removing it is up to this object now.
+    void MadeWith(Handle maker) noexcept { maker_ = std::move(maker); }
 
     std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
     std::optional<std::span<const std::byte>> Map() override;
@@ -296,7 +307,10 @@ private:
         mapped_ = 0;
     }
 
-    OpenedHandle& file_;                  // opened_
+    OpenedHandle& file_;  // opened_
+    // Of a file without a name. Closed when it has one: nobody could open the file meanwhile who does not agree to its
+    // being removed, which few programs do.
+    Handle maker_;
     std::optional<std::uint64_t> cutTo_;  // the length that the file should have, where it could not be cut
     void* base_ = nullptr;
     GuardedRange guard_;
@@ -397,15 +411,16 @@ void WindowsFile::TakeName() {
     NewName name(target);
     if (!replaced_ && mayReplace_) replaced_ = LockReplaced(path_, access_);  // somebody may have made it meanwhile
     const bool isThere = replaced_ != nullptr;
-    hasName_ = name.Give(file_.get(), kRenameInfoEx, isThere ? kReplaceIfExists | kPosixSemantics : 0);
+    hasName_ = name.Give(maker_.get(), kRenameInfoEx, isThere ? kReplaceIfExists | kPosixSemantics : 0);
     replaced_.reset();
-    if (!hasName_) hasName_ = name.Give(file_.get(), FileRenameInfo, isThere ? 1 : 0);
+    if (!hasName_) hasName_ = name.Give(maker_.get(), FileRenameInfo, isThere ? 1 : 0);
     if (!hasName_) {
         const DWORD reason = ::GetLastError();
         if (!mayReplace_ && (reason == ERROR_ALREADY_EXISTS || reason == ERROR_FILE_EXISTS)) RefuseTaken();
         if (!isThere) throw SystemError(reason, Status::WriteFault, TextOf(path_));
         TakeNameInTwoSteps(name, target, reason);
     }
+    maker_.Close();
     ::FlushFileBuffers(file_.get());  // the new name too; where this fails, the next Flush() says so
     RemoveLeftBehind(path_);
 }
@@ -417,7 +432,7 @@ void WindowsFile::TakeNameInTwoSteps(NewName& name, const std::wstring& target, 
     // document.
     const std::wstring aside = SystemPath(HiddenPathFor(path_)) + L"-old";
     if (!::MoveFileExW(target.c_str(), aside.c_str(), 0)) throw SystemError(reason, Status::WriteFault, TextOf(path_));
-    hasName_ = name.Give(file_.get(), FileRenameInfo, 0);
+    hasName_ = name.Give(maker_.get(), FileRenameInfo, 0);
     if (!hasName_) {
         const DWORD second = ::GetLastError();
         ::MoveFileExW(aside.c_str(), target.c_str(), 0);
@@ -459,17 +474,21 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place 
     const bool isThere = place.replaced != nullptr;
     const auto opened = std::make_shared<OpenedHandle>();
     auto file = std::make_unique<WindowsFile>(opened, access, target, false, std::move(place));
-    // The rights to rename it and to hand on the replaced file's permissions beside those to use it. From here on it is
-    // the object's to remove.
-    Handle created =
-        Create(SystemPath(HiddenPathFor(target)), GENERIC_READ | GENERIC_WRITE | DELETE | WRITE_DAC, CREATE_NEW);
-    if (!created) {
+    // All rights are taken before the permissions change: to rename it and to hand on the replaced file's permissions,
+    // and those to use it.
+    constexpr DWORD kUse = GENERIC_READ | GENERIC_WRITE;
+    Handle maker = Create(SystemPath(HiddenPathFor(target)), kUse | DELETE | WRITE_DAC, CREATE_NEW);
+    if (!maker) {
         const DWORD code = ::GetLastError();
         throw SystemError(code == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : code, Status::AccessDenied,
                           TextOf(target));
     }
-    opened->Become(std::move(created));
-    if (isThere) CopyPermissions(SystemPath(target), opened->get());
+    const HANDLE made = maker.get();
+    file->MadeWith(std::move(maker));
+    Handle used(::ReOpenFile(made, kUse, kShareAll, 0));
+    if (!used) throw SystemError(::GetLastError(), Status::AccessDenied, TextOf(target));
+    opened->Become(std::move(used));
+    if (isThere) CopyPermissions(SystemPath(target), made);
     RequireLocksFor(*opened, access, target);
     return file;
 }
@@ -494,9 +513,7 @@ void RemoveUnused(const fs::path& path) {
     OpenedHandle file(
         Create(SystemPath(path), GENERIC_READ | GENERIC_WRITE | DELETE, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT));
     if (!file || LockFor(file, Access::Exclusive) != SystemFile::Answer::Yes) return;
-    FILE_DISPOSITION_INFO disposition{};
-    disposition.DeleteFile = TRUE;
-    ::SetFileInformationByHandle(file.get(), FileDispositionInfo, &disposition, sizeof disposition);
+    RemoveWhenClosed(file.get());
 }
 
 }  // namespace system
