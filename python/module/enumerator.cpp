@@ -27,7 +27,7 @@ struct Enumerator {
 
 PyTypeObject* enumeratorType = nullptr;
 
-void Dealloc(PyObject* self) {
+void DestroyEnumerator(PyObject* self) {
     PyTypeObject* const type = Py_TYPE(self);
     auto& enumerator = *reinterpret_cast<Enumerator*>(self);
     Unlocked([&] {
@@ -106,7 +106,7 @@ PyObject* Next(PyObject* self) {
 }  // namespace
 
 void AddEnumeratorType(py::module_& module) {
-    static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(Dealloc)},
+    static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(DestroyEnumerator)},
                                   {Py_tp_iter, reinterpret_cast<void*>(PyObject_SelfIter)},
                                   {Py_tp_iternext, reinterpret_cast<void*>(Next)},
                                   {0, nullptr}};

@@ -67,7 +67,7 @@ PyObject* Made(PyTypeObject* type, Ref<IDispatch> pointer, const PublishedClass&
 }
 
 // The last reference may be one that the library waits for, so that it has to be released without the lock.
-void Dealloc(PyObject* self) {
+void DestroyHandle(PyObject* self) {
     auto& handle = *reinterpret_cast<Handle*>(self);
     PyTypeObject* const type = Py_TYPE(self);
     if (handle.pointer) {
@@ -146,7 +146,7 @@ void Close(OpenDocument& document) {
 }
 
 void AddHandleType(py::module_& module) {
-    static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(Dealloc)},
+    static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(DestroyHandle)},
                                   {Py_tp_richcompare, reinterpret_cast<void*>(Compare)},
                                   {Py_tp_hash, reinterpret_cast<void*>(Hash)},
                                   {Py_tp_new, reinterpret_cast<void*>(RefuseNew)},

@@ -12,7 +12,7 @@ using Fault = FaultyDisk::Fault;
 class OtherPrograms : public testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(Versions, OtherPrograms, testing::Values(3, 4));
 
-Content Streams(std::size_t size, unsigned seed) {
+Content TwentyStreams(std::size_t size, unsigned seed) {
     Content content;
     for (unsigned i = 0; i < 20; ++i) content[Name(i)] = Pattern(size + 100 * i, seed + i);
     return content;
@@ -22,7 +22,8 @@ Content Streams(std::size_t size, unsigned seed) {
 Bytes Later(const Bytes& image, int commits) {
     FaultyDisk disk(image);
     const auto file = CompoundFile::Open(disk.Open(), Access::Exclusive);
-    for (int i = 0; i < commits; ++i) PutAll(*file, Streams(3000 + 777 * static_cast<unsigned>(i), 50)), file->Commit();
+    for (int i = 0; i < commits; ++i)
+        PutAll(*file, TwentyStreams(3000 + 777 * static_cast<unsigned>(i), 50)), file->Commit();
     return disk.Content();
 }
 
@@ -33,7 +34,7 @@ void Overwrite(FaultyDisk& disk, const Bytes& image) {
 }
 
 TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
-    const Bytes image = ImageOf(Streams(3000, 1), GetParam());
+    const Bytes image = ImageOf(TwentyStreams(3000, 1), GetParam());
     const auto save = [](CompoundFile& file) {
         Put(file, Name(3), Pattern(70000, 99));
         Put(file, Name(5), Pattern(200, 98));
@@ -78,7 +79,7 @@ TEST_P(OtherPrograms, ThatChangeAFileInPlaceMakeTheNextSaveFail) {
 }
 
 TEST_P(OtherPrograms, ThatReplaceAFileWhileItIsSavedMakeTheSaveFail) {
-    FaultyDisk disk(ImageOf(Streams(3000, 1), GetParam()));
+    FaultyDisk disk(ImageOf(TwentyStreams(3000, 1), GetParam()));
     const auto file = CompoundFile::Open(disk.Open(), Access::ReadWriteDenyWrite);
     disk.Before(3, [&] {
         const auto other = CompoundFile::Create(disk.OpenNew(), 3);

@@ -21,7 +21,7 @@ struct NoCase {
 
 using Values = std::map<std::wstring, std::wstring, NoCase>;  // by key's path, a backslash and the value's name
 
-std::wstring TextOf(HKEY key, const std::wstring& value) {
+std::wstring RegisteredText(HKEY key, const std::wstring& value) {
     wchar_t text[1024];
     DWORD size = sizeof text;
     return ::RegGetValueW(key, nullptr, value.c_str(), RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS ? text
@@ -36,7 +36,7 @@ void Collect(HKEY parent, const std::wstring& name, const std::wstring& path, Va
     DWORD length = 256;
     for (DWORD at = 0; ::RegEnumValueW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
          ++at, length = 256)
-        values[path + L"\\" + text] = TextOf(key, text);
+        values[path + L"\\" + text] = RegisteredText(key, text);
     length = 256;
     for (DWORD at = 0; ::RegEnumKeyExW(key, at, text, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
          ++at, length = 256)

@@ -11,11 +11,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The names of the members and the arrays' sums, in order: enough to tell documents apart.
-std::vector<std::pair<std::u16string, std::size_t>> ContentOf(const Project& project) {
+// Each member's name and how many numbers its array has, in order: enough to tell documents apart.
+std::vector<std::pair<std::u16string, std::size_t>> NamesAndSizes(const Project& project) {
     std::vector<std::pair<std::u16string, std::size_t>> content;
-    for (const Datum& datum : project.Data())
-        content.emplace_back(datum.Name(), tests::ContentOf(datum.Data()).values.size());
+    for (const Datum& datum : project.Data()) content.emplace_back(datum.Name(), ContentOf(datum.Data()).values.size());
     return content;
 }
 const std::vector<std::pair<std::u16string, std::size_t>> kSmall{{u"A", 3}, {u"Second", 0}};
@@ -92,7 +91,7 @@ TEST_F(Documents, AccessModesAndCacheBounds) {
 
 TEST_F(Documents, OpenSaveAndClose) {
     Project project = Opened(path);
-    EXPECT_EQ(ContentOf(project), kSmall);
+    EXPECT_EQ(NamesAndSizes(project), kSmall);
     EXPECT_TRUE(FailsWith(4013, Open(project, path), kProject)) << "a file is open already";
     EXPECT_TRUE(FailsWith(4020, project.Get()->put_AccessMode(LX_SHARE_READ), kProject));
     EXPECT_EQ(project.AccessMode(), LX_EXCLUSIVE_READWRITE);
@@ -128,14 +127,14 @@ TEST_F(Documents, ReadOnlyReadsAndKeepsChangesToItself) {
     EXPECT_TRUE(FailsBare(STG_E_ACCESSDENIED, project.Get()->SaveFile()));
     EXPECT_TRUE(FailsBare(STG_E_ACCESSDENIED, SaveAs(project, folder / "other.lvx")));
     EXPECT_FALSE(fs::exists(folder / "other.lvx"));
-    EXPECT_EQ(ContentOf(project).size(), 3u);
-    EXPECT_EQ(ContentOf(second), kSmall);
+    EXPECT_EQ(NamesAndSizes(project).size(), 3u);
+    EXPECT_EQ(NamesAndSizes(second), kSmall);
     project.CloseFile();
-    EXPECT_EQ(tests::ContentOf(project.Data().Item(1).Data()), FloatContent({7, 8}));
+    EXPECT_EQ(ContentOf(project.Data().Item(1).Data()), FloatContent({7, 8}));
     project.AccessMode(LX_EXCLUSIVE_READWRITE);
     EXPECT_EQ(SaveAs(project, folder / "other.lvx"), S_OK);
     project = Project();
-    EXPECT_EQ(ContentOf(Opened(folder / "other.lvx")).size(), 3u);
+    EXPECT_EQ(NamesAndSizes(Opened(folder / "other.lvx")).size(), 3u);
 }
 
 TEST_F(Documents, SharingIsWhatTheModesSay) {
@@ -150,7 +149,7 @@ TEST_F(Documents, SharingIsWhatTheModesSay) {
             const HRESULT status = Open(project, path);
             if (beside[first][second]) {
                 EXPECT_EQ(status, S_OK);
-                EXPECT_EQ(ContentOf(project), kSmall);
+                EXPECT_EQ(NamesAndSizes(project), kSmall);
             } else {
                 EXPECT_TRUE(FailsBare(STG_E_SHAREVIOLATION, status));
                 ExpectUnbound(project);
@@ -163,7 +162,7 @@ TEST_F(Documents, SharingIsWhatTheModesSay) {
     project.Data().Add(u"mine");
     EXPECT_TRUE(FailsBare(STG_E_SHAREVIOLATION, SaveAs(project, path)));
     ExpectUnbound(project);
-    EXPECT_EQ(ContentOf(holder), kSmall);
+    EXPECT_EQ(NamesAndSizes(holder), kSmall);
 }
 
 TEST_F(Documents, AnotherSpellingOfThePathIsASave) {
@@ -253,7 +252,7 @@ TEST_F(Documents, WhatWasLoadedOutlivesTheFile) {
     first.Locks(2);
     project.CloseFile();
     fs::remove(path);
-    EXPECT_EQ(tests::ContentOf(first.Data()), FloatContent({1, 2, 3}));
+    EXPECT_EQ(ContentOf(first.Data()), FloatContent({1, 2, 3}));
     EXPECT_EQ(data.Item(2).Pointer(), second.Pointer());
     EXPECT_EQ(first.Parent().Pointer(), data.Pointer());
     EXPECT_EQ(first.Root().Pointer(), project.Pointer());
@@ -265,7 +264,7 @@ TEST_F(Documents, WhatWasLoadedOutlivesTheFile) {
     project = Project();
     Project again = Opened(path);
     EXPECT_EQ(again.ID(), kProjectId);
-    EXPECT_EQ(ContentOf(again),
+    EXPECT_EQ(NamesAndSizes(again),
               (std::vector<std::pair<std::u16string, std::size_t>>{{u"A", 3}, {u"renamed", 0}, {u"Third", 0}}));
     EXPECT_EQ(again.Data().Item(1).Locks(), 2);
     again = Project();
@@ -317,7 +316,7 @@ TEST_F(Documents, WhatWasNeverLoadedWentWithTheFile) {
     EXPECT_TRUE(FailsWith(4010, SaveAs(untouched, folder / "lacking.lvx"), kProject));
     Ref<IData> none;
     EXPECT_TRUE(FailsWith(4010, untouched.Get()->get_Data(none.Out()), kProject));
-    EXPECT_EQ(ContentOf(Opened(path)), kSmall) << "the file itself lacks nothing";
+    EXPECT_EQ(NamesAndSizes(Opened(path)), kSmall) << "the file itself lacks nothing";
 }
 
 // However many members were loaded, and however they were reached, the loaded ones keep their places, and all others

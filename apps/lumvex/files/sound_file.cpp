@@ -21,7 +21,7 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr std::size_t kBlock = 1 << 16;  // samples at a time
+constexpr std::size_t kSamplesAtATime = 1 << 16;
 
 struct Close {
     void operator()(SNDFILE* sound) const { sf_close(sound); }
@@ -123,7 +123,7 @@ Columns ReadSamples(const std::filesystem::path& path, SNDFILE* sound, const SF_
     const auto channels = static_cast<std::size_t>(info.channels);
     const bool known = info.frames > 0 && info.frames < SF_COUNT_MAX;
     const std::uint64_t promised = known ? static_cast<std::uint64_t>(info.frames) : 0;
-    const std::size_t blockRows = std::max<std::size_t>(1, kBlock / channels);
+    const std::size_t blockRows = std::max<std::size_t>(1, kSamplesAtATime / channels);
     Columns columns(channels, static_cast<std::size_t>(std::min(promised, kMostPerByte * length / channels)));
     std::vector<double> block(blockRows * channels);
     for (;;) {
@@ -286,7 +286,7 @@ std::size_t WriteSound(const std::filesystem::path& path, std::iostream& out, co
     // Leaves out the chunk of peaks, which holds the time of writing: the same table always makes the same file.
     sf_command(sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
 
-    const std::size_t blockRows = std::max<std::size_t>(1, kBlock / file.columns);
+    const std::size_t blockRows = std::max<std::size_t>(1, kSamplesAtATime / file.columns);
     const int width = bits == SampleBits::Whole16 ? 16 : bits == SampleBits::Whole24 ? 24 : 32;
     std::size_t rounded = 0;
     std::vector<float> block;

@@ -10,7 +10,7 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr std::size_t kBlock = 1 << 16;
+constexpr std::size_t kReadAtATime = 1 << 16;
 constexpr std::size_t kSample = 512;  // bytes that tell UTF-16 without a mark
 
 // Text of ASCII characters in UTF-16 has a zero in nearly every second byte, and none between.
@@ -62,9 +62,9 @@ bool TextLines::Fill() {
     buffer_.erase(0, begin_);
     begin_ = 0;
     const std::size_t filled = buffer_.size();
-    buffer_.resize(filled + kBlock);
+    buffer_.resize(filled + kReadAtATime);
     errno = 0;
-    in_.read(buffer_.data() + filled, kBlock);
+    in_.read(buffer_.data() + filled, kReadAtATime);
     if (in_.bad()) throw FileError(path_, LastSystemError());
     buffer_.resize(filled + static_cast<std::size_t>(in_.gcount()));
     atEnd_ = !in_;

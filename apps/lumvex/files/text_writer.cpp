@@ -18,7 +18,7 @@ namespace lumvex::app {
 
 namespace {
 
-constexpr std::size_t kBlock = 1 << 16;
+constexpr std::size_t kWrittenAtATime = 1 << 16;
 constexpr std::array<const char*, 3> kColumnNames = {"Frequency (Hz)", "Level (dB)", "Phase (degrees)"};
 
 template <class Number>
@@ -139,7 +139,7 @@ void WriteText(std::ostream& out, const MeasurementFile& file, char separator) {
             Append(text, file.values[column * file.rows + row]);
         }
         text += '\n';
-        if (text.size() < kBlock) continue;
+        if (text.size() < kWrittenAtATime) continue;
         out.write(text.data(), static_cast<std::streamsize>(text.size()));
         text.clear();
     }
