@@ -58,6 +58,8 @@ TEST_F(Sharing, ANewFileTakesThePathAtItsFirstCommitAndNotBefore) {
     file->Commit();
     EXPECT_EQ(GetAll(*reader), content_);  // it keeps the file it opened
     EXPECT_EQ(GetAll(*Open(Access::ReadShared)), (Content{{u"new", Pattern(50000, 3)}}));
+    // Nor are programs kept out that let others write but not remove the file, as those of the standard library do.
+    EXPECT_TRUE(std::ifstream(path_).is_open());
     Put(*file, u"more", Pattern(10, 4));
     file->Commit();
     EXPECT_TRUE(Open(Access::ReadShared)->Contains(u"more"));

@@ -255,7 +255,7 @@ public:
     ~WindowsFile() override {
         Unmap();
         CutShort();
-        if (maker_) RemoveWhenClosed(maker_.get());
+        if (maker_ && !hasName_) RemoveWhenClosed(maker_.get());
     }
 
     // The handle that the file was made with, which may rename and remove it; removing it is up to this object now.
