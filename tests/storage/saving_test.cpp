@@ -152,11 +152,7 @@ std::vector<double> NumbersOf(const Project& project) {
 // A document whose arrays wait in a file is the same, at any time, as one whose arrays are in memory. The file has a
 // name only where files have to.
 TEST_F(Saving, ArraysThatWaitInAFileAreTheSame) {
-#ifdef _WIN32
-    constexpr bool kIsNamed = true;
-#else
-    constexpr bool kIsNamed = false;
-#endif
+    constexpr bool kIsNamed = std::filesystem::path::preferred_separator == '\\';  // on Windows
     constexpr std::size_t kShort = inside::ByteSpool::kShort / sizeof(float);
     constexpr std::uint64_t kAll = 1 << 30;
     Project plain = Project::Create();

@@ -276,7 +276,7 @@ TEST(WholeDocument, IsTheSystemsToReadAndAddTo) {
         EXPECT_TRUE(tree.contains(name));
     ExpectThere(path, tree, "saved");
     CompactDocument(path);
-    const std::u16string stamped = u"VERSIONINFO-V000";  // says that the file was rewritten
+    const std::u16string stamped = u"VERSIONINFO-V000";  // each compaction stamps it anew
     tree[stamped] = ReadDocument(path).at(stamped);
     ExpectThere(path, tree, "compacted");
 

@@ -123,7 +123,7 @@ Handle Create(const std::wstring& path, DWORD access, DWORD disposition, DWORD f
         ::CreateFileW(path.c_str(), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL | flags, nullptr));
 }
 
-// The handle has to have the right to delete the file.
+// The file goes with its last handle. This one has to have been opened with the right to delete it (DELETE).
 void RemoveWhenClosed(HANDLE file) noexcept {
     FILE_DISPOSITION_INFO disposition{};
     disposition.DeleteFile = TRUE;
@@ -143,7 +143,8 @@ std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const Handle& file) {
     return information;
 }
 
-// A volume of 0 is one that the system does not know, as Wine does not once another handle has renamed the file.
+// A volume of 0 is one that the system cannot name: the index alone tells the files apart then. Wine cannot name it for
+// a handle whose file was renamed through another handle, as every new file is.
 bool IsSame(const std::optional<BY_HANDLE_FILE_INFORMATION>& left,
             const std::optional<BY_HANDLE_FILE_INFORMATION>& right) {
     if (!left || !right) return false;
@@ -258,7 +259,8 @@ public:
         if (maker_ && !hasName_) RemoveWhenClosed(maker_.get());
     }
 
-    // The handle that the file was made with, which may rename and remove it; removing it is up to this object now.
+    // Takes over the handle that the file was made with. As long as the file has no name, it is removed with this
+    // object.
     void MadeWith(Handle maker) noexcept { maker_ = std::move(maker); }
 
     std::uint64_t Size() const override { return cutTo_ ? *cutTo_ : SizeOnDisk(); }
@@ -308,8 +310,9 @@ private:
     }
 
     OpenedHandle& file_;  // opened_
-    // Of a file without a name. Closed when it has one: nobody could open the file meanwhile who does not agree to its
-    // being removed, which few programs do.
+    // What a file without a name was made with; it may rename and remove the file. Closed once the file has its name:
+    // as long as such a handle is open, the system refuses the file to programs that do not share it for deletion, as
+    // most do not.
     Handle maker_;
     std::optional<std::uint64_t> cutTo_;  // the length that the file should have, where it could not be cut
     void* base_ = nullptr;
@@ -474,8 +477,9 @@ std::unique_ptr<File> CreateBeside(const fs::path& target, Access access, Place 
     const bool isThere = place.replaced != nullptr;
     const auto opened = std::make_shared<OpenedHandle>();
     auto file = std::make_unique<WindowsFile>(opened, access, target, false, std::move(place));
-    // All rights are taken before the permissions change: to rename it and to hand on the replaced file's permissions,
-    // and those to use it.
+    // Rights are checked when a handle is opened. So both are opened before the replaced file's permissions are handed
+    // on, which may not allow all of this: `maker` to rename the file and to set its permissions, `used` to read and
+    // write.
     constexpr DWORD kUse = GENERIC_READ | GENERIC_WRITE;
     Handle maker = Create(SystemPath(HiddenPathFor(target)), kUse | DELETE | WRITE_DAC, CREATE_NEW);
     if (!maker) {
