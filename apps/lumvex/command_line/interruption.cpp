@@ -11,7 +11,7 @@ namespace {
 enum class Phase { Reading, Changing, Saving, Saved };
 
 std::atomic<Phase> phase = Phase::Reading;
-std::atomic<bool> wanted = false;
+std::atomic<bool> isWanted = false;
 static_assert(std::atomic<Phase>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 // Called at any moment: touches nothing but the two above.
@@ -20,8 +20,8 @@ const char* LastWords() {
         case Phase::Changing:
             return "lumvex: interrupted, nothing was changed\n";
         case Phase::Saving:
-            return wanted.exchange(true) ? "lumvex: interrupted; the save was done completely or not at all\n"
-                                         : nullptr;
+            return isWanted.exchange(true) ? "lumvex: interrupted; the save was done completely or not at all\n"
+                                           : nullptr;
         case Phase::Saved:
             return "lumvex: interrupted after the document was saved\n";
         case Phase::Reading:
@@ -43,7 +43,7 @@ SavingNow::~SavingNow() {
 }
 
 void SavingNow::Continue() const {
-    if (wanted) throw Interrupted();
+    if (isWanted) throw Interrupted();
 }
 
 void SavingNow::Done() { phase = Phase::Saved; }

@@ -108,12 +108,12 @@ const char* const kReadingHelp =
     "standard error.\n";
 
 ReadOptions ReadOptionsOf(const ReadingArguments& arguments) {
-    using FileKind = MeasurementFile::Kind;
+    using ReadAs = MeasurementFile::Kind;
     ReadOptions options;
-    if (arguments.as == "response") options.as = FileKind::Response;
-    if (arguments.as == "calibration") options.as = FileKind::Calibration;
-    if (arguments.as == "impulse") options.as = FileKind::Impulse;
-    if (arguments.as == "data") options.as = FileKind::Data;
+    if (arguments.as == "response") options.as = ReadAs::Response;
+    if (arguments.as == "calibration") options.as = ReadAs::Calibration;
+    if (arguments.as == "impulse") options.as = ReadAs::Impulse;
+    if (arguments.as == "data") options.as = ReadAs::Data;
     if (!arguments.columns.empty()) options.columns = *WholeNumbers(arguments.columns);
     if (!arguments.decimal.empty()) options.decimalMark = arguments.decimal == "point" ? '.' : ',';
     if (!arguments.rate.empty()) options.sampleRate = static_cast<std::int32_t>(WholeNumbers(arguments.rate)->front());
