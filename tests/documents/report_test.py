@@ -16,7 +16,7 @@ import xml.etree.ElementTree
 import zlib
 
 import browser
-from tool import INCOMPLETE, SAMPLES, TOOL, ToolTest, float_wav
+from tool import INCOMPLETE, IS_SLOW, SAMPLES, TOOL, ToolTest, float_wav
 
 RATE = 96000  # of float_wav
 STEREO = SAMPLES[0].parent / "impulse-stereo.wav"
@@ -177,10 +177,14 @@ class Page(ToolTest):
         self.assertEqual(self.browser.run("return document.querySelector('.dygraph-ylabel').textContent"), "Level (dB SPL)")
 
     def test_views_without_extent_end(self):
-        """Labels of axes are counted, whatever the view; a loop that does not end takes the browser's tab with it."""
+        """Labels of axes are counted, whatever the view; a loop that does not end takes the browser's tab with it. Of the
+        page alone: the page of a tool with sanitizers is the same."""
         self.tool("import", self.document, self.file("flat.wav", float_wav(1, [1.0] * 5000)))
         page = self.report()
         for chart in ["level", "phase", "delay", "impulse", "step", "decay"]:
+            if IS_SLOW:
+                self.show(page, "Data/flat", f"chart={chart}")
+                continue
             for view in ["", "zoom=0,100,0,1", "zoom=5,5,1,1", "zoom=1e-300,1e300,-1e300,1e300", "zoom=1000,1000.0000000000002,1,1.0000000000000002"]:
                 self.show(page, "Data/flat", f"chart={chart}&{view}")
                 self.assertEqual(self.browser.run("return document.querySelectorAll('.dygraph-axis-label').length < 700"), True)
