@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "automation/user_date.hpp"
+#include "automation/local_time.hpp"
 #include "model/project/Experiment.hpp"
 
 namespace lumvex::inside {
