@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 
 #include "automation/local_time.hpp"
 #include "lumvex/values.hpp"
@@ -62,14 +63,15 @@ DATE ToDate(std::time_t time) {
         .value_or(0);
 }
 
-// Many objects are made in one second. A change of the time zone counts from the next one on.
+// Many objects are made in one second, and time() takes a tenth of what a clock of the standard library takes, which
+// gives fractions of it. A change of the time zone counts from the next second on.
 DATE LocalTimeNow() {
     struct Known {
         std::time_t time;
         DATE date;
     };
     constinit thread_local Known known{-1, 0};
-    const std::time_t now = system_clock::to_time_t(system_clock::now());
+    const std::time_t now = std::time(nullptr);
     if (known.time != now) known = {now, ToDate(now)};
     return known.date;
 }
