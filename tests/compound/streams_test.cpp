@@ -400,6 +400,35 @@ TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
         }
 }
 
+// Entries may be left in the directory that its tree does not reach: they are no streams, whichever way one is looked
+// for.
+TEST_P(Streams, ThatTheTreeDoesNotReachAreNotFound) {
+    constexpr unsigned kCount = 2000;
+    Content content;
+    for (unsigned i = 0; i < kCount; ++i) content[Name(i)] = Pattern(i % 100 + 1, i);
+    Bytes image = ImageOf(content, GetParam());
+    for (unsigned number = 100; number < 110; ++number) {  // of adjacent names few have no left neighbour
+        const std::u16string name = Name(number);
+        const auto bytes = std::as_bytes(std::span(name.c_str(), name.size() + 1));
+        const auto entry = std::search(image.begin(), image.end(), bytes.begin(), bytes.end());
+        constexpr std::ptrdiff_t kLeft = 68;
+        Store(&*(entry + kLeft), kNoEntry);
+    }
+    Content reached;
+    OpenBytes(image)->ForEachStream(
+        [&](std::u16string_view name, std::uint64_t) { reached.emplace(name, content.at(std::u16string(name))); });
+    ASSERT_LT(reached.size(), content.size());
+    ASSERT_GT(reached.size(), content.size() / 2);
+    const auto file = OpenBytes(image);
+    for (int time = 0; time < 2; ++time)
+        for (const auto& [name, bytes] : content) {
+            ASSERT_EQ(file->Contains(name), reached.contains(name));
+            if (!reached.contains(name)) continue;
+            ASSERT_EQ(Get(*file, name), bytes);
+        }
+    EXPECT_EQ(GetAll(*file), reached);
+}
+
 // Counts the bytes of its mapping that are given back.
 class MappedFile final : public File {
 public:

@@ -78,7 +78,10 @@ const std::byte* ChainPages::Fetch(std::uint32_t index) {
 
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
-    VisitInOrder([&](EntryId id) { return EntryAt(directory, id); }, top, limit, visit);
+    VisitInOrder([&](EntryId id) { return EntryAt(directory, id); }, top, limit,
+                 [&](EntryId id, const DirectoryEntry& entry) {
+                     if (IsMember(entry.Type())) visit(id, entry);
+                 });
 }
 
 Committed::Committed(Volume& volume)
@@ -195,7 +198,11 @@ FoundEntry Committed::Find(const EntryName& name) {
         const EntryId found = Descend(name.Folded());
         // A search that has made the index has given back the directory's memory, which the entry would need again.
         if (index_) return index_->Find(name);
-        if (found != kNoEntry) return {found, At(found), volume_.Head().Version()};
+        if (found != kNoEntry) {
+            const FoundEntry entry{found, At(found), volume_.Head().Version()};
+            NoteOrder(entry);
+            return entry;
+        }
         // Other programs may order names in another way, so that the name may be in the tree although the way down
         // missed it.
         if (volume_.Head().IsWrittenByUs()) return {};
@@ -217,11 +224,13 @@ EntryId Committed::Descend(const FoldedName& name) {
         id = order < 0 ? entry.Left() : entry.Right();
     }
     steps_ += steps;
-    // A step of a search waits for memory, while an index is made of entries that are prefetched.
-    constexpr std::uint64_t kStepsWorthAnIndex = 256, kEntriesPerStep = 4;
+    // A step of a search waits for memory, while an index is made in the order of the directory. Whoever goes through
+    // the streams in the order of the file will probably go on.
+    constexpr std::uint64_t kStepsWorthAnIndex = 256, kEntriesPerStep = 4, kEntriesPerStepInOrder = 16;
+    constexpr std::uint32_t kManyInOrder = 16;
     if (steps_ > kStepsWorthAnIndex && !indexFailed_) {
         try {
-            if (steps_ > EntryCount() / kEntriesPerStep) {
+            if (steps_ > EntryCount() / (inOrder_ < kManyInOrder ? kEntriesPerStep : kEntriesPerStepInOrder)) {
                 BuildIndex();
                 index_->Expect(found);
             }
@@ -230,6 +239,14 @@ EntryId Committed::Descend(const FoldedName& name) {
         }
     }
     return found;
+}
+
+// How many streams in a row were asked for of which each begins where the one before ends?
+void Committed::NoteOrder(const FoundEntry& found) {
+    if (!found.isStream) return;
+    inOrder_ = found.start == nextInOrder_ ? inOrder_ + 1 : 0;
+    const std::uint64_t sectors = IsMini(found.size) ? MiniSectorsFor(found.size) : volume_.SectorsFor(found.size);
+    nextInOrder_ = static_cast<SectorId>(found.start + sectors);
 }
 
 void Committed::BuildIndex() {

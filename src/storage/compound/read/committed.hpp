@@ -62,7 +62,7 @@ private:
     Asked asked_;
 };
 
-// VisitInOrder compiled once, for callers that need no code of their own inside of it.
+// Visits the streams and folders of a tree in its order; Corrupt as VisitInOrder.
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,
               const std::function<void(EntryId, const DirectoryEntry&)>& visit);
 
@@ -128,6 +128,7 @@ public:
 private:
     std::uint64_t PlaceInMiniStream(SectorId start, std::uint64_t size);
     EntryId Descend(const FoldedName& name);
+    void NoteOrder(const FoundEntry& found);
     void BuildIndex();
     void ReadRoot();
     bool IsWhole();
@@ -146,6 +147,8 @@ private:
 
     std::optional<NameIndex> index_;  // once searching the tree has cost as much as making it
     std::uint64_t steps_ = 0;
+    std::uint32_t inOrder_ = 0;  // streams that were asked for in the order of the file, one after the other
+    SectorId nextInOrder_ = 0;   // where the next one of them begins
     bool indexFailed_ = false;
 };
 

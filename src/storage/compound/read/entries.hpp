@@ -46,13 +46,54 @@ private:
     std::vector<const std::byte*> pages_;  // where the directory's pages are; null where one was not needed yet
 };
 
-// Visits the streams and folders of a sibling tree in its order, without recursion. In files of this program that is
-// nearly the order of the directory. Corrupt where the tree reaches more than limit entries, as a cycle would.
+// Where the tree of an entry goes on.
+struct Links {
+    EntryId left, right;
+
+    EntryId Left() const { return left; }
+    EntryId Right() const { return right; }
+};
+
+// Those of all entries, side by side in memory: a walk over them does not go back and forth in the directory.
+class AllLinks {
+public:
+    // Calls visit(id, entry) for each of the directory's first `count` entries, unallocated ones included, in its
+    // order.
+    template <class Visit>
+    AllLinks(Pages& directory, std::uint32_t count, Visit&& visit);
+
+    Links At(EntryId id) const {  // Corrupt beyond the last
+        if (id >= all_.size()) throw Corrupt("entry ", id, " in a directory of ", all_.size());
+        return all_[id];
+    }
+    void PrefetchEntry(EntryId) const {}  // they are few enough for the processor's cache
+
+private:
+    std::vector<Links> all_;
+};
+
+template <class Visit>
+AllLinks::AllLinks(Pages& directory, std::uint32_t count, Visit&& visit) {
+    const std::uint32_t perPage = DirectoryEntriesPerPage(directory.Shift()).Count();
+    all_.reserve(count);
+    for (EntryId first = 0; first < count; first += perPage) {
+        const std::byte* const page = directory.Page(first / perPage);
+        for (std::uint32_t i = 0; i < std::min(perPage, count - first); ++i) {
+            const DirectoryEntry entry(page + kEntrySize * i);
+            all_.push_back({entry.Left(), entry.Right()});
+            visit(first + i, entry);
+        }
+    }
+}
+
+// Visits the entries of a sibling tree in its order, without recursion. at(id) answers an entry or its links. Corrupt
+// where the tree reaches more than limit entries, as a cycle would.
 template <class At, class Visit>
 void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
+    using Entry = decltype(at(top));
     struct Step {
         EntryId id;
-        DirectoryEntry entry;
+        Entry entry;
     };
     std::vector<Step> above;
     std::uint32_t reached = 0;
@@ -63,20 +104,20 @@ void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
             id = above.back().entry.Left();
         }
         const EntryId last = above.back().id;  // one by one: a copy of both would wait for what was just written
-        const DirectoryEntry entry = above.back().entry;
+        const Entry entry = above.back().entry;
         above.pop_back();
         id = entry.Right();
-        if (IsMember(entry.Type())) visit(last, entry);
+        visit(last, entry);
     }
 }
 
 constexpr std::size_t kEntriesAhead = 16;  // entries are prefetched so many steps before they are read
 
 // Visits all entries of a tree, folders included, level by level: entries of one level can be prefetched, while a walk
-// in the tree's order would wait for each of them. Corrupt where the tree reaches more than limit entries, as a cycle
-// would.
-template <class Visit>
-void VisitLevelByLevel(Entries& entries, EntryId top, std::uint32_t limit, Visit&& visit) {
+// in the tree's order would wait for each of them. The table is Entries or AllLinks. Corrupt where the tree reaches
+// more than limit entries, as a cycle would.
+template <class Table, class Visit>
+void VisitLevelByLevel(Table&& table, EntryId top, std::uint32_t limit, Visit&& visit) {
     std::vector<EntryId> reached;
     const auto reach = [&](EntryId id) {
         if (id == kNoEntry) return;
@@ -85,9 +126,9 @@ void VisitLevelByLevel(Entries& entries, EntryId top, std::uint32_t limit, Visit
     };
     reach(top);
     for (std::size_t i = 0; i < reached.size(); ++i) {
-        if (i + kEntriesAhead < reached.size()) entries.PrefetchEntry(reached[i + kEntriesAhead]);
+        if (i + kEntriesAhead < reached.size()) table.PrefetchEntry(reached[i + kEntriesAhead]);
         const EntryId id = reached[i];
-        const DirectoryEntry entry = entries.At(id);
+        const auto entry = table.At(id);
         reach(entry.Left());
         reach(entry.Right());
         visit(id, entry);

@@ -1,7 +1,6 @@
 #include "storage/compound/read/name_index.hpp"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
 #include "generic/fresh_memory.hpp"
@@ -21,19 +20,18 @@ std::array<std::uint32_t, 4> Split(const NameKey& key) {
             static_cast<std::uint32_t>(key.second >> 32), static_cast<std::uint32_t>(key.second)};
 }
 
-bool IsBefore(const NameKey& left, const NameKey& right) {
-    return left.first != right.first ? left.first < right.first : left.second < right.second;
-}
-
 }  // namespace
 
-NameIndex::Record::Record(EntryId number, const DirectoryEntry& entry, const NameKey& nameKey, int version)
-    : key(Split(nameKey)),
-      id(number),
+NameIndex::Record::Record(EntryId number, const DirectoryEntry& entry, int version)
+    : id(number),
       start(entry.Start()),
       size(static_cast<std::uint32_t>(std::min<std::uint64_t>(entry.Size(version), kLong)) & kLong),
-      isStream(entry.Type() == EntryType::Stream),
-      isKeyOfId(nameKey.isId) {}
+      isMember(1),
+      isStream(entry.Type() == EntryType::Stream) {
+    const NameKey name(entry);
+    key = Split(name);
+    isKeyOfId = name.isId;
+}
 
 NameKey NameIndex::Record::Key() const {
     NameKey whole(std::uint64_t{key[0]} << 32 | key[1], std::uint64_t{key[2]} << 32 | key[3]);
@@ -41,50 +39,57 @@ NameKey NameIndex::Record::Key() const {
     return whole;
 }
 
-NameIndex::NameIndex(Pages& directory, EntryId top, std::uint32_t limit, int version, std::uint32_t miniCutoff)
+NameIndex::NameIndex(Pages& directory, EntryId top, std::uint32_t entries, int version, std::uint32_t miniCutoff)
     : directory_(directory), version_(version) {
-    if (!CollectInOrder(top, limit)) CollectTopmost(top, limit);
+    records_.reserve(entries);
+    AboutToFill(records_.data(), entries * sizeof(Record));
+    const AllLinks links(directory, entries, [&](EntryId id, const DirectoryEntry& entry) {
+        if (IsMember(entry.Type()))
+            records_.emplace_back(id, entry, version);
+        else
+            records_.emplace_back(id);
+    });
+    if (!FindInOrder(links, top)) FindTopmost(links, top);
     SortInFileOrder(miniCutoff);
 }
 
+// The order of the directory's trees.
+bool NameIndex::IsBefore(const Record& left, const Record& right) {
+    return left.isKeyOfId && right.isKeyOfId
+               ? left.key < right.key
+               : FoldedName(EntryAt(directory_, left.id)).Compare(EntryAt(directory_, right.id)) < 0;
+}
+
 // False where names do not ascend, and one may be there twice.
-bool NameIndex::CollectInOrder(EntryId top, std::uint32_t limit) {
-    Entries entries(directory_);
-    records_.reserve(limit);
-    AboutToFill(records_.data(), limit * sizeof(Record));
+bool NameIndex::FindInOrder(const AllLinks& links, EntryId top) {
+    const Record* before = nullptr;
     bool ascend = true;
-    std::optional<DirectoryEntry> before;
-    NameKey keyBefore(0, 0);
-    VisitInOrder([&](EntryId id) { return entries.At(id); }, top, limit,
-                 [&](EntryId id, const DirectoryEntry& entry) {
-                     if (!IsMember(entry.Type())) return;
-                     const NameKey key(entry);
-                     if (before)
-                         ascend = ascend && (key.isId && keyBefore.isId ? IsBefore(keyBefore, key)
-                                                                        : FoldedName(*before).Compare(entry) < 0);
-                     records_.emplace_back(id, entry, key, version_);
-                     before = entry;
-                     keyBefore.first = key.first;  // one by one, as in VisitInOrder
-                     keyBefore.second = key.second;
-                     keyBefore.isId = key.isId;
+    VisitInOrder([&](EntryId id) { return links.At(id); }, top, static_cast<std::uint32_t>(records_.size()),
+                 [&](EntryId id, const Links&) {
+                     Record& record = records_[id];
+                     if (!record.isMember) return;
+                     if (before != nullptr) ascend = ascend && IsBefore(*before, record);
+                     record.isFound = 1;
+                     before = &record;
                  });
     return ascend;
 }
 
-void NameIndex::CollectTopmost(EntryId top, std::uint32_t limit) {
-    Entries entries(directory_);
-    records_.clear();
-    byKey_.Reserve(limit);
-    VisitLevelByLevel(entries, top, limit, [&](EntryId id, const DirectoryEntry& entry) {
-        if (!IsMember(entry.Type())) return;
-        const NameKey key(entry);
+void NameIndex::FindTopmost(const AllLinks& links, EntryId top) {
+    for (Record& record : records_) record.isFound = 0;
+    byKey_.Reserve(records_.size());
+    VisitLevelByLevel(links, top, static_cast<std::uint32_t>(records_.size()), [&](EntryId id, const Links&) {
+        Record& record = records_[id];
+        if (!record.isMember) return;
         const auto isSame = [&](std::uint32_t place) {
-            const Record& other = records_[place];
-            return other.Key() == key && (key.isId || FoldedName(entry).Compare(entries.At(other.id)) == 0);
+            return records_[place].Key() == record.Key() &&
+                   (record.isKeyOfId ||
+                    FoldedName(EntryAt(directory_, id)).Compare(EntryAt(directory_, records_[place].id)) == 0);
         };
-        if (byKey_.Find(HashOf(key), isSame) != HashIndex::kNone) return;  // hidden behind the other entry of this name
-        byKey_.Add(HashOf(key), static_cast<std::uint32_t>(records_.size()));
-        records_.emplace_back(id, entry, key, version_);
+        const std::uint32_t hash = HashOf(record.Key());
+        if (byKey_.Find(hash, isSame) != HashIndex::kNone) return;  // hidden behind the other entry of this name
+        byKey_.Add(hash, id);
+        record.isFound = 1;
     });
     byKey_ = {};
 }
@@ -96,6 +101,7 @@ void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
     std::vector<std::uint32_t> folders;
     for (std::uint32_t place = 0; place < records_.size(); ++place) {
         const Record& record = records_[place];
+        if (!record.isFound) continue;
         if (!record.isStream)
             folders.push_back(place);
         else
