@@ -8,7 +8,20 @@ namespace {
 
 constexpr int kGuidText = 38;
 
+// Says of 128 random bits that they are.
+void MarkAsRandom(GUID& guid) {
+    guid.Data3 = static_cast<std::uint16_t>((guid.Data3 & 0x0FFF) | 0x4000);   // version 4
+    guid.Data4[0] = static_cast<std::uint8_t>((guid.Data4[0] & 0x3F) | 0x80);  // the usual variant
+}
+
 }  // namespace
+
+std::optional<GUID> lumvex::inside::GuessNextGuid() noexcept {
+    GUID guid;
+    if (!PeekRandom(&guid, sizeof guid)) return std::nullopt;
+    MarkAsRandom(guid);
+    return guid;
+}
 
 HRESULT CoCreateGuid(GUID* pguid) noexcept {
     if (!pguid) return E_POINTER;
@@ -16,8 +29,7 @@ HRESULT CoCreateGuid(GUID* pguid) noexcept {
         *pguid = GUID_NULL;
         return E_FAIL;
     }
-    pguid->Data3 = static_cast<std::uint16_t>((pguid->Data3 & 0x0FFF) | 0x4000);   // version 4
-    pguid->Data4[0] = static_cast<std::uint8_t>((pguid->Data4[0] & 0x3F) | 0x80);  // the usual variant
+    MarkAsRandom(*pguid);
     return S_OK;
 }
 

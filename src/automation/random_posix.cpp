@@ -46,15 +46,23 @@ bool Refill() {
     return true;
 }
 
+std::byte* NextInPool() { return pool.bytes.data() + (pool.bytes.size() - pool.left); }
+
 }  // namespace
 
 bool FillRandom(void* bytes, std::size_t count) noexcept {
     if (!ForgetsAtFork()) return ::getentropy(bytes, count) == 0;
     if (count > pool.bytes.size() || (pool.left < count && !Refill())) return false;
-    std::byte* const next = pool.bytes.data() + (pool.bytes.size() - pool.left);
+    std::byte* const next = NextInPool();
     std::memcpy(bytes, next, count);
     std::fill_n(next, count, std::byte{0});
     pool.left -= count;
+    return true;
+}
+
+bool PeekRandom(void* bytes, std::size_t count) noexcept {
+    if (pool.left < count) return false;
+    std::memcpy(bytes, NextInPool(), count);
     return true;
 }
 

@@ -4,9 +4,11 @@
 
 #include <array>
 #include <cstring>
+#include <optional>
 #include <set>
 #include <thread>
 
+#include "automation/random.hpp"
 #include "generic/key_stream.hpp"
 #include "lumvex/values.hpp"
 
@@ -87,6 +89,19 @@ TEST(Guid, RandomBytesAreThoseOfChaChaWithEightRounds) {
     std::array<std::byte, lumvex::kStreamPart> part;
     lumvex::KeyStream({}, 0, part);
     EXPECT_EQ(std::memcmp(part.data(), kFirst.data(), kFirst.size()), 0);
+}
+
+TEST(Guid, GuessesAreRight) {
+    int guesses = 0;
+    for (int i = 0; i < 100; ++i) {
+        const std::optional<GUID> guess = lumvex::inside::GuessNextGuid();
+        GUID made{};
+        ASSERT_EQ(CoCreateGuid(&made), S_OK);
+        if (!guess) continue;
+        EXPECT_EQ(*guess, made);
+        ++guesses;
+    }
+    EXPECT_GT(guesses, 90);
 }
 
 TEST(Guid, BothSidesOfAForkMakeDifferentOnes) {

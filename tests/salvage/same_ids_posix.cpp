@@ -14,4 +14,6 @@ bool FillRandom(void* bytes, std::size_t count) noexcept {
     return true;
 }
 
+bool PeekRandom(void*, std::size_t) noexcept { return false; }
+
 }  // namespace lumvex::inside

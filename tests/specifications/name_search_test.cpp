@@ -471,6 +471,7 @@ public:
     }
     void ReadMarks(std::size_t, std::span<inside::NameMark>) const override { ADD_FAILURE(); }
     inside::Reference Reach(std::size_t index) override { return list_[index]; }
+    const inside::Reference* AtHand(std::size_t) const override { return nullptr; }
     bool LacksMembers() const override { return false; }
     void LeaveFile(std::size_t, IsLoaded) override {}
 

@@ -15,6 +15,9 @@ namespace lumvex::inside {
 // then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
 inline constexpr auto kShapesAlone = static_cast<LXArray>(1);
 
+// Whoever goes through members of a collection expects (Document::Expect) the one so many places ahead.
+inline constexpr std::size_t kMembersAhead = 4;
+
 class ByteSpool;  // of storage/records: the document has it, and arrays know what it is
 
 class Document {
@@ -31,6 +34,9 @@ public:
     // The entry's object, loaded from its stream when it is not in memory. Throws 4010 when there is nothing to load it
     // from, else what the reading failed with; the object then stays unloaded.
     virtual Ref<Object> Get(Entry& entry) = 0;
+    // The object of this ID will probably be asked for soon: what finding it needs is brought into the processor's
+    // cache.
+    virtual void Expect(const GUID& id) const noexcept = 0;
     // The entry of a collection's member or of an owner's child collection, and the object itself. Class and owner
     // follow from the place of the reference.
     virtual Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;

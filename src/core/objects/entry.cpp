@@ -28,6 +28,7 @@ Entry::~Entry() {
 }
 
 void Entry::Release() noexcept {
+    ExpectNeighbours();
     if (--count_ == 0) delete this;
 }
 

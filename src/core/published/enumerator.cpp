@@ -43,6 +43,7 @@ public:
         Document& document = collection_->ResolveRoot();
         const Reference& member = members_[at];
         if (document.Departures() != departures_ && !document.Find(member.id)) return false;
+        if (members_.size() - at > kMembersAhead) document.Expect(members_[at + kMembersAhead].id);
         const Ref<Object> object = document.Get(member, *collection_->Class().member(), collection_->OwnEntry());
         Variant::FromDispatch(object->Dispatch()).Detach(value);
         return true;

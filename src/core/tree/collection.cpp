@@ -16,7 +16,10 @@ Ref<IUnknown> CollectionBase::_NewEnum() {
 }
 
 Ref<Object> CollectionBase::Member(std::size_t index) {
-    return ResolveRoot().Get(members.Reach(index), *Class().member(), OwnEntry());
+    Document& document = ResolveRoot();
+    const Reference member = members.Reach(index);
+    if (const Reference* later = members.AtHand(index + kMembersAhead)) document.Expect(later->id);
+    return document.Get(member, *Class().member(), OwnEntry());
 }
 
 Ref<Object> CollectionBase::Item(LONG position) {

@@ -27,8 +27,9 @@ public:
     // Counted from 0. Of a list that lacks members, references to these may have an ID that is all zero.
     virtual Reference At(std::size_t index) const = 0;
     virtual References All() const = 0;
-    virtual Reference Reach(std::size_t index) = 0;  // At(), of a member that is going to be loaded
-    virtual bool LacksMembers() const = 0;           // some went with a file that was closed
+    virtual Reference Reach(std::size_t index) = 0;                // At(), of a member that is going to be loaded
+    virtual const Reference* AtHand(std::size_t index) const = 0;  // null where it would have to be read
+    virtual bool LacksMembers() const = 0;                         // some went with a file that was closed
     // Has the file marks of the members' names that count? Where that cannot be read this throws, once; the answer is
     // no from then on.
     virtual bool HasMarks() const = 0;
@@ -49,6 +50,11 @@ public:
     std::optional<std::size_t> IndexOf(const GUID& id) const;
     References All() const { return stored_ ? stored_->All() : list_; }
     Reference Reach(std::size_t index) { return stored_ ? stored_->Reach(index) : list_[index]; }
+    // Null behind the last one, and where it would have to be read from the file. Valid until the next call.
+    const Reference* AtHand(std::size_t index) const {
+        if (stored_) return stored_->AtHand(index);
+        return index < list_.size() ? &list_[index] : nullptr;
+    }
     // Did members that were not loaded go with the file? References to them may have an ID that is all zero.
     bool LackSome() const { return lackSome_ || (stored_ && stored_->LacksMembers()); }
 

@@ -58,7 +58,6 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
 
 // Makes room, so that marking the entry and adding it to the next table cannot fail later.
 Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
-    entries_.Expect(id);
     Ref<Entry> entry(new Entry(id, classInfo));
     entry->document = &owner_;
     entry->order = nextOrder_++;
@@ -99,11 +98,10 @@ void Directory::Rekey(Entry& entry, const GUID& id) {
 
 void Directory::Clear() noexcept {
     ++departures_;
-    for (std::size_t at = 0; at < entries_.Count(); ++at) {
-        entries_.At(at).document = nullptr;
-        entries_.At(at).parent = nullptr;
-    }
-    entries_.Clear();  // those of loaded objects live on with them
+    entries_.TakeAll([](Entry& entry) {  // those of loaded objects live on with them
+        entry.document = nullptr;
+        entry.parent = nullptr;
+    });
     changes_.Clear();
     table_.Close();
     locks_.Close();
@@ -160,6 +158,7 @@ void Directory::Saved(std::span<const Ref<Entry>> written, NextTables&& tables) 
     if (tables.table) table_ = *std::move(tables.table);
     if (tables.locks) locks_ = *std::move(tables.locks);
     for (const Ref<Entry>& entry : written) {
+        entry->ExpectNeighbours();
         entry->stored = true;
         entry->changed = false;
         entry->storedLocks = entry->locks;
@@ -180,8 +179,10 @@ void Directory::Open(std::shared_ptr<const ByteSource> table, std::shared_ptr<co
 
 void Directory::ReadFromTable() {
     std::vector<Entry*> missing;
-    for (Entry* entry = cache_.Oldest(); entry; entry = entry->newer)
+    for (Entry* entry = cache_.Oldest(); entry; entry = entry->newer) {
+        entry->ExpectNeighbours();
         if (!entry->rowRead) missing.push_back(entry);
+    }
     if (table_.IsFasterReadWhole(missing.size())) {
         table_.ForEach([&](const DirectoryRow& row) {
             if (IsEqualGUID(row.second, GUID_NULL)) return;
@@ -200,18 +201,18 @@ void Directory::CloseFile() noexcept {
     ++departures_;
     changes_.Clear();
     entries_.TakeIf([&](Entry& entry) {
-        if (entry.object || entry.classInfo == &root) return false;
-        entry.document = nullptr;
-        return true;
-    });
-    for (std::size_t at = 0; at < entries_.Count(); ++at) {
-        Entry& entry = entries_.At(at);
+        entry.ExpectNeighbours();
+        if (!entry.object && entry.classInfo != &root) {
+            entry.document = nullptr;
+            return true;
+        }
         cache_.ClearAssumed(entry);
         entry.stored = entry.listed = entry.joins = entry.changed = entry.stays = false;
         entry.storedLocks = 0;
         changes_.Join(entry);
         if (entry.object) changes_.Mark(entry);
-    }
+        return false;
+    });
     table_.Close();
     locks_.Close();
 }

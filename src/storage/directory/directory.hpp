@@ -22,7 +22,8 @@ public:
 
     // ---- finding ----
     Entry* FindInMemory(const GUID& id) const;  // without a look into the file; valid until the next object is loaded
-    Ref<Entry> Find(const GUID& id);            // null when the document does not have the object
+    void Expect(const GUID& id) const noexcept { entries_.Expect(id); }  // as Document::Expect
+    Ref<Entry> Find(const GUID& id);  // null when the document does not have the object
     // The entry of an object that a stored record refers to. That the file's table lists it is assumed for now: looking
     // it up for each object that is loaded would make loading half as fast.
     Ref<Entry> FindReferred(const Reference& reference, const ClassInfo& classInfo);

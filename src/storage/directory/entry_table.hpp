@@ -55,9 +55,15 @@ public:
             places_.Add(HighHashOf(entries_[place]->id), static_cast<std::uint32_t>(place));
     }
 
-    // Keeps the room: adding as many as there were cannot fail.
-    void Clear() noexcept {
+    // Calls leave(entry) for each entry, which may be its last use. Keeps the room: adding as many as there were cannot
+    // fail.
+    template <class Leave>
+    void TakeAll(Leave&& leave) noexcept {
         places_.Clear();
+        for (Ref<Entry>& entry : entries_) {
+            leave(*entry);
+            entry = nullptr;
+        }
         entries_.clear();
     }
 

@@ -11,8 +11,14 @@ namespace lumvex::inside {
 
 namespace {
 
-bool IsMarked(const Ref<Entry>& entry) { return entry->changed && entry->document; }
-bool IsJoining(const Ref<Entry>& entry) { return entry->joins && entry->document; }
+bool IsMarked(const Ref<Entry>& entry) {
+    entry->ExpectNeighbours();
+    return entry->changed && entry->document;
+}
+bool IsJoining(const Ref<Entry>& entry) {
+    entry->ExpectNeighbours();
+    return entry->joins && entry->document;
+}
 
 }  // namespace
 

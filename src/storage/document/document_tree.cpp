@@ -1,5 +1,6 @@
 #include "storage/document/document_tree.hpp"
 
+#include "automation/random.hpp"
 #include "core/objects/operation.hpp"
 #include "core/tree/collection.hpp"
 #include "core/tree/references.hpp"
@@ -152,6 +153,7 @@ void DocumentTree::EnterRoot(std::u16string_view name) {
 Entry& DocumentTree::Enter(Object& object, Entry& owner) {
     GUID id;
     Check(CoCreateGuid(&id));
+    if (const auto next = GuessNextGuid()) directory_.Expect(*next);
     MakeRoomForSteps(1);
     directory_.PrepareToLoad();
     Entry& entry = directory_.Add(id, object.Class(), &owner);
@@ -233,7 +235,10 @@ void DocumentTree::CloseFile(bool onlyHeld) {
 // Calls visit(entry) for the entries of all loaded objects; it must not load any.
 template <class Visit>
 void DocumentTree::ForEachLoaded(Visit&& visit) {
-    for (Entry* entry = directory_.Cache().Oldest(); entry; entry = entry->newer) visit(*entry);
+    for (Entry* entry = directory_.Cache().Oldest(); entry; entry = entry->newer) {
+        entry->ExpectNeighbours();
+        visit(*entry);
+    }
 }
 
 // So that each list knows how many of its members stay.

@@ -25,6 +25,7 @@ public:
     Entry* InMemory(const GUID& id) const noexcept override { return directory_.FindInMemory(id); }
     using Document::Get;
     Ref<Object> Get(Entry& entry) override;
+    void Expect(const GUID& id) const noexcept override { directory_.Expect(id); }
     Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) override;
     void DistrustMarks() noexcept override { marksEpoch_ = 0; }

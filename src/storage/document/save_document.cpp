@@ -145,6 +145,7 @@ DocumentSaver::Objects DocumentSaver::ObjectsToWrite() {
     bool areInOrder = true;  // as they mostly are
     Place last{};
     for (const Ref<Entry>& entry : objects) {
+        entry->ExpectNeighbours();
         entry->object->Materialise();
         if (CollectionBase* collection = entry->object->AsCollection()) collection->FillMarks();
         entry->object->ForEachReference([&](ReferenceBase& reference, const ClassInfo& targetClass) {
@@ -238,7 +239,11 @@ void DocumentSaver::WriteObjects(compound::CompoundFile& file, const Objects& ob
     RecordWriter record;
     constexpr std::size_t kAhead = 4;
     for (std::size_t at = 0; at < objects.size(); ++at) {
-        if (objects.size() - at > kAhead) file.ExpectWrite(ObjectNameOf(objects[at + kAhead]->id));
+        if (objects.size() - at > kAhead) {
+            const Entry& later = *objects[at + kAhead];
+            later.ExpectNeighbours();
+            file.ExpectWrite(ObjectNameOf(later.id));
+        }
         const Entry& entry = *objects[at];
         record.Clear();
         WriteObject(*entry.object, record, marksEpoch);

@@ -76,6 +76,9 @@ public:
         if (reached_.size() < mostReached_) Note(index);
         return At(index);
     }
+    const Reference* AtHand(std::size_t index) const override {
+        return index - aheadAt_ < ahead_.size() ? &ahead_[index - aheadAt_] : nullptr;
+    }
     bool LacksMembers() const override { return lacksMembers_; }
 
     // Mostly few members are loaded, each of which was reached through the list. Then they are all that is kept, and
