@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "generic/long_vector.hpp"
+#include "generic/prefetch.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
 #include "storage/records/failures.hpp"
 
@@ -147,16 +148,27 @@ LongVector<std::uint64_t> OrderById(const RecordBlocks& records) {
     return order;
 }
 
-// Where they are, so that no second buffer is needed.
+// Where they are, so that no second buffer is needed. Each record goes to the place of one that comes from anywhere, so
+// that some places ahead of it are prefetched.
 void SortById(RecordBlocks& records, std::size_t recordSize) {
+    constexpr unsigned kAhead = 8;
     LongVector<std::uint64_t> order = OrderById(records);
     std::vector<std::byte> first(recordSize);
     const auto from = [&](std::uint32_t place) { return static_cast<std::uint32_t>(order[place]); };
     for (std::uint32_t begin = 0; begin < order.size(); ++begin) {
         if (from(begin) == begin) continue;
+        std::uint32_t ahead = begin;
+        const auto prefetchNext = [&] {
+            ahead = from(ahead);
+            const std::byte* const record = records.At(ahead);
+            Prefetch(record, 1);
+            Prefetch(record + recordSize - 1, 1);
+        };
+        for (unsigned step = 0; step < kAhead; ++step) prefetchNext();
         std::memcpy(first.data(), records.At(begin), recordSize);
         std::uint32_t place = begin;  // whose record is somewhere else by now
         for (std::uint32_t next = from(place); next != begin; next = from(place)) {
+            prefetchNext();
             std::memcpy(records.At(place), records.At(next), recordSize);
             order[std::exchange(place, next)] = place;
         }
