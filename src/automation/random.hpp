@@ -8,7 +8,7 @@
 
 namespace lumvex::inside {
 
-// Both only where the system makes no identifiers itself.
+// This and PeekRandom are only where the system makes no identifiers itself.
 // Fills up to 256 bytes from the stream of a key that the system's source gives; false when it has none. Every thread
 // has a key of its own, for some kilobytes; a forked process starts with none, so that both sides of a fork get
 // different bytes.

@@ -28,7 +28,7 @@ Entry::~Entry() {
 }
 
 void Entry::Release() noexcept {
-    ExpectNeighbours();
+    ExpectNeighbours();  // documents let go of all their entries together
     if (--count_ == 0) delete this;
 }
 

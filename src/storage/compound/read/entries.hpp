@@ -66,7 +66,7 @@ public:
         if (id >= all_.size()) throw Corrupt("entry ", id, " in a directory of ", all_.size());
         return all_[id];
     }
-    void PrefetchEntry(EntryId) const {}  // they are few enough for the processor's cache
+    void PrefetchEntry(EntryId) const {}  // they take a sixteenth of what the entries take
 
 private:
     std::vector<Links> all_;
