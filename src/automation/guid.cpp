@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kGuidText = 38;
 
-// Says of 128 random bits that they are.
+// Sets the bits by which everybody knows that the others are random.
 void MarkAsRandom(GUID& guid) {
     guid.Data3 = static_cast<std::uint16_t>((guid.Data3 & 0x0FFF) | 0x4000);   // version 4
     guid.Data4[0] = static_cast<std::uint8_t>((guid.Data4[0] & 0x3F) | 0x80);  // the usual variant

@@ -82,7 +82,8 @@ void* TakeInCall(std::size_t stride) {
         piece.free = piece.free->next;
     } else {
         block = piece.At(piece.untouched);
-        // Filling fresh memory otherwise waits for it; the next atomic operation waits for all that was written.
+        // This memory is written for the first time soon. If it were not in the cache by then, the processor's next
+        // atomic operation would wait until all of it is.
         constexpr std::size_t kAhead = 3;  // blocks
         Prefetch(static_cast<std::byte*>(block) + kAhead * stride, stride);
         piece.untouched += piece.stride;

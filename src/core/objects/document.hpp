@@ -15,7 +15,7 @@ namespace lumvex::inside {
 // then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
 inline constexpr auto kShapesAlone = static_cast<LXArray>(1);
 
-// Whoever goes through members of a collection expects (Document::Expect) the one so many places ahead.
+// Whoever goes through the members of a collection calls Document::Expect for the member so many places ahead.
 inline constexpr std::size_t kMembersAhead = 4;
 
 class ByteSpool;  // of storage/records: the document has it, and arrays know what it is

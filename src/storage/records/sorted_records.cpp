@@ -148,8 +148,8 @@ LongVector<std::uint64_t> OrderById(const RecordBlocks& records) {
     return order;
 }
 
-// Where they are, so that no second buffer is needed. Each record goes to the place of one that comes from anywhere, so
-// that some places ahead of it are prefetched.
+// Where they are, so that no second buffer is needed. Each step copies a record from somewhere else in memory, so that
+// those of the next steps are prefetched.
 void SortById(RecordBlocks& records, std::size_t recordSize) {
     constexpr unsigned kAhead = 8;
     LongVector<std::uint64_t> order = OrderById(records);

@@ -224,8 +224,8 @@ EntryId Committed::Descend(const FoldedName& name) {
         id = order < 0 ? entry.Left() : entry.Right();
     }
     steps_ += steps;
-    // A step of a search waits for memory, while an index is made in the order of the directory. Whoever goes through
-    // the streams in the order of the file will probably go on.
+    // A step of a search waits for memory, which making an index hardly does, as that reads the directory in its order.
+    // A client that goes through the streams in the order of the file will probably go on: it gets the index earlier.
     constexpr std::uint64_t kStepsWorthAnIndex = 256, kEntriesPerStep = 4, kEntriesPerStepInOrder = 16;
     constexpr std::uint32_t kManyInOrder = 16;
     if (steps_ > kStepsWorthAnIndex && !indexFailed_) {

@@ -49,7 +49,7 @@ NameIndex::NameIndex(Pages& directory, EntryId top, std::uint32_t entries, int v
         else
             records_.emplace_back(id);
     });
-    if (!FindInOrder(links, top)) FindTopmost(links, top);
+    if (!FindInOrder(links, top)) FindTopmost(top);
     SortInFileOrder(miniCutoff);
 }
 
@@ -75,16 +75,17 @@ bool NameIndex::FindInOrder(const AllLinks& links, EntryId top) {
     return ascend;
 }
 
-void NameIndex::FindTopmost(const AllLinks& links, EntryId top) {
+void NameIndex::FindTopmost(EntryId top) {
+    Entries entries(directory_);
     for (Record& record : records_) record.isFound = 0;
     byKey_.Reserve(records_.size());
-    VisitLevelByLevel(links, top, static_cast<std::uint32_t>(records_.size()), [&](EntryId id, const Links&) {
+    const auto limit = static_cast<std::uint32_t>(records_.size());
+    VisitLevelByLevel(entries, top, limit, [&](EntryId id, const DirectoryEntry& entry) {
         Record& record = records_[id];
         if (!record.isMember) return;
         const auto isSame = [&](std::uint32_t place) {
             return records_[place].Key() == record.Key() &&
-                   (record.isKeyOfId ||
-                    FoldedName(EntryAt(directory_, id)).Compare(EntryAt(directory_, records_[place].id)) == 0);
+                   (record.isKeyOfId || FoldedName(entry).Compare(entries.At(records_[place].id)) == 0);
         };
         const std::uint32_t hash = HashOf(record.Key());
         if (byKey_.Find(hash, isSame) != HashIndex::kNone) return;  // hidden behind the other entry of this name

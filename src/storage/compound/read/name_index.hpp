@@ -54,7 +54,7 @@ private:
     static_assert(sizeof(Record) == 28);
 
     bool FindInOrder(const AllLinks& links, EntryId top);
-    void FindTopmost(const AllLinks& links, EntryId top);
+    void FindTopmost(EntryId top);
     bool IsBefore(const Record& left, const Record& right);
     void SortInFileOrder(std::uint32_t miniCutoff);
     void HashAll();
