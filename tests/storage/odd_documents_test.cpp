@@ -218,6 +218,71 @@ TEST_F(OddDocuments, DeadReferencesFindNothingInAnotherDocument) {
     EXPECT_EQ(design.SpkrMeasureLinks().Item(1).Get()->get_Measurement(Ref<::IMeasurement>().Out()), S_FALSE);
 }
 
+// An object that is reached by its ID does not know its owner. The first search for one goes through the document, the
+// second notes all owners, which have to be right whatever happens to the document from then on.
+class OwnersOfObjectsReachedByID : public OddDocuments {
+protected:
+    OwnersOfObjectsReachedByID() {
+        FullProject full;
+        for (const std::u16string_view name : {u"1", u"2", u"3", u"4"}) {
+            const SpeakerEQ speaker = full.project.SpeakerEQs().Add(name, full.catalogue.alpha);
+            speakers.push_back(speaker.ID());
+            const Measurements list = speaker.SpkrEQConfigs().Add(full.catalogue.biAmp).Measurements();
+            pairs.emplace_back(list.Add(name, full.experiment).ID(), list.ID());
+        }
+        full.project.SaveFileAs(PathText(path));
+    }
+    // Hardly anything that is not held stays in memory.
+    static void SaveAndForget(Project& project) {
+        project.SaveFile();
+        project.SetCacheBounds(1, 2);
+    }
+    static void Expect(const Project& project, const std::pair<std::u16string, std::u16string>& memberAndOwner) {
+        EXPECT_EQ(project.Load(memberAndOwner.first).As<Measurement>().Parent().ID(), memberAndOwner.second);
+    }
+    static std::pair<std::u16string, std::u16string> FirstOf(const SpeakerEQ& speaker) {
+        const Measurements list = speaker.SpkrEQConfigs().Item(1).Measurements();
+        return {list.Item(1).ID(), list.ID()};
+    }
+
+    std::vector<std::u16string> speakers;                          // IDs
+    std::vector<std::pair<std::u16string, std::u16string>> pairs;  // IDs of a measurement and of its list
+};
+
+TEST_F(OwnersOfObjectsReachedByID, AreRightWhateverHasChangedSince) {
+    Project project = Opened(path);
+    project.SetCacheBounds(1, 2);
+    for (auto pair = pairs.rbegin(); pair != pairs.rend(); ++pair) Expect(project, *pair);
+
+    const auto speaker = [&](std::size_t at) { return project.Load(speakers[at]).As<SpeakerEQ>(); };
+    const Measurements list = project.Load(pairs[0].second).As<Measurements>();
+    const std::pair added(list.Add(u"added", project.Experiments().Item(1)).ID(), list.ID());
+    speaker(0).CopyContents(speaker(1));
+    const auto copied = FirstOf(speaker(1));
+    SaveAndForget(project);
+    for (const auto& each : {added, copied, pairs[0], pairs[3]}) Expect(project, each);
+    EXPECT_FALSE(project.Load(pairs[1].first)) << "replaced";
+
+    const Measurement held = project.Load(pairs[2].first).As<Measurement>();
+    EXPECT_EQ(held.Parent().ID(), pairs[2].second);
+    project.SpeakerEQs().Remove(4);  // behind one that is not looked for
+    EXPECT_EQ(StatusOf([&] { held.Parent(); }), kOrphaned);
+
+    SaveAndForget(project);
+    project.CloseFile();
+    project.OpenFile(PathText(path));
+    for (const auto& each : {copied, pairs[3], added, pairs[0]}) Expect(project, each);
+}
+
+TEST_F(OwnersOfObjectsReachedByID, AreFoundInFrontOfDamage) {
+    Streams streams = ReadDocument(path);
+    streams.at(inside::StreamNameOf(ParseGuid(pairs[3].second).value())) = Hex("01 00");
+    WriteDocument(path, streams);
+    const Project project = Opened(path);
+    for (const std::size_t at : {2u, 0u, 1u}) Expect(project, pairs[at]);
+    EXPECT_TRUE(FAILED(StatusOf([&] { project.Load(pairs[3].first).As<Measurement>().Parent(); })));
+}
+
 // Owners of what is held come into memory before the file goes; what nobody has reached goes with it.
 TEST_F(OddDocuments, ClosingKeepsTheOwnersOfWhatIsHeld) {
     {

@@ -121,16 +121,49 @@ Ref<Object> DocumentTree::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
     return child;
 }
 
-// The search notes the owners of all objects that it passes and that are in memory, so that the next one need not begin
-// again.
+// The first search goes through the document as far as the object. Whoever searches again probably follows many links:
+// from then on all owners are noted, as searches that each began at the root would take as long as their number times
+// the size of the document.
 Ref<Entry> DocumentTree::OwnerOf(Entry& entry) {
     if (entry.parent || &entry == &root_.OwnEntry()) return entry.parent;
+    entry.parent = owners_.Find(entry.id);
+    if (entry.parent) return entry.parent;
+    if (std::exchange(hasSearched_, true) && NoteOwners())
+        entry.parent = owners_.Find(entry.id);
+    else
+        SearchOwner(entry);
+    return entry.parent;
+}
+
+// Notes the owners of all objects that it passes and that are in memory, too.
+void DocumentTree::SearchOwner(Entry& entry) {
     WalkBelow(root_, [&](const Reference& reference, const ClassInfo&, Object& owner) {
         Entry* passed = directory_.FindInMemory(reference.id);
         if (passed && !passed->parent) passed->parent = Ref<Entry>(&owner.OwnEntry());
         return !entry.parent;
     });
-    return entry.parent;
+}
+
+// False where the document is damaged, so that not all of it could be walked through. A search may still succeed, as
+// the damage may be behind what it looks for.
+bool DocumentTree::NoteOwners() {
+    owners_.Forget();
+    try {
+        WalkBelow(root_, [&](const Reference& reference, const ClassInfo&, Object& owner) {
+            owners_.Add(reference.id, owner.OwnEntry());
+            return true;
+        });
+    } catch (const Failure&) {
+        owners_.Forget();
+        return false;
+    }
+    return true;
+}
+
+// Its entries may have left the document.
+void DocumentTree::ForgetOwners() noexcept {
+    owners_.Forget();
+    hasSearched_ = false;
 }
 
 void DocumentTree::ListEverything() {
@@ -219,6 +252,7 @@ void DocumentTree::CloseFile(bool onlyHeld) {
         DocumentTree& tree;
         ~Release() {
             tree.directory_.CloseFile();
+            tree.ForgetOwners();
             tree.file_->Replace(nullptr);
             tree.marksEpoch_ = 0;
             tree.mayLackObjects_ = true;
@@ -285,8 +319,10 @@ void DocumentTree::Swap(DocumentTree& other) noexcept {
     std::swap(modified_, other.modified_);
     std::swap(mayLackObjects_, other.mayLackObjects_);
     std::swap(marksEpoch_, other.marksEpoch_);
-    links_.Forget();
-    other.links_.Forget();
+    for (DocumentTree* tree : {this, &other}) {
+        tree->links_.Forget();
+        tree->ForgetOwners();
+    }
 }
 
 }  // namespace lumvex::inside

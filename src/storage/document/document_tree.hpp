@@ -6,6 +6,7 @@
 #include "core/published/event_source.hpp"
 #include "storage/directory/directory.hpp"
 #include "storage/directory/link_index.hpp"
+#include "storage/directory/owner_index.hpp"
 #include "storage/document/document_file.hpp"
 #include "storage/document/document_root.hpp"
 #include "storage/records/byte_spool.hpp"
@@ -87,6 +88,9 @@ private:
     Ref<Object> Reach(Entry& entry);
     Ref<Object> Read(Entry& entry);
     void Place(Entry& entry, const Ref<Object>& object, Object::Arrival how);
+    void SearchOwner(Entry& entry);
+    bool NoteOwners();
+    void ForgetOwners() noexcept;
     template <class Visit>
     void ForEachLoaded(Visit&& visit);
     std::vector<Ref<Object>> LoadOwners();
@@ -100,7 +104,9 @@ private:
     std::uint64_t marksEpoch_ = 0;
     EventSource events_{root_};
     LinkIndex links_;
-    std::u16string nameRead_;  // of a member that is not in memory
+    OwnerIndex owners_;
+    bool hasSearched_ = false;  // for an owner
+    std::u16string nameRead_;   // of a member that is not in memory
     Directory directory_{*this};
 };
 
