@@ -6,6 +6,7 @@
 #include <fstream>
 #include <vector>
 
+#include "core/objects/block_pool.hpp"
 #include "generic/long_block.hpp"
 
 namespace lumvex::tests {
@@ -55,6 +56,21 @@ TEST(LongBlocks, ThatComeBackAreTakenAgainBeforeFreshMemory) {
     blocks[12] = LongBlock();
     const LongBlock taken[] = {{kMiB, Filling::AtOnce}, {kMiB, Filling::AtOnce}, {kMiB, Filling::AtOnce}};
     EXPECT_TRUE(std::ranges::any_of(taken, [&](const LongBlock& each) { return each.Data() == was; }));
+}
+
+// Also those of pieces that had been used up.
+TEST(Blocks, ThatComeBackAreTakenAgainBeforeFreshMemory) {
+    for (const std::size_t size : {1u, 64u, 120u, 129u, 512u}) {
+        std::vector<void*> kept, given, taken;
+        for (int each = 0; each < 3000; ++each) (each % 3 == 0 ? given : kept).push_back(inside::TakeBlock(size));
+        for (void* const block : given) inside::GiveBlock(block, size);
+        for (std::size_t each = 0; each < given.size(); ++each) taken.push_back(inside::TakeBlock(size));
+        std::ranges::sort(given);
+        std::ranges::sort(taken);
+        EXPECT_EQ(taken, given) << size;
+        for (const auto& blocks : {kept, taken})
+            for (void* const block : blocks) inside::GiveBlock(block, size);
+    }
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ constexpr std::size_t kPieceSize = kPieceAlignment - 64;  // leaves operator new
 constexpr std::size_t kFineSteps = 128;  // up to this size
 constexpr std::size_t StrideFor(std::size_t size) {
     const std::size_t step = size <= kFineSteps ? kBlockAlignment : 2 * kBlockAlignment;
-    return (std::max<std::size_t>(size, 1) + step - 1) / step * step;
+    return (std::max<std::size_t>(size, 1) + step - 1) & ~(step - 1);  // steps are powers of two
 }
 
 struct FreeBlock {
@@ -33,21 +33,32 @@ static_assert(sizeof(FreeBlock) <= StrideFor(1));
 
 // At the beginning of its memory; its blocks follow.
 struct alignas(kBlockAlignment) Piece {
-    Piece* before = nullptr;  // among the pieces of this size that have room
+    Piece* before = nullptr;  // among the listed pieces of this size
     Piece* after = nullptr;
     FreeBlock* free = nullptr;    // blocks that came back
     std::uint32_t used = 0;       // blocks that are out
     std::uint32_t stride = 0;     // from one block to the next, in bytes
     std::uint32_t untouched = 0;  // where the part begins that has not been given out yet
+    bool isListed = false;
 
     std::byte* At(std::size_t offset) { return reinterpret_cast<std::byte*>(this) + offset; }
     bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
 };
 
-// The pieces that have room, by stride; the first one is used. Guarded by the module lock.
-constinit std::array<Piece*, StrideFor(kLargest) / kBlockAlignment + 1> piecesWithRoom{};
+// All pieces that have room, by stride; the first one is used. One that becomes full stays listed until it is looked
+// at for the next block. Guarded by the module lock.
+constinit std::array<Piece*, StrideFor(kLargest) / kBlockAlignment + 1> pieces{};
 
-Piece*& FirstOf(std::size_t stride) { return piecesWithRoom[stride / kBlockAlignment]; }
+Piece*& FirstOf(std::size_t stride) { return pieces[stride / kBlockAlignment]; }
+
+// StrideFor() of each size in steps of kBlockAlignment, in such steps: looking it up is shorter than computing it.
+constexpr auto kStrides = [] {
+    std::array<std::uint8_t, kLargest / kBlockAlignment + 1> strides{};
+    for (std::size_t at = 0; at < strides.size(); ++at)
+        strides[at] = static_cast<std::uint8_t>(StrideFor(at * kBlockAlignment) / kBlockAlignment);
+    return strides;
+}();
+Piece* FirstFor(std::size_t size) { return pieces[kStrides[(size + kBlockAlignment - 1) / kBlockAlignment]]; }
 
 Piece& PieceOf(void* block) {
     return *reinterpret_cast<Piece*>(reinterpret_cast<std::uintptr_t>(block) & ~(kPieceAlignment - 1));
@@ -59,14 +70,21 @@ void Link(Piece& piece) noexcept {
     piece.after = first;
     if (first) first->before = &piece;
     first = &piece;
+    piece.isListed = true;
 }
 
 void Unlink(Piece& piece) noexcept {
     (piece.before ? piece.before->after : FirstOf(piece.stride)) = piece.after;
     if (piece.after) piece.after->before = piece.before;
+    piece.isListed = false;
 }
 
-[[gnu::noinline]] Piece& MakePiece(std::size_t stride) {
+// The next piece that has room, now the first one.
+[[gnu::noinline]] Piece& NextPiece(std::size_t stride) {
+    while (Piece* const first = FirstOf(stride)) {
+        if (first->HasRoom()) return *first;
+        Unlink(*first);
+    }
     Piece& made = *new (TakeLong(kPieceSize, Filling::LittleByLittle, kPieceAlignment)) Piece;
     made.stride = static_cast<std::uint32_t>(stride);
     made.untouched = static_cast<std::uint32_t>(sizeof(Piece));
@@ -74,22 +92,23 @@ void Unlink(Piece& piece) noexcept {
     return made;
 }
 
-void* TakeInCall(std::size_t stride) {
-    Piece* const first = FirstOf(stride);
-    Piece& piece = first ? *first : MakePiece(stride);
-    void* block = piece.free;
-    if (block) {
-        piece.free = piece.free->next;
-    } else {
-        block = piece.At(piece.untouched);
-        // This memory is written for the first time soon. If it were not in the cache by then, the processor's next
-        // atomic operation would wait until all of it is.
-        constexpr std::size_t kAhead = 3;  // blocks
-        Prefetch(static_cast<std::byte*>(block) + kAhead * stride, stride);
-        piece.untouched += piece.stride;
-    }
+void* TakeInCall(std::size_t size) {
+    Piece* const first = FirstFor(size);
+    Piece& piece = first && first->HasRoom() ? *first : NextPiece(StrideFor(size));
     ++piece.used;
-    if (!piece.HasRoom()) Unlink(piece);
+    if (FreeBlock* const block = piece.free) {
+        piece.free = block->next;
+        return block;
+    }
+    std::byte* const block = piece.At(piece.untouched);
+    const std::size_t stride = piece.stride;
+    // This memory is written for the first time soon. If it were not in the cache by then, the processor's next atomic
+    // operation would wait until all of it is. Most blocks are in two lines of the cache.
+    constexpr std::size_t kAhead = 3;  // blocks
+    constexpr std::size_t kMostly = 2 * kCacheLine;
+    Prefetch(block + kAhead * stride, kMostly);
+    if (stride > kMostly) Prefetch(block + kAhead * stride + kMostly, stride - kMostly);
+    piece.untouched += piece.stride;
     return block;
 }
 
@@ -98,28 +117,28 @@ void* TakeInCall(std::size_t stride) {
     GiveLong(&piece, kPieceSize, kPieceAlignment);
 }
 
-// The last piece with room is kept for the next block.
-void GiveInCall(void* block, std::size_t stride) noexcept {
+// The last listed piece is kept for the next block.
+void GiveInCall(void* block, [[maybe_unused]] std::size_t size) noexcept {
     Piece& piece = PieceOf(block);
-    assert(piece.stride == stride);
-    if (!piece.HasRoom()) Link(piece);
+    assert(piece.stride == StrideFor(size));
+    if (!piece.isListed) Link(piece);
     // Many blocks mostly come back in the order in which they were taken. Their owners look at the beginning first.
     constexpr std::size_t kAhead = 2;
-    Prefetch(static_cast<std::byte*>(block) + kAhead * stride, 1);
+    Prefetch(static_cast<std::byte*>(block) + kAhead * piece.stride, 1);
     piece.free = new (block) FreeBlock{piece.free};
     if (--piece.used != 0 || (!piece.before && !piece.after)) return;
     LetGo(piece);
 }
 
 // A function of its own, so that the usual way, inside of calls, stays short.
-[[gnu::noinline]] void* TakeOutsideOfCalls(std::size_t stride) {
+[[gnu::noinline]] void* TakeOutsideOfCalls(std::size_t size) {
     const Call call;
-    return TakeInCall(stride);
+    return TakeInCall(size);
 }
 
-[[gnu::noinline]] void GiveOutsideOfCalls(void* block, std::size_t stride) noexcept {
+[[gnu::noinline]] void GiveOutsideOfCalls(void* block, std::size_t size) noexcept {
     const Call call;
-    GiveInCall(block, stride);
+    GiveInCall(block, size);
 }
 
 constexpr std::size_t kLong = std::size_t{16} * 1024;  // an array that has all its elements at once
@@ -137,8 +156,7 @@ void GiveLonger(void* block, std::size_t size) noexcept {
 
 void* TakeBlock(std::size_t size) {
     if (size > kLargest) return TakeLonger(size);
-    const std::size_t stride = StrideFor(size);
-    return CallDepth() != 0 ? TakeInCall(stride) : TakeOutsideOfCalls(stride);
+    return CallDepth() != 0 ? TakeInCall(size) : TakeOutsideOfCalls(size);
 }
 
 void GiveBlock(void* block, std::size_t size) noexcept {
@@ -146,9 +164,9 @@ void GiveBlock(void* block, std::size_t size) noexcept {
     if (size > kLargest)
         GiveLonger(block, size);
     else if (CallDepth() != 0)
-        GiveInCall(block, StrideFor(size));
+        GiveInCall(block, size);
     else
-        GiveOutsideOfCalls(block, StrideFor(size));
+        GiveOutsideOfCalls(block, size);
 }
 
 }  // namespace lumvex::inside
