@@ -36,7 +36,6 @@ void DeliverQueue(ThreadContext& thread) noexcept {
     // The events may hold the last references to roots and objects. Destroying these may run code of clients that
     // raises further events, which form the next queue.
     std::vector<PendingEvent> told = std::exchange(thread.queue, {});
-    thread.eventsGone += told.size();
     told.clear();
     if (thread.queue.empty()) thread.queue.swap(told);  // its memory is used again
 }
@@ -51,6 +50,7 @@ void Raise(Document& document, EventKind kind, Object& object, LXEventType type)
     Entry& entry = object.OwnEntry();
     if (thread.depth != 0 && !entry.eventWaits) {
         thread.queue.push_back({Ref<Object>(&document.RootObject()), Ref<Object>(&object), kind, type});
+        ++thread.eventsEver;
         entry.eventWaits = true;
     }
 }

@@ -45,18 +45,23 @@ template <class Work>
 }
 
 // Runs `work` as one published call and answers its status. A call that throws or answers a failure has changed nothing
-// except what its operation has kept. `source` names the class that reports errors.
+// except what its operation has kept. `source` names the class that reports errors. Written without Translated(): what
+// that is given would be functions, which compilers do not always make a part of this one.
 template <class Work>
 [[gnu::always_inline]] inline HRESULT Guarded(std::u16string_view source, Work&& work) noexcept {
-    return Translated(source, [&] {  // entering may fail too
+    try {
         const Call call;
-        return Translated(source, [&] {
+        try {
             Operation operation(call.Thread());
             const HRESULT status = work();
             if (SUCCEEDED(status)) operation.Keep();
             return status;
-        });
-    });
+        } catch (...) {
+            return TranslateException(source);
+        }
+    } catch (...) {  // entering may fail too
+        return TranslateException(source);
+    }
 }
 
 }  // namespace lumvex::inside

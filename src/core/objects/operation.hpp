@@ -19,7 +19,7 @@ namespace lumvex::inside {
 class Operation {
 public:
     explicit Operation(ThreadContext& thread) noexcept
-        : thread_(thread), steps_(thread.StepsEver()), events_(thread.EventsEver()) {}
+        : thread_(thread), steps_(thread.stepsEver), events_(thread.eventsEver) {}
     Operation() : Operation(CurrentThread()) {}
     // Takes everything back, unless Keep() was called.
     ~Operation() {
@@ -30,7 +30,7 @@ public:
 
     // What this operation has done stays, even if the operation around it fails.
     void Keep() noexcept {
-        if (thread_.StepsEver() != steps_) KeepSteps();
+        if (thread_.stepsEver != steps_) KeepSteps();
         kept_ = true;
     }
 

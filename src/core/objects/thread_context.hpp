@@ -35,11 +35,9 @@ struct ThreadContext {
     std::vector<Step> steps;          // of the operations under way, the outermost one's first
 
     // Both lists are emptied when events are delivered in the middle of a call. So an operation remembers where it
-    // began by the number of steps and events that were ever put into them.
-    std::size_t stepsGone = 0, eventsGone = 0;
+    // began by the number of steps and events that were ever put into them and not dropped from their ends.
+    std::size_t stepsEver = 0, eventsEver = 0;
     std::size_t eventsKept = 0;  // of the events ever raised, so many are delivered even if the call fails
-    std::size_t StepsEver() const noexcept { return stepsGone + steps.size(); }
-    std::size_t EventsEver() const noexcept { return eventsGone + queue.size(); }
 
     bool HoldsModuleLock() const noexcept { return (depth | several) != 0; }
 };
