@@ -20,7 +20,16 @@ TEST(HashIndex, FindsWhatAMapFindsWhateverIsAddedRenumberedAndRemoved) {
         const bool grows = hashes.size() < 8 || (hashes.size() < 400 && step / 500 % 2 == 0);
         if (grows || random() % 4 == 0) {
             const std::uint32_t hash = 0x10 * (random() % 4) + 0xD + random() % 6;
-            index.Add(hash, next);
+            const auto asked = hashes.find(random() % (next + 1));  // mostly not in the index any more
+            if (random() % 2 == 0 && asked != hashes.end()) {
+                const auto isIt = [&](std::uint32_t each) { return each == asked->first; };
+                ASSERT_EQ(index.FindOrAdd(asked->second, next, isIt), asked->first);
+                continue;
+            }
+            if (random() % 2 == 0)
+                index.Add(hash, next);
+            else
+                ASSERT_EQ(index.FindOrAdd(hash, next, [](std::uint32_t) { return false; }), next);
             hashes[next++] = hash;
         } else {
             const auto chosen = std::next(hashes.begin(), static_cast<std::ptrdiff_t>(random() % hashes.size()));
