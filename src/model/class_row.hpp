@@ -21,6 +21,11 @@ Ref<Object> CreateRoot() {
 }
 
 template <class Class>
+constexpr bool ActsOnArrival() {
+    return !std::is_same_v<decltype(&Class::Arrived), decltype(&Object::Arrived)>;
+}
+
+template <class Class>
 constexpr bool OwnsCollections() {
     bool owns = false;
     std::apply([&](auto... field) { ((owns = owns || IsChildField(PointerOf(field))), ...); }, RecordOf<Class>::fields);
@@ -44,6 +49,7 @@ ClassInfo ItemInfo(std::u16string_view name, const GUID& classId) {
             .version = RecordOf<Class>::version,
             .hasChildren = OwnsCollections<Class>(),
             .isLink = IsLinkClass<Class>(),
+            .actsOnArrival = ActsOnArrival<Class>(),
             .create = Create<Class, Interface>,
             .save = SaveFields<Class>,
             .load = LoadFields<Class>,
@@ -61,6 +67,7 @@ ClassInfo CollectionInfo(std::u16string_view name, const GUID& classId, std::u16
             .version = kCollectionVersion,
             .title = title,
             .member = [] { return &ClassOf<MemberClass>(); },
+            .actsOnArrival = ActsOnArrival<Class>(),
             .create = Create<Class, Interface>};
 }
 

@@ -180,6 +180,26 @@ TEST_F(Allocation, AnAddThatFailsIsNeitherToldNorAChange) {
         });
 }
 
+TEST_F(Allocation, MembersThatCouldNotBeLoadedAreLoadedTheNextTime) {
+    const std::filesystem::path path = folder / "a.lvx";
+    MakeDocument(path, 40);
+    const std::string content = Seen(path);
+    FailEachAllocation(
+        [&] {
+            project = Project();
+            project = Opened(path);
+            return [data = project.Data()] {
+                HRESULT status = S_OK;
+                for (LONG member = 1; SUCCEEDED(status) && member <= 40; ++member) {
+                    Ref<IDatum> loaded;
+                    status = data.Get()->get_Item(member, loaded.Out());
+                }
+                return status;
+            };
+        },
+        [&](HRESULT) { EXPECT_EQ(Seen(project), content); });
+}
+
 class AllocationOfFiles : public ::testing::Test {
 protected:
     AllocationOfFiles() {

@@ -461,8 +461,7 @@ TEST_F(NameMarks, GoWithTheMembersThatAnItemTakesOver) {
 // As from a file whose end cannot be read at the moment.
 class MarksThatCannotBeRead final : public inside::StoredMembers {
 public:
-    explicit MarksThatCannotBeRead(inside::References list) : list_(std::move(list)) {}
-    std::size_t Count() const override { return list_.size(); }
+    explicit MarksThatCannotBeRead(inside::References list) : StoredMembers(list.size()), list_(std::move(list)) {}
     inside::Reference At(std::size_t index) const override { return list_[index]; }
     inside::References All() const override { return list_; }
     bool HasMarks() const override {
@@ -470,8 +469,7 @@ public:
         return false;
     }
     void ReadMarks(std::size_t, std::span<inside::NameMark>) const override { ADD_FAILURE(); }
-    inside::Reference Reach(std::size_t index) override { return list_[index]; }
-    const inside::Reference* AtHand(std::size_t) const override { return nullptr; }
+    inside::ReachedMember Reach(std::size_t index) override { return {list_[index], nullptr}; }
     bool LacksMembers() const override { return false; }
     void LeaveFile(std::size_t, IsLoaded) override {}
 

@@ -44,6 +44,7 @@ struct ClassInfo {
     const ClassInfo* (*member)() = nullptr;  // collections: the class of their members
     bool hasChildren = false;                // items: do they own collections
     bool isLink = false;
+    bool actsOnArrival = false;  // does it have an Arrived() of its own?
     Ref<Object> (*create)() = nullptr;
     void (*save)(const Object&, RecordWriter&) = nullptr;  // the class's own fields
     void (*load)(Object&, RecordReader&, VersionWord) = nullptr;

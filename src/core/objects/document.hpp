@@ -15,9 +15,6 @@ namespace lumvex::inside {
 // then answers a list of 32-bit integers, the element type as stored and the number of elements in each dimension.
 inline constexpr auto kShapesAlone = static_cast<LXArray>(1);
 
-// Whoever goes through the members of a collection calls Document::Expect for the member so many places ahead.
-inline constexpr std::size_t kMembersAhead = 4;
-
 class ByteSpool;  // of storage/records: the document has it, and arrays know what it is
 
 class Document {
@@ -38,11 +35,9 @@ public:
     // cache.
     virtual void Expect(const GUID& id) const noexcept = 0;
     // The entry of a collection's member or of an owner's child collection, and the object itself. Class and owner
-    // follow from the place of the reference.
+    // follow from the place of the reference, which may be in a list that changes when objects are loaded.
     virtual Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;
-    Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
-        return Get(*EntryOf(reference, classInfo, owner));
-    }
+    virtual Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) = 0;
     // The name of a collection's member. One that is not in memory is not loaded for this, but fails as loading it
     // would. Valid until the next call.
     virtual std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) = 0;

@@ -22,6 +22,9 @@ struct Reference {
 };
 using References = std::vector<Reference, BlockAllocator<Reference>>;
 
+// Whoever goes through the members of a collection calls Document::Expect for the member so many places ahead.
+inline constexpr std::size_t kMembersAhead = 4;
+
 // A number of 48 bits: making a million entries a second takes nine years to use them up.
 class OrderOfMaking {
 public:

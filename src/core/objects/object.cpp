@@ -17,13 +17,6 @@ Object::Object() : madeInCall_(CallDepth() != 0) { madeInCall_ ? LockModuleInCal
 
 Object::~Object() { madeInCall_ ? UnlockModuleInCall() : UnlockModule(); }
 
-void Object::AddRefInCall() noexcept {
-    if (count_.load(std::memory_order_acquire) == 1)
-        count_.store(2, std::memory_order_relaxed);
-    else
-        AddRef();
-}
-
 ULONG Object::AddRef() noexcept { return count_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
 void Object::CacheWaits(bool waits) noexcept {

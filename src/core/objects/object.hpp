@@ -43,9 +43,15 @@ public:
 
     ULONG AddRef() noexcept;
     ULONG Release() noexcept;
+    ULONG ReleaseInCall() noexcept;  // the same, for whoever holds the module lock
     // The same as AddRef(), for whoever holds the module lock: where the caller has the only reference no other thread
     // can take or give one, and an atomic addition, which waits for all that the processor has to write, is not needed.
-    void AddRefInCall() noexcept;
+    void AddRefInCall() noexcept {
+        if (count_.load(std::memory_order_acquire) == 1)
+            count_.store(2, std::memory_order_relaxed);
+        else
+            AddRef();
+    }
     // Is the directory's own reference the only one?
     bool HeldByDirectoryOnly() const noexcept { return count_.load(std::memory_order_acquire) == 1; }
 
@@ -117,7 +123,6 @@ protected:
     }
 
 private:
-    ULONG ReleaseInCall() noexcept;
     [[noreturn]] static void FailForWantOfAnEntry();
 
     // Is it counted among the objects that calls have made? They all go under the lock.

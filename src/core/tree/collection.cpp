@@ -17,9 +17,10 @@ Ref<IUnknown> CollectionBase::_NewEnum() {
 
 Ref<Object> CollectionBase::Member(std::size_t index) {
     Document& document = ResolveRoot();
-    const Reference member = members.Reach(index);
-    if (const Reference* later = members.AtHand(index + kMembersAhead)) document.Expect(later->id);
-    return document.Get(member, *Class().member(), OwnEntry());
+    const ReachedMember member = members.Reach(index);
+    if (member.ahead) document.Expect(member.ahead->id);
+    Entry& own = OwnEntry();
+    return document.Get(member.reference, *own.classInfo->member(), own);
 }
 
 Ref<Object> CollectionBase::Item(LONG position) {

@@ -17,19 +17,29 @@
 
 namespace lumvex::inside {
 
+// What Reach() answers, valid until the next call: a member's reference, and the one that is kMembersAhead places
+// further. That is null behind the last one, and where it would have to be read.
+struct ReachedMember {
+    const Reference& reference;
+    const Reference* ahead;
+};
+
 // A list that is in the file.
 class StoredMembers {
 public:
     using IsLoaded = FunctionRef<bool(const GUID& member)>;
 
+    explicit StoredMembers(std::size_t count) : count_(count) {}
     virtual ~StoredMembers() = default;
-    virtual std::size_t Count() const = 0;
+    StoredMembers(const StoredMembers&) = delete;
+    StoredMembers& operator=(const StoredMembers&) = delete;
+
+    std::size_t Count() const { return count_; }
     // Counted from 0. Of a list that lacks members, references to these may have an ID that is all zero.
     virtual Reference At(std::size_t index) const = 0;
     virtual References All() const = 0;
-    virtual Reference Reach(std::size_t index) = 0;                // At(), of a member that is going to be loaded
-    virtual const Reference* AtHand(std::size_t index) const = 0;  // null where it would have to be read
-    virtual bool LacksMembers() const = 0;                         // some went with a file that was closed
+    virtual ReachedMember Reach(std::size_t index) = 0;  // At(), of a member that is going to be loaded
+    virtual bool LacksMembers() const = 0;               // some went with a file that was closed
     // Has the file marks of the members' names that count? Where that cannot be read this throws, once; the answer is
     // no from then on.
     virtual bool HasMarks() const = 0;
@@ -38,6 +48,9 @@ public:
     // The file is going to be closed, with so many of the members loaded: from now on the list is read from memory. It
     // may lack the others, which go with the file.
     virtual void LeaveFile(std::size_t loaded, IsLoaded isLoaded) = 0;
+
+private:
+    std::size_t count_;
 };
 
 class Members {
@@ -49,11 +62,9 @@ public:
     Reference At(std::size_t index) const { return stored_ ? stored_->At(index) : list_[index]; }
     std::optional<std::size_t> IndexOf(const GUID& id) const;
     References All() const { return stored_ ? stored_->All() : list_; }
-    Reference Reach(std::size_t index) { return stored_ ? stored_->Reach(index) : list_[index]; }
-    // Null behind the last one, and where it would have to be read from the file. Valid until the next call.
-    const Reference* AtHand(std::size_t index) const {
-        if (stored_) return stored_->AtHand(index);
-        return index < list_.size() ? &list_[index] : nullptr;
+    ReachedMember Reach(std::size_t index) {
+        if (stored_) return stored_->Reach(index);
+        return {list_[index], list_.size() - index > kMembersAhead ? &list_[index + kMembersAhead] : nullptr};
     }
     // Did members that were not loaded go with the file? References to them may have an ID that is all zero.
     bool LackSome() const { return lackSome_ || (stored_ && stored_->LacksMembers()); }

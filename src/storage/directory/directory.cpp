@@ -8,6 +8,17 @@ namespace lumvex::inside {
 
 // ---- finding --------------------------------------------------------------------------------------------------------
 
+// Makes room, so that marking the entry and adding it to the next table cannot fail later.
+[[gnu::always_inline]] inline Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
+    Ref<Entry> entry(new Entry(id, classInfo));
+    entry->document = &owner_;
+    entry->order = nextOrder_++;
+    if (locks_.Count() != 0)
+        if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
+    changes_.MakeRoomFor(entries_.Count() + 1);
+    return entry;
+}
+
 Entry* Directory::FindInMemory(const GUID& id) const { return entries_.Find(id); }
 
 Ref<Entry> Directory::Find(const GUID& id) {
@@ -16,19 +27,21 @@ Ref<Entry> Directory::Find(const GUID& id) {
     const auto row = table_.Find(id);
     if (!row) return nullptr;
     Ref<Entry> entry = Make(id, FindClass(row->classId));
+    entries_.Add(entry);
     entry->CarrySecond(row->second);
     entry->tag = row->tag;
     entry->stored = entry->listed = true;
     return entry;
 }
 
-Ref<Entry> Directory::FindReferred(const Reference& reference, const ClassInfo& classInfo) {
-    if (Entry* found = FindInMemory(reference.id)) return Ref<Entry>(found);
-    Ref<Entry> entry = Make(reference.id, &classInfo);
-    entry->tag = reference.tag;
-    entry->stored = entry->listed = entry->assumed = true;
-    entry->rowRead = false;
-    return entry;
+Entry& Directory::FindReferred(const Reference& reference, const ClassInfo& classInfo) {
+    return entries_.FindOrAdd(reference.id, [&] {
+        Ref<Entry> entry = Make(reference.id, &classInfo);
+        entry->tag = reference.tag;
+        entry->stored = entry->listed = entry->assumed = true;
+        entry->rowRead = false;
+        return entry;
+    });
 }
 
 std::vector<GUID> Directory::IdsOf(bool (*accepts)(const ClassInfo&)) const {
@@ -56,20 +69,9 @@ std::vector<Ref<Entry>> Directory::LoadedEntries() const {
 
 // ---- entering and leaving -------------------------------------------------------------------------------------------
 
-// Makes room, so that marking the entry and adding it to the next table cannot fail later.
-Ref<Entry> Directory::Make(const GUID& id, const ClassInfo* classInfo) {
-    Ref<Entry> entry(new Entry(id, classInfo));
-    entry->document = &owner_;
-    entry->order = nextOrder_++;
-    if (locks_.Count() != 0)
-        if (const auto row = locks_.Find(id)) entry->locks = entry->storedLocks = row->locks;
-    changes_.MakeRoomFor(entries_.Count() + 1);
-    entries_.Add(entry);
-    return entry;
-}
-
 Entry& Directory::Add(const GUID& id, const ClassInfo& classInfo, Entry* parent) {
     const Ref<Entry> entry = Make(id, &classInfo);
+    entries_.Add(entry);
     entry->parent = Ref<Entry>(parent);
     changes_.Join(*entry);
     return *entry;
@@ -122,8 +124,6 @@ void Directory::Swap(Directory& other) noexcept {
 }
 
 // ---- loaded objects -------------------------------------------------------------------------------------------------
-
-void Directory::PrepareToLoad() { changes_.MakeRoomFor(cache_.Count() + 1); }
 
 void Directory::Unload(Entry& entry) noexcept {
     const Ref<Object> object = cache_.Take(entry);
@@ -206,15 +206,20 @@ void Directory::CloseFile() noexcept {
             entry.document = nullptr;
             return true;
         }
-        cache_.ClearAssumed(entry);
-        entry.stored = entry.listed = entry.joins = entry.changed = entry.stays = false;
-        entry.storedLocks = 0;
-        changes_.Join(entry);
-        if (entry.object) changes_.Mark(entry);
+        StayWithoutFile(entry);
         return false;
     });
     table_.Close();
     locks_.Close();
+}
+
+// A function of its own: most entries go with the file.
+[[gnu::noinline]] void Directory::StayWithoutFile(Entry& entry) noexcept {
+    cache_.ClearAssumed(entry);
+    entry.stored = entry.listed = entry.joins = entry.changed = entry.stays = false;
+    entry.storedLocks = 0;
+    changes_.Join(entry);
+    if (entry.object) changes_.Mark(entry);
 }
 
 }  // namespace lumvex::inside

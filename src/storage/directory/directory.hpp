@@ -25,8 +25,8 @@ public:
     void Expect(const GUID& id) const noexcept { entries_.Expect(id); }  // as Document::Expect
     Ref<Entry> Find(const GUID& id);  // null when the document does not have the object
     // The entry of an object that a stored record refers to. That the file's table lists it is assumed for now: looking
-    // it up for each object that is loaded would make loading half as fast.
-    Ref<Entry> FindReferred(const Reference& reference, const ClassInfo& classInfo);
+    // it up for each object that is loaded would make loading half as fast. Valid until the next object is loaded.
+    Entry& FindReferred(const Reference& reference, const ClassInfo& classInfo);
     // Every object, in memory or in the file, whose class the test accepts; ascending by ID.
     std::vector<GUID> IdsOf(bool (*accepts)(const ClassInfo&)) const;
     std::vector<Ref<Entry>> LoadedEntries() const;  // in the order in which they were made
@@ -45,7 +45,6 @@ public:
     // ---- loaded objects ----
     LoadCache& Cache() { return cache_; }
     const LoadCache& Cache() const { return cache_; }
-    void PrepareToLoad();                // the next object that is loaded can be marked as changed
     void Unload(Entry& entry) noexcept;  // as if the object had not been loaded
 
     // ---- what the next save has to write ----
@@ -74,7 +73,8 @@ public:
     void CloseFile() noexcept;
 
 private:
-    Ref<Entry> Make(const GUID& id, const ClassInfo* classInfo);
+    Ref<Entry> Make(const GUID& id, const ClassInfo* classInfo);  // to be added to the table next
+    void StayWithoutFile(Entry& entry) noexcept;
 
     Document& owner_;
     EntryTable entries_;

@@ -33,6 +33,24 @@ public:
         entries_.push_back(std::move(entry));
     }
 
+    // The entry of the ID, or the one that make() answers, which is in the table now. Throws what make() throws, or
+    // std::bad_alloc, and has then done nothing.
+    template <class Make>
+    Entry& FindOrAdd(const GUID& id, Make&& make) {
+        const std::uint32_t hash = HighHashOf(id);
+        const auto next = static_cast<std::uint32_t>(entries_.size());
+        const std::uint32_t place = places_.FindOrAdd(hash, next, IsOf(id));
+        if (place == next) {
+            try {
+                entries_.push_back(make());
+            } catch (...) {
+                places_.Remove(hash, next);
+                throw;
+            }
+        }
+        return *entries_[place];
+    }
+
     // Null where the ID is not in the table. The last entry takes its place in the list.
     Ref<Entry> Take(const GUID& id) {
         const std::uint32_t place = PlaceOf(id);
@@ -70,10 +88,10 @@ public:
 private:
     static std::uint32_t HighHashOf(const GUID& id) { return static_cast<std::uint32_t>(HashOf(id) >> 32); }
 
-    std::uint32_t PlaceOf(const GUID& id) const {
-        return places_.Find(HighHashOf(id),
-                            [&](std::uint32_t place) { return IsEqualGUID(entries_[place]->id, id) != 0; });
+    auto IsOf(const GUID& id) const {
+        return [&](std::uint32_t place) { return IsEqualGUID(entries_[place]->id, id) != 0; };
     }
+    std::uint32_t PlaceOf(const GUID& id) const { return places_.Find(HighHashOf(id), IsOf(id)); }
 
     LongVector<Ref<Entry>> entries_;
     HashIndex places_;  // in entries_

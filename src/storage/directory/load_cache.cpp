@@ -53,10 +53,10 @@ void LoadCache::Swap(LoadCache& other) noexcept {
 }
 
 void LoadCache::Link(Entry& entry) noexcept {
-    entry.older = newest_;
+    Entry* const before = std::exchange(newest_, &entry);
+    entry.older = before;
     entry.newer = nullptr;
-    (newest_ ? newest_->newer : oldest_) = &entry;
-    newest_ = &entry;
+    (before ? before->newer : oldest_) = &entry;
     ++count_;
     if (entry.assumed) ++assumedCount_;
 }
@@ -75,7 +75,7 @@ bool LoadCache::MayGo(const Entry& entry) const noexcept {
 
 void LoadCache::ReleaseObject(Entry& entry) noexcept {
     Unlink(entry);
-    entry.object = nullptr;
+    entry.object.Detach()->ReleaseInCall();
 }
 
 void LoadCache::Release(Entry& entry) noexcept {

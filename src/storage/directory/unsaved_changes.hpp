@@ -1,6 +1,7 @@
 // What a document's file lacks: which objects have changed, come and gone since it was last written.
 #pragma once
 
+#include <cassert>
 #include <span>
 #include <unordered_set>
 #include <vector>
@@ -47,7 +48,9 @@ public:
 
 private:
     void Note(Entry& entry) noexcept {
-        if (!entry.changed && !entry.joins) noted_.emplace_back(&entry);
+        if (entry.changed || entry.joins) return;
+        assert(noted_.size() < noted_.capacity() && "there was room for every entry of the table when it was made");
+        noted_.emplace_back(&entry);
     }
     TableOf<LockRow>::Changes LockChanges() const;
     void ForgetRemoved() noexcept;

@@ -27,46 +27,31 @@ Ref<Object> DocumentTree::Load(const GUID& id) {
     return entry ? Get(*entry) : nullptr;
 }
 
-Ref<Object> DocumentTree::Get(Entry& entry) {
-    Ref<Object> object = Reach(entry);
-    if (!object) throw Failure(Message::DoesNotExist);
-    return object;
+// After the file was closed. A function of its own, so that Referred(), which everything goes through, stays short.
+[[gnu::noinline]] void DocumentTree::RequireInMemory(const GUID& id) const {
+    if (!directory_.FindInMemory(id)) throw Failure(Message::DoesNotExist);
 }
 
-// Null where the open file has no stream for the object.
-Ref<Object> DocumentTree::Reach(Entry& entry) {
-    if (&entry == &root_.OwnEntry()) return Ref<Object>(&root_);
-    if (entry.object) {
-        directory_.Cache().Touch(entry);
-        return entry.object;
-    }
-    if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
-        throw Failure(Message::DoesNotExist);
-    Ref<Object> object = Read(entry);
-    if (object) Place(entry, object, Object::Arrival::Loaded);
-    return object;
+// Valid until the next object is loaded. Checks the class: a damaged file may give one ID to objects of two classes.
+[[gnu::always_inline]] inline Entry& DocumentTree::Referred(const Reference& reference, const ClassInfo& classInfo,
+                                                            Entry& owner) {
+    if (mayLackObjects_) RequireInMemory(reference.id);
+    Entry& entry = directory_.FindReferred(reference, classInfo);
+    if (entry.classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
+    if (!entry.parent) entry.parent = Ref<Entry>(&owner);
+    return entry;
 }
 
-// A new object, which the directory does not have yet.
-Ref<Object> DocumentTree::Read(Entry& entry) {
-    DocumentFile::RecordRoom room;
-    auto record = file_->ReadRecord(entry.id, room);
-    if (!record) return nullptr;
-    Ref<Object> object = entry.classInfo->create();
-    object->Bind(entry);
-    ReadObject(*object, *std::move(record), marksEpoch_);
-    return object;
+Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+    return Ref<Entry>(&Referred(reference, classInfo, owner));
 }
 
-// Puts a new object into the directory and lets it do what its class does then. This is an operation of its own: the
-// object stays loaded even if the operation under way fails.
-void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arrival how) {
-    directory_.PrepareToLoad();
-    directory_.Cache().Add(entry, *object);
-    if (how == Object::Arrival::Made) MarkChanged(*object);
+// Lets a new object do what its class does when it has come. This is an operation of its own: the object stays loaded
+// even if the operation under way fails.
+[[gnu::noinline]] void DocumentTree::Arrive(Entry& entry, Object& object, Object::Arrival how) {
     try {
         Operation arrival;
-        object->Arrived(how);
+        object.Arrived(how);
         arrival.Keep();
     } catch (...) {
         directory_.Unload(entry);
@@ -74,18 +59,49 @@ void DocumentTree::Place(Entry& entry, const Ref<Object>& object, Object::Arriva
     }
 }
 
-// After the file was closed. A function of its own, so that EntryOf, which everything goes through, stays short.
-[[gnu::noinline]] void DocumentTree::RequireInMemory(const GUID& id) const {
-    if (!directory_.FindInMemory(id)) throw Failure(Message::DoesNotExist);
+// Puts a new object into the directory.
+inline void DocumentTree::Place(Entry& entry, Object& object, Object::Arrival how) {
+    directory_.Cache().Add(entry, object);
+    if (how == Object::Arrival::Made) MarkChanged(object);
+    if (entry.classInfo->actsOnArrival) Arrive(entry, object, how);
 }
 
-// Checks the class: a damaged file may give one ID to objects of two classes.
-Ref<Entry> DocumentTree::EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
-    if (mayLackObjects_) RequireInMemory(reference.id);
-    Ref<Entry> entry = directory_.FindReferred(reference, classInfo);
-    if (entry->classInfo != &classInfo) throw Failure(static_cast<HRESULT>(compound::Status::Corrupt));
-    if (!entry->parent) entry->parent = Ref<Entry>(&owner);
-    return entry;
+// The object holds its entry, which the load cache may take out of the directory once others are loaded. A function of
+// its own, for its room.
+[[gnu::noinline]] Ref<Object> DocumentTree::Read(Entry& entry) {
+    DocumentFile::RecordRoom room;
+    auto record = file_->ReadRecord(entry.id, room);
+    if (!record) return nullptr;
+    Ref<Object> object = entry.classInfo->create();
+    object->Bind(entry);
+    ReadObject(*object, *std::move(record), marksEpoch_);
+    Place(entry, *object, Object::Arrival::Loaded);
+    return object;
+}
+
+// Null where the open file has no stream for the object.
+[[gnu::always_inline]] inline Ref<Object> DocumentTree::Reach(Entry& entry) {
+    if (Object* const loaded = entry.object.get()) {
+        directory_.Cache().Touch(entry);
+        loaded->AddRefInCall();
+        return Ref<Object>::Attach(loaded);
+    }
+    if (&entry == &root_.OwnEntry()) return Ref<Object>(&root_);
+    if (!entry.classInfo || entry.classInfo->kind == ClassKind::Root || !file_->IsOpen())
+        throw Failure(Message::DoesNotExist);
+    return Read(entry);
+}
+
+[[gnu::always_inline]] inline Ref<Object> DocumentTree::Reached(Entry& entry) {
+    Ref<Object> object = Reach(entry);
+    if (!object) throw Failure(Message::DoesNotExist);
+    return object;
+}
+
+Ref<Object> DocumentTree::Get(Entry& entry) { return Reached(entry); }
+
+Ref<Object> DocumentTree::Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) {
+    return Reached(Referred(reference, classInfo, owner));
 }
 
 std::u16string_view DocumentTree::NameOf(const Reference& member, const ClassInfo& memberClass) {
@@ -108,7 +124,7 @@ Ref<Object> DocumentTree::GetChild(ChildSlot& slot, const ClassInfo& classInfo, 
         entry->stored = false;
         Ref<Object> child = classInfo.create();
         child->Bind(*entry);
-        Place(*entry, child, Object::Arrival::Made);
+        Place(*entry, *child, Object::Arrival::Made);
         return child;
     }
     Ref<Object> child = classInfo.create();
@@ -188,7 +204,6 @@ Entry& DocumentTree::Enter(Object& object, Entry& owner) {
     Check(CoCreateGuid(&id));
     if (const auto next = GuessNextGuid()) directory_.Expect(*next);
     MakeRoomForSteps(1);
-    directory_.PrepareToLoad();
     Entry& entry = directory_.Add(id, object.Class(), &owner);
     object.Bind(entry);
     directory_.Cache().Add(entry, object);

@@ -24,8 +24,8 @@ public:
     Object& RootObject() noexcept override { return root_; }
     Ref<Entry> Find(const GUID& id) override { return directory_.Find(id); }
     Entry* InMemory(const GUID& id) const noexcept override { return directory_.FindInMemory(id); }
-    using Document::Get;
     Ref<Object> Get(Entry& entry) override;
+    Ref<Object> Get(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     void Expect(const GUID& id) const noexcept override { directory_.Expect(id); }
     Ref<Entry> EntryOf(const Reference& reference, const ClassInfo& classInfo, Entry& owner) override;
     std::u16string_view NameOf(const Reference& member, const ClassInfo& memberClass) override;
@@ -85,9 +85,12 @@ public:
     void Swap(DocumentTree& other) noexcept;
 
 private:
+    Entry& Referred(const Reference& reference, const ClassInfo& classInfo, Entry& owner);
     Ref<Object> Reach(Entry& entry);
+    Ref<Object> Reached(Entry& entry);
     Ref<Object> Read(Entry& entry);
-    void Place(Entry& entry, const Ref<Object>& object, Object::Arrival how);
+    void Place(Entry& entry, Object& object, Object::Arrival how);
+    void Arrive(Entry& entry, Object& object, Object::Arrival how);
     void SearchOwner(Entry& entry);
     bool NoteOwners();
     void ForgetOwners() noexcept;

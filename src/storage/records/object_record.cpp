@@ -40,16 +40,14 @@ bool HasRoomForMarks(const ByteSource& source, std::uint64_t members) {
 class StoredMemberList final : public StoredMembers {
 public:
     StoredMemberList(std::shared_ptr<const ByteSource> source, std::size_t count, std::uint64_t marksEpoch)
-        : source_(std::move(source)), count_(count), marksEpoch_(marksEpoch) {}
+        : StoredMembers(count), source_(std::move(source)), mostReached_(count / 64), marksEpoch_(marksEpoch) {}
 
-    std::size_t Count() const override { return count_; }
     Reference At(std::size_t index) const override {
-        if (!source_) return Kept(index);
-        if (index - aheadAt_ >= ahead_.size()) ReadAhead(index);
+        if (index - aheadAt_ >= aheadCount_) ReadAhead(index);
         return ahead_[index - aheadAt_];
     }
     References All() const override {
-        References all(count_);
+        References all(Count());
         if (source_)
             Read(0, all);
         else
@@ -59,12 +57,12 @@ public:
     bool HasMarks() const override {
         if (!source_) return false;
         if (std::exchange(looked_, true) || marksEpoch_ == 0) return hasMarks_;
-        const auto head = ReadMarksHead(*source_, count_);
-        hasMarks_ = head && head->epoch == marksEpoch_ && HasRoomForMarks(*source_, count_);
+        const auto head = ReadMarksHead(*source_, Count());
+        hasMarks_ = head && head->epoch == marksEpoch_ && HasRoomForMarks(*source_, Count());
         return hasMarks_;
     }
     void ReadMarks(std::size_t first, std::span<NameMark> marks) const override {
-        const std::uint64_t at = MarksAt(count_) + sizeof(MarksHead) + first * sizeof(NameMark);
+        const std::uint64_t at = MarksAt(Count()) + sizeof(MarksHead) + first * sizeof(NameMark);
         try {
             source_->Read(at, std::as_writable_bytes(marks));
         } catch (const Failure&) {
@@ -72,12 +70,11 @@ public:
         }
     }
 
-    Reference Reach(std::size_t index) override {
-        if (reached_.size() < mostReached_) Note(index);
-        return At(index);
-    }
-    const Reference* AtHand(std::size_t index) const override {
-        return index - aheadAt_ < ahead_.size() ? &ahead_[index - aheadAt_] : nullptr;
+    ReachedMember Reach(std::size_t index) override {
+        if (mostReached_ != 0) Note(index);
+        if (index - aheadAt_ >= aheadCount_) ReadAhead(index);
+        const Reference& reached = ahead_[index - aheadAt_];
+        return {reached, aheadCount_ - (index - aheadAt_) > kMembersAhead ? &reached + kMembersAhead : nullptr};
     }
     bool LacksMembers() const override { return lacksMembers_; }
 
@@ -85,8 +82,8 @@ public:
     // closing takes no longer for a long list than for a short one.
     void LeaveFile(std::size_t loaded, IsLoaded isLoaded) override {
         if (!source_ || source_->IsLasting()) return;
-        ahead_.clear();
-        lacksMembers_ = loaded < count_;
+        aheadCount_ = 0;
+        lacksMembers_ = loaded < Count();
         mostReached_ = 0;
         if (KeepReached(loaded, isLoaded)) return source_.reset();
         source_ = std::make_shared<CopiedSource>(*source_);
@@ -98,8 +95,9 @@ private:
         Reference reference;
     };
     [[gnu::noinline]] void Note(std::size_t index) {  // so that reaching the others stays short
-        if (reached_.empty() || reached_.back().index != index)
-            reached_.push_back({static_cast<std::uint32_t>(index), At(index)});
+        if (!reached_.empty() && reached_.back().index == index) return;
+        reached_.push_back({static_cast<std::uint32_t>(index), At(index)});
+        --mostReached_;
     }
 
     // True: all members that are loaded are in reached_, in order, and nothing else is. They may have been loaded by
@@ -120,31 +118,35 @@ private:
 
     // Whoever goes through a list asks for the next references as well. Where these cannot be read, the one is that was
     // asked for.
-    void ReadAhead(std::size_t index) const {
+    [[gnu::noinline]] void ReadAhead(std::size_t index) const {
         constexpr std::size_t kAhead = 128;
-        std::vector<Reference> ahead(std::min(count_ - index, kAhead));
-        try {
-            Read(index, ahead);
-        } catch (const Failure&) {
-            ahead.resize(1);
-            Read(index, ahead);
+        if (source_) {
+            std::vector<Reference> ahead(std::min(Count() - index, kAhead));
+            try {
+                Read(index, ahead);
+            } catch (const Failure&) {
+                ahead.resize(1);
+                Read(index, ahead);
+            }
+            ahead_ = std::move(ahead);
+        } else {
+            ahead_.assign(1, Kept(index));
         }
-        ahead_ = std::move(ahead);
         aheadAt_ = index;
+        aheadCount_ = ahead_.size();
     }
     void Read(std::size_t index, std::span<Reference> references) const {
         source_->Read(kMembersAt + index * kReferenceSize, std::as_writable_bytes(references));
     }
 
     std::shared_ptr<const ByteSource> source_;  // null: the file was closed, and the list is what was kept of it
-    std::size_t count_;
-    std::vector<Reached> reached_;           // members that were asked for
-    std::size_t mostReached_ = count_ / 64;  // so many are noted: where more are loaded, the whole list is copied
+    std::vector<Reached> reached_;              // members that were asked for
+    std::size_t mostReached_;  // so many more are noted: where more are loaded, the whole list is copied
     std::uint64_t marksEpoch_;
     bool lacksMembers_ = false;
     mutable bool looked_ = false, hasMarks_ = false;
-    mutable std::vector<Reference> ahead_;  // from aheadAt_ on
-    mutable std::size_t aheadAt_ = 0;
+    mutable std::vector<Reference> ahead_;  // the first aheadCount_ are the members from aheadAt_ on
+    mutable std::size_t aheadAt_ = 0, aheadCount_ = 0;
 };
 
 VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {
