@@ -39,7 +39,7 @@ public:
     Entry& FindOrAdd(const GUID& id, Make&& make) {
         const std::uint32_t hash = HighHashOf(id);
         const auto next = static_cast<std::uint32_t>(entries_.size());
-        const std::uint32_t place = places_.FindOrAdd(hash, next, IsOf(id));
+        const std::uint32_t place = places_.FindOrAdd(hash, next, [&](std::uint32_t each) { return IsOf(id, each); });
         if (place == next) {
             try {
                 entries_.push_back(make());
@@ -88,10 +88,10 @@ public:
 private:
     static std::uint32_t HighHashOf(const GUID& id) { return static_cast<std::uint32_t>(HashOf(id) >> 32); }
 
-    auto IsOf(const GUID& id) const {
-        return [&](std::uint32_t place) { return IsEqualGUID(entries_[place]->id, id) != 0; };
+    bool IsOf(const GUID& id, std::uint32_t place) const { return IsEqualGUID(entries_[place]->id, id) != 0; }
+    std::uint32_t PlaceOf(const GUID& id) const {
+        return places_.Find(HighHashOf(id), [&](std::uint32_t place) { return IsOf(id, place); });
     }
-    std::uint32_t PlaceOf(const GUID& id) const { return places_.Find(HighHashOf(id), IsOf(id)); }
 
     LongVector<Ref<Entry>> entries_;
     HashIndex places_;  // in entries_
