@@ -67,7 +67,7 @@ public:
     bool Empty() const { return value_.vt == VT_EMPTY; }
     VARTYPE Type() const { return static_cast<VARTYPE>(value_.vt & ~VT_ARRAY); }
     std::size_t Rows() const { return Length(1); }
-    std::size_t Columns() const { return Empty() ? 0 : SafeArrayGetDim(value_.parray) < 2 ? 1 : Length(2); }
+    std::size_t Columns() const { return Empty() ? 0 : !value_.parray || value_.parray->cDims < 2 ? 1 : Length(2); }
 
     // The elements in memory; T must be of the array's element type (float: VT_R4, double: VT_R8, BYTE or std::byte:
     // VT_UI1), else it throws Error. Valid as long as the array.
@@ -124,10 +124,9 @@ private:
     }
     std::size_t Length(UINT dimension) const {
         if (Empty()) return 0;
-        LONG lower = 0, upper = -1;
-        Check(SafeArrayGetLBound(value_.parray, dimension, &lower));
-        Check(SafeArrayGetUBound(value_.parray, dimension, &upper));
-        return static_cast<std::size_t>(std::int64_t{upper} - lower + 1);
+        if (!value_.parray) throw Error(E_INVALIDARG, "there is no array");
+        if (dimension > value_.parray->cDims) throw Error(DISP_E_BADINDEX, "the array has no such dimension");
+        return value_.parray->rgsabound[value_.parray->cDims - dimension].cElements;  // the last dimension comes first
     }
 
     Variant value_;

@@ -97,13 +97,17 @@ std::string ArgumentText(const Argument& argument) {
         return "...";
 }
 
-// Checks the status of a published call, given its name and its arguments.
 template <class... Arguments>
-void CheckCall(HRESULT status, const char* name, const Arguments&... arguments) {
-    if (!FAILED(status)) return;
+[[noreturn]] void ThrowFailedCall(HRESULT status, const char* name, const Arguments&... arguments) {
     std::string call;
     ((call += (call.empty() ? "" : ", ") + ArgumentText(arguments)), ...);
     throw Error(status, DescriptionOf(status), std::string(name) + '(' + call + ')');
+}
+
+// Checks the status of a published call, given its name and its arguments. Short, as every call of a client has it.
+template <class... Arguments>
+void CheckCall(HRESULT status, const char* name, const Arguments&... arguments) {
+    if (FAILED(status)) ThrowFailedCall(status, name, arguments...);
 }
 
 // A counted handle to any object; empty where there is none. Handles of one object are equal.
@@ -282,18 +286,24 @@ Result Received(Call call, const char* name, const Arguments&... arguments) {
     }
 }
 
-// The member of a collection at a place. Where there is none, the error says how many members there are.
-template <class Member, class Collection, class Place>
-Member ReceivedItem(const Collection& collection, Place place) {
-    Ref<typename Member::Interface> member;
-    const HRESULT status = collection.Get()->get_Item(place, member.Out());
+// Where there is no member at a place, the error says how many there are.
+template <class Collection, class Place>
+[[noreturn]] void ThrowNoItem(const Collection& collection, HRESULT status, Place place) {
     LONG count = 0;
     if (status == E_INVALIDARG && SUCCEEDED(collection.Get()->get_Count(&count)))
         throw Error(status,
                     "it is out of range, as there " + std::string(count == 1 ? "is " : "are ") +
                         (count == 0 ? "no members" : std::to_string(count) + (count == 1 ? " member" : " members")),
                     "Item(" + ArgumentText(place) + ')');
-    CheckCall(status, "Item", place);
+    ThrowFailedCall(status, "Item", place);
+}
+
+// The member of a collection at a place.
+template <class Member, class Collection, class Place>
+Member ReceivedItem(const Collection& collection, Place place) {
+    Ref<typename Member::Interface> member;
+    const HRESULT status = collection.Get()->get_Item(place, member.Out());
+    if (FAILED(status)) ThrowNoItem(collection, status, place);
     return Member(std::move(member));
 }
 

@@ -117,12 +117,16 @@ public:
     Variant() noexcept : VARIANT() {}
     explicit Variant(const VARIANT& other);
     Variant(const Variant& other) : Variant(static_cast<const VARIANT&>(other)) {}
-    Variant(Variant&& other) noexcept : Variant() { std::swap<VARIANT>(*this, other); }
+    Variant(Variant&& other) noexcept : VARIANT(other) { other.vt = VT_EMPTY; }
     ~Variant() {
         if (vt != VT_EMPTY) VariantClear(this);
     }
-    Variant& operator=(Variant other) noexcept {
-        std::swap<VARIANT>(*this, other);
+    Variant& operator=(const Variant& other) { return *this = Variant(other); }
+    Variant& operator=(Variant&& other) noexcept {
+        if (this == &other) return *this;
+        const Variant held(std::move(*this));  // goes last: that may run code which looks at this one
+        VARIANT::operator=(other);
+        other.vt = VT_EMPTY;
         return *this;
     }
 

@@ -88,7 +88,7 @@ Variant Variant::Attach(VARIANT& other) noexcept {
 
 void Variant::Detach(VARIANT* out) noexcept {
     *out = *this;
-    VariantInit(this);
+    vt = VT_EMPTY;
 }
 
 }  // namespace lumvex

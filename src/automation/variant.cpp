@@ -1,5 +1,6 @@
 // Variants: who owns what they hold, and how they are cleared and copied.
 #include <cstring>
+#include <utility>
 
 #include "automation/element.hpp"
 #include "lumvex/native_automation.hpp"
@@ -59,14 +60,13 @@ void VariantInit(VARIANTARG* pvarg) noexcept {
 HRESULT VariantClear(VARIANTARG* pvarg) noexcept {
     if (!pvarg) return E_INVALIDARG;
     if (!IsVariantType(pvarg->vt)) return DISP_E_BADVARTYPE;
-    const VARIANT held = *pvarg;
-    if ((held.vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY) {
-        if (const HRESULT status = SafeArrayDestroy(held.parray); FAILED(status)) return status;
-        VariantInit(pvarg);
+    if ((pvarg->vt & (VT_ARRAY | VT_BYREF)) == VT_ARRAY) {
+        if (const HRESULT status = SafeArrayDestroy(pvarg->parray); FAILED(status)) return status;
+        *pvarg = VARIANT{};
         return S_OK;
     }
     // Emptied first: releasing an object may run code that looks at this variant.
-    VariantInit(pvarg);
+    const VARIANT held = std::exchange(*pvarg, VARIANT{});
     switch (held.vt) {
         case VT_BSTR:
             SysFreeString(held.bstrVal);

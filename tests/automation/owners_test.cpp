@@ -62,6 +62,19 @@ TEST(Owners, BstrAndVariantHandOverAndTakeOver) {
     EXPECT_EQ(moved.vt, VT_NULL);
     const Variant null(moved);
     EXPECT_EQ(null.vt, VT_NULL);
+
+    Probe probe;
+    Variant kept = Variant::FromDispatch(&probe);
+    VARTYPE seen = VT_EMPTY;
+    probe.released = [&] { seen = kept.vt; };
+    kept = Variant::FromText(u"treble");
+    EXPECT_EQ(seen, VT_BSTR) << "what was kept goes when what replaces it is there";
+    EXPECT_EQ(probe.references, 1u);
+    Variant& same = kept;
+    kept = std::move(same);
+    EXPECT_EQ(TextOf(kept.bstrVal), u"treble");
+    kept = static_cast<const Variant&>(same);
+    EXPECT_EQ(TextOf(kept.bstrVal), u"treble");
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // An object for the tests: counts its references, and its default property answers a given variant.
 #pragma once
 
+#include <functional>
+
 #include "lumvex/values.hpp"
 
 class Probe final : public IDispatch {
@@ -9,6 +11,7 @@ public:
     lumvex::Variant value;
     IDispatch* answer = nullptr;  // the default property instead of value, not owned
     bool hasDispatch = true;
+    std::function<void()> released = [] {};  // called by each Release()
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
         *out = nullptr;
@@ -18,7 +21,10 @@ public:
         return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }  // lives on the test's stack
+    ULONG STDMETHODCALLTYPE Release() override {  // lives on the test's stack
+        released();
+        return --references;
+    }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
