@@ -1,8 +1,10 @@
 // Safe arrays. The type of the elements is in a prefix before the descriptor that clients see.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <span>
 
 #include "automation/element.hpp"
 #include "lumvex/values.hpp"
@@ -75,17 +77,37 @@ constexpr std::size_t RoundedUp(std::size_t size, std::size_t to) { return (size
 
 enum class Elements { Cleared, NotSet };
 
-// An array with the bounds boundAt(0), boundAt(1) and so on in the descriptor's order, last dimension first; null when
-// it cannot be made.
-template <class BoundAt>
-SAFEARRAY* Allocate(VARTYPE type, UINT dimensions, BoundAt boundAt, Elements elements = Elements::Cleared) noexcept {
+// Memory for the descriptor and so many bytes of elements behind it, and where these begin. Long elements may come
+// cleared from the system.
+struct Block {
+    char* memory;
+    char* data;
+};
+[[gnu::noinline]] Block TakeLong(std::size_t descriptor, std::size_t size, Elements elements) noexcept {
+    const std::size_t whole = descriptor + size + kPage;
+    char* const memory = static_cast<char*>(elements == Elements::Cleared ? std::calloc(1, whole) : std::malloc(whole));
+    if (!memory) return {};
+    char* const data = memory + descriptor;
+    return {memory, data + (kPage - reinterpret_cast<std::uintptr_t>(data) % kPage)};
+}
+// Short ones are cleared here, apart from the descriptor: malloc() has blocks at hand, which calloc() of the usual
+// library leaves alone, and compilers would make one calloc() of a malloc() whose whole block is cleared.
+Block TakeShort(std::size_t descriptor, std::size_t size, Elements elements) noexcept {
+    char* const memory = static_cast<char*>(std::malloc(descriptor + size));
+    if (!memory) return {};
+    if (elements == Elements::Cleared) std::memset(memory + descriptor, 0, size);
+    return {memory, memory + descriptor};
+}
+
+// An array with these bounds, in any order; the caller copies them to the descriptor. Null when it cannot be made.
+template <Elements kElements = Elements::Cleared>
+SAFEARRAY* Allocate(VARTYPE type, std::span<const SAFEARRAYBOUND> bounds) noexcept {
     constexpr std::uint64_t kMaxBytes = std::numeric_limits<ULONG>::max();
     const ULONG elementSize = SizeOfElement(type);
     if (elementSize == 0) return nullptr;
     std::uint64_t bytes = elementSize;
     bool none = false;
-    for (UINT i = 0; i < dimensions; ++i) {
-        const SAFEARRAYBOUND bound = boundAt(i);
+    for (const SAFEARRAYBOUND& bound : bounds) {
         const std::int64_t last = std::int64_t{bound.lLbound} + bound.cElements - 1;
         if (last < std::numeric_limits<LONG>::min() || last > std::numeric_limits<LONG>::max()) return nullptr;
         if (bound.cElements == 0)
@@ -96,26 +118,12 @@ SAFEARRAY* Allocate(VARTYPE type, UINT dimensions, BoundAt boundAt, Elements ele
     if (none) bytes = 1;  // no elements, but an address all the same
 
     const auto size = static_cast<std::size_t>(bytes);
-    const std::size_t descriptor =
-        RoundedUp(sizeof(Prefix) + sizeof(SAFEARRAY) + dimensions * sizeof(SAFEARRAYBOUND), alignof(Prefix));
-    // Long elements may come cleared from the system. Short ones are cleared here, apart from the descriptor: malloc()
-    // has blocks at hand, which calloc() of the usual library leaves alone, and compilers would make one calloc() of a
-    // malloc() whose whole block is cleared.
-    const bool isLong = size >= kLong, isCleared = elements == Elements::Cleared;
-    const std::size_t whole = descriptor + size + (isLong ? kPage : 0);
-    char* const block = static_cast<char*>(isLong && isCleared ? std::calloc(1, whole) : std::malloc(whole));
-    if (!block) return nullptr;
-    char* data = block + descriptor;
-    if (isLong) data += kPage - reinterpret_cast<std::uintptr_t>(data) % kPage;
-    if (isCleared && !isLong) std::memset(data, 0, size);
-    new (block) Prefix{type};
-    SAFEARRAY* const array = new (block + sizeof(Prefix)) SAFEARRAY{};
-    array->cDims = static_cast<USHORT>(dimensions);
-    array->fFeatures = FeaturesOf(type);
-    array->cbElements = elementSize;
-    array->pvData = data;
-    for (UINT i = 0; i < dimensions; ++i) array->rgsabound[i] = boundAt(i);
-    return array;
+    const std::size_t descriptor = RoundedUp(sizeof(Prefix) + sizeof(SAFEARRAY) + bounds.size_bytes(), alignof(Prefix));
+    const Block block = size < kLong ? TakeShort(descriptor, size, kElements) : TakeLong(descriptor, size, kElements);
+    if (!block.memory) return nullptr;
+    new (block.memory) Prefix{type};
+    return new (block.memory + sizeof(Prefix))
+        SAFEARRAY{static_cast<USHORT>(bounds.size()), FeaturesOf(type), elementSize, 0, block.data, {}};
 }
 
 // Makes *to, which holds nothing that is owned, a copy of the element.
@@ -148,34 +156,38 @@ void ClearElement(SAFEARRAY* array, void* element) noexcept {
     }
 }
 
+[[gnu::noinline]] void ClearElements(SAFEARRAY* array) noexcept {
+    char* const data = static_cast<char*>(array->pvData);
+    const std::size_t count = CountOf(array);
+    for (std::size_t i = 0; i < count; ++i) ClearElement(array, data + i * array->cbElements);
+}
+
 void Free(SAFEARRAY* array) noexcept {
-    if (OwnsElements(array)) {
-        char* const data = static_cast<char*>(array->pvData);
-        const std::size_t count = CountOf(array);
-        for (std::size_t i = 0; i < count; ++i) ClearElement(array, data + i * array->cbElements);
-    }
+    if (OwnsElements(array)) ClearElements(array);
     std::free(&PrefixOf(array));
 }
 
-SAFEARRAY* Create(VARTYPE type, UINT dimensions, const SAFEARRAYBOUND* bounds, Elements elements) noexcept {
+template <Elements kElements>
+SAFEARRAY* Create(VARTYPE type, UINT dimensions, const SAFEARRAYBOUND* bounds) noexcept {
     if (!bounds || dimensions == 0 || dimensions > std::numeric_limits<USHORT>::max()) return nullptr;
-    return Allocate(
-        type, dimensions, [=](UINT i) { return bounds[dimensions - 1 - i]; }, elements);
+    SAFEARRAY* const array = Allocate<kElements>(type, {bounds, dimensions});
+    if (array) std::reverse_copy(bounds, bounds + dimensions, array->rgsabound);
+    return array;
 }
 
 }  // namespace
 
 SAFEARRAY* SafeArrayCreate(VARTYPE vt, UINT cDims, SAFEARRAYBOUND* rgsabound) noexcept {
-    return Create(vt, cDims, rgsabound, Elements::Cleared);
+    return Create<Elements::Cleared>(vt, cDims, rgsabound);
 }
 
 SAFEARRAY* lumvex::CreateArrayToFill(VARTYPE type, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
-    return Create(type, dimensions, bounds, Elements::NotSet);
+    return Create<Elements::NotSet>(type, dimensions, bounds);
 }
 
 SAFEARRAY* SafeArrayCreateVector(VARTYPE vt, LONG lLbound, ULONG cElements) noexcept {
     const SAFEARRAYBOUND bound{cElements, lLbound};
-    SAFEARRAY* const array = Allocate(vt, 1, [=](UINT) { return bound; });
+    SAFEARRAY* const array = Create<Elements::Cleared>(vt, 1, &bound);
     if (array) array->fFeatures |= FADF_CREATEVECTOR;
     return array;
 }
@@ -191,8 +203,9 @@ HRESULT SafeArrayCopy(SAFEARRAY* psa, SAFEARRAY** ppsaOut) noexcept {
     if (!ppsaOut) return E_INVALIDARG;
     *ppsaOut = nullptr;
     if (!psa) return S_OK;
-    SAFEARRAY* const copy = Allocate(TypeOf(psa), psa->cDims, [psa](UINT i) { return psa->rgsabound[i]; });
+    SAFEARRAY* const copy = Allocate(TypeOf(psa), {psa->rgsabound, psa->cDims});
     if (!copy) return E_OUTOFMEMORY;
+    std::copy_n(psa->rgsabound, psa->cDims, copy->rgsabound);
     copy->fFeatures = psa->fFeatures;
     const std::size_t count = CountOf(psa);
     char* const from = static_cast<char*>(psa->pvData);
