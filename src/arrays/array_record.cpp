@@ -23,40 +23,30 @@ VARTYPE TypeOfElementSize(std::uint32_t size) {
     }
 }
 
-VARTYPE CheckedType(std::uint16_t type) {
-    switch (type) {
-        case 0:
-            return VT_R4;
-        case VT_R4:
-        case VT_R8:
-        case VT_BSTR:
-        case VT_VARIANT:
-        case VT_UI1:
-            return type;
-        default:
-            throw Failure(Message::ElementType);
-    }
-}
-
-// Refuses bounds whose elements, of at least `elementSize` bytes each, do not fit into the rest of the stream, before
-// any memory is taken for them. Refuses more dimensions than a safe array can count, which are 16 bits.
-void ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize, Dimensions& dimensions) {
+// The bytes of all elements, of at least `elementSize` bytes each. Refuses bounds whose elements do not fit into the
+// rest of the stream, before any memory is taken for them. Refuses more dimensions than a safe array can count, which
+// are 16 bits.
+std::size_t ReadDimensions(RecordReader& reader, std::uint32_t count, std::size_t elementSize, Dimensions& dimensions) {
     constexpr std::uint64_t kMostElements = std::uint64_t{1} << 40, kLongest = 0xFFFFFFFF;
     constexpr std::uint32_t kMostDimensions = 0xFFFF;
     if (count == 0 || count > kMostDimensions || count > reader.Left() / 8) throw Failure(kReadFault);
     std::uint64_t elements = 1;
     for (std::uint32_t at = 0; at < count; ++at) {
-        const std::int32_t lower = reader.I32();
-        const std::int64_t length = std::int64_t{reader.I32()} - lower + 1;
+        std::array<std::int32_t, 2> bounds;
+        reader.Read(std::as_writable_bytes(std::span(bounds)));
+        const auto [lower, upper] = bounds;
+        const std::int64_t length = std::int64_t{upper} - lower + 1;
         if (length < 0 || length > static_cast<std::int64_t>(kLongest)) throw Failure(kReadFault);
         const auto more = static_cast<std::uint64_t>(length);
         const bool isProductSmall = elements <= kLongest;  // it fits into 64 bits, and few arrays need the division
         if (isProductSmall ? elements * more > kMostElements : more != 0 && elements > kMostElements / more)
             throw Failure(kReadFault);
         elements *= more;
-        dimensions.Add({lower, static_cast<ULONG>(length)});
+        dimensions.Add({static_cast<ULONG>(length), lower});
     }
-    if (elements * elementSize > reader.Left()) throw Failure(kReadFault);
+    const std::uint64_t bytes = elements * elementSize;
+    if (bytes > reader.Left()) throw Failure(kReadFault);
+    return static_cast<std::size_t>(bytes);
 }
 
 // Goes through texts in the order of a record, in which the last dimension varies fastest, and says where each is in
@@ -67,8 +57,8 @@ public:
     explicit RecordOrder(Shape dimensions) {
         std::size_t stride = 1;
         for (const Dimension& dimension : dimensions) {
-            if (dimension.count != 1) moving_.push_back({dimension.count, stride, 0});
-            stride *= dimension.count;
+            if (dimension.cElements != 1) moving_.push_back({dimension.cElements, stride, 0});
+            stride *= dimension.cElements;
         }
     }
     std::size_t Index() const { return index_; }
@@ -96,6 +86,7 @@ constexpr std::size_t kReadNow = 4096;
 // What a record says of an array before its elements.
 struct Head {
     VARTYPE type = VT_EMPTY;
+    std::size_t bytes = 0;  // of all elements; of texts at least
     Dimensions dimensions;
 };
 
@@ -105,9 +96,11 @@ bool ReadHead(RecordReader& reader, Head& head) {
     if (format == kNoArray) return false;
     if (format != kFormat && format != kOlderFormat) throw Failure(Message::ElementType);
     const std::uint32_t count = reader.U32();
-    head.type = format == kFormat ? CheckedType(reader.U16()) : TypeOfElementSize(reader.U32());
+    head.type = format == kFormat ? reader.U16() : TypeOfElementSize(reader.U32());
+    if (head.type == 0) head.type = VT_R4;
     const std::size_t elementSize = head.type == VT_BSTR ? kShortestText : StoredArray::ElementSize(head.type);
-    ReadDimensions(reader, count, elementSize, head.dimensions);
+    if (elementSize == 0) throw Failure(Message::ElementType);
+    head.bytes = ReadDimensions(reader, count, elementSize, head.dimensions);
     return true;
 }
 
@@ -129,6 +122,33 @@ ArraySlot ReadTexts(RecordReader& reader, Shape dimensions) {
     return StoredArray::Make(dimensions, std::move(texts));
 }
 
+void PassElements(RecordReader& reader, std::size_t bytes) {
+    if (bytes > kReadNow) return reader.Skip(bytes);
+    std::array<std::byte, kReadNow> elements;
+    reader.Read(std::span(elements).first(bytes));
+}
+
+// Reads an array into the slot, or past it where there is no slot.
+void ReadOrPass(RecordReader& reader, ArraySlot* slot) {
+    Head head;
+    if (!ReadHead(reader, head)) return;
+    if (head.type == VT_BSTR) {
+        ArraySlot texts = ReadTexts(reader, head.dimensions);
+        if (slot) *slot = std::move(texts);
+        return;
+    }
+    if (!slot) return PassElements(reader, head.bytes);
+    Ref<StoredArray> array;
+    if (head.bytes <= kReadNow) {
+        array = StoredArray::Make(head.type, head.dimensions, head.bytes);
+        reader.Read(array->Room().first(head.bytes));
+    } else {
+        array = StoredArray::Make(head.type, head.dimensions, reader.Source(), reader.Position());
+        reader.Skip(head.bytes);
+    }
+    *slot = std::move(array);
+}
+
 }  // namespace
 
 void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
@@ -137,8 +157,8 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
     writer.U32(static_cast<std::uint32_t>(slot->Shape().size()));
     writer.U16(slot->Type());
     for (const Dimension& dimension : slot->Shape()) {
-        writer.I32(dimension.lower);
-        writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lower} + dimension.count - 1));
+        writer.I32(dimension.lLbound);
+        writer.I32(static_cast<std::int32_t>(std::int64_t{dimension.lLbound} + dimension.cElements - 1));
     }
     if (slot->Type() != VT_BSTR) return slot->WriteTo(writer);
     RecordOrder order(slot->Shape());
@@ -153,35 +173,9 @@ void WriteArrayRecord(RecordWriter& writer, const ArraySlot& slot) {
 
 void ReadArrayRecord(RecordReader& reader, ArraySlot& slot) {
     slot = nullptr;
-    Head head;
-    if (!ReadHead(reader, head)) return;
-    if (head.type == VT_BSTR) {
-        slot = ReadTexts(reader, head.dimensions);
-        return;
-    }
-    const std::size_t size = StoredArray::SizeOf(head.type, head.dimensions);
-    if (size <= kReadNow) {
-        const Ref<StoredArray> array = StoredArray::Make(head.type, head.dimensions);
-        reader.Read(array->Room());
-        slot = array;
-        return;
-    }
-    const Ref<StoredArray> array = StoredArray::Make(head.type, head.dimensions, reader.Source(), reader.Position());
-    reader.Skip(size);
-    slot = array;
+    ReadOrPass(reader, &slot);
 }
 
-void PassArrayRecord(RecordReader& reader) {
-    Head head;
-    if (!ReadHead(reader, head)) return;
-    if (head.type == VT_BSTR) {
-        ReadTexts(reader, head.dimensions);
-        return;
-    }
-    const std::size_t size = StoredArray::SizeOf(head.type, head.dimensions);
-    if (size > kReadNow) return reader.Skip(size);
-    std::array<std::byte, kReadNow> elements;
-    reader.Read(std::span(elements).first(size));
-}
+void PassArrayRecord(RecordReader& reader) { ReadOrPass(reader, nullptr); }
 
 }  // namespace lumvex::inside

@@ -39,14 +39,9 @@ using OwnedArray = std::unique_ptr<SAFEARRAY, Destroy>;
 
 // Elements that the caller is going to set, all of them, need not be cleared.
 enum class Elements { Cleared, ToFill };
-OwnedArray MakeArray(VARTYPE type, Shape dimensions, bool keepLowerBounds, Elements elements = Elements::Cleared) {
-    constexpr std::size_t kUsual = 2;
-    std::array<SAFEARRAYBOUND, kUsual> inPlace{};
-    std::vector<SAFEARRAYBOUND> more(dimensions.size() > kUsual ? dimensions.size() : 0);
-    SAFEARRAYBOUND* const bounds = more.empty() ? inPlace.data() : more.data();
-    SAFEARRAYBOUND* next = bounds;
-    for (const Dimension& dimension : dimensions) *next++ = {dimension.count, keepLowerBounds ? dimension.lower : 0};
+OwnedArray MakeArray(VARTYPE type, Shape dimensions, Elements elements = Elements::Cleared) {
     const auto count = static_cast<UINT>(dimensions.size());
+    auto* const bounds = const_cast<SAFEARRAYBOUND*>(dimensions.data());  // which are only read
     OwnedArray array(elements == Elements::ToFill ? CreateArrayToFill(type, count, bounds)
                                                   : SafeArrayCreate(type, count, bounds));
     if (!array) throw Failure(E_OUTOFMEMORY);
@@ -67,7 +62,7 @@ Dimensions DimensionsOf(SAFEARRAY* array) {
         LONG lower = 0, upper = 0;
         Check(SafeArrayGetLBound(array, at, &lower));
         Check(SafeArrayGetUBound(array, at, &upper));
-        dimensions.Add({lower, static_cast<ULONG>(std::int64_t{upper} - lower + 1)});
+        dimensions.Add({static_cast<ULONG>(std::int64_t{upper} - lower + 1), lower});
     }
     return dimensions;
 }
@@ -76,10 +71,11 @@ void CheckShape(Shape dimensions, LONG channels) {
     if (dimensions.empty()) throw Failure(Message::NotAnArray);
     if (dimensions.size() > 2) throw Failure(Message::TooManyDimensions);
     if (dimensions.size() == 2) {
-        if (channels >= 0 && dimensions[1].count != static_cast<ULONG>(channels)) throw Failure(Message::ChannelCount);
+        if (channels >= 0 && dimensions[1].cElements != static_cast<ULONG>(channels))
+            throw Failure(Message::ChannelCount);
         return;
     }
-    if (dimensions[0].count == 1) throw Failure(DISP_E_BADINDEX);  // it has always been refused; clients rely on it
+    if (dimensions[0].cElements == 1) throw Failure(DISP_E_BADINDEX);  // it has always been refused; clients rely on it
     if (channels >= 0 && channels != 1) throw Failure(Message::ChannelCount);
 }
 
@@ -187,13 +183,13 @@ void EachNumber(const StoredArray& array, std::size_t count, Put put) {
 }
 
 Variant Copied(const StoredArray& stored) {
-    OwnedArray array = MakeArray(stored.Type(), stored.Shape(), true, Elements::ToFill);
+    OwnedArray array = MakeArray(stored.Type(), stored.Shape(), Elements::ToFill);
     stored.CopyTo(ElementsOf<std::byte>(array, stored.ByteSize()));
     return Variant::FromArray(stored.Type(), array.release());
 }
 
 Variant Texts(const StoredArray& stored) {
-    OwnedArray array = MakeArray(VT_BSTR, stored.Shape(), true);
+    OwnedArray array = MakeArray(VT_BSTR, stored.Shape());
     const auto elements = ElementsOf<BSTR>(array, stored.Count());
     for (std::size_t at = 0; at < elements.size(); ++at)
         if (const auto& text = stored.Texts()[at]) elements[at] = Bstr(*text).Detach();
@@ -215,11 +211,32 @@ void ConvertElementsOut(const StoredArray& stored, std::span<T> elements) {
     });
 }
 
+Dimensions FromZero(Shape shape) {
+    Dimensions made;
+    for (const Dimension& each : shape) made.Add({each.cElements, 0});
+    return made;
+}
+
 template <class T>
-Variant Converted(const StoredArray& stored, VARTYPE type, bool keepLowerBounds) {
-    OwnedArray array = MakeArray(type, stored.Shape(), keepLowerBounds);
+Variant Converted(const StoredArray& stored, VARTYPE type, Shape dimensions) {
+    OwnedArray array = MakeArray(type, dimensions);
     ConvertElementsOut(stored, ElementsOf<T>(array, stored.Count()));
     return Variant::FromArray(type, array.release());
+}
+
+// To LX_R4, LX_R8, LX_VT or LX_UI1; texts stay texts. Not in its caller, so that copying stays short.
+[[gnu::noinline]] Variant Converted(const StoredArray& stored, LONG type) {
+    if (stored.Type() == VT_BSTR) return Texts(stored);
+    switch (type) {
+        case LX_R8:
+            return Converted<double>(stored, VT_R8, FromZero(stored.Shape()));
+        case LX_VT:
+            return Converted<VARIANT>(stored, VT_VARIANT, FromZero(stored.Shape()));
+        case LX_R4:
+            return Converted<float>(stored, VT_R4, stored.Shape());
+        default:
+            return Converted<BYTE>(stored, VT_UI1, stored.Shape());
+    }
 }
 
 // The most rows of arrays that have elements, and of those that have rows and no channels.
@@ -231,18 +248,18 @@ RowCounts RowsOf(std::span<const ArraySlot> columns) {
     RowCounts counts;
     for (const ArraySlot& column : columns) {
         std::size_t& most = column->Count() != 0 ? counts.filled : counts.empty;
-        most = std::max<std::size_t>(most, column->Shape()[0].count);
+        most = std::max<std::size_t>(most, column->Shape()[0].cElements);
     }
     return counts;
 }
 
 // The element type and the number of elements in each dimension.
 Variant ShapeAlone(VARTYPE type, Shape shape) {
-    OwnedArray array = MakeArray(VT_I4, Dimensions{{0, static_cast<ULONG>(shape.size() + 1)}}, false);
+    OwnedArray array = MakeArray(VT_I4, Dimensions{{static_cast<ULONG>(shape.size() + 1), 0}});
     const auto numbers = ElementsOf<LONG>(array, shape.size() + 1);
     numbers[0] = type;
     std::ranges::transform(shape, numbers.begin() + 1,
-                           [](const Dimension& each) { return static_cast<LONG>(each.count); });
+                           [](const Dimension& each) { return static_cast<LONG>(each.cElements); });
     return Variant::FromArray(VT_I4, array.release());
 }
 
@@ -255,11 +272,11 @@ Variant SideBySide(std::span<const ArraySlot> columns, VARTYPE type) {
         rows = counts.empty;
     }
     OwnedArray array =
-        MakeArray(type, Dimensions{{0, static_cast<ULONG>(rows)}, {0, static_cast<ULONG>(columns.size())}}, false);
+        MakeArray(type, Dimensions{{static_cast<ULONG>(rows), 0}, {static_cast<ULONG>(columns.size()), 0}});
     const auto elements = ElementsOf<T>(array, rows * columns.size());
     for (std::size_t column = 0; column < columns.size(); ++column) {
         const StoredArray& stored = *columns[column];
-        const std::size_t count = std::min<std::size_t>(stored.Shape()[0].count, stored.Count());
+        const std::size_t count = std::min<std::size_t>(stored.Shape()[0].cElements, stored.Count());
         const auto into = elements.subspan(column * rows, count);
         if (std::is_same_v<T, float> && stored.Type() == VT_R4)
             stored.CopyTo(std::as_writable_bytes(into));
@@ -290,7 +307,7 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels, ByteSp
         slot = Kept(type, dimensions, elements, spool);
         return;
     }
-    for (Dimension& dimension : dimensions) dimension.lower = 0;
+    for (Dimension& dimension : dimensions) dimension.lLbound = 0;
     const Ref<StoredArray> made = StoredArray::Make(VT_R4, dimensions);
     const std::span<std::byte> elements = made->Room();
     switch (type) {
@@ -311,20 +328,12 @@ void ConvertArrayIn(const VARIANT& value, ArraySlot& slot, LONG channels, ByteSp
 }
 
 Variant ConvertArrayOut(const ArraySlot& slot, LONG type) {
-    if (slot && type == kShapesAlone) return ShapeAlone(slot->Type(), slot->Shape());
-    if (!slot || (type != LX_R4 && type != LX_R8 && type != LX_VT && type != LX_UI1)) return {};
-    if (slot->Type() == VT_BSTR) return Texts(*slot);
-    if (slot->Type() == VT_UI1) return Copied(*slot);
-    switch (type) {
-        case LX_R8:
-            return Converted<double>(*slot, VT_R8, false);
-        case LX_VT:
-            return Converted<VARIANT>(*slot, VT_VARIANT, false);
-        case LX_R4:
-            return slot->Type() == VT_R4 ? Copied(*slot) : Converted<float>(*slot, VT_R4, true);
-        default:
-            return Converted<BYTE>(*slot, VT_UI1, true);
-    }
+    if (!slot) return {};
+    const StoredArray& stored = *slot;
+    if (type == kShapesAlone) return ShapeAlone(stored.Type(), stored.Shape());
+    if (type != LX_R4 && type != LX_R8 && type != LX_VT && type != LX_UI1) return {};
+    const VARTYPE own = stored.Type();
+    return own == VT_UI1 || (own == VT_R4 && type == LX_R4) ? Copied(stored) : Converted(stored, type);
 }
 
 Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
@@ -335,7 +344,7 @@ Variant ConvertSideBySide(std::span<const ArraySlot> columns, LXArray type) {
     if (type == kShapesAlone) {
         const RowCounts counts = RowsOf(columns);
         const auto rows = static_cast<ULONG>(std::max(counts.filled, counts.empty));
-        return ShapeAlone(VT_R4, Dimensions{{0, rows}, {0, static_cast<ULONG>(columns.size())}});
+        return ShapeAlone(VT_R4, Dimensions{{rows, 0}, {static_cast<ULONG>(columns.size()), 0}});
     }
     switch (type) {
         case LX_R4:

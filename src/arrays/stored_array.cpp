@@ -8,12 +8,9 @@ namespace lumvex::inside {
 
 static_assert(sizeof(StoredArray) % alignof(double) == 0, "elements of every type may follow");
 
-StoredArray::StoredArray(VARTYPE type, inside::Shape shape)
-    : dimensions_(), type_(type), inPlace_(static_cast<std::uint8_t>(std::min<std::size_t>(shape.size(), kElsewhere))) {
-    if (IsElsewhere())
-        elsewhere_ = std::make_unique<Elsewhere>(shape).release();
-    else
-        std::copy(shape.begin(), shape.end(), dimensions_.begin());
+void Dimensions::AddElsewhere(Dimension dimension) {
+    if (!more_) more_ = std::make_unique<std::vector<Dimension>>(inPlace_.begin(), inPlace_.end());
+    more_->push_back(dimension);
 }
 
 void StoredArray::Destroy() const noexcept {
@@ -22,13 +19,19 @@ void StoredArray::Destroy() const noexcept {
     GiveBlock(const_cast<StoredArray*>(this), sizeof(StoredArray) + behind);
 }
 
-Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape) {
-    return Ref<StoredArray>(new (Behind{SizeOf(type, shape)}) StoredArray(type, shape));
+Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::size_t bytes) {
+    assert(bytes == SizeOf(type, shape));
+    if (shape.size() > kInPlace) return MakeOfMany(type, shape, bytes);
+    return Ref<StoredArray>(new (Behind{bytes}) StoredArray(type, shape));
+}
+
+Ref<StoredArray> StoredArray::MakeOfMany(VARTYPE type, inside::Shape shape, std::size_t bytes) {
+    return Ref<StoredArray>(new (Behind{bytes}) StoredArray(type, std::make_unique<Elsewhere>(shape)));
 }
 
 Ref<StoredArray> StoredArray::Make(VARTYPE type, inside::Shape shape, std::span<const std::byte> elements) {
-    Ref<StoredArray> made = Make(type, shape);
-    assert(type != VT_BSTR && elements.size() == made->ByteSize());
+    assert(type != VT_BSTR);
+    Ref<StoredArray> made = Make(type, shape, elements.size());
     if (!elements.empty()) std::memcpy(made->Room().data(), elements.data(), elements.size());
     return made;
 }
@@ -47,11 +50,6 @@ Ref<StoredArray> StoredArray::Make(inside::Shape shape, std::vector<Text> texts)
     auto elsewhere = std::make_unique<Elsewhere>(shape);
     elsewhere->texts = std::move(texts);
     return Ref<StoredArray>(new (Behind{0}) StoredArray(VT_BSTR, std::move(elsewhere)));
-}
-
-std::span<const std::byte> StoredArray::Elements() const {
-    assert(!InFile());
-    return {reinterpret_cast<const std::byte*>(this + 1), ByteSize()};
 }
 
 const std::vector<StoredArray::Text>& StoredArray::Texts() const {

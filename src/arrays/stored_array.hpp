@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -21,11 +22,9 @@
 
 namespace lumvex::inside {
 
-struct Dimension {
-    LONG lower = 0;
-    ULONG count = 0;
-    bool operator==(const Dimension&) const = default;
-};
+// How many elements it has, and the index of the first: what safe arrays are made of, so that an array's own dimensions
+// can be given to one.
+using Dimension = SAFEARRAYBOUND;
 
 using Shape = std::span<const Dimension>;  // the dimensions of an array, in order
 
@@ -37,12 +36,11 @@ public:
         for (const Dimension& each : all) Add(each);
     }
 
-    void Add(const Dimension& dimension) {
-        if (count_ == kInPlace) more_ = std::make_unique<std::vector<Dimension>>(inPlace_.begin(), inPlace_.end());
+    void Add(Dimension dimension) {
         if (count_ < kInPlace)
             inPlace_[count_] = dimension;
         else
-            more_->push_back(dimension);
+            AddElsewhere(dimension);
         ++count_;
     }
 
@@ -55,6 +53,8 @@ public:
     const Dimension& operator[](std::size_t at) const { return begin()[at]; }
 
 private:
+    void AddElsewhere(Dimension dimension);
+
     static constexpr std::size_t kInPlace = 2;
     std::array<Dimension, kInPlace> inPlace_{};
     std::uint32_t count_ = 0;
@@ -67,8 +67,10 @@ class alignas(double) StoredArray {
 public:
     using Text = std::optional<std::u16string>;  // none: a null string
 
-    // An array whose elements the caller puts into Room() before anybody else sees it. Throws std::bad_alloc.
-    static Ref<StoredArray> Make(VARTYPE type, Shape shape);
+    // An array whose elements the caller puts into Room() before anybody else sees it. Throws std::bad_alloc. `bytes`
+    // is their SizeOf(), for callers who have it.
+    static Ref<StoredArray> Make(VARTYPE type, Shape shape, std::size_t bytes);
+    static Ref<StoredArray> Make(VARTYPE type, Shape shape) { return Make(type, shape, SizeOf(type, shape)); }
     // Copies the elements; their size is the product of the counts times that of one.
     static Ref<StoredArray> Make(VARTYPE type, Shape shape, std::span<const std::byte> elements);
     // The elements are in `source` from `offset` on, and are read when they are needed.
@@ -89,17 +91,23 @@ public:
     inside::Shape Shape() const {  // valid as long as this object
         return IsElsewhere() ? inside::Shape(elsewhere_->dimensions) : inside::Shape(dimensions_.data(), inPlace_);
     }
-    std::size_t Count() const { return CountOf(Shape()); }           // elements in all
-    std::size_t ByteSize() const { return SizeOf(type_, Shape()); }  // of all elements; 0 for texts
+    std::size_t Count() const {  // elements in all
+        if (IsElsewhere()) return CountOf(Shape());
+        return std::size_t{dimensions_[0].cElements} * dimensions_[1].cElements;
+    }
+    std::size_t ByteSize() const { return Count() * elementSize_; }  // of all elements; 0 for texts
 
     bool InFile() const { return IsElsewhere() && elsewhere_->source; }  // the document's, or that of its ByteSpool
     bool IsLasting() const {
         return !InFile() || elsewhere_->source->IsLasting();
     }                                                  // whatever becomes of the document's
     void CopyTo(std::span<std::byte> elements) const;  // from the first on, at most ByteSize() bytes
-    std::span<const std::byte> Elements() const;       // of an array in memory
-    void WriteTo(RecordWriter& writer) const;          // the elements, as WriteArrayRecord says
-    std::span<std::byte> Room() {                      // the same, of an array that is being made
+    std::span<const std::byte> Elements() const {      // of an array in memory
+        assert(!InFile());
+        return {reinterpret_cast<const std::byte*>(this + 1), ByteSize()};
+    }
+    void WriteTo(RecordWriter& writer) const;  // the elements, as WriteArrayRecord says
+    std::span<std::byte> Room() {              // the same, of an array that is being made
         return {reinterpret_cast<std::byte*>(this + 1), ByteSize()};
     }
     const std::vector<Text>& Texts() const;
@@ -121,7 +129,7 @@ public:
     }
     static std::size_t CountOf(inside::Shape shape) {
         std::size_t count = shape.empty() ? 0 : 1;
-        for (const Dimension& dimension : shape) count *= dimension.count;
+        for (const Dimension& dimension : shape) count *= dimension.cElements;
         return count;
     }
     static std::size_t SizeOf(VARTYPE type, inside::Shape shape) { return CountOf(shape) * ElementSize(type); }
@@ -143,12 +151,21 @@ private:
         std::size_t bytes;
     };
 
-    StoredArray(VARTYPE type, inside::Shape shape);
+    // Of at most kInPlace dimensions.
+    StoredArray(VARTYPE type, inside::Shape shape) noexcept
+        : dimensions_{shape.empty() ? Dimension{0, 0} : shape.front(), shape.size() < 2 ? Dimension{1, 0} : shape[1]},
+          type_(type),
+          inPlace_(static_cast<std::uint8_t>(shape.size())),
+          elementSize_(static_cast<std::uint8_t>(ElementSize(type))) {}
     StoredArray(VARTYPE type, std::unique_ptr<Elsewhere> elsewhere) noexcept
-        : elsewhere_(elsewhere.release()), type_(type), inPlace_(kElsewhere) {}
+        : elsewhere_(elsewhere.release()),
+          type_(type),
+          inPlace_(kElsewhere),
+          elementSize_(static_cast<std::uint8_t>(ElementSize(type))) {}
     ~StoredArray() {
         if (IsElsewhere()) delete elsewhere_;
     }
+    static Ref<StoredArray> MakeOfMany(VARTYPE type, inside::Shape shape, std::size_t bytes);
     bool IsElsewhere() const { return inPlace_ == kElsewhere; }
     void Destroy() const noexcept;
     static void* operator new(std::size_t size, Behind elements) { return TakeBlock(size + elements.bytes); }
@@ -157,12 +174,13 @@ private:
     }
 
     union {
-        std::array<Dimension, kInPlace> dimensions_;
-        Elsewhere* elsewhere_;  // owned
+        std::array<Dimension, kInPlace> dimensions_;  // a missing second one has one element, a missing first one none
+        Elsewhere* elsewhere_;                        // owned
     };
     mutable unsigned count_ = 0;
     VARTYPE type_;
     std::uint8_t inPlace_;  // so many dimensions; kElsewhere: they are elsewhere, as the elements may be
+    std::uint8_t elementSize_;
 };
 
 // What an object holds: an array or nothing.

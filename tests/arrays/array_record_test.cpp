@@ -15,7 +15,7 @@ std::shared_ptr<const ByteSource> SourceOf(const Bytes& bytes) { return std::mak
 // What a record holds, for comparison: type, dimensions, and the elements as they lie in memory.
 struct Described {
     VARTYPE type = VT_EMPTY;
-    std::vector<Dimension> dimensions;
+    std::vector<std::pair<LONG, ULONG>> dimensions;  // lower bound, count
     std::string elements;
     std::vector<StoredArray::Text> texts;
     bool operator==(const Described&) const = default;
@@ -25,7 +25,9 @@ Described Describe(const ArraySlot& slot) {
     if (!slot) return {};
     Bytes elements(slot->ByteSize());
     slot->CopyTo(elements);
-    return {slot->Type(), {slot->Shape().begin(), slot->Shape().end()}, AsHex(elements), slot->Texts()};
+    Described described{slot->Type(), {}, AsHex(elements), slot->Texts()};
+    for (const Dimension& each : slot->Shape()) described.dimensions.emplace_back(each.lLbound, each.cElements);
+    return described;
 }
 
 std::string Written(const ArraySlot& slot) {

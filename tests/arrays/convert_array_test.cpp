@@ -20,8 +20,8 @@ Content StoredContent(const ArraySlot& slot) {
     if (!slot) return {};
     Content content{slot->Type(), {}, {}, {}};
     for (const Dimension& dimension : slot->Shape()) {
-        content.lower.push_back(dimension.lower);
-        content.count.push_back(dimension.count);
+        content.lower.push_back(dimension.lLbound);
+        content.count.push_back(dimension.cElements);
     }
     std::vector<std::byte> bytes(slot->ByteSize());
     slot->CopyTo(bytes);
@@ -35,7 +35,7 @@ Content StoredContent(const ArraySlot& slot) {
 
 // The status of a put into a slot that already holds something; a refused put must leave that very array.
 HRESULT Put(const VARIANT& value, LONG channels, Content* stored = nullptr) {
-    const ArraySlot old = Stored<float>(VT_R4, {{0, 2}}, {8, 9});
+    const ArraySlot old = Stored<float>(VT_R4, {{2, 0}}, {8, 9});
     ArraySlot slot = old;
     try {
         ConvertArrayIn(value, slot, channels);
@@ -191,9 +191,9 @@ TEST(ArrayIn, ChannelsStandInTheSecondDimension) {
 // ---- out ------------------------------------------------------------------------------------------------------------
 
 TEST(ArrayOut, EveryStoredTypeInEveryAnswer) {
-    const ArraySlot floats = Stored<float>(VT_R4, {{1, 2}, {-1, 2}}, {0.5f, -2, 300, 255});
-    const ArraySlot doubles = Stored<double>(VT_R8, {{3, 2}}, {0.1, 1e3});
-    const ArraySlot bytes = Stored<BYTE>(VT_UI1, {{4, 3}}, {0, 128, 255});
+    const ArraySlot floats = Stored<float>(VT_R4, {{2, 1}, {2, -1}}, {0.5f, -2, 300, 255});
+    const ArraySlot doubles = Stored<double>(VT_R8, {{2, 3}}, {0.1, 1e3});
+    const ArraySlot bytes = Stored<BYTE>(VT_UI1, {{3, 4}}, {0, 128, 255});
     const struct {
         const char* what;
         ArraySlot stored;
@@ -210,8 +210,8 @@ TEST(ArrayOut, EveryStoredTypeInEveryAnswer) {
         {"bytes stay bytes", bytes, LX_UI1, {VT_UI1, {4}, {3}, {0, 128, 255}}},
         {"bytes stay bytes", bytes, LX_R4, {VT_UI1, {4}, {3}, {0, 128, 255}}},
         {"bytes stay bytes", bytes, LX_VT, {VT_UI1, {4}, {3}, {0, 128, 255}}},
-        {"no elements", Stored<float>(VT_R4, {{2, 0}, {2, 2}}, {}), LX_R8, {VT_R8, {0, 0}, {0, 2}, {}}},
-        {"no elements", Stored<float>(VT_R4, {{2, 0}, {2, 2}}, {}), LX_R4, {VT_R4, {2, 2}, {0, 2}, {}}},
+        {"no elements", Stored<float>(VT_R4, {{0, 2}, {2, 2}}, {}), LX_R8, {VT_R8, {0, 0}, {0, 2}, {}}},
+        {"no elements", Stored<float>(VT_R4, {{0, 2}, {2, 2}}, {}), LX_R4, {VT_R4, {2, 2}, {0, 2}, {}}},
         {"nothing stored", nullptr, LX_R4, {}},
     };
     for (const auto& each : cases)
@@ -222,7 +222,7 @@ TEST(ArrayOut, EveryStoredTypeInEveryAnswer) {
 
 TEST(ArrayOut, NumbersThatAreNoBytesStayWithinThem) {
     const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
-    const ArraySlot floats = Stored<float>(VT_R4, {{0, 5}}, {nan, inf, -inf, 254.9f, -0.1f});
+    const ArraySlot floats = Stored<float>(VT_R4, {{5, 0}}, {nan, inf, -inf, 254.9f, -0.1f});
     EXPECT_EQ(ContentOf(ConvertArrayOut(floats, LX_UI1)), (Content{VT_UI1, {0}, {5}, {0, 255, 0, 254, 0}}));
 }
 
@@ -240,13 +240,13 @@ TEST(ArrayOut, RawVariantsAndTexts) {
     put(4, VT_BSTR, std::uint64_t{0xDEADBEEFDEADBEEF});  // an address of another process
     put(5, VT_BOOL, VARIANT_TRUE);
     put(6, VT_UI1, BYTE{200});
-    const auto variants = StoredArray::Make(VARTYPE{VT_VARIANT}, Dimensions{{1, 7}}, raw);
+    const auto variants = StoredArray::Make(VARTYPE{VT_VARIANT}, Dimensions{{7, 1}}, raw);
     const std::vector<double> values{0.5, -8.25, 77, -3, 0, -1, 200};
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R4)), (Content{VT_R4, {1}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_R8)), (Content{VT_R8, {0}, {7}, values}));
     EXPECT_EQ(ContentOf(ConvertArrayOut(variants, LX_VT)), (Content{VT_VARIANT, {0}, {7}, values}));
 
-    const auto texts = StoredArray::Make(Dimensions{{2, 3}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
+    const auto texts = StoredArray::Make(Dimensions{{3, 2}}, std::vector<StoredArray::Text>{u"a", std::nullopt, u""});
     for (const LONG type : {LX_R4, LX_R8, LX_VT, LX_UI1}) {
         const Variant answer = ConvertArrayOut(texts, type);
         ASSERT_EQ(answer.vt, VT_ARRAY | VT_BSTR);

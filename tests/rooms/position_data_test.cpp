@@ -123,13 +123,13 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
     const std::vector<double> doubles{1.5, -2};
     const std::vector<float> none;
     const std::vector<std::uint64_t> variants{VT_I4, 41, VT_R8, 0x4045000000000000};  // 16 bytes each: 41, 42.0
-    const ArraySlot columns[] = {stored(VT_R8, {{0, 2}}, doubles), stored(VT_R4, {{0, 3}, {0, 0}}, none),
-                                 stored(VT_VARIANT, {{5, 2}}, variants)};
+    const ArraySlot columns[] = {stored(VT_R8, {{2, 0}}, doubles), stored(VT_R4, {{3, 0}, {0, 0}}, none),
+                                 stored(VT_VARIANT, {{2, 5}}, variants)};
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R4)),
               (Content{VT_R4, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
     EXPECT_EQ(ContentOf(ConvertSideBySide(columns, LX_R8)),
               (Content{VT_R8, {0, 0}, {3, 3}, {1.5, -2, 0, 0, 0, 0, 41, 42, 0}}));
-    const ArraySlot texts[] = {StoredArray::Make(Dimensions{{0, 1}}, std::vector<StoredArray::Text>{u"x"})};
+    const ArraySlot texts[] = {StoredArray::Make(Dimensions{{1, 0}}, std::vector<StoredArray::Text>{u"x"})};
     EXPECT_THROW(ConvertSideBySide(texts, LX_R4), Failure);
 }
 
@@ -137,11 +137,11 @@ TEST(SideBySide, StoredArraysOfOtherTypesAndShapes) {
 TEST(SideBySide, RowsWithoutElementsHaveABound) {
     using namespace inside;
     const auto without = [](std::size_t rows) {
-        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}, {0, 0}},
+        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{static_cast<ULONG>(rows), 0}, {0, 0}},
                                  std::vector<std::byte>());
     };
     const auto with = [](std::size_t rows) {
-        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{0, static_cast<ULONG>(rows)}},
+        return StoredArray::Make(VARTYPE{VT_R4}, Dimensions{{static_cast<ULONG>(rows), 0}},
                                  std::vector<std::byte>(rows * sizeof(float)));
     };
     const auto rowsOf = [](const std::vector<ArraySlot>& columns, LXArray type) {

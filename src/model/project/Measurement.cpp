@@ -41,9 +41,9 @@ void CMeasurement::Upgrade(VersionWord from) {
 }
 
 void CMeasurement::SwapFirstChannels() {
-    if (!Data.slot || Data.slot->Shape().size() != 2 || Data.slot->Shape()[1].count < 2) return;
+    if (!Data.slot || Data.slot->Shape().size() != 2 || Data.slot->Shape()[1].cElements < 2) return;
     const StoredArray& stored = *Data.slot;
-    const std::size_t rows = stored.Shape()[0].count;
+    const std::size_t rows = stored.Shape()[0].cElements;
     if (stored.Type() == VT_BSTR) {
         Data.slot = StoredArray::Make(stored.Shape(), FirstTwoSwapped(stored.Texts(), rows));
         return;

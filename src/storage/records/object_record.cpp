@@ -149,7 +149,7 @@ private:
     mutable std::size_t aheadAt_ = 0, aheadCount_ = 0;
 };
 
-VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {
+inline VersionWord ReadVersion(RecordReader& reader, VersionWord ours) {
     const VersionWord stored(reader.U32());
     if (stored.NamesMinimumReader() && stored.MinimumReader() > ours.Writer()) throw Failure(Message::FileFormat);
     return stored;

@@ -19,10 +19,8 @@ std::shared_ptr<const ByteSource> RecordReader::Source() const {
 void RecordReader::ReadBeyond(std::span<std::byte> bytes) {
     if (LookAhead(bytes.size())) return Read(bytes);
     if (!source_) throw Failure(kReadFault);
-    const std::uint64_t position = Position();
-    source_->Read(position, bytes);
-    endAt_ = position + bytes.size();
-    end_ = next_;
+    source_->Read(Position(), bytes);
+    SkipBeyond(bytes.size());
 }
 
 // A record begins with many short fields, which are cheaper to find together. False where that is not possible: bytes
@@ -44,7 +42,7 @@ bool RecordReader::LookAhead(std::size_t needed) {
 
 void RecordReader::SkipBeyond(std::uint64_t count) {
     if (count > Left()) throw Failure(kReadFault);
-    endAt_ = Position() + count;
+    behind_ = Left() - count;
     end_ = next_;
 }
 
@@ -56,6 +54,12 @@ Reference RecordReader::ObjectReference() {
 std::optional<Reference> RecordReader::OptionalReference() {
     if (U16() == 0) return std::nullopt;
     return ObjectReference();
+}
+
+inline std::uint32_t RecordReader::TextBytes() {
+    const std::uint32_t count = U32();
+    if (count > Left() || count % sizeof(char16_t) != 0) throw Failure(kReadFault);
+    return count;
 }
 
 // Empty texts are written with count 0; a count of 2, the bare terminator, reads as empty too.
@@ -72,22 +76,15 @@ void RecordReader::Text(std::u16string& text) {
 }
 
 void RecordReader::Text(ShortText& text) {
-    text.Make(0);
-    const std::size_t units = TextBytes() / sizeof(char16_t);
-    if (units == 0) return;
     try {
-        Read(std::as_writable_bytes(std::span(text.Make(units - 1), units - 1)));
+        constexpr std::uint32_t kUnit = sizeof(char16_t);
+        const std::uint32_t bytes = TextBytes(), units = bytes == 0 ? 0 : bytes / kUnit - 1;
+        Read(std::as_writable_bytes(std::span(text.Make(units), units)));
+        if (bytes != 0) Skip(kUnit);
     } catch (...) {
         text.Make(0);
         throw;
     }
-    Skip(sizeof(char16_t));
-}
-
-std::uint32_t RecordReader::TextBytes() {
-    const std::uint32_t count = U32();
-    if (count > Left() || count % sizeof(char16_t) != 0) throw Failure(kReadFault);
-    return count;
 }
 
 }  // namespace lumvex::inside

@@ -16,11 +16,11 @@ namespace lumvex::inside {
 class RecordReader {
 public:
     explicit RecordReader(std::shared_ptr<const ByteSource> source)
-        : source_(std::move(source)), size_(source_->Size()) {
+        : source_(std::move(source)), size_(source_->Size()), behind_(size_) {
         See(source_->InMemory());
     }
     // Of a record in memory, which stays there as long as the reader.
-    explicit RecordReader(std::span<const std::byte> record) : size_(record.size()) { See(record); }
+    explicit RecordReader(std::span<const std::byte> record) : size_(record.size()), behind_(size_) { See(record); }
 
     std::uint16_t U16() { return Number<std::uint16_t>(); }
     std::uint32_t U32() { return Number<std::uint32_t>(); }
@@ -36,8 +36,8 @@ public:
 
     // For fields that are read later, from the same place. Of a record in memory this is a copy.
     std::shared_ptr<const ByteSource> Source() const;
-    std::uint64_t Position() const { return endAt_ - Ahead(); }
-    std::uint64_t Left() const { return size_ - Position(); }
+    std::uint64_t Position() const { return size_ - Left(); }
+    std::uint64_t Left() const { return Ahead() + behind_; }
     void Skip(std::uint64_t count) {
         if (count > Ahead()) return SkipBeyond(count);
         next_ += count;
@@ -58,7 +58,7 @@ private:
 
     std::size_t Ahead() const { return static_cast<std::size_t>(end_ - next_); }
     void See(std::span<const std::byte> bytes) {  // which are those from the position on
-        endAt_ = Position() + bytes.size();
+        behind_ = Left() - bytes.size();
         next_ = bytes.data();
         end_ = next_ + bytes.size();
     }
@@ -71,7 +71,7 @@ private:
     std::uint64_t size_;
     const std::byte* next_ = nullptr;  // the record's own bytes from the position on, as far as they are seen
     const std::byte* end_ = nullptr;
-    std::uint64_t endAt_ = 0;  // where in the record these end; nothing is written to it meanwhile
+    std::uint64_t behind_;  // so many bytes of the record follow these; nothing is written to it meanwhile
 };
 
 }  // namespace lumvex::inside
