@@ -38,6 +38,7 @@ constexpr unsigned kMiniSectorShift = 6;
 constexpr std::uint32_t kMiniCutoff = 4096;  // streams shorter than this lie in the mini stream
 constexpr std::size_t kDifatInHeader = 109;
 constexpr std::size_t kMaxNameLength = 31;  // UTF-16 code units
+static_assert(2 * (kMaxNameLength + 1) == kNameField);
 
 // Other programs lock bytes from here on, so the sector that covers this offset never holds data.
 constexpr std::uint64_t kRangeLockOffset = 0x7FFFFF00;

@@ -73,21 +73,13 @@ int FoldedName::Compare(const DirectoryEntry& entry) const {
 
 NameKey::NameKey(const FoldedName& name) {
     if (name.Text().size() == kObjectNameLength) {
-        std::array<std::byte, 2 * kObjectNameLength> units;
+        std::array<std::byte, kNameField> units{};
         for (std::size_t i = 0; i < kObjectNameLength; ++i) Store(&units[2 * i], name.Text()[i]);
         isId = ReadNameOfId(units, first, second);
     }
     if (isId) return;
     first = name.Hash();
     second = 0;
-}
-
-// First of the units as they are in the entry: folding may still make a name of an ID of those beyond ASCII.
-NameKey::NameKey(const DirectoryEntry& entry) {
-    constexpr std::size_t kBytes = 2 * kObjectNameLength;
-    if (entry.NameLength() == kObjectNameLength)
-        isId = ReadNameOfId(std::span<const std::byte, kBytes>(entry.bytes(), kBytes), first, second);
-    if (!isId) *this = NameKey(FoldedName(entry));
 }
 
 void EntryName::FoldKey() const {

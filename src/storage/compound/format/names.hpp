@@ -47,7 +47,12 @@ private:
 // case, which other names may have too.
 struct NameKey {
     explicit NameKey(const FoldedName& name);
-    explicit NameKey(const DirectoryEntry& entry);
+    // First of the units as they are in the entry: folding may still make a name of an ID of those beyond ASCII.
+    explicit NameKey(const DirectoryEntry& entry) {
+        if (entry.NameLength() == kObjectNameLength)
+            isId = ReadNameOfId(std::span<const std::byte, kNameField>(entry.bytes(), kNameField), first, second);
+        if (!isId) *this = NameKey(FoldedName(entry));
+    }
     NameKey(std::uint64_t firstOfId, std::uint64_t secondOfId) : first(firstOfId), second(secondOfId), isId(true) {}
 
     bool operator==(const NameKey& other) const {
@@ -73,6 +78,8 @@ public:
         if (!key_) key_.emplace(*folded_);
         return *key_;
     }
+
+    const NameKey* KnownKey() const { return key_ ? &*key_ : nullptr; }  // null where it was not needed yet
 
 private:
     void FoldKey() const;

@@ -27,10 +27,11 @@ void WriteText(const ObjectName& object, std::span<char16_t, kObjectNameLength> 
 void WriteText(const ObjectName& object, std::byte* littleEndian) noexcept;  // as 52 bytes
 // The object name that has this text, in upper case; none where no name of an object has it.
 [[nodiscard]] std::optional<ObjectName> ObjectNameOf(std::u16string_view text) noexcept;
-// The numbers of a name that is in the units of an entry, as they are in the file, in upper or lower case. False where
-// they are no name of an ID; then the numbers mean nothing. (They are passed one by one: a pair of them that is copied
-// as a whole would wait until both are in the cache.)
-[[nodiscard]] bool ReadNameOfId(std::span<const std::byte, 2 * kObjectNameLength> units, std::uint64_t& first,
+// The numbers of a name that is in an entry's field for it, as it is in the file, in upper or lower case; what follows
+// the name in the field does not count. False where it is no name of an ID; then the numbers mean nothing. (They are
+// passed one by one: a pair of them that is copied as a whole would wait until both are in the cache.)
+inline constexpr std::size_t kNameField = 64;  // bytes
+[[nodiscard]] bool ReadNameOfId(std::span<const std::byte, kNameField> name, std::uint64_t& first,
                                 std::uint64_t& second) noexcept;
 
 // The bytes are in the order in which the ID's text shows them.
