@@ -348,9 +348,9 @@ TEST_P(Streams, InALargeDirectoryTouchAFewOfItsSectors) {
 
 // Many look-ups make an index; until then each one searches the tree. Another program may have left two entries of one
 // name: then it is one of them that is found, whatever was asked for before. It may have written a name in lower case,
-// or with a letter that is another one in upper case.
+// or with a letter that is another one in upper case, and leave rubbish behind a name.
 TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
-    constexpr unsigned kCount = 2000, kHidden = 1001, kHiding = 1000, kOtherCase = 77;
+    constexpr unsigned kCount = 2000, kHidden = 1001, kHiding = 1000, kOtherCase = 77, kRubbish = 88;
     const auto objectName = [](unsigned number) {
         std::array<std::byte, 16> id{};
         for (unsigned at = 0; at < 4; ++at) id[at] = id[15 - at] = static_cast<std::byte>(number >> (24 - 8 * at));
@@ -371,9 +371,12 @@ TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
             const auto rename = [&](unsigned number, const std::u16string& newName) {
                 const std::u16string name = nameOf(number);
                 const auto bytes = std::as_bytes(std::span(name.c_str(), name.size() + 1));
-                std::ranges::copy(std::as_bytes(std::span(newName)),
-                                  std::search(image.begin(), image.end(), bytes.begin(), bytes.end()));
+                const auto entry = std::search(image.begin(), image.end(), bytes.begin(), bytes.end());
+                std::ranges::copy(std::as_bytes(std::span(newName)), entry);
+                constexpr std::ptrdiff_t kField = 64;
+                std::fill(entry + static_cast<std::ptrdiff_t>(bytes.size()), entry + kField, std::byte{0xAB});
             };
+            rename(kRubbish, nameOf(kRubbish));
             if (isHidden) rename(kHidden, nameOf(kHiding));
             std::u16string otherCase = nameOf(kOtherCase);
             for (char16_t& unit : otherCase) unit = unit >= u'A' && unit <= u'Z' ? unit + 32 : unit;

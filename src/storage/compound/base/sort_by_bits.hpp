@@ -25,12 +25,12 @@ template <class List, class KeyOf>
 void SortByBits(List& all, unsigned firstBit, const KeyOf& keyOf) {
     using Element = typename List::value_type;
     constexpr unsigned kBits = kBitsOfOnePass;
-    std::uint64_t highest = 0;
-    for (const Element& each : all) highest = std::max<std::uint64_t>(highest, keyOf(each));
+    std::uint64_t bits = 0;  // that any key has
+    for (const Element& each : all) bits |= keyOf(each);
     List sorted;
     sorted.reserve(all.capacity());
     sorted.resize(all.size());
-    for (unsigned shift = firstBit; shift < 64 && highest >> shift != 0; shift += kBits) {
+    for (unsigned shift = firstBit; shift < 64 && bits >> shift != 0; shift += kBits) {
         std::array<std::size_t, 1u << kBits> next{};
         const auto digit = [&](const Element& each) {
             return static_cast<std::size_t>(keyOf(each) >> shift & ((1u << kBits) - 1));

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "generic/long_vector.hpp"
 #include "generic/prefetch.hpp"
 #include "storage/compound/base/error.hpp"
 #include "storage/compound/base/sort_by_bits.hpp"
@@ -46,47 +47,19 @@ private:
     std::vector<const std::byte*> pages_;  // where the directory's pages are; null where one was not needed yet
 };
 
-// Where the tree of an entry goes on.
-struct Links {
-    EntryId left, right;
-
-    EntryId Left() const { return left; }
-    EntryId Right() const { return right; }
-};
-
-// Those of all entries, side by side in memory: they take a sixteenth of what the entries take, so that a walk over
-// them hardly waits for memory.
-class AllLinks {
-public:
-    // Calls visit(id, entry) for each of the directory's first `count` entries, unallocated ones included, in its
-    // order.
-    template <class Visit>
-    AllLinks(Pages& directory, std::uint32_t count, Visit&& visit);
-
-    Links At(EntryId id) const {  // Corrupt beyond the last
-        if (id >= all_.size()) throw Corrupt("entry ", id, " in a directory of ", all_.size());
-        return all_[id];
-    }
-
-private:
-    std::vector<Links> all_;
-};
-
+// Calls visit(id, entry) for each of the directory's first `count` entries, unallocated ones included, in its order.
 template <class Visit>
-AllLinks::AllLinks(Pages& directory, std::uint32_t count, Visit&& visit) {
+void ForEachEntry(Pages& directory, std::uint32_t count, Visit&& visit) {
     const std::uint32_t perPage = DirectoryEntriesPerPage(directory.Shift()).Count();
-    all_.reserve(count);
     for (EntryId first = 0; first < count; first += perPage) {
         const std::byte* const page = directory.Page(first / perPage);
-        for (std::uint32_t i = 0; i < std::min(perPage, count - first); ++i) {
-            const DirectoryEntry entry(page + kEntrySize * i);
-            all_.push_back({entry.Left(), entry.Right()});
-            visit(first + i, entry);
-        }
+        const std::uint32_t inPage = std::min(perPage, count - first);
+        for (std::uint32_t i = 0; i < inPage; ++i) visit(first + i, DirectoryEntry(page + kEntrySize * i));
     }
 }
 
-// Visits the entries of a sibling tree in its order, without recursion. at(id) answers an entry or its links. Corrupt
+// Visits the entries of a sibling tree in its order, without recursion. at(id) answers an entry or what else
+// has its links. Corrupt
 // where the tree reaches more than limit entries, as a cycle would.
 template <class At, class Visit>
 void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
@@ -140,14 +113,19 @@ class FileOrder {
 public:
     void Reserve(std::size_t count) { all_.reserve(count); }
     void Add(SectorId start, EntryId id) { all_.push_back(std::uint64_t{start} << 32 | id); }
+    template <class Test>
+    void Keep(const Test& isKept) {
+        std::erase_if(all_, [&](std::uint64_t each) { return !isKept(static_cast<EntryId>(each)); });
+    }
     void Sort() {
         SortByBits(all_, 32, [](std::uint64_t each) { return each; });
     }
+    void Append(const FileOrder& others) { all_.insert(all_.end(), others.all_.begin(), others.all_.end()); }
     std::size_t Count() const { return all_.size(); }
     EntryId operator[](std::size_t place) const { return static_cast<EntryId>(all_[place]); }
 
 private:
-    std::vector<std::uint64_t> all_;
+    LongVector<std::uint64_t> all_;
 };
 
 }  // namespace lumvex::compound

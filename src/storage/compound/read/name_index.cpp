@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "generic/fresh_memory.hpp"
-
 namespace lumvex::compound {
 
 namespace {
@@ -15,141 +13,121 @@ std::uint32_t HashOf(const NameKey& key) {
     return static_cast<std::uint32_t>(hash >> 32);
 }
 
-std::array<std::uint32_t, 4> Split(const NameKey& key) {
-    return {static_cast<std::uint32_t>(key.first >> 32), static_cast<std::uint32_t>(key.first),
-            static_cast<std::uint32_t>(key.second >> 32), static_cast<std::uint32_t>(key.second)};
-}
-
 }  // namespace
 
-NameIndex::Record::Record(EntryId number, const DirectoryEntry& entry, int version)
-    : id(number),
-      start(entry.Start()),
-      size(static_cast<std::uint32_t>(std::min<std::uint64_t>(entry.Size(version), kLong)) & kLong),
-      isMember(1),
-      isStream(entry.Type() == EntryType::Stream) {
+inline NameIndex::Record::Record(const DirectoryEntry& entry, int version)
+    : left(entry.Left()), right(entry.Right()), isMember(IsMember(entry.Type())) {
+    if (!isMember) return;
     const NameKey name(entry);
-    key = Split(name);
+    first = name.first;
+    second = name.second;
+    start = entry.Start();
+    size = static_cast<std::uint32_t>(std::min<std::uint64_t>(entry.Size(version), kLong)) & kLong;
+    isStream = entry.Type() == EntryType::Stream;
     isKeyOfId = name.isId;
 }
 
 NameKey NameIndex::Record::Key() const {
-    NameKey whole(std::uint64_t{key[0]} << 32 | key[1], std::uint64_t{key[2]} << 32 | key[3]);
+    NameKey whole(first, second);
     whole.isId = isKeyOfId;
     return whole;
 }
 
+// The directory is read once, in its order: its tree's order would wait for each entry.
 NameIndex::NameIndex(Pages& directory, EntryId top, std::uint32_t entries, int version, std::uint32_t miniCutoff)
     : directory_(directory), version_(version) {
     records_.reserve(entries);
-    AboutToFill(records_.data(), entries * sizeof(Record));
-    const AllLinks links(directory, entries, [&](EntryId id, const DirectoryEntry& entry) {
-        if (IsMember(entry.Type()))
-            records_.emplace_back(id, entry, version);
-        else
-            records_.emplace_back(id);
-    });
-    if (!FindInOrder(links, top)) FindTopmost(top);
-    SortInFileOrder(miniCutoff);
+    ForEachEntry(directory, entries,
+                 [&](EntryId, const DirectoryEntry& entry) { records_.emplace_back(entry, version); });
+    Members members;
+    members.small.Reserve(entries);
+    if (!FindInOrder(top, miniCutoff, members)) FindTopmost(top, miniCutoff, members);
+    members.small.Sort();
+    members.large.Sort();
+    order_ = std::move(members.small);
+    order_.Append(members.large);
+    order_.Append(members.folders);
 }
 
 // The order of the directory's trees.
-bool NameIndex::IsBefore(const Record& left, const Record& right) {
-    return left.isKeyOfId && right.isKeyOfId
-               ? left.key < right.key
-               : FoldedName(EntryAt(directory_, left.id)).Compare(EntryAt(directory_, right.id)) < 0;
+bool NameIndex::IsTextBefore(const Record& left, const Record& right) const {
+    const auto entry = [this](const Record& record) {
+        return EntryAt(directory_, static_cast<EntryId>(&record - records_.data()));
+    };
+    return FoldedName(entry(left)).Compare(entry(right)) < 0;
 }
 
 // False where names do not ascend, and one may be there twice.
-bool NameIndex::FindInOrder(const AllLinks& links, EntryId top) {
+bool NameIndex::FindInOrder(EntryId top, std::uint32_t miniCutoff, Members& members) const {
+    const auto count = static_cast<std::uint32_t>(records_.size());
+    const auto at = [&](EntryId id) {
+        if (id >= count) throw Corrupt("entry ", id, " in a directory of ", count);
+        return OnTheWay{&records_[id]};
+    };
     const Record* before = nullptr;
     bool ascend = true;
-    VisitInOrder([&](EntryId id) { return links.At(id); }, top, static_cast<std::uint32_t>(records_.size()),
-                 [&](EntryId id, const Links&) {
-                     Record& record = records_[id];
-                     if (!record.isMember) return;
-                     if (before != nullptr) ascend = ascend && IsBefore(*before, record);
-                     record.isFound = 1;
-                     before = &record;
-                 });
+    VisitInOrder(at, top, count, [&](EntryId id, const OnTheWay& way) {
+        const Record& record = *way.record;
+        if (!record.isMember) return;
+        if (before != nullptr && !IsBefore(*before, record)) ascend = false;
+        before = &record;
+        members.Add(id, record, miniCutoff);
+    });
     return ascend;
 }
 
-void NameIndex::FindTopmost(EntryId top) {
+void NameIndex::FindTopmost(EntryId top, std::uint32_t miniCutoff, Members& members) {
     Entries entries(directory_);
-    for (Record& record : records_) record.isFound = 0;
+    members = {};
     byKey_.Reserve(records_.size());
     const auto limit = static_cast<std::uint32_t>(records_.size());
     VisitLevelByLevel(entries, top, limit, [&](EntryId id, const DirectoryEntry& entry) {
-        Record& record = records_[id];
+        const Record& record = records_[id];
         if (!record.isMember) return;
-        const auto isSame = [&](std::uint32_t place) {
-            return records_[place].Key() == record.Key() &&
-                   (record.isKeyOfId || FoldedName(entry).Compare(entries.At(records_[place].id)) == 0);
+        const NameKey key = record.Key();
+        const auto isSame = [&](EntryId other) {
+            return records_[other].HasKey(key) &&
+                   (record.isKeyOfId || FoldedName(entry).Compare(entries.At(other)) == 0);
         };
-        const std::uint32_t hash = HashOf(record.Key());
+        const std::uint32_t hash = HashOf(key);
         if (byKey_.Find(hash, isSame) != HashIndex::kNone) return;  // hidden behind the other entry of this name
         byKey_.Add(hash, id);
-        record.isFound = 1;
+        members.Add(id, record, miniCutoff);
     });
     byKey_ = {};
 }
 
-// Streams in the mini stream, other streams, folders.
-void NameIndex::SortInFileOrder(std::uint32_t miniCutoff) {
-    FileOrder small, large;
-    small.Reserve(records_.size());
-    std::vector<std::uint32_t> folders;
-    for (std::uint32_t place = 0; place < records_.size(); ++place) {
-        const Record& record = records_[place];
-        if (!record.isFound) continue;
-        if (!record.isStream)
-            folders.push_back(place);
-        else
-            (record.size < miniCutoff ? small : large).Add(record.start, place);
-    }
-    std::vector<Record> sorted;
-    sorted.reserve(records_.size());
-    AboutToFill(sorted.data(), records_.size() * sizeof(Record));
-    for (FileOrder* streams : {&small, &large}) {
-        streams->Sort();
-        for (std::size_t at = 0; at < streams->Count(); ++at) sorted.push_back(records_[(*streams)[at]]);
-    }
-    for (const std::uint32_t place : folders) sorted.push_back(records_[place]);
-    records_ = std::move(sorted);
-}
-
 void NameIndex::HashAll() {
-    byKey_.Reserve(records_.size());
-    for (std::uint32_t place = 0; place < records_.size(); ++place) byKey_.Add(HashOf(records_[place].Key()), place);
+    byKey_.Reserve(order_.Count());
+    for (std::uint32_t place = 0; place < order_.Count(); ++place)
+        byKey_.Add(HashOf(records_[order_[place]].Key()), place);
 }
 
-bool NameIndex::HasName(const Record& record, const EntryName& name) {
-    return record.Key() == name.Key() &&
-           (record.isKeyOfId || name.Folded().Compare(EntryAt(directory_, record.id)) == 0);
+bool NameIndex::HasName(EntryId id, const EntryName& name) const {
+    const Record& record = records_[id];
+    return record.HasKey(name.Key()) && (record.isKeyOfId || name.Folded().Compare(EntryAt(directory_, id)) == 0);
 }
 
-FoundEntry NameIndex::Find(const EntryName& name) {
-    if (expected_ >= records_.size() || !HasName(records_[expected_], name)) {
+FoundEntry NameIndex::FindAnywhere(const EntryName& name) {
+    std::size_t place = expected_;
+    if (place >= order_.Count() || !HasName(order_[place], name)) {
         if (byKey_.Empty()) HashAll();
-        const std::uint32_t place =
-            byKey_.Find(HashOf(name.Key()), [&](std::uint32_t each) { return HasName(records_[each], name); });
-        if (place == HashIndex::kNone) return {};
-        expected_ = place;
+        const std::uint32_t found =
+            byKey_.Find(HashOf(name.Key()), [&](std::uint32_t each) { return HasName(order_[each], name); });
+        if (found == HashIndex::kNone) return {};
+        place = found;
     }
-    const Record& record = records_[expected_++];
-    if (record.size == kLong) return {record.id, EntryAt(directory_, record.id), version_};
-    FoundEntry found;
-    found.id = record.id;
-    found.isStream = record.isStream;
-    found.start = record.start;
-    found.size = record.size;
+    FoundEntry found = FoundAt(place);
+    if (found.size == kLong) found = {found.id, EntryAt(directory_, found.id), version_};
     return found;
 }
 
 void NameIndex::Expect(EntryId entry) {
-    const auto record = std::ranges::find(records_, entry, &Record::id);
-    if (record != records_.end()) expected_ = static_cast<std::size_t>(record - records_.begin());
+    for (std::size_t place = 0; place < order_.Count(); ++place)
+        if (order_[place] == entry) {
+            expected_ = place;
+            return;
+        }
 }
 
 }  // namespace lumvex::compound
