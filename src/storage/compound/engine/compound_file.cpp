@@ -88,7 +88,7 @@ std::optional<StreamBody> CompoundFile::State::Locate(const EntryName& name) con
 }
 
 // Reads the stream if it fits into the buffer and its bytes are adjacent in the file. Answers its size then, else 0.
-std::size_t CompoundFile::State::ReadSmall(const FoundEntry& found, std::span<std::byte> buffer) {
+inline std::size_t CompoundFile::State::ReadSmall(const FoundEntry& found, std::span<std::byte> buffer) {
     if (found.size == 0 || found.size > buffer.size() || volume.ChangedByOthers()) return 0;
     const std::uint64_t offset = committed->PlaceOf(found.start, found.size);
     if (offset == Committed::kNoPlace) return 0;
@@ -105,30 +105,30 @@ std::optional<Stream> CompoundFile::Find(std::u16string_view name) const {
     return Stream(std::make_shared<StreamBody>(*std::move(body)));
 }
 
-CompoundFile::Found CompoundFile::FindOrRead(const EntryName& name, std::span<std::byte> buffer) const {
+CompoundFile::Found CompoundFile::State::TakeOrRead(StreamBody&& body, std::span<std::byte> buffer) {
     Found result;
-    const auto take = [&](StreamBody&& body) {
-        if (body.size > buffer.size()) {
-            result.stream.emplace(std::make_shared<StreamBody>(std::move(body)));
-        } else {
-            body.Read(0, buffer.first(static_cast<std::size_t>(body.size)));
-            result.read = static_cast<std::size_t>(body.size);
-        }
-    };
-    if (state_->FindPending(name) != nullptr) {
-        if (auto body = state_->Locate(name)) take(*std::move(body));
-        return result;
+    if (body.size > buffer.size()) {
+        result.stream.emplace(std::make_shared<StreamBody>(std::move(body)));
+    } else {
+        body.Read(0, buffer.first(static_cast<std::size_t>(body.size)));
+        result.read = static_cast<std::size_t>(body.size);
     }
-    state_->committed->Reading([&] {
-        const FoundEntry found = state_->committed->Find(name);
-        if (!found.isStream) return false;
-        if (const std::size_t read = state_->ReadSmall(found, buffer); read != 0)
-            result.read = read;
-        else
-            take(StreamBody(state_->committed, found.start, found.size));
-        return true;
-    });
     return result;
+}
+
+CompoundFile::Found CompoundFile::FindOrRead(const EntryName& name, std::span<std::byte> buffer) const {
+    State& state = *state_;
+    if (state.FindPending(name) != nullptr) {
+        auto body = state.Locate(name);
+        return body ? State::TakeOrRead(*std::move(body), buffer) : Found();
+    }
+    return state.committed->Reading([&] {
+        const FoundEntry found = state.committed->Find(name);
+        const std::size_t read = found.isStream ? state.ReadSmall(found, buffer) : 0;
+        if (read == 0 && found.isStream)
+            return State::TakeOrRead(StreamBody(state.committed, found.start, found.size), buffer);
+        return Found{std::nullopt, read != 0 ? read : Found::kNotRead};
+    });
 }
 
 bool CompoundFile::Contains(std::u16string_view name) const {

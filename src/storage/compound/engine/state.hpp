@@ -27,6 +27,7 @@ struct CompoundFile::State {
     const Change* FindPending(const EntryName& name) const;
     std::optional<StreamBody> Locate(const EntryName& name) const;  // a stream that a reader of this file sees
     std::size_t ReadSmall(const FoundEntry& found, std::span<std::byte> buffer);
+    static Found TakeOrRead(StreamBody&& body, std::span<std::byte> buffer);
 
     void RequireFits(std::uint64_t size);  // MediumFull for a longer stream than this version can have
     void RequireWritable() const {

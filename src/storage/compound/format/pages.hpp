@@ -30,6 +30,9 @@ public:
     // The same for who goes through all pages once, in order: valid until the next call only.
     virtual const std::byte* PageOnce(std::uint32_t index) { return Page(index); }
 
+    // The page if it is the one that was asked for last; else null.
+    const std::byte* PageAtHand(std::uint32_t index) const { return index == lastIndex_ ? last_ : nullptr; }
+
     // To be called when pages have moved in memory: the last one asked for is remembered.
     void ForgetLast() noexcept { last_ = nullptr; }
 

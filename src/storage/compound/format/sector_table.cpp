@@ -44,14 +44,6 @@ std::uint32_t SectorTable::CountAdjacent(SectorId first, std::uint32_t most) {
     if (first >= limit_) throw Corrupt("a chain reaches sector ", first, " of ", limit_);
     const PerPage perPage = TableEntriesPerPage(pages_->Shift());
     most = std::min(most, limit_ - first);
-    const std::uint32_t firstInPage = perPage.IndexOf(first);
-    if (most < kBlock && firstInPage + most <= perPage.Count()) {  // as most streams are
-        const std::byte* entries =
-            most == 1 ? nullptr : pages_->Page(perPage.PageOf(first)) + 4 * std::size_t{firstInPage};
-        std::uint32_t count = 1;
-        while (count < most && Load32(entries + 4 * std::size_t{count - 1}) == first + count) ++count;
-        return count;
-    }
     std::uint32_t links = 0;  // entries that hold the sector after their own
     while (links + 1 < most) {
         const SectorId at = first + links;

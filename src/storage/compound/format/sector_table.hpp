@@ -37,6 +37,20 @@ public:
     Stretch StretchFrom(SectorId first, std::uint32_t most);
     std::uint32_t CountAdjacent(SectorId first, std::uint32_t most);  // the count alone
 
+    // The same, of a few sectors whose entries are in the page that was asked for last: do all of them follow each
+    // other? Where this is false, CountAdjacent may still say so.
+    bool AreKnownAdjacent(SectorId first, std::uint32_t count) const {
+        const PerPage perPage = TableEntriesPerPage(pages_->Shift());
+        const std::uint32_t firstInPage = perPage.IndexOf(first);
+        if (first >= limit_ || count > limit_ - first || firstInPage + count > perPage.Count()) return false;
+        const std::byte* const page = pages_->PageAtHand(perPage.PageOf(first));
+        if (page == nullptr) return false;
+        const std::byte* const entries = page + 4 * std::size_t{firstInPage};
+        std::uint32_t links = 1;
+        while (links < count && Load32(entries + 4 * std::size_t{links - 1}) == first + links) ++links;
+        return links >= count;
+    }
+
 private:
     Pages* pages_;
     std::uint32_t limit_;

@@ -118,7 +118,7 @@ void Committed::FailToRead() {
     for (ChainPages* pages : {&directory_, &miniFatPages_}) pages->Forget();
     miniStream_.reset();
     miniStreamSize_ = 0;
-    miniRun_ = {0, 0, 0};
+    miniRun_ = {};
     miniFat_.SetLimit(0);
     index_.reset();
     throw StorageError(Status::ReadFault, "a part of the file cannot be read");
@@ -130,8 +130,7 @@ std::uint32_t Committed::EntryCount() {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, kMaxSector));
 }
 
-void Committed::ReadRoot() {
-    if (miniStream_) return;
+void Committed::ReadRootEntry() {
     SectorId start = kEndOfChain;
     if (!Empty()) {
         const DirectoryEntry root = At(0);
@@ -161,8 +160,7 @@ std::uint64_t Committed::MiniStreamSize() {
     return miniStreamSize_;
 }
 
-std::uint64_t Committed::PlaceOf(SectorId start, std::uint64_t size) {
-    if (IsMini(size)) return PlaceInMiniStream(start, size);
+std::uint64_t Committed::PlaceInSectors(SectorId start, std::uint64_t size) {
     if (size > std::uint64_t{volume_.SectorCount()} << volume_.SectorShift()) return kNoPlace;
     const auto count = static_cast<std::uint32_t>(volume_.SectorsFor(size));
     if (fat_.CountAdjacent(start, count) < count) return kNoPlace;
@@ -170,19 +168,22 @@ std::uint64_t Committed::PlaceOf(SectorId start, std::uint64_t size) {
 }
 
 std::uint64_t Committed::PlaceInMiniStream(SectorId start, std::uint64_t size) {
+    const auto count = static_cast<std::uint32_t>(MiniSectorsFor(size));
+    if (size > MiniStreamSize() || miniFat_.CountAdjacent(start, count) < count) return kNoPlace;
+    return miniRun_.Has(start, size) || FindMiniRun(start, size) ? miniRun_.PlaceOf(start) : kNoPlace;
+}
+
+bool Committed::FindMiniRun(SectorId start, std::uint64_t size) {
     const unsigned shift = volume_.SectorShift();
-    const auto miniCount = static_cast<std::uint32_t>(MiniSectorsFor(size));
-    if (size > MiniStreamSize() || miniFat_.CountAdjacent(start, miniCount) < miniCount) return kNoPlace;
-    const std::uint64_t offset = std::uint64_t{start} << kMiniSectorShift;
+    const std::uint64_t offset = MiniRun::OffsetOf(start);
     const auto first = static_cast<std::uint32_t>(offset >> shift);
-    const auto end = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1);
-    if (first < miniRun_.index || end > miniRun_.index + miniRun_.count) {
-        constexpr std::uint32_t kAhead = 1024;  // sectors: the next streams are probably there, too
-        const auto place = MiniStream().Sectors().Find(fat_, first, std::max(end - first, kAhead));
-        if (!place || place->adjacent < end - first) return kNoPlace;
-        miniRun_ = {first, place->sector, place->adjacent};
-    }
-    return volume_.OffsetOf(miniRun_.first + (first - miniRun_.index)) + (offset & (volume_.SectorSize() - 1));
+    const auto count = static_cast<std::uint32_t>(((offset + size - 1) >> shift) + 1 - first);
+    constexpr std::uint32_t kAhead = 1024;  // sectors: the next streams are probably there, too
+    const auto place = MiniStream().Sectors().Find(fat_, first, std::max(count, kAhead));
+    if (!place || place->adjacent < count) return false;
+    const std::uint64_t begin = std::uint64_t{first} << shift;
+    miniRun_ = {begin, begin + (std::uint64_t{place->adjacent} << shift), volume_.OffsetOf(place->sector)};
+    return true;
 }
 
 EntryId Committed::TreeTop() {
@@ -192,22 +193,20 @@ EntryId Committed::TreeTop() {
     return root.Child();
 }
 
-FoundEntry Committed::Find(const EntryName& name) {
+FoundEntry Committed::FindInTree(const EntryName& name) {
     if (Empty()) return {};
-    if (!index_) {
-        const EntryId found = Descend(name.Folded());
-        // A search that has made the index has given back the directory's memory, which the entry would need again.
-        if (index_) return index_->Find(name);
-        if (found != kNoEntry) {
-            const FoundEntry entry{found, At(found), volume_.Head().Version()};
-            NoteOrder(entry);
-            return entry;
-        }
-        // Other programs may order names in another way, so that the name may be in the tree although the way down
-        // missed it.
-        if (volume_.Head().IsWrittenByUs()) return {};
-        BuildIndex();
+    const EntryId found = Descend(name.Folded());
+    // A search that has made the index has given back the directory's memory, which the entry would need again.
+    if (index_) return index_->Find(name);
+    if (found != kNoEntry) {
+        const FoundEntry entry{found, At(found), volume_.Head().Version()};
+        NoteOrder(entry);
+        return entry;
     }
+    // Other programs may order names in another way, so that the name may be in the tree although the way down missed
+    // it.
+    if (volume_.Head().IsWrittenByUs()) return {};
+    BuildIndex();
     return index_->Find(name);
 }
 

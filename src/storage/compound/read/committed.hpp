@@ -114,7 +114,13 @@ public:
     // cannot be a stream of this size. (A number and no optional one: an optional is put together in memory and read
     // back in another size, which waits until everything that was written before is in the cache.)
     static constexpr std::uint64_t kNoPlace = 0;  // the header is there
-    std::uint64_t PlaceOf(SectorId start, std::uint64_t size);
+    std::uint64_t PlaceOf(SectorId start, std::uint64_t size) {
+        if (!IsMini(size)) return PlaceInSectors(start, size);
+        const auto count = static_cast<std::uint32_t>(MiniSectorsFor(size));
+        return size <= miniStreamSize_ && miniRun_.Has(start, size) && miniFat_.AreKnownAdjacent(start, count)
+                   ? miniRun_.PlaceOf(start)
+                   : PlaceInMiniStream(start, size);
+    }
 
     // Visits the root storage's tree in its order. Where this throws, what was visited may be wrong.
     void Walk(const std::function<void(EntryId, const DirectoryEntry&)>& visit) {
@@ -122,15 +128,21 @@ public:
     }
 
     // A stream or a folder of the root storage; none where there is none of the name.
-    FoundEntry Find(const EntryName& name);
+    FoundEntry Find(const EntryName& name) { return index_ ? index_->Find(name) : FindInTree(name); }
     EntryId Find(const FoldedName& name) { return Find(EntryName(name)).id; }
 
 private:
     std::uint64_t PlaceInMiniStream(SectorId start, std::uint64_t size);
+    std::uint64_t PlaceInSectors(SectorId start, std::uint64_t size);
+    bool FindMiniRun(SectorId start, std::uint64_t size);
+    FoundEntry FindInTree(const EntryName& name);
     EntryId Descend(const FoldedName& name);
     void NoteOrder(const FoundEntry& found);
     void BuildIndex();
-    void ReadRoot();
+    void ReadRoot() {
+        if (!miniStream_) ReadRootEntry();
+    }
+    void ReadRootEntry();
     bool IsWhole();
     [[noreturn]] void FailToRead();
 
@@ -143,7 +155,17 @@ private:
     SectorTable miniFat_;
     std::optional<ChainPages> miniStream_;  // once the root entry was read
     std::uint64_t miniStreamSize_ = 0;
-    Run miniRun_{0, 0, 0};  // the run of the mini stream's sectors that held the last stream that was looked for
+
+    // Bytes of the mini stream that are adjacent in the file: those around the last stream that was looked for.
+    struct MiniRun {
+        std::uint64_t begin = 0, end = 0, inFile = 0;  // inFile: where the first of them is
+
+        static std::uint64_t OffsetOf(SectorId start) { return std::uint64_t{start} << kMiniSectorShift; }
+        bool Has(SectorId start, std::uint64_t size) const {
+            return OffsetOf(start) >= begin && OffsetOf(start) + size <= end;
+        }
+        std::uint64_t PlaceOf(SectorId start) const { return inFile + (OffsetOf(start) - begin); }
+    } miniRun_;
 
     std::optional<NameIndex> index_;  // once searching the tree has cost as much as making it
     std::uint64_t steps_ = 0;

@@ -146,15 +146,8 @@ void Volume::GiveBack(const std::vector<Run>& runs) const noexcept {
     for (const Run& run : runs) view_.GiveBack(OffsetOf(run.first), std::uint64_t{run.count} << shift_);
 }
 
-void Volume::RequireWithin(std::uint64_t offset, std::uint64_t count) const {
-    if (offset > view_.Size() || count > view_.Size() - offset)
-        throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.Size());
-}
-
-const std::byte* Volume::Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
-                               std::size_t ahead) const {
-    RequireWithin(offset, count);
-    return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+void Volume::FailBeyondTheEnd(std::uint64_t offset, std::uint64_t count) const {
+    throw Corrupt("bytes ", offset, " to ", offset + count, " of a file of ", view_.Size());
 }
 
 const std::byte* Volume::BytesOnce(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
@@ -168,15 +161,8 @@ const std::byte* Volume::InPlace(std::uint64_t offset, std::uint64_t count) {
     return view_.InPlace(offset, count);
 }
 
-void Volume::Read(std::uint64_t offset, std::span<std::byte> bytes) {
-    RequireWithin(offset, bytes.size());
-    view_.Read(offset, bytes);
-}
-
-void Volume::CountRead(std::uint64_t offset, std::uint64_t count) const {
-    if (count == 0) return;
-    const std::uint64_t first = offset >> shift_, last = (offset + count - 1) >> shift_;
-    if (std::exchange(lastTouched_, last) == last && first == last) return;
+void Volume::CountSectors(std::uint64_t first, std::uint64_t last) const {
+    lastTouched_ = last;
     const std::uint64_t added = touched_.Add(first, last + 1);
     counters_.sectorsRead += added;
     counters_.bytesRead += added << shift_;

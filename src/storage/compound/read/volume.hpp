@@ -38,10 +38,16 @@ public:
 
     // count bytes of a stream from an offset of the file on, in the mapping or in the window. Corrupt beyond the end.
     const std::byte* Bytes(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
-                           std::size_t ahead = 0) const;
+                           std::size_t ahead = 0) const {
+        RequireWithin(offset, count);
+        return view_.Bytes(offset, static_cast<std::size_t>(count), window, ahead);
+    }
     const std::byte* BytesOnce(std::uint64_t offset, std::uint64_t count, FileView::Window& window,
                                std::size_t ahead = 0) const;  // for who reads every byte once
-    void Read(std::uint64_t offset, std::span<std::byte> bytes);
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) {
+        RequireWithin(offset, bytes.size());
+        view_.Read(offset, bytes);
+    }
     // The same without a window; null where that is not possible. Valid until Map.
     const std::byte* InPlace(std::uint64_t offset, std::uint64_t count);
 
@@ -50,7 +56,11 @@ public:
     File::Shown LookAtMap() const { return IsMapped() ? file_->LookAtMap() : File::Shown::Whole; }
     void ReadPageByPage() noexcept { view_.ReadPageByPage(); }  // from now on, without a mapping
 
-    void CountRead(std::uint64_t offset, std::uint64_t count) const;  // each sector counts once
+    void CountRead(std::uint64_t offset, std::uint64_t count) const {  // each sector counts once
+        if (count == 0) return;
+        const std::uint64_t first = offset >> shift_, last = (offset + count - 1) >> shift_;
+        if (first != last || last != lastTouched_) CountSectors(first, last);
+    }
 
     void Write(std::uint64_t offset, std::span<const Piece> pieces);
     void Flush();
@@ -95,7 +105,11 @@ private:
 
     void Measure();
     const std::byte* FindSector(SectorId sector) const;
-    void RequireWithin(std::uint64_t offset, std::uint64_t count) const;
+    void RequireWithin(std::uint64_t offset, std::uint64_t count) const {
+        if (offset > view_.Size() || count > view_.Size() - offset) FailBeyondTheEnd(offset, count);
+    }
+    [[noreturn]] void FailBeyondTheEnd(std::uint64_t offset, std::uint64_t count) const;
+    void CountSectors(std::uint64_t first, std::uint64_t last) const;
     void WriteBuffered();
     void WriteNow(std::uint64_t offset, std::span<const Piece> pieces);
     void BeginFlush(std::uint64_t offset, std::uint64_t size);
