@@ -24,6 +24,9 @@ void Exercise(const Bytes& image) {
         StatusOf(
             [&] { file->ForEachStream([&](std::u16string_view name, std::uint64_t) { names.emplace_back(name); }); });
         EXPECT_LE(names.size(), image.size() / kEntrySize + 1);
+        std::uint64_t bytesRead = 0;
+        StatusOf([&] { file->ReadAll([&](std::u16string_view, auto bytes) { bytesRead += bytes.size(); }); });
+        EXPECT_LE(bytesRead, 2 * image.size());
         for (const std::u16string& name : names)
             StatusOf([&] {
                 const Stream stream = file->Get(name);
@@ -171,6 +174,31 @@ TEST_P(Hostile, DamageIsNamedWhereItIsMet) {
         EXPECT_EQ(StatusOf([&] { Get(*OpenBytes(sample.image), damages[i].read); }), damages[i].status)
             << "damage " << i;
     }
+}
+
+TEST_P(Hostile, ATreeThatIsACycleIsNotRead) {
+    const auto visit = [](std::u16string_view, const auto&) {};
+    for (const std::size_t link : {68, 72}) {
+        Sample sample(GetParam());
+        sample.Set(sample.Entry(3) + link, 3);
+        EXPECT_EQ(StatusOf([&] { OpenBytes(sample.image)->ForEachStream(visit); }), Status::Corrupt);
+        EXPECT_EQ(StatusOf([&] { OpenBytes(sample.image)->ReadAll(visit); }), Status::Corrupt);
+    }
+}
+
+// One after the other, so that the table and the place of the mini stream are known from the stream before.
+TEST_P(Hostile, ChainsOfSmallStreamsAreFollowedToTheirEnds) {
+    constexpr unsigned kCount = 30, kDamaged = 20;
+    Content content;
+    for (unsigned i = 0; i < kCount; ++i) content[Name(i)] = Pattern(150, i);
+    Sample sample(GetParam(), ImageOf(content, GetParam()));
+    sample.Set(sample.MiniFat(sample.Number(sample.Entry(Name(kDamaged)) + 116) + 1), kEndOfChain);
+    const auto file = OpenBytes(sample.image);
+    std::array<std::byte, 4096> buffer;
+    for (unsigned i = 0; i < kCount; ++i)
+        EXPECT_EQ(StatusOf([&] { EXPECT_EQ(file->FindOrRead(EntryName(Name(i)), buffer).read, 150u); }),
+                  i == kDamaged ? Status::Corrupt : Status{});
+    EXPECT_EQ(StatusOf([&] { file->ReadAll([](std::u16string_view, const auto&) {}); }), Status::Corrupt);
 }
 
 // Nothing in memory behind the file's end can be taken for a sector by chance, so the error is that of the sector.

@@ -60,8 +60,8 @@ public:
         std::unique_ptr<std::byte[]> bytes_;
     };
     const std::byte* Bytes(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const {
-        const bool isMapped = mapped_ != nullptr;
-        return !isMapped && !window.Has(offset, count) && MapBefore(std::max(count, ahead))
+        if (mapped_ != nullptr) return InMapping(offset);
+        return !window.Has(offset, count) && MapBefore(std::max(count, ahead))
                    ? InMapping(offset)
                    : BytesOnce(offset, count, window, ahead);
     }

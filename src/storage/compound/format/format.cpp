@@ -51,7 +51,7 @@ Header Header::Parse(const Bytes& bytes) {
 std::u16string_view DirectoryEntry::Name(std::array<char16_t, kMaxNameLength>& buffer) const {
     const std::size_t length = NameLength();
     if constexpr (std::endian::native == std::endian::little)
-        std::memcpy(buffer.data(), at_, sizeof(char16_t) * length);
+        std::memcpy(buffer.data(), at_, sizeof buffer);  // a fixed number of bytes is copied in fewer steps
     else
         for (std::size_t i = 0; i < length; ++i) buffer[i] = Load<char16_t>(at_ + 2 * i);
     return {buffer.data(), length};

@@ -15,6 +15,33 @@ namespace {
 
 constexpr std::size_t kReadAhead = std::size_t{256} * 1024;  // bytes, where the file is not mapped
 
+struct Links {  // of an entry: where its tree goes on
+    EntryId left, right;
+};
+
+// Which entries of a directory the tree reaches, by number. Corrupt where it reaches more than there are, as a cycle
+// would.
+std::vector<bool> FindReached(const std::vector<Links>& links, EntryId top) {
+    std::vector<bool> isReached(links.size());
+    std::vector<EntryId> waiting;
+    std::size_t reached = 0;
+    const auto reach = [&](EntryId id) {
+        if (id == kNoEntry) return;
+        if (id >= links.size()) throw Corrupt("entry ", id, " in a directory of ", links.size());
+        if (++reached > links.size()) throw Corrupt("a directory tree reaches more than ", links.size(), " entries");
+        waiting.push_back(id);
+    };
+    reach(top);
+    while (!waiting.empty()) {
+        const EntryId id = waiting.back();
+        waiting.pop_back();
+        isReached[id] = true;
+        reach(links[id].left);
+        reach(links[id].right);
+    }
+    return isReached;
+}
+
 class Reader {
 public:
     Reader(std::shared_ptr<Committed> committed, const VisitStream& visit)
@@ -22,13 +49,15 @@ public:
           volume_(committed_->GetVolume()),
           visit_(visit),
           version_(volume_.Head().Version()),
-          entries_(committed_->Directory()) {}
+          entries_(committed_->Directory()),
+          mostMiniSectors_(committed_->MiniFat().Limit()) {}
 
     void ReadAll();
 
 private:
     void FindAll();
     void ReadInFileOrder(FileOrder& all);
+    void Count(std::uint64_t size);
     void Read(EntryId id);
 
     std::shared_ptr<Committed> committed_;
@@ -36,7 +65,9 @@ private:
     const VisitStream& visit_;
     int version_;
     Entries entries_;
+    std::uint64_t mostMiniSectors_;
     FileOrder small_, large_;
+    std::uint64_t sectors_ = 0, miniSectors_ = 0;  // that the streams so far need together
     FileView::Window window_;
     std::vector<std::byte> buffer_;
 };
@@ -47,23 +78,20 @@ void Reader::ReadAll() {
     ReadInFileOrder(large_);
 }
 
+// The directory is read once, in its order: its tree's order would wait for each entry. Only entries that the tree
+// reaches count.
 void Reader::FindAll() {
-    std::uint64_t sectors = 0, miniSectors = 0;  // that all streams need together
-    VisitLevelByLevel(entries_, committed_->TreeTop(), committed_->EntryCount(),
-                      [&](EntryId id, const DirectoryEntry& entry) {
-                          if (entry.Type() != EntryType::Stream) return;
-                          const std::uint64_t size = entry.Size(version_);
-                          const bool isMini = committed_->IsMini(size);
-                          (isMini ? small_ : large_).Add(entry.Start(), id);
-                          if (isMini)
-                              miniSectors += MiniSectorsFor(size);
-                          else
-                              sectors += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
-                          if (sectors > volume_.SectorCount())
-                              throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
-                      });
-    if (miniSectors > committed_->MiniFat().Limit())
-        throw Corrupt("streams that need ", miniSectors, " of ", committed_->MiniFat().Limit(), " mini sectors");
+    const std::uint32_t count = committed_->EntryCount();
+    std::vector<Links> links;
+    links.reserve(count);
+    small_.Reserve(count);
+    ForEachEntry(committed_->Directory(), count, [&](EntryId id, const DirectoryEntry& entry) {
+        links.push_back({entry.Left(), entry.Right()});
+        if (entry.Type() != EntryType::Stream) return;
+        (committed_->IsMini(entry.Size(version_)) ? small_ : large_).Add(entry.Start(), id);
+    });
+    const std::vector<bool> isReached = FindReached(links, committed_->TreeTop());
+    for (FileOrder* order : {&small_, &large_}) order->Keep([&](EntryId id) { return isReached[id]; });
 }
 
 void Reader::ReadInFileOrder(FileOrder& all) {
@@ -74,9 +102,23 @@ void Reader::ReadInFileOrder(FileOrder& all) {
     }
 }
 
+// Corrupt where the streams so far need more than there is.
+void Reader::Count(std::uint64_t size) {
+    if (committed_->IsMini(size)) {
+        miniSectors_ += MiniSectorsFor(size);
+        if (miniSectors_ > mostMiniSectors_)
+            throw Corrupt("streams that need more than ", mostMiniSectors_, " mini sectors");
+    } else {
+        sectors_ += std::min(size >> volume_.SectorShift(), std::uint64_t{kMaxSector});
+        if (sectors_ > volume_.SectorCount())
+            throw Corrupt("streams that need more than ", volume_.SectorCount(), " sectors");
+    }
+}
+
 void Reader::Read(EntryId id) {
     const DirectoryEntry entry = entries_.At(id);
     const std::uint64_t size = entry.Size(version_);
+    Count(size);
     std::span<const std::byte> bytes;
     if (size != 0) {
         if (const std::uint64_t offset = committed_->PlaceOf(entry.Start(), size); offset != Committed::kNoPlace) {
