@@ -403,6 +403,29 @@ TEST_P(Streams, ComeBackInWhateverOrderTheyAreAskedFor) {
         }
 }
 
+// Streams that are read in the order of the file are read ahead. What was read ahead is not what they are after a
+// commit.
+TEST_P(Streams, ReadInTheirOrderAreThoseOfTheLastCommit) {
+    Content content;
+    for (unsigned i = 0; i < 2000; ++i) content[Name(i)] = Pattern(i % 100 + 1, i);
+    const auto file = OpenBytes(ImageOf(content, GetParam()));
+    std::vector<std::u16string> names;
+    file->ReadAll([&](std::u16string_view name, std::span<const std::byte>) { names.emplace_back(name); });
+    std::vector<std::byte> bytes(100);
+    for (unsigned round = 1; round <= 3; ++round) {
+        for (std::size_t at = 0; at < names.size(); ++at) {
+            const Stream stream = file->Get(names[at]);
+            const auto found = std::span(bytes).first(stream.Size());
+            stream.Read(0, found);
+            ASSERT_TRUE(std::ranges::equal(found, content[names[at]])) << round << ", " << at;
+            if (at % 500 != 250) continue;  // in the middle of what was read ahead
+            for (const std::size_t changed : {at - 1, at + 1, at + 2})
+                Put(*file, names[changed], content[names[changed]] = Pattern(changed % 100 + 1, 10 * round));
+            file->Commit();
+        }
+    }
+}
+
 // Entries may be left in the directory that its tree does not reach: they are no streams, whichever way one is looked
 // for.
 TEST_P(Streams, ThatTheTreeDoesNotReachAreNotFound) {

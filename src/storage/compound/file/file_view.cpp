@@ -9,6 +9,8 @@ namespace lumvex::compound {
 void FileView::Refresh() {
     pages_.clear();
     window_.Forget();
+    ahead_.Forget();
+    readsInRow_ = 0;
     readers_ = {};
     const bool wasMapped = std::exchange(mapped_, nullptr) != nullptr;
     const auto mapped = wasMapped && mayMap_ ? file_.Map() : std::nullopt;
@@ -95,8 +97,21 @@ void FileView::Window::Fill(const File& file, std::uint64_t offset, std::size_t 
     count_ = count;
 }
 
-const std::byte* FileView::BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
-    if (mapped_ != nullptr) return InMapping(offset);
+// Where the file is mapped. A client whose short reads follow each other gets them read ahead from the file: mapping
+// pages and letting them go again takes a quarter longer.
+const std::byte* FileView::NotAhead(std::uint64_t offset, std::size_t count) {
+    constexpr std::uint64_t kShortly = 4096;
+    constexpr std::size_t kMany = 16, kReadAhead = std::size_t{64} * 1024;
+    readsInRow_ = offset - nextInRow_ < kShortly ? readsInRow_ + 1 : 0;
+    nextInRow_ = offset + count;
+    const std::byte* const mapped = InMapping(offset);  // gives back what others have mapped on the way, too
+    if (readsInRow_ < kMany || count >= kShortly) return mapped;
+    const std::byte* const bytes = InWindow(offset, count, ahead_, kReadAhead);
+    nextInRow_ = ahead_.End();
+    return bytes;
+}
+
+const std::byte* FileView::InWindow(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {
     if (!window.Has(offset, count)) {
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(std::max(count, ahead), size_ - offset));
         try {

@@ -51,6 +51,7 @@ public:
             return offset >= offset_ && offset - offset_ <= count_ && count <= count_ - (offset - offset_);
         }
         const std::byte* At(std::uint64_t offset) const { return bytes_.get() + (offset - offset_); }
+        std::uint64_t End() const { return offset_ + count_; }
         void Fill(const File& file, std::uint64_t offset, std::size_t count);
         void Forget() noexcept { count_ = 0; }
 
@@ -66,12 +67,15 @@ public:
                    : BytesOnce(offset, count, window, ahead);
     }
     // The same for who reads every byte once: the file is not mapped for that, however much it is.
-    const std::byte* BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const;
+    const std::byte* BytesOnce(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead = 0) const {
+        return mapped_ != nullptr ? InMapping(offset) : InWindow(offset, count, window, ahead);
+    }
 
     void Read(std::uint64_t offset, std::span<std::byte> bytes) {
         if (mapped_ == nullptr || bytes.empty() || bytes.size() >= kReadDirectly)
             return ReadLongOrUnmapped(offset, bytes);
-        std::memcpy(bytes.data(), InMapping(offset), bytes.size());
+        const bool isAhead = ahead_.Has(offset, bytes.size());
+        std::memcpy(bytes.data(), isAhead ? ahead_.At(offset) : NotAhead(offset, bytes.size()), bytes.size());
     }
 
     bool IsMapped() const { return mapped_ != nullptr; }
@@ -90,6 +94,8 @@ private:
         return count <= kPage - offset % kPage && pagesLeft_ > 0;
     }
     bool MapBefore(std::size_t count) const;
+    const std::byte* InWindow(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const;
+    const std::byte* NotAhead(std::uint64_t offset, std::size_t count);
     void ReadLongOrUnmapped(std::uint64_t offset, std::span<std::byte> bytes);
 
     // From so many bytes on a read call into the caller's memory is faster than touching the pages of the mapping.
@@ -129,6 +135,9 @@ private:
     std::size_t pagesInARow_ = 0;
     std::unordered_map<std::uint64_t, KnownPage> pages_;
     Window window_;
+    Window ahead_;                 // what a client probably reads next that goes through the file
+    std::uint64_t nextInRow_ = 0;  // where the last read that was not in it ended
+    std::size_t readsInRow_ = 0;   // so many of these reads began shortly behind the end of the one before
     mutable std::array<Reader, 4> readers_;
     mutable std::size_t reader_ = 0;  // the last one
 };
