@@ -475,6 +475,68 @@ private:
     std::uint64_t& givenBack_;
 };
 
+// Cannot be mapped, and one of its sectors cannot be read.
+class UnreadableFile final : public File {
+public:
+    UnreadableFile(const Bytes& image, std::uint64_t begin, std::uint64_t end)
+        : file_(MemoryFile(image)), begin_(begin), end_(end) {}
+    std::uint64_t Size() const override { return file_->Size(); }
+    std::optional<std::span<const std::byte>> Map() override { return std::nullopt; }
+    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
+        if (offset < end_ && offset + bytes.size() > begin_) throw StorageError(Status::ReadFault, "a bad sector");
+        file_->Read(offset, bytes);
+    }
+    void Write(std::uint64_t offset, std::span<const Piece> pieces) override { file_->Write(offset, pieces); }
+    void Flush() override {}
+    void Resize(std::uint64_t size) override { file_->Resize(size); }
+
+private:
+    std::unique_ptr<File> file_;
+    std::uint64_t begin_, end_;
+};
+
+// Also where a sector that holds nothing any more cannot be read, as the one of the directory here.
+TEST_P(Streams, ThatCanBeReadOneByOneCanBeReadInOneGo) {
+    Content content;
+    for (unsigned i = 0; i < 80; ++i) content[Name(i)] = Pattern(50 * i, i);
+    FaultyDisk disk;
+    {
+        const auto made = CompoundFile::Create(disk.Open(), GetParam());
+        PutAll(*made, content);
+        made->Commit();
+        const CommittedImage image(disk.Content());
+        const EntryId perSector = GetParam() == 3 ? 4 : 32;
+        for (EntryId id = perSector; id < 2 * perSector; ++id) {
+            std::array<char16_t, kMaxNameLength> buffer;
+            const std::u16string name(image->At(id).Name(buffer));
+            made->Remove(name);
+            made->Commit();
+            content.erase(name);
+        }
+    }
+    const Bytes image = disk.Content();
+    const std::size_t sector = GetParam() == 3 ? 512 : 4096;
+    unsigned readable = 0;
+    for (std::size_t begin = sector; begin < image.size(); begin += sector) {
+        std::unique_ptr<CompoundFile> file;
+        Content oneByOne, together;
+        try {
+            file =
+                CompoundFile::Open(std::make_unique<UnreadableFile>(image, begin, begin + sector), Access::ReadShared);
+            oneByOne = GetUncommitted(*file);
+        } catch (const StorageError&) {
+            continue;
+        }
+        ++readable;
+        EXPECT_EQ(oneByOne, content);
+        EXPECT_NO_THROW(file->ReadAll([&](std::u16string_view name, std::span<const std::byte> bytes) {
+            together.emplace(name, Bytes(bytes.begin(), bytes.end()));
+        })) << begin;
+        EXPECT_EQ(together, content);
+    }
+    EXPECT_GT(readable, 0u);
+}
+
 // Mapped pages count as the process's memory. Whoever goes through the whole file must not keep all of it; whoever
 // reads here and there keeps what was read, as it may be read again, but for the directory.
 TEST_P(Streams, ThatArePassedDoNotStayInMemory) {

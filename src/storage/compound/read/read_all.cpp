@@ -56,6 +56,9 @@ public:
 
 private:
     void FindAll();
+    void FindInDirectory();
+    void FindInTree();
+    void Note(EntryId id, const DirectoryEntry& entry);
     void ReadInFileOrder(FileOrder& all);
     void Count(std::uint64_t size);
     void Read(EntryId id);
@@ -78,17 +81,37 @@ void Reader::ReadAll() {
     ReadInFileOrder(large_);
 }
 
+// The second way goes by nothing that the tree does not reach: a sector of the directory that nobody needs may be
+// unreadable.
+void Reader::FindAll() {
+    try {
+        FindInDirectory();
+    } catch (const StorageError&) {
+        small_ = large_ = {};
+        FindInTree();
+    }
+}
+
+void Reader::FindInTree() {
+    VisitLevelByLevel(entries_, committed_->TreeTop(), committed_->EntryCount(),
+                      [this](EntryId id, const DirectoryEntry& entry) { Note(id, entry); });
+}
+
+void Reader::Note(EntryId id, const DirectoryEntry& entry) {
+    if (entry.Type() != EntryType::Stream) return;
+    (committed_->IsMini(entry.Size(version_)) ? small_ : large_).Add(entry.Start(), id);
+}
+
 // The directory is read once, in its order: its tree's order would wait for each entry. Only entries that the tree
 // reaches count.
-void Reader::FindAll() {
+void Reader::FindInDirectory() {
     const std::uint32_t count = committed_->EntryCount();
     std::vector<Links> links;
     links.reserve(count);
     small_.Reserve(count);
     ForEachEntry(committed_->Directory(), count, [&](EntryId id, const DirectoryEntry& entry) {
         links.push_back({entry.Left(), entry.Right()});
-        if (entry.Type() != EntryType::Stream) return;
-        (committed_->IsMini(entry.Size(version_)) ? small_ : large_).Add(entry.Start(), id);
+        Note(id, entry);
     });
     const std::vector<bool> isReached = FindReached(links, committed_->TreeTop());
     for (FileOrder* order : {&small_, &large_}) order->Keep([&](EntryId id) { return isReached[id]; });
