@@ -98,17 +98,19 @@ void FileView::Window::Fill(const File& file, std::uint64_t offset, std::size_t 
 }
 
 // Where the file is mapped. A client whose short reads follow each other gets them read ahead from the file: mapping
-// pages and letting them go again takes a quarter longer.
+// pages and letting them go again takes a quarter longer. It may read elsewhere in between.
 const std::byte* FileView::NotAhead(std::uint64_t offset, std::size_t count) {
     constexpr std::uint64_t kShortly = 4096;
     constexpr std::size_t kMany = 16, kReadAhead = std::size_t{64} * 1024;
-    readsInRow_ = offset - nextInRow_ < kShortly ? readsInRow_ + 1 : 0;
-    nextInRow_ = offset + count;
+    const auto isNear = [offset](std::uint64_t end) { return offset + kShortly - end < 2 * kShortly; };
     const std::byte* const mapped = InMapping(offset);  // gives back what others have mapped on the way, too
-    if (readsInRow_ < kMany || count >= kShortly) return mapped;
-    const std::byte* const bytes = InWindow(offset, count, ahead_, kReadAhead);
-    nextInRow_ = ahead_.End();
-    return bytes;
+    if (count >= kShortly) return mapped;
+    if (!isNear(ahead_.End())) {
+        readsInRow_ = isNear(nextInRow_) ? readsInRow_ + 1 : 0;
+        nextInRow_ = offset + count;
+        if (readsInRow_ < kMany) return mapped;
+    }
+    return InWindow(offset, count, ahead_, kReadAhead);
 }
 
 const std::byte* FileView::InWindow(std::uint64_t offset, std::size_t count, Window& window, std::size_t ahead) const {

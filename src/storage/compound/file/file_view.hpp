@@ -136,8 +136,8 @@ private:
     std::unordered_map<std::uint64_t, KnownPage> pages_;
     Window window_;
     Window ahead_;                 // what a client probably reads next that goes through the file
-    std::uint64_t nextInRow_ = 0;  // where the last read that was not in it ended
-    std::size_t readsInRow_ = 0;   // so many of these reads began shortly behind the end of the one before
+    std::uint64_t nextInRow_ = 0;  // where the last read ended that was not in it and did not follow it
+    std::size_t readsInRow_ = 0;   // so many of these reads began shortly before or behind the end of the one before
     mutable std::array<Reader, 4> readers_;
     mutable std::size_t reader_ = 0;  // the last one
 };
