@@ -58,9 +58,8 @@ void ForEachEntry(Pages& directory, std::uint32_t count, Visit&& visit) {
     }
 }
 
-// Visits the entries of a sibling tree in its order, without recursion. at(id) answers an entry or what else
-// has its links. Corrupt
-// where the tree reaches more than limit entries, as a cycle would.
+// Visits the entries of a sibling tree in its order, without recursion. at(id) answers an entry or what else has its
+// links. Corrupt where the tree reaches more than limit entries, as a cycle would.
 template <class At, class Visit>
 void VisitInOrder(At&& at, EntryId top, std::uint32_t limit, Visit&& visit) {
     using Entry = decltype(at(top));
