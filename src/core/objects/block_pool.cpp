@@ -45,8 +45,8 @@ struct alignas(kBlockAlignment) Piece {
     bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
 };
 
-// All pieces that have room, by stride; the first one is used. One that becomes full stays listed until it is looked
-// at for the next block. Guarded by the module lock.
+// Lists of pieces, by stride. Every piece that has room is listed. One that becomes full stays listed until the next
+// block is looked for in it. Blocks come from the first piece of a list. Guarded by the module lock.
 constinit std::array<Piece*, StrideFor(kLargest) / kBlockAlignment + 1> pieces{};
 
 Piece*& FirstOf(std::size_t stride) { return pieces[stride / kBlockAlignment]; }

@@ -97,8 +97,9 @@ void FileView::Window::Fill(const File& file, std::uint64_t offset, std::size_t 
     count_ = count;
 }
 
-// Where the file is mapped. A client whose short reads follow each other gets them read ahead from the file: mapping
-// pages and letting them go again takes a quarter longer. It may read elsewhere in between.
+// Bytes that were not read ahead, of a file that is mapped. Once a client's short reads have followed each other for a
+// while, the next ones are read ahead: mapping pages and letting them go again takes a quarter longer. Reads of other
+// places in between change nothing.
 const std::byte* FileView::NotAhead(std::uint64_t offset, std::size_t count) {
     constexpr std::uint64_t kShortly = 4096;
     constexpr std::size_t kMany = 16, kReadAhead = std::size_t{64} * 1024;

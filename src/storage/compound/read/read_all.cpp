@@ -81,8 +81,8 @@ void Reader::ReadAll() {
     ReadInFileOrder(large_);
 }
 
-// The second way goes by nothing that the tree does not reach: a sector of the directory that nobody needs may be
-// unreadable.
+// A sector of the directory that holds nothing may be unreadable. The tree does not lead there, so that everything can
+// still be found along the tree.
 void Reader::FindAll() {
     try {
         FindInDirectory();
