@@ -3,6 +3,7 @@
 #include <random>
 
 #include "kit/folders.hpp"
+#include "kit/unreadable_file.hpp"
 #include "storage/compound/file/file_view.hpp"
 #include "support.hpp"
 
@@ -445,6 +446,53 @@ TEST(Views, OfFilesThatBecomeShorterReadWhatIsLeft) {
     EXPECT_FALSE(is(view.Page(9216, 512), 9216));  // not from before the cut
     EXPECT_EQ(std::string(StorageError(Status::Corrupt, "sector ", -1, std::string(" of "), 7u).what()),
               "sector -1 of 7");
+}
+
+// In parts, in whole pages and across them, before and after the file is mapped, or read so much that it would be.
+TEST(Views, AnswerTheSameWhateverWasAskedForBefore) {
+    const Bytes content = Pattern(100 * 4096 + 1000, 1);
+    std::mt19937 random(5);
+    for (const bool isMapped : {true, false}) {
+        const auto file = isMapped ? MemoryFile(content) : std::make_unique<UnreadableFile>(content, 0, 0);
+        FileView view(*file);
+        for (unsigned round = 0; round < 30; ++round) {
+            view.Refresh();
+            std::vector<std::pair<std::span<const std::byte>, std::size_t>> answers;
+            for (unsigned each = 0; each < 20 * (round + 1); ++each) {
+                const std::size_t offset = random() % (round % 2 == 0 ? content.size() : 9000);
+                const std::size_t inPage = std::min(4096 - offset % 4096, content.size() - offset);
+                const std::size_t count =
+                    1 + random() % (random() % 2 == 0 ? std::min<std::size_t>(inPage, 700) : inPage);
+                const auto part = view.Part(offset, count);
+                ASSERT_GE(part.size(), count);
+                ASSERT_LE(part.size(), inPage);
+                answers.emplace_back(part, offset);
+                answers.emplace_back(std::span(view.Page(offset, count), count), offset);
+                Bytes bytes(std::min<std::size_t>(random() % 5000, content.size() - offset));
+                view.Read(offset, bytes);
+                ASSERT_TRUE(std::ranges::equal(bytes, std::span(content).subspan(offset, bytes.size())));
+            }
+            for (const auto& [bytes, offset] : answers)
+                ASSERT_TRUE(std::ranges::equal(bytes, std::span(content).subspan(offset, bytes.size()))) << offset;
+        }
+        EXPECT_EQ(view.IsMapped(), isMapped);
+    }
+}
+
+TEST(Views, OfAPageWithABadSectorReadTheOthers) {
+    const Bytes content = Pattern(8192, 1);
+    UnreadableFile file(content, 1024, 1536);
+    for (const std::size_t askedBefore : {0, 128})  // bytes: what is asked for first may be read alone
+        for (const auto& [offset, count] : std::vector<std::pair<std::size_t, std::size_t>>{
+                 {0, 1024}, {600, 424}, {1000, 24}, {1536, 100}, {3000, 512}, {3996, 100}}) {
+            if (askedBefore != 0 && offset > 1024) continue;  // the page is read from its beginning then
+            FileView view(file);
+            view.Refresh();
+            if (askedBefore != 0) static_cast<void>(view.Part(0, askedBefore));
+            const auto found = view.Part(offset, count);
+            EXPECT_TRUE(std::ranges::equal(found, std::span(content).subspan(offset, found.size()))) << offset;
+            EXPECT_EQ(StatusOf([&] { view.Part(1000, 25); }), Status::ReadFault);
+        }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <random>
 #include <set>
 
+#include "kit/unreadable_file.hpp"
 #include "storage/compound/format/object_name.hpp"
 #include "support.hpp"
 
@@ -475,26 +476,6 @@ private:
     std::uint64_t& givenBack_;
 };
 
-// Cannot be mapped, and one of its sectors cannot be read.
-class UnreadableFile final : public File {
-public:
-    UnreadableFile(const Bytes& image, std::uint64_t begin, std::uint64_t end)
-        : file_(MemoryFile(image)), begin_(begin), end_(end) {}
-    std::uint64_t Size() const override { return file_->Size(); }
-    std::optional<std::span<const std::byte>> Map() override { return std::nullopt; }
-    void Read(std::uint64_t offset, std::span<std::byte> bytes) const override {
-        if (offset < end_ && offset + bytes.size() > begin_) throw StorageError(Status::ReadFault, "a bad sector");
-        file_->Read(offset, bytes);
-    }
-    void Write(std::uint64_t offset, std::span<const Piece> pieces) override { file_->Write(offset, pieces); }
-    void Flush() override {}
-    void Resize(std::uint64_t size) override { file_->Resize(size); }
-
-private:
-    std::unique_ptr<File> file_;
-    std::uint64_t begin_, end_;
-};
-
 // Also where a sector that holds nothing any more cannot be read, as the one of the directory here.
 TEST_P(Streams, ThatCanBeReadOneByOneCanBeReadInOneGo) {
     Content content;
@@ -535,6 +516,36 @@ TEST_P(Streams, ThatCanBeReadOneByOneCanBeReadInOneGo) {
         EXPECT_EQ(together, content);
     }
     EXPECT_GT(readable, 0u);
+}
+
+// Each of these bad sectors holds a part of the allocation table.
+TEST_P(Streams, AreReadWhereTheTableOfOthersIsNot) {
+    const PerPage perPage = TableEntriesPerPage(GetParam() == 3 ? 9 : 12);
+    const std::size_t sectorSize = GetParam() == 3 ? 512 : 4096;
+    Content content;
+    for (unsigned i = 0; i < 30; ++i) content[Name(i)] = Pattern(perPage.Count() * sectorSize / 7, i);
+    const Bytes image = ImageOf(content, GetParam());
+    const CommittedImage committed(image);
+    Volume& volume = committed->GetVolume();
+    const auto pageOf = [&](std::uint64_t offset) {
+        return perPage.PageOf(static_cast<SectorId>(offset / sectorSize - 1));
+    };
+    std::size_t read = 0, lost = 0;
+    for (std::uint32_t page = 0; page < pageOf(volume.OffsetOf(volume.Head().FirstDirectory())); ++page) {
+        const std::uint64_t begin = volume.OffsetOf(committed->FatSectors().Location(page));
+        const auto file =
+            CompoundFile::Open(std::make_unique<UnreadableFile>(image, begin, begin + sectorSize), Access::ReadShared);
+        for (const auto& each : content) {
+            const DirectoryEntry entry = committed->At(committed->Find(FoldedName(each.first)));
+            const std::uint64_t first = volume.OffsetOf(entry.Start()), last = first + each.second.size() - 1;
+            const bool isLost = pageOf(first) <= page && page <= pageOf(last);
+            const auto readIt = [&] { EXPECT_TRUE(Get(*file, each.first) == each.second); };
+            EXPECT_EQ(StatusOf(readIt), isLost ? Status::ReadFault : Status{}) << "page " << page;
+            ++(isLost ? lost : read);
+        }
+    }
+    EXPECT_GE(lost, content.size());
+    EXPECT_GT(read, 2 * content.size());
 }
 
 // Mapped pages count as the process's memory. Whoever goes through the whole file must not keep all of it; whoever

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cassert>
 #include <cstdint>
 #include <new>
@@ -45,6 +46,38 @@ struct alignas(kBlockAlignment) Piece {
     bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
 };
 
+// Memory of the first pieces is part of the program: making a piece touches one page of it, where the general allocator
+// touches three more for its own notes, which is time for whoever opens a document to read one object. Guarded by the
+// module lock.
+class FirstPieces {
+public:
+    void* Take() noexcept {  // null when all are out
+        const auto at = static_cast<std::size_t>(std::countr_one(taken_));
+        if (at >= kCount) return nullptr;
+        taken_ |= std::uint32_t{1} << at;
+        return Begin() + at * kPieceAlignment;
+    }
+    bool Give(void* piece) noexcept {  // false: it is no such piece
+        const auto begin = reinterpret_cast<std::uintptr_t>(Begin());
+        const std::size_t at = (reinterpret_cast<std::uintptr_t>(piece) - begin) / kPieceAlignment;
+        if (at >= kCount) return false;
+        taken_ &= ~(std::uint32_t{1} << at);
+        return true;
+    }
+
+private:
+    static constexpr std::size_t kCount = 8;
+
+    std::byte* Begin() {  // not every system can align what is part of a program in this way
+        const auto begin = reinterpret_cast<std::uintptr_t>(memory_.data());
+        return memory_.data() + ((begin + kPieceAlignment - 1) & ~(kPieceAlignment - 1)) - begin;
+    }
+
+    std::uint32_t taken_ = 0;  // a bit for each
+    std::array<std::byte, (kCount + 1) * kPieceAlignment> memory_{};
+};
+constinit FirstPieces firstPieces;
+
 // Lists of pieces, by stride. Every piece that has room is listed. One that becomes full stays listed until the next
 // block is looked for in it. Blocks come from the first piece of a list. Guarded by the module lock.
 constinit std::array<Piece*, StrideFor(kLargest) / kBlockAlignment + 1> pieces{};
@@ -85,7 +118,8 @@ void Unlink(Piece& piece) noexcept {
         if (first->HasRoom()) return *first;
         Unlink(*first);
     }
-    Piece& made = *new (TakeLong(kPieceSize, Filling::LittleByLittle, kPieceAlignment)) Piece;
+    void* const first = firstPieces.Take();
+    Piece& made = *new (first ? first : TakeLong(kPieceSize, Filling::LittleByLittle, kPieceAlignment)) Piece;
     made.stride = static_cast<std::uint32_t>(stride);
     made.untouched = static_cast<std::uint32_t>(sizeof(Piece));
     Link(made);
@@ -114,7 +148,7 @@ void* TakeInCall(std::size_t size) {
 
 [[gnu::noinline]] void LetGo(Piece& piece) noexcept {
     Unlink(piece);
-    GiveLong(&piece, kPieceSize, kPieceAlignment);
+    if (!firstPieces.Give(&piece)) GiveLong(&piece, kPieceSize, kPieceAlignment);
 }
 
 // The last listed piece is kept for the next block.

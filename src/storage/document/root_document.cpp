@@ -85,11 +85,11 @@ void RootDocument::OpenFile(std::u16string_view path) {
     ExchangeDocuments(root);
 }
 
-void RootDocument::LoadFile(const std::filesystem::path& path) {
+void RootDocument::LoadFile(std::filesystem::path path) {
     tree_.File().Replace(OpenCompoundFile(path, Access()));
     ReadDocument(tree_, versionSupport_);
     std::error_code ignored;
-    path_ = path.is_absolute() ? path : std::filesystem::absolute(path, ignored);
+    path_ = path.is_absolute() ? std::move(path) : std::filesystem::absolute(path, ignored);
 }
 
 void RootDocument::ExchangeDocuments(RootDocument& other) noexcept {

@@ -67,7 +67,7 @@ public:
 private:
     bool IsReadOnly() const;
     compound::Access Access() const;
-    void LoadFile(const std::filesystem::path& path);  // into a new root
+    void LoadFile(std::filesystem::path path);  // into a new root
     void SaveAs(const std::filesystem::path& path, Taken taken, const Progress& progress);
     void ExchangeDocuments(RootDocument& other) noexcept;
 

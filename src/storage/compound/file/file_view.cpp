@@ -53,36 +53,42 @@ void FileView::Follow(std::uint64_t offset) const {
     found->begin = offset;
 }
 
-const std::byte* FileView::Page(std::uint64_t offset, std::size_t count) {
-    if (mapped_ != nullptr) return mapped_ + offset;
+std::span<const std::byte> FileView::Part(std::uint64_t offset, std::size_t count) {
     const std::uint64_t begin = offset & ~std::uint64_t{kPage - 1};
+    const auto at = static_cast<std::size_t>(offset - begin);
+    const auto inFile = static_cast<std::size_t>(std::min<std::uint64_t>(kPage, size_ - begin));
+    const auto inMapping = [&] { return std::span(mapped_ + offset, inFile - at); };
+    if (mapped_ != nullptr) return inMapping();
     KnownPage& page = pages_[begin];
-    const auto needed = static_cast<std::size_t>(offset - begin) + count;
-    if (page.count < needed) {
-        if (page.count == 0) {
-            pagesInARow_ = begin == lastPage_ + kPage ? pagesInARow_ + 1 : 1;
-            lastPage_ = begin;
-            if (pagesInARow_ > kPagesInARow ? Map() : MapBefore(kPage)) return mapped_ + offset;
-            page.bytes = std::make_unique_for_overwrite<std::byte[]>(kPage);
+    if (const auto known = page.KnownFrom(at); known.size() >= count) return known;
+    if (page.IsNew()) {
+        pagesInARow_ = begin == lastPage_ + kPage ? pagesInARow_ + 1 : 1;
+        lastPage_ = begin;
+        if (pagesInARow_ > kPagesInARow ? Map() : MapBefore(kPage)) return inMapping();
+        if (count <= kPart) {
+            const std::size_t wanted = std::min(kPart, inFile - at);
+            page.part = std::make_unique_for_overwrite<std::byte[]>(wanted);
+            page.partBegin = at;
+            page.partCount = ReadUpTo(offset, page.part.get(), wanted, count);
+            return page.KnownFrom(at);
         }
-        page.count = ReadPage(begin, page, needed);
     }
-    return page.bytes.get() + (offset - begin);
+    if (page.bytes == nullptr) page.bytes = std::make_unique_for_overwrite<std::byte[]>(kPage);
+    std::byte* const rest = page.bytes.get() + page.count;
+    page.count += ReadUpTo(begin + page.count, rest, inFile - page.count, at + count - page.count);
+    return page.KnownFrom(at);
 }
 
-// Reads what is not known of the page, at least up to `needed`. What is behind that may be unreadable, or gone: a
-// writer cuts what no reader needs off the file.
-std::size_t FileView::ReadPage(std::uint64_t begin, const KnownPage& page, std::size_t needed) const {
-    const auto readUpTo = [&](std::size_t end) {
-        file_.Read(begin + page.count, std::span(page.bytes.get(), end).subspan(page.count));
-        return end;
-    };
-    const auto whole = static_cast<std::size_t>(std::min<std::uint64_t>(kPage, size_ - begin));
+// Reads so many wanted bytes, at least those that are needed; how many were read. What is behind these may be
+// unreadable, or gone: a writer cuts what no reader needs off the file.
+std::size_t FileView::ReadUpTo(std::uint64_t begin, std::byte* bytes, std::size_t wanted, std::size_t needed) const {
     try {
-        return readUpTo(whole);
+        file_.Read(begin, std::span(bytes, wanted));
+        return wanted;
     } catch (const StorageError&) {
-        if (needed == whole) throw;
-        return readUpTo(needed);
+        if (needed == wanted) throw;
+        file_.Read(begin, std::span(bytes, needed));
+        return needed;
     }
 }
 
@@ -129,12 +135,17 @@ const std::byte* FileView::InWindow(std::uint64_t offset, std::size_t count, Win
 
 void FileView::ReadLongOrUnmapped(std::uint64_t offset, std::span<std::byte> bytes) {
     if (bytes.empty()) return;
-    if (mapped_ == nullptr && IsInFewPages(offset, bytes.size()))
-        std::memcpy(bytes.data(), Page(offset, bytes.size()), bytes.size());
-    else if (bytes.size() >= kReadDirectly || (bytes.size() >= kPage && !MapBefore(bytes.size())))
+    const std::size_t count = bytes.size();
+    if (mapped_ == nullptr && IsInFewPages(offset, count)) {
+        std::memcpy(bytes.data(), Page(offset, count), count);
+        return;
+    }
+    // The window is for short reads of a file that would be mapped if it could be.
+    const bool mayReadAlone = count >= kPage || pagesLeft_ > 0;
+    if (count >= kReadDirectly || (mayReadAlone && !MapBefore(count)))
         file_.Read(offset, bytes);
     else
-        std::memcpy(bytes.data(), Bytes(offset, bytes.size(), window_, kPage), bytes.size());
+        std::memcpy(bytes.data(), Bytes(offset, count, window_, kPage), count);
 }
 
 }  // namespace lumvex::compound

@@ -25,11 +25,15 @@ public:
     std::uint64_t Size() const { return size_; }
 
     // So many bytes from offset on, not beyond the next multiple of 4096 or the end of the file. Valid until Refresh.
-    const std::byte* Page(std::uint64_t offset, std::size_t count);
+    const std::byte* Page(std::uint64_t offset, std::size_t count) {
+        return mapped_ != nullptr ? mapped_ + offset : Part(offset, count).data();
+    }
     // The same of pages that are mostly asked for in order.
     const std::byte* PageInOrder(std::uint64_t offset, std::size_t count) {
         return mapped_ != nullptr ? InMapping(offset) : Page(offset, count);
     }
+    // The same, with what else is known of the page behind them.
+    std::span<const std::byte> Part(std::uint64_t offset, std::size_t count);
 
     // These bytes will hardly be read again.
     void GiveBack(std::uint64_t offset, std::uint64_t count) const noexcept {
@@ -120,11 +124,24 @@ private:
     };
     static constexpr std::uint64_t kNear = std::uint64_t{64} << 10, kStep = std::uint64_t{256} << 10;
 
+    // Fresh memory for a page takes longer than reading the page, and of most pages on the way to one object a few
+    // bytes are needed. So the bytes of a page that are asked for first are read with only some that follow them, and
+    // the whole page when others of it are asked for.
+    static constexpr std::size_t kPart = 512;
     struct KnownPage {
-        std::unique_ptr<std::byte[]> bytes;  // kPage
+        std::unique_ptr<std::byte[]> bytes;  // kPage; null as long as only a part was asked for
         std::size_t count = 0;               // bytes that are known, from its beginning
+        std::unique_ptr<std::byte[]> part;   // at most kPart
+        std::size_t partBegin = 0, partCount = 0;
+
+        bool IsNew() const { return bytes == nullptr && part == nullptr; }
+        std::span<const std::byte> KnownFrom(std::size_t at) const {
+            if (at < count) return std::span(bytes.get(), count).subspan(at);
+            if (at < partBegin || at - partBegin >= partCount) return {};
+            return std::span(part.get(), partCount).subspan(at - partBegin);
+        }
     };
-    std::size_t ReadPage(std::uint64_t begin, const KnownPage& page, std::size_t needed) const;
+    std::size_t ReadUpTo(std::uint64_t begin, std::byte* bytes, std::size_t wanted, std::size_t needed) const;
 
     File& file_;
     std::uint64_t size_ = 0;

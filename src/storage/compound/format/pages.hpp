@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace lumvex::compound {
 
@@ -27,22 +28,46 @@ public:
         return last_;
     }
 
-    // The same for who goes through all pages once, in order: valid until the next call only.
+    // So many bytes of a page, from `at` on, for who needs no more of it: what has to be read is not read whole then.
+    // Valid as a page is.
+    const std::byte* Part(std::uint32_t index, std::size_t at, std::size_t count) {
+        if (last_ != nullptr && index == lastIndex_) return last_ + at;
+        if (index != part_.index || at < part_.at || at + count > part_.at + part_.bytes.size())
+            part_ = {index, at, FetchPart(index, at, count)};
+        return part_.bytes.data() + (at - part_.at);
+    }
+
+    // The same, and a page for who goes through all of them once, in order: valid until the next call only.
+    const std::byte* PartOnce(std::uint32_t index, std::size_t at, std::size_t count) {
+        return last_ != nullptr && index == lastIndex_ ? last_ + at : FetchPartOnce(index, at, count);
+    }
     virtual const std::byte* PageOnce(std::uint32_t index) { return Page(index); }
 
     // The page if it is the one that was asked for last; else null.
     const std::byte* PageAtHand(std::uint32_t index) const { return index == lastIndex_ ? last_ : nullptr; }
 
     // To be called when pages have moved in memory: the last one asked for is remembered.
-    void ForgetLast() noexcept { last_ = nullptr; }
+    void ForgetLast() noexcept { last_ = nullptr, part_ = {}; }
 
 protected:
     virtual const std::byte* Fetch(std::uint32_t index) = 0;
+    virtual const std::byte* FetchPartOnce(std::uint32_t index, std::size_t at, std::size_t count) {
+        return Part(index, at, count);
+    }
+    // What is at hand from there on, at least count bytes.
+    virtual std::span<const std::byte> FetchPart(std::uint32_t index, std::size_t at, std::size_t /*count*/) {
+        return std::span(Page(index), PageSize()).subspan(at);
+    }
 
 private:
     unsigned shift_;
     std::uint32_t lastIndex_ = 0;
     const std::byte* last_ = nullptr;
+    struct {
+        std::uint32_t index = 0;
+        std::size_t at = 0;
+        std::span<const std::byte> bytes;  // from there on
+    } part_;                               // what Part() fetched last
 };
 
 }  // namespace lumvex::compound

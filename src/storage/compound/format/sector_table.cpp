@@ -37,7 +37,7 @@ std::uint32_t CountConsecutive(const std::byte* entries, std::uint32_t count, st
 SectorId SectorTable::Next(SectorId sector) {
     if (sector >= limit_) throw Corrupt("a chain reaches sector ", sector, " of ", limit_);
     const PerPage entries = TableEntriesPerPage(pages_->Shift());
-    return TableEntry(pages_->Page(entries.PageOf(sector)), entries.IndexOf(sector));
+    return Load32(pages_->PartOnce(entries.PageOf(sector), 4 * std::size_t{entries.IndexOf(sector)}, 4));
 }
 
 std::uint32_t SectorTable::CountAdjacent(SectorId first, std::uint32_t most) {
@@ -49,7 +49,8 @@ std::uint32_t SectorTable::CountAdjacent(SectorId first, std::uint32_t most) {
         const SectorId at = first + links;
         const std::uint32_t inPage = perPage.IndexOf(at);
         const std::uint32_t available = std::min(perPage.Count() - inPage, most - 1 - links);
-        const std::byte* entries = pages_->Page(perPage.PageOf(at)) + 4 * std::size_t{inPage};
+        const std::byte* entries =
+            pages_->PartOnce(perPage.PageOf(at), 4 * std::size_t{inPage}, 4 * std::size_t{available});
         const std::uint32_t found = CountConsecutive(entries, available, at + 1);
         links += found;
         if (found < available) break;

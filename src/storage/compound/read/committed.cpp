@@ -25,24 +25,32 @@ std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
     return location;
 }
 
-// FAT sectors mostly are adjacent, so that many are read at a time. The pages of a short FAT are kept: a writer needs
-// most of them again.
+// Chains are followed once. Memory for all pages of a long one would take longer than reading some of them again.
+const std::byte* FatPages::FetchPartOnce(std::uint32_t index, std::size_t at, std::size_t /*count*/) {
+    constexpr std::size_t kSeveral = 4096;
+    return (volume_.IsMapped() ? Page(index) : PageInWindow(index, kSeveral)) + at;
+}
+
+// The pages of a short FAT are kept: a writer needs most of them again.
 const std::byte* FatPages::PageOnce(std::uint32_t index) {
-    constexpr std::size_t kMost = std::size_t{16} * 1024;
-    const bool isShort = volume_.Head().FatSectors() * PageSize() <= 2 * kMost;
-    if (isShort || volume_.IsMapped()) return Page(index);
-    if (index - once_.first >= once_.count) {
-        const SectorId first = Location(index);
-        const std::uint32_t whole = volume_.SectorCount() - (volume_.LastSectorLacks() != 0 ? 1 : 0);
-        if (first >= whole) return Page(index);
-        const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(kMost >> Shift(), whole - first));
-        std::uint32_t count = 1;
-        while (count < most && FindLocation(index + count) == first + count) ++count;
-        const std::size_t size = count * PageSize();
-        once_ = {index, count, volume_.BytesOnce(volume_.OffsetOf(first), size, window_)};
-        volume_.CountRead(volume_.OffsetOf(first), size);
+    constexpr std::size_t kMany = std::size_t{16} * 1024;
+    const bool isShort = volume_.Head().FatSectors() * PageSize() <= 2 * kMany;
+    return isShort || volume_.IsMapped() ? Page(index) : PageInWindow(index, kMany);
+}
+
+// FAT sectors mostly are adjacent, so that several can be read at a time.
+const std::byte* FatPages::PageInWindow(std::uint32_t index, std::size_t bytes) {
+    const SectorId sector = Location(index);
+    const std::uint32_t whole = volume_.SectorCount() - (volume_.LastSectorLacks() != 0 ? 1 : 0);
+    if (sector >= whole) return Page(index);
+    const std::uint64_t offset = volume_.OffsetOf(sector);
+    std::uint32_t count = 1;
+    if (!window_.Has(offset, PageSize())) {
+        const auto most = static_cast<std::uint32_t>(std::min<std::size_t>(bytes >> Shift(), whole - sector));
+        while (count < most && FindLocation(index + count) == sector + count) ++count;
     }
-    return once_.bytes + (index - once_.first) * PageSize();
+    volume_.CountRead(offset, PageSize());
+    return volume_.BytesOnce(offset, PageSize(), window_, count * PageSize());
 }
 
 bool FatPages::ReadOneMore() {
@@ -70,10 +78,15 @@ std::vector<std::uint32_t> FatPages::ChangedWith(std::vector<std::uint32_t> page
     return pages;
 }
 
-const std::byte* ChainPages::Fetch(std::uint32_t index) {
+SectorId ChainPages::SectorOf(std::uint32_t index) {
     const auto place = chain_.Find(fat_, index);
     if (!place) throw Corrupt("the chain from sector ", chain_.First(), " has no sector ", index);
-    return asked_ == Asked::InAnyOrder ? volume_.Sector(place->sector) : volume_.SectorInOrder(place->sector);
+    return place->sector;
+}
+
+const std::byte* ChainPages::Fetch(std::uint32_t index) {
+    const SectorId sector = SectorOf(index);
+    return asked_ == Asked::InAnyOrder ? volume_.Sector(sector) : volume_.SectorInOrder(sector);
 }
 
 void WalkTree(Pages& directory, EntryId top, std::uint32_t limit,

@@ -24,7 +24,7 @@ public:
 
     const std::byte* PageOnce(std::uint32_t index) override;
 
-    void Forget() noexcept { difat_.clear(), once_ = {}, ForgetLast(); }  // all that was found so far
+    void Forget() noexcept { difat_.clear(), window_.Forget(), ForgetLast(); }  // all that was found so far
 
     // These pages, which a commit is going to change, and the pages that change with them: those that hold the entries
     // of these pages' own sectors. Few pages are assumed.
@@ -32,15 +32,13 @@ public:
 
 private:
     const std::byte* Fetch(std::uint32_t index) override { return volume_.Sector(Location(index)); }
+    const std::byte* FetchPartOnce(std::uint32_t index, std::size_t at, std::size_t count) override;
+    const std::byte* PageInWindow(std::uint32_t index, std::size_t bytes);  // to be read together
     bool ReadOneMore();
 
     Volume& volume_;
     std::vector<SectorId> difat_;  // the DIFAT sectors found so far
     FileView::Window window_;
-    struct {
-        std::uint32_t first = 0, count = 0;
-        const std::byte* bytes = nullptr;
-    } once_;  // pages that are read once, in the window
 };
 
 // A structure in a chain of sectors: the directory, the mini FAT, the mini stream.
@@ -55,6 +53,11 @@ public:
 
 private:
     const std::byte* Fetch(std::uint32_t index) override;
+    std::span<const std::byte> FetchPart(std::uint32_t index, std::size_t at, std::size_t count) override {
+        return volume_.IsMapped() ? Pages::FetchPart(index, at, count)
+                                  : volume_.PartOfSector(SectorOf(index), at, count);
+    }
+    SectorId SectorOf(std::uint32_t index);  // Corrupt beyond the end of the chain
 
     Volume& volume_;
     SectorTable& fat_;

@@ -18,7 +18,7 @@ namespace lumvex::compound {
 // Corrupt beyond the directory's end.
 [[nodiscard]] inline DirectoryEntry EntryAt(Pages& directory, EntryId id) {
     const PerPage perPage = DirectoryEntriesPerPage(directory.Shift());
-    return DirectoryEntry(directory.Page(perPage.PageOf(id)) + kEntrySize * perPage.IndexOf(id));
+    return DirectoryEntry(directory.Part(perPage.PageOf(id), kEntrySize * perPage.IndexOf(id), kEntrySize));
 }
 
 // The entries by number.

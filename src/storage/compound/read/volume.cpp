@@ -142,6 +142,11 @@ const std::byte* Volume::SectorInOrder(SectorId sector) {
     return found != nullptr ? found : view_.PageInOrder(OffsetOf(sector), SectorSize());
 }
 
+std::span<const std::byte> Volume::PartOfSector(SectorId sector, std::size_t at, std::size_t count) {
+    const std::byte* const found = FindSector(sector);
+    return found != nullptr ? std::span(found, SectorSize()).subspan(at) : view_.Part(OffsetOf(sector) + at, count);
+}
+
 void Volume::GiveBack(const std::vector<Run>& runs) const noexcept {
     for (const Run& run : runs) view_.GiveBack(OffsetOf(run.first), std::uint64_t{run.count} << shift_);
 }

@@ -34,6 +34,8 @@ public:
     // A whole sector of the file's own structures; bytes that the last sector lacks are zero. Corrupt beyond the end.
     const std::byte* Sector(SectorId sector);
     const std::byte* SectorInOrder(SectorId sector);  // of a structure whose sectors are mostly asked for in order
+    // What is at hand from byte `at` of a sector on, at least so many bytes: the sector is not read whole for them.
+    std::span<const std::byte> PartOfSector(SectorId sector, std::size_t at, std::size_t count);
     void GiveBack(const std::vector<Run>& runs) const noexcept;  // sectors that will hardly be read again
 
     // count bytes of a stream from an offset of the file on, in the mapping or in the window. Corrupt beyond the end.

@@ -7,21 +7,28 @@
 
 namespace lumvex::compound {
 
-const std::byte* ShadowPages::Fetch(std::uint32_t index) {
+std::byte* ShadowPages::FindChanged(std::uint32_t index) const {
     if (index >= kept_) {
         if (index >= Count()) throw Corrupt("page ", index, " of ", Count());
         return appended_[index - kept_];
     }
-    if (const auto edited = edited_.find(index); edited != edited_.end()) return edited->second;
-    return committed_.Page(index);
+    const auto edited = edited_.find(index);
+    return edited != edited_.end() ? edited->second : nullptr;
+}
+
+const std::byte* ShadowPages::Fetch(std::uint32_t index) {
+    const std::byte* const changed = FindChanged(index);
+    return changed != nullptr ? changed : committed_.Page(index);
+}
+
+std::span<const std::byte> ShadowPages::FetchPart(std::uint32_t index, std::size_t at, std::size_t count) {
+    const std::byte* const changed = FindChanged(index);
+    if (changed != nullptr) return std::span(changed, PageSize()).subspan(at);
+    return {committed_.Part(index, at, count), count};
 }
 
 std::byte* ShadowPages::Edit(std::uint32_t index) {
-    if (index >= kept_) {
-        if (index >= Count()) throw Corrupt("page ", index, " of ", Count());
-        return appended_[index - kept_];
-    }
-    if (const auto edited = edited_.find(index); edited != edited_.end()) return edited->second;
+    if (std::byte* const changed = FindChanged(index); changed != nullptr) return changed;
     const std::byte* from = committed_.Page(index);
     std::byte* copy = memory_.Take(PageSize());
     std::memcpy(copy, from, PageSize());

@@ -36,6 +36,8 @@ public:
 
 private:
     const std::byte* Fetch(std::uint32_t index) override;
+    std::span<const std::byte> FetchPart(std::uint32_t index, std::size_t at, std::size_t count) override;
+    std::byte* FindChanged(std::uint32_t index) const;  // edited or new; null where the page is the committed one
 
     Pages& committed_;
     GrowingMemory& memory_;
