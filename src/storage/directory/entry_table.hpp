@@ -26,6 +26,12 @@ public:
     // The ID is going to be looked for or added soon.
     [[gnu::always_inline]] inline void Expect(const GUID& id) const { places_.Expect(HighHashOf(id)); }
 
+    // Room for so many entries in all. Throws std::bad_alloc.
+    void Reserve(std::size_t count) {
+        entries_.reserve(count);
+        places_.Reserve(count);
+    }
+
     // Its ID is not in the table yet. Throws std::bad_alloc and has then done nothing.
     void Add(Ref<Entry> entry) {
         MakeRoom(entries_, 1);
