@@ -37,7 +37,7 @@ public:
         return part_.bytes.data() + (at - part_.at);
     }
 
-    // The same, and a page for who goes through all of them once, in order: valid until the next call only.
+    // The same two for who needs each page once, mostly in order: valid until the next call of either of them.
     const std::byte* PartOnce(std::uint32_t index, std::size_t at, std::size_t count) {
         return last_ != nullptr && index == lastIndex_ ? last_ + at : FetchPartOnce(index, at, count);
     }
@@ -54,7 +54,7 @@ protected:
     virtual const std::byte* FetchPartOnce(std::uint32_t index, std::size_t at, std::size_t count) {
         return Part(index, at, count);
     }
-    // What is at hand from there on, at least count bytes.
+    // What is at hand of a page from `at` on, at least count bytes.
     virtual std::span<const std::byte> FetchPart(std::uint32_t index, std::size_t at, std::size_t /*count*/) {
         return std::span(Page(index), PageSize()).subspan(at);
     }

@@ -25,7 +25,7 @@ std::optional<SectorId> FatPages::FindLocation(std::uint32_t index) {
     return location;
 }
 
-// Chains are followed once. Memory for all pages of a long one would take longer than reading some of them again.
+// Chains are followed once, and fresh memory for a page takes longer than reading it again.
 const std::byte* FatPages::FetchPartOnce(std::uint32_t index, std::size_t at, std::size_t /*count*/) {
     constexpr std::size_t kSeveral = 4096;
     return (volume_.IsMapped() ? Page(index) : PageInWindow(index, kSeveral)) + at;
