@@ -46,9 +46,9 @@ struct alignas(kBlockAlignment) Piece {
     bool HasRoom() const { return free || untouched + stride <= kPieceSize; }
 };
 
-// Memory of the first pieces is part of the program: making a piece touches one page of it, where the general allocator
-// touches three more for its own notes, which is time for whoever opens a document to read one object. Guarded by the
-// module lock.
+// The memory of the first pieces is a static array. A new piece touches one page of it; the general allocator would
+// touch three more for its own notes, and finding and clearing these is a noticeable part of opening a document to read
+// one object. Guarded by the module lock.
 class FirstPieces {
 public:
     void* Take() noexcept {  // null when all are out

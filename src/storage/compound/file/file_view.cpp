@@ -140,7 +140,8 @@ void FileView::ReadLongOrUnmapped(std::uint64_t offset, std::span<std::byte> byt
         std::memcpy(bytes.data(), Page(offset, count), count);
         return;
     }
-    // The window is for short reads of a file that would be mapped if it could be.
+    // As long as few pages were read, what lies across two of them is read alone. After that the file is mapped; where
+    // it cannot be, short reads go through the window.
     const bool mayReadAlone = count >= kPage || pagesLeft_ > 0;
     if (count >= kReadDirectly || (mayReadAlone && !MapBefore(count)))
         file_.Read(offset, bytes);

@@ -32,7 +32,7 @@ public:
     const std::byte* PageInOrder(std::uint64_t offset, std::size_t count) {
         return mapped_ != nullptr ? InMapping(offset) : Page(offset, count);
     }
-    // The same, with what else is known of the page behind them.
+    // As Page(); the answer may be longer than count: it has what is known already of the rest of the page.
     std::span<const std::byte> Part(std::uint64_t offset, std::size_t count);
 
     // These bytes will hardly be read again.

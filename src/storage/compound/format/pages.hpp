@@ -28,8 +28,8 @@ public:
         return last_;
     }
 
-    // So many bytes of a page, from `at` on, for who needs no more of it: what has to be read is not read whole then.
-    // Valid as a page is.
+    // So many bytes of a page, from `at` on. A page that has to be read from the file is not read whole for that. The
+    // bytes stay valid as long as those of Page() do.
     const std::byte* Part(std::uint32_t index, std::size_t at, std::size_t count) {
         if (last_ != nullptr && index == lastIndex_) return last_ + at;
         if (index != part_.index || at < part_.at || at + count > part_.at + part_.bytes.size())
@@ -37,7 +37,8 @@ public:
         return part_.bytes.data() + (at - part_.at);
     }
 
-    // The same two for who needs each page once, mostly in order: valid until the next call of either of them.
+    // Part() and Page() for callers that need each page once and mostly in order: what they answer is valid until the
+    // next call of either.
     const std::byte* PartOnce(std::uint32_t index, std::size_t at, std::size_t count) {
         return last_ != nullptr && index == lastIndex_ ? last_ + at : FetchPartOnce(index, at, count);
     }
